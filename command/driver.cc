@@ -1,0 +1,83 @@
+#include "command/driver.h"
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "command/format.h"
+#include "command/options.h"
+#include "runtime/core/settings.h"
+#include "runtime/texte/texte.h"
+
+namespace marigold {
+namespace {
+
+constexpr int kSuccess = 0;
+constexpr int kFailure = 1;
+
+// What the key and its counter together must stay below.
+constexpr std::size_t kContinuationKeyBound = 251;
+
+void start_runtime() {
+  settings_read();
+  sysmsg_init();
+  textdb_setup("");
+}
+
+bool names_a_chain(const std::string& key) {
+  return key.ends_with('+');
+}
+
+// An estimate of the digits and not their number, which is one digit too careful from 10 on: kept,
+// because scripts have been numbered to fit it.
+bool continuation_fits(const std::string& key, int counter) {
+  return static_cast<std::size_t>(counter / 10) + 1 + key.size() < kContinuationKeyBound;
+}
+
+void look_up(const std::string& key, const Options& options, std::string& text) {
+  textdb_text(text, key.c_str());
+  if (options.verbose) std::fprintf(stderr, "key: %s format: %s\n", key.c_str(), text.c_str());
+}
+
+// Writes the text of the first word, and while it names a chain the texts that continue it.
+int write_texts(const Options& options, Output& output) {
+  const std::string key = options.words.front();
+  Arguments arguments = options.words.subspan(1);
+  std::string text;
+  look_up(key, options, text);
+  for (int counter = 1;; ++counter) {
+    if (format_text(text, arguments, output) == Formatted::kStopped) return kSuccess;
+    if (options.final_newline) output.put('\n');
+    if (!names_a_chain(key) || output.failure() != 0) return kSuccess;
+    if (!continuation_fits(key, counter)) {
+      std::fputs("keystring to long\n", stderr);
+      return kFailure;
+    }
+    const std::string continuation = key + std::to_string(counter);
+    look_up(continuation, options, text);
+    if (options.verbose && text.empty()) std::fputs("format0\n", stderr);
+    if (text == continuation) {
+      if (options.verbose) std::fprintf(stderr, "format fehlt: %s\n", text.c_str());
+      return kSuccess;
+    }
+  }
+}
+
+}  // namespace
+
+int run_command(std::span<char* const> command_line, Output& output) {
+  const char* program = command_line.front();
+  const Options options = options_parse(command_line);
+  if (options.errors != 0 || options.words.empty()) {
+    std::fprintf(stderr, "Usage: %s [-n -t <textfile> ] textid [argument...]\n", program);
+    return kFailure;
+  }
+  start_runtime();
+  const int status = write_texts(options, output);
+  output.flush();
+  if (output.failure() == 0) return status;
+  std::fprintf(stderr, "%s: standard output: %s\n", program, std::strerror(output.failure()));
+  return kFailure;
+}
+
+}  // namespace marigold

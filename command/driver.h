@@ -1,0 +1,15 @@
+// One run of the command: options, start of the runtime, the text and its continuation texts.
+#pragma once
+
+#include <span>
+
+#include "command/output.h"
+
+namespace marigold {
+
+// Runs the command for the words of its command line, the program's name first, and returns the
+// exit status: 0, or 1 for a usage error, for a continuation key that became too long, and for
+// output that could not be written. All output is flushed when it returns.
+int run_command(std::span<char* const> command_line, Output& output);
+
+}  // namespace marigold

@@ -1,0 +1,58 @@
+// Runtime settings: what the environment says about screen, languages, users and debugging.
+//
+// Process-wide. Read once at start-up and once more by the text databases at their first use; the
+// environment is not looked at in between, so changing it later has no effect. An unset variable
+// counts as empty.
+#pragma once
+
+#include "runtime/core/runtime_string.h"
+
+namespace marigold {
+
+struct Settings {
+  bool screen_dump = false;                 // SCREEN_DUMP is "ENABLED"
+  bool assigned_function_keys_only = true;  // FUNCTION_KEYS is anything but "DISPLAY_ALL"
+  RuntimeString language_searchpath;        // LANGUAGE_SEARCHPATH
+  RuntimeString language_identifier;        // LANGUAGE_IDENTIFIER
+  bool multi_user = false;                  // IS_MULTIUSER is "TRUE"
+  bool debug = false;                       // DEBUG is "TRUE"
+  bool debug_function_keys = false;         // with DEBUG only: DEBUGFUNCTIONKEYS is "TRUE"
+  bool debug_timer = false;            // with DEBUG only: DEBUGTIMER is "TRUE"; nothing reads it
+  RuntimeString definition_directory;  // DEFINITION_DIRECTORY: definition sets, version tables
+  RuntimeString data_directory;        // DATA_DIRECTORY: of a path class, its number for "%p"
+  RuntimeString print_directory;       // PRINT_DIRECTORY: block stores, runtime defaults
+};
+
+// Which parts of the runtime are open. Each sets its own flag; the orderly shutdown closes what
+// they name.
+struct OpenSubsystems {
+  bool window_system = false;
+  bool status_file = false;
+  bool path_locks = false;
+  bool data_files = false;
+  bool print_engine = false;
+  bool print_output = false;
+};
+
+inline constexpr const char* kDefaultSearchpath =
+    "./locale/%l/%t/%c/%N;./locale/%l/%c/%N;./locale/%l/%t/%N;./locale/%l/%N;./locale/default/%N";
+inline constexpr const char* kDefaultIdentifier = "english_us.8859";
+
+// What a full application tells the window system about the runtime that it runs on.
+inline constexpr const char* kRuntimeVersion = "SYSTEM  V1.62 (13.02.1994)";
+
+// Fills the settings from the environment and clears all flags of OpenSubsystems. Must run before
+// anything else of the runtime. A value of 250 characters or more is system error 17 and does not
+// return.
+void settings_read();
+
+// The settings as last read; before that, the defaults of the record with empty texts.
+const Settings& settings();
+
+OpenSubsystems& open_subsystems();
+
+// Copies the value of one environment variable, or an empty text when it is not set. Error as for
+// settings_read.
+void settings_read_variable(const char* name, RuntimeString& target);
+
+}  // namespace marigold

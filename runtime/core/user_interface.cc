@@ -1,0 +1,53 @@
+#include "runtime/core/user_interface.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace marigold {
+namespace {
+
+void write_line(const char* text) {
+  std::fprintf(stderr, "%s\n", text);
+}
+
+void write_message(const char* text, const char* /*help_key*/) {
+  write_line(text);
+}
+
+int take_first(const char* question, std::span<const char* const> /*answers*/,
+               const char* /*help_key*/) {
+  write_line(question);
+  return 0;
+}
+
+void leave_nothing() {}
+
+void write_number_and_abort(int number) {
+  std::fprintf(stderr, "system error %d\n", number);
+  std::abort();
+}
+
+constexpr UserInterface kStandardError{.warning = write_line,
+                                       .message = write_message,
+                                       .choose = take_first,
+                                       .hand_terminal_back = leave_nothing,
+                                       .fatal = write_number_and_abort};
+
+constinit UserInterface state = kStandardError;
+
+}  // namespace
+
+UserInterface& user_interface() {
+  return state;
+}
+
+void user_interface_start() {
+  state = kStandardError;
+}
+
+void raise_fatal(int number) {
+  state.fatal(number);
+  std::abort();
+}
+
+}  // namespace marigold

@@ -1,0 +1,40 @@
+// How the runtime's lower floors reach the person at the screen without knowing whether there is a
+// screen.
+//
+// One record of functions, process-wide. At the start of a process it holds the standard-error
+// functions of this module; the window system puts its own in place when it starts and gives the
+// default back when it ends, and the system error report takes over `fatal`. Texts are
+// zero-terminated and belong to the caller.
+#pragma once
+
+#include <span>
+
+namespace marigold {
+
+struct UserInterface {
+  // Shows a text that the user should take note of. Default: the text and a line end.
+  void (*warning)(const char* text);
+  // Shows a text of one line; the help key names the help page that explains it ("_BLONF_").
+  // Default: the text and a line end.
+  void (*message)(const char* text, const char* help_key);
+  // Asks for one of several answers and returns its index, 0 first. The first is the safe one: the
+  // default writes the question and takes it, since nobody can answer on standard error.
+  int (*choose)(const char* question, std::span<const char* const> answers, const char* help_key);
+  // Leaves full-screen work, if it was begun. May be called again. Default: nothing.
+  void (*hand_terminal_back)();
+  // Reports a fatal system error by its number and ends the process; never returns. Default: the
+  // bare number.
+  void (*fatal)(int number);
+};
+
+// The record in force. Who changes a field restores it.
+UserInterface& user_interface();
+
+// Puts the standard-error functions back in all fields.
+void user_interface_start();
+
+// Raises a fatal system error through the record. Never returns, whatever the function in place
+// does.
+[[noreturn]] void raise_fatal(int number);
+
+}  // namespace marigold

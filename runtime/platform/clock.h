@@ -1,0 +1,21 @@
+// The local wall clock.
+#pragma once
+
+namespace marigold {
+
+// A moment in local time. Month 1 to 12, day 1 to 31, weekday 0 (Sunday) to 6; year with four
+// digits.
+struct LocalTime {
+  int hour = 0;
+  int minute = 0;
+  int second = 0;
+  int year = 0;
+  int month = 0;
+  int day = 0;
+  int weekday = 0;
+};
+
+// The moment of the call in the time zone of the process. A clock that cannot be read gives zeros.
+LocalTime clock_local_time();
+
+}  // namespace marigold

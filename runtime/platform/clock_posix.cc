@@ -1,0 +1,20 @@
+#include <ctime>
+
+#include "runtime/platform/clock.h"
+
+namespace marigold {
+
+LocalTime clock_local_time() {
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  if (localtime_r(&now, &local) == nullptr) return {};
+  return {.hour = local.tm_hour,
+          .minute = local.tm_min,
+          .second = local.tm_sec,
+          .year = local.tm_year + 1900,
+          .month = local.tm_mon + 1,
+          .day = local.tm_mday,
+          .weekday = local.tm_wday};
+}
+
+}  // namespace marigold

@@ -1,0 +1,49 @@
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+
+#include "runtime/platform/stream.h"
+
+namespace marigold {
+namespace {
+
+constexpr int kFirstFreeDescriptor = 3;
+
+// Someone gave us a stream that does not wait; we do.
+void wait_until_writable(int descriptor) {
+  pollfd waiting{.fd = descriptor, .events = POLLOUT, .revents = 0};
+  poll(&waiting, 1, -1);
+}
+
+}  // namespace
+
+void stream_start() {
+  for (int descriptor = 0; descriptor < kFirstFreeDescriptor; ++descriptor) {
+    if (fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) continue;
+    // The lowest free number is this one. Read-only on standard output, so that a write to it is a
+    // failure that is seen.
+    const int mode = descriptor == static_cast<int>(Stream::kError) ? O_WRONLY : O_RDONLY;
+    if (open("/dev/null", mode) != descriptor) return;
+  }
+  std::signal(SIGPIPE, SIG_IGN);
+}
+
+int stream_write(Stream stream, std::string_view bytes) {
+  const int descriptor = static_cast<int>(stream);
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written >= 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(written));
+    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+      wait_until_writable(descriptor);
+    } else if (errno != EINTR) {
+      return errno;
+    }
+  }
+  return 0;
+}
+
+}  // namespace marigold

@@ -1,0 +1,104 @@
+#include "runtime/texte/format_language.h"
+
+#include <algorithm>
+
+namespace marigold {
+namespace {
+
+constexpr std::string_view kFlags = "-+ #";
+constexpr std::string_view kModifiers = "lLh";
+constexpr std::string_view kConversions = "diouxXfeEgGcs";
+constexpr std::string_view kEscapeLetters = "\"\\abcfnrtv";
+constexpr std::size_t kMostEscapeDigits = 3;
+
+// The character at a position, or 0 behind the end.
+char at(std::string_view text, std::size_t position) {
+  return position < text.size() ? text[position] : '\0';
+}
+
+bool is_one_of(std::string_view set, char character) {
+  return set.find(character) != std::string_view::npos;
+}
+
+bool is_digit(char character) {
+  return character >= '0' && character <= '9';
+}
+
+// The value of a digit, or the base for what is no digit of it.
+unsigned digit_value(char character, unsigned base) {
+  unsigned value = base;
+  if (is_digit(character)) value = static_cast<unsigned>(character - '0');
+  if (character >= 'a' && character <= 'f') value = static_cast<unsigned>(character - 'a' + 10);
+  if (character >= 'A' && character <= 'F') value = static_cast<unsigned>(character - 'A' + 10);
+  return std::min(value, base);
+}
+
+// Takes "*" or digits at the position, and moves it behind them.
+void parse_number(std::string_view text, std::size_t& position, std::string_view& digits,
+                  bool& from_argument) {
+  if (at(text, position) == '*') {
+    from_argument = true;
+    ++position;
+    return;
+  }
+  const std::size_t start = position;
+  while (is_digit(at(text, position)))
+    ++position;
+  digits = text.substr(start, position - start);
+}
+
+}  // namespace
+
+bool directive_is_conversion(char letter) {
+  return is_one_of(kConversions, letter);
+}
+
+Directive directive_parse(std::string_view text) {
+  Directive parsed;
+  std::size_t position = 1;
+  const char first = at(text, position);
+  if (first != '%' && first != 'b') {
+    if (is_one_of(kFlags, first)) {
+      parsed.flag = first;
+      ++position;
+    }
+    parse_number(text, position, parsed.width, parsed.width_from_argument);
+    if (at(text, position) == '.') {
+      parsed.has_precision = true;
+      ++position;
+      parse_number(text, position, parsed.precision, parsed.precision_from_argument);
+    }
+    if (is_one_of(kModifiers, at(text, position))) parsed.modifier = text[position++];
+  }
+  parsed.conversion = at(text, position);
+  parsed.length = std::min(position + 1, text.size());
+  return parsed;
+}
+
+Escape escape_parse(std::string_view text) {
+  Escape parsed;
+  std::size_t position = 1;
+  const char first = at(text, position);
+  if (first == 'x' || first == '0') {
+    parsed.numeric = true;
+    const std::size_t digits_start = ++position;
+    const unsigned base = first == 'x' ? 16 : 8;
+    unsigned number = 0;
+    while (position < digits_start + kMostEscapeDigits &&
+           digit_value(at(text, position), base) < base) {
+      number = number * base + digit_value(text[position++], base);
+    }
+    parsed.byte = static_cast<unsigned char>(number);
+    parsed.digits_missing = first == 'x' && position == digits_start;
+  }
+  parsed.has_letter = position < text.size();
+  parsed.letter = at(text, position);
+  parsed.length = std::min(position + 1, text.size());
+  return parsed;
+}
+
+bool escape_letter_is_known(char letter) {
+  return is_one_of(kEscapeLetters, letter);
+}
+
+}  // namespace marigold

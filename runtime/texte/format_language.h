@@ -1,0 +1,54 @@
+// The grammar of texts: plain bytes, directives and escapes.
+//
+//   directive   "%%"  "%b"  or  "%" [flag] [width] ["." [precision]] [modifier] conversion
+//               flag: one of "-+ #"; width and precision: "*" or digits; modifier: one of "lLh";
+//               conversion: one of "diouxXfeEgGcs"
+//   escape      a backslash and a letter; "\x" and up to three hexadecimal digits; "\0" and up to
+//   three octal digits.
+//               A numeric escape also takes the character behind its digits.
+//
+// This only takes texts apart. What is done with the parts is told where they are formatted (the
+// command) and compared (the author's tool). Every view points into the text that was given.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace marigold {
+
+// One directive, from its "%" on.
+struct Directive {
+  char flag = '\0';
+  bool width_from_argument = false;      // "*"
+  bool precision_from_argument = false;  // ".*"
+  bool has_precision = false;            // a "." was there, with or without digits
+  std::string_view width;                // digits; a leading zero asks for zero padding
+  std::string_view precision;            // digits
+  char modifier = '\0';
+  char conversion = '\0';  // the letter as it stands, valid or not; 0: the text ended before it
+  std::size_t length = 0;  // of the directive in the text
+};
+
+// One escape, from its backslash on.
+struct Escape {
+  bool numeric = false;
+  bool digits_missing = false;  // "\x" without a digit; its number is 0
+  unsigned char byte = 0;       // of a numeric escape: the low 8 bits of its number
+  bool has_letter = false;      // false only at the end of the text
+  char letter = '\0';      // the escape letter; of a numeric escape the character behind its digits
+  std::size_t length = 0;  // of the escape in the text
+};
+
+// Whether a conversion letter formats an argument ("%%" and "%b" are not among them).
+bool directive_is_conversion(char letter);
+
+// Takes a directive apart; the text begins with its "%".
+Directive directive_parse(std::string_view text);
+
+// Takes an escape apart; the text begins with its backslash.
+Escape escape_parse(std::string_view text);
+
+// Whether the letter of an escape that is not numeric is one of the language.
+bool escape_letter_is_known(char letter);
+
+}  // namespace marigold

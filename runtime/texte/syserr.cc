@@ -1,0 +1,67 @@
+#include "runtime/texte/syserr.h"
+
+#include <cstdlib>
+#include <string>
+
+#include "runtime/core/line_output.h"
+#include "runtime/core/status_file.h"
+#include "runtime/core/user_interface.h"
+#include "runtime/texte/sysmsg.h"
+
+namespace marigold {
+namespace {
+
+struct NumberRange {
+  int first;
+  int last;
+  int entry;  // the number in the key of the entry that stands for all of them; 0: each its own
+};
+
+constexpr NumberRange kRanges[] = {{1, 69, 0}, {100, 999, 100}, {1000, 9999, 1000}};
+
+const SystemText& catalogue_text(int number) {
+  for (const NumberRange& range : kRanges) {
+    if (number < range.first || number > range.last) continue;
+    const int entry = range.entry == 0 ? number : range.entry;
+    return *sysmsg_entry("syserr_" + std::to_string(entry))->text;
+  }
+  return syserr_unknown;
+}
+
+constexpr int kColumn = 3;
+constexpr int kNumberColumn = 10;
+constexpr int kLabelWidth = 6;
+constexpr int kTextWidth = 60;
+
+}  // namespace
+
+void syserr_start() {
+  user_interface().fatal = syserr_fatal;
+}
+
+void syserr_text(SystemText& output, int number) {
+  output = catalogue_text(number);
+}
+
+void syserr_show(int number) {
+  line_output_text(2, kColumn, syserr_error.c_str(), kLabelWidth);
+  line_output_number(2, kNumberColumn, number);
+  line_output_text(3, kColumn, catalogue_text(number).c_str(), kTextWidth);
+  line_output_text(5, kColumn, syserr_txt1.c_str(), kTextWidth);
+  line_output_text(6, kColumn, syserr_txt2.c_str(), kTextWidth);
+  user_interface().hand_terminal_back();
+}
+
+void syserr_fatal(int number) {
+  status_close_with_error(number);
+  syserr_show(number);
+  user_interface().hand_terminal_back();
+  std::abort();
+}
+
+void syserr_report(int number) {
+  status_close();
+  syserr_show(number);
+}
+
+}  // namespace marigold

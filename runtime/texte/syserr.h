@@ -1,0 +1,31 @@
+// Fatal system errors: the report on an unrecoverable condition, by its number.
+//
+//   1 to 69        the condition of that number, see the catalogue entries syserr_1 to syserr_69
+//   100 to 999     the keyed-file engine's error; one text for all
+//   1000 to 9999   1000 + the operating system's error number; one text for all
+//   any other      unknown
+#pragma once
+
+#include "runtime/texte/txt.h"
+
+namespace marigold {
+
+// Makes syserr_fatal what the lower floors reach through raise_fatal. Called before the settings
+// are read, which can fail.
+void syserr_start();
+
+// The catalogue's text for a number.
+void syserr_text(SystemText& output, int number);
+
+// Writes the report of five lines (label, number, text, two lines of advice) to standard error and
+// hands the terminal back.
+void syserr_show(int number);
+
+// Writes the error end of the program status file and the report, hands the terminal back and
+// aborts. No exit handler runs and nothing is flushed.
+[[noreturn]] void syserr_fatal(int number);
+
+// Ends the program status file normally, writes the report and returns.
+void syserr_report(int number);
+
+}  // namespace marigold

@@ -1,0 +1,49 @@
+#include "runtime/texte/text_store.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace marigold {
+namespace {
+
+constexpr int kReadOnly = 0;  // O_RDONLY of the system, and 0 on all of them
+
+// Matters only where the store makes its companion file.
+constexpr int kFileMode = 0666;
+
+[[noreturn]] void end_with_store_fault(DBM* store) {
+  std::fprintf(stderr, "gdbm fatal: %s.\n", gdbm_strerror(dbm_error(store)));
+  std::exit(-1);
+}
+
+}  // namespace
+
+bool TextStore::open(const std::string& path) {
+  std::string changeable = path;  // the store's interface dates from before const
+  errno = 0;
+  store_.reset(dbm_open(changeable.data(), kReadOnly, kFileMode));
+  if (store_ == nullptr && errno == 0) errno = EINVAL;
+  return store_ != nullptr;
+}
+
+void TextStore::close() {
+  store_.reset();
+}
+
+const char* TextStore::fetch(const char* id) {
+  const std::size_t key_length = std::strlen(id) + 1;
+  const datum value =
+      dbm_fetch(store_.get(), datum{const_cast<char*>(id), static_cast<int>(key_length)});
+  if (value.dptr == nullptr) {
+    if (dbm_error(store_.get()) != 0) end_with_store_fault(store_.get());
+    return nullptr;
+  }
+  const auto size = static_cast<std::size_t>(value.dsize);
+  if (std::memchr(value.dptr, '\0', size) != nullptr) return value.dptr;
+  unterminated_.assign(value.dptr, size);
+  return unterminated_.c_str();
+}
+
+}  // namespace marigold

@@ -1,0 +1,46 @@
+#include "runtime/texte/textdb.h"
+
+#include "runtime/core/settings.h"
+#include "runtime/core/user_interface.h"
+#include "runtime/texte/sysmsg.h"
+#include "runtime/texte/txt.h"
+
+namespace marigold {
+namespace {
+
+constexpr const char* kDatabase = "textdb";
+
+struct State {
+  int handle = -1;
+  std::string module_prefix;
+};
+
+constinit State state;
+
+std::string& text_or_key(std::string& output, const char* id, const char* key) {
+  const char* text = txt_fetch(state.handle, id);
+  return output.assign(text == nullptr ? key : text);
+}
+
+}  // namespace
+
+void textdb_setup(const char* module) {
+  state.handle = txt_open(settings().language_identifier.c_str(), kDatabase);
+  if (state.handle < 0) {
+    const std::string text = std::string(systxt_apldefloaderr.view()).append(kDatabase);
+    user_interface().warning(text.c_str());
+    return;
+  }
+  state.module_prefix.assign(module).push_back('.');
+}
+
+std::string& textdb_text(std::string& output, const char* key) {
+  return text_or_key(output, key, key);
+}
+
+std::string& textdb_module_text(std::string& output, const char* key) {
+  const std::string id = state.module_prefix + key;
+  return text_or_key(output, id.c_str(), key);
+}
+
+}  // namespace marigold
