@@ -47,56 +47,51 @@ std::string take_star(Arguments& arguments, const char* when_negative) {
   return std::to_string(number);
 }
 
+// Width and precision in digits, as the text has them or as taken for "*"; empty when there is
+// none.
+struct FieldSizes {
+  std::string width;
+  std::string precision;
+};
+
+FieldSizes take_field_sizes(const Directive& parsed, Arguments& arguments) {
+  FieldSizes sizes{std::string(parsed.width), std::string(parsed.precision)};
+  if (parsed.width_from_argument) sizes.width = take_star(arguments, "negative field width\n");
+  if (parsed.precision_from_argument)
+    sizes.precision = take_star(arguments, "negative precision\n");
+  return sizes;
+}
+
 bool is_one_of(std::string_view set, char character) {
   return set.find(character) != std::string_view::npos;
 }
 
 // The directive for the C library. What a text may ask for goes beyond what the library defines, so
-// that a part without a meaning for the conversion is left out, as the library would ignore it:
-//   - "#" only before o, x, X and the floating conversions; zero padding only for numbers;
-//   precision not for "c";
-//   - "l" and "L", because every value is 32 bits or a double; "h", which cuts integers to 16 bits,
-//   only for those.
-class LibraryDirective {
- public:
-  LibraryDirective(const Directive& parsed, Arguments& arguments) : text_("%") {
-    const char letter = parsed.conversion;
-    const bool is_text = is_one_of("cs", letter);
-    if (parsed.flag != '\0' && (parsed.flag != '#' || is_one_of("oxXeEfgG", letter))) {
-      text_ += parsed.flag;
-    }
-    append_width(parsed, is_text, arguments);
-    append_precision(parsed, letter, arguments);
-    if (parsed.modifier == 'h' && is_one_of("diouxX", letter)) text_ += parsed.modifier;
-    text_ += letter;
+// a part that has no meaning for the conversion is left out, which is how the library takes it
+// where it is known to be harmless:
+//   - "#" stands only before o, x, X and the floating conversions, zero padding only before
+//   numbers;
+//   - "c" has no precision, and a width taken for "*" is used up but never applied to it;
+//   - "l" and "L" are dropped, because every value is 32 bits or a double; "h" cuts integers to 16
+//   bits and stays there.
+std::string library_directive(const Directive& parsed, const FieldSizes& sizes) {
+  const char letter = parsed.conversion;
+  const bool is_number = !is_one_of("cs", letter);
+  std::string directive = "%";
+  if (parsed.flag != '\0' && (parsed.flag != '#' || is_one_of("oxXeEfgG", letter))) {
+    directive += parsed.flag;
   }
-
-  [[nodiscard]] const char* c_str() const { return text_.c_str(); }
-
- private:
-  void append_width(const Directive& parsed, bool is_text, Arguments& arguments) {
-    if (parsed.width_from_argument) {
-      const std::string width = take_star(arguments, "negative field width\n");
-      if (parsed.conversion != 'c') text_ += width;  // used up, and never applied to "c"
-      return;
-    }
-    std::string_view digits = parsed.width;
-    if (is_text) digits.remove_prefix(std::min(digits.find_first_not_of('0'), digits.size()));
-    text_ += digits;
+  if (letter != 'c' || !parsed.width_from_argument) {
+    const std::size_t zeros = is_number ? 0 : sizes.width.find_first_not_of('0');
+    directive.append(sizes.width, std::min(zeros, sizes.width.size()));
   }
-
-  void append_precision(const Directive& parsed, char letter, Arguments& arguments) {
-    if (!parsed.has_precision) return;
-    std::string digits(parsed.precision);
-    if (parsed.precision_from_argument) {
-      digits = take_star(arguments, "negative precision\n");
-      if (digits.empty()) return;
-    }
-    if (letter != 'c') text_.append(".").append(digits);
+  const bool precision_refused = parsed.precision_from_argument && sizes.precision.empty();
+  if (letter != 'c' && parsed.has_precision && !precision_refused) {
+    directive.append(".").append(sizes.precision);
   }
-
-  std::string text_;
-};
+  if (parsed.modifier == 'h' && is_one_of("diouxX", letter)) directive += parsed.modifier;
+  return directive += letter;
+}
 
 void print_value(const char* directive, char letter, const char* word, Output& output) {
   switch (letter) {
@@ -120,35 +115,13 @@ void print_value(const char* directive, char letter, const char* word, Output& o
   }
 }
 
-// Writes what a letter of the escape table stands for.
+// Writes what a letter of the escape table stands for; any other character is itself.
 Formatted write_escape_letter(char letter, Output& output) {
-  switch (letter) {
-    case 'a':
-      output.put('\a');
-      break;
-    case 'b':
-      output.put('\b');
-      break;
-    case 'c':
-      return Formatted::kStopped;
-    case 'f':
-      output.put('\f');
-      break;
-    case 'n':
-      output.put('\n');
-      break;
-    case 'r':
-      output.put('\r');
-      break;
-    case 't':
-      output.put('\t');
-      break;
-    case 'v':
-      output.put('\v');
-      break;
-    default:
-      output.put(letter);
-  }
+  constexpr std::string_view kLetters = "abfnrtv";
+  constexpr std::string_view kBytes = "\a\b\f\n\r\t\v";
+  if (letter == 'c') return Formatted::kStopped;
+  const std::size_t index = kLetters.find(letter);
+  output.put(index == std::string_view::npos ? letter : kBytes[index]);
   return Formatted::kWhole;
 }
 
@@ -163,21 +136,33 @@ Formatted write_escape(const Escape& escape, Output& output) {
   return write_escape_letter(escape.letter, output);
 }
 
-Formatted write_directive(const Directive& parsed, Arguments& arguments, Output& output) {
-  if (parsed.conversion == '%') {
-    output.put('%');
-    return Formatted::kWhole;
+// A directive that is invalid or cut short uses up what it takes and writes nothing for it.
+void write_field(const Directive& parsed, Arguments& arguments, Output& output) {
+  const FieldSizes sizes = take_field_sizes(parsed, arguments);
+  if (parsed.kind == DirectiveKind::kUnfinished) return;
+  if (parsed.kind == DirectiveKind::kInvalid) {
+    std::fprintf(stderr, "%%%c: invalid directive\n", parsed.conversion);
+    take_argument(arguments);
+    return;
   }
-  if (parsed.conversion == 'b') {
-    const char* word = take_argument(arguments);
-    return word == nullptr ? Formatted::kWhole : format_escapes(word, output);
-  }
-  const LibraryDirective directive(parsed, arguments);
-  if (parsed.conversion == '\0') return Formatted::kWhole;  // the text ends in the directive
-  const bool valid = directive_is_conversion(parsed.conversion);
-  if (!valid) std::fprintf(stderr, "%%%c: invalid directive\n", parsed.conversion);
   const char* word = take_argument(arguments);
-  if (valid) print_value(directive.c_str(), parsed.conversion, word, output);
+  print_value(library_directive(parsed, sizes).c_str(), parsed.conversion, word, output);
+}
+
+Formatted write_directive(const Directive& parsed, Arguments& arguments, Output& output) {
+  switch (parsed.kind) {
+    case DirectiveKind::kPercent:
+      output.put('%');
+      break;
+    case DirectiveKind::kEscapedText:
+      if (const char* word = take_argument(arguments)) return format_escapes(word, output);
+      break;
+    case DirectiveKind::kConversion:
+    case DirectiveKind::kInvalid:
+    case DirectiveKind::kUnfinished:
+      write_field(parsed, arguments, output);
+      break;
+  }
   return Formatted::kWhole;
 }
 

@@ -55,23 +55,32 @@ bool directive_is_conversion(char letter) {
 
 Directive directive_parse(std::string_view text) {
   Directive parsed;
-  std::size_t position = 1;
-  const char first = at(text, position);
-  if (first != '%' && first != 'b') {
-    if (is_one_of(kFlags, first)) {
-      parsed.flag = first;
-      ++position;
-    }
-    parse_number(text, position, parsed.width, parsed.width_from_argument);
-    if (at(text, position) == '.') {
-      parsed.has_precision = true;
-      ++position;
-      parse_number(text, position, parsed.precision, parsed.precision_from_argument);
-    }
-    if (is_one_of(kModifiers, at(text, position))) parsed.modifier = text[position++];
+  const char first = at(text, 1);
+  if (first == '%' || first == 'b') {
+    parsed.kind = first == '%' ? DirectiveKind::kPercent : DirectiveKind::kEscapedText;
+    parsed.conversion = first;
+    parsed.length = 2;
+    return parsed;
   }
+  std::size_t position = 1;
+  if (is_one_of(kFlags, first)) {
+    parsed.flag = first;
+    ++position;
+  }
+  parse_number(text, position, parsed.width, parsed.width_from_argument);
+  if (at(text, position) == '.') {
+    parsed.has_precision = true;
+    ++position;
+    parse_number(text, position, parsed.precision, parsed.precision_from_argument);
+  }
+  if (is_one_of(kModifiers, at(text, position))) parsed.modifier = text[position++];
   parsed.conversion = at(text, position);
-  parsed.length = std::min(position + 1, text.size());
+  if (position < text.size()) {
+    parsed.kind = is_one_of(kConversions, parsed.conversion) ? DirectiveKind::kConversion
+                                                             : DirectiveKind::kInvalid;
+    ++position;
+  }
+  parsed.length = position;
   return parsed;
 }
 

@@ -16,8 +16,17 @@
 
 namespace marigold {
 
+enum class DirectiveKind {
+  kPercent,      // "%%"
+  kEscapedText,  // "%b"
+  kConversion,   // formats an argument by one of the conversion letters
+  kInvalid,      // ends in a letter that is none
+  kUnfinished,   // the text ends before the letter
+};
+
 // One directive, from its "%" on.
 struct Directive {
+  DirectiveKind kind = DirectiveKind::kUnfinished;
   char flag = '\0';
   bool width_from_argument = false;      // "*"
   bool precision_from_argument = false;  // ".*"
@@ -25,7 +34,7 @@ struct Directive {
   std::string_view width;                // digits; a leading zero asks for zero padding
   std::string_view precision;            // digits
   char modifier = '\0';
-  char conversion = '\0';  // the letter as it stands, valid or not; 0: the text ended before it
+  char conversion = '\0';  // the letter as it stands, valid or not; 0 in an unfinished one
   std::size_t length = 0;  // of the directive in the text
 };
 
@@ -38,9 +47,6 @@ struct Escape {
   char letter = '\0';      // the escape letter; of a numeric escape the character behind its digits
   std::size_t length = 0;  // of the escape in the text
 };
-
-// Whether a conversion letter formats an argument ("%%" and "%b" are not among them).
-bool directive_is_conversion(char letter);
 
 // Takes a directive apart; the text begins with its "%".
 Directive directive_parse(std::string_view text);

@@ -5,7 +5,8 @@
 #include <memory>
 #include <string>
 
-// The store's handle type is an unnamed struct, which cannot be declared ahead; its header does not know C++.
+// The store's handle type is an unnamed struct, which cannot be declared ahead; its header does not
+// know C++.
 #include <gdbm.h>
 extern "C" {
 #include <ndbm.h>

@@ -1,0 +1,63 @@
+# Sourced by ./run and ./test with `top` set to the project's folder: installs what is missing and builds build/release.
+# Quiet when everything is there; a step that fails shows what it printed and ends the script.
+
+packages_for_commands='g++:g++ cmake:cmake ninja:ninja-build perl:perl'
+packages_for_libraries='libgdbm-dev libgdbm-compat-dev libgettextpo-dev libcli11-dev libgtest-dev libbenchmark-dev'
+
+missing_packages() {
+  for pair in $packages_for_commands; do
+    command -v "${pair%%:*}" >/dev/null 2>&1 || echo "${pair#*:}"
+  done
+  for package in $packages_for_libraries; do
+    [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || echo "$package"
+  done
+}
+
+# quietly LOG COMMAND...: what the command prints is shown only if it fails.
+quietly() {
+  log=$1
+  shift
+  "$@" >"$log" 2>&1 9>&- && return
+  status=$?
+  cat "$log" >&2
+  echo "$(basename "$0"): failed: $*" >&2
+  exit "$status"
+}
+
+install_missing() {
+  missing=$(missing_packages | tr '\n' ' ')
+  [ -n "$missing" ] || return 0
+  as_root=''
+  if [ "$(id -u)" != 0 ]; then
+    if ! sudo -n true 2>/dev/null; then
+      echo "$(basename "$0"): these Debian packages are missing; install them as root and try again:" >&2
+      echo "  apt-get install $missing" >&2
+      exit 1
+    fi
+    as_root='sudo -n'
+  fi
+  echo "Installing $missing..." >&2
+  install_log=$(mktemp)
+  # shellcheck disable=SC2086  # words are meant to be split
+  quietly "$install_log" $as_root apt-get update
+  # shellcheck disable=SC2086
+  quietly "$install_log" $as_root env DEBIAN_FRONTEND=noninteractive \
+    apt-get install --yes --no-install-recommends $missing
+  rm -f "$install_log"
+}
+
+build_release() {
+  mkdir -p "$build"
+  exec 9>"$build/.lock"
+  flock 9  # two at once would write the same files
+  cd "$top" || exit 1
+  [ -f "$build/build.ninja" ] || quietly "$build/configure.log" cmake --preset release
+  [ -f "$build/command/scrivel" ] || echo 'Building, which takes a minute or two the first time...' >&2
+  quietly "$build/build.log" cmake --build --preset release
+  flock -u 9
+  exec 9>&-
+}
+
+build=$top/build/release
+install_missing
+build_release
