@@ -1,3 +1,4 @@
+# shellcheck shell=sh
 # Sourced by ./run and ./test with `top` set to the project's folder: installs what is missing and builds build/release.
 # Quiet when everything is there; a step that fails shows what it printed and ends the script.
 
@@ -46,6 +47,7 @@ install_missing() {
   rm -f "$install_log"
 }
 
+# shellcheck disable=SC2154  # top is set by who sources this
 build_release() {
   mkdir -p "$build"
   exec 9>"$build/.lock"

@@ -4,14 +4,16 @@
 
 namespace marigold {
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a name that is declared stands without them
 #define SYSTEM_TEXT(key, text) constinit SystemText key{text};
 #define SYSTEM_CHARACTER(key, text) constinit char key = *(text);
 #include "runtime/texte/catalogue.def"
+// NOLINTEND(bugprone-macro-parentheses)
 
 namespace {
 
-#define SYSTEM_TEXT(key, text) {#key, &key, nullptr, text},
-#define SYSTEM_CHARACTER(key, text) {#key, nullptr, &key, text},
+#define SYSTEM_TEXT(key, text) {#key, &(key), nullptr, text},
+#define SYSTEM_CHARACTER(key, text) {#key, nullptr, &(key), text},
 constexpr CatalogueEntry kEntries[] = {
 #include "runtime/texte/catalogue.def"
 };

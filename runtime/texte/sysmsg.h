@@ -13,9 +13,11 @@
 
 namespace marigold {
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a name that is declared stands without them
 #define SYSTEM_TEXT(key, text) extern SystemText key;
 #define SYSTEM_CHARACTER(key, text) extern char key;
 #include "runtime/texte/catalogue.def"
+// NOLINTEND(bugprone-macro-parentheses)
 
 // Fills all entries from the text database of the settings' language. Called once at start-up,
 // after the settings are read. An entry that the database lacks, or all of them without a database,

@@ -15,7 +15,7 @@ struct State {
   std::string module_prefix;
 };
 
-constinit State state;
+State state;
 
 std::string& text_or_key(std::string& output, const char* id, const char* key) {
   const char* text = txt_fetch(state.handle, id);

@@ -31,7 +31,7 @@ struct State {
   int system_handle = kNoHandle;
 };
 
-constinit State state;
+State state;
 
 // Handles run from 0 to one past the last slot: there the table behaves as if it had one more slot
 // that is never filled. Open, close and fetch agree on it, and callers that count slots from 1 get
