@@ -3,6 +3,8 @@
 // Results: 0 for done, else the system's error number. Nothing here prints or waits.
 #pragma once
 
+#include <string_view>
+
 namespace marigold {
 
 // Whether the path names a regular file that this process may read. Links are followed. A
@@ -16,6 +18,14 @@ int file_replace(const char* from, const char* to);
 
 // Hands what the file holds to the disk and waits until it is there.
 int file_sync(const char* path);
+
+// Makes the bytes the whole content of a file, which is created if need be. A failure leaves an
+// unknown number of the first bytes in it.
+int file_write(const char* path, std::string_view bytes);
+
+// For libraries that open files themselves and take the flags of the system's open call: those
+// that make an empty file, in the place of one that is there, and open it for reading and writing.
+int file_flags_for_new();
 
 // Removes a file; one that is not there counts as removed.
 int file_remove(const char* path);

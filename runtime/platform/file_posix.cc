@@ -12,6 +12,8 @@
 namespace marigold {
 namespace {
 
+constexpr mode_t kNewFileMode = 0666;
+
 int sync_and_close(int descriptor) {
   const int failed = fsync(descriptor) != 0 ? errno : 0;
   if (close(descriptor) != 0 && failed == 0) return errno;
@@ -47,6 +49,23 @@ int file_replace(const char* from, const char* to) {
 int file_sync(const char* path) {
   const int descriptor = open(path, O_RDONLY | O_CLOEXEC);
   return descriptor < 0 ? errno : sync_and_close(descriptor);
+}
+
+int file_write(const char* path, std::string_view bytes) {
+  const int descriptor = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode);
+  if (descriptor < 0) return errno;
+  int failed = 0;
+  while (failed == 0 && !bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written >= 0) bytes.remove_prefix(static_cast<std::size_t>(written));
+    if (written < 0 && errno != EINTR) failed = errno;
+  }
+  if (close(descriptor) != 0 && failed == 0) failed = errno;
+  return failed;
+}
+
+int file_flags_for_new() {
+  return O_RDWR | O_CREAT | O_TRUNC;
 }
 
 int file_remove(const char* path) {

@@ -18,4 +18,7 @@ void stream_start();
 // 0, or the system's error number; then an unknown number of the first bytes has been written.
 int stream_write(Stream stream, std::string_view bytes);
 
+// Whether someone may be watching: the stream is a terminal.
+bool stream_is_terminal(Stream stream);
+
 }  // namespace marigold

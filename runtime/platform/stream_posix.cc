@@ -46,4 +46,8 @@ int stream_write(Stream stream, std::string_view bytes) {
   return 0;
 }
 
+bool stream_is_terminal(Stream stream) {
+  return isatty(static_cast<int>(stream)) == 1;
+}
+
 }  // namespace marigold

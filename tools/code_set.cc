@@ -1,0 +1,135 @@
+#include "tools/code_set.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+
+#include "runtime/core/settings.h"
+#include "runtime/texte/language.h"
+
+namespace marigold {
+namespace {
+
+constexpr std::size_t kChunk = 1024;
+constexpr char kFirstAscii = 1;
+constexpr char kLastAscii = 127;
+
+bool is_number(std::string_view text) {
+  return !text.empty() && std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+}
+
+// The converter's name for the name of a code set.
+std::string converter_name(const std::string& name) {
+  constexpr std::string_view kIsoFamily = "8859";
+  if (name == kIsoFamily) return "ISO-8859-1";
+  if (name.starts_with("8859-")) return "ISO-" + name;
+  if (is_number(name)) return "CP" + name;
+  return name;
+}
+
+std::string all_ascii() {
+  std::string characters;
+  for (char character = kFirstAscii; character < kLastAscii; ++character)
+    characters += character;
+  return characters + kLastAscii;
+}
+
+bool leaves_as_it_is(const Conversion& conversion, const std::string& text) {
+  std::string converted;
+  return conversion.convert(text, converted) == std::string::npos && converted == text;
+}
+
+}  // namespace
+
+bool Conversion::open(const std::string& to, const std::string& from) {
+  const iconv_t opened = iconv_open(to.c_str(), from.c_str());
+  constexpr std::intptr_t kFailed = -1;
+  if (reinterpret_cast<std::intptr_t>(opened) == kFailed) return false;
+  converter_.reset(opened);
+  return true;
+}
+
+std::size_t Conversion::convert(std::string_view text, std::string& output) const {
+  constexpr auto kFailed = static_cast<std::size_t>(-1);
+  output.clear();
+  iconv(converter_.get(), nullptr, nullptr, nullptr, nullptr);
+  char* input = const_cast<char*>(text.data());  // the interface dates from before const
+  std::size_t input_left = text.size();
+  for (bool flushing = false;;) {
+    std::array<char, kChunk> chunk;
+    char* free_bytes = chunk.data();
+    std::size_t free_left = chunk.size();
+    const std::size_t result = iconv(converter_.get(), flushing ? nullptr : &input,
+                                     flushing ? nullptr : &input_left, &free_bytes, &free_left);
+    const int error = result == kFailed ? errno : 0;
+    output.append(chunk.data(), chunk.size() - free_left);
+    if (error == E2BIG) continue;
+    if (error != 0) return text.size() - input_left;
+    if (result > 0) return 0;  // something was replaced by what looks alike; where, is not told
+    if (flushing) return std::string::npos;
+    flushing = true;  // a code set with shifts returns to its first state
+  }
+}
+
+bool CodeSet::open(const std::string& name, std::string& reason) {
+  name_ = name;
+  const std::string converter = converter_name(name);
+  // The converter's own suffixes would let it replace characters.
+  const bool plain = converter.find('/') == std::string::npos && !converter.empty();
+  if (!plain || !to_bytes_.open(converter, "UTF-8") || !to_text_.open("UTF-8", converter)) {
+    reason = "marigold: the code set \"" + name + "\" is not known";
+    return false;
+  }
+  const std::string ascii = all_ascii();
+  if (!leaves_as_it_is(to_bytes_, ascii) || !leaves_as_it_is(to_text_, ascii)) {
+    reason = "marigold: the code set \"" + name +
+             "\" cannot be used for texts: ASCII characters are not single bytes of the same "
+             "number in it";
+    return false;
+  }
+  return true;
+}
+
+std::size_t CodeSet::to_bytes(std::string_view text, std::string& bytes) const {
+  return to_bytes_.convert(text, bytes);
+}
+
+std::size_t CodeSet::to_text(std::string_view bytes, std::string& text) const {
+  return to_text_.convert(bytes, text);
+}
+
+std::string code_set_of_environment() {
+  settings_read();
+  return lang_split_identifier(settings().language_identifier.view()).code_set.c_str();
+}
+
+std::size_t character_length(std::string_view text, std::size_t position) {
+  const auto continues = [text](std::size_t at) {
+    constexpr unsigned kTopBits = 0xC0;
+    constexpr unsigned kContinuation = 0x80;
+    return at < text.size() && (static_cast<unsigned char>(text[at]) & kTopBits) == kContinuation;
+  };
+  std::size_t length = 1;
+  while (continues(position + length))
+    ++length;
+  return length;
+}
+
+std::string describe_character(std::string_view text, std::size_t position) {
+  const std::string_view character = text.substr(position, character_length(text, position));
+  constexpr unsigned kPayloadOfFollower = 0x3F;
+  constexpr std::array<unsigned, 5> kPayloadOfFirst = {0, 0x7F, 0x1F, 0x0F, 0x07};
+  const std::size_t length = std::min(character.size(), kPayloadOfFirst.size() - 1);
+  unsigned number = static_cast<unsigned char>(character.front()) & kPayloadOfFirst[length];
+  for (std::size_t i = 1; i < length; ++i)
+    number = number << 6U | (static_cast<unsigned char>(character[i]) & kPayloadOfFollower);
+  std::array<char, 16> code{};
+  std::snprintf(code.data(), code.size(), "U+%04X", number);
+  constexpr unsigned kFirstPrintable = 0xA0;
+  if (number < kFirstPrintable) return code.data();
+  return std::string("\"").append(character).append("\" (").append(code.data()).append(")");
+}
+
+}  // namespace marigold

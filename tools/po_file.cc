@@ -1,0 +1,263 @@
+#include "tools/po_file.h"
+
+#include <gettext-po.h>
+
+#include <array>
+#include <csetjmp>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <type_traits>
+
+#include "runtime/platform/file.h"
+#include "tools/code_set.h"
+
+namespace marigold {
+namespace {
+
+// What the library's handlers, which are plain functions, write to. Set during one call of it.
+struct Reading {
+  const std::string* path = nullptr;
+  Problems* problems = nullptr;
+  int complaint_line = 0;
+  std::jmp_buf abandon;
+};
+Reading reading;
+
+void note_problem(int severity, const char* file, std::size_t line, std::string_view text) {
+  const bool has_line = file != nullptr && line != static_cast<std::size_t>(-1);
+  reading.complaint_line = has_line ? static_cast<int>(line) : 0;
+  // Warnings are about other uses of PO files, or about the charset, which is judged here.
+  if (severity == PO_SEVERITY_WARNING || reading.problems == nullptr) return;
+  const std::string place =
+      has_line ? at_line(*reading.path, reading.complaint_line) : *reading.path + ": ";
+  reading.problems->push_back(place + std::string(text.substr(0, text.find('\n'))));
+}
+
+void on_complaint(int severity, po_message_t, const char* file, std::size_t line, std::size_t, int,
+                  const char* text) {
+  note_problem(severity, file, line, text);
+  // The library demands not to be returned to.
+  if (severity == PO_SEVERITY_FATAL_ERROR) std::longjmp(reading.abandon, 1);
+}
+
+// About two messages: the place of the first one is the one to mend.
+void on_double_complaint(int severity, po_message_t message, const char* file, std::size_t line,
+                         std::size_t column, int multiline, const char* text, po_message_t,
+                         const char*, std::size_t, std::size_t, int, const char*) {
+  on_complaint(severity, message, file, line, column, multiline, text);
+}
+
+constexpr po_xerror_handler kHandler = {on_complaint, on_double_complaint};
+
+struct Freer {
+  void operator()(po_file_t file) const { po_file_free(file); }
+  void operator()(po_message_iterator_t messages) const { po_message_iterator_free(messages); }
+};
+using LibraryFile = std::unique_ptr<std::remove_pointer_t<po_file_t>, Freer>;
+using LibraryMessages = std::unique_ptr<std::remove_pointer_t<po_message_iterator_t>, Freer>;
+
+po_file_t read_or_abandon(const char* path) {
+  // NOLINTNEXTLINE(cert-err52-cpp): the library's C frames are all that is jumped over
+  if (setjmp(reading.abandon) != 0) return nullptr;
+  return po_file_read(path, &kHandler);
+}
+
+// The library tells the place of a message only along with a complaint about it. So one is provoked
+// with an id and a text of which only one begins with a newline; the message is of no use
+// afterwards.
+int spoil_for_line(po_message_t message, po_message_iterator_t messages) {
+  reading.problems = nullptr;
+  po_message_set_msgid(message, "\n");
+  po_message_set_msgstr(message, "-");
+  po_message_check_all(message, messages, &kHandler);
+  return reading.complaint_line;
+}
+
+// The low byte of the number of the escape whose backslash is at the position, if it has one.
+std::optional<unsigned> number_of_escape(std::string_view line, std::size_t position) {
+  const std::string_view behind = line.substr(position + 1);
+  const bool hexadecimal = behind.starts_with('x');
+  const std::string_view digit_set = hexadecimal ? "0123456789abcdefABCDEF" : "01234567";
+  constexpr std::size_t kMostOctalDigits = 3;
+  std::string_view digits = behind.substr(hexadecimal ? 1 : 0);
+  digits = digits.substr(0, digits.find_first_not_of(digit_set));
+  if (!hexadecimal) digits = digits.substr(0, kMostOctalDigits);
+  if (digits.empty()) return std::nullopt;
+  constexpr unsigned kByte = 0xFF;
+  return std::strtoul(std::string(digits).c_str(), nullptr, hexadecimal ? 16 : 8) & kByte;
+}
+
+bool has_zero_byte(std::string_view line) {
+  if (line.find('\0') != std::string_view::npos) return true;
+  if (line.starts_with('#')) return false;
+  for (std::size_t at = line.find('\\'); at < line.size(); at = line.find('\\', at + 2)) {
+    if (number_of_escape(line, at) == 0U) return true;
+  }
+  return false;
+}
+
+// What the library would pass over in silence: it ends texts at their first zero byte.
+bool look_at_bytes(const std::string& path, Problems& problems) {
+  std::ifstream input(path, std::ios::binary);
+  std::string line;
+  for (int number = 1; std::getline(input, line); ++number) {
+    if (number == 1 && line.starts_with("\xEF\xBB\xBF"))
+      problems.push_back(at_line(path, number) + "begins with a byte order mark");
+    if (has_zero_byte(line)) problems.push_back(at_line(path, number) + "zero byte in a text");
+  }
+  if (input.bad()) problems.push_back(path + ": cannot be read");
+  return problems.empty();
+}
+
+bool comments_say_empty(po_message_t message) {
+  // Authors write "#. empty" in the template, from where it goes into every translation; a
+  // translator writes "# empty".
+  for (const char* comments :
+       {po_message_extracted_comments(message), po_message_comments(message)}) {
+    std::string_view left = comments;
+    while (!left.empty()) {
+      std::string_view line = left.substr(0, left.find('\n'));
+      left.remove_prefix(std::min(line.size() + 1, left.size()));
+      line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
+      if (line == "empty") return true;
+    }
+  }
+  return false;
+}
+
+// Turns the library's messages into entries, each converted to UTF-8.
+class Collector {
+ public:
+  Collector(PoFile& file, Problems& problems) : file_(file), problems_(problems) {}
+
+  void collect(po_file_t source) {
+    const char* header = po_file_domain_header(source, nullptr);
+    open_charset(header == nullptr ? "" : header);
+    for (const char* const* domain = po_file_domains(source); *domain != nullptr; ++domain)
+      collect_domain(source, *domain);
+  }
+
+ private:
+  void open_charset(const char* header) {
+    const std::unique_ptr<char, decltype(&std::free)> type(po_header_field(header, "Content-Type"),
+                                                           &std::free);
+    constexpr std::string_view kLabel = "charset=";
+    const std::string_view field = type == nullptr ? "" : type.get();
+    const std::size_t label = field.find(kLabel);
+    if (label != std::string_view::npos) {
+      charset_ = field.substr(label + kLabel.size());
+      charset_.resize(std::min(charset_.find_first_of(" \t;"), charset_.size()));
+    }
+    const bool placeholder = charset_ == "CHARSET";  // of a template that nobody has filled in
+    if (placeholder || charset_.empty()) charset_ = "ASCII";
+    known_ = charset_.find('/') == std::string::npos && to_utf8_.open("UTF-8", charset_);
+  }
+
+  void collect_domain(po_file_t source, const char* domain) {
+    const LibraryMessages messages(po_message_iterator(source, domain));
+    while (po_message_t message = po_next_message(messages.get())) {
+      if (po_message_is_obsolete(message) != 0) continue;
+      const char* refused = reason_to_refuse(message, domain);
+      const bool header = *po_message_msgid(message) == '\0';
+      PoEntry entry;
+      entry.fuzzy = po_message_is_fuzzy(message) != 0;
+      entry.meant_empty = comments_say_empty(message);
+      const std::string id = po_message_msgid(message);
+      const std::string text = po_message_msgstr(message);
+      entry.line = spoil_for_line(message, messages.get());
+      if (refused != nullptr) {
+        complain(entry, refused);
+      } else if (header) {
+        if (!known_) complain(entry, "the charset \"" + charset_ + "\" is not known");
+      } else if (known_ && convert(entry, id, entry.id) && convert(entry, text, entry.text)) {
+        file_.entries.push_back(std::move(entry));
+      }
+    }
+  }
+
+  static const char* reason_to_refuse(po_message_t message, std::string_view domain) {
+    if (domain != "messages") return "texts of a text database have no domain";
+    if (po_message_msgctxt(message) != nullptr) return "texts of a text database have no context";
+    if (po_message_msgid_plural(message) != nullptr)
+      return "texts of a text database have no plural forms";
+    return nullptr;
+  }
+
+  bool convert(const PoEntry& entry, const std::string& bytes, std::string& text) {
+    if (to_utf8_.convert(bytes, text) == std::string::npos) return true;
+    complain(entry, "a character is not " + charset_ + ", the charset of the file");
+    return false;
+  }
+
+  void complain(const PoEntry& entry, const std::string& reason) {
+    problems_.push_back(at_line(file_.path, entry.line) + reason);
+  }
+
+  PoFile& file_;
+  Problems& problems_;
+  std::string charset_;
+  Conversion to_utf8_;
+  bool known_ = false;
+};
+
+}  // namespace
+
+bool po_load(const std::string& path, PoFile& file, Problems& problems) {
+  file = PoFile{path, {}};
+  Problems found;
+  if (!file_readable(path.c_str())) {
+    // Pipes do not count: the file is read twice.
+    found.push_back(path + ": is not a file that can be read");
+  } else if (look_at_bytes(path, found)) {
+    reading.path = &path;
+    reading.problems = &found;
+    const LibraryFile source(read_or_abandon(path.c_str()));
+    if (source == nullptr && found.empty()) found.push_back(path + ": cannot be read");
+    if (found.empty()) Collector(file, found).collect(source.get());
+    reading.problems = nullptr;
+    reading.path = nullptr;
+  }
+  problems.insert(problems.end(), found.begin(), found.end());
+  return found.empty();
+}
+
+std::string po_quote(std::string_view text) {
+  constexpr std::string_view kLetters = "abtnvfr";  // of the control characters from 7 on
+  constexpr char kFirstWithLetter = '\a';
+  std::string quoted = "\"";
+  for (const char character : text) {
+    const auto letter = static_cast<std::size_t>(character - kFirstWithLetter);
+    if (character == '"' || character == '\\') {
+      quoted.append("\\") += character;
+    } else if (character >= kFirstWithLetter && letter < kLetters.size()) {
+      quoted.append("\\") += kLetters[letter];
+    } else if ((character >= '\0' && character < ' ') || character == '\x7F') {
+      std::array<char, 8> number{};
+      std::snprintf(number.data(), number.size(), "\\%03o", static_cast<unsigned>(character));
+      quoted += number.data();
+    } else {
+      quoted += character;
+    }
+  }
+  return quoted + "\"";
+}
+
+std::string po_format(const std::vector<PoEntry>& entries) {
+  std::string file =
+      "msgid \"\"\n"
+      "msgstr \"\"\n"
+      "\"MIME-Version: 1.0\\n\"\n"
+      "\"Content-Type: text/plain; charset=UTF-8\\n\"\n"
+      "\"Content-Transfer-Encoding: 8bit\\n\"\n";
+  for (const PoEntry& entry : entries) {
+    file += entry.text.empty() ? "\n#. empty\n" : "\n";
+    file += "msgid " + po_quote(entry.id) + "\nmsgstr " + po_quote(entry.text) + "\n";
+  }
+  return file;
+}
+
+}  // namespace marigold

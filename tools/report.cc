@@ -1,0 +1,36 @@
+#include "tools/report.h"
+
+#include <system_error>
+
+#include "runtime/platform/stream.h"
+
+namespace marigold {
+
+void report(std::string_view line) {
+  std::string whole(line);
+  whole += '\n';
+  stream_write(Stream::kError, whole);  // where a failure could be told is just what has failed
+}
+
+int report_unusable(const Problems& problems) {
+  for (const std::string& problem : problems)
+    report(problem);
+  return kExitUnusable;
+}
+
+std::string at_line(std::string_view file, int line) {
+  return std::string(file) + ":" + std::to_string(line) + ": ";
+}
+
+std::string counted(std::size_t number, std::string_view noun) {
+  return std::to_string(number) + " " + std::string(noun) + (number == 1 ? "" : "s");
+}
+
+int write_output(std::string_view bytes, int status) {
+  const int error = stream_write(Stream::kOutput, bytes);
+  if (error == 0) return status;
+  report("marigold: standard output: " + std::generic_category().message(error));
+  return kExitUnusable;
+}
+
+}  // namespace marigold

@@ -1,0 +1,35 @@
+// What the author's and operator's tool says to its caller: exit statuses and messages.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace marigold {
+
+enum ExitStatus {
+  kExitClean = 0,
+  kExitFindings = 1,  // the work was done, and something was found that its owner should see
+  kExitUnusable = 2,  // bad usage, input that cannot be read, output that cannot be written
+};
+
+// Complaints, one a line, without line ends; each begins with the file that it is about.
+using Problems = std::vector<std::string>;
+
+// Writes one line to standard error.
+void report(std::string_view line);
+
+// Writes every problem, and returns the exit status for unusable input.
+int report_unusable(const Problems& problems);
+
+// The beginning of a message about a place: "german.po:12: ".
+std::string at_line(std::string_view file, int line);
+
+// "1 text", "2 texts".
+std::string counted(std::size_t number, std::string_view noun);
+
+// Writes what was asked for to standard output, and returns the status given; or says that it
+// cannot, and returns that for unusable.
+int write_output(std::string_view bytes, int status);
+
+}  // namespace marigold

@@ -1,0 +1,128 @@
+#include "tools/text_database.h"
+
+// The store's handle type is an unnamed struct, which cannot be declared ahead; its header does not
+// know C++.
+#include <gdbm.h>
+extern "C" {
+#include <ndbm.h>
+}
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "runtime/platform/file.h"
+#include "runtime/platform/stop_signals.h"
+#include "tools/new_files.h"
+#include "tools/report.h"
+
+namespace marigold {
+namespace {
+
+constexpr int kFileMode = 0666;
+
+struct Closer {
+  void operator()(DBM* store) const { dbm_close(store); }
+  void operator()(GDBM_FILE store) const { gdbm_close(store); }
+};
+using NewStore = std::unique_ptr<DBM, Closer>;
+using OldStore = std::unique_ptr<std::remove_pointer_t<GDBM_FILE>, Closer>;
+
+std::string store_error(const std::string& path, gdbm_error code, int system_error) {
+  std::string message = path + ": " + gdbm_strerror(code);
+  if (gdbm_check_syserr(code) != 0) message.append(": ").append(std::strerror(system_error));
+  return message;
+}
+
+// The store's interface dates from before const.
+datum as_datum(const std::string& bytes) {
+  return {const_cast<char*>(bytes.data()), static_cast<int>(bytes.size())};
+}
+
+bool store_all(DBM* store, const std::string& path, std::span<const TextRecord> records,
+               std::string& reason) {
+  for (const TextRecord& record : records) {
+    if (stop_signals_pending()) {
+      reason = file_error(path, EINTR);
+      return false;
+    }
+    if (dbm_store(store, as_datum(record.key), as_datum(record.value), DBM_INSERT) != 0) {
+      reason = store_error(path, static_cast<gdbm_error>(dbm_error(store)), errno);
+      return false;
+    }
+  }
+  // Closing would not tell that something could not be written.
+  if (gdbm_sync(store->file) == 0) return true;
+  reason = store_error(path, gdbm_last_errno(store->file), errno);
+  return false;
+}
+
+// What the store calls when it cannot go on; it may not return.
+[[noreturn]] void end_with_store_fault(const char* text) {
+  report(std::string("marigold: gdbm fatal: ") + text);
+  std::_Exit(kExitUnusable);
+}
+
+}  // namespace
+
+std::string text_database_path(std::string_view given) {
+  for (const std::string_view suffix : {".pag", ".dir"}) {
+    if (given.ends_with(suffix)) given.remove_suffix(suffix.size());
+  }
+  return std::string(given);
+}
+
+bool text_database_write(const std::string& path, std::span<const TextRecord> records,
+                         std::string& reason) {
+  NewFiles files(path);
+  if (!files.make_directories(reason)) return false;
+  // A reader looks for .pag, opens it and then .dir; where .dir is missing, the store leaves an
+  // empty one behind that no reader accepts any more. So .dir goes first. Between the two moves a
+  // reader has the old .pag with the new .dir, which is harmless: .dir holds no more than the
+  // store's name and version, and the texts are all in .pag.
+  files.add(".dir");
+  files.add(".pag");
+  std::string temporary = files.temporary_path();
+  errno = 0;
+  NewStore store(dbm_open(temporary.data(), file_flags_for_new(), kFileMode));
+  if (store == nullptr) {
+    reason = file_error(path, errno == 0 ? EINVAL : errno);
+    return false;
+  }
+  if (!store_all(store.get(), path, records, reason)) return false;
+  store.reset();
+  return files.put_in_place(reason);
+}
+
+bool text_database_read(const std::string& path, std::vector<TextRecord>& records,
+                        std::string& reason) {
+  // Not through the ndbm interface: it needs .dir and spoils a database that has lost it, as told
+  // above.
+  const std::string file = path + ".pag";
+  errno = 0;
+  const OldStore store(gdbm_open(file.c_str(), 0, GDBM_READER, 0, end_with_store_fault));
+  if (store == nullptr) {
+    reason = store_error(file, gdbm_errno, errno);
+    return false;
+  }
+  using Bytes = std::unique_ptr<char, decltype(&std::free)>;
+  const auto to_string = [](const Bytes& bytes, int size) {
+    return std::string(bytes.get(), static_cast<std::size_t>(size));
+  };
+  for (datum key = gdbm_firstkey(store.get()); key.dptr != nullptr;) {
+    const Bytes key_bytes(key.dptr, &std::free);
+    const datum value = gdbm_fetch(store.get(), key);
+    const Bytes value_bytes(value.dptr, &std::free);
+    if (value.dptr == nullptr) break;
+    records.push_back({to_string(key_bytes, key.dsize), to_string(value_bytes, value.dsize)});
+    key = gdbm_nextkey(store.get(), key);
+  }
+  const gdbm_error end = gdbm_last_errno(store.get());
+  if (end == GDBM_ITEM_NOT_FOUND) return true;
+  reason = store_error(file, end, errno);
+  return false;
+}
+
+}  // namespace marigold

@@ -1,0 +1,32 @@
+// Text databases as files: a pair NAME.pag and NAME.dir, written whole and read whole.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+namespace marigold {
+
+// Bytes as they are stored, zero bytes included.
+struct TextRecord {
+  std::string key;
+  std::string value;
+};
+
+// The path of a database without its suffix, from what a user gives: "DIR/textdb" or the name of
+// one of its files.
+std::string text_database_path(std::string_view given);
+
+// Builds the database in the place of the one that may be there, which stays as it is until the new
+// one is whole. Missing directories are made. Keys may not repeat. The same records in the same
+// order give the same bytes. False with the reason when it cannot be written, or a signal has asked
+// the process to end; then nothing has changed.
+bool text_database_write(const std::string& path, std::span<const TextRecord> records,
+                         std::string& reason);
+
+// All records, in no particular order. Works without the companion .dir file. False with the reason
+// when the database cannot be opened or is damaged; the records read until then are kept.
+bool text_database_read(const std::string& path, std::vector<TextRecord>& records,
+                        std::string& reason);
+
+}  // namespace marigold

@@ -1,0 +1,116 @@
+#include <algorithm>
+#include <map>
+
+#include "runtime/platform/stream.h"
+#include "tools/code_set.h"
+#include "tools/po_file.h"
+#include "tools/text_database.h"
+#include "tools/text_id.h"
+#include "tools/texts_commands.h"
+
+namespace marigold {
+namespace {
+
+// The records to be, and what has been met on the way to them.
+struct Collection {
+  std::map<std::string, std::string> texts;    // in the code set, zero bytes not yet behind them
+  std::map<std::string, std::string> defined;  // where: "german.po:12"
+  Problems problems;
+  Problems warnings;
+};
+
+class TextCollector {
+ public:
+  TextCollector(const CodeSet& code_set, bool use_fuzzy, Collection& collection)
+      : code_set_(code_set), use_fuzzy_(use_fuzzy), collection_(collection) {}
+
+  void collect(const PoFile& file) {
+    std::size_t fuzzy = 0;
+    std::size_t untranslated = 0;
+    for (const PoEntry& entry : file.entries) {
+      if (!entry.has_text()) {
+        ++untranslated;
+      } else if (entry.fuzzy && !use_fuzzy_) {
+        ++fuzzy;
+      } else {
+        take(file, entry);
+      }
+    }
+    if (fuzzy + untranslated == 0) return;
+    collection_.warnings.push_back(file.path + ": " + counted(fuzzy + untranslated, "text") +
+                                   " left out: " + std::to_string(fuzzy) + " fuzzy, " +
+                                   std::to_string(untranslated) + " not translated");
+  }
+
+ private:
+  void take(const PoFile& file, const PoEntry& entry) {
+    const std::string place = at_line(file.path, entry.line);
+    std::string id;
+    std::string text;
+    if (!convert(place, entry.id, id) || !convert(place, entry.text, text)) return;
+    const auto [known, is_new] =
+        collection_.defined.emplace(id, file.path + ":" + std::to_string(entry.line));
+    if (!is_new) {
+      collection_.problems.push_back(place + po_quote(entry.id) + " has a text already (" +
+                                     known->second + ")");
+      return;
+    }
+    warn_if_long(place + po_quote(entry.id) + ": the id", id);
+    warn_if_long(place + po_quote(entry.id) + ": the text", text);
+    collection_.texts.emplace(std::move(id), std::move(text));
+  }
+
+  bool convert(const std::string& place, const std::string& text, std::string& bytes) {
+    const std::size_t lacking = code_set_.to_bytes(text, bytes);
+    if (lacking == std::string::npos) return true;
+    collection_.problems.push_back(place + "the code set " + code_set_.name() + " lacks " +
+                                   describe_character(text, lacking));
+    return false;
+  }
+
+  void warn_if_long(const std::string& what, const std::string& bytes) {
+    if (bytes.size() <= kLongestText) return;
+    collection_.warnings.push_back(what + " has " + counted(bytes.size(), "byte") + ", more than " +
+                                   std::to_string(kLongestText));
+  }
+
+  const CodeSet& code_set_;
+  bool use_fuzzy_;
+  Collection& collection_;
+};
+
+// Sorted by id, so that the order of the PO files does not matter to the bytes of the database.
+std::vector<TextRecord> make_records(const std::map<std::string, std::string>& texts) {
+  std::vector<TextRecord> records;
+  records.reserve(texts.size());
+  for (const auto& [id, text] : texts)
+    records.push_back({id + '\0', text + '\0'});
+  return records;
+}
+
+}  // namespace
+
+int texts_build(const TextsBuild& options) {
+  CodeSet code_set;
+  std::string reason;
+  if (!code_set.open(options.code_set.empty() ? code_set_of_environment() : options.code_set,
+                     reason))
+    return report_unusable({reason});
+  Collection collection;
+  TextCollector collector(code_set, options.use_fuzzy, collection);
+  for (const std::string& input : options.inputs) {
+    PoFile file;
+    if (po_load(input, file, collection.problems)) collector.collect(file);
+  }
+  for (const std::string& warning : collection.warnings)
+    report(warning);
+  if (!collection.problems.empty()) return report_unusable(collection.problems);
+  const std::string path = text_database_path(options.output);
+  const std::vector<TextRecord> records = make_records(collection.texts);
+  if (!text_database_write(path, records, reason)) return report_unusable({reason});
+  if (options.verbose || stream_is_terminal(Stream::kError))
+    report(path + ": " + counted(records.size(), "text"));
+  return kExitClean;
+}
+
+}  // namespace marigold
