@@ -66,14 +66,16 @@ po_file_t read_or_abandon(const char* path) {
   return po_file_read(path, &kHandler);
 }
 
-// The library tells the place of a message only along with a complaint about it. So one is provoked
-// with an id and a text of which only one begins with a newline; the message is of no use
-// afterwards.
-int spoil_for_line(po_message_t message, po_message_iterator_t messages) {
+// The library tells the place of a message only along with a complaint about it. So one is provoked:
+// a translation that lacks the directive of its id. The message is of no use afterwards.
+int spoil_for_line(po_message_t message) {
   reading.problems = nullptr;
-  po_message_set_msgid(message, "\n");
-  po_message_set_msgstr(message, "-");
-  po_message_check_all(message, messages, &kHandler);
+  reading.complaint_line = 0;
+  po_message_set_msgid_plural(message, nullptr);
+  po_message_set_msgid(message, "%d");
+  po_message_set_msgstr(message, "");
+  po_message_set_format(message, "c-format", 1);
+  po_message_check_format(message, &kHandler);
   return reading.complaint_line;
 }
 
@@ -168,7 +170,7 @@ class Collector {
       entry.meant_empty = comments_say_empty(message);
       const std::string id = po_message_msgid(message);
       const std::string text = po_message_msgstr(message);
-      entry.line = spoil_for_line(message, messages.get());
+      entry.line = spoil_for_line(message);
       if (refused != nullptr) {
         complain(entry, refused);
       } else if (header) {

@@ -59,9 +59,15 @@ bool store_all(DBM* store, const std::string& path, std::span<const TextRecord> 
   return false;
 }
 
-// What the store calls when it cannot go on; it may not return.
-[[noreturn]] void end_with_store_fault(const char* text) {
-  report(std::string("marigold: gdbm fatal: ") + text);
+// The database being read, for what the store calls when it cannot go on. That is told no more than
+// the reason, and may not return.
+struct ReadState {
+  std::string file;
+};
+ReadState reading;
+
+[[noreturn]] void end_with_store_fault(const char* reason) {
+  report(reading.file + ": " + reason);
   std::_Exit(kExitUnusable);
 }
 
@@ -100,7 +106,7 @@ bool text_database_read(const std::string& path, std::vector<TextRecord>& record
                         std::string& reason) {
   // Not through the ndbm interface: it needs .dir and spoils a database that has lost it, as told
   // above.
-  const std::string file = path + ".pag";
+  const std::string& file = reading.file = path + ".pag";
   errno = 0;
   const OldStore store(gdbm_open(file.c_str(), 0, GDBM_READER, 0, end_with_store_fault));
   if (store == nullptr) {
