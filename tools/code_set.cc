@@ -41,6 +41,27 @@ bool leaves_as_it_is(const Conversion& conversion, const std::string& text) {
   return conversion.convert(text, converted) == std::string::npos && converted == text;
 }
 
+// Whether a byte of a UTF-8 text is one of a character's bytes after the first.
+bool is_inside_character(std::string_view text, std::size_t position) {
+  constexpr unsigned kTopBits = 0xC0;
+  constexpr unsigned kContinuation = 0x80;
+  return position < text.size() &&
+         (static_cast<unsigned char>(text[position]) & kTopBits) == kContinuation;
+}
+
+// The converter drops some characters without a word, and in some code sets two codes stand for one
+// character. So what was converted has to lead back to where it came from.
+std::size_t convert_both_ways(const Conversion& there, const Conversion& back,
+                              std::string_view input, std::string& output) {
+  const std::size_t failed = there.convert(input, output);
+  if (failed != std::string::npos) return failed;
+  std::string again;
+  back.convert(output, again);
+  if (again == input) return std::string::npos;
+  const auto differs = std::ranges::mismatch(input, again).in1;
+  return static_cast<std::size_t>(differs - input.begin());
+}
+
 }  // namespace
 
 bool Conversion::open(const std::string& to, const std::string& from) {
@@ -93,11 +114,11 @@ bool CodeSet::open(const std::string& name, std::string& reason) {
 }
 
 std::size_t CodeSet::to_bytes(std::string_view text, std::string& bytes) const {
-  return to_bytes_.convert(text, bytes);
+  return convert_both_ways(to_bytes_, to_text_, text, bytes);
 }
 
 std::size_t CodeSet::to_text(std::string_view bytes, std::string& text) const {
-  return to_text_.convert(bytes, text);
+  return convert_both_ways(to_text_, to_bytes_, bytes, text);
 }
 
 std::string code_set_of_environment() {
@@ -106,18 +127,15 @@ std::string code_set_of_environment() {
 }
 
 std::size_t character_length(std::string_view text, std::size_t position) {
-  const auto continues = [text](std::size_t at) {
-    constexpr unsigned kTopBits = 0xC0;
-    constexpr unsigned kContinuation = 0x80;
-    return at < text.size() && (static_cast<unsigned char>(text[at]) & kTopBits) == kContinuation;
-  };
   std::size_t length = 1;
-  while (continues(position + length))
+  while (is_inside_character(text, position + length))
     ++length;
   return length;
 }
 
 std::string describe_character(std::string_view text, std::size_t position) {
+  while (position > 0 && is_inside_character(text, position))
+    --position;
   const std::string_view character = text.substr(position, character_length(text, position));
   constexpr unsigned kPayloadOfFollower = 0x3F;
   constexpr std::array<unsigned, 5> kPayloadOfFirst = {0, 0x7F, 0x1F, 0x0F, 0x07};

@@ -37,7 +37,7 @@ class CodeSet {
   // failure the reason holds a message.
   bool open(const std::string& name, std::string& reason);
 
-  // Both as Conversion::convert.
+  // Both as Conversion::convert; the output leads back to exactly the input.
   std::size_t to_bytes(std::string_view text, std::string& bytes) const;
   std::size_t to_text(std::string_view bytes, std::string& text) const;
 
@@ -52,7 +52,7 @@ class CodeSet {
 // The code set of the language that the environment names.
 std::string code_set_of_environment();
 
-// The character at a position of a UTF-8 text, for a message: "€" (U+20AC).
+// The character at a position of a UTF-8 text, or around it, for a message: "€" (U+20AC).
 std::string describe_character(std::string_view text, std::size_t position);
 
 // How many bytes the character at a position of a UTF-8 text has; at least 1.

@@ -66,8 +66,8 @@ po_file_t read_or_abandon(const char* path) {
   return po_file_read(path, &kHandler);
 }
 
-// The library tells the place of a message only along with a complaint about it. So one is provoked:
-// a translation that lacks the directive of its id. The message is of no use afterwards.
+// The library tells the place of a message only along with a complaint about it. So one is
+// provoked: a translation that lacks the directive of its id. The message is of no use afterwards.
 int spoil_for_line(po_message_t message) {
   reading.problems = nullptr;
   reading.complaint_line = 0;

@@ -61,18 +61,20 @@ std::string quoted_part(std::string_view text, std::size_t length) {
 }
 
 void take_directive(std::string_view text, const Directive& directive, FormatParts& parts) {
-  constexpr std::size_t kBareLength = 2;  // of "%%" and "%b", which take nothing between
-  const bool bare = directive.length == kBareLength;
-  if (bare && directive.conversion == '%') return;
-  const bool valid =
-      directive_is_conversion(directive.conversion) || (bare && directive.conversion == 'b');
-  if (valid) {
-    parts.directives.push_back(text.substr(0, directive.length));
-  } else if (directive.conversion == '\0') {
-    parts.faults.push_back({"directive", "the text ends in the directive " + po_quote(text)});
-  } else {
-    parts.faults.push_back(
-        {"directive", quoted_part(text, directive.length) + " is not a directive"});
+  switch (directive.kind) {
+    case DirectiveKind::kPercent:
+      break;
+    case DirectiveKind::kEscapedText:
+    case DirectiveKind::kConversion:
+      parts.directives.push_back(text.substr(0, directive.length));
+      break;
+    case DirectiveKind::kInvalid:
+      parts.faults.push_back(
+          {"directive", quoted_part(text, directive.length) + " is not a directive"});
+      break;
+    case DirectiveKind::kUnfinished:
+      parts.faults.push_back({"directive", "the text ends in the directive " + po_quote(text)});
+      break;
   }
 }
 
@@ -106,14 +108,14 @@ FormatParts take_apart(std::string_view text) {
 
 // What a directive does with arguments. Flags, widths and digits are the translator's choice; "d"
 // and "i" are the same.
-struct DirectiveKind {
+struct ArgumentUse {
   bool width_from_argument;
   bool precision_from_argument;
   char conversion;
-  bool operator==(const DirectiveKind&) const = default;
+  bool operator==(const ArgumentUse&) const = default;
 };
 
-DirectiveKind kind_of(std::string_view text) {
+ArgumentUse use_of(std::string_view text) {
   const Directive directive = directive_parse(text);
   return {directive.width_from_argument, directive.precision_from_argument,
           directive.conversion == 'i' ? 'd' : directive.conversion};
@@ -265,7 +267,7 @@ void compare_directives(const PoFile& reference, const PoEntry& wanted, const Po
   const std::string place = reference_place(reference, wanted);
   const std::size_t both = std::min(expected.directives.size(), found.directives.size());
   for (std::size_t i = 0; i < both; ++i) {
-    if (kind_of(expected.directives[i]) == kind_of(found.directives[i])) continue;
+    if (use_of(expected.directives[i]) == use_of(found.directives[i])) continue;
     add_fault(findings, "arguments", file, entry,
               "directive " + std::to_string(i + 1) + " is " + po_quote(found.directives[i]) +
                   ", the reference has " + po_quote(expected.directives[i]) + place);

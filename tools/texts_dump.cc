@@ -48,12 +48,7 @@ class EntryMaker {
       leave_out(key, "a PO file cannot hold the byte " + std::to_string(bytes[refused]));
       return false;
     }
-    const std::size_t unknown = code_set_.to_text(bytes, text);
-    std::string again;
-    // Some code sets have two codes for one character; then the way back leads to another one.
-    if (unknown == std::string::npos && code_set_.to_bytes(text, again) == std::string::npos &&
-        again == bytes)
-      return true;
+    if (code_set_.to_text(bytes, text) == std::string::npos) return true;
     leave_out(key, "its bytes are not text in the code set " + code_set_.name());
     return false;
   }
