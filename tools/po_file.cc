@@ -263,3 +263,17 @@ std::string po_format(const std::vector<PoEntry>& entries) {
 }
 
 }  // namespace marigold
+
+#ifdef __SANITIZE_ADDRESS__
+// The library never frees the comments that it hands out.
+extern "C" {
+const char* __lsan_default_suppressions();
+const char* __lsan_default_options();
+const char* __lsan_default_suppressions() {
+  return "leak:libgettextpo\n";
+}
+const char* __lsan_default_options() {
+  return "print_suppressions=0";
+}
+}
+#endif
