@@ -121,6 +121,10 @@ std::size_t CodeSet::to_text(std::string_view bytes, std::string& text) const {
   return convert_both_ways(to_text_, to_bytes_, bytes, text);
 }
 
+std::string CodeSet::describe_lacking(std::string_view text, std::size_t position) const {
+  return "the code set " + name_ + " lacks " + describe_character(text, position);
+}
+
 std::string code_set_of_environment() {
   settings_read();
   return lang_split_identifier(settings().language_identifier.view()).code_set.c_str();

@@ -41,6 +41,9 @@ class CodeSet {
   std::size_t to_bytes(std::string_view text, std::string& bytes) const;
   std::size_t to_text(std::string_view bytes, std::string& text) const;
 
+  // For a message: the code set lacks the character at a position of a text.
+  [[nodiscard]] std::string describe_lacking(std::string_view text, std::size_t position) const;
+
   [[nodiscard]] const std::string& name() const { return name_; }
 
  private:

@@ -4,6 +4,7 @@
 #include <tuple>
 
 #include "runtime/texte/sysmsg.h"
+#include "tools/report.h"
 
 namespace marigold {
 namespace {
@@ -38,6 +39,11 @@ std::optional<ChainPlace> chain_place(std::string_view id) {
   const auto parsed = std::from_chars(digits.data(), digits.data() + digits.size(), number);
   const bool whole = parsed.ec == std::errc{} && parsed.ptr == digits.data() + digits.size();
   return whole ? std::optional(ChainPlace{chain, number}) : std::nullopt;
+}
+
+std::string describe_length(std::string_view what, std::size_t bytes) {
+  return std::string(what) + " has " + counted(bytes, "byte") + ", more than " +
+         std::to_string(kLongestText);
 }
 
 bool listed_before(std::string_view id, std::string_view other) {

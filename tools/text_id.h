@@ -5,6 +5,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace marigold {
@@ -13,6 +14,9 @@ inline constexpr std::string_view kSystemPrefix = "SYSDEF.";
 
 // Texts and ids are held by programs in buffers for so many bytes and a zero byte.
 inline constexpr std::size_t kLongestText = 250;
+
+// For a message about one that is longer; `what` is "the id" or "the text".
+std::string describe_length(std::string_view what, std::size_t bytes);
 
 struct ChainPlace {
   std::string_view chain;  // the id of its first text, "+" included

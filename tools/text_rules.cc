@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <map>
-#include <optional>
-#include <set>
 
 #include "runtime/texte/format_language.h"
 #include "runtime/texte/sysmsg.h"
@@ -121,20 +119,15 @@ ArgumentUse use_of(std::string_view text) {
           directive.conversion == 'i' ? 'd' : directive.conversion};
 }
 
-// Alone: one text.
-
 void check_size(const PoFile& file, const PoEntry& entry, const CodeSet& code_set,
                 Findings& findings) {
   const auto check = [&](std::string_view what, const std::string& text) {
     std::string bytes;
     const std::size_t lacking = code_set.to_bytes(text, bytes);
     if (lacking != std::string::npos) {
-      add_fault(findings, "code-set", file, entry,
-                "the code set " + code_set.name() + " lacks " + describe_character(text, lacking));
+      add_fault(findings, "code-set", file, entry, code_set.describe_lacking(text, lacking));
     } else if (bytes.size() > kLongestText) {
-      add_fault(findings, "length", file, entry,
-                std::string(what) + " has " + counted(bytes.size(), "byte") + ", more than " +
-                    std::to_string(kLongestText));
+      add_fault(findings, "length", file, entry, describe_length(what, bytes.size()));
     }
   };
   check("the id", entry.id);
@@ -201,8 +194,6 @@ void check_format(const PoFile& file, const PoEntry& entry, Findings& findings) 
     add_fault(findings, fault.rule, file, entry, fault.message);
 }
 
-// Alone: the chains of a file.
-
 using Chain = std::map<unsigned, const PoEntry*>;
 
 void check_chain(const PoFile& file, const std::string& id, const Chain& chain,
@@ -232,8 +223,6 @@ void check_chains(const PoFile& file, bool use_fuzzy, Findings& findings) {
   for (const auto& [id, chain] : chains)
     check_chain(file, id, chain, findings);
 }
-
-// Beside a reference.
 
 std::string reference_place(const PoFile& reference, const PoEntry& entry) {
   return " (" + reference.path + ":" + std::to_string(entry.line) + ")";

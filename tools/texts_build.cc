@@ -1,5 +1,6 @@
-#include <algorithm>
+#include <filesystem>
 #include <map>
+#include <system_error>
 
 #include "runtime/platform/stream.h"
 #include "tools/code_set.h"
@@ -55,23 +56,22 @@ class TextCollector {
                                      known->second + ")");
       return;
     }
-    warn_if_long(place + po_quote(entry.id) + ": the id", id);
-    warn_if_long(place + po_quote(entry.id) + ": the text", text);
+    const std::string whose = place + po_quote(entry.id) + ": ";
+    warn_if_long(whose, "the id", id);
+    warn_if_long(whose, "the text", text);
     collection_.texts.emplace(std::move(id), std::move(text));
   }
 
   bool convert(const std::string& place, const std::string& text, std::string& bytes) {
     const std::size_t lacking = code_set_.to_bytes(text, bytes);
     if (lacking == std::string::npos) return true;
-    collection_.problems.push_back(place + "the code set " + code_set_.name() + " lacks " +
-                                   describe_character(text, lacking));
+    collection_.problems.push_back(place + code_set_.describe_lacking(text, lacking));
     return false;
   }
 
-  void warn_if_long(const std::string& what, const std::string& bytes) {
+  void warn_if_long(const std::string& whose, std::string_view what, const std::string& bytes) {
     if (bytes.size() <= kLongestText) return;
-    collection_.warnings.push_back(what + " has " + counted(bytes.size(), "byte") + ", more than " +
-                                   std::to_string(kLongestText));
+    collection_.warnings.push_back(whose + describe_length(what, bytes.size()));
   }
 
   const CodeSet& code_set_;
@@ -88,14 +88,19 @@ std::vector<TextRecord> make_records(const std::map<std::string, std::string>& t
   return records;
 }
 
+// A directory is a slip of whoever wants the database in it, not beside it.
+bool names_a_database(const std::string& path) {
+  std::error_code unknown;
+  return std::filesystem::path(path).has_filename() &&
+         !std::filesystem::is_directory(path, unknown);
+}
+
 }  // namespace
 
 int texts_build(const TextsBuild& options) {
   CodeSet code_set;
   std::string reason;
-  if (!code_set.open(options.code_set.empty() ? code_set_of_environment() : options.code_set,
-                     reason))
-    return report_unusable({reason});
+  if (!code_set.open(options.code_set, reason)) return report_unusable({reason});
   Collection collection;
   TextCollector collector(code_set, options.use_fuzzy, collection);
   for (const std::string& input : options.inputs) {
@@ -106,6 +111,9 @@ int texts_build(const TextsBuild& options) {
     report(warning);
   if (!collection.problems.empty()) return report_unusable(collection.problems);
   const std::string path = text_database_path(options.output);
+  if (!names_a_database(path)) {
+    return report_unusable({options.output + ": is a directory; name the database in it, textdb"});
+  }
   const std::vector<TextRecord> records = make_records(collection.texts);
   if (!text_database_write(path, records, reason)) return report_unusable({reason});
   if (options.verbose || stream_is_terminal(Stream::kError))

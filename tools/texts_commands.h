@@ -10,8 +10,8 @@ namespace marigold {
 
 struct TextsBuild {
   std::vector<std::string> inputs;
-  std::string output;    // DIR/textdb
-  std::string code_set;  // empty: that of the environment's language
+  std::string output;  // DIR/textdb
+  std::string code_set;
   bool use_fuzzy = false;
   bool verbose = false;
 };

@@ -83,9 +83,7 @@ class EntryMaker {
 int texts_dump(const TextsDump& options) {
   CodeSet code_set;
   std::string reason;
-  if (!code_set.open(options.code_set.empty() ? code_set_of_environment() : options.code_set,
-                     reason))
-    return report_unusable({reason});
+  if (!code_set.open(options.code_set, reason)) return report_unusable({reason});
   const std::string database = text_database_path(options.database);
   std::vector<TextRecord> records;
   if (!text_database_read(database, records, reason)) return report_unusable({reason});

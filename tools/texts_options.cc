@@ -4,6 +4,7 @@
 #include <CLI/Formatter.hpp>
 #include <memory>
 
+#include "tools/code_set.h"
 #include "tools/texts_commands.h"
 
 namespace marigold {
@@ -15,6 +16,11 @@ void add_code_set(CLI::App& command, std::string& code_set) {
                   "Code set of the database: 8859 (ISO 8859-1), 8859-15, 1252, ... or a name that "
                   "iconv knows. Default: that of LANGUAGE_IDENTIFIER")
       ->type_name("NAME");
+}
+
+// What the command line leaves open.
+void complete_code_set(std::string& code_set) {
+  if (code_set.empty()) code_set = code_set_of_environment();
 }
 
 void add_use_fuzzy(CLI::App& command, bool& use_fuzzy) {
@@ -39,7 +45,10 @@ void register_build(CLI::App& texts, int& status) {
   command->footer(
       "Example:\n"
       "  marigold texts build german_system.po german_at.po -o locale/german/at/textdb\n");
-  command->callback([options, &status] { status = texts_build(*options); });
+  command->callback([options, &status] {
+    complete_code_set(options->code_set);
+    status = texts_build(*options);
+  });
 }
 
 void register_dump(CLI::App& texts, int& status) {
@@ -53,7 +62,10 @@ void register_dump(CLI::App& texts, int& status) {
       "Exit status 1: some records cannot stand in a PO file; standard error names them.\n"
       "Example:\n"
       "  marigold texts dump locale/german/at/textdb -o german_at.po\n");
-  command->callback([options, &status] { status = texts_dump(*options); });
+  command->callback([options, &status] {
+    complete_code_set(options->code_set);
+    status = texts_dump(*options);
+  });
 }
 
 void register_check(CLI::App& texts, int& status) {
@@ -73,7 +85,10 @@ void register_check(CLI::App& texts, int& status) {
       "Exit status 0: nothing found; 1: findings, on standard output; 2: a file cannot be read.\n"
       "Example:\n"
       "  marigold texts check english.po german_de.po german_at.po\n");
-  command->callback([options, &status] { status = texts_check(*options); });
+  command->callback([options, &status] {
+    complete_code_set(options->code_set);
+    status = texts_check(*options);
+  });
 }
 
 }  // namespace

@@ -70,6 +70,7 @@ TEST_F(TextsTest, UnusableInputLeavesTheOldDatabaseAsItWas) {
         Row{"good.po -o textdb --code-set klingon",
             "marigold: the code set \"klingon\" is not known\n"},
         Row{"good.po -o good.po/textdb", "good.po: Not a directory\n"},
+        Row{"good.po -o .", ".: is a directory; name the database in it, textdb\n"},
         Row{"good.po", "marigold: --output is required\nRun with --help for the usage.\n"}}) {
     const Finished finished = run(std::string("texts build ") + row.arguments);
     EXPECT_EQ(finished.status, 2) << row.arguments;
