@@ -61,7 +61,7 @@ using LibraryFile = std::unique_ptr<std::remove_pointer_t<po_file_t>, Freer>;
 using LibraryMessages = std::unique_ptr<std::remove_pointer_t<po_message_iterator_t>, Freer>;
 
 po_file_t read_or_abandon(const char* path) {
-  // NOLINTNEXTLINE(cert-err52-cpp): the library's C frames are all that is jumped over
+  // The library's C frames are all that is jumped over.
   if (setjmp(reading.abandon) != 0) return nullptr;
   return po_file_read(path, &kHandler);
 }
@@ -85,9 +85,13 @@ std::optional<unsigned> number_of_escape(std::string_view line, std::size_t posi
   const bool hexadecimal = behind.starts_with('x');
   const std::string_view digit_set = hexadecimal ? "0123456789abcdefABCDEF" : "01234567";
   constexpr std::size_t kMostOctalDigits = 3;
+  constexpr std::size_t kHexDigitsOfByte = 2;
   std::string_view digits = behind.substr(hexadecimal ? 1 : 0);
   digits = digits.substr(0, digits.find_first_not_of(digit_set));
   if (!hexadecimal) digits = digits.substr(0, kMostOctalDigits);
+  if (hexadecimal && digits.size() > kHexDigitsOfByte) {
+    digits.remove_prefix(digits.size() - kHexDigitsOfByte);  // there may be any number of them
+  }
   if (digits.empty()) return std::nullopt;
   constexpr unsigned kByte = 0xFF;
   return std::strtoul(std::string(digits).c_str(), nullptr, hexadecimal ? 16 : 8) & kByte;
