@@ -5,12 +5,14 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "runtime/platform/file.h"
+
 namespace marigold {
 namespace {
 
 constexpr int kReadOnly = 0;  // O_RDONLY of the system, and 0 on all of them
 
-// Matters only where the store makes its companion file.
+// Matters only where the store makes a file.
 constexpr int kFileMode = 0666;
 
 [[noreturn]] void end_with_store_fault(DBM* store) {
@@ -21,6 +23,12 @@ constexpr int kFileMode = 0666;
 }  // namespace
 
 bool TextStore::open(const std::string& path) {
+  // Asked to read a store without its .dir file, the library would leave an empty one behind, which
+  // no later open accepts.
+  if (!file_readable((path + ".dir").c_str())) {
+    errno = ENOENT;
+    return false;
+  }
   std::string changeable = path;  // the store's interface dates from before const
   errno = 0;
   store_.reset(dbm_open(changeable.data(), kReadOnly, kFileMode));

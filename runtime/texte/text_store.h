@@ -16,9 +16,9 @@ namespace marigold {
 
 class TextStore {
  public:
-  // Opens the files `path`.pag and `path`.dir. False when that fails; then errno tells why
-  // ("Invalid argument": the file is not a store). The store makes the companion .dir file anew if
-  // it is missing and the directory can be written.
+  // Opens the files `path`.pag and `path`.dir. False when that fails; then errno tells why ("No
+  // such file or directory": the .dir file is missing; "Invalid argument": the .pag file is not a
+  // store).
   bool open(const std::string& path);
   void close();
 

@@ -121,6 +121,7 @@ TEST_F(ScrivelTest, WithoutADatabaseEveryKeyIsItsText) {
   // What is there and is no database is reported by both who try it.
   std::filesystem::create_directories("locale/default");
   test::write_file("locale/default/textdb.pag", std::string(5000, '\xAA'));
+  test::write_file("locale/default/textdb.dir", "");
   finished = run("HELLO");
   EXPECT_EQ(finished.status, 0);
   EXPECT_EQ(finished.out, "HELLO\n");
