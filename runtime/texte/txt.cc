@@ -124,7 +124,9 @@ void txt_close_sysdef() {
 
 void txt_sysdef_text(SystemText& destination, const char* key, std::string_view fallback) {
   const char* text = fetch_system_text(key);
-  destination.assign_cut(text == nullptr ? fallback : text);
+  const std::string_view found = text == nullptr ? fallback : text;
+  // What is not written needs no page of its own: most entries of most runs stay as they are built.
+  if (destination.view() != found) destination.assign_cut(found);
 }
 
 void txt_sysdef_char(char& destination, const char* key, char fallback) {
