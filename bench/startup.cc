@@ -4,10 +4,14 @@
 //
 // Every command runs RUNS times (300), all interleaved, in an order that is drawn anew for every
 // round so that none always profits from the same one before it. Standard output gets CSV: a row a
-// command, rows of ratios of the medians, and the floor of peak_kib: a command that takes less than
-// this process cannot be told from it. A command that does not print what it should is left
-// out, with a message. SCRIVEL: the commands to measure, several of them to compare builds; the one
-// of this build folder if none is given.
+// command, rows of ratios of the medians, and the floor of peak_kib: what a command takes below the
+// peak of this process cannot be seen. A command that does not print what it should is left out,
+// with a message.
+//
+// SCRIVEL: the commands to measure, several of them to compare builds; the one of this build folder
+// if none is given. They are measured as copies, which is what an installation makes: a file that
+// the linker wrote piece by piece lies scattered in memory and starts 4 % later.
+//
 // -k keeps the directory with the texts and prints its name on standard error, for a profiler.
 
 #include <fcntl.h>
@@ -17,8 +21,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
+#include <cerrno>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -39,6 +44,8 @@ constexpr int kWarmUpRounds = 5;
 
 struct Command {
   std::string name;
+  int build = 0;         // of scrivel: 1 for the first one given; 0: a command to compare with
+  std::string language;  // of scrivel
   std::vector<std::string> words;  // the first one is the program's path
   std::vector<std::string> environment;
   std::string expected;  // what it writes to standard output
@@ -60,6 +67,7 @@ struct Options {
 // Pointers to the texts and a null behind them, as the system wants words and environments.
 std::vector<char*> as_pointers(const std::vector<std::string>& texts) {
   std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (const std::string& text : texts)
     pointers.push_back(const_cast<char*>(text.c_str()));
   pointers.push_back(nullptr);
@@ -119,6 +127,7 @@ void measure_once(Launcher& launcher, Measurements& into) {
 
 std::vector<Measurements> measure(const std::vector<Command>& commands, int runs) {
   std::vector<std::unique_ptr<Launcher>> launchers;
+  launchers.reserve(commands.size());
   for (const Command& command : commands) {
     launchers.push_back(std::make_unique<Launcher>(command, "/dev/null"));
   }
@@ -139,7 +148,7 @@ std::vector<Measurements> measure(const std::vector<Command>& commands, int runs
 // The value below which a share of all values lies.
 double quantile(std::vector<double> values, double share) {
   const double last = static_cast<double>(values.size() - 1);
-  const auto rank = values.begin() + static_cast<std::ptrdiff_t>(last * share + 0.5);
+  const auto rank = values.begin() + std::lround(last * share);
   std::nth_element(values.begin(), rank, values.end());
   return *rank;
 }
@@ -154,44 +163,61 @@ void print_rows(const std::vector<Command>& commands, const std::vector<Measurem
   }
 }
 
-// Every build of scrivel against every command that is none, and against the first build.
+// Builds of scrivel are compared with the other commands, and with the first build on the same
+// texts.
+bool is_compared(const Command& command, const Command& reference) {
+  if (command.build == 0 || reference.build == 0) return command.build != 0;
+  return command.build > 1 && reference.build == 1 && command.language == reference.language;
+}
+
+double median_ratio(const std::vector<double>& values, const std::vector<double>& reference) {
+  return quantile(values, 0.5) / quantile(reference, 0.5);
+}
+
 void print_ratios(const std::vector<Command>& commands, const std::vector<Measurements>& results) {
-  const auto is_scrivel = [&](std::size_t index) {
-    return commands[index].name.starts_with("scrivel");
-  };
   std::puts("ratio,command,against,wall,cpu");
   for (std::size_t index = 0; index < commands.size(); ++index) {
     for (std::size_t other = 0; other < commands.size(); ++other) {
-      if (!is_scrivel(index) || index == other || (is_scrivel(other) && other != 0)) continue;
+      if (!is_compared(commands[index], commands[other])) continue;
       std::printf("ratio,%s,%s,%.3f,%.3f\n", commands[index].name.c_str(),
                   commands[other].name.c_str(),
-                  quantile(results[index].wall_us, 0.5) / quantile(results[other].wall_us, 0.5),
-                  quantile(results[index].cpu_us, 0.5) / quantile(results[other].cpu_us, 0.5));
+                  median_ratio(results[index].wall_us, results[other].wall_us),
+                  median_ratio(results[index].cpu_us, results[other].cpu_us));
     }
   }
 }
 
+// Of the copies: "scrivel", "scrivel2" and so on.
+std::string program_name(int build) {
+  return build == 1 ? "scrivel" : "scrivel" + std::to_string(build);
+}
+
 // The commands to measure. Each has the environment that its users give it: gettext looks for no
 // translation in the locale "C".
-std::vector<Command> all_commands(const Options& options, const std::string& directory) {
+std::vector<Command> all_commands(int builds, const std::string& directory) {
   const std::string greeting = "Hello Anna";
   std::vector<Command> commands;
-  for (std::size_t index = 0; index < options.programs.size(); ++index) {
-    const std::string number = index == 0 ? "" : std::to_string(index + 1);
+  for (int build = 1; build <= builds; ++build) {
+    const std::string program = program_name(build);
     for (const std::string language : {kPlainLanguage, kTranslatedLanguage}) {
-      commands.push_back({"scrivel" + number + " " + language,
-                          {options.programs[index], "-n", kGreetingId, "Anna"},
-                          {"LANGUAGE_IDENTIFIER=" + language},
-                          greeting});
+      commands.push_back(
+          {std::string(program).append(" ").append(language),
+           build,
+           language,
+           {std::string(directory).append("/").append(program), "-n", kGreetingId, "Anna"},
+           {"LANGUAGE_IDENTIFIER=" + language},
+           greeting});
     }
   }
-  commands.push_back({"printf", {"/usr/bin/printf", kGreeting, "Anna"}, {}, greeting});
+  commands.push_back({"printf", 0, "", {"/usr/bin/printf", kGreeting, "Anna"}, {}, greeting});
   commands.push_back({"gettext",
+                      0,
+                      "",
                       {"/usr/bin/gettext", "-d", kDomain, kGreetingId},
                       {"TEXTDOMAINDIR=" + directory + "/" + kCatalogueDirectory, "LC_ALL=C.UTF-8",
                        std::string("LANGUAGE=") + kCatalogueLanguage},
                       kGreeting});
-  commands.push_back({"true", {"/bin/true"}, {}, ""});
+  commands.push_back({"true", 0, "", {"/bin/true"}, {}, ""});
   return commands;
 }
 
@@ -207,6 +233,15 @@ bool prints_what_it_should(const Command& command) {
   std::fprintf(stderr, "startup: %s left out: it prints \"%s\" in the place of \"%s\"\n",
                command.name.c_str(), output, command.expected.c_str());
   return false;
+}
+
+void copy_programs(const std::vector<std::string>& programs, const std::string& directory) {
+  int build = 0;
+  for (const std::string& program : programs) {
+    std::error_code error;
+    std::filesystem::copy_file(program, directory + "/" + program_name(++build), error);
+    if (error) fail(program, error.value());
+  }
 }
 
 // In a process of its own: what it takes of memory would count as the measured commands' peak,
@@ -230,19 +265,23 @@ Options parse_options(int argc, char** argv) {
       std::exit(2);
     }
   }
-  // Absolute, since the commands run in another directory.
-  for (char** word = argv + optind; *word != nullptr; ++word) {
-    options.programs.push_back(std::filesystem::absolute(*word));
-  }
+  options.programs.assign(argv + optind, argv + argc);
   if (options.programs.empty()) options.programs.emplace_back(SCRIVEL_PATH);
+  for (const std::string& program : options.programs) {
+    if (access(program.c_str(), X_OK) != 0) fail(program, errno);
+  }
   return options;
 }
 
 int run(const Options& options) {
   std::string directory = std::filesystem::temp_directory_path() / "startup-XXXXXX";
-  if (mkdtemp(directory.data()) == nullptr || chdir(directory.c_str()) != 0) fail(directory, errno);
+  if (mkdtemp(directory.data()) == nullptr) fail(directory, errno);
+  copy_programs(options.programs, directory);
   make_files(directory);
-  std::vector<Command> commands = all_commands(options, directory);
+  // The default search path begins in the working directory.
+  if (chdir(directory.c_str()) != 0) fail(directory, errno);
+  std::vector<Command> commands =
+      all_commands(static_cast<int>(options.programs.size()), directory);
   std::erase_if(commands, [](const Command& command) { return !prints_what_it_should(command); });
   const std::vector<Measurements> results = measure(commands, options.runs);
   rusage own{};

@@ -40,7 +40,7 @@ Texts program_texts() {
 
 Texts with_system_texts(Texts texts) {
   for (const CatalogueEntry& entry : sysmsg_entries()) {
-    texts[std::string("SYSDEF.") + entry.key] = entry.built_in;
+    texts[std::string("SYSDEF.") + entry.key] = "translated " + std::string(entry.built_in);
   }
   return texts;
 }
