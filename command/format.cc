@@ -7,6 +7,7 @@
 #include <limits>
 #include <string>
 
+#include "runtime/core/text_buffer.h"
 #include "runtime/texte/format_language.h"
 
 namespace marigold {
@@ -32,9 +33,11 @@ std::int32_t to_integer(const char* word) {
   return static_cast<std::int32_t>(std::clamp<long long>(value, Limits::min(), Limits::max()));
 }
 
+using Digits = TextBuffer<std::numeric_limits<std::int32_t>::digits10 + 1>;
+
 // A number taken for "*", in digits; empty when there is none to be had or a negative one. The
 // value that the directive formats has to be there as well.
-std::string take_star(Arguments& arguments, const char* when_negative) {
+Digits take_star(Arguments& arguments, const char* when_negative) {
   if (arguments.size() < 2) {
     std::fputs("missing argument\n", stderr);
     return {};
@@ -44,26 +47,29 @@ std::string take_star(Arguments& arguments, const char* when_negative) {
     std::fputs(when_negative, stderr);
     return {};
   }
-  return std::to_string(number);
+  return Digits(std::to_string(number));
 }
 
-// Width and precision in digits, as the text has them or as taken for "*"; empty when there is
-// none.
-struct FieldSizes {
-  std::string width;
-  std::string precision;
+// Width and precision taken for "*", in digits; empty where the text has none or its own.
+struct StarSizes {
+  Digits width;
+  Digits precision;
 };
 
-FieldSizes take_field_sizes(const Directive& parsed, Arguments& arguments) {
-  FieldSizes sizes{std::string(parsed.width), std::string(parsed.precision)};
+StarSizes take_stars(const Directive& parsed, Arguments& arguments) {
+  StarSizes sizes;
   if (parsed.width_from_argument) sizes.width = take_star(arguments, "negative field width\n");
   if (parsed.precision_from_argument)
     sizes.precision = take_star(arguments, "negative precision\n");
   return sizes;
 }
 
+// A loop, because the sets are constants: it becomes a few comparisons and no call.
 bool is_one_of(std::string_view set, char character) {
-  return set.find(character) != std::string_view::npos;
+  for (const char member : set) {
+    if (member == character) return true;
+  }
+  return false;
 }
 
 // The directive for the C library. What a text may ask for goes beyond what the library defines, so
@@ -74,20 +80,20 @@ bool is_one_of(std::string_view set, char character) {
 //   - "c" has no precision, and a width taken for "*" is used up but never applied to it;
 //   - "l" and "L" are dropped, because every value is 32 bits or a double; "h" cuts integers to 16
 //   bits and stays there.
-std::string library_directive(const Directive& parsed, const FieldSizes& sizes) {
+std::string library_directive(const Directive& parsed, const StarSizes& stars) {
   const char letter = parsed.conversion;
   const bool is_number = !is_one_of("cs", letter);
   std::string directive = "%";
   if (parsed.flag != '\0' && (parsed.flag != '#' || is_one_of("oxXeEfgG", letter))) {
     directive += parsed.flag;
   }
-  if (letter != 'c' || !parsed.width_from_argument) {
-    const std::size_t zeros = is_number ? 0 : sizes.width.find_first_not_of('0');
-    directive.append(sizes.width, std::min(zeros, sizes.width.size()));
-  }
-  const bool precision_refused = parsed.precision_from_argument && sizes.precision.empty();
+  std::string_view width = parsed.width_from_argument ? stars.width.view() : parsed.width;
+  if (!is_number) width.remove_prefix(std::min(width.find_first_not_of('0'), width.size()));
+  if (letter != 'c' || !parsed.width_from_argument) directive += width;
+  const bool precision_refused = parsed.precision_from_argument && stars.precision.empty();
   if (letter != 'c' && parsed.has_precision && !precision_refused) {
-    directive.append(".").append(sizes.precision);
+    directive += '.';
+    directive += parsed.precision_from_argument ? stars.precision.view() : parsed.precision;
   }
   if (parsed.modifier == 'h' && is_one_of("diouxX", letter)) directive += parsed.modifier;
   return directive += letter;
@@ -138,7 +144,7 @@ Formatted write_escape(const Escape& escape, Output& output) {
 
 // A directive that is invalid or cut short uses up what it takes and writes nothing for it.
 void write_field(const Directive& parsed, Arguments& arguments, Output& output) {
-  const FieldSizes sizes = take_field_sizes(parsed, arguments);
+  const StarSizes stars = take_stars(parsed, arguments);
   if (parsed.kind == DirectiveKind::kUnfinished) return;
   if (parsed.kind == DirectiveKind::kInvalid) {
     std::fprintf(stderr, "%%%c: invalid directive\n", parsed.conversion);
@@ -146,7 +152,7 @@ void write_field(const Directive& parsed, Arguments& arguments, Output& output) 
     return;
   }
   const char* word = take_argument(arguments);
-  print_value(library_directive(parsed, sizes).c_str(), parsed.conversion, word, output);
+  print_value(library_directive(parsed, stars).c_str(), parsed.conversion, word, output);
 }
 
 Formatted write_directive(const Directive& parsed, Arguments& arguments, Output& output) {
@@ -166,12 +172,20 @@ Formatted write_directive(const Directive& parsed, Arguments& arguments, Output&
   return Formatted::kWhole;
 }
 
-// Writes the plain bytes before the first of the characters that mean something, and returns what
-// follows them.
-std::string_view write_plain(std::string_view text, const char* special, Output& output) {
-  const std::string_view plain = text.substr(0, text.find_first_of(special));
-  output.write(plain);
-  return text.substr(plain.size());
+// Writes the plain bytes up to the first one that means something, and returns what follows them.
+template <typename IsSpecial>
+std::string_view write_plain(std::string_view text, IsSpecial is_special, Output& output) {
+  const auto special = std::ranges::find_if(text, is_special);
+  output.write({text.begin(), special});
+  return {special, text.end()};
+}
+
+bool begins_escape(char character) {
+  return character == kBackslash;
+}
+
+bool begins_something(char character) {
+  return character == '%' || character == kBackslash;
 }
 
 }  // namespace
@@ -179,7 +193,7 @@ std::string_view write_plain(std::string_view text, const char* special, Output&
 Formatted format_text(std::string_view text, Arguments& arguments, Output& output) {
   Formatted result = Formatted::kWhole;
   while (result == Formatted::kWhole) {
-    text = write_plain(text, "%\\", output);
+    text = write_plain(text, begins_something, output);
     if (text.empty()) break;
     if (text.front() == kBackslash) {
       const Escape escape = escape_parse(text);
@@ -197,7 +211,7 @@ Formatted format_text(std::string_view text, Arguments& arguments, Output& outpu
 Formatted format_escapes(std::string_view text, Output& output) {
   Formatted result = Formatted::kWhole;
   while (result == Formatted::kWhole) {
-    text = write_plain(text, "\\", output);
+    text = write_plain(text, begins_escape, output);
     if (text.empty()) break;
     const Escape escape = escape_parse(text);
     result = write_escape(escape, output);

@@ -16,8 +16,12 @@ char at(std::string_view text, std::size_t position) {
   return position < text.size() ? text[position] : '\0';
 }
 
+// A loop, because the sets are constants: it becomes a few comparisons and no call.
 bool is_one_of(std::string_view set, char character) {
-  return set.find(character) != std::string_view::npos;
+  for (const char member : set) {
+    if (member == character) return true;
+  }
+  return false;
 }
 
 bool is_digit(char character) {
