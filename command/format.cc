@@ -72,54 +72,92 @@ bool is_one_of(std::string_view set, char character) {
   return false;
 }
 
-// The directive for the C library. What a text may ask for goes beyond what the library defines, so
-// a part that has no meaning for the conversion is left out, which is how the library takes it
-// where it is known to be harmless:
-//   - "#" stands only before o, x, X and the floating conversions, zero padding only before
-//   numbers;
-//   - "c" has no precision, and a width taken for "*" is used up but never applied to it;
-//   - "l" and "L" are dropped, because every value is 32 bits or a double; "h" cuts integers to 16
-//   bits and stays there.
+std::string_view width_of(const Directive& parsed, const StarSizes& stars) {
+  return parsed.width_from_argument ? stars.width.view() : parsed.width;
+}
+
+// The precision in digits, which may be none for 0; false when the directive has no precision, or
+// one that was refused.
+bool has_precision(const Directive& parsed, const StarSizes& stars, std::string_view& digits) {
+  digits = parsed.precision_from_argument ? stars.precision.view() : parsed.precision;
+  return parsed.has_precision && !(parsed.precision_from_argument && digits.empty());
+}
+
+// ---- Texts and characters
+
+// Digits as a number of columns or bytes; more than 31 bits are taken as the most that they hold.
+std::size_t to_size(std::string_view digits) {
+  constexpr std::size_t kMost = std::numeric_limits<std::int32_t>::max();
+  std::size_t size = 0;
+  for (const char digit : digits)
+    size = std::min(kMost, size * 10 + static_cast<std::size_t>(digit - '0'));
+  return size;
+}
+
+void write_blanks(std::size_t count, Output& output) {
+  constexpr std::string_view kBlanks =
+      "                                                                ";
+  for (; count > kBlanks.size(); count -= kBlanks.size())
+    output.write(kBlanks);
+  output.write(kBlanks.substr(0, count));
+}
+
+// A text in its field. Flags but "-", and zeros, mean nothing for a text.
+void write_padded(std::string_view text, std::size_t width, bool left, Output& output) {
+  const std::size_t padding = width - std::min(width, text.size());
+  if (!left) write_blanks(padding, output);
+  output.write(text);
+  if (left) write_blanks(padding, output);
+}
+
+void write_text(const Directive& parsed, const StarSizes& stars, const char* word, Output& output) {
+  std::string_view text = word == nullptr ? "" : word;
+  std::string_view precision;
+  if (has_precision(parsed, stars, precision)) text = text.substr(0, to_size(precision));
+  write_padded(text, to_size(width_of(parsed, stars)), parsed.flag == '-', output);
+}
+
+// A width taken for "*" is used up and never applied to a character.
+void write_character(const Directive& parsed, const char* word, Output& output) {
+  if (word == nullptr) return;
+  // An empty argument's first byte is the zero byte behind it.
+  write_padded({word, 1}, to_size(parsed.width), parsed.flag == '-', output);
+}
+
+// ---- Numbers
+
+// The directive for the C library, with the numbers taken for "*" in it. What has no meaning for
+// the conversion is left out: "#" before d, i and u, where the library calls it undefined; "l" and
+// "L", because every value is 32 bits or a double. "h" cuts integers to 16 bits and stays there.
 std::string library_directive(const Directive& parsed, const StarSizes& stars) {
   const char letter = parsed.conversion;
-  const bool is_number = !is_one_of("cs", letter);
   std::string directive = "%";
-  if (parsed.flag != '\0' && (parsed.flag != '#' || is_one_of("oxXeEfgG", letter))) {
+  if (parsed.flag != '\0' && (parsed.flag != '#' || !is_one_of("diu", letter)))
     directive += parsed.flag;
-  }
-  std::string_view width = parsed.width_from_argument ? stars.width.view() : parsed.width;
-  if (!is_number) width.remove_prefix(std::min(width.find_first_not_of('0'), width.size()));
-  if (letter != 'c' || !parsed.width_from_argument) directive += width;
-  const bool precision_refused = parsed.precision_from_argument && stars.precision.empty();
-  if (letter != 'c' && parsed.has_precision && !precision_refused) {
+  directive += width_of(parsed, stars);
+  std::string_view precision;
+  if (has_precision(parsed, stars, precision)) {
     directive += '.';
-    directive += parsed.precision_from_argument ? stars.precision.view() : parsed.precision;
+    directive += precision;
   }
   if (parsed.modifier == 'h' && is_one_of("diouxX", letter)) directive += parsed.modifier;
   return directive += letter;
 }
 
-void print_value(const char* directive, char letter, const char* word, Output& output) {
-  switch (letter) {
-    case 'd':
-    case 'i':
-      return output.print(directive, word == nullptr ? 0 : to_integer(word));
-    case 'o':
-    case 'u':
-    case 'x':
-    case 'X':
-      return output.print(directive,
-                          static_cast<std::uint32_t>(word == nullptr ? 0 : to_integer(word)));
-    case 'c':
-      // An empty argument's first byte is the zero byte behind it.
-      if (word != nullptr) output.print(directive, static_cast<int>(*word));
-      return;
-    case 's':
-      return output.print(directive, word == nullptr ? "" : word);
-    default:
-      return output.print(directive, word == nullptr ? 0.0 : std::strtod(word, nullptr));
+void write_number(const Directive& parsed, const StarSizes& stars, const char* word,
+                  Output& output) {
+  const std::string directive = library_directive(parsed, stars);
+  const char* digits = word == nullptr ? "" : word;
+  if (is_one_of("di", parsed.conversion)) {
+    output.print(directive.c_str(), to_integer(digits));
+  } else if (is_one_of("ouxX", parsed.conversion)) {
+    output.print(directive.c_str(), static_cast<std::uint32_t>(to_integer(digits)));
+  } else {
+    output.print(directive.c_str(), std::strtod(digits, nullptr));
   }
 }
+
+// ---- Escapes and directives
 
 // Writes what a letter of the escape table stands for; any other character is itself.
 Formatted write_escape_letter(char letter, Output& output) {
@@ -152,7 +190,9 @@ void write_field(const Directive& parsed, Arguments& arguments, Output& output) 
     return;
   }
   const char* word = take_argument(arguments);
-  print_value(library_directive(parsed, stars).c_str(), parsed.conversion, word, output);
+  if (parsed.conversion == 's') return write_text(parsed, stars, word, output);
+  if (parsed.conversion == 'c') return write_character(parsed, word, output);
+  write_number(parsed, stars, word, output);
 }
 
 Formatted write_directive(const Directive& parsed, Arguments& arguments, Output& output) {

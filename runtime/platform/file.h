@@ -3,13 +3,19 @@
 // Results: 0 for done, else the system's error number. Nothing here prints or waits.
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
 namespace marigold {
 
-// Whether the path names a regular file that this process may read. Links are followed. A
-// directory, a pipe or a device does not count, and looking at one never waits for its other end.
-bool file_readable(const char* path);
+// The length of a regular file that this process may read, in bytes; -1 when the path names none.
+// Links are followed. A directory, a pipe or a device is none, and looking at one never waits for
+// its other end.
+std::int64_t file_size(const char* path);
+
+inline bool file_readable(const char* path) {
+  return file_size(path) >= 0;
+}
 
 // Gives the file of the first name the second name, in one step: whoever opens the second name sees
 // the whole old file or the whole new one, also after a crash. Both lie on one file system. On

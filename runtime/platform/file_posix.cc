@@ -31,14 +31,14 @@ int sync_directory_of(std::string_view path) {
 
 }  // namespace
 
-bool file_readable(const char* path) {
+std::int64_t file_size(const char* path) {
   // O_NONBLOCK: opening a named pipe without a writer would wait for one.
   const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor < 0) return false;
+  if (descriptor < 0) return -1;
   struct stat status {};
   const bool regular = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
   close(descriptor);
-  return regular;
+  return regular ? std::int64_t{status.st_size} : -1;
 }
 
 int file_replace(const char* from, const char* to) {

@@ -15,6 +15,19 @@ constexpr int kReadOnly = 0;  // O_RDONLY of the system, and 0 on all of them
 // Matters only where the store makes a file.
 constexpr int kFileMode = 0666;
 
+// The name of the store and its version.
+constexpr std::int64_t kCompanionSize = 16;
+
+// Asked to read a store whose companion is missing or not of its making (a link to the .pag file,
+// from old installations), the library puts an empty file in its place, which no later open
+// accepts. So it is not asked.
+bool companion_is_good(const std::string& path) {
+  const std::int64_t size = file_size(path.c_str());
+  if (size == kCompanionSize) return true;
+  errno = size < 0 ? ENOENT : EINVAL;
+  return false;
+}
+
 [[noreturn]] void end_with_store_fault(DBM* store) {
   std::fprintf(stderr, "gdbm fatal: %s.\n", gdbm_strerror(dbm_error(store)));
   std::exit(-1);
@@ -23,12 +36,7 @@ constexpr int kFileMode = 0666;
 }  // namespace
 
 bool TextStore::open(const std::string& path) {
-  // Asked to read a store without its .dir file, the library would leave an empty one behind, which
-  // no later open accepts.
-  if (!file_readable((path + ".dir").c_str())) {
-    errno = ENOENT;
-    return false;
-  }
+  if (!companion_is_good(path + ".dir")) return false;
   std::string changeable = path;  // the store's interface dates from before const
   errno = 0;
   store_.reset(dbm_open(changeable.data(), kReadOnly, kFileMode));

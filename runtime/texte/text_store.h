@@ -17,8 +17,8 @@ namespace marigold {
 class TextStore {
  public:
   // Opens the files `path`.pag and `path`.dir. False when that fails; then errno tells why ("No
-  // such file or directory": the .dir file is missing; "Invalid argument": the .pag file is not a
-  // store).
+  // such file or directory": the .dir file is missing; "Invalid argument": one of the two is not a
+  // store's).
   bool open(const std::string& path);
   void close();
 

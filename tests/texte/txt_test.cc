@@ -101,6 +101,9 @@ TEST_F(TxtTest, WhatCannotBeOpenedIsReportedWithItsPath) {
   test::run_shell("mv good.pag textdb.pag");
   EXPECT_EQ(errors_of(open_fails), "./textdb: No such file or directory\n");
   EXPECT_NE(test::run_shell("ls textdb.dir").status, 0);  // reading leaves nothing behind
+  test::run_shell("ln textdb.pag textdb.dir");            // as old installations have it
+  EXPECT_EQ(errors_of(open_fails), "./textdb: Invalid argument\n");
+  EXPECT_EQ(test::run_shell("cmp textdb.pag textdb.dir").status, 0);
 }
 
 TEST_F(TxtTest, AnElementWithoutANameIsAPathByItself) {
