@@ -1,19 +1,14 @@
 #include "runtime/texte/language.h"
 
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #include "runtime/core/settings.h"
 #include "tests/support/support.h"
 
-namespace marigold {
-namespace {
+namespace marigold::test {
 
-std::vector<std::string> elements(std::string_view path_template, std::string_view identifier) {
-  std::vector<std::string> expanded;
+using List = std::vector<std::string>;
+
+List elements(std::string_view path_template, std::string_view identifier) {
+  List expanded;
   RuntimeString element;
   for (std::size_t position = 0; position < path_template.size();) {
     lang_expand_element(element, path_template, identifier, position);
@@ -23,44 +18,24 @@ std::vector<std::string> elements(std::string_view path_template, std::string_vi
 }
 
 TEST(LanguageTest, IdentifiersAreSplitWithDefaults) {
-  struct Row {
-    const char* identifier;
-    const char* language;
-    const char* territory;
-    const char* code_set;
+  // clang-format off
+  const std::pair<const char*, const char*> rows[] = {
+      {"english_us.8859", "english us 8859"}, {"de_at.1252", "de at 1252"}, {"_us", "german us 8859"},
+      {"", "german germany 8859"}, {"__..", "german germany 8859"}, {"english", "english germany 8859"},
+      {".1252", "german germany 1252"}, {"en_us_gb", "en gb 8859"}, {"en.iso.8859", "en germany 8859"},
+      {"en_us_", "en us 8859"},  // entered again, nothing written: keeps its value
+      {"en.utf_us", "en us utf"}, {"en_longer_us", "en us 8859"},
   };
-  const Row rows[] = {
-      {"english_us.8859", "english", "us", "8859"},
-      {"de_at.1252", "de", "at", "1252"},
-      {"english", "english", "germany", "8859"},
-      {"", "german", "germany", "8859"},
-      {"_us", "german", "us", "8859"},
-      {".1252", "german", "germany", "1252"},
-      {"en_us_gb", "en", "gb", "8859"},
-      {"en.iso.8859", "en", "germany", "8859"},
-      {"en.utf_us", "en", "us", "utf"},
-      {"en_us_", "en", "us", "8859"},  // entered again, nothing written: keeps its value
-      {"en_longer_us", "en", "us", "8859"},
-      {"__..", "german", "germany", "8859"}};
-  for (const Row& row : rows) {
-    const LanguageFields fields = lang_split_identifier(row.identifier);
-    EXPECT_EQ(fields.language.view(), row.language) << row.identifier;
-    EXPECT_EQ(fields.territory.view(), row.territory) << row.identifier;
-    EXPECT_EQ(fields.code_set.view(), row.code_set) << row.identifier;
-  }
+  // clang-format on
+  for (const auto& [identifier, fields] : rows)
+    EXPECT_EQ(elements("%l %t %c", identifier), List{fields}) << identifier;
 }
 
 TEST(LanguageTest, ElementsAreExpandedOneByOne) {
-  using List = std::vector<std::string>;
   EXPECT_EQ(elements(kDefaultSearchpath, "english_us.8859"),
             (List{"./locale/english/us/8859/%N", "./locale/english/8859/%N",
                   "./locale/english/us/%N", "./locale/english/%N", "./locale/default/%N"}));
-  EXPECT_EQ(elements("%L/%x/%%l/%n%;;a;", "de_at"), (List{"de_at/%x/%de/%n%", "", "a"}));
-  EXPECT_EQ(elements("%", "de"), (List{"%"}));
-  EXPECT_EQ(elements("", "de"), List{});
-}
-
-TEST(LanguageTest, AnElementHoldsUpTo250Characters) {
+  EXPECT_EQ(elements("%L/%x/%%l/%n%;;a;%", "de_at"), (List{"de_at/%x/%de/%n%", "", "a", "%"}));
   EXPECT_EQ(elements(std::string(248, 'x') + "%l", "de").front().size(), 250U);
   EXPECT_DEATH(elements(std::string(249, 'x') + "%l", "de"), "system error 38");
   EXPECT_DEATH(elements("%L", std::string(251, '_')), "system error 38");
@@ -75,40 +50,36 @@ TEST(LanguageTest, NamesAreSubstitutedUpTo249Characters) {
   EXPECT_EQ(output.view(), "dir/" + std::string(245, 'n'));
 }
 
-struct LanguageSearchTest : testing::Test {
-  test::WorkDirectory directory;
-};
-
-TEST_F(LanguageSearchTest, TheFirstElementWithARegularFileWins) {
-  const std::string path = "./%l/%t/%N;;./%l/%N;./%N;plain";
-  std::filesystem::create_directories(
-      "german/at/textdb.pag");  // a directory of that name does not count
-  RuntimeString output("stale");
-  EXPECT_EQ(lang_find_file(output, "textdb.pag", path, "german_at"), -1);
-  EXPECT_TRUE(output.empty());
-  test::write_file("plain", "");
-  EXPECT_EQ(lang_find_file(output, "textdb.pag", path, "german_at"), 0);
-  EXPECT_EQ(output.view(), "plain");
-  test::write_file("textdb.pag", "");
-  test::write_file("german/textdb.pag", "");
-  EXPECT_EQ(lang_find_file(output, "textdb.pag", path, "german_at"), 0);
-  EXPECT_EQ(output.view(), "./german/textdb.pag");
-  EXPECT_EQ(lang_find_dir(output, "textdb.pag", path, "german_at"), 0);
-  EXPECT_EQ(output.view(), "./german/%N");
-  EXPECT_EQ(lang_find_dir(output, "help", "./%l/%N", "german_at"), -1);
-  EXPECT_TRUE(output.empty());
+TEST(LanguageTest, TheFirstElementWithARegularFileWins) {
+  const WorkDirectory directory;
+  const auto find = [] {
+    const std::string path = "./%l/%t/%N;;./%l/%N;./%N;plain";
+    RuntimeString file("stale");
+    RuntimeString element("stale");
+    const int result = lang_find_file(file, "db.pag", path, "german_at");
+    EXPECT_EQ(lang_find_dir(element, "db.pag", path, "german_at"), result);
+    return std::to_string(result).append(file.view()).append(" ").append(element.view());
+  };
+  std::filesystem::create_directories("german/at/db.pag");  // is no file
+  EXPECT_EQ(find(), "-1 ");
+  write_file("plain", "");
+  EXPECT_EQ(find(), "0plain plain");
+  write_file("db.pag", "");
+  write_file("german/db.pag", "");
+  EXPECT_EQ(find(), "0./german/db.pag ./german/%N");
 }
 
-TEST_F(LanguageSearchTest, TheListStopsBelow250Characters) {
-  RuntimeString list;
-  lang_path_list(list, "%l/%N;;x", "de");
-  EXPECT_EQ(list.view(), "de/%N;;x;");
-  const std::string hundred(100, 'x');
-  lang_path_list(list, hundred + ";" + hundred + ";" + std::string(47, 'y') + ";z", "de");
-  EXPECT_EQ(list.view(), hundred + ";" + hundred + ";");  // 202 + 47 + 1 would be 250
-  lang_path_list(list, hundred + ";" + hundred + ";" + std::string(46, 'y'), "de");
-  EXPECT_EQ(list.length(), 249U);
+TEST(LanguageTest, TheListStopsBelow250Characters) {
+  const auto list = [](const std::string& path_template) {
+    RuntimeString output("stale");
+    lang_path_list(output, path_template, "de");
+    return std::string(output.view());
+  };
+  const std::string hundreds = std::string(100, 'x') + ";" + std::string(100, 'x') + ";";
+  const std::string most = hundreds + std::string(46, 'y');
+  EXPECT_EQ(list("%l/%N;;x"), "de/%N;;x;");
+  EXPECT_EQ(list(most), most + ";");
+  EXPECT_EQ(list(most + "y;z"), hundreds);  // 202 + 47 + 1 would be 250
 }
 
-}  // namespace
-}  // namespace marigold
+}  // namespace marigold::test

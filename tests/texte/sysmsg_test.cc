@@ -1,72 +1,49 @@
 #include "runtime/texte/sysmsg.h"
 
-#include <gtest/gtest.h>
-#include <stdlib.h>
-
-#include <set>
-#include <string>
+#include <algorithm>
 
 #include "tests/support/support.h"
 
-namespace marigold {
-namespace {
+namespace marigold::test {
 
-struct SysmsgTest : testing::Test {
-  SysmsgTest() {
-    setenv("LANGUAGE_SEARCHPATH", "./%N", 1);
-    txt_start();
-  }
-  ~SysmsgTest() override {  // back to the built-in texts
-    setenv("LANGUAGE_SEARCHPATH", "./nowhere/%N", 1);
-    txt_start();
-    sysmsg_init();
-  }
-  static int changed_entries() {
-    int changed = 0;
-    for (const CatalogueEntry& entry : sysmsg_entries()) {
-      const std::string value = entry.text != nullptr ? std::string(entry.text->view())
-                                                      : std::string(1, *entry.character);
-      if (value != entry.built_in) ++changed;
-    }
-    return changed;
-  }
-  test::WorkDirectory directory;
-};
-
-TEST_F(SysmsgTest, TheCatalogueIsFilledFromTheStartOfTheProcess) {
-  EXPECT_EQ(sysmsg_entries().size(), 136U);
-  std::set<std::string> keys;
-  for (const CatalogueEntry& entry : sysmsg_entries())
-    keys.insert(entry.key);
-  EXPECT_EQ(keys.size(), 136U);
-  EXPECT_EQ(systxt_filelock.view(), " file lock active         ");
-  EXPECT_EQ(systxt_filelock.length(), 26U);
-  EXPECT_EQ(systxt_no.view(), "NO  ");
-  EXPECT_EQ(systxt_nxtpage.view(), "next     page");
-  EXPECT_EQ(systxt_convhead.view(), "File:           Path:     Old:      New:      ");
-  EXPECT_EQ(systxt_apldefloaderr.view(), "Unable to locate application default file: ");
-  EXPECT_EQ(syserr_67.view(), "dat: Namedid in CriticalPath is different");
-  EXPECT_EQ(syschr_yes, 'y');
-  EXPECT_EQ(changed_entries(), 0);
+std::ptrdiff_t changed_entries() {
+  return std::ranges::count_if(sysmsg_entries(), [](const CatalogueEntry& entry) {
+    return entry.text != nullptr ? entry.text->view() != entry.built_in
+                                 : std::string(1, *entry.character) != entry.built_in;
+  });
 }
 
-TEST_F(SysmsgTest, OnlyPrefixedRecordsReplaceEntries) {
-  test::write_textdb("textdb", {{"SYSDEF.systxt_ok", "Ja"},
-                                {"SYSDEF.syschr_yes", "ja"},
-                                {"SYSDEF.syschr_no", ""},
-                                {"SYSDEF.systxt_back", std::string(300, 'x')},
-                                {"systxt_quit", "no prefix"},
-                                {"SYSDEF.systxt_unknown", "no entry"}});
+TEST(SysmsgTest, TheCatalogueIsFilledFromTheStartOfTheProcess) {
+  EXPECT_EQ(sysmsg_entries().size(), 136U);
+  EXPECT_EQ(changed_entries(), 0);
+  EXPECT_EQ(systxt_filelock.view(), " file lock active         ");
+  EXPECT_EQ(systxt_nxtpage.view(), "next     page");
+  EXPECT_EQ(systxt_convhead.view(), "File:           Path:     Old:      New:      ");
+  EXPECT_EQ(syserr_67.view(), "dat: Namedid in CriticalPath is different");
+  EXPECT_EQ(syschr_yes, 'y');
+}
+
+TEST(SysmsgTest, OnlyPrefixedRecordsReplaceEntries) {
+  const WorkDirectory directory;
+  const std::string long_text(300, 'x');
+  // clang-format off
+  write_textdb("textdb", {
+      {"SYSDEF.systxt_ok", "Ja"}, {"SYSDEF.systxt_back", long_text}, {"systxt_quit", "?"},
+      {"SYSDEF.none", "?"}, {"SYSDEF.syschr_yes", "ja"}, {"SYSDEF.syschr_no", ""}});
+  // clang-format on
+  setenv("LANGUAGE_SEARCHPATH", "./%N", 1);
+  txt_start();
   sysmsg_init();
   EXPECT_EQ(systxt_ok.view(), "Ja");
   EXPECT_EQ(syschr_yes, 'j');
   EXPECT_EQ(syschr_no, '\0');
-  EXPECT_EQ(systxt_back.view(), std::string(255, 'x'));
-  EXPECT_EQ(systxt_quit.view(), "quit");
+  EXPECT_EQ(systxt_back.view(), long_text.substr(0, 255));
   EXPECT_EQ(changed_entries(), 4);
-  // The database was given back: the next one to open it gets the first slot anew.
-  EXPECT_EQ(txt_open(nullptr, "textdb"), 0);
+  // The database was given back: the next one to be opened gets its slot.
+  EXPECT_EQ(txt_open("another language", "textdb"), 0);
+  setenv("LANGUAGE_SEARCHPATH", "./nowhere/%N", 1);
+  txt_start();
+  sysmsg_init();  // back to the built-in texts
 }
 
-}  // namespace
-}  // namespace marigold
+}  // namespace marigold::test

@@ -1,13 +1,15 @@
 #include "tools/po_file.h"
 
-#include <gtest/gtest.h>
-
 #include "tests/support/support.h"
 
-namespace marigold {
-namespace {
+namespace marigold::test {
 
-// An entry "A" with this string behind its msgstr.
+struct PoFileTest : testing::Test {
+  WorkDirectory directory;
+  PoFile file;
+  Problems problems;
+};
+
 std::string entry_a(const std::string& text) {
   return "msgid \"A\"\nmsgstr " + text + "\n";
 }
@@ -16,64 +18,43 @@ std::string with_charset(const std::string& charset, const std::string& rest) {
   return "msgid \"\"\nmsgstr \"Content-Type: text/plain; charset=" + charset + "\\n\"\n" + rest;
 }
 
-struct PoFileTest : testing::Test {
-  // The problems of a file with this content, as lines.
-  std::string problems_of(const std::string& content) {
-    test::write_file("in.po", content);
-    Problems problems;
-    const bool loaded = po_load("in.po", file, problems);
-    EXPECT_EQ(loaded, problems.empty());
-    std::string lines;
-    for (const std::string& problem : problems)
-      lines += problem + "\n";
-    return lines;
-  }
-
-  test::WorkDirectory directory;
-  PoFile file;
-};
-
 TEST_F(PoFileTest, FilesThatCannotBeTextsAreRefusedAtTheirLine) {
-  struct Row {
-    std::string content;
-    const char* first_problem;
+  const std::string a = entry_a("\"a\"");
+  const std::string none = "3: texts of a text database have no ";
+  const std::string zero = "2: zero byte in a text";
+  // clang-format off
+  const std::pair<std::string, std::string> rows[] = {
+      {entry_a("\"open"), "3: end-of-line within string"},
+      {a + "hello", "3: keyword \"hello\" unknown"},
+      {a + a, "3: duplicate message definition"},
+      {"msgctxt \"x\"\n" + a, none + "context"},
+      {"msgid \"A\"\nmsgid_plural \"B\"\nmsgstr[0] \"a\"\n", none + "plural forms"},
+      {"domain \"x\"\n" + a, none + "domain"},
+      {with_charset("KLINGON", ""), "2: the charset \"KLINGON\" is not known"},
+      {with_charset("UTF-8", entry_a("\"\xE4\"")), "4: invalid multibyte sequence"},
+      {with_charset("UTF-8", entry_a("\"\\344\"")), "4: a character is not UTF-8, the charset of the file"},
+      {entry_a("\"\xE4\""), "2: a character is not ASCII, the charset of the file"},
+      // The library would end such texts at the zero byte and say nothing.
+      {entry_a("\"a\\000b\""), zero}, {entry_a("\"\\\\\\0\""), zero}, {entry_a("\"\\400\""), zero},
+      {entry_a("\"\\x123456789abcdef12300\""), zero}, {entry_a({"\"a\0b\"", 5}), zero},
+      {"\xEF\xBB\xBF" + a, "1: begins with a byte order mark"},
   };
-  for (const Row& row :
-       {Row{entry_a("\"open"), "3: end-of-line within string"},
-        Row{entry_a("\"a\"\nhello"), "3: keyword \"hello\" unknown"},
-        Row{entry_a("\"a\"") + entry_a("\"a\""), "3: duplicate message definition"},
-        Row{"msgctxt \"x\"\n" + entry_a("\"a\""), "3: texts of a text database have no context"},
-        Row{"msgid \"A\"\nmsgid_plural \"B\"\nmsgstr[0] \"a\"\n",
-            "3: texts of a text database have no plural forms"},
-        Row{"domain \"x\"\n" + entry_a("\"a\""), "3: texts of a text database have no domain"},
-        Row{with_charset("KLINGON", ""), "2: the charset \"KLINGON\" is not known"},
-        Row{with_charset("UTF-8", entry_a("\"\xE4\"")), "4: invalid multibyte sequence"},
-        Row{with_charset("UTF-8", entry_a("\"\\344\"")),
-            "4: a character is not UTF-8, the charset of the file"},
-        Row{entry_a("\"\xE4\""), "2: a character is not ASCII, the charset of the file"},
-        // The library would end such texts at the zero byte and say nothing.
-        Row{entry_a("\"a\\000b\""), "2: zero byte in a text"},
-        Row{entry_a("\"\\\\\\0\""), "2: zero byte in a text"},
-        Row{entry_a("\"\\400\""), "2: zero byte in a text"},
-        Row{entry_a("\"\\x123456789abcdef12300\""), "2: zero byte in a text"},
-        Row{entry_a({"\"a\0b\"", 5}), "2: zero byte in a text"},
-        Row{"\xEF\xBB\xBF" + entry_a("\"a\""), "1: begins with a byte order mark"}}) {
-    const std::string problems = problems_of(row.content);
-    EXPECT_EQ(problems.substr(0, problems.find('\n')), std::string("in.po:") + row.first_problem);
+  // clang-format on
+  for (const auto& [content, first_problem] : rows) {
+    write_file("in.po", content);
+    problems.clear();
+    EXPECT_FALSE(po_load("in.po", file, problems)) << content;
+    EXPECT_EQ(problems.at(0), "in.po:" + first_problem) << content;
   }
-  Problems problems;
-  for (const char* path : {"missing.po", ".", "/dev/null"})
-    EXPECT_FALSE(po_load(path, file, problems)) << path;
-  EXPECT_EQ(problems[0], "missing.po: is not a file that can be read");
+  EXPECT_FALSE(po_load(".", file, problems) || po_load("/dev/null", file, problems));
 }
 
 TEST_F(PoFileTest, EntriesComeWithTheirMarksAndLines) {
-  ASSERT_EQ(problems_of(with_charset("ISO-8859-1", R"po(
+  write_file("in.po", with_charset("ISO-8859-1", R"po(
 msgid "GREET"
 msgstr ""
 "Gr\374\337 "
 "Gott\\n\1\x41"
-
 #, fuzzy, c-format
 msgid "F"
 msgstr "f %d"
@@ -89,29 +70,15 @@ msgid "U"
 msgstr ""
 #~ msgid "OLD"
 #~ msgstr "old"
-)po")),
-            "");
-  struct Row {
-    const char* id;
-    const char* text;
-    int line;
-    bool fuzzy;
-    bool has_text;
-  };
-  const Row rows[] = {{"GREET", "Grüß Gott\\n\1A", 5, false, true},
-                      {"F", "f %d", 11, true, true},
-                      {"E1", "", 15, false, true},
-                      {"E2", "", 18, false, true},
-                      {"U", "", 21, false, false}};
-  ASSERT_EQ(file.entries.size(), std::size(rows));
-  for (std::size_t i = 0; i < std::size(rows); ++i) {
-    EXPECT_EQ(file.entries[i].id, rows[i].id);
-    EXPECT_EQ(file.entries[i].text, rows[i].text);
-    EXPECT_EQ(file.entries[i].line, rows[i].line) << rows[i].id;
-    EXPECT_EQ(file.entries[i].fuzzy, rows[i].fuzzy) << rows[i].id;
-    EXPECT_EQ(file.entries[i].has_text(), rows[i].has_text) << rows[i].id;
+)po"));
+  EXPECT_TRUE(po_load("in.po", file, problems));
+  EXPECT_EQ(problems, Problems{});
+  std::string read;
+  for (const PoEntry& entry : file.entries) {
+    read += at_line(entry.id, entry.line) + entry.text + (entry.fuzzy ? " (fuzzy)" : "");
+    read += entry.has_text() ? "\n" : "(none)\n";
   }
+  EXPECT_EQ(read, "GREET:5: Grüß Gott\\n\1A\nF:10: f %d (fuzzy)\nE1:14: \nE2:17: \nU:20: (none)\n");
 }
 
-}  // namespace
-}  // namespace marigold
+}  // namespace marigold::test
