@@ -33,6 +33,9 @@ int file_write(const char* path, std::string_view bytes);
 // that make an empty file, in the place of one that is there, and open it for reading and writing.
 int file_flags_for_new();
 
+// Hands the names in the directory of this file to the disk and waits until they are there.
+int file_sync_directory(const char* path);
+
 // Removes a file; one that is not there counts as removed.
 int file_remove(const char* path);
 

@@ -20,15 +20,6 @@ int sync_and_close(int descriptor) {
   return failed;
 }
 
-// A rename is on the disk when the directory that holds the name is.
-int sync_directory_of(std::string_view path) {
-  const std::size_t slash = path.rfind('/');
-  std::string directory = ".";
-  if (slash != std::string_view::npos) directory = path.substr(0, slash == 0 ? 1 : slash);
-  const int descriptor = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  return descriptor < 0 ? errno : sync_and_close(descriptor);
-}
-
 }  // namespace
 
 std::int64_t file_size(const char* path) {
@@ -43,7 +34,7 @@ std::int64_t file_size(const char* path) {
 
 int file_replace(const char* from, const char* to) {
   if (std::rename(from, to) != 0) return errno;
-  return sync_directory_of(to);
+  return file_sync_directory(to);  // a name is on the disk when its directory is
 }
 
 int file_sync(const char* path) {
@@ -66,6 +57,15 @@ int file_write(const char* path, std::string_view bytes) {
 
 int file_flags_for_new() {
   return O_RDWR | O_CREAT | O_TRUNC;
+}
+
+int file_sync_directory(const char* path) {
+  const std::string_view name(path);
+  const std::size_t slash = name.rfind('/');
+  std::string directory = ".";
+  if (slash != std::string_view::npos) directory = name.substr(0, slash == 0 ? 1 : slash);
+  const int descriptor = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  return descriptor < 0 ? errno : sync_and_close(descriptor);
 }
 
 int file_remove(const char* path) {

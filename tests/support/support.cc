@@ -8,8 +8,10 @@
 
 namespace marigold::test {
 
-WorkDirectory::WorkDirectory() {
-  path = (std::filesystem::temp_directory_path() / "marigold-test-XXXXXX").string();
+WorkDirectory::WorkDirectory() : WorkDirectory(std::filesystem::temp_directory_path().string()) {}
+
+WorkDirectory::WorkDirectory(const std::string& parent) {
+  path = parent + "/marigold-test-XXXXXX";
   if (mkdtemp(path.data()) == nullptr) std::abort();
   std::filesystem::current_path(path);
 }

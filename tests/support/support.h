@@ -19,6 +19,7 @@ using std::string_literals::operator""s;
 // Makes a new directory the current one; gone with all that is in it at the end of the test.
 struct WorkDirectory {
   WorkDirectory();
+  explicit WorkDirectory(const std::string& parent);
   ~WorkDirectory();
 
   std::string path;

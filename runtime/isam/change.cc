@@ -1,0 +1,244 @@
+// How a change is made by one process at a time, and whole.
+
+#include <atomic>
+#include <cstring>
+
+#include "runtime/isam/fatal.h"
+#include "runtime/isam/file.h"
+
+namespace marigold::isam {
+
+void (*change_step_hook)() = nullptr;
+
+namespace {
+
+// In the word of a file that is open exclusively, where nobody has a place.
+constexpr std::uint32_t kExclusiveWriter = ~std::uint32_t{0};
+
+// Rounds of waiting after which it is worth asking the system whether the writer lives.
+constexpr int kPatience = 16;
+
+// Behind each piece of saved bytes in the undo area, so that the area can be read from its end.
+struct UndoTrailer {
+  std::uint64_t offset;  // in its file
+  std::uint32_t length;
+  Side side;
+};
+
+std::uint64_t padded(std::uint64_t length) {
+  return (length + 7) / 8 * 8;
+}
+
+void step() {
+  std::atomic_signal_fence(std::memory_order_seq_cst);  // nothing may be put off past a step
+  if (change_step_hook != nullptr) change_step_hook();
+}
+
+std::atomic_ref<std::uint64_t> changes_of(const File& file) {
+  return std::atomic_ref(file.header().changes);
+}
+std::atomic_ref<std::uint32_t> writer_of(const File& file) {
+  return std::atomic_ref(file.header().writer);
+}
+
+std::uint32_t own_word(const File& file) {
+  return file.exclusive ? kExclusiveWriter : file.place + 1;
+}
+
+// Whether the process that left this word behind is gone. Exclusive writers are: we have the file
+// open.
+int writer_is_dead(const File& file, std::uint32_t word, bool& dead) {
+  dead = true;
+  if (word > kPlaces) return 0;
+  bool locked = false;
+  const int failed = file.index.locked_by_other(kPlaceLocks + word - 1, locked);
+  dead = failed == 0 && !locked;
+  return failed;
+}
+
+// Takes the word over from a dead writer; `taken` tells whether there was one.
+int take_over(File& file, bool& taken) {
+  taken = false;
+  if (int failed = register_lock(file)) return failed;
+  std::uint32_t word = writer_of(file).load();
+  bool dead = false;
+  int failed = word == 0 ? 0 : writer_is_dead(file, word, dead);
+  if (failed == 0 && dead) taken = writer_of(file).compare_exchange_strong(word, own_word(file));
+  register_unlock(file);
+  return failed;
+}
+
+// Waits for the word.
+int take_word(File& file) {
+  for (int round = 0;; ++round) {
+    std::uint32_t word = 0;
+    if (writer_of(file).compare_exchange_weak(word, own_word(file), std::memory_order_acquire))
+      return 0;
+    wait_a_little(round);
+    if (round % kPatience != kPatience - 1) continue;
+    bool taken = false;
+    if (const int failed = take_over(file, taken)) return failed;
+    if (taken) return 0;
+  }
+}
+
+void restore(File& file, const UndoTrailer& trailer, const std::byte* saved) {
+  std::byte* base = trailer.side == Side::kIndex ? file.index.memory() : file.data.memory();
+  std::memcpy(base + trailer.offset, saved, trailer.length);
+}
+
+bool undo_area_is_sane(const File& file) {
+  const IndexHeader& header = file.header();
+  return header.undo_pages == undo_pages_needed(file.trees) &&
+         header.undo_used <= header.undo_pages * kPageSize &&
+         (kUndoStart + header.undo_pages) * kPageSize <= file.index_space;
+}
+
+bool trailer_is_sane(const File& file, const UndoTrailer& trailer, std::uint64_t used) {
+  if (trailer.side != Side::kIndex && trailer.side != Side::kData) return false;
+  const std::uint64_t space = trailer.side == Side::kIndex ? file.index_space : file.data_space;
+  return padded(trailer.length) + sizeof trailer <= used && trailer.offset <= space &&
+         trailer.length <= space - trailer.offset;
+}
+
+}  // namespace
+
+int writer_begin(File& file) {
+  if (const int failed = take_word(file)) return failed;
+  // Whoever had the word before us died within a change, or the header is damaged and says so.
+  const IndexHeader& header = file.header();
+  if (header.undo_used == 0 && header.changes % 2 == 0) return 0;
+  const int failed = undo_all(file);
+  if (failed != 0) writer_end(file);
+  return failed;
+}
+
+void writer_end(File& file) {
+  writer_of(file).store(0, std::memory_order_release);
+}
+
+void change_begin(File& file) {
+  file.saved_pages.clear();
+  changes_of(file).store(file.header().changes + 1, std::memory_order_relaxed);
+  std::atomic_thread_fence(std::memory_order_release);
+  step();
+  const std::size_t used = offsetof(Contents, trees) + file.trees.size() * sizeof(TreeHeader);
+  save(file, Side::kIndex, reinterpret_cast<const std::byte*>(&file.contents()), used);
+}
+
+void change_end(File& file) {
+  step();
+  std::atomic_ref(file.header().undo_used).store(0, std::memory_order_release);
+  step();
+  changes_of(file).store(file.header().changes + 1, std::memory_order_release);
+  step();
+}
+
+void save(File& file, Side side, const std::byte* from, std::size_t length) {
+  step();
+  if (!file.logging || length == 0) return;
+  IndexHeader& header = file.header();
+  const std::uint64_t needed = padded(length) + sizeof(UndoTrailer);
+  if (needed > header.undo_pages * kPageSize - header.undo_used)
+    fatal_inconsistency(file.base, "change", __LINE__);
+  const std::byte* base = side == Side::kIndex ? file.index.memory() : file.data.memory();
+  const UndoTrailer trailer{.offset = static_cast<std::uint64_t>(from - base),
+                            .length = static_cast<std::uint32_t>(length),
+                            .side = side};
+  std::byte* to = file.page(kUndoStart) + header.undo_used;
+  std::memcpy(to, from, length);
+  std::memcpy(to + padded(length), &trailer, sizeof trailer);
+  step();
+  std::atomic_ref(header.undo_used).store(header.undo_used + needed, std::memory_order_release);
+  step();
+}
+
+int undo_all(File& file) {
+  if (const int failed = make_visible(file)) return failed;
+  IndexHeader& header = file.header();
+  if (!undo_area_is_sane(file)) return kIsBadFile;
+  while (header.undo_used > 0) {
+    UndoTrailer trailer{};
+    if (header.undo_used < sizeof trailer) return kIsBadFile;
+    const std::byte* end = file.page(kUndoStart) + header.undo_used;
+    std::memcpy(&trailer, end - sizeof trailer, sizeof trailer);
+    if (!trailer_is_sane(file, trailer, header.undo_used)) return kIsBadFile;
+    const std::uint64_t whole = padded(trailer.length) + sizeof trailer;
+    restore(file, trailer, end - whole);
+    step();  // restoring twice is restoring once
+    std::atomic_ref(header.undo_used).store(header.undo_used - whole, std::memory_order_release);
+    step();
+  }
+  if (header.changes % 2 != 0)
+    changes_of(file).store(header.changes + 1, std::memory_order_release);
+  return 0;
+}
+
+int read_begin(File& file, std::uint64_t& changes) {
+  for (int round = 0;; ++round) {
+    changes = changes_of(file).load(std::memory_order_acquire);
+    if (changes % 2 == 0) break;
+    wait_a_little(round);
+    if (round % kPatience != kPatience - 1) continue;
+    if (!file.writable) continue;
+    // Either the writer finishes meanwhile, or it is dead and its change is undone.
+    if (const int failed = writer_begin(file)) return failed;
+    writer_end(file);
+  }
+  return make_visible(file);
+}
+
+bool read_was_whole(const File& file, std::uint64_t changes) {
+  std::atomic_thread_fence(std::memory_order_acquire);
+  return changes_of(file).load(std::memory_order_relaxed) == changes;
+}
+
+// ---- Pages and slots
+
+PageNumber page_take(File& file) {
+  Contents& contents = file.contents();
+  const auto free = static_cast<PageNumber>(contents.free_page);
+  if (free == 0) return static_cast<PageNumber>(contents.page_count++);
+  if (!free_page_is_sound(file, free)) return 0;
+  save(file, Side::kIndex, file.page(free), sizeof(PageHeader));
+  contents.free_page = reinterpret_cast<const PageHeader*>(file.page(free))->next;
+  --contents.free_pages;
+  return free;
+}
+
+void page_give(File& file, PageNumber number) {
+  Contents& contents = file.contents();
+  save(file, Side::kIndex, file.page(number), sizeof(PageHeader));
+  *reinterpret_cast<PageHeader*>(file.page(number)) =
+      PageHeader{.check = 0,
+                 .kind = kFreePage,
+                 .tree = 0,
+                 .count = 0,
+                 .previous = 0,
+                 .next = static_cast<PageNumber>(contents.free_page)};
+  contents.free_page = number;
+  ++contents.free_pages;
+}
+
+SlotNumber slot_take(File& file) {
+  Contents& contents = file.contents();
+  const bool reused = contents.free_slot != 0;
+  const std::uint64_t number = reused ? contents.free_slot : ++contents.slot_count;
+  if (number > contents.slot_count) return 0;
+  const auto* header = reinterpret_cast<const SlotHeader*>(file.slot(number));
+  if (reused && header->state != kSlotFree) return 0;
+  save(file, Side::kData, file.slot(number), sizeof(SlotHeader));
+  if (reused) contents.free_slot = sequence_of(*header);
+  return static_cast<SlotNumber>(number);
+}
+
+void slot_give(File& file, SlotNumber number) {
+  Contents& contents = file.contents();
+  save(file, Side::kData, file.slot(number), sizeof(SlotHeader));
+  auto* header = reinterpret_cast<SlotHeader*>(file.slot(number));
+  header->state = kSlotFree;
+  set_sequence(*header, contents.free_slot);
+  contents.free_slot = number;
+}
+
+}  // namespace marigold::isam

@@ -1,0 +1,22 @@
+// The end of a process in whose memory the engine found what cannot be.
+#pragma once
+
+#include <string>
+
+namespace marigold::isam {
+
+// Notes an operation of the engine as active while it lives; the report lists them, outermost
+// first. The name is static.
+class OperationScope {
+ public:
+  explicit OperationScope(const char* name);
+  ~OperationScope();
+  OperationScope(const OperationScope&) = delete;
+  OperationScope& operator=(const OperationScope&) = delete;
+};
+
+// Reports on standard error and in "disam.err" of the current directory, and ends the process. A
+// file that is damaged is an error number (105), never this.
+[[noreturn]] void fatal_inconsistency(const std::string& base, const char* module, int line);
+
+}  // namespace marigold::isam

@@ -1,0 +1,503 @@
+// Opening, closing and flushing a pair of files, and the space that they take.
+
+#include "runtime/isam/file.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <random>
+
+#include "runtime/isam/rebuild.h"
+#include "runtime/platform/file.h"
+
+namespace marigold::isam {
+namespace {
+
+// How far ahead a file is made longer: so many pages, or such a part of it.
+constexpr std::uint64_t kGrowthPages = 16;
+constexpr std::uint64_t kGrowthFraction = 16;
+
+std::span<const std::byte> bytes_of(const std::byte* from, std::size_t length) {
+  return {from, length};
+}
+
+std::uint32_t data_header_check(const DataHeader& header) {
+  DataHeader copy;
+  std::memcpy(&copy, &header, sizeof copy);
+  copy.check = 0;
+  return checksum(std::as_bytes(std::span(&copy, 1)));
+}
+
+// Of a clean file's header, without what changes while it is open.
+std::uint32_t header_check(const IndexHeader& header) {
+  IndexHeader copy;
+  std::memcpy(&copy, &header, sizeof copy);
+  copy.state = kStateClean;
+  copy.writer = 0;
+  copy.record_locks = 0;
+  copy.changes = 0;
+  copy.boot = {};
+  copy.check = 0;
+  return checksum(std::as_bytes(std::span(&copy, 1)));
+}
+
+// Of the header and the entries: what lies behind them means nothing, and undoing a change does not
+// restore it.
+std::uint32_t page_check(const File& file, const std::byte* page) {
+  const auto* header = reinterpret_cast<const PageHeader*>(page);
+  std::size_t length = sizeof(PageHeader);
+  if (header->kind != kFreePage && header->tree < file.trees.size()) {
+    length += std::size_t{header->count} * file.trees[header->tree].entry_length;
+  }
+  length = std::min<std::size_t>(length, kPageSize);
+  const std::uint32_t check = checksum(bytes_of(page, length).subspan(sizeof(PageHeader::check)));
+  return check == 0 ? 1 : check;
+}
+
+// How much of a file is there and visible.
+int measure(MappedFile& file, std::uint64_t needed, std::uint64_t& space) {
+  std::uint64_t size = 0;
+  if (const int failed = file.size(size)) return failed;
+  if (size < needed) return kIsBadFile;
+  if (const int failed = file.map(size)) return failed;
+  space = size;
+  return 0;
+}
+
+// Room for what is known of each page and slot.
+void note_space(File& file) {
+  const std::uint64_t pages = file.index_space / kPageSize;
+  file.slots = (file.data_space - kPageSize) / file.slot_size;
+  if (file.verified.size() < pages) file.verified.resize(pages);
+  if (file.verified_slots.size() <= file.slots / 64)
+    file.verified_slots.resize(file.slots / 64 + 1);
+}
+
+// Makes a file longer: by what is needed, and some ahead, so that it is seldom done.
+int grow(MappedFile& file, std::uint64_t needed, std::uint64_t& space) {
+  if (needed <= space) return 0;
+  const std::uint64_t ahead = std::max(kGrowthPages * kPageSize, needed / kGrowthFraction);
+  const std::uint64_t whole = (needed + ahead + kPageSize - 1) / kPageSize * kPageSize;
+  int failed = file.reserve(whole);
+  if (failed == ENOSPC)
+    failed = file.reserve(needed);  // the last of the disk is enough for this one
+  return failed != 0 ? failed : measure(file, needed, space);
+}
+
+std::uint32_t slot_size_for(std::uint32_t record_length) {
+  return (record_length + static_cast<std::uint32_t>(sizeof(SlotHeader)) + 3) / 4 * 4;
+}
+
+void set_shapes(File& file, const DataHeader& header) {
+  file.record_length = header.record_length;
+  file.slot_size = slot_size_for(header.record_length);
+  file.trees.clear();
+  for (std::uint32_t i = 0; i < header.key_count; ++i)
+    file.trees.push_back(tree_shape(header.keys[i]));
+}
+
+// ---- Opening
+
+int open_one(MappedFile& file, const std::string& path, bool write, bool& writable) {
+  int failed = file.open(path.c_str(), FileAccess::kReadWrite);
+  writable = failed == 0;
+  if (!write && (failed == EACCES || failed == EROFS || failed == EPERM)) {
+    failed = file.open(path.c_str(), FileAccess::kRead);
+  }
+  return failed;
+}
+
+int open_both(File& file, const OpenRequest& request) {
+  bool index_writable = false;
+  bool data_writable = false;
+  if (int failed = open_one(file.index, request.index_path, request.write, index_writable))
+    return failed;
+  if (int failed = open_one(file.data, request.data_path, request.write, data_writable))
+    return failed;
+  file.writable = index_writable && data_writable;
+  file.exclusive = request.exclusive;
+  file.base = request.base;
+  return file.index.identity(file.identity);
+}
+
+int take_use_lock(File& file) {
+  const int failed = file.index.lock(kUseLock, file.exclusive && file.writable);
+  return failed == EAGAIN ? kIsFileLocked : failed;
+}
+
+// A place of our own, which tells others that we live. The word of one who died in this place is
+// his, not ours.
+int take_place(File& file) {
+  if (!file.writable || file.exclusive) return 0;
+  int failed = EAGAIN;
+  for (file.place = 0; failed == EAGAIN && file.place < kPlaces; ++file.place) {
+    failed = file.index.lock(kPlaceLocks + file.place, true);
+  }
+  --file.place;
+  return failed == EAGAIN ? kIsNoLock : failed;
+}
+
+// Whether a data file has no slot that was ever used.
+bool data_is_empty(MappedFile& data) {
+  std::uint64_t space = 0;
+  if (measure(data, 0, space) != 0) return false;
+  return space <= kPageSize ||
+         std::ranges::all_of(bytes_of(data.memory(), space).subspan(kPageSize),
+                             [](std::byte byte) { return byte == std::byte{0}; });
+}
+
+// ENOENT for an index that is being built, or was when its builder died.
+int read_index_header(File& file) {
+  if (const int failed = measure(file.index, 0, file.index_space)) return failed;
+  if (file.index_space == 0) return ENOENT;
+  if (file.index_space < kPageSize) return kIsBadFile;
+  const IndexHeader& header = file.header();
+  if (header.magic != kIndexMagic || header.version != kFormatVersion) return kIsBadFile;
+  if (header.state == kStateNewborn) return ENOENT;
+  return header.state > kStateNewborn ? kIsBadFile : 0;
+}
+
+bool data_header_is_sane(const DataHeader& header, std::uint64_t file_id) {
+  if (header.magic != kDataMagic || header.version != kFormatVersion) return false;
+  if (header.check != data_header_check(header) || header.file_id != file_id) return false;
+  if (header.record_length < 1 || header.record_length > kIsLongestRecord) return false;
+  if (header.key_count < 1 || header.key_count > kIsMostKeys) return false;
+  return std::ranges::all_of(std::span(header.keys).first(header.key_count),
+                             [&](const KeyDescription& key) {
+                               return key_check(key, static_cast<int>(header.record_length)) == 0;
+                             });
+}
+
+int read_data_header(File& file) {
+  if (const int failed = measure(file.data, kPageSize, file.data_space)) return failed;
+  for (const std::uint64_t offset : kDataHeaders) {
+    DataHeader header;
+    std::memcpy(&header, file.data.memory() + offset, sizeof header);
+    if (!data_header_is_sane(header, file.header().file_id)) continue;
+    set_shapes(file, header);
+    return 0;
+  }
+  return kIsBadFile;
+}
+
+bool must_be_rebuilt(const IndexHeader& header) {
+  return header.state == kStateRebuild ||
+         (header.state == kStateInUse && header.boot != boot_identity());
+}
+
+bool contents_are_sane(const File& file) {
+  const IndexHeader& header = file.header();
+  if (header.state == kStateClean && header.check != header_check(header)) return false;
+  return header.undo_pages == undo_pages_needed(file.trees) &&
+         header.contents.page_count >= kUndoStart + header.undo_pages;
+}
+
+// Others may be at work meanwhile; what is read in one piece counts.
+int look_at_contents(File& file) {
+  for (;;) {
+    std::uint64_t changes = 0;
+    const int failed = read_begin(file, changes);
+    const bool sane = failed == 0 && contents_are_sane(file);
+    if (!read_was_whole(file, changes)) continue;
+    if (failed != 0) return failed;
+    return sane ? 0 : kIsBadFile;
+  }
+}
+
+// What the one who was interrupted has left in the header means nothing once the trees are made
+// anew. Those who open the file now wait for the register lock, and nobody has it open.
+void forget_interrupted(IndexHeader& header) {
+  header.undo_used = 0;
+  header.changes += header.changes % 2;
+  header.writer = 0;
+}
+
+// After a death or a power loss: what was left half done is undone, and what does not fit is made
+// anew.
+int recover(File& file) {
+  IndexHeader& header = file.header();
+  const bool rebuild = must_be_rebuilt(header);
+  if (!rebuild && header.writer == 0 && header.undo_used == 0 && header.changes % 2 == 0) return 0;
+  if (!file.writable) return EACCES;
+  if (rebuild) forget_interrupted(header);
+  if (const int failed = writer_begin(file)) return failed;
+  const int failed = must_be_rebuilt(file.header()) ? rebuild_indexes(file) : 0;
+  writer_end(file);
+  return failed;
+}
+
+int open_registered(File& file) {
+  if (const int failed = take_use_lock(file)) return failed;
+  if (const int failed = read_index_header(file)) {
+    return failed == ENOENT && !data_is_empty(file.data) ? kIsBadFile : failed;
+  }
+  if (const int failed = read_data_header(file)) return failed;
+  if (const int failed = take_place(file)) return failed;
+  if (file.exclusive && file.writable) file.header().writer = 0;  // whoever left it there is gone
+  if (const int failed = recover(file)) return failed;
+  note_space(file);
+  return look_at_contents(file);
+}
+
+// ---- Building
+
+std::uint64_t new_file_id() {
+  std::random_device source;
+  return static_cast<std::uint64_t>(source()) << 32 | source();
+}
+
+int write_data_header(File& file, const DataHeader& header, std::uint64_t offset) {
+  std::memcpy(file.data.memory() + offset, &header, sizeof header);
+  return file.data.sync();
+}
+
+int write_index_header(File& file, std::uint64_t id) {
+  if (const int failed = grow(file.index, kPageSize, file.index_space)) return failed;
+  IndexHeader& header = file.header();
+  header = IndexHeader{};
+  header.magic = kIndexMagic;
+  header.version = kFormatVersion;
+  header.file_id = id;
+  header.state = kStateNewborn;
+  return 0;
+}
+
+// Clears away what a process left that died while it built these files: a newborn index, and data
+// without a record.
+int clear_leftover(const OpenRequest& request) {
+  File leftover;
+  if (leftover.index.open(request.index_path.c_str(), FileAccess::kReadWrite) != 0) return EEXIST;
+  if (leftover.index.lock(kUseLock, true) != 0) return EEXIST;  // being built just now
+  if (read_index_header(leftover) != ENOENT) return EEXIST;
+  const bool has_data = leftover.data.open(request.data_path.c_str(), FileAccess::kReadWrite) == 0;
+  if (has_data && !data_is_empty(leftover.data)) return EEXIST;
+  if (const int failed = file_remove(request.data_path.c_str())) return failed;
+  return file_remove(request.index_path.c_str());
+}
+
+int create_both(File& file, const OpenRequest& request, std::uint32_t record_length,
+                const KeyDescription& primary) {
+  if (const int failed = file.index.create(request.index_path.c_str())) return failed;
+  int failed = file.index.lock(kUseLock, true);
+  if (failed == 0) failed = file.data.create(request.data_path.c_str());
+  if (failed != 0) {
+    file_remove(request.index_path.c_str());
+    return failed;
+  }
+  const std::uint64_t id = new_file_id();
+  file.record_length = record_length;
+  const TreeShape shape = tree_shape(primary);
+  failed = write_index_header(file, id);
+  if (failed == 0) failed = grow(file.data, kPageSize, file.data_space);
+  if (failed == 0) failed = file_write_keys(file, {&shape, 1});
+  if (failed == 0) failed = rebuild_indexes(file);
+  if (failed == 0) failed = file_sync_directory(request.index_path.c_str());
+  if (failed == 0) failed = file.index.identity(file.identity);
+  if (failed != 0) {
+    file_remove(request.data_path.c_str());
+    file_remove(request.index_path.c_str());
+  }
+  return failed;
+}
+
+// ---- Closing
+
+void complete_page_checks(File& file) {
+  const std::uint64_t first = kUndoStart + file.header().undo_pages;
+  for (std::uint64_t number = first; number < file.contents().page_count; ++number) {
+    auto* header = reinterpret_cast<PageHeader*>(file.page(number));
+    if (header->check == 0) header->check = page_check(file, file.page(number));
+  }
+}
+
+// The only one who has the file open gives it the state in which it can be copied, moved and
+// trusted.
+int make_clean(File& file) {
+  IndexHeader& header = file.header();
+  if (header.state != kStateInUse) return 0;
+  if (const int failed = make_visible(file)) return failed;
+  complete_page_checks(file);
+  header.check = header_check(header);
+  header.record_locks = 0;
+  if (const int failed = file.index.sync()) return failed;
+  header.state = kStateClean;
+  if (const int failed = file.index.sync()) return failed;
+  return 0;
+}
+
+int close_registered(File& file) {
+  if (const int failed = file.data.sync()) return failed;
+  bool others = false;
+  if (!file.exclusive) {
+    if (const int failed = file.index.locked_by_other(kUseLock, others)) return failed;
+  }
+  if (others) return 0;
+  if (const int failed = writer_begin(file)) return failed;
+  const int failed = make_clean(file);
+  writer_end(file);
+  return failed;
+}
+
+}  // namespace
+
+TreeShape tree_shape(const KeyDescription& key) {
+  TreeShape shape;
+  shape.key = key;
+  shape.duplicates = key.flags == kIsDuplicatesAllowed;
+  shape.key_length = static_cast<std::uint32_t>(key_length(key));
+  shape.compare_length = shape.key_length + (shape.duplicates ? kSequenceLength : 0);
+  shape.entry_length = shape.compare_length + kNumberLength;
+  shape.capacity = static_cast<std::uint32_t>((kPageSize - sizeof(PageHeader) - kPageSlack) /
+                                              shape.entry_length);
+  return shape;
+}
+
+int register_lock(File& file) {
+  if (file.registering++ > 0) return 0;
+  for (int round = 0;; ++round) {
+    const int failed = file.index.lock(kRegisterLock, true);
+    if (failed == 0) return 0;
+    if (failed != EAGAIN) {
+      --file.registering;
+      return failed;
+    }
+    wait_a_little(round);
+  }
+}
+
+void register_unlock(File& file) {
+  if (--file.registering == 0) file.index.unlock(kRegisterLock);
+}
+
+std::uint64_t undo_pages_needed(std::span<const TreeShape> trees) {
+  // A level that is divided saves a whole page and some headers; nodes are at least a third full,
+  // so there are this many levels at most.
+  constexpr std::uint64_t kLevelBytes = kPageSize + 512;
+  std::uint64_t bytes = kPageSize;
+  for (const TreeShape& shape : trees) {
+    for (std::uint64_t nodes = std::numeric_limits<SlotNumber>::max(); nodes > 0;
+         nodes /= shape.capacity / 3) {
+      bytes += kLevelBytes;
+    }
+  }
+  return bytes / kPageSize + 1;
+}
+
+int file_write_keys(File& file, std::span<const TreeShape> trees) {
+  DataHeader header{};
+  header.magic = kDataMagic;
+  header.version = kFormatVersion;
+  header.record_length = file.record_length;
+  header.file_id = file.header().file_id;
+  header.key_count = static_cast<std::uint32_t>(trees.size());
+  std::ranges::transform(trees, header.keys.begin(), &TreeShape::key);
+  header.check = data_header_check(header);
+  // The second one first: until it is on the disk the first one holds, and that one rules when both
+  // are whole.
+  for (const std::uint64_t offset : {kDataHeaders[1], kDataHeaders[0]}) {
+    if (const int failed = write_data_header(file, header, offset)) return failed;
+  }
+  set_shapes(file, header);
+  return 0;
+}
+
+int file_build(File& file, const OpenRequest& request, std::uint32_t record_length,
+               const KeyDescription& primary) {
+  file.base = request.base;
+  file.exclusive = true;
+  file.writable = true;
+  int failed = create_both(file, request, record_length, primary);
+  if (failed == EEXIST) {
+    failed = clear_leftover(request);
+    if (failed == 0) failed = create_both(file, request, record_length, primary);
+  }
+  return failed;
+}
+
+int file_open(File& file, const OpenRequest& request) {
+  if (const int failed = open_both(file, request)) return failed;
+  if (!file.writable) return open_registered(file);
+  if (const int failed = register_lock(file)) return failed;
+  const int failed = open_registered(file);
+  register_unlock(file);
+  return failed;
+}
+
+int file_close(File& file) {
+  int failed = 0;
+  if (file.writable) {
+    failed = register_lock(file);
+    if (failed == 0) {
+      failed = close_registered(file);
+      register_unlock(file);
+    }
+  }
+  file.index.close();
+  file.data.close();
+  return failed;
+}
+
+int file_flush(File& file) {
+  return file.writable ? file.data.sync() : 0;
+}
+
+int file_put_in_state(File& file, std::uint32_t state) {
+  IndexHeader& header = file.header();
+  const std::uint32_t before = header.state;
+  if (before == state) return 0;
+  header.boot = boot_identity();
+  header.state = state;
+  const int failed = file.index.sync();
+  if (failed != 0) header.state = before;
+  return failed;
+}
+
+int change_prepare(File& file) {
+  if (const int failed = make_visible(file)) return failed;
+  return file_put_in_state(file, kStateInUse);
+}
+
+int file_grow_index(File& file, std::uint64_t pages) {
+  if (const int failed = grow(file.index, pages * kPageSize, file.index_space)) return failed;
+  note_space(file);
+  return 0;
+}
+
+int change_prepare_space(File& file) {
+  const Contents& contents = file.contents();
+  std::uint64_t pages = 0;
+  for (std::size_t i = 0; i < file.trees.size(); ++i)
+    pages += contents.trees[i].levels + 1;
+  pages -= std::min(pages, contents.free_pages);
+  if (const int failed = file_grow_index(file, contents.page_count + pages)) return failed;
+  // Growing may have moved what `contents` named.
+  if (file.contents().free_slot != 0) return 0;
+  if (file.contents().slot_count >= std::numeric_limits<SlotNumber>::max()) return EFBIG;
+  if (const int failed = grow(file.data, data_bytes(file) + file.slot_size, file.data_space))
+    return failed;
+  note_space(file);
+  return 0;
+}
+
+int make_grown_visible(File& file) {
+  if (index_bytes(file) > file.index_space) {
+    if (const int failed = measure(file.index, index_bytes(file), file.index_space)) return failed;
+  }
+  if (data_bytes(file) > file.data_space) {
+    if (const int failed = measure(file.data, data_bytes(file), file.data_space)) return failed;
+  }
+  note_space(file);
+  return 0;
+}
+
+bool page_check_is_right(File& file, PageNumber number) {
+  if (file.verified[number] != 0) return true;
+  const std::uint32_t check = reinterpret_cast<const PageHeader*>(file.page(number))->check;
+  if (check != 0 && check != page_check(file, file.page(number))) return false;
+  file.verified[number] = 1;
+  return true;
+}
+
+}  // namespace marigold::isam

@@ -1,0 +1,239 @@
+// An open pair of files as this process sees it: where things lie, who may change them, and how a
+// change stays whole.
+//
+// Readers take no lock. A reader notes IndexHeader::changes before and after; if a writer was at
+// work meanwhile, what it read may be anything and is read again. So whatever a reader follows is
+// checked against its bounds first.
+//
+// A writer puts its place into IndexHeader::writer, makes `changes` odd, saves every byte that it
+// changes to the undo area before it changes it, and at the end forgets the undo area, makes
+// `changes` even and gives the word back. A process that dies leaves its place behind in the word
+// and gives its lock of that place back; whoever finds the word taken by a place that nobody holds
+// takes the word over and undoes what the undo area holds.
+//
+// Results: 0, or the number for iserrno.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "runtime/isam/checksum.h"
+#include "runtime/isam/key.h"
+#include "runtime/isam/layout.h"
+#include "runtime/platform/mapped_file.h"
+
+namespace marigold::isam {
+
+// What is derived from a key once and used at every step in its tree.
+struct TreeShape {
+  KeyDescription key;
+  bool duplicates = false;
+  std::uint32_t key_length = 0;
+  // Bytes by which entries are ordered: the key, and behind it the sequence of a key with
+  // duplicates. An entry is these and a number of 4 bytes: the record's slot in a leaf, the child's
+  // page in an inner node.
+  std::uint32_t compare_length = 0;
+  std::uint32_t entry_length = 0;
+  std::uint32_t capacity = 0;  // entries of a node
+};
+
+inline constexpr std::uint32_t kSequenceLength = 6;
+inline constexpr std::uint32_t kNumberLength = 4;
+inline constexpr std::size_t kLongestCompare = kIsLongestKey + kSequenceLength;
+
+TreeShape tree_shape(const KeyDescription& key);
+
+struct File {
+  MappedFile index;
+  MappedFile data;
+  std::string base;
+  FileIdentity identity;
+  int users = 0;           // descriptors of this process on it
+  bool writable = false;   // the system lets us change it
+  bool exclusive = false;  // nobody else has it open
+  bool logging =
+      true;  // off while the trees are made anew, which is begun again when it is interrupted
+  std::uint32_t place = 0;  // the byte of kPlaceLocks that we hold
+  std::uint32_t record_length = 0;
+  std::uint32_t slot_size = 0;
+  std::uint64_t index_space =
+      0;  // bytes that the file has and that are visible; others may have added more
+  std::uint64_t data_space = 0;
+  std::uint64_t slots =
+      0;  // that are visible; no higher number may be followed, whatever a changing header says
+  int registering = 0;  // how often we hold the register lock
+  std::vector<TreeShape> trees;
+  std::vector<PageNumber> saved_pages;  // of which this change need not save anything any more
+  std::vector<std::uint64_t> verified_slots;  // a bit each, likewise
+  std::vector<std::uint8_t>
+      verified;  // by page: its check was found right, or has since become void
+
+  [[nodiscard]] IndexHeader& header() const {
+    return *reinterpret_cast<IndexHeader*>(index.memory());
+  }
+  [[nodiscard]] Contents& contents() const { return header().contents; }
+  [[nodiscard]] std::byte* page(std::uint64_t number) const {
+    return index.memory() + number * kPageSize;
+  }
+  [[nodiscard]] std::byte* slot(std::uint64_t number) const {
+    return data.memory() + kPageSize + (number - 1) * slot_size;
+  }
+};
+
+// ---- Opening and closing
+
+struct OpenRequest {
+  std::string index_path;
+  std::string data_path;
+  std::string base;
+  bool exclusive = false;
+  bool write = false;  // the caller wants to change it; otherwise it is opened for reading where
+                       // the system allows no more
+};
+
+// The undo area that changes of these trees can need, in pages.
+std::uint64_t undo_pages_needed(std::span<const TreeShape> trees);
+
+// Writes the data file's header with these keys and syncs it, in such an order that one whole
+// header is always there.
+int file_write_keys(File& file, std::span<const TreeShape> trees);
+
+// Makes a file longer, if it is not long enough, and some ahead. ENOSPC and so on; then it is as
+// before.
+int file_grow_index(File& file, std::uint64_t pages);
+
+// Makes both files and opens them exclusively.
+int file_build(File& file, const OpenRequest& request, std::uint32_t record_length,
+               const KeyDescription& primary);
+// Opens both files, takes the use lock (113), undoes what a process that died left half done, and
+// makes the indexes anew after a power loss.
+int file_open(File& file, const OpenRequest& request);
+// Brings all to the disk, and marks the file clean if nobody else has it open.
+int file_close(File& file);
+// Brings all records to the disk. The indexes can be made from them.
+int file_flush(File& file);
+
+// ---- Changing
+
+// Takes the right to change the file, after whoever has it.
+int writer_begin(File& file);
+void writer_end(File& file);
+
+// Puts the file in use on the disk before its first change. The writer's.
+int change_prepare(File& file);
+// Sees to it that adding a record finds the space that it may need: a slot, and a page for every
+// level of every tree and one more.
+int change_prepare_space(File& file);
+// Sets and syncs the state, if it is another.
+int file_put_in_state(File& file, std::uint32_t state);
+// Everything between these two is done whole or not at all. A change that fails in between is taken
+// back by undo_all.
+void change_begin(File& file);
+void change_end(File& file);
+
+// Saves bytes of one of the two files before they are changed; within a change.
+enum class Side : std::uint32_t { kIndex, kData };
+void save(File& file, Side side, const std::byte* from, std::size_t length);
+
+// Undoes what a change that was not finished has done, and makes `changes` even. The writer's.
+int undo_all(File& file);
+
+// Serialises who comes and goes, and who takes over from the dead: held while a process opens or
+// closes a file, and while one looks whether the writer is alive. May be taken again by who has it.
+int register_lock(File& file);
+void register_unlock(File& file);
+
+// Counts the steps at which a change can be interrupted, for tests that kill a process at each.
+// Null in every other program.
+extern void (*change_step_hook)();
+
+// ---- Pages and slots, within a change
+
+// Taking gives 0 when what should be free is not: the file is damaged and the change must be
+// undone.
+PageNumber page_take(File& file);
+void page_give(File& file, PageNumber number);
+SlotNumber slot_take(File& file);
+void slot_give(File& file, SlotNumber number);
+
+// ---- Reading
+
+// The number in a slot's header: of a live slot its sequence, of a free one the next.
+inline std::uint64_t sequence_of(const SlotHeader& header) {
+  const auto& from = header.sequence;
+  return from[0] | std::uint64_t{from[1]} << 16 | std::uint64_t{from[2]} << 32;
+}
+inline void set_sequence(SlotHeader& header, std::uint64_t value) {
+  header.sequence = {static_cast<std::uint16_t>(value), static_cast<std::uint16_t>(value >> 16),
+                     static_cast<std::uint16_t>(value >> 32)};
+}
+
+// The check of a slot as it stands: of its header behind the check, and of its record.
+inline std::uint32_t slot_check(const File& file, const std::byte* slot) {
+  constexpr std::size_t kBehindCheck = sizeof(SlotHeader::check);
+  return checksum({slot + kBehindCheck, sizeof(SlotHeader) - kBehindCheck + file.record_length},
+                  file.header().file_id);
+}
+
+// Whether the slot holds a record whose check is right.
+inline bool slot_is_live(const File& file, const std::byte* slot) {
+  const auto* header = reinterpret_cast<const SlotHeader*>(slot);
+  return header->state == kSlotLive && header->check == slot_check(file, slot);
+}
+
+// The same with the check made only the first time that this process reads the slot: later nobody
+// but an engine has changed it, and that makes the check anew.
+inline bool slot_was_live(File& file, std::uint64_t number) {
+  const std::byte* slot = file.slot(number);
+  std::uint64_t& word = file.verified_slots[number / 64];
+  const std::uint64_t bit = std::uint64_t{1} << number % 64;
+  if ((word & bit) != 0) return reinterpret_cast<const SlotHeader*>(slot)->state == kSlotLive;
+  if (!slot_is_live(file, slot)) return false;
+  word |= bit;
+  return true;
+}
+
+inline std::uint64_t index_bytes(const File& file) {
+  return file.contents().page_count * kPageSize;
+}
+inline std::uint64_t data_bytes(const File& file) {
+  return kPageSize + file.contents().slot_count * file.slot_size;
+}
+
+// Sees to it that everything that is now in the file is visible. 105 when the file is shorter than
+// it says.
+int make_grown_visible(File& file);
+inline int make_visible(File& file) {
+  const bool visible = index_bytes(file) <= file.index_space && data_bytes(file) <= file.data_space;
+  return visible ? 0 : make_grown_visible(file);
+}
+
+// Whether the check of a page is right or void. Looked at the first time that this process sees the
+// page.
+bool page_check_is_right(File& file, PageNumber number);
+
+// Whether a page may be followed: it is a node of this tree and level, and its check is right or
+// void.
+inline bool page_is_sound(File& file, PageNumber number, std::uint8_t kind, std::size_t tree) {
+  if (number == 0 || number >= file.verified.size()) return false;
+  const auto* header = reinterpret_cast<const PageHeader*>(file.page(number));
+  if (header->kind != kind || header->tree != tree || header->count > file.trees[tree].capacity)
+    return false;
+  return file.verified[number] != 0 || page_check_is_right(file, number);
+}
+
+inline bool free_page_is_sound(File& file, PageNumber number) {
+  if (number == 0 || number >= file.verified.size()) return false;
+  const auto* header = reinterpret_cast<const PageHeader*>(file.page(number));
+  return header->kind == kFreePage && page_check_is_right(file, number);
+}
+
+// The number of changes, even; waits for a writer, and undoes the work of one that died.
+int read_begin(File& file, std::uint64_t& changes);
+// Whether nothing was changed since.
+bool read_was_whole(const File& file, std::uint64_t changes);
+
+}  // namespace marigold::isam

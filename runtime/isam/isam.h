@@ -1,0 +1,168 @@
+// The keyed-file engine: records of fixed length in a file, found and walked by up to 16 keys, by
+// many processes at once.
+//
+// A keyed file is a pair of files, BASE.dat with the records and BASE.idx with the keys. A base
+// name that begins with "*" names the index file directly (the rest of it, nothing added); the data
+// file is then that name with ".dat" added.
+//
+// Results: 0 for done, a descriptor where one is returned, else -1 with the reason in `iserrno`.
+// Nothing is printed for an ordinary failure, and a failed operation leaves the file as it was. One
+// thread. A descriptor does not survive a fork.
+//
+// What holds when an operation has returned:
+//   - ISWRITE, ISDELETE, ISADDINDEX with 0: it is done for every process, and stays done if any
+//   process is killed;
+//   - ISFLUSH, ISCLOSE with 0: everything done before, by anyone, is on the disk. After a power
+//   loss the file opens again
+//     with at least that; its indexes are then made anew from the data file.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace marigold {
+
+// ---- Error numbers. Below 100: the operating system's (2: no such file; 17: the file exists; 28:
+// no space left).
+
+extern int iserrno;
+
+inline constexpr int kIsDuplicate =
+    100;  // EDUPL: a record with this value of a key without duplicates exists
+inline constexpr int kIsNotOpen = 101;      // ENOTOPEN: no such descriptor, or not open for this
+inline constexpr int kIsBadArgument = 102;  // EBADARG: bad mode, lock mode or length
+inline constexpr int kIsBadKey = 103;  // EBADKEY: bad or unknown key description, more than 16 keys
+inline constexpr int kIsTooMany = 104;       // ETOOMANY: more than 30 files open
+inline constexpr int kIsBadFile = 105;       // EBADFILE: damaged, or no keyed file; left as it is
+inline constexpr int kIsNotExclusive = 106;  // ENOTEXCL: the operation needs the file for itself
+inline constexpr int kIsLocked = 107;        // ELOCKED: the record is locked by another process
+inline constexpr int kIsKeyExists = 108;     // EKEXISTS: the file has this key already
+inline constexpr int kIsPrimaryKey = 109;    // EPRIMKEY
+inline constexpr int kIsEndOfFile = 110;     // EENDFILE: beginning or end of the file reached
+inline constexpr int kIsNoRecord = 111;      // ENOREC: no record found
+inline constexpr int kIsNoCurrent = 112;     // ENOCURR: no current record
+inline constexpr int kIsFileLocked =
+    113;  // EFLOCKED: the file is in use in a way that excludes this one
+inline constexpr int kIsNameTooLong = 114;  // EFNAME: more than 1024 characters
+inline constexpr int kIsNoLock = 115;       // ENOLOK: a lock could not be set up
+inline constexpr int kIsNoMemory = 116;     // EBADMEM
+
+// The name of one of the engine's own error numbers (100 to 119), "" for any other.
+const char* iserror_name(int number);
+
+// ---- Key descriptions
+
+inline constexpr int kIsMostKeys = 16;
+inline constexpr int kIsMostParts = 8;
+inline constexpr int kIsLongestKey = 255;        // bytes of all parts of a key together
+inline constexpr int kIsLongestRecord = 32'767;  // bytes
+
+inline constexpr std::int16_t kIsCharacters = 0;  // bytes, compared unsigned from the left
+inline constexpr std::int16_t kIsInt2 = 1;        // 2-byte integer, big-endian, signed
+inline constexpr std::int16_t kIsInt4 = 2;        // 4-byte integer, big-endian, signed
+inline constexpr std::int16_t kIsDouble =
+    3;  // IEEE double in the machine's byte order; a NaN sorts above all
+
+struct KeyPart {
+  std::int16_t start = 0;   // offset in the record
+  std::int16_t length = 0;  // bytes; 2, 4 and 8 for the numbers
+  std::int16_t type = kIsCharacters;
+  bool operator==(const KeyPart&) const = default;
+};
+
+struct KeyDescription {
+  std::int16_t flags =
+      0;  // 1: duplicates are allowed, and delivered in the order in which they were written
+  std::int16_t part_count = 0;
+  std::array<KeyPart, kIsMostParts> parts{};
+};
+
+inline constexpr std::int16_t kIsDuplicatesAllowed = 1;
+
+// ---- Modes
+
+// Of ISBUILD and ISOPEN: the sum of an access and a lock mode.
+inline constexpr int kIsInput = 0;
+inline constexpr int kIsOutput = 1;
+inline constexpr int kIsInputOutput = 2;
+inline constexpr int kIsAutoLock =
+    0x200;  // every read locks its record and gives back the lock before it
+inline constexpr int kIsManualLock = 0x400;  // reads lock on demand
+inline constexpr int kIsExclusive = 0x800;   // nobody else may open the file
+inline constexpr int kIsReadOnly = 0x8000;   // with kIsInput: nothing will be written
+
+// Of ISREAD and ISSTART.
+inline constexpr int kIsFirst = 0;
+inline constexpr int kIsLast = 1;
+inline constexpr int kIsNext = 2;
+inline constexpr int kIsPrevious = 3;
+inline constexpr int kIsCurrent = 4;
+inline constexpr int kIsEqual = 5;
+inline constexpr int kIsGreater = 6;
+inline constexpr int kIsGreaterOrEqual = 7;
+inline constexpr int kIsLock =
+    0x100;  // added: lock the record for this process, or fail at once with 107
+
+// ---- Operations
+
+// Makes a new file with its primary key (which allows no duplicates) and opens it. Errors: 17 when
+// one of the two files exists, 102, 103, 104, 114 and those of the system; then no file is left
+// behind.
+int ISBUILD(const char* base, int record_length, const KeyDescription& primary, int mode);
+
+// Adds a key over all records. The file is open exclusively (106). 108: it has this key already;
+// 100: the key allows no duplicates and the records have some.
+int ISADDINDEX(int number, const KeyDescription& key);
+
+// Opens a file. The primary key is selected and the position lies before the first record. Errors:
+// 2 when the files do not exist, 102, 104, 105, 113, 114 and those of the system.
+int ISOPEN(const char* base, int mode);
+
+// Writes everything to the disk and gives the locks back. The descriptor is closed even if writing
+// fails.
+int ISCLOSE(int number);
+
+// Selects the key of later reads (103: the file has none like it) and finds a place in it: modes 0,
+// 1 and 5 to 7. With a length other than 0 only that many first bytes of the key count. A record
+// found becomes the current one. With 111 the key is selected all the same, and the position lies
+// between the neighbours of what was looked for.
+int ISSTART(int number, const KeyDescription& key, int length, const char* record, int mode);
+
+// Reads a record into the buffer, which holds the key value for modes 5 to 7. On failure the buffer
+// is as it was.
+int ISREAD(int number, char* record, int mode);
+
+// Adds a record. The position stays. 100: a key without duplicates has this value already.
+int ISWRITE(int number, const char* record);
+
+// Deletes the record with the primary key in the buffer. 111: there is none; 107: another process
+// has it locked.
+int ISDELETE(int number, const char* record);
+
+// Gives back all record locks of this process on the file.
+int ISRELEASE(int number);
+
+// Brings everything done so far to the disk.
+int ISFLUSH(int number);
+
+// The number of records, or -1.
+std::int64_t iscount(int number);
+
+// Looks whether everything in the file fits, and adds a line for each thing that does not. Nobody
+// can change the file meanwhile. 0 also when there are findings; -1 when the file could not be
+// looked at.
+int ischeck(int number, std::vector<std::string>& findings);
+
+// ---- Numbers in records: the same bytes on every machine, but for doubles, which stay as they are
+// in memory.
+
+std::int16_t isld_int2(const char* from);
+std::int32_t isld_int4(const char* from);
+double isld_double(const char* from);
+void isst_int2(std::int16_t value, char* to);
+void isst_int4(std::int32_t value, char* to);
+void isst_double(double value, char* to);
+
+}  // namespace marigold

@@ -1,0 +1,30 @@
+// Keys in the form in which the indexes order them: one string of bytes whose order as unsigned
+// bytes is the key's order.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "runtime/isam/isam.h"
+
+namespace marigold::isam {
+
+// 0, or 103 when the description does not fit records of this length.
+int key_check(const KeyDescription& key, int record_length);
+
+// Bytes of the key: the parts' lengths summed.
+std::size_t key_length(const KeyDescription& key);
+
+// Whether two descriptions name the same parts; flags do not count.
+bool key_same(const KeyDescription& a, const KeyDescription& b);
+
+// Writes the key of a record, key_length bytes:
+//   characters   as they are
+//   integers     with the sign bit turned over, so that negative ones come first
+//   doubles      big-endian; negative ones with all bits turned over, others with the sign bit;
+//   -0.0 as 0.0, which it
+//                equals, and every NaN as the greatest value of all
+void key_from_record(const KeyDescription& key, const char* record, std::byte* to);
+
+}  // namespace marigold::isam

@@ -1,0 +1,143 @@
+// What stands where in the two files. All numbers are little-endian; an offset is a number of bytes
+// from 0.
+//
+// Index file: pages of 4096 bytes. Page 0 is the header; pages from 1 on hold the undo
+// area; every other page below `page_count` is a node of a tree or free. docs/formats/isam-index.md
+// draws it.
+//
+// Data file: one page of header, then slots of one size, each with a record or free.
+// docs/formats/isam-data.md draws it.
+#pragma once
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "runtime/isam/isam.h"
+#include "runtime/platform/mapped_file.h"
+
+namespace marigold::isam {
+
+static_assert(std::endian::native == std::endian::little,
+              "the files are read as they lie in memory");
+
+inline constexpr std::uint64_t kPageSize = 4096;
+inline constexpr std::array<std::uint8_t, 2> kIndexMagic = {0xFE, 0x53};
+inline constexpr std::array<std::uint8_t, 2> kDataMagic = {0xFE, 0x44};
+inline constexpr std::uint16_t kFormatVersion = 1;
+inline constexpr std::uint64_t kUndoStart = 1;  // the undo area's first page
+
+using PageNumber = std::uint32_t;  // 0, the header's own, stands for none
+using SlotNumber = std::uint32_t;  // from 1; 0 stands for none
+
+// ---- The data file
+
+struct DataHeader {
+  std::array<std::uint8_t, 2> magic;
+  std::uint16_t version;
+  std::uint32_t record_length;
+  std::uint64_t file_id;  // the same in both files of a pair
+  std::uint32_t key_count;
+  std::uint32_t check;  // of the header with this field 0
+  std::array<KeyDescription, kIsMostKeys> keys;
+};
+
+// The header stands twice in the first page, so that writing one leaves the other whole; the first
+// whole one rules.
+inline constexpr std::array<std::uint64_t, 2> kDataHeaders = {0, kPageSize / 2};
+static_assert(sizeof(DataHeader) <= kPageSize / 2);
+
+// A slot: this header, and the record's bytes.
+struct SlotHeader {
+  std::uint32_t check;  // of the rest of the header and the record; means nothing in a free slot
+  std::uint16_t state;
+  // Live: when the record was written, counted over the life of the file, 48 bits, the lowest 16
+  // first. It orders equal keys. Free: the next free slot, or 0.
+  std::array<std::uint16_t, 3> sequence;
+};
+
+inline constexpr std::uint16_t kSlotUnused = 0;
+inline constexpr std::uint16_t kSlotLive = 0x4C4C;
+inline constexpr std::uint16_t kSlotFree = 0x4646;
+
+inline constexpr std::uint64_t kLastSequence = (std::uint64_t{1} << 48) - 1;
+
+// ---- The index file
+
+// How a file stands that is not open; see file.cc for who changes it when.
+inline constexpr std::uint32_t kStateClean = 0;  // index and data fit, every check is valid
+inline constexpr std::uint32_t kStateInUse = 1;  // fit as long as this boot of the machine lasts
+inline constexpr std::uint32_t kStateRebuild =
+    2;  // the trees mean nothing: make them from the data file
+inline constexpr std::uint32_t kStateNewborn = 3;  // being built: as if it were not there
+
+struct TreeHeader {
+  PageNumber root;
+  std::uint32_t levels;  // 1: the root is a leaf
+  std::uint64_t entries;
+};
+
+// What an operation may change, and undo restores in one piece.
+struct Contents {
+  std::uint64_t page_count;  // pages in use or free, the header's own included
+  std::uint64_t free_page;   // first of the free pages, or 0
+  std::uint64_t free_pages;
+  std::uint64_t slot_count;  // slots ever used; the next new one is this + 1
+  std::uint64_t free_slot;   // first of the free slots, or 0
+  std::uint64_t record_count;
+  std::uint64_t sequence;  // of the last record written
+  std::array<TreeHeader, kIsMostKeys> trees;
+};
+
+struct IndexHeader {
+  std::array<std::uint8_t, 2> magic;
+  std::uint16_t version;
+  std::uint32_t state;  // * one of the above
+  std::uint64_t file_id;
+  std::uint32_t writer;        // * who is changing the file: its place plus 1; 0 for nobody
+  std::uint32_t record_locks;  // * 1: some process has locked a record since the file was clean
+  std::uint64_t
+      changes;  // * counts up at the start and the end of each change; odd while one is going on
+  BootIdentity boot;         // * of the machine's run in which the file was put in use
+  std::uint64_t undo_pages;  // of the undo area, which begins with page 1
+  std::uint64_t undo_used;   // bytes; 0: nothing to undo
+  std::uint32_t check;       // of a clean file's header, the fields marked * left out
+  std::uint32_t spare;
+  Contents contents;
+};
+static_assert(sizeof(IndexHeader) <= kPageSize);
+static_assert(std::is_trivially_copyable_v<IndexHeader> &&
+              std::is_trivially_copyable_v<DataHeader>);
+
+struct PageHeader {
+  std::uint32_t check;  // of the rest of the header and the entries, never 0; 0: changed since the
+                        // file was clean
+  std::uint8_t kind;
+  std::uint8_t tree;  // whose node it is
+  std::uint16_t count;
+  PageNumber previous;  // leaf: its left neighbour
+  PageNumber next;      // leaf: its right neighbour; free page: the next free one
+};
+
+// Bytes at the end of a page that stay empty, so that 8 bytes can be taken from the start of any
+// entry.
+inline constexpr std::size_t kPageSlack = 8;
+
+inline constexpr std::uint8_t kLeaf = 1;
+inline constexpr std::uint8_t kInner = 2;
+inline constexpr std::uint8_t kFreePage = 3;
+
+// ---- Bytes that are locked, far beyond anything stored
+
+inline constexpr std::uint64_t kUseLock =
+    std::uint64_t{1} << 62;  // shared by all who have the file open, or exclusive
+inline constexpr std::uint64_t kPlaceLocks =
+    kUseLock + 1;  // one for each process that has the file open
+inline constexpr std::uint32_t kPlaces = 4096;
+inline constexpr std::uint64_t kRegisterLock = kPlaceLocks + kPlaces;
+inline constexpr std::uint64_t kRecordLocks =
+    kUseLock + (std::uint64_t{1} << 33);  // plus the record's slot number
+
+}  // namespace marigold::isam

@@ -1,0 +1,147 @@
+#include "runtime/isam/rebuild.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "runtime/isam/record.h"
+#include "runtime/isam/tree.h"
+
+namespace marigold::isam {
+namespace {
+
+// Entries are sorted in runs of this many bytes before they are put into their tree: memory is
+// bounded, and neighbours in the tree are written together.
+constexpr std::size_t kRunBytes = std::size_t{16} << 20;
+
+void free_slot_at(File& file, SlotNumber slot) {
+  reinterpret_cast<SlotHeader*>(file.slot(slot))->state = kSlotFree;
+}
+
+// Takes a record out of the trees that have it already.
+int drop_record(File& file, SlotNumber slot, std::size_t trees) {
+  for (std::size_t tree = 0; tree < trees; ++tree) {
+    Path path;
+    const Probe probe = record_probe(file, tree, file.slot(slot));
+    if (!tree_find(file, tree, probe, Bound::kNotLess, path)) return kIsBadFile;
+    if (const int failed = tree_remove(file, tree, path)) return failed;
+  }
+  free_slot_at(file, slot);
+  return 0;
+}
+
+int insert_record(File& file, std::size_t tree, SlotNumber slot) {
+  const Probe probe = record_probe(file, tree, file.slot(slot));
+  const TreeHeader& root = file.contents().trees[tree];
+  if (const int failed = file_grow_index(file, file.contents().page_count + root.levels + 1))
+    return failed;
+  Path path;
+  if (!tree_find(file, tree, probe, Bound::kNotLess, path)) return kIsBadFile;
+  SlotNumber other = 0;
+  if (!place_has_key(file, tree, path.nodes[0], probe, other))
+    return tree_insert(file, tree, path, probe, slot);
+  const bool stays = record_sequence(file.slot(other)) > record_sequence(file.slot(slot));
+  if (const int failed = drop_record(file, stays ? slot : other, tree)) return failed;
+  if (stays) return 0;
+  if (const int failed = tree_remove(file, tree, path)) return failed;
+  return insert_record(file, tree, slot);
+}
+
+int insert_run(File& file, std::size_t tree, std::vector<std::byte>& run) {
+  const TreeShape& shape = file.trees[tree];
+  std::vector<const std::byte*> order;
+  for (std::size_t at = 0; at < run.size(); at += shape.entry_length)
+    order.push_back(run.data() + at);
+  std::ranges::sort(order, [&](const std::byte* a, const std::byte* b) {
+    return std::memcmp(a, b, shape.compare_length) < 0;
+  });
+  for (const std::byte* entry : order) {
+    const SlotNumber slot = entry_number(shape, entry);
+    if (!slot_is_live(file, file.slot(slot))) continue;  // dropped meanwhile
+    if (const int failed = insert_record(file, tree, slot)) return failed;
+  }
+  run.clear();
+  return 0;
+}
+
+int build_tree(File& file, std::size_t tree) {
+  const TreeShape& shape = file.trees[tree];
+  std::vector<std::byte> run;
+  for (std::uint64_t number = 1; number <= file.contents().slot_count; ++number) {
+    if (!slot_is_live(file, file.slot(number))) continue;
+    const Probe probe = record_probe(file, tree, file.slot(number));
+    const auto slot = static_cast<SlotNumber>(number);
+    run.insert(run.end(), probe.begin(), probe.begin() + shape.compare_length);
+    const auto* bytes = reinterpret_cast<const std::byte*>(&slot);
+    run.insert(run.end(), bytes, bytes + sizeof slot);
+    if (run.size() < kRunBytes) continue;
+    if (const int failed = insert_run(file, tree, run)) return failed;
+  }
+  return insert_run(file, tree, run);
+}
+
+// The number of the last slot that was ever used.
+std::uint64_t last_used_slot(const File& file) {
+  std::uint64_t last = (file.data_space - kPageSize) / file.slot_size;
+  while (last > 0 && reinterpret_cast<const SlotHeader*>(file.slot(last))->state == kSlotUnused)
+    --last;
+  return last;
+}
+
+// Counts what is live and chains what is not, the lowest slot first.
+void take_stock(File& file) {
+  Contents& contents = file.contents();
+  for (std::uint64_t number = contents.slot_count; number > 0; --number) {
+    auto* header = reinterpret_cast<SlotHeader*>(file.slot(number));
+    if (slot_is_live(file, file.slot(number))) {
+      ++contents.record_count;
+      contents.sequence = std::max(contents.sequence, sequence_of(*header));
+    } else {
+      header->state = kSlotFree;
+      set_sequence(*header, contents.free_slot);
+      contents.free_slot = number;
+    }
+  }
+}
+
+int lay_out(File& file) {
+  IndexHeader& header = file.header();
+  const std::uint64_t undo_pages = undo_pages_needed(file.trees);
+  header.contents = Contents{};
+  header.contents.page_count = kUndoStart + undo_pages;
+  header.undo_pages = undo_pages;
+  header.undo_used = 0;
+  if (const int failed = file_grow_index(file, kUndoStart + undo_pages + file.trees.size()))
+    return failed;
+  for (std::size_t tree = 0; tree < file.trees.size(); ++tree)
+    tree_create(file, tree);
+  return 0;
+}
+
+int make_all(File& file) {
+  file.header().contents = Contents{};
+  file.contents().page_count = 1;
+  if (const int failed = lay_out(file)) return failed;
+  file.contents().slot_count = last_used_slot(file);
+  for (std::size_t tree = 0; tree < file.trees.size(); ++tree) {
+    if (const int failed = build_tree(file, tree)) return failed;
+  }
+  take_stock(file);
+  return 0;
+}
+
+}  // namespace
+
+int rebuild_indexes(File& file) {
+  if (const int failed = file_put_in_state(file, kStateRebuild)) return failed;
+  file.logging = false;
+  file.saved_pages.clear();
+  const int failed = make_all(file);
+  file.logging = true;
+  file.saved_pages.clear();
+  file.header().changes = (file.header().changes / 2 + 1) * 2;  // remembered places are void
+  if (failed == 0)
+    file.header().state = kStateInUse;  // with the boot that the state before was set in
+  return failed;
+}
+
+}  // namespace marigold::isam

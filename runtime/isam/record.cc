@@ -1,0 +1,44 @@
+#include "runtime/isam/record.h"
+
+#include <cstring>
+
+namespace marigold::isam {
+
+std::uint64_t record_sequence(const std::byte* slot) {
+  return sequence_of(*reinterpret_cast<const SlotHeader*>(slot));
+}
+
+Probe new_probe(const TreeShape& shape, const char* record, std::uint64_t sequence) {
+  Probe probe;  // only the bytes that count are set: this is done for every record read
+  key_from_record(shape.key, record, probe.data());
+  if (!shape.duplicates) return probe;
+  for (std::uint32_t i = shape.compare_length; i > shape.key_length; --i, sequence >>= 8) {
+    probe[i - 1] = static_cast<std::byte>(sequence & 0xFF);
+  }
+  return probe;
+}
+
+Probe record_probe(const File& file, std::size_t tree, const std::byte* slot) {
+  const auto* record = reinterpret_cast<const char*>(slot + sizeof(SlotHeader));
+  return new_probe(file.trees[tree], record, record_sequence(slot));
+}
+
+bool place_has_key(const File& file, std::size_t tree, Place place, const Probe& probe,
+                   SlotNumber& slot) {
+  if (place.page == 0 || place.index >= page_header(file, place.page).count) return false;
+  const TreeShape& shape = file.trees[tree];
+  const std::byte* entry = entry_at(file, tree, place);
+  slot = entry_number(shape, entry);
+  return std::memcmp(entry, probe.data(), shape.compare_length) == 0;
+}
+
+void record_store(File& file, SlotNumber slot, const char* record, std::uint64_t sequence) {
+  std::byte* at = file.slot(slot);
+  std::memcpy(at + sizeof(SlotHeader), record, file.record_length);
+  auto* header = reinterpret_cast<SlotHeader*>(at);
+  set_sequence(*header, sequence);
+  header->state = kSlotLive;
+  header->check = slot_check(file, at);
+}
+
+}  // namespace marigold::isam

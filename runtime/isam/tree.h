@@ -1,0 +1,80 @@
+// The trees of an index file: B+ trees of entries of one length, ordered as strings of bytes.
+//
+// An entry is what it is compared by (TreeShape::compare_length bytes: the key, and behind it the
+// record's sequence where duplicates are allowed, so that no two entries are equal) and a number:
+// in a leaf the record's slot, in an inner node the page of a child. A child holds what is not less
+// than its own entry and less than the next one; the first entry of an inner node counts as less
+// than everything, whatever it holds. Leaves are linked to both sides.
+//
+// Reading functions return false when a page does not look as it must: then a writer is at work, or
+// the file is damaged.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+
+#include "runtime/isam/file.h"
+
+namespace marigold::isam {
+
+using Probe = std::array<std::byte, kLongestCompare>;  // the first compare_length bytes count
+
+// More levels than a tree of all possible slots can have.
+inline constexpr std::size_t kMostLevels = 24;
+
+// A place in a leaf: before its entry `index`; index == count is the place behind the last one.
+struct Place {
+  PageNumber page = 0;
+  std::uint32_t index = 0;
+};
+
+// The way from the root to a place: nodes[0] is the leaf. In an inner node the index is that of the
+// child.
+struct Path {
+  std::size_t levels = 0;
+  std::array<Place, kMostLevels> nodes;
+};
+
+inline const PageHeader& page_header(const File& file, PageNumber page) {
+  return *reinterpret_cast<const PageHeader*>(file.page(page));
+}
+
+inline const std::byte* entry_at(const File& file, std::size_t tree, Place place) {
+  return file.page(place.page) + sizeof(PageHeader) +
+         std::size_t{place.index} * file.trees[tree].entry_length;
+}
+
+inline SlotNumber entry_number(const TreeShape& shape, const std::byte* entry) {
+  SlotNumber number = 0;
+  std::memcpy(&number, entry + shape.compare_length, sizeof number);
+  return number;
+}
+
+// The place before the first entry that is not less than the probe, or greater than it.
+enum class Bound { kNotLess, kGreater };
+bool tree_find(File& file, std::size_t tree, const Probe& probe, Bound bound, Path& path);
+
+// Moves from the place behind the last entry of a leaf to the first entry of the next; page 0 when
+// there is none.
+bool tree_settle_forward(File& file, std::size_t tree, Place& place);
+// Moves to the entry before the place; page 0 when there is none.
+bool tree_step_back(File& file, std::size_t tree, Place& place);
+
+// The places before the first entry and behind the last.
+bool tree_first(File& file, std::size_t tree, Place& place);
+bool tree_end(File& file, std::size_t tree, Place& place);
+
+// ---- Within a change. 0, or 105 when a page that has to be changed as well is not sound; then the
+// change must be undone.
+
+// Puts an entry in at the path that tree_find gave for it.
+int tree_insert(File& file, std::size_t tree, Path& path, const Probe& probe, SlotNumber slot);
+// Takes the entry at the path out.
+int tree_remove(File& file, std::size_t tree, Path& path);
+// An empty tree.
+void tree_create(File& file, std::size_t tree);
+
+}  // namespace marigold::isam

@@ -1,0 +1,145 @@
+// Finding in a tree. Another process may be changing it: nothing read here is followed before it is
+// checked, and no loop runs longer than the tree can be deep.
+
+#include <bit>
+#include <cstring>
+
+#include "runtime/isam/tree.h"
+
+namespace marigold::isam {
+namespace {
+
+constexpr std::uint32_t kPrefix = 8;
+
+std::uint64_t big_endian(const std::byte* from) {
+  std::uint64_t value = 0;
+  std::memcpy(&value, from, sizeof value);
+  return __builtin_bswap64(value);
+}
+
+// The probe in the form in which most comparisons end after one: its first 8 bytes as a number.
+struct Comparison {
+  const std::byte* probe;
+  std::uint64_t prefix;
+  std::uint64_t mask;  // of the bytes that belong to entries shorter than that
+  std::uint32_t length;
+
+  Comparison(const Probe& key, std::uint32_t compare_length)
+      : probe(key.data()),
+        prefix(0),
+        mask(compare_length >= kPrefix ? ~std::uint64_t{0}
+                                       : ~std::uint64_t{0} << 8 * (kPrefix - compare_length)),
+        length(compare_length) {
+    prefix = big_endian(probe) & mask;
+  }
+
+  // Whether the entry stands before the place that is looked for.
+  [[nodiscard]] bool passes(const std::byte* entry, bool or_equal) const {
+    const std::uint64_t other = big_endian(entry) & mask;
+    if (other != prefix) return other < prefix;
+    if (length <= kPrefix) return or_equal;
+    const int order = std::memcmp(entry + kPrefix, probe + kPrefix, length - kPrefix);
+    return order < 0 || (order == 0 && or_equal);
+  }
+};
+
+// The number of the first `count` entries that stand before the place.
+std::uint32_t entries_before(const std::byte* entries, std::uint32_t count,
+                             std::uint32_t entry_length, const Comparison& comparison,
+                             bool or_equal) {
+  std::uint32_t first = 0;
+  while (count > 0) {
+    const std::uint32_t half = count / 2;
+    const bool right =
+        comparison.passes(entries + std::size_t{first + half} * entry_length, or_equal);
+    first = right ? first + half + 1 : first;
+    count = right ? count - half - 1 : half;
+  }
+  return first;
+}
+
+const std::byte* entries_of(const File& file, PageNumber page) {
+  return file.page(page) + sizeof(PageHeader);
+}
+
+PageNumber child_at(const File& file, std::size_t tree, PageNumber page, std::uint32_t index) {
+  return entry_number(file.trees[tree], entry_at(file, tree, {page, index}));
+}
+
+// Goes down from the root; `choose` gives the child to follow in an inner node, and the index in
+// the leaf.
+template <typename Choose>
+bool descend(File& file, std::size_t tree, Path& path, Choose choose) {
+  const TreeHeader root = file.contents().trees[tree];
+  if (root.levels < 1 || root.levels > kMostLevels) return false;
+  path.levels = root.levels;
+  PageNumber page = root.root;
+  for (std::size_t level = root.levels - 1;; --level) {
+    if (!page_is_sound(file, page, level == 0 ? kLeaf : kInner, tree)) return false;
+    const std::uint32_t count = page_header(file, page).count;
+    if (count > file.trees[tree].capacity || (level > 0 && count == 0)) return false;
+    const std::uint32_t index = choose(page, count, level);
+    path.nodes[level] = {page, index};
+    if (level == 0) return true;
+    page = child_at(file, tree, page, index);
+  }
+}
+
+}  // namespace
+
+bool tree_find(File& file, std::size_t tree, const Probe& probe, Bound bound, Path& path) {
+  const TreeShape& shape = file.trees[tree];
+  const Comparison comparison(probe, shape.compare_length);
+  return descend(file, tree, path, [&](PageNumber page, std::uint32_t count, std::size_t level) {
+    const std::byte* entries = entries_of(file, page);
+    if (level == 0) {
+      return entries_before(entries, count, shape.entry_length, comparison,
+                            bound == Bound::kGreater);
+    }
+    return entries_before(entries + shape.entry_length, count - 1, shape.entry_length, comparison,
+                          true);
+  });
+}
+
+bool tree_settle_forward(File& file, std::size_t tree, Place& place) {
+  // One page on is enough: only the root can be an empty leaf.
+  if (place.index < page_header(file, place.page).count) return true;
+  place = {page_header(file, place.page).next, 0};
+  if (place.page == 0) return true;
+  return page_is_sound(file, place.page, kLeaf, tree) && page_header(file, place.page).count > 0;
+}
+
+bool tree_step_back(File& file, std::size_t tree, Place& place) {
+  if (place.index == 0) {
+    const PageNumber previous = page_header(file, place.page).previous;
+    if (previous == 0) {
+      place = {};
+      return true;
+    }
+    if (!page_is_sound(file, previous, kLeaf, tree)) return false;
+    place = {previous, page_header(file, previous).count};
+    if (place.index == 0) return false;
+  }
+  --place.index;
+  return true;
+}
+
+bool tree_first(File& file, std::size_t tree, Place& place) {
+  Path path;
+  const bool sound =
+      descend(file, tree, path, [](PageNumber, std::uint32_t, std::size_t) { return 0U; });
+  place = path.nodes[0];
+  return sound;
+}
+
+bool tree_end(File& file, std::size_t tree, Place& place) {
+  Path path;
+  const bool sound =
+      descend(file, tree, path, [](PageNumber, std::uint32_t count, std::size_t level) {
+        return level == 0 ? count : count - 1;
+      });
+  place = path.nodes[0];
+  return sound;
+}
+
+}  // namespace marigold::isam

@@ -1,0 +1,175 @@
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "runtime/platform/mapped_file.h"
+
+namespace marigold {
+
+int (*file_fault_hook)(FileCall call) = nullptr;
+void (*file_synced_hook)(const MappedFile& file) = nullptr;
+
+namespace {
+
+constexpr mode_t kNewFileMode = 0666;
+constexpr std::uint64_t kSmallestMapping = 1 << 20;
+
+int injected_fault(FileCall call) {
+  return file_fault_hook == nullptr ? 0 : file_fault_hook(call);
+}
+
+int set_lock(int descriptor, short kind, std::uint64_t offset, std::uint64_t count) {
+  struct flock range {};
+  range.l_type = kind;
+  range.l_whence = SEEK_SET;
+  range.l_start = static_cast<off_t>(offset);
+  range.l_len = static_cast<off_t>(count);
+  if (fcntl(descriptor, F_OFD_SETLK, &range) == 0) return 0;
+  return errno == EACCES ? EAGAIN : errno;
+}
+
+}  // namespace
+
+int MappedFile::open(const char* path, FileAccess access) {
+  if (const int fault = injected_fault(FileCall::kOpen)) return fault;
+  const int flags = access == FileAccess::kRead ? O_RDONLY : O_RDWR;
+  const int descriptor = ::open(path, flags | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return errno;
+  struct stat status {};
+  int failed = fstat(descriptor, &status) != 0 ? errno : 0;
+  if (failed == 0 && !S_ISREG(status.st_mode)) failed = EINVAL;
+  if (failed != 0) {
+    ::close(descriptor);
+    return failed;
+  }
+  close();
+  descriptor_ = descriptor;
+  writable_ = access == FileAccess::kReadWrite;
+  return 0;
+}
+
+int MappedFile::create(const char* path) {
+  if (const int fault = injected_fault(FileCall::kOpen)) return fault;
+  const int descriptor = ::open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode);
+  if (descriptor < 0) return errno;
+  close();
+  descriptor_ = descriptor;
+  writable_ = true;
+  return 0;
+}
+
+void MappedFile::close() {
+  if (memory_ != nullptr) munmap(memory_, mapped_);
+  if (descriptor_ >= 0) ::close(descriptor_);
+  memory_ = nullptr;
+  mapped_ = 0;
+  descriptor_ = -1;
+}
+
+int MappedFile::size(std::uint64_t& bytes) const {
+  struct stat status {};
+  if (fstat(descriptor_, &status) != 0) return errno;
+  bytes = static_cast<std::uint64_t>(status.st_size);
+  return 0;
+}
+
+int MappedFile::identity(FileIdentity& identity) const {
+  struct stat status {};
+  if (fstat(descriptor_, &status) != 0) return errno;
+  identity = {.device = static_cast<std::uint64_t>(status.st_dev),
+              .number = static_cast<std::uint64_t>(status.st_ino)};
+  return 0;
+}
+
+int MappedFile::reserve(std::uint64_t bytes) {
+  if (const int fault = injected_fault(FileCall::kReserve)) return fault;
+  std::uint64_t present = 0;
+  if (const int failed = size(present)) return failed;
+  if (bytes <= present) return 0;
+  const int failed = posix_fallocate(descriptor_, static_cast<off_t>(present),
+                                     static_cast<off_t>(bytes - present));
+  // A part of the space may have been added; a file that is longer than it says would be taken for
+  // damaged.
+  if (failed != 0 && ftruncate(descriptor_, static_cast<off_t>(present)) != 0) return errno;
+  return failed;
+}
+
+int MappedFile::map(std::uint64_t bytes) {
+  if (bytes <= mapped_) return 0;
+  if (const int fault = injected_fault(FileCall::kMap)) return fault;
+  bytes = std::max(kSmallestMapping, 2 * bytes);
+  const int protection = writable_ ? PROT_READ | PROT_WRITE : PROT_READ;
+  void* memory = mmap(nullptr, bytes, protection, MAP_SHARED, descriptor_, 0);
+  if (memory == MAP_FAILED) return errno;
+  if (memory_ != nullptr) munmap(memory_, mapped_);
+  memory_ = static_cast<std::byte*>(memory);
+  mapped_ = bytes;
+  return 0;
+}
+
+int MappedFile::sync() {
+  if (const int fault = injected_fault(FileCall::kSync)) return fault;
+  if (fdatasync(descriptor_) != 0) return errno;
+  if (file_synced_hook != nullptr) file_synced_hook(*this);
+  return 0;
+}
+
+int MappedFile::lock(std::uint64_t offset, bool exclusive) {
+  if (const int fault = injected_fault(FileCall::kLock)) return fault;
+  // A file that may only be read takes no exclusive lock; the system says EBADF.
+  return set_lock(descriptor_, exclusive ? F_WRLCK : F_RDLCK, offset, 1);
+}
+
+int MappedFile::unlock(std::uint64_t offset, std::uint64_t count) {
+  return set_lock(descriptor_, F_UNLCK, offset, count);
+}
+
+int MappedFile::locked_by_other(std::uint64_t offset, bool& locked) const {
+  struct flock range {};
+  range.l_type = F_WRLCK;
+  range.l_whence = SEEK_SET;
+  range.l_start = static_cast<off_t>(offset);
+  range.l_len = 1;
+  if (fcntl(descriptor_, F_OFD_GETLK, &range) != 0) return errno;
+  locked = range.l_type != F_UNLCK;
+  return 0;
+}
+
+BootIdentity boot_identity() {
+  BootIdentity identity{};
+  const int descriptor = ::open("/proc/sys/kernel/random/boot_id", O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return identity;
+  std::array<char, 36> text{};
+  const ssize_t length = read(descriptor, text.data(), text.size());
+  ::close(descriptor);
+  std::size_t digit = 0;
+  for (ssize_t i = 0; i < length && digit < 2 * identity.size(); ++i) {
+    const char c = text[static_cast<std::size_t>(i)];
+    if (c == '-') continue;
+    const int value = c <= '9' ? c - '0' : c - 'a' + 10;
+    identity[digit / 2] =
+        static_cast<std::byte>(std::to_integer<int>(identity[digit / 2]) << 4 | value);
+    ++digit;
+  }
+  return identity;
+}
+
+void wait_a_little(int round) {
+  constexpr int kSpinningRounds = 10;
+  constexpr long kLongestNanoseconds = 1'000'000;
+  if (round < kSpinningRounds) {
+    sched_yield();
+    return;
+  }
+  const long nanoseconds = std::min(kLongestNanoseconds, 10'000L * (round - kSpinningRounds + 1));
+  const timespec pause{.tv_sec = 0, .tv_nsec = nanoseconds};
+  nanosleep(&pause, nullptr);
+}
+
+}  // namespace marigold

@@ -1,0 +1,152 @@
+// Power lost, played: of what was stored since the last sync any sectors may have reached the disk,
+// in any of the forms that they had, and any may not.
+
+#include <cstring>
+#include <filesystem>
+#include <set>
+
+#include "runtime/isam/file.h"
+#include "runtime/platform/mapped_file.h"
+#include "tests/isam/torture.h"
+
+namespace marigold::test {
+namespace {
+
+constexpr std::size_t kSector = 512;
+
+// What the disk certainly holds of a file, and what the system would hand it next.
+struct Disk {
+  std::string durable;
+  std::string seen;  // some moment between the last sync and now
+};
+
+struct Power {
+  std::mt19937 random{1};
+  Disk data;
+  Disk index;
+  // What must be found: by number, the records that may be there; an empty text stands for none.
+  std::map<std::int32_t, std::set<std::string>> allowed;
+  Contents now;  // what a reader would find
+  int images = 0;
+};
+
+Power* power = nullptr;
+
+std::string from_memory(const MappedFile& file) {
+  std::uint64_t size = 0;
+  EXPECT_EQ(file.size(size), 0);
+  return {reinterpret_cast<const char*>(file.memory()), size};
+}
+
+void note_sync(const MappedFile& file) {
+  if (power == nullptr || file.memory() == nullptr) return;
+  const std::string bytes = from_memory(file);
+  Disk& disk = static_cast<unsigned char>(bytes[1]) == 0x53 ? power->index : power->data;
+  disk.durable = bytes;
+  disk.seen = bytes;
+}
+
+// Any sector as it was at the last sync, at some moment since, or now; the length as it was or is.
+std::string tear(const Disk& disk, const std::string& now) {
+  std::mt19937& random = power->random;
+  std::string image = random() % 4 == 0 ? now.substr(0, disk.durable.size()) : now;
+  // Mostly old, mostly new, or all mixed.
+  const unsigned style = random() % 4;
+  for (std::size_t at = 0; at < image.size(); at += kSector) {
+    const unsigned draw = random() % 16;
+    const bool keep_new = style == 0   ? draw < 8
+                          : style == 1 ? draw < 1
+                          : style == 2 ? draw < 15
+                                       : draw < 4;
+    if (keep_new) continue;
+    const std::string& from = style == 3 && random() % 2 == 0 ? disk.seen : disk.durable;
+    const std::size_t length = std::min(kSector, image.size() - at);
+    std::string sector(length, '\0');  // space that was never written reads as zeros
+    if (at < from.size())
+      sector.replace(0, std::min(length, from.size() - at), from.substr(at, length));
+    image.replace(at, length, sector.substr(0, length));
+  }
+  return image;
+}
+
+// Opens what the disk could hold after a power loss now, as another run of the machine would.
+void lose_power(const std::string& what) {
+  const std::string index_now = read_file("file.idx");
+  const std::string data_now = read_file("file.dat");
+  std::string index_image = tear(power->index, index_now);
+  index_image.replace(offsetof(isam::IndexHeader, boot), sizeof(BootIdentity), sizeof(BootIdentity),
+                      '\1');
+  write_file("image.idx", index_image);
+  write_file("image.dat", tear(power->data, data_now));
+  if (power->random() % 2 == 0) power->index.seen = index_now;
+  if (power->random() % 2 == 0) power->data.seen = data_now;
+  Power* const paused = power;
+  power = nullptr;
+  auto* const hook = isam::change_step_hook;
+  isam::change_step_hook = nullptr;
+  Contents found;
+  EXPECT_EQ(examine("image", found), "") << what;
+  for (const auto& [number, states] : paused->allowed) {
+    const auto record = found.find(number);
+    EXPECT_TRUE(states.contains(record == found.end() ? "" : record->second))
+        << what << " number " << number;
+  }
+  for (const auto& [number, record] : found)
+    EXPECT_TRUE(paused->allowed.contains(number)) << what << " " << number;
+  isam::change_step_hook = hook;
+  power = paused;
+  ++power->images;
+}
+
+// Everything done so far is on the disk now: only what is now there may be found.
+void all_is_flushed() {
+  for (auto& [number, states] : power->allowed) {
+    const auto record = power->now.find(number);
+    states = {record == power->now.end() ? "" : record->second};
+  }
+}
+
+void allow_result_of(const Operation& operation) {
+  auto& states =
+      power->allowed.try_emplace(operation.number, std::set<std::string>{""}).first->second;
+  apply(operation, power->now);
+  const auto record = power->now.find(operation.number);
+  states.insert(record == power->now.end() ? "" : record->second);
+}
+
+void sometimes_lose_power() {
+  if (power != nullptr && power->random() % 150 == 0) lose_power("within an operation");
+}
+
+TEST_F(TortureTest, WhatWasFlushedSurvivesAPowerLoss) {
+  Power state;
+  file_synced_hook = note_sync;
+  power = &state;
+  build_wide("file", {});
+  const int images = amount(60, 2500);
+  isam::change_step_hook = sometimes_lose_power;
+  for (unsigned round = 0; state.images < images && !HasFailure(); ++round) {
+    const int file =
+        ISOPEN("file", kIsInputOutput | (round % 2 == 0 ? kIsManualLock : kIsExclusive));
+    ASSERT_GE(file, 0);
+    for (const Operation& operation : random_operations(round, 60, 120)) {
+      allow_result_of(operation);
+      perform(operation, file);
+      if (state.random() % 12 == 0) {
+        ASSERT_EQ(ISFLUSH(file), 0);
+        all_is_flushed();
+      }
+      if (state.random() % 8 == 0) lose_power("between operations");
+    }
+    ASSERT_EQ(ISCLOSE(file), 0);
+    all_is_flushed();
+    lose_power("after closing");
+  }
+  isam::change_step_hook = nullptr;
+  file_synced_hook = nullptr;
+  power = nullptr;
+  std::printf("[ power  ] lost %d times\n", state.images);
+}
+
+}  // namespace
+}  // namespace marigold::test

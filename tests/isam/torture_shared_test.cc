@@ -1,0 +1,99 @@
+// Many processes on one file.
+
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+
+#include "tests/isam/torture.h"
+
+namespace marigold::test {
+namespace {
+
+constexpr int kProcesses = 8;
+constexpr std::int32_t kNumbers = 500;
+constexpr std::int32_t kCounter = 1'000'000;  // the number of the record that all count up in
+
+struct Tally {
+  std::array<std::atomic<int>, kNumbers> there;  // writes minus deletes that succeeded, by number
+  std::atomic<long> counted = 0;
+  std::atomic<long> operations = 0;
+  std::atomic<int> wrong = 0;
+};
+
+// Reads the counter's record with its lock, writes it back one higher, and gives the lock back.
+void count_up(int file, Tally& tally) {
+  std::string record(kWideRecord, '\0');
+  isst_int4(kCounter, record.data());
+  while (ISREAD(file, record.data(), kIsEqual | kIsLock) != 0) {
+    // Another one has it, or is just between deleting it and writing it anew.
+    if (iserrno != kIsLocked && iserrno != kIsNoRecord) ++tally.wrong;
+    isst_int4(kCounter, record.data());
+    usleep(50);
+  }
+  isst_int4(isld_int4(record.data() + 4) + 1, record.data() + 4);
+  if (ISDELETE(file, record.data()) != 0 || ISWRITE(file, record.data()) != 0) ++tally.wrong;
+  ++tally.counted;
+  if (ISRELEASE(file) != 0) ++tally.wrong;
+}
+
+void work(unsigned seed, int seconds, Tally& tally) {
+  std::mt19937 random(seed);
+  const int file = ISOPEN("file", kIsInputOutput | kIsManualLock);
+  if (file < 0) _exit(2);
+  const time_t end = time(nullptr) + seconds;
+  for (int i = 0; i % 64 != 0 || time(nullptr) < end; ++i) {
+    const auto number = static_cast<std::int32_t>(random() % kNumbers);
+    std::string record = wide_record(number, 1);
+    const unsigned what = random() % 20;
+    if (what == 0) {
+      count_up(file, tally);
+    } else if (what < 7) {
+      if (ISWRITE(file, record.data()) == 0) ++tally.there[static_cast<std::size_t>(number)];
+    } else if (what < 11) {
+      if (ISDELETE(file, record.data()) == 0) --tally.there[static_cast<std::size_t>(number)];
+    } else {
+      const bool read = ISREAD(file, record.data(), what < 16 ? kIsEqual : kIsNext) == 0;
+      const std::int32_t found = isld_int4(record.data());
+      if (read && found != kCounter && record != wide_record(found, 1)) ++tally.wrong;
+      if (!read && iserrno != kIsNoRecord && iserrno != kIsEndOfFile) ++tally.wrong;
+    }
+    ++tally.operations;
+  }
+  if (ISCLOSE(file) != 0) ++tally.wrong;
+  _exit(0);
+}
+
+TEST_F(TortureTest, ManyProcessesLoseNothing) {
+  std::string counter(kWideRecord, '\0');
+  isst_int4(kCounter, counter.data());
+  build_wide("file", {{kCounter, counter}});
+  Tally& tally = shared<Tally>();
+  const int seconds = amount(2, 60);
+  std::vector<pid_t> children;
+  for (unsigned i = 0; i < kProcesses; ++i) {
+    const pid_t child = fork();
+    if (child == 0) work(i + 1, seconds, tally);
+    children.push_back(child);
+  }
+  for (const pid_t child : children) {
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  EXPECT_EQ(tally.wrong, 0);
+  Contents found;
+  EXPECT_EQ(examine("file", found), "");
+  EXPECT_EQ(isld_int4(found[kCounter].data() + 4), tally.counted);
+  for (std::int32_t number = 0; number < kNumbers; ++number) {
+    EXPECT_EQ(tally.there[static_cast<std::size_t>(number)], found.contains(number) ? 1 : 0)
+        << number;
+  }
+  std::printf("[ shared ] %ld operations, %ld of them under the lock\n", tally.operations.load(),
+              tally.counted.load());
+}
+
+}  // namespace
+}  // namespace marigold::test
