@@ -115,9 +115,9 @@ int split(File& file, std::size_t tree, Place place, Entry& entry) {
   const PageNumber right = page_take(file);
   if (right == 0) return kIsBadFile;
   PageHeader& left_header = header_of(file, place.page);
+  const std::uint32_t middle = division(left_header, place.index);  // before it has a neighbour
   start_page(file, right, left_header.kind, tree);
   if (left_header.kind == kLeaf && !link_right(file, tree, place.page, right)) return kIsBadFile;
-  const std::uint32_t middle = division(left_header, place.index);
   const std::uint32_t moved = left_header.count - middle;
   std::memcpy(entry_in(file, tree, {right, 0}), entry_in(file, tree, {place.page, middle}),
               std::size_t{moved} * shape.entry_length);

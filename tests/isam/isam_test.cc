@@ -157,6 +157,31 @@ TEST_F(IsamTest, EqualKeysComeAsTheyWereWrittenAndPartOfAKeyCanBeLookedFor) {
   EXPECT_EQ(ISCLOSE(file), 0);
 }
 
+// A node loses its first child, takes a record that belongs in the gap, and is joined with its left
+// neighbour: what bounded it from below must then bound the child that came first. Keys so long
+// that a node holds 15.
+TEST_F(IsamTest, ARecordInTheGapOfALostChildStaysInReach) {
+  const KeyDescription key{.flags = 0, .part_count = 1, .parts = {{{0, 255, kIsCharacters}}}};
+  const int file = ISBUILD("file", 255, key, kExclusiveMode);
+  const auto long_record = [](int number) {
+    std::string bytes(255, ' ');
+    return bytes.replace(0, 3, std::to_string(number));
+  };
+  for (int number = 100; number < 340; ++number)
+    ASSERT_EQ(ISWRITE(file, long_record(number).data()), 0);
+  for (int number = 205; number < 220; ++number)
+    ASSERT_EQ(ISDELETE(file, long_record(number).data()), 0);
+  ASSERT_EQ(ISWRITE(file, long_record(210).data()), 0);
+  for (int number = 339; number > 230; --number) {
+    ASSERT_EQ(ISDELETE(file, long_record(number).data()), 0);
+  }
+  std::vector<std::string> findings;
+  ASSERT_EQ(ischeck(file, findings), 0);
+  EXPECT_EQ(findings, std::vector<std::string>{});
+  EXPECT_EQ(ISDELETE(file, long_record(210).data()), 0);
+  EXPECT_EQ(ISCLOSE(file), 0);
+}
+
 TEST_F(IsamTest, KeysAreAddedOnlyToAFileOfOnesOwn) {
   const int file = build();
   const KeyDescription unique{.flags = 0, .part_count = 1, .parts = {{{4, 1, kIsCharacters}}}};

@@ -10,7 +10,6 @@
 #include <string>
 
 #include "runtime/isam/isam.h"
-#include "tests/isam/support.h"
 #include "tests/support/support.h"
 
 namespace marigold {
@@ -288,31 +287,6 @@ TEST(IsamModelTest, RandomOperationsAgreeWithAListInMemory) {
       model.check();
     }
   }
-}
-
-// Long keys, so that nodes hold few entries, and a file that grows and shrinks and grows again: a
-// node that loses its first child, is given new records in the gap and is joined with its left
-// neighbour only then comes late and by chance.
-TEST(IsamModelTest, RecordsComeAndGoForLong) {
-  const test::WorkDirectory directory;
-  test::build_wide("file", {});
-  const int file = ISOPEN("file", kIsInputOutput | kIsExclusive);
-  std::mt19937 random(4);
-  std::vector<bool> there(600);
-  for (int i = 0; i < 200'000; ++i) {
-    const auto number = static_cast<std::int32_t>(random() % there.size());
-    const std::string record =
-        test::wide_record(number, static_cast<std::uint32_t>(random() % 1000));
-    const int result = there[static_cast<std::size_t>(number)] ? ISDELETE(file, record.data())
-                                                               : ISWRITE(file, record.data());
-    ASSERT_EQ(result, 0) << "operation " << i << ": " << iserrno;
-    there[static_cast<std::size_t>(number)].flip();
-    if (i % 500 != 0) continue;
-    std::vector<std::string> findings;
-    ASSERT_EQ(ischeck(file, findings), 0);
-    ASSERT_EQ(findings, std::vector<std::string>{}) << "operation " << i;
-  }
-  EXPECT_EQ(ISCLOSE(file), 0);
 }
 
 }  // namespace
