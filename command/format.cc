@@ -1,6 +1,7 @@
 #include "command/format.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -85,12 +86,13 @@ bool has_precision(const Directive& parsed, const StarSizes& stars, std::string_
 
 // ---- Texts and characters
 
+constexpr std::size_t kMostColumns = std::numeric_limits<std::int32_t>::max();
+
 // Digits as a number of columns or bytes; more than 31 bits are taken as the most that they hold.
 std::size_t to_size(std::string_view digits) {
-  constexpr std::size_t kMost = std::numeric_limits<std::int32_t>::max();
   std::size_t size = 0;
   for (const char digit : digits)
-    size = std::min(kMost, size * 10 + static_cast<std::size_t>(digit - '0'));
+    size = std::min(kMostColumns, size * 10 + static_cast<std::size_t>(digit - '0'));
   return size;
 }
 
@@ -104,6 +106,7 @@ void write_blanks(std::size_t count, Output& output) {
 
 // A text in its field. Flags but "-", and zeros, mean nothing for a text.
 void write_padded(std::string_view text, std::size_t width, bool left, Output& output) {
+  if (width == kMostColumns) return output.fail(EOVERFLOW);  // as the C library does for numbers
   const std::size_t padding = width - std::min(width, text.size());
   if (!left) write_blanks(padding, output);
   output.write(text);

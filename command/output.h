@@ -36,6 +36,9 @@ class Output {
   // Hands on what was collected.
   void flush();
 
+  // Notes that something could not be written; what was collected before still goes out.
+  void fail(int error);
+
   // 0, or the system's error number of the first failure. What is still collected has not failed
   // yet.
   [[nodiscard]] int failure() const { return failure_; }
@@ -49,7 +52,6 @@ class Output {
 
   template <typename Value>
   void print_on_heap(const char* directive, Value value, std::size_t length);
-  void fail(int error);
 
   std::array<char, kCapacity> buffer_;  // the first used_ bytes mean something
   std::size_t used_ = 0;

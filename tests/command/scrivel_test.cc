@@ -98,6 +98,7 @@ TEST_F(ScrivelTest, LostOutputIsNeverSilent) {
       {"A+ >/dev/full", "", lost + "No space left on device\n", 1},
       {"STOP >/dev/full", "", lost + "No space left on device\n", 1},
       {"'a%3000000000dz' 1", "a", lost + "Value too large for defined data type\n", 1},
+      {"'a%3000000000sz' 1", "a", lost + "Value too large for defined data type\n", 1},
       {"GREET Anna >&-", "", lost + "Bad file descriptor\n", 1},
       {"GREET Anna 2>&-", "Hello Anna\n"},
   });
