@@ -220,25 +220,86 @@ void page_give(File& file, PageNumber number) {
   ++contents.free_pages;
 }
 
+namespace {
+
+SlotHeader& slot_header(File& file, std::uint64_t number) {
+  return *reinterpret_cast<SlotHeader*>(file.slot(number));
+}
+
+bool is_gone_slot(File& file, std::uint64_t number) {
+  if (number == 0 || number > file.slots) return false;
+  const std::uint16_t state = slot_header(file, number).state;
+  return state == kSlotGone || state == kSlotFree;  // free: marked by one who then died
+}
+
+// The gone slot that comes so many places behind the first one; 0 when the chain is not sound.
+std::uint64_t gone_slot_behind(File& file, std::uint64_t count) {
+  std::uint64_t number = file.contents().gone_slot;
+  for (; count > 0 && is_gone_slot(file, number); --count)
+    number = slot_header(file, number).next;
+  return is_gone_slot(file, number) ? number : 0;
+}
+
+// Only marks: the chains stay as they are, and marking a slot twice does no harm.
+bool mark_free(File& file, std::uint64_t number, std::uint64_t count) {
+  for (; count > 0; --count) {
+    if (!is_gone_slot(file, number)) return false;
+    SlotHeader& header = slot_header(file, number);
+    header.state = kSlotFree;
+    number = header.next;
+  }
+  return true;
+}
+
+}  // namespace
+
 SlotNumber slot_take(File& file) {
   Contents& contents = file.contents();
   const bool reused = contents.free_slot != 0;
   const std::uint64_t number = reused ? contents.free_slot : ++contents.slot_count;
   if (number > contents.slot_count) return 0;
-  const auto* header = reinterpret_cast<const SlotHeader*>(file.slot(number));
-  if (reused && header->state != kSlotFree) return 0;
+  const SlotHeader& header = slot_header(file, number);
+  if (reused && header.state != kSlotFree) return 0;
   save(file, Side::kData, file.slot(number), sizeof(SlotHeader));
-  if (reused) contents.free_slot = sequence_of(*header);
+  if (reused) contents.free_slot = header.next;
   return static_cast<SlotNumber>(number);
 }
 
 void slot_give(File& file, SlotNumber number) {
   Contents& contents = file.contents();
   save(file, Side::kData, file.slot(number), sizeof(SlotHeader));
-  auto* header = reinterpret_cast<SlotHeader*>(file.slot(number));
-  header->state = kSlotFree;
-  set_sequence(*header, contents.free_slot);
-  contents.free_slot = number;
+  SlotHeader& header = slot_header(file, number);
+  header.state = kSlotGone;
+  header.next = static_cast<SlotNumber>(contents.gone_slot);
+  if (contents.gone_slot == 0) contents.last_gone = number;
+  contents.gone_slot = number;
+  ++contents.gone_slots;
+}
+
+int slots_settle(File& file, std::uint64_t keep) {
+  if (const int failed = file.data.sync()) return failed;
+  if (const int failed = make_visible(file)) return failed;
+  Contents& contents = file.contents();
+  if (contents.gone_slots <= keep) return 0;
+  const std::uint64_t first = gone_slot_behind(file, keep);
+  const std::uint64_t last = contents.last_gone;
+  const std::uint64_t last_kept = keep == 0 ? 0 : gone_slot_behind(file, keep - 1);
+  if (first == 0 || !is_gone_slot(file, last)) return kIsBadFile;
+  if (!mark_free(file, first, contents.gone_slots - keep)) return kIsBadFile;
+  change_begin(file);
+  save(file, Side::kData, file.slot(last), sizeof(SlotHeader));
+  slot_header(file, last).next = static_cast<SlotNumber>(contents.free_slot);
+  contents.free_slot = first;
+  contents.gone_slots = keep;
+  contents.last_gone = last_kept;
+  if (keep == 0) {
+    contents.gone_slot = 0;
+  } else {
+    save(file, Side::kData, file.slot(last_kept), sizeof(SlotHeader));
+    slot_header(file, last_kept).next = 0;
+  }
+  change_end(file);
+  return 0;
 }
 
 }  // namespace marigold::isam

@@ -13,7 +13,7 @@ namespace marigold::isam {
 // Four lanes of 8 bytes each, since every read record and every page is checked and one lane would
 // wait for its multiplier. Each step can be undone, so a change of a single word always changes its
 // lane.
-inline std::uint32_t checksum(std::span<const std::byte> bytes, std::uint64_t seed = 0) {
+inline std::uint64_t long_checksum(std::span<const std::byte> bytes, std::uint64_t seed = 0) {
   constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15;
   struct Block {
     std::uint64_t a, b, c, d;
@@ -32,9 +32,12 @@ inline std::uint32_t checksum(std::span<const std::byte> bytes, std::uint64_t se
   while (bytes.size() >= sizeof(Block))
     take(sizeof(Block));
   if (!bytes.empty()) take(bytes.size());
-  const std::uint64_t all =
-      mix(mix(lanes.a, lanes.b ^ (lanes.a >> 31)), mix(lanes.c, lanes.d ^ (lanes.c >> 31)));
-  return static_cast<std::uint32_t>(all >> 32);
+  return mix(mix(lanes.a, lanes.b ^ (lanes.a >> 31)), mix(lanes.c, lanes.d ^ (lanes.c >> 31)));
+}
+
+// Its upper half, which the files hold.
+inline std::uint32_t checksum(std::span<const std::byte> bytes, std::uint64_t seed = 0) {
+  return static_cast<std::uint32_t>(long_checksum(bytes, seed) >> 32);
 }
 
 }  // namespace marigold::isam

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <random>
 
 #include "runtime/isam/rebuild.h"
@@ -18,6 +19,11 @@ namespace {
 // How far ahead a file is made longer: so many pages, or such a part of it.
 constexpr std::uint64_t kGrowthPages = 16;
 constexpr std::uint64_t kGrowthFraction = 16;
+
+// A file that is never flushed is brought to the disk when so much of it is gone slots, or half of
+// it.
+constexpr std::uint64_t kMostGoneBytes = std::uint64_t{4} << 20;
+constexpr std::uint64_t kKeptGoneSlots = 1024;
 
 std::span<const std::byte> bytes_of(const std::byte* from, std::size_t length) {
   return {from, length};
@@ -67,12 +73,17 @@ int measure(MappedFile& file, std::uint64_t needed, std::uint64_t& space) {
 }
 
 // Room for what is known of each page and slot.
-void note_space(File& file) {
+int note_space(File& file) {
   const std::uint64_t pages = file.index_space / kPageSize;
-  file.slots = (file.data_space - kPageSize) / file.slot_size;
-  if (file.verified.size() < pages) file.verified.resize(pages);
-  if (file.verified_slots.size() <= file.slots / 64)
-    file.verified_slots.resize(file.slots / 64 + 1);
+  const std::uint64_t slots = (file.data_space - kPageSize) / file.slot_size;
+  try {
+    if (file.verified.size() < pages) file.verified.resize(pages);
+    if (file.verified_slots.size() <= slots / 64) file.verified_slots.resize(slots / 64 + 1);
+  } catch (const std::bad_alloc&) {
+    return kIsNoMemory;
+  }
+  file.slots = slots;
+  return 0;
 }
 
 // Makes a file longer: by what is needed, and some ahead, so that it is seldom done.
@@ -96,6 +107,8 @@ void set_shapes(File& file, const DataHeader& header) {
   file.trees.clear();
   for (std::uint32_t i = 0; i < header.key_count; ++i)
     file.trees.push_back(tree_shape(header.keys[i]));
+  // At least a page's header is saved for each.
+  file.saved_pages.reserve(undo_pages_needed(file.trees) * kPageSize / sizeof(PageHeader));
 }
 
 // ---- Opening
@@ -222,10 +235,8 @@ int recover(File& file) {
   if (!rebuild && header.writer == 0 && header.undo_used == 0 && header.changes % 2 == 0) return 0;
   if (!file.writable) return EACCES;
   if (rebuild) forget_interrupted(header);
-  if (const int failed = writer_begin(file)) return failed;
-  const int failed = must_be_rebuilt(file.header()) ? rebuild_indexes(file) : 0;
-  writer_end(file);
-  return failed;
+  return as_writer(
+      file, [&] { return must_be_rebuilt(file.header()) ? rebuild_indexes(file) : 0; });
 }
 
 int open_registered(File& file) {
@@ -237,7 +248,7 @@ int open_registered(File& file) {
   if (const int failed = take_place(file)) return failed;
   if (file.exclusive && file.writable) file.header().writer = 0;  // whoever left it there is gone
   if (const int failed = recover(file)) return failed;
-  note_space(file);
+  if (const int failed = note_space(file)) return failed;
   return look_at_contents(file);
 }
 
@@ -328,16 +339,12 @@ int make_clean(File& file) {
 }
 
 int close_registered(File& file) {
-  if (const int failed = file.data.sync()) return failed;
+  if (const int failed = file_flush(file)) return failed;
   bool others = false;
   if (!file.exclusive) {
     if (const int failed = file.index.locked_by_other(kUseLock, others)) return failed;
   }
-  if (others) return 0;
-  if (const int failed = writer_begin(file)) return failed;
-  const int failed = make_clean(file);
-  writer_end(file);
-  return failed;
+  return others ? 0 : as_writer(file, [&] { return make_clean(file); });
 }
 
 }  // namespace
@@ -440,7 +447,11 @@ int file_close(File& file) {
 }
 
 int file_flush(File& file) {
-  return file.writable ? file.data.sync() : 0;
+  if (!file.writable) return 0;
+  if (file.contents().gone_slots > 0) {
+    if (const int failed = as_writer(file, [&] { return slots_settle(file, 0); })) return failed;
+  }
+  return file.data.sync();
 }
 
 int file_put_in_state(File& file, std::uint32_t state) {
@@ -461,9 +472,25 @@ int change_prepare(File& file) {
 
 int file_grow_index(File& file, std::uint64_t pages) {
   if (const int failed = grow(file.index, pages * kPageSize, file.index_space)) return failed;
-  note_space(file);
-  return 0;
+  return note_space(file);
 }
+
+namespace {
+
+int prepare_new_slot(File& file) {
+  const Contents& contents = file.contents();
+  if (contents.gone_slots * file.slot_size > std::max(kMostGoneBytes, data_bytes(file) / 2))
+    return slots_settle(file, std::min(kKeptGoneSlots, contents.gone_slots / 2));
+  int failed = contents.slot_count >= std::numeric_limits<SlotNumber>::max() ? EFBIG : 0;
+  if (failed == 0) {
+    failed = grow(file.data, data_bytes(file) + file.slot_size, file.data_space);
+  }
+  if (failed == 0) return note_space(file);
+  // No room for more, but perhaps some to be had by waiting for the disk.
+  return contents.gone_slots == 0 ? failed : slots_settle(file, 0);
+}
+
+}  // namespace
 
 int change_prepare_space(File& file) {
   const Contents& contents = file.contents();
@@ -473,12 +500,7 @@ int change_prepare_space(File& file) {
   pages -= std::min(pages, contents.free_pages);
   if (const int failed = file_grow_index(file, contents.page_count + pages)) return failed;
   // Growing may have moved what `contents` named.
-  if (file.contents().free_slot != 0) return 0;
-  if (file.contents().slot_count >= std::numeric_limits<SlotNumber>::max()) return EFBIG;
-  if (const int failed = grow(file.data, data_bytes(file) + file.slot_size, file.data_space))
-    return failed;
-  note_space(file);
-  return 0;
+  return file.contents().free_slot != 0 ? 0 : prepare_new_slot(file);
 }
 
 int make_grown_visible(File& file) {
@@ -488,8 +510,7 @@ int make_grown_visible(File& file) {
   if (data_bytes(file) > file.data_space) {
     if (const int failed = measure(file.data, data_bytes(file), file.data_space)) return failed;
   }
-  note_space(file);
-  return 0;
+  return note_space(file);
 }
 
 bool page_check_is_right(File& file, PageNumber number) {

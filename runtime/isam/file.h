@@ -66,7 +66,9 @@ struct File {
       0;  // that are visible; no higher number may be followed, whatever a changing header says
   int registering = 0;  // how often we hold the register lock
   std::vector<TreeShape> trees;
-  std::vector<PageNumber> saved_pages;  // of which this change need not save anything any more
+  // Of which this change need not save anything any more. Room for all that the undo area can hold,
+  // so that no change runs out of memory.
+  std::vector<PageNumber> saved_pages;
   std::vector<std::uint64_t> verified_slots;  // a bit each, likewise
   std::vector<std::uint8_t>
       verified;  // by page: its check was found right, or has since become void
@@ -118,9 +120,25 @@ int file_flush(File& file);
 
 // ---- Changing
 
+// Brings the data file to the disk and makes the gone slots free, but for the newest ones: some of
+// these may belong to records that are just being replaced. The writer's, outside a change.
+int slots_settle(File& file, std::uint64_t keep);
+
 // Takes the right to change the file, after whoever has it.
 int writer_begin(File& file);
 void writer_end(File& file);
+
+// Runs something as the file's writer, and gives the right back however it ends.
+template <typename Body>
+int as_writer(File& file, Body body) {
+  if (const int failed = writer_begin(file)) return failed;
+  struct Scope {
+    File& file;
+    ~Scope() { writer_end(file); }
+  };
+  const Scope scope{file};
+  return body();
+}
 
 // Puts the file in use on the disk before its first change. The writer's.
 int change_prepare(File& file);
@@ -153,7 +171,7 @@ extern void (*change_step_hook)();
 // ---- Pages and slots, within a change
 
 // Taking gives 0 when what should be free is not: the file is damaged and the change must be
-// undone.
+// undone. A slot that is given is gone, and free from slots_settle on.
 PageNumber page_take(File& file);
 void page_give(File& file, PageNumber number);
 SlotNumber slot_take(File& file);
@@ -161,7 +179,6 @@ void slot_give(File& file, SlotNumber number);
 
 // ---- Reading
 
-// The number in a slot's header: of a live slot its sequence, of a free one the next.
 inline std::uint64_t sequence_of(const SlotHeader& header) {
   const auto& from = header.sequence;
   return from[0] | std::uint64_t{from[1]} << 16 | std::uint64_t{from[2]} << 32;
@@ -171,10 +188,10 @@ inline void set_sequence(SlotHeader& header, std::uint64_t value) {
                      static_cast<std::uint16_t>(value >> 32)};
 }
 
-// The check of a slot as it stands: of its header behind the check, and of its record.
+// The check of a slot as it stands: of its sequence and its record.
 inline std::uint32_t slot_check(const File& file, const std::byte* slot) {
-  constexpr std::size_t kBehindCheck = sizeof(SlotHeader::check);
-  return checksum({slot + kBehindCheck, sizeof(SlotHeader) - kBehindCheck + file.record_length},
+  constexpr std::size_t kFirst = offsetof(SlotHeader, sequence);
+  return checksum({slot + kFirst, sizeof(SlotHeader) - kFirst + file.record_length},
                   file.header().file_id);
 }
 
@@ -182,6 +199,12 @@ inline std::uint32_t slot_check(const File& file, const std::byte* slot) {
 inline bool slot_is_live(const File& file, const std::byte* slot) {
   const auto* header = reinterpret_cast<const SlotHeader*>(slot);
   return header->state == kSlotLive && header->check == slot_check(file, slot);
+}
+
+// The same after a power loss, which a record that was only gone survives.
+inline bool slot_has_survived(const File& file, const std::byte* slot) {
+  const auto* header = reinterpret_cast<const SlotHeader*>(slot);
+  return header->state != kSlotFree && header->check == slot_check(file, slot);
 }
 
 // The same with the check made only the first time that this process reads the slot: later nobody

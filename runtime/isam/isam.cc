@@ -48,7 +48,7 @@ struct Descriptor {
   bool writes = false;
   bool automatic = false;
   std::size_t tree = 0;
-  SlotNumber automatic_lock = 0;
+  std::uint64_t automatic_lock = 0;  // the byte, 0 for none
   Position position;
 };
 
@@ -188,7 +188,7 @@ void stand_between(Position& position, const Probe& probe, Bound bound) {
 // At the entry that was read; its bytes are those that were copied while it was whole.
 void stand_at(Position& position, const TreeShape& shape, const Probe& entry, Place place,
               std::uint64_t changes) {
-  std::memcpy(position.probe.data(), entry.data(), shape.compare_length);
+  copy_compared(position.probe, entry.data(), shape);
   position.forward = Bound::kGreater;
   position.backward = Bound::kNotLess;
   position.at_record = true;
@@ -330,27 +330,34 @@ void make_search(Search& search, const TreeShape& shape, const char* record, int
 
 // ---- Reading
 
-// Starts to fetch the records of the entries that come next: a walk then finds them in the cache.
+// The entry some places further on, in the same leaf or in its neighbour; null where there is none.
+// Whoever looks at it only fetches ahead by it: a leaf that is being changed does no harm.
+const std::byte* entry_ahead(const File& file, std::size_t tree, Place place, int mode) {
+  constexpr std::uint32_t kAhead = 16;
+  const PageHeader& header = page_header(file, place.page);
+  const bool back = mode == kIsPrevious;
+  std::uint32_t index = back ? place.index - kAhead : place.index + kAhead;
+  if (index < header.count) return entry_at(file, tree, {place.page, index});
+  const PageNumber page = back ? header.previous : header.next;
+  if (page == 0 || page >= file.verified.size()) return nullptr;
+  const std::uint32_t count = std::min<std::uint32_t>(page_header(file, page).count,
+                                                      file.trees[tree].capacity);
+  index = back ? index + count : index - header.count;
+  return index < count ? entry_at(file, tree, {page, index}) : nullptr;
+}
+
+// Starts to fetch the record of an entry that comes soon: a walk then finds it in the cache.
 // Inline by force: a function that only fetches ahead is taken for one without effect, and its
 // calls are dropped.
 [[gnu::always_inline]] inline void fetch_ahead(const File& file, std::size_t tree, Place place,
                                                int mode) {
-  constexpr std::uint32_t kAhead = 8;
-  const std::uint32_t count = page_header(file, place.page).count;
-  const std::uint32_t index = mode == kIsPrevious ? place.index - kAhead : place.index + kAhead;
-  if (index >= count) return;
-  const SlotNumber slot = entry_number(file.trees[tree], entry_at(file, tree, {place.page, index}));
+  const std::byte* entry = entry_ahead(file, tree, place, mode);
+  if (entry == nullptr) return;
+  const SlotNumber slot = entry_number(file.trees[tree], entry);
   if (slot == 0 || slot > file.slots) return;
   for (std::uint32_t line = 0; line < std::min(file.slot_size, 256U); line += 64) {
     __builtin_prefetch(file.slot(slot) + line);
   }
-}
-
-// Whether the record in a slot is the one that the entry stands for.
-bool is_record_of(const File& file, std::size_t tree, const std::byte* entry,
-                  const std::byte* slot) {
-  const Probe probe = record_probe(file, tree, slot);
-  return std::memcmp(probe.data(), entry, file.trees[tree].compare_length) == 0;
 }
 
 // Copies the record of an entry; false when it is not whole, or not the entry's.
@@ -359,7 +366,7 @@ bool copy_record(File& file, std::size_t tree, Place place, SlotNumber& slot) {
   slot = entry_number(file.trees[tree], entry);
   if (slot == 0 || slot > file.slots) return false;
   const std::byte* at = file.slot(slot);
-  if (!slot_was_live(file, slot) || !is_record_of(file, tree, entry, at)) return false;
+  if (!slot_was_live(file, slot) || !is_entry_of(file, tree, entry, at)) return false;
   std::memcpy(state.record.data(), at + sizeof(SlotHeader), file.record_length);
   return true;
 }
@@ -384,8 +391,8 @@ bool attempt(File& file, const Descriptor& descriptor, const Search& search, boo
   }
   if (copy && !copy_record(file, descriptor.tree, found.place, result.slot)) return false;
   result.place = found.place;
-  std::memcpy(state.entry.data(), entry_at(file, descriptor.tree, found.place),
-              file.trees[descriptor.tree].compare_length);
+  copy_compared(state.entry, entry_at(file, descriptor.tree, found.place),
+                file.trees[descriptor.tree]);
   return true;
 }
 
@@ -394,16 +401,18 @@ constexpr int kReadAttempts = 100;
 
 int read_stable(const Descriptor& descriptor, const Search& search, bool copy, ReadResult& result) {
   File& file = *descriptor.file;
-  for (int round = 0;; ++round) {
-    const bool alone = round >= kReadAttempts && file.writable;
-    if (alone) {
-      if (const int failed = writer_begin(file)) return failed;
-    }
-    int failed = read_begin(file, result.changes);
+  int failed = 0;
+  const auto read_once = [&] {
+    failed = read_begin(file, result.changes);
     if (failed == 0 && !attempt(file, descriptor, search, copy, result)) failed = kIsBadFile;
-    const bool whole = read_was_whole(file, result.changes);
-    if (alone) writer_end(file);
-    if (whole) return failed;
+    return read_was_whole(file, result.changes);
+  };
+  for (int round = 0;; ++round) {
+    if (round == kReadAttempts && file.writable) {
+      const int waited = as_writer(file, [&] { return read_once() ? 0 : EAGAIN; });
+      return waited != 0 ? waited : failed;
+    }
+    if (read_once()) return failed;
   }
 }
 
@@ -416,37 +425,54 @@ void stand(Descriptor& descriptor, const Search& search, const ReadResult& resul
   }
 }
 
-int lock_record(Descriptor& descriptor, SlotNumber slot) {
+// The byte that stands for a record with this primary key.
+std::uint64_t lock_byte(const File& file, const char* record) {
+  const Probe probe = new_probe(file.trees[0], record, 0);
+  const std::uint64_t drawn = long_checksum(std::span(probe).first(file.trees[0].key_length));
+  return kRecordLocks + drawn % kRecordLockBytes;
+}
+
+int lock_record(Descriptor& descriptor, const char* record) {
   File& file = *descriptor.file;
   if (file.exclusive) return 0;
   if (!file.writable) return kIsNoLock;
-  const int failed = file.index.lock(kRecordLocks + slot, true);
+  const std::uint64_t byte = lock_byte(file, record);
+  const int failed = file.index.lock(byte, true);
   if (failed == EAGAIN) return kIsLocked;
   if (failed != 0) return failed;
   file.header().record_locks = 1;
-  if (descriptor.automatic && descriptor.automatic_lock != 0 && descriptor.automatic_lock != slot) {
-    file.index.unlock(kRecordLocks + descriptor.automatic_lock);
-  }
-  if (descriptor.automatic) descriptor.automatic_lock = slot;
-  return 0;
+  if (!descriptor.automatic) return 0;
+  const std::uint64_t before = std::exchange(descriptor.automatic_lock, byte);
+  return before == 0 || before == byte ? 0 : file.index.unlock(before);
+}
+
+// 107 when another process has the record locked, or the place of one that is not there.
+int check_not_locked(const File& file, const char* record) {
+  if (file.exclusive || file.header().record_locks == 0) return 0;
+  bool locked = false;
+  const int failed = file.index.locked_by_other(lock_byte(file, record), locked);
+  if (failed != 0) return failed;
+  return locked ? kIsLocked : 0;
+}
+
+int read_and_stand(Descriptor& descriptor, const Search& search) {
+  ReadResult result;
+  if (const int failed = read_stable(descriptor, search, true, result)) return failed;
+  stand(descriptor, search, result);
+  return result.error;
 }
 
 int read_record(Descriptor& descriptor, char* record, const Search& search, bool lock) {
   File& file = *descriptor.file;
   state.record.resize(std::max<std::size_t>(state.record.size(), file.record_length));
-  ReadResult result;
+  const auto read_and_lock = [&] {
+    const int failed = read_and_stand(descriptor, search);
+    return failed != 0 ? failed : lock_record(descriptor, state.record.data());
+  };
   // A record must not be deleted between being found and being locked.
-  const bool as_writer = lock && file.writable;
-  if (as_writer) {
-    if (const int failed = writer_begin(file)) return failed;
-  }
-  int failed = read_stable(descriptor, search, true, result);
-  if (failed == 0) {
-    stand(descriptor, search, result);
-    failed = result.error;
-  }
-  if (failed == 0 && lock) failed = lock_record(descriptor, result.slot);
-  if (as_writer) writer_end(file);
+  const int failed = !lock           ? read_and_stand(descriptor, search)
+                     : file.writable ? as_writer(file, read_and_lock)
+                                     : read_and_lock();
   if (failed == 0) std::memcpy(record, state.record.data(), file.record_length);
   return failed;
 }
@@ -508,17 +534,10 @@ int write_record(File& file, const char* record) {
   if (sequence > kLastSequence) return EFBIG;
   Paths paths;
   if (const int failed = find_paths_for_new(file, record, sequence, paths)) return failed;
+  if (const int failed = check_not_locked(file, record)) return failed;
   if (const int failed = change_prepare(file)) return failed;
   if (const int failed = change_prepare_space(file)) return failed;
   return insert_everywhere(file, record, sequence, paths);
-}
-
-int check_not_locked(const File& file, SlotNumber slot) {
-  if (file.exclusive || file.header().record_locks == 0) return 0;
-  bool locked = false;
-  const int failed = file.index.locked_by_other(kRecordLocks + slot, locked);
-  if (failed != 0) return failed;
-  return locked ? kIsLocked : 0;
 }
 
 int remove_everywhere(File& file, SlotNumber slot, Paths& paths) {
@@ -540,19 +559,10 @@ int delete_record(File& file, const char* record) {
   if (!tree_find(file, 0, probe, Bound::kNotLess, paths[0])) return kIsBadFile;
   if (!place_has_key(file, 0, paths[0].nodes[0], probe, slot)) return kIsNoRecord;
   if (slot == 0 || slot > file.slots || !slot_is_live(file, file.slot(slot))) return kIsBadFile;
-  if (const int failed = check_not_locked(file, slot)) return failed;
+  if (const int failed = check_not_locked(file, record)) return failed;
   if (const int failed = find_paths_of(file, slot, paths)) return failed;
   if (const int failed = change_prepare(file)) return failed;
   return remove_everywhere(file, slot, paths);
-}
-
-// Runs one change of the file as its writer.
-template <typename Body>
-int as_writer(File& file, Body body) {
-  if (const int failed = writer_begin(file)) return failed;
-  const int failed = body();
-  writer_end(file);
-  return failed;
 }
 
 // ---- Adding a key
@@ -585,6 +595,7 @@ int add_key(File& file, const KeyDescription& key) {
   }
   const TreeShape shape = tree_shape(key);
   if (!shape.duplicates && has_duplicates(file, shape)) return kIsDuplicate;
+  if (const int failed = slots_settle(file, 0)) return failed;  // or what is gone would be back
   const std::vector<TreeShape> before = file.trees;
   std::vector<TreeShape> after = before;
   after.push_back(shape);
@@ -723,8 +734,7 @@ int ISRELEASE(int number) {
     for (Descriptor& other : state.descriptors) {
       if (other.file == descriptor->file) other.automatic_lock = 0;
     }
-    constexpr std::uint64_t kAllSlots = std::uint64_t{1} << 32;
-    return finish(file.exclusive ? 0 : file.index.unlock(kRecordLocks, kAllSlots));
+    return finish(file.exclusive ? 0 : file.index.unlock(kRecordLocks, kRecordLockBytes));
   });
 }
 

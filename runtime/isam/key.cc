@@ -1,6 +1,7 @@
 #include "runtime/isam/key.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 
@@ -47,6 +48,29 @@ std::byte* put_part(const KeyPart& part, const char* record, std::byte* to) {
   return to + part.length;
 }
 
+// Short pieces, millions of times: a call of the C library for each costs more than the comparison.
+bool same_bytes(const char* a, const std::byte* b, std::size_t length) {
+  std::uint64_t left = 0;
+  std::uint64_t right = 0;
+  for (; length >= sizeof left; length -= sizeof left, a += sizeof left, b += sizeof left) {
+    std::memcpy(&left, a, sizeof left);
+    std::memcpy(&right, b, sizeof right);
+    if (left != right) return false;
+  }
+  for (; length > 0; --length, ++a, ++b) {
+    if (static_cast<std::byte>(*a) != *b) return false;
+  }
+  return true;
+}
+
+bool is_part_of(const KeyPart& part, const char* record, const std::byte* bytes) {
+  const auto length = static_cast<std::size_t>(part.length);
+  if (part.type == kIsCharacters) return same_bytes(record + part.start, bytes, length);
+  std::array<std::byte, sizeof(double)> number{};
+  put_part(part, record, number.data());
+  return std::memcmp(number.data(), bytes, length) == 0;
+}
+
 }  // namespace
 
 int key_check(const KeyDescription& key, int record_length) {
@@ -73,6 +97,14 @@ bool key_same(const KeyDescription& a, const KeyDescription& b) {
 void key_from_record(const KeyDescription& key, const char* record, std::byte* to) {
   for (const KeyPart& part : parts_of(key))
     to = put_part(part, record, to);
+}
+
+bool key_is_of_record(const KeyDescription& key, const char* record, const std::byte* bytes) {
+  for (const KeyPart& part : parts_of(key)) {
+    if (!is_part_of(part, record, bytes)) return false;
+    bytes += part.length;
+  }
+  return true;
 }
 
 }  // namespace marigold::isam

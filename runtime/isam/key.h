@@ -27,4 +27,7 @@ bool key_same(const KeyDescription& a, const KeyDescription& b);
 //                equals, and every NaN as the greatest value of all
 void key_from_record(const KeyDescription& key, const char* record, std::byte* to);
 
+// Whether this is what key_from_record would write for the record.
+bool key_is_of_record(const KeyDescription& key, const char* record, const std::byte* bytes);
+
 }  // namespace marigold::isam

@@ -51,15 +51,20 @@ static_assert(sizeof(DataHeader) <= kPageSize / 2);
 
 // A slot: this header, and the record's bytes.
 struct SlotHeader {
-  std::uint32_t check;  // of the rest of the header and the record; means nothing in a free slot
+  std::uint32_t check;  // of the sequence and the record; means nothing in a free slot
+  SlotNumber next;      // gone or free: the next slot of its chain, or 0
   std::uint16_t state;
-  // Live: when the record was written, counted over the life of the file, 48 bits, the lowest 16
-  // first. It orders equal keys. Free: the next free slot, or 0.
+  // When the record was written, counted over the life of the file, 48 bits, the lowest 16 first.
+  // It orders equal keys, and tells the later of two records with one primary key.
   std::array<std::uint16_t, 3> sequence;
 };
 
+// A deleted record's slot is gone at first: nothing is written there until everything stored so far
+// is on the disk. Whoever replaces a record by deleting and writing it has, after a power loss, the
+// old one or the new one.
 inline constexpr std::uint16_t kSlotUnused = 0;
 inline constexpr std::uint16_t kSlotLive = 0x4C4C;
+inline constexpr std::uint16_t kSlotGone = 0x4747;
 inline constexpr std::uint16_t kSlotFree = 0x4646;
 
 inline constexpr std::uint64_t kLastSequence = (std::uint64_t{1} << 48) - 1;
@@ -86,6 +91,9 @@ struct Contents {
   std::uint64_t free_pages;
   std::uint64_t slot_count;  // slots ever used; the next new one is this + 1
   std::uint64_t free_slot;   // first of the free slots, or 0
+  std::uint64_t gone_slot;   // first of the gone slots, or 0
+  std::uint64_t last_gone;   // the last one, when there is a first
+  std::uint64_t gone_slots;
   std::uint64_t record_count;
   std::uint64_t sequence;  // of the last record written
   std::array<TreeHeader, kIsMostKeys> trees;
@@ -137,7 +145,9 @@ inline constexpr std::uint64_t kPlaceLocks =
     kUseLock + 1;  // one for each process that has the file open
 inline constexpr std::uint32_t kPlaces = 4096;
 inline constexpr std::uint64_t kRegisterLock = kPlaceLocks + kPlaces;
-inline constexpr std::uint64_t kRecordLocks =
-    kUseLock + (std::uint64_t{1} << 33);  // plus the record's slot number
+// The byte of a record: one of so many, drawn by its primary key. So the lock outlives a record that
+// is deleted and written again, and holds the place of one that is not there.
+inline constexpr std::uint64_t kRecordLocks = kUseLock + (std::uint64_t{1} << 33);
+inline constexpr std::uint64_t kRecordLockBytes = std::uint64_t{1} << 61;
 
 }  // namespace marigold::isam

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "runtime/isam/record.h"
 #include "runtime/isam/tree.h"
@@ -56,7 +57,7 @@ int insert_run(File& file, std::size_t tree, std::vector<std::byte>& run) {
   });
   for (const std::byte* entry : order) {
     const SlotNumber slot = entry_number(shape, entry);
-    if (!slot_is_live(file, file.slot(slot))) continue;  // dropped meanwhile
+    if (!slot_has_survived(file, file.slot(slot))) continue;  // dropped meanwhile
     if (const int failed = insert_record(file, tree, slot)) return failed;
   }
   run.clear();
@@ -67,7 +68,7 @@ int build_tree(File& file, std::size_t tree) {
   const TreeShape& shape = file.trees[tree];
   std::vector<std::byte> run;
   for (std::uint64_t number = 1; number <= file.contents().slot_count; ++number) {
-    if (!slot_is_live(file, file.slot(number))) continue;
+    if (!slot_has_survived(file, file.slot(number))) continue;
     const Probe probe = record_probe(file, tree, file.slot(number));
     const auto slot = static_cast<SlotNumber>(number);
     run.insert(run.end(), probe.begin(), probe.begin() + shape.compare_length);
@@ -87,17 +88,18 @@ std::uint64_t last_used_slot(const File& file) {
   return last;
 }
 
-// Counts what is live and chains what is not, the lowest slot first.
+// Counts the records and chains the other slots, the lowest one first.
 void take_stock(File& file) {
   Contents& contents = file.contents();
   for (std::uint64_t number = contents.slot_count; number > 0; --number) {
     auto* header = reinterpret_cast<SlotHeader*>(file.slot(number));
-    if (slot_is_live(file, file.slot(number))) {
+    if (slot_has_survived(file, file.slot(number))) {
+      header->state = kSlotLive;
       ++contents.record_count;
       contents.sequence = std::max(contents.sequence, sequence_of(*header));
     } else {
       header->state = kSlotFree;
-      set_sequence(*header, contents.free_slot);
+      header->next = static_cast<SlotNumber>(contents.free_slot);
       contents.free_slot = number;
     }
   }
@@ -135,7 +137,12 @@ int rebuild_indexes(File& file) {
   if (const int failed = file_put_in_state(file, kStateRebuild)) return failed;
   file.logging = false;
   file.saved_pages.clear();
-  const int failed = make_all(file);
+  int failed = 0;
+  try {
+    failed = make_all(file);
+  } catch (const std::bad_alloc&) {
+    failed = kIsNoMemory;
+  }
   file.logging = true;
   file.saved_pages.clear();
   file.header().changes = (file.header().changes / 2 + 1) * 2;  // remembered places are void

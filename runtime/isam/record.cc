@@ -23,6 +23,18 @@ Probe record_probe(const File& file, std::size_t tree, const std::byte* slot) {
   return new_probe(file.trees[tree], record, record_sequence(slot));
 }
 
+bool is_entry_of(const File& file, std::size_t tree, const std::byte* entry,
+                 const std::byte* slot) {
+  const TreeShape& shape = file.trees[tree];
+  const auto* record = reinterpret_cast<const char*>(slot + sizeof(SlotHeader));
+  if (!key_is_of_record(shape.key, record, entry)) return false;
+  if (!shape.duplicates) return true;
+  std::uint64_t sequence = 0;
+  for (std::uint32_t i = shape.key_length; i < shape.compare_length; ++i)
+    sequence = sequence << 8 | std::to_integer<std::uint64_t>(entry[i]);
+  return sequence == record_sequence(slot);
+}
+
 bool place_has_key(const File& file, std::size_t tree, Place place, const Probe& probe,
                    SlotNumber& slot) {
   if (place.page == 0 || place.index >= page_header(file, place.page).count) return false;
@@ -37,6 +49,7 @@ void record_store(File& file, SlotNumber slot, const char* record, std::uint64_t
   std::memcpy(at + sizeof(SlotHeader), record, file.record_length);
   auto* header = reinterpret_cast<SlotHeader*>(at);
   set_sequence(*header, sequence);
+  header->next = 0;
   header->state = kSlotLive;
   header->check = slot_check(file, at);
 }

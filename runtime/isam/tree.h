@@ -20,7 +20,8 @@
 
 namespace marigold::isam {
 
-using Probe = std::array<std::byte, kLongestCompare>;  // the first compare_length bytes count
+// The first compare_length bytes count; whole pieces of 8 bytes can be taken and put.
+using Probe = std::array<std::byte, (kLongestCompare + 7) / 8 * 8>;
 
 // More levels than a tree of all possible slots can have.
 inline constexpr std::size_t kMostLevels = 24;
@@ -51,6 +52,13 @@ inline SlotNumber entry_number(const TreeShape& shape, const std::byte* entry) {
   SlotNumber number = 0;
   std::memcpy(&number, entry + shape.compare_length, sizeof number);
   return number;
+}
+
+// Copies what an entry is compared by. In pieces of 8 bytes, and so some bytes more than that: a call
+// of the C library for a few bytes would cost more than the copying.
+inline void copy_compared(Probe& to, const std::byte* from, const TreeShape& shape) {
+  for (std::uint32_t at = 0; at < shape.compare_length; at += 8)
+    std::memcpy(to.data() + at, from + at, 8);
 }
 
 // The place before the first entry that is not less than the probe, or greater than it.

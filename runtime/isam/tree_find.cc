@@ -43,10 +43,19 @@ struct Comparison {
   }
 };
 
+// Starts to fetch what a search of these entries looks at first, a line in each piece of 256 bytes:
+// one wait for memory in the place of one for each of the first halvings.
+[[gnu::always_inline]] inline void fetch_for_search(const std::byte* entries, std::size_t length) {
+  constexpr std::size_t kStride = 256;
+  for (std::size_t at = kStride / 2; at < length; at += kStride)
+    __builtin_prefetch(entries + at);
+}
+
 // The number of the first `count` entries that stand before the place.
 std::uint32_t entries_before(const std::byte* entries, std::uint32_t count,
                              std::uint32_t entry_length, const Comparison& comparison,
                              bool or_equal) {
+  fetch_for_search(entries, std::size_t{count} * entry_length);
   std::uint32_t first = 0;
   while (count > 0) {
     const std::uint32_t half = count / 2;

@@ -70,26 +70,32 @@ class Walk {
       say(std::to_string(records_) + " records, counted as " +
           std::to_string(contents.record_count));
     }
-    walk_free_slots();
+    const std::uint64_t free = walk_chain(contents.free_slot, kSlotFree, "free slot ");
+    const std::uint64_t gone = walk_chain(contents.gone_slot, kSlotGone, "gone slot ");
+    if (gone != contents.gone_slots) {
+      say(std::to_string(gone) + " gone slots, counted as " + std::to_string(contents.gone_slots));
+    }
+    if (free + gone + records_ + 1 != slots_.size()) {
+      say(std::to_string(slots_.size() - 1 - free - gone - records_) +
+          " slots hold no whole record and are not free");
+    }
   }
 
-  void walk_free_slots() {
-    std::uint64_t free = 0;
-    for (std::uint64_t number = file_.contents().free_slot; number != 0;) {
+  // The number of slots in a chain. A gone slot may be marked as a free one already.
+  std::uint64_t walk_chain(std::uint64_t number, std::uint16_t state, const char* what) {
+    std::uint64_t count = 0;
+    for (; number != 0; ++count) {
       if (number >= slots_.size() || slots_[number] != Use::kNone) {
-        say("free slot " + std::to_string(number) + " is outside the file or used twice");
-        return;
+        say(what + std::to_string(number) + " is outside the file or used twice");
+        break;
       }
       slots_[number] = Use::kFree;
       const auto* header = reinterpret_cast<const SlotHeader*>(file_.slot(number));
-      if (header->state != kSlotFree) say("slot " + std::to_string(number) + " is damaged");
-      number = sequence_of(*header);
-      ++free;
+      if (header->state != state && header->state != kSlotFree)
+        say(what + std::to_string(number) + " is damaged");
+      number = header->next;
     }
-    if (free + records_ + 1 != slots_.size()) {
-      say(std::to_string(slots_.size() - 1 - free - records_) +
-          " slots hold no whole record and are not free");
-    }
+    return count;
   }
 
   // ---- Trees
@@ -168,8 +174,7 @@ class Walk {
         say(where(tree, page) + ": entry " + std::to_string(i) + " has no record");
         continue;
       }
-      const Probe probe = record_probe(file_, tree, file_.slot(slot));
-      if (std::memcmp(probe.data(), entry, file_.trees[tree].compare_length) != 0) {
+      if (!is_entry_of(file_, tree, entry, file_.slot(slot))) {
         say(where(tree, page) + ": entry " + std::to_string(i) + " is not its record's");
       }
     }
