@@ -235,8 +235,8 @@ int recover(File& file) {
   if (!rebuild && header.writer == 0 && header.undo_used == 0 && header.changes % 2 == 0) return 0;
   if (!file.writable) return EACCES;
   if (rebuild) forget_interrupted(header);
-  return as_writer(
-      file, [&] { return must_be_rebuilt(file.header()) ? rebuild_indexes(file) : 0; });
+  return as_writer(file,
+                   [&] { return must_be_rebuilt(file.header()) ? rebuild_indexes(file) : 0; });
 }
 
 int open_registered(File& file) {

@@ -340,8 +340,8 @@ const std::byte* entry_ahead(const File& file, std::size_t tree, Place place, in
   if (index < header.count) return entry_at(file, tree, {place.page, index});
   const PageNumber page = back ? header.previous : header.next;
   if (page == 0 || page >= file.verified.size()) return nullptr;
-  const std::uint32_t count = std::min<std::uint32_t>(page_header(file, page).count,
-                                                      file.trees[tree].capacity);
+  const std::uint32_t count =
+      std::min<std::uint32_t>(page_header(file, page).count, file.trees[tree].capacity);
   index = back ? index + count : index - header.count;
   return index < count ? entry_at(file, tree, {page, index}) : nullptr;
 }
@@ -479,28 +479,47 @@ int read_record(Descriptor& descriptor, char* record, const Search& search, bool
 
 // ---- Writing
 
-using Paths = std::array<Path, kIsMostKeys>;
+// The entries of one record in all trees, and where they stand or go.
+struct Entries {
+  std::array<Probe, kIsMostKeys> probes;
+  std::array<Path, kIsMostKeys> paths;
+};
 
-// Finds the entry of a record in every tree, or the place where it goes; 100 when a key that must
-// be unique is there.
-int find_paths_for_new(File& file, const char* record, std::uint64_t sequence, Paths& paths) {
+// Those from the tree `first` on.
+bool find_entries(File& file, std::size_t first, const char* record, std::uint64_t sequence,
+                  Entries& entries) {
+  for (std::size_t tree = first; tree < file.trees.size(); ++tree) {
+    entries.probes[tree] = new_probe(file.trees[tree], record, sequence);
+    if (!tree_approach(file, tree, entries.probes[tree], entries.paths[tree])) return false;
+  }
+  for (std::size_t tree = first; tree < file.trees.size(); ++tree) {
+    if (!tree_arrive(file, tree, entries.probes[tree], Bound::kNotLess, entries.paths[tree]))
+      return false;
+  }
+  return true;
+}
+
+// Finds where the entries of a new record go; 100 when a key that must be unique is there.
+int find_entries_of_new(File& file, const char* record, std::uint64_t sequence, Entries& entries) {
+  if (!find_entries(file, 0, record, sequence, entries)) return kIsBadFile;
   for (std::size_t tree = 0; tree < file.trees.size(); ++tree) {
-    const Probe probe = new_probe(file.trees[tree], record, sequence);
     SlotNumber slot = 0;
-    if (!tree_find(file, tree, probe, Bound::kNotLess, paths[tree])) return kIsBadFile;
-    if (place_has_key(file, tree, paths[tree].nodes[0], probe, slot)) {
+    const Place place = entries.paths[tree].nodes[0];
+    if (place_has_key(file, tree, place, entries.probes[tree], slot))
       return file.trees[tree].duplicates ? kIsBadFile : kIsDuplicate;
-    }
   }
   return 0;
 }
 
-int find_paths_of(File& file, SlotNumber slot, Paths& paths) {
-  for (std::size_t tree = 0; tree < file.trees.size(); ++tree) {
-    const Probe probe = record_probe(file, tree, file.slot(slot));
+// Finds the entries of a record whose primary key's has been found.
+int find_further_entries(File& file, SlotNumber slot, Entries& entries) {
+  const std::byte* at = file.slot(slot);
+  const auto* record = reinterpret_cast<const char*>(at + sizeof(SlotHeader));
+  if (!find_entries(file, 1, record, record_sequence(at), entries)) return kIsBadFile;
+  for (std::size_t tree = 1; tree < file.trees.size(); ++tree) {
     SlotNumber found = 0;
-    if (!tree_find(file, tree, probe, Bound::kNotLess, paths[tree])) return kIsBadFile;
-    if (!place_has_key(file, tree, paths[tree].nodes[0], probe, found) || found != slot)
+    const Place place = entries.paths[tree].nodes[0];
+    if (!place_has_key(file, tree, place, entries.probes[tree], found) || found != slot)
       return kIsBadFile;
   }
   return 0;
@@ -511,7 +530,7 @@ int take_back(File& file, int reason) {
   return failed != 0 ? failed : reason;
 }
 
-int insert_everywhere(File& file, const char* record, std::uint64_t sequence, Paths& paths) {
+int insert_everywhere(File& file, const char* record, std::uint64_t sequence, Entries& entries) {
   change_begin(file);
   Contents& contents = file.contents();
   const SlotNumber slot = slot_take(file);
@@ -520,9 +539,10 @@ int insert_everywhere(File& file, const char* record, std::uint64_t sequence, Pa
   contents.sequence = sequence;
   ++contents.record_count;
   for (std::size_t tree = 0; tree < file.trees.size(); ++tree) {
-    const Probe probe = new_probe(file.trees[tree], record, sequence);
-    if (const int failed = tree_insert(file, tree, paths[tree], probe, slot))
+    if (const int failed =
+            tree_insert(file, tree, entries.paths[tree], entries.probes[tree], slot)) {
       return take_back(file, failed);
+    }
   }
   change_end(file);
   return 0;
@@ -532,18 +552,19 @@ int write_record(File& file, const char* record) {
   if (const int failed = make_visible(file)) return failed;
   const std::uint64_t sequence = file.contents().sequence + 1;
   if (sequence > kLastSequence) return EFBIG;
-  Paths paths;
-  if (const int failed = find_paths_for_new(file, record, sequence, paths)) return failed;
+  Entries entries;
+  if (const int failed = find_entries_of_new(file, record, sequence, entries)) return failed;
   if (const int failed = check_not_locked(file, record)) return failed;
   if (const int failed = change_prepare(file)) return failed;
   if (const int failed = change_prepare_space(file)) return failed;
-  return insert_everywhere(file, record, sequence, paths);
+  return insert_everywhere(file, record, sequence, entries);
 }
 
-int remove_everywhere(File& file, SlotNumber slot, Paths& paths) {
+int remove_everywhere(File& file, SlotNumber slot, Entries& entries) {
   change_begin(file);
   for (std::size_t tree = 0; tree < file.trees.size(); ++tree) {
-    if (const int failed = tree_remove(file, tree, paths[tree])) return take_back(file, failed);
+    if (const int failed = tree_remove(file, tree, entries.paths[tree]))
+      return take_back(file, failed);
   }
   slot_give(file, slot);
   --file.contents().record_count;
@@ -554,15 +575,17 @@ int remove_everywhere(File& file, SlotNumber slot, Paths& paths) {
 int delete_record(File& file, const char* record) {
   if (const int failed = make_visible(file)) return failed;
   const Probe probe = new_probe(file.trees[0], record, 0);
-  Paths paths;
+  Entries entries;
+  Path& path = entries.paths[0];
   SlotNumber slot = 0;
-  if (!tree_find(file, 0, probe, Bound::kNotLess, paths[0])) return kIsBadFile;
-  if (!place_has_key(file, 0, paths[0].nodes[0], probe, slot)) return kIsNoRecord;
-  if (slot == 0 || slot > file.slots || !slot_is_live(file, file.slot(slot))) return kIsBadFile;
+  if (!tree_find(file, 0, probe, Bound::kNotLess, path)) return kIsBadFile;
+  if (!place_has_key(file, 0, path.nodes[0], probe, slot)) return kIsNoRecord;
+  if (slot == 0 || slot > file.slots || !slot_was_live(file, slot)) return kIsBadFile;
+  if (!is_entry_of(file, 0, probe.data(), file.slot(slot))) return kIsBadFile;
   if (const int failed = check_not_locked(file, record)) return failed;
-  if (const int failed = find_paths_of(file, slot, paths)) return failed;
+  if (const int failed = find_further_entries(file, slot, entries)) return failed;
   if (const int failed = change_prepare(file)) return failed;
-  return remove_everywhere(file, slot, paths);
+  return remove_everywhere(file, slot, entries);
 }
 
 // ---- Adding a key

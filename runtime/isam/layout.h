@@ -145,8 +145,8 @@ inline constexpr std::uint64_t kPlaceLocks =
     kUseLock + 1;  // one for each process that has the file open
 inline constexpr std::uint32_t kPlaces = 4096;
 inline constexpr std::uint64_t kRegisterLock = kPlaceLocks + kPlaces;
-// The byte of a record: one of so many, drawn by its primary key. So the lock outlives a record that
-// is deleted and written again, and holds the place of one that is not there.
+// The byte of a record: one of so many, drawn by its primary key. So the lock outlives a record
+// that is deleted and written again, and holds the place of one that is not there.
 inline constexpr std::uint64_t kRecordLocks = kUseLock + (std::uint64_t{1} << 33);
 inline constexpr std::uint64_t kRecordLockBytes = std::uint64_t{1} << 61;
 

@@ -54,8 +54,8 @@ inline SlotNumber entry_number(const TreeShape& shape, const std::byte* entry) {
   return number;
 }
 
-// Copies what an entry is compared by. In pieces of 8 bytes, and so some bytes more than that: a call
-// of the C library for a few bytes would cost more than the copying.
+// Copies what an entry is compared by. In pieces of 8 bytes, and so some bytes more than that: a
+// call of the C library for a few bytes would cost more than the copying.
 inline void copy_compared(Probe& to, const std::byte* from, const TreeShape& shape) {
   for (std::uint32_t at = 0; at < shape.compare_length; at += 8)
     std::memcpy(to.data() + at, from + at, 8);
@@ -64,6 +64,11 @@ inline void copy_compared(Probe& to, const std::byte* from, const TreeShape& sha
 // The place before the first entry that is not less than the probe, or greater than it.
 enum class Bound { kNotLess, kGreater };
 bool tree_find(File& file, std::size_t tree, const Probe& probe, Bound bound, Path& path);
+
+// The same in two steps: down to the leaf, which is then being fetched, and the place in it.
+// Between them the caller approaches the other trees, and waits once for the leaves of all.
+bool tree_approach(File& file, std::size_t tree, const Probe& probe, Path& path);
+bool tree_arrive(File& file, std::size_t tree, const Probe& probe, Bound bound, Path& path);
 
 // Moves from the place behind the last entry of a leaf to the first entry of the next; page 0 when
 // there is none.

@@ -43,19 +43,10 @@ struct Comparison {
   }
 };
 
-// Starts to fetch what a search of these entries looks at first, a line in each piece of 256 bytes:
-// one wait for memory in the place of one for each of the first halvings.
-[[gnu::always_inline]] inline void fetch_for_search(const std::byte* entries, std::size_t length) {
-  constexpr std::size_t kStride = 256;
-  for (std::size_t at = kStride / 2; at < length; at += kStride)
-    __builtin_prefetch(entries + at);
-}
-
 // The number of the first `count` entries that stand before the place.
 std::uint32_t entries_before(const std::byte* entries, std::uint32_t count,
                              std::uint32_t entry_length, const Comparison& comparison,
                              bool or_equal) {
-  fetch_for_search(entries, std::size_t{count} * entry_length);
   std::uint32_t first = 0;
   while (count > 0) {
     const std::uint32_t half = count / 2;
@@ -75,39 +66,65 @@ PageNumber child_at(const File& file, std::size_t tree, PageNumber page, std::ui
   return entry_number(file.trees[tree], entry_at(file, tree, {page, index}));
 }
 
-// Goes down from the root; `choose` gives the child to follow in an inner node, and the index in
-// the leaf.
+// Starts to fetch what a search in a leaf looks at, a line in each piece of 256 bytes: one wait for
+// memory in the place of one for each of the first halvings.
+[[gnu::always_inline]] inline void fetch_leaf(const File& file, PageNumber page) {
+  constexpr std::size_t kStride = 256;
+  if (page >= file.verified.size()) return;
+  for (std::size_t at = 0; at < kPageSize; at += kStride)
+    __builtin_prefetch(file.page(page) + at);
+}
+
+bool node_is_sound(File& file, PageNumber page, std::uint8_t kind, std::size_t tree) {
+  return page_is_sound(file, page, kind, tree) &&
+         page_header(file, page).count <= file.trees[tree].capacity;
+}
+
+// Goes down from the root to a leaf, which is not looked at yet; `choose` gives the child to follow
+// in an inner node.
 template <typename Choose>
 bool descend(File& file, std::size_t tree, Path& path, Choose choose) {
   const TreeHeader root = file.contents().trees[tree];
   if (root.levels < 1 || root.levels > kMostLevels) return false;
   path.levels = root.levels;
   PageNumber page = root.root;
-  for (std::size_t level = root.levels - 1;; --level) {
-    if (!page_is_sound(file, page, level == 0 ? kLeaf : kInner, tree)) return false;
+  for (std::size_t level = root.levels - 1; level > 0; --level) {
+    if (!node_is_sound(file, page, kInner, tree)) return false;
     const std::uint32_t count = page_header(file, page).count;
-    if (count > file.trees[tree].capacity || (level > 0 && count == 0)) return false;
-    const std::uint32_t index = choose(page, count, level);
+    if (count == 0) return false;
+    const std::uint32_t index = choose(page, count);
     path.nodes[level] = {page, index};
-    if (level == 0) return true;
     page = child_at(file, tree, page, index);
   }
+  path.nodes[0] = {page, 0};
+  return true;
 }
 
 }  // namespace
 
-bool tree_find(File& file, std::size_t tree, const Probe& probe, Bound bound, Path& path) {
+bool tree_approach(File& file, std::size_t tree, const Probe& probe, Path& path) {
   const TreeShape& shape = file.trees[tree];
   const Comparison comparison(probe, shape.compare_length);
-  return descend(file, tree, path, [&](PageNumber page, std::uint32_t count, std::size_t level) {
-    const std::byte* entries = entries_of(file, page);
-    if (level == 0) {
-      return entries_before(entries, count, shape.entry_length, comparison,
-                            bound == Bound::kGreater);
-    }
-    return entries_before(entries + shape.entry_length, count - 1, shape.entry_length, comparison,
-                          true);
+  const bool sound = descend(file, tree, path, [&](PageNumber page, std::uint32_t count) {
+    return entries_before(entries_of(file, page) + shape.entry_length, count - 1,
+                          shape.entry_length, comparison, true);
   });
+  if (sound) fetch_leaf(file, path.nodes[0].page);
+  return sound;
+}
+
+bool tree_arrive(File& file, std::size_t tree, const Probe& probe, Bound bound, Path& path) {
+  const TreeShape& shape = file.trees[tree];
+  Place& place = path.nodes[0];
+  if (!node_is_sound(file, place.page, kLeaf, tree)) return false;
+  place.index = entries_before(entries_of(file, place.page), page_header(file, place.page).count,
+                               shape.entry_length, Comparison(probe, shape.compare_length),
+                               bound == Bound::kGreater);
+  return true;
+}
+
+bool tree_find(File& file, std::size_t tree, const Probe& probe, Bound bound, Path& path) {
+  return tree_approach(file, tree, probe, path) && tree_arrive(file, tree, probe, bound, path);
 }
 
 bool tree_settle_forward(File& file, std::size_t tree, Place& place) {
@@ -135,20 +152,19 @@ bool tree_step_back(File& file, std::size_t tree, Place& place) {
 
 bool tree_first(File& file, std::size_t tree, Place& place) {
   Path path;
-  const bool sound =
-      descend(file, tree, path, [](PageNumber, std::uint32_t, std::size_t) { return 0U; });
+  if (!descend(file, tree, path, [](PageNumber, std::uint32_t) { return 0U; })) return false;
   place = path.nodes[0];
-  return sound;
+  return node_is_sound(file, place.page, kLeaf, tree);
 }
 
 bool tree_end(File& file, std::size_t tree, Place& place) {
   Path path;
-  const bool sound =
-      descend(file, tree, path, [](PageNumber, std::uint32_t count, std::size_t level) {
-        return level == 0 ? count : count - 1;
-      });
+  const auto last = [](PageNumber, std::uint32_t count) { return count - 1; };
+  if (!descend(file, tree, path, last)) return false;
   place = path.nodes[0];
-  return sound;
+  if (!node_is_sound(file, place.page, kLeaf, tree)) return false;
+  place.index = page_header(file, place.page).count;
+  return true;
 }
 
 }  // namespace marigold::isam
