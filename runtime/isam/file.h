@@ -54,24 +54,23 @@ struct File {
   int users = 0;           // descriptors of this process on it
   bool writable = false;   // the system lets us change it
   bool exclusive = false;  // nobody else has it open
-  bool logging =
-      true;  // off while the trees are made anew, which is begun again when it is interrupted
+  // Off while the trees are made anew, which is begun again when it is interrupted.
+  bool logging = true;
   std::uint32_t place = 0;  // the byte of kPlaceLocks that we hold
   std::uint32_t record_length = 0;
   std::uint32_t slot_size = 0;
-  std::uint64_t index_space =
-      0;  // bytes that the file has and that are visible; others may have added more
+  // Bytes that the files have and that are visible; others may have added more.
+  std::uint64_t index_space = 0;
   std::uint64_t data_space = 0;
-  std::uint64_t slots =
-      0;  // that are visible; no higher number may be followed, whatever a changing header says
+  // That are visible; no higher number may be followed, whatever a changing header says.
+  std::uint64_t slots = 0;
   int registering = 0;  // how often we hold the register lock
   std::vector<TreeShape> trees;
   // Of which this change need not save anything any more. Room for all that the undo area can hold,
   // so that no change runs out of memory.
   std::vector<PageNumber> saved_pages;
-  std::vector<std::uint64_t> verified_slots;  // a bit each, likewise
-  std::vector<std::uint8_t>
-      verified;  // by page: its check was found right, or has since become void
+  std::vector<std::uint64_t> verified_slots;  // a bit each: its check was right
+  std::vector<std::uint8_t> verified;  // by page: its check was right, or has become void since
 
   [[nodiscard]] IndexHeader& header() const {
     return *reinterpret_cast<IndexHeader*>(index.memory());
@@ -92,8 +91,8 @@ struct OpenRequest {
   std::string data_path;
   std::string base;
   bool exclusive = false;
-  bool write = false;  // the caller wants to change it; otherwise it is opened for reading where
-                       // the system allows no more
+  // The caller wants to change it; otherwise it is opened for reading where the system allows no more.
+  bool write = false;
 };
 
 // The undo area that changes of these trees can need, in pages.

@@ -11,10 +11,11 @@
 //
 // What holds when an operation has returned:
 //   - ISWRITE, ISDELETE, ISADDINDEX with 0: it is done for every process, and stays done if any
-//   process is killed;
+//     process is killed;
 //   - ISFLUSH, ISCLOSE with 0: everything done before, by anyone, is on the disk. After a power
-//   loss the file opens again
-//     with at least that; its indexes are then made anew from the data file.
+//     loss the file opens again with at least that; its indexes are then made anew from the data
+//     file. A record that was on the disk and is since only replaced (deleted and written again) is
+//     there in its old form or in a newer one.
 #pragma once
 
 #include <array>
@@ -29,25 +30,25 @@ namespace marigold {
 
 extern int iserrno;
 
-inline constexpr int kIsDuplicate =
-    100;  // EDUPL: a record with this value of a key without duplicates exists
-inline constexpr int kIsNotOpen = 101;      // ENOTOPEN: no such descriptor, or not open for this
-inline constexpr int kIsBadArgument = 102;  // EBADARG: bad mode, lock mode or length
-inline constexpr int kIsBadKey = 103;  // EBADKEY: bad or unknown key description, more than 16 keys
+// clang-format off
+inline constexpr int kIsDuplicate = 100;     // EDUPL: a key without duplicates has this value
+inline constexpr int kIsNotOpen = 101;       // ENOTOPEN: no such descriptor, or not open for this
+inline constexpr int kIsBadArgument = 102;   // EBADARG: bad mode, lock mode or length
+inline constexpr int kIsBadKey = 103;        // EBADKEY: bad or unknown key, more than 16 keys
 inline constexpr int kIsTooMany = 104;       // ETOOMANY: more than 30 files open
 inline constexpr int kIsBadFile = 105;       // EBADFILE: damaged, or no keyed file; left as it is
 inline constexpr int kIsNotExclusive = 106;  // ENOTEXCL: the operation needs the file for itself
-inline constexpr int kIsLocked = 107;        // ELOCKED: the record is locked by another process
+inline constexpr int kIsLocked = 107;        // ELOCKED: another process has the record locked
 inline constexpr int kIsKeyExists = 108;     // EKEXISTS: the file has this key already
 inline constexpr int kIsPrimaryKey = 109;    // EPRIMKEY
 inline constexpr int kIsEndOfFile = 110;     // EENDFILE: beginning or end of the file reached
 inline constexpr int kIsNoRecord = 111;      // ENOREC: no record found
 inline constexpr int kIsNoCurrent = 112;     // ENOCURR: no current record
-inline constexpr int kIsFileLocked =
-    113;  // EFLOCKED: the file is in use in a way that excludes this one
-inline constexpr int kIsNameTooLong = 114;  // EFNAME: more than 1024 characters
-inline constexpr int kIsNoLock = 115;       // ENOLOK: a lock could not be set up
-inline constexpr int kIsNoMemory = 116;     // EBADMEM
+inline constexpr int kIsFileLocked = 113;    // EFLOCKED: in use in a way that excludes this one
+inline constexpr int kIsNameTooLong = 114;   // EFNAME: more than 1024 characters
+inline constexpr int kIsNoLock = 115;        // ENOLOK: a lock could not be set up
+inline constexpr int kIsNoMemory = 116;      // EBADMEM: memory could not be allocated
+// clang-format on
 
 // The name of one of the engine's own error numbers (100 to 119), "" for any other.
 const char* iserror_name(int number);
@@ -62,8 +63,8 @@ inline constexpr int kIsLongestRecord = 32'767;  // bytes
 inline constexpr std::int16_t kIsCharacters = 0;  // bytes, compared unsigned from the left
 inline constexpr std::int16_t kIsInt2 = 1;        // 2-byte integer, big-endian, signed
 inline constexpr std::int16_t kIsInt4 = 2;        // 4-byte integer, big-endian, signed
-inline constexpr std::int16_t kIsDouble =
-    3;  // IEEE double in the machine's byte order; a NaN sorts above all
+// An IEEE double in the machine's byte order; a NaN sorts above all.
+inline constexpr std::int16_t kIsDouble = 3;
 
 struct KeyPart {
   std::int16_t start = 0;   // offset in the record
@@ -73,8 +74,8 @@ struct KeyPart {
 };
 
 struct KeyDescription {
-  std::int16_t flags =
-      0;  // 1: duplicates are allowed, and delivered in the order in which they were written
+  // 1: duplicates are allowed, and delivered in the order in which they were written.
+  std::int16_t flags = 0;
   std::int16_t part_count = 0;
   std::array<KeyPart, kIsMostParts> parts{};
 };
@@ -87,8 +88,7 @@ inline constexpr std::int16_t kIsDuplicatesAllowed = 1;
 inline constexpr int kIsInput = 0;
 inline constexpr int kIsOutput = 1;
 inline constexpr int kIsInputOutput = 2;
-inline constexpr int kIsAutoLock =
-    0x200;  // every read locks its record and gives back the lock before it
+inline constexpr int kIsAutoLock = 0x200;    // each read locks, and gives the lock before back
 inline constexpr int kIsManualLock = 0x400;  // reads lock on demand
 inline constexpr int kIsExclusive = 0x800;   // nobody else may open the file
 inline constexpr int kIsReadOnly = 0x8000;   // with kIsInput: nothing will be written
@@ -134,14 +134,16 @@ int ISSTART(int number, const KeyDescription& key, int length, const char* recor
 // is as it was.
 int ISREAD(int number, char* record, int mode);
 
-// Adds a record. The position stays. 100: a key without duplicates has this value already.
+// Adds a record. The position stays. 100: a key without duplicates has this value already; 107:
+// another process has the primary key locked, of a record that it has deleted.
 int ISWRITE(int number, const char* record);
 
 // Deletes the record with the primary key in the buffer. 111: there is none; 107: another process
 // has it locked.
 int ISDELETE(int number, const char* record);
 
-// Gives back all record locks of this process on the file.
+// Gives back all record locks of this process on the file. A lock stands for the primary key: it
+// stays when its holder deletes the record and writes it again.
 int ISRELEASE(int number);
 
 // Brings everything done so far to the disk.

@@ -23,8 +23,7 @@ bool key_same(const KeyDescription& a, const KeyDescription& b);
 //   characters   as they are
 //   integers     with the sign bit turned over, so that negative ones come first
 //   doubles      big-endian; negative ones with all bits turned over, others with the sign bit;
-//   -0.0 as 0.0, which it
-//                equals, and every NaN as the greatest value of all
+//                -0.0 as 0.0, which it equals, and every NaN as the greatest value of all
 void key_from_record(const KeyDescription& key, const char* record, std::byte* to);
 
 // Whether this is what key_from_record would write for the record.

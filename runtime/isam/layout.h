@@ -74,8 +74,7 @@ inline constexpr std::uint64_t kLastSequence = (std::uint64_t{1} << 48) - 1;
 // How a file stands that is not open; see file.cc for who changes it when.
 inline constexpr std::uint32_t kStateClean = 0;  // index and data fit, every check is valid
 inline constexpr std::uint32_t kStateInUse = 1;  // fit as long as this boot of the machine lasts
-inline constexpr std::uint32_t kStateRebuild =
-    2;  // the trees mean nothing: make them from the data file
+inline constexpr std::uint32_t kStateRebuild = 2;  // trees mean nothing: make them from the data
 inline constexpr std::uint32_t kStateNewborn = 3;  // being built: as if it were not there
 
 struct TreeHeader {
@@ -106,8 +105,8 @@ struct IndexHeader {
   std::uint64_t file_id;
   std::uint32_t writer;        // * who is changing the file: its place plus 1; 0 for nobody
   std::uint32_t record_locks;  // * 1: some process has locked a record since the file was clean
-  std::uint64_t
-      changes;  // * counts up at the start and the end of each change; odd while one is going on
+  // * counts up at the start and the end of each change; odd while one is going on
+  std::uint64_t changes;
   BootIdentity boot;         // * of the machine's run in which the file was put in use
   std::uint64_t undo_pages;  // of the undo area, which begins with page 1
   std::uint64_t undo_used;   // bytes; 0: nothing to undo
@@ -120,8 +119,8 @@ static_assert(std::is_trivially_copyable_v<IndexHeader> &&
               std::is_trivially_copyable_v<DataHeader>);
 
 struct PageHeader {
-  std::uint32_t check;  // of the rest of the header and the entries, never 0; 0: changed since the
-                        // file was clean
+  // Of the rest of the header and the entries, never 0; 0: changed since the file was clean.
+  std::uint32_t check;
   std::uint8_t kind;
   std::uint8_t tree;  // whose node it is
   std::uint16_t count;
@@ -139,10 +138,10 @@ inline constexpr std::uint8_t kFreePage = 3;
 
 // ---- Bytes that are locked, far beyond anything stored
 
-inline constexpr std::uint64_t kUseLock =
-    std::uint64_t{1} << 62;  // shared by all who have the file open, or exclusive
-inline constexpr std::uint64_t kPlaceLocks =
-    kUseLock + 1;  // one for each process that has the file open
+// Shared by all who have the file open, or exclusive.
+inline constexpr std::uint64_t kUseLock = std::uint64_t{1} << 62;
+// One for each process that has the file open.
+inline constexpr std::uint64_t kPlaceLocks = kUseLock + 1;
 inline constexpr std::uint32_t kPlaces = 4096;
 inline constexpr std::uint64_t kRegisterLock = kPlaceLocks + kPlaces;
 // The byte of a record: one of so many, drawn by its primary key. So the lock outlives a record
