@@ -91,7 +91,8 @@ struct OpenRequest {
   std::string data_path;
   std::string base;
   bool exclusive = false;
-  // The caller wants to change it; otherwise it is opened for reading where the system allows no more.
+  // The caller wants to change it; otherwise it is opened for reading where the system allows no
+  // more.
   bool write = false;
 };
 

@@ -72,8 +72,8 @@ inline constexpr std::uint64_t kLastSequence = (std::uint64_t{1} << 48) - 1;
 // ---- The index file
 
 // How a file stands that is not open; see file.cc for who changes it when.
-inline constexpr std::uint32_t kStateClean = 0;  // index and data fit, every check is valid
-inline constexpr std::uint32_t kStateInUse = 1;  // fit as long as this boot of the machine lasts
+inline constexpr std::uint32_t kStateClean = 0;    // index and data fit, every check is valid
+inline constexpr std::uint32_t kStateInUse = 1;    // fit as long as this boot of the machine lasts
 inline constexpr std::uint32_t kStateRebuild = 2;  // trees mean nothing: make them from the data
 inline constexpr std::uint32_t kStateNewborn = 3;  // being built: as if it were not there
 
