@@ -6,6 +6,7 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
+#include "runtime/data/data_fatal.h"
 #include "runtime/data/data_path.h"
 #include "runtime/data/field_access.h"
 #include "runtime/data/isam_access.h"
@@ -166,6 +167,7 @@ void data_close_all() {
 }
 
 void data_clear_record(FileDefinition& file) {
+  if (file.record.empty()) data_fatal(file.name.c_str(), kIsNotOpen);
   fields_preset(file, file.record);
 }
 

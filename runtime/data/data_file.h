@@ -30,7 +30,8 @@ int data_open(std::string_view name, LockWait wait, bool exclusive = false);
 void data_close(FileDefinition& file);
 void data_close_all();
 
-// Gives every field its presets, or zeros, and clears the rest of the record.
+// Gives every field its presets, or zeros, and clears the rest of the record. Error 101 when the
+// file is not open.
 void data_clear_record(FileDefinition& file);
 
 // By the key value in the record. 0, 3 or 4.

@@ -71,7 +71,7 @@ struct KeyTable {
   std::array<KeyDefinition, kMostDefinedKeys> keys{};
 };
 
-// What the engine needs of an open keyed file.
+// Which open file it is, for the operations of its kind.
 struct EngineState {
   int descriptor = -1;
   int selected_key = -1;     // from 1; -1 after opening

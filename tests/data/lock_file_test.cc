@@ -80,7 +80,7 @@ TEST_F(DataTest, SharedLocksAreWaitedFor) {
   static OtherProcess* holder;
   clock_sleep_hook = [](int seconds) {
     EXPECT_EQ(seconds, 1);
-    holder->let_go();
+    holder->kill_it();
   };
   OtherProcess other([] { return path_lock_exclusive(4) == 0; });
   holder = &other;

@@ -85,37 +85,27 @@ bool elsewhere(const std::function<bool()>& body) {
 }
 
 OtherProcess::OtherProcess(const std::function<bool()>& body) {
-  int ready[2];
-  int hold[2];
-  if (pipe(ready) != 0 || pipe(hold) != 0) std::abort();
+  int ends[2];
+  if (pipe(ends) != 0) std::abort();
   child_ = fork();
   if (child_ == 0) {
     begin_process();
     const char answer = body() ? 'y' : 'n';
-    char end = 0;
-    const bool told = ::write(ready[1], &answer, 1) == 1 && ::read(hold[0], &end, 1) == 1;
-    _exit(told ? 0 : 1);
+    if (::write(ends[1], &answer, 1) != 1) _exit(1);
+    for (;;)
+      pause();
   }
-  close(ready[1]);
-  close(hold[0]);
-  hold_ = hold[1];
+  close(ends[1]);
   char answer = 0;
-  ready_ = ::read(ready[0], &answer, 1) == 1 && answer == 'y';
-  close(ready[0]);
-}
-
-void OtherProcess::let_go() {
-  if (child_ < 0) return;
-  const bool told = ::write(hold_, "", 1) == 1;
-  close(hold_);
-  if (!told) kill(child_, SIGKILL);
-  waitpid(child_, nullptr, 0);
-  child_ = -1;
+  ready_ = ::read(ends[0], &answer, 1) == 1 && answer == 'y';
+  close(ends[0]);
 }
 
 void OtherProcess::kill_it() {
+  if (child_ < 0) return;
   kill(child_, SIGKILL);
-  let_go();
+  waitpid(child_, nullptr, 0);
+  child_ = -1;
 }
 
 void fill(FileDefinition& file, int number, std::string_view name) {

@@ -34,19 +34,16 @@ struct DataTest : testing::Test {
 // Runs in another process, after begin_process; true when it says so.
 bool elsewhere(const std::function<bool()>& body);
 
-// Another process that has done this and lives until it is let go (or killed).
+// Another process that has done this, said so, and lives until it is killed.
 class OtherProcess {
  public:
   explicit OtherProcess(const std::function<bool()>& body);
-  ~OtherProcess() { let_go(); }
-  void let_go();
+  ~OtherProcess() { kill_it(); }
   void kill_it();
   [[nodiscard]] bool ready() const { return ready_; }
-  [[nodiscard]] pid_t number() const { return child_; }
 
  private:
   pid_t child_ = -1;
-  int hold_ = -1;
   bool ready_ = false;
 };
 
