@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -159,9 +160,8 @@ int finish_making(const FileDefinition& file, const std::string& base, int mode,
   return ISOPEN(base.c_str(), mode);
 }
 
-int get_info(int descriptor, const std::string& base, IsamInfo& info) {
-  if (isinfo(descriptor, info) == 0) return 0;
-  fatal(base.c_str());
+void get_info(int descriptor, const std::string& base, IsamInfo& info) {
+  if (isinfo(descriptor, info) != 0) fatal(base.c_str());
 }
 
 int open_for(const FileDefinition& file, const std::string& base, int mode, bool& created) {

@@ -97,7 +97,8 @@ int deliver(FileDefinition& file, OpenFile& open, RecordNumber number) {
 // The first record from `number` on in steps of 1 or -1.
 int walk(FileDefinition& file, OpenFile& open, RecordNumber number, int step) {
   const RecordNumber last = count(file, open);
-  for (number = std::min(number, last + 1); number >= 1 && number <= last; number += step) {
+  if (step < 0) number = std::min(number, last);
+  for (; number >= 1 && number <= last; number += step) {
     if (fetch(file, open, number)) return deliver(file, open, number);
   }
   return kDataNotFound;
