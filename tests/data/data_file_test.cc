@@ -182,6 +182,7 @@ TEST_P(BothKinds, LockedFilesAndRecordsAreWaitedForAsWanted) {
         result = open(name.c_str(), row.wait);
         if (reading && result == 0) result = read(file, 1, true, row.wait);
       });
+      holder = nullptr;
       EXPECT_EQ(result, row.result) << message << sleeps;
       EXPECT_EQ(sleeps, row.sleeps) << message;
       EXPECT_EQ(errors, row.messages == 0 ? "" : row.messages == 1 ? message : message + message);
@@ -308,8 +309,9 @@ TEST_F(DataTest, WhatNobodyCanResolveEndsTheProcess) {
            {[](File& f) { data_get_integer(opened(f), "ZONE", 4); }, "^", 4},
            {[](File&) { write_file("data/4/CUSTOMER.idx", "x"); }, "^\nstr: data/4/C", 105},
            {[](File&) { unlink("data/4/CUSTOMER.idx"); }, "^\nstr: make_isam\n", 1017}}) {
-    std::string report = std::to_string(row.number) + "\n";
-    report = row.said + "(.|\n)*error\n"s + std::string(11 - report.size(), ' ') + report;
+    const std::string number = std::to_string(row.number) + "\n";
+    std::string report(row.said);
+    report.append("(.|\n)*error\n").append(11 - number.size(), ' ').append(number);
     EXPECT_EXIT(
         {
           row.change(definition_get("CUSTOMER"));

@@ -40,20 +40,17 @@ TEST_F(DataTest, WrongUseOfAFieldIsRefused) {
   const auto get = [&](const char* field, int index, auto& value) {
     return field_get(*file.find_field(field), index, record.data(), value);
   };
-  const auto view = [](const char* bytes, std::size_t length) {
-    return std::string_view(bytes, length);
-  };
   for (const int result :
        {put("SNR", 1, std::int16_t{1}), put("ZONE", 1, 1), put("SNR", 1, 1.0), put("RATE", 1, 1),
-        put("RATE", 1, view("1", 1)), put("NAME", 1, view("a\0b", 3)), get("SINCE", 1, small),
-        get("ZONE", 1, large), get("SNR", 1, real), get("SNR", 1, text)})
+        put("RATE", 1, std::string_view("1")), put("NAME", 1, std::string_view("a\0b"s)),
+        get("SINCE", 1, small), get("ZONE", 1, large), get("SNR", 1, real), get("SNR", 1, text)})
     EXPECT_EQ(result, kFieldWrongType);
   for (const int result :
        {put("ZONE", 0, std::int16_t{1}), put("ZONE", 4, std::int16_t{1}),
-        put("NAME", 2, view("a", 1)), get("ZONE", -1, small), get("SNR", 2, large)})
+        put("NAME", 2, std::string_view("a")), get("ZONE", -1, small), get("SNR", 2, large)})
     EXPECT_EQ(result, kFieldBadIndex);
-  EXPECT_EQ(put("NAME", 1, view("01234567890", 11)), kFieldTextTooLong);
-  EXPECT_EQ(put("KIND", 1, view("ab", 2)), kFieldTextTooLong);
+  EXPECT_EQ(put("NAME", 1, std::string_view("01234567890")), kFieldTextTooLong);
+  EXPECT_EQ(put("KIND", 1, std::string_view("ab")), kFieldTextTooLong);
   EXPECT_EQ(record, std::string(42, 'r'));
 }
 

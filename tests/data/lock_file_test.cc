@@ -83,11 +83,12 @@ TEST_F(DataTest, SharedLocksAreWaitedFor) {
     holder->kill_it();
   };
   OtherProcess other([] { return path_lock_exclusive(4) == 0; });
-  holder = &other;
   ASSERT_TRUE(other.ready());
+  holder = &other;
   EXPECT_EQ(holders(), "x");
   EXPECT_EQ(errors_of([] { EXPECT_EQ(path_lock_shared(4), 0); }),
             "LOCK.$$$ file lock active         \n");
+  holder = nullptr;
   EXPECT_EQ(read_file("data/4/lock.$$$").size(), 64U);
   write_file("data/4/lock.$$$", std::string(64, '?'));  // the lock counts, not what is said of it
   std::vector<LockHolder> found;
