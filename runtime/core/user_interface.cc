@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "runtime/platform/clock.h"
+
 namespace marigold {
 namespace {
 
@@ -20,6 +22,16 @@ int take_first(const char* question, std::span<const char* const> /*answers*/,
   return 0;
 }
 
+void write_and_wait(const char* text) {
+  write_line(text);
+  clock_sleep(1);
+}
+
+bool write_and_give_up(const char* text, const char* /*help_key*/) {
+  write_and_wait(text);
+  return false;
+}
+
 void leave_nothing() {}
 
 void write_number_and_abort(int number) {
@@ -30,6 +42,8 @@ void write_number_and_abort(int number) {
 constexpr UserInterface kStandardError{.warning = write_line,
                                        .message = write_message,
                                        .choose = take_first,
+                                       .ask_for_lock = write_and_give_up,
+                                       .wait_for_lock = write_and_wait,
                                        .hand_terminal_back = leave_nothing,
                                        .fatal = write_number_and_abort};
 

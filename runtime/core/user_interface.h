@@ -20,6 +20,13 @@ struct UserInterface {
   // Asks for one of several answers and returns its index, 0 first. The first is the safe one: the
   // default writes the question and takes it, since nobody can answer on standard error.
   int (*choose)(const char* question, std::span<const char* const> answers, const char* help_key);
+  // A lock of another process is in the way, and trying again is the user's choice: true for that.
+  // Default: the text and a line end, a second's wait so that whoever repeats the call does not
+  // spin, and no.
+  bool (*ask_for_lock)(const char* text, const char* help_key);
+  // The same, but it will be tried again in any case: shows the text for a second and takes it
+  // away. Default: the text and a line end, and a second's wait.
+  void (*wait_for_lock)(const char* text);
   // Leaves full-screen work, if it was begun. May be called again. Default: nothing.
   void (*hand_terminal_back)();
   // Reports a fatal system error by its number and ends the process; never returns. Default: the

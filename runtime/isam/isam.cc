@@ -775,6 +775,26 @@ std::int64_t iscount(int number) {
   return static_cast<std::int64_t>(descriptor->file->contents().record_count);
 }
 
+int isinfo(int descriptor, IsamInfo& info) {
+  return operation("ISINFO", [&] {
+    const Descriptor* opened = descriptor_at(descriptor);
+    if (opened == nullptr) return fail(kIsNotOpen);
+    File& file = *opened->file;
+    info = {.record_length = static_cast<int>(file.record_length),
+            .key_count = static_cast<int>(file.trees.size())};
+    std::ranges::transform(file.trees, info.keys.begin(), &TreeShape::key);
+    std::uint64_t changes = 0;
+    do {
+      if (const int failed = read_begin(file, changes)) return fail(failed);
+      const Contents& contents = file.contents();
+      info.record_count = static_cast<std::int64_t>(contents.record_count);
+      info.deleted_count = static_cast<std::int64_t>(contents.slot_count) - info.record_count;
+    } while (!read_was_whole(file, changes));
+    if (const int failed = file.data.size(info.data_bytes)) return fail(failed);
+    return finish(file.index.size(info.index_bytes));
+  });
+}
+
 int ischeck(int number, std::vector<std::string>& findings) {
   return operation("ISCHECK", [&] {
     const Descriptor* descriptor = descriptor_at(number);

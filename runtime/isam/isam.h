@@ -152,6 +152,18 @@ int ISFLUSH(int number);
 // The number of records, or -1.
 std::int64_t iscount(int number);
 
+// What an open file is: of one moment between two changes. -1 when it could not be told.
+struct IsamInfo {
+  int record_length = 0;
+  std::int64_t record_count = 0;
+  std::int64_t deleted_count = 0;  // places in the data file that records have left
+  int key_count = 0;
+  std::array<KeyDescription, kIsMostKeys> keys{};  // the primary key first
+  std::uint64_t data_bytes = 0;  // of the two files, space that is reserved ahead included
+  std::uint64_t index_bytes = 0;
+};
+int isinfo(int descriptor, IsamInfo& info);
+
 // Looks whether everything in the file fits, and adds a line for each thing that does not. Nobody
 // can change the file meanwhile. 0 also when there are findings; -1 when the file could not be
 // looked at.

@@ -1,4 +1,4 @@
-// The local wall clock.
+// The local wall clock, and waiting.
 #pragma once
 
 namespace marigold {
@@ -17,5 +17,11 @@ struct LocalTime {
 
 // The moment of the call in the time zone of the process. A clock that cannot be read gives zeros.
 LocalTime clock_local_time();
+
+// Takes the place of waiting when set, for tests. Null in every other program.
+extern void (*clock_sleep_hook)(int seconds);
+
+// Returns when this time has passed, also when signals arrive meanwhile.
+void clock_sleep(int seconds);
 
 }  // namespace marigold

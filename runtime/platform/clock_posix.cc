@@ -1,8 +1,13 @@
+#include <time.h>
+
+#include <cerrno>
 #include <ctime>
 
 #include "runtime/platform/clock.h"
 
 namespace marigold {
+
+void (*clock_sleep_hook)(int seconds) = nullptr;
 
 LocalTime clock_local_time() {
   const std::time_t now = std::time(nullptr);
@@ -15,6 +20,13 @@ LocalTime clock_local_time() {
           .month = local.tm_mon + 1,
           .day = local.tm_mday,
           .weekday = local.tm_wday};
+}
+
+void clock_sleep(int seconds) {
+  if (clock_sleep_hook != nullptr) return clock_sleep_hook(seconds);
+  timespec left{.tv_sec = seconds, .tv_nsec = 0};
+  while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+  }
 }
 
 }  // namespace marigold

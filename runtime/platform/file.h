@@ -36,6 +36,9 @@ int file_flags_for_new();
 // Hands the names in the directory of this file to the disk and waits until they are there.
 int file_sync_directory(const char* path);
 
+// Makes a directory and those above it that are missing; one that is there counts as made.
+int file_make_directory(const char* path);
+
 // Removes a file; one that is not there counts as removed.
 int file_remove(const char* path);
 

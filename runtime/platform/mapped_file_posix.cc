@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "runtime/platform/byte_locks_posix.h"
 #include "runtime/platform/mapped_file.h"
 
 namespace marigold {
@@ -22,16 +23,6 @@ constexpr std::uint64_t kSmallestMapping = 1 << 20;
 
 int injected_fault(FileCall call) {
   return file_fault_hook == nullptr ? 0 : file_fault_hook(call);
-}
-
-int set_lock(int descriptor, short kind, std::uint64_t offset, std::uint64_t count) {
-  struct flock range {};
-  range.l_type = kind;
-  range.l_whence = SEEK_SET;
-  range.l_start = static_cast<off_t>(offset);
-  range.l_len = static_cast<off_t>(count);
-  if (fcntl(descriptor, F_OFD_SETLK, &range) == 0) return 0;
-  return errno == EACCES ? EAGAIN : errno;
 }
 
 }  // namespace
@@ -123,22 +114,15 @@ int MappedFile::sync() {
 int MappedFile::lock(std::uint64_t offset, bool exclusive) {
   if (const int fault = injected_fault(FileCall::kLock)) return fault;
   // A file that may only be read takes no exclusive lock; the system says EBADF.
-  return set_lock(descriptor_, exclusive ? F_WRLCK : F_RDLCK, offset, 1);
+  return set_byte_lock(descriptor_, exclusive ? F_WRLCK : F_RDLCK, offset, 1);
 }
 
 int MappedFile::unlock(std::uint64_t offset, std::uint64_t count) {
-  return set_lock(descriptor_, F_UNLCK, offset, count);
+  return set_byte_lock(descriptor_, F_UNLCK, offset, count);
 }
 
 int MappedFile::locked_by_other(std::uint64_t offset, bool& locked) const {
-  struct flock range {};
-  range.l_type = F_WRLCK;
-  range.l_whence = SEEK_SET;
-  range.l_start = static_cast<off_t>(offset);
-  range.l_len = 1;
-  if (fcntl(descriptor_, F_OFD_GETLK, &range) != 0) return errno;
-  locked = range.l_type != F_UNLCK;
-  return 0;
+  return byte_locked_by_other(descriptor_, offset, locked);
 }
 
 BootIdentity boot_identity() {

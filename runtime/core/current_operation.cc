@@ -1,0 +1,22 @@
+#include "runtime/core/current_operation.h"
+
+namespace marigold {
+namespace {
+
+struct State {
+  const char* name = "";
+};
+
+constinit State state;
+
+}  // namespace
+
+void set_current_operation(const char* name) {
+  state.name = name;
+}
+
+const char* current_operation() {
+  return state.name;
+}
+
+}  // namespace marigold

@@ -1,0 +1,36 @@
+// Byte-range locks of an open file description: other than a process's locks they exclude two opens
+// in one process as well, and closing one descriptor drops no other's. Shared by the files of this
+// folder.
+#pragma once
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstdint>
+
+namespace marigold {
+
+// F_RDLCK, F_WRLCK or F_UNLCK on `count` bytes. EAGAIN when another has locked one of them.
+inline int set_byte_lock(int descriptor, short kind, std::uint64_t offset, std::uint64_t count) {
+  struct flock range {};
+  range.l_type = kind;
+  range.l_whence = SEEK_SET;
+  range.l_start = static_cast<off_t>(offset);
+  range.l_len = static_cast<off_t>(count);
+  if (fcntl(descriptor, F_OFD_SETLK, &range) == 0) return 0;
+  return errno == EACCES ? EAGAIN : errno;
+}
+
+// Whether another holds a lock of either kind on the byte.
+inline int byte_locked_by_other(int descriptor, std::uint64_t offset, bool& locked) {
+  struct flock range {};
+  range.l_type = F_WRLCK;
+  range.l_whence = SEEK_SET;
+  range.l_start = static_cast<off_t>(offset);
+  range.l_len = 1;
+  if (fcntl(descriptor, F_OFD_GETLK, &range) != 0) return errno;
+  locked = range.l_type != F_UNLCK;
+  return 0;
+}
+
+}  // namespace marigold

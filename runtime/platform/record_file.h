@@ -1,0 +1,46 @@
+// A file read and written at positions, with byte-range locks. Offsets and lengths are in bytes.
+//
+// Results: 0 for done, else the system's error number. Nothing here prints or waits. Locks are held
+// by the object: they exclude other objects, in this process and in any other, and closing gives
+// them back. They may lie anywhere, also far behind the end of the file.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+namespace marigold {
+
+class RecordFile {
+ public:
+  RecordFile() = default;
+  RecordFile(const RecordFile&) = delete;
+  RecordFile& operator=(const RecordFile&) = delete;
+  ~RecordFile() { close(); }
+
+  // Opens a regular file. ENOENT and so on from the system; EINVAL for anything but a regular file.
+  int open(const char* path, bool writable);
+  // Makes an empty file, with permissions 0666 less the process mask, and closes it. One that is
+  // there stays as it is: `made` tells.
+  static int create(const char* path, bool& made);
+  void close();
+
+  [[nodiscard]] bool is_open() const { return descriptor_ >= 0; }
+  [[nodiscard]] int size(std::uint64_t& bytes) const;
+
+  // Reads up to the end of the file: `count` is less than asked for there.
+  int read(std::uint64_t offset, std::span<char> bytes, std::size_t& count) const;
+  // Writes all of the bytes. On failure an unknown number of the first ones may have been written.
+  int write(std::uint64_t offset, std::span<const char> bytes);
+
+  // Locks bytes, shared or (a file opened for writing) exclusive. Asking again changes the kind.
+  // EAGAIN when another object has locked one of them in a way that excludes this one.
+  int lock(std::uint64_t offset, std::uint64_t count, bool exclusive);
+  int unlock(std::uint64_t offset, std::uint64_t count);
+  // Whether another object holds a lock on the byte.
+  int locked_by_other(std::uint64_t offset, bool& locked) const;
+
+ private:
+  int descriptor_ = -1;
+};
+
+}  // namespace marigold

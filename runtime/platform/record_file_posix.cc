@@ -1,0 +1,87 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "runtime/platform/byte_locks_posix.h"
+#include "runtime/platform/record_file.h"
+
+namespace marigold {
+namespace {
+
+constexpr mode_t kNewFileMode = 0666;
+
+}  // namespace
+
+int RecordFile::open(const char* path, bool writable) {
+  const int descriptor = ::open(path, (writable ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return errno;
+  struct stat status {};
+  int failed = fstat(descriptor, &status) != 0 ? errno : 0;
+  if (failed == 0 && !S_ISREG(status.st_mode)) failed = EINVAL;
+  if (failed != 0) {
+    ::close(descriptor);
+    return failed;
+  }
+  close();
+  descriptor_ = descriptor;
+  return 0;
+}
+
+int RecordFile::create(const char* path, bool& made) {
+  const int descriptor = ::open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode);
+  made = descriptor >= 0;
+  if (!made) return errno == EEXIST ? 0 : errno;
+  return ::close(descriptor) != 0 ? errno : 0;
+}
+
+void RecordFile::close() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+  descriptor_ = -1;
+}
+
+int RecordFile::size(std::uint64_t& bytes) const {
+  struct stat status {};
+  if (fstat(descriptor_, &status) != 0) return errno;
+  bytes = static_cast<std::uint64_t>(status.st_size);
+  return 0;
+}
+
+int RecordFile::read(std::uint64_t offset, std::span<char> bytes, std::size_t& count) const {
+  count = 0;
+  while (count < bytes.size()) {
+    const ssize_t got = pread(descriptor_, bytes.data() + count, bytes.size() - count,
+                              static_cast<off_t>(offset + count));
+    if (got == 0) break;
+    if (got < 0 && errno != EINTR) return errno;
+    if (got > 0) count += static_cast<std::size_t>(got);
+  }
+  return 0;
+}
+
+int RecordFile::write(std::uint64_t offset, std::span<const char> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written =
+        pwrite(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    if (written < 0 && errno != EINTR) return errno;
+    if (written <= 0) continue;
+    offset += static_cast<std::uint64_t>(written);
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+  }
+  return 0;
+}
+
+int RecordFile::lock(std::uint64_t offset, std::uint64_t count, bool exclusive) {
+  return set_byte_lock(descriptor_, exclusive ? F_WRLCK : F_RDLCK, offset, count);
+}
+
+int RecordFile::unlock(std::uint64_t offset, std::uint64_t count) {
+  return set_byte_lock(descriptor_, F_UNLCK, offset, count);
+}
+
+int RecordFile::locked_by_other(std::uint64_t offset, bool& locked) const {
+  return byte_locked_by_other(descriptor_, offset, locked);
+}
+
+}  // namespace marigold

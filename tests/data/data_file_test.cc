@@ -1,0 +1,354 @@
+// Keyed and random files through the calls that serve both, and the keyed ones' own ends.
+
+#include "runtime/data/data_file.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <vector>
+
+#include "runtime/core/user_interface.h"
+#include "runtime/data/isam_access.h"
+#include "runtime/platform/clock.h"
+#include "tests/data/support.h"
+
+namespace marigold::test {
+namespace {
+
+const auto kAborts = testing::KilledBySignal(SIGABRT);
+
+// The next, previous, first ... record by a key: its number, or the result.
+std::string step(FileDefinition& file, char way, int key) {
+  const int result = way == 'n'   ? data_read_next(file, key)
+                     : way == 'p' ? data_read_previous(file, key)
+                     : way == 'f' ? data_read_first(file, key)
+                     : way == 'l' ? data_read_last(file, key)
+                                  : data_read_from(file, key);
+  return result == 0 ? std::to_string(data_get_long(file, "SNR")) : "-";
+}
+
+std::string steps(FileDefinition& file, std::string_view ways, int key = 1) {
+  std::string delivered;
+  for (const char way : ways)
+    delivered += step(file, way, key) + " ";
+  return delivered;
+}
+
+int open(const char* name, LockWait wait = LockWait::kTell) {
+  return data_open(name, wait);
+}
+
+// Both kinds of files do the same.
+struct BothKinds : DataTest, testing::WithParamInterface<const char*> {
+  FileDefinition& file = definition_get(GetParam());
+};
+INSTANTIATE_TEST_SUITE_P(Kinds, BothKinds, testing::Values("CUSTOMER", "STOCK"));
+
+TEST_P(BothKinds, AMissingFileIsMadeWithItsVersion) {
+  const std::string path = file.type == FileType::kIsam ? "data/4/CUSTOMER" : "data/12/STOCK";
+  EXPECT_EQ(open(GetParam()), kDataDone);
+  EXPECT_EQ(read_file(path + ".ver"), "3\n");
+  EXPECT_TRUE(std::filesystem::exists(file.type == FileType::kIsam ? path + ".idx" : path));
+  EXPECT_EQ(data_get_double(file, "RATE"), 2.5);  // presets from the start
+  EXPECT_EQ(open(GetParam()), kDataAlreadyOpen);
+  EXPECT_EQ(write(file, 8, "eight"), 0);
+  data_close(file);
+  data_close(file);
+  EXPECT_TRUE(file.record.empty());
+  std::filesystem::remove(path + ".ver");
+  EXPECT_EQ(open(GetParam()), kDataDone);
+  EXPECT_FALSE(std::filesystem::exists(path + ".ver"));  // made only with the file
+  EXPECT_EQ(read(file, 8), 0);
+  EXPECT_EQ(data_get_text(file, "NAME"), "eight");
+}
+
+TEST_P(BothKinds, RecordsAreWrittenReplacedAndDeleted) {
+  open(GetParam());
+  EXPECT_EQ(write(file, 2, "two"), 0);
+  EXPECT_EQ(write(file, 2, "deux"), 0);
+  EXPECT_EQ(read(file, 2), 0);
+  EXPECT_EQ(data_get_text(file, "NAME"), "deux");
+  for (const int result : {0, 3, 3}) {  // what is not there counts as deleted
+    fill(file, 2, "kept");
+    EXPECT_EQ(data_exists(file, 1), result);
+    EXPECT_EQ(data_get_text(file, "NAME"), "kept");
+    EXPECT_EQ(data_delete(file), 0);
+  }
+  EXPECT_EQ(data_read(file, 1, false, LockWait::kTell), 3);
+  EXPECT_EQ(data_get_text(file, "NAME"), "");
+  EXPECT_EQ(data_get_integer(file, "ZONE", 3), -1);
+  EXPECT_EQ(file.record.back(), 0);
+  EXPECT_EQ(read(file, -1), 3);
+  EXPECT_EQ(steps(file, "flnpg"), "- - - - - ");
+}
+
+TEST_P(BothKinds, PositionedReadsPassOverWhatIsNotThere) {
+  open(GetParam());
+  for (const int number : {30, 10, 20})
+    write(file, number, std::to_string(90 - number));
+  for (const int number : {5, 15, 40})  // locked without a record; keyed files keep a placeholder
+    EXPECT_EQ(read(file, number, true), 3);
+  write(file, 35);
+  fill(file, 35);
+  data_delete(file);
+  using Row = std::pair<const char*, const char*>;
+  for (const auto& [ways, delivered] :
+       {Row("fnnn", "10 20 30 - "), Row("lppp", "30 20 10 - "), Row("lnpp", "30 - 30 20 "),
+        Row("lnnpn", "30 - - 30 - "), Row("fppn", "10 - - 10 "), Row("fnp", "10 20 10 ")})
+    EXPECT_EQ(steps(file, ways), delivered) << ways;
+  for (const auto& [from, delivered] :
+       {std::pair{-3, "10 20 "}, {10, "10 20 "}, {11, "20 30 "}, {30, "30 - "}, {31, "- - "}}) {
+    fill(file, from);
+    EXPECT_EQ(steps(file, "gn"), delivered) << from;
+  }
+  // Who has come to the end stands on the last record, and sees what another process adds.
+  EXPECT_EQ(steps(file, "ln"), "30 - ");
+  EXPECT_TRUE(elsewhere(
+      [&] { return open(GetParam()) == 0 && write(definition_get(GetParam()), 50) == 0; }));
+  EXPECT_EQ(steps(file, "n"), "50 ");
+  EXPECT_EQ(steps(file, "n"), "- ");
+  fill(file, 50);
+  data_delete(file);
+  EXPECT_EQ(steps(file, "p"), "30 ");  // the last one has gone meanwhile
+}
+
+TEST_P(BothKinds, LocksOfRecordsHoldBetweenProcesses) {
+  open(GetParam());
+  write(file, 10, "ten");
+  EXPECT_EQ(read(file, 10, true), 0);
+  EXPECT_EQ(read(file, 15, true), 3);  // a number that has no record yet
+  const auto results_elsewhere = [&] {
+    std::string results;
+    EXPECT_TRUE(elsewhere([&] {
+      FileDefinition& other = definition_get(GetParam());
+      data_open(other, LockWait::kTell);
+      for (const int number : {10, 15}) {
+        for (const bool lock : {false, true})
+          results += std::to_string(read(other, number, lock, LockWait::kTell));
+        results += std::to_string(write(other, number, "other"));
+        results += std::to_string(data_delete(other));
+      }
+      write_file("results", results);
+      return true;
+    }));
+    return read_file("results");
+  };
+  EXPECT_EQ(results_elsewhere(), "04443444");
+  EXPECT_EQ(write(file, 15, "mine"), 0);
+  EXPECT_EQ(read(file, 15), 0);
+  data_release(file);
+  EXPECT_EQ(results_elsewhere(), "00000000");
+}
+
+TEST_P(BothKinds, LockedFilesAndRecordsAreWaitedForAsWanted) {
+  static OtherProcess* holder;
+  static int sleeps;
+  clock_sleep_hook = [](int seconds) {
+    sleeps += seconds;
+    if (sleeps == 2) holder->kill_it();
+  };
+  const std::string name = GetParam();
+  struct Row {
+    LockWait wait;
+    bool answer;
+    int result, sleeps, messages;
+  };
+  for (const bool reading : {false, true}) {
+    const std::string message =
+        name + (reading ? " record lock active       \n" : " file lock active         \n");
+    for (const Row& row :
+         {Row{LockWait::kTell, false, 4, 0, 1}, Row{LockWait::kAsk, false, 4, 1, 1},
+          Row{LockWait::kAsk, true, 0, 2, 2}, Row{LockWait::kTellAndWait, false, 0, 2, 2},
+          Row{LockWait::kWait, false, 0, 2, 0}}) {
+      data_close(file);
+      OtherProcess other([&] {
+        FileDefinition& held = definition_get(name);
+        return data_open(held, LockWait::kTell, !reading) == 0 && write(held, 1) == 0 &&
+               (!reading || read(held, 1, true) == 0);
+      });
+      ASSERT_TRUE(other.ready());
+      holder = &other;
+      sleeps = 0;
+      user_interface_start();
+      if (row.answer) {
+        user_interface().ask_for_lock = [](const char* text, const char* help_key) {
+          EXPECT_STREQ(help_key, "__lock_");
+          user_interface().wait_for_lock(text);
+          return true;
+        };
+      }
+      int result = 0;
+      const std::string errors = errors_of([&] {
+        result = open(name.c_str(), row.wait);
+        if (reading && result == 0) result = read(file, 1, true, row.wait);
+      });
+      holder = nullptr;
+      EXPECT_EQ(result, row.result) << message << sleeps;
+      EXPECT_EQ(sleeps, row.sleeps) << message;
+      EXPECT_EQ(errors, row.messages == 0 ? "" : row.messages == 1 ? message : message + message);
+    }
+  }
+}
+
+TEST_P(BothKinds, ManyProcessesMakeAndFillOneFile) {
+  int gate[2];  // closed when all stand ready
+  ASSERT_EQ(pipe(gate), 0);
+  const auto fill_many = [&](int start) {
+    begin_process();
+    close(gate[1]);
+    char none = 0;
+    if (::read(gate[0], &none, 1) != 0) return 1;
+    clock_sleep_hook = [](int) { usleep(1000); };
+    FileDefinition& own = definition_get(GetParam());
+    bool done = data_open(own, LockWait::kWait) == 0;
+    // Random files give the numbers themselves.
+    for (int i = 0; i < 1000 && done; ++i)
+      done = write(own, own.type == FileType::kIsam ? start + i : 0, "name") == 0;
+    data_close(own);
+    return done ? 0 : 1;
+  };
+  for (int child = 0; child < 4; ++child) {
+    if (fork() == 0) _exit(fill_many(1000 * child));
+  }
+  close(gate[0]);
+  close(gate[1]);
+  for (int status = 0; wait(&status) > 0;)
+    EXPECT_EQ(status, 0);
+  ASSERT_EQ(open(GetParam()), 0);
+  int count = 0;
+  for (int result = data_read_first(file, 1); result == 0; result = data_read_next(file, 1))
+    ++count;
+  EXPECT_EQ(count, 4000);
+}
+
+TEST_F(DataTest, ASecondaryKeyFindsOnlyItsValue) {
+  FileDefinition& file = definition_get("CUSTOMER");
+  data_open(file, LockWait::kTell);
+  for (const auto& [number, name] : {std::pair{1, "m"}, {2, "c"}, {3, "m"}, {4, "x"}})
+    write(file, number, name);
+  for (const auto& [name, result, number] :
+       {std::tuple{"m", 0, 1}, {"d", 3, 0}, {"c", 0, 2}, {"z", 3, 0}}) {
+    fill(file, 0, name);
+    EXPECT_EQ(data_read(file, 2, false, LockWait::kTell), result) << name;
+    EXPECT_EQ(data_get_long(file, "SNR"), number) << name;
+  }
+  fill(file, 0, "m");
+  EXPECT_EQ(steps(file, "gnnnp", 2), "1 3 4 - 4 ");
+  EXPECT_EQ(steps(file, "fl", 2), "2 4 ");
+  fill(file, 0, "c");
+  EXPECT_EQ(data_read(file, 2, true, LockWait::kTell), 0);
+  EXPECT_TRUE(elsewhere([] {
+    FileDefinition& other = definition_get("CUSTOMER");
+    data_open(other, LockWait::kTell);
+    fill(other, 0, "c");
+    return data_read(other, 2, true, LockWait::kTell) == 4 && read(other, 2) == 0;
+  }));
+  // After the end by one key, turning round by another starts from the record's value.
+  EXPECT_EQ(steps(file, "ln", 2), "4 - ");
+  fill(file, 3);
+  EXPECT_EQ(steps(file, "p", 1), "2 ");
+  is_flush_and_forget(file);
+  EXPECT_EQ(file.engine.descriptor, -1);
+  file.open = false;
+}
+
+TEST_F(DataTest, AFileWhoseMakerDiedIsFinished) {
+  const FileDefinition half = customer();
+  std::filesystem::create_directories("data/4");
+  ISCLOSE(ISBUILD("data/4/CUSTOMER", 42, isam_key(half, 1), kIsInputOutput | kIsExclusive));
+  FileDefinition& file = definition_get("CUSTOMER");
+  ASSERT_EQ(open("CUSTOMER"), 0);
+  IsamInfo info;
+  ASSERT_EQ(isinfo(file.engine.descriptor, info), 0);
+  EXPECT_EQ(info.key_count, 2);
+  EXPECT_EQ(info.record_count, 0);
+  write(file, 1, "one");
+  fill(file, 0, "one");
+  EXPECT_EQ(data_read(file, 2, false, LockWait::kTell), 0);
+  data_delete(file);
+  ASSERT_EQ(isinfo(file.engine.descriptor, info), 0);
+  EXPECT_EQ(info.deleted_count, 1);
+  EXPECT_EQ(info.data_bytes, std::filesystem::file_size("data/4/CUSTOMER.dat"));
+}
+
+using File = FileDefinition;
+
+File& opened(File& file) {
+  data_open(file, LockWait::kTell);
+  return file;
+}
+
+TEST_F(DataTest, WhatNobodyCanResolveEndsTheProcess) {
+  data_close(opened(definition_get("CUSTOMER")));
+  struct Row {
+    void (*change)(File& file);  // and it is opened then
+    const char* said;
+    int number;
+  };
+  static bool made = false;
+  // The last two spoil the file.
+  for (const Row& row : std::initializer_list<Row>{
+           {[](File& f) { f.record_length = 50; },
+            "data/4/CUSTOMER: its records have 42 bytes, defined are 50\n\nstr: data/4/C", 105},
+           {[](File& f) { f.keys.key_count = 1; }, "has 2 keys, defined are 1\n\nstr: d", 105},
+           {[](File& f) { f.keys.keys[1].segments[0].length = 9; }, "key 2 is not as", 105},
+           {[](File& f) { f.read_only = true, f.path_class = 5; }, "^\nstr: data/5/C", 1002},
+           {[](File& f) { f.explicit_path = "none/such"; }, "^\nstr: make_isam\n", 1002},
+           {[](File& f) { make_isam(f, "data/4/CUSTOMER", made); }, "^\nstr: make_isam\n", 1017},
+           {[](File& f) { f.type = FileType::kChained; }, "^CUSTOMER: chained files", 16},
+           {[](File& f) { f.type = static_cast<FileType>(3); }, "^Unknown FileType\n", 2},
+           {[](File& f) { f.record_length = 33; }, "^CUSTOMER: LEN must be at least 34", 19},
+           {[](File& f) { f.record_length = 0; }, "^", 33},
+           {[](File&) { data_open("NONE", LockWait::kTell); }, "^", 1},
+           {[](File& f) { is_readnext(f, 1); }, "^\nstr: is_readnext\n", 101},
+           {[](File& f) { is_read(opened(f), 3, false); }, "^\nstr: is_read\n", 103},
+           {[](File& f) { f.read_only = true, is_write(opened(f)); }, "^\nstr: write\n", 101},
+           {[](File& f) { data_clear_record(f); }, "^\nstr: CUSTOMER\n", 101},
+           {[](File& f) { data_get_long(opened(f), "NONE"); }, "^", 2},
+           {[](File& f) { data_put_long(opened(f), "NAME", 1); }, "^", 3},
+           {[](File& f) { data_get_integer(opened(f), "ZONE", 4); }, "^", 4},
+           {[](File&) { write_file("data/4/CUSTOMER.idx", "x"); }, "^\nstr: data/4/C", 105},
+           {[](File&) { unlink("data/4/CUSTOMER.idx"); }, "^\nstr: make_isam\n", 1017}}) {
+    const std::string number = std::to_string(row.number) + "\n";
+    std::string report(row.said);
+    report.append("(.|\n)*error\n").append(11 - number.size(), ' ').append(number);
+    EXPECT_EXIT(
+        {
+          row.change(definition_get("CUSTOMER"));
+          opened(definition_get("CUSTOMER"));
+        },
+        kAborts, testing::ContainsRegex(report))
+        << report;
+  }
+  write_file("file", "");
+  setenv("DATA_DIRECTORY", "file/%p", 1);
+  EXPECT_FALSE(elsewhere([] { return open("STOCK") == 0; }));  // no directory can be made there
+  EXPECT_EQ(read_file("file"), "");
+}
+
+TEST_F(DataTest, ARandomFileHasItsRecordsInTheirPlaces) {
+  FileDefinition& file = definition_get("STOCK");
+  file.explicit_path = "elsewhere";
+  ASSERT_EQ(data_open(file, LockWait::kTell), 0);
+  write(file, 3, "three");
+  EXPECT_EQ(write(file, 0, "four"), 0);
+  EXPECT_EQ(data_get_long(file, "SNR"), 4);
+  fill(file, 3);
+  data_delete(file);
+  const std::string bytes = read_file("elsewhere");
+  ASSERT_EQ(bytes.size(), 4U * 42);
+  EXPECT_EQ(bytes.substr(0, 84), std::string(84, '\0'));
+  EXPECT_EQ(bytes.substr(84, 9), "\0\0\0\3three"s);
+  EXPECT_EQ(bytes[3 * 42 - 1], 1);
+  EXPECT_EQ(bytes.substr(126, 8), "\0\0\0\4four"s);
+  EXPECT_EQ(read_file("elsewhere.ver"), "3\n");
+  EXPECT_FALSE(std::filesystem::exists("data"));
+  // A record that was cut off is none, and gives its place to the next.
+  std::filesystem::resize_file("elsewhere", 160);
+  EXPECT_EQ(steps(file, "f"), "- ");
+  EXPECT_EQ(write(file, 0, "new"), 0);
+  EXPECT_EQ(data_get_long(file, "SNR"), 4);
+}
+
+}  // namespace
+}  // namespace marigold::test

@@ -1,0 +1,127 @@
+#include "tests/data/support.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "runtime/core/settings.h"
+#include "runtime/core/user_interface.h"
+#include "runtime/data/lock_file.h"
+#include "runtime/platform/clock.h"
+#include "runtime/texte/syserr.h"
+
+namespace marigold::test {
+namespace {
+
+void add_field(FileDefinition& file, const char* name, FieldType type, int size,
+               std::vector<std::optional<Preset>> presets = {}, int times = 1) {
+  FieldDefinition field;
+  field.name.assign_cut(name);
+  field.offset = file.used_length;
+  field.type = type;
+  field.size = size;
+  field.times = times;
+  field.presets = std::move(presets);
+  file.used_length += size * times;
+  file.fields.push_back(field);
+}
+
+}  // namespace
+
+void begin_process() {
+  definition_start();
+  path_lock_start();
+  user_interface_start();
+  syserr_start();
+  clock_sleep_hook = nullptr;
+  settings_read();
+  definition_add(customer());
+  definition_add(stock());
+}
+
+FileDefinition customer() {
+  FileDefinition file;
+  file.name.assign_cut("CUSTOMER");
+  file.record_length = 42;
+  file.version = 3;
+  file.path_class = 4;
+  add_field(file, "SNR", FieldType::kLongint, 4);
+  add_field(file, "NAME", FieldType::kString, 10);
+  add_field(file, "ZONE", FieldType::kInt, 2, {Preset(7), std::nullopt, Preset(-1)}, 3);
+  add_field(file, "RATE", FieldType::kReal, 8, {Preset(2.5)});
+  add_field(file, "KIND", FieldType::kChar, 1, {Preset("x")});
+  add_field(file, "SINCE", FieldType::kDate, 4);
+  file.keys.key_count = 2;
+  file.keys.keys[0] = {1, {{{0, 4, FieldType::kLongint}}}};
+  file.keys.keys[1] = {1, {{{4, 10, FieldType::kString}}}};
+  return file;
+}
+
+FileDefinition stock() {
+  FileDefinition file = customer();
+  file.name.assign_cut("STOCK");
+  file.type = FileType::kRandom;
+  file.path_class = 12;
+  file.keys = {};
+  return file;
+}
+
+DataTest::DataTest() {
+  setenv("DATA_DIRECTORY", "data/%p", 1);
+  setenv("IS_MULTIUSER", "TRUE", 1);
+  begin_process();
+}
+
+DataTest::~DataTest() {
+  data_close_all();
+  path_lock_start();
+  user_interface_start();
+  clock_sleep_hook = nullptr;
+}
+
+bool elsewhere(const std::function<bool()>& body) {
+  return OtherProcess(body).ready();
+}
+
+OtherProcess::OtherProcess(const std::function<bool()>& body) {
+  int ends[2];
+  if (pipe(ends) != 0) std::abort();
+  child_ = fork();
+  if (child_ == 0) {
+    begin_process();
+    const char answer = body() ? 'y' : 'n';
+    if (::write(ends[1], &answer, 1) != 1) _exit(1);
+    for (;;)
+      pause();
+  }
+  close(ends[1]);
+  char answer = 0;
+  ready_ = ::read(ends[0], &answer, 1) == 1 && answer == 'y';
+  close(ends[0]);
+}
+
+void OtherProcess::kill_it() {
+  if (child_ < 0) return;
+  kill(child_, SIGKILL);
+  waitpid(child_, nullptr, 0);
+  child_ = -1;
+}
+
+void fill(FileDefinition& file, int number, std::string_view name) {
+  data_clear_record(file);
+  data_put_long(file, "SNR", number);
+  data_put_text(file, "NAME", name);
+}
+
+int write(FileDefinition& file, int number, std::string_view name) {
+  fill(file, number, name);
+  return data_write(file);
+}
+
+int read(FileDefinition& file, int number, bool lock, LockWait wait) {
+  fill(file, number);
+  return data_read(file, 1, lock, wait);
+}
+
+}  // namespace marigold::test
