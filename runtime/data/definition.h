@@ -1,0 +1,100 @@
+// File definitions: what a definition set says about each data file of an application. A definition
+// is also the handle by which its file is opened, read and written.
+//
+// Process-wide list, found by name, filled by scanning definition sets (definition_set.h) and kept
+// for the life of the process. Offsets, lengths and sizes are in bytes.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "runtime/core/text_buffer.h"
+
+namespace marigold {
+
+inline constexpr std::size_t kDefinitionNameLength = 8;
+using DefinitionName = TextBuffer<kDefinitionNameLength>;  // of a file or field, without blanks
+
+inline constexpr int kMostDefinedKeys = 8;
+inline constexpr int kMostKeySegments = 8;
+inline constexpr int kLongestDefinedKey = 120;  // bytes of all segments of a key together
+inline constexpr int kNoKey = 99;               // FieldDefinition::key_number of a field in no key
+
+enum class FileType : std::int32_t { kIsam = 0, kRandom = 1, kChained = 2 };
+
+// The codes stand in other tables of the platform as well; 7 is unused there, and stays so.
+enum class FieldType : std::int32_t {
+  kInt = 0,      // "INT", 2 bytes
+  kLongint = 1,  // "LONGINT", 4 bytes
+  kReal = 2,     // "REAL", 8 bytes
+  kChar = 3,     // "CHAR", 1 byte
+  kString = 4,   // "STRING", as many bytes as the definition says
+  kDate = 5,     // "DATE", 4 bytes, DDMMYY
+  kTime = 6,     // "TIME", 4 bytes
+  kChainHead = 8,  // "KETTHEAD", 4 bytes: the head of a chain in a chained file
+};
+
+// What an element of a field holds before anything is put there: a whole number (INT, LONGINT,
+// DATE, TIME, KETTHEAD), a floating-point number (REAL) or text (CHAR, STRING).
+using Preset = std::variant<std::int32_t, double, std::string>;
+
+struct FieldDefinition {
+  DefinitionName name;
+  std::int32_t offset = 0;  // of the first element in the record
+  FieldType type = FieldType::kInt;
+  std::int32_t times = 1;  // elements
+  std::int32_t size = 0;   // of one element
+  std::vector<std::optional<Preset>> presets;  // one for each element; none: zeros
+  std::int32_t key_number = kNoKey;  // the last key (from 1) that names the field
+  std::string mask;  // raw text of "MASK"; of a chain head the name of the chained file
+};
+
+struct KeySegment {
+  std::int32_t start = 0;
+  std::int32_t length = 0;  // of one element of the field, however many it has
+  FieldType type = FieldType::kInt;
+};
+
+struct KeyDefinition {
+  std::int32_t segment_count = 0;
+  std::array<KeySegment, kMostKeySegments> segments{};
+};
+
+struct KeyTable {
+  std::int32_t key_count = 0;
+  std::array<KeyDefinition, kMostDefinedKeys> keys{};
+};
+
+// What the engine needs of an open keyed file.
+struct EngineState {
+  int descriptor = -1;
+  int selected_key = -1;  // from 1; -1 after opening
+};
+
+struct FileDefinition {
+  DefinitionName name;
+  std::vector<FieldDefinition> fields;  // in the order of the definition
+  FileType type = FileType::kIsam;
+  std::int32_t used_length = 0;    // of all fields
+  std::int32_t record_length = 0;  // "LEN": the fields and, in its last byte, the deletion marker
+  std::int32_t version = 0;
+  std::int8_t path_class = 0;  // 0 to 30: which data directory
+  KeyTable keys;               // of keyed files
+  bool read_only = false;      // "ACCESS READONLY"
+
+  // ---- While it is open
+  std::vector<char> record;    // the record buffer, record_length bytes; empty when closed
+  EngineState engine;
+  bool open = false;
+  std::string explicit_path;  // set by the application: in the place of the path class's directory
+
+  // The field of this name (cut at a blank and after 8 characters), or null.
+  [[nodiscard]] const FieldDefinition* find_field(std::string_view field_name) const;
+};
+
+}  // namespace marigold
