@@ -1,8 +1,8 @@
 // File definitions: what a definition set says about each data file of an application. A definition
 // is also the handle by which its file is opened, read and written.
 //
-// Process-wide list, found by name, filled by scanning definition sets (definition_set.h) and kept
-// for the life of the process. Offsets, lengths and sizes are in bytes.
+// The list of them is process-wide, filled by scanning definition sets (definition_set.h) and kept
+// for the life of the process: a definition never moves. Offsets, lengths and sizes are in bytes.
 #pragma once
 
 #include <array>
@@ -10,15 +10,16 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
-#include "runtime/core/text_buffer.h"
+#include "runtime/core/dictionary.h"
 
 namespace marigold {
 
-inline constexpr std::size_t kDefinitionNameLength = 8;
-using DefinitionName = TextBuffer<kDefinitionNameLength>;  // of a file or field, without blanks
+inline constexpr std::size_t kDefinitionNameLength = kDictionaryNameLength;
+using DefinitionName = DictionaryName;  // of a file or field, cut as a dictionary cuts it
 
 inline constexpr int kMostDefinedKeys = 8;
 inline constexpr int kMostKeySegments = 8;
@@ -29,29 +30,30 @@ enum class FileType : std::int32_t { kIsam = 0, kRandom = 1, kChained = 2 };
 
 // The codes stand in other tables of the platform as well; 7 is unused there, and stays so.
 enum class FieldType : std::int32_t {
-  kInt = 0,      // "INT", 2 bytes
-  kLongint = 1,  // "LONGINT", 4 bytes
-  kReal = 2,     // "REAL", 8 bytes
-  kChar = 3,     // "CHAR", 1 byte
-  kString = 4,   // "STRING", as many bytes as the definition says
-  kDate = 5,     // "DATE", 4 bytes, DDMMYY
-  kTime = 6,     // "TIME", 4 bytes
+  kInt = 0,        // "INT", 2 bytes
+  kLongint = 1,    // "LONGINT", 4 bytes
+  kReal = 2,       // "REAL", 8 bytes
+  kChar = 3,       // "CHAR", 1 byte
+  kString = 4,     // "STRING", as many bytes as the definition says
+  kDate = 5,       // "DATE", 4 bytes, DDMMYY
+  kTime = 6,       // "TIME", 4 bytes
   kChainHead = 8,  // "KETTHEAD", 4 bytes: the head of a chain in a chained file
 };
 
 // What an element of a field holds before anything is put there: a whole number (INT, LONGINT,
-// DATE, TIME, KETTHEAD), a floating-point number (REAL) or text (CHAR, STRING).
+// DATE, TIME, KETTHEAD) in the range of the type, a finite floating-point number (REAL), or text
+// (CHAR, STRING) of at most as many bytes as the element has.
 using Preset = std::variant<std::int32_t, double, std::string>;
 
 struct FieldDefinition {
   DefinitionName name;
   std::int32_t offset = 0;  // of the first element in the record
   FieldType type = FieldType::kInt;
-  std::int32_t times = 1;  // elements
-  std::int32_t size = 0;   // of one element
+  std::int32_t times = 1;                      // elements
+  std::int32_t size = 0;                       // of one element
   std::vector<std::optional<Preset>> presets;  // one for each element; none: zeros
-  std::int32_t key_number = kNoKey;  // the last key (from 1) that names the field
-  std::string mask;  // raw text of "MASK"; of a chain head the name of the chained file
+  std::int32_t key_number = kNoKey;            // the last key (from 1) that names the field
+  std::string mask;  // the text of "MASK"; of a chain head the name of the chained file
 };
 
 struct KeySegment {
@@ -88,13 +90,40 @@ struct FileDefinition {
   bool read_only = false;      // "ACCESS READONLY"
 
   // ---- While it is open
-  std::vector<char> record;    // the record buffer, record_length bytes; empty when closed
+  std::vector<char> record;  // the record buffer, record_length bytes; empty when closed
   EngineState engine;
   bool open = false;
   std::string explicit_path;  // set by the application: in the place of the path class's directory
 
+  // The fields by name. The scanner has filled it; who puts `fields` together in another way calls
+  // index_fields when they are all there.
+  Dictionary<FieldDefinition> field_names;
+  // False when two fields have one name; the first keeps it.
+  bool index_fields();
+
   // The field of this name (cut at a blank and after 8 characters), or null.
   [[nodiscard]] const FieldDefinition* find_field(std::string_view field_name) const;
 };
+
+// ---- The list
+
+// Forgets all definitions, as at the start of the process. None may be in use.
+void definitions_start();
+
+// Takes a definition into the list. False when its name is taken; then it is gone.
+bool definition_add(std::unique_ptr<FileDefinition> definition);
+
+// Whether a definition set has been loaded, though it may have defined nothing.
+bool definitions_loaded();
+void definitions_mark_loaded();
+
+// The definition of a file name (cut as above), or null.
+FileDefinition* definition_find(std::string_view file_name);
+
+// The definition of a file name. A missing one is system error 1 and does not return.
+FileDefinition& definition_of(std::string_view file_name);
+
+// All of them in the order of their names; the other order, that of the sets, shows nowhere.
+const Dictionary<FileDefinition>& definitions();
 
 }  // namespace marigold
