@@ -71,9 +71,8 @@ int measure(int files, int rounds) {
     std::fprintf(stderr, "data_scan: cannot write %s\n", path.c_str());
     return 1;
   }
-  std::vector<double> times;
-  for (int round = 0; round < rounds; ++round)
-    times.push_back(load_milliseconds());
+  std::vector<double> times(static_cast<std::size_t>(rounds));
+  std::ranges::generate(times, load_milliseconds);
   std::ranges::sort(times);
   int defined = 0;
   definitions().walk([&defined](const FileDefinition&) { ++defined; });

@@ -7,6 +7,7 @@ namespace marigold {
 namespace {
 
 constexpr int kOutOfMemory = 34;
+constexpr std::int8_t kEven = 0;  // the balance of a node with subtrees of one height
 
 using Side = DictionaryTree::Side;
 
@@ -55,16 +56,16 @@ bool DictionaryTree::insert_below(Link& link, std::string_view name, Node*& crea
 // The subtree on this side became higher. Whether the whole did.
 bool DictionaryTree::grow(Link& link, Side side) {
   if (link->balance == leaning(opposite(side))) {
-    link->balance = 0;
+    link->balance = kEven;
     return false;
   }
-  if (link->balance == 0) {
+  if (link->balance == kEven) {
     link->balance = leaning(side);
     return true;
   }
   if (link->children[side]->balance == leaning(side)) {
-    link->balance = 0;
-    link->children[side]->balance = 0;
+    link->balance = kEven;
+    link->children[side]->balance = kEven;
     rotate(link, side);
   } else {
     rotate_twice(link, side);
@@ -85,9 +86,9 @@ void DictionaryTree::rotate_twice(Link& link, Side side) {
   Node& root = *link;
   Node& child = *root.children[side];
   Node& lifted = *child.children[opposite(side)];
-  child.balance = lifted.balance == leaning(opposite(side)) ? leaning(side) : 0;
-  root.balance = lifted.balance == leaning(side) ? leaning(opposite(side)) : 0;
-  lifted.balance = 0;
+  child.balance = lifted.balance == leaning(opposite(side)) ? leaning(side) : kEven;
+  root.balance = lifted.balance == leaning(side) ? leaning(opposite(side)) : kEven;
+  lifted.balance = kEven;
   rotate(root.children[side], opposite(side));
   rotate(link, side);
 }

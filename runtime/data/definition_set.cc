@@ -11,7 +11,7 @@ namespace marigold {
 namespace {
 
 struct State {
-  std::string set_name;
+  RuntimeString set_name;  // cut: only shown
   int line = 1;
 };
 
@@ -42,7 +42,8 @@ std::string definition_set_path(std::string_view set_name) {
 
 void definition_set_load(std::string_view set_name) {
   state = State{};
-  state.set_name = std::string("FILE").append(set_name);
+  state.set_name.assign_cut("FILE");
+  state.set_name.append_cut(set_name);
   std::string text;
   if (file_read(definition_set_path(set_name).c_str(), text) != 0) raise_at(1, kScanUnexpectedEnd);
   DefinitionScan scan = scan_definitions(text, AfterScanError::kStop);
@@ -53,8 +54,8 @@ void definition_set_load(std::string_view set_name) {
   definitions_mark_loaded();
 }
 
-const std::string& definition_set_name() {
-  return state.set_name;
+std::string_view definition_set_name() {
+  return state.set_name.view();
 }
 
 int definition_set_line() {

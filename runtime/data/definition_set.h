@@ -49,7 +49,7 @@ void definition_set_load(std::string_view set_name);
 
 // For a screen that reports an error of the set loaded last: "FILE" and the set's name, and the
 // line of the error; 1 without one.
-const std::string& definition_set_name();
+std::string_view definition_set_name();
 int definition_set_line();
 
 // Whether a report of this error shows the line. Those of the grammar do not, the others do; users

@@ -20,9 +20,8 @@ int checked_height(const Node* node, std::string_view above, std::string_view be
 }
 
 TEST(DictionaryTest, StaysBalancedInEveryOrderOfInsertion) {
-  std::vector<std::string> names;
-  for (int i = 0; i < 4096; ++i)
-    names.push_back(std::to_string(10000 + i));
+  std::vector<std::string> names(4096);
+  std::ranges::generate(names, [next = 10000]() mutable { return std::to_string(next++); });
   const auto check = [&names](const char* order) {
     DictionaryTree tree;
     for (const std::string& name : names)
