@@ -27,13 +27,15 @@ const FieldDefinition* FileDefinition::find_field(std::string_view field_name) c
   return field_names.find(field_name);
 }
 
-void definitions_start() {
+void definition_start() {
   state = State{};
 }
 
-bool definition_add(std::unique_ptr<FileDefinition> definition) {
-  if (!state.names.insert(definition->name.view(), *definition)) return false;
-  state.files.push_back(std::move(definition));
+bool definition_add(FileDefinition definition) {
+  auto file = std::make_unique<FileDefinition>(std::move(definition));
+  if (!state.names.insert(file->name.view(), *file)) return false;
+  if (file->field_names.empty()) file->index_fields();
+  state.files.push_back(std::move(file));
   return true;
 }
 
@@ -49,12 +51,15 @@ FileDefinition* definition_find(std::string_view file_name) {
   return state.names.find(file_name);
 }
 
-FileDefinition& definition_of(std::string_view file_name) {
+FileDefinition& definition_get(std::string_view file_name) {
   return dictionary_value(state.names, file_name, kFileNotFound);
 }
 
-const Dictionary<FileDefinition>& definitions() {
-  return state.names;
+std::vector<FileDefinition*> definitions_by_name() {
+  std::vector<FileDefinition*> files;
+  files.reserve(state.files.size());
+  state.names.walk([&files](FileDefinition& file) { files.push_back(&file); });
+  return files;
 }
 
 }  // namespace marigold

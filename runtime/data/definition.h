@@ -95,8 +95,8 @@ struct FileDefinition {
   bool open = false;
   std::string explicit_path;  // set by the application: in the place of the path class's directory
 
-  // The fields by name. The scanner has filled it; who puts `fields` together in another way calls
-  // index_fields when they are all there.
+  // The fields by name. Filled by the scanner, and by definition_add if it is
+  // still empty then. They point into `fields`, which may move as a whole and not be copied.
   Dictionary<FieldDefinition> field_names;
   // False when two fields have one name; the first keeps it.
   bool index_fields();
@@ -107,11 +107,12 @@ struct FileDefinition {
 
 // ---- The list
 
-// Forgets all definitions, as at the start of the process. None may be in use.
-void definitions_start();
+// Forgets all definitions, as at the start of the process. None of their files is open.
+void definition_start();
 
-// Takes a definition into the list. False when its name is taken; then it is gone.
-bool definition_add(std::unique_ptr<FileDefinition> definition);
+// Takes a definition into the list, with an index of its fields if it has none yet. False when its
+// name is taken; then it is gone.
+bool definition_add(FileDefinition definition);
 
 // Whether a definition set has been loaded, though it may have defined nothing.
 bool definitions_loaded();
@@ -121,9 +122,9 @@ void definitions_mark_loaded();
 FileDefinition* definition_find(std::string_view file_name);
 
 // The definition of a file name. A missing one is system error 1 and does not return.
-FileDefinition& definition_of(std::string_view file_name);
+FileDefinition& definition_get(std::string_view file_name);
 
-// All of them in the order of their names; the other order, that of the sets, shows nowhere.
-const Dictionary<FileDefinition>& definitions();
+// All of them in the order of their names; the order of the sets shows nowhere.
+std::vector<FileDefinition*> definitions_by_name();
 
 }  // namespace marigold

@@ -50,7 +50,7 @@ void definition_set_load(std::string_view set_name) {
   if (!scan.errors.empty()) raise_at(scan.errors[0].line, scan.errors[0].number);
   refuse_defined(scan.files);
   for (ScannedFile& file : scan.files)
-    definition_add(std::move(file.definition));
+    definition_add(std::move(*file.definition));
   definitions_mark_loaded();
 }
 

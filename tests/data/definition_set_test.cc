@@ -213,18 +213,19 @@ TEST(DefinitionSetTest, LoadingFillsTheListOrEndsTheProcess) {
   write_file("definitions/FILEBAD.DES", kIsam + "\n\nBEGINFIL NAME CUSTOMER1");
   settings_read();
   syserr_start();
-  definitions_start();
+  definition_start();
   EXPECT_FALSE(definitions_loaded());
   definition_set_load("NONE");
-  EXPECT_TRUE(definitions_loaded() && definitions().empty());
+  EXPECT_TRUE(definitions_loaded() && definitions_by_name().empty());
   definition_set_load("TWO");
   definition_set_load("ONE");
   std::string names;
-  definitions().walk([&names](const FileDefinition& file) { names += file.name.c_str() + " "s; });
+  for (const FileDefinition* file : definitions_by_name())
+    names += file->name.c_str() + " "s;
   EXPECT_EQ(names, "A AB Z ");
-  EXPECT_EQ(&definition_of("AB  "), definition_find("AB"));
+  EXPECT_EQ(&definition_get("AB  "), definition_find("AB"));
   EXPECT_EQ(definition_find("KUNDEN"), nullptr);
-  EXPECT_DEATH(definition_of("KUNDEN"), "^error\n         1\n");
+  EXPECT_DEATH(definition_get("KUNDEN"), "^error\n         1\n");
   EXPECT_DEATH(definition_set_load("ONE"), "^error\n         7\n");
   EXPECT_DEATH(definition_set_load("DIR"), "^error\n        60\n");
   EXPECT_DEATH(definition_set_load("MISSING"), "^error\n        60\n");
@@ -234,11 +235,11 @@ TEST(DefinitionSetTest, LoadingFillsTheListOrEndsTheProcess) {
                          definition_set_name() == "FILEBAD" && definition_set_line_shown(number);
       std::_Exit(clean ? number : 100);
     };
-    definitions_start();
+    definition_start();
     definition_set_load("BAD");
   };
   EXPECT_EXIT(load_bad(), testing::ExitedWithCode(9), "");
-  definitions_start();
+  definition_start();
   user_interface_start();
 }
 
