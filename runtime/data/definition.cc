@@ -1,58 +1,64 @@
 #include "runtime/data/definition.h"
 
-#include <algorithm>
-#include <functional>
-#include <map>
 #include <utility>
-
-#include "runtime/core/user_interface.h"
 
 namespace marigold {
 namespace {
 
 struct State {
-  std::map<std::string, FileDefinition, std::less<>> files;
+  std::vector<std::unique_ptr<FileDefinition>> files;
+  Dictionary<FileDefinition> names;
+  bool loaded = false;
 };
 
-State state;
-
-std::string_view short_name(std::string_view name) {
-  return name.substr(0, std::min(name.find(' '), kDefinitionNameLength));
-}
+constinit State state;
 
 }  // namespace
 
+bool FileDefinition::index_fields() {
+  field_names.clear();
+  bool unique = true;
+  for (FieldDefinition& field : fields)
+    unique = field_names.insert(field.name.view(), field) && unique;
+  return unique;
+}
+
 const FieldDefinition* FileDefinition::find_field(std::string_view field_name) const {
-  const auto found =
-      std::ranges::find(fields, short_name(field_name),
-                        [](const FieldDefinition& field) { return field.name.view(); });
-  return found == fields.end() ? nullptr : &*found;
+  return field_names.find(field_name);
 }
 
 void definition_start() {
   state = State{};
 }
 
-FileDefinition& definition_add(FileDefinition definition) {
-  std::string name(definition.name.view());
-  return state.files.insert_or_assign(std::move(name), std::move(definition)).first->second;
+bool definition_add(FileDefinition definition) {
+  auto file = std::make_unique<FileDefinition>(std::move(definition));
+  if (!state.names.insert(file->name.view(), *file)) return false;
+  if (file->field_names.empty()) file->index_fields();
+  state.files.push_back(std::move(file));
+  return true;
 }
 
-FileDefinition* definition_find(std::string_view name) {
-  const auto found = state.files.find(short_name(name));
-  return found == state.files.end() ? nullptr : &found->second;
+bool definitions_loaded() {
+  return state.loaded;
 }
 
-FileDefinition& definition_get(std::string_view name) {
-  FileDefinition* file = definition_find(name);
-  if (file == nullptr) raise_fatal(1);
-  return *file;
+void definitions_mark_loaded() {
+  state.loaded = true;
+}
+
+FileDefinition* definition_find(std::string_view file_name) {
+  return state.names.find(file_name);
+}
+
+FileDefinition& definition_get(std::string_view file_name) {
+  return dictionary_value(state.names, file_name, kFileNotFound);
 }
 
 std::vector<FileDefinition*> definitions_by_name() {
   std::vector<FileDefinition*> files;
-  for (auto& [name, file] : state.files)
-    files.push_back(&file);
+  files.reserve(state.files.size());
+  state.names.walk([&files](FileDefinition& file) { files.push_back(&file); });
   return files;
 }
 

@@ -1,8 +1,8 @@
 // File definitions: what a definition set says about each data file of an application. A definition
 // is also the handle by which its file is opened, read and written.
 //
-// Process-wide list, found by name, filled by scanning definition sets (definition_set.h) and kept
-// for the life of the process. Offsets, lengths and sizes are in bytes.
+// The list of them is process-wide, filled by scanning definition sets (definition_set.h) and kept
+// for the life of the process: a definition never moves. Offsets, lengths and sizes are in bytes.
 #pragma once
 
 #include <array>
@@ -14,12 +14,12 @@
 #include <variant>
 #include <vector>
 
-#include "runtime/core/text_buffer.h"
+#include "runtime/core/dictionary.h"
 
 namespace marigold {
 
-inline constexpr std::size_t kDefinitionNameLength = 8;
-using DefinitionName = TextBuffer<kDefinitionNameLength>;  // of a file or field, without blanks
+inline constexpr std::size_t kDefinitionNameLength = kDictionaryNameLength;
+using DefinitionName = DictionaryName;  // of a file or field, cut as a dictionary cuts it
 
 inline constexpr int kMostDefinedKeys = 8;
 inline constexpr int kMostKeySegments = 8;
@@ -41,7 +41,8 @@ enum class FieldType : std::int32_t {
 };
 
 // What an element of a field holds before anything is put there: a whole number (INT, LONGINT,
-// DATE, TIME, KETTHEAD), a floating-point number (REAL) or text (CHAR, STRING).
+// DATE, TIME, KETTHEAD) in the range of the type, a finite floating-point number (REAL), or text
+// (CHAR, STRING) of at most as many bytes as the element has.
 using Preset = std::variant<std::int32_t, double, std::string>;
 
 struct FieldDefinition {
@@ -52,7 +53,7 @@ struct FieldDefinition {
   std::int32_t size = 0;                       // of one element
   std::vector<std::optional<Preset>> presets;  // one for each element; none: zeros
   std::int32_t key_number = kNoKey;            // the last key (from 1) that names the field
-  std::string mask;  // raw text of "MASK"; of a chain head the name of the chained file
+  std::string mask;  // the text of "MASK"; of a chain head the name of the chained file
 };
 
 struct KeySegment {
@@ -97,22 +98,36 @@ struct FileDefinition {
   // name in the data directory of its path class.
   std::string explicit_path;
 
+  // The fields by name. Filled by the scanner, and by definition_add if it is still empty then.
+  // They point into `fields`, which may move as a whole and not be copied.
+  Dictionary<FieldDefinition> field_names;
+  // False when two fields have one name; the first keeps it.
+  bool index_fields();
+
   // The field of this name (cut at a blank and after 8 characters), or null.
   [[nodiscard]] const FieldDefinition* find_field(std::string_view field_name) const;
 };
 
+// ---- The list
+
 // Forgets all definitions, as at the start of the process. None of their files is open.
 void definition_start();
 
-// Adds to the list. The definition stays where it is until definition_start.
-FileDefinition& definition_add(FileDefinition definition);
+// Takes a definition into the list, with an index of its fields if it has none yet. False when its
+// name is taken; then it is gone.
+bool definition_add(FileDefinition definition);
 
-// The definition of this file name, or null.
-FileDefinition* definition_find(std::string_view name);
+// Whether a definition set has been loaded, though it may have defined nothing.
+bool definitions_loaded();
+void definitions_mark_loaded();
 
-// The same; a name that is not defined is system error 1.
-FileDefinition& definition_get(std::string_view name);
+// The definition of a file name (cut as above), or null.
+FileDefinition* definition_find(std::string_view file_name);
 
+// The definition of a file name. A missing one is system error 1 and does not return.
+FileDefinition& definition_get(std::string_view file_name);
+
+// All of them in the order of their names; the order of the sets shows nowhere.
 std::vector<FileDefinition*> definitions_by_name();
 
 }  // namespace marigold

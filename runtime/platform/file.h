@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace marigold {
@@ -21,6 +22,10 @@ inline bool file_readable(const char* path) {
 // the whole old file or the whole new one, also after a crash. Both lie on one file system. On
 // failure both files are as before.
 int file_replace(const char* from, const char* to);
+
+// Takes the whole content of a regular file. EISDIR for a directory, EINVAL for anything else that
+// is none; then, as after any failure, `bytes` is of no use.
+int file_read(const char* path, std::string& bytes);
 
 // Hands what the file holds to the disk and waits until it is there.
 int file_sync(const char* path);

@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <string>
@@ -20,6 +21,31 @@ int sync_and_close(int descriptor) {
   return failed;
 }
 
+constexpr std::size_t kReadStep = 65536;
+
+// Up to the end that the file has by then, which need not be the one it had when it was opened.
+int read_to_end(int descriptor, std::string& bytes) {
+  std::size_t length = 0;
+  ssize_t taken = 1;
+  while (taken != 0) {
+    bytes.resize(std::max(bytes.size(), length + kReadStep));
+    taken = read(descriptor, bytes.data() + length, bytes.size() - length);
+    if (taken < 0 && errno != EINTR) return errno;
+    if (taken > 0) length += static_cast<std::size_t>(taken);
+  }
+  bytes.resize(length);
+  return 0;
+}
+
+int read_regular(int descriptor, std::string& bytes) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) return errno;
+  if (S_ISDIR(status.st_mode)) return EISDIR;
+  if (!S_ISREG(status.st_mode)) return EINVAL;
+  bytes.resize(static_cast<std::size_t>(status.st_size) + kReadStep);
+  return read_to_end(descriptor, bytes);
+}
+
 }  // namespace
 
 std::int64_t file_size(const char* path) {
@@ -35,6 +61,15 @@ std::int64_t file_size(const char* path) {
 int file_replace(const char* from, const char* to) {
   if (std::rename(from, to) != 0) return errno;
   return file_sync_directory(to);  // a name is on the disk when its directory is
+}
+
+int file_read(const char* path, std::string& bytes) {
+  // O_NONBLOCK: see file_size.
+  const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return errno;
+  const int failed = read_regular(descriptor, bytes);
+  close(descriptor);
+  return failed;
 }
 
 int file_sync(const char* path) {

@@ -55,6 +55,7 @@ FileDefinition customer() {
   file.keys.key_count = 2;
   file.keys.keys[0] = {1, {{{0, 4, FieldType::kLongint}}}};
   file.keys.keys[1] = {1, {{{4, 10, FieldType::kString}}}};
+  file.index_fields();
   return file;
 }
 
@@ -64,6 +65,7 @@ FileDefinition stock() {
   file.type = FileType::kRandom;
   file.path_class = 12;
   file.keys = {};
+  file.index_fields();
   return file;
 }
 

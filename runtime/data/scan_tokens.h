@@ -1,0 +1,109 @@
+// Tokens of the text files in the definitions directory: definition sets and version tables.
+//
+//   separators   blank, tab, carriage return, line feed
+//   comments     from "#" to the end of the line
+//   quoting      a single quote switches it on and off; while it is on, every character belongs to
+//                the token. The quotes stay in the token
+//   words        count by their first 8 characters, so BEGINFIELD is the keyword "BEGINFIE"
+//   names        words that may not have more than 8 characters
+//   values       numbers and texts of up to 249 characters; "_" makes the next character part of
+//                the value whatever it is, and stays in the token before it
+//   sections     "$IFDEF MSDOS ... $ELSE ... $ENDIF", only where the reader is told to honour them:
+//                what stands before "$ELSE" is skipped, what stands behind it is used. Since tokens
+//                are skipped one by one, quotes have to be in pairs there too
+//
+// A token is a piece of the text that is read; the text outlives both. Numbers of errors are those
+// of system errors; nothing here raises one.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace marigold {
+
+inline constexpr std::size_t kWordLength = 8;
+inline constexpr std::size_t kLongestValue = 249;
+inline constexpr std::size_t kLongestQuoted = 250;
+
+enum ScanErrorNumber : int {
+  kScanSyntax = 7,
+  kScanWordTooLong = 9,
+  kScanValueTooLong = 10,
+  kScanFieldType = 11,
+  kScanKeyNumber = 13,
+  kScanKeyInconsistent = 14,
+  kScanKeyField = 15,
+  kScanFileType = 16,
+  kScanRecordTooLarge = 19,
+  kScanRecordNumberField = 20,
+  kScanIfdefUnexpected = 56,
+  kScanElseUnexpected = 57,
+  kScanEndifUnexpected = 58,
+  kScanBadQualifier = 59,
+  kScanUnexpectedEnd = 60,
+};
+
+struct Token {
+  std::string_view text;  // raw, quotes included; empty at the end of the text
+  int line = 1;           // in which it begins
+
+  // Whether this is the keyword, which has at most 8 characters.
+  [[nodiscard]] bool is(std::string_view keyword) const {
+    return text.substr(0, kWordLength) == keyword;
+  }
+};
+
+class TokenReader {
+ public:
+  enum class Sections : std::uint8_t { kIgnored, kHonoured };
+
+  explicit TokenReader(std::string_view text, Sections sections = Sections::kIgnored)
+      : text_(text), sections_(sections) {}
+
+  // Each takes the next token and returns 0, or an error: kScanUnexpectedEnd when there is none,
+  // with sections one of theirs, and what is said below. Then the token is the one at fault.
+  int read_word(Token& token) { return read(Kind::kWord, token); }
+  // kScanWordTooLong
+  int read_name(Token& token) { return read(Kind::kName, token); }
+  // kScanValueTooLong
+  int read_value(Token& token) { return read(Kind::kValue, token); }
+  // As read_value; outside quotes a comma ends the value, and is the next token by itself.
+  int read_list_token(Token& token) { return read(Kind::kList, token); }
+
+  // Goes on behind the line in which the token begins, for who wants to look further after an
+  // error: what is at fault is often a quote that nothing closes.
+  void resume_after_line_of(const Token& token);
+
+ private:
+  enum class Kind : std::uint8_t { kWord, kName, kValue, kList, kSkipped };
+  enum class Place : std::uint8_t { kOutside, kSkippedPart, kUsedPart };
+
+  int read(Kind kind, Token& token);
+  int enter_section(Token& token);
+  int obey(Token& token, bool& directive);
+  Token take(Kind kind);
+  [[nodiscard]] std::size_t end_of_token(Kind kind) const;
+  void advance_to(std::size_t position);
+  void skip_to_token();
+
+  std::string_view text_;
+  Sections sections_;
+  Place place_ = Place::kOutside;
+  std::size_t position_ = 0;
+  int line_ = 1;  // of the position
+};
+
+// The text between the first two quotes of a token, an underscore dropped and the character after
+// it taken as it is; at most 250 characters of it. False for a token that does not begin with a
+// quote.
+bool token_unquote(std::string_view token, std::string& text);
+
+// A decimal number with an optional sign and nothing else, between the bounds.
+bool token_integer(std::string_view token, std::int32_t least, std::int32_t most,
+                   std::int32_t& number);
+
+// A finite decimal number with a point, in any of the C library's forms without an "x".
+bool token_real(std::string_view token, double& number);
+
+}  // namespace marigold

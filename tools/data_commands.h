@@ -1,0 +1,17 @@
+// marigold data: the data files of an application and their definitions.
+//
+// Each command returns an exit status (see report.h) and has said all there is to say.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace marigold {
+
+struct DataScan {
+  std::vector<std::string> sets;  // names, or paths of definition sets
+  bool json = false;
+};
+int data_scan(const DataScan& options);
+
+}  // namespace marigold

@@ -1,0 +1,146 @@
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "runtime/core/settings.h"
+#include "runtime/data/definition_set.h"
+#include "runtime/platform/file.h"
+#include "runtime/texte/syserr.h"
+#include "tools/data_commands.h"
+#include "tools/new_files.h"
+#include "tools/report.h"
+
+namespace marigold {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// Of a token in a message; values are longer only when something is wrong with their quotes.
+constexpr std::size_t kShownOfToken = 40;
+
+struct Finding {
+  std::string file;
+  int line = 0;
+  int number = 0;  // of the system error; 0 for a warning
+  std::string message;
+  std::string expected = {};
+  std::string found = {};
+};
+
+struct Counts {
+  std::size_t files = 0;
+  std::size_t fields = 0;
+  std::size_t keys = 0;
+};
+
+struct Result {
+  std::string output;
+  bool errors = false;
+  Problems unreadable;
+};
+
+std::string as_json_line(const Json& object) {
+  // Sets and their names may be in any encoding.
+  return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+std::string path_of(const std::string& set) {
+  const bool path = set.find('/') != std::string::npos || set.ends_with(".DES");
+  return path ? set : definition_set_path(set);
+}
+
+// On one line, and not longer than a reader wants it.
+std::string shown(std::string token) {
+  if (token.empty()) return "the end of the set";
+  if (token.size() > kShownOfToken) token = token.substr(0, kShownOfToken) + "...";
+  std::ranges::replace_if(
+      token, [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7F'; }, ' ');
+  return "\"" + token + "\"";
+}
+
+Finding as_finding(const std::string& path, const ScanError& error) {
+  SystemText text;
+  syserr_text(text, error.number);
+  return {.file = path,
+          .line = error.line,
+          .number = error.number,
+          .message = std::string(text.view()) + ": expected " + error.expected + ", found " +
+                     shown(error.found),
+          .expected = error.expected,
+          .found = error.found};
+}
+
+// The runtime takes such a definition, and then the marker of deleted records lies in the last
+// field.
+std::optional<Finding> marker_warning(const std::string& path, const ScannedFile& file) {
+  const FileDefinition& definition = *file.definition;
+  if (definition.type != FileType::kIsam || definition.used_length < definition.record_length)
+    return std::nullopt;
+  return Finding{.file = path,
+                 .line = file.line,
+                 .message = "warning: " + std::string(definition.name.view()) +
+                            ": LEN leaves no byte behind the fields for the deletion marker"};
+}
+
+std::vector<Finding> findings_of(const std::string& path, const DefinitionScan& scan) {
+  std::vector<Finding> findings;
+  for (const ScanError& error : scan.errors)
+    findings.push_back(as_finding(path, error));
+  for (const ScannedFile& file : scan.files) {
+    const std::optional<Finding> warning = marker_warning(path, file);
+    if (warning) findings.push_back(*warning);
+  }
+  std::ranges::stable_sort(findings, {}, &Finding::line);
+  return findings;
+}
+
+std::string written(const Finding& finding, bool json) {
+  if (!json) return at_line(finding.file, finding.line) + finding.message + "\n";
+  Json object = {{"file", finding.file}, {"line", finding.line}, {"message", finding.message}};
+  if (finding.number != 0) {
+    object["error"] = finding.number;
+    object["expected"] = finding.expected;
+    object["found"] = finding.found;
+  }
+  return as_json_line(object);
+}
+
+std::string summary(const std::string& path, const DefinitionScan& scan, bool json) {
+  Counts counts{.files = scan.files.size()};
+  for (const ScannedFile& file : scan.files) {
+    counts.fields += file.definition->fields.size();
+    counts.keys += static_cast<std::size_t>(file.definition->keys.key_count);
+  }
+  if (!json)
+    return path + ": " + counted(counts.files, "file") + ", " + counted(counts.fields, "field") +
+           ", " + counted(counts.keys, "key") + "\n";
+  return as_json_line(
+      {{"file", path}, {"files", counts.files}, {"fields", counts.fields}, {"keys", counts.keys}});
+}
+
+void scan_set(const std::string& path, bool json, Result& result) {
+  std::string text;
+  const int error = file_read(path.c_str(), text);
+  if (error != 0) {
+    result.unreadable.push_back(file_error(path, error));
+    return;
+  }
+  const DefinitionScan scan = scan_definitions(text, AfterScanError::kNextDefinition);
+  for (const Finding& finding : findings_of(path, scan))
+    result.output += written(finding, json);
+  if (scan.errors.empty()) result.output += summary(path, scan, json);
+  result.errors = result.errors || !scan.errors.empty();
+}
+
+}  // namespace
+
+int data_scan(const DataScan& options) {
+  settings_read();
+  Result result;
+  for (const std::string& set : options.sets)
+    scan_set(path_of(set), options.json, result);
+  const int status = write_output(result.output, result.errors ? kExitFindings : kExitClean);
+  return result.unreadable.empty() ? status : report_unusable(result.unreadable);
+}
+
+}  // namespace marigold
