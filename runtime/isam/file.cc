@@ -172,9 +172,9 @@ int read_index_header(File& file) {
   return header.state > kStateNewborn ? kIsBadFile : 0;
 }
 
-bool data_header_is_sane(const DataHeader& header, std::uint64_t file_id) {
+bool data_header_is_sane(const DataHeader& header) {
   if (header.magic != kDataMagic || header.version != kFormatVersion) return false;
-  if (header.check != data_header_check(header) || header.file_id != file_id) return false;
+  if (header.check != data_header_check(header)) return false;
   if (header.record_length < 1 || header.record_length > kIsLongestRecord) return false;
   if (header.key_count < 1 || header.key_count > kIsMostKeys) return false;
   return std::ranges::all_of(std::span(header.keys).first(header.key_count),
@@ -183,16 +183,22 @@ bool data_header_is_sane(const DataHeader& header, std::uint64_t file_id) {
                              });
 }
 
-int read_data_header(File& file) {
+// The first whole header of the data file.
+int find_data_header(File& file, DataHeader& header) {
   if (const int failed = measure(file.data, kPageSize, file.data_space)) return failed;
   for (const std::uint64_t offset : kDataHeaders) {
-    DataHeader header;
     std::memcpy(&header, file.data.memory() + offset, sizeof header);
-    if (!data_header_is_sane(header, file.header().file_id)) continue;
-    set_shapes(file, header);
-    return 0;
+    if (data_header_is_sane(header)) return 0;
   }
   return kIsBadFile;
+}
+
+int read_data_header(File& file) {
+  DataHeader header;
+  if (const int failed = find_data_header(file, header)) return failed;
+  if (header.file_id != file.header().file_id) return kIsBadFile;
+  set_shapes(file, header);
+  return 0;
 }
 
 bool must_be_rebuilt(const IndexHeader& header) {
@@ -386,7 +392,7 @@ std::uint64_t undo_pages_needed(std::span<const TreeShape> trees) {
   for (const TreeShape& shape : trees) {
     for (std::uint64_t nodes = std::numeric_limits<SlotNumber>::max(); nodes > 0;
          nodes /= shape.capacity / 3) {
-      bytes += kLevelBytes;
+      bytes += 2 * kLevelBytes;  // a replacement takes an entry out and puts one in
     }
   }
   return bytes / kPageSize + 1;
@@ -430,6 +436,67 @@ int file_open(File& file, const OpenRequest& request) {
   const int failed = open_registered(file);
   register_unlock(file);
   return failed;
+}
+
+namespace {
+
+std::uint64_t count_torn_slots(const File& file) {
+  std::uint64_t torn = 0;
+  for (std::uint64_t number = 1; number <= file.slots; ++number) {
+    const auto* header = reinterpret_cast<const SlotHeader*>(file.slot(number));
+    const bool used = header->state != kSlotUnused && header->state != kSlotFree;
+    if (used && !slot_has_survived(file, file.slot(number))) ++torn;
+  }
+  return torn;
+}
+
+// Opens the index as a mere file, or makes one.
+int open_or_create(MappedFile& index, const char* path) {
+  int failed = index.open(path, FileAccess::kReadWrite);
+  if (failed == ENOENT) failed = index.create(path);
+  return failed == EEXIST ? index.open(path, FileAccess::kReadWrite) : failed;
+}
+
+// Makes what passes for a pair out of a data file and whatever stands in the place of its index.
+int open_for_rebuild(File& file, const OpenRequest& request) {
+  if (const int failed = file.data.open(request.data_path.c_str(), FileAccess::kReadWrite))
+    return failed;
+  if (const int failed = open_or_create(file.index, request.index_path.c_str())) return failed;
+  file.writable = true;
+  file.exclusive = true;
+  file.base = request.base;
+  if (const int failed = take_use_lock(file)) return failed;
+  DataHeader header{};
+  if (const int failed = find_data_header(file, header)) return failed;
+  if (const int failed = write_index_header(file, header.file_id)) return failed;
+  file.header().state = kStateRebuild;
+  set_shapes(file, header);
+  return note_space(file);
+}
+
+int rebuild_opened(File& file, bool has_index, std::uint64_t& records, std::uint64_t& lost) {
+  const int failed = as_writer(file, [&] {
+    // Only the index tells what is deleted and not marked as free yet.
+    const int unsettled = has_index ? slots_settle(file, 0) : 0;
+    if (unsettled != 0) return unsettled;
+    lost = count_torn_slots(file);
+    return rebuild_indexes(file);
+  });
+  if (failed != 0) return failed;
+  records = file.contents().record_count;
+  return file_close(file);
+}
+
+}  // namespace
+
+int file_rebuild(const OpenRequest& request, std::uint64_t& records, std::uint64_t& lost) {
+  File file;
+  const int failed = file_open(file, request);
+  if (failed == 0) return rebuild_opened(file, true, records, lost);
+  if (failed != kIsBadFile && failed != ENOENT) return failed;
+  File bare;
+  const int again = open_for_rebuild(bare, request);
+  return again != 0 ? again : rebuild_opened(bare, false, records, lost);
 }
 
 int file_close(File& file) {

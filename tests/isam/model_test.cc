@@ -92,6 +92,8 @@ class Model {
     const unsigned what = below(100);
     if (what < writes) {
       write();
+    } else if (what < writes + 4) {
+      replace();
     } else if (what < often + seldom) {
       erase();
     } else if (what < 55) {
@@ -131,7 +133,11 @@ class Model {
   }
   bool before(const Entry& a, const Entry& b) const {
     if (unsigned_less(a.value, b.value)) return true;
-    return !unsigned_less(b.value, a.value) && a.written < b.written;
+    return !unsigned_less(b.value, a.value) && !is_same(a, b) && a.written < b.written;
+  }
+  // By its primary key a record that was written anew is the one that the position stands at.
+  bool is_same(const Entry& a, const Entry& b) const {
+    return key_ == 0 && position_.place == Place::kAt && a.value.number == b.value.number;
   }
   // Characters are compared unsigned, whatever char is here.
   bool unsigned_less(const Value& a, const Value& b) const {
@@ -150,6 +156,19 @@ class Model {
       return;
     }
     entries_[value.number] = {value, ++written_, record};
+  }
+
+  void replace() {
+    Value value = random_value();
+    if (below(2) == 0) value.number = position_.entry.value.number;
+    const std::string record = to_record(value, random_);
+    const auto entry = entries_.find(value.number);
+    EXPECT_EQ(ISREPLACE(file_, record.data()), entry != entries_.end() ? 0 : -1);
+    if (entry != entries_.end()) {
+      entry->second = {value, ++written_, record};
+    } else {
+      EXPECT_EQ(iserrno, kIsNoRecord);
+    }
   }
 
   void erase() {
@@ -218,7 +237,8 @@ class Model {
   [[nodiscard]] const Entry* current() const {
     if (position_.place != Place::kAt) return nullptr;
     const auto same = entries_.find(position_.entry.value.number);
-    const bool there = same != entries_.end() && same->second.written == position_.entry.written;
+    const bool there = same != entries_.end() && (is_same(same->second, position_.entry) ||
+                                                  same->second.written == position_.entry.written);
     return there ? &same->second : nullptr;
   }
 
