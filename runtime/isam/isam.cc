@@ -467,7 +467,12 @@ int read_record(Descriptor& descriptor, char* record, const Search& search, bool
   state.record.resize(std::max<std::size_t>(state.record.size(), file.record_length));
   const auto read_and_lock = [&] {
     const int failed = read_and_stand(descriptor, search);
-    return failed != 0 ? failed : lock_record(descriptor, state.record.data());
+    if (failed == 0) return lock_record(descriptor, state.record.data());
+    // One that its holder has deleted, to write it anew, is locked and not missing.
+    const bool may_be_held =
+        failed == kIsNoRecord && search.mode == kIsEqual && descriptor.tree == 0;
+    const int held = may_be_held ? check_not_locked(file, record) : 0;
+    return held != 0 ? held : failed;
   };
   // A record must not be deleted between being found and being locked.
   const int failed = !lock           ? read_and_stand(descriptor, search)

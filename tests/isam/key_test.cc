@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstring>
+#include <initializer_list>
 #include <limits>
 #include <string>
 
@@ -11,16 +10,31 @@ namespace marigold {
 namespace {
 
 KeyDescription one_part(KeyPart part) {
-  KeyDescription key;
-  key.part_count = 1;
-  key.parts[0] = part;
-  return key;
+  return {.flags = 0, .part_count = 1, .parts = {{part}}};
 }
 
-std::string bytes_of(const KeyDescription& key, const std::string& record) {
-  std::string bytes(isam::key_length(key), '\0');
-  isam::key_from_record(key, record.data(), reinterpret_cast<std::byte*>(bytes.data()));
+// The bytes by which a key of this one value is ordered.
+template <typename Value>
+std::string bytes_of(std::int16_t type, void (*store)(Value, char*), Value value) {
+  std::string record(sizeof value, '\0');
+  std::string bytes(sizeof value, '\0');
+  store(value, record.data());
+  isam::key_from_record(one_part({0, sizeof value, type}), record.data(),
+                        reinterpret_cast<std::byte*>(bytes.data()));
   return bytes;
+}
+
+// Values that ascend give bytes that do; the last one's.
+template <typename Value>
+std::string expect_ascending(std::int16_t type, void (*store)(Value, char*),
+                             std::initializer_list<Value> values) {
+  std::string last;
+  for (const Value value : values) {
+    const std::string bytes = bytes_of(type, store, value);
+    EXPECT_LT(last, bytes) << value;
+    last = bytes;
+  }
+  return last;
 }
 
 TEST(IsamKeyTest, DescriptionsAreChecked) {
@@ -57,29 +71,13 @@ TEST(IsamKeyTest, DescriptionsAreChecked) {
 TEST(IsamKeyTest, NumbersOrderAsNumbers) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double infinity = std::numeric_limits<double>::infinity();
-  const double doubles[] = {-infinity, -1e300, -1.5, -1e-310, 0, 1e-310, 1.5, 1e300, infinity, nan};
-  std::string last;
-  for (const double value : doubles) {
-    std::string record(8, '\0');
-    isst_double(value, record.data());
-    const std::string bytes = bytes_of(one_part({0, 8, kIsDouble}), record);
-    EXPECT_LT(last, bytes) << value;
-    last = bytes;
-  }
-  std::string negative_zero(8, '\0');
-  std::string zero(8, '\0');
-  isst_double(-0.0, negative_zero.data());
-  const auto key = one_part({0, 8, kIsDouble});
-  EXPECT_EQ(bytes_of(key, negative_zero), bytes_of(key, zero));
-  isst_double(-nan, zero.data());
-  EXPECT_EQ(bytes_of(key, zero), last);
-  last.clear();
-  for (const std::int32_t value : {-2147483647 - 1, -65536, -1, 0, 1, 255, 256, 2147483647}) {
-    std::string record(4, '\0');
-    isst_int4(value, record.data());
-    EXPECT_LT(last, bytes_of(one_part({0, 4, kIsInt4}), record)) << value;
-    last = bytes_of(one_part({0, 4, kIsInt4}), record);
-  }
+  const std::string greatest =
+      expect_ascending<double>(kIsDouble, isst_double,
+                       {-infinity, -1e300, -1.5, -1e-310, 0, 1e-310, 1.5, 1e300, infinity, nan});
+  EXPECT_EQ(bytes_of(kIsDouble, isst_double, -nan), greatest);
+  EXPECT_EQ(bytes_of(kIsDouble, isst_double, -0.0), bytes_of(kIsDouble, isst_double, 0.0));
+  expect_ascending<std::int32_t>(kIsInt4, isst_int4, {-2147483647 - 1, -65536, -1, 0, 1, 255, 256, 2147483647});
+  expect_ascending<std::int16_t>(kIsInt2, isst_int2, {-32768, -256, -1, 0, 1, 255, 256, 32767});
 }
 
 TEST(IsamKeyTest, NumbersInRecordsAreTheSameOnEveryMachine) {

@@ -2,7 +2,7 @@
 // in any of the forms that they had, and any may not.
 
 #include <cstring>
-#include <filesystem>
+#include <random>
 #include <set>
 
 #include "runtime/isam/file.h"

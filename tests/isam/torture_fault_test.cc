@@ -1,0 +1,226 @@
+// Calls of the system that fail, and memory that there is none of.
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+#include <optional>
+
+#include "runtime/isam/layout.h"
+#include "runtime/platform/mapped_file.h"
+#include "tests/isam/torture.h"
+
+namespace marigold::test {
+namespace {
+
+struct Faults {
+  std::optional<FileCall> call;  // of the system; none: memory is asked for
+  int error = 0;
+  int countdown = 0;     // to the call that fails
+  bool for_long = false;  // the ones after it fail as well
+  bool armed = false;    // the engine is at work
+};
+
+Faults faults;
+
+bool is_due(std::optional<FileCall> call) {
+  if (!faults.armed || call != faults.call) return false;
+  --faults.countdown;
+  return faults.countdown == 0 || (faults.for_long && faults.countdown < 0);
+}
+
+int fail_when_due(FileCall call) {
+  return is_due(call) ? faults.error : 0;
+}
+
+// Calls the engine, which may meet the fault.
+template <typename Call>
+int call_armed(Call call) {
+  faults.armed = true;
+  const int result = call();
+  faults.armed = false;
+  return error_of(result);
+}
+
+class FaultRun {
+ public:
+  // Only what is called through `attempt` or `close` meets the fault.
+  explicit FaultRun(const Contents& start) : expected_(start) {
+    copy_pair("start", "file");
+    // As after an ISADDINDEX that was interrupted: the indexes are made anew at the first opening.
+    std::string index = read_file("file.idx");
+    index[offsetof(isam::IndexHeader, state)] = isam::kStateRebuild;
+    write_file("file.idx", index);
+  }
+
+  void run() {
+    open(kExclusiveMode);
+    change(100);
+    attempt([&] { return ISADDINDEX(file_, kKey); });
+    change(200);
+    attempt([&] { return ISADDINDEX(file_, kOtherKey); });
+    close();
+    open(kSharedMode);
+    change(300);
+    attempt([&] { return ISFLUSH(file_); });
+    grow_elsewhere();
+    attempt([&] { return ISREAD(file_, record_.data(), kIsLast | kIsLock); });
+    EXPECT_EQ(record_, expected_.rbegin()->second);
+    attempt([&] { return ISRELEASE(file_); });
+    change(400);
+    close();
+    look();
+  }
+
+ private:
+  static constexpr KeyDescription kKey{
+      .flags = 1, .part_count = 1, .parts = {{{190, 20, kIsCharacters}}}};
+  static constexpr KeyDescription kOtherKey{
+      .flags = 1, .part_count = 1, .parts = {{{200, 20, kIsCharacters}}}};
+
+  // When the call meets the fault it says so, everything is as before, and it works from then on.
+  template <typename Call>
+  int attempt(Call call) {
+    const bool met_before = faults.countdown <= 0;
+    const int error = call_armed(call);
+    if (met_before || faults.countdown > 0 || error != faults.error) return error;
+    if (file_ >= 0) {
+      EXPECT_EQ(iscount(file_), static_cast<std::int64_t>(expected_.size()));
+      EXPECT_EQ(shared_ ? run_process([this] { look(); }) : 0, 0);  // nobody is blocked
+    }
+    faults.for_long = false;
+    const int second = error_of(call());
+    EXPECT_EQ(file_ >= 0 ? walk(file_) : "", "");
+    return second;
+  }
+
+  void look() {
+    Contents found;
+    EXPECT_EQ(examine("file", found), "");
+    EXPECT_TRUE(found == expected_);
+  }
+
+  void open(int mode) {
+    shared_ = mode == kSharedMode;
+    file_ = -1;
+    int opened = -1;
+    EXPECT_EQ(attempt([&] { return opened = ISOPEN("file", mode); }), 0);
+    file_ = opened;
+  }
+
+  // A failing ISCLOSE closes as well.
+  void close() {
+    const int error = call_armed([&] { return ISCLOSE(file_); });
+    EXPECT_TRUE(error == 0 || (error == faults.error && faults.countdown <= 0)) << error;
+    if (error != 0) faults.for_long = false;
+  }
+
+  void change(unsigned seed) {
+    for (const Operation& operation : random_operations(seed, amount(30, 300), 100)) {
+      Contents with = expected_;
+      const bool succeeds = apply(operation, with);
+      const std::string record = wide_record(operation.number, operation.version);
+      const int error = attempt([&] {
+        return operation.write ? ISWRITE(file_, record.data()) : ISDELETE(file_, record.data());
+      });
+      EXPECT_EQ(error == 0, succeeds) << error;
+      expected_ = std::move(with);
+    }
+    record_ = wide_record(expected_.begin()->first, 0);
+    EXPECT_EQ(attempt([&] { return ISREAD(file_, record_.data(), kIsEqual); }), 0);
+    EXPECT_EQ(record_, expected_.begin()->second);
+  }
+
+  // Another process makes the file longer than we have seen it.
+  void grow_elsewhere() {
+    const auto each = [](auto body) {
+      for (std::int32_t number = 1000; number < 1100; ++number)
+        body(Operation{true, number, 1});
+    };
+    EXPECT_EQ(run_process([&] {
+                const int file = ISOPEN("file", kSharedMode);
+                each([&](const Operation& operation) { EXPECT_EQ(perform(operation, file), 0); });
+                EXPECT_EQ(ISCLOSE(file), 0);
+              }),
+              0);
+    each([&](const Operation& operation) { apply(operation, expected_); });
+  }
+
+  int file_ = -1;
+  bool shared_ = false;
+  Contents expected_;
+  std::string record_;
+};
+
+// The n-th call fails, for every n until a run meets no fault.
+TEST_F(TortureTest, AFailedCallLeavesTheFileAsItWas) {
+  const Contents start = some_contents(40, 3);
+  build_wide("start", start);
+  file_fault_hook = fail_when_due;
+  const Faults rows[] = {{FileCall::kOpen, EMFILE},  {FileCall::kReserve, ENOSPC},
+                         {FileCall::kMap, ENOMEM},   {FileCall::kSync, EIO},
+                         {FileCall::kLock, ENOLCK},  {std::nullopt, kIsNoMemory},
+                         {std::nullopt, kIsNoMemory, 0, true}};
+  for (const Faults& row : rows) {
+    int n = 0;
+    do {
+      faults = row;
+      faults.countdown = ++n;
+      FaultRun(start).run();
+    } while (faults.countdown <= 0 && !HasFailure());
+    ASSERT_FALSE(HasFailure()) << "error " << row.error << " at call " << n << " " << row.for_long;
+    std::printf("[ failed ] error %d in each of %d calls\n", row.error, n - 1);
+  }
+  faults = {};
+  file_fault_hook = nullptr;
+}
+
+// A file that cannot be built is not there.
+TEST_F(TortureTest, AFailedBuildLeavesNothingBehind) {
+  file_fault_hook = fail_when_due;
+  for (const auto& [call, error] :
+       {std::pair{std::optional{FileCall::kLock}, ENOLCK}, {FileCall::kSync, EIO},
+        {FileCall::kMap, ENOMEM}, {FileCall::kReserve, ENOSPC}, {std::nullopt, kIsNoMemory}}) {
+    for (const int mode : {kExclusiveMode, kSharedMode}) {
+      int n = 0;
+      do {
+        faults = {call, error, ++n};
+        int file = -1;
+        const int failed =
+            call_armed([&] { return file = ISBUILD("new", kWideRecord, kWidePrimary, mode); });
+        if (failed != 0) {
+          EXPECT_EQ(failed, error);
+          EXPECT_FALSE(std::filesystem::exists("new.idx") || std::filesystem::exists("new.dat"))
+              << error << " at call " << n << " mode " << mode;
+          file = ISBUILD("new", kWideRecord, kWidePrimary, mode);
+        }
+        ASSERT_EQ(error_of(ISCLOSE(file)), 0);
+        std::filesystem::remove("new.idx");
+        std::filesystem::remove("new.dat");
+      } while (faults.countdown <= 0 && !HasFailure());
+    }
+  }
+  faults = {};
+  file_fault_hook = nullptr;
+}
+
+}  // namespace
+
+// For the operators below, which stand outside.
+bool memory_fails() {
+  return is_due(std::nullopt);
+}
+
+}  // namespace marigold::test
+
+void* operator new(std::size_t size) {
+  void* memory = marigold::test::memory_fails() ? nullptr : std::malloc(size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
