@@ -630,7 +630,7 @@ int add_key(File& file, const KeyDescription& key) {
   if (const int failed = file_put_in_state(file, kStateRebuild)) return failed;
   const int failed = rebuild_with(file, after);
   if (failed == 0) return 0;
-  // Back to the keys of before. If that fails too, whoever opens the file next does it.
+  // Back to the keys of before. If that fails too, whoever needs the trees next does it.
   const int again = rebuild_with(file, before);
   return again != 0 ? again : failed;
 }
@@ -676,9 +676,7 @@ int ISBUILD(const char* base, int record_length, const KeyDescription& primary, 
             file_build(*file, request, static_cast<std::uint32_t>(record_length), primary)) {
       return fail(failed);
     }
-    if (asked.exclusive) return take_descriptor(std::move(file), asked);
-    if (const int failed = file_close(*file)) return fail(failed);
-    return ISOPEN(base, mode);
+    return take_descriptor(std::move(file), asked);
   });
 }
 
@@ -686,7 +684,8 @@ int ISADDINDEX(int number, const KeyDescription& key) {
   return operation("ISADDIND", [&] {
     Descriptor* descriptor = descriptor_at(number);
     if (descriptor == nullptr || !descriptor->writes) return fail(kIsNotOpen);
-    return finish(add_key(*descriptor->file, key));
+    File& file = *descriptor->file;
+    return finish(as_writer(file, [&] { return add_key(file, key); }));
   });
 }
 
@@ -777,6 +776,8 @@ int ISFLUSH(int number) {
 std::int64_t iscount(int number) {
   const Descriptor* descriptor = descriptor_at(number);
   if (descriptor == nullptr) return fail(kIsNotOpen);
+  std::uint64_t changes = 0;  // what is found between two of them holds
+  if (const int failed = read_begin(*descriptor->file, changes)) return fail(failed);
   return static_cast<std::int64_t>(descriptor->file->contents().record_count);
 }
 

@@ -71,12 +71,13 @@ TEST(IsamKeyTest, DescriptionsAreChecked) {
 TEST(IsamKeyTest, NumbersOrderAsNumbers) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double infinity = std::numeric_limits<double>::infinity();
-  const std::string greatest =
-      expect_ascending<double>(kIsDouble, isst_double,
-                       {-infinity, -1e300, -1.5, -1e-310, 0, 1e-310, 1.5, 1e300, infinity, nan});
+  const std::string greatest = expect_ascending<double>(
+      kIsDouble, isst_double,
+      {-infinity, -1e300, -1.5, -1e-310, 0, 1e-310, 1.5, 1e300, infinity, nan});
   EXPECT_EQ(bytes_of(kIsDouble, isst_double, -nan), greatest);
   EXPECT_EQ(bytes_of(kIsDouble, isst_double, -0.0), bytes_of(kIsDouble, isst_double, 0.0));
-  expect_ascending<std::int32_t>(kIsInt4, isst_int4, {-2147483647 - 1, -65536, -1, 0, 1, 255, 256, 2147483647});
+  expect_ascending<std::int32_t>(kIsInt4, isst_int4,
+                                 {-2147483647 - 1, -65536, -1, 0, 1, 255, 256, 2147483647});
   expect_ascending<std::int16_t>(kIsInt2, isst_int2, {-32768, -256, -1, 0, 1, 255, 256, 32767});
 }
 

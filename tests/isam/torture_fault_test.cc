@@ -16,9 +16,9 @@ namespace {
 struct Faults {
   std::optional<FileCall> call;  // of the system; none: memory is asked for
   int error = 0;
-  int countdown = 0;     // to the call that fails
+  int countdown = 0;      // to the call that fails
   bool for_long = false;  // the ones after it fail as well
-  bool armed = false;    // the engine is at work
+  bool armed = false;     // the engine is at work
 };
 
 Faults faults;
@@ -56,17 +56,17 @@ class FaultRun {
   void run() {
     open(kExclusiveMode);
     change(100);
-    attempt([&] { return ISADDINDEX(file_, kKey); });
+    EXPECT_EQ(attempt([&] { return ISADDINDEX(file_, kKey); }), 0);
     change(200);
-    attempt([&] { return ISADDINDEX(file_, kOtherKey); });
+    EXPECT_EQ(attempt([&] { return ISADDINDEX(file_, kOtherKey); }), 0);
     close();
     open(kSharedMode);
     change(300);
-    attempt([&] { return ISFLUSH(file_); });
+    EXPECT_EQ(attempt([&] { return ISFLUSH(file_); }), 0);
     grow_elsewhere();
-    attempt([&] { return ISREAD(file_, record_.data(), kIsLast | kIsLock); });
+    EXPECT_EQ(attempt([&] { return ISREAD(file_, record_.data(), kIsLast | kIsLock); }), 0);
     EXPECT_EQ(record_, expected_.rbegin()->second);
-    attempt([&] { return ISRELEASE(file_); });
+    EXPECT_EQ(attempt([&] { return ISRELEASE(file_); }), 0);
     change(400);
     close();
     look();
@@ -116,7 +116,7 @@ class FaultRun {
   }
 
   void change(unsigned seed) {
-    for (const Operation& operation : random_operations(seed, amount(30, 300), 100)) {
+    for (const Operation& operation : random_operations(seed, amount(60, 600), 300)) {
       Contents with = expected_;
       const bool succeeds = apply(operation, with);
       const std::string record = wide_record(operation.number, operation.version);
@@ -157,10 +157,15 @@ TEST_F(TortureTest, AFailedCallLeavesTheFileAsItWas) {
   const Contents start = some_contents(40, 3);
   build_wide("start", start);
   file_fault_hook = fail_when_due;
-  const Faults rows[] = {{FileCall::kOpen, EMFILE},  {FileCall::kReserve, ENOSPC},
-                         {FileCall::kMap, ENOMEM},   {FileCall::kSync, EIO},
-                         {FileCall::kLock, ENOLCK},  {std::nullopt, kIsNoMemory},
-                         {std::nullopt, kIsNoMemory, 0, true}};
+  const Faults rows[] = {{FileCall::kOpen, EMFILE},
+                         {FileCall::kReserve, ENOSPC},
+                         {FileCall::kMap, ENOMEM},
+                         {FileCall::kSync, EIO},
+                         {FileCall::kLock, ENOLCK},
+                         {std::nullopt, kIsNoMemory},
+                         {std::nullopt, kIsNoMemory, 0, true},
+                         {FileCall::kSync, EIO, 0, true},
+                         {FileCall::kReserve, ENOSPC, 0, true}};
   for (const Faults& row : rows) {
     int n = 0;
     do {
@@ -178,9 +183,11 @@ TEST_F(TortureTest, AFailedCallLeavesTheFileAsItWas) {
 // A file that cannot be built is not there.
 TEST_F(TortureTest, AFailedBuildLeavesNothingBehind) {
   file_fault_hook = fail_when_due;
-  for (const auto& [call, error] :
-       {std::pair{std::optional{FileCall::kLock}, ENOLCK}, {FileCall::kSync, EIO},
-        {FileCall::kMap, ENOMEM}, {FileCall::kReserve, ENOSPC}, {std::nullopt, kIsNoMemory}}) {
+  for (const auto& [call, error] : {std::pair{std::optional{FileCall::kLock}, ENOLCK},
+                                    {FileCall::kSync, EIO},
+                                    {FileCall::kMap, ENOMEM},
+                                    {FileCall::kReserve, ENOSPC},
+                                    {std::nullopt, kIsNoMemory}}) {
     for (const int mode : {kExclusiveMode, kSharedMode}) {
       int n = 0;
       do {
