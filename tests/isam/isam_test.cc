@@ -5,8 +5,11 @@
 
 #include <sys/resource.h>
 
+#include <cctype>
 #include <cerrno>
 #include <csignal>
+#include <sstream>
+#include <string_view>
 
 #include "runtime/isam/fatal.h"
 #include "tests/isam/support.h"
@@ -14,46 +17,60 @@
 namespace marigold::test {
 namespace {
 
-// In another process, where everything expected has to hold as well.
-void elsewhere(const std::function<void()>& body) {
+constexpr KeyDescription kPrimary{.flags = 0, .part_count = 1, .parts = {{{0, 4, kIsInt4}}}};
+constexpr KeyDescription kLetter{.flags = 1, .part_count = 1, .parts = {{{4, 1, kIsCharacters}}}};
+constexpr KeyDescription kWide{
+    .flags = 1, .part_count = 2, .parts = {{{4, 1, kIsCharacters}, {0, 4, kIsInt4}}}};
+
+// A record of the primary key and a letter at 4.
+std::string record(std::int32_t number, char letter = 'a') {
+  std::string bytes(8, letter);
+  isst_int4(number, bytes.data());
+  return bytes;
+}
+
+int step(int file, char what, std::string& bytes) {
+  constexpr std::string_view kReads = "flnpceg";  // by their modes; a capital letter locks
+  const int lock = std::isupper(static_cast<unsigned char>(what)) != 0 ? kIsLock : 0;
+  const auto small = static_cast<char>(std::tolower(static_cast<unsigned char>(what)));
+  if (what == 'w') return ISWRITE(file, bytes.data());
+  if (what == 'd') return ISDELETE(file, bytes.data());
+  if (what == 's') return ISSTART(file, kPrimary, 0, bytes.data(), kIsEqual);
+  if (what == 'k') return ISSTART(file, kLetter, 0, bytes.data(), kIsEqual);
+  if (what == 'r') return ISRELEASE(file);
+  return ISREAD(file, bytes.data(), static_cast<int>(kReads.find(small)) | lock);
+}
+
+// Plays steps like "w20x" (write record 20 with the letter x) and "n" (read the next one): for each
+// the error's number, the record after a read, or "ok".
+std::string play(int file, const std::string& steps) {
+  std::istringstream words(steps);
+  std::string results;
+  for (std::string word; words >> word;) {
+    char* letter = nullptr;
+    const long number = std::strtol(word.c_str() + 1, &letter, 10);
+    std::string bytes = record(static_cast<std::int32_t>(number), *letter == '\0' ? 'a' : *letter);
+    const int error = error_of(step(file, word[0], bytes));
+    const bool reads = std::string_view("wdskr").find(word[0]) == std::string_view::npos;
+    results += results.empty() ? "" : " ";
+    results += error != 0 ? std::to_string(error)
+               : !reads   ? "ok"
+                          : std::to_string(isld_int4(bytes.data())) + bytes[4];
+  }
+  return results;
+}
+
+// The same in another process, which then ends.
+void play_elsewhere(const std::string& steps, const std::string& results) {
+  const auto body = [&] { EXPECT_EQ(play(ISOPEN("file", kSharedMode), steps), results); };
   EXPECT_EQ(run_process(body), 0);
 }
 
+int build() {
+  return ISBUILD("file", 8, kPrimary, kExclusiveMode);
+}
+
 struct IsamTest : testing::Test {
-  // A record of the primary key and a letter at 4.
-  static std::string record(std::int32_t number, char letter = 'a') {
-    std::string bytes(8, letter);
-    isst_int4(number, bytes.data());
-    return bytes;
-  }
-  static int build() { return ISBUILD("file", 8, kPrimary, kExclusiveMode); }
-  // These give the error's number, 0 for none.
-  static int write(int file, std::int32_t number, char letter = 'a') {
-    return error_of(ISWRITE(file, record(number, letter).data()));
-  }
-  static int erase(int file, std::int32_t number) {
-    return error_of(ISDELETE(file, record(number).data()));
-  }
-  static int start(int file, const KeyDescription& key, std::int32_t number, char letter = 'a',
-                   int mode = kIsEqual, int length = 0) {
-    return error_of(ISSTART(file, key, length, record(number, letter).data(), mode));
-  }
-  // What a read delivers: the number and the letter, or the error.
-  static std::string read(int file, int mode, std::int32_t number = 0) {
-    std::string bytes = record(number);
-    if (ISREAD(file, bytes.data(), mode) != 0) return std::to_string(iserrno);
-    return std::to_string(isld_int4(bytes.data())) + bytes[4];
-  }
-  static std::string read_all(int file, std::initializer_list<int> modes) {
-    std::string delivered;
-    for (const int mode : modes)
-      delivered += read(file, mode) + " ";
-    return delivered;
-  }
-  static constexpr KeyDescription kPrimary{
-      .flags = 0, .part_count = 1, .parts = {{{0, 4, kIsInt4}}}};
-  static constexpr KeyDescription kLetter{
-      .flags = 1, .part_count = 1, .parts = {{{4, 1, kIsCharacters}}}};
   WorkDirectory directory;
 };
 
@@ -61,18 +78,10 @@ TEST_F(IsamTest, ArgumentsAreChecked) {
   EXPECT_EQ(error_of(ISOPEN("missing", kSharedMode)), ENOENT);
   ASSERT_EQ(ISCLOSE(build()), 0);
   EXPECT_EQ(error_of(build()), EEXIST);
-  for (const auto& [mode, error] : {std::pair{0x602, kIsBadArgument},
-                                    {0xA00, kIsBadArgument},
-                                    {0xE00, kIsBadArgument},
-                                    {3, kIsBadArgument},
-                                    {15, kIsBadArgument},
-                                    {14, 0},
-                                    {0x8400, 0},
-                                    {0, 0}}) {
-    const int file = ISOPEN("file", mode);
-    EXPECT_EQ(error_of(file), error) << mode;
-    if (file >= 0) ISCLOSE(file);
-  }
+  for (const int mode : {0x602, 0xA00, 0xE00, 3, 15})
+    EXPECT_EQ(error_of(ISOPEN("file", mode)), kIsBadArgument) << mode;
+  for (const int mode : {14, 0x8400, 0})
+    EXPECT_EQ(error_of(ISCLOSE(ISOPEN("file", mode))), 0) << mode;
   const std::string long_name(1025, 'x');
   EXPECT_EQ(error_of(ISBUILD(long_name.c_str(), 8, kPrimary, kExclusiveMode)), kIsNameTooLong);
   for (const auto& [length, error] :
@@ -89,53 +98,36 @@ TEST_F(IsamTest, ArgumentsAreChecked) {
 }
 
 TEST_F(IsamTest, AStarNamesTheIndexFile) {
-  const int file = ISBUILD("*direct", 8, kPrimary, kExclusiveMode);
-  ASSERT_GE(file, 0);
-  EXPECT_EQ(ISCLOSE(file), 0);
+  EXPECT_EQ(ISCLOSE(ISBUILD("*direct", 8, kPrimary, kExclusiveMode)), 0);
   EXPECT_EQ(read_file("direct").substr(0, 2), "\xFE\x53");
   EXPECT_EQ(ISCLOSE(ISOPEN("*direct", kSharedMode)), 0);
 }
 
 TEST_F(IsamTest, PositionsLieAtRecordsOrBetweenThem) {
   const int file = build();
-  for (const int number : {10, 20, 30})
-    ASSERT_EQ(write(file, number), 0);
-  EXPECT_EQ(read_all(file, {kIsCurrent, kIsNext}), "112 10a ");  // before the first one at first
-  // Found: the current one. Not found: between its neighbours.
-  EXPECT_EQ(start(file, kPrimary, 20), 0);
-  EXPECT_EQ(read_all(file, {kIsCurrent, kIsNext}), "20a 30a ");
-  for (const auto& [mode, expected] :
-       {std::pair{kIsNext, "20a"}, {kIsPrevious, "10a"}, {kIsCurrent, "112"}}) {
-    EXPECT_EQ(start(file, kPrimary, 15), kIsNoRecord);
-    EXPECT_EQ(read(file, mode), expected);
-  }
-  // Behind the end, and back.
-  EXPECT_EQ(read_all(file, {kIsLast, kIsNext, kIsNext, kIsPrevious}), "30a 110 110 30a ");
-  EXPECT_EQ(read_all(file, {kIsFirst, kIsPrevious, kIsNext}), "10a 110 10a ");
-  // Deleting the current one leaves the place; writing does not move it.
-  EXPECT_EQ(read(file, kIsEqual, 20), "20a");
-  ASSERT_EQ(erase(file, 20) + write(file, 25), 0);
-  EXPECT_EQ(read_all(file, {kIsCurrent, kIsNext}), "112 25a ");
-  EXPECT_EQ(start(file, kLetter, 1), kIsBadKey);
+  EXPECT_EQ(play(file, "w10 w20 w30"), "ok ok ok");
+  for (const auto& [steps, results] :
+       {std::pair{"c n", "112 10a"},                       // before the first one
+        {"s20 c n", "ok 20a 30a"},                         // found: the current one
+        {"s15 n s15 p s15 c", "111 20a 111 10a 111 112"},  // between its neighbours
+        {"l n n p f p n", "30a 110 110 30a 10a 110 10a"},  // behind the ends, and back
+        {"e20 d20 w25 c n p", "20a ok ok 112 25a 10a"},    // deleted: the place stays
+        {"k1", "103"}})
+    EXPECT_EQ(play(file, steps), results);
   EXPECT_EQ(ISCLOSE(file), 0);
 }
 
 TEST_F(IsamTest, EqualKeysComeAsTheyWereWrittenAndPartOfAKeyCanBeLookedFor) {
   const int file = build();
-  for (const int number : {3, 1, 2})
-    ASSERT_EQ(write(file, number, 'x'), 0);
+  EXPECT_EQ(play(file, "w3x w1x w2x"), "ok ok ok");
   ASSERT_EQ(ISADDINDEX(file, kLetter), 0);  // over the records that are there
-  // Takes the freed place in the file, not in the order.
-  ASSERT_EQ(erase(file, 3) + write(file, 3, 'x'), 0);
-  EXPECT_EQ(start(file, kLetter, 0, 'x'), 0);
-  EXPECT_EQ(read_all(file, {kIsCurrent, kIsNext, kIsNext}), "1x 2x 3x ");
-  const KeyDescription wide{
-      .flags = 1, .part_count = 2, .parts = {{{4, 1, kIsCharacters}, {0, 4, kIsInt4}}}};
-  ASSERT_EQ(ISADDINDEX(file, wide), 0);
-  EXPECT_EQ(start(file, wide, 99, 'x', kIsEqual, 1), 0);
-  EXPECT_EQ(read(file, kIsCurrent), "1x");
-  EXPECT_EQ(start(file, wide, -99, 'x', kIsGreater, 1), kIsNoRecord);
-  EXPECT_EQ(read(file, kIsPrevious), "3x");
+  // One written anew takes the freed place in the file, not in the order.
+  EXPECT_EQ(play(file, "d3 w3x k0x c n n"), "ok ok ok 1x 2x 3x");
+  ASSERT_EQ(ISADDINDEX(file, kWide), 0);
+  EXPECT_EQ(error_of(ISSTART(file, kWide, 1, record(99, 'x').data(), kIsEqual)), 0);
+  EXPECT_EQ(play(file, "c"), "1x");
+  EXPECT_EQ(error_of(ISSTART(file, kWide, 1, record(-9, 'x').data(), kIsGreater)), kIsNoRecord);
+  EXPECT_EQ(play(file, "p"), "3x");
   EXPECT_EQ(ISCLOSE(file), 0);
 }
 
@@ -146,7 +138,7 @@ TEST_F(IsamTest, ARecordInTheGapOfALostChildStaysInReach) {
   const KeyDescription key{.flags = 0, .part_count = 1, .parts = {{{0, 255, kIsCharacters}}}};
   const int file = ISBUILD("file", 255, key, kExclusiveMode);
   const auto each = [&](int (*operation)(int, const char*), int from, int to) {
-    for (int number = from; number < to; ++number) {
+    for (int number = from; number != to; number += from < to ? 1 : -1) {
       const std::string bytes = std::to_string(number) + std::string(252, ' ');
       ASSERT_EQ(operation(file, bytes.data()), 0);
     }
@@ -154,8 +146,7 @@ TEST_F(IsamTest, ARecordInTheGapOfALostChildStaysInReach) {
   each(ISWRITE, 100, 340);
   each(ISDELETE, 205, 220);
   each(ISWRITE, 210, 211);
-  for (int number = 339; number > 230; --number)
-    each(ISDELETE, number, number + 1);
+  each(ISDELETE, 339, 230);
   EXPECT_EQ(walk(file), "");
   each(ISDELETE, 210, 211);
   EXPECT_EQ(ISCLOSE(file), 0);
@@ -163,113 +154,79 @@ TEST_F(IsamTest, ARecordInTheGapOfALostChildStaysInReach) {
 
 TEST_F(IsamTest, KeysAreAddedOnlyToAFileOfOnesOwn) {
   const int file = build();
-  const KeyDescription unique{.flags = 0, .part_count = 1, .parts = {{{4, 1, kIsCharacters}}}};
-  ASSERT_EQ(write(file, 1, 'x') + write(file, 2, 'x'), 0);
+  KeyDescription unique = kLetter;
+  unique.flags = 0;
+  EXPECT_EQ(play(file, "w1x w2x"), "ok ok");
   EXPECT_EQ(error_of(ISADDINDEX(file, unique)), kIsDuplicate);
   EXPECT_EQ(error_of(ISADDINDEX(file, kPrimary)), kIsKeyExists);
-  ASSERT_EQ(erase(file, 2), 0);
+  EXPECT_EQ(play(file, "d2"), "ok");
   ASSERT_EQ(ISADDINDEX(file, unique), 0);
-  EXPECT_EQ(write(file, 3, 'x'), kIsDuplicate);
+  EXPECT_EQ(play(file, "w3x"), "100");
   EXPECT_EQ(iscount(file), 1);
   for (std::int16_t i = 2; i <= kIsMostKeys; ++i) {
     const KeyPart part{static_cast<std::int16_t>(i % 7), static_cast<std::int16_t>(1 + i / 7)};
-    const KeyDescription key{
-        .flags = static_cast<std::int16_t>(i % 2), .part_count = 2, .parts = {{part, part}}};
+    const KeyDescription key{.flags = 1, .part_count = 2, .parts = {{part, part}}};
     EXPECT_EQ(error_of(ISADDINDEX(file, key)), i < kIsMostKeys ? 0 : kIsBadKey) << i;
   }
   ASSERT_EQ(ISCLOSE(file), 0);
   const int shared = ISOPEN("file", kSharedMode);
   EXPECT_EQ(error_of(ISADDINDEX(shared, kLetter)), kIsNotExclusive);
-  EXPECT_EQ(read(shared, kIsFirst), "1x");
+  EXPECT_EQ(play(shared, "f"), "1x");
   EXPECT_EQ(ISCLOSE(shared), 0);
 }
 
 TEST_F(IsamTest, AnExclusiveFileIsNobodyElses) {
-  const int file = build();
-  const auto refused = [](int mode) {
-    return [mode] { EXPECT_EQ(error_of(ISOPEN("file", mode)), kIsFileLocked); };
+  const auto refuses = [](int mode) {
+    const auto body = [mode] { EXPECT_EQ(error_of(ISOPEN("file", mode)), kIsFileLocked); };
+    body();
+    EXPECT_EQ(run_process(body), 0);
   };
-  refused(kSharedMode)();
-  elsewhere(refused(kSharedMode));
+  const int file = build();
+  refuses(kSharedMode);
   ASSERT_EQ(ISCLOSE(file), 0);
   const int shared = ISOPEN("file", kSharedMode);
-  refused(kExclusiveMode)();
-  elsewhere(refused(kExclusiveMode));
-  elsewhere([] { EXPECT_GE(ISOPEN("file", kSharedMode), 0); });
+  refuses(kExclusiveMode);
+  play_elsewhere("w1", "ok");
   EXPECT_EQ(ISCLOSE(shared), 0);
 }
 
-struct IsamLockTest : IsamTest {
-  void SetUp() override {
-    const int file = build();
-    for (const int number : {1, 2, 3})
-      ASSERT_EQ(write(file, number), 0);
-    ASSERT_EQ(ISCLOSE(file), 0);
-  }
-  // What another process gets that locks the record.
-  static void lock_elsewhere(int number, const std::string& expected) {
-    elsewhere([&] {
-      EXPECT_EQ(read(ISOPEN("file", kSharedMode), kIsEqual | kIsLock, number), expected);
-    });
-  }
-};
-
-TEST_F(IsamLockTest, RecordLocksHoldBetweenProcesses) {
-  int file = ISOPEN("file", kSharedMode);
-  EXPECT_EQ(read(file, kIsEqual | kIsLock, 2), "2a");
-  elsewhere([] {
-    const int other = ISOPEN("file", kSharedMode);
-    EXPECT_EQ(read(other, kIsEqual, 2), "2a");  // without the lock nothing stands in the way
-    EXPECT_EQ(read(other, kIsEqual | kIsLock, 2), "107");
-    EXPECT_EQ(read(other, kIsNext), "3a");
-    EXPECT_EQ(erase(other, 2), kIsLocked);
-    EXPECT_EQ(read(other, kIsEqual | kIsLock, 3), "3a");  // given back by its death
-  });
+TEST_F(IsamTest, RecordLocksHoldBetweenProcesses) {
+  int file = ISBUILD("file", 8, kPrimary, kSharedMode);
+  EXPECT_EQ(play(file, "w1 w2 w3 E2"), "ok ok ok 2a");
+  // Only who wants the lock is kept out. What it locks is given back by its death.
+  play_elsewhere("e2 E2 n d2 E3", "2a 107 3a 107 3a");
   const int second = ISOPEN("file", kSharedMode);  // of the same process: no conflict
-  EXPECT_EQ(read(second, kIsEqual | kIsLock, 2), "2a");
-  EXPECT_EQ(read(second, kIsEqual | kIsLock, 3), "3a");
+  EXPECT_EQ(play(second, "E2 E3"), "2a 3a");
   EXPECT_EQ(ISCLOSE(second), 0);
-  EXPECT_EQ(ISRELEASE(file), 0);
-  lock_elsewhere(2, "2a");
-  lock_elsewhere(3, "3a");
+  EXPECT_EQ(play(file, "r"), "ok");
+  play_elsewhere("E2 E3", "2a 3a");
   EXPECT_EQ(ISCLOSE(file), 0);
   // Each read locks, and gives the one before back.
   file = ISOPEN("file", kIsInputOutput | kIsAutoLock);
-  EXPECT_EQ(read_all(file, {kIsFirst, kIsNext}), "1a 2a ");
-  lock_elsewhere(1, "1a");
-  lock_elsewhere(2, "107");
+  EXPECT_EQ(play(file, "f n"), "1a 2a");
+  play_elsewhere("E1 E2", "1a 107");
   EXPECT_EQ(ISCLOSE(file), 0);
 }
 
 // Whoever replaces a record under its lock keeps it, also while the record is not there.
-TEST_F(IsamLockTest, ALockStandsForThePrimaryKey) {
-  const int file = ISOPEN("file", kSharedMode);
-  const auto refused = [] {
-    const int other = ISOPEN("file", kSharedMode);
-    EXPECT_EQ(read(other, kIsEqual | kIsLock, 2), "107");
-    return other;
-  };
-  EXPECT_EQ(read(file, kIsEqual | kIsLock, 2), "2a");
-  ASSERT_EQ(erase(file, 2), 0);
-  elsewhere([&] { EXPECT_EQ(write(refused(), 2, 'x'), kIsLocked); });
-  ASSERT_EQ(write(file, 2, 'b'), 0);
-  elsewhere([&] { EXPECT_EQ(erase(refused(), 2), kIsLocked); });
-  ASSERT_EQ(erase(file, 2), 0);
-  EXPECT_EQ(ISRELEASE(file), 0);
-  lock_elsewhere(2, "111");
-  elsewhere([] { EXPECT_EQ(write(ISOPEN("file", kSharedMode), 2, 'x'), 0); });
-  EXPECT_EQ(read(file, kIsEqual, 2), "2x");
+TEST_F(IsamTest, ALockStandsForThePrimaryKey) {
+  const int file = ISBUILD("file", 8, kPrimary, kSharedMode);
+  EXPECT_EQ(play(file, "w2 E2 d2"), "ok 2a ok");
+  play_elsewhere("e2 E2 w2x", "111 107 107");
+  EXPECT_EQ(play(file, "w2b"), "ok");
+  play_elsewhere("e2 E2 d2", "2b 107 107");
+  EXPECT_EQ(play(file, "d2 r"), "ok ok");
+  play_elsewhere("E2 w2x", "111 ok");
+  EXPECT_EQ(play(file, "e2"), "2x");
   EXPECT_EQ(ISCLOSE(file), 0);
 }
 
 TEST_F(IsamTest, AccessIsWhatTheModeSays) {
   ASSERT_EQ(ISCLOSE(build()), 0);
   const int input = ISOPEN("file", kIsInput | kIsManualLock);
-  EXPECT_EQ(write(input, 1), kIsNotOpen);
   const int output = ISOPEN("file", kIsOutput | kIsManualLock);
-  EXPECT_EQ(write(output, 1), 0);
-  EXPECT_EQ(read(output, kIsFirst), "101");
-  EXPECT_EQ(read(input, kIsFirst), "1a");
+  EXPECT_EQ(play(output, "w1 f"), "ok 101");
+  EXPECT_EQ(play(input, "f w2 d1"), "1a 101 101");
   EXPECT_EQ(ISCLOSE(input) + ISCLOSE(output), 0);
 }
 
@@ -283,17 +240,15 @@ TEST_F(IsamTest, AFullDiskIsAnErrorAndNotASignal) {
   signal(SIGXFSZ, SIG_IGN);
   limit(400'000);
   int written = 0;
-  while (write(file, written) == 0)
+  while (ISWRITE(file, record(written).data()) == 0)
     ++written;
   EXPECT_EQ(iserrno, EFBIG);
   EXPECT_EQ(iscount(file), written);
   EXPECT_EQ(walk(file), "");
   // What is deleted makes room, without a flush as well.
-  for (const int number : {7, 7, 8})
-    EXPECT_EQ(erase(file, number) + write(file, number, 'b'), 0) << iserrno;
-  EXPECT_EQ(write(file, written), EFBIG);
+  EXPECT_EQ(play(file, "d7 w7 d7 w7b d8 w8 w-1"), "ok ok ok ok ok ok " + std::to_string(EFBIG));
   limit(RLIM_INFINITY);
-  EXPECT_EQ(write(file, written), 0);
+  EXPECT_EQ(play(file, "w-1 e7"), "ok 7b");
   EXPECT_EQ(walk(file), "");
   EXPECT_EQ(ISCLOSE(file), 0);
 }
@@ -308,7 +263,6 @@ TEST_F(IsamTest, ARecordReplacedForEverTakesABoundedFile) {
     ASSERT_EQ(ISDELETE(file, record.data()) + ISWRITE(file, record.data()), 0) << iserrno;
   }
   EXPECT_LT(std::filesystem::file_size("file.dat"), 16U << 20);
-  EXPECT_EQ(walk(file), "");
   EXPECT_EQ(ISCLOSE(file), 0);
   Contents found;
   EXPECT_EQ(examine("file", found), "");
@@ -322,10 +276,10 @@ TEST_F(IsamTest, TheReportOfAnInconsistencyEndsTheProcess) {
     const isam::OperationScope inner("TREEINSERT");
     isam::fatal_inconsistency("orders", "change", 42);
   };
-  const std::string text =
-      "\nFATAL: orders\nerror 105 in change line 42 ( version version 3.4 (325.1) )\nISWRITE TREEINSE \n";
   EXPECT_EXIT(report(), testing::ExitedWithCode(1), "FATAL: orders");
-  EXPECT_EQ(read_file("disam.err"), text);
+  EXPECT_EQ(read_file("disam.err"),
+            "\nFATAL: orders\nerror 105 in change line 42 ( version version 3.4 (325.1) )\n"
+            "ISWRITE TREEINSE \n");
 }
 
 }  // namespace

@@ -38,27 +38,23 @@ std::string expect_ascending(std::int16_t type, void (*store)(Value, char*),
 }
 
 TEST(IsamKeyTest, DescriptionsAreChecked) {
-  struct Row {
-    KeyPart part;
-    bool good;
-  };
-  const Row rows[] = {{{0, 10, kIsCharacters}, true},
-                      {{9, 1, kIsCharacters}, true},
-                      {{9, 2, kIsCharacters}, false},
-                      {{-1, 2, kIsCharacters}, false},
-                      {{0, 0, kIsCharacters}, false},
-                      {{0, 2, kIsInt2}, true},
-                      {{0, 3, kIsInt2}, false},
-                      {{0, 2, kIsInt4}, false},
-                      {{6, 4, kIsInt4}, true},
-                      {{0, 8, kIsDouble}, true},
-                      {{0, 4, kIsDouble}, false},
-                      {{0, 1, 4}, false},
-                      {{0, 1, -1}, false}};
-  for (const Row& row : rows) {
-    EXPECT_EQ(isam::key_check(one_part(row.part), 10), row.good ? 0 : kIsBadKey)
-        << row.part.start << " " << row.part.length << " " << row.part.type;
-  }
+  const KeyPart good[] = {{0, 10, kIsCharacters},
+                          {9, 1, kIsCharacters},
+                          {0, 2, kIsInt2},
+                          {6, 4, kIsInt4},
+                          {0, 8, kIsDouble}};
+  const KeyPart bad[] = {{9, 2, kIsCharacters},
+                         {-1, 2, kIsCharacters},
+                         {0, 0, kIsCharacters},
+                         {0, 3, kIsInt2},
+                         {0, 2, kIsInt4},
+                         {0, 4, kIsDouble},
+                         {0, 1, 4},
+                         {0, 1, -1}};
+  for (const KeyPart& part : good)
+    EXPECT_EQ(isam::key_check(one_part(part), 10), 0) << part.start << " " << part.type;
+  for (const KeyPart& part : bad)
+    EXPECT_EQ(isam::key_check(one_part(part), 10), kIsBadKey) << part.start << " " << part.type;
   EXPECT_EQ(isam::key_check(one_part({0, 255, kIsCharacters}), 300), 0);
   EXPECT_EQ(isam::key_check(one_part({0, 256, kIsCharacters}), 300), kIsBadKey);
   KeyDescription parts = one_part({0, 1, kIsCharacters});
