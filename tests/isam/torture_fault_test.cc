@@ -16,8 +16,8 @@ namespace {
 struct Faults {
   std::optional<FileCall> call;  // of the system; none: memory is asked for
   int error = 0;
-  int countdown = 0;      // to the call that fails
-  bool for_long = false;  // the ones after it fail as well
+  bool for_long = false;  // the calls after the one that fails do so as well
+  int countdown = 0;      // to that one
   bool armed = false;     // the engine is at work
 };
 
@@ -40,6 +40,29 @@ int call_armed(Call call) {
   const int result = call();
   faults.armed = false;
   return error_of(result);
+}
+
+// The n-th call fails, for every n until a run meets no fault.
+template <typename Body>
+void fail_each(Body body) {
+  file_fault_hook = fail_when_due;
+  for (const Faults& row :
+       {Faults{FileCall::kOpen, EMFILE}, Faults{FileCall::kReserve, ENOSPC},
+        Faults{FileCall::kReserve, ENOSPC, true}, Faults{FileCall::kMap, ENOMEM},
+        Faults{FileCall::kSync, EIO}, Faults{FileCall::kSync, EIO, true},
+        Faults{FileCall::kLock, ENOLCK}, Faults{std::nullopt, kIsNoMemory},
+        Faults{std::nullopt, kIsNoMemory, true}}) {
+    int n = 0;
+    do {
+      faults = row;
+      faults.countdown = ++n;
+      body();
+    } while (faults.countdown <= 0 && !testing::Test::HasFailure());
+    ASSERT_FALSE(testing::Test::HasFailure())
+        << "error " << row.error << " at call " << n << (row.for_long ? " and later" : "");
+    std::printf("[ failed ] error %d at each of %d calls\n", row.error, n - 1);
+  }
+  file_fault_hook = nullptr;
 }
 
 class FaultRun {
@@ -81,9 +104,9 @@ class FaultRun {
   // When the call meets the fault it says so, everything is as before, and it works from then on.
   template <typename Call>
   int attempt(Call call) {
-    const bool met_before = faults.countdown <= 0;
     const int error = call_armed(call);
-    if (met_before || faults.countdown > 0 || error != faults.error) return error;
+    if (met_ || faults.countdown > 0 || error != faults.error) return error;
+    met_ = true;
     if (file_ >= 0) {
       EXPECT_EQ(iscount(file_), static_cast<std::int64_t>(expected_.size()));
       EXPECT_EQ(shared_ ? run_process([this] { look(); }) : 0, 0);  // nobody is blocked
@@ -133,82 +156,46 @@ class FaultRun {
 
   // Another process makes the file longer than we have seen it.
   void grow_elsewhere() {
-    const auto each = [](auto body) {
+    const auto write = [] {
+      const int file = ISOPEN("file", kSharedMode);
       for (std::int32_t number = 1000; number < 1100; ++number)
-        body(Operation{true, number, 1});
+        EXPECT_EQ(perform({true, number, 1}, file), 0);
+      EXPECT_EQ(ISCLOSE(file), 0);
     };
-    EXPECT_EQ(run_process([&] {
-                const int file = ISOPEN("file", kSharedMode);
-                each([&](const Operation& operation) { EXPECT_EQ(perform(operation, file), 0); });
-                EXPECT_EQ(ISCLOSE(file), 0);
-              }),
-              0);
-    each([&](const Operation& operation) { apply(operation, expected_); });
+    EXPECT_EQ(run_process(write), 0);
+    for (std::int32_t number = 1000; number < 1100; ++number)
+      apply({true, number, 1}, expected_);
   }
 
   int file_ = -1;
   bool shared_ = false;
+  bool met_ = false;
   Contents expected_;
   std::string record_;
 };
 
-// The n-th call fails, for every n until a run meets no fault.
 TEST_F(TortureTest, AFailedCallLeavesTheFileAsItWas) {
   const Contents start = some_contents(40, 3);
   build_wide("start", start);
-  file_fault_hook = fail_when_due;
-  const Faults rows[] = {{FileCall::kOpen, EMFILE},
-                         {FileCall::kReserve, ENOSPC},
-                         {FileCall::kMap, ENOMEM},
-                         {FileCall::kSync, EIO},
-                         {FileCall::kLock, ENOLCK},
-                         {std::nullopt, kIsNoMemory},
-                         {std::nullopt, kIsNoMemory, 0, true},
-                         {FileCall::kSync, EIO, 0, true},
-                         {FileCall::kReserve, ENOSPC, 0, true}};
-  for (const Faults& row : rows) {
-    int n = 0;
-    do {
-      faults = row;
-      faults.countdown = ++n;
-      FaultRun(start).run();
-    } while (faults.countdown <= 0 && !HasFailure());
-    ASSERT_FALSE(HasFailure()) << "error " << row.error << " at call " << n << " " << row.for_long;
-    std::printf("[ failed ] error %d in each of %d calls\n", row.error, n - 1);
-  }
-  faults = {};
-  file_fault_hook = nullptr;
+  fail_each([&] { FaultRun(start).run(); });
 }
 
 // A file that cannot be built is not there.
 TEST_F(TortureTest, AFailedBuildLeavesNothingBehind) {
-  file_fault_hook = fail_when_due;
-  for (const auto& [call, error] : {std::pair{std::optional{FileCall::kLock}, ENOLCK},
-                                    {FileCall::kSync, EIO},
-                                    {FileCall::kMap, ENOMEM},
-                                    {FileCall::kReserve, ENOSPC},
-                                    {std::nullopt, kIsNoMemory}}) {
-    for (const int mode : {kExclusiveMode, kSharedMode}) {
-      int n = 0;
-      do {
-        faults = {call, error, ++n};
-        int file = -1;
-        const int failed =
-            call_armed([&] { return file = ISBUILD("new", kWideRecord, kWidePrimary, mode); });
-        if (failed != 0) {
-          EXPECT_EQ(failed, error);
-          EXPECT_FALSE(std::filesystem::exists("new.idx") || std::filesystem::exists("new.dat"))
-              << error << " at call " << n << " mode " << mode;
-          file = ISBUILD("new", kWideRecord, kWidePrimary, mode);
-        }
-        ASSERT_EQ(error_of(ISCLOSE(file)), 0);
-        std::filesystem::remove("new.idx");
-        std::filesystem::remove("new.dat");
-      } while (faults.countdown <= 0 && !HasFailure());
-    }
+  for (const int mode : {kExclusiveMode, kSharedMode}) {
+    int file = -1;
+    const auto build = [&] { return file = ISBUILD("new", kWideRecord, kWidePrimary, mode); };
+    fail_each([&] {
+      if (const int error = call_armed(build)) {
+        EXPECT_EQ(error, faults.error);
+        EXPECT_FALSE(std::filesystem::exists("new.idx") || std::filesystem::exists("new.dat"));
+        build();
+      }
+      EXPECT_EQ(error_of(ISCLOSE(file)), 0);
+      std::filesystem::remove("new.idx");
+      std::filesystem::remove("new.dat");
+    });
   }
-  faults = {};
-  file_fault_hook = nullptr;
 }
 
 }  // namespace
