@@ -269,8 +269,13 @@ std::uint64_t new_file_id() {
 }
 
 int write_data_header(File& file, const DataHeader& header, std::uint64_t offset) {
-  std::memcpy(file.data.memory() + offset, &header, sizeof header);
-  return file.data.sync();
+  std::byte* at = file.data.memory() + offset;
+  DataHeader before;
+  std::memcpy(&before, at, sizeof before);
+  std::memcpy(at, &header, sizeof header);
+  const int failed = file.data.sync();
+  if (failed != 0) std::memcpy(at, &before, sizeof before);  // or the next to open would take it
+  return failed;
 }
 
 int write_index_header(File& file, std::uint64_t id) {

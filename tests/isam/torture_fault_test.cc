@@ -92,7 +92,7 @@ class FaultRun {
     EXPECT_EQ(attempt([&] { return ISRELEASE(file_); }), 0);
     change(400);
     close();
-    look();
+    look("file");
   }
 
  private:
@@ -109,7 +109,10 @@ class FaultRun {
     met_ = true;
     if (file_ >= 0) {
       EXPECT_EQ(iscount(file_), static_cast<std::int64_t>(expected_.size()));
-      EXPECT_EQ(shared_ ? run_process([this] { look(); }) : 0, 0);  // nobody is blocked
+      // Nobody is blocked, and who comes after our death finds what was there before.
+      EXPECT_EQ(shared_ ? run_process([this] { look("file"); }) : 0, 0);
+      copy_pair("file", "image");
+      look("image");
     }
     faults.for_long = false;
     const int second = error_of(call());
@@ -117,10 +120,14 @@ class FaultRun {
     return second;
   }
 
-  void look() {
+  void look(const std::string& base) {
     Contents found;
-    EXPECT_EQ(examine("file", found), "");
+    EXPECT_EQ(examine(base, found), "");
     EXPECT_TRUE(found == expected_);
+    const int file = ISOPEN(base.c_str(), kIsInput);
+    EXPECT_EQ(error_of(ISSTART(file, kOtherKey, 0, record_.data(), kIsFirst)),
+              shared_ ? 0 : kIsBadKey);
+    EXPECT_EQ(ISCLOSE(file), 0);
   }
 
   void open(int mode) {
@@ -171,7 +178,7 @@ class FaultRun {
   bool shared_ = false;
   bool met_ = false;
   Contents expected_;
-  std::string record_;
+  std::string record_ = wide_record(0, 0);
 };
 
 TEST_F(TortureTest, AFailedCallLeavesTheFileAsItWas) {
