@@ -88,6 +88,9 @@ TEST_F(IsamTest, ArgumentsAreChecked) {
        {std::pair{0, kIsBadArgument}, {32768, kIsBadArgument}, {3, kIsBadKey}})
     EXPECT_EQ(error_of(ISBUILD("other", length, kPrimary, kExclusiveMode)), error) << length;
   EXPECT_FALSE(std::filesystem::exists("other.idx") || std::filesystem::exists("other.dat"));
+  EXPECT_EQ(ISCLOSE(ISBUILD("*direct", 8, kPrimary, kExclusiveMode)), 0);
+  EXPECT_EQ(read_file("direct").substr(0, 2), "\xFE\x53");  // the index file's very name
+  EXPECT_EQ(ISCLOSE(ISOPEN("*direct", kSharedMode)), 0);
   for (const int descriptor : {-1, 0, 29, 30})
     EXPECT_EQ(error_of(ISFLUSH(descriptor)), kIsNotOpen);
   for (int i = 0; i < 30; ++i)
@@ -95,12 +98,6 @@ TEST_F(IsamTest, ArgumentsAreChecked) {
   EXPECT_EQ(error_of(ISOPEN("file", kSharedMode)), kIsTooMany);
   for (int i = 0; i < 30; ++i)
     EXPECT_EQ(ISCLOSE(i), 0);
-}
-
-TEST_F(IsamTest, AStarNamesTheIndexFile) {
-  EXPECT_EQ(ISCLOSE(ISBUILD("*direct", 8, kPrimary, kExclusiveMode)), 0);
-  EXPECT_EQ(read_file("direct").substr(0, 2), "\xFE\x53");
-  EXPECT_EQ(ISCLOSE(ISOPEN("*direct", kSharedMode)), 0);
 }
 
 TEST_F(IsamTest, PositionsLieAtRecordsOrBetweenThem) {

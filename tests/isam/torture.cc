@@ -1,7 +1,5 @@
 #include "tests/isam/torture.h"
 
-#include <sys/mman.h>
-
 #include <cstring>
 
 namespace marigold::test {
@@ -13,12 +11,6 @@ bool long_run = false;
 
 int amount(int in_short, int in_long) {
   return long_run ? in_long : in_short;
-}
-
-void* shared_memory(std::size_t bytes) {
-  void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (memory == MAP_FAILED) std::abort();
-  return memory;
 }
 
 void copy_pair(const std::string& from, const std::string& to) {

@@ -2,6 +2,8 @@
 // how much they did.
 #pragma once
 
+#include <sys/mman.h>
+
 #include <string>
 
 #include "tests/isam/support.h"
@@ -11,11 +13,12 @@ namespace marigold::test {
 // How much to do: little, or much with --long.
 int amount(int in_short, int in_long);
 
-// Memory that outlives the processes that share it, all zero.
-void* shared_memory(std::size_t bytes);
+// Something that processes share and that outlives them.
 template <typename T>
 T& shared() {
-  return *new (shared_memory(sizeof(T))) T{};
+  void* memory =
+      mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  return *new (memory) T{};
 }
 
 void copy_pair(const std::string& from, const std::string& to);

@@ -33,18 +33,11 @@ struct Power {
 
 Power* power = nullptr;
 
-std::string from_memory(const MappedFile& file) {
-  std::uint64_t size = 0;
-  EXPECT_EQ(file.size(size), 0);
-  return {reinterpret_cast<const char*>(file.memory()), size};
-}
-
 void note_sync(const MappedFile& file) {
-  if (power == nullptr || file.memory() == nullptr) return;
-  const std::string bytes = from_memory(file);
-  Disk& disk = static_cast<unsigned char>(bytes[1]) == 0x53 ? power->index : power->data;
-  disk.durable = bytes;
-  disk.seen = bytes;
+  std::uint64_t size = 0;
+  if (power == nullptr || file.memory() == nullptr || file.size(size) != 0) return;
+  const std::string bytes(reinterpret_cast<const char*>(file.memory()), size);
+  (bytes[1] == 0x53 ? power->index : power->data) = {bytes, bytes};
 }
 
 // Any sector as it was at the last sync, at some moment since, or now; the length as it was or is.
