@@ -17,10 +17,9 @@
 namespace marigold::test {
 namespace {
 
-constexpr KeyDescription kPrimary{.flags = 0, .part_count = 1, .parts = {{{0, 4, kIsInt4}}}};
-constexpr KeyDescription kLetter{.flags = 1, .part_count = 1, .parts = {{{4, 1, kIsCharacters}}}};
-constexpr KeyDescription kWide{
-    .flags = 1, .part_count = 2, .parts = {{{4, 1, kIsCharacters}, {0, 4, kIsInt4}}}};
+constexpr KeyDescription kPrimary{0, 1, {{{0, 4, kIsInt4}}}};
+constexpr KeyDescription kLetter{1, 1, {{{4, 1, kIsCharacters}}}};
+constexpr KeyDescription kWide{1, 2, {{{4, 1, kIsCharacters}, {0, 4, kIsInt4}}}};
 
 // A record of the primary key and a letter at 4.
 std::string record(std::int32_t number, char letter = 'a') {
@@ -132,7 +131,7 @@ TEST_F(IsamTest, EqualKeysComeAsTheyWereWrittenAndPartOfAKeyCanBeLookedFor) {
 // neighbour: what bounded it from below must then bound the child that came first. Keys so long
 // that a node holds 15.
 TEST_F(IsamTest, ARecordInTheGapOfALostChildStaysInReach) {
-  const KeyDescription key{.flags = 0, .part_count = 1, .parts = {{{0, 255, kIsCharacters}}}};
+  const KeyDescription key{0, 1, {{{0, 255, kIsCharacters}}}};
   const int file = ISBUILD("file", 255, key, kExclusiveMode);
   const auto each = [&](int (*operation)(int, const char*), int from, int to) {
     for (int number = from; number != to; number += from < to ? 1 : -1) {
@@ -162,7 +161,7 @@ TEST_F(IsamTest, KeysAreAddedOnlyToAFileOfOnesOwn) {
   EXPECT_EQ(iscount(file), 1);
   for (std::int16_t i = 2; i <= kIsMostKeys; ++i) {
     const KeyPart part{static_cast<std::int16_t>(i % 7), static_cast<std::int16_t>(1 + i / 7)};
-    const KeyDescription key{.flags = 1, .part_count = 2, .parts = {{part, part}}};
+    const KeyDescription key{1, 2, {{part, part}}};
     EXPECT_EQ(error_of(ISADDINDEX(file, key)), i < kIsMostKeys ? 0 : kIsBadKey) << i;
   }
   ASSERT_EQ(ISCLOSE(file), 0);

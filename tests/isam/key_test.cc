@@ -58,8 +58,8 @@ TEST(IsamKeyTest, DescriptionsAreChecked) {
   EXPECT_EQ(isam::key_check(one_part({0, 255, kIsCharacters}), 300), 0);
   EXPECT_EQ(isam::key_check(one_part({0, 256, kIsCharacters}), 300), kIsBadKey);
   KeyDescription parts = one_part({0, 1, kIsCharacters});
-  for (const std::int16_t count : {0, -1, 9}) {
-    parts.part_count = count;
+  for (const int count : {0, -1, 9}) {
+    parts.part_count = static_cast<std::int16_t>(count);
     EXPECT_EQ(isam::key_check(parts, 10), kIsBadKey) << count;
   }
 }

@@ -55,16 +55,11 @@ class Model {
     const unsigned writes = growing_ ? 40 : 8;
     const unsigned what = below(100);
     draw_value();
-    if (what < writes) {
-      write();
-    } else if (what < 48) {
-      erase();
-    } else if (what < 55) {
-      key_ = below(kKeys.size());
-      expect(ISSTART(file_, kKeys[key_], 0, record_.data(), kIsEqual), kIsEqual);
-    } else {
-      read(static_cast<int>(below(8)));
-    }
+    if (what < writes) return write();
+    if (what < 48) return erase();
+    if (what >= 55) return read(static_cast<int>(below(8)));
+    key_ = below(kKeys.size());
+    expect(ISSTART(file_, kKeys[key_], 0, record_.data(), kIsEqual), kIsEqual);
   }
 
   void check() {
@@ -119,9 +114,9 @@ class Model {
 
   void erase() {
     const auto there = equal(0);
-    EXPECT_EQ(error_of(ISDELETE(file_, record_.data())),
-              there == orders_[0].end() ? kIsNoRecord : 0);
-    if (there == orders_[0].end()) return;
+    const bool missing = there == orders_[0].end();
+    EXPECT_EQ(error_of(ISDELETE(file_, record_.data())), missing ? kIsNoRecord : 0);
+    if (missing) return;
     const std::uint64_t written = std::get<2>(there->first);
     for (Order& order : orders_)
       std::erase_if(order, [&](const auto& one) { return std::get<2>(one.first) == written; });
@@ -133,31 +128,21 @@ class Model {
       return place == order.begin() ? order.end() : std::prev(place);
     };
     const auto& [a, b, written] = spots_[key_];
-    switch (mode) {
-      case kIsFirst:
-        return order.begin();
-      case kIsLast:
-        return before(order.end());
-      case kIsNext:
-        return order.upper_bound(position_);
-      case kIsPrevious:
-        return before(order.lower_bound(position_));
-      case kIsCurrent:
-        return order.find(position_);
-      case kIsEqual:
-        return equal(key_);
-      default:
-        return order.lower_bound({a, b, mode == kIsGreater ? kBehindEquals : 0});
-    }
+    if (mode == kIsFirst) return order.begin();
+    if (mode == kIsLast) return before(order.end());
+    if (mode == kIsNext) return order.upper_bound(position_);
+    if (mode == kIsPrevious) return before(order.lower_bound(position_));
+    if (mode == kIsCurrent) return order.find(position_);
+    if (mode == kIsEqual) return equal(key_);
+    return order.lower_bound({a, b, mode == kIsGreater ? kBehindEquals : 0});
   }
 
   // Compares a result with what must come of the mode, and moves the model's position.
   Order::const_iterator expect(int result, int mode) {
     const auto expected = find(mode);
     const bool found = expected != orders_[key_].end();
-    const int missing = mode == kIsCurrent  ? kIsNoCurrent
-                        : mode < kIsCurrent ? kIsEndOfFile
-                                            : kIsNoRecord;
+    const int beside = mode < kIsCurrent ? kIsEndOfFile : kIsNoRecord;
+    const int missing = mode == kIsCurrent ? kIsNoCurrent : beside;
     EXPECT_EQ(error_of(result), found ? 0 : missing) << "mode " << mode << " key " << key_;
     if (found) {
       position_ = expected->first;

@@ -54,11 +54,11 @@ std::string examine(const std::string& base, Contents& contents) {
 
 std::vector<Operation> random_operations(unsigned seed, int count, std::int32_t numbers) {
   std::mt19937 random(seed);
-  std::vector<Operation> operations;
-  for (int i = 0; i < count; ++i) {
-    operations.push_back({random() % 5 < 3,
-                          static_cast<std::int32_t>(random() % static_cast<unsigned>(numbers)),
-                          static_cast<std::uint32_t>(random())});
+  std::vector<Operation> operations(static_cast<std::size_t>(count));
+  for (auto& [write, number, version] : operations) {
+    write = random() % 5 < 3;
+    number = static_cast<std::int32_t>(random() % static_cast<unsigned>(numbers));
+    version = static_cast<std::uint32_t>(random());
   }
   return operations;
 }

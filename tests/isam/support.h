@@ -20,11 +20,9 @@ inline constexpr int kSharedMode = kIsInputOutput | kIsManualLock;
 // number: int4 at 0, the primary key; text: 200 characters at 4, with duplicates; filler up to the
 // end.
 inline constexpr int kWideRecord = 240;
-inline const KeyDescription kWidePrimary{.flags = 0, .part_count = 1, .parts = {{{0, 4, kIsInt4}}}};
-inline const KeyDescription kWideText{
-    .flags = 1, .part_count = 1, .parts = {{{4, 200, kIsCharacters}}}};
-inline const KeyDescription kWideBoth{
-    .flags = 1, .part_count = 2, .parts = {{{4, 150, kIsCharacters}, {0, 4, kIsInt4}}}};
+inline constexpr KeyDescription kWidePrimary{0, 1, {{{0, 4, kIsInt4}}}};
+inline constexpr KeyDescription kWideText{1, 1, {{{4, 200, kIsCharacters}}}};
+inline constexpr KeyDescription kWideBoth{1, 2, {{{4, 150, kIsCharacters}, {0, 4, kIsInt4}}}};
 
 using Contents = std::map<std::int32_t, std::string>;  // records by number
 

@@ -82,8 +82,7 @@ TEST(TortureLargeTest, AFileBeyondFourGibibytes) {
   if (amount(0, 1) == 0) GTEST_SKIP() << "only with --long";
   if (std::filesystem::space(".").available < kNeeded) GTEST_SKIP() << "less than 8 GB free";
   // The number ascending at the start of a record, and descending at its end.
-  const KeyDescription second{
-      .flags = 1, .part_count = 1, .parts = {{{kIsLongestRecord - 4, 4, kIsInt4}}}};
+  const KeyDescription second{1, 1, {{{kIsLongestRecord - 4, 4, kIsInt4}}}};
   std::string record(kIsLongestRecord, '=');
   const auto set_number = [&](std::int32_t number) {
     isst_int4(number, record.data());

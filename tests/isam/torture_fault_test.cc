@@ -18,8 +18,8 @@ namespace {
 struct Faults {
   std::optional<FileCall> call;  // of the system; none: memory is asked for
   int error = 0;
-  bool for_long = false;  // the calls after the one that fails do so as well
-  int countdown = 0;      // to that one
+  int countdown = 0;      // to the call that fails
+  bool for_long = false;  // those after it fail as well
   bool armed = false;     // the engine is at work
 };
 
@@ -75,8 +75,7 @@ class FaultRun {
   }
 
  private:
-  static constexpr KeyDescription kLaterKey{
-      .flags = 1, .part_count = 1, .parts = {{{200, 20, kIsCharacters}}}};
+  static constexpr KeyDescription kLaterKey{1, 1, {{{200, 20, kIsCharacters}}}};
 
   // When the call meets the fault it says so, everything is as before, and it works from then on.
   template <typename Call>
@@ -176,10 +175,15 @@ TEST_F(TortureTest, AFailedCallLeavesTheFileAsItWas) {
   const Contents start = some_contents(40, 3);
   build_wide("start", start);
   file_fault_hook = fail_when_due;
-  const Faults rows[] = {
-      {FileCall::kOpen, EMFILE}, {FileCall::kReserve, ENOSPC}, {FileCall::kReserve, ENOSPC, true},
-      {FileCall::kMap, ENOMEM},  {FileCall::kSync, EIO},       {FileCall::kSync, EIO, true},
-      {FileCall::kLock, ENOLCK}, {std::nullopt, kIsNoMemory},  {std::nullopt, kIsNoMemory, true}};
+  const Faults rows[] = {{FileCall::kOpen, EMFILE},
+                         {FileCall::kReserve, ENOSPC},
+                         {FileCall::kReserve, ENOSPC, 0, true},
+                         {FileCall::kMap, ENOMEM},
+                         {FileCall::kSync, EIO},
+                         {FileCall::kSync, EIO, 0, true},
+                         {FileCall::kLock, ENOLCK},
+                         {std::nullopt, kIsNoMemory},
+                         {std::nullopt, kIsNoMemory, 0, true}};
   for (const Faults& row : rows) {
     int n = 0;
     do {
