@@ -139,7 +139,6 @@ class FaultRun {
       Contents with = expected_;
       const bool succeeds = apply(operation, with);
       const std::string record = wide_record(operation.number, operation.version);
-      const std::string record = wide_record(operation.number, operation.version);
       const int error = attempt([&] { return perform(operation.what, file_, record); });
       EXPECT_EQ(error == 0, succeeds) << error;
       expected_ = std::move(with);
