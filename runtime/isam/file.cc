@@ -80,6 +80,9 @@ int note_space(File& file) {
     if (file.verified.size() < pages) file.verified.resize(pages);
     if (file.verified_slots.size() <= slots / 64) file.verified_slots.resize(slots / 64 + 1);
   } catch (const std::bad_alloc&) {
+    // As if it were not visible yet: whoever needs it asks again.
+    file.index_space = std::min(file.index_space, file.verified.size() * kPageSize);
+    file.data_space = std::min(file.data_space, kPageSize + file.slots * file.slot_size);
     return kIsNoMemory;
   }
   file.slots = slots;
@@ -101,14 +104,20 @@ std::uint32_t slot_size_for(std::uint32_t record_length) {
   return (record_length + static_cast<std::uint32_t>(sizeof(SlotHeader)) + 3) / 4 * 4;
 }
 
+// All the memory that these trees need.
+void reserve_shapes(File& file, std::span<const TreeShape> trees) {
+  file.trees.reserve(trees.size());
+  // At least a page's header is saved for each.
+  file.saved_pages.reserve(undo_pages_needed(trees) * kPageSize / sizeof(PageHeader));
+}
+
 void set_shapes(File& file, const DataHeader& header) {
   file.record_length = header.record_length;
   file.slot_size = slot_size_for(header.record_length);
   file.trees.clear();
   for (std::uint32_t i = 0; i < header.key_count; ++i)
     file.trees.push_back(tree_shape(header.keys[i]));
-  // At least a page's header is saved for each.
-  file.saved_pages.reserve(undo_pages_needed(file.trees) * kPageSize / sizeof(PageHeader));
+  reserve_shapes(file, file.trees);
 }
 
 // ---- Opening
@@ -266,8 +275,13 @@ std::uint64_t new_file_id() {
 }
 
 int write_data_header(File& file, const DataHeader& header, std::uint64_t offset) {
-  std::memcpy(file.data.memory() + offset, &header, sizeof header);
-  return file.data.sync();
+  std::byte* at = file.data.memory() + offset;
+  DataHeader before;
+  std::memcpy(&before, at, sizeof before);
+  std::memcpy(at, &header, sizeof header);
+  const int failed = file.data.sync();
+  if (failed != 0) std::memcpy(at, &before, sizeof before);  // or the next to open would take it
+  return failed;
 }
 
 int write_index_header(File& file, std::uint64_t id) {
@@ -294,6 +308,13 @@ int clear_leftover(const OpenRequest& request) {
   return file_remove(request.index_path.c_str());
 }
 
+// Lets others open what was built.
+int share(File& file) {
+  file.exclusive = false;
+  if (const int failed = take_place(file)) return failed;
+  return file.index.lock(kUseLock, false);
+}
+
 int create_both(File& file, const OpenRequest& request, std::uint32_t record_length,
                 const KeyDescription& primary) {
   if (const int failed = file.index.create(request.index_path.c_str())) return failed;
@@ -312,6 +333,7 @@ int create_both(File& file, const OpenRequest& request, std::uint32_t record_len
   if (failed == 0) failed = rebuild_indexes(file);
   if (failed == 0) failed = file_sync_directory(request.index_path.c_str());
   if (failed == 0) failed = file.index.identity(file.identity);
+  if (failed == 0 && !request.exclusive) failed = share(file);
   if (failed != 0) {
     file_remove(request.data_path.c_str());
     file_remove(request.index_path.c_str());
@@ -399,6 +421,11 @@ std::uint64_t undo_pages_needed(std::span<const TreeShape> trees) {
 }
 
 int file_write_keys(File& file, std::span<const TreeShape> trees) {
+  try {
+    reserve_shapes(file, trees);  // nothing may be missing once the header is written
+  } catch (const std::bad_alloc&) {
+    return kIsNoMemory;
+  }
   DataHeader header{};
   header.magic = kDataMagic;
   header.version = kFormatVersion;

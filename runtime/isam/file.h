@@ -107,7 +107,8 @@ int file_write_keys(File& file, std::span<const TreeShape> trees);
 // before.
 int file_grow_index(File& file, std::uint64_t pages);
 
-// Makes both files and opens them exclusively.
+// Makes both files and opens them, without a moment in which they are there and not ours. On a
+// failure none is left behind.
 int file_build(File& file, const OpenRequest& request, std::uint32_t record_length,
                const KeyDescription& primary);
 // Opens both files, takes the use lock (113), undoes what a process that died left half done, and

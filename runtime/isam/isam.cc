@@ -180,7 +180,12 @@ int read_record(Descriptor& descriptor, char* record, const Search& search, bool
   const auto find = [&] { return cursor_find(file, descriptor.cursor, search, buffer, true); };
   const auto find_and_lock = [&] {
     const int failed = find();
-    return failed != 0 ? failed : lock_current(descriptor);
+    if (failed == 0) return lock_current(descriptor);
+    // One that its holder has deleted, to write it anew, is locked and not missing.
+    const bool may_be_held =
+        failed == kIsNoRecord && search.mode == kIsEqual && descriptor.cursor.tree == 0;
+    const int held = may_be_held ? record_not_locked(file, record) : 0;
+    return held != 0 ? held : failed;
   };
   // A record must not be deleted between being found and being locked.
   const int failed = !lock           ? find()
@@ -237,9 +242,7 @@ int ISBUILD(const char* base, int record_length, const KeyDescription& primary, 
             file_build(*file, request, static_cast<std::uint32_t>(record_length), primary)) {
       return fail(failed);
     }
-    if (asked.exclusive) return take_descriptor(std::move(file), asked);
-    if (const int failed = file_close(*file)) return fail(failed);
-    return ISOPEN(base, mode);
+    return take_descriptor(std::move(file), asked);
   });
 }
 
@@ -327,6 +330,8 @@ int ISFLUSH(int number) {
 std::int64_t iscount(int number) {
   const Descriptor* descriptor = descriptor_at(number);
   if (descriptor == nullptr) return fail(kIsNotOpen);
+  std::uint64_t changes = 0;  // what is found between two of them holds
+  if (const int failed = read_begin(*descriptor->file, changes)) return fail(failed);
   return static_cast<std::int64_t>(descriptor->file->contents().record_count);
 }
 

@@ -131,7 +131,8 @@ int ISCLOSE(int number);
 int ISSTART(int number, const KeyDescription& key, int length, const char* record, int mode);
 
 // Reads a record into the buffer, which holds the key value for modes 5 to 7. On failure the buffer
-// is as it was.
+// is as it was. With the lock 107 when another process has it; so also kIsEqual by the primary key
+// for a record that its holder has deleted and may be writing anew.
 int ISREAD(int number, char* record, int mode);
 
 // Adds a record. The position stays. 100: a key without duplicates has this value already; 107:

@@ -235,7 +235,7 @@ int add_key(File& file, const KeyDescription& key) {
   if (const int failed = file_put_in_state(file, kStateRebuild)) return failed;
   const int failed = rebuild_with(file, after);
   if (failed == 0) return 0;
-  // Back to the keys of before. If that fails too, whoever opens the file next does it.
+  // Back to the keys of before. If that fails too, whoever needs the trees next does it.
   const int again = rebuild_with(file, before);
   return again != 0 ? again : failed;
 }
