@@ -1,11 +1,10 @@
 #include "runtime/data/conversion.h"
 
 #include <algorithm>
-#include <iterator>
+#include <cerrno>
 #include <memory>
 #include <utility>
 
-#include "runtime/core/status_file.h"
 #include "runtime/data/conversion_copy.h"
 #include "runtime/data/conversion_step.h"
 #include "runtime/data/data_path.h"
@@ -42,7 +41,7 @@ class ClassRun {
   int run(int path_class, std::span<FileDefinition* const> files, const VersionTables& tables);
 
  private:
-  int recover(std::span<FileDefinition* const> files);
+  int recover(int path_class, std::span<FileDefinition* const> files);
   int work(const ClassConversion& plan);
   int convert(std::span<const FileConversion* const> conversions);
   int build(Job& job);
@@ -87,7 +86,7 @@ int ClassRun::run(int path_class, std::span<FileDefinition* const> files,
   if (path_lock_exclusive(path_class) != kDataDone)
     return problem(kConversionLocked, data_directory(path_class),
                    trimmed(systxt_convlock.view()) + holders_text(path_class));
-  int result = recover(files);
+  int result = recover(path_class, files);
   if (result == kConversionDone) {
     // Others may have changed something before we had the class.
     const ClassConversion plan = plan_class(path_class, files, tables, report_.problems);
@@ -97,8 +96,9 @@ int ClassRun::run(int path_class, std::span<FileDefinition* const> files,
   return result;
 }
 
-int ClassRun::recover(std::span<FileDefinition* const> files) {
+int ClassRun::recover(int path_class, std::span<FileDefinition* const> files) {
   for (const FileDefinition* file : files) {
+    if (file->path_class != path_class) continue;
     FileSwap swap(data_path(*file), file->type);
     if (!swap.has_leftovers()) continue;
     if (const int error = swap.recover()) return failed(swap.failed_path(), error);
@@ -160,6 +160,8 @@ int ClassRun::open_old(Job& job) {
   const FileConversion& conversion = *job.conversion;
   const int error = job.old_file.open(conversion.old_definition(), conversion.base, reason);
   if (error == 0) return kConversionDone;
+  if (error == ENOENT)
+    return problem(kConversionFailed, conversion.base, "one of its two files is missing");
   if (reason.empty()) return failed(conversion.base, error);
   return problem(kConversionRefused, conversion.base,
                  "not as version " + version_text(conversion.versions.front()) + ": " + reason);
@@ -223,28 +225,15 @@ int ClassRun::finish(const ClassConversion& plan) {
   return kConversionDone;
 }
 
-std::vector<FileDefinition*> of_class(int path_class, std::span<FileDefinition* const> files) {
-  std::vector<FileDefinition*> members;
-  std::ranges::copy_if(
-      files, std::back_inserter(members),
-      [path_class](const FileDefinition* file) { return file->path_class == path_class; });
-  return members;
-}
-
 int run_classes(std::span<FileDefinition* const> files, const ConversionOptions& options,
                 ConversionReport& report) {
   const VersionTables tables = read_version_tables(report.problems);
-  std::vector<int> classes;
-  for (int path_class = 0; path_class < kPathClasses; ++path_class) {
-    const std::vector<FileDefinition*> members = of_class(path_class, files);
-    if (members.empty()) continue;
-    if (plan_class(path_class, members, tables, report.problems).needs_work())
-      classes.push_back(path_class);
-  }
+  const std::vector<ClassConversion> plans = plan_classes(files, tables, report.problems);
   if (!report.problems.empty()) return kConversionRefused;
-  for (const int path_class : classes) {
+  for (const ClassConversion& plan : plans) {
+    if (!plan.needs_work()) continue;
     ClassRun run(options, report);
-    if (const int result = run.run(path_class, of_class(path_class, files), tables)) return result;
+    if (const int result = run.run(plan.path_class, files, tables)) return result;
   }
   return kConversionDone;
 }

@@ -77,7 +77,6 @@ int copy_record(NewFile& to, RecordWay& way, const std::vector<char>& old,
   }
   ++result.records;
   if (cut) ++result.cut;
-  if (result.misfits > 0) return 0;
   const int failed = to.write(way.record());
   if (failed != kIsDuplicate) return failed;
   note_misfit(result,

@@ -90,8 +90,8 @@ struct CopyResult {
 // Told how many records have been passed; false stops the copy (error 4, interrupted).
 using CopyWatch = std::function<bool(std::uint64_t passed)>;
 
-// Copies all live records through the mappings, at least one. After a record that does not fit
-// nothing more is written, and the others are only looked at. 0 also when some did not fit.
+// Copies all live records through the mappings, at least one. 0 also when some did not fit: then
+// the others have been copied only to find all that do not, and the new file is of no use.
 int copy_records(OldFile& from, NewFile& to, std::span<const RecordMapping> steps,
                  const CopyWatch& watch, CopyResult& result);
 

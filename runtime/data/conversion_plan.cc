@@ -4,6 +4,7 @@
 #include <system_error>
 #include <utility>
 
+#include "runtime/core/status_file.h"
 #include "runtime/data/data_path.h"
 #include "runtime/data/definition_set.h"
 #include "runtime/data/file_swap.h"
@@ -42,18 +43,11 @@ void read_table(const std::string& path, int (*read)(Table&), Table& table, Prob
 
 // ---- The way from version to version
 
-std::string joined(const std::vector<double>& versions) {
-  std::string text;
-  for (const double version : versions)
-    text += (text.empty() ? "" : " -> ") + version_text(version);
-  return text;
-}
-
 std::string dead_end(const FileDefinition& file, const std::vector<double>& way) {
   if (way.front() > file.version)
     return error_text(kFileVersionNewer) + " (version " + version_text(way.front()) +
            ", defined is " + version_text(file.version) + ")";
-  return file_version_table_path() + " leads from version " + joined(way) +
+  return file_version_table_path() + " leads from version " + versions_text(way) +
          " no further, defined is " + version_text(file.version);
 }
 
@@ -70,7 +64,8 @@ bool find_way(const FileDefinition& file, const FileVersionTable& table, std::ve
     const bool circle = std::ranges::find(way, entry->new_version) != way.end();
     way.push_back(entry->new_version);
     if (!circle) continue;
-    problems.push_back(name + file_version_table_path() + " leads in a circle: " + joined(way));
+    problems.push_back(name + file_version_table_path() +
+                       " leads in a circle: " + versions_text(way));
     return false;
   }
   return true;
@@ -173,6 +168,13 @@ bool ClassConversion::needs_work() const {
   return needs_record() || std::ranges::any_of(files, &FileConversion::needs_work);
 }
 
+std::string versions_text(const std::vector<double>& versions) {
+  std::string text;
+  for (const double version : versions)
+    text.append(text.empty() ? "" : " -> ").append(version_text(version));
+  return text;
+}
+
 std::string older_set_name(const FileDefinition& file, double version) {
   return std::string(file.name.view()) + "_" + version_text(version);
 }
@@ -203,6 +205,19 @@ ClassConversion plan_class(int path_class, std::span<FileDefinition* const> file
     if (there) plan.files.push_back(plan_file(*file, tables.files, problems));
   }
   return plan;
+}
+
+std::vector<ClassConversion> plan_classes(std::span<FileDefinition* const> files,
+                                          const VersionTables& tables, Problems& problems) {
+  std::vector<ClassConversion> plans;
+  for (int path_class = 0; path_class < kPathClasses; ++path_class) {
+    const auto in_class = [path_class](const FileDefinition* file) {
+      return file->path_class == path_class;
+    };
+    if (std::ranges::any_of(files, in_class))
+      plans.push_back(plan_class(path_class, files, tables, problems));
+  }
+  return plans;
 }
 
 }  // namespace marigold

@@ -56,13 +56,21 @@ struct VersionTables {
 // Reads both tables. A complaint for each that cannot be read or is not whole.
 VersionTables read_version_tables(std::vector<std::string>& problems);
 
-// Plans for the files of one class. What stands in the way of a file is a complaint, and its plan
-// is not complete: a version that is newer than the definition's (system error 40, for the class
-// 39), one from which the table leads nowhere or round in a circle, a definition that is missing or
-// wrong, a field that cannot become what it is to be. Looks only at version records, tables and
-// definitions; nothing is opened or changed.
+// Plans for the files of one class, which are all of `files` that lie in it. What stands in the way
+// of a file is a complaint, and its plan is not complete: a version that is newer than the
+// definition's (system error 40, for the class 39), one from which the table leads nowhere or round
+// in a circle, a definition that is missing or wrong, a field that cannot become what it is to be.
+// Looks only at version records, tables and definitions; nothing is opened or changed.
 ClassConversion plan_class(int path_class, std::span<FileDefinition* const> files,
                            const VersionTables& tables, std::vector<std::string>& problems);
+
+// The same for each class that has one of the files.
+std::vector<ClassConversion> plan_classes(std::span<FileDefinition* const> files,
+                                          const VersionTables& tables,
+                                          std::vector<std::string>& problems);
+
+// "1 -> 2 -> 5".
+std::string versions_text(const std::vector<double>& versions);
 
 // The name of the set in which an older version is defined.
 std::string older_set_name(const FileDefinition& file, double version);
