@@ -171,8 +171,11 @@ int ClassRun::build(Job& job) {
   const FileConversion& conversion = *job.conversion;
   if (const int result = open_old(job)) return result;
   const std::uint64_t all = job.old_file.count();
-  const auto watch = [&](std::uint64_t passed) {
-    if (options_.progress) options_.progress(conversion, std::min(passed, all), all);
+  const auto tell = [&](std::uint64_t done) {
+    if (options_.progress) options_.progress(conversion, done, all);
+  };
+  const CopyWatch watch = [&](std::uint64_t passed) {
+    if (passed < all) tell(passed);
     return !stop_signals_pending();
   };
   NewFile new_file;
@@ -185,7 +188,7 @@ int ClassRun::build(Job& job) {
   const std::uint64_t more = job.result.misfits - job.result.misfit_texts.size();
   if (more > 0)
     problem(kConversionRefused, conversion.base, "and " + std::to_string(more) + " more records");
-  watch(all);
+  tell(all);
   return job.result.misfits == 0 ? kConversionDone : kConversionRefused;
 }
 

@@ -67,6 +67,8 @@ const std::string kTable = "ITEM 1 2 0\nITEM 2 3 0 # last\nBOX 1 2 1\nEND.\n";
 constexpr int kItems = 6;
 constexpr int kBoxes = 5;  // number 3 is deleted, 5 too
 
+int last_at = 0;  // AT of the last item, which a program may change meanwhile
+
 struct ConversionTest : DataTest {
   ConversionTest() {
     std::filesystem::create_directories("definitions");
@@ -103,7 +105,7 @@ struct ConversionTest : DataTest {
     data_put_double(item, "WHOLE", 32'767 - number);
     data_put_text(item, "LETTER", "k");
     data_put_long(item, "DAY", 311299);
-    data_put_long(item, "AT", 2359);
+    data_put_long(item, "AT", number == kItems ? last_at : 2359);
     for (int element = 1; element <= 3; ++element)
       data_put_integer(item, "LIST", static_cast<std::int16_t>(number * element), element);
     data_put_integer(item, "AGAIN", 99);
@@ -111,6 +113,7 @@ struct ConversionTest : DataTest {
   }
   static void make_old_files() {
     std::filesystem::remove_all("data/5");
+    last_at = 2359;
     load({"ITEM_1", "BOX_1"});
     ASSERT_EQ(data_open("ITEM", LockWait::kTell), kDataDone);
     for (int number = kItems; number > 0; --number)
@@ -148,7 +151,7 @@ struct ConversionTest : DataTest {
     EXPECT_EQ(data_get_integer(item, "WHOLE"), 32'767 - number);
     EXPECT_EQ(data_get_text(item, "LETTER"), "k");
     EXPECT_EQ(data_get_long(item, "DAY"), 311299);
-    EXPECT_EQ(data_get_long(item, "AT"), 2359);
+    EXPECT_EQ(data_get_long(item, "AT"), number == kItems ? last_at : 2359);
     const int list[] = {number, 2 * number, 3, 4};
     for (int element = 1; element <= 4; ++element)
       EXPECT_EQ(data_get_long(item, "LIST", element), list[element - 1]);
@@ -192,6 +195,14 @@ struct ConversionTest : DataTest {
       found.insert(entry.path().filename());
     EXPECT_EQ(found, expected);
   }
+  static bool old_file_is_in_force() {
+    const int descriptor = ISOPEN("data/5/ITEM", kIsInputOutput | kIsManualLock);
+    if (descriptor < 0) return false;
+    IsamInfo info;
+    EXPECT_EQ(isinfo(descriptor, info), 0);
+    ISCLOSE(descriptor);
+    return info.keys[0].parts[0].length == 2;  // the INT
+  }
   // The old or the new pair, whole, or one that the engine refuses: never none, never an empty one.
   static void expect_no_empty_file() {
     const int descriptor = ISOPEN("data/5/ITEM", kIsInputOutput | kIsManualLock);
@@ -210,6 +221,18 @@ struct ConversionTest : DataTest {
 };
 
 int countdown = 0;
+
+bool is_killed_at(int step) {
+  const pid_t child = fork();
+  if (child == 0) {
+    countdown = step;
+    conversion_step_hook = [](const char*) { return --countdown == 0 ? raise(SIGKILL) : 0; };
+    _exit(ConversionTest::run());
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFSIGNALED(status);
+}
 
 TEST_F(ConversionTest, ConvertsEveryFieldAndTellsWhatItDid) {
   ConversionReport report;
@@ -236,35 +259,38 @@ TEST_F(ConversionTest, KilledAtAnyStepTheNextRunGoesOn) {
   for (int step = 1; killed; ++step) {
     make_old_files();
     SCOPED_TRACE(step);
-    const pid_t child = fork();
-    if (child == 0) {
-      countdown = step;
-      conversion_step_hook = [](const char*) { return --countdown == 0 ? raise(SIGKILL) : 0; };
-      _exit(run());
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    killed = WIFSIGNALED(status);
+    killed = is_killed_at(step);
     expect_no_empty_file();
-    // While the old file is in force programs may go on with it.
-    load({"ITEM_1"});
-    const int descriptor = ISOPEN("data/5/ITEM", kIsInputOutput | kIsManualLock);
-    IsamInfo info;
-    const bool old =
-        descriptor >= 0 && isinfo(descriptor, info) == 0 && info.keys[0].parts[0].length == 2;
-    if (descriptor >= 0) ISCLOSE(descriptor);
-    if (old) {
+    if (old_file_is_in_force()) {  // then programs may go on with it
+      load({"ITEM_1"});
       ASSERT_EQ(data_open("ITEM", LockWait::kTell), kDataDone);
-      for (const int number : {kItems, 77}) {
-        data_put_integer(definition_get("ITEM"), "NUMBER", static_cast<std::int16_t>(number));
-        ASSERT_EQ(data_delete(definition_get("ITEM")), kDataDone);
-      }
+      last_at = 1200;
       write_item(kItems);
+      data_close_all();
     }
+    // The next run is killed as well, while it clears up.
+    for (int again = 1; again <= 3 && std::filesystem::exists("data/5/ITEM.converting.ver");
+         ++again)
+      is_killed_at(again);
     ASSERT_EQ(run(), kConversionDone);
     expect_converted();
     if (HasFailure()) return;
   }
+}
+
+TEST_F(ConversionTest, ASignalThatAsksToEndLeavesTheOldFiles) {
+  const pid_t child = fork();
+  if (child == 0) {
+    countdown = 3;  // the first file is copied, the second one begun
+    conversion_step_hook = [](const char* step) {
+      return step == "create"s && --countdown == 1 ? raise(SIGTERM) : 0;
+    };
+    _exit(run());
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+  expect_old();
 }
 
 TEST_F(ConversionTest, AFailingDiskLeavesTheOldFilesOrIsGotOver) {
@@ -329,7 +355,8 @@ TEST_F(ConversionTest, WhatCannotBeConvertedIsSaidBeforeAnythingChanges) {
        "ITEM: convert: file version newer than expected (version 4, defined is 3)"},
       {"data/5/PATHCONV.ver", "5\n",
        "data/5/PATHCONV.ver: convert: path version newer than expected (version 5, wanted is 4)"},
-      {"data/5/ITEM.ver", "", "data/5/ITEM: no version record; write the version of its records into data/5/ITEM.ver"},
+      {"data/5/ITEM.ver", "",
+       "data/5/ITEM: no version record; write the version of its records into data/5/ITEM.ver"},
       {older.c_str(),
        define("ITEM", 2, "ISAM",
               "FIELD NUMBER TYPE INT PREVAL NIL FIELD TEXT TYPE DATE PREVAL NIL\n", kItemKeys) +
