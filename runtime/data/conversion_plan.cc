@@ -26,10 +26,20 @@ std::string error_text(int number) {
   return std::string(text.view());
 }
 
+// A token on one line, and not longer than a reader wants it.
+std::string shown(std::string_view token) {
+  constexpr std::size_t kShown = 40;
+  if (token.empty()) return "the end of the text";
+  std::string text = "\"";
+  text += token.substr(0, kShown);
+  std::ranges::replace_if(
+      text, [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
+  return text.append(token.size() > kShown ? "...\"" : "\"");
+}
+
 std::string scan_error_text(const std::string& path, const ScanError& error) {
-  const std::string found = error.found.empty() ? "the end of the text" : "\"" + error.found + "\"";
   return path + ":" + std::to_string(error.line) + ": " + error_text(error.number) + ": expected " +
-         error.expected + ", found " + found;
+         error.expected + ", found " + shown(error.found);
 }
 
 template <typename Table>

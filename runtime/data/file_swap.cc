@@ -72,7 +72,12 @@ int FileSwap::remove(const std::string& path) {
 }
 
 int FileSwap::recover() {
-  return is_half_in_place() ? bring_in() : discard();
+  if (is_half_in_place()) return bring_in();
+  if (const int failed = discard()) return failed;
+  // A second name of a file that was not replaced is no old file, and must not be kept as one.
+  const std::optional<double> old_version = version_read_record(old_base() + kRecord);
+  const bool replaced = old_version && old_version != version_read_record(base_ + kRecord);
+  return replaced ? 0 : remove_old();
 }
 
 // The record first: without it nothing of the rest can be taken for a whole new file.
