@@ -128,7 +128,8 @@ class Progress {
     titled_ = true;
     const std::uint64_t percent = all == 0 ? 100 : done * 100 / all;
     std::string line = "\r";
-    line.append(conversion_heading(file)).append("  ").append(std::to_string(percent)).append(" % ");
+    line.append(conversion_heading(file)).append("  ").append(std::to_string(percent));
+    line += " % ";
     if (done == all) line += '\n';
     stream_write(Stream::kError, line);
   }
