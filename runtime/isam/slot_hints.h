@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -18,23 +17,11 @@ namespace marigold::isam {
 
 class SlotHints {
  public:
-  // Makes room for so many slots, up to a bound, and keeps the guesses.
-  void fit(std::uint64_t slots) {
-    const std::uint64_t wanted = std::min(std::bit_ceil(slots / kEntries + 1), kMostBuckets);
-    if (wanted <= buckets_.size()) return;
-    try {
-      std::vector<Bucket> larger(wanted);
-      larger.swap(buckets_);
-      for (const Bucket& bucket : larger) {
-        for (const Entry& entry : bucket.entries)
-          if (entry.slot != 0) put(entry);
-      }
-    } catch (const std::bad_alloc&) {
-    }
-  }
-
   // A key is given by a 64-bit hash.
   void note(std::uint64_t hash, SlotNumber slot) {
+    // Three quarters full, hardly any bucket has to give an entry up.
+    const bool full = 4 * used_ >= 3 * kEntries * buckets_.size();
+    if (full && buckets_.size() < kMostBuckets) enlarge();
     if (!buckets_.empty()) put({.tag = tag_of(hash), .slot = slot});
   }
 
@@ -51,7 +38,8 @@ class SlotHints {
  private:
   // A bucket is a line of the processor's cache.
   static constexpr std::size_t kEntries = 8;
-  static constexpr std::uint64_t kMostBuckets = std::uint64_t{1} << 18;  // 16 MiB
+  static constexpr std::size_t kFirstBuckets = 64;
+  static constexpr std::size_t kMostBuckets = std::size_t{1} << 18;  // 16 MiB
 
   struct Entry {
     std::uint32_t tag = 0;
@@ -67,6 +55,20 @@ class SlotHints {
     return buckets_[tag & (buckets_.size() - 1)];
   }
 
+  void enlarge() {
+    try {
+      std::vector<Bucket> larger(std::max(kFirstBuckets, 2 * buckets_.size()));
+      larger.swap(buckets_);
+      used_ = 0;
+      for (const Bucket& bucket : larger) {
+        for (const Entry& entry : bucket.entries) {
+          if (entry.slot != 0) put(entry);
+        }
+      }
+    } catch (const std::bad_alloc&) {
+    }
+  }
+
   // In the place of what has the tag, or in a free one, or in that of another.
   void put(const Entry& entry) {
     auto& entries = buckets_[entry.tag & (buckets_.size() - 1)].entries;
@@ -77,10 +79,13 @@ class SlotHints {
     for (std::size_t i = 0; i < kEntries; ++i) {
       if (entries[i].slot != 0 && entries[i].tag == entry.tag) place = i;
     }
-    entries[place < kEntries ? place : entry.tag >> 29] = entry;
+    if (place == kEntries) place = entry.tag >> 29;
+    if (entries[place].slot == 0) ++used_;
+    entries[place] = entry;
   }
 
-  std::vector<Bucket> buckets_;
+  std::vector<Bucket> buckets_;  // a power of two of them, or none
+  std::size_t used_ = 0;         // entries
 };
 
 }  // namespace marigold::isam

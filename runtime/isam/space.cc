@@ -54,7 +54,6 @@ int note_space(File& file) {
     return kIsNoMemory;
   }
   file.slots = slots;
-  file.hints.fit(slots);
   return 0;
 }
 
