@@ -2,8 +2,8 @@
 //
 //   isam_memory [N=1000000] [DIRECTORY]
 //
-// One process makes a file of N records with three keys; another opens it, walks it by each key and
-// says how much its private memory has grown.
+// One process makes a file of N records with three keys; another opens it, walks it by each key,
+// reads every record by its primary key, and says how much its private memory has grown.
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -40,7 +40,7 @@ bool make(const std::string& base, std::uint64_t count) {
   return ISCLOSE(file) == 0;
 }
 
-bool walk_and_report(const std::string& base) {
+bool read_and_report(const std::string& base, std::uint64_t count) {
   const long before = private_memory();
   const int file = ISOPEN(base.c_str(), kIsInputOutput | kIsManualLock);
   if (file < 0) return false;
@@ -50,6 +50,14 @@ bool walk_and_report(const std::string& base) {
     if (ISSTART(file, key_of(key), 0, record.bytes.data(), kIsFirst) != 0) return false;
     for (int mode = kIsFirst; ISREAD(file, record.bytes.data(), mode) == 0; mode = kIsNext)
       ++read;
+  }
+  Record any;
+  if (ISSTART(file, key_of(0), 0, any.bytes.data(), kIsFirst) != 0) return false;
+  for (std::uint64_t i = 0; i < count; ++i, ++read) {
+    Record record;
+    std::snprintf(record.bytes.data(), record.bytes.size(), "%08llu",
+                  static_cast<unsigned long long>(2 * i));
+    if (ISREAD(file, record.bytes.data(), kIsEqual) != 0) return false;
   }
   std::printf("%llu reads, private memory grown by %ld KiB\n",
               static_cast<unsigned long long>(read), private_memory() - before);
@@ -81,7 +89,7 @@ int main(int argc, char** argv) {
   if (count < 1 || mkdtemp(directory.data()) == nullptr) return 1;
   const std::string base = directory + "/file";
   const bool done = in_child([&] { return make(base, count); }) &&
-                    in_child([&] { return walk_and_report(base); });
+                    in_child([&] { return read_and_report(base, count); });
   std::filesystem::remove_all(directory);
   return done ? 0 : 1;
 }

@@ -23,6 +23,7 @@
 #include "runtime/isam/checksum.h"
 #include "runtime/isam/key.h"
 #include "runtime/isam/layout.h"
+#include "runtime/isam/slot_hints.h"
 #include "runtime/platform/mapped_file.h"
 
 namespace marigold::isam {
@@ -69,6 +70,7 @@ struct File {
   // Of which this change need not save anything any more. Room for all that the undo area can hold,
   // so that no change runs out of memory.
   std::vector<PageNumber> saved_pages;
+  SlotHints hints;
   std::vector<std::uint64_t> verified_slots;  // a bit each: its check was right
   std::vector<std::uint8_t> verified;  // by page: its check was right, or has become void since
 

@@ -18,7 +18,11 @@ void stand_between(Position& position, const Probe& probe, Bound bound) {
   position.at_record = false;
 }
 
-// At the entry that was read; its bytes are those that were copied while it was whole.
+// Of no file: changes are even between two changes.
+constexpr std::uint64_t kNoShortCut = 1;
+
+// At the entry that was read, whose place may not be known; its bytes are those that were copied
+// while it was whole.
 void stand_at(Position& position, const TreeShape& shape, const Probe& entry, Place place,
               std::uint64_t changes) {
   copy_compared(position.probe, entry.data(), shape);
@@ -26,7 +30,7 @@ void stand_at(Position& position, const TreeShape& shape, const Probe& entry, Pl
   position.backward = Bound::kNotLess;
   position.at_record = true;
   position.place = place;
-  position.changes = changes;
+  position.changes = place.page == 0 ? kNoShortCut : changes;
 }
 
 // ---- Finding
@@ -171,14 +175,34 @@ const std::byte* entry_ahead(const File& file, std::size_t tree, Place place, in
   }
 }
 
+void copy_slot(const File& file, const std::byte* slot, ReadBuffer& buffer) {
+  std::memcpy(buffer.record.data(), slot + sizeof(SlotHeader), file.record_length);
+}
+
 // Copies the record of an entry; false when it is not whole, or not the entry's.
-bool copy_record(File& file, std::size_t tree, Place place, ReadBuffer& buffer) {
+bool copy_record(File& file, std::size_t tree, Place place, SlotNumber& slot, ReadBuffer& buffer) {
   const std::byte* entry = entry_at(file, tree, place);
-  const SlotNumber slot = entry_number(file.trees[tree], entry);
+  slot = entry_number(file.trees[tree], entry);
   if (slot == 0 || slot > file.slots) return false;
   const std::byte* at = file.slot(slot);
   if (!slot_was_live(file, slot) || !is_entry_of(file, tree, entry, at)) return false;
-  std::memcpy(buffer.record.data(), at + sizeof(SlotHeader), file.record_length);
+  copy_slot(file, at, buffer);
+  return true;
+}
+
+// ---- Guessing. A live record with the primary key that is looked for is the one, whatever way led
+// to it.
+
+bool can_be_guessed(const Cursor& cursor, const Search& search, const TreeShape& shape) {
+  return cursor.tree == 0 && search.mode == kIsEqual && search.length == shape.key_length;
+}
+
+bool copy_guessed(File& file, const Search& search, std::uint64_t hash, ReadBuffer& buffer) {
+  const SlotNumber slot = file.hints.guess(hash);
+  if (slot == 0 || slot > file.slots || !slot_was_live(file, slot)) return false;
+  if (!is_entry_of(file, 0, search.probe.data(), file.slot(slot))) return false;
+  copy_slot(file, file.slot(slot), buffer);
+  copy_compared(buffer.entry, search.probe.data(), file.trees[0]);
   return true;
 }
 
@@ -192,15 +216,25 @@ struct ReadResult {
 // One attempt; whether it meant anything is known when nothing was changed meanwhile.
 bool attempt(File& file, const Cursor& cursor, const Search& search, ReadBuffer& buffer, bool copy,
              ReadResult& result) {
+  const TreeShape& shape = file.trees[cursor.tree];
+  const bool guesses = copy && can_be_guessed(cursor, search, shape);
+  const std::uint64_t hash = guesses ? hint_hash(shape, search.probe) : 0;
+  if (guesses && copy_guessed(file, search, hash, buffer)) {
+    result.error = 0;
+    result.place = {};
+    return true;
+  }
   const Found found = find(file, cursor, search, result.changes);
   if (!found.sound) return false;
   result.error = found.error;
   if (found.error != 0) return true;
   if (search.mode == kIsNext || search.mode == kIsPrevious)
     fetch_ahead(file, cursor.tree, found.place, search.mode);
-  if (copy && !copy_record(file, cursor.tree, found.place, buffer)) return false;
+  SlotNumber slot = 0;
+  if (copy && !copy_record(file, cursor.tree, found.place, slot, buffer)) return false;
+  if (guesses) file.hints.note(hash, slot);
   result.place = found.place;
-  copy_compared(buffer.entry, entry_at(file, cursor.tree, found.place), file.trees[cursor.tree]);
+  copy_compared(buffer.entry, entry_at(file, cursor.tree, found.place), shape);
   return true;
 }
 

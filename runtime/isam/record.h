@@ -10,6 +10,11 @@ std::uint64_t record_sequence(const std::byte* slot);
 // What a tree orders the record in a slot by. The bytes behind compare_length mean nothing.
 Probe record_probe(const File& file, std::size_t tree, const std::byte* slot);
 
+// What a key is known by in the hints.
+inline std::uint64_t hint_hash(const TreeShape& shape, const Probe& probe) {
+  return long_checksum(std::span(probe).first(shape.key_length));
+}
+
 // The same for a record that is about to be written as number `sequence`.
 Probe new_probe(const TreeShape& shape, const char* record, std::uint64_t sequence);
 

@@ -84,6 +84,7 @@ int put_record(File& file, const char* record, std::uint64_t sequence, SlotNumbe
   if (slot == 0) return kIsBadFile;
   record_store(file, slot, record, sequence);
   file.contents().sequence = sequence;
+  file.hints.note(hint_hash(file.trees[0], new_probe(file.trees[0], record, 0)), slot);
   return 0;
 }
 
