@@ -434,10 +434,12 @@ int rebuild_opened(File& file, bool has_index, std::uint64_t& records, std::uint
 }  // namespace
 
 int file_rebuild(const OpenRequest& request, std::uint64_t& records, std::uint64_t& lost) {
-  File file;
-  const int failed = file_open(file, request);
-  if (failed == 0) return rebuild_opened(file, true, records, lost);
-  if (failed != kIsBadFile && failed != ENOENT) return failed;
+  {
+    File file;
+    const int failed = file_open(file, request);
+    if (failed == 0) return rebuild_opened(file, true, records, lost);
+    if (failed != kIsBadFile && failed != ENOENT) return failed;
+  }  // it gives its locks back
   File bare;
   const int again = open_for_rebuild(bare, request);
   return again != 0 ? again : rebuild_opened(bare, false, records, lost);

@@ -171,9 +171,9 @@ struct IsamInfo {
 };
 int isinfo(int descriptor, IsamInfo& info);
 
-// Looks whether everything in the file fits, and adds a line for each thing that does not. Nobody
-// can change the file meanwhile. 0 also when there are findings; -1 when the file could not be
-// looked at.
+// Looks whether everything in the file fits: `findings` is a line for each thing that does not.
+// Nobody can change the file meanwhile. 0 also when there are findings; -1 when the file could not
+// be looked at.
 int ischeck(int number, std::vector<std::string>& findings);
 
 // What isrebuild found.

@@ -8,10 +8,12 @@
 #include <cctype>
 #include <cerrno>
 #include <csignal>
+#include <filesystem>
 #include <sstream>
 #include <string_view>
 
 #include "runtime/isam/fatal.h"
+#include "runtime/isam/layout.h"
 #include "tests/isam/support.h"
 
 namespace marigold::test {
@@ -169,6 +171,36 @@ TEST_F(IsamTest, KeysAreAddedOnlyToAFileOfOnesOwn) {
   EXPECT_EQ(error_of(ISADDINDEX(shared, kLetter)), kIsNotExclusive);
   EXPECT_EQ(play(shared, "f"), "1x");
   EXPECT_EQ(ISCLOSE(shared), 0);
+}
+
+// Whatever stands in the place of the index, the records come from the data file.
+TEST_F(IsamTest, AnIndexIsMadeAnew) {
+  const auto rebuild = [] {
+    IsRebuildReport report;
+    const int error = error_of(isrebuild("file", report));
+    return std::to_string(error) + " " + std::to_string(report.records) + " " +
+           std::to_string(report.lost);
+  };
+  int file = build();
+  EXPECT_EQ(play(file, "w1x w2y w3z d2"), "ok ok ok ok");
+  EXPECT_EQ(rebuild(), "113 0 0");
+  ASSERT_EQ(ISCLOSE(file), 0);
+  const std::string data = read_file("file.dat");
+  for (const std::string& index :
+       {read_file("file.idx"), ""s, "no index"s, std::string(9000, '\xFE')}) {
+    write_file("file.idx", index);
+    EXPECT_EQ(rebuild(), "0 2 0") << index.size();
+    file = ISOPEN("file", kSharedMode);
+    EXPECT_EQ(walk(file) + play(file, "e1 e2 e3 w2y d2"), "1x 111 3z ok ok");
+    ASSERT_EQ(ISCLOSE(file), 0);
+  }
+  std::filesystem::remove("file.idx");
+  std::string torn = data;
+  torn[isam::kPageSize + sizeof(isam::SlotHeader)] ^= 1;  // in the first record
+  write_file("file.dat", torn);
+  EXPECT_EQ(rebuild(), "0 1 1");
+  write_file("file.dat", data.substr(0, 100));
+  EXPECT_EQ(rebuild(), "105 0 0");
 }
 
 TEST_F(IsamTest, AnExclusiveFileIsNobodyElses) {
