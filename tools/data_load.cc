@@ -18,7 +18,10 @@ namespace {
 class Input {
  public:
   bool open(const std::string& path, std::string& problem);
-  [[nodiscard]] std::istream& stream() { return file_.is_open() ? file_ : all_; }
+  [[nodiscard]] std::istream& stream() {
+    if (file_.is_open()) return file_;
+    return all_;
+  }
   [[nodiscard]] const std::string& name() const { return name_; }
 
  private:

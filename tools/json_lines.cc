@@ -18,7 +18,7 @@ class ObjectReader {
   void begin(char* record) {
     record_ = record;
     place_ = Place::kOutside;
-    std::ranges::fill(seen_, false);
+    seen_.assign(seen_.size(), false);
     reason_.clear();
   }
   // All that the object has was taken.

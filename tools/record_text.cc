@@ -36,7 +36,7 @@ std::ptrdiff_t digits_in_csv(FieldType type) {
 
 void append_whole(std::int32_t number, std::ptrdiff_t digits, std::string& lines) {
   NumberText text;
-  const char* end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
+  char* const end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
   if (number >= 0 && end - text.data() < digits)
     lines.append(static_cast<std::size_t>(digits - (end - text.data())), '0');
   lines.append(text.data(), end);
@@ -94,7 +94,8 @@ std::string shown(std::string_view text) {
       beginning, [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7F'; }, ' ');
   while (text.size() > kShown && !beginning.empty() && !is_plain(beginning.back()))
     beginning.pop_back();  // half a character perhaps
-  return "\"" + beginning + (text.size() > kShown ? "..." : "") + "\"";
+  std::string quoted(1, '"');
+  return quoted.append(beginning).append(text.size() > kShown ? "...\"" : "\"");
 }
 
 bool is_utf8(std::string_view text) {
@@ -133,7 +134,8 @@ std::vector<Column> columns_of(const FileDefinition& file) {
 
 std::string column_name(const Column& column) {
   std::string name(column.field->name.view());
-  if (column.field->times > 1) name += "[" + std::to_string(column.index) + "]";
+  if (column.field->times > 1)
+    name.append("[").append(std::to_string(column.index)).append("]");
   return name;
 }
 
@@ -261,7 +263,8 @@ std::string RecordText::describe(const std::vector<Column>& columns, const char*
   std::string text;
   std::string reason;
   for (const Column& column : columns) {
-    text += (text.empty() ? "" : ", ") + column_name(column) + "=";
+    if (!text.empty()) text += ", ";
+    text.append(column_name(column)).append("=");
     if (!append_csv_element(column, record, text, reason)) text += "?";
   }
   return text;
