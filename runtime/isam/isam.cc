@@ -749,18 +749,6 @@ int ISDELETE(int number, const char* record) {
   });
 }
 
-// Stands in until the engine has its own.
-int ISREPLACE(int number, const char* record) {
-  return ISDELETE(number, record) != 0 ? -1 : ISWRITE(number, record);
-}
-
-int isrebuild(const char* base, IsRebuildReport& report) {
-  const int number = ISOPEN(base, kIsInputOutput | kIsExclusive);
-  if (number < 0) return -1;
-  report = {.records = iscount(number)};
-  return ISCLOSE(number);
-}
-
 int ISRELEASE(int number) {
   return operation("ISRELEASE", [&] {
     Descriptor* descriptor = descriptor_at(number);

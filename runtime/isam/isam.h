@@ -142,10 +142,6 @@ int ISWRITE(int number, const char* record);
 // has it locked.
 int ISDELETE(int number, const char* record);
 
-// Replaces the record with the same primary key, in one change. 111: there is none; 107: another
-// process has it locked; 100 as for ISWRITE.
-int ISREPLACE(int number, const char* record);
-
 // Gives back all record locks of this process on the file. A lock stands for the primary key: it
 // stays when its holder deletes the record and writes it again.
 int ISRELEASE(int number);
@@ -172,15 +168,6 @@ int isinfo(int descriptor, IsamInfo& info);
 // can change the file meanwhile. 0 also when there are findings; -1 when the file could not be
 // looked at.
 int ischeck(int number, std::vector<std::string>& findings);
-
-struct IsRebuildReport {
-  std::int64_t records = 0;
-  std::int64_t lost = 0;  // slots that held a record once and hold no whole one
-};
-
-// Makes BASE.idx anew from BASE.dat, also when it is missing or damaged. 113 when the file is in
-// use, 105 when the data file's own header is damaged.
-int isrebuild(const char* base, IsRebuildReport& report);
 
 // ---- Numbers in records: the same bytes on every machine, but for doubles, which stay as they are
 // in memory.
