@@ -19,14 +19,11 @@
 #include <functional>
 #include <unordered_set>
 
+#include "bench/isam_keys.h"
 #include "bench/isam_workload.h"
-#include "runtime/isam/isam.h"
 
 namespace marigold::bench {
 namespace {
-
-constexpr std::int16_t kParts[3][3] = {
-    {0, 8, kIsCharacters}, {8, 20, kIsCharacters}, {28, 4, kIsInt4}};
 
 [[noreturn]] void die(const std::string& what) {
   std::fprintf(stderr, "isam_bench: %s (iserrno %d)\n", what.c_str(), iserrno);
@@ -48,14 +45,6 @@ double cpu_now() {
   getrusage(RUSAGE_SELF, &used);
   return static_cast<double>(used.ru_utime.tv_sec + used.ru_stime.tv_sec) +
          1e-6 * static_cast<double>(used.ru_utime.tv_usec + used.ru_stime.tv_usec);
-}
-
-KeyDescription key_of(int number) {
-  KeyDescription key;
-  key.flags = number == 0 ? 0 : kIsDuplicatesAllowed;
-  key.part_count = 1;
-  key.parts[0] = {kParts[number][0], kParts[number][1], kParts[number][2]};
-  return key;
 }
 
 class Run {

@@ -27,12 +27,13 @@ struct Search {
   std::string first_fault;  // of a set that has errors: the definition may hide behind them
 };
 
-// A point within the name marks an older definition, which is there for conversions.
+// FILEDATA_3.DES has older definitions, which are there for conversions.
 bool may_define_files(std::string_view name) {
   if (!name.starts_with(kSetPrefix) || !name.ends_with(kSetSuffix) || name == kVersionTable)
     return false;
   name.remove_suffix(kSetSuffix.size());
-  return name.find('.') == std::string_view::npos && name.size() > kSetPrefix.size();
+  const std::size_t before_number = name.find_last_not_of("0123456789");
+  return before_number + 1 == name.size() || name[before_number] != '_';
 }
 
 bool list_sets(std::vector<std::string>& sets, Problems& problems) {

@@ -204,6 +204,7 @@ int read_primary(FileDefinition& file, bool lock) {
     // record there first, that round finds it.
     marker(file) = kPlaceholder;
     const int failed = write(file);
+    if (failed == kIsLocked) return kDataLocked;  // by one who has deleted the record just now
     if (failed != 0 && failed != kIsDuplicate) data_fatal("", failed);
   }
 }
@@ -314,10 +315,11 @@ int is_write(FileDefinition& file) {
   if (failed == 0) return kDataDone;
   if (failed == kIsLocked) return kDataLocked;
   if (failed != kIsDuplicate) data_fatal("write", failed);
-  // Between the two steps another process may write the same key, or may have deleted it.
+  // Deleting and writing in one step, so that the key is never without a record. Meanwhile another
+  // process may have deleted it, and then again have written it.
   while (failed == kIsDuplicate) {
-    failed = ISDELETE(file.engine.descriptor, file.record.data()) == 0 ? 0 : iserrno;
-    if (failed == 0 || failed == kIsNoRecord) failed = write(file);
+    failed = ISREPLACE(file.engine.descriptor, file.record.data()) == 0 ? 0 : iserrno;
+    if (failed == kIsNoRecord) failed = write(file);
   }
   if (failed == kIsLocked) return kDataLocked;
   if (failed != 0) data_fatal("rewrite", failed);

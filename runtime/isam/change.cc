@@ -5,6 +5,7 @@
 
 #include "runtime/isam/fatal.h"
 #include "runtime/isam/file.h"
+#include "runtime/isam/rebuild.h"
 
 namespace marigold::isam {
 
@@ -105,10 +106,11 @@ bool trailer_is_sane(const File& file, const UndoTrailer& trailer, std::uint64_t
 
 int writer_begin(File& file) {
   if (const int failed = take_word(file)) return failed;
-  // Whoever had the word before us died within a change, or the header is damaged and says so.
+  // Whoever had the word before us died within a change, or could not make the trees anew, or the
+  // header is damaged and says so.
   const IndexHeader& header = file.header();
   if (header.undo_used == 0 && header.changes % 2 == 0) return 0;
-  const int failed = undo_all(file);
+  const int failed = header.state == kStateRebuild ? rebuild_indexes(file) : undo_all(file);
   if (failed != 0) writer_end(file);
   return failed;
 }
@@ -246,6 +248,7 @@ bool mark_free(File& file, std::uint64_t number, std::uint64_t count) {
     if (!is_gone_slot(file, number)) return false;
     SlotHeader& header = slot_header(file, number);
     header.state = kSlotFree;
+    step();
     number = header.next;
   }
   return true;

@@ -80,6 +80,9 @@ int note_space(File& file) {
     if (file.verified.size() < pages) file.verified.resize(pages);
     if (file.verified_slots.size() <= slots / 64) file.verified_slots.resize(slots / 64 + 1);
   } catch (const std::bad_alloc&) {
+    // As if it were not visible yet: whoever needs it asks again.
+    file.index_space = std::min(file.index_space, file.verified.size() * kPageSize);
+    file.data_space = std::min(file.data_space, kPageSize + file.slots * file.slot_size);
     return kIsNoMemory;
   }
   file.slots = slots;
@@ -101,14 +104,20 @@ std::uint32_t slot_size_for(std::uint32_t record_length) {
   return (record_length + static_cast<std::uint32_t>(sizeof(SlotHeader)) + 3) / 4 * 4;
 }
 
+// All the memory that these trees need.
+void reserve_shapes(File& file, std::span<const TreeShape> trees) {
+  file.trees.reserve(trees.size());
+  // At least a page's header is saved for each.
+  file.saved_pages.reserve(undo_pages_needed(trees) * kPageSize / sizeof(PageHeader));
+}
+
 void set_shapes(File& file, const DataHeader& header) {
   file.record_length = header.record_length;
   file.slot_size = slot_size_for(header.record_length);
   file.trees.clear();
   for (std::uint32_t i = 0; i < header.key_count; ++i)
     file.trees.push_back(tree_shape(header.keys[i]));
-  // At least a page's header is saved for each.
-  file.saved_pages.reserve(undo_pages_needed(file.trees) * kPageSize / sizeof(PageHeader));
+  reserve_shapes(file, file.trees);
 }
 
 // ---- Opening
@@ -172,9 +181,9 @@ int read_index_header(File& file) {
   return header.state > kStateNewborn ? kIsBadFile : 0;
 }
 
-bool data_header_is_sane(const DataHeader& header, std::uint64_t file_id) {
+bool data_header_is_sane(const DataHeader& header) {
   if (header.magic != kDataMagic || header.version != kFormatVersion) return false;
-  if (header.check != data_header_check(header) || header.file_id != file_id) return false;
+  if (header.check != data_header_check(header)) return false;
   if (header.record_length < 1 || header.record_length > kIsLongestRecord) return false;
   if (header.key_count < 1 || header.key_count > kIsMostKeys) return false;
   return std::ranges::all_of(std::span(header.keys).first(header.key_count),
@@ -183,16 +192,22 @@ bool data_header_is_sane(const DataHeader& header, std::uint64_t file_id) {
                              });
 }
 
-int read_data_header(File& file) {
+// The first whole header of the data file.
+int find_data_header(File& file, DataHeader& header) {
   if (const int failed = measure(file.data, kPageSize, file.data_space)) return failed;
   for (const std::uint64_t offset : kDataHeaders) {
-    DataHeader header;
     std::memcpy(&header, file.data.memory() + offset, sizeof header);
-    if (!data_header_is_sane(header, file.header().file_id)) continue;
-    set_shapes(file, header);
-    return 0;
+    if (data_header_is_sane(header)) return 0;
   }
   return kIsBadFile;
+}
+
+int read_data_header(File& file) {
+  DataHeader header;
+  if (const int failed = find_data_header(file, header)) return failed;
+  if (header.file_id != file.header().file_id) return kIsBadFile;
+  set_shapes(file, header);
+  return 0;
 }
 
 bool must_be_rebuilt(const IndexHeader& header) {
@@ -260,8 +275,13 @@ std::uint64_t new_file_id() {
 }
 
 int write_data_header(File& file, const DataHeader& header, std::uint64_t offset) {
-  std::memcpy(file.data.memory() + offset, &header, sizeof header);
-  return file.data.sync();
+  std::byte* at = file.data.memory() + offset;
+  DataHeader before;
+  std::memcpy(&before, at, sizeof before);
+  std::memcpy(at, &header, sizeof header);
+  const int failed = file.data.sync();
+  if (failed != 0) std::memcpy(at, &before, sizeof before);  // or the next to open would take it
+  return failed;
 }
 
 int write_index_header(File& file, std::uint64_t id) {
@@ -288,6 +308,13 @@ int clear_leftover(const OpenRequest& request) {
   return file_remove(request.index_path.c_str());
 }
 
+// Lets others open what was built.
+int share(File& file) {
+  file.exclusive = false;
+  if (const int failed = take_place(file)) return failed;
+  return file.index.lock(kUseLock, false);
+}
+
 int create_both(File& file, const OpenRequest& request, std::uint32_t record_length,
                 const KeyDescription& primary) {
   if (const int failed = file.index.create(request.index_path.c_str())) return failed;
@@ -306,6 +333,7 @@ int create_both(File& file, const OpenRequest& request, std::uint32_t record_len
   if (failed == 0) failed = rebuild_indexes(file);
   if (failed == 0) failed = file_sync_directory(request.index_path.c_str());
   if (failed == 0) failed = file.index.identity(file.identity);
+  if (failed == 0 && !request.exclusive) failed = share(file);
   if (failed != 0) {
     file_remove(request.data_path.c_str());
     file_remove(request.index_path.c_str());
@@ -386,13 +414,18 @@ std::uint64_t undo_pages_needed(std::span<const TreeShape> trees) {
   for (const TreeShape& shape : trees) {
     for (std::uint64_t nodes = std::numeric_limits<SlotNumber>::max(); nodes > 0;
          nodes /= shape.capacity / 3) {
-      bytes += kLevelBytes;
+      bytes += 2 * kLevelBytes;  // a replacement takes an entry out and puts one in
     }
   }
   return bytes / kPageSize + 1;
 }
 
 int file_write_keys(File& file, std::span<const TreeShape> trees) {
+  try {
+    reserve_shapes(file, trees);  // nothing may be missing once the header is written
+  } catch (const std::bad_alloc&) {
+    return kIsNoMemory;
+  }
   DataHeader header{};
   header.magic = kDataMagic;
   header.version = kFormatVersion;
@@ -430,6 +463,67 @@ int file_open(File& file, const OpenRequest& request) {
   const int failed = open_registered(file);
   register_unlock(file);
   return failed;
+}
+
+namespace {
+
+std::uint64_t count_torn_slots(const File& file) {
+  std::uint64_t torn = 0;
+  for (std::uint64_t number = 1; number <= file.slots; ++number) {
+    const auto* header = reinterpret_cast<const SlotHeader*>(file.slot(number));
+    const bool used = header->state != kSlotUnused && header->state != kSlotFree;
+    if (used && !slot_has_survived(file, file.slot(number))) ++torn;
+  }
+  return torn;
+}
+
+// Opens the index as a mere file, or makes one.
+int open_or_create(MappedFile& index, const char* path) {
+  int failed = index.open(path, FileAccess::kReadWrite);
+  if (failed == ENOENT) failed = index.create(path);
+  return failed == EEXIST ? index.open(path, FileAccess::kReadWrite) : failed;
+}
+
+// Makes what passes for a pair out of a data file and whatever stands in the place of its index.
+int open_for_rebuild(File& file, const OpenRequest& request) {
+  if (const int failed = file.data.open(request.data_path.c_str(), FileAccess::kReadWrite))
+    return failed;
+  if (const int failed = open_or_create(file.index, request.index_path.c_str())) return failed;
+  file.writable = true;
+  file.exclusive = true;
+  file.base = request.base;
+  if (const int failed = take_use_lock(file)) return failed;
+  DataHeader header{};
+  if (const int failed = find_data_header(file, header)) return failed;
+  if (const int failed = write_index_header(file, header.file_id)) return failed;
+  file.header().state = kStateRebuild;
+  set_shapes(file, header);
+  return note_space(file);
+}
+
+int rebuild_opened(File& file, bool has_index, std::uint64_t& records, std::uint64_t& lost) {
+  const int failed = as_writer(file, [&] {
+    // Only the index tells what is deleted and not marked as free yet.
+    const int unsettled = has_index ? slots_settle(file, 0) : 0;
+    if (unsettled != 0) return unsettled;
+    lost = count_torn_slots(file);
+    return rebuild_indexes(file);
+  });
+  if (failed != 0) return failed;
+  records = file.contents().record_count;
+  return file_close(file);
+}
+
+}  // namespace
+
+int file_rebuild(const OpenRequest& request, std::uint64_t& records, std::uint64_t& lost) {
+  File file;
+  const int failed = file_open(file, request);
+  if (failed == 0) return rebuild_opened(file, true, records, lost);
+  if (failed != kIsBadFile && failed != ENOENT) return failed;
+  File bare;
+  const int again = open_for_rebuild(bare, request);
+  return again != 0 ? again : rebuild_opened(bare, false, records, lost);
 }
 
 int file_close(File& file) {

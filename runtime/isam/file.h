@@ -107,12 +107,16 @@ int file_write_keys(File& file, std::span<const TreeShape> trees);
 // before.
 int file_grow_index(File& file, std::uint64_t pages);
 
-// Makes both files and opens them exclusively.
+// Makes both files and opens them, without a moment in which they are there and not ours. On a
+// failure none is left behind.
 int file_build(File& file, const OpenRequest& request, std::uint32_t record_length,
                const KeyDescription& primary);
 // Opens both files, takes the use lock (113), undoes what a process that died left half done, and
 // makes the indexes anew after a power loss.
 int file_open(File& file, const OpenRequest& request);
+// Makes the index anew from the data file, for nobody else's use meanwhile (113). How many records
+// there are, and how many slots held one and hold no whole one.
+int file_rebuild(const OpenRequest& request, std::uint64_t& records, std::uint64_t& lost);
 // Brings all to the disk, and marks the file clean if nobody else has it open.
 int file_close(File& file);
 // Brings all records to the disk. The indexes can be made from them.

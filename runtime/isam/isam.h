@@ -131,7 +131,8 @@ int ISCLOSE(int number);
 int ISSTART(int number, const KeyDescription& key, int length, const char* record, int mode);
 
 // Reads a record into the buffer, which holds the key value for modes 5 to 7. On failure the buffer
-// is as it was.
+// is as it was. With the lock 107 when another process has it; so also kIsEqual by the primary key
+// for a record that its holder has deleted and may be writing anew.
 int ISREAD(int number, char* record, int mode);
 
 // Adds a record. The position stays. 100: a key without duplicates has this value already; 107:
@@ -141,6 +142,12 @@ int ISWRITE(int number, const char* record);
 // Deletes the record with the primary key in the buffer. 111: there is none; 107: another process
 // has it locked.
 int ISDELETE(int number, const char* record);
+
+// Replaces the record with the same primary key in one change: at no moment, and after no death, is
+// there none. Among records with equal values of a key it then counts as the one written last. The
+// position stays. 111: there is none; 107: another process has it locked; 100: another record has
+// the new value of a key without duplicates.
+int ISREPLACE(int number, const char* record);
 
 // Gives back all record locks of this process on the file. A lock stands for the primary key: it
 // stays when its holder deletes the record and writes it again.
@@ -168,6 +175,18 @@ int isinfo(int descriptor, IsamInfo& info);
 // can change the file meanwhile. 0 also when there are findings; -1 when the file could not be
 // looked at.
 int ischeck(int number, std::vector<std::string>& findings);
+
+// What isrebuild found.
+struct IsRebuildReport {
+  std::int64_t records = 0;
+  std::int64_t lost = 0;  // slots that held a record and hold no whole one
+};
+
+// Makes the index file of BASE anew from its data file, also when it is missing or damaged. 113:
+// the file is in use; 105: the data file's own header is damaged, nothing is changed. Interrupted,
+// it is begun again by whoever opens the file. An index that can still be opened says which records
+// are deleted; without it those deleted since the file was last flushed are there again.
+int isrebuild(const char* base, IsRebuildReport& report);
 
 // ---- Numbers in records: the same bytes on every machine, but for doubles, which stay as they are
 // in memory.

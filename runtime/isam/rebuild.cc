@@ -145,7 +145,9 @@ int rebuild_indexes(File& file) {
   }
   file.logging = true;
   file.saved_pages.clear();
-  file.header().changes = (file.header().changes / 2 + 1) * 2;  // remembered places are void
+  // Remembered places are void. Odd after a failure: the trees mean nothing then, and whoever wants
+  // to read or change them begins again.
+  file.header().changes = (file.header().changes / 2 + 1) * 2 + (failed != 0 ? 1 : 0);
   if (failed == 0)
     file.header().state = kStateInUse;  // with the boot that the state before was set in
   return failed;

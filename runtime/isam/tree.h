@@ -87,6 +87,8 @@ bool tree_end(File& file, std::size_t tree, Place& place);
 int tree_insert(File& file, std::size_t tree, Path& path, const Probe& probe, SlotNumber slot);
 // Takes the entry at the path out.
 int tree_remove(File& file, std::size_t tree, Path& path);
+// Lets the entry at a place of a leaf stand for another slot.
+void tree_set_number(File& file, std::size_t tree, Place place, SlotNumber slot);
 // An empty tree.
 void tree_create(File& file, std::size_t tree);
 

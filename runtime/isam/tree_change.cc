@@ -24,10 +24,14 @@ void save_header(File& file, PageNumber page) {
   save(file, Side::kIndex, file.page(page), sizeof(PageHeader));
 }
 
+bool is_saved(const File& file, PageNumber page) {
+  return std::ranges::find(file.saved_pages, page) != file.saved_pages.end();
+}
+
 // Saves header and entries from one index on, and takes the page's check away.
 void save_from(File& file, std::size_t tree, Place place) {
   PageHeader& header = header_of(file, place.page);
-  if (file.logging && std::ranges::find(file.saved_pages, place.page) == file.saved_pages.end()) {
+  if (file.logging && !is_saved(file, place.page)) {
     save_header(file, place.page);
     save(file, Side::kIndex, entry_in(file, tree, place),
          std::size_t{header.count - place.index} * file.trees[tree].entry_length);
@@ -225,6 +229,16 @@ int thin_out(File& file, std::size_t tree, PageNumber page, Place parent, bool& 
 }
 
 }  // namespace
+
+void tree_set_number(File& file, std::size_t tree, Place place, SlotNumber slot) {
+  std::byte* number = entry_in(file, tree, place) + file.trees[tree].compare_length;
+  if (!is_saved(file, place.page)) {
+    save_header(file, place.page);
+    save(file, Side::kIndex, number, sizeof slot);
+  }
+  header_of(file, place.page).check = 0;
+  std::memcpy(number, &slot, sizeof slot);
+}
 
 void tree_create(File& file, std::size_t tree) {
   const PageNumber page = page_take(file);

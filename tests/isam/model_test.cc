@@ -1,70 +1,37 @@
-// The engine against a sorted list in memory: random operations over several keys, every read mode,
+// The engine against sorted lists in memory: random operations over several keys, every read mode,
 // and the walk over the whole file again and again.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstring>
+#include <limits>
 #include <map>
 #include <random>
 #include <string>
+#include <tuple>
 
-#include "runtime/isam/isam.h"
-#include "tests/support/support.h"
+#include "tests/isam/support.h"
 
-namespace marigold {
+namespace marigold::test {
 namespace {
 
 constexpr int kRecordLength = 240;
+constexpr std::uint64_t kBehindEquals = ~std::uint64_t{0};
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 // Layout: int4 primary at 0; 3 characters at 4; double at 8; int2 at 16; 200 zeros at 20, which
 // make one key so long that its tree has many levels; the rest filler.
-KeyDescription make_key(std::int16_t flags, std::initializer_list<KeyPart> parts) {
-  KeyDescription key;
-  key.flags = flags;
-  for (const KeyPart& part : parts)
-    key.parts[static_cast<std::size_t>(key.part_count++)] = part;
-  return key;
-}
+const std::array<KeyDescription, 3> kKeys = {
+    KeyDescription{.flags = 0, .part_count = 1, .parts = {{{0, 4, kIsInt4}}}},
+    KeyDescription{.flags = 1,
+                   .part_count = 3,
+                   .parts = {{{4, 3, kIsCharacters}, {20, 200, kIsCharacters}, {16, 2, kIsInt2}}}},
+    KeyDescription{.flags = 1, .part_count = 1, .parts = {{{8, 8, kIsDouble}}}}};
 
-const KeyDescription kKeys[] = {
-    make_key(0, {{0, 4, kIsInt4}}),
-    make_key(1, {{4, 3, kIsCharacters}, {20, 200, kIsCharacters}, {16, 2, kIsInt2}}),
-    make_key(1, {{8, 8, kIsDouble}})};
-
-struct Value {
-  std::int32_t number = 0;
-  std::string letters;
-  double amount = 0;
-  std::int16_t small = 0;
-
-  // The order of each key, as a person would write it.
-  [[nodiscard]] bool less(const Value& other, int key) const {
-    if (key == 0) return number < other.number;
-    if (key == 2) return amount < other.amount;
-    return letters != other.letters ? letters < other.letters : small < other.small;
-  }
-};
-
-struct Entry {
-  Value value;
-  std::uint64_t written = 0;
-  std::string record;
-};
-
-std::string to_record(const Value& value, std::mt19937& random) {
-  std::string record(kRecordLength, '\0');
-  for (char& byte : record)
-    byte = static_cast<char>(random());
-  isst_int4(value.number, record.data());
-  std::fill_n(record.begin() + 20, 200, '\0');
-  std::memcpy(record.data() + 4, value.letters.data(), 3);
-  isst_double(value.amount, record.data() + 8);
-  isst_int2(value.small, record.data() + 16);
-  return record;
-}
-
-enum class Place { kBeforeAll, kAt, kBetween, kBehindAll };
+// Where a record stands in the order of a key: by two numbers that order as the key's parts do, and
+// then as it was written, counted from 1.
+using Spot = std::tuple<double, double, std::uint64_t>;
+using Spots = std::array<Spot, kKeys.size()>;
 
 class Model {
  public:
@@ -80,203 +47,163 @@ class Model {
     file_ = ISOPEN("model", kIsInputOutput | lock_mode);
     ASSERT_GE(file_, 0) << iserrno;
     key_ = 0;
-    position_ = {};
+    position_ = kBeforeAll;
   }
 
   // Grows for a while, then shrinks: trees divide their nodes, and join them again.
   void step() {
     if (below(1500) == 0) growing_ = !growing_;
-    const unsigned often = 40;
-    const unsigned seldom = 8;
-    const unsigned writes = growing_ ? often : seldom;
+    const unsigned writes = growing_ ? 40 : 8;
     const unsigned what = below(100);
-    if (what < writes) {
-      write();
-    } else if (what < often + seldom) {
-      erase();
-    } else if (what < 55) {
-      start();
-    } else {
-      read(static_cast<int>(below(8)));
-    }
+    draw_value();
+    if (what < writes) return write();
+    if (what < writes + 4) return replace();
+    if (what < 48) return erase();
+    if (what >= 55) return read(static_cast<int>(below(8)));
+    key_ = below(kKeys.size());
+    expect(ISSTART(file_, kKeys[key_], 0, record_.data(), kIsEqual), kIsEqual);
   }
 
   void check() {
-    std::vector<std::string> findings;
-    ASSERT_EQ(ischeck(file_, findings), 0);
-    EXPECT_EQ(findings, std::vector<std::string>{});
-    EXPECT_EQ(iscount(file_), static_cast<std::int64_t>(entries_.size()));
+    EXPECT_EQ(walk(file_), "");
+    EXPECT_EQ(iscount(file_), static_cast<std::int64_t>(orders_[0].size()));
   }
 
  private:
-  unsigned below(unsigned bound) { return static_cast<unsigned>(random_()) % bound; }
+  using Order = std::map<Spot, std::string>;
+  static constexpr Spot kBeforeAll{-kInfinity, 0, 0};
+  static constexpr Spot kBehindAll{kInfinity, 0, 0};
 
-  Value random_value() {
-    static constexpr double kAmounts[] = {-1e300, -2.5, -0.0, 0.0, 1e-300, 3.25, 7e77};
-    Value value;
-    value.number = static_cast<std::int32_t>(below(3000)) - 1500;
-    value.letters = {static_cast<char>(below(3) * 100), static_cast<char>(below(4) * 80), 'x'};
-    value.amount = kAmounts[below(7)];
-    value.small = static_cast<std::int16_t>(below(5)) - 2;
-    return value;
+  unsigned below(std::size_t bound) { return static_cast<unsigned>(random_() % bound); }
+
+  // A random record, and where it would stand in each order if it were written now.
+  void draw_value() {
+    static constexpr std::array kAmounts = {-1e300, -2.5, -0.0, 0.0, 1e-300, 3.25, 7e77};
+    // Now and then what the position stands at.
+    const double at = std::get<0>(position_);
+    const bool same = key_ == 0 && std::isfinite(at) && below(8) == 0;
+    const auto number =
+        same ? static_cast<std::int32_t>(at) : static_cast<std::int32_t>(below(3000)) - 1500;
+    const auto small = static_cast<std::int16_t>(static_cast<int>(below(5)) - 2);
+    const double amount = kAmounts[below(kAmounts.size())];
+    const unsigned first = below(3) * 100;
+    const unsigned second = below(4) * 80;  // characters compare unsigned, whatever char is here
+    record_.assign(kRecordLength, '\0');
+    for (char& byte : record_)
+      byte = static_cast<char>(random_());
+    isst_int4(number, record_.data());
+    record_.replace(4, 3, {static_cast<char>(first), static_cast<char>(second), 'x'});
+    isst_double(amount, record_.data() + 8);
+    isst_int2(small, record_.data() + 16);
+    record_.replace(20, 200, 200, '\0');
+    spots_ = {Spot{number, 0, written_ + 1}, Spot{first * 256 + second, small, written_ + 1},
+              Spot{amount, 0, written_ + 1}};
   }
 
-  // The entries in the order of the current key: by value, equal ones as they were written.
-  std::vector<const Entry*> ordered() const {
-    std::vector<const Entry*> order;
-    for (const auto& [number, entry] : entries_)
-      order.push_back(&entry);
-    std::ranges::sort(order, [this](const Entry* a, const Entry* b) { return before(*a, *b); });
-    return order;
+  // The first one that has the drawn value of a key; the end when there is none.
+  [[nodiscard]] Order::const_iterator equal(std::size_t key) const {
+    const auto& [a, b, written] = spots_[key];
+    const auto found = orders_[key].lower_bound({a, b, 0});
+    const bool same = found != orders_[key].end() && std::get<0>(found->first) == a &&
+                      std::get<1>(found->first) == b;
+    return same ? found : orders_[key].end();
   }
-  bool before(const Entry& a, const Entry& b) const {
-    if (unsigned_less(a.value, b.value)) return true;
-    return !unsigned_less(b.value, a.value) && a.written < b.written;
+
+  void store() {
+    // By its primary key a record that is written anew is the one that the position stands at.
+    const std::uint64_t at = std::get<2>(position_);
+    if (key_ == 0 && at != 0 && at != kBehindEquals &&
+        std::get<0>(position_) == std::get<0>(spots_[0]))
+      position_ = spots_[0];
+    ++written_;
+    for (std::size_t key = 0; key < kKeys.size(); ++key)
+      orders_[key][spots_[key]] = record_;
   }
-  // Characters are compared unsigned, whatever char is here.
-  bool unsigned_less(const Value& a, const Value& b) const {
-    if (key_ != 1) return a.less(b, key_);
-    const int order = std::memcmp(a.letters.data(), b.letters.data(), 3);
-    return order != 0 ? order < 0 : a.small < b.small;
+
+  // Takes the record with the drawn primary key out, if there is one.
+  bool take_out() {
+    const auto there = equal(0);
+    if (there == orders_[0].end()) return false;
+    const std::uint64_t written = std::get<2>(there->first);
+    for (Order& order : orders_)
+      std::erase_if(order, [&](const auto& one) { return std::get<2>(one.first) == written; });
+    return true;
   }
 
   void write() {
-    const Value value = random_value();
-    const std::string record = to_record(value, random_);
-    const bool fresh = !entries_.contains(value.number);
-    EXPECT_EQ(ISWRITE(file_, record.data()), fresh ? 0 : -1);
-    if (!fresh) {
-      EXPECT_EQ(iserrno, kIsDuplicate);
-      return;
-    }
-    entries_[value.number] = {value, ++written_, record};
+    const bool fresh = equal(0) == orders_[0].end();
+    EXPECT_EQ(error_of(ISWRITE(file_, record_.data())), fresh ? 0 : kIsDuplicate);
+    if (fresh) store();
+  }
+
+  void replace() {
+    const bool there = take_out();
+    EXPECT_EQ(error_of(ISREPLACE(file_, record_.data())), there ? 0 : kIsNoRecord);
+    if (there) store();
   }
 
   void erase() {
-    const Value value = random_value();
-    const std::string record = to_record(value, random_);
-    const bool there = entries_.erase(value.number) > 0;
-    EXPECT_EQ(ISDELETE(file_, record.data()), there ? 0 : -1);
-    if (!there) {
-      EXPECT_EQ(iserrno, kIsNoRecord);
-    }
+    const bool there = take_out();
+    EXPECT_EQ(error_of(ISDELETE(file_, record_.data())), there ? 0 : kIsNoRecord);
   }
 
-  void start() {
-    key_ = static_cast<int>(below(3));
-    const Value value = random_value();
-    const std::string record = to_record(value, random_);
-    const int result = ISSTART(file_, kKeys[key_], 0, record.data(), kIsEqual);
-    const Entry* found = find_by_value(value, kIsEqual);
-    EXPECT_EQ(result, found != nullptr ? 0 : -1);
-    if (found == nullptr) {
-      EXPECT_EQ(iserrno, kIsNoRecord);
-    }
-    stand(found, value, kIsEqual);
+  [[nodiscard]] Order::const_iterator find(int mode) const {
+    const Order& order = orders_[key_];
+    const auto before = [&](Order::const_iterator place) {
+      return place == order.begin() ? order.end() : std::prev(place);
+    };
+    const auto& [a, b, written] = spots_[key_];
+    if (mode == kIsFirst) return order.begin();
+    if (mode == kIsLast) return before(order.end());
+    if (mode == kIsNext) return order.upper_bound(position_);
+    if (mode == kIsPrevious) return before(order.lower_bound(position_));
+    if (mode == kIsCurrent) return order.find(position_);
+    if (mode == kIsEqual) return equal(key_);
+    return order.lower_bound({a, b, mode == kIsGreater ? kBehindEquals : 0});
   }
 
-  const Entry* find_by_value(const Value& value, int mode) const {
-    for (const Entry* entry : ordered()) {
-      const bool less = unsigned_less(entry->value, value);
-      const bool greater = unsigned_less(value, entry->value);
-      if (mode == kIsEqual && !less && !greater) return entry;
-      if (mode == kIsGreater && greater) return entry;
-      if (mode == kIsGreaterOrEqual && !less) return entry;
-    }
-    return nullptr;
-  }
-
-  void stand(const Entry* found, const Value& value, int mode) {
-    if (found != nullptr) {
-      position_ = {Place::kAt, *found};
-    } else {
+  // Compares a result with what must come of the mode, and moves the model's position.
+  Order::const_iterator expect(int result, int mode) {
+    const auto expected = find(mode);
+    const bool found = expected != orders_[key_].end();
+    const int beside = mode < kIsCurrent ? kIsEndOfFile : kIsNoRecord;
+    const int missing = mode == kIsCurrent ? kIsNoCurrent : beside;
+    EXPECT_EQ(error_of(result), found ? 0 : missing) << "mode " << mode << " key " << key_;
+    if (found) {
+      position_ = expected->first;
+    } else if (mode > kIsCurrent) {
       // Between those that are less and those that are not; behind its equals when greater ones
       // were looked for.
-      position_ = {Place::kBetween, Entry{value, mode == kIsGreater ? ~std::uint64_t{0} : 0, ""}};
+      std::get<2>(position_ = spots_[key_]) = mode == kIsGreater ? kBehindEquals : 0;
+    } else if (mode < kIsCurrent) {
+      position_ = mode == kIsNext || mode == kIsLast ? kBehindAll : kBeforeAll;
     }
-  }
-
-  [[nodiscard]] const Entry* next() const {
-    const auto order = ordered();
-    if (order.empty() || position_.place == Place::kBehindAll) return nullptr;
-    if (position_.place == Place::kBeforeAll) return order.front();
-    const auto found = std::ranges::find_if(
-        order, [&](const Entry* entry) { return before(position_.entry, *entry); });
-    return found == order.end() ? nullptr : *found;
-  }
-
-  [[nodiscard]] const Entry* previous() const {
-    auto order = ordered();
-    if (order.empty() || position_.place == Place::kBeforeAll) return nullptr;
-    if (position_.place == Place::kBehindAll) return order.back();
-    std::ranges::reverse(order);
-    const auto found = std::ranges::find_if(
-        order, [&](const Entry* entry) { return before(*entry, position_.entry); });
-    return found == order.end() ? nullptr : *found;
-  }
-
-  [[nodiscard]] const Entry* current() const {
-    if (position_.place != Place::kAt) return nullptr;
-    const auto same = entries_.find(position_.entry.value.number);
-    const bool there = same != entries_.end() && same->second.written == position_.entry.written;
-    return there ? &same->second : nullptr;
-  }
-
-  [[nodiscard]] const Entry* expect_for(int mode, const Value& value) const {
-    const auto order = ordered();
-    switch (mode) {
-      case kIsFirst:
-        return order.empty() ? nullptr : order.front();
-      case kIsLast:
-        return order.empty() ? nullptr : order.back();
-      case kIsNext:
-        return next();
-      case kIsPrevious:
-        return previous();
-      case kIsCurrent:
-        return current();
-      default:
-        return find_by_value(value, mode);
-    }
+    return expected;
   }
 
   void read(int mode) {
-    const Value value = random_value();
-    std::string record = to_record(value, random_);
-    const std::string before_reading = record;
-    const Entry* expected = expect_for(mode, value);
-    const int result = ISREAD(file_, record.data(), mode);
-    ASSERT_EQ(result, expected != nullptr ? 0 : -1)
-        << "mode " << mode << " key " << key_ << " iserrno " << iserrno;
-    if (expected == nullptr) {
-      EXPECT_EQ(iserrno, mode == kIsCurrent  ? kIsNoCurrent
-                         : mode < kIsCurrent ? kIsEndOfFile
-                                             : kIsNoRecord);
-      EXPECT_EQ(record, before_reading);
-      if (mode == kIsNext || mode == kIsLast) position_ = {Place::kBehindAll, {}};
-      if (mode == kIsPrevious || mode == kIsFirst) position_ = {Place::kBeforeAll, {}};
-    } else {
-      EXPECT_EQ(record, expected->record) << "mode " << mode << " key " << key_;
-    }
-    if (mode >= kIsEqual || expected != nullptr) stand(expected, value, mode);
+    const std::string before_reading = record_;
+    const int result = ISREAD(file_, record_.data(), mode);
+    const auto expected = expect(result, mode);
+    EXPECT_EQ(record_, expected == orders_[key_].end() ? before_reading : expected->second)
+        << "mode " << mode << " key " << key_;
   }
 
   std::mt19937 random_;
   int file_ = -1;
-  int key_ = 0;
-  std::map<std::int32_t, Entry> entries_;
+  std::size_t key_ = 0;
+  std::array<Order, kKeys.size()> orders_;
   std::uint64_t written_ = 0;
-  struct {
-    Place place = Place::kBeforeAll;
-    Entry entry;  // stood at, perhaps deleted since; or a value between entries
-  } position_;
+  Spot position_ = kBeforeAll;  // of a record, perhaps deleted since; or between records
   bool growing_ = true;
+  std::string record_;
+  Spots spots_;
 };
 
-TEST(IsamModelTest, RandomOperationsAgreeWithAListInMemory) {
+TEST(IsamModelTest, RandomOperationsAgreeWithListsInMemory) {
   for (const unsigned seed : {1U, 2U, 3U}) {
     SCOPED_TRACE(seed);
-    const test::WorkDirectory directory;
+    const WorkDirectory directory;
     Model model(seed);
     const int lock_modes[] = {kIsExclusive, kIsManualLock, kIsAutoLock, 0};
     for (int round = 0; round < 12 && !testing::Test::HasFailure(); ++round) {
@@ -290,4 +217,4 @@ TEST(IsamModelTest, RandomOperationsAgreeWithAListInMemory) {
 }
 
 }  // namespace
-}  // namespace marigold
+}  // namespace marigold::test

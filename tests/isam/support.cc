@@ -1,8 +1,10 @@
 #include "tests/isam/support.h"
 
-#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
-#include <filesystem>
+#include <array>
+#include <random>
 
 namespace marigold::test {
 
@@ -20,7 +22,7 @@ std::string wide_record(std::int32_t number, std::uint32_t version) {
 }
 
 void build_wide(const std::string& base, const Contents& contents) {
-  const int file = ISBUILD(base.c_str(), kWideRecord, kWidePrimary, kIsInputOutput | kIsExclusive);
+  const int file = ISBUILD(base.c_str(), kWideRecord, kWidePrimary, kExclusiveMode);
   ASSERT_GE(file, 0) << iserrno;
   ASSERT_EQ(ISADDINDEX(file, kWideText), 0) << iserrno;
   ASSERT_EQ(ISADDINDEX(file, kWideBoth), 0) << iserrno;
@@ -29,27 +31,72 @@ void build_wide(const std::string& base, const Contents& contents) {
   ASSERT_EQ(ISCLOSE(file), 0) << iserrno;
 }
 
+std::string walk(int file) {
+  std::vector<std::string> findings;
+  if (ischeck(file, findings) != 0) return "check: " + std::to_string(iserrno) + "\n";
+  std::string lines;
+  for (const std::string& finding : findings)
+    lines += finding + "\n";
+  return lines;
+}
+
 std::string examine(const std::string& base, Contents& contents) {
   contents.clear();
-  const int file = ISOPEN(base.c_str(), kIsInputOutput | kIsManualLock);
+  const int file = ISOPEN(base.c_str(), kSharedMode);
   if (file < 0) return "open: " + std::to_string(iserrno) + "\n";
-  std::vector<std::string> findings;
-  std::string result;
-  if (ischeck(file, findings) != 0) result += "check: " + std::to_string(iserrno) + "\n";
-  for (const std::string& finding : findings)
-    result += finding + "\n";
+  std::string result = walk(file);
   std::string record(kWideRecord, '\0');
-  for (int mode = kIsFirst; ISREAD(file, record.data(), mode) == 0; mode = kIsNext) {
+  for (int mode = kIsFirst; ISREAD(file, record.data(), mode) == 0; mode = kIsNext)
     contents[isld_int4(record.data())] = record;
-  }
   if (iserrno != kIsEndOfFile) result += "read: " + std::to_string(iserrno) + "\n";
   if (ISCLOSE(file) != 0) result += "close: " + std::to_string(iserrno) + "\n";
   return result;
 }
 
-std::string scratch_directory() {
-  const bool in_memory = std::filesystem::is_directory("/dev/shm");
-  return in_memory ? "/dev/shm" : std::filesystem::temp_directory_path().string();
+std::vector<Operation> random_operations(unsigned seed, int count, std::int32_t numbers) {
+  std::mt19937 random(seed);
+  std::vector<Operation> operations(static_cast<std::size_t>(count));
+  constexpr std::array kOften = {Does::kWrite,   Does::kWrite,  Does::kWrite,
+                                 Does::kReplace, Does::kDelete, Does::kDelete};
+  for (auto& [what, number, version] : operations) {
+    what = kOften[random() % kOften.size()];
+    number = static_cast<std::int32_t>(random() % static_cast<unsigned>(numbers));
+    version = static_cast<std::uint32_t>(random());
+  }
+  return operations;
+}
+
+bool apply(const Operation& operation, Contents& contents) {
+  if (operation.what == Does::kDelete) return contents.erase(operation.number) > 0;
+  const bool there = contents.contains(operation.number);
+  if (there != (operation.what == Does::kReplace)) return false;
+  contents[operation.number] = wide_record(operation.number, operation.version);
+  return true;
+}
+
+int perform(Does what, int file, const std::string& record) {
+  constexpr std::array kOperations = {ISWRITE, ISREPLACE, ISDELETE};
+  return kOperations[static_cast<std::size_t>(what)](file, record.data());
+}
+
+Contents some_contents(std::int32_t numbers, unsigned seed) {
+  Contents contents;
+  for (const Operation& operation : random_operations(seed, 3 * numbers, numbers))
+    apply(operation, contents);
+  return contents;
+}
+
+int start_process(const std::function<void()>& body) {
+  const pid_t child = fork();
+  if (child != 0) return child;
+  body();
+  _exit(testing::Test::HasFailure() ? 1 : 0);
+}
+
+int wait_for(int process) {
+  int status = 0;
+  waitpid(process, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
 }  // namespace marigold::test

@@ -1,24 +1,28 @@
 // What the tests of the engine share: a file of three keys with entries so long that every tree
-// soon has several levels, and a list in memory of what must be in it.
+// soon has several levels, a list in memory of what must be in it, operations on both, and
+// processes.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
-#include <random>
 #include <string>
+#include <vector>
 
 #include "runtime/isam/isam.h"
+#include "tests/support/support.h"
 
 namespace marigold::test {
+
+inline constexpr int kExclusiveMode = kIsInputOutput | kIsExclusive;
+inline constexpr int kSharedMode = kIsInputOutput | kIsManualLock;
 
 // number: int4 at 0, the primary key; text: 200 characters at 4, with duplicates; filler up to the
 // end.
 inline constexpr int kWideRecord = 240;
-inline const KeyDescription kWidePrimary{.flags = 0, .part_count = 1, .parts = {{{0, 4, kIsInt4}}}};
-inline const KeyDescription kWideText{
-    .flags = 1, .part_count = 1, .parts = {{{4, 200, kIsCharacters}}}};
-inline const KeyDescription kWideBoth{
-    .flags = 1, .part_count = 2, .parts = {{{4, 150, kIsCharacters}, {0, 4, kIsInt4}}}};
+inline constexpr KeyDescription kWidePrimary{0, 1, {{{0, 4, kIsInt4}}}};
+inline constexpr KeyDescription kWideText{1, 1, {{{4, 200, kIsCharacters}}}};
+inline constexpr KeyDescription kWideBoth{1, 2, {{{4, 150, kIsCharacters}, {0, 4, kIsInt4}}}};
 
 using Contents = std::map<std::int32_t, std::string>;  // records by number
 
@@ -31,7 +35,36 @@ void build_wide(const std::string& base, const Contents& contents);
 // Opens, walks and reads a file; what does not fit, a line each. `contents` receives what is in it.
 std::string examine(const std::string& base, Contents& contents);
 
-// A directory for many small files that are soon gone: in memory where there is such a place.
-std::string scratch_directory();
+// What the walk over an open file finds, a line each.
+std::string walk(int file);
+
+// The error of a call with this result; 0 for none.
+inline int error_of(std::int64_t result) {
+  return result < 0 ? iserrno : 0;
+}
+
+// One operation after another, with a list of what must come of it.
+enum class Does { kWrite, kReplace, kDelete };
+struct Operation {
+  Does what = Does::kWrite;
+  std::int32_t number = 0;
+  std::uint32_t version = 0;
+};
+std::vector<Operation> random_operations(unsigned seed, int count, std::int32_t numbers);
+// What the operation does to the list (true: it succeeds), and to the file (the engine's result).
+bool apply(const Operation& operation, Contents& contents);
+int perform(Does what, int file, const std::string& record);
+inline int perform(const Operation& operation, int file) {
+  return perform(operation.what, file, wide_record(operation.number, operation.version));
+}
+Contents some_contents(std::int32_t numbers, unsigned seed);
+
+// Starts a body in a process of its own, which ends with 1 after a failed expectation, and waits
+// for one: its exit status, or minus the signal that ended it.
+int start_process(const std::function<void()>& body);
+int wait_for(int process);
+inline int run_process(const std::function<void()>& body) {
+  return wait_for(start_process(body));
+}
 
 }  // namespace marigold::test

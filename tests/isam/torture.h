@@ -2,46 +2,32 @@
 // how much they did.
 #pragma once
 
-#include <gtest/gtest.h>
+#include <sys/mman.h>
 
-#include <functional>
 #include <string>
-#include <vector>
 
 #include "tests/isam/support.h"
-#include "tests/support/support.h"
 
 namespace marigold::test {
 
 // How much to do: little, or much with --long.
 int amount(int in_short, int in_long);
 
-// Runs a body in a process of its own; its exit status, or minus the signal that ended it.
-int run_process(const std::function<void()>& body);
-
-// Memory that outlives the processes that share it, all zero.
-void* shared_memory(std::size_t bytes);
+// Something that processes share and that outlives them.
 template <typename T>
 T& shared() {
-  return *new (shared_memory(sizeof(T))) T{};
+  void* memory =
+      mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  return *new (memory) T{};
 }
 
 void copy_pair(const std::string& from, const std::string& to);
 
-// One operation after another, with a list of what must come of it.
-struct Operation {
-  bool write = false;
-  std::int32_t number = 0;
-  std::uint32_t version = 0;
-};
-std::vector<Operation> random_operations(unsigned seed, int count, std::int32_t numbers);
-// What the operation does to the list (true: it succeeds), and to the file (the engine's result).
-bool apply(const Operation& operation, Contents& contents);
-int perform(const Operation& operation, int file);
-Contents some_contents(std::int32_t numbers, unsigned seed);
-
+// In memory where there is such a place: for many small files that are soon gone.
 struct TortureTest : testing::Test {
-  WorkDirectory directory{scratch_directory()};
+  WorkDirectory directory{std::filesystem::is_directory("/dev/shm")
+                              ? "/dev/shm"
+                              : std::filesystem::temp_directory_path().string()};
 };
 
 }  // namespace marigold::test

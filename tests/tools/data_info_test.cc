@@ -63,7 +63,7 @@ TEST_F(DataInfoTest, FindsTheDefinitionOrSaysWhyNot) {
   const std::string set = read_file("definitions/FILEBOX.DES");
   const std::string first = set.substr(0, set.find("BEGINFILE NAME SLOTS"));
   write_file("definitions/FILEVER.DES", first + "END.");
-  write_file("definitions/FILEBOX.1.DES", first + "END.");
+  write_file("definitions/FILEBOX_1.DES", first + "END.");
   write_file("definitions/FILEODD.DES", "BEGINFIL NAME ODD VERSON\n");
   write_file("elsewhere.DES", first + "END.");
   const std::string clean = "./data/1/BOX: 3 records, no damage\n";

@@ -1,0 +1,87 @@
+// What a process that has a keyed file open takes beyond what the system caches.
+//
+//   isam_memory [N=1000000] [DIRECTORY]
+//
+// One process makes a file of N records with three keys; another opens it, walks it by each key and
+// says how much its private memory has grown.
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "bench/isam_keys.h"
+#include "bench/isam_workload.h"
+
+namespace marigold::bench {
+namespace {
+
+// Of this process, in KiB: what no file stands behind.
+long private_memory() {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with("RssAnon:")) return std::atol(line.c_str() + 8);
+  }
+  return -1;
+}
+
+bool make(const std::string& base, std::uint64_t count) {
+  const Workload workload(count);
+  const int file = ISBUILD(base.c_str(), 128, key_of(0), kIsInputOutput | kIsExclusive);
+  if (file < 0 || ISADDINDEX(file, key_of(1)) != 0 || ISADDINDEX(file, key_of(2)) != 0)
+    return false;
+  for (const Record& record : workload.records) {
+    if (ISWRITE(file, record.bytes.data()) != 0) return false;
+  }
+  return ISCLOSE(file) == 0;
+}
+
+bool walk_and_report(const std::string& base) {
+  const long before = private_memory();
+  const int file = ISOPEN(base.c_str(), kIsInputOutput | kIsManualLock);
+  if (file < 0) return false;
+  std::uint64_t read = 0;
+  for (int key = 0; key < 3; ++key) {
+    Record record;
+    if (ISSTART(file, key_of(key), 0, record.bytes.data(), kIsFirst) != 0) return false;
+    for (int mode = kIsFirst; ISREAD(file, record.bytes.data(), mode) == 0; mode = kIsNext)
+      ++read;
+  }
+  std::printf("%llu reads, private memory grown by %ld KiB\n",
+              static_cast<unsigned long long>(read), private_memory() - before);
+  return ISCLOSE(file) == 0;
+}
+
+// Runs a body in a process of its own, so that what it takes is not seen in the next one.
+template <typename Body>
+bool in_child(Body body) {
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  if (child == 0) {
+    const bool done = body();
+    std::fflush(nullptr);
+    _exit(done ? 0 : 1);
+  }
+  int status = -1;
+  return child > 0 && waitpid(child, &status, 0) == child && status == 0;
+}
+
+}  // namespace
+}  // namespace marigold::bench
+
+int main(int argc, char** argv) {
+  using namespace marigold::bench;
+  const std::uint64_t count = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 1'000'000;
+  const std::string parent = argc > 2 ? argv[2] : std::filesystem::temp_directory_path().string();
+  std::string directory = parent + "/isam_memory.XXXXXX";
+  if (count < 1 || mkdtemp(directory.data()) == nullptr) return 1;
+  const std::string base = directory + "/file";
+  const bool done = in_child([&] { return make(base, count); }) &&
+                    in_child([&] { return walk_and_report(base); });
+  std::filesystem::remove_all(directory);
+  return done ? 0 : 1;
+}

@@ -1,0 +1,254 @@
+#include "runtime/isam/read.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "runtime/isam/record.h"
+
+namespace marigold::isam {
+namespace {
+
+// ---- Positions
+
+void stand_between(Position& position, const Probe& probe, Bound bound) {
+  position.probe = probe;
+  position.forward = bound;
+  position.backward = bound;
+  position.at_record = false;
+}
+
+// At the entry that was read; its bytes are those that were copied while it was whole.
+void stand_at(Position& position, const TreeShape& shape, const Probe& entry, Place place,
+              std::uint64_t changes) {
+  copy_compared(position.probe, entry.data(), shape);
+  position.forward = Bound::kGreater;
+  position.backward = Bound::kNotLess;
+  position.at_record = true;
+  position.place = place;
+  position.changes = changes;
+}
+
+// ---- Finding
+
+// What a search gave: a place, or why there is none. `sound` is false when a page did not look as
+// it must.
+struct Found {
+  bool sound = true;
+  int error = 0;
+  Place place;
+};
+
+Found place_from(File& file, std::size_t tree, const Probe& probe, Bound bound) {
+  Found found;
+  Path path;
+  found.sound = tree_find(file, tree, probe, bound, path);
+  found.place = path.nodes[0];
+  return found;
+}
+
+void settle(File& file, std::size_t tree, Found& found, int error) {
+  if (found.sound) found.sound = tree_settle_forward(file, tree, found.place);
+  if (found.sound && found.place.page == 0) found.error = error;
+}
+
+void step_back(File& file, std::size_t tree, Found& found) {
+  if (found.sound) found.sound = tree_step_back(file, tree, found.place);
+  if (found.sound && found.place.page == 0) found.error = kIsEndOfFile;
+}
+
+Found find_next(File& file, const Cursor& cursor, bool short_cut) {
+  const Position& position = cursor.position;
+  Found found;
+  if (short_cut) {
+    found.place = {position.place.page, position.place.index + 1};
+  } else {
+    found = place_from(file, cursor.tree, position.probe, position.forward);
+  }
+  settle(file, cursor.tree, found, kIsEndOfFile);
+  return found;
+}
+
+Found find_previous(File& file, const Cursor& cursor, bool short_cut) {
+  const Position& position = cursor.position;
+  Found found;
+  if (short_cut) {
+    found.place = position.place;
+  } else {
+    found = place_from(file, cursor.tree, position.probe, position.backward);
+  }
+  step_back(file, cursor.tree, found);
+  return found;
+}
+
+Found find_current(File& file, const Cursor& cursor, bool short_cut) {
+  const Position& position = cursor.position;
+  Found found;
+  found.place = position.place;
+  if (short_cut) return found;
+  SlotNumber slot = 0;
+  if (position.at_record) found = place_from(file, cursor.tree, position.probe, Bound::kNotLess);
+  if (!found.sound) return found;
+  if (!position.at_record || !place_has_key(file, cursor.tree, found.place, position.probe, slot)) {
+    found.error = kIsNoCurrent;
+  }
+  return found;
+}
+
+Found find_by_value(File& file, std::size_t tree, const Search& search) {
+  Found found = place_from(file, tree, search.probe, search.bound);
+  settle(file, tree, found, kIsNoRecord);
+  if (!found.sound || found.error != 0 || search.mode != kIsEqual) return found;
+  const std::byte* entry = entry_at(file, tree, found.place);
+  if (std::memcmp(entry, search.probe.data(), search.length) != 0) found.error = kIsNoRecord;
+  return found;
+}
+
+Found find(File& file, const Cursor& cursor, const Search& search, std::uint64_t changes) {
+  const Position& position = cursor.position;
+  const bool short_cut = position.at_record && position.changes == changes;
+  Found found;
+  switch (search.mode) {
+    case kIsFirst:
+      found.sound = tree_first(file, cursor.tree, found.place);
+      settle(file, cursor.tree, found, kIsEndOfFile);
+      return found;
+    case kIsLast:
+      found.sound = tree_end(file, cursor.tree, found.place);
+      step_back(file, cursor.tree, found);
+      return found;
+    case kIsNext:
+      return find_next(file, cursor, short_cut);
+    case kIsPrevious:
+      return find_previous(file, cursor, short_cut);
+    case kIsCurrent:
+      return find_current(file, cursor, short_cut);
+    default:
+      return find_by_value(file, cursor.tree, search);
+  }
+}
+
+// Where the descriptor stands after a search that found nothing.
+void stand_after_miss(Position& position, const Search& search) {
+  if (search.mode == kIsCurrent) return;
+  if (search.mode >= kIsEqual) return stand_between(position, search.probe, search.bound);
+  // Behind everything or before it.
+  const bool behind = search.mode == kIsNext || search.mode == kIsLast;
+  Probe probe;
+  probe.fill(behind ? std::byte{0xFF} : std::byte{0});
+  stand_between(position, probe, behind ? Bound::kGreater : Bound::kNotLess);
+}
+
+// ---- Reading
+
+// The entry some places further on, in the same leaf or in its neighbour; null where there is none.
+// Whoever looks at it only fetches ahead by it: a leaf that is being changed does no harm.
+const std::byte* entry_ahead(const File& file, std::size_t tree, Place place, int mode) {
+  constexpr std::uint32_t kAhead = 16;
+  const PageHeader& header = page_header(file, place.page);
+  const bool back = mode == kIsPrevious;
+  std::uint32_t index = back ? place.index - kAhead : place.index + kAhead;
+  if (index < header.count) return entry_at(file, tree, {place.page, index});
+  const PageNumber page = back ? header.previous : header.next;
+  if (page == 0 || page >= file.verified.size()) return nullptr;
+  const std::uint32_t count =
+      std::min<std::uint32_t>(page_header(file, page).count, file.trees[tree].capacity);
+  index = back ? index + count : index - header.count;
+  return index < count ? entry_at(file, tree, {page, index}) : nullptr;
+}
+
+// Starts to fetch the record of an entry that comes soon: a walk then finds it in the cache.
+// Inline by force: a function that only fetches ahead is taken for one without effect, and its
+// calls are dropped.
+[[gnu::always_inline]] inline void fetch_ahead(const File& file, std::size_t tree, Place place,
+                                               int mode) {
+  const std::byte* entry = entry_ahead(file, tree, place, mode);
+  if (entry == nullptr) return;
+  const SlotNumber slot = entry_number(file.trees[tree], entry);
+  if (slot == 0 || slot > file.slots) return;
+  for (std::uint32_t line = 0; line < std::min(file.slot_size, 256U); line += 64) {
+    __builtin_prefetch(file.slot(slot) + line);
+  }
+}
+
+// Copies the record of an entry; false when it is not whole, or not the entry's.
+bool copy_record(File& file, std::size_t tree, Place place, ReadBuffer& buffer) {
+  const std::byte* entry = entry_at(file, tree, place);
+  const SlotNumber slot = entry_number(file.trees[tree], entry);
+  if (slot == 0 || slot > file.slots) return false;
+  const std::byte* at = file.slot(slot);
+  if (!slot_was_live(file, slot) || !is_entry_of(file, tree, entry, at)) return false;
+  std::memcpy(buffer.record.data(), at + sizeof(SlotHeader), file.record_length);
+  return true;
+}
+
+// What an attempt found. The entry's bytes and the record are in the buffer.
+struct ReadResult {
+  int error = 0;
+  Place place;
+  std::uint64_t changes = 0;
+};
+
+// One attempt; whether it meant anything is known when nothing was changed meanwhile.
+bool attempt(File& file, const Cursor& cursor, const Search& search, ReadBuffer& buffer, bool copy,
+             ReadResult& result) {
+  const Found found = find(file, cursor, search, result.changes);
+  if (!found.sound) return false;
+  result.error = found.error;
+  if (found.error != 0) return true;
+  if (search.mode == kIsNext || search.mode == kIsPrevious)
+    fetch_ahead(file, cursor.tree, found.place, search.mode);
+  if (copy && !copy_record(file, cursor.tree, found.place, buffer)) return false;
+  result.place = found.place;
+  copy_compared(buffer.entry, entry_at(file, cursor.tree, found.place), file.trees[cursor.tree]);
+  return true;
+}
+
+// Readers that never find a moment without a writer wait their turn among the writers in the end.
+constexpr int kReadAttempts = 100;
+
+int read_stable(File& file, const Cursor& cursor, const Search& search, ReadBuffer& buffer,
+                bool copy, ReadResult& result) {
+  int failed = 0;
+  const auto read_once = [&] {
+    failed = read_begin(file, result.changes);
+    if (failed == 0 && !attempt(file, cursor, search, buffer, copy, result)) failed = kIsBadFile;
+    return read_was_whole(file, result.changes);
+  };
+  for (int round = 0;; ++round) {
+    if (round == kReadAttempts && file.writable) {
+      const int waited = as_writer(file, [&] { return read_once() ? 0 : EAGAIN; });
+      return waited != 0 ? waited : failed;
+    }
+    if (read_once()) return failed;
+  }
+}
+
+}  // namespace
+
+Search make_search(const TreeShape& shape, const char* record, int mode, int length) {
+  Search search;
+  search.mode = mode;
+  if (mode < kIsEqual) return search;
+  search.length = length == 0 ? shape.key_length : static_cast<std::size_t>(length);
+  search.bound = mode == kIsGreater ? Bound::kGreater : Bound::kNotLess;
+  key_from_record(shape.key, record, search.probe.data());
+  // What does not count is filled up with the greatest or the least.
+  const auto first = search.probe.begin() + static_cast<std::ptrdiff_t>(search.length);
+  std::fill(first, search.probe.begin() + shape.compare_length,
+            mode == kIsGreater ? std::byte{0xFF} : std::byte{0});
+  return search;
+}
+
+int cursor_find(File& file, Cursor& cursor, const Search& search, ReadBuffer& buffer, bool copy) {
+  ReadResult result;
+  if (const int failed = read_stable(file, cursor, search, buffer, copy, result)) return failed;
+  if (result.error != 0) {
+    stand_after_miss(cursor.position, search);
+  } else {
+    stand_at(cursor.position, file.trees[cursor.tree], buffer.entry, result.place, result.changes);
+  }
+  return result.error;
+}
+
+}  // namespace marigold::isam

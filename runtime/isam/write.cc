@@ -1,0 +1,243 @@
+#include "runtime/isam/write.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "runtime/isam/rebuild.h"
+#include "runtime/isam/record.h"
+#include "runtime/isam/record_lock.h"
+#include "runtime/isam/tree.h"
+
+namespace marigold::isam {
+namespace {
+
+// The entries of one record in all trees, and where they stand or go.
+struct Entries {
+  std::array<Probe, kIsMostKeys> probes;
+  std::array<Path, kIsMostKeys> paths;
+};
+
+// Those from the tree `first` on.
+bool find_entries(File& file, std::size_t first, const char* record, std::uint64_t sequence,
+                  Entries& entries) {
+  for (std::size_t tree = first; tree < file.trees.size(); ++tree) {
+    entries.probes[tree] = new_probe(file.trees[tree], record, sequence);
+    if (!tree_approach(file, tree, entries.probes[tree], entries.paths[tree])) return false;
+  }
+  for (std::size_t tree = first; tree < file.trees.size(); ++tree) {
+    if (!tree_arrive(file, tree, entries.probes[tree], Bound::kNotLess, entries.paths[tree]))
+      return false;
+  }
+  return true;
+}
+
+// Finds where the entries of a new record go; 100 when a key that must be unique is there.
+int find_entries_of_new(File& file, const char* record, std::uint64_t sequence, Entries& entries) {
+  if (!find_entries(file, 0, record, sequence, entries)) return kIsBadFile;
+  for (std::size_t tree = 0; tree < file.trees.size(); ++tree) {
+    SlotNumber slot = 0;
+    const Place place = entries.paths[tree].nodes[0];
+    if (place_has_key(file, tree, place, entries.probes[tree], slot))
+      return file.trees[tree].duplicates ? kIsBadFile : kIsDuplicate;
+  }
+  return 0;
+}
+
+// Finds the entries of a record whose primary key's has been found.
+int find_further_entries(File& file, SlotNumber slot, Entries& entries) {
+  const std::byte* at = file.slot(slot);
+  const auto* record = reinterpret_cast<const char*>(at + sizeof(SlotHeader));
+  if (!find_entries(file, 1, record, record_sequence(at), entries)) return kIsBadFile;
+  for (std::size_t tree = 1; tree < file.trees.size(); ++tree) {
+    SlotNumber found = 0;
+    const Place place = entries.paths[tree].nodes[0];
+    if (!place_has_key(file, tree, place, entries.probes[tree], found) || found != slot)
+      return kIsBadFile;
+  }
+  return 0;
+}
+
+// Finds the record with this primary key, which must not be locked by another process, and its
+// entries.
+int find_record(File& file, const char* record, SlotNumber& slot, Entries& entries) {
+  const Probe probe = new_probe(file.trees[0], record, 0);
+  Path& path = entries.paths[0];
+  if (!tree_find(file, 0, probe, Bound::kNotLess, path)) return kIsBadFile;
+  if (!place_has_key(file, 0, path.nodes[0], probe, slot)) return kIsNoRecord;
+  if (slot == 0 || slot > file.slots || !slot_was_live(file, slot)) return kIsBadFile;
+  if (!is_entry_of(file, 0, probe.data(), file.slot(slot))) return kIsBadFile;
+  if (const int failed = record_not_locked(file, record)) return failed;
+  return find_further_entries(file, slot, entries);
+}
+
+int next_sequence(const File& file, std::uint64_t& sequence) {
+  sequence = file.contents().sequence + 1;
+  return sequence > kLastSequence ? EFBIG : 0;
+}
+
+// Puts a record into a slot. Within a change.
+int put_record(File& file, const char* record, std::uint64_t sequence, SlotNumber& slot) {
+  slot = slot_take(file);
+  if (slot == 0) return kIsBadFile;
+  record_store(file, slot, record, sequence);
+  file.contents().sequence = sequence;
+  return 0;
+}
+
+int insert_everywhere(File& file, const char* record, std::uint64_t sequence, Entries& entries) {
+  SlotNumber slot = 0;
+  if (const int failed = put_record(file, record, sequence, slot)) return failed;
+  ++file.contents().record_count;
+  for (std::size_t tree = 0; tree < file.trees.size(); ++tree) {
+    if (const int failed =
+            tree_insert(file, tree, entries.paths[tree], entries.probes[tree], slot)) {
+      return failed;
+    }
+  }
+  return 0;
+}
+
+int remove_everywhere(File& file, SlotNumber slot, Entries& entries) {
+  for (std::size_t tree = 0; tree < file.trees.size(); ++tree) {
+    if (const int failed = tree_remove(file, tree, entries.paths[tree])) return failed;
+  }
+  slot_give(file, slot);
+  --file.contents().record_count;
+  return 0;
+}
+
+// Moves the entry of a tree from the old record to the new one, which is in its slot.
+int move_entry(File& file, std::size_t tree, Path& old_path, const Probe& probe, SlotNumber slot) {
+  const TreeShape& shape = file.trees[tree];
+  const std::byte* entry = entry_at(file, tree, old_path.nodes[0]);
+  if (std::memcmp(entry, probe.data(), shape.compare_length) == 0) {
+    tree_set_number(file, tree, old_path.nodes[0], slot);
+    return 0;
+  }
+  if (const int failed = tree_remove(file, tree, old_path)) return failed;
+  Path path;
+  if (!tree_find(file, tree, probe, Bound::kNotLess, path)) return kIsBadFile;
+  return tree_insert(file, tree, path, probe, slot);
+}
+
+// The old record's slot is given up last: the new one never takes it.
+int replace_everywhere(File& file, const char* record, std::uint64_t sequence, SlotNumber old_slot,
+                       Entries& entries) {
+  SlotNumber slot = 0;
+  if (const int failed = put_record(file, record, sequence, slot)) return failed;
+  for (std::size_t tree = 0; tree < file.trees.size(); ++tree) {
+    const Probe probe = new_probe(file.trees[tree], record, sequence);
+    if (const int failed = move_entry(file, tree, entries.paths[tree], probe, slot)) return failed;
+  }
+  slot_give(file, old_slot);
+  return 0;
+}
+
+// Whether another record than this one has the new value of a key without duplicates.
+int check_unique(File& file, const char* record, SlotNumber own) {
+  for (std::size_t tree = 1; tree < file.trees.size(); ++tree) {
+    if (file.trees[tree].duplicates) continue;
+    const Probe probe = new_probe(file.trees[tree], record, 0);
+    Path path;
+    SlotNumber slot = 0;
+    if (!tree_find(file, tree, probe, Bound::kNotLess, path)) return kIsBadFile;
+    if (place_has_key(file, tree, path.nodes[0], probe, slot) && slot != own) return kIsDuplicate;
+  }
+  return 0;
+}
+
+// Runs a change, and takes it back when it fails on the way.
+template <typename Body>
+int change(File& file, Body body) {
+  change_begin(file);
+  const int failed = body();
+  if (failed != 0) {
+    const int again = undo_all(file);
+    return again != 0 ? again : failed;
+  }
+  change_end(file);
+  return 0;
+}
+
+// ---- Keys
+
+// Whether two records have the same value of a key.
+bool has_duplicates(const File& file, const TreeShape& shape) {
+  std::vector<std::string> values;
+  for (std::uint64_t number = 1; number <= file.contents().slot_count; ++number) {
+    if (!slot_is_live(file, file.slot(number))) continue;
+    const Probe probe =
+        new_probe(shape, reinterpret_cast<const char*>(file.slot(number) + sizeof(SlotHeader)), 0);
+    values.emplace_back(reinterpret_cast<const char*>(probe.data()), shape.key_length);
+  }
+  std::ranges::sort(values);
+  return std::ranges::adjacent_find(values) != values.end();
+}
+
+int rebuild_with(File& file, const std::vector<TreeShape>& trees) {
+  if (const int failed = file_write_keys(file, trees)) return failed;
+  return rebuild_indexes(file);
+}
+
+}  // namespace
+
+int write_record(File& file, const char* record) {
+  if (const int failed = make_visible(file)) return failed;
+  std::uint64_t sequence = 0;
+  Entries entries;
+  if (const int failed = next_sequence(file, sequence)) return failed;
+  if (const int failed = find_entries_of_new(file, record, sequence, entries)) return failed;
+  if (const int failed = record_not_locked(file, record)) return failed;
+  if (const int failed = change_prepare(file)) return failed;
+  if (const int failed = change_prepare_space(file)) return failed;
+  return change(file, [&] { return insert_everywhere(file, record, sequence, entries); });
+}
+
+int delete_record(File& file, const char* record) {
+  if (const int failed = make_visible(file)) return failed;
+  SlotNumber slot = 0;
+  Entries entries;
+  if (const int failed = find_record(file, record, slot, entries)) return failed;
+  if (const int failed = change_prepare(file)) return failed;
+  return change(file, [&] { return remove_everywhere(file, slot, entries); });
+}
+
+int replace_record(File& file, const char* record) {
+  if (const int failed = make_visible(file)) return failed;
+  std::uint64_t sequence = 0;
+  SlotNumber slot = 0;
+  Entries entries;
+  if (const int failed = next_sequence(file, sequence)) return failed;
+  if (const int failed = find_record(file, record, slot, entries)) return failed;
+  if (const int failed = check_unique(file, record, slot)) return failed;
+  if (const int failed = change_prepare(file)) return failed;
+  if (const int failed = change_prepare_space(file)) return failed;
+  return change(file, [&] { return replace_everywhere(file, record, sequence, slot, entries); });
+}
+
+int add_key(File& file, const KeyDescription& key) {
+  if (!file.exclusive) return kIsNotExclusive;
+  if (const int failed = key_check(key, static_cast<int>(file.record_length))) return failed;
+  if (file.trees.size() == kIsMostKeys) return kIsBadKey;
+  if (std::ranges::any_of(file.trees,
+                          [&](const TreeShape& shape) { return key_same(shape.key, key); })) {
+    return kIsKeyExists;
+  }
+  const TreeShape shape = tree_shape(key);
+  if (!shape.duplicates && has_duplicates(file, shape)) return kIsDuplicate;
+  if (const int failed = slots_settle(file, 0)) return failed;  // or what is gone would be back
+  const std::vector<TreeShape> before = file.trees;
+  std::vector<TreeShape> after = before;
+  after.push_back(shape);
+  if (const int failed = file_put_in_state(file, kStateRebuild)) return failed;
+  const int failed = rebuild_with(file, after);
+  if (failed == 0) return 0;
+  // Back to the keys of before. If that fails too, whoever needs the trees next does it.
+  const int again = rebuild_with(file, before);
+  return again != 0 ? again : failed;
+}
+
+}  // namespace marigold::isam

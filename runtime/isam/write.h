@@ -1,0 +1,17 @@
+// Changes of a file: records added, deleted and replaced, and keys added. Each is done whole or not
+// at all. The caller is the file's writer (as_writer in file.h).
+//
+// Results: 0, or the number for iserrno; see the operations of isam.h.
+#pragma once
+
+#include "runtime/isam/file.h"
+
+namespace marigold::isam {
+
+int write_record(File& file, const char* record);
+int delete_record(File& file, const char* record);
+int replace_record(File& file, const char* record);
+
+int add_key(File& file, const KeyDescription& key);
+
+}  // namespace marigold::isam
