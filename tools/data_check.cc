@@ -30,8 +30,8 @@ int check_keyed(const DataTarget& target, Checked& checked) {
   if (failed == 0) failed = file.info(info);
   if (failed == 0) {
     std::string reason;
-    if (!isam_fits(*target.definition, info, reason)) checked.findings.push_back(reason);
     if (ischeck(file.number(), checked.findings) != 0) failed = iserrno;
+    if (!isam_fits(*target.definition, info, reason)) checked.findings.push_back(reason);
   }
   checked.records = info.record_count;
   if (failed != kIsBadFile) return failed;
