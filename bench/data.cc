@@ -53,7 +53,8 @@ double seconds_of(const std::function<void()>& body) {
 // The records, in the order in which they are written, and the numbers that are looked for.
 class Customers {
  public:
-  Customers(FileDefinition& file, int count) : length(static_cast<std::size_t>(file.record_length)) {
+  Customers(FileDefinition& file, int count)
+      : length(static_cast<std::size_t>(file.record_length)) {
     std::mt19937 random(20240229);
     for (int number = 1; number <= count; ++number)
       gets.push_back(number);
@@ -70,14 +71,20 @@ class Customers {
 
  private:
   static void make(FileDefinition& file, int number, std::mt19937& random, char* record) {
-    static constexpr const char* kNames[] = {"Huber", "M\xFCller", "\xD6llinger", "Schmid",
-                                             "Wagner", "Novak", "Pichler", "Gruber"};
-    static constexpr const char* kTowns[] = {"Wien", "Graz", "Linz", "Gmunden", "\xDC" "belbach"};
+    static constexpr const char* kNames[] = {"Huber",  "M\xFCller", "\xD6llinger", "Schmid",
+                                             "Wagner", "Novak",     "Pichler",     "Gruber"};
+    static constexpr const char* kTowns[] = {"Wien", "Graz", "Linz", "Gmunden",
+                                             "\xDC"
+                                             "belbach"};
     data_clear_record(file);
     data_put_long(file, "NUMBER", number);
-    data_put_text(file, "NAME", std::string(kNames[random() % std::size(kNames)]) + " " +
-                                    std::to_string(random() % 100'000));
-    data_put_text(file, "STREET", "Linzer Stra\xDF" "e " + std::to_string(random() % 300));
+    data_put_text(file, "NAME",
+                  std::string(kNames[random() % std::size(kNames)]) + " " +
+                      std::to_string(random() % 100'000));
+    data_put_text(file, "STREET",
+                  "Linzer Stra\xDF"
+                  "e " +
+                      std::to_string(random() % 300));
     data_put_text(file, "TOWN", kTowns[random() % std::size(kTowns)]);
     data_put_text(file, "PHONE", "0664 " + std::to_string(random() % 10'000'000));
     data_put_double(file, "BALANCE", static_cast<double>(random() % 1'000'000) / 100);
@@ -105,23 +112,22 @@ int make_bare(const FileDefinition& file, const std::string& base) {
 }
 
 Way bare_way(const FileDefinition& file, int number, std::vector<char>& record) {
-  return {
-      .write = [number](const char* bytes) { must(ISWRITE(number, bytes) == 0, "write"); },
-      .get =
-          [number, &record](int customer) {
-            isst_int4(customer, record.data());
-            must(ISREAD(number, record.data(), kIsEqual) == 0, "read");
-            must(isld_int4(record.data()) == customer, "a wrong record");
-          },
-      .walk =
-          [number, &record, &file] {
-            must(ISSTART(number, isam_key(file, kSecondKey), 0, record.data(), kIsFirst) == 0,
-                 "start");
-            std::uint64_t count = 0;
-            for (int mode = kIsFirst; ISREAD(number, record.data(), mode) == 0; mode = kIsNext)
-              ++count;
-            return count;
-          }};
+  return {.write = [number](const char* bytes) { must(ISWRITE(number, bytes) == 0, "write"); },
+          .get =
+              [number, &record](int customer) {
+                isst_int4(customer, record.data());
+                must(ISREAD(number, record.data(), kIsEqual) == 0, "read");
+                must(isld_int4(record.data()) == customer, "a wrong record");
+              },
+          .walk =
+              [number, &record, &file] {
+                must(ISSTART(number, isam_key(file, kSecondKey), 0, record.data(), kIsFirst) == 0,
+                     "start");
+                std::uint64_t count = 0;
+                for (int mode = kIsFirst; ISREAD(number, record.data(), mode) == 0; mode = kIsNext)
+                  ++count;
+                return count;
+              }};
 }
 
 // ---- The access layer
@@ -205,7 +211,8 @@ void compare(FileDefinition& file, int count, int rounds) {
 // The file that compare has left behind, out and in again.
 void run_tool(int count, int rounds) {
   const std::string tool = MARIGOLD_PATH " data ";
-  const std::string fresh = "rm -f again.*; " + tool + "load CUSTOMER --set FILESHOP.DES --path again ";
+  const std::string fresh =
+      "rm -f again.*; " + tool + "load CUSTOMER --set FILESHOP.DES --path again ";
   const std::pair<const char*, std::string> commands[] = {
       {"dump", tool + "dump CUSTOMER --set FILESHOP.DES --path access -o all.csv"},
       {"dump --json", tool + "dump CUSTOMER --set FILESHOP.DES --path access --json -o all.json"},

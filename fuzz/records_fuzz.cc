@@ -93,6 +93,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool json = data[0] % 2 == 0;
   std::string bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
   const bool digit = !bytes.empty() && bytes[0] >= '0' && bytes[0] <= '9';
-  marigold::fuzz::check_lines(json, (digit && !json ? std::string(marigold::fuzz::kHeader) : "") + bytes);
+  marigold::fuzz::check_lines(json,
+                              (digit && !json ? std::string(marigold::fuzz::kHeader) : "") + bytes);
   return 0;
 }

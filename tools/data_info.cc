@@ -17,8 +17,8 @@ namespace {
 // What is known of the file behind a definition.
 struct Found {
   bool exists = false;
-  bool in_use = false;    // by a process that has it for itself
-  std::string problem;    // why nothing is known, or what does not fit
+  bool in_use = false;  // by a process that has it for itself
+  std::string problem;  // why nothing is known, or what does not fit
   std::int64_t records = -1;
   std::int64_t deleted = 0;
   std::uint64_t data_bytes = 0;
@@ -137,7 +137,8 @@ std::string field_text(const FieldDefinition& field) {
 
 std::string definition_text(const DataTarget& target) {
   const FileDefinition& file = *target.definition;
-  std::string text = line("file", std::string(file.name.view()) + ", defined in " + target.set_path);
+  std::string text =
+      line("file", std::string(file.name.view()) + ", defined in " + target.set_path);
   text += line("path", target.base + (is_keyed(file) ? ".dat, .idx" : ""));
   text += line("record", std::to_string(file.record_length) + " bytes, " +
                              std::to_string(file.used_length) + " of them in fields");
@@ -160,10 +161,10 @@ std::string state_text(const FileDefinition& file, const Found& found) {
   if (found.records < 0) return line("records", "not known: " + found.problem);
   std::string text = line("records", std::to_string(found.records));
   text += line("deleted", std::to_string(found.deleted));
-  text += line("size", std::to_string(found.data_bytes) + " bytes" +
-                           (is_keyed(file)
-                                ? " and " + std::to_string(found.index_bytes) + " of indexes"
-                                : ""));
+  text +=
+      line("size",
+           std::to_string(found.data_bytes) + " bytes" +
+               (is_keyed(file) ? " and " + std::to_string(found.index_bytes) + " of indexes" : ""));
   if (!found.problem.empty()) text += line("misfit", found.problem);
   return text;
 }
@@ -171,9 +172,9 @@ std::string state_text(const FileDefinition& file, const Found& found) {
 std::string as_text(const DataTarget& target, const Found& found) {
   const FileDefinition& file = *target.definition;
   std::string text = definition_text(target) + state_text(file, found);
-  text += line("version", std::to_string(file.version) + " defined, " +
-                              (found.has_version ? version_text(found.version) : "none") +
-                              " written");
+  text +=
+      line("version", std::to_string(file.version) + " defined, " +
+                          (found.has_version ? version_text(found.version) : "none") + " written");
   std::string name = "class " + std::to_string(file.path_class);
   for (const LockHolder& holder : found.holders) {
     text += line(name, describe_holder(holder));

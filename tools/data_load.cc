@@ -142,8 +142,7 @@ int Load::finish(LoadTarget& file) {
 
 int Load::run() {
   std::string problem;
-  const std::unique_ptr<LoadTarget> file =
-      open_load_target(target_, options_.replace, problem);
+  const std::unique_ptr<LoadTarget> file = open_load_target(target_, options_.replace, problem);
   if (file == nullptr) return report_unusable({problem});
   const bool taken = take_lines(*file, problem);
   progress_.hide();

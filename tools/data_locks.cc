@@ -10,8 +10,8 @@
 namespace marigold {
 
 std::string describe_holder(const LockHolder& holder) {
-  std::string text = holder.process == 0 ? "an unknown process"
-                                         : "process " + std::to_string(holder.process);
+  std::string text =
+      holder.process == 0 ? "an unknown process" : "process " + std::to_string(holder.process);
   if (!holder.host.empty()) text += " on " + holder.host;
   return text + (holder.exclusive ? ", exclusive" : ", shared");
 }

@@ -107,7 +107,7 @@ void register_dump(CLI::App& data, int& status) {
   command->footer(
       "Exit status 0: done; 1: records were left out; 2: not done.\n"
       "Example:\n"
-      "  marigold data dump CUSTOMER --key 2 --from M --to N -o customers.csv\n");
+      "  marigold data dump CUSTOMER --key 2 --from M --to O -o customers.csv\n");
   command->callback([options, &status] { status = data_dump(*options); });
 }
 

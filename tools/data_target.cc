@@ -57,7 +57,8 @@ bool search_set(const std::string& path, const std::string& name, Search& search
   }
   DefinitionScan scan = scan_definitions(text, AfterScanError::kNextDefinition);
   if (!scan.errors.empty() && search.first_fault.empty())
-    search.first_fault = at_line(path, scan.errors.front().line) + "has errors, see marigold data scan";
+    search.first_fault =
+        at_line(path, scan.errors.front().line) + "has errors, see marigold data scan";
   for (ScannedFile& file : scan.files) {
     if (file.definition->name.view() != name) continue;
     search.sets.push_back(path);

@@ -26,9 +26,9 @@ struct DataTarget {
 std::string definition_path_of(const std::string& set);
 
 // Finds the definition. Without a set it looks through the files FILE*.DES of the definitions
-// directory, but not through the version table and older definitions (FILEDATA_3.DES). False with the problems: no set
-// defines the file, or several do, or a set cannot be read, or the file is of a kind that cannot
-// be opened. The list of definitions stays as it is.
+// directory, but not through the version table and older definitions (FILEDATA_3.DES). False with
+// the problems: no set defines the file, or several do, or a set cannot be read, or the file is of
+// a kind that cannot be opened. The list of definitions stays as it is.
 bool find_data_file(const DataFileOptions& options, DataTarget& target, Problems& problems);
 
 // What a result of the engine or the system means for the owner of a file.

@@ -139,9 +139,9 @@ class GrownKeyed : public LoadTarget {
   OpenKeyedFile file_;
   std::vector<char> scratch_;
   std::vector<char> records_;
-  std::vector<bool> replaces_;                // by their numbers
-  std::unordered_set<std::string> keys_;      // of all of them
-  std::vector<char> old_records_;             // those that were replaced, in their order
+  std::vector<bool> replaces_;            // by their numbers
+  std::unordered_set<std::string> keys_;  // of all of them
+  std::vector<char> old_records_;         // those that were replaced, in their order
 };
 
 std::string GrownKeyed::key_of(const char* record) const {

@@ -12,8 +12,8 @@ int OpenKeyedFile::open(const std::string& base, int mode) {
 }
 
 int OpenKeyedFile::build(const FileDefinition& file, const std::string& base) {
-  number_ = ISBUILD(base.c_str(), file.record_length, isam_key(file, 1),
-                    kIsInputOutput | kIsExclusive);
+  number_ =
+      ISBUILD(base.c_str(), file.record_length, isam_key(file, 1), kIsInputOutput | kIsExclusive);
   if (!is_open()) return iserrno;
   for (int key = 2; key <= file.keys.key_count; ++key) {
     if (ISADDINDEX(number_, isam_key(file, key)) != 0) return iserrno;

@@ -134,8 +134,7 @@ std::vector<Column> columns_of(const FileDefinition& file) {
 
 std::string column_name(const Column& column) {
   std::string name(column.field->name.view());
-  if (column.field->times > 1)
-    name.append("[").append(std::to_string(column.index)).append("]");
+  if (column.field->times > 1) name.append("[").append(std::to_string(column.index)).append("]");
   return name;
 }
 
@@ -171,9 +170,9 @@ bool RecordText::take_text(const Column& column, const char* record, std::string
                            std::string& reason) {
   field_get(*column.field, column.index, record, text);
   const char* place = place_of(column, record);
-  const std::string_view rest(text.data() + text.size(),
-                              static_cast<std::size_t>(place + column.field->size -
-                                                       (text.data() + text.size())));
+  const std::string_view rest(
+      text.data() + text.size(),
+      static_cast<std::size_t>(place + column.field->size - (text.data() + text.size())));
   if (rest.find_first_not_of('\0') != std::string_view::npos)
     return fail(reason, column, "there are bytes behind the zero byte that ends the text");
   if (std::ranges::all_of(text, is_plain)) return true;
@@ -304,15 +303,13 @@ bool RecordText::put(const Column& column, std::string_view text, char* record,
     return put(column, number, record, reason);
   }
   std::int64_t number = 0;
-  if (!parse(text, number, error))
-    return fail(reason, column, shown(text) + " is no whole number");
+  if (!parse(text, number, error)) return fail(reason, column, shown(text) + " is no whole number");
   if (error == std::errc::result_out_of_range)
     return fail(reason, column, shown(text) + " is out of range");
   return put(column, number, record, reason);
 }
 
-bool RecordText::put(const Column& column, std::int64_t number, char* record,
-                     std::string& reason) {
+bool RecordText::put(const Column& column, std::int64_t number, char* record, std::string& reason) {
   if (is_text(*column.field)) return fail(reason, column, "a number where a text is expected");
   if (column.field->type == FieldType::kReal)
     return put(column, static_cast<double>(number), record, reason);

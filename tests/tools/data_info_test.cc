@@ -49,12 +49,14 @@ TEST_F(DataInfoTest, ShowsWhatTheFileIsAndHolds) {
   const std::string version = "version   2 defined, 1.5 written\nclass 1   not locked\n";
   expect({{"info BOX", kFields + "records   another process has the file for itself\n" + version}});
   ISCLOSE(file);
-  expect({{"info BOX", kFields + "records   2\ndeleted   1\nsize      " + bytes_of("data/1/BOX.dat") +
-                           " bytes and " + bytes_of("data/1/BOX.idx") + " of indexes\n" + version}});
+  expect(
+      {{"info BOX", kFields + "records   2\ndeleted   1\nsize      " + bytes_of("data/1/BOX.dat") +
+                        " bytes and " + bytes_of("data/1/BOX.idx") + " of indexes\n" + version}});
   const Finished json = run_shell("./marigold data info BOX --json");
-  for (const char* part : {"{\"file\":\"BOX\",\"type\":\"ISAM\",", "\"keys\":[[\"NUMBER\"],[\"NAME\",\"SIZE\"]]",
-                           "\"records\":2,\"deleted\":1,", "\"version\":2,\"version_written\":1.5,",
-                           "{\"name\":\"NAME\",\"type\":\"STRING\",\"size\":4,\"times\":2,\"offset\":4}"})
+  for (const char* part :
+       {"{\"file\":\"BOX\",\"type\":\"ISAM\",", "\"keys\":[[\"NUMBER\"],[\"NAME\",\"SIZE\"]]",
+        "\"records\":2,\"deleted\":1,", "\"version\":2,\"version_written\":1.5,",
+        "{\"name\":\"NAME\",\"type\":\"STRING\",\"size\":4,\"times\":2,\"offset\":4}"})
     EXPECT_NE(json.out.find(part), std::string::npos) << part << json.out;
 }
 
@@ -68,19 +70,24 @@ TEST_F(DataInfoTest, FindsTheDefinitionOrSaysWhyNot) {
   write_file("elsewhere.DES", first + "END.");
   const std::string clean = "./data/1/BOX: 3 records, no damage\n";
   const std::string none = "no set in ./definitions defines it\n";
-  expect({{"check BOX", clean},
-          {"check BOX --set elsewhere.DES", clean},
-          {"check BOX --set BOX --path data/1/BOX.dat", "data/1/BOX: 3 records, no damage\n"},
-          {"check BOX SLOTS NONE", clean,
-           "./data/2/SLOTS: No such file or directory\n./definitions/FILEODD.DES:1: has errors, see "
-           "marigold data scan\nNONE: " + none, 2},
-          {"check SLOTS --set elsewhere.DES", "", "SLOTS: elsewhere.DES does not define it\n", 2},
-          {"check CHAIN", "", "CHAIN: chained files cannot be opened\n", 2},
-          {"check BOX SLOTS --path x", "", "marigold: --path is for one file\n", 2},
-          {"check BOX --set NONE", "", "./definitions/FILENONE.DES: No such file or directory\n", 2}});
+  expect(
+      {{"check BOX", clean},
+       {"check BOX --set elsewhere.DES", clean},
+       {"check BOX --set BOX --path data/1/BOX.dat", "data/1/BOX: 3 records, no damage\n"},
+       {"check BOX SLOTS NONE", clean,
+        "./data/2/SLOTS: No such file or directory\n./definitions/FILEODD.DES:1: has errors, see "
+        "marigold data scan\nNONE: " +
+            none,
+        2},
+       {"check SLOTS --set elsewhere.DES", "", "SLOTS: elsewhere.DES does not define it\n", 2},
+       {"check CHAIN", "", "CHAIN: chained files cannot be opened\n", 2},
+       {"check BOX SLOTS --path x", "", "marigold: --path is for one file\n", 2},
+       {"check BOX --set NONE", "", "./definitions/FILENONE.DES: No such file or directory\n", 2}});
   write_file("definitions/FILETWO.DES", first + "END.");
-  expect({{"check BOX", "", "BOX: defined by ./definitions/FILEBOX.DES and "
-                            "./definitions/FILETWO.DES, name one of them with --set\n", 2}});
+  expect({{"check BOX", "",
+           "BOX: defined by ./definitions/FILEBOX.DES and "
+           "./definitions/FILETWO.DES, name one of them with --set\n",
+           2}});
   setenv("DEFINITION_DIRECTORY", "nowhere", 1);
   expect({{"check BOX", "", "nowhere: No such file or directory\n", 2}});
   unsetenv("DEFINITION_DIRECTORY");
@@ -124,14 +131,16 @@ TEST_F(DataInfoTest, ShowsWhoHoldsAClass) {
   setenv("IS_MULTIUSER", "TRUE", 1);
   settings_read();
   std::filesystem::create_directories("data/4");
-  expect({{"locks 4"}, {"locks 5"}, {"locks 31", "",
+  expect({{"locks 4"},
+          {"locks 5"},
+          {"locks 31", "",
            "marigold: CLASS: Value 31 not in range 0 to 30\nRun with --help for the usage.\n", 2}});
   ASSERT_EQ(path_lock_exclusive(4), 0);
   const std::string process = std::to_string(getpid());
   const std::string host = host_name();
   expect({{"locks 4", "process " + process + " on " + host + ", exclusive\n"},
-          {"locks 4 --json", "{\"process\":" + process + ",\"host\":\"" + host +
-                                 "\",\"mode\":\"exclusive\"}\n"}});
+          {"locks 4 --json",
+           "{\"process\":" + process + ",\"host\":\"" + host + "\",\"mode\":\"exclusive\"}\n"}});
   path_lock_start();
 }
 

@@ -50,88 +50,96 @@ TEST_F(DataLoadTest, RecordsGoInAndComeOutInTheOrderOfAKey) {
 
 TEST_F(DataLoadTest, EveryRejectedLineIsNamedAndNothingIsLoaded) {
   write_file("good.csv", kBoxHeader + kThree);
-  write_file("bad.csv", "NUMBER,NAME[1],RATE,SIZE,KIND\n"
-                        "10,a,1,1,x\n"
-                        "11,a,1,1\n"
-                        "12,a,1,1,x,\n"
-                        "1x,a,1,1,x\n"
-                        ",a,1,1,x\n"
-                        "2147483648,a,1,1,x\n"
-                        "99999999999999999999,a,1,1,x\n"
-                        "13,a,1e999,1,x\n"
-                        "13,a,0x1,1,x\n"
-                        "13,a,,1,x\n"
-                        "13,a,1,-32769,x\n"
-                        "13,abcde,1,1,x\n"
-                        "13,\"a\nb\",1,1,xy\n"
-                        "13,äöüÄ,nan,1,\n"
-                        "14,\xE4,1,1,x\n"
-                        "15,5 €,1,1,x\n"
-                        "16,a\"b,1,1,x\n"
-                        "16,\"a\"b,1,1,x\n"
-                        "16,a\rb,1,1,x\n"s +
-                        "17,a\0b,1,1,x\n"s +
-                        "10,b,2,2,y\n"
-                        "3,b,2,2,y\n"
-                        "18,\"a,1,1,x\n\n19,b\n");
+  write_file("bad.csv",
+             "NUMBER,NAME[1],RATE,SIZE,KIND\n"
+             "10,a,1,1,x\n"
+             "11,a,1,1\n"
+             "12,a,1,1,x,\n"
+             "1x,a,1,1,x\n"
+             ",a,1,1,x\n"
+             "2147483648,a,1,1,x\n"
+             "99999999999999999999,a,1,1,x\n"
+             "13,a,1e999,1,x\n"
+             "13,a,0x1,1,x\n"
+             "13,a,,1,x\n"
+             "13,a,1,-32769,x\n"
+             "13,abcde,1,1,x\n"
+             "13,\"a\nb\",1,1,xy\n"
+             "13,äöüÄ,nan,1,\n"
+             "14,\xE4,1,1,x\n"
+             "15,5 €,1,1,x\n"
+             "16,a\"b,1,1,x\n"
+             "16,\"a\"b,1,1,x\n"
+             "16,a\rb,1,1,x\n"s +
+                 "17,a\0b,1,1,x\n"s +
+                 "10,b,2,2,y\n"
+                 "3,b,2,2,y\n"
+                 "18,\"a,1,1,x\n\n19,b\n");
   const auto lines = [](const std::string& file, std::initializer_list<const char*> faults) {
     std::string text;
     for (const char* fault : faults)
       text.append(file).append(":").append(fault).append("\n");
     return text;
   };
-  const std::string faults = lines(
-      "bad.csv",
-      {"3: 4 values for 5 columns", "4: 6 values for 5 columns",
-       "5: NUMBER: \"1x\" is no whole number", "6: NUMBER: \"\" is no whole number",
-       "7: NUMBER: 2147483648 is not between -2147483648 and 2147483647",
-       "8: NUMBER: \"99999999999999999999\" is out of range", "9: RATE: \"1e999\" is out of range",
-       "10: RATE: \"0x1\" is no number", "11: RATE: \"\" is no number",
-       "12: SIZE: -32769 is not between -32768 and 32767",
-       "13: NAME[1]: \"abcde\" is longer than 4 bytes",
-       "14: KIND: \"xy\" is longer than 1 byte", "17: NAME[1]: is not valid UTF-8",
-       "18: NAME[1]: the code set 8859 lacks \"€\" (U+20AC)",
-       "19: a double quote out of place at byte 5", "20: a double quote out of place at byte 7",
-       "21: a carriage return that is not in quotes", "22: NAME[1]: has a zero byte in it",
-       "23: an earlier line has NUMBER=10", "24: the file has NUMBER=3",
-       "25: the double quote that begins a cell is not closed"});
+  const std::string faults =
+      lines("bad.csv", {"3: 4 values for 5 columns",
+                        "4: 6 values for 5 columns",
+                        "5: NUMBER: \"1x\" is no whole number",
+                        "6: NUMBER: \"\" is no whole number",
+                        "7: NUMBER: 2147483648 is not between -2147483648 and 2147483647",
+                        "8: NUMBER: \"99999999999999999999\" is out of range",
+                        "9: RATE: \"1e999\" is out of range",
+                        "10: RATE: \"0x1\" is no number",
+                        "11: RATE: \"\" is no number",
+                        "12: SIZE: -32769 is not between -32768 and 32767",
+                        "13: NAME[1]: \"abcde\" is longer than 4 bytes",
+                        "14: KIND: \"xy\" is longer than 1 byte",
+                        "17: NAME[1]: is not valid UTF-8",
+                        "18: NAME[1]: the code set 8859 lacks \"€\" (U+20AC)",
+                        "19: a double quote out of place at byte 5",
+                        "20: a double quote out of place at byte 7",
+                        "21: a carriage return that is not in quotes",
+                        "22: NAME[1]: has a zero byte in it",
+                        "23: an earlier line has NUMBER=10",
+                        "24: the file has NUMBER=3",
+                        "25: the double quote that begins a cell is not closed"});
   const std::string rejected = "marigold: 21 lines rejected";
   expect({{"load BOX good.csv", kLoaded + "3 records loaded\n"},
           {"load BOX bad.csv", "", faults + rejected + ", nothing loaded\n", 1},
           {"dump BOX", kBoxHeader + kThree},
-          {"load BOX bad.csv --keep-going", kLoaded + "2 records loaded\n", faults + rejected + "\n",
-           1},
+          {"load BOX bad.csv --keep-going", kLoaded + "2 records loaded\n",
+           faults + rejected + "\n", 1},
           {"dump BOX --from 10", kBoxHeader + "10,a,,x,1,010190,0930,1\n"
                                               "13,äöüÄ,,,nan,010190,0930,1\n"}});
-  write_file("bad.json",
-             "{\"NUMBER\":20,\"NAME\":[\"a\"]}\n{\"NUMBER\":20,\"NAME\":[\"a\",\"b\",\"c\"]}\n"
-             "{\"NUMBER\":20,\"NAME\":\"a\"}\n{\"NUMBER\":[20]}\n{\"NUMBER\":20.5}\n"
-             "{\"NUMBER\":18446744073709551615}\n{\"NAME\":[\"a\",\"b\"]}\n{\"NUMBER\":20,\"X\":1}\n"
-             "{\"NUMBER\":20,\"NUMBER\":21}\n{\"NUMBER\":null}\n{\"NUMBER\":{\"A\":1}}\n[20]\n20\n"
-             "{\"NUMBER\":20,\"KIND\":7}\n{\"NUMBER\":20} x\n{\"NUMBER\":20,\"KIND\":\"\\u0000\"}\n"
-             "{\"NUMBER\":20,\"RATE\":true}\n{\"NUMBER\":20}\n{\"NUMBER\":2");
-  expect({{"load BOX bad.json", "",
-           lines("bad.json",
-                 {"1: NAME: 1 elements, 2 are expected", "2: NAME: there are more than 2 elements",
-                  "3: NAME: an array of 2 elements is expected",
-                  "4: NUMBER: an array where a value is expected",
-                  "5: NUMBER: 20.5 is no whole number in range",
-                  "6: NUMBER: 18446744073709551616 is no whole number in range",
-                  "7: the field NUMBER of the primary key is missing", "8: there is no field \"X\"",
-                  "9: the field NUMBER is there twice",
-                  "10: NUMBER: null where a value is expected",
-                  "11: NUMBER: an object where a value is expected",
-                  "12: an array where an object is expected",
-                  "13: a value where an object is expected",
-                  "14: KIND: a number where a text is expected",
-                  "15: column 15: syntax error while parsing value - invalid literal; last read: "
-                  "'20} x'; expected end of input",
-                  "16: KIND: has a zero byte in it",
-                  "17: RATE: true or false where a value is expected",
-                  "19: column 12: syntax error while parsing object - unexpected end of input; "
-                  "expected '}'"}) +
-               "marigold: 18 lines rejected, nothing loaded\n",
-           1}});
+  write_file(
+      "bad.json",
+      "{\"NUMBER\":20,\"NAME\":[\"a\"]}\n{\"NUMBER\":20,\"NAME\":[\"a\",\"b\",\"c\"]}\n"
+      "{\"NUMBER\":20,\"NAME\":\"a\"}\n{\"NUMBER\":[20]}\n{\"NUMBER\":20.5}\n"
+      "{\"NUMBER\":18446744073709551615}\n{\"NAME\":[\"a\",\"b\"]}\n{\"NUMBER\":20,\"X\":1}\n"
+      "{\"NUMBER\":20,\"NUMBER\":21}\n{\"NUMBER\":null}\n{\"NUMBER\":{\"A\":1}}\n[20]\n20\n"
+      "{\"NUMBER\":20,\"KIND\":7}\n{\"NUMBER\":20} x\n{\"NUMBER\":20,\"KIND\":\"\\u0000\"}\n"
+      "{\"NUMBER\":20,\"RATE\":true}\n{\"NUMBER\":20}\n{\"NUMBER\":2");
+  expect(
+      {{"load BOX bad.json", "",
+        lines(
+            "bad.json",
+            {"1: NAME: 1 elements, 2 are expected", "2: NAME: there are more than 2 elements",
+             "3: NAME: an array of 2 elements is expected",
+             "4: NUMBER: an array where a value is expected",
+             "5: NUMBER: 20.5 is no whole number in range",
+             "6: NUMBER: 18446744073709551616 is no whole number in range",
+             "7: the field NUMBER of the primary key is missing", "8: there is no field \"X\"",
+             "9: the field NUMBER is there twice", "10: NUMBER: null where a value is expected",
+             "11: NUMBER: an object where a value is expected",
+             "12: an array where an object is expected", "13: a value where an object is expected",
+             "14: KIND: a number where a text is expected",
+             "15: column 15: syntax error while parsing value - invalid literal; last read: "
+             "'20} x'; expected end of input",
+             "16: KIND: has a zero byte in it", "17: RATE: true or false where a value is expected",
+             "19: column 12: syntax error while parsing object - unexpected end of input; "
+             "expected '}'"}) +
+            "marigold: 18 lines rejected, nothing loaded\n",
+        1}});
 }
 
 TEST_F(DataLoadTest, UnusableInputLeavesEverythingAsItWas) {
@@ -143,22 +151,22 @@ TEST_F(DataLoadTest, UnusableInputLeavesEverythingAsItWas) {
   write_file("quote.csv", "NUMB\"ER\n");
   write_file("empty.csv", "\n");
   const std::string none = "\" is not known\n";
-  expect({{"load BOX column.csv", "", "column.csv:1: there is no field \"NAM\"\n", 2},
-          {"load BOX element.csv", "", "element.csv:1: there is no field \"NAME\"\n", 2},
-          {"load BOX twice.csv", "", "twice.csv:1: the column NUMBER is there twice\n", 2},
-          {"load BOX key.csv", "",
-           "key.csv:1: the column NUMBER of the primary key is missing\n", 2},
-          {"load BOX quote.csv", "", "quote.csv:1: a double quote out of place at byte 5\n", 2},
-          {"load BOX empty.csv", "", "empty.csv:1: there is no header with the names of the columns\n",
-           2},
-          {"load BOX missing.csv", "", "missing.csv: No such file or directory\n", 2},
-          {"load BOX definitions", "", "definitions: Is a directory\n", 2},
-          {"load BOX good.csv --code-set x", "", "marigold: the code set \"x" + none, 2},
-          {"load BOX --path no/where good.csv", "", "no/where: No such file or directory\n", 2},
-          {"dump BOX", "", "./data/1/BOX: No such file or directory\n", 2},
-          {"dump SLOTS", "", "./data/2/SLOTS: No such file or directory\n", 2},
-          {"load BOX --csv --json", "", "marigold: --csv excludes --json\nRun with --help for the usage.\n",
-           2}});
+  expect(
+      {{"load BOX column.csv", "", "column.csv:1: there is no field \"NAM\"\n", 2},
+       {"load BOX element.csv", "", "element.csv:1: there is no field \"NAME\"\n", 2},
+       {"load BOX twice.csv", "", "twice.csv:1: the column NUMBER is there twice\n", 2},
+       {"load BOX key.csv", "", "key.csv:1: the column NUMBER of the primary key is missing\n", 2},
+       {"load BOX quote.csv", "", "quote.csv:1: a double quote out of place at byte 5\n", 2},
+       {"load BOX empty.csv", "", "empty.csv:1: there is no header with the names of the columns\n",
+        2},
+       {"load BOX missing.csv", "", "missing.csv: No such file or directory\n", 2},
+       {"load BOX definitions", "", "definitions: Is a directory\n", 2},
+       {"load BOX good.csv --code-set x", "", "marigold: the code set \"x" + none, 2},
+       {"load BOX --path no/where good.csv", "", "no/where: No such file or directory\n", 2},
+       {"dump BOX", "", "./data/1/BOX: No such file or directory\n", 2},
+       {"dump SLOTS", "", "./data/2/SLOTS: No such file or directory\n", 2},
+       {"load BOX --csv --json", "",
+        "marigold: --csv excludes --json\nRun with --help for the usage.\n", 2}});
   EXPECT_EQ(run_shell("find data -type f").out, "");
 }
 
@@ -172,7 +180,8 @@ TEST_F(DataLoadTest, RandomFilesByNumber) {
            "more.csv:3: 2 values for 1 column\nmarigold: 1 line rejected, nothing loaded\n", 1},
           {"load SLOTS again.csv", "",
            "again.csv:2: the file has SNR=3\nagain.csv:4: an earlier line has SNR=2\n"
-           "again.csv:5: the file has SNR=4\nmarigold: 3 lines rejected, nothing loaded\n", 1},
+           "again.csv:5: the file has SNR=4\nmarigold: 3 lines rejected, nothing loaded\n",
+           1},
           {"load SLOTS --replace --keep-going again.csv",
            "./data/2/SLOTS: 4 records loaded, 2 of them replaced\n",
            "again.csv:4: an earlier line has SNR=2\nmarigold: 1 line rejected\n", 1},
@@ -180,12 +189,14 @@ TEST_F(DataLoadTest, RandomFilesByNumber) {
            "{\"SNR\":2,\"T\":\"b\"}\n{\"SNR\":3,\"T\":\"C\"}\n{\"SNR\":4,\"T\":\"D\"}\n"},
           {"check SLOTS", "./data/2/SLOTS: 5 records, no damage\n"}});
   EXPECT_EQ(read_file("data/2/SLOTS").substr(32), "\0\0\0\5z\0\0\0"s);
-  std::ofstream("data/2/SLOTS", std::ios::binary | std::ios::in).seekp(15) << "\3" << "\0\0\0\x11"s;
+  std::ofstream("data/2/SLOTS", std::ios::binary | std::ios::in).seekp(15) << "\3"
+                                                                           << "\0\0\0\x11"s;
   std::ofstream("data/2/SLOTS", std::ios::app | std::ios::binary) << "xyz";
   expect({{"check SLOTS",
            "./data/2/SLOTS: record 2: its deletion mark is 3\n"
            "./data/2/SLOTS: record 3: its SNR is 17\n"
-           "./data/2/SLOTS: its end is 3 bytes of a record of 8\n", "", 1},
+           "./data/2/SLOTS: its end is 3 bytes of a record of 8\n",
+           "", 1},
           {"dump SLOTS", "SNR,T\n1,a\n4,D\n5,z\n"},
           {"rebuild SLOTS", "", "./data/2/SLOTS: a random file has no indexes\n", 2}});
 }
@@ -323,8 +334,10 @@ TEST_F(DataLoadTest, AStopTakesEverythingBack) {
   const std::string interrupted = ": Interrupted system call\n";
   expect_runs(stop, {{"load BOX more.csv", "", "./data/1/BOX" + interrupted, 2},
                      {"load BOX --path b more.csv", "", "b" + interrupted, 2},
-                     {"load SLOTS /dev/null", "", "/dev/null:1: there is no header with the names "
-                                                  "of the columns\n", 2},
+                     {"load SLOTS /dev/null", "",
+                      "/dev/null:1: there is no header with the names "
+                      "of the columns\n",
+                      2},
                      {"dump BOX --path b -o b.csv", "", "b.csv" + interrupted, 2}});
   expect({{"dump BOX --path b", kBoxHeader + kThree}});
   EXPECT_EQ(run_shell("find data -type f; ls -A | grep '[.]b[.]'; ls b.csv").out, "");
