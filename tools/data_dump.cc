@@ -63,7 +63,7 @@ bool Dump::copy(RecordWalk& walk, std::string& reason) {
       case RecordWalk::Outcome::kEnd:
         return write(reason);
       case RecordWalk::Outcome::kFailed:
-        reason = target_.base + ": " + reason;
+        reason.insert(0, target_.base + ": ");
         return false;
       case RecordWalk::Outcome::kRecord:
         append(record.data());
