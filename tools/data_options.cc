@@ -88,7 +88,8 @@ void register_rebuild(CLI::App& data, int& status) {
 }
 
 void register_dump(CLI::App& data, int& status) {
-  CLI::App* command = data.add_subcommand("dump", "Write the records of a data file as CSV or JSON");
+  CLI::App* command =
+      data.add_subcommand("dump", "Write the records of a data file as CSV or JSON");
   const auto options = std::make_shared<DataDump>();
   add_file(*command, options->file);
   add_place(*command, options->file);
@@ -112,7 +113,8 @@ void register_dump(CLI::App& data, int& status) {
 }
 
 void register_load(CLI::App& data, int& status) {
-  CLI::App* command = data.add_subcommand("load", "Write records from CSV or JSON into a data file");
+  CLI::App* command =
+      data.add_subcommand("load", "Write records from CSV or JSON into a data file");
   const auto options = std::make_shared<DataLoad>();
   add_file(*command, options->file);
   command

@@ -84,7 +84,8 @@ std::vector<Finding> findings_of(const std::string& path, const DefinitionScan& 
 
 std::string written(const Finding& finding, bool json) {
   if (!json) return at_line(finding.file, finding.line) + finding.message + "\n";
-  OrderedJson object = {{"file", finding.file}, {"line", finding.line}, {"message", finding.message}};
+  OrderedJson object = {
+      {"file", finding.file}, {"line", finding.line}, {"message", finding.message}};
   if (finding.number != 0) {
     object["error"] = finding.number;
     object["expected"] = finding.expected;
