@@ -62,4 +62,12 @@ struct DataLocks {
 };
 int data_locks(const DataLocks& options);
 
+struct DataConvert {
+  std::vector<std::string> sets;  // names, or paths of definition sets
+  int path_class = -1;            // only the files of this class
+  bool dry_run = false;           // show the plan
+  bool keep_backup = false;       // the old files, as BASE.version-N
+};
+int data_convert(const DataConvert& options);
+
 }  // namespace marigold

@@ -153,6 +153,35 @@ void register_locks(CLI::App& data, int& status) {
   command->callback([options, &status] { status = data_locks(*options); });
 }
 
+void register_convert(CLI::App& data, int& status) {
+  CLI::App* command =
+      data.add_subcommand("convert", "Bring data files to the versions of their definitions");
+  const auto options = std::make_shared<DataConvert>();
+  command
+      ->add_option("SET", options->sets,
+                   "All sets that define files of the same directories. As for scan: DATA is "
+                   "FILEDATA.DES, with a \"/\" or \".DES\" it is a path")
+      ->required()
+      ->type_name("");
+  constexpr int kLastClass = 30;
+  command->add_option("--class", options->path_class, "Only the files of this path class")
+      ->check(CLI::Range(0, kLastClass))
+      ->type_name("N");
+  command->add_flag("--dry-run", options->dry_run,
+                    "Show which files would be converted, and what becomes of their fields");
+  command->add_flag("--keep-backup", options->keep_backup,
+                    "Keep each old file beside the new one, as NAME.version-N");
+  command->footer(
+      "The steps from version to version are those of FILEVER.DES. Version N of the file KUNDEN is\n"
+      "defined in FILEKUNDEN_N.DES: copy a set under that name before you change it.\n"
+      "Nobody may use the files meanwhile. Interrupted at any moment, run it again.\n"
+      "Exit status 0: all files have their version; 1: not converted, or --dry-run has found\n"
+      "something to convert; 2: a set cannot be read, or a file cannot be written.\n"
+      "Example:\n"
+      "  marigold data convert --dry-run DATA\n");
+  command->callback([options, &status] { status = data_convert(*options); });
+}
+
 }  // namespace
 
 void data_register(CLI::App& tool, int& status) {
@@ -165,6 +194,7 @@ void data_register(CLI::App& tool, int& status) {
   register_dump(*data, status);
   register_load(*data, status);
   register_locks(*data, status);
+  register_convert(*data, status);
 }
 
 }  // namespace marigold

@@ -19,9 +19,9 @@ namespace {
 
 // ---- Bytes that are locked, far behind the data
 
-constexpr std::uint64_t kFileLock = std::uint64_t{1} << 62;
-constexpr std::uint64_t kAppendLock = kFileLock + 1;
-constexpr std::uint64_t kRecordLocks = kFileLock + (std::uint64_t{1} << 33);  // plus the number
+constexpr std::uint64_t kAppendLock = kRandomFileLock + 1;
+constexpr std::uint64_t kRecordLocks =
+    kRandomFileLock + (std::uint64_t{1} << 33);  // plus the number
 constexpr std::uint64_t kAllRecords = std::uint64_t{1} << 32;
 
 constexpr char kLive = 0;
@@ -155,7 +155,7 @@ int random_open(FileDefinition& file, const std::string& path, bool& created, bo
   auto open = std::make_unique<OpenFile>();
   open->path = path;
   require(*open, open_bytes(file, *open, created, exclusive || !file.read_only));
-  if (const int result = take_lock(*open, kFileLock, exclusive)) return result;
+  if (const int result = take_lock(*open, kRandomFileLock, exclusive)) return result;
   const auto place = std::find(state.files.begin(), state.files.end(), nullptr);
   file.engine = EngineState{};
   file.engine.descriptor = static_cast<int>(place - state.files.begin());

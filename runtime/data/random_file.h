@@ -22,9 +22,11 @@
 
 namespace marigold {
 
+// The byte that who has the file open holds locked, shared or exclusive.
+inline constexpr std::uint64_t kRandomFileLock = std::uint64_t{1} << 62;
+
 // Bytes from here on are never locked by a random file for itself: a user of random_bytes may.
-inline constexpr std::uint64_t kRandomUserLocks =
-    (std::uint64_t{1} << 62) + (std::uint64_t{1} << 34);
+inline constexpr std::uint64_t kRandomUserLocks = kRandomFileLock + (std::uint64_t{1} << 34);
 
 // Opens a file, which is made (with its data directory) when it is missing; sets `created` then.
 // The whole file is locked shared, or exclusive, for as long as it is open: 4 when that is refused.

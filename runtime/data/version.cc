@@ -5,41 +5,17 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
-#include <memory>
-#include <string_view>
 
 #include "runtime/core/user_interface.h"
 #include "runtime/data/data_path.h"
+#include "runtime/data/version_table.h"
 #include "runtime/platform/file.h"
 
 namespace marigold {
 namespace {
 
-constexpr int kRecordNotWritten = 12;
-
-std::string record_path(const FileDefinition& file) {
-  return data_path(file) + ".ver";
-}
-
-struct FileCloser {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-
-// The first word of a text file that is no comment, "" when there is none. Versions are short:
-// what lies behind the first bytes is not looked at.
-std::string first_word(const std::string& path) {
-  const std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "rb"));
-  if (file == nullptr) return "";
-  std::array<char, 4096> bytes{};
-  const std::size_t length = std::fread(bytes.data(), 1, bytes.size(), file.get());
-  std::string_view rest(bytes.data(), length);
-  constexpr std::string_view kBlanks = " \t\r\n";
-  for (;;) {
-    rest.remove_prefix(std::min(rest.find_first_not_of(kBlanks), rest.size()));
-    if (!rest.starts_with('#')) return std::string(rest.substr(0, rest.find_first_of(kBlanks)));
-    rest.remove_prefix(std::min(rest.find('\n'), rest.size()));
-  }
-}
+constexpr int kFileRecordNotWritten = 12;
+constexpr int kPathRecordNotWritten = 41;
 
 }  // namespace
 
@@ -59,22 +35,60 @@ std::string version_text(double version) {
   return text;
 }
 
+std::string version_file_record(const FileDefinition& file) {
+  return data_path(file) + ".ver";
+}
+
+std::string version_path_record(int path_class) {
+  return data_directory(path_class) + "/PATHCONV.ver";
+}
+
+std::optional<double> version_read_record(const std::string& path) {
+  std::string text;
+  if (file_read(path.c_str(), text) != 0) return std::nullopt;
+  return scan_version_record(text);
+}
+
+int version_write_record(const std::string& path, double version) {
+  const std::string fresh = path + ".new";
+  int failed = file_write(fresh.c_str(), version_text(version) + "\n");
+  if (failed == 0) failed = file_sync(fresh.c_str());
+  if (failed == 0) failed = file_replace(fresh.c_str(), path.c_str());
+  if (failed != 0) file_remove(fresh.c_str());
+  return failed;
+}
+
 double version_read_file(const FileDefinition& file) {
-  const std::string word = first_word(record_path(file));
-  double version = 0;
-  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), version);
-  const bool whole = error == std::errc{} && end == word.data() + word.size();
-  return whole ? version : -static_cast<double>(file.version);
+  return version_read_record(version_file_record(file))
+      .value_or(-static_cast<double>(file.version));
 }
 
 void version_write_file(const FileDefinition& file, double version) {
-  const std::string path = record_path(file);
-  const std::string fresh = path + ".new";
-  if (file_write(fresh.c_str(), version_text(version) + "\n") == 0 &&
-      file_sync(fresh.c_str()) == 0 && file_replace(fresh.c_str(), path.c_str()) == 0)
-    return;
-  file_remove(fresh.c_str());
-  raise_fatal(kRecordNotWritten);
+  if (version_write_record(version_file_record(file), version) != 0)
+    raise_fatal(kFileRecordNotWritten);
+}
+
+double version_look_up_file(std::string_view file_name, double old_version, bool& flag) {
+  FileVersionTable table;
+  read_file_versions(table);
+  const FileVersionEntry* entry = find_file_version(table, file_name, old_version);
+  flag = entry != nullptr && entry->flag;
+  return entry != nullptr ? entry->new_version : old_version;
+}
+
+double version_look_up_path(int path_class) {
+  PathVersionTable table;
+  read_path_versions(table);
+  return find_path_version(table, path_class);
+}
+
+double version_read_path(int path_class) {
+  return version_read_record(version_path_record(path_class)).value_or(0);
+}
+
+void version_write_path(int path_class, double version) {
+  if (version_write_record(version_path_record(path_class), version) != 0)
+    raise_fatal(kPathRecordNotWritten);
 }
 
 }  // namespace marigold

@@ -3,102 +3,19 @@
 #include "runtime/isam/file.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <limits>
 #include <new>
 #include <random>
 
+#include "runtime/isam/checks.h"
 #include "runtime/isam/rebuild.h"
+#include "runtime/isam/space.h"
 #include "runtime/platform/file.h"
 
 namespace marigold::isam {
 namespace {
-
-// How far ahead a file is made longer: so many pages, or such a part of it.
-constexpr std::uint64_t kGrowthPages = 16;
-constexpr std::uint64_t kGrowthFraction = 16;
-
-// A file that is never flushed is brought to the disk when so much of it is gone slots, or half of
-// it.
-constexpr std::uint64_t kMostGoneBytes = std::uint64_t{4} << 20;
-constexpr std::uint64_t kKeptGoneSlots = 1024;
-
-std::span<const std::byte> bytes_of(const std::byte* from, std::size_t length) {
-  return {from, length};
-}
-
-std::uint32_t data_header_check(const DataHeader& header) {
-  DataHeader copy;
-  std::memcpy(&copy, &header, sizeof copy);
-  copy.check = 0;
-  return checksum(std::as_bytes(std::span(&copy, 1)));
-}
-
-// Of a clean file's header, without what changes while it is open.
-std::uint32_t header_check(const IndexHeader& header) {
-  IndexHeader copy;
-  std::memcpy(&copy, &header, sizeof copy);
-  copy.state = kStateClean;
-  copy.writer = 0;
-  copy.record_locks = 0;
-  copy.changes = 0;
-  copy.boot = {};
-  copy.check = 0;
-  return checksum(std::as_bytes(std::span(&copy, 1)));
-}
-
-// Of the header and the entries: what lies behind them means nothing, and undoing a change does not
-// restore it.
-std::uint32_t page_check(const File& file, const std::byte* page) {
-  const auto* header = reinterpret_cast<const PageHeader*>(page);
-  std::size_t length = sizeof(PageHeader);
-  if (header->kind != kFreePage && header->tree < file.trees.size()) {
-    length += std::size_t{header->count} * file.trees[header->tree].entry_length;
-  }
-  length = std::min<std::size_t>(length, kPageSize);
-  const std::uint32_t check = checksum(bytes_of(page, length).subspan(sizeof(PageHeader::check)));
-  return check == 0 ? 1 : check;
-}
-
-// How much of a file is there and visible.
-int measure(MappedFile& file, std::uint64_t needed, std::uint64_t& space) {
-  std::uint64_t size = 0;
-  if (const int failed = file.size(size)) return failed;
-  if (size < needed) return kIsBadFile;
-  if (const int failed = file.map(size)) return failed;
-  space = size;
-  return 0;
-}
-
-// Room for what is known of each page and slot.
-int note_space(File& file) {
-  const std::uint64_t pages = file.index_space / kPageSize;
-  const std::uint64_t slots = (file.data_space - kPageSize) / file.slot_size;
-  try {
-    if (file.verified.size() < pages) file.verified.resize(pages);
-    if (file.verified_slots.size() <= slots / 64) file.verified_slots.resize(slots / 64 + 1);
-  } catch (const std::bad_alloc&) {
-    // As if it were not visible yet: whoever needs it asks again.
-    file.index_space = std::min(file.index_space, file.verified.size() * kPageSize);
-    file.data_space = std::min(file.data_space, kPageSize + file.slots * file.slot_size);
-    return kIsNoMemory;
-  }
-  file.slots = slots;
-  return 0;
-}
-
-// Makes a file longer: by what is needed, and some ahead, so that it is seldom done.
-int grow(MappedFile& file, std::uint64_t needed, std::uint64_t& space) {
-  if (needed <= space) return 0;
-  const std::uint64_t ahead = std::max(kGrowthPages * kPageSize, needed / kGrowthFraction);
-  const std::uint64_t whole = (needed + ahead + kPageSize - 1) / kPageSize * kPageSize;
-  int failed = file.reserve(whole);
-  if (failed == ENOSPC)
-    failed = file.reserve(needed);  // the last of the disk is enough for this one
-  return failed != 0 ? failed : measure(file, needed, space);
-}
 
 std::uint32_t slot_size_for(std::uint32_t record_length) {
   return (record_length + static_cast<std::uint32_t>(sizeof(SlotHeader)) + 3) / 4 * 4;
@@ -166,7 +83,7 @@ bool data_is_empty(MappedFile& data) {
   std::uint64_t space = 0;
   if (measure(data, 0, space) != 0) return false;
   return space <= kPageSize ||
-         std::ranges::all_of(bytes_of(data.memory(), space).subspan(kPageSize),
+         std::ranges::all_of(std::span(data.memory(), space).subspan(kPageSize),
                              [](std::byte byte) { return byte == std::byte{0}; });
 }
 
@@ -562,57 +479,6 @@ int file_put_in_state(File& file, std::uint32_t state) {
 int change_prepare(File& file) {
   if (const int failed = make_visible(file)) return failed;
   return file_put_in_state(file, kStateInUse);
-}
-
-int file_grow_index(File& file, std::uint64_t pages) {
-  if (const int failed = grow(file.index, pages * kPageSize, file.index_space)) return failed;
-  return note_space(file);
-}
-
-namespace {
-
-int prepare_new_slot(File& file) {
-  const Contents& contents = file.contents();
-  if (contents.gone_slots * file.slot_size > std::max(kMostGoneBytes, data_bytes(file) / 2))
-    return slots_settle(file, std::min(kKeptGoneSlots, contents.gone_slots / 2));
-  int failed = contents.slot_count >= std::numeric_limits<SlotNumber>::max() ? EFBIG : 0;
-  if (failed == 0) {
-    failed = grow(file.data, data_bytes(file) + file.slot_size, file.data_space);
-  }
-  if (failed == 0) return note_space(file);
-  // No room for more, but perhaps some to be had by waiting for the disk.
-  return contents.gone_slots == 0 ? failed : slots_settle(file, 0);
-}
-
-}  // namespace
-
-int change_prepare_space(File& file) {
-  const Contents& contents = file.contents();
-  std::uint64_t pages = 0;
-  for (std::size_t i = 0; i < file.trees.size(); ++i)
-    pages += contents.trees[i].levels + 1;
-  pages -= std::min(pages, contents.free_pages);
-  if (const int failed = file_grow_index(file, contents.page_count + pages)) return failed;
-  // Growing may have moved what `contents` named.
-  return file.contents().free_slot != 0 ? 0 : prepare_new_slot(file);
-}
-
-int make_grown_visible(File& file) {
-  if (index_bytes(file) > file.index_space) {
-    if (const int failed = measure(file.index, index_bytes(file), file.index_space)) return failed;
-  }
-  if (data_bytes(file) > file.data_space) {
-    if (const int failed = measure(file.data, data_bytes(file), file.data_space)) return failed;
-  }
-  return note_space(file);
-}
-
-bool page_check_is_right(File& file, PageNumber number) {
-  if (file.verified[number] != 0) return true;
-  const std::uint32_t check = reinterpret_cast<const PageHeader*>(file.page(number))->check;
-  if (check != 0 && check != page_check(file, file.page(number))) return false;
-  file.verified[number] = 1;
-  return true;
 }
 
 }  // namespace marigold::isam

@@ -44,6 +44,16 @@ int file_sync_directory(const char* path);
 // Makes a directory and those above it that are missing; one that is there counts as made.
 int file_make_directory(const char* path);
 
+// Gives a file a second name, which must be free (EEXIST): both are the same file from then on. The
+// name is on the disk when this returns. File systems without such links refuse (EPERM and others).
+int file_link(const char* from, const char* to);
+
+// Gives a file the permissions and, where the system lets us, the owner of another one.
+int file_take_access(const char* path, const char* like);
+
+// Whether the name is taken, by whatever kind of file.
+bool file_exists(const char* path);
+
 // Removes a file; one that is not there counts as removed.
 int file_remove(const char* path);
 

@@ -103,6 +103,28 @@ int file_sync_directory(const char* path) {
   return descriptor < 0 ? errno : sync_and_close(descriptor);
 }
 
+int file_link(const char* from, const char* to) {
+  if (link(from, to) != 0) return errno;
+  return file_sync_directory(to);
+}
+
+int file_take_access(const char* path, const char* like) {
+  struct stat wanted {};
+  struct stat present {};
+  if (stat(like, &wanted) != 0 || stat(path, &present) != 0) return errno;
+  const bool other = wanted.st_uid != present.st_uid || wanted.st_gid != present.st_gid;
+  // Only some may give files away; for the others the file stays theirs. Before the permissions,
+  // of which a new owner can lose some.
+  if (other && chown(path, wanted.st_uid, wanted.st_gid) != 0 && errno != EPERM) return errno;
+  constexpr mode_t kPermissions = 07777;
+  return chmod(path, wanted.st_mode & kPermissions) != 0 ? errno : 0;
+}
+
+bool file_exists(const char* path) {
+  struct stat status {};
+  return lstat(path, &status) == 0;
+}
+
 int file_remove(const char* path) {
   return std::remove(path) != 0 && errno != ENOENT ? errno : 0;
 }

@@ -1,5 +1,6 @@
 #include "runtime/data/version.h"
 
+#include "runtime/core/settings.h"
 #include "tests/data/support.h"
 
 namespace marigold::test {
@@ -29,8 +30,16 @@ TEST_F(DataTest, AVersionRecordStandsBesideItsFile) {
   version_write_file(file, 12.5);
   EXPECT_EQ(read_file("data/4/CUSTOMER.ver"), "12.5\n");
   EXPECT_EQ(version_read_file(file), 12.5);
-  const std::pair<const char*, double> rows[] = {
-      {"# old: 1\n\t 2 # now\n", 2}, {"7", 7}, {"", -3}, {"x3", -3}, {"3x", -3}, {"#", -3}};
+  const std::pair<const char*, double> rows[] = {{"# old: 1\n\t 2 # now\n", 2},
+                                                 {"7", 7},
+                                                 {"", -3},
+                                                 {"x3", -3},
+                                                 {"3x", -3},
+                                                 {"#", -3},
+                                                 {"+2.5", 2.5},
+                                                 {"-1", -3},
+                                                 {"nan", -3},
+                                                 {"1e999", -3}};
   for (const auto& [content, expected] : rows) {
     write_file("data/4/CUSTOMER.ver", content);
     EXPECT_EQ(version_read_file(file), expected) << content;
@@ -40,6 +49,40 @@ TEST_F(DataTest, AVersionRecordStandsBesideItsFile) {
   EXPECT_EXIT(version_write_file(file, 4), testing::KilledBySignal(SIGABRT),
               "^error\n        12\n");
   EXPECT_FALSE(std::filesystem::exists("data/4/CUSTOMER.ver.new"));
+}
+
+TEST_F(DataTest, TablesSayWhichVersionFollows) {
+  std::filesystem::create_directories("definitions");
+  setenv("DEFINITION_DIRECTORY", "definitions", 1);
+  settings_read();
+  bool flag = true;
+  EXPECT_EQ(version_look_up_file("KUNDEN", 1, flag), 1);  // no tables
+  EXPECT_FALSE(flag);
+  EXPECT_EQ(version_look_up_path(4), -1);
+  // A long name counts by its first 8 characters; a fault ends the table.
+  write_file("definitions/FILEVER.DES",
+             "# name old new flag\nKUNDEN 1 2 1\nKUNDEN 1 3 0 KUNDEN 2 4.5 2\n"
+             "LIEFERANTEN 0 1 1 KUNDEN 7 x 0 KUNDEN 8 9 0 END.");
+  const std::tuple<const char*, double, double, bool> rows[] = {
+      {"KUNDEN", 1, 2, true},   {"KUNDEN  ", 2, 4.5, false}, {"KUNDEN", 4.5, 4.5, false},
+      {"LIEFERAN", 0, 1, true}, {"LIEFERA", 0, 0, false},    {"KUNDEN", 7, 7, false},
+      {"KUNDEN", 8, 8, false}};
+  for (const auto& [name, old_version, expected, expected_flag] : rows) {
+    EXPECT_EQ(version_look_up_file(name, old_version, flag), expected) << name << old_version;
+    EXPECT_EQ(flag, expected_flag) << name << old_version;
+  }
+  write_file("definitions/PATHVER.DES", "FILE x y PATH 4 2.5 PATHS 5 1\nPATH 4 3 END. PATH 6 1");
+  for (const auto& [path_class, expected] : {std::pair{4, 2.5}, {5, -1.}, {6, -1.}})
+    EXPECT_EQ(version_look_up_path(path_class), expected);
+}
+
+TEST_F(DataTest, ADirectoryHasAVersionRecord) {
+  EXPECT_EQ(version_read_path(7), 0);
+  std::filesystem::create_directories("data/7");
+  version_write_path(7, 2.25);
+  EXPECT_EQ(read_file("data/7/PATHCONV.ver"), "2.25\n");
+  EXPECT_EQ(version_read_path(7), 2.25);
+  EXPECT_EXIT(version_write_path(8, 1), testing::KilledBySignal(SIGABRT), "^error\n        41\n");
 }
 
 }  // namespace marigold::test

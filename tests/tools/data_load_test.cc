@@ -133,11 +133,11 @@ TEST_F(DataLoadTest, EveryRejectedLineIsNamedAndNothingIsLoaded) {
              "11: NUMBER: an object where a value is expected",
              "12: an array where an object is expected", "13: a value where an object is expected",
              "14: KIND: a number where a text is expected",
-             "15: column 15: syntax error while parsing value - invalid literal; last read: "
-             "'20} x'; expected end of input",
+             ("15: column 15: syntax error while parsing value - invalid literal; last read: "
+              "'20} x'; expected end of input"),
              "16: KIND: has a zero byte in it", "17: RATE: true or false where a value is expected",
-             "19: column 12: syntax error while parsing object - unexpected end of input; "
-             "expected '}'"}) +
+             ("19: column 12: syntax error while parsing object - unexpected end of input; "
+              "expected '}'")}) +
             "marigold: 18 lines rejected, nothing loaded\n",
         1}});
 }

@@ -1,0 +1,48 @@
+#include "runtime/isam/checks.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace marigold::isam {
+
+std::uint32_t data_header_check(const DataHeader& header) {
+  DataHeader copy;
+  std::memcpy(&copy, &header, sizeof copy);
+  copy.check = 0;
+  return checksum(std::as_bytes(std::span(&copy, 1)));
+}
+
+std::uint32_t header_check(const IndexHeader& header) {
+  IndexHeader copy;
+  std::memcpy(&copy, &header, sizeof copy);
+  copy.state = kStateClean;
+  copy.writer = 0;
+  copy.record_locks = 0;
+  copy.changes = 0;
+  copy.boot = {};
+  copy.check = 0;
+  return checksum(std::as_bytes(std::span(&copy, 1)));
+}
+
+// Of the header and the entries: what lies behind them means nothing, and undoing a change does not
+// restore it.
+std::uint32_t page_check(const File& file, const std::byte* page) {
+  const auto* header = reinterpret_cast<const PageHeader*>(page);
+  std::size_t length = sizeof(PageHeader);
+  if (header->kind != kFreePage && header->tree < file.trees.size()) {
+    length += std::size_t{header->count} * file.trees[header->tree].entry_length;
+  }
+  length = std::min<std::size_t>(length, kPageSize);
+  const std::uint32_t check = checksum(std::span(page, length).subspan(sizeof(PageHeader::check)));
+  return check == 0 ? 1 : check;
+}
+
+bool page_check_is_right(File& file, PageNumber number) {
+  if (file.verified[number] != 0) return true;
+  const std::uint32_t check = reinterpret_cast<const PageHeader*>(file.page(number))->check;
+  if (check != 0 && check != page_check(file, file.page(number))) return false;
+  file.verified[number] = 1;
+  return true;
+}
+
+}  // namespace marigold::isam

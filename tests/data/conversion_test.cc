@@ -1,0 +1,456 @@
+#include "runtime/data/conversion.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <limits>
+#include <set>
+
+#include "runtime/core/settings.h"
+#include "runtime/data/conversion_step.h"
+#include "runtime/data/definition_set.h"
+#include "runtime/data/lock_file.h"
+#include "runtime/data/version.h"
+#include "runtime/isam/isam.h"
+#include "runtime/platform/clock.h"
+#include "runtime/platform/mapped_file.h"
+#include "tests/data/support.h"
+
+namespace marigold::test {
+
+// A field, a type and a preset a line.
+std::string define(const std::string& name, int version, const std::string& type,
+                   const std::string& fields, const std::string& keys) {
+  return "BEGINFILE NAME " + name + " VERSION " + std::to_string(version) + " PATH 5 LEN 90 TYPE " +
+         type + " BEGINFIELD\n" + fields + "ENDFIELD " + keys + " ENDFILE\n";
+}
+
+const std::string kItemKeys = "BEGINKEY KEY 1 SEGMENT 1 IS NUMBER KEY 2 SEGMENT 1 IS TEXT ENDKEY";
+const std::string kItem1 =
+    define("ITEM", 1, "ISAM",
+           "FIELD NUMBER TYPE INT PREVAL NIL FIELD TEXT TYPE STRING 10 PREVAL NIL\n"
+           "FIELD WIDE TYPE LONGINT PREVAL NIL FIELD NARROW TYPE LONGINT PREVAL NIL\n"
+           "FIELD WHOLE TYPE REAL PREVAL NIL FIELD LETTER TYPE CHAR PREVAL NIL\n"
+           "FIELD DAY TYPE DATE PREVAL NIL FIELD AT TYPE TIME PREVAL NIL\n"
+           "FIELD LIST TYPE INT TIMES 3 PREVAL NIL,NIL,NIL\n"
+           "FIELD AGAIN TYPE INT PREVAL NIL FIELD GONE TYPE STRING 4 PREVAL NIL\n",
+           kItemKeys);
+// WORD is cut here already, AGAIN leaves.
+const std::string kItem2 =
+    define("ITEM", 2, "ISAM",
+           "FIELD LIST TYPE LONGINT TIMES 2 PREVAL 8,9 FIELD NUMBER TYPE LONGINT PREVAL NIL\n"
+           "FIELD TEXT TYPE STRING 4 PREVAL NIL FIELD WIDE TYPE REAL PREVAL NIL\n"
+           "FIELD NARROW TYPE INT PREVAL NIL FIELD WHOLE TYPE LONGINT PREVAL NIL\n"
+           "FIELD LETTER TYPE STRING 3 PREVAL NIL FIELD DAY TYPE LONGINT PREVAL NIL\n"
+           "FIELD AT TYPE TIME PREVAL NIL FIELD EARLY TYPE INT PREVAL 5\n",
+           kItemKeys);
+const std::string kItem3 =
+    define("ITEM", 3, "ISAM",
+           "FIELD TEXT TYPE STRING 12 PREVAL 'new' FIELD NUMBER TYPE REAL PREVAL NIL\n"
+           "FIELD WIDE TYPE REAL PREVAL NIL FIELD NARROW TYPE INT PREVAL NIL\n"
+           "FIELD WHOLE TYPE INT PREVAL NIL FIELD LETTER TYPE CHAR PREVAL NIL\n"
+           "FIELD DAY TYPE DATE PREVAL NIL FIELD AT TYPE TIME PREVAL NIL\n"
+           "FIELD LIST TYPE LONGINT TIMES 4 PREVAL 1,2,3,4 FIELD EARLY TYPE INT PREVAL 6\n"
+           "FIELD AGAIN TYPE INT PREVAL 7\n",
+           kItemKeys);
+const std::string kBox1 =
+    define("BOX", 1, "RANDOM",
+           "FIELD SNR TYPE LONGINT PREVAL 0 FIELD NAME TYPE STRING 8 PREVAL NIL\n", "");
+const std::string kBox2 = define("BOX", 2, "RANDOM",
+                                 "FIELD SNR TYPE LONGINT PREVAL 0 FIELD SIZE TYPE INT PREVAL 3\n"
+                                 "FIELD NAME TYPE STRING 5 PREVAL NIL\n",
+                                 "");
+const std::string kTable = "ITEM 1 2 0\nITEM 2 3 0 # last\nBOX 1 2 1\nEND.\n";
+
+constexpr int kItems = 6;
+constexpr int kBoxes = 5;  // number 3 is deleted, 5 too
+
+int last_at = 0;  // AT of the last item, which a program may change meanwhile
+
+struct ConversionTest : DataTest {
+  ConversionTest() {
+    std::filesystem::create_directories("definitions");
+    write_file("definitions/FILEITEM_1.DES", kItem1 + "END.");
+    write_file("definitions/FILEITEM_2.DES", kBox1 + kItem2 + "END.");
+    write_file("definitions/FILEBOX_1.DES", kBox1 + "END.");
+    write_file("definitions/FILEDATA.DES", kItem3 + kBox2 + "END.");
+    write_file("definitions/FILEVER.DES", kTable);
+    write_file("definitions/PATHVER.DES", "PATH 5 4 END.");
+    setenv("DEFINITION_DIRECTORY", "definitions", 1);
+    settings_read();
+    clock_sleep_hook = [](int) {};
+    make_old_files();
+  }
+  ~ConversionTest() override {
+    conversion_step_hook = nullptr;
+    file_fault_hook = nullptr;
+    data_close_all();
+  }
+
+  static void load(std::initializer_list<const char*> sets) {
+    data_close_all();
+    definition_start();
+    for (const char* set : sets)
+      definition_set_load(set);
+  }
+  static void write_item(int number) {
+    FileDefinition& item = definition_get("ITEM");
+    data_clear_record(item);
+    data_put_integer(item, "NUMBER", static_cast<std::int16_t>(number));
+    data_put_text(item, "TEXT", number % 2 == 0 ? "even" : "odd and more"s.substr(0, 10));
+    data_put_long(item, "WIDE", -1'000'000 * number);
+    data_put_long(item, "NARROW", -32'768 + number);
+    data_put_double(item, "WHOLE", 32'767 - number);
+    data_put_text(item, "LETTER", "k");
+    data_put_long(item, "DAY", 311299);
+    data_put_long(item, "AT", number == kItems ? last_at : 2359);
+    for (int element = 1; element <= 3; ++element)
+      data_put_integer(item, "LIST", static_cast<std::int16_t>(number * element), element);
+    data_put_integer(item, "AGAIN", 99);
+    ASSERT_EQ(data_write(item), kDataDone);
+  }
+  static void make_old_files() {
+    std::filesystem::remove_all("data/5");
+    last_at = 2359;
+    load({"ITEM_1", "BOX_1"});
+    ASSERT_EQ(data_open("ITEM", LockWait::kTell), kDataDone);
+    for (int number = kItems; number > 0; --number)
+      write_item(number);
+    FileDefinition& item = definition_get("ITEM");
+    data_put_integer(item, "NUMBER", 100);
+    ASSERT_EQ(data_read(item, 1, true, LockWait::kTell), kDataNotFound);  // leaves a placeholder
+    FileDefinition& box = definition_get("BOX");
+    ASSERT_EQ(data_open(box, LockWait::kTell), kDataDone);
+    for (int number = 1; number <= kBoxes; ++number) {
+      data_clear_record(box);
+      data_put_text(box, "NAME", "box no " + std::to_string(number));
+      ASSERT_EQ(data_write(box), kDataDone);
+    }
+    for (const int number : {3, 5}) {
+      data_put_long(box, "SNR", number);
+      ASSERT_EQ(data_delete(box), kDataDone);
+    }
+    load({"DATA"});
+  }
+  static int run(ConversionReport& report, bool keep_old = false) {
+    load({"DATA"});
+    return conversion_run(definitions_by_name(), {.keep_old = keep_old, .progress = {}}, report);
+  }
+  static int run() {
+    ConversionReport report;
+    return run(report);
+  }
+
+  static void expect_item(FileDefinition& item, int number) {
+    EXPECT_EQ(data_get_double(item, "NUMBER"), number);
+    EXPECT_EQ(data_get_text(item, "TEXT"), number % 2 == 0 ? "even" : "odd ");
+    EXPECT_EQ(data_get_double(item, "WIDE"), -1e6 * number);
+    EXPECT_EQ(data_get_integer(item, "NARROW"), -32'768 + number);
+    EXPECT_EQ(data_get_integer(item, "WHOLE"), 32'767 - number);
+    EXPECT_EQ(data_get_text(item, "LETTER"), "k");
+    EXPECT_EQ(data_get_long(item, "DAY"), 311299);
+    EXPECT_EQ(data_get_long(item, "AT"), number == kItems ? last_at : 2359);
+    const int list[] = {number, 2 * number, 3, 4};
+    for (int element = 1; element <= 4; ++element)
+      EXPECT_EQ(data_get_long(item, "LIST", element), list[element - 1]);
+    EXPECT_EQ(data_get_integer(item, "EARLY"), 5);  // new in version 2
+    EXPECT_EQ(data_get_integer(item, "AGAIN"), 7);  // gone in version 2, so new in version 3
+  }
+  // Everything is converted, and nothing else is there.
+  static void expect_converted() {
+    FileDefinition& item = definition_get("ITEM");
+    ASSERT_EQ(data_open(item, LockWait::kTell), kDataDone);
+    int number = 0;
+    while (data_read_next(item, 1) == kDataDone)
+      expect_item(item, ++number);
+    EXPECT_EQ(number, kItems);
+    std::string order;
+    for (int result = data_read_first(item, 2); result == 0; result = data_read_next(item, 2))
+      order += std::to_string(static_cast<int>(data_get_double(item, "NUMBER")));
+    EXPECT_EQ(order, "246135");  // equal texts by the primary key
+    FileDefinition& box = definition_get("BOX");
+    ASSERT_EQ(data_open(box, LockWait::kTell), kDataDone);
+    for (const int expected : {1, 2, 4}) {
+      ASSERT_EQ(data_read_next(box, 1), kDataDone);
+      EXPECT_EQ(data_get_long(box, "SNR"), expected);
+      EXPECT_EQ(data_get_integer(box, "SIZE"), 3);
+      EXPECT_EQ(data_get_text(box, "NAME"), "box n");
+    }
+    EXPECT_EQ(data_read_next(box, 1), kDataNotFound);
+    data_clear_record(box);
+    data_write(box);
+    EXPECT_EQ(data_get_long(box, "SNR"), kBoxes + 1);  // no number is given out again
+    data_delete(box);
+    data_close_all();
+    expect_contents(
+        {"ITEM.dat", "ITEM.idx", "ITEM.ver", "BOX", "BOX.ver", "PATHCONV.ver", "lock.$$$"});
+    EXPECT_EQ(version_read_path(5), 4);
+    EXPECT_EQ(read_file("data/5/ITEM.ver") + read_file("data/5/BOX.ver"), "3\n2\n");
+  }
+  static void expect_contents(const std::set<std::string>& expected) {
+    std::set<std::string> found;
+    for (const auto& entry : std::filesystem::directory_iterator("data/5"))
+      found.insert(entry.path().filename());
+    EXPECT_EQ(found, expected);
+  }
+  static bool old_file_is_in_force() {
+    const int descriptor = ISOPEN("data/5/ITEM", kIsInputOutput | kIsManualLock);
+    if (descriptor < 0) return false;
+    IsamInfo info;
+    EXPECT_EQ(isinfo(descriptor, info), 0);
+    ISCLOSE(descriptor);
+    return info.keys[0].parts[0].length == 2;  // the INT
+  }
+  // The old or the new pair, whole, or one that the engine refuses: never none, never an empty one.
+  static void expect_no_empty_file() {
+    const int descriptor = ISOPEN("data/5/ITEM", kIsInputOutput | kIsManualLock);
+    if (descriptor < 0) {
+      EXPECT_EQ(iserrno, kIsBadFile);
+      return;
+    }
+    EXPECT_GE(iscount(descriptor), kItems);
+    ISCLOSE(descriptor);
+  }
+  static void expect_old() {
+    expect_contents({"ITEM.dat", "ITEM.idx", "ITEM.ver", "BOX", "BOX.ver", "lock.$$$"});
+    EXPECT_EQ(read_file("data/5/ITEM.ver") + read_file("data/5/BOX.ver"), "1\n1\n");
+    expect_no_empty_file();
+  }
+};
+
+int countdown = 0;
+
+bool is_killed_at(int step) {
+  const pid_t child = fork();
+  if (child == 0) {
+    countdown = step;
+    // Between two records nothing of interest happens that does not happen before closing.
+    conversion_step_hook = [](const char* step) {
+      return step != "write"s && --countdown == 0 ? raise(SIGKILL) : 0;
+    };
+    _exit(ConversionTest::run());
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFSIGNALED(status);
+}
+
+TEST_F(ConversionTest, ConvertsEveryFieldAndTellsWhatItDid) {
+  ConversionReport report;
+  ASSERT_EQ(run(report, true), kConversionDone);
+  ASSERT_EQ(report.files.size(), 2);
+  EXPECT_EQ(report.files[0].records, 3);
+  EXPECT_EQ(report.files[0].cut, 3);
+  EXPECT_EQ(report.files[1].base, "data/5/ITEM");
+  EXPECT_EQ(report.files[1].records, kItems);
+  EXPECT_EQ(report.files[1].cut, kItems / 2);
+  for (const char* kept : {"ITEM.version-1.dat", "ITEM.version-1.idx", "BOX.version-1"})
+    EXPECT_TRUE(std::filesystem::remove("data/5/"s + kept)) << kept;
+  for (const char* kept : {"ITEM", "BOX"}) {
+    EXPECT_EQ(read_file("data/5/"s + kept + ".version-1.ver"), "1\n");
+    std::filesystem::remove("data/5/"s + kept + ".version-1.ver");
+  }
+  expect_converted();
+  EXPECT_EQ(run(report), kConversionDone);
+  EXPECT_TRUE(report.files.empty());
+}
+
+TEST_F(ConversionTest, KilledAtAnyStepTheNextRunGoesOn) {
+  bool killed = true;
+  for (int step = 1; killed; ++step) {
+    make_old_files();
+    SCOPED_TRACE(step);
+    killed = is_killed_at(step);
+    expect_no_empty_file();
+    if (old_file_is_in_force()) {  // then programs may go on with it
+      load({"ITEM_1"});
+      ASSERT_EQ(data_open("ITEM", LockWait::kTell), kDataDone);
+      last_at = 1200;
+      write_item(kItems);
+      data_close_all();
+    }
+    // The next run is killed as well, while it clears up.
+    for (int again = 1; again <= 3 && std::filesystem::exists("data/5/ITEM.converting.ver");
+         ++again)
+      is_killed_at(again);
+    ASSERT_EQ(run(), kConversionDone);
+    expect_converted();
+    if (HasFailure()) return;
+  }
+}
+
+TEST_F(ConversionTest, ASignalThatAsksToEndLeavesTheOldFiles) {
+  const pid_t child = fork();
+  if (child == 0) {
+    countdown = 3;  // the first file is copied, the second one begun
+    conversion_step_hook = [](const char* step) {
+      return step == "create"s && --countdown == 1 ? raise(SIGTERM) : 0;
+    };
+    _exit(run());
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+  expect_old();
+}
+
+TEST_F(ConversionTest, AFailingDiskLeavesTheOldFilesOrIsGotOver) {
+  struct Row {
+    const char* what;
+    void (*arm)();
+  };
+  const Row rows[] = {
+      {"step",
+       [] { conversion_step_hook = [](const char*) { return --countdown == 0 ? EIO : 0; }; }},
+      {"file", [] {
+         file_fault_hook = [](FileCall call) {
+           return call != FileCall::kLock && --countdown == 0 ? ENOSPC : 0;
+         };
+       }}};
+  for (const Row& row : rows) {
+    countdown = 0;
+    for (int call = 1; countdown <= 0; ++call) {
+      SCOPED_TRACE(row.what + std::to_string(call));
+      make_old_files();
+      countdown = call;
+      row.arm();
+      ConversionReport report;
+      const int result = run(report);
+      conversion_step_hook = nullptr;
+      file_fault_hook = nullptr;
+      EXPECT_EQ(result == kConversionFailed, report.problems.size() == 1);
+      expect_no_empty_file();
+      if (report.files.empty() && result == kConversionFailed &&
+          report.problems[0].find("run the conversion again") == std::string::npos)
+        expect_old();
+      ASSERT_EQ(run(), kConversionDone);
+      expect_converted();
+      if (HasFailure()) return;
+    }
+  }
+}
+
+TEST_F(ConversionTest, WhatCannotBeConvertedIsSaidBeforeAnythingChanges) {
+  struct Row {
+    const char* path;
+    std::string text;
+    const char* problem;
+  };
+  const std::string set = "definitions/FILEDATA.DES";
+  const std::string older = "definitions/FILEITEM_2.DES";
+  const std::string table = "definitions/FILEVER.DES";
+  const Row rows[] = {
+      {table.c_str(), "ITEM 1 2 0 BOX 1 2 0 END.",
+       "ITEM: definitions/FILEVER.DES leads from version 1 -> 2 no further, defined is 3"},
+      {table.c_str(), "ITEM 1 2 0 ITEM 2 1 0 BOX 1 2 0 END.",
+       "ITEM: definitions/FILEVER.DES leads in a circle: 1 -> 2 -> 1"},
+      {table.c_str(), kTable.substr(0, kTable.size() - 5),
+       "definitions/FILEVER.DES:4: seq: unexpected EOF: expected END., found the end of the text"},
+      {table.c_str(), "ITEM 1 2.5 0 ITEM 2.5 3 0 BOX 1 2 0 END.",
+       "definitions/FILEITEM_2.5.DES: the definition of ITEM version 2.5: No such file or directory"},
+      {older.c_str(), kItem1 + "END.",
+       "definitions/FILEITEM_2.DES: the definition of ITEM version 2: the set has VERSION 1"},
+      {older.c_str(), kItem2,
+       "definitions/FILEITEM_2.DES:8: seq: unexpected EOF: expected END., found the end of the text"},
+      {"data/5/ITEM.ver", "4\n",
+       "ITEM: convert: file version newer than expected (version 4, defined is 3)"},
+      {"data/5/PATHCONV.ver", "5\n",
+       "data/5/PATHCONV.ver: convert: path version newer than expected (version 5, wanted is 4)"},
+      {"data/5/ITEM.ver", "",
+       "data/5/ITEM: no version record; write the version of its records into data/5/ITEM.ver"},
+      {older.c_str(),
+       define("ITEM", 2, "ISAM",
+              "FIELD NUMBER TYPE INT PREVAL NIL FIELD TEXT TYPE DATE PREVAL NIL\n", kItemKeys) +
+           "END.",
+       "ITEM version 1 to 2: TEXT: STRING 10 cannot become DATE"},
+      {set.c_str(),
+       kItem3 + define("BOX", 2, "KETT", "FIELD SNR TYPE LONGINT PREVAL 0\n", "") + "END.",
+       "BOX version 1: chained files cannot be converted"},
+      {"definitions/FILEITEM_1.DES",
+       define("ITEM", 1, "ISAM",
+              "FIELD NUMBER TYPE LONGINT PREVAL NIL FIELD TEXT TYPE STRING 10 PREVAL NIL\n",
+              kItemKeys) +
+           "END.",
+       "data/5/ITEM: not as version 1: key 1 is not as it is defined"},
+  };
+  for (const auto& [path, text, problem] : rows) {
+    const std::string before = std::filesystem::exists(path) ? read_file(path) : "";
+    write_file(path, text);
+    ConversionReport report;
+    EXPECT_EQ(run(report), kConversionRefused) << problem;
+    ASSERT_EQ(report.problems.size(), 1) << problem << report.problems[1];
+    EXPECT_EQ(report.problems[0], problem);
+    write_file(path, before);
+    if (before.empty()) std::filesystem::remove(path);
+  }
+  expect_old();
+}
+
+TEST_F(ConversionTest, RecordsThatDoNotFitStopItAndAreNamed) {
+  load({"ITEM_1", "BOX_1"});
+  FileDefinition& item = definition_get("ITEM");
+  ASSERT_EQ(data_open(item, LockWait::kTell), kDataDone);
+  const auto spoil = [&item](int number, const char* field, double value) {
+    write_item(number);
+    if (field == "NARROW"s) data_put_long(item, field, static_cast<std::int32_t>(value));
+    if (field == "WHOLE"s) data_put_double(item, field, value);
+    ASSERT_EQ(data_write(item), kDataDone);
+  };
+  spoil(10, "NARROW", 32'768);
+  spoil(11, "WHOLE", 2.5);
+  spoil(12, "WHOLE", 32'768);  // too much for the last step only
+  spoil(13, "WHOLE", std::numeric_limits<double>::quiet_NaN());
+  ConversionReport report;
+  EXPECT_EQ(run(report), kConversionRefused);
+  EXPECT_EQ(report.problems,
+            (std::vector<std::string>{"data/5/ITEM: NUMBER 10: NARROW: 32768 does not fit INT",
+                                      "data/5/ITEM: NUMBER 11: WHOLE: 2.5 does not fit LONGINT",
+                                      "data/5/ITEM: NUMBER 12: WHOLE: 32768 does not fit INT",
+                                      "data/5/ITEM: NUMBER 13: WHOLE: nan does not fit LONGINT"}));
+  expect_old();
+  // A primary key that loses what told records apart.
+  const std::string keys = "BEGINKEY KEY 1 SEGMENT 1 IS TEXT ENDKEY";
+  write_file("definitions/FILEDATA.DES",
+             define("ITEM", 2, "ISAM", "FIELD TEXT TYPE STRING 2 PREVAL NIL\n", keys) + "END.");
+  EXPECT_EQ(run(report), kConversionRefused);
+  EXPECT_EQ(report.problems.size(), kItems + 4 - 2);
+  EXPECT_EQ(report.problems[0], "data/5/ITEM: NUMBER 3: another record gets the same primary key");
+}
+
+TEST_F(ConversionTest, WhoeverUsesTheDataIsNoticed) {
+  {
+    const OtherProcess user([] { return path_lock_shared(5) == kDataDone; });
+    ASSERT_TRUE(user.ready());
+    ConversionReport report;
+    EXPECT_EQ(run(report), kConversionLocked);
+    EXPECT_NE(report.problems.at(0).find("data/5: File locked. CR try again (process "),
+              std::string::npos);
+    EXPECT_EQ(path_lock_exclusive(6), kDataDone);
+  }
+  setenv("IS_MULTIUSER", "FALSE", 1);
+  settings_read();
+  for (const char* name : {"ITEM", "BOX"}) {
+    const OtherProcess user([name] {
+      definition_set_load(name + "_1"s);
+      return data_open(name, LockWait::kTell) == kDataDone;
+    });
+    ASSERT_TRUE(user.ready());
+    ConversionReport report;
+    EXPECT_EQ(run(report), kConversionLocked);
+    EXPECT_EQ(report.problems, (std::vector{"data/5/"s + name + ": in use by another process"}));
+  }
+  expect_old();
+  EXPECT_EQ(run(), kConversionDone);
+  expect_converted();
+}
+
+TEST_F(ConversionTest, TheHeadingHasTheValuesInItsPlaces) {
+  FileConversion conversion;
+  conversion.file = &definition_get("ITEM");
+  conversion.versions = {1, 2, 12.5};
+  EXPECT_EQ(conversion_heading(conversion), "File:ITEM       Path:5    Old:1     New:12.5");
+}
+
+}  // namespace marigold::test

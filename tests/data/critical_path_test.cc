@@ -1,0 +1,63 @@
+#include "runtime/data/critical_path.h"
+
+#include "runtime/core/settings.h"
+#include "runtime/data/data_path.h"
+#include "runtime/data/lock_file.h"
+#include "runtime/data/version.h"
+#include "runtime/platform/clock.h"
+#include "tests/data/support.h"
+
+namespace marigold::test {
+
+using enum CriticalPathState;
+
+std::vector<CriticalPathState> states() {
+  std::vector<CriticalPathState> all;
+  for (int number = 1; number <= kCriticalPaths; ++number)
+    all.push_back(critical_path_state(number));
+  return all;
+}
+
+bool can_be_taken_elsewhere(int path_class) {
+  return elsewhere([path_class] { return path_lock_exclusive(path_class) == kDataDone; });
+}
+
+TEST_F(DataTest, CriticalPathsAreReadyTogetherOrNotAtAll) {
+  critical_path_start();
+  clock_sleep_hook = [](int) {};
+  std::filesystem::create_directories("definitions");
+  setenv("DEFINITION_DIRECTORY", "definitions", 1);
+  settings_read();
+  // By the numbers of the entries: the first is in the directory of class 4.
+  write_file("definitions/PATHVER.DES", "PATH 1 2\nPATH 2 3 PATH 3 1 PATH 5 7\nEND.");
+  for (const auto& [path_class, version] : {std::pair{4, 2}, {5, 3}, {6, 2}, {8, 7}}) {
+    std::filesystem::create_directories(data_directory(path_class));
+    version_write_path(path_class, version);
+  }
+  critical_path_set(1, "data/4");
+  critical_path_set(2, "./data/5/");
+  ASSERT_TRUE(critical_path_check());
+  EXPECT_EQ(states(), (std::vector{kReady, kReady, kUnchecked, kUnchecked, kUnchecked}));
+  EXPECT_FALSE(can_be_taken_elsewhere(4));  // held shared
+  EXPECT_TRUE(elsewhere([] { return path_lock_shared(5) == kDataDone; }));
+
+  critical_path_set(2, "data/4");
+  critical_path_set(3, "data/6");
+  critical_path_set(4, "data/7");
+  critical_path_set(5, "data/elsewhere");
+  critical_path_set(6, "data/8");
+  EXPECT_FALSE(critical_path_check());
+  EXPECT_EQ(states(), (std::vector{kReady, kInUse, kConversionNeeded, kNew, kUnknown}));
+  EXPECT_TRUE(can_be_taken_elsewhere(4));  // closed again
+  EXPECT_TRUE(can_be_taken_elsewhere(6));
+
+  const OtherProcess other([] { return path_lock_shared(8) == kDataDone; });
+  for (int number = 1; number < kCriticalPaths; ++number)
+    critical_path_set(number, "");
+  critical_path_set(5, "data/8");
+  EXPECT_FALSE(critical_path_check());
+  EXPECT_EQ(critical_path_state(5), kInUse);
+  critical_path_start();
+}
+
+}  // namespace marigold::test
