@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/data_target.h"
+
 namespace marigold {
 
 struct DataScan {
@@ -13,6 +15,52 @@ struct DataScan {
   bool json = false;
 };
 int data_scan(const DataScan& options);
+
+struct DataInfo {
+  DataFileOptions file;
+  bool json = false;
+};
+int data_info(const DataInfo& options);
+
+struct DataCheck {
+  std::vector<std::string> files;
+  DataFileOptions file;  // without a name
+};
+int data_check(const DataCheck& options);
+
+struct DataRebuild {
+  DataFileOptions file;
+};
+int data_rebuild(const DataRebuild& options);
+
+struct DataDump {
+  DataFileOptions file;
+  std::string code_set;
+  bool json = false;
+  int key = 1;
+  std::string from;  // see WalkRange
+  std::string to;
+  std::string output;  // empty: standard output
+};
+int data_dump(const DataDump& options);
+
+enum class LinesFormat { kBySuffix, kCsv, kJson };
+
+struct DataLoad {
+  DataFileOptions file;
+  std::string input;  // empty: standard input
+  std::string code_set;
+  LinesFormat format = LinesFormat::kBySuffix;  // ".json", ".jsonl" and ".ndjson" are JSON
+  bool replace = false;
+  bool keep_going = false;
+};
+int data_load(const DataLoad& options);
+
+struct DataLocks {
+  int path_class = 0;
+  bool json = false;
+};
+int data_locks(const DataLocks& options);
 
 struct DataConvert {
   std::vector<std::string> sets;  // names, or paths of definition sets

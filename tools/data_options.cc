@@ -29,6 +29,130 @@ void register_scan(CLI::App& data, int& status) {
   command->callback([options, &status] { status = data_scan(*options); });
 }
 
+void add_file(CLI::App& command, DataFileOptions& file) {
+  command.add_option("FILE", file.file, "The name of the file in its definition set")
+      ->required()
+      ->type_name("");
+}
+
+void add_place(CLI::App& command, DataFileOptions& file) {
+  command
+      .add_option("--set", file.set,
+                  "The definition set, as for scan (default: the one in DEFINITION_DIRECTORY that "
+                  "defines the file)")
+      ->type_name("SET");
+  command
+      .add_option("--path", file.path,
+                  "Where the file lies, without .dat (default: in the directory of its path class, "
+                  "DATA_DIRECTORY)")
+      ->type_name("BASE");
+}
+
+void add_code_set(CLI::App& command, std::string& code_set) {
+  command
+      .add_option("--code-set", code_set,
+                  "The code set of the texts in the file; lines are UTF-8 (default 8859)")
+      ->type_name("NAME")
+      ->default_val("8859");
+}
+
+void register_info(CLI::App& data, int& status) {
+  CLI::App* command = data.add_subcommand("info", "Show what a data file is and holds");
+  const auto options = std::make_shared<DataInfo>();
+  add_file(*command, options->file);
+  add_place(*command, options->file);
+  command->add_flag("--json", options->json, "Write a JSON object");
+  command->footer("Exit status 0: done; 1: the file is damaged or not as defined; 2: unusable.\n");
+  command->callback([options, &status] { status = data_info(*options); });
+}
+
+void register_check(CLI::App& data, int& status) {
+  CLI::App* command = data.add_subcommand("check", "Look for damage in data files");
+  const auto options = std::make_shared<DataCheck>();
+  command->add_option("FILE", options->files, "Names of files in their definition sets")
+      ->required()
+      ->type_name("");
+  add_place(*command, options->file);
+  command->footer("Exit status 0: no damage; 1: findings; 2: a file cannot be looked at.\n");
+  command->callback([options, &status] { status = data_check(*options); });
+}
+
+void register_rebuild(CLI::App& data, int& status) {
+  CLI::App* command =
+      data.add_subcommand("rebuild", "Make the indexes of a data file anew from its records");
+  const auto options = std::make_shared<DataRebuild>();
+  add_file(*command, options->file);
+  add_place(*command, options->file);
+  command->footer("Exit status 0: done; 1: done, and records were lost; 2: not done.\n");
+  command->callback([options, &status] { status = data_rebuild(*options); });
+}
+
+void register_dump(CLI::App& data, int& status) {
+  CLI::App* command =
+      data.add_subcommand("dump", "Write the records of a data file as CSV or JSON");
+  const auto options = std::make_shared<DataDump>();
+  add_file(*command, options->file);
+  add_place(*command, options->file);
+  add_code_set(*command, options->code_set);
+  command->add_flag("--json", options->json, "Write a JSON object a line");
+  command->add_option("--key", options->key, "In the order of this key (default 1)")
+      ->type_name("NUMBER");
+  command
+      ->add_option("--from", options->from,
+                   "Begin with this key value: the first parts of it, separated by commas")
+      ->type_name("VALUE");
+  command->add_option("--to", options->to, "End with the last record of this key value")
+      ->type_name("VALUE");
+  command->add_option("-o,--output", options->output, "Write a file (default: standard output)")
+      ->type_name("PATH");
+  command->footer(
+      "Exit status 0: done; 1: records were left out; 2: not done.\n"
+      "Example:\n"
+      "  marigold data dump CUSTOMER --key 2 --from M --to O -o customers.csv\n");
+  command->callback([options, &status] { status = data_dump(*options); });
+}
+
+void register_load(CLI::App& data, int& status) {
+  CLI::App* command =
+      data.add_subcommand("load", "Write records from CSV or JSON into a data file");
+  const auto options = std::make_shared<DataLoad>();
+  add_file(*command, options->file);
+  command
+      ->add_option("INPUT", options->input,
+                   "CSV with the fields' names in its first line, or JSON lines in a file "
+                   "*.json, *.jsonl or *.ndjson (default: standard input)")
+      ->type_name("");
+  add_place(*command, options->file);
+  add_code_set(*command, options->code_set);
+  CLI::Option* csv = command->add_flag_callback(
+      "--csv", [options] { options->format = LinesFormat::kCsv; }, "The input is CSV");
+  command
+      ->add_flag_callback(
+          "--json", [options] { options->format = LinesFormat::kJson; },
+          "The input has a JSON object a line")
+      ->excludes(csv);
+  command->add_flag("--replace", options->replace,
+                    "Replace records whose primary key the file has already");
+  command->add_flag("--keep-going", options->keep_going,
+                    "Load the good lines even if others are rejected");
+  command->footer(
+      "Without --keep-going either all lines are loaded or none.\n"
+      "Exit status 0: done; 1: lines were rejected; 2: not done.\n");
+  command->callback([options, &status] { status = data_load(*options); });
+}
+
+void register_locks(CLI::App& data, int& status) {
+  CLI::App* command = data.add_subcommand("locks", "Show who holds a path class");
+  const auto options = std::make_shared<DataLocks>();
+  constexpr int kLastClass = 30;
+  command->add_option("CLASS", options->path_class, "The number of the class, 0 to 30")
+      ->required()
+      ->check(CLI::Range(0, kLastClass))
+      ->type_name("");
+  command->add_flag("--json", options->json, "Write a JSON object a line");
+  command->callback([options, &status] { status = data_locks(*options); });
+}
+
 void register_convert(CLI::App& data, int& status) {
   CLI::App* command =
       data.add_subcommand("convert", "Bring data files to the versions of their definitions");
@@ -61,9 +185,15 @@ void register_convert(CLI::App& data, int& status) {
 }  // namespace
 
 void data_register(CLI::App& tool, int& status) {
-  CLI::App* data = tool.add_subcommand("data", "Data files and their definitions: scan, convert");
+  CLI::App* data = tool.add_subcommand("data", "Data files and their definitions");
   data->require_subcommand(1);
   register_scan(*data, status);
+  register_info(*data, status);
+  register_check(*data, status);
+  register_rebuild(*data, status);
+  register_dump(*data, status);
+  register_load(*data, status);
+  register_locks(*data, status);
   register_convert(*data, status);
 }
 

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <optional>
 
 #include "runtime/core/settings.h"
@@ -7,13 +6,12 @@
 #include "runtime/platform/file.h"
 #include "runtime/texte/syserr.h"
 #include "tools/data_commands.h"
+#include "tools/data_report.h"
 #include "tools/new_files.h"
 #include "tools/report.h"
 
 namespace marigold {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 // Of a token in a message; values are longer only when something is wrong with their quotes.
 constexpr std::size_t kShownOfToken = 40;
@@ -38,16 +36,6 @@ struct Result {
   bool errors = false;
   Problems unreadable;
 };
-
-std::string as_json_line(const Json& object) {
-  // Sets and their names may be in any encoding.
-  return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
-}
-
-std::string path_of(const std::string& set) {
-  const bool path = set.find('/') != std::string::npos || set.ends_with(".DES");
-  return path ? set : definition_set_path(set);
-}
 
 // On one line, and not longer than a reader wants it.
 std::string shown(std::string token) {
@@ -96,7 +84,8 @@ std::vector<Finding> findings_of(const std::string& path, const DefinitionScan& 
 
 std::string written(const Finding& finding, bool json) {
   if (!json) return at_line(finding.file, finding.line) + finding.message + "\n";
-  Json object = {{"file", finding.file}, {"line", finding.line}, {"message", finding.message}};
+  OrderedJson object = {
+      {"file", finding.file}, {"line", finding.line}, {"message", finding.message}};
   if (finding.number != 0) {
     object["error"] = finding.number;
     object["expected"] = finding.expected;
@@ -138,7 +127,7 @@ int data_scan(const DataScan& options) {
   settings_read();
   Result result;
   for (const std::string& set : options.sets)
-    scan_set(path_of(set), options.json, result);
+    scan_set(definition_path_of(set), options.json, result);
   const int status = write_output(result.output, result.errors ? kExitFindings : kExitClean);
   return result.unreadable.empty() ? status : report_unusable(result.unreadable);
 }

@@ -1,0 +1,51 @@
+// book NUMBER AMOUNT [TIMES]   adds an amount to the balance of a customer of the sample shop.
+//
+// As a program does it that others work beside: the record is locked from the moment in which it is
+// read until it is written, so no amount is ever lost.
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "runtime/core/settings.h"
+#include "runtime/data/data_file.h"
+#include "runtime/data/definition_set.h"
+#include "runtime/data/field_access.h"
+#include "runtime/texte/syserr.h"
+
+namespace {
+
+using namespace marigold;
+
+constexpr int kByNumber = 1;
+
+bool book(FileDefinition& customers, std::int32_t number, double amount) {
+  data_put_long(customers, "NUMBER", number);
+  const bool found = data_read(customers, kByNumber, true, LockWait::kWait) == kDataDone;
+  if (found) {
+    data_put_double(customers, "BALANCE", data_get_double(customers, "BALANCE") + amount);
+    data_write(customers);
+  } else {
+    std::fprintf(stderr, "There is no customer %d\n", static_cast<int>(number));
+  }
+  data_release(customers);
+  return found;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 3) {
+    std::fputs("book NUMBER AMOUNT [TIMES]\n", stderr);
+    return 2;
+  }
+  syserr_start();
+  settings_read();
+  definition_set_load("SHOP");
+  FileDefinition& customers = definition_get("CUSTOMER");
+  data_open(customers, LockWait::kTellAndWait);
+  bool booked = true;
+  for (int times = argc > 3 ? std::atoi(argv[3]) : 1; booked && times > 0; --times)
+    booked = book(customers, std::atoi(argv[1]), std::atof(argv[2]));
+  data_close_all();
+  return booked ? 0 : 1;
+}

@@ -1,0 +1,40 @@
+// What the tests of "marigold data" share.
+#pragma once
+
+#include "tests/support/support.h"
+
+namespace marigold::test {
+
+// A work directory with the tool and a definition set of two files, BOX with keys NUMBER and NAME,
+// SIZE, and SLOTS by number. Data lies in data/1 and data/2.
+struct DataToolTest : testing::Test {
+  DataToolTest() {
+    for (const char* name : {"DEFINITION_DIRECTORY", "DATA_DIRECTORY", "IS_MULTIUSER"})
+      unsetenv(name);
+    std::filesystem::create_symlink(MARIGOLD, "marigold");
+    std::filesystem::create_directory("definitions");
+    write_file(
+        "definitions/FILEBOX.DES",
+        "BEGINFILE NAME BOX VERSION 2 PATH 1 LEN 40 TYPE ISAM BEGINFIELD\n"
+        "FIELD NUMBER TYPE LONGINT PREVAL NIL\n"
+        "FIELD NAME TYPE STRING 4 TIMES 2 PREVAL 'x', NIL\n"
+        "FIELD KIND TYPE CHAR PREVAL 'K'\n"
+        "FIELD RATE TYPE REAL PREVAL 2.5\n"
+        "FIELD DAY TYPE DATE PREVAL 010190\n"
+        "FIELD AT TYPE TIME PREVAL 0930\n"
+        "FIELD SIZE TYPE INT PREVAL -1\n"
+        "ENDFIELD BEGINKEY KEY 1 SEGMENT 1 IS NUMBER\n"
+        "KEY 2 SEGMENT 1 IS NAME KEY 2 SEGMENT 2 IS SIZE ENDKEY ENDFILE\n"
+        "BEGINFILE NAME SLOTS VERSION 1 PATH 2 LEN 8 TYPE RANDOM BEGINFIELD\n"
+        "FIELD SNR TYPE LONGINT PREVAL NIL FIELD T TYPE STRING 3 PREVAL NIL ENDFIELD ENDFILE\n"
+        "BEGINFILE NAME CHAIN VERSION 1 PATH 2 LEN 8 TYPE KETT BEGINFIELD\n"
+        "FIELD A TYPE CHAR PREVAL NIL ENDFIELD ENDFILE END.\n");
+  }
+  static void expect(std::initializer_list<Finished> runs) { expect_runs("./marigold data", runs); }
+
+  WorkDirectory directory;
+};
+
+inline const std::string kBoxHeader = "NUMBER,NAME[1],NAME[2],KIND,RATE,DAY,AT,SIZE\n";
+
+}  // namespace marigold::test

@@ -1,0 +1,58 @@
+// Rows of comma-separated values (RFC 4180), with the lines in which they stand.
+#pragma once
+
+#include <csv.h>
+
+#include <algorithm>
+#include <istream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace marigold {
+
+// Cells are separated by commas and may stand in double quotes, doubled within. Blanks count. Line
+// ends are LF or CR LF; empty lines are passed over.
+class CsvRows {
+ public:
+  enum class Outcome {
+    kRow,
+    kFault,  // the line is no row; reading goes on behind it
+    kEnd,
+  };
+
+  // The stream outlives it.
+  explicit CsvRows(std::istream& input);
+  ~CsvRows() { csv_free(&parser_); }
+  CsvRows(const CsvRows&) = delete;
+  CsvRows& operator=(const CsvRows&) = delete;
+
+  // The next row; for a fault the reason.
+  Outcome next(std::string& reason);
+
+  // Of the row, valid until the next one.
+  [[nodiscard]] std::size_t size() const { return ends_.size(); }
+  [[nodiscard]] std::string_view cell(std::size_t number) const;
+
+  // In which the row or fault begins, from 1.
+  [[nodiscard]] int line() const { return std::max(first_line_, 1); }
+
+ private:
+  static void take_cell(void* bytes, std::size_t length, void* rows) noexcept;
+  static void take_row(int terminator, void* rows) noexcept;
+
+  bool read_line();
+  bool parse_line(std::string& reason);
+  void forget();
+
+  std::istream& input_;
+  csv_parser parser_{};
+  std::string physical_;
+  std::string bytes_;              // of all cells
+  std::vector<std::size_t> ends_;  // of the cells in it
+  int rows_ = 0;                   // complete ones since the last that was delivered
+  int line_ = 0;                   // read last
+  int first_line_ = 0;
+};
+
+}  // namespace marigold

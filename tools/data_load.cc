@@ -1,0 +1,167 @@
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <sstream>
+
+#include "tools/data_commands.h"
+#include "tools/load_target.h"
+#include "tools/new_files.h"
+#include "tools/progress.h"
+#include "tools/record_lines.h"
+
+namespace marigold {
+namespace {
+
+// The lines of a file, or of standard input.
+class Input {
+ public:
+  bool open(const std::string& path, std::string& problem);
+  [[nodiscard]] std::istream& stream() {
+    if (file_.is_open()) return file_;
+    return all_;
+  }
+  [[nodiscard]] const std::string& name() const { return name_; }
+
+ private:
+  std::string name_ = "standard input";
+  std::ifstream file_;
+  // Whoever types the lines can stop doing so as long as they are not being loaded.
+  std::istringstream all_;
+};
+
+bool Input::open(const std::string& path, std::string& problem) {
+  if (path.empty()) {
+    all_.str(std::string(std::istreambuf_iterator<char>(std::cin), {}));
+    return true;
+  }
+  name_ = path;
+  std::error_code unknown;
+  errno = 0;
+  if (std::filesystem::is_directory(path, unknown)) errno = EISDIR;
+  if (errno == 0) file_.open(path, std::ios::binary);
+  if (file_.is_open()) return true;
+  problem = file_error(path, errno);
+  return false;
+}
+
+bool is_json(const DataLoad& options) {
+  if (options.format != LinesFormat::kBySuffix) return options.format == LinesFormat::kJson;
+  const std::string suffix = std::filesystem::path(options.input).extension().string();
+  return suffix == ".json" || suffix == ".jsonl" || suffix == ".ndjson";
+}
+
+class Load {
+ public:
+  Load(const DataLoad& options, DataTarget& target, RecordText& text, Input& input)
+      : options_(options),
+        target_(target),
+        text_(text),
+        input_(input),
+        lines_(is_json(options) ? json_lines(text, input.stream())
+                                : csv_lines(text, input.stream())),
+        key_(text.file().type == FileType::kIsam
+                 ? key_columns(text.file(), text.file().keys.keys.front())
+                 : std::vector<Column>{text.columns().front()}),
+        progress_(input.name()) {}
+
+  int run();
+
+ private:
+  // False when nothing can be loaded, with the problem.
+  bool take_lines(LoadTarget& file, std::string& problem);
+  bool take_record(LoadTarget& file, char* record, std::string& problem);
+  void reject(const std::string& reason) {
+    ++rejected_;
+    progress_.hide();
+    report(at_line(input_.name(), lines_->line()) + reason);
+  }
+  int finish(LoadTarget& file);
+
+  const DataLoad& options_;
+  DataTarget& target_;
+  RecordText& text_;
+  Input& input_;
+  std::unique_ptr<RecordLines> lines_;
+  std::vector<Column> key_;
+  Progress progress_;
+  std::size_t rejected_ = 0;
+};
+
+bool Load::take_record(LoadTarget& file, char* record, std::string& problem) {
+  switch (file.add(record, problem)) {
+    case LoadTarget::Added::kTaken:
+      return true;
+    case LoadTarget::Added::kComesTwice:
+      reject("an earlier line has " + text_.describe(key_, record));
+      return true;
+    case LoadTarget::Added::kExists:
+      reject("the file has " + text_.describe(key_, record));
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool Load::take_lines(LoadTarget& file, std::string& problem) {
+  std::string record(static_cast<std::size_t>(text_.file().record_length), '\0');
+  std::string reason;
+  for (;; progress_.step()) {
+    switch (lines_->next(record.data(), reason)) {
+      case RecordLines::Outcome::kEnd:
+        if (!input_.stream().bad()) return true;
+        problem = file_error(input_.name(), EIO);
+        return false;
+      case RecordLines::Outcome::kRejected:
+        reject(reason);
+        break;
+      case RecordLines::Outcome::kUnusable:
+        problem = at_line(input_.name(), lines_->line()) + reason;
+        return false;
+      case RecordLines::Outcome::kRecord:
+        if (!take_record(file, record.data(), problem)) return false;
+    }
+  }
+}
+
+int Load::finish(LoadTarget& file) {
+  const std::string lines = counted(rejected_, "line") + " rejected";
+  if (rejected_ > 0 && !options_.keep_going) {
+    report("marigold: " + lines + ", nothing loaded");
+    return kExitFindings;
+  }
+  std::string problem;
+  if (!file.commit(problem)) return report_unusable({problem});
+  if (rejected_ > 0) report("marigold: " + lines);
+  std::string summary =
+      target_.base + ": " + counted(static_cast<std::size_t>(file.loaded), "record") + " loaded";
+  if (file.replaced > 0) summary += ", " + std::to_string(file.replaced) + " of them replaced";
+  return write_output(summary + "\n", rejected_ > 0 ? kExitFindings : kExitClean);
+}
+
+int Load::run() {
+  std::string problem;
+  const std::unique_ptr<LoadTarget> file = open_load_target(target_, options_.replace, problem);
+  if (file == nullptr) return report_unusable({problem});
+  const bool taken = take_lines(*file, problem);
+  progress_.hide();
+  return taken ? finish(*file) : report_unusable({problem});
+}
+
+}  // namespace
+
+int data_load(const DataLoad& options) {
+  CodeSet code_set;
+  std::string problem;
+  if (!code_set.open(options.code_set, problem)) return report_unusable({problem});
+  DataTarget target;
+  Problems problems;
+  if (!find_data_file(options.file, target, problems)) return report_unusable(problems);
+  Input input;
+  if (!input.open(options.input, problem)) return report_unusable({problem});
+  RecordText text(*target.definition, code_set);
+  return Load(options, target, text, input).run();
+}
+
+}  // namespace marigold

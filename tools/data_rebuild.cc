@@ -1,0 +1,40 @@
+#include "runtime/data/isam_access.h"
+#include "runtime/platform/file.h"
+#include "tools/data_commands.h"
+#include "tools/record_walk.h"
+
+namespace marigold {
+namespace {
+
+// What is still the matter with a file whose indexes have been made; "" for nothing.
+std::string misfit(const DataTarget& target) {
+  OpenKeyedFile file;
+  IsamInfo info;
+  int failed = file.open(target.base, kIsInput | kIsReadOnly | kIsManualLock);
+  if (failed == 0) failed = file.info(info);
+  if (failed != 0) return data_error(failed);
+  std::string reason;
+  return isam_fits(*target.definition, info, reason) ? "" : reason;
+}
+
+}  // namespace
+
+int data_rebuild(const DataRebuild& options) {
+  DataTarget target;
+  Problems problems;
+  if (!find_data_file(options.file, target, problems)) return report_unusable(problems);
+  if (target.definition->type != FileType::kIsam)
+    return report_unusable({target.base + ": a random file has no indexes"});
+  IsRebuildReport rebuilt;
+  if (isrebuild(target.base.c_str(), rebuilt) != 0)
+    return report_unusable({data_error(target.base + ".dat", iserrno)});
+  std::string summary =
+      target.base + ": " + counted(static_cast<std::size_t>(rebuilt.records), "record");
+  if (rebuilt.lost > 0) summary += ", " + std::to_string(rebuilt.lost) + " lost";
+  const std::string reason = misfit(target);
+  if (!reason.empty()) report(target.base + ": " + reason);
+  const bool clean = rebuilt.lost == 0 && reason.empty();
+  return write_output(summary + "\n", clean ? kExitClean : kExitFindings);
+}
+
+}  // namespace marigold

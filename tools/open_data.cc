@@ -1,0 +1,57 @@
+#include <algorithm>
+
+#include "runtime/data/isam_access.h"
+#include "runtime/data/random_file.h"
+#include "tools/record_walk.h"
+
+namespace marigold {
+
+int OpenKeyedFile::open(const std::string& base, int mode) {
+  number_ = ISOPEN(base.c_str(), mode);
+  return is_open() ? 0 : iserrno;
+}
+
+int OpenKeyedFile::build(const FileDefinition& file, const std::string& base) {
+  number_ =
+      ISBUILD(base.c_str(), file.record_length, isam_key(file, 1), kIsInputOutput | kIsExclusive);
+  if (!is_open()) return iserrno;
+  for (int key = 2; key <= file.keys.key_count; ++key) {
+    if (ISADDINDEX(number_, isam_key(file, key)) != 0) return iserrno;
+  }
+  return 0;
+}
+
+int OpenKeyedFile::close() {
+  if (!is_open()) return 0;
+  const int result = ISCLOSE(number_);
+  number_ = -1;
+  return result == 0 ? 0 : iserrno;
+}
+
+int OpenKeyedFile::info(IsamInfo& info) const {
+  return isinfo(number_, info) == 0 ? 0 : iserrno;
+}
+
+OpenNumberedFile::~OpenNumberedFile() {
+  if (file_ != nullptr) random_close(*file_);
+}
+
+int OpenNumberedFile::open(DataTarget& target, bool exclusive) {
+  {
+    // What the access layer would make, or end the process for.
+    RecordFile probe;
+    if (const int failed = probe.open(target.base.c_str(), exclusive)) return failed;
+  }
+  bool created = false;
+  target.definition->read_only = !exclusive;
+  if (random_open(*target.definition, target.base, created, exclusive) != kDataDone)
+    return kIsFileLocked;
+  file_ = target.definition.get();
+  return 0;
+}
+
+RecordFile& OpenNumberedFile::bytes() const {
+  return *random_bytes(*file_);
+}
+
+}  // namespace marigold

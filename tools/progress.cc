@@ -1,0 +1,34 @@
+#include "tools/progress.h"
+
+#include <utility>
+
+#include "runtime/platform/stream.h"
+
+namespace marigold {
+namespace {
+
+constexpr std::chrono::seconds kPatience{1};
+constexpr std::chrono::milliseconds kPause{200};
+constexpr const char* kClearLine = "\r\033[K";
+
+}  // namespace
+
+Progress::Progress(std::string what)
+    : what_(std::move(what)),
+      terminal_(stream_is_terminal(Stream::kError)),
+      next_(Clock::now() + kPatience) {}
+
+void Progress::show() {
+  const Clock::time_point now = Clock::now();
+  if (now < next_) return;
+  next_ = now + kPause;
+  shown_ = true;
+  stream_write(Stream::kError, kClearLine + what_ + ": " + std::to_string(done_) + " records");
+}
+
+void Progress::hide() {
+  if (shown_) stream_write(Stream::kError, kClearLine);
+  shown_ = false;
+}
+
+}  // namespace marigold

@@ -1,0 +1,41 @@
+// How far a long piece of work has come, for who watches it.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+namespace marigold {
+
+// A line on standard error that counts up, when that is a terminal and the work takes longer than a
+// second. It is gone at the end of the object's life.
+class Progress {
+ public:
+  // Shows "WHAT: 123000 records".
+  explicit Progress(std::string what);
+  ~Progress() { hide(); }
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  // One more is done. Cheap: the clock is looked at now and then.
+  void step() {
+    constexpr std::int64_t kSeldom = 1024;
+    if (++done_ % kSeldom == 0 && terminal_) show();
+  }
+
+  // Takes the line away, before something else is written.
+  void hide();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void show();
+
+  std::string what_;
+  bool terminal_;
+  bool shown_ = false;
+  std::int64_t done_ = 0;
+  Clock::time_point next_;
+};
+
+}  // namespace marigold
