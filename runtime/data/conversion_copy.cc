@@ -186,8 +186,8 @@ int NewFile::write(const std::vector<char>& record) {
 
 int NewFile::write_deleted() {
   if (is_keyed(*definition_)) return 0;
-  std::vector<char> record(static_cast<std::size_t>(definition_->record_length), '\0');
-  record.back() = kDeleted;
+  std::vector<char> record(static_cast<std::size_t>(definition_->record_length - 1), '\0');
+  record.push_back(kDeleted);
   return write(record);
 }
 
