@@ -147,7 +147,7 @@ TEST_F(DataInfoTest, ShowsWhoHoldsAClass) {
 TEST_F(DataInfoTest, TheSampleIsSoundAndComesOutAsItWentIn) {
   const std::string sample = SAMPLE_DATA;
   setenv("DEFINITION_DIRECTORY", (sample + "/definitions").c_str(), 1);
-  expect({{"scan SHOP", sample + "/definitions/FILESHOP.DES: 3 files, 22 fields, 5 keys\n"},
+  expect({{"scan SHOP", sample + "/definitions/FILESHOP.DES: 4 files, 25 fields, 5 keys\n"},
           {"load CUSTOMER " + sample + "/customers.csv", "./data/1/CUSTOMER: 24 records loaded\n"},
           {"load ARTICLE " + sample + "/articles.csv", "./data/1/ARTICLE: 14 records loaded\n"},
           {"load ORDERS " + sample + "/orders.jsonl", "./data/2/ORDERS: 6 records loaded\n"},
