@@ -53,10 +53,9 @@ bool read_and_report(const std::string& base, std::uint64_t count) {
   }
   Record any;
   if (ISSTART(file, key_of(0), 0, any.bytes.data(), kIsFirst) != 0) return false;
-  for (std::uint64_t i = 0; i < count; ++i, ++read) {
+  for (unsigned long long i = 0; i < count; ++i, ++read) {
     Record record;
-    std::snprintf(record.bytes.data(), record.bytes.size(), "%08llu",
-                  static_cast<unsigned long long>(2 * i));
+    std::snprintf(record.bytes.data(), record.bytes.size(), "%08llu", 2 * i);
     if (ISREAD(file, record.bytes.data(), kIsEqual) != 0) return false;
   }
   std::printf("%llu reads, private memory grown by %ld KiB\n",
