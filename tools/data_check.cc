@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "runtime/data/isam_access.h"
+#include "runtime/platform/file.h"
 #include "tools/data_commands.h"
 #include "tools/record_walk.h"
 
@@ -34,8 +35,11 @@ int check_keyed(const DataTarget& target, Checked& checked) {
     if (!isam_fits(*target.definition, info, reason)) checked.findings.push_back(reason);
   }
   checked.records = info.record_count;
-  if (failed != kIsBadFile) return failed;
-  checked.findings.push_back(data_error(failed));
+  const bool lacks_index = failed == ENOENT && file_exists((target.base + ".dat").c_str());
+  if (failed != kIsBadFile && !lacks_index) return failed;
+  checked.findings.push_back(lacks_index
+                                 ? "the index file is missing; marigold data rebuild makes it anew"
+                                 : data_error(failed));
   return 0;
 }
 
