@@ -28,28 +28,6 @@ struct Found {
   std::vector<LockHolder> holders;
 };
 
-std::string type_name(const FieldDefinition& field) {
-  switch (field.type) {
-    case FieldType::kInt:
-      return "INT";
-    case FieldType::kLongint:
-      return "LONGINT";
-    case FieldType::kReal:
-      return "REAL";
-    case FieldType::kChar:
-      return "CHAR";
-    case FieldType::kString:
-      return "STRING";
-    case FieldType::kDate:
-      return "DATE";
-    case FieldType::kTime:
-      return "TIME";
-    case FieldType::kChainHead:
-      return "KETTHEAD";
-  }
-  return "";
-}
-
 bool is_keyed(const FileDefinition& file) {
   return file.type == FileType::kIsam;
 }
@@ -127,7 +105,7 @@ std::string line(std::string_view name, const std::string& value) {
 std::string field_text(const FieldDefinition& field) {
   std::string text(field.name.view());
   text.resize(kDefinitionNameLength + 2, ' ');
-  text += type_name(field);
+  text += field_type_keyword(field.type);
   if (field.type == FieldType::kString) text += " " + std::to_string(field.size);
   if (field.times > 1) text += " TIMES " + std::to_string(field.times);
   constexpr std::size_t kPlaces = 32;
@@ -190,7 +168,7 @@ OrderedJson fields_as_json(const FileDefinition& file) {
   OrderedJson fields = OrderedJson::array();
   for (const FieldDefinition& field : file.fields)
     fields.push_back({{"name", field.name.view()},
-                      {"type", type_name(field)},
+                      {"type", field_type_keyword(field.type)},
                       {"size", field.size},
                       {"times", field.times},
                       {"offset", field.offset}});

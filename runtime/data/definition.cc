@@ -1,5 +1,7 @@
 #include "runtime/data/definition.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace marigold {
@@ -14,6 +16,11 @@ struct State {
 constinit State state;
 
 }  // namespace
+
+std::string_view field_type_keyword(FieldType type) {
+  const auto row = std::ranges::find(kFieldTypes, type, &FieldTypeRow::type);
+  return row == std::end(kFieldTypes) ? std::string_view() : row->keyword;
+}
 
 bool FileDefinition::index_fields() {
   field_names.clear();

@@ -40,6 +40,21 @@ enum class FieldType : std::int32_t {
   kChainHead = 8,  // "KETTHEAD", 4 bytes: the head of a chain in a chained file
 };
 
+// What the definition language calls them, and the bytes of an element; 0: the definition says how
+// many.
+struct FieldTypeRow {
+  std::string_view keyword;
+  FieldType type;
+  std::int32_t size;
+};
+inline constexpr FieldTypeRow kFieldTypes[] = {
+    {"INT", FieldType::kInt, 2},       {"LONGINT", FieldType::kLongint, 4},
+    {"REAL", FieldType::kReal, 8},     {"CHAR", FieldType::kChar, 1},
+    {"STRING", FieldType::kString, 0}, {"DATE", FieldType::kDate, 4},
+    {"TIME", FieldType::kTime, 4},     {"KETTHEAD", FieldType::kChainHead, 4},
+};
+std::string_view field_type_keyword(FieldType type);
+
 // What an element of a field holds before anything is put there: a whole number (INT, LONGINT,
 // DATE, TIME, KETTHEAD) in the range of the type, a finite floating-point number (REAL), or text
 // (CHAR, STRING) of at most as many bytes as the element has.

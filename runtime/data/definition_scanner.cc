@@ -13,19 +13,6 @@ constexpr std::int32_t kLastPathClass = 30;
 // An empty chain, which every record begins with whatever the set gives.
 constexpr std::int32_t kNoChain = -1;
 
-struct FieldTypeRow {
-  std::string_view keyword;
-  FieldType type;
-  std::int32_t size;  // 0: the definition gives it
-};
-
-constexpr FieldTypeRow kFieldTypes[] = {
-    {"INT", FieldType::kInt, 2},       {"LONGINT", FieldType::kLongint, 4},
-    {"REAL", FieldType::kReal, 8},     {"CHAR", FieldType::kChar, 1},
-    {"STRING", FieldType::kString, 0}, {"DATE", FieldType::kDate, 4},
-    {"TIME", FieldType::kTime, 4},     {"KETTHEAD", FieldType::kChainHead, 4},
-};
-
 struct FileTypeRow {
   std::string_view keyword;
   FileType type;

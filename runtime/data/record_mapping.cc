@@ -32,28 +32,6 @@ bool same_form(FieldType from, FieldType to) {
          (from == FieldType::kLongint && is_moment(to));
 }
 
-std::string_view type_word(FieldType type) {
-  switch (type) {
-    case FieldType::kInt:
-      return "INT";
-    case FieldType::kLongint:
-      return "LONGINT";
-    case FieldType::kReal:
-      return "REAL";
-    case FieldType::kChar:
-      return "CHAR";
-    case FieldType::kString:
-      return "STRING";
-    case FieldType::kDate:
-      return "DATE";
-    case FieldType::kTime:
-      return "TIME";
-    case FieldType::kChainHead:
-      return "KETTHEAD";
-  }
-  return "";
-}
-
 // Any number of a record: 32 bits fit into a double.
 double number_at(const FieldDefinition& field, int element, const char* record) {
   std::int16_t small = 0;
@@ -118,7 +96,7 @@ std::string quoted(std::string_view text) {
 }  // namespace
 
 std::string field_type_text(const FieldDefinition& field) {
-  std::string text(type_word(field.type));
+  std::string text(field_type_keyword(field.type));
   if (field.type == FieldType::kString) text.append(" ").append(std::to_string(field.size));
   if (field.times > 1) text.append(" ").append(std::to_string(field.times)).append(" times");
   return text;
