@@ -10,6 +10,7 @@
 
 #include "runtime/platform/byte_locks_posix.h"
 #include "runtime/platform/mapped_file.h"
+#include "runtime/platform/regular_file_posix.h"
 
 namespace marigold {
 
@@ -29,19 +30,12 @@ int injected_fault(FileCall call) {
 
 int MappedFile::open(const char* path, FileAccess access) {
   if (const int fault = injected_fault(FileCall::kOpen)) return fault;
-  const int flags = access == FileAccess::kRead ? O_RDONLY : O_RDWR;
-  const int descriptor = ::open(path, flags | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor < 0) return errno;
-  struct stat status {};
-  int failed = fstat(descriptor, &status) != 0 ? errno : 0;
-  if (failed == 0 && !S_ISREG(status.st_mode)) failed = EINVAL;
-  if (failed != 0) {
-    ::close(descriptor);
-    return failed;
-  }
+  const bool writable = access == FileAccess::kReadWrite;
+  int descriptor = -1;
+  if (const int failed = open_regular(path, writable, descriptor)) return failed;
   close();
   descriptor_ = descriptor;
-  writable_ = access == FileAccess::kReadWrite;
+  writable_ = writable;
   return 0;
 }
 
@@ -64,10 +58,7 @@ void MappedFile::close() {
 }
 
 int MappedFile::size(std::uint64_t& bytes) const {
-  struct stat status {};
-  if (fstat(descriptor_, &status) != 0) return errno;
-  bytes = static_cast<std::uint64_t>(status.st_size);
-  return 0;
+  return size_of_open(descriptor_, bytes);
 }
 
 int MappedFile::identity(FileIdentity& identity) const {

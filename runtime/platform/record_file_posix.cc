@@ -6,6 +6,7 @@
 
 #include "runtime/platform/byte_locks_posix.h"
 #include "runtime/platform/record_file.h"
+#include "runtime/platform/regular_file_posix.h"
 
 namespace marigold {
 namespace {
@@ -15,15 +16,8 @@ constexpr mode_t kNewFileMode = 0666;
 }  // namespace
 
 int RecordFile::open(const char* path, bool writable) {
-  const int descriptor = ::open(path, (writable ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor < 0) return errno;
-  struct stat status {};
-  int failed = fstat(descriptor, &status) != 0 ? errno : 0;
-  if (failed == 0 && !S_ISREG(status.st_mode)) failed = EINVAL;
-  if (failed != 0) {
-    ::close(descriptor);
-    return failed;
-  }
+  int descriptor = -1;
+  if (const int failed = open_regular(path, writable, descriptor)) return failed;
   close();
   descriptor_ = descriptor;
   return 0;
@@ -42,10 +36,7 @@ void RecordFile::close() {
 }
 
 int RecordFile::size(std::uint64_t& bytes) const {
-  struct stat status {};
-  if (fstat(descriptor_, &status) != 0) return errno;
-  bytes = static_cast<std::uint64_t>(status.st_size);
-  return 0;
+  return size_of_open(descriptor_, bytes);
 }
 
 int RecordFile::read(std::uint64_t offset, std::span<char> bytes, std::size_t& count) const {
