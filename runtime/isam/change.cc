@@ -30,11 +30,6 @@ std::uint64_t padded(std::uint64_t length) {
   return (length + 7) / 8 * 8;
 }
 
-void step() {
-  std::atomic_signal_fence(std::memory_order_seq_cst);  // nothing may be put off past a step
-  if (change_step_hook != nullptr) change_step_hook();
-}
-
 std::atomic_ref<std::uint64_t> changes_of(const File& file) {
   return std::atomic_ref(file.header().changes);
 }
@@ -104,6 +99,11 @@ bool trailer_is_sane(const File& file, const UndoTrailer& trailer, std::uint64_t
 
 }  // namespace
 
+void change_step() {
+  std::atomic_signal_fence(std::memory_order_seq_cst);  // nothing may be put off past a step
+  if (change_step_hook != nullptr) change_step_hook();
+}
+
 int writer_begin(File& file) {
   if (const int failed = take_word(file)) return failed;
   // Whoever had the word before us died within a change, or could not make the trees anew, or the
@@ -123,21 +123,21 @@ void change_begin(File& file) {
   file.saved_pages.clear();
   changes_of(file).store(file.header().changes + 1, std::memory_order_relaxed);
   std::atomic_thread_fence(std::memory_order_release);
-  step();
+  change_step();
   const std::size_t used = offsetof(Contents, trees) + file.trees.size() * sizeof(TreeHeader);
   save(file, Side::kIndex, reinterpret_cast<const std::byte*>(&file.contents()), used);
 }
 
 void change_end(File& file) {
-  step();
+  change_step();
   std::atomic_ref(file.header().undo_used).store(0, std::memory_order_release);
-  step();
+  change_step();
   changes_of(file).store(file.header().changes + 1, std::memory_order_release);
-  step();
+  change_step();
 }
 
 void save(File& file, Side side, const std::byte* from, std::size_t length) {
-  step();
+  change_step();
   if (!file.logging || length == 0) return;
   IndexHeader& header = file.header();
   const std::uint64_t needed = padded(length) + sizeof(UndoTrailer);
@@ -150,9 +150,9 @@ void save(File& file, Side side, const std::byte* from, std::size_t length) {
   std::byte* to = file.page(kUndoStart) + header.undo_used;
   std::memcpy(to, from, length);
   std::memcpy(to + padded(length), &trailer, sizeof trailer);
-  step();
+  change_step();
   std::atomic_ref(header.undo_used).store(header.undo_used + needed, std::memory_order_release);
-  step();
+  change_step();
 }
 
 int undo_all(File& file) {
@@ -167,9 +167,9 @@ int undo_all(File& file) {
     if (!trailer_is_sane(file, trailer, header.undo_used)) return kIsBadFile;
     const std::uint64_t whole = padded(trailer.length) + sizeof trailer;
     restore(file, trailer, end - whole);
-    step();  // restoring twice is restoring once
+    change_step();  // restoring twice is restoring once
     std::atomic_ref(header.undo_used).store(header.undo_used - whole, std::memory_order_release);
-    step();
+    change_step();
   }
   if (header.changes % 2 != 0)
     changes_of(file).store(header.changes + 1, std::memory_order_release);
@@ -195,7 +195,7 @@ bool read_was_whole(const File& file, std::uint64_t changes) {
   return changes_of(file).load(std::memory_order_relaxed) == changes;
 }
 
-// ---- Pages and slots
+// ---- Pages
 
 PageNumber page_take(File& file) {
   Contents& contents = file.contents();
@@ -220,89 +220,6 @@ void page_give(File& file, PageNumber number) {
                  .next = static_cast<PageNumber>(contents.free_page)};
   contents.free_page = number;
   ++contents.free_pages;
-}
-
-namespace {
-
-SlotHeader& slot_header(File& file, std::uint64_t number) {
-  return *reinterpret_cast<SlotHeader*>(file.slot(number));
-}
-
-bool is_gone_slot(File& file, std::uint64_t number) {
-  if (number == 0 || number > file.slots) return false;
-  const std::uint16_t state = slot_header(file, number).state;
-  return state == kSlotGone || state == kSlotFree;  // free: marked by one who then died
-}
-
-// The gone slot that comes so many places behind the first one; 0 when the chain is not sound.
-std::uint64_t gone_slot_behind(File& file, std::uint64_t count) {
-  std::uint64_t number = file.contents().gone_slot;
-  for (; count > 0 && is_gone_slot(file, number); --count)
-    number = slot_header(file, number).next;
-  return is_gone_slot(file, number) ? number : 0;
-}
-
-// Only marks: the chains stay as they are, and marking a slot twice does no harm.
-bool mark_free(File& file, std::uint64_t number, std::uint64_t count) {
-  for (; count > 0; --count) {
-    if (!is_gone_slot(file, number)) return false;
-    SlotHeader& header = slot_header(file, number);
-    header.state = kSlotFree;
-    step();
-    number = header.next;
-  }
-  return true;
-}
-
-}  // namespace
-
-SlotNumber slot_take(File& file) {
-  Contents& contents = file.contents();
-  const bool reused = contents.free_slot != 0;
-  const std::uint64_t number = reused ? contents.free_slot : ++contents.slot_count;
-  if (number > contents.slot_count) return 0;
-  const SlotHeader& header = slot_header(file, number);
-  if (reused && header.state != kSlotFree) return 0;
-  save(file, Side::kData, file.slot(number), sizeof(SlotHeader));
-  if (reused) contents.free_slot = header.next;
-  return static_cast<SlotNumber>(number);
-}
-
-void slot_give(File& file, SlotNumber number) {
-  Contents& contents = file.contents();
-  save(file, Side::kData, file.slot(number), sizeof(SlotHeader));
-  SlotHeader& header = slot_header(file, number);
-  header.state = kSlotGone;
-  header.next = static_cast<SlotNumber>(contents.gone_slot);
-  if (contents.gone_slot == 0) contents.last_gone = number;
-  contents.gone_slot = number;
-  ++contents.gone_slots;
-}
-
-int slots_settle(File& file, std::uint64_t keep) {
-  if (const int failed = file.data.sync()) return failed;
-  if (const int failed = make_visible(file)) return failed;
-  Contents& contents = file.contents();
-  if (contents.gone_slots <= keep) return 0;
-  const std::uint64_t first = gone_slot_behind(file, keep);
-  const std::uint64_t last = contents.last_gone;
-  const std::uint64_t last_kept = keep == 0 ? 0 : gone_slot_behind(file, keep - 1);
-  if (first == 0 || !is_gone_slot(file, last)) return kIsBadFile;
-  if (!mark_free(file, first, contents.gone_slots - keep)) return kIsBadFile;
-  change_begin(file);
-  save(file, Side::kData, file.slot(last), sizeof(SlotHeader));
-  slot_header(file, last).next = static_cast<SlotNumber>(contents.free_slot);
-  contents.free_slot = first;
-  contents.gone_slots = keep;
-  contents.last_gone = last_kept;
-  if (keep == 0) {
-    contents.gone_slot = 0;
-  } else {
-    save(file, Side::kData, file.slot(last_kept), sizeof(SlotHeader));
-    slot_header(file, last_kept).next = 0;
-  }
-  change_end(file);
-  return 0;
 }
 
 }  // namespace marigold::isam

@@ -93,13 +93,13 @@ int read_index_header(File& file) {
   if (file.index_space == 0) return ENOENT;
   if (file.index_space < kPageSize) return kIsBadFile;
   const IndexHeader& header = file.header();
-  if (header.magic != kIndexMagic || header.version != kFormatVersion) return kIsBadFile;
+  if (header.magic != kIndexMagic || header.version != kIndexVersion) return kIsBadFile;
   if (header.state == kStateNewborn) return ENOENT;
   return header.state > kStateNewborn ? kIsBadFile : 0;
 }
 
 bool data_header_is_sane(const DataHeader& header) {
-  if (header.magic != kDataMagic || header.version != kFormatVersion) return false;
+  if (header.magic != kDataMagic || header.version != kDataVersion) return false;
   if (header.check != data_header_check(header)) return false;
   if (header.record_length < 1 || header.record_length > kIsLongestRecord) return false;
   if (header.key_count < 1 || header.key_count > kIsMostKeys) return false;
@@ -123,6 +123,7 @@ int read_data_header(File& file) {
   DataHeader header;
   if (const int failed = find_data_header(file, header)) return failed;
   if (header.file_id != file.header().file_id) return kIsBadFile;
+  if (settled_word(file) != settled_epoch(file) * kTwice) return kIsBadFile;
   set_shapes(file, header);
   return 0;
 }
@@ -136,7 +137,8 @@ bool contents_are_sane(const File& file) {
   const IndexHeader& header = file.header();
   if (header.state == kStateClean && header.check != header_check(header)) return false;
   return header.undo_pages == undo_pages_needed(file.trees) &&
-         header.contents.page_count >= kUndoStart + header.undo_pages;
+         header.contents.page_count >= kUndoStart + header.undo_pages &&
+         header.contents.epoch - settled_epoch(file) - 1 < kOpenEpochs;
 }
 
 // Others may be at work meanwhile; what is read in one piece counts.
@@ -206,7 +208,7 @@ int write_index_header(File& file, std::uint64_t id) {
   IndexHeader& header = file.header();
   header = IndexHeader{};
   header.magic = kIndexMagic;
-  header.version = kFormatVersion;
+  header.version = kIndexVersion;
   header.file_id = id;
   header.state = kStateNewborn;
   return 0;
@@ -260,6 +262,10 @@ int create_both(File& file, const OpenRequest& request, std::uint32_t record_len
 
 // ---- Closing
 
+bool some_are_gone(const File& file) {
+  return file.contents().gone.count + file.contents().ripe.count > 0;
+}
+
 void complete_page_checks(File& file) {
   const std::uint64_t first = kUndoStart + file.header().undo_pages;
   for (std::uint64_t number = first; number < file.contents().page_count; ++number) {
@@ -269,27 +275,28 @@ void complete_page_checks(File& file) {
 }
 
 // The only one who has the file open gives it the state in which it can be copied, moved and
-// trusted.
+// trusted. The disk begins with the records while the pages' checks are made.
 int make_clean(File& file) {
   IndexHeader& header = file.header();
-  if (header.state != kStateInUse) return 0;
+  if (header.state != kStateInUse) return file.data.sync();
   if (const int failed = make_visible(file)) return failed;
+  file.data.start_sync(0, data_bytes(file));
   complete_page_checks(file);
+  file.index.start_sync(0, index_bytes(file));
+  if (const int failed = some_are_gone(file) ? slots_settle(file) : file.data.sync()) return failed;
   header.check = header_check(header);
   header.record_locks = 0;
   if (const int failed = file.index.sync()) return failed;
   header.state = kStateClean;
-  if (const int failed = file.index.sync()) return failed;
-  return 0;
+  return file.index.sync();
 }
 
 int close_registered(File& file) {
-  if (const int failed = file_flush(file)) return failed;
   bool others = false;
   if (!file.exclusive) {
     if (const int failed = file.index.locked_by_other(kUseLock, others)) return failed;
   }
-  return others ? 0 : as_writer(file, [&] { return make_clean(file); });
+  return others ? file_flush(file) : as_writer(file, [&] { return make_clean(file); });
 }
 
 }  // namespace
@@ -345,7 +352,7 @@ int file_write_keys(File& file, std::span<const TreeShape> trees) {
   }
   DataHeader header{};
   header.magic = kDataMagic;
-  header.version = kFormatVersion;
+  header.version = kDataVersion;
   header.record_length = file.record_length;
   header.file_id = file.header().file_id;
   header.key_count = static_cast<std::uint32_t>(trees.size());
@@ -388,7 +395,8 @@ std::uint64_t count_torn_slots(const File& file) {
   std::uint64_t torn = 0;
   for (std::uint64_t number = 1; number <= file.slots; ++number) {
     const auto* header = reinterpret_cast<const SlotHeader*>(file.slot(number));
-    const bool used = header->state != kSlotUnused && header->state != kSlotFree;
+    const bool used =
+        header->state != kSlotUnused && header->state != kSlotFree && header->state != kSlotGone;
     if (used && !slot_has_survived(file, file.slot(number))) ++torn;
   }
   return torn;
@@ -414,14 +422,15 @@ int open_for_rebuild(File& file, const OpenRequest& request) {
   if (const int failed = find_data_header(file, header)) return failed;
   if (const int failed = write_index_header(file, header.file_id)) return failed;
   file.header().state = kStateRebuild;
+  settled_word(file) = settled_epoch(file) * kTwice;  // if it was damaged, nothing gone comes back
   set_shapes(file, header);
   return note_space(file);
 }
 
 int rebuild_opened(File& file, bool has_index, std::uint64_t& records, std::uint64_t& lost) {
   const int failed = as_writer(file, [&] {
-    // Only the index tells what is deleted and not marked as free yet.
-    const int unsettled = has_index ? slots_settle(file, 0) : 0;
+    // What is deleted and not settled would be back.
+    const int unsettled = has_index ? slots_settle(file) : 0;
     if (unsettled != 0) return unsettled;
     lost = count_torn_slots(file);
     return rebuild_indexes(file);
@@ -461,10 +470,8 @@ int file_close(File& file) {
 
 int file_flush(File& file) {
   if (!file.writable) return 0;
-  if (file.contents().gone_slots > 0) {
-    if (const int failed = as_writer(file, [&] { return slots_settle(file, 0); })) return failed;
-  }
-  return file.data.sync();
+  if (!some_are_gone(file)) return file.data.sync();
+  return as_writer(file, [&] { return slots_settle(file); });
 }
 
 int file_put_in_state(File& file, std::uint32_t state) {

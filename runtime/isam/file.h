@@ -126,9 +126,11 @@ int file_flush(File& file);
 
 // ---- Changing
 
-// Brings the data file to the disk and makes the gone slots free, but for the newest ones: some of
-// these may belong to records that are just being replaced. The writer's, outside a change.
-int slots_settle(File& file, std::uint64_t keep);
+// Brings the data file to the disk and makes all gone slots free. The writer's, outside a change.
+int slots_settle(File& file);
+// When so much is gone that it should be settled: makes those free that have been gone for a while.
+// The others may belong to records that are just being replaced. The writer's, outside a change.
+int slots_settle_ripe(File& file);
 
 // Takes the right to change the file, after whoever has it.
 int writer_begin(File& file);
@@ -158,6 +160,9 @@ int file_put_in_state(File& file, std::uint32_t state);
 void change_begin(File& file);
 void change_end(File& file);
 
+// A point at which the process may die: everything stored so far is stored.
+void change_step();
+
 // Saves bytes of one of the two files before they are changed; within a change.
 enum class Side : std::uint32_t { kIndex, kData };
 void save(File& file, Side side, const std::byte* from, std::size_t length);
@@ -177,7 +182,7 @@ extern void (*change_step_hook)();
 // ---- Pages and slots, within a change
 
 // Taking gives 0 when what should be free is not: the file is damaged and the change must be
-// undone. A slot that is given is gone, and free from slots_settle on.
+// undone. A slot that is given is gone, and can be taken when it is settled.
 PageNumber page_take(File& file);
 void page_give(File& file, PageNumber number);
 SlotNumber slot_take(File& file);
@@ -207,10 +212,24 @@ inline bool slot_is_live(const File& file, const std::byte* slot) {
   return header->state == kSlotLive && header->check == slot_check(file, slot);
 }
 
-// The same after a power loss, which a record that was only gone survives.
+// Epochs that may have begun and are not settled: one with slots that are ripe, and the one that
+// goes on.
+inline constexpr std::uint32_t kOpenEpochs = 2;
+
+inline std::uint64_t& settled_word(const File& file) {
+  return *reinterpret_cast<std::uint64_t*>(file.data.memory() + kSettledEpoch);
+}
+inline std::uint32_t settled_epoch(const File& file) {
+  return static_cast<std::uint32_t>(settled_word(file));
+}
+
+// The same after a power loss, which a record survives whose deletion is not settled. State and
+// check of a slot may come from before and after a deletion.
 inline bool slot_has_survived(const File& file, const std::byte* slot) {
   const auto* header = reinterpret_cast<const SlotHeader*>(slot);
-  return header->state != kSlotFree && header->check == slot_check(file, slot);
+  if (header->state != kSlotLive && header->state != kSlotGone) return false;
+  const std::uint32_t epoch = header->check ^ slot_check(file, slot);
+  return epoch == 0 || epoch - settled_epoch(file) - 1 < kOpenEpochs;
 }
 
 // The same with the check made only the first time that this process reads the slot: later nobody

@@ -26,7 +26,8 @@ static_assert(std::endian::native == std::endian::little,
 inline constexpr std::uint64_t kPageSize = 4096;
 inline constexpr std::array<std::uint8_t, 2> kIndexMagic = {0xFE, 0x53};
 inline constexpr std::array<std::uint8_t, 2> kDataMagic = {0xFE, 0x44};
-inline constexpr std::uint16_t kFormatVersion = 1;
+inline constexpr std::uint16_t kIndexVersion = 2;
+inline constexpr std::uint16_t kDataVersion = 1;
 inline constexpr std::uint64_t kUndoStart = 1;  // the undo area's first page
 
 using PageNumber = std::uint32_t;  // 0, the header's own, stands for none
@@ -49,19 +50,27 @@ struct DataHeader {
 inline constexpr std::array<std::uint64_t, 2> kDataHeaders = {0, kPageSize / 2};
 static_assert(sizeof(DataHeader) <= kPageSize / 2);
 
+// Where the last epoch stands of which every deletion is final: twice, in one word of 8 bytes.
+inline constexpr std::uint64_t kSettledEpoch = 1024;
+inline constexpr std::uint64_t kTwice = (std::uint64_t{1} << 32) + 1;
+static_assert(sizeof(DataHeader) <= kSettledEpoch);
+
 // A slot: this header, and the record's bytes.
 struct SlotHeader {
-  std::uint32_t check;  // of the sequence and the record; means nothing in a free slot
-  SlotNumber next;      // gone or free: the next slot of its chain, or 0
+  // Of the sequence and the record; in a gone slot xor the epoch in which it was deleted. Means
+  // nothing in a free slot.
+  std::uint32_t check;
+  SlotNumber next;  // gone or free: the next slot of its chain, or 0
   std::uint16_t state;
   // When the record was written, counted over the life of the file, 48 bits, the lowest 16 first.
   // It orders equal keys, and tells the later of two records with one primary key.
   std::array<std::uint16_t, 3> sequence;
 };
 
-// A deleted record's slot is gone at first: nothing is written there until everything stored so far
-// is on the disk. Whoever replaces a record by deleting and writing it has, after a power loss, the
-// old one or the new one.
+// A deleted record's slot is gone: nothing is written there until everything stored so far is on
+// the disk. Whoever replaces a record by deleting and writing it has, after a power loss, the old
+// one or the new one. Deletions are counted in epochs, and one word in the header says up to which
+// epoch they are final; so they become that with one store, however many they are.
 inline constexpr std::uint16_t kSlotUnused = 0;
 inline constexpr std::uint16_t kSlotLive = 0x4C4C;
 inline constexpr std::uint16_t kSlotGone = 0x4747;
@@ -83,6 +92,13 @@ struct TreeHeader {
   std::uint64_t entries;
 };
 
+// Slots that are linked by SlotHeader::next.
+struct SlotChain {
+  std::uint64_t first;  // the one that came last, or 0
+  std::uint64_t last;   // when there is a first
+  std::uint64_t count;
+};
+
 // What an operation may change, and undo restores in one piece.
 struct Contents {
   std::uint64_t page_count;  // pages in use or free, the header's own included
@@ -90,11 +106,13 @@ struct Contents {
   std::uint64_t free_pages;
   std::uint64_t slot_count;  // slots ever used; the next new one is this + 1
   std::uint64_t free_slot;   // first of the free slots, or 0
-  std::uint64_t gone_slot;   // first of the gone slots, or 0
-  std::uint64_t last_gone;   // the last one, when there is a first
-  std::uint64_t gone_slots;
+  SlotChain gone;            // slots given up in this epoch
+  SlotChain ripe;            // and in earlier ones that are not settled
   std::uint64_t record_count;
-  std::uint64_t sequence;  // of the last record written
+  std::uint64_t sequence;        // of the last record written
+  std::uint64_t epoch_sequence;  // the same when the epoch began
+  std::uint32_t epoch;           // the settled one plus 1, or plus 2 while there are ripe slots
+  std::uint32_t spare;
   std::array<TreeHeader, kIsMostKeys> trees;
 };
 

@@ -91,10 +91,12 @@ std::uint64_t last_used_slot(const File& file) {
 // Counts the records and chains the other slots, the lowest one first.
 void take_stock(File& file) {
   Contents& contents = file.contents();
+  contents.epoch = settled_epoch(file) + 1;
   for (std::uint64_t number = contents.slot_count; number > 0; --number) {
     auto* header = reinterpret_cast<SlotHeader*>(file.slot(number));
     if (slot_has_survived(file, file.slot(number))) {
       header->state = kSlotLive;
+      header->check = slot_check(file, file.slot(number));
       ++contents.record_count;
       contents.sequence = std::max(contents.sequence, sequence_of(*header));
     } else {

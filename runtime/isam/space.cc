@@ -12,22 +12,18 @@ namespace {
 constexpr std::uint64_t kGrowthPages = 16;
 constexpr std::uint64_t kGrowthFraction = 16;
 
-// A file that is never flushed is brought to the disk when so much of it is gone slots, or half of
-// it.
-constexpr std::uint64_t kMostGoneBytes = std::uint64_t{4} << 20;
-constexpr std::uint64_t kKeptGoneSlots = 1024;
-
 int prepare_new_slot(File& file) {
+  if (const int failed = slots_settle_ripe(file)) return failed;
   const Contents& contents = file.contents();
-  if (contents.gone_slots * file.slot_size > std::max(kMostGoneBytes, data_bytes(file) / 2))
-    return slots_settle(file, std::min(kKeptGoneSlots, contents.gone_slots / 2));
+  if (contents.free_slot != 0) return 0;
   int failed = contents.slot_count >= std::numeric_limits<SlotNumber>::max() ? EFBIG : 0;
   if (failed == 0) {
     failed = grow(file.data, data_bytes(file) + file.slot_size, file.data_space);
   }
   if (failed == 0) return note_space(file);
   // No room for more, but perhaps some to be had by waiting for the disk.
-  return contents.gone_slots == 0 ? failed : slots_settle(file, 0);
+  const bool some = contents.gone.count + contents.ripe.count > 0;
+  return some ? slots_settle(file) : failed;
 }
 
 }  // namespace
@@ -64,7 +60,10 @@ int grow(MappedFile& file, std::uint64_t needed, std::uint64_t& space) {
   int failed = file.reserve(whole);
   if (failed == ENOSPC)
     failed = file.reserve(needed);  // the last of the disk is enough for this one
-  return failed != 0 ? failed : measure(file, needed, space);
+  if (failed != 0) return failed;
+  const std::uint64_t filled = std::min(ahead, space);
+  file.start_sync(space - filled, filled);
+  return measure(file, needed, space);
 }
 
 int file_grow_index(File& file, std::uint64_t pages) {

@@ -70,19 +70,18 @@ class Walk {
       say(std::to_string(records_) + " records, counted as " +
           std::to_string(contents.record_count));
     }
-    const std::uint64_t free = walk_chain(contents.free_slot, kSlotFree, "free slot ");
-    const std::uint64_t gone = walk_chain(contents.gone_slot, kSlotGone, "gone slot ");
-    if (gone != contents.gone_slots) {
-      say(std::to_string(gone) + " gone slots, counted as " + std::to_string(contents.gone_slots));
-    }
-    if (free + gone + records_ + 1 != slots_.size()) {
-      say(std::to_string(slots_.size() - 1 - free - gone - records_) +
+    const std::uint64_t unused = walk_free(contents.free_slot) +
+                                 walk_gone(contents.gone, contents.epoch, "gone slot ") +
+                                 walk_gone(contents.ripe, contents.epoch - 1, "ripe slot ");
+    if (unused + records_ + 1 != slots_.size()) {
+      say(std::to_string(slots_.size() - 1 - unused - records_) +
           " slots hold no whole record and are not free");
     }
   }
 
-  // The number of slots in a chain. A gone slot may be marked as a free one already.
-  std::uint64_t walk_chain(std::uint64_t number, std::uint16_t state, const char* what) {
+  // The number of slots in a chain.
+  template <typename Look>
+  std::uint64_t walk_chain(std::uint64_t number, const char* what, Look look) {
     std::uint64_t count = 0;
     for (; number != 0; ++count) {
       if (number >= slots_.size() || slots_[number] != Use::kNone) {
@@ -91,9 +90,30 @@ class Walk {
       }
       slots_[number] = Use::kFree;
       const auto* header = reinterpret_cast<const SlotHeader*>(file_.slot(number));
-      if (header->state != state && header->state != kSlotFree)
-        say(what + std::to_string(number) + " is damaged");
+      if (!look(number, *header)) say(what + std::to_string(number) + " is damaged");
       number = header->next;
+    }
+    return count;
+  }
+
+  std::uint64_t walk_free(std::uint64_t first) {
+    return walk_chain(first, "free slot ", [](std::uint64_t, const SlotHeader& header) {
+      return header.state == kSlotGone || header.state == kSlotFree;
+    });
+  }
+
+  // Slots that were given up in an epoch, and still hold what they held.
+  std::uint64_t walk_gone(const SlotChain& chain, std::uint32_t epoch, const char* what) {
+    std::uint64_t last = 0;
+    const auto look = [&](std::uint64_t number, const SlotHeader& header) {
+      last = number;
+      return header.state == kSlotGone &&
+             (header.check ^ slot_check(file_, file_.slot(number))) == epoch;
+    };
+    const std::uint64_t count = walk_chain(chain.first, what, look);
+    if (count != chain.count || (count > 0 && last != chain.last)) {
+      say(what + std::to_string(chain.first) + " begins a chain of " + std::to_string(count) +
+          ", noted as one of " + std::to_string(chain.count));
     }
     return count;
   }

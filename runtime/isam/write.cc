@@ -229,7 +229,7 @@ int add_key(File& file, const KeyDescription& key) {
   }
   const TreeShape shape = tree_shape(key);
   if (!shape.duplicates && has_duplicates(file, shape)) return kIsDuplicate;
-  if (const int failed = slots_settle(file, 0)) return failed;  // or what is gone would be back
+  if (const int failed = slots_settle(file)) return failed;  // or what is gone would be back
   const std::vector<TreeShape> before = file.trees;
   std::vector<TreeShape> after = before;
   after.push_back(shape);

@@ -62,6 +62,8 @@ class MappedFile {
 
   // Waits until the disk holds everything that was stored.
   int sync();
+  // Lets the system begin with a part of that, so that a later sync waits for less. No promise.
+  void start_sync(std::uint64_t offset, std::uint64_t bytes);
 
   // Locks one byte of the file, which need not exist, against other objects of any process. Asking
   // again changes the kind of the lock. EAGAIN when another object holds it in a way that excludes

@@ -102,6 +102,17 @@ int MappedFile::sync() {
   return 0;
 }
 
+void MappedFile::start_sync(std::uint64_t offset, std::uint64_t bytes) {
+#ifdef SYNC_FILE_RANGE_WRITE
+  // What goes wrong is told by the sync that follows.
+  static_cast<void>(sync_file_range(descriptor_, static_cast<off_t>(offset),
+                                    static_cast<off_t>(bytes), SYNC_FILE_RANGE_WRITE));
+#else
+  static_cast<void>(offset);
+  static_cast<void>(bytes);
+#endif
+}
+
 int MappedFile::lock(std::uint64_t offset, bool exclusive) {
   if (const int fault = injected_fault(FileCall::kLock)) return fault;
   // A file that may only be read takes no exclusive lock; the system says EBADF.
