@@ -9,7 +9,7 @@
 namespace marigold::isam {
 namespace {
 
-constexpr std::uint32_t kPrefix = 8;
+constexpr std::uint32_t kPiece = 8;
 
 std::uint64_t big_endian(const std::byte* from) {
   std::uint64_t value = 0;
@@ -17,28 +17,41 @@ std::uint64_t big_endian(const std::byte* from) {
   return __builtin_bswap64(value);
 }
 
-// The probe in the form in which most comparisons end after one: its first 8 bytes as a number.
+// Of 8 bytes as a number: those of the first so many.
+std::uint64_t mask_of(std::uint32_t bytes) {
+  return bytes >= kPiece ? ~std::uint64_t{0} : ~(~std::uint64_t{0} >> 8 * bytes);
+}
+
+// The probe in the form in which most comparisons end after one or two: its first pieces of 8 bytes
+// as numbers.
 struct Comparison {
   const std::byte* probe;
-  std::uint64_t prefix;
-  std::uint64_t mask;  // of the bytes that belong to entries shorter than that
   std::uint32_t length;
+  std::uint64_t first;
+  std::uint64_t first_mask;  // of the bytes that belong to entries shorter than that
+  std::uint64_t second = 0;
+  std::uint64_t second_mask = 0;
 
   Comparison(const Probe& key, std::uint32_t compare_length)
       : probe(key.data()),
-        prefix(0),
-        mask(compare_length >= kPrefix ? ~std::uint64_t{0}
-                                       : ~std::uint64_t{0} << 8 * (kPrefix - compare_length)),
-        length(compare_length) {
-    prefix = big_endian(probe) & mask;
+        length(compare_length),
+        first(0),
+        first_mask(mask_of(compare_length)) {
+    first = big_endian(probe) & first_mask;
+    if (length <= kPiece) return;
+    second_mask = mask_of(length - kPiece);
+    second = big_endian(probe + kPiece) & second_mask;
   }
 
   // Whether the entry stands before the place that is looked for.
   [[nodiscard]] bool passes(const std::byte* entry, bool or_equal) const {
-    const std::uint64_t other = big_endian(entry) & mask;
-    if (other != prefix) return other < prefix;
-    if (length <= kPrefix) return or_equal;
-    const int order = std::memcmp(entry + kPrefix, probe + kPrefix, length - kPrefix);
+    std::uint64_t other = big_endian(entry) & first_mask;
+    if (other != first) return other < first;
+    if (length <= kPiece) return or_equal;
+    other = big_endian(entry + kPiece) & second_mask;
+    if (other != second) return other < second;
+    if (length <= 2 * kPiece) return or_equal;
+    const int order = std::memcmp(entry + 2 * kPiece, probe + 2 * kPiece, length - 2 * kPiece);
     return order < 0 || (order == 0 && or_equal);
   }
 };
