@@ -82,8 +82,8 @@ int take_place(File& file) {
 bool data_is_empty(MappedFile& data) {
   std::uint64_t space = 0;
   if (measure(data, 0, space) != 0) return false;
-  return space <= kPageSize ||
-         std::ranges::all_of(std::span(data.memory(), space).subspan(kPageSize),
+  return space <= kDataStart ||
+         std::ranges::all_of(std::span(data.memory(), space).subspan(kDataStart),
                              [](std::byte byte) { return byte == std::byte{0}; });
 }
 
@@ -111,7 +111,7 @@ bool data_header_is_sane(const DataHeader& header) {
 
 // The first whole header of the data file.
 int find_data_header(File& file, DataHeader& header) {
-  if (const int failed = measure(file.data, kPageSize, file.data_space)) return failed;
+  if (const int failed = measure(file.data, kDataStart, file.data_space)) return failed;
   for (const std::uint64_t offset : kDataHeaders) {
     std::memcpy(&header, file.data.memory() + offset, sizeof header);
     if (data_header_is_sane(header)) return 0;
@@ -247,7 +247,7 @@ int create_both(File& file, const OpenRequest& request, std::uint32_t record_len
   file.record_length = record_length;
   const TreeShape shape = tree_shape(primary);
   failed = write_index_header(file, id);
-  if (failed == 0) failed = grow(file.data, kPageSize, file.data_space);
+  if (failed == 0) failed = grow(file.data, kDataStart, file.data_space);
   if (failed == 0) failed = file_write_keys(file, {&shape, 1});
   if (failed == 0) failed = rebuild_indexes(file);
   if (failed == 0) failed = file_sync_directory(request.index_path.c_str());

@@ -82,7 +82,7 @@ struct File {
     return index.memory() + number * kPageSize;
   }
   [[nodiscard]] std::byte* slot(std::uint64_t number) const {
-    return data.memory() + kPageSize + (number - 1) * slot_size;
+    return data.memory() + kDataStart + (number - 1) * slot_size;
   }
 };
 
@@ -248,7 +248,7 @@ inline std::uint64_t index_bytes(const File& file) {
   return file.contents().page_count * kPageSize;
 }
 inline std::uint64_t data_bytes(const File& file) {
-  return kPageSize + file.contents().slot_count * file.slot_size;
+  return kDataStart + file.contents().slot_count * file.slot_size;
 }
 
 // Sees to it that everything that is now in the file is visible. 105 when the file is shorter than

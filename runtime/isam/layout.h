@@ -1,11 +1,11 @@
 // What stands where in the two files. All numbers are little-endian; an offset is a number of bytes
 // from 0.
 //
-// Index file: pages of 4096 bytes. Page 0 is the header; pages from 1 on hold the undo
+// Index file: pages of 2048 bytes. Page 0 is the header; pages from 1 on hold the undo
 // area; every other page below `page_count` is a node of a tree or free. docs/formats/isam-index.md
 // draws it.
 //
-// Data file: one page of header, then slots of one size, each with a record or free.
+// Data file: a header of 4096 bytes, then slots of one size, each with a record or free.
 // docs/formats/isam-data.md draws it.
 #pragma once
 
@@ -23,7 +23,7 @@ namespace marigold::isam {
 static_assert(std::endian::native == std::endian::little,
               "the files are read as they lie in memory");
 
-inline constexpr std::uint64_t kPageSize = 4096;
+inline constexpr std::uint64_t kPageSize = 2048;
 inline constexpr std::array<std::uint8_t, 2> kIndexMagic = {0xFE, 0x53};
 inline constexpr std::array<std::uint8_t, 2> kDataMagic = {0xFE, 0x44};
 inline constexpr std::uint16_t kIndexVersion = 2;
@@ -45,11 +45,12 @@ struct DataHeader {
   std::array<KeyDescription, kIsMostKeys> keys;
 };
 
-// The header stands twice in the first page, so that writing one leaves the other whole; the first
-// whole one rules.
-inline constexpr std::array<std::uint64_t, 2> kDataHeaders = {0, kPageSize / 2};
-static_assert(sizeof(DataHeader) <= kPageSize / 2);
+// Where the slots begin.
+inline constexpr std::uint64_t kDataStart = 4096;
 
+// The header stands twice before them, so that writing one leaves the other whole; the first
+// whole one rules.
+inline constexpr std::array<std::uint64_t, 2> kDataHeaders = {0, kDataStart / 2};
 // Where the last epoch stands of which every deletion is final: twice, in one word of 8 bytes.
 inline constexpr std::uint64_t kSettledEpoch = 1024;
 inline constexpr std::uint64_t kTwice = (std::uint64_t{1} << 32) + 1;

@@ -166,6 +166,7 @@ const std::byte* entry_ahead(const File& file, std::size_t tree, Place place, in
 // calls are dropped.
 [[gnu::always_inline]] inline void fetch_ahead(const File& file, std::size_t tree, Place place,
                                                int mode) {
+  if (place.index == 0) tree_fetch_leaf(file, page_header(file, place.page).next);
   const std::byte* entry = entry_ahead(file, tree, place, mode);
   if (entry == nullptr) return;
   const SlotNumber slot = entry_number(file.trees[tree], entry);

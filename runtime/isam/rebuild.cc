@@ -82,7 +82,7 @@ int build_tree(File& file, std::size_t tree) {
 
 // The number of the last slot that was ever used.
 std::uint64_t last_used_slot(const File& file) {
-  std::uint64_t last = (file.data_space - kPageSize) / file.slot_size;
+  std::uint64_t last = (file.data_space - kDataStart) / file.slot_size;
   while (last > 0 && reinterpret_cast<const SlotHeader*>(file.slot(last))->state == kSlotUnused)
     --last;
   return last;

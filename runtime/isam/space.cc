@@ -8,8 +8,9 @@
 namespace marigold::isam {
 namespace {
 
-// How far ahead a file is made longer: so many pages, or such a part of it.
-constexpr std::uint64_t kGrowthPages = 16;
+// How far ahead a file is made longer: so many bytes, or such a part of it, in whole units.
+constexpr std::uint64_t kLeastGrowth = std::uint64_t{64} << 10;
+constexpr std::uint64_t kGrowthUnit = 4096;
 constexpr std::uint64_t kGrowthFraction = 16;
 
 int prepare_new_slot(File& file) {
@@ -39,14 +40,14 @@ int measure(MappedFile& file, std::uint64_t needed, std::uint64_t& space) {
 
 int note_space(File& file) {
   const std::uint64_t pages = file.index_space / kPageSize;
-  const std::uint64_t slots = (file.data_space - kPageSize) / file.slot_size;
+  const std::uint64_t slots = (file.data_space - kDataStart) / file.slot_size;
   try {
     if (file.verified.size() < pages) file.verified.resize(pages);
     if (file.verified_slots.size() <= slots / 64) file.verified_slots.resize(slots / 64 + 1);
   } catch (const std::bad_alloc&) {
     // As if it were not visible yet: whoever needs it asks again.
     file.index_space = std::min(file.index_space, file.verified.size() * kPageSize);
-    file.data_space = std::min(file.data_space, kPageSize + file.slots * file.slot_size);
+    file.data_space = std::min(file.data_space, kDataStart + file.slots * file.slot_size);
     return kIsNoMemory;
   }
   file.slots = slots;
@@ -55,8 +56,8 @@ int note_space(File& file) {
 
 int grow(MappedFile& file, std::uint64_t needed, std::uint64_t& space) {
   if (needed <= space) return 0;
-  const std::uint64_t ahead = std::max(kGrowthPages * kPageSize, needed / kGrowthFraction);
-  const std::uint64_t whole = (needed + ahead + kPageSize - 1) / kPageSize * kPageSize;
+  const std::uint64_t ahead = std::max(kLeastGrowth, needed / kGrowthFraction);
+  const std::uint64_t whole = (needed + ahead + kGrowthUnit - 1) / kGrowthUnit * kGrowthUnit;
   int failed = file.reserve(whole);
   if (failed == ENOSPC)
     failed = file.reserve(needed);  // the last of the disk is enough for this one

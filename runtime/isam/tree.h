@@ -24,7 +24,7 @@ namespace marigold::isam {
 using Probe = std::array<std::byte, (kLongestCompare + 7) / 8 * 8>;
 
 // More levels than a tree of all possible slots can have.
-inline constexpr std::size_t kMostLevels = 24;
+inline constexpr std::size_t kMostLevels = 32;
 
 // A place in a leaf: before its entry `index`; index == count is the place behind the last one.
 struct Place {
@@ -46,6 +46,14 @@ inline const PageHeader& page_header(const File& file, PageNumber page) {
 inline const std::byte* entry_at(const File& file, std::size_t tree, Place place) {
   return file.page(place.page) + sizeof(PageHeader) +
          std::size_t{place.index} * file.trees[tree].entry_length;
+}
+
+// Starts to fetch a leaf: one wait for memory in the place of one for each of the first halvings.
+[[gnu::always_inline]] inline void tree_fetch_leaf(const File& file, PageNumber page) {
+  constexpr std::size_t kLine = 64;
+  if (page >= file.verified.size()) return;
+  for (std::size_t at = 0; at < kPageSize; at += kLine)
+    __builtin_prefetch(file.page(page) + at);
 }
 
 inline SlotNumber entry_number(const TreeShape& shape, const std::byte* entry) {

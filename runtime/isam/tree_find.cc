@@ -79,15 +79,6 @@ PageNumber child_at(const File& file, std::size_t tree, PageNumber page, std::ui
   return entry_number(file.trees[tree], entry_at(file, tree, {page, index}));
 }
 
-// Starts to fetch what a search in a leaf looks at, a line in each piece of 256 bytes: one wait for
-// memory in the place of one for each of the first halvings.
-[[gnu::always_inline]] inline void fetch_leaf(const File& file, PageNumber page) {
-  constexpr std::size_t kStride = 256;
-  if (page >= file.verified.size()) return;
-  for (std::size_t at = 0; at < kPageSize; at += kStride)
-    __builtin_prefetch(file.page(page) + at);
-}
-
 bool node_is_sound(File& file, PageNumber page, std::uint8_t kind, std::size_t tree) {
   return page_is_sound(file, page, kind, tree) &&
          page_header(file, page).count <= file.trees[tree].capacity;
@@ -122,7 +113,7 @@ bool tree_approach(File& file, std::size_t tree, const Probe& probe, Path& path)
     return entries_before(entries_of(file, page) + shape.entry_length, count - 1,
                           shape.entry_length, comparison, true);
   });
-  if (sound) fetch_leaf(file, path.nodes[0].page);
+  if (sound) tree_fetch_leaf(file, path.nodes[0].page);
   return sound;
 }
 

@@ -196,7 +196,7 @@ TEST_F(IsamTest, AnIndexIsMadeAnew) {
   }
   std::filesystem::remove("file.idx");
   std::string torn = data;
-  torn[isam::kPageSize + sizeof(isam::SlotHeader)] ^= 1;  // in the first record
+  torn[isam::kDataStart + sizeof(isam::SlotHeader)] ^= 1;  // in the first record
   write_file("file.dat", torn);
   EXPECT_EQ(rebuild(), "0 1 1");
   write_file("file.dat", data.substr(0, 100));
