@@ -283,7 +283,9 @@ int make_clean(File& file) {
   file.data.start_sync(0, data_bytes(file));
   complete_page_checks(file);
   file.index.start_sync(0, index_bytes(file));
-  if (const int failed = some_are_gone(file) ? slots_settle(file) : file.data.sync()) return failed;
+  if (const int failed = some_are_gone(file) ? slots_settle(file) : 0) return failed;
+  // Always: settling changes the links of slots last of all.
+  if (const int failed = file.data.sync()) return failed;
   header.check = header_check(header);
   header.record_locks = 0;
   if (const int failed = file.index.sync()) return failed;

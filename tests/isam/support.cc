@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <random>
 
@@ -84,6 +85,17 @@ Contents some_contents(std::int32_t numbers, unsigned seed) {
   for (const Operation& operation : random_operations(seed, 3 * numbers, numbers))
     apply(operation, contents);
   return contents;
+}
+
+void copy_pair(const std::string& from, const std::string& to) {
+  for (const char* suffix : {".dat", ".idx"})
+    std::filesystem::copy_file(from + suffix, to + suffix,
+                               std::filesystem::copy_options::overwrite_existing);
+}
+
+int amount(int in_short, int in_long) {
+  static const std::vector<std::string> words = testing::internal::GetArgvs();
+  return std::ranges::find(words, "--long") == words.end() ? in_short : in_long;
 }
 
 int start_process(const std::function<void()>& body) {

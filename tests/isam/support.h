@@ -1,7 +1,10 @@
 // What the tests of the engine share: a file of three keys with entries so long that every tree
 // soon has several levels, a list in memory of what must be in it, operations on both, and
-// processes.
+// processes. The torture tests are short by default; with --long they run for minutes and say how
+// much they did.
 #pragma once
+
+#include <sys/mman.h>
 
 #include <cstdint>
 #include <functional>
@@ -58,6 +61,26 @@ inline int perform(const Operation& operation, int file) {
   return perform(operation.what, file, wide_record(operation.number, operation.version));
 }
 Contents some_contents(std::int32_t numbers, unsigned seed);
+
+void copy_pair(const std::string& from, const std::string& to);
+
+// How much to do: little, or much with --long.
+int amount(int in_short, int in_long);
+
+// In memory where there is such a place: for many small files that are soon gone.
+struct TortureTest : testing::Test {
+  WorkDirectory directory{std::filesystem::is_directory("/dev/shm")
+                              ? "/dev/shm"
+                              : std::filesystem::temp_directory_path().string()};
+};
+
+// Something that processes share and that outlives them.
+template <typename T>
+T& shared() {
+  void* memory =
+      mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  return *new (memory) T{};
+}
 
 // Starts a body in a process of its own, which ends with 1 after a failed expectation, and waits
 // for one: its exit status, or minus the signal that ended it.

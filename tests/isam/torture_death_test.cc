@@ -8,66 +8,52 @@
 #include <random>
 
 #include "runtime/isam/file.h"
-#include "tests/isam/torture.h"
+#include "tests/isam/support.h"
 
 namespace marigold::test {
 namespace {
 
-std::atomic<long>* steps_left = nullptr;
-
-void die_at_step() {
-  if (steps_left != nullptr && steps_left->fetch_sub(1) == 1) raise(SIGKILL);
-}
-
-struct Progress {
-  std::atomic<long> steps_left = 0;
-  std::atomic<int> acknowledged = 0;  // operations that returned
-  std::atomic<int> refused = 0;       // of these, results that did not fit
-};
-
-void work_until_killed(const std::vector<Operation>& operations, Contents contents,
-                       Progress& progress) {
-  steps_left = &progress.steps_left;
-  isam::change_step_hook = die_at_step;
-  const int file = ISOPEN("file", kSharedMode);
-  for (const Operation& operation : operations) {
-    const bool expected = apply(operation, contents);
-    if ((perform(operation, file) == 0) != expected) ++progress.refused;
-    // What has been deleted until then can be written over from then on.
-    if (++progress.acknowledged == 4 && ISFLUSH(file) != 0) ++progress.refused;
-  }
-  ISCLOSE(file);
-}
-
 TEST_F(TortureTest, KilledAtEveryStepNothingIsHalfDone) {
+  static long steps_left = 0;  // of a child; here it is never the last one
+  isam::change_step_hook = [] {
+    if (--steps_left == 0) raise(SIGKILL);
+  };
   const int numbers = 90;
   const Contents start = some_contents(numbers, 5);
   build_wide("start", start);
-  Progress& progress = shared<Progress>();
+  auto& acknowledged = shared<std::atomic<std::size_t>>();  // operations that returned
   int kills = 0;
   for (unsigned seed = 0; kills < amount(250, 2500); ++seed) {
     const auto operations = random_operations(seed + 100, 6, numbers);
-    for (long step = 1;; ++step) {
+    const auto work_until_killed = [&](long step) {
+      steps_left = step;
+      const int file = ISOPEN("file", kSharedMode);
+      Contents contents = start;
+      for (const Operation& operation : operations) {
+        EXPECT_EQ(perform(operation, file) == 0, apply(operation, contents));
+        // What has been deleted until then can be written over from then on.
+        EXPECT_EQ(++acknowledged == 4 ? ISFLUSH(file) : 0, 0);
+      }
+      EXPECT_EQ(ISCLOSE(file), 0);
+    };
+    for (long step = 1;; ++step, ++kills) {
       SCOPED_TRACE("seed " + std::to_string(seed) + " step " + std::to_string(step));
       copy_pair("start", "file");
-      progress.steps_left = step;
-      progress.acknowledged = 0;
-      const int status = run_process([&] { work_until_killed(operations, start, progress); });
+      acknowledged = 0;
+      const int status = run_process([&] { work_until_killed(step); });
       Contents expected = start;
-      const auto done = static_cast<std::size_t>(progress.acknowledged);
-      for (std::size_t i = 0; i < done; ++i)
+      for (std::size_t i = 0; i < acknowledged; ++i)
         apply(operations[i], expected);
       Contents with_next = expected;
-      if (done < operations.size()) apply(operations[done], with_next);
+      if (acknowledged < operations.size()) apply(operations[acknowledged], with_next);
       Contents found;
       ASSERT_EQ(examine("file", found), "");
       ASSERT_TRUE(found == expected || found == with_next);
       if (status == 0) break;
       ASSERT_EQ(status, -SIGKILL);
-      ++kills;
     }
   }
-  EXPECT_EQ(progress.refused, 0);
+  isam::change_step_hook = nullptr;
   std::printf("[ killed ] %d times, each at another step\n", kills);
 }
 

@@ -8,7 +8,7 @@
 
 #include "runtime/isam/file.h"
 #include "runtime/platform/mapped_file.h"
-#include "tests/isam/torture.h"
+#include "tests/isam/support.h"
 
 namespace marigold::test {
 namespace {

@@ -7,7 +7,7 @@
 #include <atomic>
 #include <random>
 
-#include "tests/isam/torture.h"
+#include "tests/isam/support.h"
 
 namespace marigold::test {
 namespace {
