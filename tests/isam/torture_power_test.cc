@@ -27,7 +27,8 @@ struct Power {
   Disk index;
   // What must be found: by number, the records that may be there; an empty text stands for none.
   std::map<std::int32_t, std::set<std::string>> allowed;
-  Contents now;  // what a reader would find
+  Contents now;           // what a reader would find
+  unsigned rarity = 150;  // steps to one loss
   int images = 0;
 };
 
@@ -109,7 +110,7 @@ void perform_and_allow(const Operation& operation, int file) {
 }
 
 void sometimes_lose_power() {
-  if (power != nullptr && power->random() % 150 == 0) lose_power("within an operation");
+  if (power != nullptr && power->random() % power->rarity == 0) lose_power("within an operation");
 }
 
 TEST_F(TortureTest, WhatWasFlushedSurvivesAPowerLoss) {
@@ -117,7 +118,7 @@ TEST_F(TortureTest, WhatWasFlushedSurvivesAPowerLoss) {
   file_synced_hook = note_sync;
   power = &state;
   build_wide("file", {});
-  const int images = amount(60, 2500);
+  const int images = amount(400, 10000);
   isam::change_step_hook = sometimes_lose_power;
   for (unsigned round = 0; state.images < images && !HasFailure(); ++round) {
     const int file = ISOPEN("file", round % 2 == 0 ? kSharedMode : kExclusiveMode);
@@ -125,7 +126,9 @@ TEST_F(TortureTest, WhatWasFlushedSurvivesAPowerLoss) {
     for (const Operation& operation : random_operations(round, 60, 120)) {
       perform_and_allow(operation, file);
       if (state.random() % 12 == 0) {
+        state.rarity = 2;  // flushing has few steps, and each counts
         ASSERT_EQ(ISFLUSH(file), 0);
+        state.rarity = 150;
         all_is_flushed();
       }
       if (state.random() % 8 == 0) lose_power("between operations");
