@@ -48,6 +48,9 @@ struct Console {
   std::uint8_t (*read_key)();
   // Whether read_key would return at once.
   bool (*key_waiting)();
+  // Whether that was the last key: the keyboard has come to its end, and read_key returns Escape
+  // without waiting from now on. Null: never.
+  bool (*keyboard_lost)() = nullptr;
   // Gives the terminal back as it was found; also in VT100 mode. Any of the above takes hold of it
   // again. May be called again.
   void (*leave)();
