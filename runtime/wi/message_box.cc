@@ -1,0 +1,101 @@
+#include "runtime/wi/message_box.h"
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "runtime/texte/sysmsg.h"
+#include "runtime/wi/field_key.h"
+#include "runtime/wi/window_text.h"
+
+namespace marigold {
+namespace {
+
+constexpr int kMessageTop = 21;
+constexpr int kMessageLeft = 2;
+constexpr int kMessageRows = 3;
+constexpr int kMessageColumns = 78;
+constexpr std::size_t kWarningColumns = 60;
+constexpr std::size_t kWarningLines = 15;
+
+std::string_view view_of(const char* text) {
+  return text == nullptr ? std::string_view{} : std::string_view(text);
+}
+
+void wait_for_key(const char* help_key) {
+  std::uint8_t character = 0;
+  while (field_key(character) == kKeyHelp && !view_of(help_key).empty())
+    help_show(help_key);
+}
+
+// Takes the next line off a text: up to a line end, or as many words as there is room for; a longer
+// word is divided.
+std::string_view next_line(std::string_view& text) {
+  const std::size_t end = std::min(text.find('\n'), text.size());
+  std::size_t length = end;
+  std::size_t taken = std::min(end + 1, text.size());
+  if (end > kWarningColumns) {
+    const std::size_t blank = text.rfind(' ', kWarningColumns);
+    const bool between_words = blank != std::string_view::npos && blank > 0;
+    length = between_words ? blank : kWarningColumns;
+    taken = between_words ? blank + 1 : kWarningColumns;
+  }
+  const std::string_view line = text.substr(0, length);
+  text.remove_prefix(taken);
+  return line;
+}
+
+std::vector<std::string_view> break_lines(std::string_view text) {
+  std::vector<std::string_view> lines;
+  while (!text.empty() && lines.size() < kWarningLines)
+    lines.push_back(next_line(text));
+  return lines;
+}
+
+int centred(int width, std::size_t length) {
+  return std::max(1, (width - static_cast<int>(length)) / 2 + 1);
+}
+
+}  // namespace
+
+void message_line(const char* text, const char* help_key) {
+  const OwnWindow window(kMessageTop, kMessageLeft, kMessageRows, kMessageColumns, true);
+  const int number = window.number();
+  p_printsonder(number, 1, 2, kLineHorizontal, kMessageColumns - 1);
+  p_printstr(number, 2, 1, fit(view_of(text), kMessageColumns).c_str());
+  print_with(number, kReverseText, 3, 1, " " + std::string(systxt_input.view()) + " ");
+  window.show();
+  wi_set_cursor(number, 3, 1);
+  wait_for_key(help_key);
+}
+
+void warning_box(const char* text) {
+  const std::vector<std::string_view> lines = break_lines(view_of(text));
+  std::size_t widest = std::max(systxt_warning.view().size(), systxt_ok.view().size());
+  for (const std::string_view line : lines)
+    widest = std::max(widest, line.size());
+  const int width = static_cast<int>(std::min(widest, kWarningColumns)) + 2;
+  const int height = static_cast<int>(lines.size()) + 4;  // title, blank, lines, blank, button
+  const OwnWindow window((kScreenRows - height - 2) / 2 + 1, (kScreenColumns - width - 2) / 2 + 1,
+                         height + 2, width + 2, false);
+  const int number = window.number();
+  const std::string title(systxt_warning.view());
+  const std::string button(systxt_ok.view());
+  print_with(number, kReverseText, 1, centred(width, title.size()), title);
+  int row = 3;
+  for (const std::string_view line : lines)
+    p_printstr(number, row++, 2, std::string(line).c_str());
+  const int column = centred(width, button.size());
+  print_with(number, kReverseText, height, column, button);
+  window.show();
+  wi_set_cursor(number, height, column);
+  wait_for_key("");
+}
+
+void help_show(const char* help_key) {
+  const std::string text = std::string(systxt_nohelp.view()) + std::string(view_of(help_key));
+  message_line(text.c_str(), "");
+}
+
+}  // namespace marigold
