@@ -1,8 +1,5 @@
 #include "runtime/wi/field_key.h"
 
-#include "runtime/wi/keys.h"
-#include "runtime/wi/window.h"
-
 namespace marigold {
 namespace {
 
@@ -17,11 +14,7 @@ int field_key(std::uint8_t& character) {
     const int code = key_read(character);
     if (code == kKeyIgnored && character == kControlHome) return kKeyStart;
     if (code == kKeyEscape && character == kControlFStart) return kKeyStart;
-    if (code == kKeyIgnored) {
-      wi_restore_cursor();
-    } else if (!key_hook_run(code)) {
-      return code;
-    }
+    if (!key_hooks_run(code) && code != kKeyIgnored) return code;
   }
 }
 

@@ -36,6 +36,7 @@ int edit(const FieldPlace& place, LineEditor& line, Accept accept) {
     const Edited edited = line_edit(line, code, character);
     if (edited == Edited::kFull) message_line(systxt_toolong.c_str(), place.help_key);
     if (edited != Edited::kNot) continue;
+    if (code == kKeyStatistics || code == kKeyDebugFields || code == kKeyDebugList) continue;
     if (code == kKeyHelp) {
       help_show(place.help_key);
     } else if (code == kKeyEscape || code == kKeyStart || accept()) {

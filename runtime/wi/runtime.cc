@@ -1,0 +1,44 @@
+#include "runtime/wi/runtime.h"
+
+#include "runtime/core/settings.h"
+#include "runtime/core/status_file.h"
+#include "runtime/core/user_interface.h"
+#include "runtime/data/data_file.h"
+#include "runtime/data/lock_file.h"
+#include "runtime/platform/stream.h"
+#include "runtime/texte/syserr.h"
+#include "runtime/texte/sysmsg.h"
+#include "runtime/wi/key_statistics.h"
+#include "runtime/wi/terminal.h"
+#include "runtime/wi/window.h"
+#include "runtime/wi/window_interface.h"
+
+namespace marigold {
+
+void runtime_start(const char* program) {
+  stream_start();
+  user_interface_start();
+  syserr_start();
+  settings_read();
+  sysmsg_init();
+  terminal_start();
+  wi_start();
+  window_interface_start();
+  key_hooks().restore_cursor = wi_restore_cursor;
+  key_hooks().statistics = key_statistics;
+  status_open(program);
+}
+
+void runtime_end() {
+  const OpenSubsystems open = open_subsystems();
+  if (open.data_files) data_close_all();
+  if (open.path_locks) path_lock_release_all();
+  if (open.window_system) {
+    window_interface_end();
+    terminal_end();
+    open_subsystems().window_system = false;
+  }
+  if (open.status_file) status_close();
+}
+
+}  // namespace marigold

@@ -1,0 +1,97 @@
+#include "runtime/wi/window_interface.h"
+
+#include <numeric>
+#include <string_view>
+#include <vector>
+
+#include "runtime/core/user_interface.h"
+#include "runtime/platform/clock.h"
+#include "runtime/texte/sysmsg.h"
+#include "runtime/wi/message_box.h"
+#include "runtime/wi/selection.h"
+#include "runtime/wi/window_text.h"
+
+namespace marigold {
+namespace {
+
+constexpr int kQuestionColumns = 40;
+constexpr int kAnswerColumns = kScreenColumns - kQuestionColumns - 1;
+constexpr std::string_view kSideBySide = "110000000";
+constexpr std::string_view kBelowEachOther = "100000000";
+
+struct State {
+  UserInterface before;
+};
+
+State state;
+
+// The left half of the last row, in reverse.
+class LastRow : public OwnWindow {
+ public:
+  explicit LastRow(std::string_view text) : OwnWindow(kScreenRows, 1, 1, kQuestionColumns, true) {
+    p_set_atr(number(), kReverseText);
+    p_printstr(number(), 1, 1, fit(text, kQuestionColumns).c_str());
+    show();
+  }
+};
+
+bool fit_beside(const std::vector<SelectionEntry>& entries) {
+  const auto add = [](std::size_t sum, const SelectionEntry& entry) {
+    return sum + entry.text.size() + 2;
+  };
+  return std::accumulate(entries.begin(), entries.end(), std::size_t{0}, add) <= kAnswerColumns;
+}
+
+int choose_in_window(const char* question, std::span<const char* const> answers,
+                     const char* help_key) {
+  const LastRow row(question);
+  std::vector<SelectionEntry> entries;
+  for (const char* answer : answers)
+    entries.push_back({.text = answer});
+  const bool beside = fit_beside(entries);
+  const int number = selection_field({.row = beside ? kScreenRows : 3,
+                                      .column = beside ? kQuestionColumns + 2 : 3,
+                                      .title = "",
+                                      .entries = entries,
+                                      .layout = beside ? kSideBySide : kBelowEachOther,
+                                      .help_key = help_key});
+  return number > 0 ? number - 1 : 0;
+}
+
+// Escape leaves the lock alone: it is "back", though the first answer is the other one.
+bool ask_in_window(const char* text, const char* help_key) {
+  const LastRow row(text);
+  const SelectionEntry entries[] = {{.text = systxt_tryagain.view()}, {.text = systxt_back.view()}};
+  return selection_field({.row = kScreenRows,
+                          .column = kQuestionColumns + 2,
+                          .title = "",
+                          .entries = entries,
+                          .layout = kSideBySide,
+                          .help_key = help_key}) == 1;
+}
+
+void wait_in_window(const char* text) {
+  const LastRow row(text);
+  clock_sleep(1);
+}
+
+}  // namespace
+
+void window_interface_start() {
+  UserInterface& interface = user_interface();
+  state.before = interface;
+  interface.warning = warning_box;
+  interface.message = message_line;
+  interface.choose = choose_in_window;
+  interface.ask_for_lock = ask_in_window;
+  interface.wait_for_lock = wait_in_window;
+  interface.hand_terminal_back = terminal_end;
+}
+
+void window_interface_end() {
+  const auto fatal = user_interface().fatal;
+  user_interface() = state.before;
+  user_interface().fatal = fatal;
+}
+
+}  // namespace marigold

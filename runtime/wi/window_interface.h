@@ -1,0 +1,21 @@
+// The user interface hook's functions that show windows: what the runtime has to tell goes to the
+// screen while the window system is active.
+//
+//   warning              a box in the middle
+//   message              a line at the bottom, help by its key
+//   choose               the question in the last row and the answers beside it, or a list; the
+//                        first answer for Escape
+//   ask_for_lock         the same with "try again" and "back"
+//   wait_for_lock        the text in the last row, for a second
+//   hand_terminal_back   the terminal as it was found
+//
+// Fatal errors stay with whoever reports them.
+#pragma once
+
+namespace marigold {
+
+// Puts them in place of what is in force, and that back. Not nested.
+void window_interface_start();
+void window_interface_end();
+
+}  // namespace marigold
