@@ -1,0 +1,262 @@
+// Messages, selections and input fields, typed into and looked at as they wait for each key.
+
+#include <vector>
+
+#include "runtime/core/settings.h"
+#include "runtime/core/user_interface.h"
+#include "runtime/texte/char_table.h"
+#include "runtime/wi/wi.h"
+#include "tests/support/support.h"
+#include "tests/wi/recording_console.h"
+
+namespace marigold::test {
+namespace {
+
+// Keys as the console sends them.
+const std::string kUp = "\xE0H";
+const std::string kDown = "\xE0P";
+const std::string kLeft = "\xE0K";
+const std::string kRight = "\xE0M";
+const std::string kHome = "\xE0G";
+const std::string kEnd = "\xE0O";
+const std::string kPageUp = "\xE0I";
+const std::string kPageDown = "\xE0Q";
+const std::string kInsert = "\xE0R";
+const std::string kDelete = "\xE0S";
+const std::string kControlHome = "\xE0w";
+const std::string kEnter = "\r";
+const std::string kEscape = "\x1B";
+const std::string kHelp = "\x01";
+const std::string kBack = "\b";
+
+// What stood on the screen, row by row, whenever a key was waited for.
+std::vector<std::string> screens;
+
+std::string screen() {
+  std::string rows;
+  for (int row = 1; row <= kScreenRows; ++row)
+    rows += recording().text(row) + "\n";
+  return rows;
+}
+
+const Console& watched_console() {
+  static const Console kConsole = [] {
+    Console console = recording_console();
+    console.read_key = [] {
+      screens.push_back(screen());
+      return recording_console().read_key();
+    };
+    return console;
+  }();
+  return kConsole;
+}
+
+struct FieldsTest : testing::Test {
+  FieldsTest() {
+    screens.clear();
+    recording_reset();
+    settings_read();
+    terminal_reset(&watched_console());
+    errors_of([] { terminal_start(); });
+    wi_start();
+    user_interface_start();
+    window_interface_start();
+    key_hooks().restore_cursor = wi_restore_cursor;
+    create_w(window, 2, 1, 5, 60, false);
+    p_printstr(window, 1, 1, "beneath");
+    p_active_w(window);
+    terminal_refresh();
+  }
+  ~FieldsTest() override {
+    window_interface_end();
+    open_subsystems().window_system = false;
+  }
+
+  // All keys were taken, and the screen is as it was before.
+  void expect_left_as_found() const {
+    EXPECT_TRUE(recording().keys.empty());
+    EXPECT_FALSE(recording().keyboard_lost);
+    EXPECT_EQ(screen(), screens_before);
+    EXPECT_EQ(wi_active(), window);
+  }
+
+  int window = 0;
+  std::string screens_before = screen();
+};
+
+bool was_shown(std::string_view text) {
+  for (const std::string& shown : screens) {
+    if (shown.find(text) != std::string::npos) return true;
+  }
+  return false;
+}
+
+TEST_F(FieldsTest, MessagesAreShownUntilAKey) {
+  screens_before = screen();
+  recording().type(kHelp + "x" + "y");
+  user_interface().message("The printer is busy.", "_BUSY_");
+  EXPECT_TRUE(was_shown("\n The printer is busy."));
+  EXPECT_TRUE(was_shown("No help available: _BUSY_"));
+  expect_left_as_found();
+
+  recording().type(kEnter);
+  const std::string word(70, 'w');
+  user_interface().warning(("Two words and " + word + "\nand a line").c_str());
+  EXPECT_TRUE(was_shown("WARNING!"));
+  EXPECT_TRUE(was_shown(" Two words and  "));
+  EXPECT_TRUE(was_shown(" " + std::string(60, 'w') + " "));
+  EXPECT_TRUE(was_shown(" " + std::string(10, 'w') + " "));
+  EXPECT_TRUE(was_shown(" and a line "));
+  EXPECT_TRUE(was_shown(" OK "));
+  expect_left_as_found();
+
+  recording().type(kEnter + kEnter + kEnter);
+  warning_box("");
+  warning_box(std::string(5000, 'x').c_str());  // more than the screen has room for
+  message_line(std::string(500, 'x').c_str(), nullptr);
+  expect_left_as_found();
+}
+
+TEST_F(FieldsTest, SelectionsReturnTheNumberChosen) {
+  screens_before = screen();
+  const SelectionEntry few[] = {{"Heading", false}, {"Apple"}, {"Birch"},
+                                {"------", false},  {"Ash"},   {""}};
+  const SelectionEntry none[] = {{"Heading", false}};
+  std::vector<std::string> names;
+  std::vector<SelectionEntry> many;
+  for (int i = 1; i <= 60; ++i)
+    names.push_back("number " + std::to_string(i));
+  for (const std::string& name : names)
+    many.push_back({name});
+  const struct {
+    std::span<const SelectionEntry> entries;
+    std::string keys;
+    int chosen;
+    const char* layout = "100000000";
+  } cases[] = {
+      {few, kEnter, 2},
+      {few, kEscape, 0},
+      {few, kControlHome, 0},
+      {few, kDown + kDown + kEnter, 5},
+      {few, kUp + kEnter, 6},
+      {few, kEnd + kDown + kEnter, 2},
+      {few, kPageDown + kEnter, 6},
+      {few, kEnd + kPageUp + kEnter, 2},
+      {few, kEnd + kHome + kEnter, 2},
+      {few, "a" + kEnter, 5},
+      {few, "AA" + kEnter, 2},
+      {few, "bh" + kEnter, 3},  // no letter of an entry that can be chosen
+      {few, "b" + kEnter, 2, "000000000"},
+      {few, kRight + kLeft + kRight + kHelp + kEnter + kEnter, 3, "110000000"},
+      {few, "\x06g", 0},
+      {none, kDown + kPageUp + "h" + kEnter, 0},
+      {{}, kDown + kEnter, 0},
+      {many, kPageDown + kPageDown + kDown + kEnter, 42},
+      {many, kEnd + kEnter, 60},
+      {many, kRight + kEnter, 2, "110000000"},
+  };
+  for (const auto& [entries, keys, chosen, layout] : cases) {
+    recording().type(keys);
+    const SelectionField field{.row = 3,
+                               .column = 5,
+                               .title = "Trees",
+                               .entries = entries,
+                               .layout = layout,
+                               .help_key = "_TREE_"};
+    EXPECT_EQ(selection_field(field), chosen) << keys;
+    expect_left_as_found();
+  }
+  EXPECT_TRUE(was_shown("(more)"));
+  EXPECT_TRUE(was_shown("\xB3 number 60 "));
+  EXPECT_TRUE(was_shown(" Heading  Apple  Birch "));
+  EXPECT_TRUE(was_shown("No help available: _TREE_"));
+}
+
+TEST_F(FieldsTest, TheInterfaceAsks) {
+  screens_before = screen();
+  const char* const answers[] = {"go on", "abort"};
+  const char* const long_answers[] = {"an answer too long for the last row", "and another one"};
+  recording().type(kEscape + kRight + kEnter + kDown + kEnter);
+  EXPECT_EQ(user_interface().choose("Print?", answers, "_P_"), 0);
+  EXPECT_EQ(user_interface().choose("Print?", answers, "_P_"), 1);
+  EXPECT_EQ(user_interface().choose("Print?", long_answers, "_P_"), 1);
+  EXPECT_TRUE(was_shown("Print?                                    go on  abort "));
+  recording().type(kEnter + kEscape + kRight + kEnter);
+  EXPECT_TRUE(user_interface().ask_for_lock("A file lock", "__lock_"));
+  EXPECT_FALSE(user_interface().ask_for_lock("A file lock", "__lock_"));
+  EXPECT_FALSE(user_interface().ask_for_lock("A file lock", "__lock_"));
+  EXPECT_TRUE(was_shown("A file lock                               try again  back "));
+  expect_left_as_found();
+}
+
+TEST_F(FieldsTest, TextsAreEdited) {
+  const struct {
+    std::string keys;
+    int code;
+    const char* text;
+    std::size_t least = 0;
+  } cases[] = {
+      {kEnter, kKeyEnter, "roses"},
+      {kEnd + "!" + kEnter, kKeyEnter, "roses!"},
+      {"x" + kDelete + kEscape, kKeyEscape, "roses"},
+      {"x" + kControlHome, kKeyStart, "roses"},
+      {kInsert + "PO" + kInsert + "-" + kUp, kKeyUp, "PO-ses"},
+      {kEnd + kBack + kBack + kDown, kKeyDown, "ros"},
+      {kBack + kLeft + kRight + kDelete + "\t", kKeyTab, "rses"},
+      {kEnd + kRight + kDelete + kPageDown, kKeyPageDown, "roses"},
+      {kEnd + "!!!!" + kEnter + kEnter, kKeyEnter, "roses!!!"},  // the fourth one: a message
+      {kDelete + kDelete + kEnter + kEnter + "ch" + kEnter, kKeyEnter, "chses", 4},
+      {kHelp + kEnter + std::string("\0;", 2), kKeyF1, "roses"},
+      {"\x12\x19\x04"
+       "a" +
+           kEnter,
+       kKeyEnter, "aroses"},                      // keys that mean nothing here
+      {"\x81" + kEnter, kKeyEnter, "\xFCroses"},  // u with dots, of code page 437
+  };
+  const FieldPlace place{.window = window, .row = 2, .column = 3, .width = 4, .help_key = "_T_"};
+  for (const auto& [keys, code, expected, least] : cases) {
+    std::string text = "roses";
+    recording().type(keys);
+    EXPECT_EQ(text_field(place, text, least, 8), code) << keys;
+    EXPECT_EQ(text, expected) << keys;
+    EXPECT_TRUE(recording().keys.empty());
+    EXPECT_EQ(wi_active(), window);
+  }
+  EXPECT_TRUE(was_shown("\xB3  rose "));
+  EXPECT_TRUE(was_shown("\xB3  s!!! "));  // scrolled
+  EXPECT_TRUE(was_shown("field length exceeded"));
+  EXPECT_TRUE(was_shown("min 4 to max. 8 characters"));
+  EXPECT_TRUE(was_shown("No help available: _T_"));
+  EXPECT_EQ(recording().cell(4, 4).colour, kColourReverse);
+}
+
+TEST_F(FieldsTest, NumbersAreEditedByTheirMask) {
+  const std::string erase = kEnd + kBack + kBack + kBack + kBack;
+  const struct {
+    std::string keys;
+    int code;
+    double value;
+  } cases[] = {
+      {kEnter, kKeyEnter, 1.5},
+      {kEscape, kKeyEscape, 1.5},
+      {erase + "12,25" + kEnter, kKeyEnter, 12.25},
+      {erase + kEnter, kKeyEnter, 0},
+      {erase + "-3" + kEnter, kKeyEnter, -3},
+      {erase + "101" + kEnter + kEnter + kBack + kEnter, kKeyEnter, 10},  // beyond the bounds
+      {erase + "1x" + kEnter + kEnter + kEscape, kKeyEscape, 1.5},
+      {erase + "7" + kControlHome, kKeyStart, 1.5},
+  };
+  const FieldPlace place{.window = window, .row = 2, .column = 3};
+  for (const auto& [keys, code, expected] : cases) {
+    double value = 1.5;
+    recording().type(keys);
+    EXPECT_EQ(number_field(place, "-##0,00", value, -5, 100), code) << keys;
+    EXPECT_EQ(value, expected) << keys;
+    EXPECT_TRUE(recording().keys.empty());
+  }
+  EXPECT_TRUE(was_shown("numerical min. -  5,00 to max. 100,00 (range error)"));
+  EXPECT_EQ(recording().text(4, 4, 7), "   1,50");
+}
+
+}  // namespace
+}  // namespace marigold::test
