@@ -80,13 +80,17 @@ void terminal_bell();
 void terminal_write_row(const ScreenRow& from, int row, int column, int count);
 
 void row_fill(ScreenRow& row, std::uint8_t character, std::uint8_t attribute);
-// Fills the line-drawing table, and the codes 0 to 10 into the caller's array.
+// Puts the line-drawing codes 0 to 10 into the caller's array.
 void line_drawing_start(std::array<std::uint8_t, kLineDrawingCodes>& codes);
 // Attribute bytes by attribute index: index bit 1 gives attribute 2, 2 gives 64, 4 gives 32, 8
 // gives 16.
 void attribute_table_start(std::array<std::uint8_t, 16>& table);
 
 // ---- Keys
+//
+// When the keyboard has come to its end (Console::keyboard_lost), it gives Escape, by which a
+// program leaves what it is in; none is waiting then. One that goes on reading is ended after 100
+// of them, with the terminal given back, a line on standard error and exit status 1.
 
 // Waits for a key: its code; its character, or the second byte of a key without one, or 0.
 int key_read(std::uint8_t& character);
@@ -96,10 +100,12 @@ int key_poll(std::uint8_t& character);
 std::uint8_t key_raw(std::uint8_t& byte);
 bool key_is_waiting();
 // Repeats key_read until the code is neither kKeyIgnored nor kKeyEscape. Keys that have a hook call
-// it first (debug displays and statistics of the layers above; null: nothing).
+// it first (debug displays and statistics of the layers above; null: nothing). While a hook runs its
+// key has none.
 void key_wait(std::uint8_t& character, int& code);
 
 struct KeyHooks {
+  void (*restore_cursor)() = nullptr;  // kKeyIgnored: puts the cursor back where it belongs
   void (*debug_fields)() = nullptr;  // Ctrl-D, with the screen debug flag
   void (*debug_list)() = nullptr;    // Ctrl-L, with the screen debug flag
   void (*statistics)() = nullptr;    // Ctrl-Y, with both debug settings for function keys
