@@ -50,6 +50,7 @@ void wi_start() {
     row_fill(row, ' ', kAttributePlain);
   line_drawing_start(state.line_drawing);
   attribute_table_start(state.attributes);
+  key_hooks().restore_cursor = wi_restore_cursor;
   open_subsystems().window_system = true;
 }
 

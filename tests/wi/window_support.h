@@ -1,0 +1,73 @@
+// A fresh window manager over a recording console, and what the terminal shows.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "runtime/core/settings.h"
+#include "runtime/core/user_interface.h"
+#include "runtime/wi/terminal.h"
+#include "runtime/wi/window.h"
+#include "tests/support/support.h"
+#include "tests/wi/recording_console.h"
+
+namespace marigold::test {
+
+class WindowTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    settings_read();
+    recording_reset();
+    terminal_reset(&recording_console());
+    errors_of(terminal_start);  // there are no character tables for the language
+    wi_start();
+    said.clear();
+    user_interface().message = [](const char* text, const char* help_key) {
+      EXPECT_STREQ(help_key, "");
+      said.append(text).append("\n");
+    };
+  }
+  void TearDown() override {
+    user_interface_start();
+    settings_read();
+  }
+
+  static int make(int top, int left, int height, int width, bool no_frame = false) {
+    int window = 0;
+    create_w(window, top, left, height, width, no_frame);
+    return window;
+  }
+  static int show(int top, int left, int height, int width, bool no_frame = false) {
+    const int window = make(top, left, height, width, no_frame);
+    p_active_w(window);
+    return window;
+  }
+  // What the terminal layer was given, whether it has been refreshed or not.
+  static std::string screen(int row, int column, int count) {
+    terminal_refresh();
+    return recording().text(row, column, count);
+  }
+  // Covers all that the terminal layer has, so that what is written next can be told from the rest.
+  static void cover() {
+    ScreenRow covered;
+    row_fill(covered, '#', 0);
+    for (int row = 1; row <= kScreenRows; ++row)
+      terminal_write_row(covered, row, 1, kScreenColumns);
+  }
+  // The rows that have been written since, each as "row:first-last column ".
+  static std::string written() {
+    std::string found;
+    for (int row = 1; row <= kScreenRows; ++row) {
+      const std::string text = screen(row, 1, kScreenColumns);
+      const std::size_t first = text.find_first_not_of('#');
+      if (first == std::string::npos) continue;
+      found += std::to_string(row) + ":" + std::to_string(first + 1) + "-" +
+               std::to_string(text.find_last_not_of('#') + 1) + " ";
+    }
+    return found;
+  }
+
+  static inline std::string said;  // messages, a line each
+};
+
+}  // namespace marigold::test
