@@ -134,8 +134,7 @@ void Update::take_look(CellLook look) {
 
 void Update::put(const ConsoleCell& cell) {
   const TerminalGlyph& glyph = glyph_of(cell);
-  if (!fits_look(cell))
-    take_look(is_plain_blank(cell) ? CellLook::kPlain : cell_look(cell.colour));
+  if (!fits_look(cell)) take_look(is_plain_blank(cell) ? CellLook::kPlain : cell_look(cell.colour));
   if (!fits_set(glyph)) {
     out_ += glyph.graphic ? kGraphicSetOn : kGraphicSetOff;
     shown_.graphic_set = glyph.graphic;
