@@ -83,19 +83,20 @@ bool keyboard_is_lost() {
 }
 
 // Takes the hook out while it runs: what it shows may wait for keys itself.
-void run_hook(void (*&hook)()) {
-  if (hook == nullptr) return;
+bool run_hook(void (*&hook)()) {
+  if (hook == nullptr) return false;
   void (*const taken)() = std::exchange(hook, nullptr);
   taken();
   hook = taken;
+  return true;
 }
 
-void run_hooks(int code) {
-  const bool function_keys = settings().debug && settings().debug_function_keys;
-  if (code == kKeyIgnored) run_hook(state.hooks.restore_cursor);
-  if (code == kKeyDebugFields && settings().debug) run_hook(state.hooks.debug_fields);
-  if (code == kKeyDebugList && settings().debug) run_hook(state.hooks.debug_list);
-  if (code == kKeyStatistics && function_keys) run_hook(state.hooks.statistics);
+// One without a meaning here is told by its byte: the input fields have one more.
+int read_plain_terminal_key(std::uint8_t& character) {
+  std::uint8_t byte = 0;
+  const int code = read_second(kPlainTerminalKeys, kKeyEscape, byte);
+  if (code == kKeyEscape) character = byte;
+  return code;
 }
 
 }  // namespace
@@ -106,6 +107,15 @@ void keys_reset() {
 
 KeyHooks& key_hooks() {
   return state.hooks;
+}
+
+bool key_hooks_run(int code) {
+  const bool function_keys = settings().debug && settings().debug_function_keys;
+  if (code == kKeyIgnored) return run_hook(state.hooks.restore_cursor);
+  if (code == kKeyDebugFields && settings().debug) return run_hook(state.hooks.debug_fields);
+  if (code == kKeyDebugList && settings().debug) return run_hook(state.hooks.debug_list);
+  if (code == kKeyStatistics && function_keys) return run_hook(state.hooks.statistics);
+  return false;
 }
 
 std::uint8_t key_raw(std::uint8_t& byte) {
@@ -128,7 +138,7 @@ int key_read(std::uint8_t& character) {
     case kKeyPrefixCursor:
       return read_second(kCursorKeys, kKeyIgnored, character);
     case kPlainTerminalPrefix:
-      return read_second(kPlainTerminalKeys, kKeyEscape, byte);
+      return read_plain_terminal_key(character);
     default:
       break;
   }
@@ -145,7 +155,7 @@ int key_poll(std::uint8_t& character) {
 void key_wait(std::uint8_t& character, int& code) {
   do {
     code = key_read(character);
-    run_hooks(code);
+    key_hooks_run(code);
   } while (code == kKeyIgnored || code == kKeyEscape);
 }
 

@@ -92,7 +92,7 @@ void attribute_table_start(std::array<std::uint8_t, 16>& table);
 // program leaves what it is in; none is waiting then. One that goes on reading is ended after 100
 // of them, with the terminal given back, a line on standard error and exit status 1.
 
-// Waits for a key: its code; its character, or the second byte of a key without one, or 0.
+// Waits for a key: its code; its character, or the second byte of a key that has none, or 0.
 int key_read(std::uint8_t& character);
 // The same when a key is waiting, else kKeyEscape at once.
 int key_poll(std::uint8_t& character);
@@ -111,5 +111,8 @@ struct KeyHooks {
   void (*statistics)() = nullptr;      // Ctrl-Y, with both debug settings for function keys
 };
 KeyHooks& key_hooks();
+// Runs the hook of a key code, for readers of their own. False when it has none, or the settings
+// do not turn it on.
+bool key_hooks_run(int code);
 
 }  // namespace marigold

@@ -1,0 +1,41 @@
+// Code page 437, in which the cells of the console and its key bytes are: its 256 glyphs as Unicode
+// characters, and how a terminal of another character set shows them.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+namespace marigold {
+
+// The glyph of a byte. Bytes below 32 and 127 have glyphs too, as the Windows console shows them; 0
+// is a blank.
+char16_t code_page_437_character(std::uint8_t byte);
+// The byte of a character, 0 when the code page does not have it.
+std::uint8_t code_page_437_byte(char32_t character);
+
+// What the terminal understands.
+enum class TerminalCharacters {
+  kUtf8,
+  kLatin,       // ISO 8859-1; frames are made of "+-|"
+  kGraphicSet,  // the same, and the line-drawing set of the VT100 as G1
+};
+
+// The rule: UTF-8 when the locale's name says so, otherwise the graphic set on terminals whose TERM
+// begins with "vt", otherwise ISO 8859-1. The locale's name is that of LC_ALL, LC_CTYPE or LANG,
+// the first of them that is there and not empty; UTF-8 is told by what stands behind its ".". Takes
+// values of the environment, null for a variable that is not set.
+TerminalCharacters terminal_characters(const char* lc_all, const char* lc_ctype, const char* lang,
+                                       const char* term);
+
+// The bytes that show one glyph; with `graphic` they belong to the graphic set.
+struct TerminalGlyph {
+  std::array<char, 3> bytes{};
+  std::uint8_t size = 0;
+  bool graphic = false;
+};
+using TerminalGlyphs = std::array<TerminalGlyph, 256>;
+
+// By bytes of code page 437. No byte of a glyph is a control character.
+TerminalGlyphs terminal_glyphs(TerminalCharacters characters);
+
+}  // namespace marigold

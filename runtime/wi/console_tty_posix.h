@@ -1,0 +1,44 @@
+// The terminal on standard input and output of a POSIX system: held for full-screen work or for its
+// keys alone, and given back as it was found. Process-wide.
+#pragma once
+
+#include <string_view>
+
+namespace marigold {
+
+enum class TtyHold : int {
+  kNone,
+  kKeyboard,  // single unechoed bytes; Ctrl-C, Ctrl-Z and the like still raise their signals, and
+              // Ctrl-S and Ctrl-Q still stop and start the output, which serial terminals need
+  kScreen,    // the same, on the alternate screen, which does not wrap lines; output unchanged
+};
+
+struct TtySize {
+  int columns = 0;
+  int rows = 0;
+};
+
+// Takes the terminal, unless it is held so already: true when something was done, and then for
+// kScreen nothing is known of what the screen shows. Ends the program with a message and exit
+// status 1 when standard input (or for kScreen standard output) is not a terminal.
+bool tty_hold(TtyHold wanted);
+TtyHold tty_held();
+// Someone else may have changed the terminal while we were stopped: the next tty_hold does its work
+// again, and what it will restore is what was found at first.
+void tty_doubt();
+
+// Gives the terminal back, if this process holds it. Safe within signal handlers; waits at most
+// half a second for a terminal that takes no output.
+void tty_restore();
+
+// Writes all bytes, in one call if the system takes them; waits for a slow terminal. Stops when the
+// terminal was given back meanwhile. Ends the program (tty_gone) when there is no terminal any more.
+void tty_write(std::string_view bytes);
+
+// 80 by 24 for a terminal that does not know.
+TtySize tty_size();
+
+// The terminal has gone away: a message on standard error, exit status 1.
+[[noreturn]] void tty_gone();
+
+}  // namespace marigold
