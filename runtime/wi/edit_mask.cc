@@ -66,7 +66,7 @@ void round_to(Decimal& number, std::size_t fraction_places) {
   const bool up =
       number.fraction.size() > fraction_places && number.fraction[fraction_places] >= '5';
   number.fraction.resize(fraction_places, '0');
-  if (up && increment(number.fraction) && increment(number.whole)) number.whole.insert(0, "1");
+  if (up && increment(number.fraction) && increment(number.whole)) number.whole.insert(0, 1, '1');
   number.whole.erase(0, std::min(number.whole.find_first_not_of('0'), number.whole.size()));
 }
 
@@ -114,8 +114,9 @@ std::string edit_number(std::string_view mask, double value) {
     return overflow;
   std::string text = fill_whole(before_comma(mask), number.whole);
   if (has_sign(mask)) text[0] = negative ? '-' : ' ';
-  if (text.size() < mask.size()) text += "," + fill_fraction(behind_comma(mask), number.fraction);
-  return text;
+  if (text.size() == mask.size()) return text;
+  text += ',';
+  return text.append(fill_fraction(behind_comma(mask), number.fraction));
 }
 
 bool read_number(std::string_view mask, std::string_view text, double& value) {
@@ -142,7 +143,7 @@ bool read_number(std::string_view mask, std::string_view text, double& value) {
   if (whole - leading > places(before_comma(mask)) || fraction > places(behind_comma(mask)))
     return false;
   double read = 0;
-  digits = "0" + digits;  // the comma may come first
+  digits.insert(0, 1, '0');  // the comma may come first
   if (std::from_chars(digits.data(), digits.data() + digits.size(), read).ec != std::errc{})
     return false;
   value = negative && read != 0 ? -read : read;

@@ -64,7 +64,7 @@ void message_line(const char* text, const char* help_key) {
   const int number = window.number();
   p_printsonder(number, 1, 2, kLineHorizontal, kMessageColumns - 1);
   p_printstr(number, 2, 1, fit(view_of(text), kMessageColumns).c_str());
-  print_with(number, kReverseText, 3, 1, " " + std::string(systxt_input.view()) + " ");
+  print_with(number, kReverseText, 3, 1, padded(systxt_input.view()));
   window.show();
   wi_set_cursor(number, 3, 1);
   wait_for_key(help_key);

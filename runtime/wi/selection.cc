@@ -141,7 +141,7 @@ class Selection {
     const bool is_current = entry == current_;
     const std::string_view text = field_.entries[static_cast<std::size_t>(entry)].text;
     print_with(window_.number(), is_current ? kReverseText : kPlainText, row, column,
-               fit(" " + std::string(text), width));
+               fit(padded(text), width));
     if (!is_current) return;
     cursor_row_ = row;
     cursor_column_ = column;

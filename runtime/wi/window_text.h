@@ -21,6 +21,11 @@ inline std::string fit(std::string_view text, int width) {
   return fitted;
 }
 
+// A blank before and behind it.
+inline std::string padded(std::string_view text) {
+  return std::string(1, ' ').append(text).append(1, ' ');
+}
+
 // Prints a text with an attribute and goes back to plain text.
 inline void print_with(int window, const char* attribute, int row, int column,
                        const std::string& text) {

@@ -1,5 +1,6 @@
 // Messages, selections and input fields, typed into and looked at as they wait for each key.
 
+#include <array>
 #include <vector>
 
 #include "runtime/core/settings.h"
@@ -104,8 +105,8 @@ TEST_F(FieldsTest, MessagesAreShownUntilAKey) {
   user_interface().warning(("Two words and " + word + "\nand a line").c_str());
   EXPECT_TRUE(was_shown("WARNING!"));
   EXPECT_TRUE(was_shown(" Two words and  "));
-  EXPECT_TRUE(was_shown(" " + std::string(60, 'w') + " "));
-  EXPECT_TRUE(was_shown(" " + std::string(10, 'w') + " "));
+  EXPECT_TRUE(was_shown(" "s + std::string(60, 'w') + " "));
+  EXPECT_TRUE(was_shown(" "s + std::string(10, 'w') + " "));
   EXPECT_TRUE(was_shown(" and a line "));
   EXPECT_TRUE(was_shown(" OK "));
   expect_left_as_found();
@@ -143,13 +144,13 @@ TEST_F(FieldsTest, SelectionsReturnTheNumberChosen) {
       {few, kPageDown + kEnter, 6},
       {few, kEnd + kPageUp + kEnter, 2},
       {few, kEnd + kHome + kEnter, 2},
-      {few, "a" + kEnter, 5},
-      {few, "AA" + kEnter, 2},
-      {few, "bh" + kEnter, 3},  // no letter of an entry that can be chosen
-      {few, "b" + kEnter, 2, "000000000"},
+      {few, "a"s + kEnter, 5},
+      {few, "AA"s + kEnter, 2},
+      {few, "bh"s + kEnter, 3},  // no letter of an entry that can be chosen
+      {few, "b"s + kEnter, 2, "000000000"},
       {few, kRight + kLeft + kRight + kHelp + kEnter + kEnter, 3, "110000000"},
       {few, "\x06g", 0},
-      {none, kDown + kPageUp + "h" + kEnter, 0},
+      {none, kDown + kPageUp + "h"s + kEnter, 0},
       {{}, kDown + kEnter, 0},
       {many, kPageDown + kPageDown + kDown + kEnter, 42},
       {many, kEnd + kEnter, 60},
@@ -174,8 +175,9 @@ TEST_F(FieldsTest, SelectionsReturnTheNumberChosen) {
 
 TEST_F(FieldsTest, TheInterfaceAsks) {
   screens_before = screen();
-  const char* const answers[] = {"go on", "abort"};
-  const char* const long_answers[] = {"an answer too long for the last row", "and another one"};
+  const std::array<const char*, 2> answers = {"go on", "abort"};
+  const std::array<const char*, 2> long_answers = {"an answer too long for the last row",
+                                                   "and another one"};
   recording().type(kEscape + kRight + kEnter + kDown + kEnter);
   EXPECT_EQ(user_interface().choose("Print?", answers, "_P_"), 0);
   EXPECT_EQ(user_interface().choose("Print?", answers, "_P_"), 1);
@@ -197,21 +199,18 @@ TEST_F(FieldsTest, TextsAreEdited) {
     std::size_t least = 0;
   } cases[] = {
       {kEnter, kKeyEnter, "roses"},
-      {kEnd + "!" + kEnter, kKeyEnter, "roses!"},
-      {"x" + kDelete + kEscape, kKeyEscape, "roses"},
-      {"x" + kControlHome, kKeyStart, "roses"},
-      {kInsert + "PO" + kInsert + "-" + kUp, kKeyUp, "PO-ses"},
+      {kEnd + "!"s + kEnter, kKeyEnter, "roses!"},
+      {"x"s + kDelete + kEscape, kKeyEscape, "roses"},
+      {"x"s + kControlHome, kKeyStart, "roses"},
+      {kInsert + "PO"s + kInsert + "-"s + kUp, kKeyUp, "PO-ses"},
       {kEnd + kBack + kBack + kDown, kKeyDown, "ros"},
       {kBack + kLeft + kRight + kDelete + "\t", kKeyTab, "rses"},
       {kEnd + kRight + kDelete + kPageDown, kKeyPageDown, "roses"},
-      {kEnd + "!!!!" + kEnter + kEnter, kKeyEnter, "roses!!!"},  // the fourth one: a message
-      {kDelete + kDelete + kEnter + kEnter + "ch" + kEnter, kKeyEnter, "chses", 4},
+      {kEnd + "!!!!"s + kEnter + kEnter, kKeyEnter, "roses!!!"},  // the fourth one: a message
+      {kDelete + kDelete + kEnter + kEnter + "ch"s + kEnter, kKeyEnter, "chses", 4},
       {kHelp + kEnter + std::string("\0;", 2), kKeyF1, "roses"},
-      {"\x12\x19\x04"
-       "a" +
-           kEnter,
-       kKeyEnter, "aroses"},                      // keys that mean nothing here
-      {"\x81" + kEnter, kKeyEnter, "\xFCroses"},  // u with dots, of code page 437
+      {"\x12\x19\x04"s + "a" + kEnter, kKeyEnter, "aroses"},  // keys that mean nothing here
+      {"\x81"s + kEnter, kKeyEnter, "\xFCroses"},             // u with dots, of code page 437
   };
   const FieldPlace place{.window = window, .row = 2, .column = 3, .width = 4, .help_key = "_T_"};
   for (const auto& [keys, code, expected, least] : cases) {
@@ -239,12 +238,12 @@ TEST_F(FieldsTest, NumbersAreEditedByTheirMask) {
   } cases[] = {
       {kEnter, kKeyEnter, 1.5},
       {kEscape, kKeyEscape, 1.5},
-      {erase + "12,25" + kEnter, kKeyEnter, 12.25},
+      {erase + "12,25"s + kEnter, kKeyEnter, 12.25},
       {erase + kEnter, kKeyEnter, 0},
-      {erase + "-3" + kEnter, kKeyEnter, -3},
-      {erase + "101" + kEnter + kEnter + kBack + kEnter, kKeyEnter, 10},  // beyond the bounds
-      {erase + "1x" + kEnter + kEnter + kEscape, kKeyEscape, 1.5},
-      {erase + "7" + kControlHome, kKeyStart, 1.5},
+      {erase + "-3"s + kEnter, kKeyEnter, -3},
+      {erase + "101"s + kEnter + kEnter + kBack + kEnter, kKeyEnter, 10},  // beyond the bounds
+      {erase + "1x"s + kEnter + kEnter + kEscape, kKeyEscape, 1.5},
+      {erase + "7"s + kControlHome, kKeyStart, 1.5},
   };
   const FieldPlace place{.window = window, .row = 2, .column = 3};
   for (const auto& [keys, code, expected] : cases) {
