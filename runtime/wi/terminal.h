@@ -100,15 +100,15 @@ int key_poll(std::uint8_t& character);
 std::uint8_t key_raw(std::uint8_t& byte);
 bool key_is_waiting();
 // Repeats key_read until the code is neither kKeyIgnored nor kKeyEscape. Keys that have a hook call
-// it first (debug displays and statistics of the layers above; null: nothing). While a hook runs its
-// key has none.
+// it first (debug displays and statistics of the layers above; null: nothing). While a hook runs
+// its key has none.
 void key_wait(std::uint8_t& character, int& code);
 
 struct KeyHooks {
   void (*restore_cursor)() = nullptr;  // kKeyIgnored: puts the cursor back where it belongs
-  void (*debug_fields)() = nullptr;  // Ctrl-D, with the screen debug flag
-  void (*debug_list)() = nullptr;    // Ctrl-L, with the screen debug flag
-  void (*statistics)() = nullptr;    // Ctrl-Y, with both debug settings for function keys
+  void (*debug_fields)() = nullptr;    // Ctrl-D, with the screen debug flag
+  void (*debug_list)() = nullptr;      // Ctrl-L, with the screen debug flag
+  void (*statistics)() = nullptr;      // Ctrl-Y, with both debug settings for function keys
 };
 KeyHooks& key_hooks();
 

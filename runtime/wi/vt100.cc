@@ -1,0 +1,69 @@
+#include "runtime/wi/vt100.h"
+
+#include <array>
+#include <cstdio>
+
+#include "runtime/platform/stream.h"
+#include "runtime/wi/screen_row.h"
+
+namespace marigold {
+namespace {
+
+struct Transition {
+  std::uint8_t attribute;
+  std::string_view on;
+  std::string_view off;
+};
+
+// In the order in which they are written. Bright and the second highlight have no look on this
+// screen; they stand here as the places where one would be given to them.
+constexpr std::array<Transition, 3> kTransitions = {{
+    {kAttributeSecondHighlight, "", ""},
+    {kAttributeReverse, "\x1B[7m", "\x1B[m"},
+    {kAttributeBright, "", ""},
+}};
+
+constexpr std::uint8_t kNotShown = '.';
+
+}  // namespace
+
+void Vt100::clear() {
+  append("\x1B[H\x1B[J");
+}
+
+void Vt100::place_cursor(int column, int row) {
+  std::array<char, 32> sequence{};  // two numbers of up to 11 characters, and 4 around them
+  const int length = std::snprintf(sequence.data(), sequence.size(), "\x1B[%d;%dH", row, column);
+  append({sequence.data(), static_cast<std::size_t>(length)});
+}
+
+void Vt100::bell() {
+  append("\a");
+}
+
+void Vt100::set_attribute(std::uint8_t attribute) {
+  const unsigned changed = attribute_ ^ attribute;
+  for (const Transition& transition : kTransitions) {
+    if ((changed & transition.attribute) == 0) continue;
+    append((attribute & transition.attribute) != 0 ? transition.on : transition.off);
+  }
+  attribute_ = attribute;
+}
+
+void Vt100::put(std::uint8_t byte) {
+  const char shown = static_cast<char>(byte == 0 ? kNotShown : byte);
+  append({&shown, 1});
+}
+
+void Vt100::flush() {
+  static_cast<void>(stream_write(Stream::kOutput, bytes_.view()));
+  bytes_.clear();
+}
+
+void Vt100::append(std::string_view bytes) {
+  if (bytes_.append(bytes)) return;
+  flush();
+  bytes_.append_cut(bytes);
+}
+
+}  // namespace marigold
