@@ -16,6 +16,7 @@ namespace marigold::test {
 class WindowTest : public testing::Test {
  protected:
   void SetUp() override {
+    unsetenv("COMFAXUSEVT100");
     settings_read();
     recording_reset();
     terminal_reset(&recording_console());

@@ -71,7 +71,8 @@ TEST_F(WindowTest, WildNumbersStayWithinTheirWindow) {
         const Window& after = records[static_cast<std::size_t>(behind)];
         ASSERT_EQ(std::memcmp(&after.rows, &before.rows, sizeof after.rows), 0) << a << "," << b;
         const Rectangle& at = records[static_cast<std::size_t>(window)].at;
-        EXPECT_TRUE(at.top >= 0 && at.top + at.height <= 24 && at.left >= 0 && at.left + at.width <= 80);
+        EXPECT_TRUE(at.top >= 0 && at.top + at.height <= 24 && at.left >= 0 &&
+                    at.left + at.width <= 80);
       }
     }
   }
