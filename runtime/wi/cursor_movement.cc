@@ -49,14 +49,13 @@ AxisMotion vertical_motion(int from, int to, bool has_axis_positions) {
 AxisMotion horizontal_motion(int from, int to, bool has_axis_positions) {
   if (from == to) return {};
   AxisMotion best = from_first_column(to);
-  if (has_axis_positions) take_cheaper(best, by_sequence('G', to));
-  if (from == 0) return best;
-  if (to > from) {
+  if (from != 0 && to > from) {
     take_cheaper(best, by_sequence('C', to - from));
-  } else {
+  } else if (from != 0) {
     take_cheaper(best, by_control('\b', from - to));
     take_cheaper(best, by_sequence('D', from - to));
   }
+  if (has_axis_positions) take_cheaper(best, by_sequence('G', to));
   return best;
 }
 

@@ -6,16 +6,14 @@
 #include <vector>
 
 #include "runtime/texte/sysmsg.h"
+#include "runtime/wi/compose.h"
 #include "runtime/wi/field_key.h"
+#include "runtime/wi/window_table.h"
 #include "runtime/wi/window_text.h"
 
 namespace marigold {
 namespace {
 
-constexpr int kMessageTop = 21;
-constexpr int kMessageLeft = 2;
-constexpr int kMessageRows = 3;
-constexpr int kMessageColumns = 78;
 constexpr std::size_t kWarningColumns = 60;
 constexpr std::size_t kWarningLines = 15;
 
@@ -23,10 +21,27 @@ std::string_view view_of(const char* text) {
   return text == nullptr ? std::string_view{} : std::string_view(text);
 }
 
-void wait_for_key(const char* help_key) {
+int wait_for_key() {
   std::uint8_t character = 0;
-  while (field_key(character) == kKeyHelp && !view_of(help_key).empty())
-    help_show(help_key);
+  return field_key(character);
+}
+
+// Shows the line until a key is pressed, whose code it returns. It lies over all windows and is
+// none, so that it can be shown when all of them are in use: the place of window 0, which is never
+// given out, is the line's.
+int show_line(std::string_view text) {
+  ScreenRow line;
+  row_fill(line, ' ', kAttributeReverse);
+  std::ranges::copy(text.substr(0, kScreenColumns), line.characters.begin());
+  terminal_write_row(line, kScreenRows, 1, kScreenColumns);
+  terminal_refresh();
+  const int code = wait_for_key();
+  window_state().windows[0].at = {kScreenRows - 1, 0, 1, kScreenColumns};
+  compose_hide(0);
+  write_rectangle(0);
+  wi_restore_cursor();
+  terminal_refresh();
+  return code;
 }
 
 // Takes the next line off a text: up to a line end, or as many words as there is room for; a longer
@@ -60,14 +75,8 @@ int centred(int width, std::size_t length) {
 }  // namespace
 
 void message_line(const char* text, const char* help_key) {
-  const OwnWindow window(kMessageTop, kMessageLeft, kMessageRows, kMessageColumns, true);
-  const int number = window.number();
-  p_printsonder(number, 1, 2, kLineHorizontal, kMessageColumns - 1);
-  p_printstr(number, 2, 1, fit(view_of(text), kMessageColumns).c_str());
-  print_with(number, kReverseText, 3, 1, padded(systxt_input.view()));
-  window.show();
-  wi_set_cursor(number, 3, 1);
-  wait_for_key(help_key);
+  while (show_line(view_of(text)) == kKeyHelp && !view_of(help_key).empty())
+    help_show(help_key);
 }
 
 void warning_box(const char* text) {
@@ -90,7 +99,7 @@ void warning_box(const char* text) {
   print_with(number, kReverseText, height, column, button);
   window.show();
   wi_set_cursor(number, height, column);
-  wait_for_key("");
+  wait_for_key();
 }
 
 void help_show(const char* help_key) {

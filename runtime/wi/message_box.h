@@ -1,10 +1,10 @@
-// What the user is told: a line at the bottom of the screen, and a box in its middle. Both wait for
-// a key and leave the screen as it was. Only while the window system is active.
+// What the user is told: in the last row of the screen, and in a box in its middle. Both wait for a
+// key and leave the screen as it was. Only while the window system is active.
 #pragma once
 
 namespace marigold {
 
-// One line of at most 78 characters. The help key names the help page on it ("_BLONF_"; "" or null
+// One line of at most 80 characters, over all windows; it needs none itself. The help key names the help page on it ("_BLONF_"; "" or null
 // for none) and is told when the user asks for help.
 void message_line(const char* text, const char* help_key);
 

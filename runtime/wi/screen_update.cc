@@ -1,6 +1,10 @@
 #include "runtime/wi/screen_update.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstring>
 #include <span>
 #include <string_view>
 
@@ -44,13 +48,22 @@ bool look_the_same(const ConsoleCell& one, const ConsoleCell& other) {
          (one.character == other.character || (is_blank(one) && is_blank(other)));
 }
 
-// Without a way out of the loop: it becomes vector instructions.
+// A cell as one number, without the byte of padding, which has any value.
+std::uint32_t cell_bits(const ConsoleCell& cell) {
+  constexpr std::size_t kPadding = 1;
+  static_assert(sizeof(ConsoleCell) == 4 && offsetof(ConsoleCell, colour) == kPadding + 1);
+  constexpr auto kMask =
+      std::bit_cast<std::uint32_t>(std::array<std::uint8_t, 4>{255, 0, 255, 255});
+  std::uint32_t bits = 0;
+  std::memcpy(&bits, &cell, sizeof bits);
+  return bits & kMask;
+}
+
+// Most rows have not changed: without a way out of the loop it becomes vector instructions.
 bool rows_differ(RowOfCells one, RowOfCells other) {
-  unsigned difference = 0;
-  for (std::size_t column = 0; column < one.size(); ++column) {
-    difference |= static_cast<unsigned>(one[column].character ^ other[column].character) |
-                  static_cast<unsigned>(one[column].colour ^ other[column].colour);
-  }
+  std::uint32_t difference = 0;
+  for (std::size_t column = 0; column < one.size(); ++column)
+    difference |= cell_bits(one[column]) ^ cell_bits(other[column]);
   return difference != 0;
 }
 

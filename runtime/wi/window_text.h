@@ -34,7 +34,7 @@ inline void print_with(int window, const char* attribute, int row, int column,
   p_set_atr(window, kPlainText);
 }
 
-// A window that lives as long as this object.
+// A window that lives as long as this object. The cursor goes back with it to where it was.
 class OwnWindow {
  public:
   OwnWindow(int top, int left, int height, int width, bool no_frame) {
@@ -44,6 +44,7 @@ class OwnWindow {
   OwnWindow& operator=(const OwnWindow&) = delete;
   ~OwnWindow() {
     p_destroy_w(number_);
+    wi_restore_cursor();
     terminal_refresh();
   }
 

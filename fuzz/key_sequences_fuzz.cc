@@ -1,0 +1,58 @@
+// What a terminal may send, as any bytes.
+//
+// Promised: a byte makes at most three key bytes, which are whole keys: no prefix without its
+// second byte; a pause ends every sequence, and the key after it is that key.
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "fuzz/fuzz_input.h"
+#include "runtime/wi/console.h"
+#include "runtime/wi/key_sequences.h"
+
+namespace marigold::fuzz {
+namespace {
+
+constexpr std::size_t kMostKeyBytes = 3;
+
+// The key bytes that are there, of whole keys.
+std::string take_keys(KeyDecoder& decoder) {
+  std::string keys;
+  while (decoder.has_key()) {
+    const std::uint8_t byte = decoder.take();
+    keys += static_cast<char>(byte);
+    if (byte != kKeyPrefixFunction && byte != kKeyPrefixCursor) continue;
+    require(decoder.has_key());
+    keys += static_cast<char>(decoder.take());
+  }
+  return keys;
+}
+
+void check_pause(KeyDecoder& decoder) {
+  decoder.end_sequence();
+  require(!decoder.in_sequence());
+  require(take_keys(decoder).size() <= 2);
+  decoder.feed('x');
+  require(take_keys(decoder) == "x");
+}
+
+void check_input(bool utf8, std::span<const std::uint8_t> bytes) {
+  KeyDecoder decoder(utf8);
+  for (const std::uint8_t byte : bytes) {
+    decoder.feed(byte);
+    require(take_keys(decoder).size() <= kMostKeyBytes);
+    KeyDecoder paused = decoder;
+    check_pause(paused);
+  }
+}
+
+}  // namespace
+}  // namespace marigold::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  marigold::fuzz::check_input(data[0] % 2 == 1, {data + 1, size - 1});
+  return 0;
+}
