@@ -24,7 +24,6 @@ void runtime_start(const char* program) {
   terminal_start();
   wi_start();
   window_interface_start();
-  key_hooks().restore_cursor = wi_restore_cursor;
   key_hooks().statistics = key_statistics;
   status_open(program);
 }

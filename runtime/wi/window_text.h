@@ -7,6 +7,7 @@
 
 #include "runtime/wi/terminal.h"
 #include "runtime/wi/window.h"
+#include "runtime/wi/window_table.h"
 
 namespace marigold {
 
@@ -37,13 +38,16 @@ inline void print_with(int window, const char* attribute, int row, int column,
 // A window that lives as long as this object. The cursor goes back with it to where it was.
 class OwnWindow {
  public:
-  OwnWindow(int top, int left, int height, int width, bool no_frame) {
+  OwnWindow(int top, int left, int height, int width, bool no_frame)
+      : cursor_row_(window_state().cursor_row), cursor_column_(window_state().cursor_column) {
     create_w(number_, top, left, height, width, no_frame);
   }
   OwnWindow(const OwnWindow&) = delete;
   OwnWindow& operator=(const OwnWindow&) = delete;
   ~OwnWindow() {
     p_destroy_w(number_);
+    window_state().cursor_row = cursor_row_;
+    window_state().cursor_column = cursor_column_;
     wi_restore_cursor();
     terminal_refresh();
   }
@@ -57,6 +61,8 @@ class OwnWindow {
   }
 
  private:
+  int cursor_row_;
+  int cursor_column_;
   int number_ = 0;
 };
 

@@ -62,7 +62,6 @@ struct FieldsTest : testing::Test {
     wi_start();
     user_interface_start();
     window_interface_start();
-    key_hooks().restore_cursor = wi_restore_cursor;
     create_w(window, 2, 1, 5, 60, false);
     p_printstr(window, 1, 1, "beneath");
     p_active_w(window);
