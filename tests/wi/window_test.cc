@@ -375,7 +375,7 @@ TEST_F(WindowTest, SpecialWindowsHaveTheirPlaces) {
   create_status_w(window, (std::string(78, 'x') + "y").c_str());
   expect_place(24, 2, 1, 78);
   EXPECT_EQ(wi_active(), window);
-  EXPECT_EQ(screen(24, 1, 80), " " + std::string(78, 'x') + " ");
+  EXPECT_EQ(screen(24, 1, 80), " "s + std::string(78, 'x') + " ");
   EXPECT_EQ(recording().cell(24, 2).colour, kColourBright);
   create_status_w(window, "");
   expect_place(24, 2, 1, 0);
