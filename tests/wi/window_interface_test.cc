@@ -1,5 +1,8 @@
 #include "runtime/wi/window_interface.h"
 
+#include <array>
+#include <span>
+
 #include "runtime/platform/clock.h"
 #include "tests/wi/window_support.h"
 
@@ -40,7 +43,7 @@ TEST_F(WindowInterfaceTest, AnswersAreTakenByAllTheirKeys) {
   } rows[] = {{"\r", 0},     {"\x1b", 0},    {"\0;"s, 0},    {"\0="s, 2},     {"n", 1},
               {"L", 2},      {"\xe0M\r", 1}, {"\xe0K\r", 2}, {"\t\t\t\r", 0}, {"x\0C\xe0M\r"s, 1},
               {"\x01 \r", 0}};
-  const char* const answers[] = {"yes", "no", "later"};
+  const std::array answers = {"yes", "no", "later"};
   for (const auto& row : rows) {
     recording().type(row.keys);
     EXPECT_EQ(user_interface().choose("Satz speichern?", answers, "_SAVE_"), row.expected)
