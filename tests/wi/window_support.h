@@ -8,6 +8,7 @@
 #include "runtime/core/user_interface.h"
 #include "runtime/wi/terminal.h"
 #include "runtime/wi/window.h"
+#include "runtime/wi/window_table.h"
 #include "tests/support/support.h"
 #include "tests/wi/recording_console.h"
 
@@ -48,26 +49,6 @@ class WindowTest : public testing::Test {
     terminal_refresh();
     return recording().text(row, column, count);
   }
-  // Covers all that the terminal layer has, so that what is written next can be told from the rest.
-  static void cover() {
-    ScreenRow covered;
-    row_fill(covered, '#', 0);
-    for (int row = 1; row <= kScreenRows; ++row)
-      terminal_write_row(covered, row, 1, kScreenColumns);
-  }
-  // The rows that have been written since, each as "row:first-last column ".
-  static std::string written() {
-    std::string found;
-    for (int row = 1; row <= kScreenRows; ++row) {
-      const std::string text = screen(row, 1, kScreenColumns);
-      const std::size_t first = text.find_first_not_of('#');
-      if (first == std::string::npos) continue;
-      found += std::to_string(row) + ":" + std::to_string(first + 1) + "-" +
-               std::to_string(text.find_last_not_of('#') + 1) + " ";
-    }
-    return found;
-  }
-
   static inline std::string said;  // messages, a line each
 };
 
