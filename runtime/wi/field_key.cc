@@ -13,7 +13,7 @@ int field_key(std::uint8_t& character) {
   for (;;) {
     const int code = key_read(character);
     if (code == kKeyIgnored && character == kControlHome) return kKeyStart;
-    if (code == kKeyEscape && character == kControlFStart) return kKeyStart;
+    if (code == kKeyEscape && key_plain_terminal_byte() == kControlFStart) return kKeyStart;
     if (!key_hooks_run(code) && code != kKeyIgnored) return code;
   }
 }

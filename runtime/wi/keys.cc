@@ -18,7 +18,8 @@ constexpr int kMostEscapes = 100;
 
 struct State {
   KeyHooks hooks;
-  int escapes = 0;  // given since the keyboard was lost
+  int escapes = 0;                       // given since the keyboard was lost
+  std::uint8_t plain_terminal_byte = 0;  // behind the prefix of the key that was read last
 };
 
 constinit State state;
@@ -91,14 +92,6 @@ bool run_hook(void (*&hook)()) {
   return true;
 }
 
-// One without a meaning here is told by its byte: the input fields have one more.
-int read_plain_terminal_key(std::uint8_t& character) {
-  std::uint8_t byte = 0;
-  const int code = read_second(kPlainTerminalKeys, kKeyEscape, byte);
-  if (code == kKeyEscape) character = byte;
-  return code;
-}
-
 }  // namespace
 
 void keys_reset() {
@@ -118,6 +111,10 @@ bool key_hooks_run(int code) {
   return false;
 }
 
+std::uint8_t key_plain_terminal_byte() {
+  return state.plain_terminal_byte;
+}
+
 std::uint8_t key_raw(std::uint8_t& byte) {
   byte = terminal_console().read_key();
   state.escapes = keyboard_is_lost() ? state.escapes + 1 : 0;
@@ -131,6 +128,7 @@ bool key_is_waiting() {
 
 int key_read(std::uint8_t& character) {
   character = 0;
+  state.plain_terminal_byte = 0;
   std::uint8_t byte = 0;
   switch (key_raw(byte)) {
     case kKeyPrefixFunction:
@@ -138,7 +136,7 @@ int key_read(std::uint8_t& character) {
     case kKeyPrefixCursor:
       return read_second(kCursorKeys, kKeyIgnored, character);
     case kPlainTerminalPrefix:
-      return read_plain_terminal_key(character);
+      return read_second(kPlainTerminalKeys, kKeyEscape, state.plain_terminal_byte);
     default:
       break;
   }

@@ -114,5 +114,8 @@ KeyHooks& key_hooks();
 // Runs the hook of a key code, for readers of their own. False when it has none, or the settings
 // do not turn it on.
 bool key_hooks_run(int code);
+// The byte behind Ctrl-F of the key that was read last, 0 for any other key: key_read does not tell
+// it, and the input fields know one more of them.
+std::uint8_t key_plain_terminal_byte();
 
 }  // namespace marigold
