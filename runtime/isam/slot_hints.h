@@ -25,13 +25,17 @@ class SlotHints {
     if (!buckets_.empty()) put({.tag = tag_of(hash), .slot = slot});
   }
 
-  // 0: no guess.
-  [[nodiscard]] SlotNumber guess(std::uint64_t hash) const {
+  // 0: no guess. Who asks for many keys in turn that nobody has seen is spared the look, most times.
+  SlotNumber guess(std::uint64_t hash) {
     if (buckets_.empty()) return 0;
+    if (failures_ >= kPatience && ++failures_ % kInterval != 0) return 0;
     const std::uint32_t tag = tag_of(hash);
     for (const Entry& entry : bucket_of(tag).entries) {
-      if (entry.tag == tag) return entry.slot;
+      if (entry.tag != tag) continue;
+      failures_ = 0;
+      return entry.slot;
     }
+    ++failures_;
     return 0;
   }
 
@@ -40,6 +44,8 @@ class SlotHints {
   static constexpr std::size_t kEntries = 8;
   static constexpr std::size_t kFirstBuckets = 64;
   static constexpr std::size_t kMostBuckets = std::size_t{1} << 18;  // 16 MiB
+  static constexpr std::uint32_t kPatience = 32;
+  static constexpr std::uint32_t kInterval = 8;
 
   struct Entry {
     std::uint32_t tag = 0;
@@ -86,6 +92,7 @@ class SlotHints {
 
   std::vector<Bucket> buckets_;  // a power of two of them, or none
   std::size_t used_ = 0;         // entries
+  std::uint32_t failures_ = 0;   // guesses in turn that there were none of
 };
 
 }  // namespace marigold::isam
