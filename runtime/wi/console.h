@@ -44,7 +44,8 @@ struct Console {
   void (*place_cursor)(int column, int row);
   void (*show_cursor)(bool visible);
   // Waits for a key and returns its next byte: a character of code page 437, a control character,
-  // or one of the prefixes above. 27 (Escape) when there is no keyboard any more.
+  // or one of the prefixes above. When there is no keyboard (any more) the program ends with a
+  // message and exit status 1: callers repeat reads until a key has a meaning, and would for ever.
   std::uint8_t (*read_key)();
   // Whether read_key would return at once.
   bool (*key_waiting)();

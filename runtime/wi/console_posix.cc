@@ -35,7 +35,7 @@ struct State {
 State state;
 
 void leave() {
-  tty_restore();
+  tty_restore(-1);
   signals_remove();
 }
 

@@ -30,6 +30,10 @@ constexpr HandledSignal kSignals[] = {
     {SIGTSTP, stop_process}, {SIGCONT, note_signal}, {SIGWINCH, note_signal},
 };
 
+// Milliseconds that a terminal has to take what restores it before the process ends without: a line
+// of 9600 baud is through with a screen by then.
+constexpr int kPatience = 3000;
+
 // For a stack that has overflowed.
 constexpr std::size_t kHandlerStack = std::size_t{64} * 1024;
 
@@ -56,7 +60,7 @@ void wake() {
 // Blocked during its own handler, the signal takes effect when that returns; a fault happens again.
 void end_process(int signal) {
   const int error = errno;
-  tty_restore();
+  tty_restore(kPatience);
   sigaction(signal, &state.former[index_of(signal)], nullptr);
   raise(signal);
   errno = error;
@@ -64,7 +68,7 @@ void end_process(int signal) {
 
 void stop_process(int signal) {
   const int error = errno;
-  tty_restore();
+  tty_restore(kPatience);
   struct sigaction ours {};
   sigaction(signal, &state.former[index_of(signal)], &ours);
   raise(signal);

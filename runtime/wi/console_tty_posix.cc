@@ -15,7 +15,7 @@
 namespace marigold {
 namespace {
 
-constexpr int kPatienceAtTheEnd = 500;  // milliseconds
+constexpr int kForegroundTries = 10;
 
 // Alternate screen, lines do not wrap, the graphic set as G1.
 constexpr std::string_view kEnter = "\x1b[?1049h\x1b[?7l\x1b(B\x1b)0";
@@ -32,21 +32,32 @@ struct State {
 };
 State state;
 
-// Signals wait while the terminal is between two states.
-class SignalsWait {
+// Blocks signals for as long as it lives.
+class BlockedSignals {
  public:
-  SignalsWait() {
-    sigset_t all;
-    sigfillset(&all);
-    sigprocmask(SIG_BLOCK, &all, &before_);
-  }
-  SignalsWait(const SignalsWait&) = delete;
-  SignalsWait& operator=(const SignalsWait&) = delete;
-  ~SignalsWait() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+  explicit BlockedSignals(const sigset_t& blocked) { sigprocmask(SIG_BLOCK, &blocked, &before_); }
+  BlockedSignals(const BlockedSignals&) = delete;
+  BlockedSignals& operator=(const BlockedSignals&) = delete;
+  ~BlockedSignals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
 
  private:
   sigset_t before_{};
 };
+
+// Everything but what keeps a process in the background from changing the terminal.
+sigset_t all_but_background_output() {
+  sigset_t signals;
+  sigfillset(&signals);
+  sigdelset(&signals, SIGTTOU);
+  return signals;
+}
+
+sigset_t background_output() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGTTOU);
+  return signals;
+}
 
 [[noreturn]] void end_program(const char* message) {
   std::fprintf(stderr, "%s\n", message);
@@ -69,8 +80,16 @@ termios raw_mode(const termios& found, TtyHold wanted) {
   return raw;
 }
 
+// In the background the modes are those of whoever is in the foreground: nothing to find and keep.
+// A process group that nobody could continue is not stopped; it goes on and will meet an error.
+void wait_for_foreground() {
+  for (int tries = 0; tries < kForegroundTries && tcgetpgrp(STDIN_FILENO) != getpgrp(); ++tries)
+    kill(0, SIGTTOU);
+}
+
 void set_mode(TtyHold wanted) {
-  const SignalsWait guard;
+  wait_for_foreground();
+  const BlockedSignals guard(all_but_background_output());
   if (tty_held() == TtyHold::kNone) {
     if (tcgetattr(STDIN_FILENO, &state.found) != 0) tty_gone();
     state.owner = getpid();
@@ -83,15 +102,23 @@ void set_mode(TtyHold wanted) {
 
 bool wait_for_room(int milliseconds) {
   pollfd waiting{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
-  return poll(&waiting, 1, milliseconds) == 1 && (waiting.revents & POLLOUT) != 0;
+  int ready = 0;
+  do {
+    ready = poll(&waiting, 1, milliseconds);
+  } while (ready < 0 && errno == EINTR);
+  return ready == 1 && (waiting.revents & POLLOUT) != 0;
 }
 
-void write_leaving() {
+bool may_try_again() {
+  return errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK;
+}
+
+void write_leaving(int patience) {
   std::string_view bytes = kLeave;
-  while (!bytes.empty() && wait_for_room(kPatienceAtTheEnd)) {
+  while (!bytes.empty() && wait_for_room(patience)) {
     const ssize_t written = write(STDOUT_FILENO, bytes.data(), bytes.size());
-    if (written < 0) return;
-    bytes.remove_prefix(static_cast<std::size_t>(written));
+    if (written < 0 && !may_try_again()) return;
+    if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
   }
 }
 
@@ -113,13 +140,14 @@ bool tty_hold(TtyHold wanted) {
   return true;
 }
 
-void tty_restore() {
+// A signal in the middle of it begins anew in its handler, and nothing is left to do afterwards.
+void tty_restore(int patience) {
   const TtyHold held = tty_held();
   if (held == TtyHold::kNone || state.owner != getpid()) return;
   const int error = errno;
-  // A process in the background would be stopped instead.
-  const SignalsWait guard;
-  if (held == TtyHold::kScreen) write_leaving();
+  // A process in the background that ends would be stopped instead.
+  const BlockedSignals guard(background_output());
+  if (held == TtyHold::kScreen) write_leaving(patience);
   tcsetattr(STDIN_FILENO, TCSANOW, &state.found);
   state.held = static_cast<int>(TtyHold::kNone);
   errno = error;
@@ -130,10 +158,10 @@ void tty_write(std::string_view bytes) {
     const ssize_t written = write(STDOUT_FILENO, bytes.data(), bytes.size());
     if (written >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(written));
-    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-      wait_for_room(-1);
-    } else if (errno != EINTR) {
+    } else if (!may_try_again()) {
       tty_gone();
+    } else if (errno != EINTR) {
+      wait_for_room(-1);
     }
   }
 }
@@ -146,7 +174,7 @@ TtySize tty_size() {
 }
 
 void tty_gone() {
-  tty_restore();
+  tty_restore(0);
   end_program("the terminal is gone");
 }
 

@@ -18,21 +18,23 @@ struct TtySize {
   int rows = 0;
 };
 
-// Takes the terminal, unless it is held so already: true when something was done, and then for
+// Takes the terminal, in the background as soon as it is in the foreground, unless it is held so
+// already: true when something was done, and then for
 // kScreen nothing is known of what the screen shows. Ends the program with a message and exit
 // status 1 when standard input (or for kScreen standard output) is not a terminal.
 bool tty_hold(TtyHold wanted);
 TtyHold tty_held();
 // Someone else may have changed the terminal while we were stopped: the next tty_hold does its work
-// again, and what it will restore is what was found at first.
+// again, and what is restored in the end is what was found at first.
 void tty_doubt();
 
-// Gives the terminal back, if this process holds it. Safe within signal handlers; waits at most
-// half a second for a terminal that takes no output.
-void tty_restore();
+// Gives the terminal back, if this process holds it. Waits for a terminal that takes no output, but
+// not longer than so many milliseconds (negative: for ever). Safe within signal handlers.
+void tty_restore(int patience);
 
 // Writes all bytes, in one call if the system takes them; waits for a slow terminal. Stops when the
-// terminal was given back meanwhile. Ends the program (tty_gone) when there is no terminal any more.
+// terminal was given back meanwhile. Ends the program (tty_gone) when there is no terminal any
+// more.
 void tty_write(std::string_view bytes);
 
 // 80 by 24 for a terminal that does not know.

@@ -3,9 +3,11 @@
 
 #include <vterm.h>
 
+#include <memory>
 #include <string>
 #include <string_view>
 
+#include "runtime/wi/code_page_437.h"
 #include "runtime/wi/console.h"
 #include "runtime/wi/cursor_movement.h"
 
@@ -13,26 +15,66 @@ namespace marigold::test {
 
 class Emulator {
  public:
-  Emulator(int columns, int rows, bool utf8 = true);
-  Emulator(const Emulator&) = delete;
-  Emulator& operator=(const Emulator&) = delete;
-  ~Emulator();
-
-  void feed(std::string_view bytes);
-  void resize(int columns, int rows);
-  // The characters of a row, "?" for those beyond ASCII, without blanks at the end; row from 1.
-  std::string row_text(int row) const;
-  CursorPosition cursor() const;
+  Emulator(int columns, int rows, bool utf8 = true) : terminal_(vterm_new(rows, columns)) {
+    vterm_set_utf8(terminal_.get(), utf8 ? 1 : 0);
+    callbacks_.settermprop = note_property;
+    vterm_screen_set_callbacks(screen(), &callbacks_, this);
+    vterm_screen_enable_altscreen(screen(), 1);
+    vterm_screen_reset(screen(), 1);
+  }
+  void feed(std::string_view bytes) {
+    vterm_input_write(terminal_.get(), bytes.data(), bytes.size());
+  }
+  void resize(int columns, int rows) { vterm_set_size(terminal_.get(), rows, columns); }
   bool cursor_visible() const { return cursor_visible_; }
   bool alternate_screen() const { return alternate_screen_; }
+  CursorPosition cursor() const {
+    VTermPos position{};
+    vterm_state_get_cursorpos(vterm_obtain_state(terminal_.get()), &position);
+    return {position.col + 1, position.row + 1};
+  }
+
+  // ASCII alone, without blanks at the end; row from 1.
+  std::string row_text(int row) const {
+    std::string text;
+    VTermScreenCell cell{};
+    for (int column = 0; vterm_screen_get_cell(screen(), {row - 1, column}, &cell) != 0; ++column)
+      text += cell.chars[0] == 0 ? ' ' : static_cast<char>(cell.chars[0]);
+    return text.substr(0, text.find_last_not_of(' ') + 1);
+  }
+
   // Where the upper left 80 by 24 cells are not these cells; "" when they are.
-  std::string difference(const ConsoleBuffer& expected) const;
+  std::string difference(const ConsoleBuffer& expected) const {
+    for (int index = 0; index < static_cast<int>(expected.size()); ++index) {
+      const VTermPos place{index / kScreenColumns, index % kScreenColumns};
+      VTermScreenCell seen{};
+      vterm_screen_get_cell(screen(), place, &seen);
+      const ConsoleCell& cell = expected[static_cast<std::size_t>(index)];
+      const char32_t character = code_page_437_character(cell.character);
+      const bool reverse = cell.colour >= kColourReverse;
+      const bool bold = cell.colour == kColourBright || cell.colour == kColourReverseBright;
+      const bool bold_counts = reverse || character != ' ';  // it cannot be seen of a blank
+      if ((seen.chars[0] == 0 ? ' ' : seen.chars[0]) != character ||
+          (seen.attrs.reverse != 0) != reverse || (bold_counts && (seen.attrs.bold != 0) != bold))
+        return "row " + std::to_string(place.row + 1) + ", column " + std::to_string(place.col + 1);
+    }
+    return "";
+  }
 
  private:
-  VTermScreenCell cell(int row, int column) const;
+  static int note_property(VTermProp property, VTermValue* value, void* user) {
+    auto* self = static_cast<Emulator*>(user);
+    if (property == VTERM_PROP_CURSORVISIBLE) self->cursor_visible_ = value->boolean != 0;
+    if (property == VTERM_PROP_ALTSCREEN) self->alternate_screen_ = value->boolean != 0;
+    return 1;
+  }
+  VTermScreen* screen() const { return vterm_obtain_screen(terminal_.get()); }
 
-  VTerm* terminal_;
-  VTermScreen* screen_;
+  struct Free {
+    void operator()(VTerm* terminal) const { vterm_free(terminal); }
+  };
+  std::unique_ptr<VTerm, Free> terminal_;
+  VTermScreenCallbacks callbacks_{};
   bool cursor_visible_ = true;
   bool alternate_screen_ = false;
 };

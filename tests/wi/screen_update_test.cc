@@ -39,57 +39,41 @@ struct Display {
   TerminalKind kind;
 };
 
-struct Area {
-  int row;
-  int column;
-  int rows;
-  int columns;
-};
-
-Area any_area(std::mt19937& random) {
-  const auto below = [&](int end) {
-    return static_cast<int>(random() % static_cast<unsigned>(end));
-  };
-  const Area area{1 + below(kScreenRows), 1 + below(kScreenColumns), 1 + below(5), 1 + below(40)};
-  return {area.row, area.column, std::min(area.rows, kScreenRows + 1 - area.row),
-          std::min(area.columns, kScreenColumns + 1 - area.column)};
+int below(std::mt19937& random, int end) {
+  return static_cast<int>(random() % static_cast<unsigned>(end));
 }
 
-// Blanks, text, any bytes or every other cell, in one colour.
-void change_something(ConsoleBuffer& cells, std::mt19937& random) {
-  const Area area = any_area(random);
+// Blanks, any bytes, letters, or every other cell of them, in one colour.
+void change_something(Display& display, std::mt19937& random) {
+  const int top = 1 + below(random, kScreenRows);
+  const int left = 1 + below(random, kScreenColumns);
+  const int bottom = std::min(top + below(random, 5), kScreenRows);
+  const int right = std::min(left + below(random, 40), kScreenColumns);
   const std::uint16_t colour = kColours[random() % 4];
   const unsigned content = random() % 4;
-  for (int row = area.row; row < area.row + area.rows; ++row) {
-    for (int column = area.column; column < area.column + area.columns; ++column) {
-      if (content == 3 && random() % 2 == 0) continue;
-      const auto any = static_cast<std::uint8_t>(random());
-      const auto letter = static_cast<std::uint8_t>('a' + any % 26);
-      at(cells, row, column) = {content == 0   ? std::uint8_t{' '}
-                                : content == 1 ? any
-                                               : letter,
-                                colour};
+  for (int row = top; row <= bottom; ++row) {
+    for (int column = left; column <= right; ++column) {
+      const int any = below(random, 256);
+      if (content == 3 && any % 2 == 0) continue;
+      const int character = content == 0 ? ' ' : content == 1 ? any : 'a' + any % 26;
+      at(display.wanted, row, column) = {static_cast<std::uint8_t>(character), colour};
     }
   }
-}
-
-void place_cursor_somewhere(WantedCursor& cursor, std::mt19937& random) {
-  cursor.visible = random() % 4 != 0;
-  cursor.position = {1 + static_cast<int>(random() % kScreenColumns),
-                     1 + static_cast<int>(random() % kScreenRows)};
+  display.cursor.visible = below(random, 4) != 0;
+  display.cursor.position = {left, bottom};
 }
 
 }  // namespace
 
-TEST(ScreenUpdateTest, TheTerminalShowsWhatIsWanted) {
+TEST(ScreenUpdateTest, TheTerminalShowsWhatIsWantedAndNothingElseIsTouched) {
   std::mt19937 random(20);
-  for (const bool has_axis_positions : {true, false}) {
-    Display display;
-    display.kind.has_axis_positions = has_axis_positions;
+  for (const bool larger : {false, true}) {
+    Display display(larger ? 100 : kScreenColumns, larger ? 30 : kScreenRows);
+    display.kind.has_axis_positions = larger;
+    if (larger) display.emulator.feed("\x1b[25;1Hbelow\x1b[H");
     for (int step = 0; step < 700; ++step) {
-      for (unsigned count = random() % 3; count > 0; --count)
-        change_something(display.wanted, random);
-      place_cursor_somewhere(display.cursor, random);
+      for (int count = below(random, 3); count >= 0; --count)
+        change_something(display, random);
       display.update();
       ASSERT_EQ(display.emulator.difference(display.wanted), "") << step;
       ASSERT_EQ(display.emulator.cursor_visible(), display.cursor.visible);
@@ -97,23 +81,10 @@ TEST(ScreenUpdateTest, TheTerminalShowsWhatIsWanted) {
         ASSERT_EQ(display.emulator.cursor(), display.cursor.position) << step;
       }
       ASSERT_EQ(display.update(), "") << step;
+      for (int row = 1; row <= kScreenRows; ++row)
+        ASSERT_LE(display.emulator.row_text(row).size(), std::size_t{kScreenColumns});
+      ASSERT_EQ(display.emulator.row_text(25), larger ? "below" : "");
     }
-  }
-}
-
-TEST(ScreenUpdateTest, NothingElseIsTouchedOnALargerTerminal) {
-  std::mt19937 random(7);
-  Display display(100, 30);
-  display.emulator.feed("\x1b[25;1Hbelow\x1b[30;90Hlast row\x1b[H");
-  for (int step = 0; step < 200; ++step) {
-    change_something(display.wanted, random);
-    place_cursor_somewhere(display.cursor, random);
-    display.update();
-    ASSERT_EQ(display.emulator.difference(display.wanted), "") << step;
-    for (int row = 1; row <= kScreenRows; ++row)
-      ASSERT_LE(display.emulator.row_text(row).size(), std::size_t{kScreenColumns});
-    ASSERT_EQ(display.emulator.row_text(25), "below");
-    ASSERT_EQ(display.emulator.row_text(30), std::string(89, ' ') + "last row");
   }
 }
 
@@ -131,28 +102,27 @@ TEST(ScreenUpdateTest, TheGraphicSetIsEnteredForFramesOnly) {
             "a\x1b[H");
 }
 
-// Sizes that a serial line feels; each with the cursor at rest in the last row.
+// Sizes that a serial line feels: rows changed, columns, character, most bytes. The cursor rests in
+// the last row.
 TEST(ScreenUpdateTest, ChangesStaySmall) {
   struct {
-    Area area;
-    std::uint8_t character;
-    std::uint16_t colour;
+    int rows;
+    int columns;
+    ConsoleCell cell;
     std::size_t most;
-  } const rows[] = {
-      {{1, 1, 24, 80}, '#', kColourPlain, 2090}, {{12, 1, 1, 80}, '#', kColourPlain, 94},
-      {{12, 21, 1, 10}, '#', kColourPlain, 24},  {{12, 40, 1, 1}, '#', kColourPlain, 16},
-      {{1, 1, 24, 80}, ' ', kColourPlain, 180},  {{12, 1, 1, 80}, ' ', kColourBright, 16},
-      {{12, 40, 1, 1}, '#', kColourBright, 24},  {{1, 1, 24, 80}, 'x', kColourPlain, 0}};
+  } const rows[] = {{24, 80, {'#'}, 2090}, {1, 80, {'#'}, 94},   {1, 10, {'#'}, 24},
+                    {1, 1, {'#'}, 16},     {24, 80, {' '}, 180}, {1, 80, {' ', kColourBright}, 16},
+                    {24, 80, {'x'}, 0}};
   for (const auto& row : rows) {
     Display display;
     display.wanted.fill({'x', kColourPlain});
     display.cursor.position = {1, kScreenRows};
     display.update();
-    for (int y = row.area.row; y < row.area.row + row.area.rows; ++y) {
-      for (int x = row.area.column; x < row.area.column + row.area.columns; ++x)
-        at(display.wanted, y, x) = {row.character, row.colour};
-    }
-    EXPECT_LE(display.update().size(), row.most) << row.area.columns << row.character;
+    const int top = row.rows == 1 ? 12 : 1;
+    for (int index = 0; index < row.rows * row.columns; ++index)
+      at(display.wanted, top + index / row.columns, 81 - row.columns + index % row.columns) =
+          row.cell;
+    EXPECT_LE(display.update().size(), row.most) << row.rows << " by " << row.columns;
     EXPECT_EQ(display.emulator.difference(display.wanted), "");
   }
 }
