@@ -4,6 +4,14 @@
 // and inside the frame, except where it says otherwise. A window is created, then shown by
 // activating it; the active window is the topmost one. Every operation checks its window number
 // first: outside 0 to 30, or a free one, is system error 24.
+//
+// The range check: what is printed at a place beyond the window's last row or column goes to its
+// first one (the second one within a frame), and what is longer than the row is cut. Each is told
+// by a one-line message of the user interface, the operation's name before them, and the operation
+// goes on. Rows and columns before the first one become the first one without a message.
+//
+// Text written into a window reaches the terminal when the window is activated, refreshed or the
+// active one and live; otherwise the screen stays as it is.
 #pragma once
 
 #include <cstdint>
@@ -23,13 +31,17 @@ struct WindowPlace {
   bool no_frame;
 };
 
-// All windows free, nothing shown. With `terminal_start` before it.
+// All windows free, nothing shown, neither live nor flushing; the window system counts as active.
+// After `terminal_start`.
 void wi_start();
 
-// Takes the lowest free number. System error 25 outside the screen; 23 for the 31st window. Not
-// shown yet. Windows under 3 rows or columns get no frame.
+// Takes the lowest free number. System error 25 outside the screen; 23 for the 31st window, with a
+// line on standard error before it. Not shown yet. Windows under 3 rows or columns get no frame. A
+// height or width of 0 makes a window that shows nothing.
 void create_w(int& window, int top, int left, int height, int width, bool no_frame);
-// Beside the active window, pulled back onto the screen; with none at row 3, column 1.
+// Beside the active window, its corner moved by the offsets; pulled back so that it ends in row 19
+// and column 80 at most and begins in row 1 and column 1 at least. With none active at row 3,
+// column 1.
 void create_beside_w(int& window, int row_offset, int column_offset, int height, int width,
                      bool no_frame);
 // Without a frame at row 21, column 2, 3 rows by 78 columns.
@@ -41,28 +53,43 @@ void create_status_w(int& window, const char* text);
 void create_header_w(int& window, const char* text, int kind);
 void p_destroy_kopfzeile(int window);
 
+// Plain blanks within the frame, whatever the window's attribute.
 void p_clear_w(int window);
+// Plain blanks. The place and the columns are put through the range check; rows beyond the window
+// are left out.
 void rangecl_w(int window, int row, int column, int rows, int columns);
+// Moves the region's rows one up or down and blanks the one that becomes free. What lies outside
+// the window is left out without a message.
 void p_scr_pos_w(int window, int row, int column, int rows, int columns, bool down);
 void p_scroll_w(int window, bool down);
 // Four characters, each "1" or anything else: second highlight, reverse, bright, fourth highlight.
 void p_set_atr(int window, const char* attribute);
 void p_Mset_atr(int window, int attribute_index);
+// With the range check; nothing for an empty text or null.
 void p_printstr(int window, int row, int column, const char* text);
 void p_printchar(int window, int row, int column, char character);
-// Copies of a line-drawing character, beginning one column left of the given one.
+// Copies of a line-drawing character, beginning one column left of the given one. With the range
+// check of the given place; nothing for a code outside 0 to 10.
 void p_printsonder(int window, int row, int column, int code, int count);
-// Cells 1 to count of a row record, with their own attributes.
+// Cells 1 to count of a row record, with their own attributes. With the range check.
 void p_print_tzeile(int window, int row, int column, int count, const ScreenRow& cells);
+// Puts the window on top and writes all of it to the terminal; nothing when it is there.
 void p_active_w(int window);
+// Takes the window off the screen; the next one below is the active one then. Nothing when it is
+// not shown.
 void p_de_active_w(int window);
 void p_destroy_w(int window);
+// As far as the screen reaches.
 void p_move_w(int window, int row_delta, int column_delta);
-// Top and left from 0; height and width only where not -1.
+// Top and left from 0; height and width only where not -1; what would not be on the screen is
+// brought there. Only the record: cells stay at their columns of the screen, and nothing is drawn.
+// Nothing for the active window.
 void p_adjust_w(int window, int top, int left, int height, int width);
+// Composes the window's rectangle from all windows and writes it.
 void p_refreshany_w(int window);
 void get_window_paras(int window, WindowPlace& place);
-// Writes the dirty rows of the active window to the terminal.
+// Writes the dirty rows of the active window to the terminal, and refreshes it when live or
+// flushing.
 void wi_refresh_active();
 
 // Text written into the active window goes to the terminal at once.
@@ -73,8 +100,8 @@ bool wi_flushing();
 void wi_set_flushing(bool flushing);
 // kNoWindow when there is none.
 int wi_active();
-// Places the terminal's cursor at a place of a window, and remembers it: after an ignored key
-// (Ctrl-R) the cursor is put back here.
+// Places the terminal's cursor at a place of a window, or its nearest one, and remembers it: after
+// an ignored key (Ctrl-R) the cursor is put back here.
 void wi_set_cursor(int window, int row, int column);
 void wi_restore_cursor();
 
