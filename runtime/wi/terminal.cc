@@ -136,7 +136,7 @@ void terminal_bell() {
 void terminal_write_row(const ScreenRow& from, int row, int column, int count) {
   if (row < 1 || row > kScreenRows || column < 1 || column > kScreenColumns) return;
   if (terminal_is_vt100()) state.vt100.place_cursor(column, row);
-  const auto first_cell = static_cast<std::size_t>((row - 1) * kScreenColumns);
+  const auto first_cell = static_cast<std::size_t>(row - 1) * kScreenColumns;
   const auto first = static_cast<std::size_t>(column - 1);
   const std::size_t end =
       first + static_cast<std::size_t>(std::clamp(count, 0, kScreenColumns + 1 - column));
