@@ -3,7 +3,8 @@
 //
 // Everything waits for a key, takes what it showed off the screen and puts the cursor back. Escape,
 // also that of a keyboard that is gone, takes the safe answer. The help key says that there is no
-// page under the message's key.
+// page under the message's key. A message can be shown at any time; a warning, a choice and waiting
+// for a lock take a window for as long as they last, asking about a lock takes two.
 #pragma once
 
 namespace marigold {
