@@ -21,8 +21,9 @@ bool is_shown(int window) {
 
 // The next one is the active one afterwards, if the window was.
 void take_off_the_stack(int window) {
-  const auto removed = std::ranges::remove(shown_windows(), window);
-  window_state().shown -= static_cast<int>(removed.size());
+  const auto shown = shown_windows();
+  const auto end = std::remove(shown.begin(), shown.end(), window);
+  window_state().shown = static_cast<int>(end - shown.begin());
 }
 
 void uncover(int window) {
