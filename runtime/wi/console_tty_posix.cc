@@ -80,10 +80,16 @@ termios raw_mode(const termios& found, TtyHold wanted) {
   return raw;
 }
 
+// No answer: the terminal does not control this process, and there is no background.
+bool is_in_background() {
+  const pid_t foreground = tcgetpgrp(STDIN_FILENO);
+  return foreground != -1 && foreground != getpgrp();
+}
+
 // In the background the modes are those of whoever is in the foreground: nothing to find and keep.
 // A process group that nobody could continue is not stopped; it goes on and will meet an error.
 void wait_for_foreground() {
-  for (int tries = 0; tries < kForegroundTries && tcgetpgrp(STDIN_FILENO) != getpgrp(); ++tries)
+  for (int tries = 0; tries < kForegroundTries && is_in_background(); ++tries)
     kill(0, SIGTTOU);
 }
 

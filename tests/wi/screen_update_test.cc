@@ -1,5 +1,6 @@
 #include "runtime/wi/screen_update.h"
 
+#include <algorithm>
 #include <random>
 
 #include "tests/support/support.h"
@@ -127,23 +128,17 @@ TEST(ScreenUpdateTest, ChangesStaySmall) {
   }
 }
 
+// Of two changes in row 1, the first in column 1: the column of the second, what is between them,
+// and the bytes.
 TEST(ScreenUpdateTest, NeighbouringChangesAreJoined) {
-  struct {
-    int second_column;  // of two changes in row 1; the first is in column 1
-    std::uint8_t between;
-    const char* expected;  // up to the way back to the first column
-  } const rows[] = {{3, 'x', "#x#\r"},
-                    {6, 'x', "#xxxx#\r"},
-                    {8, 'x', "#\x1b[6C#\r"},
-                    {4, 196, "#\x1b[2C#\r"},
-                    {11, 'x', "#\x1b[9C#\r"}};
-  for (const auto& row : rows) {
+  const std::tuple<int, std::uint8_t, const char*> rows[] = {
+      {6, 'x', "#xxxx#\r"}, {8, 'x', "#\x1b[6C#\r"}, {4, 196, "#\x1b[2C#\r"}};
+  for (const auto& [column, between, expected] : rows) {
     Display display;
-    display.wanted.fill({row.between, kColourPlain});
+    display.wanted.fill({between, kColourPlain});
     display.update();
-    at(display.wanted, 1, 1).character = '#';
-    at(display.wanted, 1, row.second_column).character = '#';
-    EXPECT_EQ(display.update(), row.expected);
+    at(display.wanted, 1, 1).character = at(display.wanted, 1, column).character = '#';
+    EXPECT_EQ(display.update(), expected);
   }
 }
 
