@@ -103,7 +103,7 @@ std::string fill_fraction(std::string_view part, std::string_view digits) {
 }  // namespace
 
 std::string edit_number(std::string_view mask, double value) {
-  const std::string overflow(mask.size(), '*');
+  std::string overflow(mask.size(), '*');
   if (!std::isfinite(value)) return overflow;
   Decimal number = shortest_decimal(std::abs(value));
   round_to(number, places(behind_comma(mask)));

@@ -1,0 +1,94 @@
+// A full application from its start to its end, and the display for those who configure one.
+
+#include "runtime/wi/runtime.h"
+
+#include "runtime/core/settings.h"
+#include "runtime/core/user_interface.h"
+#include "runtime/data/data_file.h"
+#include "runtime/data/definition_set.h"
+#include "runtime/data/field_access.h"
+#include "runtime/wi/key_statistics.h"
+#include "runtime/wi/terminal.h"
+#include "runtime/wi/window.h"
+#include "tests/support/support.h"
+#include "tests/wi/recording_console.h"
+
+namespace marigold::test {
+namespace {
+
+// The sample program on a terminal of its own, typed into.
+Finished run_on_terminal(const std::string& settings, const std::string& keys) {
+  return run_shell("printf '" + keys + "' | " + settings + " script -qec " WINDOWS_PATH " screen");
+}
+
+TEST(RuntimeTest, AnApplicationStartsShowsAndEnds) {
+  const WorkDirectory directory;
+  EXPECT_EQ(run_on_terminal("TERM=xterm LC_ALL=C.UTF-8", "\\033OQ\\r \\033OP").status, 0);
+  const std::string screen = read_file("screen");
+  for (const char* part : {"\x1b[?1049h", "Marigold: windows", "What shall grow?",
+                           "Planted: Calendula", "\x1b[?1049l"}) {
+    EXPECT_NE(screen.find(part), std::string::npos) << part;
+  }
+  EXPECT_NE(read_file("pstatus.tmp").find("EXIT     =OK"), std::string::npos);
+  EXPECT_EQ(run_on_terminal("COMFAXUSEVT100=", "\\0061").status, 0);
+  EXPECT_NE(read_file("screen").find("\x1b[7mWindow 3\x1b[m"), std::string::npos);
+  const Finished without = run_shell(WINDOWS_PATH " </dev/null");
+  EXPECT_EQ(without.status, 1);
+  EXPECT_NE(without.err.find("standard input is not a terminal"), std::string::npos);
+}
+
+constexpr const char* kKeyDatabase =
+    "BEGINFILE NAME TASTENDB VERSION 1 PATH 1 LEN 30 TYPE ISAM\n"
+    "BEGINFIELD FIELD HELPID TYPE STRING 8 PREVAL NIL\n"
+    "FIELD TASTEN TYPE INT TIMES 9 PREVAL 0,0,0,0,0,0,0,0,0 ENDFIELD\n"
+    "BEGINKEY KEY 1 SEGMENT 1 IS HELPID ENDKEY ENDFILE END.\n";
+
+TEST(RuntimeTest, KeyStatisticsCountOverTheKeyDatabase) {
+  const WorkDirectory directory;
+  recording_reset();
+  terminal_reset(&recording_console());
+  definition_start();
+  setenv("DEFINITION_DIRECTORY", ".", 1);
+  errors_of([] { runtime_start("test"); });
+  key_statistics();  // no such database: nothing is shown, and no key is waited for
+  EXPECT_FALSE(recording().keyboard_lost);
+
+  write_file("FILEKEYS.DES", kKeyDatabase);
+  definition_set_load("KEYS");
+  FileDefinition& file = definition_get("TASTENDB");
+  ASSERT_EQ(data_open(file, LockWait::kTell), kDataDone);
+  const int keys[3][3] = {{2, 1, 0}, {3, 2, 0}, {0, 0, -1}};
+  for (int record = 0; record < 3; ++record) {
+    data_clear_record(file);
+    data_put_text(file, "HELPID", "_H" + std::to_string(record) + "_");
+    for (int key = 0; key < 3; ++key)
+      data_put_integer(file, "TASTEN", static_cast<std::int16_t>(keys[record][key]), key + 1);
+    ASSERT_EQ(data_write(file), kDataDone);
+  }
+  data_close(file);
+
+  recording().type("x\r");
+  bool shown = false;
+  Console watching = recording_console();
+  static bool* seen = nullptr;
+  seen = &shown;
+  watching.read_key = [] {
+    *seen = recording().text(7, 22, 31) == "Eingabefelder:      2  (     3)" &&
+            recording().text(9, 22, 31) == "Tasten       :      3  (     4)";
+    return recording_console().read_key();
+  };
+  terminal_reset(&watching);
+  key_statistics();
+  EXPECT_TRUE(shown);
+  EXPECT_EQ(wi_active(), kNoWindow);
+  runtime_end();
+  runtime_end();
+  EXPECT_NE(read_file("pstatus.tmp").find("EXIT     =OK"), std::string::npos);
+  EXPECT_FALSE(open_subsystems().window_system);
+  unsetenv("DEFINITION_DIRECTORY");
+  definition_start();
+  user_interface_start();
+}
+
+}  // namespace
+}  // namespace marigold::test
