@@ -16,7 +16,6 @@ struct Recording {
   int writes = 0;
   int column = 0;  // of the cursor, from 1; 0: never placed
   int row = 0;
-  bool cursor_visible = true;
   // Keys still to be typed. When none is left, the keyboard is lost until the test queues more.
   std::deque<std::uint8_t> keys;
   bool keyboard_lost = false;
@@ -24,18 +23,61 @@ struct Recording {
   // V cursor visible, H cursor hidden, L leave.
   std::string calls;
 
-  void type(std::string_view bytes);
+  void type(std::string_view bytes) { keys.insert(keys.end(), bytes.begin(), bytes.end()); }
+  [[nodiscard]] const ConsoleCell& cell(int at_row, int at_column) const {
+    return cells.at(static_cast<std::size_t>((at_row - 1) * kScreenColumns + at_column - 1));
+  }
   // The characters of a row, from 1, or of a part of it.
-  [[nodiscard]] std::string text(int row, int column = 1, int count = kScreenColumns) const;
-  [[nodiscard]] const ConsoleCell& cell(int row, int column) const;
-  // How often a call was made, by its letter.
-  [[nodiscard]] int count(char call) const;
+  [[nodiscard]] std::string text(int at_row, int first = 1, int count = kScreenColumns) const {
+    std::string characters;
+    for (int place = first; place < first + count; ++place)
+      characters += static_cast<char>(cell(at_row, place).character);
+    return characters;
+  }
 };
 
 // What happened since recording_reset.
-Recording& recording();
-void recording_reset();
+inline Recording& recording() {
+  static Recording state;
+  return state;
+}
+inline void recording_reset() {
+  recording() = {};
+}
+
+inline std::uint8_t next_recorded_key() {
+  Recording& state = recording();
+  state.keyboard_lost = state.keys.empty();
+  if (state.keyboard_lost) return 27;
+  const std::uint8_t key = state.keys.front();
+  state.keys.pop_front();
+  return key;
+}
+
 // For terminal_reset.
-const Console& recording_console();
+inline const Console& recording_console() {
+  static constexpr Console kConsole{
+      .size = [] { recording().calls += 'S'; },
+      .clear = [] { recording().calls += 'C'; },
+      .write =
+          [](const ConsoleBuffer& cells) {
+            recording().calls += 'W';
+            ++recording().writes;
+            recording().cells = cells;
+          },
+      .place_cursor =
+          [](int column, int row) {
+            recording().calls += 'P';
+            recording().column = column;
+            recording().row = row;
+          },
+      .show_cursor = [](bool visible) { recording().calls += visible ? 'V' : 'H'; },
+      .read_key = next_recorded_key,
+      .key_waiting = [] { return !recording().keys.empty(); },
+      .keyboard_lost = [] { return recording().keyboard_lost; },
+      .leave = [] { recording().calls += 'L'; },
+  };
+  return kConsole;
+}
 
 }  // namespace marigold::test
