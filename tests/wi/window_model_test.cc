@@ -106,7 +106,10 @@ struct WindowModelTest : WindowTest {
     const auto [top, left, height, width] = some_region(window, all);
     const int first = top + window.inset - 1;
     const int end = first + height;
-    const int rows = height + (end == window.at.height ? below(30) : 0);  // cut to the window
+    const int column = left + window.inset - 1;
+    // What is given beyond the window is cut.
+    const int rows = height + (end == window.at.height ? below(30) : 0);
+    const int before = first == 0 && column == 0 ? below(30) : 0;
     if (all && step == 0)
       p_clear_w(window.number);
     else if (all)
@@ -114,9 +117,9 @@ struct WindowModelTest : WindowTest {
     else if (step == 0)
       rangecl_w(window.number, top, left, rows, width);
     else
-      p_scr_pos_w(window.number, top, left, rows, width, step > 0);
+      p_scr_pos_w(window.number, top - before, left - before, rows + before, width + before,
+                  step > 0);
     const Picture old = window.cells;
-    const int column = left + window.inset - 1;
     for (int row = first; row < end; ++row) {
       const int from = row - step;
       const bool blank = step == 0 || from < first || from == end;
