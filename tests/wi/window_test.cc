@@ -24,6 +24,14 @@ Place place_of(int window) {
 
 // Operations that take a window, with numbers to go with it.
 void (*const kOperations[])(int, int, int) = {
+    [](int w, int, int) { p_destroy_kopfzeile(w); },
+    [](int w, int, int) { p_clear_w(w); },
+    [](int w, int a, int) { p_scroll_w(w, a > 0); },
+    [](int w, int, int) { p_set_atr(w, nullptr); },
+    [](int w, int a, int) { p_Mset_atr(w, a); },
+    [](int w, int, int) { p_active_w(w); },
+    [](int w, int, int) { p_de_active_w(w); },
+    [](int w, int, int) { place_of(w); },
     [](int w, int a, int b) { rangecl_w(w, a, b, a, b); },
     [](int w, int a, int b) { p_scr_pos_w(w, a, b, b, b, a > 0); },
     [](int w, int a, int b) { p_printstr(w, a, b, a == b ? nullptr : "text"); },
@@ -158,7 +166,9 @@ TEST_F(WindowTest, SpecialWindowsHaveTheirPlaces) {
   create_message_w(window);
   EXPECT_EQ(place_of(window), (Place{21, 2, 3, 78, true}));
   create_status_w(window, (std::string(78, 'x') + "y").c_str());
-  EXPECT_EQ(screen(24, 1, 80), " " + std::string(78, 'x') + " ");
+  std::string status(80, 'x');
+  status.front() = status.back() = ' ';
+  EXPECT_EQ(screen(24, 1, 80), status);
   EXPECT_EQ(recording().cell(24, 2).colour, kColourBright);
   create_status_w(window, "");
   EXPECT_EQ(place_of(window), (Place{24, 2, 1, 0, true}));
@@ -168,7 +178,7 @@ TEST_F(WindowTest, HeadersComeBelowTheTopWindow) {
   const std::tuple<int, std::string, std::string, const char*, std::string> rows[] = {
       {0, "abc", std::string(38, ' ') + "abc ", " ", ""},
       {1, "abcd", std::string(37, ' ') + "abcd ", "\xc4", ""},
-      {2, std::string(81, 'x'), std::string(79, 'x') + " ", "=", "p_printstr\n" + kLength}};
+      {2, std::string(81, 'x'), std::string(79, 'x') + " ", "=", "p_printstr\n"s + kLength}};
   for (const auto& [kind, title, first, second, messages] : rows) {
     wi_start();
     said.clear();
