@@ -10,6 +10,7 @@ namespace marigold::isam {
 namespace {
 
 constexpr std::uint32_t kPiece = 8;
+constexpr std::size_t kPieces = 16;  // the first two
 
 std::uint64_t big_endian(const std::byte* from) {
   std::uint64_t value = 0;
@@ -51,7 +52,7 @@ struct Comparison {
     other = big_endian(entry + kPiece) & second_mask;
     if (other != second) return other < second;
     if (length <= 2 * kPiece) return or_equal;
-    const int order = std::memcmp(entry + 2 * kPiece, probe + 2 * kPiece, length - 2 * kPiece);
+    const int order = std::memcmp(entry + kPieces, probe + kPieces, length - kPieces);
     return order < 0 || (order == 0 && or_equal);
   }
 };
