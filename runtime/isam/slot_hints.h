@@ -25,7 +25,8 @@ class SlotHints {
     if (!buckets_.empty()) put({.tag = tag_of(hash), .slot = slot});
   }
 
-  // 0: no guess. Who asks for many keys in turn that nobody has seen is spared the look, most times.
+  // 0: no guess. Who asks for many keys in turn that nobody has seen is spared the look, most
+  // times.
   SlotNumber guess(std::uint64_t hash) {
     if (buckets_.empty()) return 0;
     if (failures_ >= kPatience && ++failures_ % kInterval != 0) return 0;

@@ -34,10 +34,7 @@ struct Comparison {
   std::uint64_t second_mask = 0;
 
   Comparison(const Probe& key, std::uint32_t compare_length)
-      : probe(key.data()),
-        length(compare_length),
-        first(0),
-        first_mask(mask_of(compare_length)) {
+      : probe(key.data()), length(compare_length), first(0), first_mask(mask_of(compare_length)) {
     first = big_endian(probe) & first_mask;
     if (length <= kPiece) return;
     second_mask = mask_of(length - kPiece);

@@ -4,8 +4,8 @@
 
 namespace marigold {
 
-// One line of at most 80 characters, over all windows; it needs none itself. The help key names the help page on it ("_BLONF_"; "" or null
-// for none) and is told when the user asks for help.
+// One line of at most 80 characters, over all windows; it needs none itself. The help key names the
+// help page on it ("_BLONF_"; "" or null for none) and is told when the user asks for help.
 void message_line(const char* text, const char* help_key);
 
 // Text of any length, broken between words into lines of at most 60 characters; what goes beyond
