@@ -147,14 +147,22 @@ class Selection {
     cursor_column_ = column;
   }
 
-  // Entries that do not fit begin with the one before the current one.
+  [[nodiscard]] int cells_of(int entry) const {
+    const auto length = field_.entries[static_cast<std::size_t>(entry)].text.size();
+    return std::min(static_cast<int>(std::min<std::size_t>(length, 200)) + 2, inner_width_);
+  }
+
+  // Begins with the first entry with which the current one is still in sight.
   void draw_row() {
     p_clear_w(window_.number());
+    int first = std::max(current_, 0);
+    for (int room = inner_width_; first > 0; --first) {
+      room -= cells_of(first);
+      if (room < cells_of(first - 1)) break;
+    }
     int column = 1;
-    for (int entry = 0; entry < count_ && column <= inner_width_; ++entry) {
-      const auto length = field_.entries[static_cast<std::size_t>(entry)].text.size();
-      const int width = std::min(static_cast<int>(std::min<std::size_t>(length, 200)) + 2,
-                                 inner_width_ - column + 1);
+    for (int entry = first; entry < count_ && column <= inner_width_; ++entry) {
+      const int width = std::min(cells_of(entry), inner_width_ - column + 1);
       draw_entry(entry, 1, column, width);
       column += width;
     }

@@ -157,6 +157,7 @@ TEST_F(FieldsTest, SelectionsReturnTheNumberChosen) {
       {many, kPageDown + kPageDown + kDown + kEnter, 42},
       {many, kEnd + kEnter, 60},
       {many, kRight + kEnter, 2, "110000000"},
+      {many, kEnd + kLeft + kEnter, 59, "110000000"},
   };
   for (const auto& [entries, keys, chosen, layout] : cases) {
     recording().type(keys);
@@ -170,6 +171,7 @@ TEST_F(FieldsTest, SelectionsReturnTheNumberChosen) {
     expect_left_as_found();
   }
   EXPECT_TRUE(was_shown("(more)"));
+  EXPECT_TRUE(was_shown(" number 58  number 59  number 60 "));  // scrolled side by side
   EXPECT_TRUE(was_shown("\xB3 number 60 "));
   EXPECT_TRUE(was_shown(" Heading  Apple  Birch "));
   EXPECT_TRUE(was_shown("No help available: _TREE_"));
