@@ -26,6 +26,32 @@ int injected_fault(FileCall call) {
   return file_fault_hook == nullptr ? 0 : file_fault_hook(call);
 }
 
+// Space that has been written stands in large pieces of the system's memory, space first touched
+// through the mapping page by page; each piece costs when it is written back.
+int write_zeros(int descriptor, std::uint64_t from, std::uint64_t to) {
+  static constexpr std::array<char, 1 << 18> kZeros{};
+  while (from < to) {
+    const std::uint64_t piece = std::min<std::uint64_t>(kZeros.size(), to - from);
+    const ssize_t written = pwrite(descriptor, kZeros.data(), piece, static_cast<off_t>(from));
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return written < 0 ? errno : ENOSPC;
+    from += static_cast<std::uint64_t>(written);
+  }
+  return 0;
+}
+
+// A longer view in place of `before`, which is as it was when there is none. Where the system can
+// move a view, its pages need not be met again one by one.
+void* map_again(int descriptor, int protection, void* before, std::uint64_t mapped,
+                std::uint64_t bytes) {
+#ifdef MREMAP_MAYMOVE
+  if (before != nullptr) return mremap(before, mapped, bytes, MREMAP_MAYMOVE);
+#endif
+  void* memory = mmap(nullptr, bytes, protection, MAP_SHARED, descriptor, 0);
+  if (memory != MAP_FAILED && before != nullptr) munmap(before, mapped);
+  return memory;
+}
+
 }  // namespace
 
 int MappedFile::open(const char* path, FileAccess access) {
@@ -74,8 +100,9 @@ int MappedFile::reserve(std::uint64_t bytes) {
   std::uint64_t present = 0;
   if (const int failed = size(present)) return failed;
   if (bytes <= present) return 0;
-  const int failed = posix_fallocate(descriptor_, static_cast<off_t>(present),
-                                     static_cast<off_t>(bytes - present));
+  int failed = posix_fallocate(descriptor_, static_cast<off_t>(present),
+                               static_cast<off_t>(bytes - present));
+  if (failed == 0) failed = write_zeros(descriptor_, present, bytes);
   // A part of the space may have been added; a file that is longer than it says would be taken for
   // damaged.
   if (failed != 0 && ftruncate(descriptor_, static_cast<off_t>(present)) != 0) return errno;
@@ -87,9 +114,8 @@ int MappedFile::map(std::uint64_t bytes) {
   if (const int fault = injected_fault(FileCall::kMap)) return fault;
   bytes = std::max(kSmallestMapping, 2 * bytes);
   const int protection = writable_ ? PROT_READ | PROT_WRITE : PROT_READ;
-  void* memory = mmap(nullptr, bytes, protection, MAP_SHARED, descriptor_, 0);
+  void* memory = map_again(descriptor_, protection, memory_, mapped_, bytes);
   if (memory == MAP_FAILED) return errno;
-  if (memory_ != nullptr) munmap(memory_, mapped_);
   memory_ = static_cast<std::byte*>(memory);
   mapped_ = bytes;
   return 0;
