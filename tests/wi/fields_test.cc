@@ -7,8 +7,8 @@
 #include "runtime/core/user_interface.h"
 #include "runtime/texte/char_table.h"
 #include "runtime/wi/wi.h"
+#include "tests/support/recording_console.h"
 #include "tests/support/support.h"
-#include "tests/wi/recording_console.h"
 
 namespace marigold::test {
 namespace {

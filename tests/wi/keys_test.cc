@@ -1,7 +1,7 @@
 #include "runtime/core/settings.h"
 #include "runtime/wi/terminal.h"
+#include "tests/support/recording_console.h"
 #include "tests/support/support.h"
-#include "tests/wi/recording_console.h"
 
 namespace marigold::test {
 

@@ -10,8 +10,8 @@
 #include "runtime/wi/key_statistics.h"
 #include "runtime/wi/terminal.h"
 #include "runtime/wi/window.h"
+#include "tests/support/recording_console.h"
 #include "tests/support/support.h"
-#include "tests/wi/recording_console.h"
 
 namespace marigold::test {
 namespace {

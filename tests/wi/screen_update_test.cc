@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <random>
 
+#include "tests/support/emulator.h"
 #include "tests/support/support.h"
-#include "tests/wi/emulator.h"
 
 namespace marigold::test {
 namespace {

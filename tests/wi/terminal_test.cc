@@ -4,8 +4,8 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/wi/console_size.h"
+#include "tests/support/recording_console.h"
 #include "tests/support/support.h"
-#include "tests/wi/recording_console.h"
 
 namespace marigold::test {
 

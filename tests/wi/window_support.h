@@ -9,8 +9,8 @@
 #include "runtime/wi/terminal.h"
 #include "runtime/wi/window.h"
 #include "runtime/wi/window_table.h"
+#include "tests/support/recording_console.h"
 #include "tests/support/support.h"
-#include "tests/wi/recording_console.h"
 
 namespace marigold::test {
 
