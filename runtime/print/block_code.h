@@ -1,0 +1,80 @@
+// The instructions of a block, as the list compiler makes them and the print engine obeys them.
+//
+// A block is a sequence of instructions in the block store (block_store.h), from its offset to the
+// code that ends it. Here an instruction is decoded; its texts lie in the store's bytes, or in what
+// the compiler keeps. Bytes of each: docs/formats/block-store.md.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace marigold {
+
+enum class BlockCode : std::uint8_t {
+  kPitch = 1,  // one value: 10, 12 or 17 characters per inch
+  kPlace = 2,  // line mode, line, column mode, column
+  kText = 3,   // a text, which may hold markers
+  kField = 5,  // a variable's value
+  kBoldOn = 6,
+  kBoldOff = 7,
+  kShortDate = 8,
+  kLongDate = 9,
+  kPage = 10,           // the page number, by a mask
+  kFirstRegister = 11,  // numeric register 0, by a mask; the next nine codes: registers 1 to 9
+  kLastRegister = 20,
+  kEnd = 21,
+  kEject = 22,
+  kJump = 23,         // behind some instructions of the block, by whether a variable is set
+  kColumnPitch = 24,  // one value: the pitch in which columns are counted
+  kRecordField = 25,  // a field of the record that the program has handed over
+};
+
+// A number in a block: given there, or a numeric variable's at the time of printing.
+struct BlockValue {
+  enum class Kind : std::uint8_t { kInteger = 0, kNumber = 1, kVariable = 2 };
+  Kind kind = Kind::kInteger;
+  std::int32_t integer = 0;
+  double number = 0;
+  std::string_view variable;
+  std::int32_t generation = 0;
+  bool operator==(const BlockValue&) const = default;
+};
+
+enum class PlaceMode : std::uint8_t { kAbsolute = 1, kCurrent = 2, kCurrentPlus = 3 };
+
+enum class Alignment : std::uint8_t { kLeft = 0, kRight = 1, kMask = 2 };
+
+// What is not used by the code is as it is here.
+struct Instruction {
+  BlockCode code = BlockCode::kEnd;  // or a number that means nothing
+  std::array<BlockValue, 4> values;  // of kPitch, kColumnPitch (the first), kPlace (all)
+  std::string_view text;             // of kText; the name of kField, kRecordField and kJump
+  std::int32_t generation = 0;       // of a variable; the element (from 1) of kRecordField
+  std::int32_t width = 0;            // characters; 0: as many as there are
+  Alignment alignment = Alignment::kLeft;
+  std::string_view mask;     // also of kPage and the registers; "": as many digits as needed
+  std::int32_t total = 0;    // 1 to 4: the carried total to add the number to; 0: none
+  bool negated = false;      // kJump: when the variable is not set
+  std::uint32_t target = 0;  // kJump: the number, in the block, of the instruction to go on with
+  bool operator==(const Instruction&) const = default;
+};
+
+// A block without the instruction that ends it.
+using BlockInstructions = std::vector<Instruction>;
+
+inline constexpr std::size_t kLongestBlockText = 0xFFFF;  // its count has 16 bits
+
+// Appends the block's bytes, the end included. The instructions are as a decoder accepts them:
+// jumps lead forward and to at most the end, no text is longer than kLongestBlockText.
+void encode_block(const BlockInstructions& block, std::string& bytes);
+
+// Decodes the block that begins at this offset of a block store. False, and why, when what stands
+// there cannot be a block: the store ends within it, a mode or kind is none, a jump leads back,
+// into the middle of an instruction or out of the block. The texts lie in `store`.
+bool decode_block(std::string_view store, std::uint32_t offset, BlockInstructions& block,
+                  std::string& reason);
+
+}  // namespace marigold

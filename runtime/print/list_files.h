@@ -1,0 +1,29 @@
+// The files in which lists are defined: "LISTEN" with a record for each list, "BLOECKE" with one
+// for each of its blocks, and the block store; and the same with an "I" before each name, which
+// come first.
+//
+// The keyed files are opened through data_file.h, so their definitions belong to the application's
+// definition sets. One that has none gets the built-in definitions.
+//
+//   LISTEN:  LISTE (key 1), PL, ES, EZ, LZ, CPI, NAME, ABRTXT
+//   BLOECKE: LISTE and BLOCK (key 1), OFF, SAME, REP, ZEIL, BLEN
+#pragma once
+
+#include <string_view>
+
+namespace marigold {
+
+struct ListFiles {
+  std::string_view lists;  // the names of definitions
+  std::string_view blocks;
+  std::string_view store;  // the name of a file in the print directory
+};
+
+inline constexpr ListFiles kOwnListFiles = {"ILISTEN", "IBLOECKE", "IDRUCK.BIN"};
+inline constexpr ListFiles kPlainListFiles = {"LISTEN", "BLOECKE", "DRUCK.BIN"};
+
+// Adds the built-in definitions of those of the four files that no definition set has defined, in
+// path class 0.
+void list_files_define();
+
+}  // namespace marigold
