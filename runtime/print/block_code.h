@@ -38,7 +38,7 @@ struct BlockValue {
   Kind kind = Kind::kInteger;
   std::int32_t integer = 0;
   double number = 0;
-  std::string_view variable;
+  std::string_view variable = {};
   std::int32_t generation = 0;
   bool operator==(const BlockValue&) const = default;
 };
@@ -49,11 +49,11 @@ enum class Alignment : std::uint8_t { kLeft = 0, kRight = 1, kMask = 2 };
 
 // What is not used by the code is as it is here.
 struct Instruction {
-  BlockCode code = BlockCode::kEnd;  // or a number that means nothing
-  std::array<BlockValue, 4> values;  // of kPitch, kColumnPitch (the first), kPlace (all)
-  std::string_view text;             // of kText; the name of kField, kRecordField and kJump
-  std::int32_t generation = 0;       // of a variable; the element (from 1) of kRecordField
-  std::int32_t width = 0;            // characters; 0: as many as there are
+  BlockCode code = BlockCode::kEnd;       // or a number that means nothing
+  std::array<BlockValue, 4> values = {};  // of kPitch, kColumnPitch (the first), kPlace (all)
+  std::string_view text = {};             // of kText; the name of kField, kRecordField and kJump
+  std::int32_t generation = 0;            // of a variable; the element (from 1) of kRecordField
+  std::int32_t width = 0;                 // characters; 0: as many as there are
   Alignment alignment = Alignment::kLeft;
   std::string_view mask;     // also of kPage and the registers; "": as many digits as needed
   std::int32_t total = 0;    // 1 to 4: the carried total to add the number to; 0: none
