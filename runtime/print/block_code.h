@@ -55,10 +55,10 @@ struct Instruction {
   std::int32_t generation = 0;            // of a variable; the element (from 1) of kRecordField
   std::int32_t width = 0;                 // characters; 0: as many as there are
   Alignment alignment = Alignment::kLeft;
-  std::string_view mask;     // also of kPage and the registers; "": as many digits as needed
-  std::int32_t total = 0;    // 1 to 4: the carried total to add the number to; 0: none
-  bool negated = false;      // kJump: when the variable is not set
-  std::uint32_t target = 0;  // kJump: the number, in the block, of the instruction to go on with
+  std::string_view mask = {};  // also of kPage and the registers; "": as many digits as needed
+  std::int32_t total = 0;      // 1 to 4: the carried total to add the number to; 0: none
+  bool negated = false;        // kJump: when the variable is not set
+  std::uint32_t target = 0;    // kJump: the number, in the block, of the instruction to go on with
   bool operator==(const Instruction&) const = default;
 };
 
