@@ -1,0 +1,278 @@
+#include "runtime/print/list.h"
+
+#include <algorithm>
+
+#include "runtime/core/settings.h"
+#include "runtime/core/user_interface.h"
+#include "runtime/print/block_store.h"
+#include "runtime/print/list_state.h"
+#include "runtime/print/output_device.h"
+#include "runtime/print/print_command.h"
+#include "runtime/print/print_defaults.h"
+#include "runtime/print/screen_output.h"
+#include "runtime/print/variables.h"
+#include "runtime/print/viewer.h"
+#include "runtime/wi/terminal.h"
+
+namespace marigold {
+namespace {
+
+constexpr int kAlreadyOpen = 42;
+constexpr int kAlreadyClosed = 43;
+constexpr std::string_view kChannelName = "***********";
+
+// What outlives a list.
+struct Choice {
+  bool to_screen = false;
+  const OutputDevice* device = nullptr;
+};
+
+struct State {
+  ListState list;
+  Choice choice;
+};
+State state;
+
+void refuse(std::string_view reason, const char* help_key) {
+  list_fail(std::string("LP1:").append(state.list.name).append(":").append(reason), help_key);
+}
+
+// ---- Opening
+
+// Finds the list in one pair of definition files, which stay open then.
+bool found_in(const ListFiles& files) {
+  if (!list_records_open(files)) return false;
+  if (!list_record_read(files, state.list.name, state.list.properties)) {
+    list_records_close(files);
+    return false;
+  }
+  state.list.files = &files;
+  return true;
+}
+
+int read_definitions() {
+  list_files_define();
+  if (!found_in(kOwnListFiles) && !found_in(kPlainListFiles)) {
+    refuse("Liste nicht gefunden!", "_LISNF_");
+    return kListNotFound;
+  }
+  const std::string path =
+      std::string(settings().print_directory.view()).append("/").append(state.list.files->store);
+  std::string reason;
+  if (block_store_read(path.c_str(), state.list.store, reason)) return kListDone;
+  refuse(path + ": " + reason, "_BLONF_");
+  return kListBad;
+}
+
+void override_with(const ListOptions& options) {
+  ListProperties& page = state.list.properties;
+  if (options.page_length != -1) page.page_length = options.page_length;
+  if (options.first_line != -1) page.first_line = options.first_line;
+  if (options.last_line != -1) page.last_line = options.last_line;
+}
+
+void cut_to_limit() {
+  const PrintDefaults& defaults = print_defaults();
+  ListProperties& page = state.list.properties;
+  if (defaults.page_limit > 0) {
+    int limit = defaults.page_limit;
+    if (defaults.page_limit_first_line > 0) limit -= defaults.page_limit_first_line - 1;
+    page.page_length = std::min(page.page_length, limit);
+  }
+  page.last_line = std::min(page.last_line, page.page_length);
+}
+
+int check_page() {
+  const ListProperties& page = state.list.properties;
+  const char* fault = nullptr;
+  if (page.page_length < 1)
+    fault = "the page has no lines";
+  else if (page.first_line < 1 || page.first_line > page.last_line)
+    fault = "the page's first line is beyond its last one";
+  if (fault == nullptr) return kListDone;
+  refuse(fault, "_BLONF_");
+  return kListBad;
+}
+
+int start_output() {
+  if (state.choice.device != nullptr) {
+    channel_open(kChannelName, state.list.properties.page_length, *state.choice.device);
+    return kListDone;
+  }
+  const bool to_screen = state.list.to_screen;
+  channel_open(kChannelName, std::max(state.list.properties.page_length, 1),
+               to_screen ? kScreenDevice : kPrinterDevice);
+  return kListDone;
+}
+
+// What the printer is in before it prints anything.
+void set_printer() {
+  state.list.shown.pitch = 0;
+  page_flush_attributes();
+}
+
+// ---- Closing
+
+bool viewer_print_aborted() {
+  if (!key_is_waiting()) return false;
+  std::uint8_t key = 0;
+  key_raw(key);
+  return true;
+}
+
+void show_viewer(const std::string& name) {
+  viewer_run({.name = name,
+              .page_length = channel_page_length(),
+              .print =
+                  [](std::string_view bytes) {
+                    int error_flag = 0;
+                    write_printer(bytes, error_flag);
+                    return error_flag;
+                  },
+              .aborted = viewer_print_aborted});
+}
+
+// An aborted list still ends its page: what is printed next shall not begin on half of one.
+void end_last_page() {
+  if (!state.list.printed) return;
+  channel_stop(false);
+  page_eject(false);
+}
+
+}  // namespace
+
+ListState& list_state() {
+  return state.list;
+}
+
+void list_fail(const std::string& message, const char* help_key) {
+  state.list.aborted = true;
+  if (channel_is_open()) channel_stop(true);
+  user_interface().message(message.c_str(), help_key);
+}
+
+void list_to_screen(bool screen) {
+  state.choice.to_screen = screen;
+}
+
+void list_to_device(const OutputDevice* device) {
+  state.choice.device = device;
+}
+
+int list_open(std::string_view name, const ListOptions& options) {
+  if (state.list.open) raise_fatal(kAlreadyOpen);
+  state.list = {};
+  state.list.open = true;
+  state.list.name = name;
+  state.list.today = print_today();
+  variables_clear();
+  open_subsystems().print_engine = true;
+  state.list.to_screen = state.choice.to_screen && state.choice.device == nullptr;
+  if (state.list.to_screen)
+    screen_output_start();
+  else if (options.show_progress)
+    progress_show();
+  int result = read_definitions();
+  override_with(options);
+  cut_to_limit();
+  if (result == kListDone) result = check_page();
+  state.list.footer_line = state.list.properties.last_line;
+  start_output();
+  if (result == kListDone) set_printer();
+  channel_stop(state.list.aborted);
+  return result;
+}
+
+std::string list_close(bool* complete) {
+  if (!state.list.open) raise_fatal(kAlreadyClosed);
+  progress_end();
+  end_last_page();
+  std::string output = state.list.properties.output;
+  if (state.list.files != nullptr) list_records_close(*state.list.files);
+  const int failed = channel_close();
+  if (complete != nullptr) *complete = failed == 0;
+  const bool to_screen = state.list.to_screen;
+  const std::string name = state.list.name;
+  state.list = {};
+  open_subsystems().print_engine = false;
+  if (to_screen) {
+    show_viewer(name);
+    screen_output_remove();
+  }
+  return output;
+}
+
+void list_print(std::string_view block) {
+  if (state.list.aborted) return;
+  if (block == kEjectPage)
+    page_eject(false);
+  else
+    block_run(block, BlockKind::kBody);
+}
+
+int list_repeat(std::string_view block) {
+  const Block* found = block_record(block);
+  return found == nullptr ? 0 : found->properties.repeat;
+}
+
+void list_set_header(std::string_view block) {
+  state.list.header = block;
+  state.list.has_header = true;
+}
+
+void list_set_footer(std::string_view block) {
+  if (state.list.aborted) return;
+  const Block* found = block_find(block);
+  if (found == nullptr) return;
+  state.list.footer = block;
+  state.list.has_footer = true;
+  state.list.footer_line = state.list.properties.last_line - found->properties.footer_lines;
+  if (state.list.footer_line < state.list.properties.first_line)
+    refuse(std::string(block).append(":").append("the footer leaves no line of the page"),
+           "_BLONF_");
+}
+
+bool list_check_abort() {
+  if (state.list.aborted) return true;
+  if (!abort_is_wanted()) return false;
+  abort_announce();
+  channel_write(marker_text(Marker::kNewLine));
+  channel_write(state.list.properties.abort_text);
+  channel_write(marker_text(Marker::kNewLine));
+  state.list.line += 2;
+  list_print(kEjectPage);
+  state.list.aborted = true;
+  channel_stop(true);
+  return true;
+}
+
+int list_lines_left() {
+  if (state.list.waiting.waits) return 0;
+  return state.list.properties.last_line - state.list.line + 1;
+}
+
+int list_page() {
+  return state.list.page;
+}
+
+void list_set(std::string_view name, double number, std::int32_t generation) {
+  if (!variable_set(name, generation, number)) refuse("more than 120 variables", "_VARNS_");
+}
+
+void list_set(std::string_view name, std::string_view text, std::int32_t generation) {
+  if (!variable_set(name, generation, text)) refuse("more than 120 variables", "_VARNS_");
+}
+
+void list_unset(std::string_view name, std::int32_t generation) {
+  variable_unset(name, generation);
+}
+
+void list_set_register(std::size_t index, double number) {
+  register_set(index, number);
+}
+
+void list_set_record(const ListRecord* record) {
+  state.list.record = record;
+}
+
+}  // namespace marigold

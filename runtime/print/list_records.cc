@@ -1,0 +1,89 @@
+#include "runtime/print/list_records.h"
+
+#include "runtime/data/data_file.h"
+#include "runtime/data/data_path.h"
+#include "runtime/data/field_access.h"
+#include "runtime/platform/file.h"
+
+namespace marigold {
+namespace {
+
+constexpr int kPrimaryKey = 1;
+
+bool is_there(FileDefinition* file) {
+  return file != nullptr && file_exists((data_path(*file) + ".dat").c_str());
+}
+
+// Applications define these files themselves, and choose the numbers' types.
+int number(const FileDefinition& file, std::string_view name) {
+  const FieldDefinition* field = file.find_field(name);
+  const char* record = file.record.data();
+  std::int16_t small = 0;
+  std::int32_t large = 0;
+  if (field == nullptr) return 0;
+  if (field_get(*field, 1, record, small) == kFieldDone) return small;
+  return field_get(*field, 1, record, large) == kFieldDone ? large : 0;
+}
+
+std::string text(const FileDefinition& file, std::string_view name) {
+  const FieldDefinition* field = file.find_field(name);
+  std::string_view value;
+  if (field == nullptr || field_get(*field, 1, file.record.data(), value) != kFieldDone) return {};
+  return std::string(value.substr(0, value.find_last_not_of(' ') + 1));
+}
+
+// False when no record can have this value.
+bool put_key(FileDefinition& file, std::string_view name, std::string_view value) {
+  const FieldDefinition* field = file.find_field(name);
+  return field != nullptr && field_put(*field, 1, file.record.data(), value) == kFieldDone;
+}
+
+bool read_record(FileDefinition& file) {
+  return data_read(file, kPrimaryKey, false, LockWait::kTell) == kDataDone;
+}
+
+}  // namespace
+
+bool list_records_open(const ListFiles& files) {
+  if (!is_there(definition_find(files.lists)) || !is_there(definition_find(files.blocks)))
+    return false;
+  if (data_open(files.lists, LockWait::kTellAndWait) == kDataLocked) return false;
+  if (data_open(files.blocks, LockWait::kTellAndWait) != kDataLocked) return true;
+  data_close(definition_get(files.lists));
+  return false;
+}
+
+void list_records_close(const ListFiles& files) {
+  data_close(definition_get(files.lists));
+  data_close(definition_get(files.blocks));
+}
+
+bool list_record_read(const ListFiles& files, std::string_view list, ListProperties& properties) {
+  FileDefinition& file = definition_get(files.lists);
+  data_clear_record(file);
+  if (!put_key(file, "LISTE", list) || !read_record(file)) return false;
+  properties = {.page_length = number(file, "PL"),
+                .start_column = number(file, "ES"),
+                .first_line = number(file, "EZ"),
+                .last_line = number(file, "LZ"),
+                .pitch = number(file, "CPI"),
+                .output = text(file, "NAME"),
+                .abort_text = text(file, "ABRTXT")};
+  return true;
+}
+
+bool block_record_read(const ListFiles& files, std::string_view list, std::string_view block,
+                       BlockProperties& properties) {
+  FileDefinition& file = definition_get(files.blocks);
+  data_clear_record(file);
+  if (!put_key(file, "LISTE", list) || !put_key(file, "BLOCK", block) || !read_record(file))
+    return false;
+  properties = {.offset = number(file, "OFF"),
+                .same_page = text(file, "SAME") == "J",
+                .repeat = number(file, "REP"),
+                .footer_lines = number(file, "ZEIL"),
+                .length = number(file, "BLEN")};
+  return true;
+}
+
+}  // namespace marigold

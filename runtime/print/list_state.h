@@ -1,0 +1,126 @@
+// The state of the open list, and what the files of the print engine do for each other: page.cc
+// where text stands, block_run.cc what blocks say, list.cc the operations, print_abort.cc the user.
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+
+#include "runtime/print/block_code.h"
+#include "runtime/print/list.h"
+#include "runtime/print/list_records.h"
+
+namespace marigold {
+
+// What no place or width goes beyond: as much as a display line holds.
+inline constexpr int kWidestLine = 250;
+
+enum class BlockKind { kBody = 0, kHeader = 1, kFooter = 2 };
+
+struct Block {
+  BlockProperties properties;
+  bool found = false;
+  bool decoded = false;
+  BlockInstructions instructions;  // their texts lie in ListState::store
+};
+
+struct Attributes {
+  int pitch = 10;
+  bool bold = false;
+};
+
+// A page eject that waits until there is something to print beyond it. Without that a list that
+// ends with the last line of a page would get another one with nothing but the header.
+struct WaitingEject {
+  bool waits = false;
+  int line = 0;  // to go on with, on the page; 0: the first one below the header
+  int column = 1;
+};
+
+struct ListState {
+  bool open = false;
+  std::string name;
+  const ListFiles* files = nullptr;  // open ones, or null
+  std::string store;
+  std::map<std::string, Block, std::less<>> blocks;  // those that were asked for
+  const ListRecord* record = nullptr;
+  bool to_screen = false;
+  std::string today;
+
+  ListProperties properties;  // the page as cut and overridden
+  int footer_line = 0;        // body text stands no further down (the footer reserve)
+  std::string header;
+  std::string footer;
+  bool has_header = false;
+  bool has_footer = false;
+
+  int page = 1;
+  int line = 1;               // of the page, from 1
+  int column = 0;             // from 1; 0: nothing has been printed at all
+  int moved = 0;              // characters written since the column was counted
+  bool line_begun = false;    // its left margin has been written
+  bool page_fresh = true;     // nothing stands on it, not even the header
+  bool body_printed = false;  // something else than the header stands on it
+  bool printed = false;
+  bool aborted = false;
+  WaitingEject waiting;
+
+  Attributes wanted;
+  Attributes shown;
+  int list_column_pitch = 10;
+  int column_pitch = 10;  // of the block
+
+  bool progress_shown = false;
+  int progress_window = 0;
+  int window_before = 0;
+};
+
+ListState& list_state();
+
+// ---- page.cc
+
+// Everything that belongs to the start of a page in the state, and on the paper what a new list
+// begins with.
+void page_start();
+// Writes what the printer must know before the next text.
+void page_flush_attributes();
+// Prints text where the block stands; control characters in it become blanks.
+void page_print(std::string_view text, BlockKind kind);
+// The same for a block's own text, which may hold markers.
+void page_print_marked(std::string_view text, BlockKind kind);
+
+struct PlaceOrder {
+  PlaceMode line_mode;
+  int line;
+  PlaceMode column_mode;
+  int column;
+};
+// The first placement of a block keeps its lines together, when the block has it so.
+void page_place(const PlaceOrder& order, const Block& block, BlockKind kind, bool first);
+void page_eject(bool goes_on);
+void page_next_line();
+
+// ---- block_run.cc
+
+// The block by its name, null when there is none or it is damaged: then the list is aborted and the
+// user has been told.
+const Block* block_find(std::string_view name);
+// Its record alone; null without a word when there is none.
+const Block* block_record(std::string_view name);
+void block_run(std::string_view name, BlockKind kind);
+
+// ---- list.cc
+
+// Tells the user and aborts the list.
+void list_fail(const std::string& message, const char* help_key);
+
+// ---- print_abort.cc
+
+void progress_show();
+void progress_end();
+// Whether a key has been pressed and the user then chose to abort.
+bool abort_is_wanted();
+// What a list that the user aborts shows and prints last.
+void abort_announce();
+
+}  // namespace marigold

@@ -1,0 +1,234 @@
+#include "runtime/print/output_channel.h"
+
+#include <array>
+#include <utility>
+
+#include "runtime/core/settings.h"
+#include "runtime/core/user_interface.h"
+#include "runtime/print/print_defaults.h"
+
+namespace marigold {
+namespace {
+
+constexpr std::size_t kLineBuffer = 250;
+constexpr std::size_t kLongestCollected = 1000;
+constexpr char kBackspace = 8;
+
+constexpr int kUnknownMarker = 5;
+constexpr int kAlreadyOpen = 42;
+constexpr int kAlreadyClosed = 43;
+constexpr int kCollectedTooLong = 44;
+constexpr int kNotOpen = 45;
+
+struct State {
+  const OutputDevice* device = nullptr;  // null: closed
+  std::string name;
+  int page_length = 1;
+  int line = 0;  // ended on this page
+  int page = 0;
+  bool page_begun = false;
+  bool stopped = false;
+  std::string text;  // of the line, not yet given to the device
+  std::string today;
+  std::array<double, kTotals> totals{};
+  // ---- Header and footer texts
+  std::string header;
+  std::string footer;
+  int footer_lines = 0;
+  bool collecting = false;
+  std::string collected;
+  bool repeating = false;  // one of them is being printed
+};
+State state;
+
+void flush_text() {
+  if (state.text.empty()) return;
+  state.device->text(state.text);
+  state.text.clear();
+}
+
+void repeat(const std::string& text) {
+  state.repeating = true;
+  channel_write(text);
+  state.repeating = false;
+}
+
+void begin_page() {
+  if (std::exchange(state.page_begun, true)) return;
+  ++state.page;
+  repeat(state.header);
+}
+
+void end_line() {
+  flush_text();
+  state.device->end_line();
+  ++state.line;
+}
+
+void end_page() {
+  begin_page();
+  const int body = state.page_length - state.footer_lines;
+  while (state.line < body)
+    end_line();
+  repeat(state.footer);
+  flush_text();
+  state.device->end_page();
+  state.line = 0;
+  state.page_begun = false;
+}
+
+void new_line() {
+  begin_page();
+  end_line();
+  if (!state.repeating && state.line >= state.page_length - state.footer_lines) end_page();
+}
+
+void put(std::string_view text) {
+  begin_page();
+  if (text.starts_with(kBackspace)) {
+    flush_text();
+    state.device->text(text);
+    return;
+  }
+  while (!text.empty()) {
+    const std::string_view piece = text.substr(0, kLineBuffer - state.text.size());
+    state.text.append(piece);
+    text.remove_prefix(piece.size());
+    if (state.text.size() == kLineBuffer) flush_text();
+  }
+}
+
+// ---- Header and footer texts
+
+void collect(std::string_view text) {
+  if (state.collected.size() + text.size() > kLongestCollected) raise_fatal(kCollectedTooLong);
+  state.collected.append(text);
+}
+
+int lines_of(std::string_view text) {
+  const std::string_view line_end = marker_text(Marker::kNewLine);
+  int lines = 0;
+  for (std::size_t at = 0; (at = text.find(line_end, at)) != std::string_view::npos;
+       at += line_end.size())
+    ++lines;
+  return lines;
+}
+
+// True when the marker was one of those that rule the collecting.
+bool rule_collecting(Marker marker) {
+  switch (marker) {
+    case Marker::kCollect:
+      state.collecting = !state.repeating;
+      state.collected.clear();
+      return true;
+    case Marker::kHeaderEnd:
+      if (state.collecting) state.header = std::exchange(state.collected, {});
+      return true;
+    case Marker::kFooterEnd:
+      if (state.collecting) state.footer = std::exchange(state.collected, {});
+      state.footer_lines = lines_of(state.footer);
+      return true;
+    case Marker::kCollectEnd:
+      state.collecting = false;
+      return true;
+    default:
+      return false;
+  }
+}
+
+void control(Marker marker) {
+  begin_page();
+  flush_text();
+  state.device->control(marker);
+}
+
+void obey(const MarkerText& marker) {
+  switch (marker.marker) {
+    case Marker::kNewLine:
+      return new_line();
+    case Marker::kNewPage:
+      if (!state.repeating) end_page();
+      return;
+    case Marker::kShortDate:
+      return put(print_short_date(state.today));
+    case Marker::kLongDate:
+      return put(state.today);
+    case Marker::kPage:
+      return put(marker_number(marker.mask, state.page));
+    case Marker::kTotal:
+      return put(
+          marker_number(marker.mask, state.totals.at(static_cast<std::size_t>(marker.total) - 1)));
+    default:
+      return control(marker.marker);
+  }
+}
+
+// The marker at the front of the text, its bytes included.
+std::string_view first_marker(std::string_view text) {
+  const std::size_t end = text.find(kMarkerByte, 1);
+  if (end == std::string_view::npos) raise_fatal(kUnknownMarker);
+  return text.substr(0, end + 1);
+}
+
+void write_marker(std::string_view text) {
+  const MarkerText marker = marker_of(text.substr(1, text.size() - 2));
+  if (marker.marker == Marker::kUnknown) raise_fatal(kUnknownMarker);
+  if (rule_collecting(marker.marker)) return;
+  if (state.collecting) return collect(text);
+  obey(marker);
+}
+
+}  // namespace
+
+void channel_open(std::string_view name, int page_length, const OutputDevice& device) {
+  if (channel_is_open()) raise_fatal(kAlreadyOpen);
+  state = {};
+  state.device = &device;
+  state.name = name;
+  state.page_length = page_length;
+  state.today = print_today();
+  open_subsystems().print_output = true;
+}
+
+bool channel_is_open() {
+  return state.device != nullptr;
+}
+
+int channel_close() {
+  if (!channel_is_open()) raise_fatal(kAlreadyClosed);
+  flush_text();
+  open_subsystems().print_output = false;
+  return std::exchange(state.device, nullptr)->close();
+}
+
+void channel_write(std::string_view text) {
+  if (!channel_is_open()) raise_fatal(kNotOpen);
+  while (!text.empty() && !state.stopped) {
+    if (text.front() == kMarkerByte) {
+      const std::string_view marker = first_marker(text);
+      write_marker(marker);
+      text.remove_prefix(marker.size());
+      continue;
+    }
+    const std::string_view plain = text.substr(0, text.find(kMarkerByte));
+    if (state.collecting)
+      collect(plain);
+    else
+      put(plain);
+    text.remove_prefix(plain.size());
+  }
+}
+
+void channel_stop(bool stopped) {
+  state.stopped = stopped;
+}
+
+int channel_page_length() {
+  return state.page_length;
+}
+
+void channel_add_total(int total, double number) {
+  state.totals.at(static_cast<std::size_t>(total) - 1) += number;
+}
+
+}  // namespace marigold

@@ -1,0 +1,254 @@
+// Where text stands on the page: lines, columns, pitches, the ejecting of pages.
+
+#include <algorithm>
+#include <utility>
+
+#include "runtime/print/list_state.h"
+#include "runtime/print/output_channel.h"
+
+namespace marigold {
+namespace {
+
+constexpr char kBackspace = 8;
+
+ListState& list() {
+  return list_state();
+}
+
+void write_marker(Marker marker) {
+  channel_write(marker_text(marker));
+}
+
+void write_run(int count, char character) {
+  if (count > 0) channel_write(std::string(static_cast<std::size_t>(count), character));
+}
+
+// ---- Attributes
+
+// A pitch that no printer string is known for stays as it is.
+void write_pitch(int pitch) {
+  if (pitch == 10) write_marker(Marker::kPitch10);
+  if (pitch == 12) write_marker(Marker::kPitch12);
+  if (pitch == 17) write_marker(Marker::kPitch17);
+}
+
+// ---- Lines
+
+// The left margin stands in the list's own pitch, whatever the block prints in.
+void begin_line() {
+  if (std::exchange(list().line_begun, true)) return;
+  list().column = 1;
+  if (list().properties.start_column <= 1) return;
+  const Attributes wanted = std::exchange(list().wanted, Attributes{});
+  page_flush_attributes();
+  write_run(list().properties.start_column - 1, ' ');
+  list().wanted = wanted;
+}
+
+void move_down(int line) {
+  while (list().line < line)
+    page_next_line();
+}
+
+// ---- Columns
+
+// What was printed since the last move counts only in the pitch of the columns, and not in bold:
+// printers move by other widths then. So has every block been laid out.
+void count_moved() {
+  const int moved = std::exchange(list().moved, 0);
+  if (list().column_pitch == list().wanted.pitch && !list().wanted.bold) list().column += moved;
+}
+
+// In another pitch the place is found from the line's start.
+void move_from_start(int column) {
+  write_run(list().column - 1, kBackspace);
+  const int pitch = std::exchange(list().wanted.pitch, list().column_pitch);
+  page_flush_attributes();
+  write_run(column - 1, ' ');
+  list().wanted.pitch = pitch;
+}
+
+void move_to_column(int column) {
+  if (column == list().column) return;
+  begin_line();
+  page_flush_attributes();
+  if (list().column_pitch != list().wanted.pitch) {
+    move_from_start(column);
+  } else {
+    write_run(column - list().column, ' ');
+    write_run(list().column - column, kBackspace);
+  }
+  list().column = column;
+}
+
+int column_of(const PlaceOrder& order) {
+  if (list().column == 0) list().column = 1;
+  count_moved();
+  const int column = order.column_mode == PlaceMode::kAbsolute  ? order.column
+                     : order.column_mode == PlaceMode::kCurrent ? list().column
+                                                                : list().column + order.column;
+  return std::clamp(column, 1, kWidestLine);
+}
+
+// ---- The page's start and end
+
+// A block that runs within another one leaves no trace in what that one prints.
+void run_aside(const std::string& block, BlockKind kind) {
+  const Attributes wanted = list().wanted;
+  const int column_pitch = list().column_pitch;
+  block_run(block, kind);
+  list().wanted = wanted;
+  list().column_pitch = column_pitch;
+}
+
+void start_body() {
+  list().page_fresh = false;
+  move_down(list().properties.first_line);
+  if (list().has_header) run_aside(list().header, BlockKind::kHeader);
+}
+
+void eject_now() {
+  const WaitingEject waiting = std::exchange(list().waiting, {});
+  page_eject(true);
+  move_down(std::min(waiting.line, list().footer_line));
+  move_to_column(waiting.column);
+}
+
+// Before a body prints: everything that must stand above it.
+void prepare_body() {
+  if (list().waiting.waits) eject_now();
+  if (list().page_fresh) start_body();
+}
+
+// ---- Placement
+
+int line_of(const PlaceOrder& order, BlockKind kind) {
+  if (order.line_mode == PlaceMode::kCurrent) return list().line;
+  if (order.line_mode == PlaceMode::kCurrentPlus) return list().line + order.line;
+  // A footer's lines stand below the last one that a body may use.
+  if (kind == BlockKind::kFooter) return list().footer_line + order.line;
+  return list().properties.first_line + order.line - 1;
+}
+
+void place_body(const PlaceOrder& order) {
+  const int line = line_of(order, BlockKind::kBody);
+  if (line >= list().line && line <= list().footer_line) {
+    move_down(line);
+    return move_to_column(column_of(order));
+  }
+  const bool again_there = order.line_mode == PlaceMode::kAbsolute && line <= list().footer_line;
+  list().waiting = {true, again_there ? line : 0,
+                    order.column_mode == PlaceMode::kAbsolute ? std::max(order.column, 1) : 1};
+}
+
+// Header and footer stay on their page: one that ejected it would print itself again.
+void place_aside(const PlaceOrder& order, BlockKind kind) {
+  const int last = std::max(list().line, list().properties.page_length);
+  move_down(std::clamp(line_of(order, kind), list().line, last));
+  move_to_column(column_of(order));
+}
+
+void print(std::string_view text, std::size_t width, BlockKind kind) {
+  if (text.empty() || list().aborted) return;
+  if (kind == BlockKind::kBody) {
+    prepare_body();
+    list().body_printed = true;
+  }
+  if (list().aborted) return;  // the header was no good
+  begin_line();
+  page_flush_attributes();
+  channel_write(text);
+  list().moved += static_cast<int>(width);
+  list().printed = true;
+}
+
+std::size_t width_of(std::string_view text) {
+  std::size_t width = 0;
+  while (!text.empty()) {
+    const std::size_t marker = text.find(kMarkerByte);
+    width += std::min(marker, text.size());
+    if (marker == std::string_view::npos) break;
+    const std::size_t end = text.find(kMarkerByte, marker + 1);
+    if (end == std::string_view::npos) break;  // the channel will tell
+    // A number by a mask is as wide as the mask.
+    width += marker_of(text.substr(marker + 1, end - marker - 1)).mask.size();
+    text.remove_prefix(end + 1);
+  }
+  return width;
+}
+
+bool is_control(char character) {
+  return static_cast<unsigned char>(character) < ' ';
+}
+
+}  // namespace
+
+void page_start() {
+  list().page_fresh = true;
+  list().body_printed = false;
+  list().printed = false;
+  list().line = 1;
+  list().column = 1;
+  list().moved = 0;
+  list().line_begun = false;
+}
+
+void page_flush_attributes() {
+  const Attributes wanted = list().wanted;
+  const Attributes shown = std::exchange(list().shown, wanted);
+  if (wanted.bold && !shown.bold) write_marker(Marker::kBoldOn);
+  if (!wanted.bold && shown.bold) {
+    write_marker(Marker::kBoldOff);
+    // Many printers lose a narrow pitch with bold.
+    if (wanted.pitch != 10 || shown.pitch != 10) write_pitch(wanted.pitch);
+  } else if (wanted.pitch != shown.pitch) {
+    write_pitch(wanted.pitch);
+  }
+}
+
+void page_print_marked(std::string_view text, BlockKind kind) {
+  print(text, width_of(text), kind);
+}
+
+void page_print(std::string_view text, BlockKind kind) {
+  if (std::ranges::none_of(text, is_control)) return print(text, text.size(), kind);
+  std::string visible(text);
+  std::ranges::replace_if(visible, is_control, ' ');
+  print(visible, visible.size(), kind);
+}
+
+void page_next_line() {
+  write_marker(Marker::kNewLine);
+  ++list().line;
+  list().column = 1;
+  list().moved = 0;
+  list().line_begun = false;
+}
+
+void page_place(const PlaceOrder& order, const Block& block, BlockKind kind, bool first) {
+  if (kind != BlockKind::kBody) return place_aside(order, kind);
+  if (list().waiting.waits) {
+    // The end of the block before; this one begins where it may.
+    if (order.line_mode == PlaceMode::kCurrent) return;
+    eject_now();
+  }
+  if (list().page_fresh) {
+    start_body();
+  } else if (first && block.properties.same_page && list().body_printed &&
+             list().line + block.properties.length > list().footer_line) {
+    page_eject(true);
+  }
+  if (!list().aborted) place_body(order);
+}
+
+void page_eject(bool goes_on) {
+  list().waiting = {};
+  move_down(list().footer_line);
+  if (list().has_footer) run_aside(list().footer, BlockKind::kFooter);
+  write_marker(Marker::kNewPage);
+  page_start();
+  ++list().page;
+  if (goes_on) start_body();
+}
+
+}  // namespace marigold

@@ -1,0 +1,87 @@
+#include "runtime/print/print_command.h"
+
+#include <cerrno>
+#include <string>
+#include <utility>
+
+#include "runtime/core/settings.h"
+#include "runtime/platform/command_pipe.h"
+
+namespace marigold {
+namespace {
+
+constexpr std::size_t kLongestQueue = 245;
+constexpr std::size_t kLongestPrinter = 247;
+
+// Where the fax product may be, in the order in which it is looked for. The first place is named by
+// the environment, and the command processor puts the name in.
+struct FaxPlace {
+  const char* variable;
+  std::string_view directory;
+};
+constexpr FaxPlace kFaxPlaces[] = {
+    {"FAXROOT", ""}, {nullptr, "/usr/comfax"}, {nullptr, "/home/comfax"}};
+constexpr std::string_view kFaxProgram = "/bin/comfaxpr";
+constexpr std::string_view kFaxArguments = " -charset german_germany.ascii";
+
+struct State {
+  CommandPipe pipe;
+  CommandPipe behind_fax;
+  bool faxing = false;
+};
+State state;
+
+std::string value_of(const char* variable) {
+  RuntimeString value;
+  settings_read_variable(variable, value);
+  return std::string(value.view());
+}
+
+int start_fax(const FaxPlace& place) {
+  const bool by_name = place.variable != nullptr;
+  std::string program = by_name ? value_of(place.variable) : std::string(place.directory);
+  program.append(kFaxProgram);
+  // The command processor itself always starts.
+  if (!command_exists(program.c_str())) return ENOENT;
+  if (by_name) program = std::string("$").append(place.variable).append(kFaxProgram);
+  return state.pipe.start(program.append(kFaxArguments).c_str());
+}
+
+}  // namespace
+
+std::string printer_command(std::string_view name) {
+  if (name.starts_with('#')) return std::string("lp -d").append(name.substr(1, kLongestQueue));
+  return std::string("dr ").append(name.substr(0, kLongestPrinter));
+}
+
+int open_printer(std::string_view name) {
+  return state.pipe.start(printer_command(name).c_str());
+}
+
+void write_printer(std::string_view bytes, int& error_flag) {
+  error_flag = state.pipe.is_open() ? 0 : 1;
+  // A command that no longer reads is not noticed here; its status tells.
+  if (state.pipe.is_open()) static_cast<void>(state.pipe.write(bytes));
+}
+
+int close_printer() {
+  return state.pipe.close();
+}
+
+int open_fax() {
+  if (!std::exchange(state.faxing, true)) state.behind_fax = std::move(state.pipe);
+  int failed = ENOENT;
+  for (const FaxPlace& place : kFaxPlaces) {
+    failed = start_fax(place);
+    if (failed == 0) break;
+  }
+  return failed;
+}
+
+int close_fax() {
+  const int status = state.pipe.close();
+  if (std::exchange(state.faxing, false)) state.pipe = std::move(state.behind_fax);
+  return status;
+}
+
+}  // namespace marigold

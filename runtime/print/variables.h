@@ -1,0 +1,41 @@
+// What a program tells a list by name: 120 variables, each a number or a text, and ten registers.
+//
+// Process-wide. A variable is known by its name and its generation: a list that is printed within
+// another one may have its own under the same names.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace marigold {
+
+inline constexpr std::size_t kMostVariables = 120;
+inline constexpr std::size_t kRegisters = 10;
+
+enum class VariableKind : std::uint8_t { kNumeric = 1, kText = 2 };
+
+struct Variable {
+  std::string name;
+  std::int32_t generation = 0;
+  VariableKind kind = VariableKind::kNumeric;
+  double number = 0;
+  std::string text;
+};
+
+// No variables, all registers 0.
+void variables_clear();
+
+// False when it would be one more than there is room for.
+bool variable_set(std::string_view name, std::int32_t generation, double number);
+bool variable_set(std::string_view name, std::int32_t generation, std::string_view text);
+void variable_unset(std::string_view name, std::int32_t generation);
+
+// Null when it is not set.
+const Variable* variable_find(std::string_view name, std::int32_t generation);
+
+// Indexes 0 to 9; others are ignored and read as 0.
+void register_set(std::size_t index, double number);
+double register_get(std::size_t index);
+
+}  // namespace marigold
