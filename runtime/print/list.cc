@@ -12,7 +12,6 @@
 #include "runtime/print/screen_output.h"
 #include "runtime/print/variables.h"
 #include "runtime/print/viewer.h"
-#include "runtime/wi/terminal.h"
 
 namespace marigold {
 namespace {
@@ -113,23 +112,16 @@ void set_printer() {
 
 // ---- Closing
 
-bool viewer_print_aborted() {
-  if (!key_is_waiting()) return false;
-  std::uint8_t key = 0;
-  key_raw(key);
-  return true;
-}
-
 void show_viewer(const std::string& name) {
   viewer_run({.name = name,
               .page_length = channel_page_length(),
               .print =
-                  [](std::string_view bytes) {
+                  [](std::span<const char> bytes) {
                     int error_flag = 0;
-                    write_printer(bytes, error_flag);
+                    write_printer({bytes.data(), bytes.size()}, error_flag);
                     return error_flag;
                   },
-              .aborted = viewer_print_aborted});
+              .aborted = abort_was_chosen});
 }
 
 // An aborted list still ends its page: what is printed next shall not begin on half of one.
@@ -234,7 +226,7 @@ void list_set_footer(std::string_view block) {
 
 bool list_check_abort() {
   if (state.list.aborted) return true;
-  if (!abort_is_wanted()) return false;
+  if (!state.list.progress_shown || !abort_was_chosen()) return false;
   abort_announce();
   channel_write(marker_text(Marker::kNewLine));
   channel_write(state.list.properties.abort_text);

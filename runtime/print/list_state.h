@@ -119,7 +119,7 @@ void list_fail(const std::string& message, const char* help_key);
 void progress_show();
 void progress_end();
 // Whether a key has been pressed and the user then chose to abort.
-bool abort_is_wanted();
+bool abort_was_chosen();
 // What a list that the user aborts shows and prints last.
 void abort_announce();
 

@@ -67,10 +67,10 @@ void progress_end() {
   terminal_refresh();
 }
 
-bool abort_is_wanted() {
-  if (!list_state().progress_shown || !key_is_waiting()) return false;
-  std::uint8_t key = 0;
-  key_raw(key);  // it was for asking, and answers nothing
+bool abort_was_chosen() {
+  if (!key_is_waiting()) return false;
+  std::uint8_t character = 0;
+  key_read(character);  // it was for asking, and answers nothing
   return user_chooses_abort();
 }
 

@@ -71,11 +71,6 @@ int read_second(std::span<const Key> keys, int otherwise, std::uint8_t& byte) {
   return key != nullptr ? key->code : otherwise;
 }
 
-bool keyboard_is_lost() {
-  const Console& console = terminal_console();
-  return console.keyboard_lost != nullptr && console.keyboard_lost();
-}
-
 [[noreturn]] void end_without_keyboard() {
   terminal_end();
   terminal_console().leave();
@@ -117,13 +112,18 @@ std::uint8_t key_plain_terminal_byte() {
 
 std::uint8_t key_raw(std::uint8_t& byte) {
   byte = terminal_console().read_key();
-  state.escapes = keyboard_is_lost() ? state.escapes + 1 : 0;
+  state.escapes = key_is_lost() ? state.escapes + 1 : 0;
   if (state.escapes > kMostEscapes) end_without_keyboard();
   return byte;
 }
 
+bool key_is_lost() {
+  const Console& console = terminal_console();
+  return console.keyboard_lost != nullptr && console.keyboard_lost();
+}
+
 bool key_is_waiting() {
-  return !keyboard_is_lost() && terminal_console().key_waiting();
+  return !key_is_lost() && terminal_console().key_waiting();
 }
 
 int key_read(std::uint8_t& character) {

@@ -99,6 +99,8 @@ int key_poll(std::uint8_t& character);
 // One byte as it comes from the keyboard, also returned.
 std::uint8_t key_raw(std::uint8_t& byte);
 bool key_is_waiting();
+// Whether the keyboard has come to its end: an Escape was no key of the user's.
+bool key_is_lost();
 // Repeats key_read until the code is neither kKeyIgnored nor kKeyEscape. Keys that have a hook call
 // it first (debug displays and statistics of the layers above; null: nothing). While a hook runs
 // its key has none.
