@@ -1,5 +1,6 @@
 // What blocks say: finding them, and obeying their instructions one after the other.
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -41,17 +42,19 @@ const Variable* variable_for(std::string_view name, std::int32_t generation, Wan
   return nullptr;
 }
 
-// A count: rounded, and of a size that can be reckoned with.
+// Counts are of a size that can be reckoned with.
+constexpr std::int32_t kMostCounted = 1'000'000;
+
 int rounded(double number) {
-  constexpr double kMost = 1'000'000;
-  if (!(number > -kMost)) return static_cast<int>(-kMost);
-  return static_cast<int>(std::floor(std::min(number, kMost) + 0.5));
+  constexpr double kMost = kMostCounted;
+  return number > -kMost ? static_cast<int>(std::floor(std::min(number, kMost) + 0.5))
+                         : -kMostCounted;
 }
 
 int value_of(const BlockValue& value) {
   switch (value.kind) {
     case BlockValue::Kind::kInteger:
-      return rounded(value.integer);
+      return std::clamp(value.integer, -kMostCounted, kMostCounted);
     case BlockValue::Kind::kNumber:
       return rounded(value.number);
     case BlockValue::Kind::kVariable:
@@ -61,12 +64,29 @@ int value_of(const BlockValue& value) {
   return variable == nullptr ? 0 : rounded(variable->number);
 }
 
-std::string aligned(std::string text, const Instruction& field) {
-  if (field.width <= 0) return text;
-  const std::size_t width = static_cast<std::size_t>(std::min(field.width, kWidestLine));
-  if (text.size() >= width) return text.substr(0, width);
-  const bool left = field.alignment == Alignment::kLeft;
-  return text.insert(left ? text.size() : 0, width - text.size(), ' ');
+// Empty, to make text in.
+std::string& text_for(BlockKind kind) {
+  std::string& text = list().texts.at(static_cast<std::size_t>(kind));
+  text.clear();
+  return text;
+}
+
+void align(std::string& text, const Instruction& field) {
+  if (field.width <= 0) return;
+  const auto width = static_cast<std::size_t>(std::min(field.width, kWidestLine));
+  const std::size_t missing = width - std::min(text.size(), width);
+  text.resize(std::min(text.size(), width));
+  text.insert(field.alignment == Alignment::kLeft ? text.size() : 0, missing, ' ');
+}
+
+void print_number(std::string_view mask, double number, BlockKind kind) {
+  std::string& text = text_for(kind);
+  append_number(text, mask, number);
+  page_print(text, kind);
+}
+
+void print_text(std::string_view text, BlockKind kind) {
+  page_print(text_for(kind).append(text), kind);
 }
 
 bool needs_number(const Instruction& field) {
@@ -74,9 +94,13 @@ bool needs_number(const Instruction& field) {
 }
 
 void print_value(const Instruction& field, const ListFieldValue& value, BlockKind kind) {
-  if (!value.is_number) return page_print(aligned(std::string(value.text), field), kind);
-  const std::string_view mask = field.mask.empty() ? value.mask : field.mask;
-  page_print(aligned(marker_number(mask, value.number), field), kind);
+  std::string& text = text_for(kind);
+  if (value.is_number)
+    append_number(text, field.mask.empty() ? value.mask : field.mask, value.number);
+  else
+    text.append(value.text);
+  align(text, field);
+  page_print(text, kind);
   // Behind it: what is carried over to a new page does not hold the number that begins it.
   if (field.total != 0 && !list().aborted) channel_add_total(field.total, value.number);
 }
@@ -131,7 +155,7 @@ void set_column_pitch(int pitch, BlockKind kind) {
 void print_register(const Instruction& instruction, BlockKind kind) {
   const auto index = static_cast<std::size_t>(instruction.code) -
                      static_cast<std::size_t>(BlockCode::kFirstRegister);
-  page_print(marker_number(instruction.mask, register_get(index)), kind);
+  print_number(instruction.mask, register_get(index), kind);
 }
 
 void obey_unknown(const Instruction& instruction, BlockKind kind) {
@@ -159,11 +183,11 @@ void obey(const Instruction& instruction, Run& run) {
       list().wanted.bold = false;
       return;
     case BlockCode::kShortDate:
-      return page_print(print_short_date(list().today), run.kind);
+      return print_text(print_short_date(list().today), run.kind);
     case BlockCode::kLongDate:
-      return page_print(list().today, run.kind);
+      return print_text(list().today, run.kind);
     case BlockCode::kPage:
-      return page_print(marker_number(instruction.mask, list().page), run.kind);
+      return print_number(instruction.mask, list().page, run.kind);
     case BlockCode::kEject:
       if (run.kind == BlockKind::kBody) page_eject(false);
       return;

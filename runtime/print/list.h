@@ -79,8 +79,8 @@ void list_set_register(std::size_t index, double number);
 struct ListFieldValue {
   bool is_number = false;
   double number = 0;
-  std::string_view text;  // must live until the next call
-  std::string_view mask;  // by which it is printed when the block has none; may be ""
+  std::string_view text = {};  // must live until the next call
+  std::string_view mask = {};  // by which it is printed when the block has none; may be ""
 };
 
 class ListRecord {

@@ -10,13 +10,13 @@
 namespace marigold {
 
 struct ListProperties {
-  int page_length = 0;   // PL, lines
-  int start_column = 1;  // ES, of every line
-  int first_line = 1;    // EZ, of a page
-  int last_line = 0;     // LZ
-  int pitch = 10;        // CPI
-  std::string output;    // NAME, without blanks at its end
-  std::string abort_text;
+  int page_length = 0;      // PL, lines
+  int start_column = 1;     // ES, of every line
+  int first_line = 1;       // EZ, of a page
+  int last_line = 0;        // LZ
+  int pitch = 10;           // CPI
+  std::string output = {};  // NAME, without blanks at its end
+  std::string abort_text = {};
 };
 
 struct BlockProperties {

@@ -2,6 +2,7 @@
 // where text stands, block_run.cc what blocks say, list.cc the operations, print_abort.cc the user.
 #pragma once
 
+#include <array>
 #include <map>
 #include <string>
 #include <string_view>
@@ -43,6 +44,9 @@ struct ListState {
   const ListFiles* files = nullptr;  // open ones, or null
   std::string store;
   std::map<std::string, Block, std::less<>> blocks;  // those that were asked for
+  // What is being made of a field, without memory of its own each time; apart for body, header and
+  // footer, since printing in the first may print the others.
+  std::array<std::string, 3> texts;
   const ListRecord* record = nullptr;
   bool to_screen = false;
   std::string today;
@@ -85,7 +89,7 @@ void page_start();
 // Writes what the printer must know before the next text.
 void page_flush_attributes();
 // Prints text where the block stands; control characters in it become blanks.
-void page_print(std::string_view text, BlockKind kind);
+void page_print(std::string& text, BlockKind kind);
 // The same for a block's own text, which may hold markers.
 void page_print_marked(std::string_view text, BlockKind kind);
 

@@ -55,16 +55,15 @@ std::string_view marker_text(Marker marker) {
   return kMarkers[static_cast<std::size_t>(marker)].text;
 }
 
-std::string marker_number(std::string_view mask, double number) {
-  if (!mask.empty()) return edit_number(mask, number);
+void append_number(std::string& text, std::string_view mask, double number) {
+  if (!mask.empty()) return append_edited(text, mask, number);
   constexpr int kDigits = 15;  // what a decimal number keeps in a double
-  std::array<char, 32> text{};
-  const auto end = std::to_chars(text.data(), text.data() + text.size(), number,
-                                 std::chars_format::general, kDigits)
-                       .ptr;
-  std::string digits(text.data(), end);
-  std::ranges::replace(digits, '.', ',');
-  return digits;
+  std::array<char, 32> form{};
+  char* const begin = form.data();
+  char* const end =
+      std::to_chars(begin, begin + form.size(), number, std::chars_format::general, kDigits).ptr;
+  std::replace(begin, end, '.', ',');
+  text.append(begin, end);
 }
 
 }  // namespace marigold

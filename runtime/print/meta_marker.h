@@ -33,7 +33,7 @@ enum class Marker : std::uint8_t {
 
 struct MarkerText {
   Marker marker = Marker::kUnknown;
-  int total = 0;          // of kTotal, 1 to 4
+  int total = 0;               // of kTotal, 1 to 4
   std::string_view mask = {};  // of kTotal and kPage
 };
 
@@ -43,7 +43,7 @@ MarkerText marker_of(std::string_view name);
 // A marker without operands, with its bytes around it.
 std::string_view marker_text(Marker marker);
 
-// The number by the mask, or with as many digits as it has when there is none.
-std::string marker_number(std::string_view mask, double number);
+// Appends the number by the mask, or with as many digits as it has when there is none.
+void append_number(std::string& text, std::string_view mask, double number);
 
 }  // namespace marigold

@@ -1,5 +1,6 @@
 #include "runtime/print/output_channel.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -27,8 +28,10 @@ struct State {
   int line = 0;  // ended on this page
   int page = 0;
   bool page_begun = false;
+  bool line_begun = false;
   bool stopped = false;
-  std::string text;  // of the line, not yet given to the device
+  std::array<char, kLineBuffer> text{};  // of the line, not yet given to the device
+  std::size_t text_length = 0;
   std::string today;
   std::array<double, kTotals> totals{};
   // ---- Header and footer texts
@@ -42,9 +45,8 @@ struct State {
 State state;
 
 void flush_text() {
-  if (state.text.empty()) return;
-  state.device->text(state.text);
-  state.text.clear();
+  if (state.text_length == 0) return;
+  state.device->text({state.text.data(), std::exchange(state.text_length, 0)});
 }
 
 void repeat(const std::string& text) {
@@ -62,17 +64,19 @@ void begin_page() {
 void end_line() {
   flush_text();
   state.device->end_line();
+  state.line_begun = false;
   ++state.line;
 }
 
 void end_page() {
   begin_page();
   const int body = state.page_length - state.footer_lines;
-  while (state.line < body)
+  while (state.line < body || state.line_begun)
     end_line();
   repeat(state.footer);
   flush_text();
   state.device->end_page();
+  state.line_begun = false;
   state.line = 0;
   state.page_begun = false;
 }
@@ -85,17 +89,25 @@ void new_line() {
 
 void put(std::string_view text) {
   begin_page();
+  state.line_begun = true;
   if (text.starts_with(kBackspace)) {
     flush_text();
     state.device->text(text);
     return;
   }
   while (!text.empty()) {
-    const std::string_view piece = text.substr(0, kLineBuffer - state.text.size());
-    state.text.append(piece);
+    const std::string_view piece = text.substr(0, kLineBuffer - state.text_length);
+    std::ranges::copy(piece, state.text.begin() + static_cast<std::ptrdiff_t>(state.text_length));
+    state.text_length += piece.size();
     text.remove_prefix(piece.size());
-    if (state.text.size() == kLineBuffer) flush_text();
+    if (state.text_length == kLineBuffer) flush_text();
   }
+}
+
+void put_number(std::string_view mask, double number) {
+  std::string text;
+  append_number(text, mask, number);
+  put(text);
 }
 
 // ---- Header and footer texts
@@ -154,10 +166,9 @@ void obey(const MarkerText& marker) {
     case Marker::kLongDate:
       return put(state.today);
     case Marker::kPage:
-      return put(marker_number(marker.mask, state.page));
+      return put_number(marker.mask, state.page);
     case Marker::kTotal:
-      return put(
-          marker_number(marker.mask, state.totals.at(static_cast<std::size_t>(marker.total) - 1)));
+      return put_number(marker.mask, state.totals.at(static_cast<std::size_t>(marker.total) - 1));
     default:
       return control(marker.marker);
   }
@@ -211,12 +222,27 @@ void channel_write(std::string_view text) {
       continue;
     }
     const std::string_view plain = text.substr(0, text.find(kMarkerByte));
-    if (state.collecting)
-      collect(plain);
-    else
-      put(plain);
+    channel_write_plain(plain);
     text.remove_prefix(plain.size());
   }
+}
+
+void channel_write_plain(std::string_view text) {
+  if (!channel_is_open()) raise_fatal(kNotOpen);
+  if (state.stopped) return;
+  if (state.collecting)
+    collect(text);
+  else
+    put(text);
+}
+
+void channel_write_marker(Marker marker) {
+  if (!channel_is_open()) raise_fatal(kNotOpen);
+  if (state.stopped) return;
+  if (state.collecting)
+    collect(marker_text(marker));
+  else
+    obey({.marker = marker});
 }
 
 void channel_stop(bool stopped) {

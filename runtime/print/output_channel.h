@@ -34,7 +34,11 @@ bool channel_is_open();
 // What the device's close gives.
 int channel_close();
 
+// Text with markers in it.
 void channel_write(std::string_view text);
+// Text without, and a marker without operands: the same, for those who know.
+void channel_write_plain(std::string_view text);
+void channel_write_marker(Marker marker);
 
 // While it is stopped, what is written is dropped.
 void channel_stop(bool stopped);

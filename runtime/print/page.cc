@@ -15,21 +15,18 @@ ListState& list() {
   return list_state();
 }
 
-void write_marker(Marker marker) {
-  channel_write(marker_text(marker));
-}
-
 void write_run(int count, char character) {
-  if (count > 0) channel_write(std::string(static_cast<std::size_t>(count), character));
+  for (; count > 0; --count)
+    channel_write_plain({&character, 1});
 }
 
 // ---- Attributes
 
 // A pitch that no printer string is known for stays as it is.
 void write_pitch(int pitch) {
-  if (pitch == 10) write_marker(Marker::kPitch10);
-  if (pitch == 12) write_marker(Marker::kPitch12);
-  if (pitch == 17) write_marker(Marker::kPitch17);
+  if (pitch == 10) channel_write_marker(Marker::kPitch10);
+  if (pitch == 12) channel_write_marker(Marker::kPitch12);
+  if (pitch == 17) channel_write_marker(Marker::kPitch17);
 }
 
 // ---- Lines
@@ -148,18 +145,19 @@ void place_aside(const PlaceOrder& order, BlockKind kind) {
   move_to_column(column_of(order));
 }
 
-void print(std::string_view text, std::size_t width, BlockKind kind) {
-  if (text.empty() || list().aborted) return;
+// Makes everything ready for text of this width; false when there is nothing to print it on.
+bool prepare(std::size_t width, BlockKind kind) {
+  if (list().aborted) return false;
   if (kind == BlockKind::kBody) {
     prepare_body();
     list().body_printed = true;
   }
-  if (list().aborted) return;  // the header was no good
+  if (list().aborted) return false;  // the header was no good
   begin_line();
   page_flush_attributes();
-  channel_write(text);
   list().moved += static_cast<int>(width);
   list().printed = true;
+  return true;
 }
 
 std::size_t width_of(std::string_view text) {
@@ -196,9 +194,9 @@ void page_start() {
 void page_flush_attributes() {
   const Attributes wanted = list().wanted;
   const Attributes shown = std::exchange(list().shown, wanted);
-  if (wanted.bold && !shown.bold) write_marker(Marker::kBoldOn);
+  if (wanted.bold && !shown.bold) channel_write_marker(Marker::kBoldOn);
   if (!wanted.bold && shown.bold) {
-    write_marker(Marker::kBoldOff);
+    channel_write_marker(Marker::kBoldOff);
     // Many printers lose a narrow pitch with bold.
     if (wanted.pitch != 10 || shown.pitch != 10) write_pitch(wanted.pitch);
   } else if (wanted.pitch != shown.pitch) {
@@ -207,18 +205,16 @@ void page_flush_attributes() {
 }
 
 void page_print_marked(std::string_view text, BlockKind kind) {
-  print(text, width_of(text), kind);
+  if (!text.empty() && prepare(width_of(text), kind)) channel_write(text);
 }
 
-void page_print(std::string_view text, BlockKind kind) {
-  if (std::ranges::none_of(text, is_control)) return print(text, text.size(), kind);
-  std::string visible(text);
-  std::ranges::replace_if(visible, is_control, ' ');
-  print(visible, visible.size(), kind);
+void page_print(std::string& text, BlockKind kind) {
+  std::ranges::replace_if(text, is_control, ' ');
+  if (!text.empty() && prepare(text.size(), kind)) channel_write_plain(text);
 }
 
 void page_next_line() {
-  write_marker(Marker::kNewLine);
+  channel_write_marker(Marker::kNewLine);
   ++list().line;
   list().column = 1;
   list().moved = 0;
@@ -245,7 +241,7 @@ void page_eject(bool goes_on) {
   list().waiting = {};
   move_down(list().footer_line);
   if (list().has_footer) run_aside(list().footer, BlockKind::kFooter);
-  write_marker(Marker::kNewPage);
+  channel_write_marker(Marker::kNewPage);
   page_start();
   ++list().page;
   if (goes_on) start_body();

@@ -16,13 +16,13 @@ inline constexpr std::size_t kLongestBoldText = 10;
 struct PrintDefaults {
   // Control strings, any bytes. They switch the printer to so many characters per inch, of at most
   // kLongestPitchText bytes, and bold printing on and off, of at most kLongestBoldText.
-  std::string pitch_10;
-  std::string pitch_12;
-  std::string pitch_17;
-  std::string bold_on;
-  std::string bold_off;
+  std::string pitch_10 = {};
+  std::string pitch_12 = {};
+  std::string pitch_17 = {};
+  std::string bold_on = {};
+  std::string bold_off = {};
   // DD.MM.YYYY; "" stands for the day on which a list is opened.
-  std::string today;
+  std::string today = {};
   // No page is longer than so many lines, counted from its first line on when one is given. 0:
   // none.
   int page_limit = 0;

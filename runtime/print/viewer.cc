@@ -84,10 +84,8 @@ class Prompt {
     window_.show();
   }
   [[nodiscard]] FieldPlace place(std::size_t width) const {
-    return {.window = window_.number(),
-            .row = 1,
-            .column = column_,
-            .width = static_cast<int>(width)};
+    return {
+        .window = window_.number(), .row = 1, .column = column_, .width = static_cast<int>(width)};
   }
 
  private:

@@ -20,6 +20,8 @@ namespace marigold {
 // "##0,00" and 12.345 give " 12,35". Rounds the number's shortest decimal form half up, away from
 // zero: 2.675 to two places is 2,68, as on paper, though the nearest double lies below it.
 std::string edit_number(std::string_view mask, double value);
+// The same behind a text that is there, for those who edit many.
+void append_edited(std::string& text, std::string_view mask, double value);
 
 // The number that a text means, be it shown by the mask or typed for it: digits with blanks, points
 // and other characters of the mask ignored around them, at most as many before and behind the comma
