@@ -179,6 +179,14 @@ bool is_control(char character) {
   return static_cast<unsigned char>(character) < ' ';
 }
 
+// Looks at all of it: the compiler then looks at many characters at once.
+bool has_control(std::string_view text) {
+  bool found = false;
+  for (const char character : text)
+    found |= is_control(character);
+  return found;
+}
+
 }  // namespace
 
 void page_start() {
@@ -205,11 +213,16 @@ void page_flush_attributes() {
 }
 
 void page_print_marked(std::string_view text, BlockKind kind) {
-  if (!text.empty() && prepare(width_of(text), kind)) channel_write(text);
+  if (text.empty()) return;
+  if (text.find(kMarkerByte) != std::string_view::npos) {
+    if (prepare(width_of(text), kind)) channel_write(text);
+  } else if (prepare(text.size(), kind)) {
+    channel_write_plain(text);
+  }
 }
 
 void page_print(std::string& text, BlockKind kind) {
-  std::ranges::replace_if(text, is_control, ' ');
+  if (has_control(text)) std::ranges::replace_if(text, is_control, ' ');
   if (!text.empty() && prepare(text.size(), kind)) channel_write_plain(text);
 }
 
