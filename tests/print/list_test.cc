@@ -290,9 +290,9 @@ TEST_F(ListTest, PagesAndStoresThatAreNoneAreRefused) {
   store.back() = 7;
   write_file("DRUCK.BIN", store);
   EXPECT_EQ(message_of(), "1 LP1:L:./DRUCK.BIN: a damaged block store _BLONF_\n");
-  EXPECT_DEATH((list_open("L"), list_open("L")), "42");
-  EXPECT_DEATH(list_close(), "43");
-  EXPECT_DEATH(channel_write("x"), "45");
+  EXPECT_DEATH((list_open("L"), list_open("L")), "error 42\n");
+  EXPECT_DEATH(list_close(), "error 43\n");
+  EXPECT_DEATH(channel_write("x"), "error 45\n");
 }
 
 TEST_F(ListTest, OwnFilesComeFirstAndOptionsGoBeforeRecords) {

@@ -1,0 +1,125 @@
+#include "runtime/print/print_command.h"
+
+#include <cerrno>
+#include <filesystem>
+
+#include "tests/print/list_support.h"
+
+namespace marigold::test {
+namespace {
+
+struct PrintCommandTest : testing::Test {
+  PrintCommandTest() {
+    // The commands stand in the test's own directory.
+    setenv("PATH", "/usr/bin:/bin:.", 1);
+    unsetenv("FAXROOT");
+  }
+  ~PrintCommandTest() override {
+    close_fax();
+    close_printer();
+  }
+  static void write_command(const std::string& path, const std::string& script) {
+    write_file(path, "#!/bin/sh\n" + script);
+    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+  }
+  static int write(std::string_view bytes) {
+    int error_flag = 7;
+    write_printer(bytes, error_flag);
+    return error_flag;
+  }
+
+  const WorkDirectory directory;
+};
+
+TEST_F(PrintCommandTest, NamesAreCommandLines) {
+  const std::string long_name(300, 'x');
+  const std::pair<std::string, std::string> rows[] = {
+      {"#laser", "lp -dlaser"},
+      {"laser 2", "dr laser 2"},
+      {"", "dr "},
+      {"#", "lp -d"},
+      {"#" + long_name, "lp -d" + std::string(245, 'x')},
+      {long_name, "dr " + std::string(247, 'x')}};
+  for (const auto& [name, command] : rows)
+    EXPECT_EQ(printer_command(name), command);
+}
+
+TEST_F(PrintCommandTest, BytesReachTheCommandUntilItIsClosed) {
+  write_command("dr", "echo \"$@\" >name; cat >out; exit 3\n");
+  EXPECT_EQ(write("nobody"), 1);
+  EXPECT_EQ(open_printer("a printer"), 0);
+  EXPECT_EQ(write("one\r\n"s), 0);
+  EXPECT_EQ(write("\0two"s), 0);
+  EXPECT_EQ(close_printer(), 3);
+  EXPECT_EQ(read_file("name"), "a printer\n");
+  EXPECT_EQ(read_file("out"), "one\r\n\0two"s);
+  EXPECT_EQ(write("nobody"), 1);
+  EXPECT_EQ(close_printer(), 0);
+}
+
+TEST_F(PrintCommandTest, CommandsThatEndEarlyOrAreNotThereHarmNobody) {
+  // The script; the status of closing.
+  const std::pair<std::string, int> rows[] = {
+      {"exit 4\n", 4}, {"read line; exec <&-; exit 5\n", 5}, {"kill -PIPE $$\n", 128 + 13}};
+  for (const auto& [script, status] : rows) {
+    write_command("dr", script);
+    EXPECT_EQ(open_printer(""), 0);
+    for (int i = 0; i < 100; ++i)
+      EXPECT_EQ(write(std::string(10000, 'x') + "\n"), 0);  // more than a pipe holds
+    EXPECT_EQ(close_printer(), status);
+  }
+  std::filesystem::remove("dr");
+  EXPECT_EQ(open_printer("gone"), 0);
+  EXPECT_EQ(close_printer(), 127);
+}
+
+TEST_F(PrintCommandTest, TheFaxStandsInFrontOfThePrinter) {
+  write_command("dr", "cat >printed\n");
+  open_printer("");
+  EXPECT_EQ(open_fax(), ENOENT);
+  EXPECT_EQ(write("lost"), 1);
+  close_fax();
+  EXPECT_EQ(write("before "), 0);
+  std::filesystem::create_directories("fax/bin");
+  write_command("fax/bin/comfaxpr", "echo \"$@\" >faxed; cat >>faxed\n");
+  setenv("FAXROOT", "fax", 1);
+  EXPECT_EQ(open_fax(), 0);
+  EXPECT_EQ(open_fax(), 0);  // again: the printer still waits
+  EXPECT_EQ(write("to the fax"), 0);
+  EXPECT_EQ(close_fax(), 0);
+  EXPECT_EQ(write("after"), 0);
+  EXPECT_EQ(close_printer(), 0);
+  EXPECT_EQ(read_file("faxed"), "-charset german_germany.ascii\nto the fax");
+  EXPECT_EQ(read_file("printed"), "before after");
+}
+
+using ListOutputTest = PrintTest;
+
+TEST_F(ListOutputTest, ThePrinterGetsItsOwnControlStrings) {
+  setenv("PATH", "/usr/bin:/bin:.", 1);
+  write_file("dr", "#!/bin/sh\ncat >out\n");
+  std::filesystem::permissions("dr", std::filesystem::perms::owner_all);
+  print_defaults_set(
+      {.pitch_10 = "<10>", .pitch_17 = "<17>", .bold_on = "<b>", .bold_off = "</b>"});
+  list_to_device(nullptr);
+  using enum BlockCode;
+  write_list(
+      {.page_length = 2, .last_line = 2, .output = "name"},
+      {{"B",
+        {only(kPitch, 17), words("a"), only(kBoldOn), words("b"), only(kBoldOff), words("c")}}});
+  bool complete = false;
+  ASSERT_EQ(open_printer(""), 0);
+  list_open("L");
+  list_print("B");
+  EXPECT_EQ(list_close(&complete), "name");
+  EXPECT_TRUE(complete);
+  EXPECT_EQ(close_printer(), 0);
+  EXPECT_EQ(read_file("out"), "<10><17>a<b>b</b><17>c\r\n\r\n");
+  list_open("L");
+  list_print("B");
+  list_close(&complete);
+  EXPECT_FALSE(complete);  // there was no printer
+}
+
+}  // namespace
+}  // namespace marigold::test
