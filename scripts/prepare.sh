@@ -3,7 +3,7 @@
 # Quiet when everything is there; a step that fails shows what it printed and ends the script.
 
 packages_for_commands='g++:g++ cmake:cmake ninja:ninja-build perl:perl'
-packages_for_libraries='libgdbm-dev libgdbm-compat-dev libgettextpo-dev libcli11-dev libcsv-dev nlohmann-json3-dev libgtest-dev libvterm-dev libbenchmark-dev'
+packages_for_libraries='libgdbm-dev libgdbm-compat-dev libgettextpo-dev libcli11-dev libcsv-dev libhpdf-dev nlohmann-json3-dev libgtest-dev libvterm-dev libbenchmark-dev'
 
 missing_packages() {
   for pair in $packages_for_commands; do

@@ -95,8 +95,9 @@ bool needs_number(const Instruction& field) {
 
 void print_value(const Instruction& field, const ListFieldValue& value, BlockKind kind) {
   std::string& text = text_for(kind);
-  if (value.is_number)
-    append_number(text, field.mask.empty() ? value.mask : field.mask, value.number);
+  const std::string_view mask = field.mask.empty() ? value.mask : field.mask;
+  if (value.is_number && (!mask.empty() || value.text.empty()))
+    append_number(text, mask, value.number);
   else
     text.append(value.text);
   align(text, field);
@@ -110,7 +111,8 @@ void print_variable(const Instruction& field, BlockKind kind) {
       field.text, field.generation, needs_number(field) ? Wanted::kNumber : Wanted::kAnything);
   if (variable == nullptr) return;
   const bool is_number = variable->kind == VariableKind::kNumeric;
-  print_value(field, {is_number, variable->number, variable->text, {}}, kind);
+  const std::string_view text = is_number ? std::string_view{} : variable->text;
+  print_value(field, {is_number, variable->number, text, {}}, kind);
 }
 
 void print_record_field(const Instruction& field, BlockKind kind) {

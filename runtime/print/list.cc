@@ -55,8 +55,7 @@ int read_definitions() {
     refuse("Liste nicht gefunden!", "_LISNF_");
     return kListNotFound;
   }
-  const std::string path =
-      std::string(settings().print_directory.view()).append("/").append(state.list.files->store);
+  const std::string path = list_store_path(*state.list.files);
   std::string reason;
   if (block_store_read(path.c_str(), state.list.store, reason)) return kListDone;
   refuse(path + ": " + reason, "_BLONF_");
@@ -200,6 +199,10 @@ void list_print(std::string_view block) {
     page_eject(false);
   else
     block_run(block, BlockKind::kBody);
+}
+
+bool list_has_block(std::string_view block) {
+  return block_record(block) != nullptr;
 }
 
 int list_repeat(std::string_view block) {

@@ -53,6 +53,7 @@ inline constexpr std::string_view kEjectPage = "<<NP>>";
 
 // Prints a block; the name kEjectPage ends the page. Names are as the compiler was given them.
 void list_print(std::string_view block);
+bool list_has_block(std::string_view block);
 // How often a block is to be repeated, as its record says; 0 when there is none.
 int list_repeat(std::string_view block);
 // Printed at the top of every page, the next one being the first, and at the foot of every page.
@@ -79,7 +80,9 @@ void list_set_register(std::size_t index, double number);
 struct ListFieldValue {
   bool is_number = false;
   double number = 0;
-  std::string_view text = {};  // must live until the next call
+  // As it is printed without a mask; of a number it may be "", for its digits. Must live until the
+  // next call.
+  std::string_view text = {};
   std::string_view mask = {};  // by which it is printed when the block has none; may be ""
 };
 

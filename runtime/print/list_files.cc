@@ -1,5 +1,6 @@
 #include "runtime/print/list_files.h"
 
+#include "runtime/core/settings.h"
 #include "runtime/data/definition.h"
 #include "runtime/data/definition_set.h"
 
@@ -38,6 +39,15 @@ BEGINKEY KEY 1 SEGMENT 1 IS LISTE KEY 1 SEGMENT 2 IS BLOCK ENDKEY
 ENDFILE
 END.)";
 
+struct State {
+  std::string directory;
+};
+State state;
+
+std::string path_in(std::string_view directory, std::string_view name) {
+  return std::string(directory).append("/").append(name);
+}
+
 FileDefinition plain_twin(std::string_view text, std::size_t index) {
   FileDefinition definition =
       std::move(*scan_definitions(text, AfterScanError::kStop).files.at(index).definition);
@@ -53,6 +63,20 @@ void list_files_define() {
     definition_add(plain_twin(kDefinitions, index));
     definition_add(std::move(*own.files[index].definition));
   }
+}
+
+void list_files_use(std::string_view directory) {
+  list_files_define();
+  state.directory = directory;
+  for (const ListFiles& files : {kOwnListFiles, kPlainListFiles}) {
+    for (const std::string_view name : {files.lists, files.blocks})
+      definition_get(name).explicit_path = directory.empty() ? "" : path_in(directory, name);
+  }
+}
+
+std::string list_store_path(const ListFiles& files) {
+  const std::string& directory = state.directory;
+  return path_in(directory.empty() ? settings().print_directory.view() : directory, files.store);
 }
 
 }  // namespace marigold

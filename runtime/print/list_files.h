@@ -9,6 +9,7 @@
 //   BLOECKE: LISTE and BLOCK (key 1), OFF, SAME, REP, ZEIL, BLEN
 #pragma once
 
+#include <string>
 #include <string_view>
 
 namespace marigold {
@@ -25,5 +26,12 @@ inline constexpr ListFiles kPlainListFiles = {"LISTEN", "BLOECKE", "DRUCK.BIN"};
 // Adds the built-in definitions of those of the four files that no definition set has defined, in
 // path class 0.
 void list_files_define();
+
+// Takes the definition files and the block stores from this directory, whatever the settings say:
+// for tools. Empty: from where they belong.
+void list_files_use(std::string_view directory);
+
+// The path of a pair's block store.
+std::string list_store_path(const ListFiles& files);
 
 }  // namespace marigold

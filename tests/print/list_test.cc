@@ -1,5 +1,7 @@
 #include "runtime/print/list.h"
 
+#include "runtime/data/definition_set.h"
+#include "runtime/print/data_record.h"
 #include "tests/print/list_support.h"
 
 namespace marigold::test {
@@ -176,6 +178,33 @@ TEST_F(ListTest, FieldsAreWrittenByWidthAlignmentAndMask) {
     EXPECT_EQ(first_line, "[10Z]"s + expected + ".") << &instruction - &cases[0].first;
   }
   EXPECT_EQ(told, "");
+}
+
+TEST_F(ListTest, FieldsOfDataFilesAreWrittenByTheirOwnMasks) {
+  definition_add(std::move(
+      *scan_definitions("BEGINFILE NAME SHOP VERSION 1 PATH 0 LEN 64 TYPE ISAM BEGINFIELD "
+                        "FIELD NO TYPE LONGINT MASK '00000' PREVAL 7 FIELD N TYPE INT PREVAL -3 "
+                        "FIELD TOWN TYPE STRING 10 TIMES 2 PREVAL 'Wien', 'Graz' "
+                        "FIELD SUM TYPE REAL MASK '#0,00' PREVAL 1.5 ENDFIELD "
+                        "BEGINKEY KEY 1 SEGMENT 1 IS NO ENDKEY ENDFILE END.",
+                        AfterScanError::kStop)
+           .files.at(0)
+           .definition));
+  FileDefinition& shop = definition_get("SHOP");
+  const DataRecord record(shop);
+  BlockInstructions block;
+  for (const char* name : {"NO", "N", "TOWN", "SUM"})
+    block.insert(block.end(), {{.code = kRecordField, .text = name}, words("|")});
+  block.push_back({.code = kRecordField, .text = "TOWN", .generation = 2});
+  block.push_back({.code = kRecordField, .text = "TOWN", .generation = 3});
+  write_list({.page_length = 1, .last_line = 1}, {{"B", block}});
+  data_open(shop, LockWait::kTell);
+  list_open("L");
+  list_set_record(&record);
+  list_print("B");
+  list_close();
+  EXPECT_EQ(printed, "[10Z]00007|-3|Wien| 1,50|Graz\n====\n");
+  EXPECT_EQ(told, "Variable \"TOWN\" nicht gesetzt! _VARNS_\n");
 }
 
 TEST_F(ListTest, JumpsAndPlacesGoByVariables) {
