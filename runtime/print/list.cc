@@ -231,11 +231,10 @@ bool list_check_abort() {
   if (state.list.aborted) return true;
   if (!state.list.progress_shown || !abort_was_chosen()) return false;
   abort_announce();
-  channel_write(marker_text(Marker::kNewLine));
-  channel_write(state.list.properties.abort_text);
-  channel_write(marker_text(Marker::kNewLine));
-  state.list.line += 2;
-  list_print(kEjectPage);
+  if (state.list.line_begun) page_next_line();
+  page_next_line();
+  channel_write_plain(state.list.properties.abort_text);
+  page_eject(false);
   state.list.aborted = true;
   channel_stop(true);
   return true;

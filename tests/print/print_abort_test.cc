@@ -1,0 +1,68 @@
+// The progress line, and the user who stops a list.
+
+#include "runtime/wi/wi.h"
+#include "tests/print/list_support.h"
+#include "tests/support/recording_console.h"
+
+namespace marigold::test {
+namespace {
+
+struct PrintAbortTest : PrintTest {
+  PrintAbortTest() {
+    recording_reset();
+    terminal_reset(&recording_console());
+    errors_of([] { terminal_start(); });
+    wi_start();
+    create_w(window, 1, 1, 3, 10, false);
+    p_active_w(window);
+    write_list({.page_length = 4, .last_line = 4, .abort_text = "stopped"},
+               {{"B", {words("b"), next_line()}}});
+  }
+  ~PrintAbortTest() override { open_subsystems().window_system = false; }
+
+  static std::string last_row() {
+    terminal_refresh();
+    const std::string text = recording().text(kScreenRows);
+    return text.substr(0, text.find_last_not_of(' ') + 1);
+  }
+
+  int window = 0;
+};
+
+TEST_F(PrintAbortTest, AKeyAsksAndTheSecondAnswerAborts) {
+  list_open("L", {.show_progress = true});
+  EXPECT_EQ(wi_active(), window);
+  EXPECT_EQ(last_row(), "Press any key to interrupt");
+  EXPECT_EQ(recording().cell(kScreenRows, 40).colour, kColourPlain);  // the text alone is reverse
+  EXPECT_EQ(recording().cell(kScreenRows, 1).colour, kColourReverse);
+  list_print("B");
+  EXPECT_FALSE(list_check_abort());
+  for (const std::string keys : {"x\r", "\xE0H\x1B"}) {  // go on; a key of two bytes, then Escape
+    recording().type(keys);
+    EXPECT_FALSE(list_check_abort());
+    EXPECT_TRUE(recording().keys.empty());
+  }
+  list_print("B");
+  recording().type("x\xE0M\r"s);
+  EXPECT_TRUE(list_check_abort());
+  EXPECT_EQ(last_row(), "Print aborting ... please wait");
+  list_print("B");
+  EXPECT_TRUE(list_check_abort());
+  list_close();
+  EXPECT_EQ(printed, "[10Z]b\nb\n\nstopped\n====\n");
+  EXPECT_EQ(last_row(), "");
+  EXPECT_EQ(wi_active(), window);
+}
+
+TEST_F(PrintAbortTest, WithoutTheProgressLineNobodyIsAsked) {
+  recording().type("x");
+  list_open("L");
+  EXPECT_FALSE(list_check_abort());
+  list_print("B");
+  list_close();
+  EXPECT_EQ(printed, "[10Z]b\n\n\n\n====\n");
+  EXPECT_EQ(last_row(), "");
+}
+
+}  // namespace
+}  // namespace marigold::test
