@@ -1,5 +1,6 @@
 #include "runtime/print/viewer.h"
 
+#include <charconv>
 #include <cstdint>
 #include <string>
 #include <system_error>
@@ -47,8 +48,7 @@ constexpr std::string_view kKeyText = "Cursor-Steuerung  +-=Bl{ttern  */=Seite  
 constexpr std::string_view kKeyTextPrint = "  F4=Druck";
 constexpr std::string_view kPrintingText = "AUSDRUCK L[UFT !";
 
-constexpr std::size_t kLongestSearch = 60;
-constexpr const char* kLineMask = "###########0";
+constexpr std::size_t kLongestAnswer = 60;
 
 void tell_failed(int failed) {
   const std::string text =
@@ -84,10 +84,8 @@ class Prompt {
     window_.show();
   }
   [[nodiscard]] FieldPlace place(std::size_t width) const {
-    return {.window = window_.number(),
-            .row = 1,
-            .column = column_,
-            .width = static_cast<int>(width)};
+    return {
+        .window = window_.number(), .row = 1, .column = column_, .width = static_cast<int>(width)};
   }
 
  private:
@@ -149,20 +147,28 @@ class Viewer {
     set_notice(key_text());
   }
 
-  void ask_line() {
-    auto line = static_cast<double>(position_.line());
-    const double last = file_.lines() > 0 ? static_cast<double>(file_.lines()) : 1;
-    const Prompt prompt("Zeile: ");
-    if (number_field(prompt.place(0), kLineMask, line, 1, last) == kKeyEnter)
-      position_.go_to(static_cast<std::int64_t>(line));
+  // What was typed; "" when the user gave it up.
+  static std::string ask(const std::string& what) {
+    const Prompt prompt(what);
+    std::string typed;
+    const int code = text_field(prompt.place(kLongestAnswer), typed, 0, kLongestAnswer);
+    return code == kKeyEnter ? typed : "";
   }
 
-  void ask_search() {
-    {
-      const Prompt prompt("Suchen: ");
-      if (text_field(prompt.place(kLongestSearch), searched_, 0, kLongestSearch) != kKeyEnter)
-        return;
+  void ask_line() {
+    const std::string typed = ask("Zeile: ");
+    std::int64_t line = 0;
+    const auto [end, failed] = std::from_chars(typed.data(), typed.data() + typed.size(), line);
+    if (failed == std::errc{} && end == typed.data() + typed.size()) {
+      position_.go_to(line);
+    } else if (!typed.empty()) {
+      set_notice("Keine Zeile: " + typed);
     }
+  }
+
+  // No text takes the marks away.
+  void ask_search() {
+    searched_ = ask("Suchen: ");
     search_.set_text(searched_);
     hit_ = {};
     screen_.draw_all_next();
