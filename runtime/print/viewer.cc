@@ -147,16 +147,15 @@ class Viewer {
     set_notice(key_text());
   }
 
-  // What was typed; "" when the user gave it up.
-  static std::string ask(const std::string& what) {
+  // False when the user gave it up.
+  static bool ask(const std::string& what, std::string& typed) {
     const Prompt prompt(what);
-    std::string typed;
-    const int code = text_field(prompt.place(kLongestAnswer), typed, 0, kLongestAnswer);
-    return code == kKeyEnter ? typed : "";
+    return text_field(prompt.place(kLongestAnswer), typed, 0, kLongestAnswer) == kKeyEnter;
   }
 
   void ask_line() {
-    const std::string typed = ask("Zeile: ");
+    std::string typed;
+    if (!ask("Zeile: ", typed)) return;
     std::int64_t line = 0;
     const auto [end, failed] = std::from_chars(typed.data(), typed.data() + typed.size(), line);
     if (failed == std::errc{} && end == typed.data() + typed.size()) {
@@ -168,7 +167,9 @@ class Viewer {
 
   // No text takes the marks away.
   void ask_search() {
-    searched_ = ask("Suchen: ");
+    std::string typed;
+    if (!ask("Suchen: ", typed)) return;
+    searched_ = typed;
     search_.set_text(searched_);
     hit_ = {};
     screen_.draw_all_next();
@@ -179,7 +180,7 @@ class Viewer {
   void search_next() {
     if (search_.empty()) return ask_search();
     if (hit_.line != 0 && position_.in_sight(hit_.line)) {
-      search_from({hit_.line, hit_.column + 1});
+      search_from({hit_.line, hit_.column + search_.length()});
     } else {
       search_from({position_.line(), 0});
     }

@@ -238,7 +238,7 @@ TEST_F(ViewerTest, HighlightsAndHitsTakeNoColumns) {
                {"sline 8\rnnn", "3-20:80-1", "line 80 ", "rrrrrrp"},
                {"sline 25\r^gn", "1-25:25-1", "line 25 ", "RRRRRRRp"},
                {"sline 25\rs\r", "1-25:25-1", "line 25 ", "pppppppp"},
-               {"sline\rs\x1B", "1-1:1-1", "one TWO", "p"},
+               {"sone\rs!\x1B", "1-1:1-1", "one TWO", "RRRp"},
                {"sline 2999\r", "100-12:2982-1", "line 2982 ", "p"},
                {"snowhere\r", "1-1:1-1", "one TWO", "p"}};
   for (const auto& [keys, position, text, looks] : cases) {
