@@ -65,7 +65,7 @@ TEST_F(ScreenOutputTest, LinesAreMadeOfTextBackspacesAndHighlights) {
       {"((open", "\001\001open\002\002", 'X'},
       {"("s + full + ")", "\001"s + cut, 'X'},
       {full + "(", full},
-      {"\001raw", "\001raw", 'X'},
+      {"ab<<<  \001  x", "ab\001 x", 'X'},
   };
   std::string expected;
   for (const auto& [feed, text, flag] : cases) {

@@ -162,7 +162,7 @@ TEST_F(ViewerTest, KeysMove) {
                {"^i^k", "3-21:81-1", "^.v>"},
                {"\t+^g?x", "1-1:1-1", "..v>"},
                {"+\xE0G\xE0O^b^f^2\x1B\x01\bxN", "1-20:20-1", "^.v>"},
-               {"g45\r", "2-15:45-1", "^.v>"},
+               {"g47\rg45\r", "2-15:45-1", "^.v>"},
                {"g9999999\r", "3-22:82-1", "^..>"},
                {"+g45\x1Bgx\r^h", "1-20:20-1", "^.v>"},
                {"+*", "1-82:82-1", "^..>", 0},
@@ -211,14 +211,15 @@ char look(std::uint16_t colour) {
   return colour == kColourPlain ? 'p' : 'b';
 }
 
-// Among what is searched for: an umlaut of the keyboard; of "line 8" the fourth hit, in line 82.
+// Among what is searched for: an umlaut of the keyboard, at the end of a full line; of "line 8" the
+// fourth hit, in line 82.
 TEST_F(ViewerTest, HighlightsAndHitsTakeNoColumns) {
   screen_output_start();
   screen_output_text("one ");
   screen_output_highlight(true);
   screen_output_text("TWO");
   screen_output_highlight(false);
-  screen_output_text(" three two" + std::string(90, '.') + "Gr|~e");
+  screen_output_text(" three two" + std::string(226, '.') + "Gr|~e");
   screen_output_end_line();
   for (int number = 2; number <= 3000; ++number) {
     screen_output_text(list_line(number, 10));
@@ -233,12 +234,12 @@ TEST_F(ViewerTest, HighlightsAndHitsTakeNoColumns) {
   } cases[] = {{"", "1-1:1-1", "one TWO three two", "ppppbbbp"},
                {"^l^l^l^l^l", "1-1:1-6", "WO three two", "bbp"},
                {"sTwo\rn^l^l^l^l^l", "1-1:1-6", "WO three two", "rrpppppppRRRp"},
-               {"sgr\x94\xE1\r", "1-1:1-34", "......", "p"},
+               {"s\x94~E\r", "1-1:1-171", "......", "p"},
                {"sline 25\rn", "9-10:250-1", "line 250 ", "RRRRRRRp"},
                {"sline 8\rnnn", "3-20:80-1", "line 80 ", "rrrrrrp"},
                {"sline 25\r^gn", "1-25:25-1", "line 25 ", "RRRRRRRp"},
                {"sline 25\rs\r", "1-25:25-1", "line 25 ", "pppppppp"},
-               {"sone\rs!\x1B", "1-1:1-1", "one TWO", "RRRp"},
+               {"\tsone\rs!\x1B", "1-1:1-1", "one TWO", "RRRp"},
                {"sline 2999\r", "100-12:2982-1", "line 2982 ", "p"},
                {"snowhere\r", "1-1:1-1", "one TWO", "p"}};
   for (const auto& [keys, position, text, looks] : cases) {
