@@ -38,6 +38,14 @@ void refuse(std::string_view reason, const char* help_key) {
 
 // ---- Opening
 
+// Without its files there is nothing to show; the user has been told.
+int start_screen() {
+  if (screen_output_start() == 0) return kListDone;
+  state.list.to_screen = false;
+  state.list.aborted = true;
+  return kListBad;
+}
+
 // Finds the list in one pair of definition files, which stay open then.
 bool found_in(const ListFiles& files) {
   if (!list_records_open(files)) return false;
@@ -92,15 +100,9 @@ int check_page() {
   return kListBad;
 }
 
-int start_output() {
-  if (state.choice.device != nullptr) {
-    channel_open(kChannelName, state.list.properties.page_length, *state.choice.device);
-    return kListDone;
-  }
-  const bool to_screen = state.list.to_screen;
-  channel_open(kChannelName, std::max(state.list.properties.page_length, 1),
-               to_screen ? kScreenDevice : kPrinterDevice);
-  return kListDone;
+const OutputDevice& device() {
+  if (state.choice.device != nullptr) return *state.choice.device;
+  return state.list.to_screen ? kScreenDevice : kPrinterDevice;
 }
 
 // What the printer is in before it prints anything.
@@ -159,16 +161,17 @@ int list_open(std::string_view name, const ListOptions& options) {
   variables_clear();
   open_subsystems().print_engine = true;
   state.list.to_screen = state.choice.to_screen && state.choice.device == nullptr;
+  int result = kListDone;
   if (state.list.to_screen)
-    screen_output_start();
+    result = start_screen();
   else if (options.show_progress)
     progress_show();
-  int result = read_definitions();
+  if (result == kListDone) result = read_definitions();
   override_with(options);
   cut_to_limit();
   if (result == kListDone) result = check_page();
   state.list.footer_line = state.list.properties.last_line;
-  start_output();
+  channel_open(kChannelName, std::max(state.list.properties.page_length, 1), device());
   if (result == kListDone) set_printer();
   channel_stop(state.list.aborted);
   return result;

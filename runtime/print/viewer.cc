@@ -1,5 +1,6 @@
 #include "runtime/print/viewer.h"
 
+#include <charconv>
 #include <cstdint>
 #include <string>
 #include <system_error>
@@ -47,8 +48,7 @@ constexpr std::string_view kKeyText = "Cursor-Steuerung  +-=Bl{ttern  */=Seite  
 constexpr std::string_view kKeyTextPrint = "  F4=Druck";
 constexpr std::string_view kPrintingText = "AUSDRUCK L[UFT !";
 
-constexpr std::size_t kLongestSearch = 60;
-constexpr const char* kLineMask = "###########0";
+constexpr std::size_t kLongestAnswer = 60;
 
 void tell_failed(int failed) {
   const std::string text =
@@ -147,20 +147,29 @@ class Viewer {
     set_notice(key_text());
   }
 
-  void ask_line() {
-    auto line = static_cast<double>(position_.line());
-    const double last = file_.lines() > 0 ? static_cast<double>(file_.lines()) : 1;
-    const Prompt prompt("Zeile: ");
-    if (number_field(prompt.place(0), kLineMask, line, 1, last) == kKeyEnter)
-      position_.go_to(static_cast<std::int64_t>(line));
+  // False when the user gave it up.
+  static bool ask(const std::string& what, std::string& typed) {
+    const Prompt prompt(what);
+    return text_field(prompt.place(kLongestAnswer), typed, 0, kLongestAnswer) == kKeyEnter;
   }
 
-  void ask_search() {
-    {
-      const Prompt prompt("Suchen: ");
-      if (text_field(prompt.place(kLongestSearch), searched_, 0, kLongestSearch) != kKeyEnter)
-        return;
+  void ask_line() {
+    std::string typed;
+    if (!ask("Zeile: ", typed)) return;
+    std::int64_t line = 0;
+    const auto [end, failed] = std::from_chars(typed.data(), typed.data() + typed.size(), line);
+    if (failed == std::errc{} && end == typed.data() + typed.size()) {
+      position_.go_to(line);
+    } else if (!typed.empty()) {
+      set_notice("Keine Zeile: " + typed);
     }
+  }
+
+  // No text takes the marks away.
+  void ask_search() {
+    std::string typed;
+    if (!ask("Suchen: ", typed)) return;
+    searched_ = typed;
     search_.set_text(searched_);
     hit_ = {};
     screen_.draw_all_next();
@@ -171,7 +180,7 @@ class Viewer {
   void search_next() {
     if (search_.empty()) return ask_search();
     if (hit_.line != 0 && position_.in_sight(hit_.line)) {
-      search_from({hit_.line, hit_.column + 1});
+      search_from({hit_.line, hit_.column + search_.length()});
     } else {
       search_from({position_.line(), 0});
     }

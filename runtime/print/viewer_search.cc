@@ -9,23 +9,51 @@ namespace {
 // About 1 MiB: big enough to be read fast, small enough that a key is seen at once.
 constexpr std::size_t kPieceRecords = 4096;
 
-// "[", "\" and "]" are capital umlauts in the national 7-bit set, "{", "|" and "}" the small ones.
-char small(char c) {
-  return c >= 'A' && c <= ']' ? static_cast<char>(c + ('a' - 'A')) : c;
+// What counts as the same: large and small letters, and umlauts typed on the keyboard and those of
+// the national 7-bit set, in which "[", "\" and "]" are the large ones and "{", "|" and "}" the
+// small ones.
+constexpr std::array<char, 256> make_folded() {
+  std::array<char, 256> folded{};
+  for (std::size_t c = 0; c < folded.size(); ++c)
+    folded[c] = static_cast<char>(c >= 'A' && c <= ']' ? c + ('a' - 'A') : c);
+  folded[0xC4] = folded[0xE4] = '{';
+  folded[0xD6] = folded[0xF6] = '|';
+  folded[0xDC] = folded[0xFC] = '}';
+  folded[0xDF] = '~';
+  return folded;
+}
+constexpr std::array<char, 256> kFolded = make_folded();
+
+char fold(char c) {
+  return kFolded[static_cast<unsigned char>(c)];
 }
 
-std::size_t find_small(std::string_view line, std::string_view text, std::size_t from) {
+// Whether the first and the last character of a text stand at their distance anywhere in the line.
+// Nearly always they do not, and this is found out without a branch, many places at a time.
+bool may_hold(std::string_view line, std::string_view text) {
+  if (text.size() > line.size()) return false;
+  const std::string_view ends = line.substr(text.size() - 1);
+  const char first = text.front();
+  const char last = text.back();
+  unsigned char found = 0;
+  for (std::size_t place = 0; place < ends.size(); ++place)
+    found |= static_cast<unsigned char>((line[place] == first) & (ends[place] == last));
+  return found != 0;
+}
+
+std::size_t find_folded(std::string_view line, std::string_view text, std::size_t from) {
   if (text.empty()) return std::string_view::npos;
-  std::array<char, kDisplayColumns> folded;
-  std::ranges::transform(line, folded.begin(), small);
-  return std::string_view(folded.data(), line.size()).find(text, from);
+  std::array<char, kDisplayColumns> characters;
+  std::ranges::transform(line, characters.begin(), fold);
+  const std::string_view folded(characters.data(), line.size());
+  return may_hold(folded, text) ? folded.find(text, from) : std::string_view::npos;
 }
 
 }  // namespace
 
 void ViewerSearch::set_text(std::string_view text) {
   text_ = text;
-  std::ranges::transform(text_, text_.begin(), small);
+  std::ranges::transform(text_, text_.begin(), fold);
 }
 
 SearchStep ViewerSearch::step(const ViewerFile& file, SearchPlace& place, int& failed) {
@@ -40,16 +68,16 @@ SearchStep ViewerSearch::step(const ViewerFile& file, SearchPlace& place, int& f
     place.column = column;
     return SearchStep::kFound;
   }
-  return count == 0 ? SearchStep::kNotFound : SearchStep::kGoOn;
+  return count < kPieceRecords ? SearchStep::kNotFound : SearchStep::kGoOn;
 }
 
 std::size_t ViewerSearch::find(const VisibleLine& line, std::size_t from) const {
-  return find_small(line.view(), text_, from);
+  return find_folded(line.view(), text_, from);
 }
 
 std::size_t ViewerSearch::find_in_record(const DisplayRecord& record, std::size_t from) const {
   if (record.flag != kWithHighlight)
-    return find_small({record.text.data(), record.text.size()}, text_, from);
+    return find_folded({record.text.data(), record.text.size()}, text_, from);
   VisibleLine line;
   visible_line(record, line);
   return find(line, from);

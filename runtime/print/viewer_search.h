@@ -22,8 +22,8 @@ enum class SearchStep { kFound, kGoOn, kNotFound, kFailed };
 
 class ViewerSearch {
  public:
-  // Large and small letters count as the same, the national ones of the 7-bit set included. An
-  // empty text is found nowhere.
+  // Large and small letters count as the same, and so do umlauts of the national 7-bit set and of
+  // the keyboard. An empty text is found nowhere.
   void set_text(std::string_view text);
   [[nodiscard]] bool empty() const { return text_.empty(); }
   [[nodiscard]] std::size_t length() const { return text_.size(); }

@@ -1,0 +1,179 @@
+// What a list leaves in its two temporary files, and what becomes of them when the disk is full.
+
+#include "runtime/print/screen_output.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "runtime/core/user_interface.h"
+#include "tests/print/size_limit.h"
+
+namespace marigold::test {
+namespace {
+
+std::string record(const std::string& text, char flag = ' ') {
+  return text + std::string(250 - text.size(), ' ') + flag + "\r\n";
+}
+
+// "<" stands for a backspace, "(" for highlight on and ")" for off.
+void feed_line(std::string_view feed) {
+  while (!feed.empty()) {
+    std::size_t run = std::min(feed.find_first_not_of('<'), feed.size());
+    if (run > 0) {
+      screen_output_backspaces(run);
+    } else if (feed.front() == '(' || feed.front() == ')') {
+      run = 1;
+      screen_output_highlight(feed.front() == '(');
+    } else {
+      run = std::min(feed.find_first_of("<()"), feed.size());
+      screen_output_text(feed.substr(0, run));
+    }
+    feed.remove_prefix(run);
+  }
+}
+
+struct ScreenOutputTest : testing::Test {
+  ScreenOutputTest() {
+    user_interface_start();
+    EXPECT_EQ(screen_output_start(), 0);
+  }
+  ~ScreenOutputTest() override { EXPECT_EQ(screen_output_remove(), 0); }
+
+  WorkDirectory directory;
+};
+
+TEST_F(ScreenOutputTest, LinesAreMadeOfTextBackspacesAndHighlights) {
+  const std::string full(250, 'f');
+  const std::string cut(249, 'f');
+  const struct {
+    std::string feed;
+    std::string text;
+    char flag = ' ';
+  } cases[] = {
+      {full, full},
+      {full + "beyond", full},
+      {"abc<<<  def ", "abcdef "},
+      {"abc<<<     def", "abc  def"},
+      {"ab  <<<<    x", "ab  x"},
+      {"ab  <c", "ab c"},
+      {"ab<<<  (  x)y", "ab\001 x\002y", 'X'},  // a highlight does not end the swallowing
+      {"(bold) plain", "\001bold\002 plain", 'X'},
+      {"plain)", "plain"},
+      {"(a)b)", "\001a\002b", 'X'},
+      {"((open", "\001\001open\002\002", 'X'},
+      {"("s + full + ")", "\001"s + cut, 'X'},
+      {full + "(", full},
+      {"ab<<<  \001  x", "ab\001 x", 'X'},
+  };
+  std::string expected;
+  for (const auto& [feed, text, flag] : cases) {
+    feed_line(feed);
+    screen_output_end_line();
+    expected += record(text, flag);
+  }
+  EXPECT_EQ(screen_output_width(), 250);
+  screen_output_end();
+  EXPECT_EQ(read_file("VIDEO.TMP").substr(0, expected.size()), expected);
+}
+
+TEST_F(ScreenOutputTest, EndMarksFillTheWidth) {
+  const std::string mark = "*** ANZEIGEN-ENDE ";
+  const std::string four = mark + mark + mark + mark;
+  const struct {
+    std::size_t longest;
+    std::string unfinished;
+    std::string last;
+  } cases[] = {
+      {0, "", four + "*** AN"},
+      {90, "", four + mark},
+      {91, "", four + mark + "*"},
+      {0, "the end ", "the end " + mark + mark + mark + "*** ANZEIGEN-END"},
+      {0, std::string(80, 'w'), std::string(80, 'w')},
+  };
+  for (const auto& [longest, unfinished, last] : cases) {
+    ASSERT_EQ(screen_output_start(), 0);
+    EXPECT_EQ(screen_output_width(), 78);
+    screen_output_text(std::string(longest, 'w'));
+    screen_output_end_line();
+    screen_output_text(unfinished);
+    screen_output_end();
+    EXPECT_EQ(read_file("VIDEO.TMP"), record(std::string(longest, 'w')) + record(last));
+  }
+}
+
+TEST_F(ScreenOutputTest, LongOutputIsWhole) {
+  std::string printed;
+  std::string shown;
+  for (int line = 0; line < 3000; ++line) {
+    const std::string text = "line " + std::to_string(line);
+    screen_output_bytes(text);
+    screen_output_text(text);
+    screen_output_end_line();
+    printed += text;
+    shown += record(text);
+  }
+  const std::string large(200000, '#');
+  screen_output_bytes(large);
+  screen_output_end();
+  EXPECT_EQ(read_file("DRUCK.TMP"), printed + large);
+  EXPECT_EQ(read_file("VIDEO.TMP").substr(0, shown.size()), shown);
+  EXPECT_EQ(screen_output_remove(), 0);
+  EXPECT_TRUE(std::filesystem::is_empty("."));
+}
+
+TEST_F(ScreenOutputTest, AFullDiskLeavesOneLine) {
+  const struct {
+    rlim_t limit;
+    std::size_t bytes;  // for the printer
+    int lines;          // for the display
+  } cases[] = {
+      {100000, 200000, 1},  // the printer's bytes, while the list is printed
+      {100000, 10, 1000},   // the display
+      {1000, 2000, 1},      // at the end
+      {1000, 10, 4},
+  };
+  for (const auto& [limit, bytes, lines] : cases) {
+    ASSERT_EQ(screen_output_start(), 0);
+    EXPECT_FALSE(screen_output_disk_full());
+    const SizeLimit in_force(limit);
+    screen_output_bytes(std::string(bytes, 'b'));
+    for (int line = 0; line < lines; ++line) {
+      screen_output_text(std::string(100, 'w'));
+      screen_output_end_line();
+    }
+    screen_output_bytes("more");
+    screen_output_end();
+    EXPECT_TRUE(screen_output_disk_full()) << limit << " " << bytes;
+    EXPECT_EQ(screen_output_width(), 78);
+    EXPECT_EQ(read_file("VIDEO.TMP"),
+              record("DISKETTE/LAUFWERK VOLL: BEIM ERSTELLEN DER TEMPOR[REN DATEIEN !!!"));
+    EXPECT_TRUE(std::filesystem::is_empty("DRUCK.TMP"));
+  }
+}
+
+TEST_F(ScreenOutputTest, FilesThatCannotBeMadeAreToldAndWhatIsInTheWayGoes) {
+  screen_output_remove();
+  ASSERT_EQ(mkfifo("DRUCK.TMP", 0600), 0);  // would be waited for
+  write_file("precious", "kept");
+  std::filesystem::create_symlink("precious", "VIDEO.TMP");
+  EXPECT_EQ(screen_output_start(), 0);
+  screen_output_end();
+  EXPECT_EQ(read_file("precious"), "kept");
+  EXPECT_TRUE(std::filesystem::is_regular_file("DRUCK.TMP"));
+
+  screen_output_remove();
+  std::filesystem::create_directories("VIDEO.TMP/occupied");
+  EXPECT_EQ(errors_of([] { EXPECT_EQ(screen_output_start(), ENOTEMPTY); }),
+            "VIDEO.TMP: Directory not empty\n");
+  screen_output_text("nothing");
+  screen_output_bytes("nothing");
+  screen_output_end_line();
+  screen_output_end();
+  EXPECT_FALSE(std::filesystem::exists("DRUCK.TMP"));
+  std::filesystem::remove_all("VIDEO.TMP");
+}
+
+}  // namespace
+}  // namespace marigold::test

@@ -1,0 +1,360 @@
+// The choice of an output and the viewer, typed into and looked at as they wait for each key.
+
+#include "runtime/print/viewer.h"
+
+#include <algorithm>
+
+#include "runtime/core/settings.h"
+#include "runtime/core/user_interface.h"
+#include "runtime/print/output_choice.h"
+#include "runtime/print/screen_output.h"
+#include "runtime/wi/wi.h"
+#include "tests/print/size_limit.h"
+#include "tests/support/recording_console.h"
+#include "tests/support/terminal_session.h"
+
+namespace marigold::test {
+namespace {
+
+// Keys are written as on a plain terminal, "^" for Ctrl-F: "^1" F1, "^4" F4, "^h" "^j" "^k" "^l"
+// the cursor keys, "^i" Insert, "^x" Delete, "^g" the start.
+std::string typed(std::string keys) {
+  std::ranges::replace(keys, '^', '\x06');
+  return keys;
+}
+
+std::string repeated(const std::string& text, int times) {
+  return times == 0 ? "" : text + repeated(text, times - 1);
+}
+
+// What stood on the screen whenever a key was waited for, the last one at the end.
+std::vector<Recording> screens;
+
+Console watched_console() {
+  Console console = recording_console();
+  console.read_key = [] {
+    screens.push_back(recording());
+    return recording_console().read_key();
+  };
+  return console;
+}
+
+bool was_shown(std::string_view text, int row = kScreenRows) {
+  return std::ranges::any_of(screens, [&](const Recording& screen) {
+    return screen.text(row).find(text) != std::string::npos;
+  });
+}
+
+struct Printer {
+  std::string got;
+  std::size_t longest_piece = 0;
+  int pieces_until_abort = 2000;
+  std::string key_line;
+};
+Printer printer;
+
+int print(std::span<const char> bytes) {
+  printer.got.append(bytes.data(), bytes.size());
+  printer.longest_piece = std::max(printer.longest_piece, bytes.size());
+  printer.key_line = recording().text(kScreenRows);
+  return 0;
+}
+
+std::string list_line(int number, std::size_t length) {
+  std::string text = "line " + std::to_string(number) + " ";
+  while (text.size() < length)
+    text += static_cast<char>('!' + text.size() % 80);
+  return text.substr(0, length);
+}
+
+void make_list(int lines, std::size_t length) {
+  screen_output_start();
+  for (int number = 1; number <= lines; ++number) {
+    screen_output_text(list_line(number, length));
+    screen_output_end_line();
+  }
+  screen_output_end();
+}
+
+struct ViewerTest : testing::Test {
+  ViewerTest() {
+    screens.clear();
+    printer = {};
+    recording_reset();
+    settings_read();
+    terminal_reset(&console);
+    errors_of([] { terminal_start(); });
+    wi_start();
+    wi_set_live(true);
+    user_interface_start();
+    window_interface_start();
+    create_w(window, 2, 1, 5, 60, false);
+    p_printstr(window, 1, 1, "beneath");
+    p_active_w(window);
+  }
+  ~ViewerTest() override {
+    screen_output_remove();
+    window_interface_end();
+    open_subsystems().window_system = false;
+  }
+
+  // The screen before the F1 that ends the viewer, which leaves everything as it was.
+  const Recording& view(const std::string& keys, int page_length = 30,
+                        int (*print_bytes)(std::span<const char>) = print) const {
+    const ConsoleBuffer before = recording().cells;
+    recording().type(typed(keys + "^1"));
+    viewer_run({.name = "Kunden", .page_length = page_length, .print = print_bytes, .aborted = [] {
+                  return --printer.pieces_until_abort < 0;
+                }});
+    EXPECT_TRUE(recording().keys.empty());
+    EXPECT_FALSE(recording().keyboard_lost);
+    EXPECT_EQ(recording().cells, before);
+    EXPECT_EQ(wi_active(), window);
+    EXPECT_TRUE(wi_live());
+    return screens.at(screens.size() - 2);  // F1 is two bytes
+  }
+
+  WorkDirectory directory;
+  Console console = watched_console();
+  int window = 0;
+};
+
+TEST_F(ViewerTest, TheUserChooses) {
+  const std::pair<const char*, bool> cases[] = {
+      {"\r", false}, {"^j\r", true}, {"b\r", true}, {"^j\x1B", false}};
+  for (const auto& [keys, screen] : cases) {
+    recording().type(typed(keys));
+    EXPECT_EQ(output_choose_screen(), screen) << keys;
+  }
+  const std::string lines[] = {"Ausgabe w{hlen", " Ausgabe auf: ", " ------------ ",
+                               " Drucker      ", " Bildschirm   "};
+  for (int row = 0; row < 5; ++row)
+    EXPECT_EQ(screens.front().text(row + 9, 34, 14), lines[row]);
+}
+
+TEST_F(ViewerTest, KeysMove) {
+  // 101 lines with the end marks, 110 columns: the last screenful begins in line 82, column 33.
+  // Home, End, Page Up and Down, F2, Escape, Ctrl-A, Backspace and letters do nothing. Without
+  // pages the whole list is one.
+  make_list(100, 110);
+  const struct {
+    std::string keys;
+    const char* position;
+    std::string marks;  // above, left, below, right
+    int page_length = 30;
+  } cases[] = {{"", "1-1:1-1", "..v>"},
+               {"\r++", "2-28:58-1", "^.v>"},
+               {"+++++++++", "3-22:82-1", "^..>"},
+               {"++-", "1-20:20-1", "^.v>"},
+               {"+*", "2-1:31-1", "^.v>"},
+               {"***", "3-22:82-1", "^..>"},
+               {"++/", "1-1:1-1", "..v>"},
+               {"**^j/", "2-1:31-1", "^.v>"},
+               {"\t\t", "1-1:1-33", ".<v."},
+               {"\t^x\t^h", "1-1:1-26", ".<v>"},
+               {"^l^l^h", "1-1:1-2", ".<v>"},
+               {repeated("^l", 40), "1-1:1-33", ".<v."},
+               {"^h^k", "1-1:1-1", "..v>"},
+               {repeated("^j", 29), "1-30:30-1", "^.v>"},
+               {repeated("^j", 99), "3-22:82-1", "^..>"},
+               {"^j^j^k", "1-2:2-1", "^.v>"},
+               {"\t^i", "3-22:82-1", "^..>"},
+               {"^i^k", "3-21:81-1", "^.v>"},
+               {"\t+^g?x", "1-1:1-1", "..v>"},
+               {"+\xE0G\xE0O^b^f^2\x1B\x01\bxN", "1-20:20-1", "^.v>"},
+               {"g47\rg45\r", "2-15:45-1", "^.v>"},
+               {"g9999999\r", "3-22:82-1", "^..>"},
+               {"+g45\x1Bgx\r^h", "1-20:20-1", "^.v>"},
+               {"+*", "1-82:82-1", "^..>", 0},
+               {"++/", "1-1:1-1", "..v>", -7}};
+  const struct {
+    char mark;
+    std::uint8_t frame;
+    int row, column;
+  } frame[] = {{'+', 196, 2, 40}, {'<', 179, 12, 1}, {'+', 196, 23, 40}, {'>', 179, 12, 80}};
+  for (const auto& [keys, position, marks, page_length] : cases) {
+    SCOPED_TRACE(keys);
+    const Recording& screen = view(keys, page_length);
+    const std::string place = position;
+    EXPECT_EQ(screen.text(1), "Ausgabe: Kunden" + std::string(65 - place.size(), ' ') + place);
+    const int line = std::stoi(place.substr(place.find(':') + 1));
+    const auto column = static_cast<std::size_t>(std::stoi(place.substr(place.rfind('-') + 1)));
+    for (int row = 0; row < 19; ++row)
+      EXPECT_EQ(screen.text(row + 3, 2, 78), list_line(line + row, 110).substr(column - 1, 78));
+    EXPECT_EQ(screen.text(22, 2, 5) == "*** A", line == 82);
+    for (std::size_t side = 0; side < marks.size(); ++side) {
+      const auto& [mark, drawn, at_row, at_column] = frame[side];
+      const ConsoleCell marked{static_cast<std::uint8_t>(mark), kColourReverseBright};
+      EXPECT_EQ(screen.cell(at_row, at_column), marks[side] == '.' ? ConsoleCell{drawn} : marked);
+    }
+    EXPECT_EQ(screen.text(24, 1, 61),
+              "Cursor-Steuerung  +-=Bl{ttern  */=Seite  F1=Ende  F4=Druck   ");
+  }
+  EXPECT_TRUE(was_shown("vorige Druckseite", 8));
+  EXPECT_TRUE(was_shown("Zeile: 45"));
+  EXPECT_TRUE(was_shown("Keine Zeile: x"));
+}
+
+TEST_F(ViewerTest, AShortListIsShownWhole) {
+  make_list(18, 78);
+  for (const char* keys : {"", "+", "^j", "^i", "*", "\t", "^l"}) {
+    const Recording& screen = view(keys);
+    EXPECT_EQ(screen.text(1, 74, 7), "1-1:1-1");
+    EXPECT_EQ(screen.text(20, 2, 8), "line 18 ");
+    EXPECT_EQ(screen.text(21, 2, 78), repeated("*** ANZEIGEN-ENDE ", 4) + "*** AN");
+  }
+}
+
+// Plain, bright, reverse, or reverse and bright.
+char look(std::uint16_t colour) {
+  if (colour >= kColourReverse) return colour == kColourReverse ? 'r' : 'R';
+  return colour == kColourPlain ? 'p' : 'b';
+}
+
+// Among what is searched for: an umlaut of the keyboard, at the end of a full line; of "line 8" the
+// fourth hit, in line 82.
+TEST_F(ViewerTest, HighlightsAndHitsTakeNoColumns) {
+  screen_output_start();
+  screen_output_text("one ");
+  screen_output_highlight(true);
+  screen_output_text("TWO");
+  screen_output_highlight(false);
+  screen_output_text(" three two" + std::string(226, '.') + "Gr|~e");
+  screen_output_end_line();
+  for (int number = 2; number <= 3000; ++number) {
+    screen_output_text(list_line(number, 10));
+    screen_output_end_line();
+  }
+  screen_output_end();
+  const struct {
+    const char* keys;
+    const char* position;
+    std::string text;  // the first row begins so
+    std::string looks;
+  } cases[] = {{"", "1-1:1-1", "one TWO three two", "ppppbbbp"},
+               {"^l^l^l^l^l", "1-1:1-6", "WO three two", "bbp"},
+               {"sTwo\rn^l^l^l^l^l", "1-1:1-6", "WO three two", "rrpppppppRRRp"},
+               {"s\x94~E\r", "1-1:1-171", "......", "p"},
+               {"sline 25\rn", "9-10:250-1", "line 250 ", "RRRRRRRp"},
+               {"sline 8\rnnn", "3-20:80-1", "line 80 ", "rrrrrrp"},
+               {"sline 25\r^gn", "1-25:25-1", "line 25 ", "RRRRRRRp"},
+               {"sline 25\rs\r", "1-25:25-1", "line 25 ", "pppppppp"},
+               {"\tsone\rs!\x1B", "1-1:1-1", "one TWO", "RRRp"},
+               {"sline 2999\r", "100-12:2982-1", "line 2982 ", "p"},
+               {"snowhere\r", "1-1:1-1", "one TWO", "p"}};
+  for (const auto& [keys, position, text, looks] : cases) {
+    SCOPED_TRACE(keys);
+    const Recording& screen = view(keys);
+    const auto width = static_cast<int>(std::string_view(position).size());
+    EXPECT_EQ(screen.text(1, 81 - width, width), position);
+    EXPECT_EQ(screen.text(3, 2, static_cast<int>(text.size())), text);
+    std::string seen;
+    for (int column = 2; seen.size() < looks.size(); ++column)
+      seen += look(screen.cell(3, column).colour);
+    EXPECT_EQ(seen, looks);
+  }
+  EXPECT_TRUE(was_shown("Nicht gefunden: nowhere"));
+}
+
+TEST_F(ViewerTest, ASearchIsBrokenOffByAKey) {
+  make_list(9000, 20);
+  EXPECT_EQ(view("snowhere\rx+").text(1, 72, 9), "1-20:20-1");
+  EXPECT_TRUE(was_shown("Suche abgebrochen"));
+}
+
+TEST_F(ViewerTest, ThePrinterGetsTheBytes) {
+  screen_output_start();
+  std::string bytes;
+  for (int number = 0; bytes.size() < 150000; ++number)
+    bytes += "\x1B&l0O" + std::to_string(number);
+  screen_output_bytes(bytes);
+  screen_output_end();
+  EXPECT_EQ(view("^4").text(24, 1, 16), "Cursor-Steuerung");
+  EXPECT_EQ(printer.got, bytes);
+  EXPECT_EQ(printer.longest_piece, 125U);
+  EXPECT_EQ(printer.key_line, "AUSDRUCK L[UFT !" + std::string(64, ' '));
+
+  printer = {};
+  printer.pieces_until_abort = 3;
+  view("^4");
+  EXPECT_EQ(printer.got, bytes.substr(0, 375));
+
+  printer = {};
+  view("^4\r", 60, [](std::span<const char>) { return 1; });
+  EXPECT_TRUE(was_shown("Drucker nicht bereit !"));
+  std::filesystem::remove("DRUCK.TMP");
+  view("^4\r");
+  EXPECT_TRUE(was_shown("DRUCK.TMP: No such file or directory"));
+}
+
+TEST_F(ViewerTest, AFullDiskIsShownAndNotPrinted) {
+  for (const rlim_t limit : {1000, 100}) {  // also where not even the line about it can be written
+    screen_output_start();
+    {
+      const SizeLimit in_force(limit);
+      screen_output_bytes(std::string(2000, 'b'));
+      screen_output_end();
+    }
+    const Recording& screen = view("^4+");
+    EXPECT_EQ(screen.text(3, 2, 67),
+              "DISKETTE/LAUFWERK VOLL: BEIM ERSTELLEN DER TEMPOR[REN DATEIEN !!!  ");
+    EXPECT_EQ(screen.text(24, 1, 59),
+              "Cursor-Steuerung  +-=Bl{ttern  */=Seite  F1=Ende           ");
+  }
+  setenv("COMFAXUSEVT100", "", 1);  // the console of these tests has no bell
+  terminal_reset(&console);
+  testing::internal::CaptureStdout();
+  recording().type(typed("^4^1"));
+  viewer_run({.name = "Kunden", .print = print});
+  EXPECT_EQ(std::ranges::count(testing::internal::GetCapturedStdout(), '\a'), 1);
+  unsetenv("COMFAXUSEVT100");
+  EXPECT_EQ(printer.got, "");
+}
+
+TEST_F(ViewerTest, WithoutAKeyboardOrAFileItEnds) {
+  make_list(3, 10);
+  viewer_run({.name = std::string(100, 'n')});  // no key is typed
+  ASSERT_EQ(screens.size(), 1U);
+  EXPECT_EQ(screens[0].text(1), "Ausgabe: " + repeated("n", 51) + repeated(" ", 13) + "1-1:1-1");
+  screen_output_remove();
+  recording().type("\r");
+  viewer_run({.name = "Kunden"});
+  EXPECT_TRUE(was_shown("VIDEO.TMP: No such file or directory"));
+}
+
+// A program in a terminal: it asks, makes a list and shows it.
+void run_program() {
+  terminal_reset(nullptr);
+  errors_of([] { runtime_start("print"); });
+  if (output_choose_screen()) {
+    make_list(9000, 20);
+    viewer_run({.name = "Kunden", .page_length = 60});
+    screen_output_remove();
+  }
+  runtime_end();
+}
+
+TEST(ViewerTerminalTest, AListIsChosenShownAndLeft) {
+  const WorkDirectory directory;
+  TerminalSession session(run_program);
+  const auto shows = [&](int row, const std::string& text) {
+    return session.wait_until(
+        [&] { return session.emulator.row_text(row).find(text) != std::string::npos; });
+  };
+  ASSERT_TRUE(shows(13, "Bildschirm"));
+  session.type("b\r");
+  ASSERT_TRUE(shows(1, "1-1:1-1"));
+  session.type("*+\x1b[B");
+  EXPECT_TRUE(shows(1, "2-21:81-1"));
+  EXPECT_TRUE(shows(3, "line 81"));
+  EXPECT_TRUE(shows(22, "line 100"));
+  session.type("sLINE 8900\r");
+  EXPECT_TRUE(shows(3, "line 8900"));
+  session.type("\x1bOP");
+  EXPECT_EQ(session.outcome(), 0);
+  EXPECT_TRUE(session.restored());
+  EXPECT_FALSE(std::filesystem::exists("VIDEO.TMP"));
+}
+
+}  // namespace
+}  // namespace marigold::test

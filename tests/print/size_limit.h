@@ -1,0 +1,22 @@
+// A disk that is full, by a limit on the size of files.
+#pragma once
+
+#include <sys/resource.h>
+
+#include "tests/support/support.h"
+
+namespace marigold::test {
+
+// Files of this process can be no longer than this, as long as it lives.
+struct SizeLimit {
+  explicit SizeLimit(rlim_t bytes) {
+    getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit limited{bytes, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limited);
+  }
+  ~SizeLimit() { setrlimit(RLIMIT_FSIZE, &before); }
+
+  rlimit before{};
+};
+
+}  // namespace marigold::test
