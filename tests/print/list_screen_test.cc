@@ -1,4 +1,4 @@
-// The progress line, and the user who stops a list.
+// The user at the screen: the progress line, stopping a list, looking at one.
 
 #include "runtime/wi/wi.h"
 #include "tests/print/list_support.h"
@@ -7,8 +7,8 @@
 namespace marigold::test {
 namespace {
 
-struct PrintAbortTest : PrintTest {
-  PrintAbortTest() {
+struct ListScreenTest : PrintTest {
+  ListScreenTest() {
     recording_reset();
     terminal_reset(&recording_console());
     errors_of([] { terminal_start(); });
@@ -18,7 +18,7 @@ struct PrintAbortTest : PrintTest {
     write_list({.page_length = 4, .last_line = 4, .abort_text = "stopped"},
                {{"B", {words("b"), next_line()}}});
   }
-  ~PrintAbortTest() override { open_subsystems().window_system = false; }
+  ~ListScreenTest() override { open_subsystems().window_system = false; }
 
   static std::string last_row() {
     terminal_refresh();
@@ -29,7 +29,7 @@ struct PrintAbortTest : PrintTest {
   int window = 0;
 };
 
-TEST_F(PrintAbortTest, AKeyAsksAndTheSecondAnswerAborts) {
+TEST_F(ListScreenTest, AKeyAsksAndTheSecondAnswerAborts) {
   list_open("L", {.show_progress = true});
   EXPECT_EQ(wi_active(), window);
   EXPECT_EQ(last_row(), "Press any key to interrupt");
@@ -54,7 +54,7 @@ TEST_F(PrintAbortTest, AKeyAsksAndTheSecondAnswerAborts) {
   EXPECT_EQ(wi_active(), window);
 }
 
-TEST_F(PrintAbortTest, WithoutTheProgressLineNobodyIsAsked) {
+TEST_F(ListScreenTest, WithoutTheProgressLineNobodyIsAsked) {
   recording().type("x");
   list_open("L");
   EXPECT_FALSE(list_check_abort());
@@ -62,6 +62,26 @@ TEST_F(PrintAbortTest, WithoutTheProgressLineNobodyIsAsked) {
   list_close();
   EXPECT_EQ(printed, "[10Z]b\n\n\n\n====\n");
   EXPECT_EQ(last_row(), "");
+}
+
+TEST_F(ListScreenTest, AListForTheScreenIsShownWhenItIsClosed) {
+  list_to_device(nullptr);
+  list_to_screen(true);
+  list_open("L", {.show_progress = true});
+  list_print("B");
+  EXPECT_EQ(last_row(), "");
+  recording().type("+\0;"s);  // F1
+  list_close();
+  EXPECT_TRUE(recording().keys.empty());
+  EXPECT_FALSE(recording().keyboard_lost);
+  EXPECT_FALSE(std::filesystem::exists("VIDEO.TMP") || std::filesystem::exists("DRUCK.TMP"));
+  EXPECT_EQ(wi_active(), window);
+  std::filesystem::create_directories("VIDEO.TMP/in the way");
+  list_open("L");
+  list_print("B");
+  EXPECT_TRUE(list_check_abort());
+  list_close();
+  EXPECT_EQ(told, "VIDEO.TMP: Directory not empty \n");
 }
 
 }  // namespace
