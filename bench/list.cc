@@ -14,6 +14,9 @@
 #include <sys/stat.h>
 #include <time.h>
 
+#include <algorithm>
+#include <array>
+#include <charconv>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -110,9 +113,14 @@ void write_list() {
   std::ofstream("DRUCK.BIN", std::ios::binary).write(store.data(), static_cast<long>(store.size()));
 }
 
-std::string name_of(int record) {
-  static const char* const kNames[] = {"Anna Berger", "Mario Cerny", "Eva Dobler", "Josef Egger"};
-  return std::string(kNames[record % 4]).append(" ").append(std::to_string(record));
+// Valid until the next call.
+std::string_view name_of(int record) {
+  static constexpr std::string_view kNames[] = {"Anna Berger ", "Mario Cerny ", "Eva Dobler ",
+                                                "Josef Egger "};
+  static std::array<char, 32> text;
+  char* const number = std::ranges::copy(kNames[record % 4], text.data()).out;
+  char* const end = std::to_chars(number, text.data() + text.size(), record).ptr;
+  return {text.data(), end};
 }
 
 void print_list(int pages, bool* complete) {
@@ -184,8 +192,8 @@ void to_others(int pages) {
   std::ofstream lines("lines.txt");
   for (int record = 0; record < pages * kLinesOfBody; ++record) {
     char line[128];
-    std::snprintf(line, sizeof line, "%6d  %-24s  %-16s  %11.2f\n", record, name_of(record).c_str(),
-                  "Wien", record % 100000 / 100.0);
+    std::snprintf(line, sizeof line, "%6d  %-24s  %-16s  %11.2f\n", record,
+                  std::string(name_of(record)).c_str(), "Wien", record % 100000 / 100.0);
     lines << line;
   }
   lines.close();

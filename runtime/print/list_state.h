@@ -28,6 +28,7 @@ struct Block {
 struct Attributes {
   int pitch = 10;
   bool bold = false;
+  bool operator==(const Attributes&) const = default;
 };
 
 // A page eject that waits until there is something to print beyond it. Without that a list that

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <utility>
 
 #include "runtime/core/settings.h"
@@ -87,21 +88,22 @@ void new_line() {
   if (!state.repeating && state.line >= state.page_length - state.footer_lines) end_page();
 }
 
-void put(std::string_view text) {
-  begin_page();
-  state.line_begun = true;
-  if (text.starts_with(kBackspace)) {
-    flush_text();
-    state.device->text(text);
-    return;
-  }
+void buffer(std::string_view text) {
   while (!text.empty()) {
     const std::string_view piece = text.substr(0, kLineBuffer - state.text_length);
-    std::ranges::copy(piece, state.text.begin() + static_cast<std::ptrdiff_t>(state.text_length));
+    std::memcpy(state.text.data() + state.text_length, piece.data(), piece.size());
     state.text_length += piece.size();
     text.remove_prefix(piece.size());
     if (state.text_length == kLineBuffer) flush_text();
   }
+}
+
+void put(std::string_view text) {
+  if (!state.page_begun) begin_page();
+  state.line_begun = true;
+  if (!text.starts_with(kBackspace)) return buffer(text);
+  flush_text();
+  state.device->text(text);
 }
 
 void put_number(std::string_view mask, double number) {

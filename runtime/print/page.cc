@@ -1,6 +1,7 @@
 // Where text stands on the page: lines, columns, pitches, the ejecting of pages.
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "runtime/print/list_state.h"
@@ -153,8 +154,8 @@ bool prepare(std::size_t width, BlockKind kind) {
     list().body_printed = true;
   }
   if (list().aborted) return false;  // the header was no good
-  begin_line();
-  page_flush_attributes();
+  if (!list().line_begun) begin_line();
+  if (list().wanted != list().shown) page_flush_attributes();
   list().moved += static_cast<int>(width);
   list().printed = true;
   return true;
@@ -179,12 +180,20 @@ bool is_control(char character) {
   return static_cast<unsigned char>(character) < ' ';
 }
 
-// Looks at all of it: the compiler then looks at many characters at once.
+// Looks at eight characters at a time: everything printed of fields comes by here.
 bool has_control(std::string_view text) {
-  bool found = false;
+  constexpr std::uint64_t kEach = 0x0101010101010101;
+  constexpr std::uint64_t kHighBits = 0x80 * kEach;
+  std::uint64_t found = 0;
+  while (text.size() >= 8) {
+    std::uint64_t piece = 0;
+    std::memcpy(&piece, text.data(), sizeof piece);
+    found |= (piece - ' ' * kEach) & ~piece & kHighBits;
+    text.remove_prefix(8);
+  }
   for (const char character : text)
-    found |= is_control(character);
-  return found;
+    found |= is_control(character) ? 1 : 0;
+  return found != 0;
 }
 
 }  // namespace

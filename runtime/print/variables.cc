@@ -13,9 +13,17 @@ struct State {
 };
 State state;
 
+std::size_t outline_of(std::string_view name) {
+  if (name.empty()) return 0;
+  return name.size() << 16 | static_cast<std::uint8_t>(name.front()) << 8 |
+         static_cast<std::uint8_t>(name.back());
+}
+
 auto place_of(std::string_view name, std::int32_t generation) {
+  const std::size_t outline = outline_of(name);
   return std::ranges::find_if(state.variables, [&](const Variable& variable) {
-    return variable.generation == generation && variable.name == name;
+    return variable.outline == outline && variable.generation == generation &&
+           variable.name == name;
   });
 }
 
@@ -24,7 +32,10 @@ Variable* to_be_set(std::string_view name, std::int32_t generation) {
   const auto found = place_of(name, generation);
   if (found != state.variables.end()) return &*found;
   if (state.variables.size() == kMostVariables) return nullptr;
-  state.variables.push_back({.name = std::string(name), .generation = generation, .text = {}});
+  state.variables.push_back({.outline = outline_of(name),
+                             .name = std::string(name),
+                             .generation = generation,
+                             .text = {}});
   return &state.variables.back();
 }
 

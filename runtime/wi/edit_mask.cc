@@ -81,27 +81,41 @@ void round_exactly(double value, std::size_t fraction_places, Digits& digits) {
   if (up) increment(digits);
 }
 
-// The same for numbers of everyday size that are not near the middle between two roundings, where
-// a product of floating-point numbers cannot be mistaken: in a tenth of the time.
-bool round_quickly(double value, std::size_t fraction_places, Digits& digits) {
+// Numbers of everyday size that are not near the middle between two roundings, as a whole number of
+// their last place: a product of floating-point numbers cannot be mistaken there. False for others.
+bool round_quickly(double value, std::size_t fraction_places, std::uint64_t& number) {
   constexpr std::array kPowers = {1.0, 10.0, 100.0, 1e3, 1e4, 1e5, 1e6};
   constexpr double kMost = 1e11;
   constexpr double kNearMiddle = 1e-3;
   if (fraction_places >= kPowers.size()) return false;
   const double scaled = value * kPowers[fraction_places];
   if (!(scaled < kMost)) return false;
-  auto number = static_cast<std::uint64_t>(scaled);
+  number = static_cast<std::uint64_t>(scaled);
   const double rest = scaled - static_cast<double>(number) - 0.5;
   if (std::abs(rest) < kNearMiddle) return false;
   if (rest > 0) ++number;
-  std::array<char, 24> reversed{};
-  std::size_t count = 0;
-  for (; number > 0 || count < fraction_places; number /= 10)
-    reversed[count++] = static_cast<char>('0' + number % 10);
-  std::reverse_copy(reversed.begin(), reversed.begin() + count, digits.text.begin());
-  digits.whole = count - fraction_places;
-  digits.fraction = fraction_places;
   return true;
+}
+
+// Puts the digits of a number into all places, from the last one; what is left of it does not fit.
+std::uint64_t fill_backwards(char* text, std::size_t comma, std::size_t length,
+                             std::uint64_t number) {
+  for (std::size_t at = length; at-- > comma;) {
+    if (!is_place(text[at])) continue;
+    text[at] = static_cast<char>('0' + number % 10);
+    number /= 10;
+  }
+  const std::size_t zero =
+      std::min(std::string_view(text, comma).find('0'), comma);  // from here on digits are shown
+  for (std::size_t at = comma; at-- > 0;) {
+    if (text[at] == '.') {
+      if (number == 0 && at < zero) text[at] = ' ';
+    } else if (is_place(text[at])) {
+      text[at] = number == 0 && at < zero ? ' ' : static_cast<char>('0' + number % 10);
+      number /= 10;
+    }
+  }
+  return number;
 }
 
 // Puts digits, right-aligned, into the places of the part before the comma.
@@ -125,22 +139,31 @@ void fill_fraction(char* part, std::size_t length, const char* digits) {
     if (is_place(*c)) *c = *digits++;
 }
 
-// Edits in place; false when the number does not fit.
-bool fill_mask(char* text, std::string_view mask, double value) {
+// Both edit in place; false when the number does not fit.
+bool fill_exactly(char* text, std::string_view mask, double value) {
   const std::size_t whole = before_comma(mask).size();
   const std::size_t fraction_places = places(behind_comma(mask));
+  if (fraction_places > 390) return false;  // more than any number has in its shortest form
   Digits digits;
-  if (!round_quickly(std::abs(value), fraction_places, digits)) {
-    // More places than any number has in its shortest form.
-    if (fraction_places > 390) return false;
-    round_exactly(std::abs(value), fraction_places, digits);
-  }
+  round_exactly(std::abs(value), fraction_places, digits);
   const bool negative = value < 0 && !digits.is_zero();
   const std::size_t whole_places = places(mask.substr(0, whole));
   if (digits.whole > whole_places || (negative && !has_sign(mask))) return false;
   fill_whole(text, whole, whole_places - digits.whole, digits.text.data());
   if (has_sign(mask)) text[0] = negative ? '-' : ' ';
   fill_fraction(text + whole, mask.size() - whole, digits.text.data() + digits.whole);
+  return true;
+}
+
+bool fill_mask(char* text, std::string_view mask, double value) {
+  const std::size_t comma = std::min(mask.find(','), mask.size());
+  std::uint64_t number = 0;
+  if (!round_quickly(std::abs(value), places(mask.substr(comma)), number))
+    return fill_exactly(text, mask, value);
+  const bool negative = value < 0 && number != 0;
+  if (negative && !has_sign(mask)) return false;
+  if (fill_backwards(text, comma, mask.size(), number) != 0) return false;
+  if (has_sign(mask)) text[0] = negative ? '-' : ' ';
   return true;
 }
 
