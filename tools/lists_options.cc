@@ -1,0 +1,83 @@
+#include "tools/lists_options.h"
+
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <memory>
+
+#include "tools/lists_commands.h"
+
+namespace marigold {
+namespace {
+
+void add_sources(CLI::App& command, ListsSources& sources) {
+  command.add_option("SOURCE", sources.paths, "Files with lists and their blocks, in UTF-8")
+      ->required()
+      ->type_name("");
+  command
+      .add_option("--definitions", sources.definitions,
+                  "Warn of fields of records that no file of this definition set has: its name, or "
+                  "a path with \"/\" or \".DES\"")
+      ->type_name("SET");
+}
+
+void add_own(CLI::App& command, bool& own) {
+  command.add_flag("--own", own,
+                   "The files ILISTEN, IBLOECKE and IDRUCK.BIN, in which lists are looked for first");
+}
+
+void register_compile(CLI::App& lists, int& status) {
+  CLI::App* command =
+      lists.add_subcommand("compile", "Compile lists into the files that applications print from");
+  const auto options = std::make_shared<ListsCompile>();
+  add_sources(*command, options->sources);
+  command
+      ->add_option("-o,--output", options->output,
+                   "The print directory: LISTEN, BLOECKE and DRUCK.BIN in it. It is made if missing")
+      ->required()
+      ->type_name("DIR");
+  add_own(*command, options->own);
+  command->add_flag("-v,--verbose", options->verbose, "Say how many lists the directory has");
+  command->footer(
+      "A list that the directory has already is replaced whole; lists that the sources do not name\n"
+      "stay. After an error nothing has changed.\n"
+      "Exit status 0: done; 1: the sources have errors; 2: not done.\n"
+      "Example:\n"
+      "  marigold lists compile customers.list invoice.list -o print\n");
+  command->callback([options, &status] { status = lists_compile(*options); });
+}
+
+void register_check(CLI::App& lists, int& status) {
+  CLI::App* command = lists.add_subcommand("check", "Look for faults in the sources of lists");
+  const auto options = std::make_shared<ListsCheck>();
+  add_sources(*command, options->sources);
+  command->footer("Exit status 0: no errors; 1: errors; 2: a source cannot be read.\n");
+  command->callback([options, &status] { status = lists_check(*options); });
+}
+
+void register_show(CLI::App& lists, int& status) {
+  CLI::App* command = lists.add_subcommand("show", "Write the sources of compiled lists");
+  const auto options = std::make_shared<ListsShow>();
+  command->add_option("DIR", options->directory, "The print directory")
+      ->required()
+      ->type_name("");
+  command->add_option("LIST", options->lists, "Names of lists (default: all)")->type_name("");
+  add_own(*command, options->own);
+  command->add_flag("--json", options->json, "Write a JSON object for each list, one a line");
+  command->footer(
+      "Exit status 0: done; 1: blocks that are damaged were left out; 2: not done.\n"
+      "Example:\n"
+      "  marigold lists show print INVOICE > invoice.list\n");
+  command->callback([options, &status] { status = lists_show(*options); });
+}
+
+}  // namespace
+
+void lists_register(CLI::App& tool, int& status) {
+  CLI::App* lists = tool.add_subcommand("lists", "Lists and blocks, from which applications print");
+  lists->require_subcommand(1);
+  register_compile(*lists, status);
+  register_check(*lists, status);
+  register_show(*lists, status);
+}
+
+}  // namespace marigold
