@@ -92,6 +92,7 @@ void BlockCompiler::close(SourceLine& line) {
 void BlockCompiler::if_line(SourceLine& line) {
   start();
   Instruction jump;
+  line.skip_blanks();
   const std::size_t place = line.at();
   if (!condition(line, jump)) jump = {.code = BlockCode::kJump};  // for its end
   line.skip_blanks();

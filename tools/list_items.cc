@@ -30,9 +30,19 @@ struct MarkerRow {
   int width;
 };
 constexpr MarkerRow kMarkers[] = {
-    {"NL", 0},      {"NP", 0},      {"10Z", 0},      {"12Z", 0},    {"16Z", 0},
-    {"FETTEIN", 0}, {"FETTAUS", 0}, {"KOPFEND", 0},  {"FUSSEND", 0}, {"TTMMJJ", kShortDateWidth},
-    {"BB", 0},      {"BE", 0},      {"TTMMJJJJ", kLongDateWidth},
+    {"NL", 0},
+    {"NP", 0},
+    {"10Z", 0},
+    {"12Z", 0},
+    {"16Z", 0},
+    {"FETTEIN", 0},
+    {"FETTAUS", 0},
+    {"KOPFEND", 0},
+    {"FUSSEND", 0},
+    {"TTMMJJ", kShortDateWidth},
+    {"BB", 0},
+    {"BE", 0},
+    {"TTMMJJJJ", kLongDateWidth},
 };
 constexpr std::string_view kPageMarker = "PAGE,";
 constexpr std::string_view kTotalMarker = "UEBERTRAG,";
@@ -78,9 +88,9 @@ const BlockCompiler::Word BlockCompiler::kWords[] = {
     {"code", &BlockCompiler::code_item},
 };
 
-// After an error reading goes on behind the item.
+// After an error reading goes on behind the item, whose end may have been read.
 void BlockCompiler::item(SourceLine& line) {
-  if (item_inside(line)) return;
+  if (item_inside(line) || line.text()[line.at() - 1] == '}') return;
   const std::size_t end = line.text().find('}', line.at());
   line.go_to(end == std::string_view::npos ? line.text().size() : end + 1);
 }
@@ -240,8 +250,8 @@ bool BlockCompiler::field_options(SourceLine& line, Instruction& field, bool& ha
       field.width = static_cast<std::int32_t>(number);
       has_width = true;
     } else if (!word.empty()) {
-      return line.error_at(place, "expected a width, a mask, left, right, mask or total, found " +
-                                      in_message(word));
+      return line.error_at(
+          place, "expected a width, a mask, left, right, mask or total, found " + in_message(word));
     } else if (line.next() == '\'') {
       if (!mask(line, field.mask)) return false;
     } else {
@@ -453,6 +463,7 @@ bool BlockCompiler::end_item(SourceLine& line) {
 }
 
 bool BlockCompiler::jump_item(SourceLine& line) {
+  line.skip_blanks();
   const std::size_t place = line.at();
   Instruction jump;
   if (!condition(line, jump)) return false;
@@ -467,6 +478,7 @@ bool BlockCompiler::jump_item(SourceLine& line) {
 }
 
 bool BlockCompiler::at_item(SourceLine& line) {
+  line.skip_blanks();
   const std::size_t place = line.at();
   std::string label;
   if (!line.name("a label", label) || !end_of_item(line)) return false;
@@ -478,11 +490,12 @@ bool BlockCompiler::at_item(SourceLine& line) {
 
 bool BlockCompiler::code_item(SourceLine& line) {
   constexpr std::int64_t kMostCode = 255;
+  line.skip_blanks();
   const std::size_t place = line.at();
   std::int64_t code = 0;
   if (!line.integer("a code", 0, kMostCode, code) || !end_of_item(line)) return false;
-  const bool unknown = code == 0 || code == 4 ||
-                       code > static_cast<std::int64_t>(BlockCode::kRecordField);
+  const bool unknown =
+      code == 0 || code == 4 || code > static_cast<std::int64_t>(BlockCode::kRecordField);
   if (!unknown) return line.error_at(place, "the code has a word of its own");
   add({.code = static_cast<BlockCode>(code)});
   return true;

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <charconv>
 
-#include "tools/report.h"
-
 namespace marigold {
 namespace {
 
@@ -29,7 +27,7 @@ bool is_in_word(char c) {
 }  // namespace
 
 std::string as_message(const std::string& file, const SourceNote& note) {
-  return at_line(file, note.line) + std::to_string(note.column) + ": " +
+  return file + ":" + std::to_string(note.line) + ":" + std::to_string(note.column) + ": " +
          (note.warning ? "warning: " : "") + note.message;
 }
 

@@ -169,10 +169,9 @@ std::string as_field(const Instruction& field) {
 std::string as_item(const Instruction& instruction) {
   const int code = static_cast<int>(instruction.code);
   constexpr int kFirstRegister = static_cast<int>(BlockCode::kFirstRegister);
-  if (instruction.code >= BlockCode::kFirstRegister &&
-      instruction.code <= BlockCode::kLastRegister)
-    return as_printed_number(
-        std::string("register ").append(std::to_string(code - kFirstRegister)), instruction.mask);
+  if (instruction.code >= BlockCode::kFirstRegister && instruction.code <= BlockCode::kLastRegister)
+    return as_printed_number(std::string("register ").append(std::to_string(code - kFirstRegister)),
+                             instruction.mask);
   switch (instruction.code) {
     case BlockCode::kPitch:
       return in_braces(std::string("pitch ").append(as_value(instruction.values[0])));
@@ -282,8 +281,7 @@ class PageLines {
   [[nodiscard]] int pitch_pair(std::size_t at) const {
     if (!is(at, BlockCode::kPitch) || !is(at + 1, BlockCode::kColumnPitch)) return 0;
     const BlockValue& pitch = code_[at].values[0];
-    const bool pair =
-        pitch == code_[at + 1].values[0] && pitch.kind == BlockValue::Kind::kInteger;
+    const bool pair = pitch == code_[at + 1].values[0] && pitch.kind == BlockValue::Kind::kInteger;
     return pair ? pitch.integer : 0;
   }
 
@@ -411,7 +409,12 @@ class PageLines {
       return;
     }
     const bool line_ends = body_ ? is_boundary(at_) : at_ == code_.size() || at_line_start();
-    if (!line_ends) item("{/b}");
+    if (!line_ends) {
+      // It is not the line that is bold.
+      if (margin_bold_) text_.insert(0, "{b}");
+      margin_bold_ = false;
+      item("{/b}");
+    }
     bold_ = false;
   }
 

@@ -158,8 +158,7 @@ class SourceCompiler {
     if (!take_name(line, "a list", list.name)) return;
     for (const SourceList& other : std::span(result_.lists).first(result_.lists.size() - 1)) {
       if (other.list.name == list.name)
-        line.error_at(place,
-                      "this list is in line " + std::to_string(other.line) + " already");
+        line.error_at(place, "this list is in line " + std::to_string(other.line) + " already");
     }
     take_properties(line);
   }
@@ -217,8 +216,7 @@ class SourceCompiler {
     if (list.first_line < 1) line.warning_at(0, "the first line of a page is 1");
     if (list.first_line > list.last_line)
       line.warning_at(0, "the first line lies behind the last one");
-    if (list.last_line > list.page_length)
-      line.warning_at(0, "the last line lies below the page");
+    if (list.last_line > list.page_length) line.warning_at(0, "the last line lies below the page");
     if (list.start_column < 1) line.warning_at(0, "the first column of a line is 1");
     if (list.pitch != 10 && list.pitch != 12 && list.pitch != 17)
       line.warning_at(0, "printers have the pitches 10, 12 and 17");
@@ -328,7 +326,7 @@ class SourceCompiler {
   const KnownFields* fields_;
   CodeSet code_set_;
   int number_ = 0;
-  int empty_lines_ = 0;  // that are lines of the block if another one follows
+  int empty_lines_ = 0;         // that are lines of the block if another one follows
   bool in_list_ = false;        // and no block of it has begun
   bool has_last_line_ = false;  // "LZ" has been given
   bool skipping_ = false;       // no list has begun, and that has been said

@@ -35,12 +35,10 @@ int install(const ListsCompile& options, const std::vector<StoredList>& lists) {
   ListInstallation installation(options.output, files);
   std::string problem;
   std::vector<StoredList> old_lists;
-  if (!installation.begin(problem) ||
-      !stored_lists_read(options.output, files, old_lists, problem))
+  if (!installation.begin(problem) || !stored_lists_read(options.output, files, old_lists, problem))
     return report_unusable({problem});
   Problems problems;
-  const std::vector<StoredList> all =
-      merged(options.output, std::move(old_lists), lists, problems);
+  const std::vector<StoredList> all = merged(options.output, std::move(old_lists), lists, problems);
   if (!problems.empty()) return report_unusable(problems);
   if (!installation.put_in_place(all, problem)) return report_unusable({problem});
   if (options.verbose || stream_is_terminal(Stream::kError))

@@ -12,8 +12,8 @@ namespace marigold {
 
 struct LoadedSources {
   std::vector<StoredList> lists;
-  std::vector<std::string> messages;  // in the order of the files and lines
-  bool errors = false;                // among the messages
+  std::vector<std::string> messages;   // in the order of the files and lines
+  bool errors = false;                 // among the messages
   std::vector<std::string> summaries;  // "FILE: 2 lists, 7 blocks", of files without errors
   Problems unreadable;
 };

@@ -21,8 +21,9 @@ void add_sources(CLI::App& command, ListsSources& sources) {
 }
 
 void add_own(CLI::App& command, bool& own) {
-  command.add_flag("--own", own,
-                   "The files ILISTEN, IBLOECKE and IDRUCK.BIN, in which lists are looked for first");
+  command.add_flag(
+      "--own", own,
+      "The files ILISTEN, IBLOECKE and IDRUCK.BIN, in which lists are looked for first");
 }
 
 void register_compile(CLI::App& lists, int& status) {
@@ -31,8 +32,9 @@ void register_compile(CLI::App& lists, int& status) {
   const auto options = std::make_shared<ListsCompile>();
   add_sources(*command, options->sources);
   command
-      ->add_option("-o,--output", options->output,
-                   "The print directory: LISTEN, BLOECKE and DRUCK.BIN in it. It is made if missing")
+      ->add_option(
+          "-o,--output", options->output,
+          "The print directory: LISTEN, BLOECKE and DRUCK.BIN in it. It is made if missing")
       ->required()
       ->type_name("DIR");
   add_own(*command, options->own);
@@ -57,9 +59,7 @@ void register_check(CLI::App& lists, int& status) {
 void register_show(CLI::App& lists, int& status) {
   CLI::App* command = lists.add_subcommand("show", "Write the sources of compiled lists");
   const auto options = std::make_shared<ListsShow>();
-  command->add_option("DIR", options->directory, "The print directory")
-      ->required()
-      ->type_name("");
+  command->add_option("DIR", options->directory, "The print directory")->required()->type_name("");
   command->add_option("LIST", options->lists, "Names of lists (default: all)")->type_name("");
   add_own(*command, options->own);
   command->add_flag("--json", options->json, "Write a JSON object for each list, one a line");

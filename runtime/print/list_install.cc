@@ -107,7 +107,8 @@ bool is_committed(const std::string& directory, const ListFiles& files) {
 
 bool write_version(const std::string& directory, std::string_view name, std::string& problem) {
   const std::string path = list_file_path(directory, name) + kNew + ".ver";
-  const int failed = version_write_record(path, list_file_definition(name).version);
+  int failed = step("version record");
+  if (failed == 0) failed = version_write_record(path, list_file_definition(name).version);
   return failed == 0 || fail(problem, path, failed);
 }
 
