@@ -169,13 +169,19 @@ void SourceLine::warning_at(std::size_t place, std::string message) {
                     .message = std::move(message)});
 }
 
+bool is_visible(char character) {
+  constexpr unsigned kDelete = 0x7F;
+  constexpr unsigned kNoBreakSpace = 0xA0;
+  constexpr unsigned kSoftHyphen = 0xAD;
+  const auto code = static_cast<unsigned char>(character);
+  return (code >= ' ' && code < kDelete) || (code > kNoBreakSpace && code != kSoftHyphen);
+}
+
 std::string written_quoted(std::string_view text, char quote) {
   std::string result(1, quote);
   for (const char character : text) {
     const auto code = static_cast<unsigned char>(character);
-    // What a reader could not see, or what an editor might change.
-    const bool shown = (code >= ' ' && code < 0x7F) || (code > 0xA0 && code != 0xAD);
-    if (!shown) {
+    if (!is_visible(character)) {
       result.append("\\x") += kHexDigits[code / 16];
       result += kHexDigits[code % 16];
       continue;

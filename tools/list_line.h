@@ -71,6 +71,9 @@ class SourceLine {
 // A piece of a line, for a message: UTF-8, in double quotes.
 std::string in_message(std::string_view piece);
 
+// What a reader can see, and no editor changes.
+bool is_visible(char character);
+
 // The value of a hexadecimal digit, -1 for any other character.
 int hex_digit(char character);
 

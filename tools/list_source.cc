@@ -26,8 +26,6 @@ class SourceCompiler {
       : result_(result), fields_(fields) {}
 
   void compile(std::string_view text) {
-    std::string reason;
-    code_set_.open("8859", reason);
     constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
     if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
     while (!text.empty()) {
@@ -62,7 +60,7 @@ class SourceCompiler {
     if (utf8.ends_with('\r')) utf8.remove_suffix(1);
     std::string bytes(utf8);
     if (!std::ranges::all_of(utf8, is_byte_of_ascii)) {
-      const std::size_t lacking = code_set_.to_bytes(utf8, bytes);
+      const std::size_t lacking = code_set().to_bytes(utf8, bytes);
       if (lacking != std::string::npos) return refuse_character(utf8, lacking);
     }
     SourceLine line(bytes, number_, result_.notes);
@@ -74,6 +72,13 @@ class SourceCompiler {
     }
     line.go_to(0);
     take_words(line);
+  }
+
+  // Opened for the first line that needs it: most have ASCII alone.
+  const CodeSet& code_set() {
+    std::string reason;
+    if (code_set_.name().empty()) code_set_.open("8859", reason);
+    return code_set_;
   }
 
   void refuse_character(std::string_view utf8, std::size_t place) {
