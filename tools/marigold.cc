@@ -10,6 +10,7 @@
 #include "runtime/platform/stream.h"
 #include "runtime/texte/syserr.h"
 #include "tools/data_options.h"
+#include "tools/lists_options.h"
 #include "tools/report.h"
 #include "tools/texts_options.h"
 
@@ -27,6 +28,7 @@ int run(int argc, char** argv) {
   tool.require_subcommand(1);
   marigold::texts_register(tool, status);
   marigold::data_register(tool, status);
+  marigold::lists_register(tool, status);
   try {
     tool.parse(argc, argv);
   } catch (const CLI::ParseError& outcome) {  // asking for help is one, too

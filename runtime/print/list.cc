@@ -5,6 +5,7 @@
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/print/block_store.h"
+#include "runtime/print/list_install.h"
 #include "runtime/print/list_state.h"
 #include "runtime/print/output_device.h"
 #include "runtime/print/print_command.h"
@@ -59,6 +60,12 @@ bool found_in(const ListFiles& files) {
 
 int read_definitions() {
   list_files_define();
+  for (const ListFiles& files : {kOwnListFiles, kPlainListFiles}) {
+    std::string problem;
+    if (list_files_recover(list_directory(), files, problem)) continue;
+    refuse(problem, "_BLONF_");
+    return kListBad;
+  }
   if (!found_in(kOwnListFiles) && !found_in(kPlainListFiles)) {
     refuse("Liste nicht gefunden!", "_LISNF_");
     return kListNotFound;

@@ -55,28 +55,37 @@ FileDefinition plain_twin(std::string_view text, std::size_t index) {
   return definition;
 }
 
+// They lie beside the block store, where the compiler puts them.
+void define(FileDefinition definition) {
+  definition.explicit_path = path_in(list_directory(), definition.name.view());
+  definition_add(std::move(definition));
+}
+
 }  // namespace
 
 void list_files_define() {
   DefinitionScan own = scan_definitions(kDefinitions, AfterScanError::kStop);
   for (std::size_t index = 0; index < own.files.size(); ++index) {
-    definition_add(plain_twin(kDefinitions, index));
-    definition_add(std::move(*own.files[index].definition));
+    define(plain_twin(kDefinitions, index));
+    define(std::move(*own.files[index].definition));
   }
 }
 
 void list_files_use(std::string_view directory) {
-  list_files_define();
   state.directory = directory;
+  list_files_define();
   for (const ListFiles& files : {kOwnListFiles, kPlainListFiles}) {
     for (const std::string_view name : {files.lists, files.blocks})
-      definition_get(name).explicit_path = directory.empty() ? "" : path_in(directory, name);
+      definition_get(name).explicit_path = path_in(list_directory(), name);
   }
 }
 
+std::string list_directory() {
+  return state.directory.empty() ? std::string(settings().print_directory.view()) : state.directory;
+}
+
 std::string list_store_path(const ListFiles& files) {
-  const std::string& directory = state.directory;
-  return path_in(directory.empty() ? settings().print_directory.view() : directory, files.store);
+  return path_in(list_directory(), files.store);
 }
 
 }  // namespace marigold

@@ -23,15 +23,16 @@ struct ListFiles {
 inline constexpr ListFiles kOwnListFiles = {"ILISTEN", "IBLOECKE", "IDRUCK.BIN"};
 inline constexpr ListFiles kPlainListFiles = {"LISTEN", "BLOECKE", "DRUCK.BIN"};
 
-// Adds the built-in definitions of those of the four files that no definition set has defined, in
-// path class 0.
+// Adds the built-in definitions of those of the four files that no definition set has defined. They
+// lie in the print directory.
 void list_files_define();
 
-// Takes the definition files and the block stores from this directory, whatever the settings say:
-// for tools. Empty: from where they belong.
+// Takes all list files from this directory, whatever the settings and definitions say: for tools.
+// Empty: from the print directory.
 void list_files_use(std::string_view directory);
 
-// The path of a pair's block store.
+// The directory of the block stores, and a pair's block store in it.
+std::string list_directory();
 std::string list_store_path(const ListFiles& files);
 
 }  // namespace marigold

@@ -1,0 +1,26 @@
+// The printer's defaults: any bytes give lines at fault or values of the lengths that are promised.
+
+#include <cstdlib>
+
+#include "fuzz/fuzz_input.h"
+#include "runtime/print/print_defaults.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string_view text(reinterpret_cast<const char*>(data), size);
+  marigold::PrintDefaults defaults;
+  const auto errors = marigold::print_defaults_scan(text, defaults);
+  bool right = defaults.pitch_10.size() <= marigold::kLongestPitchText &&
+               defaults.pitch_12.size() <= marigold::kLongestPitchText &&
+               defaults.pitch_17.size() <= marigold::kLongestPitchText &&
+               defaults.bold_on.size() <= marigold::kLongestBoldText &&
+               defaults.bold_off.size() <= marigold::kLongestBoldText &&
+               (defaults.today.empty() || defaults.today.size() == 10) &&
+               defaults.page_limit >= 0 && defaults.page_limit_first_line >= 0;
+  int before = 0;
+  for (const auto& [line, reason] : errors) {
+    right = right && line > before && !reason.empty();
+    before = line;
+  }
+  if (!right) std::abort();
+  return 0;
+}

@@ -1,0 +1,194 @@
+#include "runtime/print/list_install.h"
+
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#include "runtime/data/version.h"
+#include "runtime/platform/clock.h"
+#include "runtime/platform/file.h"
+#include "runtime/platform/stop_signals.h"
+
+namespace marigold {
+
+int (*list_install_step_hook)(const char* step) = nullptr;
+
+namespace {
+
+constexpr const char* kNew = ".new";
+constexpr int kSecondsToWait = 5;
+
+int step(const char* name) {
+  return list_install_step_hook == nullptr ? 0 : list_install_step_hook(name);
+}
+
+bool fail(std::string& problem, const std::string& path, int number) {
+  problem = path + ": " + std::generic_category().message(number);
+  return false;
+}
+
+std::string beside_lists(const std::string& directory, const ListFiles& files, const char* suffix) {
+  return list_file_path(directory, files.lists) + suffix;
+}
+
+std::string commit_path(const std::string& directory, const ListFiles& files) {
+  return beside_lists(directory, files, ".commit");
+}
+
+struct Replacement {
+  std::string fresh;
+  std::string final;
+};
+
+std::vector<Replacement> replacements(const std::string& directory, const ListFiles& files) {
+  std::vector<Replacement> result;
+  for (const std::string_view name : {files.lists, files.blocks}) {
+    const std::string base = list_file_path(directory, name);
+    for (const char* suffix : {".ver", ".dat", ".idx"})
+      result.push_back({base + kNew + suffix, base + suffix});
+  }
+  const std::string store = list_file_path(directory, files.store);
+  result.push_back({store + kNew, store});
+  return result;
+}
+
+// ---- The steps
+
+bool lock(const std::string& directory, const ListFiles& files, RecordFile& file,
+          std::string& problem) {
+  const std::string path = beside_lists(directory, files, ".lock");
+  bool made = false;
+  int failed = RecordFile::create(path.c_str(), made);
+  if (failed == 0) failed = file.open(path.c_str(), true);
+  for (int second = 0; failed == 0; ++second) {
+    failed = file.lock(0, 1, true);
+    if (failed != EAGAIN) break;
+    if (second == kSecondsToWait) {
+      problem = path + ": another process is installing lists";
+      return false;
+    }
+    failed = 0;
+    clock_sleep(1);
+  }
+  return failed == 0 || fail(problem, path, failed);
+}
+
+bool remove(const std::string& path, std::string& problem) {
+  if (!file_exists(path.c_str())) return true;
+  int failed = step("remove");
+  if (failed == 0) failed = file_remove(path.c_str());
+  return failed == 0 || fail(problem, path, failed);
+}
+
+bool remove_new_files(const std::string& directory, const ListFiles& files, std::string& problem) {
+  bool removed = remove(commit_path(directory, files) + kNew, problem);
+  for (const Replacement& file : replacements(directory, files))
+    removed = remove(file.fresh, problem) && removed;
+  return removed;
+}
+
+// What is committed. Files that an earlier attempt has put in place are not there any more.
+bool roll_forward(const std::string& directory, const ListFiles& files, std::string& problem) {
+  for (const Replacement& file : replacements(directory, files)) {
+    if (!file_exists(file.fresh.c_str())) continue;
+    int failed = step("replace");
+    if (failed == 0) failed = file_replace(file.fresh.c_str(), file.final.c_str());
+    if (failed != 0) return fail(problem, file.final, failed);
+  }
+  const std::string commit = commit_path(directory, files);
+  if (!remove(commit, problem)) return false;
+  const int failed = file_sync_directory(commit.c_str());
+  return failed == 0 || fail(problem, commit, failed);
+}
+
+bool is_committed(const std::string& directory, const ListFiles& files) {
+  return file_exists(commit_path(directory, files).c_str());
+}
+
+bool write_version(const std::string& directory, std::string_view name, std::string& problem) {
+  const std::string path = list_file_path(directory, name) + kNew + ".ver";
+  int failed = step("version record");
+  if (failed == 0) failed = version_write_record(path, list_file_definition(name).version);
+  return failed == 0 || fail(problem, path, failed);
+}
+
+// Who could read the old files can read the new ones.
+bool take_access(const std::string& directory, const ListFiles& files, std::string& problem) {
+  for (const Replacement& file : replacements(directory, files)) {
+    if (!file_exists(file.final.c_str())) continue;
+    if (const int failed = file_take_access(file.fresh.c_str(), file.final.c_str()))
+      return fail(problem, file.fresh, failed);
+  }
+  return true;
+}
+
+bool build(const std::string& directory, const ListFiles& files,
+           const std::vector<StoredList>& lists, std::string& problem) {
+  const ListFilePaths paths = {.lists = list_file_path(directory, files.lists) + kNew,
+                               .blocks = list_file_path(directory, files.blocks) + kNew,
+                               .store = list_file_path(directory, files.store) + kNew};
+  if (const int failed = step("build")) return fail(problem, paths.lists, failed);
+  return stored_lists_write(paths, files, lists, problem) &&
+         write_version(directory, files.lists, problem) &&
+         write_version(directory, files.blocks, problem) && take_access(directory, files, problem);
+}
+
+// The names of the new files are on the disk before the one of the commit file: both lie in one
+// directory, whose sync brings them all.
+bool commit(const std::string& directory, const ListFiles& files, std::string& problem) {
+  const std::string path = commit_path(directory, files);
+  const std::string fresh = path + kNew;
+  int failed = step("commit file");
+  if (failed == 0) failed = file_write(fresh.c_str(), "The new list files are whole.\n");
+  if (failed == 0) failed = file_sync(fresh.c_str());
+  if (failed == 0) failed = file_sync_directory(fresh.c_str());
+  if (failed == 0) failed = step("commit");
+  if (failed == 0 && stop_signals_pending()) failed = EINTR;
+  if (failed == 0) failed = file_replace(fresh.c_str(), path.c_str());
+  return failed == 0 || fail(problem, path, failed);
+}
+
+struct SignalHold {
+  SignalHold() { stop_signals_hold(); }
+  ~SignalHold() { stop_signals_release(); }
+  SignalHold(const SignalHold&) = delete;
+  SignalHold& operator=(const SignalHold&) = delete;
+};
+
+}  // namespace
+
+bool list_files_recover(const std::string& directory, const ListFiles& files,
+                        std::string& problem) {
+  if (!is_committed(directory, files)) return true;
+  RecordFile held;
+  if (!lock(directory, files, held, problem)) return false;
+  return !is_committed(directory, files) || roll_forward(directory, files, problem);
+}
+
+ListInstallation::ListInstallation(std::string directory, const ListFiles& files)
+    : directory_(std::move(directory)), files_(files) {}
+
+bool ListInstallation::begin(std::string& problem) {
+  if (const int failed = file_make_directory(directory_.c_str()))
+    return fail(problem, directory_, failed);
+  if (!lock(directory_, files_, lock_, problem)) return false;
+  if (is_committed(directory_, files_)) return roll_forward(directory_, files_, problem);
+  return remove_new_files(directory_, files_, problem);
+}
+
+bool ListInstallation::put_in_place(const std::vector<StoredList>& lists, std::string& problem) {
+  const SignalHold hold;
+  const bool ready =
+      build(directory_, files_, lists, problem) && commit(directory_, files_, problem);
+  // A commit that was refused may be there all the same, when only the directory's sync failed.
+  if (!ready && !is_committed(directory_, files_)) {
+    std::string ignored;
+    remove_new_files(directory_, files_, ignored);
+    return false;
+  }
+  if (roll_forward(directory_, files_, problem)) return true;
+  problem += "; the new lists are whole, the next run puts them in place";
+  return false;
+}
+
+}  // namespace marigold

@@ -1,0 +1,103 @@
+#include "tools/csv_record.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "tools/report.h"
+
+namespace marigold {
+
+bool decimal_number(std::string_view text, double& number) {
+  std::string digits(text);
+  std::ranges::replace(digits, ',', '.');
+  const bool plain = digits.find_first_not_of("-.0123456789") == std::string::npos;
+  const char* end = digits.data() + digits.size();
+  double value = 0;
+  const auto [stopped, error] = std::from_chars(digits.data(), end, value);
+  if (!plain || error != std::errc() || stopped != end) return false;
+  number = value;
+  return true;
+}
+
+bool CsvRecord::begin(std::string& reason) {
+  if (!latin1_.open("8859", reason)) return false;
+  switch (rows_.next(reason)) {
+    case CsvRows::Outcome::kFault:
+      return false;
+    case CsvRows::Outcome::kEnd:
+      reason = "the line with the names of the fields is missing";
+      return false;
+    case CsvRows::Outcome::kRow:
+      break;
+  }
+  for (std::size_t column = 0; column < rows_.size(); ++column) {
+    const std::string name(rows_.cell(column));
+    if (columns_.emplace(name, column).second) continue;
+    reason = "two columns have the name " + name;
+    return false;
+  }
+  return true;
+}
+
+CsvRecord::Outcome CsvRecord::next(std::string& reason) {
+  switch (rows_.next(reason)) {
+    case CsvRows::Outcome::kFault:
+      return Outcome::kFault;
+    case CsvRows::Outcome::kEnd:
+      return Outcome::kEnd;
+    case CsvRows::Outcome::kRow:
+      break;
+  }
+  if (rows_.size() != columns_.size()) {
+    reason = counted(rows_.size(), "cell") + " for " + counted(columns_.size(), "column");
+    return Outcome::kFault;
+  }
+  return take_cells(reason) ? Outcome::kRecord : Outcome::kFault;
+}
+
+bool CsvRecord::take_cells(std::string& reason) {
+  cells_.resize(columns_.size());
+  for (std::size_t column = 0; column < cells_.size(); ++column) {
+    const std::string_view text = rows_.cell(column);
+    Cell& cell = cells_[column];
+    cell.text.clear();
+    const std::size_t lacking = latin1_.to_bytes(text, cell.text);
+    if (lacking != std::string_view::npos) {
+      reason =
+          "column " + std::to_string(column + 1) + ": " + latin1_.describe_lacking(text, lacking);
+      return false;
+    }
+    cell.is_number = decimal_number(cell.text, cell.number);
+  }
+  return true;
+}
+
+bool CsvRecord::get(std::string_view field, int element, ListFieldValue& value) const {
+  auto column = columns_.find(field);
+  if (column == columns_.end() || element != 1) {
+    const std::string name =
+        std::string(field).append("[").append(std::to_string(element)).append("]");
+    column = columns_.find(name);
+  }
+  if (column == columns_.end()) return false;
+  const Cell& cell = cells_[column->second];
+  value = {.is_number = cell.is_number, .number = cell.number, .text = cell.text};
+  return true;
+}
+
+void CsvRecord::set_variables() const {
+  constexpr std::string_view kFirst = "[1]";
+  for (const auto& [column, index] : columns_) {
+    std::string_view name = column;
+    if (name.ends_with(kFirst)) name.remove_suffix(kFirst.size());
+    const Cell& cell = cells_[index];
+    if (cell.text.empty())
+      list_unset(name);
+    else if (cell.is_number)
+      list_set(name, cell.number);
+    else
+      list_set(name, cell.text);
+  }
+}
+
+}  // namespace marigold

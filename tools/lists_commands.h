@@ -1,0 +1,57 @@
+// marigold lists: lists and blocks from a source that their author reads, and back.
+//
+// Each command returns an exit status (see report.h) and has said all there is to say.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace marigold {
+
+struct ListsSources {
+  std::vector<std::string> paths;
+  std::string definitions;  // name or path of a definition set; empty: fields are not looked at
+};
+
+struct ListsCompile {
+  ListsSources sources;
+  std::string output;  // the print directory
+  bool own = false;    // the files that the print engine looks at first
+  bool verbose = false;
+};
+int lists_compile(const ListsCompile& options);
+
+struct ListsCheck {
+  ListsSources sources;
+};
+int lists_check(const ListsCheck& options);
+
+struct ListsShow {
+  std::string directory;
+  std::vector<std::string> lists;  // none: all
+  bool own = false;
+  bool json = false;
+};
+int lists_show(const ListsShow& options);
+
+struct ListsPrint {
+  std::string list;
+  std::string directory;
+  std::vector<std::string> to;         // printer NAME, screen, file [PATH], pdf [PATH]; none: file
+  std::vector<std::string> variables;  // NAME=VALUE, a number when the value is one
+  std::vector<std::string> texts;      // NAME=VALUE, a text in any case
+  std::string records;                 // path of comma-separated values; empty: no records
+  // Blocks, those that there are: at the top and foot of each page, first, for each record, last.
+  std::string header = "HEADER";
+  std::string footer = "FOOTER";
+  std::string start = "START";
+  std::string line = "LINE";
+  std::string end = "END";
+  // In lines; -1: as the list has it.
+  int first_line = -1;
+  int last_line = -1;
+  int page_length = -1;
+};
+int lists_print(const ListsPrint& options);
+
+}  // namespace marigold

@@ -1,0 +1,12 @@
+// The command line of "marigold lists".
+#pragma once
+
+#include <CLI/App.hpp>
+
+namespace marigold {
+
+// Adds the command to the tool. When it is chosen, parsing runs it and puts its exit status into
+// `status`, which outlives the parsing.
+void lists_register(CLI::App& tool, int& status);
+
+}  // namespace marigold

@@ -1,0 +1,148 @@
+// Printing into PDF: every character where a printer would put it.
+
+#include <hpdf.h>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <type_traits>
+
+#include "tools/print_file.h"
+#include "tools/print_target.h"
+
+namespace marigold {
+namespace {
+
+// Points: 72 to the inch. A page is A4.
+constexpr float kInch = 72;
+constexpr float kPageHeight = 842;
+constexpr float kMargin = 18;
+constexpr float kLineHeight = 12;      // six lines an inch, as printers have them
+constexpr float kCourierWidth = 0.6F;  // of a character, of the font's size
+constexpr char kBackspace = 8;
+
+struct Release {
+  void operator()(HPDF_Doc document) const { HPDF_Free(document); }
+};
+using Document = std::unique_ptr<std::remove_pointer_t<HPDF_Doc>, Release>;
+
+struct State {
+  Document document;
+  HPDF_Font plain = nullptr;
+  HPDF_Font bold_font = nullptr;
+  HPDF_Page page = nullptr;  // null between pages
+  bool has_pages = false;
+  int line = 0;  // of the page, from 0
+  float x = 0;   // from the left margin
+  int pitch = 10;
+  bool bold = false;
+};
+State state;
+
+void note_error(HPDF_STATUS error, HPDF_STATUS detail, void* /*unused*/) {
+  print_file_fail("PDF: error " + std::to_string(error) + " of the library, detail " +
+                  std::to_string(detail));
+}
+
+float character_width() {
+  return kInch / static_cast<float>(state.pitch);
+}
+
+void begin_page() {
+  if (state.page != nullptr) return;
+  state.has_pages = true;
+  state.page = HPDF_AddPage(state.document.get());
+  HPDF_Page_SetSize(state.page, HPDF_PAGE_SIZE_A4, HPDF_PAGE_PORTRAIT);
+}
+
+// Where the line's letters stand. The lines of a long page are set closer.
+float baseline() {
+  const float room = (kPageHeight - 2 * kMargin) / static_cast<float>(channel_page_length());
+  const float height = std::min(kLineHeight, room);
+  constexpr float kBelow = 0.25F;  // of a line: what letters reach below their baseline
+  return kPageHeight - kMargin - height * (static_cast<float>(state.line + 1) - kBelow);
+}
+
+void show(std::string_view text) {
+  const std::string line(text);
+  begin_page();
+  HPDF_Page_BeginText(state.page);
+  HPDF_Page_SetFontAndSize(state.page, state.bold ? state.bold_font : state.plain,
+                           character_width() / kCourierWidth);
+  HPDF_Page_TextOut(state.page, kMargin + state.x, baseline(), line.c_str());
+  HPDF_Page_EndText(state.page);
+}
+
+void text(std::string_view piece) {
+  if (piece.front() == kBackspace) {
+    state.x -= character_width() * static_cast<float>(piece.size());
+    return;
+  }
+  if (piece.find_first_not_of(' ') != std::string_view::npos) show(piece);
+  state.x += character_width() * static_cast<float>(piece.size());
+}
+
+void control(Marker marker) {
+  if (marker == Marker::kPitch10) state.pitch = 10;
+  if (marker == Marker::kPitch12) state.pitch = 12;
+  if (marker == Marker::kPitch17) state.pitch = 17;
+  if (marker == Marker::kBoldOn) state.bold = true;
+  if (marker == Marker::kBoldOff) state.bold = false;
+}
+
+void end_page() {
+  begin_page();
+  state.page = nullptr;
+  state.line = 0;
+  state.x = 0;
+}
+
+void write_document() {
+  HPDF_SaveToStream(state.document.get());
+  HPDF_ResetStream(state.document.get());
+  std::array<HPDF_BYTE, 4096> bytes{};
+  for (;;) {
+    auto length = static_cast<HPDF_UINT32>(bytes.size());
+    HPDF_ReadFromStream(state.document.get(), bytes.data(), &length);
+    if (length == 0) return;
+    print_file_write({reinterpret_cast<const char*>(bytes.data()), length});
+  }
+}
+
+int close() {
+  // The library refuses a document without a page.
+  if (!state.has_pages) begin_page();
+  write_document();
+  state = {};
+  return print_file_close();
+}
+
+constexpr OutputDevice kPdfTarget{
+    .text = text,
+    .control = control,
+    .end_line =
+        [] {
+          ++state.line;
+          state.x = 0;
+        },
+    .end_page = end_page,
+    .close = close,
+};
+
+}  // namespace
+
+const OutputDevice* pdf_target_open(const std::string& path, std::string& reason) {
+  state = {};
+  if (!print_file_open(path, reason)) return nullptr;
+  state.document.reset(HPDF_New(note_error, nullptr));
+  if (state.document == nullptr) {
+    reason = "PDF: no memory";
+    return nullptr;
+  }
+  HPDF_SetCompressionMode(state.document.get(), HPDF_COMP_ALL);
+  state.plain = HPDF_GetFont(state.document.get(), "Courier", "WinAnsiEncoding");
+  state.bold_font = HPDF_GetFont(state.document.get(), "Courier-Bold", "WinAnsiEncoding");
+  return &kPdfTarget;
+}
+
+}  // namespace marigold

@@ -1,0 +1,24 @@
+// Where "marigold lists print" prints beside the printer and the screen: text files and PDF.
+//
+// Process-wide, one of them at a time. A file is put in place when the list has been printed.
+#pragma once
+
+#include <string>
+
+#include "runtime/print/output_channel.h"
+
+namespace marigold {
+
+// Text in UTF-8: lines as they look on paper, without blanks at their ends, a form feed behind each
+// page in the place of its last empty lines. An empty path is standard output. Null with the
+// reason.
+const OutputDevice* text_target_open(const std::string& path, std::string& reason);
+
+// PDF in Courier on A4, in the list's pitches and bold, with as many lines on a page as the list
+// has. An empty path is standard output. Null with the reason.
+const OutputDevice* pdf_target_open(const std::string& path, std::string& reason);
+
+// Why the target that was opened last has not got everything; "" when it has. After its close.
+const std::string& print_target_problem();
+
+}  // namespace marigold

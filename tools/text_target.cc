@@ -1,0 +1,79 @@
+// Printing into a text file.
+
+#include <utility>
+
+#include "tools/print_file.h"
+#include "tools/print_target.h"
+
+namespace marigold {
+namespace {
+
+constexpr char kBackspace = 8;
+
+struct State {
+  std::string line;
+  std::size_t column = 0;
+  std::size_t empty_lines = 0;  // not written yet
+};
+State state;
+
+// A blank prints nothing over what stands there.
+void put(char character) {
+  if (character == kBackspace) {
+    if (state.column > 0) --state.column;
+    return;
+  }
+  if (state.column >= state.line.size()) state.line.resize(state.column + 1, ' ');
+  if (character != ' ') state.line[state.column] = character;
+  ++state.column;
+}
+
+// Of a character of ISO 8859-1.
+void append_utf8(std::string& text, char character) {
+  const auto code = static_cast<unsigned char>(character);
+  if (code < 0x80) {
+    text += character;
+    return;
+  }
+  text += static_cast<char>(0xC0 | code >> 6);
+  text += static_cast<char>(0x80 | (code & 0x3F));
+}
+
+void end_line() {
+  state.line.erase(state.line.find_last_not_of(' ') + 1);
+  state.column = 0;
+  if (state.line.empty()) {
+    ++state.empty_lines;
+    return;
+  }
+  std::string text(std::exchange(state.empty_lines, 0), '\n');
+  for (const char character : state.line)
+    append_utf8(text, character);
+  state.line.clear();
+  print_file_write(text.append("\n"));
+}
+
+constexpr OutputDevice kTextTarget{
+    .text =
+        [](std::string_view text) {
+          for (const char character : text)
+            put(character);
+        },
+    .control = [](Marker) {},
+    .end_line = end_line,
+    .end_page =
+        [] {
+          state.empty_lines = 0;
+          print_file_write("\f");
+        },
+    .close = print_file_close,
+};
+
+}  // namespace
+
+const OutputDevice* text_target_open(const std::string& path, std::string& reason) {
+  state = {};
+  return print_file_open(path, reason) ? &kTextTarget : nullptr;
+}
+
+}  // namespace marigold
