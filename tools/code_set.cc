@@ -154,4 +154,10 @@ std::string describe_character(std::string_view text, std::size_t position) {
   return std::string("\"").append(character).append("\" (").append(code.data()).append(")");
 }
 
+bool is_utf8(std::string_view text) {
+  Conversion same;
+  std::string copy;
+  return same.open("UTF-8", "UTF-8") && same.convert(text, copy) == std::string::npos;
+}
+
 }  // namespace marigold

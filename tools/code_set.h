@@ -58,6 +58,8 @@ std::string code_set_of_environment();
 // The character at a position of a UTF-8 text, or around it, for a message: "€" (U+20AC).
 std::string describe_character(std::string_view text, std::size_t position);
 
+bool is_utf8(std::string_view text);
+
 // How many bytes the character at a position of a UTF-8 text has; at least 1.
 std::size_t character_length(std::string_view text, std::size_t position);
 

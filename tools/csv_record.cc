@@ -10,7 +10,7 @@ namespace marigold {
 bool decimal_number(std::string_view text, double& number) {
   std::string digits(text);
   std::ranges::replace(digits, ',', '.');
-  const bool plain = digits.find_first_not_of("-.0123456789") == std::string::npos;
+  const bool plain = digits.find_first_not_of("-.0123456789e+") == std::string::npos;
   const char* end = digits.data() + digits.size();
   double value = 0;
   const auto [stopped, error] = std::from_chars(digits.data(), end, value);
@@ -63,8 +63,8 @@ bool CsvRecord::take_cells(std::string& reason) {
     cell.text.clear();
     const std::size_t lacking = latin1_.to_bytes(text, cell.text);
     if (lacking != std::string_view::npos) {
-      reason =
-          "column " + std::to_string(column + 1) + ": " + latin1_.describe_lacking(text, lacking);
+      reason = "column " + std::to_string(column + 1) + ": " +
+               (is_utf8(text) ? latin1_.describe_lacking(text, lacking) : "is not valid UTF-8");
       return false;
     }
     cell.is_number = decimal_number(cell.text, cell.number);

@@ -49,7 +49,8 @@ class CsvRecord : public ListRecord {
   std::vector<Cell> cells_;
 };
 
-// Whether all of a text is a decimal number, with a point or a comma before its fraction.
+// Whether all of a text is a decimal number, with a point or a comma before its fraction; also the
+// forms that data files are written out with, 1e-07.
 bool decimal_number(std::string_view text, double& number);
 
 }  // namespace marigold

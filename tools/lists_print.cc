@@ -14,6 +14,7 @@
 #include "tools/csv_record.h"
 #include "tools/lists_commands.h"
 #include "tools/new_files.h"
+#include "tools/print_file.h"
 #include "tools/print_target.h"
 #include "tools/progress.h"
 #include "tools/report.h"
@@ -64,6 +65,12 @@ bool open_target(const Target& target, std::string& problem) {
                                                     : text_target_open(target.name, problem);
   list_to_device(device);
   return device != nullptr;
+}
+
+// What a list that was aborted would leave of a file is not worth the one that is there.
+void give_up(const Target& target) {
+  const bool is_file = target.kind == "file" || target.kind == "pdf";
+  if (is_file && !target.name.empty()) print_file_fail(target.name + ": not written");
 }
 
 // The exit status, with everything said.
@@ -207,6 +214,7 @@ int lists_print(const ListsPrint& options) {
   load_defaults(options);
   if (!open_target(target, problem)) return report_unusable({problem});
   const int status = print_list(options, records);
+  if (status == kExitUnusable) give_up(target);
   bool complete = false;
   list_close(&complete);
   return std::max(status, close_target(target, complete));

@@ -98,12 +98,6 @@ std::string shown(std::string_view text) {
   return quoted.append(beginning).append(text.size() > kShown ? "...\"" : "\"");
 }
 
-bool is_utf8(std::string_view text) {
-  Conversion same;
-  std::string copy;
-  return same.open("UTF-8", "UTF-8") && same.convert(text, copy) == std::string::npos;
-}
-
 std::string size_limit(const Column& column) {
   const int size = column.field->size;
   return "longer than " + std::to_string(size) + (size == 1 ? " byte" : " bytes");

@@ -1,0 +1,85 @@
+// marigold lists print as operators run it.
+
+#include <filesystem>
+
+#include "tests/support/support.h"
+
+namespace marigold::test {
+
+struct ListsPrintTest : testing::Test {
+  ListsPrintTest() {
+    std::filesystem::create_symlink(MARIGOLD, "marigold");
+    write_file("l.list",
+               "list L\n  PL 6 EZ 1 LZ 6 ES 1 CPI 10 ABRTXT 'stopped'\n"
+               "header HEADER\nb |Kärnten {page #}\n"
+               "footer FOOTER\n12|{@UEBERTRAG,1,##0,00}\n"
+               "body LINE\n|{.NAME     } {.SUM ##0,00 total 1}\n?NOTE|{NOTE}\n"
+               "body OTHER\n|{.TEL[2]}{.SUM}.\n"
+               "body END\n|{WHO}\n");
+    write_file("r.csv", "NAME,SUM,NOTE,TEL[2],BLOCK\nÖtzi,1.5,,,\nAnna,2,seen,,\n,007,,x,OTHER\n");
+    expect({{"compile l.list -o .", "", ""}});
+  }
+  static void expect(std::initializer_list<Finished> runs) {
+    expect_runs("./marigold lists", runs);
+  }
+  static void write_printer(const std::string& script) {
+    write_file("dr", "#!/bin/sh\n" + script);
+    std::filesystem::permissions("dr", std::filesystem::perms::owner_all);
+  }
+
+  WorkDirectory directory;
+};
+
+const std::string kPages =
+    "Kärnten 1\nÖtzi           1,50\nAnna           2,00\nseen\nx007.\n  3,50\n\f"
+    "Kärnten 2\nme\n\n\n\n  3,50\n\f";
+
+TEST_F(ListsPrintTest, RecordsAndVariablesFillThePages) {
+  expect(
+      {{"print L -d . --records r.csv --set WHO=me", kPages},
+       {"print L -d . --records r.csv --text WHO=me --to file out", "", ""},
+       {"print L -d . --set WHO=1,50", "Kärnten 1\n\f", "Variable \"NAME\" nicht gesetzt!\n", 2},
+       {"print L -d . --header NONE --footer NONE --line END --text WHO=1,50", "1,50\n1,50\n\f"}});
+  EXPECT_EQ(read_file("out"), kPages);
+  expect({{"print L -d . --to file out", "", "Variable \"NAME\" nicht gesetzt!\nout: not written\n",
+           2}});
+  EXPECT_EQ(read_file("out"), kPages);
+  expect({{"print L -d . --records r.csv --set WHO=me --to pdf out.pdf", "", ""}});
+  const std::string pdf = read_file("out.pdf");
+  EXPECT_TRUE(pdf.starts_with("%PDF-"));
+  EXPECT_NE(pdf.find("/Count 2"), std::string::npos);
+}
+
+TEST_F(ListsPrintTest, ThePrinterGetsItsControlStrings) {
+  write_printer("echo \"$*\" >name; cat >printed\n");
+  write_file("DEFAULT.DAT",
+             "pitch_12 = <12>\npitch_10 = <10>\nbold_on = <b>\nbold_off = </b>\nx\n");
+  const std::string warning = "./DEFAULT.DAT:5: neither a comment (#) nor KEY = VALUE\n";
+  setenv("PATH", ".:/usr/bin:/bin", 1);
+  expect({{"print L -d . --footer NONE --line END --set WHO=me --to printer laser", "", warning}});
+  EXPECT_EQ(read_file("name"), "laser\n");
+  EXPECT_EQ(read_file("printed"), "<10><b>K\xe4rnten 1\r\n</b>me\r\nme\r\n\r\n\r\n\r\n");
+  write_printer("exit 3\n");
+  expect({{"print L -d . --line END --set WHO=me --to printer laser", "",
+           warning + "dr laser: the print command ended with status 3\n", 2}});
+}
+
+TEST_F(ListsPrintTest, FaultsAreTold) {
+  write_file("bad.csv", "NAME,SUM\nAnna,1\nonly one\n\xe4,2\nEva,3\n");
+  write_file("twice.csv", "NAME,NAME\n");
+  expect({{"print L -d . --records bad.csv --set WHO=me --header NONE --footer NONE",
+           "Anna           1,00\nEva            3,00\nme\n\f",
+           "bad.csv:3: 1 cell for 2 columns\nbad.csv:4: column 1: is not valid UTF-8\n", 1},
+          {"print L -d . --records twice.csv --set WHO=me", "Kärnten 1\nme\n\n\n\n  0,00\n\f",
+           "twice.csv:1: two columns have the name NAME\n", 1},
+          {"print NONE -d .", "", "LP1:NONE:Liste nicht gefunden!\n", 2},
+          {"print L -d . --records none.csv", "", "none.csv: No such file or directory\n", 2},
+          {"print L -d . --page-length 0", "", "LP1:L:the page has no lines\n", 2},
+          {"print L -d . --set WHO", "", "--set WHO: is not NAME=VALUE\n", 2},
+          {"print L -d . --to paper", "", "--to paper: neither printer, screen, file nor pdf\n", 2},
+          {"print L -d . --to printer", "", "--to printer: the printer's name is missing\n", 2},
+          {"print L -d . --to screen", "", "--to screen: standard output is not a terminal\n", 2},
+          {"print L -d . --to file none/out", "", "none/out: No such file or directory\n", 2}});
+}
+
+}  // namespace marigold::test
