@@ -1,6 +1,6 @@
-# An order of 1,200 positions for the sample invoice, from the shop's articles:
+# An order of 1,150 positions for the sample invoice, from the shop's articles:
 #
-#   awk -v positions=1200 -f examples/lists/order.awk examples/data/articles.csv > order.csv
+#   awk -v positions=1150 -f examples/lists/order.awk examples/data/articles.csv > order.csv
 #   marigold lists print INVOICE --records order.csv --header LETTER --footer CARRIED ...
 #
 # The field BLOCK names the block that a record is printed with.
