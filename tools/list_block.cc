@@ -239,12 +239,11 @@ std::string BlockCompiler::finish(SourceLine& line) {
   }
   for (const Label& jump : jumps_) {
     const auto label = labels_.find(jump.name);
-    if (label == labels_.end() || label->second <= jump.jump)
+    const bool found = label != labels_.end() && label->second > jump.jump;
+    if (!found)
       line.error_elsewhere(jump.line, jump.place,
                            "no {at " + jump.name + "} follows in this block");
-    code_[jump.jump].target = static_cast<std::uint32_t>(code_.size());
-    if (label != labels_.end() && label->second > jump.jump)
-      code_[jump.jump].target = static_cast<std::uint32_t>(label->second);
+    code_[jump.jump].target = static_cast<std::uint32_t>(found ? label->second : code_.size());
   }
   const Pitch usual = {.text = setting_.pitch, .columns = setting_.pitch};
   if (!setting_.raw && pitch_touched_ && pitch_ != usual) add_pitch(setting_.pitch);

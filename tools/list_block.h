@@ -113,10 +113,10 @@ class BlockCompiler {
 
   bool number_item(SourceLine& line, BlockCode code);
   bool simple_item(SourceLine& line, BlockCode code, int width);
-  bool position(SourceLine& line, BlockValue& mode, BlockValue& value);
+  bool position(SourceLine& line, BlockValue& mode, BlockValue& where);
   bool value(SourceLine& line, BlockValue& value);
   bool plain_value(SourceLine& line, BlockValue& value);
-  bool variable(SourceLine& line, std::string_view& name, std::int32_t& generation);
+  bool variable(SourceLine& line, std::string_view& name, std::int32_t& number);
   bool generation(SourceLine& line, std::int32_t& generation);
   bool condition(SourceLine& line, Instruction& jump);
   bool mask(SourceLine& line, std::string_view& mask);

@@ -364,7 +364,7 @@ std::string show_block(const StoredBlock& block, const StoredList& list) {
     if (kind == BlockKind::kFooter && block.footer_lines == 0) continue;
     const auto lines = PageLines(code, kind, list.pitch).lines();
     if (!lines) continue;
-    const std::string source = as_source(block, kind, false, *lines);
+    std::string source = as_source(block, kind, false, *lines);
     if (gives_again(source, block, list)) return source;
   }
   return as_source(block, BlockKind::kBody, true, raw_lines(code));

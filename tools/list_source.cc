@@ -19,6 +19,11 @@ bool is_byte_of_ascii(char c) {
   return static_cast<unsigned char>(c) < 0x80;
 }
 
+bool is_comment(std::string_view line) {
+  const std::size_t first = line.find_first_not_of(" \t");
+  return first != std::string_view::npos && line[first] == '#';
+}
+
 // Takes a source apart into lists, blocks and their lines.
 class SourceCompiler {
  public:
@@ -58,6 +63,7 @@ class SourceCompiler {
   void take_line(std::string_view utf8) {
     ++number_;
     if (utf8.ends_with('\r')) utf8.remove_suffix(1);
+    if (is_comment(utf8)) return;
     std::string bytes(utf8);
     if (!std::ranges::all_of(utf8, is_byte_of_ascii)) {
       const std::size_t lacking = code_set().to_bytes(utf8, bytes);
@@ -65,7 +71,6 @@ class SourceCompiler {
     }
     SourceLine line(bytes, number_, result_.notes);
     line.skip_blanks();
-    if (line.next() == '#') return;
     if (line.at_end()) {
       ++empty_lines_;
       return;
@@ -86,8 +91,8 @@ class SourceCompiler {
     for (std::size_t at = 0; at < place; at += character_length(utf8, at))
       ++column;
     SourceLine(utf8, number_, result_.notes)
-        .error_at(column, "ISO 8859-1 lacks " + describe_character(utf8, place) +
-                              ", and so do printed lists");
+        .error_at(column, "lists are printed in ISO 8859-1, which lacks " +
+                              describe_character(utf8, place));
     if (block_) block_->compiler.skip_line();
   }
 
@@ -241,7 +246,8 @@ class SourceCompiler {
       if (!skipping_) line.error_at(0, "a block belongs to a list; none has begun");
       skipping_ = true;
     }
-    const StoredList list = result_.lists.empty() ? StoredList{} : result_.lists.back().list;
+    const StoredList none;
+    const StoredList& list = result_.lists.empty() ? none : result_.lists.back().list;
     Block block{.stored = {},
                 .setting = {.kind = kind,
                             .pitch = std::clamp<int>(list.pitch, 1, 100),

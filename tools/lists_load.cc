@@ -66,7 +66,7 @@ class Loader {
   void check_names(const std::string& path, CompiledSource& source) {
     for (const SourceList& list : source.lists) {
       const auto earlier = places_.find(list.list.name);
-      if (earlier == places_.end()) continue;
+      if (earlier == places_.end() || list.list.name.empty()) continue;
       source.notes.push_back({.line = list.line,
                               .column = 1,
                               .warning = false,

@@ -58,7 +58,7 @@ std::vector<StoredList> chosen(const ListsShow& options, const std::string& path
   if (options.lists.empty()) return lists;
   for (const std::string& name : options.lists) {
     if (std::ranges::find(lists, name, &StoredList::name) == lists.end())
-      problems.push_back(path + ": has no list " + name);
+      problems.push_back(std::string(path).append(": has no list ").append(name));
   }
   std::erase_if(lists, [&](const StoredList& list) {
     return std::ranges::find(options.lists, list.name) == options.lists.end();

@@ -155,7 +155,8 @@ TEST(ListSourceTest, LinesBecomeInstructions) {
       // Texts.
       {"body B raw", "|{{a}} {#1B41}{@NL}\xC3\xA4{\"\\\"\\x00\\\\\"}{\"\"}b",
        Expected()
-           .text("{a} \x1B"s + "A\x05NL\x05\xE4")
+           .text("{a} \x1B"
+                 "A\x05NL\x05\xE4")
            .text(std::string_view("\"\0\\", 3))
            .text("")
            .text("b")},
@@ -276,7 +277,7 @@ TEST(ListSourceTest, MessagesNameThePlace) {
       {"x|a", "3:1: expected \"b\", a pitch, a condition or \"|\" in the margin, found \"x|a\"\n"},
       {"?|a", "3:2: expected a name, found \"|a\"\n"},
       {"|\xE2\x82\xAC",
-       "3:2: ISO 8859-1 lacks \"\xE2\x82\xAC\" (U+20AC), and so do printed lists\n"},
+       "3:2: lists are printed in ISO 8859-1, which lacks \"\xE2\x82\xAC\" (U+20AC)\n"},
       {"|a\tb", "3:3: a tab has no width on paper; write blanks\n"},
       {"|a}b", "3:3: \"}\" without \"{\"; the character itself is written \"}}\"\n"},
       // Items; reading goes on behind each
