@@ -66,7 +66,6 @@ bool list_record_read(const ListFiles& files, std::string_view list, ListPropert
                 .start_column = number(file, "ES"),
                 .first_line = number(file, "EZ"),
                 .last_line = number(file, "LZ"),
-                .pitch = number(file, "CPI"),
                 .output = text(file, "NAME"),
                 .abort_text = text(file, "ABRTXT")};
   return true;

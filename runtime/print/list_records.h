@@ -1,4 +1,5 @@
-// A list and its blocks as their definition files have them.
+// A list and its blocks as their definition files have them. A list's default pitch (CPI) is for
+// its compiler, which puts it into the blocks: the engine begins every list at 10.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +15,6 @@ struct ListProperties {
   int start_column = 1;     // ES, of every line
   int first_line = 1;       // EZ, of a page
   int last_line = 0;        // LZ
-  int pitch = 10;           // CPI
   std::string output = {};  // NAME, without blanks at its end
   std::string abort_text = {};
 };

@@ -118,7 +118,6 @@ struct PrintTest : testing::Test {
     data_put_integer(lists, "ES", static_cast<std::int16_t>(page.start_column));
     data_put_integer(lists, "EZ", static_cast<std::int16_t>(page.first_line));
     data_put_integer(lists, "LZ", static_cast<std::int16_t>(page.last_line));
-    data_put_integer(lists, "CPI", static_cast<std::int16_t>(page.pitch));
     data_put_text(lists, "NAME", page.output);
     data_put_text(lists, "ABRTXT", page.abort_text);
     data_write(lists);
