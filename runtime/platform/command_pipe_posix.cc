@@ -11,8 +11,6 @@
 
 #include "runtime/platform/command_pipe.h"
 
-extern char** environ;
-
 namespace marigold {
 namespace {
 

@@ -151,7 +151,8 @@ void print_defaults_load() {
   if (file_read(path.c_str(), text) != 0) raise_fatal(kNoFile);
   state.defaults = {};
   for (const auto& [line, reason] : print_defaults_scan(text, state.defaults)) {
-    const std::string warning = path + ":" + std::to_string(line) + ": " + reason;
+    std::string warning = path;
+    warning.append(":").append(std::to_string(line)).append(": ").append(reason);
     user_interface().warning(warning.c_str());
   }
 }

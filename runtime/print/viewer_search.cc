@@ -37,7 +37,8 @@ bool may_hold(std::string_view line, std::string_view text) {
   const char last = text.back();
   unsigned char found = 0;
   for (std::size_t place = 0; place < ends.size(); ++place)
-    found |= static_cast<unsigned char>((line[place] == first) & (ends[place] == last));
+    found |= static_cast<unsigned char>(static_cast<unsigned>(line[place] == first) &
+                                        static_cast<unsigned>(ends[place] == last));
   return found != 0;
 }
 
