@@ -25,8 +25,10 @@ struct Block {
   BlockInstructions instructions;  // their texts lie in ListState::store
 };
 
+inline constexpr int kStartPitch = 10;  // characters per inch, of every list and margin
+
 struct Attributes {
-  int pitch = 10;
+  int pitch = kStartPitch;
   bool bold = false;
   bool operator==(const Attributes&) const = default;
 };
@@ -72,8 +74,8 @@ struct ListState {
 
   Attributes wanted;
   Attributes shown;
-  int list_column_pitch = 10;
-  int column_pitch = 10;  // of the block
+  int list_column_pitch = kStartPitch;
+  int column_pitch = kStartPitch;  // of the block
 
   bool progress_shown = false;
   int progress_window = 0;

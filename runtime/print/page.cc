@@ -90,11 +90,13 @@ int column_of(const PlaceOrder& order) {
 
 // ---- The page's start and end
 
-// A block that runs within another one leaves no trace in what that one prints.
+// A header or footer looks the same whatever block the page ends in, and leaves no trace in it.
 void run_aside(const std::string& block, BlockKind kind) {
-  const Attributes wanted = list().wanted;
+  const Attributes wanted = std::exchange(list().wanted, Attributes{});
   const int column_pitch = list().column_pitch;
+  const int list_column_pitch = std::exchange(list().list_column_pitch, kStartPitch);
   block_run(block, kind);
+  list().list_column_pitch = list_column_pitch;
   list().wanted = wanted;
   list().column_pitch = column_pitch;
 }

@@ -108,6 +108,23 @@ TEST_F(ListTest, PagesAreEjectedBetweenHeadersAndFooters) {
   EXPECT_EQ(told, "");
 }
 
+TEST_F(ListTest, HeadersAndFootersLookTheSameInWhateverTheyInterrupt) {
+  const BlockInstructions across = {
+      only(kPitch, 17), only(kColumnPitch, 17), only(kBoldOn), words("a"), next_line(), words("b")};
+  write_list({.page_length = 3, .first_line = 1, .last_line = 3},
+             {{"HEAD", {place(1, 1), words("h"), place(2, 0, 1, 3), words("i")}},
+              {"FOOT", {place(1, 1), words("f")}, {.footer_lines = 1}},
+              {"B", across}});
+  list_open("L");
+  list_set_header("HEAD");
+  list_set_footer("FOOT");
+  list_print("B");
+  list_close();
+  EXPECT_EQ(printed,
+            "[10Z]h i\n[FETTEIN][16Z]a\n[FETTAUS][10Z]f\n====\n"
+            "h i\n[FETTEIN][16Z]b\n[FETTAUS][10Z]f\n====\n");
+}
+
 // Nothing that a block says keeps the engine from coming to an end.
 TEST_F(ListTest, PlacesBeyondThePageEndOnTheNextOne) {
   const TestBlock head = {"HEAD", {place(1, 99), words("head"), only(kEject), words("er")}};
