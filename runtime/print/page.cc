@@ -1,6 +1,7 @@
 // Where text stands on the page: lines, columns, pitches, the ejecting of pages.
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <utility>
 
@@ -17,8 +18,10 @@ ListState& list() {
 }
 
 void write_run(int count, char character) {
-  for (; count > 0; --count)
-    channel_write_plain({&character, 1});
+  std::array<char, kWidestLine> run{};
+  run.fill(character);
+  for (; count > 0; count -= kWidestLine)
+    channel_write_plain({run.data(), static_cast<std::size_t>(std::min(count, kWidestLine))});
 }
 
 // ---- Attributes
