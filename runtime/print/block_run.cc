@@ -205,12 +205,17 @@ void obey(const Instruction& instruction, Run& run) {
 }
 
 Block& block_entry(std::string_view name) {
-  const auto known = list().blocks.find(name);
-  if (known != list().blocks.end()) return known->second;
-  Block& block = list().blocks[std::string(name)];
-  block.found = list().files != nullptr &&
-                block_record_read(*list().files, list().name, name, block.properties);
-  return block;
+  if (list().last_block != nullptr && list().last_block->first == name)
+    return list().last_block->second;
+  auto known = list().blocks.find(name);
+  if (known == list().blocks.end()) {
+    known = list().blocks.try_emplace(std::string(name)).first;
+    Block& block = known->second;
+    block.found = list().files != nullptr &&
+                  block_record_read(*list().files, list().name, name, block.properties);
+  }
+  list().last_block = &*known;
+  return known->second;
 }
 
 }  // namespace

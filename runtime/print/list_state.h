@@ -46,7 +46,8 @@ struct ListState {
   std::string name;
   const ListFiles* files = nullptr;  // open ones, or null
   std::string store;
-  std::map<std::string, Block, std::less<>> blocks;  // those that were asked for
+  std::map<std::string, Block, std::less<>> blocks;           // those that were asked for
+  std::pair<const std::string, Block>* last_block = nullptr;  // most are printed many times
   // What is being made of a field, without memory of its own each time; apart for body, header and
   // footer, since printing in the first may print the others.
   std::array<std::string, 3> texts;

@@ -1,6 +1,5 @@
 #include "runtime/print/variables.h"
 
-#include <algorithm>
 #include <array>
 #include <vector>
 
@@ -9,6 +8,7 @@ namespace {
 
 struct State {
   std::vector<Variable> variables;
+  std::size_t next = 0;  // behind the one that was found last
   std::array<double, kRegisters> registers{};
 };
 State state;
@@ -19,18 +19,29 @@ std::size_t outline_of(std::string_view name) {
          static_cast<std::uint8_t>(name.back());
 }
 
-auto place_of(std::string_view name, std::int32_t generation) {
+constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
+
+// Programs set their variables in the same order for each record, and blocks print them so: the one
+// behind the last that was found is looked at first.
+std::size_t place_of(std::string_view name, std::int32_t generation) {
   const std::size_t outline = outline_of(name);
-  return std::ranges::find_if(state.variables, [&](const Variable& variable) {
-    return variable.outline == outline && variable.generation == generation &&
-           variable.name == name;
-  });
+  const std::size_t count = state.variables.size();
+  std::size_t place = state.next;
+  for (std::size_t looked_at = 0; looked_at < count; ++looked_at, ++place) {
+    if (place >= count) place = 0;
+    const Variable& variable = state.variables[place];
+    if (variable.outline != outline || variable.generation != generation || variable.name != name)
+      continue;
+    state.next = place + 1;
+    return place;
+  }
+  return kNowhere;
 }
 
 // The variable to be given a value, or null when there is no room for a new one.
 Variable* to_be_set(std::string_view name, std::int32_t generation) {
-  const auto found = place_of(name, generation);
-  if (found != state.variables.end()) return &*found;
+  const std::size_t found = place_of(name, generation);
+  if (found != kNowhere) return &state.variables[found];
   if (state.variables.size() == kMostVariables) return nullptr;
   state.variables.push_back({.outline = outline_of(name),
                              .name = std::string(name),
@@ -62,13 +73,14 @@ bool variable_set(std::string_view name, std::int32_t generation, std::string_vi
 }
 
 void variable_unset(std::string_view name, std::int32_t generation) {
-  const auto found = place_of(name, generation);
-  if (found != state.variables.end()) state.variables.erase(found);
+  const std::size_t found = place_of(name, generation);
+  if (found == kNowhere) return;
+  state.variables.erase(state.variables.begin() + static_cast<std::ptrdiff_t>(found));
 }
 
 const Variable* variable_find(std::string_view name, std::int32_t generation) {
-  const auto found = place_of(name, generation);
-  return found == state.variables.end() ? nullptr : &*found;
+  const std::size_t found = place_of(name, generation);
+  return found == kNowhere ? nullptr : &state.variables[found];
 }
 
 void register_set(std::size_t index, double number) {
