@@ -60,9 +60,11 @@ bool found_in(const ListFiles& files) {
 
 int read_definitions() {
   list_files_define();
-  for (const ListFiles& files : {kOwnListFiles, kPlainListFiles}) {
-    std::string problem;
-    if (list_files_recover(list_directory(), files, problem)) continue;
+  ListFilesHold own;
+  ListFilesHold plain;
+  std::string problem;
+  if (!own.begin(list_directory(), kOwnListFiles, problem) ||
+      !plain.begin(list_directory(), kPlainListFiles, problem)) {
     refuse(problem, "_BLONF_");
     return kListBad;
   }

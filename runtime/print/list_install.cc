@@ -54,23 +54,34 @@ std::vector<Replacement> replacements(const std::string& directory, const ListFi
 
 // ---- The steps
 
+// Waits a few seconds for those who hold the lock in a way that excludes this one.
+bool lock_opened(const std::string& path, RecordFile& file, bool exclusive, std::string& problem) {
+  int failed = file.lock(0, 1, exclusive);
+  for (int second = 0; failed == EAGAIN && second < kSecondsToWait; ++second) {
+    clock_sleep(1);
+    failed = file.lock(0, 1, exclusive);
+  }
+  if (failed == EAGAIN) problem = path + ": another process is installing lists";
+  return failed == 0 || (failed != EAGAIN && fail(problem, path, failed));
+}
+
 bool lock(const std::string& directory, const ListFiles& files, RecordFile& file,
           std::string& problem) {
   const std::string path = beside_lists(directory, files, ".lock");
   bool made = false;
   int failed = RecordFile::create(path.c_str(), made);
   if (failed == 0) failed = file.open(path.c_str(), true);
-  for (int second = 0; failed == 0; ++second) {
-    failed = file.lock(0, 1, true);
-    if (failed != EAGAIN) break;
-    if (second == kSecondsToWait) {
-      problem = path + ": another process is installing lists";
-      return false;
-    }
-    failed = 0;
-    clock_sleep(1);
-  }
-  return failed == 0 || fail(problem, path, failed);
+  if (failed != 0) return fail(problem, path, failed);
+  return lock_opened(path, file, true, problem);
+}
+
+// Where nothing was ever installed there is nothing to hold.
+bool lock_shared(const std::string& directory, const ListFiles& files, RecordFile& file,
+                 std::string& problem) {
+  const std::string path = beside_lists(directory, files, ".lock");
+  const int failed = file.open(path.c_str(), false);
+  if (failed == ENOENT) return true;
+  return failed == 0 ? lock_opened(path, file, false, problem) : fail(problem, path, failed);
 }
 
 bool remove(const std::string& path, std::string& problem) {
@@ -163,6 +174,16 @@ bool list_files_recover(const std::string& directory, const ListFiles& files,
   RecordFile held;
   if (!lock(directory, files, held, problem)) return false;
   return !is_committed(directory, files) || roll_forward(directory, files, problem);
+}
+
+bool ListFilesHold::begin(const std::string& directory, const ListFiles& files,
+                          std::string& problem) {
+  while (list_files_recover(directory, files, problem)) {
+    if (!lock_shared(directory, files, lock_, problem)) return false;
+    if (!is_committed(directory, files)) return true;
+    lock_.close();  // killed just now
+  }
+  return false;
 }
 
 ListInstallation::ListInstallation(std::string directory, const ListFiles& files)

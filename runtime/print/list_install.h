@@ -29,6 +29,18 @@ extern int (*list_install_step_hook)(const char* step);
 // finished: then the files do not belong together. Waits a few seconds for a process that is at it.
 bool list_files_recover(const std::string& directory, const ListFiles& files, std::string& problem);
 
+// For those who open the files one after the other: finishes what a killed installation has left,
+// and keeps others from beginning or going on for the life of the object, so that all files come
+// from one.
+class ListFilesHold {
+ public:
+  // False with the problem, as above.
+  bool begin(const std::string& directory, const ListFiles& files, std::string& problem);
+
+ private:
+  RecordFile lock_;
+};
+
 class ListInstallation {
  public:
   ListInstallation(std::string directory, const ListFiles& files);

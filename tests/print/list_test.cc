@@ -1,6 +1,8 @@
 #include "runtime/print/list.h"
 
 #include "runtime/data/definition_set.h"
+#include "runtime/platform/clock.h"
+#include "runtime/platform/record_file.h"
 #include "runtime/print/data_record.h"
 #include "tests/print/list_support.h"
 
@@ -339,6 +341,24 @@ TEST_F(ListTest, PagesAndStoresThatAreNoneAreRefused) {
   EXPECT_DEATH((list_open("L"), list_open("L")), "error 42\n");
   EXPECT_DEATH(list_close(), "error 43\n");
   EXPECT_DEATH(channel_write("x"), "error 45\n");
+}
+
+TEST_F(ListTest, OpeningWaitsForAnInstallation) {
+  static RecordFile installer;
+  write_list(kShortPage, {{"B", {words("b")}}});
+  write_file("LISTEN.lock", "");
+  installer.open("LISTEN.lock", true);
+  ASSERT_EQ(installer.lock(0, 1, true), 0);
+  static int slept = 0;
+  clock_sleep_hook = [](int) { ++slept; };
+  EXPECT_EQ(list_open("L"), kListBad);
+  list_close();
+  EXPECT_EQ(told, "LP1:L:./LISTEN.lock: another process is installing lists _BLONF_\n");
+  EXPECT_EQ(slept, 5);
+  clock_sleep_hook = [](int) { installer.close(); };
+  EXPECT_EQ(list_open("L"), kListDone);
+  list_close();
+  clock_sleep_hook = nullptr;
 }
 
 TEST_F(ListTest, OwnFilesComeFirstAndOptionsGoBeforeRecords) {
