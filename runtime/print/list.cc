@@ -195,7 +195,7 @@ std::string list_close(bool* complete) {
   const int failed = channel_close();
   if (complete != nullptr) *complete = failed == 0;
   const bool to_screen = state.list.to_screen;
-  const std::string name = state.list.name;
+  const std::string name = output.empty() ? state.list.name : output;
   state.list = {};
   open_subsystems().print_engine = false;
   if (to_screen) {

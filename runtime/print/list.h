@@ -42,9 +42,9 @@ void list_to_device(const OutputDevice* device);
 // totals are cleared. Also after a result other than 0 the list is open, aborted.
 int list_open(std::string_view name, const ListOptions& options = {});
 
-// Ends the last page, closes the files, and shows the viewer when the list went to the screen. The
-// name of the list's output, for whoever passes it on. Tells in `complete`, when given, whether
-// everything has reached the device.
+// Ends the last page, closes the files, and shows the viewer when the list went to the screen,
+// under the name of its output, or its own when it has none. The name of the list's output, for
+// whoever passes it on. Tells in `complete`, when given, whether everything has reached the device.
 std::string list_close(bool* complete = nullptr);
 
 // ---- Printing

@@ -87,9 +87,6 @@ ListState& list_state();
 
 // ---- page.cc
 
-// Everything that belongs to the start of a page in the state, and on the paper what a new list
-// begins with.
-void page_start();
 // Writes what the printer must know before the next text.
 void page_flush_attributes();
 // Prints text where the block stands; control characters in it become blanks.

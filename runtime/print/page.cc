@@ -93,6 +93,16 @@ int column_of(const PlaceOrder& order) {
 
 // ---- The page's start and end
 
+void fresh_page() {
+  list().page_fresh = true;
+  list().body_printed = false;
+  list().printed = false;
+  list().line = 1;
+  list().column = 1;
+  list().moved = 0;
+  list().line_begun = false;
+}
+
 // A header or footer looks the same whatever block the page ends in, and leaves no trace in it.
 void run_aside(const std::string& block, BlockKind kind) {
   const Attributes wanted = std::exchange(list().wanted, Attributes{});
@@ -203,16 +213,6 @@ bool has_control(std::string_view text) {
 
 }  // namespace
 
-void page_start() {
-  list().page_fresh = true;
-  list().body_printed = false;
-  list().printed = false;
-  list().line = 1;
-  list().column = 1;
-  list().moved = 0;
-  list().line_begun = false;
-}
-
 void page_flush_attributes() {
   const Attributes wanted = list().wanted;
   const Attributes shown = std::exchange(list().shown, wanted);
@@ -269,7 +269,7 @@ void page_eject(bool goes_on) {
   move_down(list().footer_line);
   if (list().has_footer) run_aside(list().footer, BlockKind::kFooter);
   channel_write_marker(Marker::kNewPage);
-  page_start();
+  fresh_page();
   ++list().page;
   if (goes_on) start_body();
 }
