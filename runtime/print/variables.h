@@ -16,7 +16,7 @@ inline constexpr std::size_t kRegisters = 10;
 enum class VariableKind : std::uint8_t { kNumeric = 1, kText = 2 };
 
 struct Variable {
-  std::size_t outline = 0;  // the name's length, first and last character, to compare first
+  std::uint64_t outline = 0;  // of the name, to compare first
   std::string name;
   std::int32_t generation = 0;
   VariableKind kind = VariableKind::kNumeric;

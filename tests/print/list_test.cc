@@ -4,6 +4,7 @@
 #include "runtime/platform/clock.h"
 #include "runtime/platform/record_file.h"
 #include "runtime/print/data_record.h"
+#include "runtime/print/variables.h"
 #include "tests/print/list_support.h"
 
 namespace marigold::test {
@@ -249,6 +250,25 @@ TEST_F(ListTest, JumpsAndPlacesGoByVariables) {
   list_print("SET");
   list_close();
   EXPECT_EQ(printed, "[10Z]bcdef\n  xab\n\n\n\n\n====\n");
+}
+
+TEST_F(ListTest, VariablesAreKnownByTheirWholeNameAndGeneration) {
+  const std::string names[] = {"",      "A",      "AB",      "BA",       "ABC",       "ABCD",
+                               "ABCDE", "ABCDCD", "ABCDBCD", "ABCDEFGH", "ABCDEFGHI", "ABCDEFGHJ",
+                               "ABXCD", "A\0"s,   "ABBA",    "ABABAB",   "AAA",       "AABA"};
+  variables_clear();
+  double number = 0;
+  for (const std::int32_t generation : {0, 1})
+    for (const std::string& name : names)
+      EXPECT_TRUE(variable_set(name, generation, ++number));
+  for (const std::int32_t generation : {1, 0})
+    for (const std::string& name : names)
+      EXPECT_EQ(variable_find(name, generation)->number,
+                static_cast<double>(&name - names + 1) + 18.0 * generation);
+  variable_unset("ABC", 1);
+  EXPECT_EQ(variable_find("ABC", 1), nullptr);
+  EXPECT_EQ(variable_find("ABC", 0)->number, 5);
+  EXPECT_EQ(variable_find("AABA", 1)->number, 36);
 }
 
 TEST_F(ListTest, TotalsAreCarriedOver) {
