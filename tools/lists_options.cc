@@ -70,50 +70,62 @@ void register_show(CLI::App& lists, int& status) {
   command->callback([options, &status] { status = lists_show(*options); });
 }
 
+void add_target(CLI::App& command, ListsPrint& options) {
+  command.add_option("LIST", options.list, "Name of the list")->required()->type_name("");
+  command
+      .add_option("-d,--directory", options.directory,
+                  "The print directory (default: PRINT_DIRECTORY)")
+      ->type_name("DIR");
+  command
+      .add_option("--to", options.to,
+                  "printer NAME, screen, file [PATH] or pdf [PATH] (default: file; without a path "
+                  "standard output)")
+      ->expected(1, 2)
+      ->type_name("TARGET");
+}
+
+void add_values(CLI::App& command, ListsPrint& options) {
+  const auto values = [&](const char* name, std::vector<std::string>& target, const char* help) {
+    command.add_option(name, target, help)->type_name("NAME=VALUE")->expected(1)->take_all();
+  };
+  values("--set", options.variables, "A variable; a number when its value is one");
+  values("--text", options.texts, "A variable with a text, though it may look like a number");
+  command
+      .add_option("--records", options.records,
+                  "Records as comma-separated values, the first line with the fields' names. Each "
+                  "sets variables of these names, too")
+      ->type_name("FILE");
+}
+
+void add_blocks(CLI::App& command, ListsPrint& options) {
+  const auto block = [&](const char* name, std::string& target, const char* help) {
+    command.add_option(name, target, help)->capture_default_str()->type_name("BLOCK");
+  };
+  block("--header", options.header, "Printed at the top of every page, if there is one");
+  block("--footer", options.footer, "Printed at the foot of every page, if there is one");
+  block("--start", options.start, "Printed first, if there is one");
+  block("--line", options.line,
+        "Printed for each record, unless it has a field BLOCK that names one");
+  block("--end", options.end, "Printed last, if there is one");
+}
+
+void add_page(CLI::App& command, ListsPrint& options) {
+  const auto lines = [&](const char* name, int& target, const char* help) {
+    command.add_option(name, target, help)->type_name("N");
+  };
+  lines("--first-line", options.first_line, "First print line of a page");
+  lines("--last-line", options.last_line, "Last print line of a page");
+  lines("--page-length", options.page_length, "Lines of a page");
+}
+
 void register_print(CLI::App& lists, int& status) {
   CLI::App* command =
       lists.add_subcommand("print", "Print a compiled list with variables and records");
   const auto options = std::make_shared<ListsPrint>();
-  command->add_option("LIST", options->list, "Name of the list")->required()->type_name("");
-  command
-      ->add_option("-d,--directory", options->directory,
-                   "The print directory (default: PRINT_DIRECTORY)")
-      ->type_name("DIR");
-  command
-      ->add_option("--to", options->to,
-                   "printer NAME, screen, file [PATH] or pdf [PATH] (default: file; without a path "
-                   "standard output)")
-      ->expected(1, 2)
-      ->type_name("TARGET");
-  command->add_option("--set", options->variables, "A variable; a number when its value is one")
-      ->type_name("NAME=VALUE")
-      ->expected(1)
-      ->take_all();
-  command
-      ->add_option("--text", options->texts,
-                   "A variable with a text, though it may look like a number")
-      ->type_name("NAME=VALUE")
-      ->expected(1)
-      ->take_all();
-  command
-      ->add_option("--records", options->records,
-                   "Records as comma-separated values, the first line with the fields' names. Each "
-                   "sets variables of these names, too")
-      ->type_name("FILE");
-  const auto block = [&](const char* name, std::string& target, const char* help) {
-    command->add_option(name, target, help)->capture_default_str()->type_name("BLOCK");
-  };
-  block("--header", options->header, "Printed at the top of every page, if there is one");
-  block("--footer", options->footer, "Printed at the foot of every page, if there is one");
-  block("--start", options->start, "Printed first, if there is one");
-  block("--line", options->line,
-        "Printed for each record, unless it has a field BLOCK that names one");
-  block("--end", options->end, "Printed last, if there is one");
-  command->add_option("--first-line", options->first_line, "First print line of a page")
-      ->type_name("N");
-  command->add_option("--last-line", options->last_line, "Last print line of a page")
-      ->type_name("N");
-  command->add_option("--page-length", options->page_length, "Lines of a page")->type_name("N");
+  add_target(*command, *options);
+  add_values(*command, *options);
+  add_blocks(*command, *options);
+  add_page(*command, *options);
   command->footer(
       "Exit status 0: done; 1: records with faults were left out; 2: not done.\n"
       "Example:\n"

@@ -181,8 +181,8 @@ int print_list(const ListsPrint& options, std::istream& input) {
 }
 
 // The printer's control strings, when the directory has them.
-void load_defaults(const ListsPrint& options) {
-  const std::string path = options.directory + "/DEFAULT.DAT";
+void load_defaults() {
+  const std::string path = list_directory() + "/DEFAULT.DAT";
   std::string text;
   if (file_read(path.c_str(), text) != 0) return;
   PrintDefaults defaults;
@@ -210,8 +210,9 @@ int lists_print(const ListsPrint& options) {
   if (!parse_target(options.to, target, problem) ||
       !open_records(options.records, records, problem))
     return report_unusable({problem});
+  settings_read();
   list_files_use(options.directory);
-  load_defaults(options);
+  load_defaults();
   if (!open_target(target, problem)) return report_unusable({problem});
   const int status = print_list(options, records);
   if (status == kExitUnusable) give_up(target);

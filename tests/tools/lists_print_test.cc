@@ -58,6 +58,9 @@ TEST_F(ListsPrintTest, ThePrinterGetsItsControlStrings) {
   setenv("PATH", ".:/usr/bin:/bin", 1);
   expect({{"print L -d . --footer NONE --line END --set WHO=me --to printer laser", "", warning}});
   EXPECT_EQ(read_file("name"), "laser\n");
+  setenv("PRINT_DIRECTORY", ".", 1);
+  expect({{"print L --footer NONE --line END --set WHO=me --to printer laser", "", warning}});
+  unsetenv("PRINT_DIRECTORY");
   EXPECT_EQ(read_file("printed"), "<10><b>K\xe4rnten 1\r\n</b>me\r\nme\r\n\r\n\r\n\r\n");
   write_printer("exit 3\n");
   expect({{"print L -d . --line END --set WHO=me --to printer laser", "",
