@@ -45,15 +45,7 @@ bool CsvLines::take_column(std::string_view name, std::string& reason) {
 }
 
 bool CsvLines::take_header(std::string& reason) {
-  switch (rows_.next(reason)) {
-    case CsvRows::Outcome::kFault:
-      return false;
-    case CsvRows::Outcome::kEnd:
-      reason = "there is no header with the names of the columns";
-      return false;
-    case CsvRows::Outcome::kRow:
-      break;
-  }
+  if (!rows_.next_header(reason)) return false;
   for (std::size_t i = 0; i < rows_.size(); ++i) {
     if (!take_column(rows_.cell(i), reason)) return false;
   }
@@ -70,11 +62,7 @@ bool CsvLines::take_header(std::string& reason) {
 }
 
 bool CsvLines::take_row(char* record, std::string& reason) {
-  if (rows_.size() != columns_.size()) {
-    reason = std::to_string(rows_.size()) + (rows_.size() == 1 ? " value" : " values") + " for " +
-             std::to_string(columns_.size()) + (columns_.size() == 1 ? " column" : " columns");
-    return false;
-  }
+  if (!rows_.has_values(columns_.size(), reason)) return false;
   std::ranges::copy(presets_, record);
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     if (!text_.put(columns_[i], rows_.cell(i), record, reason)) return false;

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <charconv>
 
-#include "tools/report.h"
-
 namespace marigold {
 
 bool decimal_number(std::string_view text, double& number) {
@@ -21,19 +19,11 @@ bool decimal_number(std::string_view text, double& number) {
 
 bool CsvRecord::begin(std::string& reason) {
   if (!latin1_.open("8859", reason)) return false;
-  switch (rows_.next(reason)) {
-    case CsvRows::Outcome::kFault:
-      return false;
-    case CsvRows::Outcome::kEnd:
-      reason = "the line with the names of the fields is missing";
-      return false;
-    case CsvRows::Outcome::kRow:
-      break;
-  }
+  if (!rows_.next_header(reason)) return false;
   for (std::size_t column = 0; column < rows_.size(); ++column) {
     const std::string name(rows_.cell(column));
     if (columns_.emplace(name, column).second) continue;
-    reason = "two columns have the name " + name;
+    reason = "the column " + name + " is there twice";
     return false;
   }
   return true;
@@ -48,11 +38,8 @@ CsvRecord::Outcome CsvRecord::next(std::string& reason) {
     case CsvRows::Outcome::kRow:
       break;
   }
-  if (rows_.size() != columns_.size()) {
-    reason = counted(rows_.size(), "cell") + " for " + counted(columns_.size(), "column");
-    return Outcome::kFault;
-  }
-  return take_cells(reason) ? Outcome::kRecord : Outcome::kFault;
+  const bool taken = rows_.has_values(columns_.size(), reason) && take_cells(reason);
+  return taken ? Outcome::kRecord : Outcome::kFault;
 }
 
 bool CsvRecord::take_cells(std::string& reason) {

@@ -1,5 +1,7 @@
 #include "tools/csv_rows.h"
 
+#include "tools/report.h"
+
 namespace marigold {
 namespace {
 
@@ -26,6 +28,18 @@ void CsvRows::take_cell(void* bytes, std::size_t length, void* rows) noexcept {
 
 void CsvRows::take_row(int /*terminator*/, void* rows) noexcept {
   ++static_cast<CsvRows*>(rows)->rows_;
+}
+
+bool CsvRows::next_header(std::string& reason) {
+  const Outcome outcome = next(reason);
+  if (outcome == Outcome::kEnd) reason = "there is no header with the names of the columns";
+  return outcome == Outcome::kRow;
+}
+
+bool CsvRows::has_values(std::size_t columns, std::string& reason) const {
+  if (size() == columns) return true;
+  reason = counted(size(), "value") + " for " + counted(columns, "column");
+  return false;
 }
 
 std::string_view CsvRows::cell(std::size_t number) const {

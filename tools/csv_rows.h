@@ -30,6 +30,12 @@ class CsvRows {
   // The next row; for a fault the reason.
   Outcome next(std::string& reason);
 
+  // The first row, which names the columns: false with the reason when there is none.
+  bool next_header(std::string& reason);
+
+  // Whether the row has a value for each of so many columns; else the reason.
+  [[nodiscard]] bool has_values(std::size_t columns, std::string& reason) const;
+
   // Of the row, valid until the next one.
   [[nodiscard]] std::size_t size() const { return ends_.size(); }
   [[nodiscard]] std::string_view cell(std::size_t number) const;

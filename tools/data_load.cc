@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "tools/data_commands.h"
+#include "tools/input_file.h"
 #include "tools/load_target.h"
 #include "tools/new_files.h"
 #include "tools/progress.h"
@@ -37,13 +38,7 @@ bool Input::open(const std::string& path, std::string& problem) {
     return true;
   }
   name_ = path;
-  std::error_code unknown;
-  errno = 0;
-  if (std::filesystem::is_directory(path, unknown)) errno = EISDIR;
-  if (errno == 0) file_.open(path, std::ios::binary);
-  if (file_.is_open()) return true;
-  problem = file_error(path, errno);
-  return false;
+  return open_input(path, file_, problem);
 }
 
 bool is_json(const DataLoad& options) {

@@ -1,5 +1,4 @@
-#include <cerrno>
-#include <filesystem>
+#include <algorithm>
 #include <fstream>
 
 #include "runtime/core/settings.h"
@@ -12,6 +11,7 @@
 #include "runtime/print/print_defaults.h"
 #include "runtime/wi/runtime.h"
 #include "tools/csv_record.h"
+#include "tools/input_file.h"
 #include "tools/lists_commands.h"
 #include "tools/new_files.h"
 #include "tools/print_file.h"
@@ -191,16 +191,6 @@ void load_defaults() {
   print_defaults_set(defaults);
 }
 
-bool open_records(const std::string& path, std::ifstream& file, std::string& problem) {
-  if (path.empty()) return true;
-  std::error_code unknown;
-  errno = 0;
-  if (std::filesystem::is_directory(path, unknown)) errno = EISDIR;
-  if (errno == 0) file.open(path, std::ios::binary);
-  if (!file.is_open()) problem = file_error(path, errno);
-  return file.is_open();
-}
-
 }  // namespace
 
 int lists_print(const ListsPrint& options) {
@@ -208,7 +198,7 @@ int lists_print(const ListsPrint& options) {
   Target target;
   std::ifstream records;
   if (!parse_target(options.to, target, problem) ||
-      !open_records(options.records, records, problem))
+      (!options.records.empty() && !open_input(options.records, records, problem)))
     return report_unusable({problem});
   settings_read();
   list_files_use(options.directory);

@@ -81,7 +81,8 @@ int lists_show(const ListsShow& options) {
   const ListFiles& files = options.own ? kOwnListFiles : kPlainListFiles;
   const std::string path = list_file_path(options.directory, files.lists);
   std::string problem;
-  if (!list_files_recover(options.directory, files, problem)) return report_unusable({problem});
+  ListFilesHold hold;
+  if (!hold.begin(options.directory, files, problem)) return report_unusable({problem});
   constexpr int kNoSuchFile = 2;
   if (!file_exists((path + ".dat").c_str()))
     return report_unusable({file_error(path, kNoSuchFile)});

@@ -98,14 +98,18 @@ void end_page() {
 }
 
 void write_document() {
-  HPDF_SaveToStream(state.document.get());
+  // What fails has been noted; the library leaves a length as it is then.
+  if (HPDF_SaveToStream(state.document.get()) != HPDF_OK) return;
   HPDF_ResetStream(state.document.get());
   std::array<HPDF_BYTE, 4096> bytes{};
-  for (;;) {
-    auto length = static_cast<HPDF_UINT32>(bytes.size());
-    HPDF_ReadFromStream(state.document.get(), bytes.data(), &length);
-    if (length == 0) return;
+  HPDF_UINT32 left = HPDF_GetStreamSize(state.document.get());
+  while (left > 0) {
+    HPDF_UINT32 length = std::min(left, static_cast<HPDF_UINT32>(bytes.size()));
+    const HPDF_STATUS status = HPDF_ReadFromStream(state.document.get(), bytes.data(), &length);
+    if ((status != HPDF_OK && status != HPDF_STREAM_EOF) || length == 0)
+      return print_file_fail("PDF: the document cannot be taken over");
     print_file_write({reinterpret_cast<const char*>(bytes.data()), length});
+    left -= length;
   }
 }
 

@@ -39,6 +39,7 @@ void print_file_fail(std::string_view reason) {
 int print_file_close() {
   send();
   if (state.problem.empty()) state.file.finish(state.problem);
+  state.file = {};
   return state.problem.empty() ? 0 : 1;
 }
 

@@ -107,6 +107,17 @@ int field_get(const FieldDefinition& field, int index, const char* record,
   return kFieldDone;
 }
 
+int field_get_number(const FieldDefinition& field, int index, const char* record, double& value) {
+  std::int16_t small = 0;
+  std::int32_t large = 0;
+  if (kind_of(field.type) == Kind::kDouble) return field_get(field, index, record, value);
+  const bool is_small = kind_of(field.type) == Kind::kInteger;
+  const int failed =
+      is_small ? field_get(field, index, record, small) : field_get(field, index, record, large);
+  if (failed == kFieldDone) value = is_small ? small : large;
+  return failed;
+}
+
 int field_put(const FieldDefinition& field, int index, char* record, std::int16_t value) {
   const int failed = check(field, index, Kind::kInteger);
   if (failed == kFieldDone) isst_int2(value, record + place(field, index));

@@ -33,6 +33,8 @@ int field_get(const FieldDefinition& field, int index, const char* record, std::
 int field_get(const FieldDefinition& field, int index, const char* record, std::int32_t& value);
 int field_get(const FieldDefinition& field, int index, const char* record, double& value);
 int field_get(const FieldDefinition& field, int index, const char* record, std::string_view& value);
+// Any number, date or time: 32 bits fit into a double.
+int field_get_number(const FieldDefinition& field, int index, const char* record, double& value);
 
 // After a failure the record is as it was. A text with a zero byte, which could not be read back,
 // is of the wrong type.

@@ -32,15 +32,10 @@ bool same_form(FieldType from, FieldType to) {
          (from == FieldType::kLongint && is_moment(to));
 }
 
-// Any number of a record: 32 bits fit into a double.
 double number_at(const FieldDefinition& field, int element, const char* record) {
-  std::int16_t small = 0;
-  std::int32_t large = 0;
-  double real = 0;
-  if (field_get(field, element, record, small) == kFieldDone) return small;
-  if (field_get(field, element, record, large) == kFieldDone) return large;
-  field_get(field, element, record, real);
-  return real;
+  double number = 0;
+  field_get_number(field, element, record, number);
+  return number;
 }
 
 template <typename Integer>

@@ -160,9 +160,11 @@ void print_register(const Instruction& instruction, BlockKind kind) {
   print_number(instruction.mask, register_get(index), kind);
 }
 
-void obey_unknown(const Instruction& instruction, BlockKind kind) {
-  if (instruction.code >= BlockCode::kFirstRegister && instruction.code <= BlockCode::kLastRegister)
-    return print_register(instruction, kind);
+bool is_register(BlockCode code) {
+  return code >= BlockCode::kFirstRegister && code <= BlockCode::kLastRegister;
+}
+
+void tell_unknown(const Instruction& instruction) {
   const int code = static_cast<int>(instruction.code);
   user_interface().message(("Unknown Meta:" + std::to_string(code)).c_str(), "_UNKNM_");
 }
@@ -200,7 +202,8 @@ void obey(const Instruction& instruction, Run& run) {
     case BlockCode::kRecordField:
       return print_record_field(instruction, run.kind);
     default:
-      return obey_unknown(instruction, run.kind);
+      if (is_register(instruction.code)) return print_register(instruction, run.kind);
+      return tell_unknown(instruction);
   }
 }
 

@@ -1,5 +1,8 @@
 #include "runtime/print/list_records.h"
 
+#include <cmath>
+#include <limits>
+
 #include "runtime/data/data_file.h"
 #include "runtime/data/data_path.h"
 #include "runtime/data/field_access.h"
@@ -14,15 +17,14 @@ bool is_there(FileDefinition* file) {
   return file != nullptr && file_exists((data_path(*file) + ".dat").c_str());
 }
 
-// Applications define these files themselves, and choose the numbers' types.
+// Applications define these files themselves, and choose the numbers' types. What no number of
+// lines or bytes can be reads as 0.
 int number(const FileDefinition& file, std::string_view name) {
   const FieldDefinition* field = file.find_field(name);
-  const char* record = file.record.data();
-  std::int16_t small = 0;
-  std::int32_t large = 0;
-  if (field == nullptr) return 0;
-  if (field_get(*field, 1, record, small) == kFieldDone) return small;
-  return field_get(*field, 1, record, large) == kFieldDone ? large : 0;
+  double value = 0;
+  if (field != nullptr) field_get_number(*field, 1, file.record.data(), value);
+  const bool is_count = std::abs(value) <= std::numeric_limits<std::int32_t>::max();
+  return is_count ? static_cast<int>(value) : 0;
 }
 
 std::string text(const FileDefinition& file, std::string_view name) {

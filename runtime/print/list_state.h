@@ -64,7 +64,7 @@ struct ListState {
 
   int page = 1;
   int line = 1;               // of the page, from 1
-  int column = 0;             // from 1; 0: nothing has been printed at all
+  int column = 1;             // from 1
   int moved = 0;              // characters written since the column was counted
   bool line_begun = false;    // its left margin has been written
   bool page_fresh = true;     // nothing stands on it, not even the header

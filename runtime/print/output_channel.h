@@ -1,7 +1,7 @@
 // The output channel: takes the lines of a list with their markers (meta_marker.h), counts lines
 // and pages, puts header and footer texts where they belong, and gives what is left to a device.
 //
-// Process-wide; there is one, of the number 2. What is written while none is open is system error
+// Process-wide; there is one. What is written while none is open is system error
 // 45; opening an open one is 42, closing a closed one 43, a marker of no known name 5, a header or
 // footer text of more than 1,000 characters 44.
 #pragma once
@@ -13,7 +13,6 @@
 
 namespace marigold {
 
-inline constexpr int kListChannel = 2;
 inline constexpr int kTotals = 4;
 
 // Where the output goes. `text` gets printable characters and backspaces, which come apart from

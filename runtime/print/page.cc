@@ -83,7 +83,6 @@ void move_to_column(int column) {
 }
 
 int column_of(const PlaceOrder& order) {
-  if (list().column == 0) list().column = 1;
   count_moved();
   const int column = order.column_mode == PlaceMode::kAbsolute  ? order.column
                      : order.column_mode == PlaceMode::kCurrent ? list().column

@@ -24,18 +24,12 @@ struct Counts {
   int keys = 0;      // keys with a value above 0
 };
 
-std::int32_t key_value(const FileDefinition& file, const FieldDefinition& field, int index) {
-  std::int32_t value = 0;
-  std::int16_t small = 0;
-  if (field_get(field, index, file.record.data(), value) == kFieldDone) return value;
-  return field_get(field, index, file.record.data(), small) == kFieldDone ? small : 0;
-}
-
 void count_record(const FileDefinition& file, const FieldDefinition& field, Counts& counts) {
   int keys = 0;
   int assigned = 0;
   for (int index = 1; index <= kKeysOfField; ++index) {
-    const std::int32_t value = key_value(file, field, index);
+    double value = 0;
+    field_get_number(field, index, file.record.data(), value);
     keys += value > 0 ? 1 : 0;
     assigned += value > 1 ? 1 : 0;
   }

@@ -72,9 +72,9 @@ TEST_F(ListsPrintTest, FaultsAreTold) {
   write_file("twice.csv", "NAME,NAME\n");
   expect({{"print L -d . --records bad.csv --set WHO=me --header NONE --footer NONE",
            "Anna           1,00\nEva            3,00\nme\n\f",
-           "bad.csv:3: 1 cell for 2 columns\nbad.csv:4: column 1: is not valid UTF-8\n", 1},
+           "bad.csv:3: 1 value for 2 columns\nbad.csv:4: column 1: is not valid UTF-8\n", 1},
           {"print L -d . --records twice.csv --set WHO=me", "Kärnten 1\nme\n\n\n\n  0,00\n\f",
-           "twice.csv:1: two columns have the name NAME\n", 1},
+           "twice.csv:1: the column NAME is there twice\n", 1},
           {"print NONE -d .", "", "LP1:NONE:Liste nicht gefunden!\n", 2},
           {"print L -d . --records none.csv", "", "none.csv: No such file or directory\n", 2},
           {"print L -d . --page-length 0", "", "LP1:L:the page has no lines\n", 2},
