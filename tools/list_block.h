@@ -13,8 +13,6 @@
 
 namespace marigold {
 
-enum class BlockKind { kBody, kHeader, kFooter };
-
 // How many elements the fields of records have, by their names; of a definition set.
 using KnownFields = std::map<std::string, int, std::less<>>;
 

@@ -6,12 +6,12 @@
 #include <limits>
 
 #include "runtime/data/definition.h"
+#include "runtime/print/meta_marker.h"
 #include "tools/list_block.h"
 
 namespace marigold {
 namespace {
 
-constexpr char kMarker = 5;  // before and behind the name of a marker
 constexpr int kShortDateWidth = 8;
 constexpr int kLongDateWidth = 10;
 constexpr std::int64_t kLeastInteger = std::numeric_limits<std::int32_t>::min();
@@ -22,41 +22,6 @@ constexpr std::string_view kMaskCharacters = "#0123456789,.-+:/";
 constexpr std::int32_t kAbsolute = static_cast<std::int32_t>(PlaceMode::kAbsolute);
 constexpr std::int32_t kCurrent = static_cast<std::int32_t>(PlaceMode::kCurrent);
 constexpr std::int32_t kCurrentPlus = static_cast<std::int32_t>(PlaceMode::kCurrentPlus);
-
-// The markers that the output channel knows; those that end in a comma have a mask behind it, which
-// is as wide as what is printed.
-struct MarkerRow {
-  std::string_view name;
-  int width;
-};
-constexpr MarkerRow kMarkers[] = {
-    {"NL", 0},
-    {"NP", 0},
-    {"10Z", 0},
-    {"12Z", 0},
-    {"16Z", 0},
-    {"FETTEIN", 0},
-    {"FETTAUS", 0},
-    {"KOPFEND", 0},
-    {"FUSSEND", 0},
-    {"TTMMJJ", kShortDateWidth},
-    {"BB", 0},
-    {"BE", 0},
-    {"TTMMJJJJ", kLongDateWidth},
-};
-constexpr std::string_view kPageMarker = "PAGE,";
-constexpr std::string_view kTotalMarker = "UEBERTRAG,";
-constexpr std::size_t kTotalMarkerHead = kTotalMarker.size() + 2;  // the total's digit and a comma
-
-// -1 for a marker that is none.
-int marker_width(std::string_view marker) {
-  if (marker.starts_with(kPageMarker)) return static_cast<int>(marker.size() - kPageMarker.size());
-  if (marker.starts_with(kTotalMarker) && marker.size() >= kTotalMarkerHead &&
-      marker[kTotalMarkerHead - 1] == ',')
-    return static_cast<int>(marker.size() - kTotalMarkerHead);
-  const auto row = std::ranges::find(kMarkers, marker, &MarkerRow::name);
-  return row == std::end(kMarkers) ? -1 : row->width;
-}
 
 bool is_small(char c) {
   return c >= 'a' && c <= 'z';
@@ -138,14 +103,15 @@ bool BlockCompiler::marker_item(SourceLine& line) {
   const std::size_t place = line.at();
   const std::size_t length = line.rest().find('}');
   if (length == std::string_view::npos) return line.error("a marker ends with \"}\" on its line");
-  const std::string_view marker = line.rest().substr(0, length);
-  if (marker.empty() || marker.find(kMarker) != std::string_view::npos)
+  const std::string_view name = line.rest().substr(0, length);
+  if (name.empty() || name.find(kMarkerByte) != std::string_view::npos)
     return line.error("expected the name of a marker");
-  const int width = marker_width(marker);
-  if (width < 0) line.warning_at(place, "there is no such marker; printing would end");
+  const MarkerText marker = marker_of(name);
+  if (marker.marker == Marker::kUnknown)
+    line.warning_at(place, "there is no such marker; printing would end");
   line.go_to(place + length + 1);
-  text_.append(1, kMarker).append(marker).append(1, kMarker);
-  advance(line, static_cast<std::size_t>(std::max(width, 0)));
+  text_.append(1, kMarkerByte).append(name).append(1, kMarkerByte);
+  advance(line, marker_width(marker));
   return true;
 }
 

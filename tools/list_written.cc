@@ -7,12 +7,12 @@
 #include <cmath>
 #include <cstdio>
 
+#include "runtime/print/meta_marker.h"
 #include "tools/list_line.h"
 
 namespace marigold {
 namespace {
 
-constexpr char kMarker = 5;
 constexpr std::string_view kHexDigits = "0123456789ABCDEF";
 
 std::string in_braces(std::string_view words) {
@@ -20,9 +20,9 @@ std::string in_braces(std::string_view words) {
 }
 
 // The marker at the beginning of a text, without the bytes around it; "" if there is none.
-std::string_view marker_of(std::string_view text) {
-  if (text.empty() || text.front() != kMarker) return {};
-  const std::size_t end = text.find(kMarker, 1);
+std::string_view leading_marker(std::string_view text) {
+  if (text.empty() || text.front() != kMarkerByte) return {};
+  const std::size_t end = text.find(kMarkerByte, 1);
   if (end == std::string_view::npos) return {};
   const std::string_view marker = text.substr(1, end - 1);
   const bool plain = std::ranges::all_of(marker, is_visible) && marker.find('}') == marker.npos;
@@ -125,7 +125,7 @@ std::string as_field(const Instruction& field) {
 std::string written_text(std::string_view text) {
   std::string result;
   while (!text.empty()) {
-    const std::string_view marker = marker_of(text);
+    const std::string_view marker = leading_marker(text);
     if (!marker.empty()) {
       result.append("{@").append(marker).append("}");
       text.remove_prefix(marker.size() + 2);

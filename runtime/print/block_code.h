@@ -32,6 +32,9 @@ enum class BlockCode : std::uint8_t {
   kRecordField = 25,  // a field of the record that the program has handed over
 };
 
+// What a block is printed as. Its record does not tell; whoever prints it knows.
+enum class BlockKind { kBody, kHeader, kFooter };
+
 // A number in a block: given there, or a numeric variable's at the time of printing.
 struct BlockValue {
   enum class Kind : std::uint8_t { kInteger = 0, kNumber = 1, kVariable = 2 };

@@ -16,8 +16,6 @@ namespace marigold {
 // What no place or width goes beyond: as much as a display line holds.
 inline constexpr int kWidestLine = 250;
 
-enum class BlockKind { kBody = 0, kHeader = 1, kFooter = 2 };
-
 struct Block {
   BlockProperties properties;
   bool found = false;

@@ -51,6 +51,13 @@ MarkerText marker_of(std::string_view name) {
   return {};
 }
 
+std::size_t marker_width(const MarkerText& marker) {
+  constexpr std::size_t kShortDate = 8;
+  constexpr std::size_t kLongDate = 10;
+  if (marker.marker == Marker::kShortDate) return kShortDate;
+  return marker.marker == Marker::kLongDate ? kLongDate : marker.mask.size();
+}
+
 std::string_view marker_text(Marker marker) {
   return kMarkers[static_cast<std::size_t>(marker)].text;
 }

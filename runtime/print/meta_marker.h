@@ -40,6 +40,9 @@ struct MarkerText {
 // What stands between the marker bytes.
 MarkerText marker_of(std::string_view name);
 
+// The characters that it prints; a number without a mask counts as none.
+std::size_t marker_width(const MarkerText& marker);
+
 // A marker without operands, with its bytes around it.
 std::string_view marker_text(Marker marker);
 

@@ -183,8 +183,7 @@ std::size_t width_of(std::string_view text) {
     if (marker == std::string_view::npos) break;
     const std::size_t end = text.find(kMarkerByte, marker + 1);
     if (end == std::string_view::npos) break;  // the channel will tell
-    // A number by a mask is as wide as the mask.
-    width += marker_of(text.substr(marker + 1, end - marker - 1)).mask.size();
+    width += marker_width(marker_of(text.substr(marker + 1, end - marker - 1)));
     text.remove_prefix(end + 1);
   }
   return width;

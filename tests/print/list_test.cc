@@ -27,6 +27,8 @@ TEST_F(ListTest, BlocksStandWhereTheyArePlaced) {
       {{place(1, 1), words("a"), place(3, 2, 3, 1), words("b")}, "a\n\n b\n\n\n\n"},
       {{words("abc"), place(2, 0, 1, 6), words("d")}, "abc  d\n\n\n\n\n\n"},
       {{words("abc"), place(2, 0, 2, 0), words("d")}, "abcd\n\n\n\n\n\n"},
+      {{words("a\5TTMMJJ\5\5PAGE,##\5"), place(2, 0, 1, 13), words("b")},
+       "a21.11.26 1 b\n\n\n\n\n\n"},
       {{words("abc"), place(2, 0, 1, 2), words("B")}, "abc<<B\n\n\n\n\n\n"},
       // Lines count from the first one of the page; the margin is there where something is.
       {{place(1, 2), words("x")},
