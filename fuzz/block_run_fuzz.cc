@@ -4,7 +4,6 @@
 #include "fuzz/fuzz_input.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/print/list_state.h"
-#include "runtime/print/variables.h"
 
 namespace marigold {
 namespace {
@@ -27,6 +26,9 @@ constexpr OutputDevice kNoDevice{
 void open_list(const std::uint8_t* page, const BlockInstructions& instructions) {
   ListState& list = list_state();
   list = {};
+  variables_clear();
+  variable_set("A", 0, 2.5);
+  variable_set("B", 0, "text");
   list.open = true;
   list.name = "L";
   list.today = "21.11.2026";
@@ -39,17 +41,14 @@ void open_list(const std::uint8_t* page, const BlockInstructions& instructions) 
   if (list.footer_line < properties.first_line) list.footer_line = properties.first_line;
   for (const char* name : {"BODY", "HEADER", "FOOTER"}) {
     Block& block = list.blocks[name];
-    block.found = block.decoded = true;
+    block.found = block.ready = true;
     block.properties = {.same_page = page[1] > 127, .length = page[2] % 8};
-    block.instructions = instructions;
+    block.steps = block_steps(instructions);
   }
   list.has_header = page[1] % 2 == 0;
   list.header = "HEADER";
   list.has_footer = page[2] % 2 == 0;
   list.footer = "FOOTER";
-  variables_clear();
-  variable_set("A", 0, 2.5);
-  variable_set("B", 0, "text");
   channel_open("", properties.page_length, kNoDevice);
 }
 

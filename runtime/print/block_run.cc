@@ -1,13 +1,13 @@
 // What blocks say: finding them, and obeying their instructions one after the other.
 
 #include <algorithm>
-#include <cmath>
+#include <span>
 #include <utility>
 
 #include "runtime/core/user_interface.h"
+#include "runtime/print/block_text.h"
 #include "runtime/print/list_state.h"
 #include "runtime/print/print_defaults.h"
-#include "runtime/print/variables.h"
 
 namespace marigold {
 namespace {
@@ -27,104 +27,39 @@ void tell(std::string_view block, const std::string& message, const char* help_k
 
 // ---- Variables and fields
 
+constexpr const char* kNotSet = " nicht gesetzt!";
+constexpr const char* kMixed = " Text / Numerisch MischMasch!";
+
 enum class Wanted { kNumber, kAnything };
 
-// Null when the list has been aborted for it.
-const Variable* variable_for(std::string_view name, std::int32_t generation, Wanted wanted) {
-  const Variable* variable = variable_find(name, generation);
-  const char* wrong = nullptr;
-  if (variable == nullptr)
-    wrong = " nicht gesetzt!";
-  else if (wanted == Wanted::kNumber && variable->kind != VariableKind::kNumeric)
-    wrong = " Text / Numerisch MischMasch!";
-  if (wrong == nullptr) return variable;
-  list_fail(std::string("Variable ").append(in_quotes(name)).append(wrong), "_VARNS_");
-  return nullptr;
+// Null when it can be printed.
+const char* fault_of(const Variable& variable, Wanted wanted) {
+  if (variable.kind == VariableKind::kNotSet) return kNotSet;
+  return wanted == Wanted::kNumber && variable.kind != VariableKind::kNumeric ? kMixed : nullptr;
 }
 
-// Counts are of a size that can be reckoned with.
-constexpr std::int32_t kMostCounted = 1'000'000;
-
-int rounded(double number) {
-  constexpr double kMost = kMostCounted;
-  return number > -kMost ? static_cast<int>(std::floor(std::min(number, kMost) + 0.5))
-                         : -kMostCounted;
+void refuse(std::string_view name, const char* fault) {
+  list_fail(std::string("Variable ").append(in_quotes(name)).append(fault), "_VARNS_");
 }
 
 int value_of(const BlockValue& value) {
   switch (value.kind) {
     case BlockValue::Kind::kInteger:
-      return std::clamp(value.integer, -kMostCounted, kMostCounted);
+      return block_count(value.integer);
     case BlockValue::Kind::kNumber:
-      return rounded(value.number);
+      return block_count(value.number);
     case BlockValue::Kind::kVariable:
       break;
   }
-  const Variable* variable = variable_for(value.variable, value.generation, Wanted::kNumber);
-  return variable == nullptr ? 0 : rounded(variable->number);
-}
-
-// Empty, to make text in.
-std::string& text_for(BlockKind kind) {
-  std::string& text = list().texts.at(static_cast<std::size_t>(kind));
-  text.clear();
-  return text;
-}
-
-void align(std::string& text, const Instruction& field) {
-  if (field.width <= 0) return;
-  const auto width = static_cast<std::size_t>(std::min(field.width, kWidestLine));
-  const std::size_t missing = width - std::min(text.size(), width);
-  text.resize(std::min(text.size(), width));
-  text.insert(field.alignment == Alignment::kLeft ? text.size() : 0, missing, ' ');
-}
-
-void print_number(std::string_view mask, double number, BlockKind kind) {
-  std::string& text = text_for(kind);
-  append_number(text, mask, number);
-  page_print(text, kind);
-}
-
-void print_text(std::string_view text, BlockKind kind) {
-  page_print(text_for(kind).append(text), kind);
+  const Variable& variable = *variable_place(value.variable, value.generation);
+  const char* fault = fault_of(variable, Wanted::kNumber);
+  if (fault == nullptr) return block_count(variable.number);
+  refuse(value.variable, fault);
+  return 0;
 }
 
 bool needs_number(const Instruction& field) {
   return field.alignment == Alignment::kMask || field.total != 0;
-}
-
-void print_value(const Instruction& field, const ListFieldValue& value, BlockKind kind) {
-  std::string& text = text_for(kind);
-  const std::string_view mask = field.mask.empty() ? value.mask : field.mask;
-  if (value.is_number && (!mask.empty() || value.text.empty()))
-    append_number(text, mask, value.number);
-  else
-    text.append(value.text);
-  align(text, field);
-  page_print(text, kind);
-  // Behind it: what is carried over to a new page does not hold the number that begins it.
-  if (field.total != 0 && !list().aborted) channel_add_total(field.total, value.number);
-}
-
-void print_variable(const Instruction& field, BlockKind kind) {
-  const Variable* variable = variable_for(
-      field.text, field.generation, needs_number(field) ? Wanted::kNumber : Wanted::kAnything);
-  if (variable == nullptr) return;
-  const bool is_number = variable->kind == VariableKind::kNumeric;
-  const std::string_view text = is_number ? std::string_view{} : variable->text;
-  print_value(field, {is_number, variable->number, text, {}}, kind);
-}
-
-void print_record_field(const Instruction& field, BlockKind kind) {
-  ListFieldValue value;
-  const int element = field.generation == 0 ? 1 : field.generation;
-  const char* wrong = nullptr;
-  if (list().record == nullptr || !list().record->get(field.text, element, value))
-    wrong = " nicht gesetzt!";
-  else if (needs_number(field) && !value.is_number)
-    wrong = " Text / Numerisch MischMasch!";
-  if (wrong == nullptr) return print_value(field, value, kind);
-  list_fail(std::string("Variable ").append(in_quotes(field.text)).append(wrong), "_VARNS_");
 }
 
 // ---- Instructions
@@ -132,21 +67,80 @@ void print_record_field(const Instruction& field, BlockKind kind) {
 struct Run {
   const Block& block;
   BlockKind kind;
+  BlockText& text;
   bool placed = false;
   std::size_t next = 0;
 };
 
-void place(const Instruction& instruction, Run& run) {
-  const PlaceOrder order{
-      static_cast<PlaceMode>(value_of(instruction.values[0])), value_of(instruction.values[1]),
-      static_cast<PlaceMode>(value_of(instruction.values[2])), value_of(instruction.values[3])};
+void refuse_field(const Instruction& field, const char* fault, Run& run) {
+  run.text.print();
+  refuse(field.text, fault);
+}
+
+// Behind the field: what is carried over to a new page does not hold the number that begins it.
+void add_to_total(int total, double number, Run& run) {
+  if (total == 0) return;
+  run.text.print();
+  if (!list().aborted) channel_add_total(total, number);
+}
+
+void print_variable(const BlockStep& step, Run& run) {
+  const Variable& variable = *step.variable;
+  const Instruction& field = step.instruction;
+  const char* fault = fault_of(variable, needs_number(field) ? Wanted::kNumber : Wanted::kAnything);
+  if (fault != nullptr) return refuse_field(field, fault, run);
+  if (variable.kind == VariableKind::kText) return run.text.add_text(variable.text, field);
+  run.text.add_number(step.mask, variable.number, field);
+  add_to_total(field.total, variable.number, run);
+}
+
+// By the mask of the block, or that of the record, or as the record shows it.
+void print_value(const BlockStep& step, const ListFieldValue& value, Run& run) {
+  const Instruction& field = step.instruction;
+  if (value.is_number && !field.mask.empty())
+    run.text.add_number(step.mask, value.number, field);
+  else if (value.is_number && (!value.mask.empty() || value.text.empty()))
+    run.text.add_number(NumberMask(value.mask), value.number, field);
+  else
+    run.text.add_text(value.text, field);
+  add_to_total(field.total, value.number, run);
+}
+
+void print_record_field(const BlockStep& step, Run& run) {
+  const Instruction& field = step.instruction;
+  ListFieldValue value;
+  const int element = field.generation == 0 ? 1 : field.generation;
+  const char* fault = nullptr;
+  if (list().record == nullptr || !list().record->get(field.text, element, value))
+    fault = kNotSet;
+  else if (needs_number(field) && !value.is_number)
+    fault = kMixed;
+  if (fault != nullptr) return refuse_field(field, fault, run);
+  print_value(step, value, run);
+}
+
+PlaceOrder order_of(const BlockStep& step) {
+  if (step.is_fixed) return step.place;
+  const auto& values = step.instruction.values;
+  return {static_cast<PlaceMode>(value_of(values[0])), value_of(values[1]),
+          static_cast<PlaceMode>(value_of(values[2])), value_of(values[3])};
+}
+
+void place(const BlockStep& step, Run& run) {
+  const PlaceOrder order = order_of(step);
   if (list().aborted) return;
   page_place(order, run.block, run.kind, !std::exchange(run.placed, true));
 }
 
-void jump(const Instruction& instruction, Run& run) {
-  const bool is_set = variable_find(instruction.text, instruction.generation) != nullptr;
-  if (is_set != instruction.negated) run.next = instruction.target;
+void print_words(const BlockStep& step, Run& run) {
+  if (!step.is_alone) return run.text.add_words(step.instruction.text);
+  run.text.print();
+  page_print_marked(step.instruction.text, step.width, run.kind);
+}
+
+void jump(const BlockStep& step, Run& run) {
+  const bool is_set = step.variable->kind != VariableKind::kNotSet;
+  if (is_set != step.instruction.negated) run.next = step.instruction.target;
 }
 
 void set_column_pitch(int pitch, BlockKind kind) {
@@ -154,10 +148,10 @@ void set_column_pitch(int pitch, BlockKind kind) {
   if (kind == BlockKind::kBody) list().list_column_pitch = pitch;
 }
 
-void print_register(const Instruction& instruction, BlockKind kind) {
-  const auto index = static_cast<std::size_t>(instruction.code) -
+void print_register(const BlockStep& step, Run& run) {
+  const auto index = static_cast<std::size_t>(step.instruction.code) -
                      static_cast<std::size_t>(BlockCode::kFirstRegister);
-  print_number(instruction.mask, register_get(index), kind);
+  run.text.add_number(step.mask, register_get(index), step.instruction);
 }
 
 bool is_register(BlockCode code) {
@@ -169,41 +163,58 @@ void tell_unknown(const Instruction& instruction) {
   user_interface().message(("Unknown Meta:" + std::to_string(code)).c_str(), "_UNKNM_");
 }
 
-void obey(const Instruction& instruction, Run& run) {
+// Text before it may end a page.
+void print_page_number(const BlockStep& step, Run& run) {
+  run.text.print();
+  if (!list().aborted) run.text.add_number(step.mask, list().page, step.instruction);
+}
+
+// What is not text; the text before it stands as it was told then.
+void obey_order(const BlockStep& step, Run& run) {
+  const Instruction& instruction = step.instruction;
+  run.text.print();
+  if (list().aborted) return;
   switch (instruction.code) {
+    case BlockCode::kPlace:
+      return place(step, run);
     case BlockCode::kPitch:
       list().wanted.pitch = value_of(instruction.values[0]);
       return;
-    case BlockCode::kPlace:
-      return place(instruction, run);
-    case BlockCode::kText:
-      return page_print_marked(instruction.text, run.kind);
-    case BlockCode::kField:
-      return print_variable(instruction, run.kind);
+    case BlockCode::kColumnPitch:
+      return set_column_pitch(value_of(instruction.values[0]), run.kind);
     case BlockCode::kBoldOn:
       list().wanted.bold = true;
       return;
     case BlockCode::kBoldOff:
       list().wanted.bold = false;
       return;
-    case BlockCode::kShortDate:
-      return print_text(print_short_date(list().today), run.kind);
-    case BlockCode::kLongDate:
-      return print_text(list().today, run.kind);
-    case BlockCode::kPage:
-      return print_number(instruction.mask, list().page, run.kind);
     case BlockCode::kEject:
       if (run.kind == BlockKind::kBody) page_eject(false);
       return;
-    case BlockCode::kJump:
-      return jump(instruction, run);
-    case BlockCode::kColumnPitch:
-      return set_column_pitch(value_of(instruction.values[0]), run.kind);
-    case BlockCode::kRecordField:
-      return print_record_field(instruction, run.kind);
     default:
-      if (is_register(instruction.code)) return print_register(instruction, run.kind);
       return tell_unknown(instruction);
+  }
+}
+
+void obey(const BlockStep& step, Run& run) {
+  switch (step.instruction.code) {
+    case BlockCode::kText:
+      return print_words(step, run);
+    case BlockCode::kField:
+      return print_variable(step, run);
+    case BlockCode::kRecordField:
+      return print_record_field(step, run);
+    case BlockCode::kShortDate:
+      return run.text.add_text(print_short_date(list().today), step.instruction);
+    case BlockCode::kLongDate:
+      return run.text.add_text(list().today, step.instruction);
+    case BlockCode::kPage:
+      return print_page_number(step, run);
+    case BlockCode::kJump:
+      return jump(step, run);
+    default:
+      if (is_register(step.instruction.code)) return print_register(step, run);
+      return obey_order(step, run);
   }
 }
 
@@ -234,15 +245,17 @@ const Block* block_find(std::string_view name) {
     tell(name, "Block nicht gefunden!", "_BLONF_");
     return nullptr;
   }
-  if (block.decoded) return &block;
+  if (block.ready) return &block;
+  BlockInstructions instructions;
   std::string reason = "its offset is negative";
   if (block.properties.offset < 0 ||
-      !decode_block(list().store, static_cast<std::uint32_t>(block.properties.offset),
-                    block.instructions, reason)) {
+      !decode_block(list().store, static_cast<std::uint32_t>(block.properties.offset), instructions,
+                    reason)) {
     tell(name, std::string(list().files->store).append(": ").append(reason), "_BLONF_");
     return nullptr;
   }
-  block.decoded = true;
+  block.steps = block_steps(instructions);
+  block.ready = true;
   return &block;
 }
 
@@ -251,9 +264,12 @@ void block_run(std::string_view name, BlockKind kind) {
   const Block* block = block_find(name);
   if (block == nullptr) return;
   list().column_pitch = list().list_column_pitch;
-  Run run{.block = *block, .kind = kind};
-  while (run.next < block->instructions.size() && !list().aborted)
-    obey(block->instructions[run.next++], run);
+  BlockText text(kind);
+  Run run{.block = *block, .kind = kind, .text = text};
+  const std::span<const BlockStep> steps(block->steps);
+  while (run.next < steps.size() && !list().aborted)
+    obey(steps[run.next++], run);
+  run.text.print();
   if (kind == BlockKind::kHeader && !list().aborted) page_next_line();
 }
 

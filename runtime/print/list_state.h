@@ -6,8 +6,9 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include "runtime/print/block_code.h"
+#include "runtime/print/block_steps.h"
 #include "runtime/print/list.h"
 #include "runtime/print/list_records.h"
 
@@ -19,8 +20,8 @@ inline constexpr int kWidestLine = 250;
 struct Block {
   BlockProperties properties;
   bool found = false;
-  bool decoded = false;
-  BlockInstructions instructions;  // their texts lie in ListState::store
+  bool ready = false;            // its steps are known
+  std::vector<BlockStep> steps;  // their texts lie in ListState::store
 };
 
 inline constexpr int kStartPitch = 10;  // characters per inch, of every list and margin
@@ -46,9 +47,7 @@ struct ListState {
   std::string store;
   std::map<std::string, Block, std::less<>> blocks;           // those that were asked for
   std::pair<const std::string, Block>* last_block = nullptr;  // most are printed many times
-  // What is being made of a field, without memory of its own each time; apart for body, header and
-  // footer, since printing in the first may print the others.
-  std::array<std::string, 3> texts;
+  std::array<std::string, 3> rooms;                           // for fields, while they are printed
   const ListRecord* record = nullptr;
   bool to_screen = false;
   std::string today;
@@ -87,17 +86,11 @@ ListState& list_state();
 
 // Writes what the printer must know before the next text.
 void page_flush_attributes();
-// Prints text where the block stands; control characters in it become blanks.
-void page_print(std::string& text, BlockKind kind);
-// The same for a block's own text, which may hold markers.
-void page_print_marked(std::string_view text, BlockKind kind);
+// Prints text where the block stands; it has no markers.
+void page_print(std::string_view text, BlockKind kind);
+// The same for a text with markers, which is as wide as the caller has found.
+void page_print_marked(std::string_view text, std::size_t width, BlockKind kind);
 
-struct PlaceOrder {
-  PlaceMode line_mode;
-  int line;
-  PlaceMode column_mode;
-  int column;
-};
 // The first placement of a block keeps its lines together, when the block has it so.
 void page_place(const PlaceOrder& order, const Block& block, BlockKind kind, bool first);
 void page_eject(bool goes_on);

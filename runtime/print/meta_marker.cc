@@ -1,10 +1,6 @@
 #include "runtime/print/meta_marker.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
-
-#include "runtime/wi/edit_mask.h"
 
 namespace marigold {
 namespace {
@@ -60,17 +56,6 @@ std::size_t marker_width(const MarkerText& marker) {
 
 std::string_view marker_text(Marker marker) {
   return kMarkers[static_cast<std::size_t>(marker)].text;
-}
-
-void append_number(std::string& text, std::string_view mask, double number) {
-  if (!mask.empty()) return append_edited(text, mask, number);
-  constexpr int kDigits = 15;  // what a decimal number keeps in a double
-  std::array<char, 32> form{};
-  char* const begin = form.data();
-  char* const end =
-      std::to_chars(begin, begin + form.size(), number, std::chars_format::general, kDigits).ptr;
-  std::replace(begin, end, '.', ',');
-  text.append(begin, end);
 }
 
 }  // namespace marigold

@@ -4,8 +4,8 @@
 // "UEBERTRAG,TOTAL,MASK". An empty mask shows as many digits as there are.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 namespace marigold {
@@ -45,8 +45,5 @@ std::size_t marker_width(const MarkerText& marker);
 
 // A marker without operands, with its bytes around it.
 std::string_view marker_text(Marker marker);
-
-// Appends the number by the mask, or with as many digits as it has when there is none.
-void append_number(std::string& text, std::string_view mask, double number);
 
 }  // namespace marigold

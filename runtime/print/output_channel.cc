@@ -7,6 +7,7 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
+#include "runtime/print/number_text.h"
 #include "runtime/print/print_defaults.h"
 
 namespace marigold {
@@ -88,14 +89,19 @@ void new_line() {
   if (!state.repeating && state.line >= state.page_length - state.footer_lines) end_page();
 }
 
+void append(std::string_view text) {
+  std::memcpy(state.text.data() + state.text_length, text.data(), text.size());
+  state.text_length += text.size();
+}
+
 void buffer(std::string_view text) {
-  while (!text.empty()) {
+  while (text.size() >= kLineBuffer - state.text_length) {
     const std::string_view piece = text.substr(0, kLineBuffer - state.text_length);
-    std::memcpy(state.text.data() + state.text_length, piece.data(), piece.size());
-    state.text_length += piece.size();
+    append(piece);
+    flush_text();
     text.remove_prefix(piece.size());
-    if (state.text_length == kLineBuffer) flush_text();
   }
+  append(text);
 }
 
 void put(std::string_view text) {
@@ -104,12 +110,6 @@ void put(std::string_view text) {
   if (!text.starts_with(kBackspace)) return buffer(text);
   flush_text();
   state.device->text(text);
-}
-
-void put_number(std::string_view mask, double number) {
-  std::string text;
-  append_number(text, mask, number);
-  put(text);
 }
 
 // ---- Header and footer texts
@@ -168,9 +168,10 @@ void obey(const MarkerText& marker) {
     case Marker::kLongDate:
       return put(state.today);
     case Marker::kPage:
-      return put_number(marker.mask, state.page);
+      return put(number_text(marker.mask, state.page));
     case Marker::kTotal:
-      return put_number(marker.mask, state.totals.at(static_cast<std::size_t>(marker.total) - 1));
+      return put(
+          number_text(marker.mask, state.totals.at(static_cast<std::size_t>(marker.total) - 1)));
     default:
       return control(marker.marker);
   }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <utility>
 
 #include "runtime/print/list_state.h"
@@ -17,11 +16,25 @@ ListState& list() {
   return list_state();
 }
 
-void write_run(int count, char character) {
+constexpr std::array<char, kWidestLine> run_of(char character) {
   std::array<char, kWidestLine> run{};
   run.fill(character);
+  return run;
+}
+constexpr std::array<char, kWidestLine> kBlanks = run_of(' ');
+constexpr std::array<char, kWidestLine> kBackspaces = run_of(kBackspace);
+
+void write_run(int count, std::string_view run) {
   for (; count > 0; count -= kWidestLine)
-    channel_write_plain({run.data(), static_cast<std::size_t>(std::min(count, kWidestLine))});
+    channel_write_plain(run.substr(0, static_cast<std::size_t>(count)));
+}
+
+void write_blanks(int count) {
+  write_run(count, {kBlanks.data(), kBlanks.size()});
+}
+
+void write_backspaces(int count) {
+  write_run(count, {kBackspaces.data(), kBackspaces.size()});
 }
 
 // ---- Attributes
@@ -42,7 +55,7 @@ void begin_line() {
   if (list().properties.start_column <= 1) return;
   const Attributes wanted = std::exchange(list().wanted, Attributes{});
   page_flush_attributes();
-  write_run(list().properties.start_column - 1, ' ');
+  write_blanks(list().properties.start_column - 1);
   list().wanted = wanted;
 }
 
@@ -62,10 +75,10 @@ void count_moved() {
 
 // In another pitch the place is found from the line's start.
 void move_from_start(int column) {
-  write_run(list().column - 1, kBackspace);
+  write_backspaces(list().column - 1);
   const int pitch = std::exchange(list().wanted.pitch, list().column_pitch);
   page_flush_attributes();
-  write_run(column - 1, ' ');
+  write_blanks(column - 1);
   list().wanted.pitch = pitch;
 }
 
@@ -76,8 +89,8 @@ void move_to_column(int column) {
   if (list().column_pitch != list().wanted.pitch) {
     move_from_start(column);
   } else {
-    write_run(column - list().column, ' ');
-    write_run(list().column - column, kBackspace);
+    write_blanks(column - list().column);
+    write_backspaces(list().column - column);
   }
   list().column = column;
 }
@@ -175,40 +188,6 @@ bool prepare(std::size_t width, BlockKind kind) {
   return true;
 }
 
-std::size_t width_of(std::string_view text) {
-  std::size_t width = 0;
-  while (!text.empty()) {
-    const std::size_t marker = text.find(kMarkerByte);
-    width += std::min(marker, text.size());
-    if (marker == std::string_view::npos) break;
-    const std::size_t end = text.find(kMarkerByte, marker + 1);
-    if (end == std::string_view::npos) break;  // the channel will tell
-    width += marker_width(marker_of(text.substr(marker + 1, end - marker - 1)));
-    text.remove_prefix(end + 1);
-  }
-  return width;
-}
-
-bool is_control(char character) {
-  return static_cast<unsigned char>(character) < ' ';
-}
-
-// Looks at eight characters at a time: everything printed of fields comes by here.
-bool has_control(std::string_view text) {
-  constexpr std::uint64_t kEach = 0x0101010101010101;
-  constexpr std::uint64_t kHighBits = 0x80 * kEach;
-  std::uint64_t found = 0;
-  while (text.size() >= 8) {
-    std::uint64_t piece = 0;
-    std::memcpy(&piece, text.data(), sizeof piece);
-    found |= (piece - ' ' * kEach) & ~piece & kHighBits;
-    text.remove_prefix(8);
-  }
-  for (const char character : text)
-    found |= is_control(character) ? 1 : 0;
-  return found != 0;
-}
-
 }  // namespace
 
 void page_flush_attributes() {
@@ -224,18 +203,12 @@ void page_flush_attributes() {
   }
 }
 
-void page_print_marked(std::string_view text, BlockKind kind) {
-  if (text.empty()) return;
-  if (text.find(kMarkerByte) != std::string_view::npos) {
-    if (prepare(width_of(text), kind)) channel_write(text);
-  } else if (prepare(text.size(), kind)) {
-    channel_write_plain(text);
-  }
+void page_print(std::string_view text, BlockKind kind) {
+  if (prepare(text.size(), kind)) channel_write_plain(text);
 }
 
-void page_print(std::string& text, BlockKind kind) {
-  if (has_control(text)) std::ranges::replace_if(text, is_control, ' ');
-  if (!text.empty() && prepare(text.size(), kind)) channel_write_plain(text);
+void page_print_marked(std::string_view text, std::size_t width, BlockKind kind) {
+  if (prepare(width, kind)) channel_write(text);
 }
 
 void page_next_line() {

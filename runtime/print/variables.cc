@@ -1,15 +1,17 @@
 #include "runtime/print/variables.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
-#include <vector>
+#include <deque>
 
 namespace marigold {
 namespace {
 
 struct State {
-  std::vector<Variable> variables;
-  std::size_t next = 0;  // behind the one that was found last
+  std::deque<Variable> variables;  // they keep their places
+  std::size_t set = 0;
+  Variable* last = nullptr;  // that was asked for
   std::array<double, kRegisters> registers{};
 };
 State state;
@@ -40,34 +42,45 @@ bool has_name(const Variable& variable, std::string_view name, std::uint64_t out
          (name.size() <= kWhole || variable.name == name);
 }
 
-constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
-
-// Programs set their variables in the same order for each record, and blocks print them so: the one
-// behind the last that was found is looked at first.
-std::size_t place_of(std::string_view name, std::int32_t generation) {
+// Programs set their variables in the same order for each record: the one that came behind the last
+// one before is looked at first. Null when there is none of the name, set or not.
+Variable* find(std::string_view name, std::int32_t generation) {
   const std::uint64_t outline = outline_of(name);
-  const std::size_t count = state.variables.size();
-  std::size_t place = state.next;
-  for (std::size_t looked_at = 0; looked_at < count; ++looked_at, ++place) {
-    if (place >= count) place = 0;
-    const Variable& variable = state.variables[place];
-    if (variable.generation != generation || !has_name(variable, name, outline)) continue;
-    state.next = place + 1;
-    return place;
-  }
-  return kNowhere;
+  const auto is_it = [&](const Variable& variable) {
+    return variable.generation == generation && has_name(variable, name, outline);
+  };
+  Variable* const last = state.last;
+  if (last != nullptr && last->next != nullptr && is_it(*last->next))
+    return state.last = last->next;
+  const auto found = std::ranges::find_if(state.variables, is_it);
+  if (found == state.variables.end()) return nullptr;
+  if (last != nullptr) last->next = &*found;
+  return state.last = &*found;
 }
 
-// The variable to be given a value, or null when there is no room for a new one.
-Variable* to_be_set(std::string_view name, std::int32_t generation) {
-  const std::size_t found = place_of(name, generation);
-  if (found != kNowhere) return &state.variables[found];
-  if (state.variables.size() == kMostVariables) return nullptr;
-  state.variables.push_back({.outline = outline_of(name),
-                             .name = std::string(name),
-                             .generation = generation,
-                             .text = {}});
-  return &state.variables.back();
+// One that is not set and that nobody watches gives its room: lists may unset as many as they like.
+Variable& add(std::string_view name, std::int32_t generation) {
+  const auto is_free = [](const Variable& variable) {
+    return variable.kind == VariableKind::kNotSet && !variable.watched;
+  };
+  auto room = std::ranges::find_if(state.variables, is_free);
+  if (room == state.variables.end()) room = state.variables.emplace(state.variables.end());
+  room->outline = outline_of(name);
+  room->name = name;
+  room->generation = generation;
+  return *room;
+}
+
+// The variable, to be given a value, or null when it would be one too many.
+Variable* to_be_set(std::string_view name, std::int32_t generation, VariableKind kind) {
+  Variable* variable = find(name, generation);
+  if (variable == nullptr || variable->kind == VariableKind::kNotSet) {
+    if (state.set == kMostVariables) return nullptr;
+    ++state.set;
+    if (variable == nullptr) variable = &add(name, generation);
+  }
+  variable->kind = kind;
+  return variable;
 }
 
 }  // namespace
@@ -77,30 +90,31 @@ void variables_clear() {
 }
 
 bool variable_set(std::string_view name, std::int32_t generation, double number) {
-  Variable* variable = to_be_set(name, generation);
+  Variable* variable = to_be_set(name, generation, VariableKind::kNumeric);
   if (variable == nullptr) return false;
-  variable->kind = VariableKind::kNumeric;
   variable->number = number;
   return true;
 }
 
 bool variable_set(std::string_view name, std::int32_t generation, std::string_view text) {
-  Variable* variable = to_be_set(name, generation);
+  Variable* variable = to_be_set(name, generation, VariableKind::kText);
   if (variable == nullptr) return false;
-  variable->kind = VariableKind::kText;
   variable->text = text;
   return true;
 }
 
 void variable_unset(std::string_view name, std::int32_t generation) {
-  const std::size_t found = place_of(name, generation);
-  if (found == kNowhere) return;
-  state.variables.erase(state.variables.begin() + static_cast<std::ptrdiff_t>(found));
+  Variable* variable = find(name, generation);
+  if (variable == nullptr || variable->kind == VariableKind::kNotSet) return;
+  variable->kind = VariableKind::kNotSet;
+  --state.set;
 }
 
-const Variable* variable_find(std::string_view name, std::int32_t generation) {
-  const std::size_t found = place_of(name, generation);
-  return found == kNowhere ? nullptr : &state.variables[found];
+const Variable* variable_place(std::string_view name, std::int32_t generation) {
+  Variable* variable = find(name, generation);
+  if (variable == nullptr) variable = &add(name, generation);
+  variable->watched = true;
+  return variable;
 }
 
 void register_set(std::size_t index, double number) {

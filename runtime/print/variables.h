@@ -13,13 +13,15 @@ namespace marigold {
 inline constexpr std::size_t kMostVariables = 120;
 inline constexpr std::size_t kRegisters = 10;
 
-enum class VariableKind : std::uint8_t { kNumeric = 1, kText = 2 };
+enum class VariableKind : std::uint8_t { kNotSet = 0, kNumeric = 1, kText = 2 };
 
 struct Variable {
   std::uint64_t outline = 0;  // of the name, to compare first
   std::string name;
   std::int32_t generation = 0;
-  VariableKind kind = VariableKind::kNumeric;
+  Variable* next = nullptr;  // the one that was asked for after it, last time
+  bool watched = false;      // someone has asked for its place
+  VariableKind kind = VariableKind::kNotSet;
   double number = 0;
   std::string text;
 };
@@ -32,8 +34,9 @@ bool variable_set(std::string_view name, std::int32_t generation, double number)
 bool variable_set(std::string_view name, std::int32_t generation, std::string_view text);
 void variable_unset(std::string_view name, std::int32_t generation);
 
-// Null when it is not set.
-const Variable* variable_find(std::string_view name, std::int32_t generation);
+// Where the variable is, or will be once it is set: the same place until the next variables_clear,
+// for blocks that print it many times.
+const Variable* variable_place(std::string_view name, std::int32_t generation);
 
 // Indexes 0 to 9; others are ignored and read as 0.
 void register_set(std::size_t index, double number);

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 
 namespace marigold {
 namespace {
@@ -90,32 +91,11 @@ bool round_quickly(double value, std::size_t fraction_places, std::uint64_t& num
   if (fraction_places >= kPowers.size()) return false;
   const double scaled = value * kPowers[fraction_places];
   if (!(scaled < kMost)) return false;
-  number = static_cast<std::uint64_t>(scaled);
-  const double rest = scaled - static_cast<double>(number) - 0.5;
+  const auto whole = static_cast<std::int64_t>(scaled);
+  const double rest = scaled - static_cast<double>(whole) - 0.5;
   if (std::abs(rest) < kNearMiddle) return false;
-  if (rest > 0) ++number;
+  number = static_cast<std::uint64_t>(rest > 0 ? whole + 1 : whole);
   return true;
-}
-
-// Puts the digits of a number into all places, from the last one; what is left of it does not fit.
-std::uint64_t fill_backwards(char* text, std::size_t comma, std::size_t length,
-                             std::uint64_t number) {
-  for (std::size_t at = length; at-- > comma;) {
-    if (!is_place(text[at])) continue;
-    text[at] = static_cast<char>('0' + number % 10);
-    number /= 10;
-  }
-  const std::size_t zero =
-      std::min(std::string_view(text, comma).find('0'), comma);  // from here on digits are shown
-  for (std::size_t at = comma; at-- > 0;) {
-    if (text[at] == '.') {
-      if (number == 0 && at < zero) text[at] = ' ';
-    } else if (is_place(text[at])) {
-      text[at] = number == 0 && at < zero ? ' ' : static_cast<char>('0' + number % 10);
-      number /= 10;
-    }
-  }
-  return number;
 }
 
 // Puts digits, right-aligned, into the places of the part before the comma.
@@ -139,46 +119,81 @@ void fill_fraction(char* part, std::size_t length, const char* digits) {
     if (is_place(*c)) *c = *digits++;
 }
 
-// Both edit in place; false when the number does not fit.
-bool fill_exactly(char* text, std::string_view mask, double value) {
-  const std::size_t whole = before_comma(mask).size();
-  const std::size_t fraction_places = places(behind_comma(mask));
-  if (fraction_places > 390) return false;  // more than any number has in its shortest form
-  Digits digits;
-  round_exactly(std::abs(value), fraction_places, digits);
-  const bool negative = value < 0 && !digits.is_zero();
-  const std::size_t whole_places = places(mask.substr(0, whole));
-  if (digits.whole > whole_places || (negative && !has_sign(mask))) return false;
-  fill_whole(text, whole, whole_places - digits.whole, digits.text.data());
-  if (has_sign(mask)) text[0] = negative ? '-' : ' ';
-  fill_fraction(text + whole, mask.size() - whole, digits.text.data() + digits.whole);
-  return true;
-}
-
-bool fill_mask(char* text, std::string_view mask, double value) {
-  const std::size_t comma = std::min(mask.find(','), mask.size());
-  std::uint64_t number = 0;
-  if (!round_quickly(std::abs(value), places(mask.substr(comma)), number))
-    return fill_exactly(text, mask, value);
-  const bool negative = value < 0 && number != 0;
-  if (negative && !has_sign(mask)) return false;
-  if (fill_backwards(text, comma, mask.size(), number) != 0) return false;
-  if (has_sign(mask)) text[0] = negative ? '-' : ' ';
-  return true;
-}
-
 }  // namespace
 
-void append_edited(std::string& text, std::string_view mask, double value) {
-  const std::size_t start = text.size();
-  text.append(mask);
-  if (!std::isfinite(value) || !fill_mask(text.data() + start, mask, value))
-    std::fill(text.begin() + static_cast<std::ptrdiff_t>(start), text.end(), '*');
+NumberMask::NumberMask(std::string_view text)
+    : text_(text),
+      comma_(before_comma(text).size()),
+      whole_places_(places(text.substr(0, comma_))),
+      fraction_places_(places(text.substr(comma_))),
+      has_sign_(has_sign(text)) {
+  if (text.size() <= kQuickSize) count_places();
+}
+
+void NumberMask::count_places() {
+  const std::size_t shown_from = std::min(text_.find('0'), comma_);
+  std::size_t place = whole_places_ + fraction_places_;
+  for (std::size_t at = 0; at < text_.size(); ++at) {
+    const char c = text_[at];
+    const bool shown = at >= shown_from;
+    zero_[at] = c;
+    if (is_place(c)) {
+      places_[--place] = static_cast<std::uint8_t>(at);
+      zero_[at] = shown ? '0' : ' ';
+    } else if (c == '.' && !shown) {
+      points_[point_count_++] = static_cast<std::uint8_t>(at);
+      zero_[at] = ' ';
+    }
+  }
+  if (has_sign_) zero_[0] = ' ';
+}
+
+void NumberMask::edit(double value, char* edited) const {
+  if (!std::isfinite(value) || !fill(value, edited)) std::fill_n(edited, text_.size(), '*');
+}
+
+// The functions below give false when the number does not fit.
+bool NumberMask::fill(double value, char* edited) const {
+  std::uint64_t number = 0;
+  if (text_.size() > kQuickSize || !round_quickly(std::abs(value), fraction_places_, number))
+    return fill_exactly(value, edited);
+  const bool negative = value < 0 && number != 0;
+  if ((negative && !has_sign_) || !fill_quickly(number, edited)) return false;
+  if (negative) edited[0] = '-';
+  return true;
+}
+
+bool NumberMask::fill_quickly(std::uint64_t number, char* edited) const {
+  std::memcpy(edited, zero_.data(), text_.size());
+  const std::size_t places = whole_places_ + fraction_places_;
+  std::size_t first = text_.size();  // where a digit stands
+  for (std::size_t place = 0; number != 0; ++place) {
+    if (place == places) return false;
+    first = places_[place];
+    edited[first] = static_cast<char>('0' + number % 10);
+    number /= 10;
+  }
+  for (std::size_t point = 0; point < point_count_; ++point)
+    if (points_[point] > first) edited[points_[point]] = '.';
+  return true;
+}
+
+bool NumberMask::fill_exactly(double value, char* edited) const {
+  std::ranges::copy(text_, edited);
+  if (fraction_places_ > 390) return false;  // more than any number has in its shortest form
+  Digits digits;
+  round_exactly(std::abs(value), fraction_places_, digits);
+  const bool negative = value < 0 && !digits.is_zero();
+  if (digits.whole > whole_places_ || (negative && !has_sign_)) return false;
+  fill_whole(edited, comma_, whole_places_ - digits.whole, digits.text.data());
+  if (has_sign_) edited[0] = negative ? '-' : ' ';
+  fill_fraction(edited + comma_, text_.size() - comma_, digits.text.data() + digits.whole);
+  return true;
 }
 
 std::string edit_number(std::string_view mask, double value) {
-  std::string text;
-  append_edited(text, mask, value);
+  std::string text(mask.size(), ' ');
+  NumberMask(mask).edit(value, text.data());
   return text;
 }
 

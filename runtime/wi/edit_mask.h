@@ -12,16 +12,49 @@
 // never shows a number that is cut.
 #pragma once
 
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace marigold {
 
-// "##0,00" and 12.345 give " 12,35". Rounds the number's shortest decimal form half up, away from
-// zero: 2.675 to two places is 2,68, as on paper, though the nearest double lies below it.
+// A mask whose places have been counted, for those who edit many numbers by it. Its text stays the
+// caller's, and must live as long.
+class NumberMask {
+ public:
+  NumberMask() = default;
+  explicit NumberMask(std::string_view text);
+
+  [[nodiscard]] std::string_view text() const { return text_; }
+  // "##0,00" and 12.345 give " 12,35". Rounds the number's shortest decimal form half up, away from
+  // zero: 2.675 to two places is 2,68, as on paper, though the nearest double lies below it.
+  // `edited` has room for as many characters as the mask has.
+  void edit(double value, char* edited) const;
+
+ private:
+  // Longer masks than anyone needs are edited all the same, but not as quickly.
+  static constexpr std::size_t kQuickSize = 32;
+
+  void count_places();
+  bool fill(double value, char* edited) const;
+  bool fill_quickly(std::uint64_t number, char* edited) const;
+  bool fill_exactly(double value, char* edited) const;
+
+  std::string_view text_;
+  std::size_t comma_ = 0;  // where it stands; the text's length when it has none
+  std::size_t whole_places_ = 0;
+  std::size_t fraction_places_ = 0;
+  bool has_sign_ = false;
+  // Of a text of up to kQuickSize characters:
+  std::array<char, kQuickSize> zero_ = {};            // how 0 is shown
+  std::array<std::uint8_t, kQuickSize> places_ = {};  // where digits stand, from the last one
+  std::array<std::uint8_t, kQuickSize> points_ = {};  // blank in `zero_`, shown behind a digit
+  std::size_t point_count_ = 0;
+};
+
 std::string edit_number(std::string_view mask, double value);
-// The same behind a text that is there, for those who edit many.
-void append_edited(std::string& text, std::string_view mask, double value);
 
 // The number that a text means, be it shown by the mask or typed for it: digits with blanks, points
 // and other characters of the mask ignored around them, at most as many before and behind the comma

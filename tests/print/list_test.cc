@@ -265,12 +265,20 @@ TEST_F(ListTest, VariablesAreKnownByTheirWholeNameAndGeneration) {
       EXPECT_TRUE(variable_set(name, generation, ++number));
   for (const std::int32_t generation : {1, 0})
     for (const std::string& name : names)
-      EXPECT_EQ(variable_find(name, generation)->number,
+      EXPECT_EQ(variable_place(name, generation)->number,
                 static_cast<double>(&name - names + 1) + 18.0 * generation);
   variable_unset("ABC", 1);
-  EXPECT_EQ(variable_find("ABC", 1), nullptr);
-  EXPECT_EQ(variable_find("ABC", 0)->number, 5);
-  EXPECT_EQ(variable_find("AABA", 1)->number, 36);
+  EXPECT_EQ(variable_place("ABC", 1)->kind, VariableKind::kNotSet);
+  EXPECT_EQ(variable_place("ABC", 0)->number, 5);
+  EXPECT_EQ(variable_place("AABA", 1)->number, 36);
+  // A place outlives what is unset, and what others leave is used again.
+  const Variable* place = variable_place("ABC", 1);
+  for (std::int32_t generation = 2; generation < 300; ++generation) {
+    ASSERT_TRUE(variable_set("ABC", generation, generation));
+    variable_unset("ABC", generation);
+  }
+  ASSERT_TRUE(variable_set("ABC", 1, "again"));
+  EXPECT_EQ(place->text, "again");
 }
 
 TEST_F(ListTest, TotalsAreCarriedOver) {

@@ -69,6 +69,19 @@ TEST(EditMaskTest, TextsAreReadByTheirMask) {
   }
 }
 
+// Long masks take another way to the same digits.
+TEST(EditMaskTest, MasksOfAnyLengthShowTheSame) {
+  const std::string words(40, 'x');
+  for (const std::string mask : {"-##.##0,00", "#0.###,#", "-#.###.###", "00.00", ".##,0#.#"}) {
+    for (double value = -7; std::abs(value) < 1e9; value *= -1.37) {
+      const std::string shown = edit_number(mask, value);
+      const bool fits = shown[0] != '*';
+      EXPECT_EQ(edit_number(mask + words, value), shown + (fits ? words : std::string(40, '*')))
+          << mask << " " << value;
+    }
+  }
+}
+
 // What is shown is read back as the number rounded to the mask's places.
 TEST(EditMaskTest, ShownAndReadAgain) {
   for (int i = -20000; i <= 20000; i += 7) {

@@ -1,0 +1,38 @@
+// A block made ready to be printed many times: what is the same each time is worked out once.
+#pragma once
+
+#include <vector>
+
+#include "runtime/print/block_code.h"
+#include "runtime/print/variables.h"
+#include "runtime/wi/edit_mask.h"
+
+namespace marigold {
+
+// What kPlace asks for, with its numbers known.
+struct PlaceOrder {
+  PlaceMode line_mode = PlaceMode::kCurrent;
+  int line = 0;
+  PlaceMode column_mode = PlaceMode::kCurrent;
+  int column = 0;
+};
+
+// An instruction and what follows from it. The texts lie where those of the instruction do.
+struct BlockStep {
+  Instruction instruction;
+  NumberMask mask;                     // of what has one
+  const Variable* variable = nullptr;  // of kField and kJump
+  PlaceOrder place = {};               // of kPlace, when it is fixed
+  bool is_fixed = false;               // it hangs on no variable
+  bool is_alone = false;               // kText that is more than characters in a row
+  std::size_t width = 0;               // of kText: of what is printed
+};
+
+// Valid as long as the variables are: until the next variables_clear.
+std::vector<BlockStep> block_steps(const BlockInstructions& block);
+
+// A number of characters, lines or columns out of a block: of a size that can be reckoned with.
+int block_count(std::int32_t number);
+int block_count(double number);
+
+}  // namespace marigold

@@ -1,0 +1,39 @@
+// What a block prints in one piece: words and values, one behind the other, until the block does
+// something else. Most lines are made of many short ones.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <string_view>
+
+#include "runtime/print/block_steps.h"
+#include "runtime/print/list_state.h"
+
+namespace marigold {
+
+class BlockText {
+ public:
+  explicit BlockText(BlockKind kind) : kind_(kind) {}
+
+  // The words of the block itself, without markers.
+  void add_words(std::string_view words);
+  // The functions below put blanks for control characters, which would be the printer's. Both align
+  // in the field's width, when it has one.
+  void add_text(std::string_view text, const Instruction& field);
+  void add_number(const NumberMask& mask, double number, const Instruction& field);
+
+  // Prints what has been added, where the block stands (page_print).
+  void print();
+
+ private:
+  char* room(std::size_t size);
+  void add_piece(std::string_view piece);
+  void add_blanks(std::size_t count);
+  void add_aligned(std::string_view text, const Instruction& field);
+
+  BlockKind kind_;
+  std::size_t length_ = 0;
+  std::array<char, kWidestLine> text_;
+};
+
+}  // namespace marigold
