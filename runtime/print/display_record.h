@@ -36,7 +36,7 @@ inline constexpr std::string_view kDiskFullText =
     "DISKETTE/LAUFWERK VOLL: BEIM ERSTELLEN DER TEMPOR[REN DATEIEN !!!";
 
 // A record with this text, cut or filled up.
-inline DisplayRecord display_record(std::string_view text) {
+constexpr DisplayRecord display_record(std::string_view text) {
   DisplayRecord record;
   record.text.fill(' ');
   text.copy(record.text.data(), record.text.size());

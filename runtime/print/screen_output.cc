@@ -7,7 +7,6 @@
 #include <span>
 #include <string>
 #include <system_error>
-#include <vector>
 
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/file.h"
@@ -43,11 +42,11 @@ class TemporaryFile {
   int add(std::string_view bytes) {
     while (pending_.size() + bytes.size() > kPieceSize) {
       const std::size_t room = kPieceSize - pending_.size();
-      append(bytes.substr(0, room));
+      pending_.append(bytes.substr(0, room));
       bytes.remove_prefix(room);
       if (const int failed = write_pending()) return failed;
     }
-    append(bytes);
+    pending_.append(bytes);
     return 0;
   }
 
@@ -68,10 +67,6 @@ class TemporaryFile {
   [[nodiscard]] const char* path() const { return path_; }
 
  private:
-  void append(std::string_view bytes) {
-    pending_.insert(pending_.end(), bytes.begin(), bytes.end());
-  }
-
   int write_pending() {
     // A limit on the size of files is a full disk as well, and not the end of the program.
     stop_signals_hold();
@@ -84,12 +79,12 @@ class TemporaryFile {
 
   const char* path_;
   RecordFile file_;
-  std::vector<char> pending_;
+  std::string pending_;
   std::uint64_t written_ = 0;
 };
 
 struct DisplayLine {
-  DisplayRecord record{};  // its first `length` characters are the line
+  DisplayRecord record = display_record({});  // its first `length` characters are the line
   std::size_t length = 0;
   std::size_t to_swallow = 0;  // blanks still to be dropped
   int highlights_on = 0;       // switches in the line
@@ -152,6 +147,11 @@ bool line_is_full() {
 
 bool is_switch(char c) {
   return c == kHighlightOn || c == kHighlightOff;
+}
+
+// Also switches that came with the text.
+bool has_switch(std::string_view text) {
+  return text.find(kHighlightOn) != text.npos || text.find(kHighlightOff) != text.npos;
 }
 
 // A switch beyond the end of the line is as little part of it as a character.
@@ -229,12 +229,11 @@ void screen_output_end_line() {
   close_highlights();
   DisplayLine& line = state.line;
   state.width = std::max(state.width, line.length);
-  const std::span text(line.record.text);
-  std::ranges::fill(text.subspan(line.length), ' ');
-  // Also switches that came with the text.
-  const bool flagged = std::ranges::count_if(text, is_switch) > 0;
+  const std::span text = std::span(line.record.text).first(line.length);
+  const bool flagged = has_switch({text.data(), text.size()});
   line.record.flag = flagged ? kWithHighlight : kWithoutHighlight;
   const int failed = state.display.add(bytes_of(line.record));
+  std::ranges::fill(text, ' ');
   line.length = line.to_swallow = 0;
   line.highlights_on = line.highlights_off = 0;
   if (failed != 0) give_up();
