@@ -25,7 +25,7 @@ constexpr std::string_view kEndMark = "*** ANZEIGEN-ENDE ";
 // number.
 class TemporaryFile {
  public:
-  explicit constexpr TemporaryFile(const char* path) : path_(path) {}
+  explicit TemporaryFile(const char* path) : path_(path) {}
 
   // What is there goes first: it can be another user's, a pipe that would be waited for, or open in
   // another program that still shows it.
@@ -99,7 +99,7 @@ struct State {
   bool taking = false;  // between start and end, unless the disk is full
   bool disk_full = false;
 };
-constinit State state;
+State state;
 
 int create_both() {
   for (TemporaryFile* file : {&state.printer, &state.display}) {
