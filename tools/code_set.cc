@@ -137,6 +137,21 @@ std::size_t character_length(std::string_view text, std::size_t position) {
   return length;
 }
 
+std::string latin1_as_utf8(std::string_view bytes) {
+  std::string text;
+  text.reserve(bytes.size());
+  for (const char byte : bytes) {
+    const auto code = static_cast<unsigned char>(byte);
+    if (code < 0x80) {
+      text += byte;
+    } else {
+      text += static_cast<char>(0xC0U | code >> 6U);
+      text += static_cast<char>(0x80U | (code & 0x3FU));
+    }
+  }
+  return text;
+}
+
 std::string describe_character(std::string_view text, std::size_t position) {
   while (position > 0 && is_inside_character(text, position))
     --position;

@@ -55,6 +55,9 @@ class CodeSet {
 // The code set of the language that the environment names.
 std::string code_set_of_environment();
 
+// What the runtime prints, in ISO 8859-1, as a text of the tool.
+std::string latin1_as_utf8(std::string_view bytes);
+
 // The character at a position of a UTF-8 text, or around it, for a message: "€" (U+20AC).
 std::string describe_character(std::string_view text, std::size_t position);
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "tools/code_set.h"
+
 namespace marigold {
 namespace {
 
@@ -32,19 +34,10 @@ std::string as_message(const std::string& file, const SourceNote& note) {
 }
 
 std::string in_message(std::string_view piece) {
-  constexpr unsigned kFirstLong = 0x80;
-  constexpr unsigned kFollowerBits = 6;
-  std::string text(1, '"');
-  for (const char byte : piece) {
-    const auto code = static_cast<unsigned char>(byte);
-    if (code < kFirstLong) {
-      text += code < ' ' ? '?' : byte;
-    } else {
-      text += static_cast<char>(0xC0U | code >> kFollowerBits);
-      text += static_cast<char>(kFirstLong | (code & 0x3FU));
-    }
-  }
-  return text.append(1, '"');
+  std::string text = latin1_as_utf8(piece);
+  std::ranges::replace_if(
+      text, [](char c) { return static_cast<unsigned char>(c) < ' '; }, '?');
+  return std::string(1, '"').append(text).append(1, '"');
 }
 
 int hex_digit(char character) {

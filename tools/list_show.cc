@@ -6,6 +6,7 @@
 #include <optional>
 #include <set>
 
+#include "tools/code_set.h"
 #include "tools/list_source.h"
 #include "tools/list_written.h"
 
@@ -290,20 +291,6 @@ class PageLines {
 
 // ---- Blocks and lists
 
-std::string as_utf8(std::string_view bytes) {
-  std::string text;
-  for (const char byte : bytes) {
-    const auto code = static_cast<unsigned char>(byte);
-    if (code < 0x80) {
-      text += byte;
-    } else {
-      text += static_cast<char>(0xC0U | code >> 6U);
-      text += static_cast<char>(0x80U | (code & 0x3FU));
-    }
-  }
-  return text;
-}
-
 std::string head_of_list(const StoredList& list) {
   std::string text = "list " + written_name(list.name, NameKind::kList) + "\n";
   text += "  PL " + std::to_string(list.page_length) + " EZ " + std::to_string(list.first_line) +
@@ -342,13 +329,13 @@ std::string as_source(const StoredBlock& block, BlockKind kind, bool raw,
   std::string text = head_of_block(block, kind, raw, count);
   for (const std::string& line : lines)
     text += line + "\n";
-  return as_utf8(text);
+  return latin1_as_utf8(text);
 }
 
 bool gives_again(const std::string& source, const StoredBlock& block, const StoredList& list) {
   StoredList frame = list;
   frame.blocks.clear();
-  const CompiledSource again = compile_lists(as_utf8(head_of_list(frame)) + source, nullptr);
+  const CompiledSource again = compile_lists(latin1_as_utf8(head_of_list(frame)) + source, nullptr);
   return !again.has_errors() && again.lists.size() == 1 &&
          again.lists[0].list.blocks == std::vector<StoredBlock>{block};
 }
@@ -371,7 +358,7 @@ std::string show_block(const StoredBlock& block, const StoredList& list) {
 }
 
 std::string show_list(const StoredList& list) {
-  std::string text = as_utf8(head_of_list(list));
+  std::string text = latin1_as_utf8(head_of_list(list));
   for (const StoredBlock& block : list.blocks)
     text.append("\n").append(show_block(block, list));
   return text;

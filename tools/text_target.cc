@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "tools/code_set.h"
 #include "tools/print_file.h"
 #include "tools/print_target.h"
 
@@ -28,17 +29,6 @@ void put(char character) {
   ++state.column;
 }
 
-// Of a character of ISO 8859-1.
-void append_utf8(std::string& text, char character) {
-  const auto code = static_cast<unsigned char>(character);
-  if (code < 0x80) {
-    text += character;
-    return;
-  }
-  text += static_cast<char>(0xC0 | code >> 6);
-  text += static_cast<char>(0x80 | (code & 0x3F));
-}
-
 void end_line() {
   state.line.erase(state.line.find_last_not_of(' ') + 1);
   state.column = 0;
@@ -47,10 +37,9 @@ void end_line() {
     return;
   }
   std::string text(std::exchange(state.empty_lines, 0), '\n');
-  for (const char character : state.line)
-    append_utf8(text, character);
+  text.append(latin1_as_utf8(state.line)).append("\n");
   state.line.clear();
-  print_file_write(text.append("\n"));
+  print_file_write(text);
 }
 
 constexpr OutputDevice kTextTarget{
