@@ -105,24 +105,30 @@ bool set_variables(const ListsPrint& options, Problems& problems) {
   std::string reason;
   if (!latin1.open("8859", reason)) problems.push_back(reason);
   const auto set = [&](const std::string& setting, bool as_text) {
+    const std::string option = as_text ? "--text " : "--set ";
     std::string name;
     std::string text;
     std::string value;
     double number = 0;
     if (!split(setting, name, text))
-      problems.push_back("--set " + setting + ": is not NAME=VALUE");
+      problems.push_back(option + setting + ": is not NAME=VALUE");
     else if (!as_text && decimal_number(text, number))
       list_set(name, number);
     else if (latin1.to_bytes(text, value) == std::string::npos)
       list_set(name, value);
     else
-      problems.push_back("--set " + setting + ": has characters that lists do not know");
+      problems.push_back(option + setting + ": has characters that lists do not know");
   };
   for (const std::string& setting : options.variables)
     set(setting, false);
   for (const std::string& setting : options.texts)
     set(setting, true);
   return problems.empty();
+}
+
+bool has_something_to_print(const ListsPrint& options) {
+  return !options.records.empty() || list_has_block(options.start) ||
+         list_has_block(options.line) || list_has_block(options.end);
 }
 
 void print_if_there(const std::string& block) {
@@ -170,6 +176,9 @@ int print_list(const ListsPrint& options, std::istream& input) {
   if (list_open(options.list, page) != kListDone) return kExitUnusable;
   Problems problems;
   if (!set_variables(options, problems)) return report_unusable(problems);
+  if (!has_something_to_print(options))
+    return report_unusable({options.list + ": nothing to print: no records, and no block " +
+                            options.start + ", " + options.line + " or " + options.end});
   if (list_has_block(options.header)) list_set_header(options.header);
   if (list_has_block(options.footer)) list_set_footer(options.footer);
   print_if_there(options.start);
