@@ -17,6 +17,13 @@ bool decimal_number(std::string_view text, double& number) {
   return true;
 }
 
+bool is_number_of_variable(std::string_view text, double& number) {
+  const std::string_view digits = text.substr(text.starts_with('-') ? 1 : 0);
+  const bool is_code =
+      digits.size() > 1 && digits[0] == '0' && digits[1] >= '0' && digits[1] <= '9';
+  return !is_code && decimal_number(text, number);
+}
+
 bool CsvRecord::begin(std::string& reason) {
   if (!latin1_.open("8859", reason)) return false;
   if (!rows_.next_header(reason)) return false;
@@ -78,10 +85,11 @@ void CsvRecord::set_variables() const {
     std::string_view name = column;
     if (name.ends_with(kFirst)) name.remove_suffix(kFirst.size());
     const Cell& cell = cells_[index];
+    double number = 0;
     if (cell.text.empty())
       list_unset(name);
-    else if (cell.is_number)
-      list_set(name, cell.number);
+    else if (is_number_of_variable(cell.text, number))
+      list_set(name, number);
     else
       list_set(name, cell.text);
   }

@@ -53,4 +53,8 @@ class CsvRecord : public ListRecord {
 // forms that data files are written out with, 1e-07.
 bool decimal_number(std::string_view text, double& number);
 
+// Whether a variable with this value is a number. One without a mask prints the number and not the
+// text, and of "01067" that would leave no postal code.
+bool is_number_of_variable(std::string_view text, double& number);
+
 }  // namespace marigold

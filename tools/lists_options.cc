@@ -88,7 +88,7 @@ void add_values(CLI::App& command, ListsPrint& options) {
   const auto values = [&](const char* name, std::vector<std::string>& target, const char* help) {
     command.add_option(name, target, help)->type_name("NAME=VALUE")->expected(1)->take_all();
   };
-  values("--set", options.variables, "A variable; a number when its value is one");
+  values("--set", options.variables, "A variable; a number when its value is one (01067 is a text)");
   values("--text", options.texts, "A variable with a text, though it may look like a number");
   command
       .add_option("--records", options.records,

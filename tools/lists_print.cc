@@ -112,7 +112,7 @@ bool set_variables(const ListsPrint& options, Problems& problems) {
     double number = 0;
     if (!split(setting, name, text))
       problems.push_back(option + setting + ": is not NAME=VALUE");
-    else if (!as_text && decimal_number(text, number))
+    else if (!as_text && is_number_of_variable(text, number))
       list_set(name, number);
     else if (latin1.to_bytes(text, value) == std::string::npos)
       list_set(name, value);

@@ -39,7 +39,9 @@ TEST_F(ListsPrintTest, RecordsAndVariablesFillThePages) {
       {{"print L -d . --records r.csv --set WHO=me", kPages},
        {"print L -d . --records r.csv --text WHO=me --to file out", "", ""},
        {"print L -d . --set WHO=1,50", "Kärnten 1\n\f", "Variable \"NAME\" nicht gesetzt!\n", 2},
-       {"print L -d . --header NONE --footer NONE --line END --text WHO=1,50", "1,50\n1,50\n\f"}});
+       {"print L -d . --header NONE --footer NONE --line END --text WHO=1,50", "1,50\n1,50\n\f"},
+       {"print L -d . --header NONE --footer NONE --line END --set WHO=01067", "01067\n01067\n\f"},
+       {"print L -d . --header NONE --footer NONE --line END --set WHO=-0,50", "-0,5\n-0,5\n\f"}});
   EXPECT_EQ(read_file("out"), kPages);
   expect({{"print L -d . --to file out", "", "Variable \"NAME\" nicht gesetzt!\nout: not written\n",
            2}});
