@@ -134,7 +134,7 @@ void place(const BlockStep& step, Run& run) {
 }
 
 void print_words(const BlockStep& step, Run& run) {
-  if (!step.is_alone) return run.text.add_words(step.instruction.text);
+  if (!step.has_markers) return run.text.add_words(step.instruction.text);
   run.text.print();
   page_print_marked(step.instruction.text, step.width, run.kind);
 }

@@ -8,7 +8,6 @@
 namespace marigold {
 namespace {
 
-constexpr std::string_view kApart = "\5\b";  // markers, and moving back to print over
 constexpr std::int32_t kMostCounted = 1'000'000;
 
 // False for one that is only known when the block is printed.
@@ -50,7 +49,7 @@ BlockStep step_of(const Instruction& instruction) {
       fix_place(step);
       break;
     case BlockCode::kText:
-      step.is_alone = instruction.text.find_first_of(kApart) != std::string_view::npos;
+      step.has_markers = instruction.text.find(kMarkerByte) != std::string_view::npos;
       step.width = width_of(instruction.text);
       break;
     case BlockCode::kField:

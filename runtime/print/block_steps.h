@@ -24,7 +24,7 @@ struct BlockStep {
   const Variable* variable = nullptr;  // of kField and kJump
   PlaceOrder place = {};               // of kPlace, when it is fixed
   bool is_fixed = false;               // it hangs on no variable
-  bool is_alone = false;               // kText that is more than characters in a row
+  bool has_markers = false;            // of kText
   std::size_t width = 0;               // of kText: of what is printed
 };
 

@@ -100,9 +100,7 @@ void BlockText::add_number(const NumberMask& mask, double number, const Instruct
   const bool as_it_is = field.width <= 0 || static_cast<std::size_t>(field.width) == size;
   if (!as_it_is || size == 0 || size > text_.size())
     return add_text(number_text(mask.text(), number), field);
-  char* const text = room(size);
-  mask.edit(number, text);
-  blank_controls(text, size);
+  mask.edit(number, room(size));
 }
 
 }  // namespace marigold

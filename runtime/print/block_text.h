@@ -17,8 +17,8 @@ class BlockText {
 
   // The words of the block itself, without markers.
   void add_words(std::string_view words);
-  // The functions below put blanks for control characters, which would be the printer's. Both align
-  // in the field's width, when it has one.
+  // Both align in the field's width, when it has one. Control characters of a text become blanks:
+  // the printer would take them for its own.
   void add_text(std::string_view text, const Instruction& field);
   void add_number(const NumberMask& mask, double number, const Instruction& field);
 

@@ -104,12 +104,23 @@ void buffer(std::string_view text) {
   append(text);
 }
 
+void put_backspaces(std::string_view backspaces) {
+  flush_text();
+  state.device->text(backspaces);
+}
+
 void put(std::string_view text) {
   if (!state.page_begun) begin_page();
   state.line_begun = true;
-  if (!text.starts_with(kBackspace)) return buffer(text);
-  flush_text();
-  state.device->text(text);
+  for (;;) {
+    const std::size_t plain = std::min(text.find(kBackspace), text.size());
+    buffer(text.substr(0, plain));
+    text.remove_prefix(plain);
+    if (text.empty()) return;
+    const std::size_t back = std::min(text.find_first_not_of(kBackspace), text.size());
+    put_backspaces(text.substr(0, back));
+    text.remove_prefix(back);
+  }
 }
 
 // ---- Header and footer texts

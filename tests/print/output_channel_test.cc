@@ -24,6 +24,17 @@ TEST_F(OutputChannelTest, HeaderAndFooterTextsStandOnEveryPage) {
   EXPECT_EQ(printed, "top 4\n" + std::string(251, 'x'));
 }
 
+TEST_F(OutputChannelTest, BackspacesComeApartFromText) {
+  OutputDevice device = kVisibleDevice;
+  device.text = [](std::string_view text) { printed.append(text).append("|"); };
+  channel_open("", 4, device);
+  channel_write("a");
+  channel_write("b\b\bc\b");
+  channel_write("\b");
+  EXPECT_EQ(channel_close(), 0);
+  EXPECT_EQ(printed, "ab|\b\b|c|\b|\b|");
+}
+
 TEST_F(OutputChannelTest, UnknownMarkersAndLongHeadersEndTheProgram) {
   channel_open("", 4, kVisibleDevice);
   for (const char* text : {"\5XX\5", "\5NL", "\5\5", "\5PAGE\5", "\5UEBERTRAG,5,#\5",
