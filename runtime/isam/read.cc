@@ -148,7 +148,7 @@ void stand_after_miss(Position& position, const Search& search) {
 // The entry some places further on, in the same leaf or in its neighbour; null where there is none.
 // Whoever looks at it only fetches ahead by it: a leaf that is being changed does no harm.
 const std::byte* entry_ahead(const File& file, std::size_t tree, Place place, int mode) {
-  constexpr std::uint32_t kAhead = 16;
+  constexpr std::uint32_t kAhead = 28;
   const PageHeader& header = page_header(file, place.page);
   const bool back = mode == kIsPrevious;
   std::uint32_t index = back ? place.index - kAhead : place.index + kAhead;
@@ -166,7 +166,7 @@ const std::byte* entry_ahead(const File& file, std::size_t tree, Place place, in
 // calls are dropped.
 [[gnu::always_inline]] inline void fetch_ahead(const File& file, std::size_t tree, Place place,
                                                int mode) {
-  if (place.index == 0) tree_fetch_leaf(file, page_header(file, place.page).next);
+  if (place.index == 0) tree_fetch(file, page_header(file, place.page).next);
   const std::byte* entry = entry_ahead(file, tree, place, mode);
   if (entry == nullptr) return;
   const SlotNumber slot = entry_number(file.trees[tree], entry);

@@ -46,7 +46,7 @@ class SlotHints {
   static constexpr std::size_t kFirstBuckets = 64;
   static constexpr std::size_t kMostBuckets = std::size_t{1} << 18;  // 16 MiB
   static constexpr std::uint32_t kPatience = 32;
-  static constexpr std::uint32_t kInterval = 8;
+  static constexpr std::uint32_t kInterval = 64;
 
   struct Entry {
     std::uint32_t tag = 0;

@@ -48,11 +48,13 @@ inline const std::byte* entry_at(const File& file, std::size_t tree, Place place
          std::size_t{place.index} * file.trees[tree].entry_length;
 }
 
-// Starts to fetch a leaf: one wait for memory in the place of one for each of the first halvings.
-[[gnu::always_inline]] inline void tree_fetch_leaf(const File& file, PageNumber page) {
+// Starts to fetch a node: one wait for memory in the place of one for each of the first halvings.
+// Of most nodes the last quarter is empty.
+[[gnu::always_inline]] inline void tree_fetch(const File& file, PageNumber page) {
   constexpr std::size_t kLine = 64;
+  constexpr std::size_t kFetched = kPageSize / 4 * 3;
   if (page >= file.verified.size()) return;
-  for (std::size_t at = 0; at < kPageSize; at += kLine)
+  for (std::size_t at = 0; at < kFetched; at += kLine)
     __builtin_prefetch(file.page(page) + at);
 }
 

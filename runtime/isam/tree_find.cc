@@ -97,6 +97,7 @@ bool descend(File& file, std::size_t tree, Path& path, Choose choose) {
     const std::uint32_t index = choose(page, count);
     path.nodes[level] = {page, index};
     page = child_at(file, tree, page, index);
+    if (level > 1) tree_fetch(file, page);  // the leaf is the caller's
   }
   path.nodes[0] = {page, 0};
   return true;
@@ -111,7 +112,7 @@ bool tree_approach(File& file, std::size_t tree, const Probe& probe, Path& path)
     return entries_before(entries_of(file, page) + shape.entry_length, count - 1,
                           shape.entry_length, comparison, true);
   });
-  if (sound) tree_fetch_leaf(file, path.nodes[0].page);
+  if (sound) tree_fetch(file, path.nodes[0].page);
   return sound;
 }
 

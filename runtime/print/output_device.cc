@@ -32,7 +32,7 @@ std::string_view control_string(Marker marker) {
 
 // ---- The printer. Its command is woken once for many lines.
 
-constexpr std::size_t kPrinterBuffer = std::size_t{64} << 10;
+constexpr std::size_t kPrinterBuffer = std::size_t{256} << 10;
 
 struct State {
   std::string bytes;
