@@ -43,14 +43,8 @@ void refuse(std::string_view name, const char* fault) {
 }
 
 int value_of(const BlockValue& value) {
-  switch (value.kind) {
-    case BlockValue::Kind::kInteger:
-      return block_count(value.integer);
-    case BlockValue::Kind::kNumber:
-      return block_count(value.number);
-    case BlockValue::Kind::kVariable:
-      break;
-  }
+  int count = 0;
+  if (block_count_known(value, count)) return count;
   const Variable& variable = *variable_place(value.variable, value.generation);
   const char* fault = fault_of(variable, Wanted::kNumber);
   if (fault == nullptr) return block_count(variable.number);
@@ -101,8 +95,9 @@ void print_value(const BlockStep& step, const ListFieldValue& value, Run& run) {
     run.text.add_number(step.mask, value.number, field);
   else if (value.is_number && (!value.mask.empty() || value.text.empty()))
     run.text.add_number(NumberMask(value.mask), value.number, field);
-  else
-    run.text.add_text(value.text, field);
+  else  // a copy: what is printed on the way may be a header, which asks the record for something
+        // else
+    run.text.add_text(std::string(value.text), field);
   add_to_total(field.total, value.number, run);
 }
 

@@ -10,20 +10,13 @@ namespace {
 
 constexpr std::int32_t kMostCounted = 1'000'000;
 
-// False for one that is only known when the block is printed.
-bool known(const BlockValue& value, int& number) {
-  if (value.kind == BlockValue::Kind::kVariable) return false;
-  const bool is_integer = value.kind == BlockValue::Kind::kInteger;
-  number = is_integer ? block_count(value.integer) : block_count(value.number);
-  return true;
-}
-
 void fix_place(BlockStep& step) {
   const auto& values = step.instruction.values;
   int line_mode = 0;
   int column_mode = 0;
-  step.is_fixed = known(values[0], line_mode) && known(values[1], step.place.line) &&
-                  known(values[2], column_mode) && known(values[3], step.place.column);
+  step.is_fixed =
+      block_count_known(values[0], line_mode) && block_count_known(values[1], step.place.line) &&
+      block_count_known(values[2], column_mode) && block_count_known(values[3], step.place.column);
   step.place.line_mode = static_cast<PlaceMode>(line_mode);
   step.place.column_mode = static_cast<PlaceMode>(column_mode);
 }
@@ -72,14 +65,18 @@ std::vector<BlockStep> block_steps(const BlockInstructions& block) {
   return steps;
 }
 
-int block_count(std::int32_t number) {
-  return std::clamp(number, -kMostCounted, kMostCounted);
-}
-
 int block_count(double number) {
   constexpr double kMost = kMostCounted;
   return number > -kMost ? static_cast<int>(std::floor(std::min(number, kMost) + 0.5))
                          : -kMostCounted;
+}
+
+bool block_count_known(const BlockValue& value, int& count) {
+  if (value.kind == BlockValue::Kind::kVariable) return false;
+  const bool is_integer = value.kind == BlockValue::Kind::kInteger;
+  count = is_integer ? std::clamp(value.integer, -kMostCounted, kMostCounted)
+                     : block_count(value.number);
+  return true;
 }
 
 }  // namespace marigold

@@ -32,7 +32,8 @@ struct BlockStep {
 std::vector<BlockStep> block_steps(const BlockInstructions& block);
 
 // A number of characters, lines or columns out of a block: of a size that can be reckoned with.
-int block_count(std::int32_t number);
 int block_count(double number);
+// The same of a value; false for a variable's, which is only known when the block is printed.
+bool block_count_known(const BlockValue& value, int& count);
 
 }  // namespace marigold

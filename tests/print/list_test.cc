@@ -281,6 +281,27 @@ TEST_F(ListTest, VariablesAreKnownByTheirWholeNameAndGeneration) {
   EXPECT_EQ(place->text, "again");
 }
 
+// The header is printed for the first piece of a long line, before the rest of it.
+TEST_F(ListTest, AHeaderMayAskTheRecordWhileItsTextIsPrinted) {
+  struct Fields : ListRecord {
+    bool get(std::string_view field, int /*element*/, ListFieldValue& value) const override {
+      text.assign(300, field[0]);
+      value = {.text = text};
+      return true;
+    }
+    mutable std::string text;
+  } fields;
+  write_list({.page_length = 4, .last_line = 4},
+             {{"HEADER", {{.code = kRecordField, .text = "H", .width = 2}}},
+              {"LINE", {{.code = kRecordField, .text = "B"}}}});
+  list_open("L");
+  list_set_header("HEADER");
+  list_set_record(&fields);
+  list_print("LINE");
+  list_close();
+  EXPECT_TRUE(printed.starts_with("[10Z]HH\n" + std::string(300, 'B') + "\n")) << printed;
+}
+
 TEST_F(ListTest, TotalsAreCarriedOver) {
   const Instruction add = {
       .code = kField, .text = "N", .alignment = Alignment::kMask, .mask = "##0", .total = 4};
