@@ -6,10 +6,11 @@
 // amount by masks, a footer with a carried total. Prints CSV: target,pages,seconds,pages_per_s,
 // bytes,peak_kib. Targets: `device` a printer that takes the bytes and does nothing, `command` the
 // printer pipe with `cat >/dev/null` behind it, `screen` the files of the viewer, `write` as many
-// bytes as those have and nothing else, in the same pieces: what the system takes for them. Both
-// twice, since memory that a virtual machine has not used before costs its host as much as the
-// rest. Then `pr` and `groff -Tlatin1` paging the same lines from a file (groff a tenth of them);
-// their peak is not known. Peaks only grow: a list of a tenth of the pages is printed first.
+// bytes as those have and nothing else, in the same pieces: what the system takes for them. That
+// stands first, in memory that nobody has used for a while, and again behind each `screen`: a
+// virtual machine may have given its free memory back, and getting it again takes longer than
+// printing. Then `pr` and `groff -Tlatin1` paging the same lines from a file (groff a tenth of
+// them); their peak is not known. Peaks only grow: a list of a tenth of the pages is printed first.
 
 #include <stdlib.h>
 #include <sys/resource.h>
@@ -208,7 +209,16 @@ void to_screen(int pages) {
   row("screen", pages, seconds);
   list_to_device(nullptr);
   screen_output_remove();
+}
+
+void to_screen_and_write(int pages) {
+  to_screen(pages / 10);
+  bytes = bytes / static_cast<std::uint64_t>(pages / 10) * static_cast<std::uint64_t>(pages);
   write_only(pages);
+  for (int turn = 0; turn < 2; ++turn) {
+    to_screen(pages);
+    write_only(pages);
+  }
 }
 
 void to_others(int pages) {
@@ -247,8 +257,7 @@ void run(int pages, const std::string& only) {
     if (wanted("device")) to_device(count);
     if (wanted("command")) to_command(count);
   }
-  for (int turn = 0; turn < 2 && wanted("screen"); ++turn)
-    to_screen(pages);
+  if (wanted("screen")) to_screen_and_write(pages);
   if (wanted("others")) to_others(pages);
 }
 

@@ -10,6 +10,7 @@
 
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/file.h"
+#include "runtime/platform/passing_files.h"
 #include "runtime/platform/record_file.h"
 #include "runtime/platform/stop_signals.h"
 #include "runtime/print/display_record.h"
@@ -32,6 +33,7 @@ class TemporaryFile {
   int create() {
     discard();
     if (const int failed = file_remove(path_)) return failed;
+    passing_file_note(path_);
     bool made = false;
     if (const int failed = RecordFile::create(path_, made)) return failed;
     if (!made) return EEXIST;
@@ -63,7 +65,10 @@ class TemporaryFile {
     written_ = 0;
   }
 
-  [[nodiscard]] int remove() const { return file_remove(path_); }
+  [[nodiscard]] int remove() const {
+    passing_file_forget(path_);
+    return file_remove(path_);
+  }
   [[nodiscard]] const char* path() const { return path_; }
 
  private:

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <iterator>
 
+#include "runtime/platform/passing_files.h"
 #include "runtime/wi/console_tty_posix.h"
 
 namespace marigold {
@@ -60,8 +61,10 @@ void wake() {
 // Blocked during its own handler, the signal takes effect when that returns; a fault happens again.
 void end_process(int signal) {
   const int error = errno;
+  const struct sigaction& former = state.former[index_of(signal)];
   tty_restore(kPatience);
-  sigaction(signal, &state.former[index_of(signal)], nullptr);
+  if (former.sa_handler == SIG_DFL) passing_files_remove();  // a handler may go on
+  sigaction(signal, &former, nullptr);
   raise(signal);
   errno = error;
 }

@@ -6,6 +6,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
 
 #include "runtime/core/user_interface.h"
 #include "tests/print/size_limit.h"
@@ -173,6 +176,44 @@ TEST_F(ScreenOutputTest, FilesThatCannotBeMadeAreToldAndWhatIsInTheWayGoes) {
   screen_output_end();
   EXPECT_FALSE(std::filesystem::exists("DRUCK.TMP"));
   std::filesystem::remove_all("VIDEO.TMP");
+}
+
+void ignore(int /*signal*/) {}
+
+// A file of whoever comes next, who is not concerned.
+void leave_a_file() {
+  screen_output_remove();
+  std::ofstream("DRUCK.TMP").flush();
+  std::ofstream("VIDEO.TMP").flush();
+}
+
+TEST_F(ScreenOutputTest, ASignalThatEndsTheProcessTakesTheFilesAlong) {
+  const auto dies = [](int status) { return WIFSIGNALED(status); };
+  const auto goes_on = [](int status) { return WIFEXITED(status); };
+  const struct {
+    int signal;
+    void (*handler)(int);
+    void (*at_last)();
+    bool (*outcome)(int);
+    bool left;
+  } cases[] = {
+      {SIGINT, SIG_DFL, nullptr, dies, false},   {SIGTERM, SIG_DFL, nullptr, dies, false},
+      {SIGHUP, SIG_DFL, nullptr, dies, false},   {SIGHUP, SIG_IGN, nullptr, goes_on, true},
+      {SIGTERM, ignore, nullptr, goes_on, true}, {SIGTERM, SIG_DFL, leave_a_file, dies, true},
+  };
+  for (const auto& row : cases) {
+    const auto run = [&] {
+      screen_output_remove();
+      std::signal(row.signal, row.handler);
+      screen_output_start();
+      if (row.at_last != nullptr) row.at_last();
+      raise(row.signal);
+      std::_Exit(0);
+    };
+    EXPECT_EXIT(run(), row.outcome, "") << row.signal;
+    EXPECT_EQ(std::filesystem::exists("DRUCK.TMP"), row.left) << row.signal;
+    EXPECT_EQ(std::filesystem::exists("VIDEO.TMP"), row.left) << row.signal;
+  }
 }
 
 }  // namespace

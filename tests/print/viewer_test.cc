@@ -334,16 +334,23 @@ void run_program() {
   runtime_end();
 }
 
-TEST(ViewerTerminalTest, AListIsChosenShownAndLeft) {
-  const WorkDirectory directory;
-  TerminalSession session(run_program);
-  const auto shows = [&](int row, const std::string& text) {
+struct ViewerTerminalTest : testing::Test {
+  bool shows(int row, const std::string& text) {
     return session.wait_until(
         [&] { return session.emulator.row_text(row).find(text) != std::string::npos; });
-  };
-  ASSERT_TRUE(shows(13, "Bildschirm"));
-  session.type("b\r");
-  ASSERT_TRUE(shows(1, "1-1:1-1"));
+  }
+  void choose_the_screen() {
+    ASSERT_TRUE(shows(13, "Bildschirm"));
+    session.type("b\r");
+    ASSERT_TRUE(shows(1, "1-1:1-1"));
+  }
+
+  WorkDirectory directory;
+  TerminalSession session{run_program};
+};
+
+TEST_F(ViewerTerminalTest, AListIsChosenShownAndLeft) {
+  choose_the_screen();
   session.type("*+\x1b[B");
   EXPECT_TRUE(shows(1, "2-21:81-1"));
   EXPECT_TRUE(shows(3, "line 81"));
@@ -354,6 +361,17 @@ TEST(ViewerTerminalTest, AListIsChosenShownAndLeft) {
   EXPECT_EQ(session.outcome(), 0);
   EXPECT_TRUE(session.restored());
   EXPECT_FALSE(std::filesystem::exists("VIDEO.TMP"));
+}
+
+TEST_F(ViewerTerminalTest, ASignalThatEndsItLeavesNothingBehind) {
+  choose_the_screen();
+  for (const char* file : {"DRUCK.TMP", "VIDEO.TMP"})
+    ASSERT_TRUE(std::filesystem::exists(file));
+  session.send(SIGHUP);
+  EXPECT_EQ(session.outcome(), SIGHUP);
+  EXPECT_TRUE(session.restored());
+  for (const char* file : {"DRUCK.TMP", "VIDEO.TMP"})
+    EXPECT_FALSE(std::filesystem::exists(file));
 }
 
 }  // namespace

@@ -1,0 +1,18 @@
+// Files that nobody needs without the process that made them: when a signal asks it to end
+// (interrupt, termination, hang-up) they are removed first.
+//
+// For processes of one thread.
+#pragma once
+
+namespace marigold {
+
+// From now on; four files at most, further ones stay. The path must live as long as it is noted,
+// and mean the same file then. A signal that is ignored, or that the program handles itself, does
+// not remove anything: the process goes on.
+void passing_file_note(const char* path);
+void passing_file_forget(const char* path);
+
+// Removes them. For handlers of signals that end the process, where it is safe to call.
+void passing_files_remove();
+
+}  // namespace marigold
