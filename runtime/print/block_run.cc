@@ -95,8 +95,7 @@ void print_value(const BlockStep& step, const ListFieldValue& value, Run& run) {
     run.text.add_number(step.mask, value.number, field);
   else if (value.is_number && (!value.mask.empty() || value.text.empty()))
     run.text.add_number(NumberMask(value.mask), value.number, field);
-  else  // a copy: what is printed on the way may be a header, which asks the record for something
-        // else
+  else  // a copy: a header that is printed on the way may ask the record for something else
     run.text.add_text(std::string(value.text), field);
   add_to_total(field.total, value.number, run);
 }
@@ -215,7 +214,8 @@ void obey(const BlockStep& step, Run& run) {
 }
 
 Block& block_entry(std::string_view name) {
-  if (list().last_block != nullptr && list().last_block->first == name)
+  // Compared in place: the operator would call into the library, for each line of a list.
+  if (list().last_block != nullptr && std::ranges::equal(list().last_block->first, name))
     return list().last_block->second;
   auto known = list().blocks.find(name);
   if (known == list().blocks.end()) {

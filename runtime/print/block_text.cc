@@ -80,7 +80,7 @@ void BlockText::add_blanks(std::size_t count) {
 
 void BlockText::add_aligned(std::string_view text, const Instruction& field) {
   const auto width = static_cast<std::size_t>(std::min(field.width, kWidestLine));
-  text = text.substr(0, width);
+  text.remove_suffix(text.size() - std::min(text.size(), width));
   const std::size_t missing = width - text.size();
   const bool left = field.alignment == Alignment::kLeft;
   if (!left) add_blanks(missing);

@@ -108,7 +108,9 @@ bool variable_set(std::string_view name, std::int32_t generation, double number)
 bool variable_set(std::string_view name, std::int32_t generation, std::string_view text) {
   Variable* variable = to_be_set(name, generation, VariableKind::kText);
   if (variable == nullptr) return false;
-  variable->text = text;
+  // In the same memory: an assignment would look whether the text is a part of itself.
+  variable->text.clear();
+  variable->text.append(text);
   return true;
 }
 

@@ -85,7 +85,7 @@ void round_exactly(double value, std::size_t fraction_places, Digits& digits) {
 // Numbers of everyday size that are not near the middle between two roundings, as a whole number of
 // their last place: a product of floating-point numbers cannot be mistaken there. False for others.
 bool round_quickly(double value, std::size_t fraction_places, std::uint64_t& number) {
-  constexpr std::array kPowers = {1.0, 10.0, 100.0, 1e3, 1e4, 1e5, 1e6};
+  static constexpr std::array kPowers = {1.0, 10.0, 100.0, 1e3, 1e4, 1e5, 1e6};
   constexpr double kMost = 1e11;
   constexpr double kNearMiddle = 1e-3;
   if (fraction_places >= kPowers.size()) return false;
@@ -97,6 +97,16 @@ bool round_quickly(double value, std::size_t fraction_places, std::uint64_t& num
   number = static_cast<std::uint64_t>(rest > 0 ? whole + 1 : whole);
   return true;
 }
+
+// "00" to "99": two digits of a number at a time.
+constexpr std::array kPairs = [] {
+  std::array<char, 200> pairs{};
+  for (std::size_t i = 0; i < pairs.size(); ++i) {
+    const std::size_t number = i / 2;
+    pairs[i] = static_cast<char>('0' + (i % 2 == 0 ? number / 10 : number % 10));
+  }
+  return pairs;
+}();
 
 // Puts digits, right-aligned, into the places of the part before the comma.
 void fill_whole(char* part, std::size_t length, std::size_t blank_places, const char* digits) {
@@ -133,6 +143,8 @@ NumberMask::NumberMask(std::string_view text)
 void NumberMask::count_places() {
   const std::size_t shown_from = std::min(text_.find('0'), comma_);
   std::size_t place = whole_places_ + fraction_places_;
+  for (std::size_t i = 0; i < std::min<std::size_t>(place, kMostDigits); ++i)
+    most_ = 10 * most_ + 9;
   for (std::size_t at = 0; at < text_.size(); ++at) {
     const char c = text_[at];
     const bool shown = at >= shown_from;
@@ -164,15 +176,16 @@ bool NumberMask::fill(double value, char* edited) const {
 }
 
 bool NumberMask::fill_quickly(std::uint64_t number, char* edited) const {
+  if (number > most_) return false;
   std::memcpy(edited, zero_.data(), text_.size());
-  const std::size_t places = whole_places_ + fraction_places_;
-  std::size_t first = text_.size();  // where a digit stands
-  for (std::size_t place = 0; number != 0; ++place) {
-    if (place == places) return false;
-    first = places_[place];
-    edited[first] = static_cast<char>('0' + number % 10);
-    number /= 10;
+  const std::uint8_t* place = places_.data();
+  for (; number >= 10; number /= 100) {
+    const char* const pair = &kPairs[number % 100 * 2];
+    edited[*place++] = pair[1];
+    edited[*place++] = pair[0];
   }
+  if (number > 0) edited[*place++] = static_cast<char>('0' + number);
+  const std::size_t first = place == places_.data() ? text_.size() : place[-1];
   for (std::size_t point = 0; point < point_count_; ++point)
     if (points_[point] > first) edited[points_[point]] = '.';
   return true;

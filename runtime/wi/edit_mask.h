@@ -36,6 +36,7 @@ class NumberMask {
  private:
   // Longer masks than anyone needs are edited all the same, but not as quickly.
   static constexpr std::size_t kQuickSize = 32;
+  static constexpr std::size_t kMostDigits = 19;  // of any 64-bit number
 
   void count_places();
   bool fill(double value, char* edited) const;
@@ -52,6 +53,7 @@ class NumberMask {
   std::array<std::uint8_t, kQuickSize> places_ = {};  // where digits stand, from the last one
   std::array<std::uint8_t, kQuickSize> points_ = {};  // blank in `zero_`, shown behind a digit
   std::size_t point_count_ = 0;
+  std::uint64_t most_ = 0;  // as a whole number of the last place: what fits
 };
 
 std::string edit_number(std::string_view mask, double value);
