@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "runtime/print/number_text.h"
 
@@ -47,19 +48,8 @@ void blank_controls(char* text, std::size_t size) {
 
 }  // namespace
 
-// At most as many as a line is wide; they are taken as written.
-char* BlockText::room(std::size_t size) {
-  if (size > text_.size() - length_) print();
-  char* const begin = text_.data() + length_;
-  length_ += size;
-  return begin;
-}
-
-void BlockText::print() {
-  if (length_ == 0) return;
-  const std::size_t length = length_;
-  length_ = 0;
-  page_print({text_.data(), length}, kind_);
+void BlockText::print_some() {
+  page_print({text_.data(), std::exchange(length_, 0)}, kind_);
 }
 
 void BlockText::add_words(std::string_view words) {
@@ -74,18 +64,16 @@ void BlockText::add_piece(std::string_view piece) {
   blank_controls(text, piece.size());
 }
 
-void BlockText::add_blanks(std::size_t count) {
-  std::memset(room(count), ' ', count);
-}
-
 void BlockText::add_aligned(std::string_view text, const Instruction& field) {
   const auto width = static_cast<std::size_t>(std::min(field.width, kWidestLine));
-  text.remove_suffix(text.size() - std::min(text.size(), width));
-  const std::size_t missing = width - text.size();
+  const std::size_t size = std::min(text.size(), width);
+  const std::size_t missing = width - size;
   const bool left = field.alignment == Alignment::kLeft;
-  if (!left) add_blanks(missing);
-  add_piece(text);
-  if (left) add_blanks(missing);
+  char* const begin = room(width);
+  char* const piece = left ? begin : begin + missing;
+  std::memset(left ? begin + size : begin, ' ', missing);
+  text.copy(piece, size);
+  blank_controls(piece, size);
 }
 
 void BlockText::add_text(std::string_view text, const Instruction& field) {

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstddef>
 #include <string_view>
+#include <utility>
 
 #include "runtime/print/block_steps.h"
 #include "runtime/print/list_state.h"
@@ -23,12 +24,18 @@ class BlockText {
   void add_number(const NumberMask& mask, double number, const Instruction& field);
 
   // Prints what has been added, where the block stands (page_print).
-  void print();
+  void print() {
+    if (length_ > 0) print_some();
+  }
 
  private:
-  char* room(std::size_t size);
+  void print_some();
+  // At most as many as a line is wide; they are taken as written.
+  char* room(std::size_t size) {
+    if (size > text_.size() - length_) print();
+    return text_.data() + std::exchange(length_, length_ + size);
+  }
   void add_piece(std::string_view piece);
-  void add_blanks(std::size_t count);
   void add_aligned(std::string_view text, const Instruction& field);
 
   BlockKind kind_;
