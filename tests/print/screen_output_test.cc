@@ -191,15 +191,15 @@ TEST_F(ScreenOutputTest, ASignalThatEndsTheProcessTakesTheFilesAlong) {
   const auto dies = [](int status) { return WIFSIGNALED(status); };
   const auto goes_on = [](int status) { return WIFEXITED(status); };
   const struct {
-    int signal;
     void (*handler)(int);
     void (*at_last)();
     bool (*outcome)(int);
+    int signal;
     bool left;
   } cases[] = {
-      {SIGINT, SIG_DFL, nullptr, dies, false},   {SIGTERM, SIG_DFL, nullptr, dies, false},
-      {SIGHUP, SIG_DFL, nullptr, dies, false},   {SIGHUP, SIG_IGN, nullptr, goes_on, true},
-      {SIGTERM, ignore, nullptr, goes_on, true}, {SIGTERM, SIG_DFL, leave_a_file, dies, true},
+      {SIG_DFL, nullptr, dies, SIGINT, false},   {SIG_DFL, nullptr, dies, SIGTERM, false},
+      {SIG_DFL, nullptr, dies, SIGHUP, false},   {SIG_IGN, nullptr, goes_on, SIGHUP, true},
+      {ignore, nullptr, goes_on, SIGTERM, true}, {SIG_DFL, leave_a_file, dies, SIGTERM, true},
   };
   for (const auto& row : cases) {
     const auto run = [&] {
