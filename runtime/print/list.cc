@@ -141,6 +141,25 @@ void end_last_page() {
   page_eject(false);
 }
 
+// Gives the device all that there is; false when it has not taken it. The list is no more then.
+bool finish() {
+  progress_end();
+  end_last_page();
+  if (state.list.files != nullptr) list_records_close(*state.list.files);
+  const bool complete = channel_close() == 0;
+  state.list = {};
+  open_subsystems().print_engine = false;
+  return complete;
+}
+
+// The program ends without having closed its list. What it printed is on its way to paper; who was
+// to see it on the screen has left.
+void end_with_program() {
+  const bool to_screen = state.list.to_screen;
+  finish();
+  if (to_screen) screen_output_remove();
+}
+
 }  // namespace
 
 ListState& list_state() {
@@ -169,6 +188,7 @@ int list_open(std::string_view name, const ListOptions& options) {
   state.list.today = print_today();
   variables_clear();
   open_subsystems().print_engine = true;
+  open_subsystems().end_print_engine = end_with_program;
   state.list.to_screen = state.choice.to_screen && state.choice.device == nullptr;
   int result = kListDone;
   if (state.list.to_screen)
@@ -188,16 +208,11 @@ int list_open(std::string_view name, const ListOptions& options) {
 
 std::string list_close(bool* complete) {
   if (!state.list.open) raise_fatal(kAlreadyClosed);
-  progress_end();
-  end_last_page();
   std::string output = state.list.properties.output;
-  if (state.list.files != nullptr) list_records_close(*state.list.files);
-  const int failed = channel_close();
-  if (complete != nullptr) *complete = failed == 0;
-  const bool to_screen = state.list.to_screen;
   const std::string name = output.empty() ? state.list.name : output;
-  state.list = {};
-  open_subsystems().print_engine = false;
+  const bool to_screen = state.list.to_screen;
+  const bool taken = finish();
+  if (complete != nullptr) *complete = taken;
   if (to_screen) {
     show_viewer(name);
     screen_output_remove();

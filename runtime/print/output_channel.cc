@@ -213,6 +213,7 @@ void channel_open(std::string_view name, int page_length, const OutputDevice& de
   state.page_length = page_length;
   state.today = print_today();
   open_subsystems().print_output = true;
+  open_subsystems().end_print_output = [] { channel_close(); };
 }
 
 bool channel_is_open() {

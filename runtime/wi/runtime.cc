@@ -30,6 +30,8 @@ void runtime_start(const char* program) {
 
 void runtime_end() {
   const OpenSubsystems open = open_subsystems();
+  if (open.print_engine) open.end_print_engine();  // and its output, if that is the engine's
+  if (open_subsystems().print_output) open.end_print_output();
   if (open.data_files) data_close_all();
   if (open.path_locks) path_lock_release_all();
   if (open.window_system) {

@@ -1,5 +1,7 @@
 // The user at the screen: the progress line, stopping a list, looking at one.
 
+#include "runtime/print/output_channel.h"
+#include "runtime/wi/runtime.h"
 #include "runtime/wi/wi.h"
 #include "tests/print/list_support.h"
 #include "tests/support/recording_console.h"
@@ -82,6 +84,24 @@ TEST_F(ListScreenTest, AListForTheScreenIsShownWhenItIsClosed) {
   EXPECT_TRUE(list_check_abort());
   list_close();
   EXPECT_EQ(told, "VIDEO.TMP: Directory not empty \n");
+}
+
+TEST_F(ListScreenTest, TheEndOfTheProgramEndsItsListAndShowsNone) {
+  list_open("L", {.show_progress = true});
+  list_print("B");
+  runtime_end();
+  EXPECT_EQ(printed, "[10Z]b\n\n\n\n====\n");
+  channel_open("", 4, kVisibleDevice);
+  channel_write("without a list");
+  runtime_end();
+  EXPECT_TRUE(printed.ends_with("\nwithout a list")) << printed;
+  list_to_device(nullptr);
+  list_to_screen(true);
+  list_open("L");
+  list_print("B");
+  runtime_end();
+  EXPECT_FALSE(recording().keyboard_lost);
+  EXPECT_FALSE(std::filesystem::exists("VIDEO.TMP") || std::filesystem::exists("DRUCK.TMP"));
 }
 
 }  // namespace
