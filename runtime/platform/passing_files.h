@@ -1,5 +1,5 @@
-// Files that nobody needs without the process that made them: when a signal asks it to end
-// (interrupt, termination, hang-up) they are removed first.
+// Files that nobody needs without the process that made them: they are removed when it exits, when
+// a signal asks it to end (interrupt, termination, hang-up), and when it gives up (abort).
 //
 // For processes of one thread.
 #pragma once

@@ -7,15 +7,17 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 
 namespace marigold {
 namespace {
 
-constexpr int kEndSignals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int kEndSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGABRT};
 
 using NotedPath = std::atomic<const char*>;
 static_assert(NotedPath::is_always_lock_free, "a handler reads them");
 std::array<NotedPath, 4> paths{};
+std::atomic<pid_t> owner = 0;  // a child's death leaves the files of its parent
 
 bool has_handler(int signal, void (*handler)(int)) {
   struct sigaction action {};
@@ -49,6 +51,7 @@ bool exchange_path(const char* from, const char* to) {
 }  // namespace
 
 void passing_file_note(const char* path) {
+  if (owner.exchange(getpid()) == 0) std::atexit(passing_files_remove);
   if (exchange_path(path, path) || !exchange_path(nullptr, path)) return;
   exchange_handlers(SIG_DFL, end_process);
 }
@@ -60,6 +63,7 @@ void passing_file_forget(const char* path) {
 }
 
 void passing_files_remove() {
+  if (owner != getpid()) return;
   for (const NotedPath& path : paths)
     if (const char* const noted = path) unlink(noted);
 }

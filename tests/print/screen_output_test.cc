@@ -3,10 +3,13 @@
 #include "runtime/print/screen_output.h"
 
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -187,7 +190,14 @@ void leave_a_file() {
   std::ofstream("VIDEO.TMP").flush();
 }
 
-TEST_F(ScreenOutputTest, ASignalThatEndsTheProcessTakesTheFilesAlong) {
+void leave_it_to_a_child() {
+  const pid_t child = fork();
+  if (child == 0) raise(SIGTERM);
+  waitpid(child, nullptr, 0);
+  std::_Exit(0);
+}
+
+TEST_F(ScreenOutputTest, TheEndOfTheProcessTakesTheFilesAlong) {
   const auto dies = [](int status) { return WIFSIGNALED(status); };
   const auto goes_on = [](int status) { return WIFEXITED(status); };
   const struct {
@@ -197,14 +207,20 @@ TEST_F(ScreenOutputTest, ASignalThatEndsTheProcessTakesTheFilesAlong) {
     int signal;
     bool left;
   } cases[] = {
-      {SIG_DFL, nullptr, dies, SIGINT, false},   {SIG_DFL, nullptr, dies, SIGTERM, false},
-      {SIG_DFL, nullptr, dies, SIGHUP, false},   {SIG_IGN, nullptr, goes_on, SIGHUP, true},
-      {ignore, nullptr, goes_on, SIGTERM, true}, {SIG_DFL, leave_a_file, dies, SIGTERM, true},
+      {SIG_DFL, nullptr, dies, SIGINT, false},
+      {SIG_DFL, nullptr, dies, SIGTERM, false},
+      {SIG_DFL, nullptr, dies, SIGHUP, false},
+      {SIG_IGN, nullptr, goes_on, SIGHUP, true},
+      {ignore, nullptr, goes_on, SIGTERM, true},
+      {SIG_DFL, leave_a_file, dies, SIGTERM, true},
+      {SIG_DFL, nullptr, dies, SIGABRT, false},
+      {SIG_DFL, [] { std::exit(0); }, goes_on, 0, false},
+      {SIG_DFL, leave_it_to_a_child, goes_on, 0, true},
   };
   for (const auto& row : cases) {
     const auto run = [&] {
       screen_output_remove();
-      std::signal(row.signal, row.handler);
+      if (row.signal != 0) std::signal(row.signal, row.handler);
       screen_output_start();
       if (row.at_last != nullptr) row.at_last();
       raise(row.signal);
