@@ -12,7 +12,8 @@ namespace marigold {
 void passing_file_note(const char* path);
 void passing_file_forget(const char* path);
 
-// Removes them. For handlers of signals that end the process, where it is safe to call.
+// Removes them, in the process that noted them. For handlers of signals that end it, where it is
+// safe to call.
 void passing_files_remove();
 
 }  // namespace marigold

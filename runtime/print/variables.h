@@ -29,7 +29,8 @@ struct Variable {
 // No variables, all registers 0.
 void variables_clear();
 
-// False when it would be one more than there is room for.
+// False when it would be one more than there is room for. The text is copied, and must not be that
+// of the variable itself.
 bool variable_set(std::string_view name, std::int32_t generation, double number);
 bool variable_set(std::string_view name, std::int32_t generation, std::string_view text);
 void variable_unset(std::string_view name, std::int32_t generation);

@@ -12,9 +12,10 @@ namespace marigold {
 // Without a terminal it says so on standard error and ends the process with status 1.
 void runtime_start(const char* program);
 
-// Closes what is open: a list, whose last page reaches the printer (but no viewer is shown), data
-// files, path locks, windows and terminal, the program status file (with a normal end). What was
-// not open is passed over, so a second call does nothing.
+// Closes what is open: a list, whose last page reaches the printer (but no viewer is shown), or the
+// output of a program that prints without one, data files, path locks, windows and terminal, the
+// program status file (with a normal end). What was not open is passed over, so a second call does
+// nothing.
 void runtime_end();
 
 }  // namespace marigold

@@ -199,7 +199,7 @@ void leave_it_to_a_child() {
 
 TEST_F(ScreenOutputTest, TheEndOfTheProcessTakesTheFilesAlong) {
   const auto dies = [](int status) { return WIFSIGNALED(status); };
-  const auto goes_on = [](int status) { return WIFEXITED(status); };
+  const auto exits = [](int status) { return WIFEXITED(status); };
   const struct {
     void (*handler)(int);
     void (*at_last)();
@@ -210,12 +210,12 @@ TEST_F(ScreenOutputTest, TheEndOfTheProcessTakesTheFilesAlong) {
       {SIG_DFL, nullptr, dies, SIGINT, false},
       {SIG_DFL, nullptr, dies, SIGTERM, false},
       {SIG_DFL, nullptr, dies, SIGHUP, false},
-      {SIG_IGN, nullptr, goes_on, SIGHUP, true},
-      {ignore, nullptr, goes_on, SIGTERM, true},
+      {SIG_IGN, nullptr, exits, SIGHUP, true},
+      {ignore, nullptr, exits, SIGTERM, true},
       {SIG_DFL, leave_a_file, dies, SIGTERM, true},
       {SIG_DFL, nullptr, dies, SIGABRT, false},
-      {SIG_DFL, [] { std::exit(0); }, goes_on, 0, false},
-      {SIG_DFL, leave_it_to_a_child, goes_on, 0, true},
+      {SIG_DFL, [] { std::exit(0); }, exits, 0, false},
+      {SIG_DFL, leave_it_to_a_child, exits, 0, true},
   };
   for (const auto& row : cases) {
     const auto run = [&] {
