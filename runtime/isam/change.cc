@@ -210,14 +210,17 @@ PageNumber page_take(File& file) {
 
 void page_give(File& file, PageNumber number) {
   Contents& contents = file.contents();
-  save(file, Side::kIndex, file.page(number), sizeof(PageHeader));
-  *reinterpret_cast<PageHeader*>(file.page(number)) =
-      PageHeader{.check = 0,
-                 .kind = kFreePage,
-                 .tree = 0,
-                 .count = 0,
-                 .previous = 0,
-                 .next = static_cast<PageNumber>(contents.free_page)};
+  auto& header = *reinterpret_cast<PageHeader*>(file.page(number));
+  // Whole: the same change may take the page again, and write over it.
+  save(file, Side::kIndex, file.page(number), sizeof header + node_space(header));
+  header = PageHeader{.check = 0,
+                      .kind = kFreePage,
+                      .tree = 0,
+                      .count = 0,
+                      .previous = 0,
+                      .next = static_cast<PageNumber>(contents.free_page),
+                      .prefix = 0,
+                      .kept = 0};
   contents.free_page = number;
   ++contents.free_pages;
 }

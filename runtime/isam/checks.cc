@@ -26,12 +26,10 @@ std::uint32_t header_check(const IndexHeader& header) {
 
 // Of the header and the entries: what lies behind them means nothing, and undoing a change does not
 // restore it.
-std::uint32_t page_check(const File& file, const std::byte* page) {
+std::uint32_t page_check(const std::byte* page) {
   const auto* header = reinterpret_cast<const PageHeader*>(page);
   std::size_t length = sizeof(PageHeader);
-  if (header->kind != kFreePage && header->tree < file.trees.size()) {
-    length += std::size_t{header->count} * file.trees[header->tree].entry_length;
-  }
+  if (header->kind != kFreePage) length += node_space(*header);
   length = std::min<std::size_t>(length, kPageSize);
   const std::uint32_t check = checksum(std::span(page, length).subspan(sizeof(PageHeader::check)));
   return check == 0 ? 1 : check;
@@ -40,7 +38,7 @@ std::uint32_t page_check(const File& file, const std::byte* page) {
 bool page_check_is_right(File& file, PageNumber number) {
   if (file.verified[number] != 0) return true;
   const std::uint32_t check = reinterpret_cast<const PageHeader*>(file.page(number))->check;
-  if (check != 0 && check != page_check(file, file.page(number))) return false;
+  if (check != 0 && check != page_check(file.page(number))) return false;
   file.verified[number] = 1;
   return true;
 }

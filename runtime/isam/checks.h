@@ -9,6 +9,6 @@ std::uint32_t data_header_check(const DataHeader& header);
 // Of a clean file's header, without what changes while it is open.
 std::uint32_t header_check(const IndexHeader& header);
 // Of the header and the entries; never 0, which says that a page has been changed.
-std::uint32_t page_check(const File& file, const std::byte* page);
+std::uint32_t page_check(const std::byte* page);
 
 }  // namespace marigold::isam

@@ -270,7 +270,7 @@ void complete_page_checks(File& file) {
   const std::uint64_t first = kUndoStart + file.header().undo_pages;
   for (std::uint64_t number = first; number < file.contents().page_count; ++number) {
     auto* header = reinterpret_cast<PageHeader*>(file.page(number));
-    if (header->check == 0) header->check = page_check(file, file.page(number));
+    if (header->check == 0) header->check = page_check(file.page(number));
   }
 }
 
@@ -309,9 +309,6 @@ TreeShape tree_shape(const KeyDescription& key) {
   shape.duplicates = key.flags == kIsDuplicatesAllowed;
   shape.key_length = static_cast<std::uint32_t>(key_length(key));
   shape.compare_length = shape.key_length + (shape.duplicates ? kSequenceLength : 0);
-  shape.entry_length = shape.compare_length + kNumberLength;
-  shape.capacity = static_cast<std::uint32_t>((kPageSize - sizeof(PageHeader) - kPageSlack) /
-                                              shape.entry_length);
   return shape;
 }
 
@@ -333,14 +330,15 @@ void register_unlock(File& file) {
 }
 
 std::uint64_t undo_pages_needed(std::span<const TreeShape> trees) {
-  // A level that is divided saves a whole page and some headers; nodes are at least a third full,
-  // so there are this many levels at most.
-  constexpr std::uint64_t kLevelBytes = kPageSize + 512;
+  // A replacement takes an entry out and puts one in. On each level a node loses an entry and is
+  // joined with its neighbour, and one is divided: four whole pages, and some headers. Nodes are
+  // at least a third full of entries that are kept whole, so there are this many levels at most.
+  constexpr std::uint64_t kLevelBytes = 4 * kPageSize + 1024;
   std::uint64_t bytes = kPageSize;
   for (const TreeShape& shape : trees) {
     for (std::uint64_t nodes = std::numeric_limits<SlotNumber>::max(); nodes > 0;
-         nodes /= shape.capacity / 3) {
-      bytes += 2 * kLevelBytes;  // a replacement takes an entry out and puts one in
+         nodes /= kNodeSpace / (shape.compare_length + kNumberLength) / 3) {
+      bytes += kLevelBytes;
     }
   }
   return bytes / kPageSize + 1;

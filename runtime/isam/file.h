@@ -16,6 +16,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <span>
 #include <string>
 #include <vector>
@@ -34,15 +35,11 @@ struct TreeShape {
   bool duplicates = false;
   std::uint32_t key_length = 0;
   // Bytes by which entries are ordered: the key, and behind it the sequence of a key with
-  // duplicates. An entry is these and a number of 4 bytes: the record's slot in a leaf, the child's
-  // page in an inner node.
+  // duplicates.
   std::uint32_t compare_length = 0;
-  std::uint32_t entry_length = 0;
-  std::uint32_t capacity = 0;  // entries of a node
 };
 
 inline constexpr std::uint32_t kSequenceLength = 6;
-inline constexpr std::uint32_t kNumberLength = 4;
 inline constexpr std::size_t kLongestCompare = kIsLongestKey + kSequenceLength;
 
 TreeShape tree_shape(const KeyDescription& key);
@@ -263,14 +260,23 @@ inline int make_visible(File& file) {
 // page.
 bool page_check_is_right(File& file, PageNumber number);
 
-// Whether a page may be followed: it is a node of this tree and level, and its check is right or
-// void.
-inline bool page_is_sound(File& file, PageNumber number, std::uint8_t kind, std::size_t tree) {
+// Whether a page may be followed: it is a node of this tree and level, its entries lie inside it,
+// and its check is right or void. A writer may be changing it: what holds is what the copy of its
+// header says, which is given in any case.
+inline bool page_is_sound(File& file, PageNumber number, std::uint8_t kind, std::size_t tree,
+                          PageHeader& header) {
   if (number == 0 || number >= file.verified.size()) return false;
-  const auto* header = reinterpret_cast<const PageHeader*>(file.page(number));
-  if (header->kind != kind || header->tree != tree || header->count > file.trees[tree].capacity)
-    return false;
+  std::memcpy(&header, file.page(number), sizeof header);
+  if (header.kind != kind || header.tree != tree || node_space(header) > kNodeSpace) return false;
+  const std::uint32_t whole = file.trees[tree].compare_length;
+  if (kind == kInner && (header.prefix != 0 || header.kept > whole)) return false;
+  if (kind == kLeaf && header.prefix + header.kept != whole) return false;
+  if (header.kept == 0) return false;
   return file.verified[number] != 0 || page_check_is_right(file, number);
+}
+inline bool page_is_sound(File& file, PageNumber number, std::uint8_t kind, std::size_t tree) {
+  PageHeader header;
+  return page_is_sound(file, number, kind, tree, header);
 }
 
 inline bool free_page_is_sound(File& file, PageNumber number) {

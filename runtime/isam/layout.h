@@ -26,7 +26,7 @@ static_assert(std::endian::native == std::endian::little,
 inline constexpr std::uint64_t kPageSize = 2048;
 inline constexpr std::array<std::uint8_t, 2> kIndexMagic = {0xFE, 0x53};
 inline constexpr std::array<std::uint8_t, 2> kDataMagic = {0xFE, 0x44};
-inline constexpr std::uint16_t kIndexVersion = 2;
+inline constexpr std::uint16_t kIndexVersion = 3;
 inline constexpr std::uint16_t kDataVersion = 1;
 inline constexpr std::uint64_t kUndoStart = 1;  // the undo area's first page
 
@@ -145,11 +145,28 @@ struct PageHeader {
   std::uint16_t count;
   PageNumber previous;  // leaf: its left neighbour
   PageNumber next;      // leaf: its right neighbour; free page: the next free one
+  // How a node keeps its entries: the bytes that all of them begin with stand once, before them,
+  // and of each entry so many that follow, with its number behind.
+  std::uint16_t prefix;
+  std::uint16_t kept;
 };
 
 // Bytes at the end of a page that stay empty, so that 8 bytes can be taken from the start of any
 // entry.
 inline constexpr std::size_t kPageSlack = 8;
+
+// Behind the bytes of an entry: the record's slot in a leaf, the child's page in an inner node.
+inline constexpr std::uint32_t kNumberLength = 4;
+
+// What is left for a node's prefix and entries.
+inline constexpr std::size_t kNodeSpace = kPageSize - sizeof(PageHeader) - kPageSlack;
+
+inline std::size_t node_space(std::size_t count, std::size_t prefix, std::size_t kept) {
+  return prefix + count * (kept + kNumberLength);
+}
+inline std::size_t node_space(const PageHeader& header) {
+  return node_space(header.count, header.prefix, header.kept);
+}
 
 inline constexpr std::uint8_t kLeaf = 1;
 inline constexpr std::uint8_t kInner = 2;

@@ -25,7 +25,7 @@ constexpr std::uint64_t kNoShortCut = 1;
 // while it was whole.
 void stand_at(Position& position, const TreeShape& shape, const Probe& entry, Place place,
               std::uint64_t changes) {
-  copy_compared(position.probe, entry.data(), shape);
+  copy_compared(position.probe, entry, shape);
   position.forward = Bound::kGreater;
   position.backward = Bound::kNotLess;
   position.at_record = true;
@@ -35,13 +35,26 @@ void stand_at(Position& position, const TreeShape& shape, const Probe& entry, Pl
 
 // ---- Finding
 
-// What a search gave: a place, or why there is none. `sound` is false when a page did not look as
-// it must.
+// What a search gave: a place and its leaf, or why there is none. `sound` is false when a page did
+// not look as it must.
 struct Found {
   bool sound = true;
   int error = 0;
   Place place;
+  Node leaf;
 };
+
+bool is_at_entry(const Found& found) {
+  return found.sound && found.place.index < found.leaf.header.count;
+}
+
+// Whether it is at an entry that begins with so many bytes of the probe.
+bool is_at(const Found& found, const Probe& probe, std::size_t length) {
+  if (!is_at_entry(found)) return false;
+  Probe entry;
+  node_entry(found.leaf, found.place.index, entry);
+  return begin_alike(entry, probe, length);
+}
 
 Found place_from(File& file, std::size_t tree, const Probe& probe, Bound bound) {
   Found found;
@@ -52,12 +65,12 @@ Found place_from(File& file, std::size_t tree, const Probe& probe, Bound bound) 
 }
 
 void settle(File& file, std::size_t tree, Found& found, int error) {
-  if (found.sound) found.sound = tree_settle_forward(file, tree, found.place);
+  if (found.sound) found.sound = tree_settle_forward(file, tree, found.place, found.leaf);
   if (found.sound && found.place.page == 0) found.error = error;
 }
 
 void step_back(File& file, std::size_t tree, Found& found) {
-  if (found.sound) found.sound = tree_step_back(file, tree, found.place);
+  if (found.sound) found.sound = tree_step_back(file, tree, found.place, found.leaf);
   if (found.sound && found.place.page == 0) found.error = kIsEndOfFile;
 }
 
@@ -88,23 +101,23 @@ Found find_previous(File& file, const Cursor& cursor, bool short_cut) {
 Found find_current(File& file, const Cursor& cursor, bool short_cut) {
   const Position& position = cursor.position;
   Found found;
-  found.place = position.place;
-  if (short_cut) return found;
-  SlotNumber slot = 0;
-  if (position.at_record) found = place_from(file, cursor.tree, position.probe, Bound::kNotLess);
-  if (!found.sound) return found;
-  if (!position.at_record || !place_has_key(file, cursor.tree, found.place, position.probe, slot)) {
+  if (!position.at_record) {
     found.error = kIsNoCurrent;
+    return found;
   }
+  found.place = position.place;
+  if (!short_cut) found = place_from(file, cursor.tree, position.probe, Bound::kNotLess);
+  found.sound = found.sound && read_node(file, found.place.page, kLeaf, cursor.tree, found.leaf);
+  if (!is_at(found, position.probe, file.trees[cursor.tree].compare_length))
+    found.error = kIsNoCurrent;
   return found;
 }
 
 Found find_by_value(File& file, std::size_t tree, const Search& search) {
   Found found = place_from(file, tree, search.probe, search.bound);
   settle(file, tree, found, kIsNoRecord);
-  if (!found.sound || found.error != 0 || search.mode != kIsEqual) return found;
-  const std::byte* entry = entry_at(file, tree, found.place);
-  if (std::memcmp(entry, search.probe.data(), search.length) != 0) found.error = kIsNoRecord;
+  if (found.error == 0 && search.mode == kIsEqual && !is_at(found, search.probe, search.length))
+    found.error = kIsNoRecord;
   return found;
 }
 
@@ -145,31 +158,27 @@ void stand_after_miss(Position& position, const Search& search) {
 
 // ---- Reading
 
-// The entry some places further on, in the same leaf or in its neighbour; null where there is none.
-// Whoever looks at it only fetches ahead by it: a leaf that is being changed does no harm.
-const std::byte* entry_ahead(const File& file, std::size_t tree, Place place, int mode) {
+// The slot of the entry some places further on, in the same leaf or in its neighbour; 0 where there
+// is none. Whoever looks at it only fetches ahead by it: a leaf that is being changed does no harm.
+SlotNumber slot_ahead(File& file, std::size_t tree, const Found& found, int mode) {
   constexpr std::uint32_t kAhead = 28;
-  const PageHeader& header = page_header(file, place.page);
+  const PageHeader& header = found.leaf.header;
   const bool back = mode == kIsPrevious;
-  std::uint32_t index = back ? place.index - kAhead : place.index + kAhead;
-  if (index < header.count) return entry_at(file, tree, {place.page, index});
-  const PageNumber page = back ? header.previous : header.next;
-  if (page == 0 || page >= file.verified.size()) return nullptr;
-  const std::uint32_t count =
-      std::min<std::uint32_t>(page_header(file, page).count, file.trees[tree].capacity);
-  index = back ? index + count : index - header.count;
-  return index < count ? entry_at(file, tree, {page, index}) : nullptr;
+  std::uint32_t index = back ? found.place.index - kAhead : found.place.index + kAhead;
+  if (index < header.count) return found.leaf.number(index);
+  Node beside;
+  if (!read_node(file, back ? header.previous : header.next, kLeaf, tree, beside)) return 0;
+  index = back ? index + beside.header.count : index - header.count;
+  return index < beside.header.count ? beside.number(index) : 0;
 }
 
 // Starts to fetch the record of an entry that comes soon: a walk then finds it in the cache.
 // Inline by force: a function that only fetches ahead is taken for one without effect, and its
 // calls are dropped.
-[[gnu::always_inline]] inline void fetch_ahead(const File& file, std::size_t tree, Place place,
+[[gnu::always_inline]] inline void fetch_ahead(File& file, std::size_t tree, const Found& found,
                                                int mode) {
-  if (place.index == 0) tree_fetch(file, page_header(file, place.page).next);
-  const std::byte* entry = entry_ahead(file, tree, place, mode);
-  if (entry == nullptr) return;
-  const SlotNumber slot = entry_number(file.trees[tree], entry);
+  if (found.place.index == 0) tree_fetch(file, found.leaf.header.next);
+  const SlotNumber slot = slot_ahead(file, tree, found, mode);
   if (slot == 0 || slot > file.slots) return;
   for (std::uint32_t line = 0; line < std::min(file.slot_size, 256U); line += 64) {
     __builtin_prefetch(file.slot(slot) + line);
@@ -180,13 +189,11 @@ void copy_slot(const File& file, const std::byte* slot, ReadBuffer& buffer) {
   std::memcpy(buffer.record.data(), slot + sizeof(SlotHeader), file.record_length);
 }
 
-// Copies the record of an entry; false when it is not whole, or not the entry's.
-bool copy_record(File& file, std::size_t tree, Place place, SlotNumber& slot, ReadBuffer& buffer) {
-  const std::byte* entry = entry_at(file, tree, place);
-  slot = entry_number(file.trees[tree], entry);
-  if (slot == 0 || slot > file.slots) return false;
+// Copies the record of the entry in the buffer; false when it is not whole, or not the entry's.
+bool copy_record(File& file, std::size_t tree, SlotNumber slot, ReadBuffer& buffer) {
+  if (slot == 0 || slot > file.slots || !slot_was_live(file, slot)) return false;
   const std::byte* at = file.slot(slot);
-  if (!slot_was_live(file, slot) || !is_entry_of(file, tree, entry, at)) return false;
+  if (!is_entry_of(file, tree, buffer.entry.data(), at)) return false;
   copy_slot(file, at, buffer);
   return true;
 }
@@ -203,7 +210,7 @@ bool copy_guessed(File& file, const Search& search, std::uint64_t hash, ReadBuff
   if (slot == 0 || slot > file.slots || !slot_was_live(file, slot)) return false;
   if (!is_entry_of(file, 0, search.probe.data(), file.slot(slot))) return false;
   copy_slot(file, file.slot(slot), buffer);
-  copy_compared(buffer.entry, search.probe.data(), file.trees[0]);
+  copy_compared(buffer.entry, search.probe, file.trees[0]);
   return true;
 }
 
@@ -229,13 +236,14 @@ bool attempt(File& file, const Cursor& cursor, const Search& search, ReadBuffer&
   if (!found.sound) return false;
   result.error = found.error;
   if (found.error != 0) return true;
+  if (!is_at_entry(found)) return false;
   if (search.mode == kIsNext || search.mode == kIsPrevious)
-    fetch_ahead(file, cursor.tree, found.place, search.mode);
-  SlotNumber slot = 0;
-  if (copy && !copy_record(file, cursor.tree, found.place, slot, buffer)) return false;
+    fetch_ahead(file, cursor.tree, found, search.mode);
+  const SlotNumber slot = found.leaf.number(found.place.index);
+  node_entry(found.leaf, found.place.index, buffer.entry);
+  if (copy && !copy_record(file, cursor.tree, slot, buffer)) return false;
   if (guesses) file.hints.note(hash, slot);
   result.place = found.place;
-  copy_compared(buffer.entry, entry_at(file, cursor.tree, found.place), shape);
   return true;
 }
 

@@ -48,15 +48,16 @@ int insert_record(File& file, std::size_t tree, SlotNumber slot) {
 }
 
 int insert_run(File& file, std::size_t tree, std::vector<std::byte>& run) {
-  const TreeShape& shape = file.trees[tree];
+  const std::uint32_t length = file.trees[tree].compare_length;
   std::vector<const std::byte*> order;
-  for (std::size_t at = 0; at < run.size(); at += shape.entry_length)
+  for (std::size_t at = 0; at < run.size(); at += length + kNumberLength)
     order.push_back(run.data() + at);
-  std::ranges::sort(order, [&](const std::byte* a, const std::byte* b) {
-    return std::memcmp(a, b, shape.compare_length) < 0;
+  std::ranges::sort(order, [length](const std::byte* a, const std::byte* b) {
+    return std::memcmp(a, b, length) < 0;
   });
   for (const std::byte* entry : order) {
-    const SlotNumber slot = entry_number(shape, entry);
+    SlotNumber slot = 0;
+    std::memcpy(&slot, entry + length, sizeof slot);
     if (!slot_has_survived(file, file.slot(slot))) continue;  // dropped meanwhile
     if (const int failed = insert_record(file, tree, slot)) return failed;
   }

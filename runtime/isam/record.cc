@@ -35,13 +35,15 @@ bool is_entry_of(const File& file, std::size_t tree, const std::byte* entry,
   return sequence == record_sequence(slot);
 }
 
-bool place_has_key(const File& file, std::size_t tree, Place place, const Probe& probe,
+bool place_has_key(File& file, std::size_t tree, Place place, const Probe& probe,
                    SlotNumber& slot) {
-  if (place.page == 0 || place.index >= page_header(file, place.page).count) return false;
-  const TreeShape& shape = file.trees[tree];
-  const std::byte* entry = entry_at(file, tree, place);
-  slot = entry_number(shape, entry);
-  return std::memcmp(entry, probe.data(), shape.compare_length) == 0;
+  Node leaf;
+  if (!read_node(file, place.page, kLeaf, tree, leaf)) return false;
+  if (place.index >= leaf.header.count) return false;
+  Probe entry;
+  node_entry(leaf, place.index, entry);
+  slot = leaf.number(place.index);
+  return begin_alike(entry, probe, file.trees[tree].compare_length);
 }
 
 void record_store(File& file, SlotNumber slot, const char* record, std::uint64_t sequence) {

@@ -23,8 +23,7 @@ bool is_entry_of(const File& file, std::size_t tree, const std::byte* entry, con
 
 // Whether there is an entry at the place with the key of the probe (its sequence as well, where the
 // tree has one), and its slot.
-bool place_has_key(const File& file, std::size_t tree, Place place, const Probe& probe,
-                   SlotNumber& slot);
+bool place_has_key(File& file, std::size_t tree, Place place, const Probe& probe, SlotNumber& slot);
 
 // Writes a record into a slot, live. Within a change.
 void record_store(File& file, SlotNumber slot, const char* record, std::uint64_t sequence);

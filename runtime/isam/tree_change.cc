@@ -9,16 +9,42 @@
 namespace marigold::isam {
 namespace {
 
-using Entry = std::array<std::byte, kLongestCompare + kNumberLength>;
+// An entry on its way into a node: what it is compared by, and its number.
+struct Entry {
+  Probe bytes{};
+  std::uint32_t number = 0;
+};
 
 PageHeader& header_of(File& file, PageNumber page) {
   return *reinterpret_cast<PageHeader*>(file.page(page));
 }
 
-std::byte* entry_in(File& file, std::size_t tree, Place place) {
-  return file.page(place.page) + sizeof(PageHeader) +
-         std::size_t{place.index} * file.trees[tree].entry_length;
+std::size_t entry_size(const PageHeader& header) {
+  return std::size_t{header.kept} + kNumberLength;
 }
+
+std::byte* entry_in(File& file, Place place) {
+  const PageHeader& header = header_of(file, place.page);
+  return file.page(place.page) + sizeof(PageHeader) + header.prefix +
+         place.index * entry_size(header);
+}
+
+std::uint32_t number_in(File& file, Place place) {
+  std::uint32_t number = 0;
+  std::memcpy(&number, entry_in(file, place) + header_of(file, place.page).kept, sizeof number);
+  return number;
+}
+
+Entry read_entry(File& file, Place place) {
+  const PageHeader& header = header_of(file, place.page);
+  Entry entry;
+  std::memcpy(entry.bytes.data(), file.page(place.page) + sizeof(PageHeader), header.prefix);
+  std::memcpy(entry.bytes.data() + header.prefix, entry_in(file, place), header.kept);
+  entry.number = number_in(file, place);
+  return entry;
+}
+
+// ---- Saving
 
 void save_header(File& file, PageNumber page) {
   save(file, Side::kIndex, file.page(page), sizeof(PageHeader));
@@ -29,47 +55,168 @@ bool is_saved(const File& file, PageNumber page) {
 }
 
 // Saves header and entries from one index on, and takes the page's check away.
-void save_from(File& file, std::size_t tree, Place place) {
+void save_from(File& file, Place place) {
   PageHeader& header = header_of(file, place.page);
   if (file.logging && !is_saved(file, place.page)) {
     save_header(file, place.page);
-    save(file, Side::kIndex, entry_in(file, tree, place),
-         std::size_t{header.count - place.index} * file.trees[tree].entry_length);
-    if (place.index == 0) file.saved_pages.push_back(place.page);
+    save(file, Side::kIndex, entry_in(file, place),
+         (header.count - place.index) * entry_size(header));
   }
   header.check = 0;
 }
 
-void put_entry(File& file, std::size_t tree, Place place, const Entry& entry) {
-  const std::size_t length = file.trees[tree].entry_length;
-  save_from(file, tree, place);
+void save_all(File& file, PageNumber page) {
+  PageHeader& header = header_of(file, page);
+  if (file.logging && !is_saved(file, page)) {
+    save(file, Side::kIndex, file.page(page), sizeof(PageHeader) + node_space(header));
+    file.saved_pages.push_back(page);
+  }
+  header.check = 0;
+}
+
+// ---- The shape of a node: how many bytes of its entries it keeps once, and how many of each
+
+struct Shape {
+  std::size_t prefix;
+  std::size_t kept;
+};
+
+Shape shape_of(const PageHeader& header) {
+  return {header.prefix, header.kept};
+}
+
+bool is_shape_of(Shape shape, const PageHeader& header) {
+  return shape.prefix == header.prefix && shape.kept == header.kept;
+}
+
+bool fits(Shape shape, std::size_t count) {
+  return node_space(count, shape.prefix, shape.kept) <= kNodeSpace;
+}
+
+std::size_t capacity(const PageHeader& header) {
+  return (kNodeSpace - header.prefix) / entry_size(header);
+}
+
+// The shape of a leaf of which these two are the first entry and the last.
+Shape leaf_shape(const File& file, std::size_t tree, const Probe& first, const Probe& last) {
+  const std::size_t whole = file.trees[tree].compare_length;
+  std::size_t prefix = 0;
+  while (prefix < whole - 1 && first[prefix] == last[prefix])
+    ++prefix;
+  return {prefix, whole - prefix};
+}
+
+// What an inner node must keep of what bounds a child from below: all but the zeros at its end.
+std::size_t bound_length(const Probe& bound) {
+  std::size_t length = bound.size();
+  while (length > 1 && bound[length - 1] == std::byte{0})
+    --length;
+  return length;
+}
+
+// What an inner node must keep of its entries. The first one does not count.
+std::size_t bounds_length(File& file, PageNumber page) {
+  std::size_t length = 1;
+  for (std::uint32_t i = 1; i < header_of(file, page).count; ++i)
+    length = std::max(length, bound_length(read_entry(file, {page, i}).bytes));
+  return length;
+}
+
+// Gives a node without entries a shape.
+void set_shape(File& file, PageNumber page, Shape shape, const Probe& like) {
+  PageHeader& header = header_of(file, page);
+  header.prefix = static_cast<std::uint16_t>(shape.prefix);
+  header.kept = static_cast<std::uint16_t>(shape.kept);
+  std::memcpy(file.page(page) + sizeof(PageHeader), like.data(), shape.prefix);
+}
+
+void copy_shape(File& file, PageNumber to, PageNumber from) {
+  Probe like;
+  std::memcpy(like.data(), file.page(from) + sizeof(PageHeader), header_of(file, from).prefix);
+  set_shape(file, to, shape_of(header_of(file, from)), like);
+}
+
+// A node as it was before it got another shape.
+using Image = std::array<std::byte, kPageSize>;
+
+// Appends so many entries of another node, or of an image.
+void append(File& file, PageNumber to, const std::byte* from, std::size_t first,
+            std::size_t count) {
+  PageHeader& target = header_of(file, to);
+  const auto& source = *reinterpret_cast<const PageHeader*>(from);
+  std::byte* out = entry_in(file, {to, target.count});
+  const std::byte* in = from + sizeof(PageHeader) + source.prefix + first * entry_size(source);
+  target.count = static_cast<std::uint16_t>(target.count + count);
+  if (is_shape_of(shape_of(source), target)) {
+    std::memcpy(out, in, count * entry_size(source));
+    return;
+  }
+  Probe bytes{};
+  std::memcpy(bytes.data(), from + sizeof(PageHeader), source.prefix);
+  for (; count > 0; --count, in += entry_size(source), out += entry_size(target)) {
+    std::memcpy(bytes.data() + source.prefix, in, source.kept);
+    std::memcpy(out, bytes.data() + target.prefix, target.kept);
+    std::memcpy(out + target.kept, in + source.kept, kNumberLength);
+  }
+}
+
+Image image_of(const File& file, PageNumber page) {
+  Image image;
+  std::memcpy(image.data(), file.page(page), kPageSize);
+  return image;
+}
+
+// Gives a node another shape; `like` begins with what its entries are to have in common.
+void reshape(File& file, PageNumber page, Shape shape, const Probe& like) {
+  PageHeader& header = header_of(file, page);
+  if (is_shape_of(shape, header)) return;
+  save_all(file, page);
+  const Image image = image_of(file, page);
+  const std::size_t count = header.count;
+  header.count = 0;
+  set_shape(file, page, shape, like);
+  append(file, page, image.data(), 0, count);
+}
+
+// Gives a leaf the shape in which its entries take the least space.
+void tighten(File& file, std::size_t tree, PageNumber page) {
+  const std::uint32_t count = header_of(file, page).count;
+  if (count == 0) return;
+  const Probe first = read_entry(file, {page, 0}).bytes;
+  const Probe last = read_entry(file, {page, count - 1}).bytes;
+  reshape(file, page, leaf_shape(file, tree, first, last), first);
+}
+
+// ---- Entries
+
+void put_entry(File& file, Place place, const Entry& entry) {
+  save_from(file, place);
   PageHeader& header = header_of(file, place.page);
-  std::byte* at = entry_in(file, tree, place);
-  std::memmove(at + length, at, std::size_t{header.count - place.index} * length);
-  std::memcpy(at, entry.data(), length);
+  std::byte* at = entry_in(file, place);
+  std::memmove(at + entry_size(header), at, (header.count - place.index) * entry_size(header));
+  std::memcpy(at, entry.bytes.data() + header.prefix, header.kept);
+  std::memcpy(at + header.kept, &entry.number, kNumberLength);
   ++header.count;
 }
 
-void take_entry(File& file, std::size_t tree, Place place) {
-  const std::size_t length = file.trees[tree].entry_length;
-  save_from(file, tree, place);
+void take_entry(File& file, Place place) {
+  save_from(file, place);
   PageHeader& header = header_of(file, place.page);
-  std::byte* at = entry_in(file, tree, place);
-  std::memmove(at, at + length, std::size_t{header.count - place.index - 1U} * length);
+  std::byte* at = entry_in(file, place);
+  std::memmove(at, at + entry_size(header), (header.count - place.index - 1U) * entry_size(header));
   --header.count;
 }
 
-void set_number(const TreeShape& shape, Entry& entry, std::uint32_t number) {
-  std::memcpy(entry.data() + shape.compare_length, &number, sizeof number);
-}
-
 void start_page(File& file, PageNumber page, std::uint8_t kind, std::size_t tree) {
-  header_of(file, page) = PageHeader{.check = 0,
-                                     .kind = kind,
-                                     .tree = static_cast<std::uint8_t>(tree),
-                                     .count = 0,
-                                     .previous = 0,
-                                     .next = 0};
+  header_of(file, page) =
+      PageHeader{.check = 0,
+                 .kind = kind,
+                 .tree = static_cast<std::uint8_t>(tree),
+                 .count = 0,
+                 .previous = 0,
+                 .next = 0,
+                 .prefix = 0,
+                 .kept = static_cast<std::uint16_t>(file.trees[tree].compare_length)};
   file.verified[page] = 1;
   if (file.logging) file.saved_pages.push_back(page);
 }
@@ -104,33 +251,136 @@ bool unlink(File& file, std::size_t tree, PageNumber page) {
   return true;
 }
 
-// Where a full node is divided: in the middle, but a node that grows at the end of its level is
-// left full, so that records that arrive in order fill their pages.
-std::uint32_t division(const PageHeader& header, std::uint32_t index) {
-  return header.next == 0 && index == header.count && header.kind == kLeaf ? header.count
-                                                                           : header.count / 2U;
+// Whether an entry can come into a node in the shape that the node has.
+bool suits(File& file, PageNumber page, const Entry& entry) {
+  const PageHeader& header = header_of(file, page);
+  if (header.kind == kInner) return bound_length(entry.bytes) <= header.kept;
+  const std::byte* prefix = file.page(page) + sizeof(PageHeader);
+  return std::memcmp(prefix, entry.bytes.data(), header.prefix) == 0;
 }
 
-// Divides a full node and puts the entry into the half where it belongs; the new right half's first
-// entry, pointing to it, is what its parent gets.
-int split(File& file, std::size_t tree, Place place, Entry& entry) {
-  const TreeShape& shape = file.trees[tree];
-  save_from(file, tree, {place.page, 0});
+// The shape in which a node and an entry that comes to a place in it take the least space.
+Shape shape_with(File& file, std::size_t tree, Place place, const Entry& entry) {
+  const PageHeader& header = header_of(file, place.page);
+  if (header.kind == kInner)
+    return {0, std::max(bounds_length(file, place.page), bound_length(entry.bytes))};
+  const auto at = [&](std::uint32_t index) { return read_entry(file, {place.page, index}).bytes; };
+  return leaf_shape(file, tree, place.index == 0 ? entry.bytes : at(0),
+                    place.index == header.count ? entry.bytes : at(header.count - 1U));
+}
+
+// Sees to it that an entry fits into a node, which may take another shape for it; false when the
+// node must be divided.
+bool make_room(File& file, std::size_t tree, Place place, const Entry& entry) {
+  const PageHeader& header = header_of(file, place.page);
+  const std::uint32_t count = header.count;
+  if (count > 0 && count < capacity(header) && suits(file, place.page, entry)) return true;
+  const Shape shape = shape_with(file, tree, place, entry);
+  if (!fits(shape, count + 1)) return false;
+  reshape(file, place.page, shape, entry.bytes);
+  return true;
+}
+
+// How many bytes tell an entry of a leaf from the one before it.
+std::size_t telling_length(File& file, PageNumber page, std::uint32_t index) {
+  const std::byte* entry = entry_in(file, {page, index});
+  const std::byte* before = entry - entry_size(header_of(file, page));
+  std::size_t same = 0;
+  while (same < header_of(file, page).kept && entry[same] == before[same])
+    ++same;
+  return same;
+}
+
+// The middle of a leaf, or a place close to it between entries that differ early: the fewer bytes
+// an inner node must keep to tell the halves apart, the more children it has.
+std::uint32_t middle_of_leaf(File& file, PageNumber page) {
+  const std::uint32_t count = header_of(file, page).count;
+  std::uint32_t best = count / 2;
+  for (std::uint32_t away = 1; away <= count / 8; ++away) {
+    for (const std::uint32_t index : {count / 2 - away, count / 2 + away}) {
+      if (telling_length(file, page, index) < telling_length(file, page, best)) best = index;
+    }
+  }
+  return best;
+}
+
+// Where a full leaf is divided for an entry that comes to a place in it: in the middle. But one
+// that grows at the end of its level is left full, so that records that arrive in order fill their
+// pages. And what does not begin as the others do, and would not fit with half of them either,
+// comes before or behind all of them and stands alone.
+std::uint32_t division_of_leaf(File& file, Place place, const Entry& entry) {
+  const PageHeader& header = header_of(file, place.page);
+  if (!suits(file, place.page, entry)) return place.index;
+  if (header.next == 0 && place.index == header.count) return header.count;
+  return middle_of_leaf(file, place.page);
+}
+
+// The same of an inner node. What it would have to keep too much of leads the right half, where
+// what it holds does not count.
+std::uint32_t division_of_inner(File& file, Place place, const Entry& entry) {
+  const PageHeader& header = header_of(file, place.page);
+  const std::uint32_t middle = header.count / 2U;
+  const Shape wider{0, std::max<std::size_t>(header.kept, bound_length(entry.bytes))};
+  return fits(wider, header.count - middle + 1) ? middle : place.index;
+}
+
+// Moves the entries of a node from one on to a new right neighbour; 0 when the file is damaged.
+PageNumber part(File& file, std::size_t tree, Place from) {
+  save_all(file, from.page);
   const PageNumber right = page_take(file);
+  if (right == 0) return 0;
+  PageHeader& header = header_of(file, from.page);
+  start_page(file, right, header.kind, tree);
+  if (header.kind == kLeaf && !link_right(file, tree, from.page, right)) return 0;
+  copy_shape(file, right, from.page);
+  append(file, right, file.page(from.page), from.index, header.count - from.index);
+  header.count = static_cast<std::uint16_t>(from.index);
+  return right;
+}
+
+// What tells two leaves apart, as short as can be: greater than all that the left one holds, and
+// not greater than anything in the right one.
+Entry parting(File& file, PageNumber left, PageNumber right) {
+  const Probe last = read_entry(file, {left, header_of(file, left).count - 1U}).bytes;
+  Entry entry = read_entry(file, {right, 0});
+  std::size_t length = 0;
+  while (length < entry.bytes.size() && entry.bytes[length] == last[length])
+    ++length;
+  if (length < entry.bytes.size())
+    std::fill(entry.bytes.begin() + length + 1, entry.bytes.end(), std::byte{0});
+  entry.number = right;
+  return entry;
+}
+
+// Divides a full leaf and puts the entry into the half where it belongs. The entry becomes the one
+// that the parent gets, pointing to the right half.
+int split_leaf(File& file, std::size_t tree, Place place, Entry& entry) {
+  const std::uint32_t count = header_of(file, place.page).count;
+  const std::uint32_t middle = division_of_leaf(file, place, entry);
+  const PageNumber right = part(file, tree, {place.page, middle});
   if (right == 0) return kIsBadFile;
-  PageHeader& left_header = header_of(file, place.page);
-  const std::uint32_t middle = division(left_header, place.index);  // before it has a neighbour
-  start_page(file, right, left_header.kind, tree);
-  if (left_header.kind == kLeaf && !link_right(file, tree, place.page, right)) return kIsBadFile;
-  const std::uint32_t moved = left_header.count - middle;
-  std::memcpy(entry_in(file, tree, {right, 0}), entry_in(file, tree, {place.page, middle}),
-              std::size_t{moved} * shape.entry_length);
-  header_of(file, right).count = static_cast<std::uint16_t>(moved);
-  left_header.count = static_cast<std::uint16_t>(middle);
-  const bool goes_right = place.index > middle || moved == 0;
-  put_entry(file, tree, goes_right ? Place{right, place.index - middle} : place, entry);
-  std::memcpy(entry.data(), entry_in(file, tree, {right, 0}), shape.compare_length);
-  set_number(shape, entry, right);
+  tighten(file, tree, place.page);
+  tighten(file, tree, right);
+  const bool goes_right = place.index > middle || middle == count;
+  const Place to = goes_right ? Place{right, place.index - middle} : place;
+  make_room(file, tree, to, entry);  // half a leaf has it
+  put_entry(file, to, entry);
+  entry = parting(file, place.page, right);
+  return 0;
+}
+
+// The same for an inner node.
+int split_inner(File& file, std::size_t tree, Place place, Entry& entry) {
+  const std::uint32_t middle = division_of_inner(file, place, entry);
+  const PageNumber right = part(file, tree, {place.page, middle});
+  if (right == 0) return kIsBadFile;
+  const bool leads = place.index == middle;
+  Entry bound = leads ? entry : read_entry(file, {right, 0});
+  const Place to = place.index < middle ? place : Place{right, place.index - middle};
+  if (!leads) make_room(file, tree, to, entry);
+  put_entry(file, to, entry);
+  bound.number = right;
+  entry = bound;
   return 0;
 }
 
@@ -140,38 +390,51 @@ int grow_root(File& file, std::size_t tree, const Entry& right) {
   const PageNumber page = page_take(file);
   if (page == 0) return kIsBadFile;
   start_page(file, page, kInner, tree);
-  Entry left{};
-  set_number(file.trees[tree], left, root.root);
-  put_entry(file, tree, {page, 0}, left);
-  put_entry(file, tree, {page, 1}, right);
+  Entry left;
+  left.number = root.root;
+  set_shape(file, page, {0, bound_length(right.bytes)}, left.bytes);
+  put_entry(file, {page, 0}, left);
+  put_entry(file, {page, 1}, right);
   root.root = page;
   ++root.levels;
   return 0;
 }
 
+// The shape of the node that two neighbours make together; `bound` is the right one's in their
+// parent.
+Shape shape_together(File& file, std::size_t tree, PageNumber left, const Entry& bound) {
+  const PageHeader& to = header_of(file, left);
+  const PageHeader& from = header_of(file, bound.number);
+  if (to.kind == kInner)
+    return {0, std::max<std::size_t>({to.kept, from.kept, bound_length(bound.bytes)})};
+  return leaf_shape(file, tree, read_entry(file, {left, 0}).bytes,
+                    read_entry(file, {bound.number, from.count - 1U}).bytes);
+}
+
 // Whether two neighbouring nodes should become one: with room left, so that the next record does
 // not part them again.
-bool belong_together(const File& file, std::size_t tree, PageNumber left, PageNumber right) {
-  const std::uint32_t together = page_header(file, left).count + page_header(file, right).count;
-  return together <= file.trees[tree].capacity * 3 / 4;
+bool belong_together(File& file, std::size_t tree, PageNumber left, const Entry& bound) {
+  const std::size_t count = header_of(file, left).count;
+  const std::size_t more = header_of(file, bound.number).count;
+  if (count == 0 || more == 0) return false;
+  const Shape shape = shape_together(file, tree, left, bound);
+  return node_space(count + more, shape.prefix, shape.kept) <= kNodeSpace * 3 / 4;
 }
 
 // Moves the entries of the right node, which is the parent's entry at `place`, into the left one
 // and gives the right one up.
 int merge(File& file, std::size_t tree, PageNumber left, Place place) {
-  const std::byte* parent_entry = entry_at(file, tree, place);
-  const PageNumber right = entry_number(file.trees[tree], parent_entry);
+  const Entry bound = read_entry(file, place);
+  const PageNumber right = bound.number;
   PageHeader& to = header_of(file, left);
-  const PageHeader& from = header_of(file, right);
   if (to.kind == kLeaf && !unlink(file, tree, right)) return kIsBadFile;
+  reshape(file, left, shape_together(file, tree, left, bound), read_entry(file, {left, 0}).bytes);
   save_header(file, left);
-  std::byte* first = entry_in(file, tree, {left, to.count});
-  std::memcpy(first, entry_in(file, tree, {right, 0}),
-              std::size_t{from.count} * file.trees[tree].entry_length);
+  const std::uint32_t first = to.count;
+  append(file, left, file.page(right), 0, header_of(file, right).count);
   // What bounded the right node from below now bounds its first child, whose own entry did not
   // count until now.
-  if (to.kind == kInner) std::memcpy(first, parent_entry, file.trees[tree].compare_length);
-  to.count = static_cast<std::uint16_t>(to.count + from.count);
+  if (to.kind == kInner) std::memcpy(entry_in(file, {left, first}), bound.bytes.data(), to.kept);
   to.check = 0;
   page_give(file, right);
   return 0;
@@ -181,13 +444,12 @@ int merge(File& file, std::size_t tree, PageNumber left, Place place) {
 // left one of the two; false when there is none.
 bool find_partner(File& file, std::size_t tree, Place parent, std::uint8_t kind,
                   std::uint32_t& left) {
-  const std::uint32_t children = page_header(file, parent.page).count;
+  const std::uint32_t children = header_of(file, parent.page).count;
   for (const std::uint32_t index : {parent.index, parent.index - 1}) {
     if (index >= children - 1) continue;  // the last child, or the number before the first one
-    const PageNumber a = entry_number(file.trees[tree], entry_at(file, tree, {parent.page, index}));
-    const PageNumber b =
-        entry_number(file.trees[tree], entry_at(file, tree, {parent.page, index + 1}));
-    if (!page_is_sound(file, a, kind, tree) || !page_is_sound(file, b, kind, tree)) continue;
+    const PageNumber a = number_in(file, {parent.page, index});
+    const Entry b = read_entry(file, {parent.page, index + 1});
+    if (!page_is_sound(file, a, kind, tree) || !page_is_sound(file, b.number, kind, tree)) continue;
     if (!belong_together(file, tree, a, b)) continue;
     left = index;
     return true;
@@ -198,9 +460,9 @@ bool find_partner(File& file, std::size_t tree, Place parent, std::uint8_t kind,
 // While the root is an inner node with one child, the child is the root.
 void shrink_root(File& file, std::size_t tree) {
   TreeHeader& root = file.contents().trees[tree];
-  while (root.levels > 1 && page_header(file, root.root).count == 1) {
+  while (root.levels > 1 && header_of(file, root.root).count == 1) {
     const PageNumber old = root.root;
-    root.root = entry_number(file.trees[tree], entry_at(file, tree, {old, 0}));
+    root.root = number_in(file, {old, 0});
     --root.levels;
     page_give(file, old);
   }
@@ -210,7 +472,7 @@ void shrink_root(File& file, std::size_t tree) {
 // parent has lost by it, or that nothing was lost.
 int thin_out(File& file, std::size_t tree, PageNumber page, Place parent, bool& lost,
              std::uint32_t& lost_index) {
-  const PageHeader& header = page_header(file, page);
+  const PageHeader& header = header_of(file, page);
   lost = header.count == 0;
   lost_index = parent.index;
   if (lost) {
@@ -219,19 +481,17 @@ int thin_out(File& file, std::size_t tree, PageNumber page, Place parent, bool& 
     return 0;
   }
   std::uint32_t left = 0;
-  if (header.count >= file.trees[tree].capacity / 3) return 0;
+  if (header.count >= capacity(header) / 3) return 0;
   if (!find_partner(file, tree, parent, header.kind, left)) return 0;
   lost = true;
   lost_index = left + 1;
-  const PageNumber left_page =
-      entry_number(file.trees[tree], entry_at(file, tree, {parent.page, left}));
-  return merge(file, tree, left_page, {parent.page, left + 1});
+  return merge(file, tree, number_in(file, {parent.page, left}), {parent.page, left + 1});
 }
 
 }  // namespace
 
-void tree_set_number(File& file, std::size_t tree, Place place, SlotNumber slot) {
-  std::byte* number = entry_in(file, tree, place) + file.trees[tree].compare_length;
+void tree_set_number(File& file, Place place, SlotNumber slot) {
+  std::byte* number = entry_in(file, place) + header_of(file, place.page).kept;
   if (!is_saved(file, place.page)) {
     save_header(file, place.page);
     save(file, Side::kIndex, number, sizeof slot);
@@ -247,19 +507,20 @@ void tree_create(File& file, std::size_t tree) {
 }
 
 int tree_insert(File& file, std::size_t tree, Path& path, const Probe& probe, SlotNumber slot) {
-  const TreeShape& shape = file.trees[tree];
-  Entry entry{};
-  std::memcpy(entry.data(), probe.data(), shape.compare_length);
-  set_number(shape, entry, slot);
+  Entry entry;
+  std::memcpy(entry.bytes.data(), probe.data(), file.trees[tree].compare_length);
+  entry.number = slot;
   ++file.contents().trees[tree].entries;
   for (std::size_t level = 0; level < path.levels; ++level) {
     Place place = path.nodes[level];
     if (level > 0) ++place.index;  // behind the child that was divided
-    if (page_header(file, place.page).count < shape.capacity) {
-      put_entry(file, tree, place, entry);
+    if (make_room(file, tree, place, entry)) {
+      put_entry(file, place, entry);
       return 0;
     }
-    if (const int failed = split(file, tree, place, entry)) return failed;
+    const int failed =
+        level == 0 ? split_leaf(file, tree, place, entry) : split_inner(file, tree, place, entry);
+    if (failed != 0) return failed;
   }
   return grow_root(file, tree, entry);
 }
@@ -269,7 +530,7 @@ int tree_remove(File& file, std::size_t tree, Path& path) {
   std::uint32_t index = path.nodes[0].index;
   for (std::size_t level = 0;; ++level) {
     const PageNumber page = path.nodes[level].page;
-    take_entry(file, tree, {page, index});
+    take_entry(file, {page, index});
     if (level + 1 == path.levels) break;
     bool lost = false;
     if (const int failed = thin_out(file, tree, page, path.nodes[level + 1], lost, index))

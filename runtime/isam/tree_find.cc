@@ -1,7 +1,7 @@
 // Finding in a tree. Another process may be changing it: nothing read here is followed before it is
 // checked, and no loop runs longer than the tree can be deep.
 
-#include <bit>
+#include <compare>
 #include <cstring>
 
 #include "runtime/isam/tree.h"
@@ -9,13 +9,10 @@
 namespace marigold::isam {
 namespace {
 
-constexpr std::uint32_t kPiece = 8;
-constexpr std::size_t kPieces = 16;  // the first two
+constexpr std::size_t kPieces = 2 * kPiece;  // the first two
 
 std::uint64_t big_endian(const std::byte* from) {
-  std::uint64_t value = 0;
-  std::memcpy(&value, from, sizeof value);
-  return __builtin_bswap64(value);
+  return __builtin_bswap64(piece_at(from));
 }
 
 // Of 8 bytes as a number: those of the first so many.
@@ -23,8 +20,8 @@ std::uint64_t mask_of(std::uint32_t bytes) {
   return bytes >= kPiece ? ~std::uint64_t{0} : ~(~std::uint64_t{0} >> 8 * bytes);
 }
 
-// The probe in the form in which most comparisons end after one or two: its first pieces of 8 bytes
-// as numbers.
+// What of the probe is compared with the entries of a node, in the form in which most comparisons
+// end after one or two: its first pieces of 8 bytes as numbers.
 struct Comparison {
   const std::byte* probe;
   std::uint32_t length;
@@ -33,8 +30,8 @@ struct Comparison {
   std::uint64_t second = 0;
   std::uint64_t second_mask = 0;
 
-  Comparison(const Probe& key, std::uint32_t compare_length)
-      : probe(key.data()), length(compare_length), first(0), first_mask(mask_of(compare_length)) {
+  Comparison(const std::byte* from, std::uint32_t compared)
+      : probe(from), length(compared), first(0), first_mask(mask_of(compared)) {
     first = big_endian(probe) & first_mask;
     if (length <= kPiece) return;
     second_mask = mask_of(length - kPiece);
@@ -54,32 +51,30 @@ struct Comparison {
   }
 };
 
-// The number of the first `count` entries that stand before the place.
-std::uint32_t entries_before(const std::byte* entries, std::uint32_t count,
-                             std::uint32_t entry_length, const Comparison& comparison,
+// The number of a node's entries, from `first` on, that stand before the place, and those before
+// `first`.
+std::uint32_t entries_before(const Node& node, std::uint32_t first, const Probe& probe,
                              bool or_equal) {
-  std::uint32_t first = 0;
+  const Comparison comparison(probe.data() + node.header.prefix, node.header.kept);
+  std::uint32_t count = node.header.count - first;
   while (count > 0) {
     const std::uint32_t half = count / 2;
-    const bool right =
-        comparison.passes(entries + std::size_t{first + half} * entry_length, or_equal);
+    const bool right = comparison.passes(node.entry(first + half), or_equal);
     first = right ? first + half + 1 : first;
     count = right ? count - half - 1 : half;
   }
   return first;
 }
 
-const std::byte* entries_of(const File& file, PageNumber page) {
-  return file.page(page) + sizeof(PageHeader);
-}
-
-PageNumber child_at(const File& file, std::size_t tree, PageNumber page, std::uint32_t index) {
-  return entry_number(file.trees[tree], entry_at(file, tree, {page, index}));
-}
-
-bool node_is_sound(File& file, PageNumber page, std::uint8_t kind, std::size_t tree) {
-  return page_is_sound(file, page, kind, tree) &&
-         page_header(file, page).count <= file.trees[tree].capacity;
+// How the probe compares with what all entries of a node begin with.
+std::strong_ordering compare_prefix(const Node& node, const Probe& probe) {
+  for (std::uint32_t at = 0; at < node.header.prefix; at += kPiece) {
+    const std::uint64_t mask = mask_of(node.header.prefix - at);
+    const std::uint64_t own = big_endian(probe.data() + at) & mask;
+    const std::uint64_t other = big_endian(node.prefix + at) & mask;
+    if (own != other) return own <=> other;
+  }
+  return std::strong_ordering::equal;
 }
 
 // Goes down from the root to a leaf, which is not looked at yet; `choose` gives the child to follow
@@ -91,12 +86,11 @@ bool descend(File& file, std::size_t tree, Path& path, Choose choose) {
   path.levels = root.levels;
   PageNumber page = root.root;
   for (std::size_t level = root.levels - 1; level > 0; --level) {
-    if (!node_is_sound(file, page, kInner, tree)) return false;
-    const std::uint32_t count = page_header(file, page).count;
-    if (count == 0) return false;
-    const std::uint32_t index = choose(page, count);
+    Node node;
+    if (!read_node(file, page, kInner, tree, node) || node.header.count == 0) return false;
+    const std::uint32_t index = choose(node);
     path.nodes[level] = {page, index};
-    page = child_at(file, tree, page, index);
+    page = node.number(index);
     if (level > 1) tree_fetch(file, page);  // the leaf is the caller's
   }
   path.nodes[0] = {page, 0};
@@ -106,23 +100,20 @@ bool descend(File& file, std::size_t tree, Path& path, Choose choose) {
 }  // namespace
 
 bool tree_approach(File& file, std::size_t tree, const Probe& probe, Path& path) {
-  const TreeShape& shape = file.trees[tree];
-  const Comparison comparison(probe, shape.compare_length);
-  const bool sound = descend(file, tree, path, [&](PageNumber page, std::uint32_t count) {
-    return entries_before(entries_of(file, page) + shape.entry_length, count - 1,
-                          shape.entry_length, comparison, true);
-  });
+  const bool sound = descend(
+      file, tree, path, [&](const Node& node) { return entries_before(node, 1, probe, true) - 1; });
   if (sound) tree_fetch(file, path.nodes[0].page);
   return sound;
 }
 
 bool tree_arrive(File& file, std::size_t tree, const Probe& probe, Bound bound, Path& path) {
-  const TreeShape& shape = file.trees[tree];
   Place& place = path.nodes[0];
-  if (!node_is_sound(file, place.page, kLeaf, tree)) return false;
-  place.index = entries_before(entries_of(file, place.page), page_header(file, place.page).count,
-                               shape.entry_length, Comparison(probe, shape.compare_length),
-                               bound == Bound::kGreater);
+  Node node;
+  if (!read_node(file, place.page, kLeaf, tree, node)) return false;
+  const std::strong_ordering order = compare_prefix(node, probe);
+  place.index = 0;
+  if (order > 0) place.index = node.header.count;
+  if (order == 0) place.index = entries_before(node, 0, probe, bound == Bound::kGreater);
   return true;
 }
 
@@ -130,23 +121,22 @@ bool tree_find(File& file, std::size_t tree, const Probe& probe, Bound bound, Pa
   return tree_approach(file, tree, probe, path) && tree_arrive(file, tree, probe, bound, path);
 }
 
-bool tree_settle_forward(File& file, std::size_t tree, Place& place) {
+bool tree_settle_forward(File& file, std::size_t tree, Place& place, Node& leaf) {
   // One page on is enough: only the root can be an empty leaf.
-  if (place.index < page_header(file, place.page).count) return true;
-  place = {page_header(file, place.page).next, 0};
+  if (!read_node(file, place.page, kLeaf, tree, leaf)) return false;
+  if (place.index < leaf.header.count) return true;
+  place = {leaf.header.next, 0};
   if (place.page == 0) return true;
-  return page_is_sound(file, place.page, kLeaf, tree) && page_header(file, place.page).count > 0;
+  return read_node(file, place.page, kLeaf, tree, leaf) && leaf.header.count > 0;
 }
 
-bool tree_step_back(File& file, std::size_t tree, Place& place) {
+bool tree_step_back(File& file, std::size_t tree, Place& place, Node& leaf) {
+  if (!read_node(file, place.page, kLeaf, tree, leaf)) return false;
   if (place.index == 0) {
-    const PageNumber previous = page_header(file, place.page).previous;
-    if (previous == 0) {
-      place = {};
-      return true;
-    }
-    if (!page_is_sound(file, previous, kLeaf, tree)) return false;
-    place = {previous, page_header(file, previous).count};
+    place = {leaf.header.previous, 0};
+    if (place.page == 0) return true;
+    if (!read_node(file, place.page, kLeaf, tree, leaf)) return false;
+    place.index = leaf.header.count;
     if (place.index == 0) return false;
   }
   --place.index;
@@ -155,18 +145,18 @@ bool tree_step_back(File& file, std::size_t tree, Place& place) {
 
 bool tree_first(File& file, std::size_t tree, Place& place) {
   Path path;
-  if (!descend(file, tree, path, [](PageNumber, std::uint32_t) { return 0U; })) return false;
+  if (!descend(file, tree, path, [](const Node&) { return 0U; })) return false;
   place = path.nodes[0];
-  return node_is_sound(file, place.page, kLeaf, tree);
+  return page_is_sound(file, place.page, kLeaf, tree);
 }
 
 bool tree_end(File& file, std::size_t tree, Place& place) {
   Path path;
-  const auto last = [](PageNumber, std::uint32_t count) { return count - 1; };
+  const auto last = [](const Node& node) { return node.header.count - 1U; };
   if (!descend(file, tree, path, last)) return false;
-  place = path.nodes[0];
-  if (!node_is_sound(file, place.page, kLeaf, tree)) return false;
-  place.index = page_header(file, place.page).count;
+  PageHeader header;
+  if (!page_is_sound(file, path.nodes[0].page, kLeaf, tree, header)) return false;
+  place = {path.nodes[0].page, header.count};
   return true;
 }
 

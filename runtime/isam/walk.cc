@@ -34,11 +34,11 @@ class Walk {
   // A damaged file can have as many findings as bytes; these many tell enough.
   static constexpr std::size_t kMostFindings = 100;
 
-  struct Node {
+  struct Visit {
     PageNumber page;
     std::uint32_t level;
-    const std::byte* least;     // null: no bound
-    const std::byte* too_much;  // null: no bound
+    const Probe* least;     // null: no bound
+    const Probe* too_much;  // null: no bound
   };
 
   void say(const std::string& text) {
@@ -124,77 +124,86 @@ class Walk {
     const TreeHeader& root = file_.contents().trees[tree];
     entries_ = 0;
     last_leaf_ = 0;
+    last_next_ = 0;
     if (root.levels < 1 || root.levels > kMostLevels)
       return say(name(tree) + ": impossible number of levels");
     walk_node(tree, {root.root, root.levels - 1, nullptr, nullptr});
-    if (last_leaf_ != 0 && page_header(file_, last_leaf_).next != 0)
-      say(name(tree) + ": the last leaf has a neighbour");
+    if (last_next_ != 0) say(name(tree) + ": the last leaf has a neighbour");
     if (entries_ != root.entries || entries_ != records_) {
       say(name(tree) + ": " + std::to_string(entries_) + " entries, counted as " +
           std::to_string(root.entries) + ", for " + std::to_string(records_) + " records");
     }
   }
 
-  void walk_node(std::size_t tree, const Node& node) {
-    if (!use_page(node.page, Use::kNode, name(tree))) return;
-    if (!page_is_sound(file_, node.page, node.level == 0 ? kLeaf : kInner, tree)) {
-      return say(name(tree) + ": page " + std::to_string(node.page) + " is damaged");
+  void walk_node(std::size_t tree, const Visit& visit) {
+    if (!use_page(visit.page, Use::kNode, name(tree))) return;
+    Node node;
+    if (!read_node(file_, visit.page, visit.level == 0 ? kLeaf : kInner, tree, node)) {
+      return say(name(tree) + ": page " + std::to_string(visit.page) + " is damaged");
     }
-    const bool is_root = node.page == file_.contents().trees[tree].root;
-    const std::uint32_t count = page_header(file_, node.page).count;
-    if (count == 0 && (!is_root || node.level > 0)) say(where(tree, node.page) + " is empty");
-    if (count == 1 && is_root && node.level > 0)
-      say(where(tree, node.page) + ": a root with one child");
-    check_order(tree, node, count);
-    if (node.level == 0) {
-      check_leaf(tree, node.page, count);
+    const bool is_root = visit.page == file_.contents().trees[tree].root;
+    const std::uint32_t count = node.header.count;
+    if (count == 0 && (!is_root || visit.level > 0)) say(where(tree, visit.page) + " is empty");
+    if (count == 1 && is_root && visit.level > 0)
+      say(where(tree, visit.page) + ": a root with one child");
+    check_order(tree, visit, node);
+    if (visit.level == 0) {
+      check_leaf(tree, visit.page, node);
     } else {
-      walk_children(tree, node, count);
+      walk_children(tree, visit, node);
     }
+  }
+
+  // With the zeros that an inner node leaves out.
+  static Probe whole_entry(const Node& node, std::uint32_t index) {
+    Probe entry;
+    node_entry(node, index, entry);
+    std::fill(entry.begin() + node.header.prefix + node.header.kept, entry.end(), std::byte{0});
+    return entry;
   }
 
   // The first entry of an inner node stands for "less than everything" and is not looked at.
-  void check_order(std::size_t tree, const Node& node, std::uint32_t count) {
+  void check_order(std::size_t tree, const Visit& visit, const Node& node) {
     const std::uint32_t length = file_.trees[tree].compare_length;
-    for (std::uint32_t i = node.level == 0 ? 0 : 1; i < count; ++i) {
-      const std::byte* entry = entry_at(file_, tree, {node.page, i});
-      const bool has_left = i > (node.level == 0 ? 0U : 1U);
-      const bool ordered =
-          !has_left || std::memcmp(entry_at(file_, tree, {node.page, i - 1}), entry, length) < 0;
-      const bool inside =
-          (node.least == nullptr || std::memcmp(node.least, entry, length) <= 0) &&
-          (node.too_much == nullptr || std::memcmp(entry, node.too_much, length) < 0);
+    const auto is_less = [length](const Probe& a, const Probe& b) {
+      return std::memcmp(a.data(), b.data(), length) < 0;
+    };
+    const std::uint32_t first = visit.level == 0 ? 0 : 1;
+    Probe before;
+    for (std::uint32_t i = first; i < node.header.count; ++i) {
+      const Probe entry = whole_entry(node, i);
+      const bool ordered = i == first || is_less(before, entry);
+      const bool inside = (visit.least == nullptr || !is_less(entry, *visit.least)) &&
+                          (visit.too_much == nullptr || is_less(entry, *visit.too_much));
       if (!ordered || !inside)
-        say(where(tree, node.page) + ": entry " + std::to_string(i) + " is out of order");
+        say(where(tree, visit.page) + ": entry " + std::to_string(i) + " is out of order");
+      before = entry;
     }
   }
 
-  void walk_children(std::size_t tree, const Node& node, std::uint32_t count) {
+  void walk_children(std::size_t tree, const Visit& visit, const Node& node) {
+    const std::uint32_t count = node.header.count;
     for (std::uint32_t i = 0; i < count; ++i) {
-      const std::byte* entry = entry_at(file_, tree, {node.page, i});
-      const std::byte* next =
-          i + 1 < count ? entry_at(file_, tree, {node.page, i + 1}) : node.too_much;
-      walk_node(tree, {entry_number(file_.trees[tree], entry), node.level - 1,
-                       i == 0 ? node.least : entry, next});
+      const Probe entry = whole_entry(node, i);
+      const Probe next = i + 1 < count ? whole_entry(node, i + 1) : Probe{};
+      walk_node(tree, {node.number(i), visit.level - 1, i == 0 ? visit.least : &entry,
+                       i + 1 < count ? &next : visit.too_much});
     }
   }
 
-  void check_leaf(std::size_t tree, PageNumber page, std::uint32_t count) {
-    const PageHeader& header = page_header(file_, page);
-    if (header.previous != last_leaf_ ||
-        (last_leaf_ != 0 && page_header(file_, last_leaf_).next != page)) {
+  void check_leaf(std::size_t tree, PageNumber page, const Node& node) {
+    if (node.header.previous != last_leaf_ || (last_leaf_ != 0 && last_next_ != page))
       say(where(tree, page) + ": wrong neighbours");
-    }
     last_leaf_ = page;
-    entries_ += count;
-    for (std::uint32_t i = 0; i < count; ++i) {
-      const std::byte* entry = entry_at(file_, tree, {page, i});
-      const SlotNumber slot = entry_number(file_.trees[tree], entry);
+    last_next_ = node.header.next;
+    entries_ += node.header.count;
+    for (std::uint32_t i = 0; i < node.header.count; ++i) {
+      const SlotNumber slot = node.number(i);
       if (slot == 0 || slot >= slots_.size() || slots_[slot] != Use::kNode) {
         say(where(tree, page) + ": entry " + std::to_string(i) + " has no record");
         continue;
       }
-      if (!is_entry_of(file_, tree, entry, file_.slot(slot))) {
+      if (!is_entry_of(file_, tree, whole_entry(node, i).data(), file_.slot(slot))) {
         say(where(tree, page) + ": entry " + std::to_string(i) + " is not its record's");
       }
     }
@@ -206,7 +215,7 @@ class Walk {
     std::uint64_t free = 0;
     for (std::uint64_t page = file_.contents().free_page; page != 0; ++free) {
       if (!use_page(page, Use::kFree, "free pages")) return;
-      const PageHeader& header = page_header(file_, static_cast<PageNumber>(page));
+      const auto& header = *reinterpret_cast<const PageHeader*>(file_.page(page));
       if (header.kind != kFreePage) say("free page " + std::to_string(page) + " is a node");
       page = header.next;
     }
@@ -228,6 +237,7 @@ class Walk {
   std::uint64_t records_ = 0;
   std::uint64_t entries_ = 0;
   PageNumber last_leaf_ = 0;
+  PageNumber last_next_ = 0;  // its right neighbour
 };
 
 }  // namespace

@@ -112,10 +112,9 @@ int remove_everywhere(File& file, SlotNumber slot, Entries& entries) {
 
 // Moves the entry of a tree from the old record to the new one, which is in its slot.
 int move_entry(File& file, std::size_t tree, Path& old_path, const Probe& probe, SlotNumber slot) {
-  const TreeShape& shape = file.trees[tree];
-  const std::byte* entry = entry_at(file, tree, old_path.nodes[0]);
-  if (std::memcmp(entry, probe.data(), shape.compare_length) == 0) {
-    tree_set_number(file, tree, old_path.nodes[0], slot);
+  SlotNumber old_slot = 0;
+  if (place_has_key(file, tree, old_path.nodes[0], probe, old_slot)) {
+    tree_set_number(file, old_path.nodes[0], slot);
     return 0;
   }
   if (const int failed = tree_remove(file, tree, old_path)) return failed;
