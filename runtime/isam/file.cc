@@ -332,10 +332,12 @@ void register_unlock(File& file) {
 std::uint64_t undo_pages_needed(std::span<const TreeShape> trees) {
   // A replacement takes an entry out and puts one in. On each level a node loses an entry and is
   // joined with its neighbour, and one is divided: four whole pages, and some headers. Nodes are
-  // at least a third full of entries that are kept whole, so there are this many levels at most.
+  // at least a third full of entries that are kept whole, so there are this many levels at most;
+  // and one whose nodes were divided where a child came that needs many bytes.
   constexpr std::uint64_t kLevelBytes = 4 * kPageSize + 1024;
   std::uint64_t bytes = kPageSize;
   for (const TreeShape& shape : trees) {
+    bytes += kLevelBytes;
     for (std::uint64_t nodes = std::numeric_limits<SlotNumber>::max(); nodes > 0;
          nodes /= kNodeSpace / (shape.compare_length + kNumberLength) / 3) {
       bytes += kLevelBytes;

@@ -4,222 +4,11 @@
 #include <algorithm>
 #include <cstring>
 
+#include "runtime/isam/node_change.h"
 #include "runtime/isam/tree.h"
 
 namespace marigold::isam {
 namespace {
-
-// An entry on its way into a node: what it is compared by, and its number.
-struct Entry {
-  Probe bytes{};
-  std::uint32_t number = 0;
-};
-
-PageHeader& header_of(File& file, PageNumber page) {
-  return *reinterpret_cast<PageHeader*>(file.page(page));
-}
-
-std::size_t entry_size(const PageHeader& header) {
-  return std::size_t{header.kept} + kNumberLength;
-}
-
-std::byte* entry_in(File& file, Place place) {
-  const PageHeader& header = header_of(file, place.page);
-  return file.page(place.page) + sizeof(PageHeader) + header.prefix +
-         place.index * entry_size(header);
-}
-
-std::uint32_t number_in(File& file, Place place) {
-  std::uint32_t number = 0;
-  std::memcpy(&number, entry_in(file, place) + header_of(file, place.page).kept, sizeof number);
-  return number;
-}
-
-Entry read_entry(File& file, Place place) {
-  const PageHeader& header = header_of(file, place.page);
-  Entry entry;
-  std::memcpy(entry.bytes.data(), file.page(place.page) + sizeof(PageHeader), header.prefix);
-  std::memcpy(entry.bytes.data() + header.prefix, entry_in(file, place), header.kept);
-  entry.number = number_in(file, place);
-  return entry;
-}
-
-// ---- Saving
-
-void save_header(File& file, PageNumber page) {
-  save(file, Side::kIndex, file.page(page), sizeof(PageHeader));
-}
-
-bool is_saved(const File& file, PageNumber page) {
-  return std::ranges::find(file.saved_pages, page) != file.saved_pages.end();
-}
-
-// Saves header and entries from one index on, and takes the page's check away.
-void save_from(File& file, Place place) {
-  PageHeader& header = header_of(file, place.page);
-  if (file.logging && !is_saved(file, place.page)) {
-    save_header(file, place.page);
-    save(file, Side::kIndex, entry_in(file, place),
-         (header.count - place.index) * entry_size(header));
-  }
-  header.check = 0;
-}
-
-void save_all(File& file, PageNumber page) {
-  PageHeader& header = header_of(file, page);
-  if (file.logging && !is_saved(file, page)) {
-    save(file, Side::kIndex, file.page(page), sizeof(PageHeader) + node_space(header));
-    file.saved_pages.push_back(page);
-  }
-  header.check = 0;
-}
-
-// ---- The shape of a node: how many bytes of its entries it keeps once, and how many of each
-
-struct Shape {
-  std::size_t prefix;
-  std::size_t kept;
-};
-
-Shape shape_of(const PageHeader& header) {
-  return {header.prefix, header.kept};
-}
-
-bool is_shape_of(Shape shape, const PageHeader& header) {
-  return shape.prefix == header.prefix && shape.kept == header.kept;
-}
-
-bool fits(Shape shape, std::size_t count) {
-  return node_space(count, shape.prefix, shape.kept) <= kNodeSpace;
-}
-
-std::size_t capacity(const PageHeader& header) {
-  return (kNodeSpace - header.prefix) / entry_size(header);
-}
-
-// The shape of a leaf of which these two are the first entry and the last.
-Shape leaf_shape(const File& file, std::size_t tree, const Probe& first, const Probe& last) {
-  const std::size_t whole = file.trees[tree].compare_length;
-  std::size_t prefix = 0;
-  while (prefix < whole - 1 && first[prefix] == last[prefix])
-    ++prefix;
-  return {prefix, whole - prefix};
-}
-
-// What an inner node must keep of what bounds a child from below: all but the zeros at its end.
-std::size_t bound_length(const Probe& bound) {
-  std::size_t length = bound.size();
-  while (length > 1 && bound[length - 1] == std::byte{0})
-    --length;
-  return length;
-}
-
-// What an inner node must keep of its entries. The first one does not count.
-std::size_t bounds_length(File& file, PageNumber page) {
-  std::size_t length = 1;
-  for (std::uint32_t i = 1; i < header_of(file, page).count; ++i)
-    length = std::max(length, bound_length(read_entry(file, {page, i}).bytes));
-  return length;
-}
-
-// Gives a node without entries a shape.
-void set_shape(File& file, PageNumber page, Shape shape, const Probe& like) {
-  PageHeader& header = header_of(file, page);
-  header.prefix = static_cast<std::uint16_t>(shape.prefix);
-  header.kept = static_cast<std::uint16_t>(shape.kept);
-  std::memcpy(file.page(page) + sizeof(PageHeader), like.data(), shape.prefix);
-}
-
-void copy_shape(File& file, PageNumber to, PageNumber from) {
-  Probe like;
-  std::memcpy(like.data(), file.page(from) + sizeof(PageHeader), header_of(file, from).prefix);
-  set_shape(file, to, shape_of(header_of(file, from)), like);
-}
-
-// A node as it was before it got another shape.
-using Image = std::array<std::byte, kPageSize>;
-
-// Appends so many entries of another node, or of an image.
-void append(File& file, PageNumber to, const std::byte* from, std::size_t first,
-            std::size_t count) {
-  PageHeader& target = header_of(file, to);
-  const auto& source = *reinterpret_cast<const PageHeader*>(from);
-  std::byte* out = entry_in(file, {to, target.count});
-  const std::byte* in = from + sizeof(PageHeader) + source.prefix + first * entry_size(source);
-  target.count = static_cast<std::uint16_t>(target.count + count);
-  if (is_shape_of(shape_of(source), target)) {
-    std::memcpy(out, in, count * entry_size(source));
-    return;
-  }
-  Probe bytes{};
-  std::memcpy(bytes.data(), from + sizeof(PageHeader), source.prefix);
-  for (; count > 0; --count, in += entry_size(source), out += entry_size(target)) {
-    std::memcpy(bytes.data() + source.prefix, in, source.kept);
-    std::memcpy(out, bytes.data() + target.prefix, target.kept);
-    std::memcpy(out + target.kept, in + source.kept, kNumberLength);
-  }
-}
-
-Image image_of(const File& file, PageNumber page) {
-  Image image;
-  std::memcpy(image.data(), file.page(page), kPageSize);
-  return image;
-}
-
-// Gives a node another shape; `like` begins with what its entries are to have in common.
-void reshape(File& file, PageNumber page, Shape shape, const Probe& like) {
-  PageHeader& header = header_of(file, page);
-  if (is_shape_of(shape, header)) return;
-  save_all(file, page);
-  const Image image = image_of(file, page);
-  const std::size_t count = header.count;
-  header.count = 0;
-  set_shape(file, page, shape, like);
-  append(file, page, image.data(), 0, count);
-}
-
-// Gives a leaf the shape in which its entries take the least space.
-void tighten(File& file, std::size_t tree, PageNumber page) {
-  const std::uint32_t count = header_of(file, page).count;
-  if (count == 0) return;
-  const Probe first = read_entry(file, {page, 0}).bytes;
-  const Probe last = read_entry(file, {page, count - 1}).bytes;
-  reshape(file, page, leaf_shape(file, tree, first, last), first);
-}
-
-// ---- Entries
-
-void put_entry(File& file, Place place, const Entry& entry) {
-  save_from(file, place);
-  PageHeader& header = header_of(file, place.page);
-  std::byte* at = entry_in(file, place);
-  std::memmove(at + entry_size(header), at, (header.count - place.index) * entry_size(header));
-  std::memcpy(at, entry.bytes.data() + header.prefix, header.kept);
-  std::memcpy(at + header.kept, &entry.number, kNumberLength);
-  ++header.count;
-}
-
-void take_entry(File& file, Place place) {
-  save_from(file, place);
-  PageHeader& header = header_of(file, place.page);
-  std::byte* at = entry_in(file, place);
-  std::memmove(at, at + entry_size(header), (header.count - place.index - 1U) * entry_size(header));
-  --header.count;
-}
-
-void start_page(File& file, PageNumber page, std::uint8_t kind, std::size_t tree) {
-  header_of(file, page) =
-      PageHeader{.check = 0,
-                 .kind = kind,
-                 .tree = static_cast<std::uint8_t>(tree),
-                 .count = 0,
-                 .previous = 0,
-                 .next = 0,
-                 .prefix = 0,
-                 .kept = static_cast<std::uint16_t>(file.trees[tree].compare_length)};
-  file.verified[page] = 1;
-  if (file.logging) file.saved_pages.push_back(page);
-}
 
 // Hangs a new leaf between a leaf and its right neighbour.
 bool link_right(File& file, std::size_t tree, PageNumber left, PageNumber right) {
@@ -251,36 +40,6 @@ bool unlink(File& file, std::size_t tree, PageNumber page) {
   return true;
 }
 
-// Whether an entry can come into a node in the shape that the node has.
-bool suits(File& file, PageNumber page, const Entry& entry) {
-  const PageHeader& header = header_of(file, page);
-  if (header.kind == kInner) return bound_length(entry.bytes) <= header.kept;
-  const std::byte* prefix = file.page(page) + sizeof(PageHeader);
-  return std::memcmp(prefix, entry.bytes.data(), header.prefix) == 0;
-}
-
-// The shape in which a node and an entry that comes to a place in it take the least space.
-Shape shape_with(File& file, std::size_t tree, Place place, const Entry& entry) {
-  const PageHeader& header = header_of(file, place.page);
-  if (header.kind == kInner)
-    return {0, std::max(bounds_length(file, place.page), bound_length(entry.bytes))};
-  const auto at = [&](std::uint32_t index) { return read_entry(file, {place.page, index}).bytes; };
-  return leaf_shape(file, tree, place.index == 0 ? entry.bytes : at(0),
-                    place.index == header.count ? entry.bytes : at(header.count - 1U));
-}
-
-// Sees to it that an entry fits into a node, which may take another shape for it; false when the
-// node must be divided.
-bool make_room(File& file, std::size_t tree, Place place, const Entry& entry) {
-  const PageHeader& header = header_of(file, place.page);
-  const std::uint32_t count = header.count;
-  if (count > 0 && count < capacity(header) && suits(file, place.page, entry)) return true;
-  const Shape shape = shape_with(file, tree, place, entry);
-  if (!fits(shape, count + 1)) return false;
-  reshape(file, place.page, shape, entry.bytes);
-  return true;
-}
-
 // How many bytes tell an entry of a leaf from the one before it.
 std::size_t telling_length(File& file, PageNumber page, std::uint32_t index) {
   const std::byte* entry = entry_in(file, {page, index});
@@ -306,13 +65,16 @@ std::uint32_t middle_of_leaf(File& file, PageNumber page) {
 
 // Where a full leaf is divided for an entry that comes to a place in it: in the middle. But one
 // that grows at the end of its level is left full, so that records that arrive in order fill their
-// pages. And what does not begin as the others do, and would not fit with half of them either,
-// comes before or behind all of them and stands alone.
-std::uint32_t division_of_leaf(File& file, Place place, const Entry& entry) {
+// pages. And what does not begin as the others do, so that half of them would have no room for it
+// either, comes before or behind all of them and stands alone.
+std::uint32_t division_of_leaf(File& file, std::size_t tree, Place place, const Entry& entry) {
   const PageHeader& header = header_of(file, place.page);
-  if (!suits(file, place.page, entry)) return place.index;
   if (header.next == 0 && place.index == header.count) return header.count;
-  return middle_of_leaf(file, place.page);
+  const std::uint32_t middle = middle_of_leaf(file, place.page);
+  const std::uint32_t larger = std::max(middle, header.count - middle);
+  const bool has_room =
+      suits(file, place.page, entry) || fits(shape_with(file, tree, place, entry), larger + 1);
+  return has_room ? middle : place.index;
 }
 
 // The same of an inner node. What it would have to keep too much of leads the right half, where
@@ -326,11 +88,11 @@ std::uint32_t division_of_inner(File& file, Place place, const Entry& entry) {
 
 // Moves the entries of a node from one on to a new right neighbour; 0 when the file is damaged.
 PageNumber part(File& file, std::size_t tree, Place from) {
-  save_all(file, from.page);
+  save_node(file, from.page);
   const PageNumber right = page_take(file);
   if (right == 0) return 0;
   PageHeader& header = header_of(file, from.page);
-  start_page(file, right, header.kind, tree);
+  start_node(file, right, header.kind, tree);
   if (header.kind == kLeaf && !link_right(file, tree, from.page, right)) return 0;
   copy_shape(file, right, from.page);
   append(file, right, file.page(from.page), from.index, header.count - from.index);
@@ -356,14 +118,14 @@ Entry parting(File& file, PageNumber left, PageNumber right) {
 // that the parent gets, pointing to the right half.
 int split_leaf(File& file, std::size_t tree, Place place, Entry& entry) {
   const std::uint32_t count = header_of(file, place.page).count;
-  const std::uint32_t middle = division_of_leaf(file, place, entry);
+  const std::uint32_t middle = division_of_leaf(file, tree, place, entry);
   const PageNumber right = part(file, tree, {place.page, middle});
   if (right == 0) return kIsBadFile;
   tighten(file, tree, place.page);
   tighten(file, tree, right);
   const bool goes_right = place.index > middle || middle == count;
   const Place to = goes_right ? Place{right, place.index - middle} : place;
-  make_room(file, tree, to, entry);  // half a leaf has it
+  make_room(file, tree, to, entry);
   put_entry(file, to, entry);
   entry = parting(file, place.page, right);
   return 0;
@@ -389,7 +151,7 @@ int grow_root(File& file, std::size_t tree, const Entry& right) {
   TreeHeader& root = file.contents().trees[tree];
   const PageNumber page = page_take(file);
   if (page == 0) return kIsBadFile;
-  start_page(file, page, kInner, tree);
+  start_node(file, page, kInner, tree);
   Entry left;
   left.number = root.root;
   set_shape(file, page, {0, bound_length(right.bytes)}, left.bytes);
@@ -491,18 +253,12 @@ int thin_out(File& file, std::size_t tree, PageNumber page, Place parent, bool& 
 }  // namespace
 
 void tree_set_number(File& file, Place place, SlotNumber slot) {
-  std::byte* number = entry_in(file, place) + header_of(file, place.page).kept;
-  if (!is_saved(file, place.page)) {
-    save_header(file, place.page);
-    save(file, Side::kIndex, number, sizeof slot);
-  }
-  header_of(file, place.page).check = 0;
-  std::memcpy(number, &slot, sizeof slot);
+  set_number(file, place, slot);
 }
 
 void tree_create(File& file, std::size_t tree) {
   const PageNumber page = page_take(file);
-  start_page(file, page, kLeaf, tree);
+  start_node(file, page, kLeaf, tree);
   file.contents().trees[tree] = {.root = page, .levels = 1, .entries = 0};
 }
 

@@ -6,9 +6,12 @@
 
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <csignal>
+#include <random>
+#include <set>
 #include <sstream>
 #include <string_view>
 
@@ -134,7 +137,7 @@ TEST_F(IsamTest, KeysAreAddedOverTheRecordsOfAFileOfOnesOwn) {
 
 // A node loses its first child, takes a record that belongs in the gap, and is joined with its left
 // neighbour: what bounded it from below must then bound the child that came first. Keys so long
-// that a node holds 15.
+// that a node holds seven.
 TEST_F(IsamTest, ARecordInTheGapOfALostChildStaysInReach) {
   const int file = ISBUILD("file", 255, {0, 1, {{{0, 255, kIsCharacters}}}}, kExclusiveMode);
   const auto each = [&](int (*operation)(int, const char*), int from, int to) {
@@ -147,6 +150,62 @@ TEST_F(IsamTest, ARecordInTheGapOfALostChildStaysInReach) {
   each(ISDELETE, 339, 230);
   EXPECT_EQ(walk(file), "");
   each(ISDELETE, 210, 211);
+  EXPECT_EQ(ISCLOSE(file), 0);
+}
+
+// Nodes keep once what their keys begin with, and of a child's bound what tells it apart. Keys that
+// differ early have leaves of few entries, and hundreds of them below one inner node, as three
+// bytes tell them apart; then come keys in between that differ only at their end.
+TEST_F(IsamTest, KeysThatBeginAlikeStandBetweenOthers) {
+  const int file = ISBUILD("file", 200, {0, 1, {{{0, 200, kIsCharacters}}}}, kExclusiveMode);
+  std::mt19937 random(4);
+  std::set<std::string> keys;
+  const auto write = [&](std::string key) {
+    key.resize(200, '.');
+    ASSERT_EQ(!keys.insert(key).second || ISWRITE(file, key.data()) == 0, true) << iserrno;
+  };
+  const auto check = [&] {
+    EXPECT_EQ(walk(file), "");
+    std::string found(200, '\0');
+    ASSERT_EQ(ISREAD(file, found.data(), kIsFirst), 0);
+    for (const std::string& key : keys) {
+      EXPECT_EQ(found, key);
+      ISREAD(file, found.data(), kIsNext);
+    }
+    EXPECT_EQ(iserrno, kIsEndOfFile);
+    for (const std::string& key : keys)
+      ASSERT_EQ(ISREAD(file, (found = key).data(), kIsEqual), 0);
+  };
+  const auto some_bytes = [&](std::size_t count) {
+    std::string bytes(count, '\0');
+    std::ranges::generate(bytes, [&] { return static_cast<char>(random()); });
+    return bytes;
+  };
+  for (int i = 0; i < 3000; ++i)
+    write(some_bytes(3));
+  check();
+  const std::uintmax_t before = std::filesystem::file_size("file.idx");
+  for (int group = 0; group < 10; ++group) {
+    const std::string begin = some_bytes(2) + std::string(190, 'x');
+    for (int i = 0; i < 400; ++i)
+      write(begin + some_bytes(4));
+  }
+  check();
+  // Kept whole, these keys would take 800,000 bytes.
+  EXPECT_LT(std::filesystem::file_size("file.idx") - before, 400'000U);
+  std::vector<std::string> order(keys.begin(), keys.end());
+  std::ranges::shuffle(order, random);
+  for (const std::string& key : order) {
+    ASSERT_EQ(ISDELETE(file, key.data()), 0) << iserrno;
+    keys.erase(key);
+    if (keys.size() % 1000 == 500) check();
+  }
+  // One after another into the leaf that is left over.
+  for (int i = 0; i < 3; ++i) {
+    write(some_bytes(3));
+    check();
+    ASSERT_EQ(ISDELETE(file, keys.extract(keys.begin()).value().data()), 0) << iserrno;
+  }
   EXPECT_EQ(ISCLOSE(file), 0);
 }
 

@@ -20,7 +20,8 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
 // Layout: int4 primary at 0; 3 characters at 4; double at 8; int2 at 16; 200 zeros at 20, which
-// make one key so long that its tree has many levels; the rest filler.
+// make one key so long that its tree has many levels, unless most of a node's entries begin alike;
+// the rest filler.
 constexpr std::array<KeyDescription, 3> kKeys = {
     {{0, 1, {{{0, 4, kIsInt4}}}},
      {1, 3, {{{4, 3, kIsCharacters}, {20, 200, kIsCharacters}, {16, 2, kIsInt2}}}},
@@ -87,7 +88,7 @@ class Model {
     const auto number = static_cast<std::int32_t>(same ? at : (below(3000) - 1500.0) * 1'400'001);
     const std::int16_t small = kSmalls[below(kSmalls.size())];
     const double amount = kAmounts[below(kAmounts.size())];
-    const unsigned first = below(3) * 100;
+    const unsigned first = below(2) == 0 ? below(3) * 100 : below(256);
     const unsigned second = below(4) * 80;  // characters compare unsigned, whatever char is here
     std::ranges::generate(record_, [this] { return static_cast<char>(random_()); });
     isst_int4(number, record_.data());

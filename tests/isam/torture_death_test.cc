@@ -13,17 +13,24 @@
 namespace marigold::test {
 namespace {
 
-TEST_F(TortureTest, KilledAtEveryStepNothingIsHalfDone) {
-  static long steps_left = 0;  // of a child; here it is never the last one
-  isam::change_step_hook = [] {
-    if (--steps_left == 0) raise(SIGKILL);
-  };
+long steps_left = 0;  // of a child; here it is never the last one
+
+struct DeathTest : TortureTest {
+  DeathTest() {
+    isam::change_step_hook = [] {
+      if (--steps_left == 0) raise(SIGKILL);
+    };
+  }
+  ~DeathTest() override { isam::change_step_hook = nullptr; }
+};
+
+TEST_F(DeathTest, KilledAtEveryStepNothingIsHalfDone) {
   const int numbers = 90;
   const Contents start = some_contents(numbers, 5);
   build_wide("start", start);
   auto& acknowledged = shared<std::atomic<std::size_t>>();  // operations that returned
   int kills = 0;
-  for (unsigned seed = 0; kills < amount(250, 2500); ++seed) {
+  for (unsigned seed = 0; kills < amount(600, 2500); ++seed) {
     const auto operations = random_operations(seed + 100, 6, numbers);
     const auto work_until_killed = [&](long step) {
       steps_left = step;
@@ -36,7 +43,9 @@ TEST_F(TortureTest, KilledAtEveryStepNothingIsHalfDone) {
       }
       EXPECT_EQ(ISCLOSE(file), 0);
     };
-    for (long step = 1;; ++step, ++kills) {
+    // Not many in a short run, so that they fall into many different operations.
+    const int stride = amount(17, 1);
+    for (long step = 1 + seed % static_cast<unsigned>(stride);; step += stride, ++kills) {
       SCOPED_TRACE("seed " + std::to_string(seed) + " step " + std::to_string(step));
       copy_pair("start", "file");
       acknowledged = 0;
@@ -53,8 +62,43 @@ TEST_F(TortureTest, KilledAtEveryStepNothingIsHalfDone) {
       ASSERT_EQ(status, -SIGKILL);
     }
   }
-  isam::change_step_hook = nullptr;
   std::printf("[ killed ] %d times, each at another step\n", kills);
+}
+
+// The record leaves two thin leaves, which become one, for a leaf that is full and is divided: the
+// page that the one gives up is what the other takes.
+TEST_F(DeathTest, APageGivenUpAndTakenAgainIsWholeWhenTheChangeIsUndone) {
+  const KeyDescription key{0, 1, {{{4, 200, kIsCharacters}}}};
+  const auto record = [](std::int32_t number, const std::string& text) {
+    std::string bytes = std::string(4, '\0') + text + std::string(200 - text.size(), ' ');
+    isst_int4(number, bytes.data());
+    return bytes;
+  };
+  const int start = ISBUILD("start", 204, kWidePrimary, kExclusiveMode);
+  ASSERT_EQ(ISADDINDEX(start, key), 0);
+  for (int number = 100; number < 200; ++number)
+    ASSERT_EQ(ISWRITE(start, record(number, std::to_string(number)).data()), 0);
+  for (int number = 140; number < 180; ++number) {
+    if (number % 3 == 0) continue;  // of the nine records of a leaf three stay
+    ASSERT_EQ(ISDELETE(start, record(number, "").data()), 0);
+  }
+  ASSERT_EQ(ISCLOSE(start), 0);
+  const std::string moved = record(159, "1005");
+  int status = -SIGKILL;
+  for (long step = 1; status != 0 && !HasFailure(); ++step) {
+    SCOPED_TRACE(step);
+    copy_pair("start", "file");
+    status = run_process([&] {
+      steps_left = step;
+      const int file = ISOPEN("file", kSharedMode);
+      EXPECT_EQ(ISREPLACE(file, moved.data()), 0);
+      EXPECT_EQ(ISCLOSE(file), 0);
+    });
+    const int file = ISOPEN("file", kSharedMode);
+    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(ISCLOSE(file), 0);
+  }
+  EXPECT_EQ(status, 0);
 }
 
 // Three processes work on one file, each on numbers of its own; now one, now another is killed at a
