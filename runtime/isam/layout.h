@@ -151,7 +151,7 @@ struct PageHeader {
   std::uint16_t kept;
 };
 
-// Bytes at the end of a page that stay empty, so that 8 bytes can be taken from the start of any
+// Bytes at the end of a page that no entry has, so that 8 bytes can be taken from the start of any
 // entry.
 inline constexpr std::size_t kPageSlack = 8;
 

@@ -20,10 +20,6 @@ void save_from(File& file, Place place) {
   header.check = 0;
 }
 
-Shape shape_of(const PageHeader& header) {
-  return {header.prefix, header.kept};
-}
-
 bool is_shape_of(Shape shape, const PageHeader& header) {
   return shape.prefix == header.prefix && shape.kept == header.kept;
 }
@@ -34,6 +30,26 @@ std::size_t bounds_length(File& file, PageNumber page) {
   for (std::uint32_t i = 1; i < header_of(file, page).count; ++i)
     length = std::max(length, bound_length(read_entry(file, {page, i}).bytes));
   return length;
+}
+
+// Copies an entry of an inner node into one that keeps more of it, or less.
+void copy_bound(std::byte* to, const PageHeader& target, const std::byte* from,
+                const PageHeader& source) {
+  const std::size_t same = std::min(target.kept, source.kept);
+  std::memcpy(to, from, same);
+  std::memset(to + same, 0, target.kept - same);
+  std::memcpy(to + target.kept, from + source.kept, kNumberLength);
+}
+
+// Copies an entry of a leaf into one that keeps more of it once, or less. What comes behind it is
+// written later.
+void copy_entry(std::byte* to, const PageHeader& target, const std::byte* from,
+                const PageHeader& source, const std::byte* source_prefix) {
+  if (target.prefix >= source.prefix)
+    return copy_pieces(to, from + target.prefix - source.prefix, entry_size(target));
+  const std::size_t more = source.prefix - target.prefix;
+  copy_pieces(to, source_prefix + target.prefix, more);
+  copy_pieces(to + more, from, entry_size(source));
 }
 
 // A node as it was before it got another shape.
@@ -66,10 +82,6 @@ void save_node(File& file, PageNumber page) {
 
 bool fits(Shape shape, std::size_t count) {
   return node_space(count, shape.prefix, shape.kept) <= kNodeSpace;
-}
-
-std::size_t capacity(const PageHeader& header) {
-  return (kNodeSpace - header.prefix) / entry_size(header);
 }
 
 Shape leaf_shape(const File& file, std::size_t tree, const Probe& first, const Probe& last) {
@@ -139,7 +151,8 @@ void tighten(File& file, std::size_t tree, PageNumber page) {
 bool make_room(File& file, std::size_t tree, Place place, const Entry& entry) {
   const PageHeader& header = header_of(file, place.page);
   const std::uint32_t count = header.count;
-  if (count > 0 && count < capacity(header) && suits(file, place.page, entry)) return true;
+  const bool is_full = !fits(shape_of(header), count + 1);
+  if (count > 0 && !is_full && suits(file, place.page, entry)) return true;
   const Shape shape = shape_with(file, tree, place, entry);
   if (!fits(shape, count + 1)) return false;
   reshape(file, place.page, shape, entry.bytes);
@@ -203,20 +216,17 @@ void append(File& file, PageNumber to, const std::byte* from, std::size_t first,
   PageHeader& target = header_of(file, to);
   const auto& source = *reinterpret_cast<const PageHeader*>(from);
   std::byte* out = entry_in(file, {to, target.count});
-  const std::byte* in = from + sizeof(PageHeader) + source.prefix + first * entry_size(source);
+  const std::byte* prefix = from + sizeof(PageHeader);
+  const std::byte* in = prefix + source.prefix + first * entry_size(source);
   change_step();
   target.count = static_cast<std::uint16_t>(target.count + count);
   if (is_shape_of(shape_of(source), target)) {
     std::memcpy(out, in, count * entry_size(source));
     return;
   }
-  Probe bytes{};
-  std::memcpy(bytes.data(), from + sizeof(PageHeader), source.prefix);
-  for (; count > 0; --count, in += entry_size(source), out += entry_size(target)) {
-    std::memcpy(bytes.data() + source.prefix, in, source.kept);
-    std::memcpy(out, bytes.data() + target.prefix, target.kept);
-    std::memcpy(out + target.kept, in + source.kept, kNumberLength);
-  }
+  for (; count > 0; --count, in += entry_size(source), out += entry_size(target))
+    source.kind == kInner ? copy_bound(out, target, in, source)
+                          : copy_entry(out, target, in, source, prefix);
 }
 
 void start_node(File& file, PageNumber page, std::uint8_t kind, std::size_t tree) {

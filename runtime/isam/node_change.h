@@ -26,6 +26,9 @@ inline PageHeader& header_of(File& file, PageNumber page) {
   return *reinterpret_cast<PageHeader*>(file.page(page));
 }
 
+inline Shape shape_of(const PageHeader& header) {
+  return {header.prefix, header.kept};
+}
 inline std::size_t entry_size(const PageHeader& header) {
   return std::size_t{header.kept} + kNumberLength;
 }
@@ -38,9 +41,8 @@ void save_node(File& file, PageNumber page);
 
 // ---- Shapes
 
+// Whether a node of this shape has room for so many entries.
 bool fits(Shape shape, std::size_t count);
-// Entries of the node's shape for which it has room.
-std::size_t capacity(const PageHeader& header);
 
 // The shape in which a leaf takes the least space of which these are the first entry and the last.
 Shape leaf_shape(const File& file, std::size_t tree, const Probe& first, const Probe& last);

@@ -95,9 +95,13 @@ inline std::uint64_t first_bytes(std::uint64_t piece, std::size_t bytes) {
   return piece & ((std::uint64_t{1} << 8 * bytes) - 1);
 }
 
+// Up to 7 bytes more than asked for.
+inline void copy_pieces(std::byte* to, const std::byte* from, std::size_t length) {
+  for (std::size_t at = 0; at < length; at += kPiece)
+    std::memcpy(to + at, from + at, kPiece);
+}
 inline void copy_compared(Probe& to, const Probe& from, const TreeShape& shape) {
-  for (std::size_t at = 0; at < shape.compare_length; at += kPiece)
-    std::memcpy(to.data() + at, from.data() + at, kPiece);
+  copy_pieces(to.data(), from.data(), shape.compare_length);
 }
 
 // Whether the first `length` bytes are the same.
