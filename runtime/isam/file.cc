@@ -93,7 +93,8 @@ int read_index_header(File& file) {
   if (file.index_space == 0) return ENOENT;
   if (file.index_space < kPageSize) return kIsBadFile;
   const IndexHeader& header = file.header();
-  if (header.magic != kIndexMagic || header.version != kIndexVersion) return kIsBadFile;
+  if (header.magic != kIndexMagic || header.version > kIndexVersion) return kIsBadFile;
+  if (header.version < kFormerIndexVersion) return kIsBadFile;
   if (header.state == kStateNewborn) return ENOENT;
   return header.state > kStateNewborn ? kIsBadFile : 0;
 }
@@ -129,8 +130,19 @@ int read_data_header(File& file) {
 }
 
 bool must_be_rebuilt(const IndexHeader& header) {
-  return header.state == kStateRebuild ||
+  return header.state == kStateRebuild || header.version < kIndexVersion ||
          (header.state == kStateInUse && header.boot != boot_identity());
+}
+
+// An index of the former version can be made anew only when nobody has it open, and nobody has died
+// with it: a program of that version has to undo what was left half done, and settle what is gone.
+int look_at_former(const File& file) {
+  const IndexHeader& header = file.header();
+  if (header.version == kIndexVersion) return 0;
+  if (header.state == kStateInUse && header.boot == boot_identity()) return kIsBadFile;
+  bool others = false;
+  const int failed = file.exclusive ? 0 : file.index.locked_by_other(kUseLock, others);
+  return others ? kIsFileLocked : failed;
 }
 
 bool contents_are_sane(const File& file) {
@@ -179,6 +191,7 @@ int open_registered(File& file) {
     return failed == ENOENT && !data_is_empty(file.data) ? kIsBadFile : failed;
   }
   if (const int failed = read_data_header(file)) return failed;
+  if (const int failed = look_at_former(file)) return failed;
   if (const int failed = take_place(file)) return failed;
   if (file.exclusive && file.writable) file.header().writer = 0;  // whoever left it there is gone
   if (const int failed = recover(file)) return failed;

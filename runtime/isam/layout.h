@@ -27,6 +27,8 @@ inline constexpr std::uint64_t kPageSize = 2048;
 inline constexpr std::array<std::uint8_t, 2> kIndexMagic = {0xFE, 0x53};
 inline constexpr std::array<std::uint8_t, 2> kDataMagic = {0xFE, 0x44};
 inline constexpr std::uint16_t kIndexVersion = 3;
+// Its header was the same, its nodes were not: whoever opens such an index makes it anew.
+inline constexpr std::uint16_t kFormerIndexVersion = 2;
 inline constexpr std::uint16_t kDataVersion = 1;
 inline constexpr std::uint64_t kUndoStart = 1;  // the undo area's first page
 

@@ -138,6 +138,7 @@ int make_all(File& file) {
 
 int rebuild_indexes(File& file) {
   if (const int failed = file_put_in_state(file, kStateRebuild)) return failed;
+  file.header().version = kIndexVersion;
   file.logging = false;
   file.saved_pages.clear();
   int failed = 0;

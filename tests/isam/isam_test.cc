@@ -232,6 +232,21 @@ TEST_F(IsamTest, AnIndexIsMadeAnew) {
     play(file, "e1=1x e2=111 e3=3z w2y d2");
     ASSERT_EQ(ISCLOSE(file), 0);
   }
+  // One of the former version is made anew by whoever opens it; of others nothing is known.
+  std::string former = index;
+  former[2] = 2;
+  std::fill(former.begin() + isam::kPageSize, former.end(), '\xFE');
+  for (const auto& [version, error] : {std::pair{2, 0}, {1, kIsBadFile}, {4, kIsBadFile}}) {
+    former[2] = static_cast<char>(version);
+    write_file("file.idx", former);
+    file = ISOPEN("file", kSharedMode);
+    EXPECT_EQ(error_of(file), error) << version;
+    if (error != 0) continue;
+    EXPECT_EQ(walk(file), "");
+    play(file, "e1=1x e2=111 e3=3z");
+    ASSERT_EQ(ISCLOSE(file), 0);
+    EXPECT_EQ(read_file("file.idx")[2], 3);
+  }
   std::filesystem::remove("file.idx");
   data[isam::kDataStart + sizeof(isam::SlotHeader)] ^= 1;  // in the first record
   write_file("file.dat", data);
