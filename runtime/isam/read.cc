@@ -193,7 +193,7 @@ void copy_slot(const File& file, const std::byte* slot, ReadBuffer& buffer) {
 bool copy_record(File& file, std::size_t tree, SlotNumber slot, ReadBuffer& buffer) {
   if (slot == 0 || slot > file.slots || !slot_was_live(file, slot)) return false;
   const std::byte* at = file.slot(slot);
-  if (!is_entry_of(file, tree, buffer.entry.data(), at)) return false;
+  if (!is_entry_of(file, tree, buffer.entry, at)) return false;
   copy_slot(file, at, buffer);
   return true;
 }
@@ -208,7 +208,7 @@ bool can_be_guessed(const Cursor& cursor, const Search& search, const TreeShape&
 bool copy_guessed(File& file, const Search& search, std::uint64_t hash, ReadBuffer& buffer) {
   const SlotNumber slot = file.hints.guess(hash);
   if (slot == 0 || slot > file.slots || !slot_was_live(file, slot)) return false;
-  if (!is_entry_of(file, 0, search.probe.data(), file.slot(slot))) return false;
+  if (!is_entry_of(file, 0, search.probe, file.slot(slot))) return false;
   copy_slot(file, file.slot(slot), buffer);
   copy_compared(buffer.entry, search.probe, file.trees[0]);
   return true;

@@ -23,16 +23,13 @@ Probe record_probe(const File& file, std::size_t tree, const std::byte* slot) {
   return new_probe(file.trees[tree], record, record_sequence(slot));
 }
 
-bool is_entry_of(const File& file, std::size_t tree, const std::byte* entry,
-                 const std::byte* slot) {
+bool is_entry_of(const File& file, std::size_t tree, const Probe& entry, const std::byte* slot) {
   const TreeShape& shape = file.trees[tree];
   const auto* record = reinterpret_cast<const char*>(slot + sizeof(SlotHeader));
-  if (!key_is_of_record(shape.key, record, entry)) return false;
+  if (!key_is_of_record(shape.key, record, entry.data())) return false;
   if (!shape.duplicates) return true;
-  std::uint64_t sequence = 0;
-  for (std::uint32_t i = shape.key_length; i < shape.compare_length; ++i)
-    sequence = sequence << 8 | std::to_integer<std::uint64_t>(entry[i]);
-  return sequence == record_sequence(slot);
+  const std::uint64_t sequence = big_endian(entry.data() + shape.key_length);
+  return sequence >> 8 * (kPiece - kSequenceLength) == record_sequence(slot);
 }
 
 bool place_has_key(File& file, std::size_t tree, Place place, const Probe& probe,

@@ -19,7 +19,7 @@ inline std::uint64_t hint_hash(const TreeShape& shape, const Probe& probe) {
 Probe new_probe(const TreeShape& shape, const char* record, std::uint64_t sequence);
 
 // Whether an entry of the tree is that of the record in a slot.
-bool is_entry_of(const File& file, std::size_t tree, const std::byte* entry, const std::byte* slot);
+bool is_entry_of(const File& file, std::size_t tree, const Probe& entry, const std::byte* slot);
 
 // Whether there is an entry at the place with the key of the probe (its sequence as well, where the
 // tree has one), and its slot.

@@ -90,6 +90,11 @@ inline std::uint64_t piece_at(const std::byte* from) {
   return piece;
 }
 
+// As a number that orders as its bytes do.
+inline std::uint64_t big_endian(const std::byte* from) {
+  return __builtin_bswap64(piece_at(from));
+}
+
 // Of a piece, the first so many bytes, less than all.
 inline std::uint64_t first_bytes(std::uint64_t piece, std::size_t bytes) {
   return piece & ((std::uint64_t{1} << 8 * bytes) - 1);

@@ -11,10 +11,6 @@ namespace {
 
 constexpr std::size_t kPieces = 2 * kPiece;  // the first two
 
-std::uint64_t big_endian(const std::byte* from) {
-  return __builtin_bswap64(piece_at(from));
-}
-
 // Of 8 bytes as a number: those of the first so many.
 std::uint64_t mask_of(std::uint32_t bytes) {
   return bytes >= kPiece ? ~std::uint64_t{0} : ~(~std::uint64_t{0} >> 8 * bytes);

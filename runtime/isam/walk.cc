@@ -203,7 +203,7 @@ class Walk {
         say(where(tree, page) + ": entry " + std::to_string(i) + " has no record");
         continue;
       }
-      if (!is_entry_of(file_, tree, whole_entry(node, i).data(), file_.slot(slot))) {
+      if (!is_entry_of(file_, tree, whole_entry(node, i), file_.slot(slot))) {
         say(where(tree, page) + ": entry " + std::to_string(i) + " is not its record's");
       }
     }

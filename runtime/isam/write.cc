@@ -68,7 +68,7 @@ int find_record(File& file, const char* record, SlotNumber& slot, Entries& entri
   if (!tree_find(file, 0, probe, Bound::kNotLess, path)) return kIsBadFile;
   if (!place_has_key(file, 0, path.nodes[0], probe, slot)) return kIsNoRecord;
   if (slot == 0 || slot > file.slots || !slot_was_live(file, slot)) return kIsBadFile;
-  if (!is_entry_of(file, 0, probe.data(), file.slot(slot))) return kIsBadFile;
+  if (!is_entry_of(file, 0, probe, file.slot(slot))) return kIsBadFile;
   if (const int failed = record_not_locked(file, record)) return failed;
   return find_further_entries(file, slot, entries);
 }
