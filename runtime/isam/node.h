@@ -1,0 +1,102 @@
+// Nodes as readers see them, and what their entries are compared by. tree.h says what a tree is.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "runtime/isam/file.h"
+
+namespace marigold::isam {
+
+// ---- Probes: what an entry is compared by, whole. They are handled in pieces of 8 bytes, as a
+// call of the C library for a few bytes would cost more than what it does
+
+// The first TreeShape::compare_length bytes count. From each of them on two pieces can be taken,
+// and put.
+using Probe = std::array<std::byte, (kLongestCompare + 16 + 7) / 8 * 8>;
+
+inline constexpr std::size_t kPiece = 8;
+
+inline std::uint64_t piece_at(const std::byte* from) {
+  std::uint64_t piece = 0;
+  std::memcpy(&piece, from, kPiece);
+  return piece;
+}
+
+// A piece as a number that orders as its bytes do.
+inline std::uint64_t big_endian(const std::byte* from) {
+  return __builtin_bswap64(piece_at(from));
+}
+
+// The first so many bytes of a piece, less than all.
+inline std::uint64_t first_bytes(std::uint64_t piece, std::size_t bytes) {
+  return piece & ((std::uint64_t{1} << 8 * bytes) - 1);
+}
+
+// Copies up to 7 bytes more than asked for.
+inline void copy_pieces(std::byte* to, const std::byte* from, std::size_t length) {
+  for (std::size_t at = 0; at < length; at += kPiece)
+    std::memcpy(to + at, from + at, kPiece);
+}
+inline void copy_compared(Probe& to, const Probe& from, const TreeShape& shape) {
+  copy_pieces(to.data(), from.data(), shape.compare_length);
+}
+
+// Whether the first `length` bytes are the same.
+inline bool begin_alike(const Probe& a, const Probe& b, std::size_t length) {
+  std::size_t at = 0;
+  for (; at + kPiece <= length; at += kPiece) {
+    if (piece_at(a.data() + at) != piece_at(b.data() + at)) return false;
+  }
+  return first_bytes(piece_at(a.data() + at) ^ piece_at(b.data() + at), length - at) == 0;
+}
+
+// ---- Nodes
+
+// A node as a reader sees it: with a copy of its header, so that what has been checked stays so
+// while a writer changes the page.
+struct Node {
+  PageHeader header;
+  const std::byte* prefix;
+  const std::byte* entries;
+
+  [[nodiscard]] std::size_t entry_size() const { return header.kept + kNumberLength; }
+  [[nodiscard]] const std::byte* entry(std::uint32_t index) const {
+    return entries + index * entry_size();
+  }
+  [[nodiscard]] std::uint32_t number(std::uint32_t index) const {
+    std::uint32_t number = 0;
+    std::memcpy(&number, entry(index) + header.kept, sizeof number);
+    return number;
+  }
+};
+
+inline bool read_node(File& file, PageNumber page, std::uint8_t kind, std::size_t tree,
+                      Node& node) {
+  if (!page_is_sound(file, page, kind, tree, node.header)) return false;
+  node.prefix = file.page(page) + sizeof(PageHeader);
+  node.entries = node.prefix + node.header.prefix;
+  return true;
+}
+
+// What an entry of a node is compared by. Put together in registers: the processor waits for what
+// is read in one piece and was written in two.
+inline void node_entry(const Node& node, std::uint32_t index, Probe& entry) {
+  const std::byte* from = node.entry(index);
+  const std::size_t prefix = node.header.prefix;
+  const std::size_t whole = prefix + node.header.kept;
+  const auto put = [&](std::size_t at, std::uint64_t piece) {
+    std::memcpy(entry.data() + at, &piece, kPiece);
+  };
+  std::size_t at = 0;
+  for (; at + kPiece <= prefix; at += kPiece)
+    put(at, piece_at(node.prefix + at));
+  const std::size_t rest = prefix - at;
+  put(at, first_bytes(piece_at(node.prefix + at), rest) | piece_at(from) << 8 * rest);
+  for (at += kPiece; at < whole; at += kPiece)
+    put(at, piece_at(from + at - prefix));
+}
+
+}  // namespace marigold::isam
