@@ -343,11 +343,12 @@ void register_unlock(File& file) {
 }
 
 std::uint64_t undo_pages_needed(std::span<const TreeShape> trees) {
-  // A replacement takes an entry out and puts one in. On each level a node loses an entry and is
-  // joined with its neighbour, and one is divided: four whole pages, and some headers. Nodes are
-  // at least a third full of entries that are kept whole, so there are this many levels at most;
-  // and one whose nodes were divided where a child came that needs many bytes.
-  constexpr std::uint64_t kLevelBytes = 4 * kPageSize + 1024;
+  // A replacement takes an entry out and puts one in. On each level a node that is less than a
+  // third full is joined with its neighbour, less than a page together, and another one is divided:
+  // two pages, some entries twice, and headers. Nodes are at least a third full of entries that are
+  // kept whole, so there are this many levels at most; and one whose nodes were divided where a
+  // child came that needs many bytes.
+  constexpr std::uint64_t kLevelBytes = 2 * (kPageSize + 512);
   std::uint64_t bytes = kPageSize;
   for (const TreeShape& shape : trees) {
     bytes += kLevelBytes;
