@@ -261,8 +261,8 @@ inline int make_visible(File& file) {
 bool page_check_is_right(File& file, PageNumber number);
 
 // Whether a page may be followed: it is a node of this tree and level, its entries lie inside it,
-// and its check is right or void. A writer may be changing it: what holds is what the copy of its
-// header says, which is given in any case.
+// and its check is right or void. That is said of the copy of its header: a writer may be changing
+// the page.
 inline bool page_is_sound(File& file, PageNumber number, std::uint8_t kind, std::size_t tree,
                           PageHeader& header) {
   if (number == 0 || number >= file.verified.size()) return false;
