@@ -218,7 +218,7 @@ void append(File& file, PageNumber to, const std::byte* from, std::size_t first,
   std::byte* out = entry_in(file, {to, target.count});
   const std::byte* prefix = from + sizeof(PageHeader);
   const std::byte* in = prefix + source.prefix + first * entry_size(source);
-  change_step();
+  change_step();  // a node that is given another shape is empty now
   target.count = static_cast<std::uint16_t>(target.count + count);
   if (is_shape_of(shape_of(source), target)) {
     std::memcpy(out, in, count * entry_size(source));

@@ -55,9 +55,13 @@ std::size_t telling_length(File& file, PageNumber page, std::uint32_t index) {
 std::uint32_t middle_of_leaf(File& file, PageNumber page) {
   const std::uint32_t count = header_of(file, page).count;
   std::uint32_t best = count / 2;
+  std::size_t shortest = telling_length(file, page, best);
   for (std::uint32_t away = 1; away <= count / 8; ++away) {
     for (const std::uint32_t index : {count / 2 - away, count / 2 + away}) {
-      if (telling_length(file, page, index) < telling_length(file, page, best)) best = index;
+      const std::size_t length = telling_length(file, page, index);
+      if (length >= shortest) continue;
+      best = index;
+      shortest = length;
     }
   }
   return best;
