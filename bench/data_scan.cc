@@ -18,7 +18,7 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/data/definition_set.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/new_file.h"
 
 namespace marigold::bench {
 namespace {
@@ -67,7 +67,7 @@ double load_milliseconds() {
 int measure(int files, int rounds) {
   const std::string text = set_of(files);
   const std::string path = definition_set_path("BENCH");
-  if (file_write(path.c_str(), text) != 0) {
+  if (file_put(path.c_str(), text) != 0) {
     std::fprintf(stderr, "data_scan: cannot write %s\n", path.c_str());
     return 1;
   }

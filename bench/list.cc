@@ -188,8 +188,7 @@ void write_only(int pages) {
   const std::vector<char> piece(65536, ' ');
   const double start = wall_now();
   RecordFile file;
-  bool made = false;
-  if (RecordFile::create("bytes", made) != 0 || file.open("bytes", true) != 0) die("no file");
+  if (file.create("bytes") != 0) die("no file");
   for (std::uint64_t written = 0; written < bytes; written += piece.size())
     if (file.write(written, piece) != 0) die("the file cannot be written");
   file.close();

@@ -32,7 +32,8 @@ int check_keyed(const DataTarget& target, Checked& checked) {
   if (failed == 0) {
     std::string reason;
     if (ischeck(file.number(), checked.findings) != 0) failed = iserrno;
-    if (!isam_fits(*target.definition, info, reason)) checked.findings.push_back(reason);
+    if (!check_version(target, reason) || !isam_fits(*target.definition, info, reason))
+      checked.findings.push_back(reason);
   }
   checked.records = info.record_count;
   const bool lacks_index = failed == ENOENT && file_exists((target.base + ".dat").c_str());
@@ -63,6 +64,8 @@ void check_record(const char* record, std::size_t length, std::int64_t number, C
 int check_numbered(DataTarget& target, Checked& checked) {
   OpenNumberedFile file;
   if (const int failed = file.open(target, false)) return failed;
+  std::string reason;
+  if (!check_version(target, reason)) checked.findings.push_back(reason);
   const auto length = static_cast<std::size_t>(target.definition->record_length);
   constexpr std::size_t kAhead = std::size_t{1} << 18;
   std::vector<char> records(length * (kAhead / length + 1));

@@ -95,7 +95,10 @@ int data_dump(const DataDump& options) {
   RecordText text(*target.definition, code_set);
   const WalkRange range{.key = options.key, .from = options.from, .to = options.to};
   const auto walk = walk_records(target, text, range, problem);
-  if (walk == nullptr) return report_unusable({problem});
+  // The file is open by now, and no conversion can come in between.
+  std::string reason;
+  if (walk != nullptr && !check_version(target, reason)) problem = target.base + ": " + reason;
+  if (!problem.empty()) return report_unusable({problem});
   return Dump(options, target, text).run(*walk);
 }
 

@@ -153,6 +153,7 @@ int data_load(const DataLoad& options) {
   DataTarget target;
   Problems problems;
   if (!find_data_file(options.file, target, problems)) return report_unusable(problems);
+  if (!take_class(target, problems)) return report_unusable(problems);
   Input input;
   if (!input.open(options.input, problem)) return report_unusable({problem});
   RecordText text(*target.definition, code_set);

@@ -12,9 +12,10 @@ std::string misfit(const DataTarget& target) {
   IsamInfo info;
   int failed = file.open(target.base, kIsInput | kIsReadOnly | kIsManualLock);
   if (failed == 0) failed = file.info(info);
-  if (failed != 0) return data_error(failed);
+  if (failed != 0) return data_error(target.base, failed);
   std::string reason;
-  return isam_fits(*target.definition, info, reason) ? "" : reason;
+  if (check_version(target, reason) && isam_fits(*target.definition, info, reason)) return "";
+  return target.base + ": " + reason;
 }
 
 }  // namespace
@@ -25,14 +26,20 @@ int data_rebuild(const DataRebuild& options) {
   if (!find_data_file(options.file, target, problems)) return report_unusable(problems);
   if (target.definition->type != FileType::kIsam)
     return report_unusable({target.base + ": a random file has no indexes"});
+  if (!take_class(target, problems)) return report_unusable(problems);
   IsRebuildReport rebuilt;
   if (isrebuild(target.base.c_str(), rebuilt) != 0)
     return report_unusable({data_error(target.base + ".dat", iserrno)});
   std::string summary =
       target.base + ": " + counted(static_cast<std::size_t>(rebuilt.records), "record");
-  if (rebuilt.lost > 0) summary += ", " + std::to_string(rebuilt.lost) + " lost";
+  if (rebuilt.lost > 0) {
+    summary += ", " + std::to_string(rebuilt.lost) + " lost; the damaged file stays as ";
+    summary += rebuilt.kept;
+  }
+  // Indexes are made from what the file says of itself; whether its definition is that is another
+  // matter, which a conversion may put right.
   const std::string reason = misfit(target);
-  if (!reason.empty()) report(target.base + ": " + reason);
+  if (!reason.empty()) report(reason);
   const bool clean = rebuilt.lost == 0 && reason.empty();
   return write_output(summary + "\n", clean ? kExitClean : kExitFindings);
 }

@@ -2,14 +2,18 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 #include <vector>
 
 #include "runtime/core/settings.h"
 #include "runtime/data/data_path.h"
 #include "runtime/data/definition_set.h"
+#include "runtime/data/lock_file.h"
+#include "runtime/data/version.h"
 #include "runtime/isam/isam.h"
 #include "runtime/platform/file.h"
+#include "tools/data_report.h"
 #include "tools/new_files.h"
 
 namespace marigold {
@@ -36,18 +40,6 @@ bool may_define_files(std::string_view name) {
   return before_number + 1 == name.size() || name[before_number] != '_';
 }
 
-bool list_sets(std::vector<std::string>& sets, Problems& problems) {
-  const std::string any = definition_set_path("");
-  const fs::path directory = fs::path(any).parent_path();
-  std::error_code error;
-  for (fs::directory_iterator at(directory, error), end; !error && at != end; at.increment(error)) {
-    if (may_define_files(at->path().filename().string())) sets.push_back(at->path().string());
-  }
-  if (error) problems.push_back(directory.string() + ": " + error.message());
-  std::ranges::sort(sets);
-  return !error;
-}
-
 bool search_set(const std::string& path, const std::string& name, Search& search,
                 Problems& problems) {
   std::string text;
@@ -71,7 +63,7 @@ bool search_sets(const DataFileOptions& options, Search& search, Problems& probl
   std::vector<std::string> sets;
   if (!options.set.empty()) {
     sets.push_back(definition_path_of(options.set));
-  } else if (!list_sets(sets, problems)) {
+  } else if (!find_definition_sets(sets, problems)) {
     return false;
   }
   return std::ranges::all_of(
@@ -122,6 +114,18 @@ std::string definition_path_of(const std::string& set) {
   return path ? set : definition_set_path(set);
 }
 
+bool find_definition_sets(std::vector<std::string>& paths, Problems& problems) {
+  const std::string any = definition_set_path("");
+  const fs::path directory = fs::path(any).parent_path();
+  std::error_code error;
+  for (fs::directory_iterator at(directory, error), end; !error && at != end; at.increment(error)) {
+    if (may_define_files(at->path().filename().string())) paths.push_back(at->path().string());
+  }
+  if (error) problems.push_back(directory.string() + ": " + error.message());
+  std::ranges::sort(paths);
+  return !error;
+}
+
 bool find_data_file(const DataFileOptions& options, DataTarget& target, Problems& problems) {
   settings_read();
   Search search;
@@ -132,6 +136,53 @@ bool find_data_file(const DataFileOptions& options, DataTarget& target, Problems
   target.definition->explicit_path = without_suffix(options.path, target.definition->type);
   target.base = data_path(*target.definition);
   return true;
+}
+
+std::string half_pair_text(const DataTarget& target) {
+  const std::string data = target.base + ".dat";
+  const std::string index = target.base + ".idx";
+  if (file_exists(data.c_str()))
+    return index + ": is missing; \"marigold data rebuild " +
+           std::string(target.definition->name.view()) + "\" makes it from " + data;
+  return data + ": is missing, and " + index + " holds no records; bring both back from a backup";
+}
+
+bool check_version(const DataTarget& target, std::string& reason) {
+  const FileDefinition& definition = *target.definition;
+  const std::optional<double> found = version_read_record(version_file_record(definition));
+  const auto wanted = static_cast<double>(definition.version);
+  if (!found || *found == wanted) return true;
+  reason = "its records have version " + version_text(*found) + ", " + target.set_path +
+           " defines version " + version_text(wanted) + "; ";
+  reason += *found < wanted ? "\"marigold data convert\" brings them to it"
+                            : "take the definition of that version";
+  return false;
+}
+
+namespace {
+
+// A copy of the file elsewhere is nobody's concern.
+bool lies_in_its_class(const DataTarget& target) {
+  if (target.definition->explicit_path.empty()) return true;
+  std::error_code unknown;
+  const fs::path directory = fs::path(target.base).parent_path();
+  return fs::equivalent(directory.empty() ? "." : directory,
+                        data_directory(target.definition->path_class), unknown);
+}
+
+}  // namespace
+
+bool take_class(const DataTarget& target, Problems& problems) {
+  const FileDefinition& definition = *target.definition;
+  if (!settings().multi_user || !lies_in_its_class(target)) return true;
+  if (path_lock_try_shared(definition.path_class) == kDataDone) return true;
+  std::vector<LockHolder> holders;
+  std::string who;
+  if (lock_file_holders(definition.path_class, holders) == 0) {
+    for (const LockHolder& holder : holders)
+      who += (who.empty() ? ": " : "; ") + describe_holder(holder);
+  }
+  return complain(problems, data_directory(definition.path_class), "the directory is locked" + who);
 }
 
 std::string data_error(int number) {

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "runtime/data/definition.h"
 #include "tools/report.h"
@@ -25,14 +26,29 @@ struct DataTarget {
 // "DATA", or a path when it has a "/" in it or ends in ".DES".
 std::string definition_path_of(const std::string& set);
 
-// Finds the definition. Without a set it looks through the files FILE*.DES of the definitions
-// directory, but not through the version table and older definitions (FILEDATA_3.DES). False with
-// the problems: no set defines the file, or several do, or a set cannot be read, or the file is of
-// a kind that cannot be opened. The list of definitions stays as it is.
+// The paths of all definition sets of the definitions directory, sorted, without the version table
+// and older definitions (FILEDATA_3.DES). False with the problem.
+bool find_definition_sets(std::vector<std::string>& paths, Problems& problems);
+
+// Finds the definition. Without a set it looks through those of
+// find_definition_sets. False with the problems: no set defines the file, or several do, or a set
+// cannot be read, or the file is of a kind that cannot be opened. The list of definitions stays as
+// it is.
 bool find_data_file(const DataFileOptions& options, DataTarget& target, Problems& problems);
+
+// Takes the path class of the file as the programs that write into it do, in multi-user operation,
+// for the rest of the process. False with the problem, which says who has it for himself.
+bool take_class(const DataTarget& target, Problems& problems);
 
 // What a result of the engine or the system means for the owner of a file.
 std::string data_error(int number);
+
+// What to do when one file of a pair is missing.
+std::string half_pair_text(const DataTarget& target);
+
+// Whether the records were written under the version of the definition. A file without a version
+// record counts so. False with the reason, which names both versions.
+bool check_version(const DataTarget& target, std::string& reason);
 
 // "PATH: " and that.
 std::string data_error(const std::string& path, int number);

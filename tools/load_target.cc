@@ -10,8 +10,9 @@
 
 #include "runtime/data/data_path.h"
 #include "runtime/data/isam_access.h"
+#include "runtime/data/random_file.h"
 #include "runtime/data/version.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/new_file.h"
 #include "runtime/platform/stop_signals.h"
 #include "tools/new_files.h"
 #include "tools/record_walk.h"
@@ -27,6 +28,13 @@ bool fail(std::string& problem, const std::string& path, int number) {
   return false;
 }
 
+bool holds_version(const DataTarget& target, std::string& problem) {
+  std::string reason;
+  if (check_version(target, reason)) return true;
+  problem = target.base + ": " + reason;
+  return false;
+}
+
 bool asked_to_stop(std::int64_t records) {
   return records % kSeldom == 0 && stop_signals_pending();
 }
@@ -35,40 +43,75 @@ bool asked_to_stop(std::int64_t records) {
 // without the others it does no harm.
 class FreshFiles {
  public:
-  explicit FreshFiles(const DataTarget& target) : target_(target), files_(target.base) {
-    files_.add(".ver");
-  }
+  explicit FreshFiles(const DataTarget& target) : target_(target), files_(target.base) {}
   void add(std::string_view suffix) { files_.add(suffix); }
   [[nodiscard]] const std::string& path() const { return files_.temporary_path(); }
 
   bool begin(std::string& problem) {
-    // As programs do it: an explicit path's directory is its owner's.
-    if (target_.definition->explicit_path.empty() && !files_.make_directories(problem))
-      return false;
-    const std::string version = version_text(target_.definition->version) + "\n";
-    const int failed = file_write((path() + ".ver").c_str(), version);
+    if (!files_.make(".ver", version_, problem)) return false;
+    const int failed = version_.write(version_text(target_.definition->version) + "\n");
     return failed == 0 || fail(problem, target_.base, failed);
   }
-  bool put_in_place(std::string& problem) { return files_.put_in_place(problem); }
+  bool put_in_place(std::string& problem) {
+    return files_.finish(".ver", version_, problem) && files_.put_in_place(problem);
+  }
 
  private:
   const DataTarget& target_;
   NewFiles files_;
+  FileWriter version_;
 };
+
+// As programs do it: the directory of an explicit path is its owner's.
+bool make_directory(const DataTarget& target, std::string& problem) {
+  const int failed = data_make_directory(*target.definition);
+  return failed == 0 || fail(problem, target.base, failed);
+}
 
 // ---- A keyed file without records
 
+// The pair in whose place the new one will be put. It is held from the first line to the last, and
+// made empty when it is missing: so nobody else can make it, or fill it, meanwhile. A pair that was
+// made goes again unless it is replaced.
+class HeldPair {
+ public:
+  HeldPair(const DataTarget& target, OpenKeyedFile file)
+      : target_(target), file_(std::move(file)) {}
+  ~HeldPair() {
+    if (!made_) return;
+    for (const char* suffix : {".dat", ".idx"})
+      file_remove((target_.base + suffix).c_str());
+  }
+  HeldPair(const HeldPair&) = delete;
+  HeldPair& operator=(const HeldPair&) = delete;
+
+  bool make_if_missing(std::string& problem) {
+    if (file_.is_open()) return true;
+    if (!make_directory(target_, problem)) return false;
+    const int failed = file_.build(*target_.definition, target_.base);
+    made_ = file_.is_open();  // also when a key is missing
+    if (failed != EEXIST) return failed == 0 || fail(problem, target_.base, failed);
+    problem = half_pair_text(target_);
+    return false;
+  }
+  void replaced() { made_ = false; }
+
+ private:
+  const DataTarget& target_;
+  OpenKeyedFile file_;
+  bool made_ = false;
+};
+
 class FreshKeyed : public LoadTarget {
  public:
-  // The old pair is empty, or not there; nobody may fill it meanwhile.
   FreshKeyed(const DataTarget& target, OpenKeyedFile old_pair)
-      : target_(target), old_pair_(std::move(old_pair)), files_(target) {}
+      : target_(target), old_pair_(target, std::move(old_pair)), files_(target) {}
 
   bool begin(std::string& problem) {
-    if (!files_.begin(problem)) return false;
+    if (!old_pair_.make_if_missing(problem) || !files_.begin(problem)) return false;
     files_.add(".dat");
     files_.add(".idx");
-    const int failed = file_.build(*target_.definition, files_.path());
+    const int failed = file_.build_like(*target_.definition, files_.path(), target_.base);
     return failed == 0 || fail(problem, target_.base, failed);
   }
 
@@ -88,24 +131,21 @@ class FreshKeyed : public LoadTarget {
 
   bool commit(std::string& problem) override {
     const int failed = file_.close();
-    return failed == 0 ? files_.put_in_place(problem) : fail(problem, target_.base, failed);
+    if (failed != 0) return fail(problem, target_.base, failed);
+    if (!files_.put_in_place(problem)) return false;
+    old_pair_.replaced();
+    return true;
   }
 
  private:
+  StopSignalsHold hold_;
   const DataTarget& target_;
-  OpenKeyedFile old_pair_;
+  HeldPair old_pair_;
   FreshFiles files_;
   OpenKeyedFile file_;
 };
 
 // ---- A keyed file with records
-
-struct SignalHold {
-  SignalHold() { stop_signals_hold(); }
-  ~SignalHold() { stop_signals_release(); }
-  SignalHold(const SignalHold&) = delete;
-  SignalHold& operator=(const SignalHold&) = delete;
-};
 
 class GrownKeyed : public LoadTarget {
  public:
@@ -131,7 +171,7 @@ class GrownKeyed : public LoadTarget {
     return records_.data() + number * length_;
   }
 
-  SignalHold hold_;
+  StopSignalsHold hold_;
   const DataTarget& target_;
   bool replace_;
   std::size_t length_;
@@ -231,19 +271,24 @@ class Numbered : public LoadTarget {
 
   bool begin(std::string& problem);
   Added add(char* record, std::string& problem) override;
-  bool commit(std::string& problem) override {
-    copy_.close();
-    return files_.put_in_place(problem);
+  bool commit(std::string& problem) override;
+  ~Numbered() override {
+    if (made_) file_remove(target_.base.c_str());
   }
 
  private:
+  int hold_place();
   int copy_old();
   int add(char* record, Added& added);
 
   DataTarget& target_;
   bool replace_;
   std::uint64_t length_;
+  // The file in whose place the copy will be put, or, made empty, the one that was missing. See
+  // HeldPair.
   OpenNumberedFile old_;
+  RecordFile held_;
+  bool made_ = false;
   FreshFiles files_;
   RecordFile copy_;
   std::int64_t last_ = 0;  // the greatest number
@@ -264,17 +309,41 @@ int Numbered::copy_old() {
   return 0;
 }
 
+// Makes the file that is missing and locks it before somebody else does.
+int Numbered::hold_place() {
+  const char* path = target_.base.c_str();
+  const int failed = held_.create(path);
+  if (failed != 0) return failed == EEXIST ? kIsFileLocked : failed;
+  made_ = true;
+  const int locked = held_.lock(kRandomFileLock, 1, true);
+  if (locked == 0 && held_.is_still_at(path)) return 0;
+  made_ = false;  // whoever was quicker has it now
+  return locked == 0 || locked == EAGAIN ? kIsFileLocked : locked;
+}
+
 bool Numbered::begin(std::string& problem) {
   int failed = old_.open(target_, true);
   const bool exists = failed != ENOENT;
-  if (exists && failed != 0) return fail(problem, target_.base, failed);
+  if (!exists) failed = make_directory(target_, problem) ? hold_place() : ENOENT;
+  if (failed != 0) return problem.empty() ? fail(problem, target_.base, failed) : false;
+  if (exists && !holds_version(target_, problem)) return false;
   if (!files_.begin(problem)) return false;
-  bool made = false;
   files_.add("");
-  failed = RecordFile::create(files_.path().c_str(), made);
-  if (failed == 0) failed = copy_.open(files_.path().c_str(), true);
+  const char* path = files_.path().c_str();
+  failed = copy_.create(path, NewFileAccess::kOwnerOnly);
+  if (failed == 0) failed = copy_.lock(kRandomFileLock, 1, true);
+  if (failed == 0) failed = copy_.take_access(target_.base.c_str());
   if (failed == 0 && exists) failed = copy_old();
   return failed == 0 || fail(problem, target_.base, failed);
+}
+
+bool Numbered::commit(std::string& problem) {
+  const int failed = copy_.sync();
+  copy_.close();
+  if (failed != 0) return fail(problem, target_.base, failed);
+  if (!files_.put_in_place(problem)) return false;
+  made_ = false;
+  return true;
 }
 
 int Numbered::add(char* record, Added& added) {
@@ -330,8 +399,10 @@ std::unique_ptr<LoadTarget> open_keyed(DataTarget& target, bool replace, std::st
     problem = data_error(target.base, failed);
     return nullptr;
   }
+  if (!holds_version(target, problem)) return nullptr;
   std::string reason;
-  if (!isam_fits(*target.definition, info, reason)) {
+  if (!isam_is_half_made(*target.definition, info) &&
+      !isam_fits(*target.definition, info, reason)) {
     problem = target.base + ": " + reason;
     return nullptr;
   }

@@ -6,42 +6,51 @@
 #include <string_view>
 #include <vector>
 
+#include "runtime/platform/new_file.h"
+#include "runtime/platform/stop_signals.h"
+
 namespace marigold {
 
 // While it lives, signals that ask the process to end wait. At its end the temporary files that
 // were not put in place are removed.
 class NewFiles {
  public:
-  // The files will stand at `path` and a suffix each. Their temporary names are in the same
-  // directory and differ from run to run: what a killed run has left behind is in nobody's way.
+  // The files will stand at `path` and a suffix each. Until then they have names in the same
+  // directory that nobody can foresee. Those that killed runs have left are removed.
   explicit NewFiles(const std::string& path);
   ~NewFiles();
   NewFiles(const NewFiles&) = delete;
   NewFiles& operator=(const NewFiles&) = delete;
 
-  // One more file. The caller writes it at temporary_path() and the suffix.
+  // Makes one more file, for its owner alone until it is finished. False with the reason.
+  bool make(std::string_view suffix, FileWriter& file, std::string& reason);
+  // Gives the file the owner and permissions of the one whose place it will take, brings it to the
+  // disk, and closes it. False with the reason.
+  bool finish(std::string_view suffix, FileWriter& file, std::string& reason) const;
+  // One more file that the caller makes (exclusively, at temporary_path() and the suffix) and
+  // finishes.
   void add(std::string_view suffix);
   [[nodiscard]] const std::string& temporary_path() const { return temporary_; }
 
   // Makes the missing directories of the path.
   bool make_directories(std::string& reason) const;
 
-  // Puts the files in place, in the order in which they were added, each in one step and after its
-  // content has reached the disk. A file that was there before gives its permissions to the new
-  // one. False with the reason when one of them cannot be, or a signal has asked to stop; those
-  // before it are in place then.
+  // Puts the files in place, in the order in which they were added, each in one step. False with
+  // the reason when one of them cannot be, or a signal has asked to stop; those before it are in
+  // place then.
   bool put_in_place(std::string& reason);
 
  private:
   bool replace(const std::string& suffix, std::string& reason) const;
 
+  StopSignalsHold hold_;
   std::string path_;
   std::string temporary_;
   std::vector<std::string> suffixes_;
 };
 
-// Writes a file whole, in one step. What is no regular file (a device, a pipe) is written to as it
-// is. False with the reason.
+// Writes a file whole, in one step. A device or a pipe is written to as it is. False with the
+// reason.
 bool write_file(const std::string& path, std::string_view bytes, std::string& reason);
 
 // "PATH: " and the text of a system error number.

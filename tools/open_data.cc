@@ -12,8 +12,13 @@ int OpenKeyedFile::open(const std::string& base, int mode) {
 }
 
 int OpenKeyedFile::build(const FileDefinition& file, const std::string& base) {
-  number_ =
-      ISBUILD(base.c_str(), file.record_length, isam_key(file, 1), kIsInputOutput | kIsExclusive);
+  return build_like(file, base, "");
+}
+
+int OpenKeyedFile::build_like(const FileDefinition& file, const std::string& base,
+                              const std::string& like) {
+  number_ = isbuild_like(base.c_str(), like.c_str(), file.record_length, isam_key(file, 1),
+                         kIsInputOutput | kIsExclusive);
   if (!is_open()) return iserrno;
   for (int key = 2; key <= file.keys.key_count; ++key) {
     if (ISADDINDEX(number_, isam_key(file, key)) != 0) return iserrno;

@@ -18,14 +18,18 @@ bool OutputFile::open(const std::string& path, std::string& reason) {
   if (path.empty()) return true;
   std::error_code unknown;
   const std::filesystem::file_status status = std::filesystem::status(path, unknown);
-  std::string name = path;
-  if (!std::filesystem::exists(status) || std::filesystem::is_regular_file(status)) {
-    fresh_ = std::make_unique<NewFiles>(path);
-    fresh_->add("");
-    name = fresh_->temporary_path();
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    const int error = file_.open_device(path.c_str());
+    return error == 0 || fail(error, reason);
   }
-  file_.reset(std::fopen(name.c_str(), "wb"));
-  return file_ != nullptr || fail(errno, reason);
+  fresh_ = std::make_unique<NewFiles>(path);
+  return fresh_->make("", file_, reason);
+}
+
+bool OutputFile::flush(std::string& reason) {
+  const int error = file_.write(pending_);
+  pending_.clear();
+  return error == 0 || fail(error, reason);
 }
 
 bool OutputFile::write(std::string_view bytes, std::string& reason) {
@@ -34,14 +38,17 @@ bool OutputFile::write(std::string_view bytes, std::string& reason) {
     return error == 0 || fail(error, reason);
   }
   if (fresh_ != nullptr && stop_signals_pending()) return fail(EINTR, reason);
-  return std::fwrite(bytes.data(), 1, bytes.size(), file_.get()) == bytes.size() ||
-         fail(errno, reason);
+  constexpr std::size_t kPieceSize = 65536;
+  pending_ += bytes;
+  return pending_.size() < kPieceSize || flush(reason);
 }
 
 bool OutputFile::finish(std::string& reason) {
   if (path_.empty()) return true;
-  if (std::fclose(file_.release()) != 0) return fail(errno, reason);
-  return fresh_ == nullptr || fresh_->put_in_place(reason);
+  if (!flush(reason)) return false;
+  if (fresh_ != nullptr) return fresh_->finish("", file_, reason) && fresh_->put_in_place(reason);
+  const int error = file_.close();
+  return error == 0 || fail(error, reason);
 }
 
 }  // namespace marigold

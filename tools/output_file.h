@@ -2,7 +2,6 @@
 // when it is whole.
 #pragma once
 
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -24,15 +23,13 @@ class OutputFile {
   bool finish(std::string& reason);
 
  private:
-  struct Closer {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-
   bool fail(int error, std::string& reason) const;
+  bool flush(std::string& reason);
 
   std::string path_;
   std::unique_ptr<NewFiles> fresh_;
-  std::unique_ptr<std::FILE, Closer> file_;
+  FileWriter file_;
+  std::string pending_;
 };
 
 }  // namespace marigold

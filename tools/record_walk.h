@@ -25,6 +25,8 @@ class OpenKeyedFile {
   // Results: 0, or the engine's or the system's error number.
   int open(const std::string& base, int mode);
   int build(const FileDefinition& file, const std::string& base);
+  // A pair that is to take the place of `like`; see isbuild_like.
+  int build_like(const FileDefinition& file, const std::string& base, const std::string& like);
   int close();
   int info(IsamInfo& info) const;
   [[nodiscard]] int number() const { return number_; }

@@ -1,19 +1,14 @@
 #include "tools/text_database.h"
 
-// The store's handle type is an unnamed struct, which cannot be declared ahead; its header does not
-// know C++.
 #include <gdbm.h>
-extern "C" {
-#include <ndbm.h>
-}
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 
-#include "runtime/platform/file.h"
 #include "runtime/platform/stop_signals.h"
 #include "tools/new_files.h"
 #include "tools/report.h"
@@ -21,14 +16,10 @@ extern "C" {
 namespace marigold {
 namespace {
 
-constexpr int kFileMode = 0666;
-
 struct Closer {
-  void operator()(DBM* store) const { dbm_close(store); }
   void operator()(GDBM_FILE store) const { gdbm_close(store); }
 };
-using NewStore = std::unique_ptr<DBM, Closer>;
-using OldStore = std::unique_ptr<std::remove_pointer_t<GDBM_FILE>, Closer>;
+using Store = std::unique_ptr<std::remove_pointer_t<GDBM_FILE>, Closer>;
 
 std::string store_error(const std::string& path, gdbm_error code, int system_error) {
   std::string message = path + ": " + gdbm_strerror(code);
@@ -41,22 +32,48 @@ datum as_datum(const std::string& bytes) {
   return {const_cast<char*>(bytes.data()), static_cast<int>(bytes.size())};
 }
 
-bool store_all(DBM* store, const std::string& path, std::span<const TextRecord> records,
+bool store_all(GDBM_FILE store, const std::string& path, std::span<const TextRecord> records,
                std::string& reason) {
   for (const TextRecord& record : records) {
     if (stop_signals_pending()) {
       reason = file_error(path, EINTR);
       return false;
     }
-    if (dbm_store(store, as_datum(record.key), as_datum(record.value), DBM_INSERT) != 0) {
-      reason = store_error(path, static_cast<gdbm_error>(dbm_error(store)), errno);
+    if (gdbm_store(store, as_datum(record.key), as_datum(record.value), GDBM_INSERT) != 0) {
+      reason = store_error(path, gdbm_last_errno(store), errno);
       return false;
     }
   }
   // Closing would not tell that something could not be written.
-  if (gdbm_sync(store->file) == 0) return true;
-  reason = store_error(path, gdbm_last_errno(store->file), errno);
+  if (gdbm_sync(store) == 0) return true;
+  reason = store_error(path, gdbm_last_errno(store), errno);
   return false;
+}
+
+// The store itself, in a file that was made for it.
+bool fill_store(const FileWriter& file, const std::string& path,
+                std::span<const TextRecord> records, std::string& reason) {
+  const int descriptor = file.share();
+  if (descriptor < 0) {
+    reason = file_error(path, errno);
+    return false;
+  }
+  constexpr int kFlags = GDBM_NEWDB | GDBM_NOLOCK | GDBM_CLOERROR;
+  errno = 0;
+  const Store store(gdbm_fd_open(descriptor, path.c_str(), 0, kFlags, nullptr));
+  if (store != nullptr) return store_all(store.get(), path, records, reason);
+  reason = store_error(path, gdbm_errno, errno);
+  return false;
+}
+
+// The contents of the companion: a word and the version of the library.
+std::string companion_contents() {
+  std::string bytes = "GDBM";
+  for (const int number : {GDBM_VERSION_MAJOR, GDBM_VERSION_MINOR, GDBM_VERSION_PATCH}) {
+    for (const int shift : {24, 16, 8, 0})
+      bytes += static_cast<char>(number >> shift & 0xFF);
+  }
+  return bytes;
 }
 
 // The database being read, for what the store calls when it cannot go on. That is told no more than
@@ -88,18 +105,15 @@ bool text_database_write(const std::string& path, std::span<const TextRecord> re
   // empty one behind that no reader accepts any more. So .dir goes first. Between the two moves a
   // reader has the old .pag with the new .dir, which is harmless: .dir holds no more than the
   // store's name and version, and the texts are all in .pag.
-  files.add(".dir");
-  files.add(".pag");
-  std::string temporary = files.temporary_path();
-  errno = 0;
-  NewStore store(dbm_open(temporary.data(), file_flags_for_new(), kFileMode));
-  if (store == nullptr) {
-    reason = file_error(path, errno == 0 ? EINVAL : errno);
+  FileWriter companion;
+  FileWriter store;
+  if (!files.make(".dir", companion, reason) || !files.make(".pag", store, reason)) return false;
+  if (const int error = companion.write(companion_contents())) {
+    reason = file_error(path + ".dir", error);
     return false;
   }
-  if (!store_all(store.get(), path, records, reason)) return false;
-  store.reset();
-  return files.put_in_place(reason);
+  return fill_store(store, path, records, reason) && files.finish(".dir", companion, reason) &&
+         files.finish(".pag", store, reason) && files.put_in_place(reason);
 }
 
 bool text_database_read(const std::string& path, std::vector<TextRecord>& records,
@@ -108,7 +122,7 @@ bool text_database_read(const std::string& path, std::vector<TextRecord>& record
   // above.
   const std::string& file = reading.file = path + ".pag";
   errno = 0;
-  const OldStore store(gdbm_open(file.c_str(), 0, GDBM_READER, 0, end_with_store_fault));
+  const Store store(gdbm_open(file.c_str(), 0, GDBM_READER, 0, end_with_store_fault));
   if (store == nullptr) {
     reason = store_error(file, gdbm_errno, errno);
     return false;

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <memory>
 
 #include "runtime/core/runtime_string.h"
 #include "runtime/core/settings.h"
 #include "runtime/platform/clock.h"
+#include "runtime/platform/new_file.h"
 
 namespace marigold {
 namespace {
@@ -17,17 +17,13 @@ constexpr const char* kFileName = "pstatus.tmp";
 // Classes up to this one have names that every reader of the file knows.
 constexpr int kLastPathWithoutName = 5;
 
-struct FileCloser {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-
 struct PathSlot {
   bool held = false;
   RuntimeString name;
 };
 
 struct State {
-  std::unique_ptr<std::FILE, FileCloser> file;
+  FileWriter file;
   std::array<PathSlot, kPathClasses> paths;
 };
 
@@ -35,43 +31,51 @@ constinit State state;
 
 // The flag and not the file decides, so that whoever clears the flags at start-up is obeyed here.
 bool is_open() {
-  return open_subsystems().status_file && state.file != nullptr;
+  return open_subsystems().status_file && state.file.is_open();
 }
 
 void close_file() {
-  state.file.reset();
+  state.file.close();
   open_subsystems().status_file = false;
+}
+
+// Nobody is told when this fails: the file is for observers, and the program goes on without it.
+template <typename... Values>
+void write(const char* format, Values... values) {
+  std::array<char, 1024> line{};
+  const int length = std::snprintf(line.data(), line.size(), format, values...);
+  if (length <= 0) return;
+  const auto written = std::min(static_cast<std::size_t>(length), line.size() - 1);
+  static_cast<void>(state.file.write({line.data(), written}));
 }
 
 void write_header(const char* program) {
   const LocalTime now = clock_local_time();
-  std::fprintf(state.file.get(),
-               "PROGRAMM =%s\n"
-               "DATUM    =%02d-%02d-%4d\n"
-               "UHRZEIT  =%02d:%02d:%02d\n",
-               program, now.day, now.month, now.year, now.hour, now.minute, now.second);
+  write(
+      "PROGRAMM =%s\n"
+      "DATUM    =%02d-%02d-%4d\n"
+      "UHRZEIT  =%02d:%02d:%02d\n",
+      program, now.day, now.month, now.year, now.hour, now.minute, now.second);
 }
 
 void write_path_line(int path) {
   const PathSlot& slot = state.paths[static_cast<std::size_t>(path)];
-  std::fprintf(state.file.get(), "%s%2d", slot.held ? "LOCKPATH =" : "FREEPATH =", path);
-  if (path > kLastPathWithoutName) std::fprintf(state.file.get(), ": %s", slot.name.c_str());
-  std::fputc('\n', state.file.get());
-  std::fflush(state.file.get());
+  const bool named = path > kLastPathWithoutName;
+  write("%s%2d%s%s\n", slot.held ? "LOCKPATH =" : "FREEPATH =", path, named ? ": " : "",
+        named ? slot.name.c_str() : "");
 }
 
 }  // namespace
 
 void status_start() {
-  state = State{};
+  state.file.close();
+  state.paths = {};
 }
 
 void status_open(const char* program) {
   close_file();
-  state.file.reset(std::fopen(kFileName, "w"));
-  if (state.file == nullptr) return;
+  if (state.file.make_again(kFileName) != 0) return;
   write_header(program);
-  std::fflush(state.file.get());
   open_subsystems().status_file = true;
   if (!open_subsystems().path_locks) return;
   for (int path = 0; path < kPathClasses; ++path) {
@@ -89,15 +93,15 @@ void status_path_event(int path, bool locked, const char* name) {
 
 void status_close() {
   if (!is_open()) return;
-  std::fputs("EXIT     =OK\n", state.file.get());
+  write("EXIT     =OK\n");
   close_file();
 }
 
 void status_close_with_error(int number) {
   if (!is_open()) return;
   const bool holds_none = std::ranges::none_of(state.paths, &PathSlot::held);
-  std::fprintf(state.file.get(), "EXIT     =%s\nFEHLER   =%4d\n",
-               open_subsystems().path_locks && holds_none ? "PATH_OK" : "ERROR", number);
+  write("EXIT     =%s\nFEHLER   =%4d\n",
+        open_subsystems().path_locks && holds_none ? "PATH_OK" : "ERROR", number);
   close_file();
 }
 

@@ -108,6 +108,11 @@ int OldFile::open_keyed(const std::string& base, std::string& reason) {
   if (descriptor_ < 0) return iserrno;
   IsamInfo info;
   if (isinfo(descriptor_, info) != 0) return iserrno;
+  if (isam_is_half_made(*definition_, info)) {
+    close();
+    if (const int failed = isam_finish_making(*definition_, base)) return failed;
+    return open_keyed(base, reason);
+  }
   if (!isam_fits(*definition_, info, reason)) return kIsBadFile;
   count_ = static_cast<std::uint64_t>(info.record_count);
   return 0;
@@ -116,6 +121,7 @@ int OldFile::open_keyed(const std::string& base, std::string& reason) {
 int OldFile::open_numbered(const std::string& path, std::string& reason) {
   if (const int failed = bytes_.open(path.c_str(), true)) return failed;
   int failed = bytes_.lock(kRandomFileLock, 1, true);
+  if (failed == 0 && !bytes_.is_still_at(path.c_str())) failed = EAGAIN;  // replaced just now
   std::uint64_t size = 0;
   if (failed == 0) failed = bytes_.size(size);
   if (failed != 0) return failed == EAGAIN ? kIsFileLocked : failed;
@@ -160,21 +166,14 @@ NewFile::~NewFile() {
 int NewFile::create(const FileDefinition& definition, const std::string& base,
                     const std::string& old_base) {
   definition_ = &definition;
-  base_ = base;
   if (const int failed = conversion_step("create")) return failed;
   if (is_keyed(definition)) {
-    descriptor_ = ISBUILD(base.c_str(), definition.record_length, isam_key(definition, 1),
-                          kIsInputOutput | kIsExclusive);
-    if (descriptor_ < 0) return iserrno;
-    if (const int failed = file_take_access((base + ".dat").c_str(), (old_base + ".dat").c_str()))
-      return failed;
-    return file_take_access((base + ".idx").c_str(), (old_base + ".idx").c_str());
+    descriptor_ = isbuild_like(base.c_str(), old_base.c_str(), definition.record_length,
+                               isam_key(definition, 1), kIsInputOutput | kIsExclusive);
+    return descriptor_ < 0 ? iserrno : 0;
   }
-  bool made = false;
-  int failed = RecordFile::create(base.c_str(), made);
-  if (failed == 0 && !made) failed = EEXIST;
-  if (failed == 0) failed = bytes_.open(base.c_str(), true);
-  return failed == 0 ? file_take_access(base.c_str(), old_base.c_str()) : failed;
+  const int failed = bytes_.create(base.c_str(), NewFileAccess::kOwnerOnly);
+  return failed == 0 ? bytes_.take_access(old_base.c_str()) : failed;
 }
 
 int NewFile::write(const std::vector<char>& record) {
@@ -201,9 +200,10 @@ int NewFile::flush() {
 int NewFile::close() {
   if (const int failed = conversion_step("close")) return failed;
   if (is_keyed(*definition_)) return close_keyed();
-  const int failed = flush();
+  int failed = flush();
+  if (failed == 0) failed = bytes_.sync();
   bytes_.close();
-  return failed == 0 ? file_sync(base_.c_str()) : failed;
+  return failed;
 }
 
 // The other keys are added to all records at once, which is faster than one by one.

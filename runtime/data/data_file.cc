@@ -1,6 +1,7 @@
 #include "runtime/data/data_file.h"
 
 #include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,7 @@ constexpr int kTypeNotServed = 16;
 constexpr int kRecordTooSmall = 19;
 constexpr int kNothingToAllocate = 33;
 constexpr int kNoMemory = 34;
+constexpr int kFileTooNew = 40;
 
 using ByKey = int (*)(FileDefinition& file, int key);
 
@@ -28,6 +30,7 @@ using ByKey = int (*)(FileDefinition& file, int key);
 struct Operations {
   int (*open)(FileDefinition& file, const std::string& path, bool& created, bool exclusive);
   void (*close)(FileDefinition& file);
+  bool (*is_empty)(const FileDefinition& file);
   int (*write)(FileDefinition& file);
   int (*remove)(FileDefinition& file);
   void (*release)(FileDefinition& file);
@@ -42,6 +45,7 @@ struct Operations {
 
 constexpr Operations kKeyed{.open = is_open,
                             .close = is_close,
+                            .is_empty = is_empty,
                             .write = is_write,
                             .remove = is_del,
                             .release = is_release,
@@ -62,8 +66,13 @@ int read_numbered(FileDefinition& file, int /*key*/, bool lock) {
   return random_read(file, lock);
 }
 
-constexpr Operations kNumbered{.open = random_open,
+int open_numbered(FileDefinition& file, const std::string& path, bool& created, bool exclusive) {
+  return random_open(file, path, created, exclusive);
+}
+
+constexpr Operations kNumbered{.open = open_numbered,
                                .close = random_close,
+                               .is_empty = random_is_empty,
                                .write = random_write,
                                .remove = random_delete,
                                .release = random_release,
@@ -115,6 +124,25 @@ void check_marker_has_room(const FileDefinition& file) {
          kRecordTooSmall);
 }
 
+// A program that takes records of another version for those of its definition reads nonsense and
+// writes what a conversion mangles. A file without records and without a version is one whose maker
+// was killed between the two.
+void check_version(const FileDefinition& file, const Operations& operations) {
+  const std::optional<double> found = version_read_record(version_file_record(file));
+  const auto wanted = static_cast<double>(file.version);
+  if (found == wanted) return;
+  if (!found) {
+    if (!file.read_only && operations.is_empty(file))
+      static_cast<void>(
+          version_write_record(version_file_record(file), wanted));  // or the next one
+    return;
+  }
+  refuse(file,
+         "its records have version " + version_text(*found) + ", the definition has version " +
+             version_text(wanted),
+         *found > wanted ? kFileTooNew : kIsBadFile);
+}
+
 // Delivers the result of a read.
 int finish_read(FileDefinition& file, int result) {
   if (result == kDataNotFound) data_clear_record(file);
@@ -139,6 +167,7 @@ int data_open(FileDefinition& file, LockWait wait, bool exclusive) {
     result = operations.open(file, path, created, exclusive);
   } while (lock_try_again(file, result, wait, LockPhase::kOpening));
   if (created) version_write_file(file, file.version);
+  if (result == kDataDone && !created) check_version(file, operations);
   if (result != kDataDone) {
     free_record(file);
     return result;

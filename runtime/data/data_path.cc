@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "runtime/core/settings.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/new_file.h"
 
 namespace marigold {
 

@@ -6,6 +6,7 @@
 #include "runtime/data/conversion_step.h"
 #include "runtime/data/version.h"
 #include "runtime/platform/file.h"
+#include "runtime/platform/new_file.h"
 
 namespace marigold {
 
@@ -14,7 +15,6 @@ int (*conversion_step_hook)(const char* step) = nullptr;
 namespace {
 
 constexpr const char* kRecord = ".ver";
-constexpr const char* kUnfinishedRecord = ".new";  // added to a record that is being written
 
 bool exists(const std::string& path) {
   return file_exists(path.c_str());
@@ -88,7 +88,6 @@ int FileSwap::discard() {
     failed = remove(record);
     if (failed == 0) failed = file_sync_directory(record.c_str());
   }
-  if (failed == 0) failed = remove(record + kUnfinishedRecord);
   for (auto suffix = suffixes_.begin(); failed == 0 && suffix != suffixes_.end(); ++suffix)
     failed = remove(new_base() + *suffix);
   return failed;
@@ -125,8 +124,7 @@ int FileSwap::bring_in() {
 int FileSwap::announce(double version) {
   const std::string record = new_base() + kRecord;
   int failed = conversion_step("record of the new file");
-  if (failed == 0) failed = version_write_record(record, version);
-  if (failed == 0) failed = file_take_access(record.c_str(), (base_ + suffixes_.front()).c_str());
+  if (failed == 0) failed = version_write_record(record, version, base_ + suffixes_.front());
   if (failed != 0) failed_path_ = record;
   return failed;
 }
@@ -145,9 +143,7 @@ int FileSwap::put_in_place(double old_version, double new_version) {
 
 // The record first, see finish.
 int FileSwap::remove_old() {
-  const std::string record = old_base() + kRecord;
-  int failed = remove(record);
-  if (failed == 0) failed = remove(record + kUnfinishedRecord);
+  int failed = remove(old_base() + kRecord);
   for (auto suffix = suffixes_.begin(); failed == 0 && suffix != suffixes_.end(); ++suffix)
     failed = remove(old_base() + *suffix);
   return failed;

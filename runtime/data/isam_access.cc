@@ -144,22 +144,6 @@ int open_or_make(const FileDefinition& file, const std::string& base, int mode, 
   }
 }
 
-// Whether whoever made the file was killed before it had all its keys.
-bool is_half_made(const FileDefinition& file, const IsamInfo& info) {
-  return info.record_length == file.record_length && info.record_count == 0 && !file.read_only &&
-         info.key_count < file.keys.key_count && keys_in_common(file, info) == info.key_count;
-}
-
-// Gives a half made file the keys that it lacks, and opens it again.
-int finish_making(const FileDefinition& file, const std::string& base, int mode, int present) {
-  const int descriptor = ISOPEN(base.c_str(), kIsInputOutput | kIsExclusive);
-  if (descriptor < 0) return -1;
-  const int failed = add_further_keys(file, descriptor, present);
-  if (ISCLOSE(descriptor) != 0) fatal(base.c_str());
-  if (failed != 0) data_fatal(base.c_str(), failed);
-  return ISOPEN(base.c_str(), mode);
-}
-
 void get_info(int descriptor, const std::string& base, IsamInfo& info) {
   if (isinfo(descriptor, info) != 0) fatal(base.c_str());
 }
@@ -169,9 +153,11 @@ int open_for(const FileDefinition& file, const std::string& base, int mode, bool
   if (descriptor < 0) return descriptor;
   IsamInfo info;
   get_info(descriptor, base, info);
-  if (is_half_made(file, info)) {
+  if (!file.read_only && isam_is_half_made(file, info)) {
     ISCLOSE(descriptor);
-    descriptor = finish_making(file, base, mode, info.key_count);
+    iserrno = isam_finish_making(file, base);
+    if (iserrno != 0 && iserrno != kIsFileLocked) fatal(base.c_str());
+    descriptor = iserrno == 0 ? ISOPEN(base.c_str(), mode) : -1;
     if (descriptor < 0) return descriptor;
     get_info(descriptor, base, info);
   }
@@ -275,6 +261,22 @@ KeyDescription isam_key(const FileDefinition& file, int key) {
   return description;
 }
 
+bool isam_is_half_made(const FileDefinition& file, const IsamInfo& info) {
+  return info.record_length == file.record_length && info.record_count == 0 &&
+         info.key_count < file.keys.key_count && keys_in_common(file, info) == info.key_count;
+}
+
+int isam_finish_making(const FileDefinition& file, const std::string& base) {
+  const int descriptor = ISOPEN(base.c_str(), kIsInputOutput | kIsExclusive);
+  if (descriptor < 0) return iserrno;
+  IsamInfo info;
+  int failed = isinfo(descriptor, info) == 0 ? 0 : iserrno;
+  // Somebody else may have been quicker.
+  if (failed == 0 && isam_is_half_made(file, info))
+    failed = add_further_keys(file, descriptor, info.key_count);
+  return ISCLOSE(descriptor) != 0 && failed == 0 ? iserrno : failed;
+}
+
 bool isam_fits(const FileDefinition& file, const IsamInfo& info, std::string& reason) {
   const int same = keys_in_common(file, info);
   if (info.record_length != file.record_length) {
@@ -324,6 +326,10 @@ int is_write(FileDefinition& file) {
   if (failed == kIsLocked) return kDataLocked;
   if (failed != 0) data_fatal("rewrite", failed);
   return kDataDone;
+}
+
+bool is_empty(const FileDefinition& file) {
+  return iscount(file.engine.descriptor) == 0;
 }
 
 int is_rewrite(FileDefinition& file) {

@@ -28,6 +28,14 @@ KeyDescription isam_key(const FileDefinition& file, int key);
 // Whether records and keys of a file are those of the definition; if not, `reason` says why.
 bool isam_fits(const FileDefinition& file, const IsamInfo& info, std::string& reason);
 
+// Whether a file is what a process leaves that is killed while it makes it: without a record, and
+// without some of the keys.
+bool isam_is_half_made(const FileDefinition& file, const IsamInfo& info);
+
+// Gives a half made file the keys that it lacks. 0, or the number of what stood in the way (113:
+// another process has it open).
+int isam_finish_making(const FileDefinition& file, const std::string& base);
+
 // Makes the pair of files BASE.dat and BASE.idx with all keys, and closes it; sets `created`. A
 // missing data directory is made. Whatever stands in the way is fatal.
 void make_isam(const FileDefinition& file, const std::string& base, bool& created);
@@ -37,6 +45,9 @@ void make_isam(const FileDefinition& file, const std::string& base, bool& create
 // read-only definition). Records or keys that are not those of the definition are reported and
 // fatal (105).
 int is_open(FileDefinition& file, const std::string& base, bool& created, bool exclusive);
+
+// Whether the open file has no record at all.
+bool is_empty(const FileDefinition& file);
 
 // Writes the record, in the place of the one that has its primary key. 0 or 4.
 int is_write(FileDefinition& file);

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <charconv>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -103,19 +104,19 @@ void release(int path_class) {
   status_path_event(path_class, false, data_directory(path_class).c_str());
 }
 
-int take(int path_class, bool exclusive) {
+// Without a way of waiting the answer is the first one.
+int take(int path_class, bool exclusive, std::optional<LockWait> wait) {
   Entry& entry = entry_of(path_class);
   if (!settings().multi_user) return kDataDone;
   open_subsystems().path_locks = true;
   if (entry.handle != nullptr && entry.exclusive == exclusive) return kDataDone;
   release(path_class);
   std::unique_ptr<FileDefinition> handle = lock_handle(path_class);
-  const LockWait wait = exclusive ? LockWait::kAsk : LockWait::kTellAndWait;
   bool created = false;
   int result = kDataDone;
   do {
-    result = random_open(*handle, lock_path(path_class), created, exclusive);
-  } while (lock_try_again(*handle, result, wait, LockPhase::kOpening));
+    result = random_open(*handle, lock_path(path_class), created, exclusive, RandomOwner::kRuntime);
+  } while (wait && lock_try_again(*handle, result, *wait, LockPhase::kOpening));
   if (result != kDataDone) return result;
   write_holder(*random_bytes(*handle), exclusive);
   entry = {.handle = std::move(handle), .exclusive = exclusive};
@@ -133,11 +134,15 @@ void path_lock_start() {
 }
 
 int path_lock_exclusive(int path_class) {
-  return take(path_class, true);
+  return take(path_class, true, LockWait::kAsk);
 }
 
 int path_lock_shared(int path_class) {
-  return take(path_class, false);
+  return take(path_class, false, LockWait::kTellAndWait);
+}
+
+int path_lock_try_shared(int path_class) {
+  return take(path_class, false, std::nullopt);
 }
 
 void path_lock_all_defined() {

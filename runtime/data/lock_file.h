@@ -27,6 +27,9 @@ int path_lock_exclusive(int path_class);
 // the user (LockWait::kTellAndWait). 0.
 int path_lock_shared(int path_class);
 
+// Takes the class shared if that is possible at once: 0, else 4. Nobody is asked or told.
+int path_lock_try_shared(int path_class);
+
 // Takes the classes of all defined files shared, in the order of the files' names.
 void path_lock_all_defined();
 

@@ -139,23 +139,37 @@ void append_record(FileDefinition& file, OpenFile& open) {
   require(open, failed);
 }
 
-int open_bytes(const FileDefinition& file, OpenFile& open, bool& created, bool writable) {
-  if (open.bytes.open(open.path.c_str(), writable) == 0) return 0;
-  bool made = false;
-  if (const int failed = data_make_directory(file)) return failed;
-  if (const int failed = RecordFile::create(open.path.c_str(), made)) return failed;
-  created = created || made;
-  return open.bytes.open(open.path.c_str(), writable);
+int open_there(OpenFile& open, bool writable, RandomOwner owner) {
+  const char* path = open.path.c_str();
+  return owner == RandomOwner::kRuntime ? open.bytes.open_own(path, writable)
+                                        : open.bytes.open(path, writable);
+}
+
+// Opens the file, or makes it. Another process may make it at the same moment.
+int open_bytes(const FileDefinition& file, OpenFile& open, bool& created, bool writable,
+               RandomOwner owner) {
+  const int failed = open_there(open, writable, owner);
+  if (failed != ENOENT) return failed;
+  if (const int no_directory = data_make_directory(file)) return no_directory;
+  const int not_made = open.bytes.create(open.path.c_str());
+  if (not_made != 0 && not_made != EEXIST) return not_made;
+  created = created || not_made == 0;
+  return open_there(open, writable, owner);
 }
 
 }  // namespace
 
-int random_open(FileDefinition& file, const std::string& path, bool& created, bool exclusive) {
+int random_open(FileDefinition& file, const std::string& path, bool& created, bool exclusive,
+                RandomOwner owner) {
   set_current_operation("random_open");
   auto open = std::make_unique<OpenFile>();
   open->path = path;
-  require(*open, open_bytes(file, *open, created, exclusive || !file.read_only));
-  if (const int result = take_lock(*open, kRandomFileLock, exclusive)) return result;
+  // A program that replaces the file holds it until the new one is in place: then our lock is one
+  // of a file without a name.
+  do {
+    require(*open, open_bytes(file, *open, created, exclusive || !file.read_only, owner));
+    if (const int result = take_lock(*open, kRandomFileLock, exclusive)) return result;
+  } while (!open->bytes.is_still_at(path.c_str()));
   const auto place = std::find(state.files.begin(), state.files.end(), nullptr);
   file.engine = EngineState{};
   file.engine.descriptor = static_cast<int>(place - state.files.begin());
@@ -165,6 +179,12 @@ int random_open(FileDefinition& file, const std::string& path, bool& created, bo
     *place = std::move(open);
   }
   return kDataDone;
+}
+
+bool random_is_empty(const FileDefinition& file) {
+  const OpenFile* open = file_at(file);
+  std::uint64_t size = 0;
+  return open != nullptr && open->bytes.size(size) == 0 && size == 0;
 }
 
 int random_read(FileDefinition& file, bool lock) {

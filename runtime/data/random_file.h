@@ -28,11 +28,19 @@ inline constexpr std::uint64_t kRandomFileLock = std::uint64_t{1} << 62;
 // Bytes from here on are never locked by a random file for itself: a user of random_bytes may.
 inline constexpr std::uint64_t kRandomUserLocks = kRandomFileLock + (std::uint64_t{1} << 34);
 
+// Whose file it is. One of the runtime's own is never opened through a link, nor when it has
+// another name as well: the runtime writes into it unasked.
+enum class RandomOwner { kProgram, kRuntime };
+
 // Opens a file, which is made (with its data directory) when it is missing; sets `created` then.
 // The whole file is locked shared, or exclusive, for as long as it is open: 4 when that is refused.
 // A read-only definition opens for reading, but to lock exclusively a file must be open for
 // writing.
-int random_open(FileDefinition& file, const std::string& path, bool& created, bool exclusive);
+int random_open(FileDefinition& file, const std::string& path, bool& created, bool exclusive,
+                RandomOwner owner = RandomOwner::kProgram);
+
+// Whether the open file has no byte.
+bool random_is_empty(const FileDefinition& file);
 
 // The record with the buffer's number. With `lock` that number is locked for this process, whether
 // it has a record or not. 0, 3 or 4; after 3 and 4 the buffer is as it was.

@@ -10,6 +10,7 @@
 #include "runtime/data/data_path.h"
 #include "runtime/data/version_table.h"
 #include "runtime/platform/file.h"
+#include "runtime/platform/new_file.h"
 
 namespace marigold {
 namespace {
@@ -49,13 +50,9 @@ std::optional<double> version_read_record(const std::string& path) {
   return scan_version_record(text);
 }
 
-int version_write_record(const std::string& path, double version) {
-  const std::string fresh = path + ".new";
-  int failed = file_write(fresh.c_str(), version_text(version) + "\n");
-  if (failed == 0) failed = file_sync(fresh.c_str());
-  if (failed == 0) failed = file_replace(fresh.c_str(), path.c_str());
-  if (failed != 0) file_remove(fresh.c_str());
-  return failed;
+int version_write_record(const std::string& path, double version, const std::string& like) {
+  return file_put(path.c_str(), version_text(version) + "\n",
+                  like.empty() ? nullptr : like.c_str());
 }
 
 double version_read_file(const FileDefinition& file) {

@@ -48,7 +48,8 @@ std::string version_path_record(int path_class);
 std::optional<double> version_read_record(const std::string& path);
 
 // Writes a record in one step: whoever looks sees the old one or the new one, also after a crash.
-// 0, or the system's error number; then the old one is as it was.
-int version_write_record(const std::string& path, double version);
+// It has the owner and permissions of the file at `like`, or of the old one. 0, or the system's
+// error number; then the old one is as it was.
+int version_write_record(const std::string& path, double version, const std::string& like = "");
 
 }  // namespace marigold

@@ -4,8 +4,10 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
+#include <string_view>
 
 #include "runtime/isam/isam.h"
+#include "runtime/platform/new_file.h"
 
 namespace marigold::isam {
 namespace {
@@ -21,12 +23,13 @@ struct State {
 
 constinit State state;
 
-void write_report(std::FILE* to, const std::string& base, const char* module, int line) {
-  std::fprintf(to, "\nFATAL: %s", base.c_str());
-  std::fprintf(to, "\nerror %d in %s line %d ( version %s )\n", iserrno, module, line, kVersion);
+std::string report_of(const std::string& base, const char* module, int line) {
+  std::string text = "\nFATAL: " + base + "\nerror " + std::to_string(iserrno) + " in " + module +
+                     " line " + std::to_string(line) + " ( version " + kVersion + " )\n";
+  constexpr std::size_t kNameLength = 8;
   for (std::size_t i = 0; i < state.depth && i < kDeepestNest; ++i)
-    std::fprintf(to, "%.8s ", state.active[i]);
-  std::fputc('\n', to);
+    text.append(std::string_view(state.active[i]).substr(0, kNameLength)).append(" ");
+  return text + "\n";
 }
 
 }  // namespace
@@ -41,11 +44,9 @@ OperationScope::~OperationScope() {
 }
 
 void fatal_inconsistency(const std::string& base, const char* module, int line) {
-  write_report(stderr, base, module, line);
-  if (std::FILE* file = std::fopen(kReportFile, "a")) {
-    write_report(file, base, module, line);
-    std::fclose(file);
-  }
+  const std::string report = report_of(base, module, line);
+  std::fputs(report.c_str(), stderr);
+  static_cast<void>(file_append(kReportFile, report));  // standard error has it as well
   std::exit(EXIT_FAILURE);
 }
 

@@ -13,6 +13,7 @@
 #include "runtime/isam/rebuild.h"
 #include "runtime/isam/space.h"
 #include "runtime/platform/file.h"
+#include "runtime/platform/new_file.h"
 
 namespace marigold::isam {
 namespace {
@@ -26,15 +27,6 @@ void reserve_shapes(File& file, std::span<const TreeShape> trees) {
   file.trees.reserve(trees.size());
   // At least a page's header is saved for each.
   file.saved_pages.reserve(undo_pages_needed(trees) * kPageSize / sizeof(PageHeader));
-}
-
-void set_shapes(File& file, const DataHeader& header) {
-  file.record_length = header.record_length;
-  file.slot_size = slot_size_for(header.record_length);
-  file.trees.clear();
-  for (std::uint32_t i = 0; i < header.key_count; ++i)
-    file.trees.push_back(tree_shape(header.keys[i]));
-  reserve_shapes(file, file.trees);
 }
 
 // ---- Opening
@@ -78,19 +70,15 @@ int take_place(File& file) {
   return failed == EAGAIN ? kIsNoLock : failed;
 }
 
-// Whether a data file has no slot that was ever used.
-bool data_is_empty(MappedFile& data) {
-  std::uint64_t space = 0;
-  if (measure(data, 0, space) != 0) return false;
-  return space <= kDataStart ||
-         std::ranges::all_of(std::span(data.memory(), space).subspan(kDataStart),
-                             [](std::byte byte) { return byte == std::byte{0}; });
+bool is_blank(std::span<const std::byte> bytes) {
+  return std::ranges::all_of(bytes, [](std::byte byte) { return byte == std::byte{0}; });
 }
 
-// ENOENT for an index that is being built, or was when its builder died.
+// ENOENT for an index that is being built, or was when its builder died: its space comes first, and
+// its header after that.
 int read_index_header(File& file) {
   if (const int failed = measure(file.index, 0, file.index_space)) return failed;
-  if (file.index_space == 0) return ENOENT;
+  if (is_blank({file.index.memory(), std::min(file.index_space, kPageSize)})) return ENOENT;
   if (file.index_space < kPageSize) return kIsBadFile;
   const IndexHeader& header = file.header();
   if (header.magic != kIndexMagic || header.version > kIndexVersion) return kIsBadFile;
@@ -110,14 +98,14 @@ bool data_header_is_sane(const DataHeader& header) {
                              });
 }
 
-// The first whole header of the data file.
-int find_data_header(File& file, DataHeader& header) {
-  if (const int failed = measure(file.data, kDataStart, file.data_space)) return failed;
-  for (const std::uint64_t offset : kDataHeaders) {
-    std::memcpy(&header, file.data.memory() + offset, sizeof header);
-    if (data_header_is_sane(header)) return 0;
-  }
-  return kIsBadFile;
+// Whether a data file is what a process leaves that dies while it builds it: no slot was ever used,
+// and what stands before the slots is ours or nothing.
+bool data_is_unborn(File& file) {
+  if (measure(file.data, 0, file.data_space) != 0) return false;
+  const std::span<const std::byte> bytes(file.data.memory(), file.data_space);
+  DataHeader header;
+  if (file.data_space < kDataStart || find_data_header(file, header) != 0) return is_blank(bytes);
+  return is_blank(bytes.subspan(kDataStart));
 }
 
 int read_data_header(File& file) {
@@ -188,7 +176,7 @@ int recover(File& file) {
 int open_registered(File& file) {
   if (const int failed = take_use_lock(file)) return failed;
   if (const int failed = read_index_header(file)) {
-    return failed == ENOENT && !data_is_empty(file.data) ? kIsBadFile : failed;
+    return failed == ENOENT && !data_is_unborn(file) ? kIsBadFile : failed;
   }
   if (const int failed = read_data_header(file)) return failed;
   if (const int failed = look_at_former(file)) return failed;
@@ -196,7 +184,8 @@ int open_registered(File& file) {
   if (file.exclusive && file.writable) file.header().writer = 0;  // whoever left it there is gone
   if (const int failed = recover(file)) return failed;
   if (const int failed = note_space(file)) return failed;
-  return look_at_contents(file);
+  if (const int failed = look_at_contents(file)) return failed;
+  return make_visible(file);  // a file that was cut is refused here, and not at some later record
 }
 
 // ---- Building
@@ -216,17 +205,6 @@ int write_data_header(File& file, const DataHeader& header, std::uint64_t offset
   return failed;
 }
 
-int write_index_header(File& file, std::uint64_t id) {
-  if (const int failed = grow(file.index, kPageSize, file.index_space)) return failed;
-  IndexHeader& header = file.header();
-  header = IndexHeader{};
-  header.magic = kIndexMagic;
-  header.version = kIndexVersion;
-  header.file_id = id;
-  header.state = kStateNewborn;
-  return 0;
-}
-
 // Clears away what a process left that died while it built these files: a newborn index, and data
 // without a record.
 int clear_leftover(const OpenRequest& request) {
@@ -234,8 +212,8 @@ int clear_leftover(const OpenRequest& request) {
   if (leftover.index.open(request.index_path.c_str(), FileAccess::kReadWrite) != 0) return EEXIST;
   if (leftover.index.lock(kUseLock, true) != 0) return EEXIST;  // being built just now
   if (read_index_header(leftover) != ENOENT) return EEXIST;
-  const bool has_data = leftover.data.open(request.data_path.c_str(), FileAccess::kReadWrite) == 0;
-  if (has_data && !data_is_empty(leftover.data)) return EEXIST;
+  const int no_data = leftover.data.open(request.data_path.c_str(), FileAccess::kReadWrite);
+  if (no_data != 0 ? no_data != ENOENT : !data_is_unborn(leftover)) return EEXIST;
   if (const int failed = file_remove(request.data_path.c_str())) return failed;
   return file_remove(request.index_path.c_str());
 }
@@ -247,19 +225,28 @@ int share(File& file) {
   return file.index.lock(kUseLock, false);
 }
 
+// While nothing is in the files yet that others must not see.
+int take_access(File& file, const std::string& base) {
+  const int failed = file.index.take_access((base + ".idx").c_str());
+  return failed == 0 ? file.data.take_access((base + ".dat").c_str()) : failed;
+}
+
 int create_both(File& file, const OpenRequest& request, std::uint32_t record_length,
                 const KeyDescription& primary) {
-  if (const int failed = file.index.create(request.index_path.c_str())) return failed;
+  const auto access =
+      request.access_of.empty() ? NewFileAccess::kByMask : NewFileAccess::kOwnerOnly;
+  if (const int failed = file.index.create(request.index_path.c_str(), access)) return failed;
   int failed = file.index.lock(kUseLock, true);
-  if (failed == 0) failed = file.data.create(request.data_path.c_str());
+  if (failed == 0) failed = file.data.create(request.data_path.c_str(), access);
   if (failed != 0) {
     file_remove(request.index_path.c_str());
     return failed;
   }
+  if (!request.access_of.empty()) failed = take_access(file, request.access_of);
   const std::uint64_t id = new_file_id();
   file.record_length = record_length;
   const TreeShape shape = tree_shape(primary);
-  failed = write_index_header(file, id);
+  if (failed == 0) failed = write_index_header(file, id);
   if (failed == 0) failed = grow(file.data, kDataStart, file.data_space);
   if (failed == 0) failed = file_write_keys(file, {&shape, 1});
   if (failed == 0) failed = rebuild_indexes(file);
@@ -315,6 +302,35 @@ int close_registered(File& file) {
 }
 
 }  // namespace
+
+void set_shapes(File& file, const DataHeader& header) {
+  file.record_length = header.record_length;
+  file.slot_size = slot_size_for(header.record_length);
+  file.trees.clear();
+  for (std::uint32_t i = 0; i < header.key_count; ++i)
+    file.trees.push_back(tree_shape(header.keys[i]));
+  reserve_shapes(file, file.trees);
+}
+
+int find_data_header(File& file, DataHeader& header) {
+  if (const int failed = measure(file.data, kDataStart, file.data_space)) return failed;
+  for (const std::uint64_t offset : kDataHeaders) {
+    std::memcpy(&header, file.data.memory() + offset, sizeof header);
+    if (data_header_is_sane(header)) return 0;
+  }
+  return kIsBadFile;
+}
+
+int write_index_header(File& file, std::uint64_t id) {
+  if (const int failed = grow(file.index, kPageSize, file.index_space)) return failed;
+  IndexHeader& header = file.header();
+  header = IndexHeader{};
+  header.magic = kIndexMagic;
+  header.version = kIndexVersion;
+  header.file_id = id;
+  header.state = kStateNewborn;
+  return 0;
+}
 
 TreeShape tree_shape(const KeyDescription& key) {
   TreeShape shape;
@@ -396,7 +412,9 @@ int file_build(File& file, const OpenRequest& request, std::uint32_t record_leng
   return failed;
 }
 
-int file_open(File& file, const OpenRequest& request) {
+namespace {
+
+int open_once(File& file, const OpenRequest& request) {
   if (const int failed = open_both(file, request)) return failed;
   if (!file.writable) return open_registered(file);
   if (const int failed = register_lock(file)) return failed;
@@ -405,69 +423,24 @@ int file_open(File& file, const OpenRequest& request) {
   return failed;
 }
 
-namespace {
-
-std::uint64_t count_torn_slots(const File& file) {
-  std::uint64_t torn = 0;
-  for (std::uint64_t number = 1; number <= file.slots; ++number) {
-    const auto* header = reinterpret_cast<const SlotHeader*>(file.slot(number));
-    const bool used =
-        header->state != kSlotUnused && header->state != kSlotFree && header->state != kSlotGone;
-    if (used && !slot_has_survived(file, file.slot(number))) ++torn;
-  }
-  return torn;
-}
-
-// Opens the index as a mere file, or makes one.
-int open_or_create(MappedFile& index, const char* path) {
-  int failed = index.open(path, FileAccess::kReadWrite);
-  if (failed == ENOENT) failed = index.create(path);
-  return failed == EEXIST ? index.open(path, FileAccess::kReadWrite) : failed;
-}
-
-// Makes what passes for a pair out of a data file and whatever stands in the place of its index.
-int open_for_rebuild(File& file, const OpenRequest& request) {
-  if (const int failed = file.data.open(request.data_path.c_str(), FileAccess::kReadWrite))
-    return failed;
-  if (const int failed = open_or_create(file.index, request.index_path.c_str())) return failed;
-  file.writable = true;
-  file.exclusive = true;
-  file.base = request.base;
-  if (const int failed = take_use_lock(file)) return failed;
-  DataHeader header{};
-  if (const int failed = find_data_header(file, header)) return failed;
-  if (const int failed = write_index_header(file, header.file_id)) return failed;
-  file.header().state = kStateRebuild;
-  settled_word(file) = settled_epoch(file) * kTwice;  // if it was damaged, nothing gone comes back
-  set_shapes(file, header);
-  return note_space(file);
-}
-
-int rebuild_opened(File& file, bool has_index, std::uint64_t& records, std::uint64_t& lost) {
-  const int failed = as_writer(file, [&] {
-    // What is deleted and not settled would be back.
-    const int unsettled = has_index ? slots_settle(file) : 0;
-    if (unsettled != 0) return unsettled;
-    lost = count_torn_slots(file);
-    return rebuild_indexes(file);
-  });
-  if (failed != 0) return failed;
-  records = file.contents().record_count;
-  return file_close(file);
+bool is_still_in_place(const File& file, const OpenRequest& request) {
+  return file.index.is_still_at(request.index_path.c_str()) &&
+         file.data.is_still_at(request.data_path.c_str());
 }
 
 }  // namespace
 
-int file_rebuild(const OpenRequest& request, std::uint64_t& records, std::uint64_t& lost) {
-  {
-    File file;
-    const int failed = file_open(file, request);
-    if (failed == 0) return rebuild_opened(file, true, records, lost);
-    if (failed != kIsBadFile && failed != ENOENT) return failed;
-  }  // it gives its locks back
-  File bare;
-  const int again = open_for_rebuild(bare, request);
-  return again != 0 ? again : rebuild_opened(bare, false, records, lost);
+// A program that replaces a file has it for itself until the new one is in place. Whoever has
+// opened the old one by then gets its lock afterwards, and would write into a file without a name.
+int file_open(std::shared_ptr<File>& file, const OpenRequest& request) {
+  constexpr int kMostTimes = 100;
+  for (int time = 0; time < kMostTimes; ++time) {
+    file = std::make_shared<File>();
+    const int failed = open_once(*file, request);
+    const bool opened = file->index.is_open() && file->data.is_open();
+    if (!opened || is_still_in_place(*file, request)) return failed;
+  }
+  return kIsFileLocked;
 }
 
 int file_close(File& file) {

@@ -17,6 +17,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -93,6 +94,8 @@ struct OpenRequest {
   // The caller wants to change it; otherwise it is opened for reading where the system allows no
   // more.
   bool write = false;
+  // Of building: the files take over owner and permissions of those of this base; "" for none.
+  std::string access_of = {};
 };
 
 // The undo area that changes of these trees can need, in pages.
@@ -111,15 +114,21 @@ int file_grow_index(File& file, std::uint64_t pages);
 int file_build(File& file, const OpenRequest& request, std::uint32_t record_length,
                const KeyDescription& primary);
 // Opens both files, takes the use lock (113), undoes what a process that died left half done, and
-// makes the indexes anew after a power loss.
-int file_open(File& file, const OpenRequest& request);
-// Makes the index anew from the data file, for nobody else's use meanwhile (113). How many records
-// there are, and how many slots held one and hold no whole one.
-int file_rebuild(const OpenRequest& request, std::uint64_t& records, std::uint64_t& lost);
+// makes the indexes again after a power loss.
+int file_open(std::shared_ptr<File>& file, const OpenRequest& request);
 // Brings all to the disk, and marks the file clean if nobody else has it open.
 int file_close(File& file);
 // Brings all records to the disk. The indexes can be made from them.
 int file_flush(File& file);
+
+// ---- Headers
+
+// Takes over what the data file's header says of its records and keys.
+void set_shapes(File& file, const DataHeader& header);
+// Finds the first whole header of the data file. 105 when neither is.
+int find_data_header(File& file, DataHeader& header);
+// Writes the header of an index that is being built.
+int write_index_header(File& file, std::uint64_t id);
 
 // ---- Changing
 

@@ -14,6 +14,7 @@
 #include "runtime/isam/fatal.h"
 #include "runtime/isam/read.h"
 #include "runtime/isam/record_lock.h"
+#include "runtime/isam/repair.h"
 #include "runtime/isam/walk.h"
 #include "runtime/isam/write.h"
 #include "runtime/platform/process.h"
@@ -153,12 +154,31 @@ bool table_is_full() {
 
 int open_file(const OpenRequest& request, const Mode& mode, std::shared_ptr<File>& file) {
   file = find_open(request);
-  if (file == nullptr) {
-    file = std::make_shared<File>();
-    return file_open(*file, request);
-  }
+  if (file == nullptr) return file_open(file, request);
   if (file->exclusive || request.exclusive) return kIsFileLocked;
   return mode.writes && !file->writable ? EACCES : 0;
+}
+
+int build(const char* base, const char* like, int record_length, const KeyDescription& primary,
+          int mode) {
+  return operation("ISBUILD", [&]() -> int {
+    Mode asked;
+    OpenRequest request;
+    if (const int failed = parse_mode(mode, asked)) return fail(failed);
+    if (const int failed = make_request(base, asked, request)) return fail(failed);
+    request.access_of = like;
+    if (record_length < 1 || record_length > kIsLongestRecord) return fail(kIsBadArgument);
+    if (const int failed = key_check(primary, record_length)) return fail(failed);
+    if (primary.flags != 0) return fail(kIsBadKey);
+    forget_inherited();
+    if (table_is_full()) return fail(kIsTooMany);
+    auto file = std::make_shared<File>();
+    if (const int failed =
+            file_build(*file, request, static_cast<std::uint32_t>(record_length), primary)) {
+      return fail(failed);
+    }
+    return take_descriptor(std::move(file), asked);
+  });
 }
 
 // ---- Reading
@@ -227,23 +247,12 @@ int change_file(const char* name, int number, Change change) {
 }  // namespace
 
 int ISBUILD(const char* base, int record_length, const KeyDescription& primary, int mode) {
-  return operation("ISBUILD", [&]() -> int {
-    Mode asked;
-    OpenRequest request;
-    if (const int failed = parse_mode(mode, asked)) return fail(failed);
-    if (const int failed = make_request(base, asked, request)) return fail(failed);
-    if (record_length < 1 || record_length > kIsLongestRecord) return fail(kIsBadArgument);
-    if (const int failed = key_check(primary, record_length)) return fail(failed);
-    if (primary.flags != 0) return fail(kIsBadKey);
-    forget_inherited();
-    if (table_is_full()) return fail(kIsTooMany);
-    auto file = std::make_shared<File>();
-    if (const int failed =
-            file_build(*file, request, static_cast<std::uint32_t>(record_length), primary)) {
-      return fail(failed);
-    }
-    return take_descriptor(std::move(file), asked);
-  });
+  return build(base, "", record_length, primary, mode);
+}
+
+int isbuild_like(const char* base, const char* like, int record_length,
+                 const KeyDescription& primary, int mode) {
+  return build(base, like, record_length, primary, mode);
 }
 
 int ISADDINDEX(int number, const KeyDescription& key) {
@@ -376,12 +385,9 @@ int isrebuild(const char* base, IsRebuildReport& report) {
     if (const int failed = make_request(base, alone, request)) return fail(failed);
     forget_inherited();
     if (find_open(request) != nullptr) return fail(kIsFileLocked);
-    std::uint64_t records = 0;
-    std::uint64_t lost = 0;
-    if (const int failed = file_rebuild(request, records, lost)) return fail(failed);
-    report = {.records = static_cast<std::int64_t>(records),
-              .lost = static_cast<std::int64_t>(lost)};
-    return 0;
+    report = {};
+    const int failed = file_rebuild(request, report);
+    return failed == 0 ? 0 : fail(failed);
   });
 }
 

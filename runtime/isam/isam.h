@@ -112,6 +112,12 @@ inline constexpr int kIsLock =
 // behind.
 int ISBUILD(const char* base, int record_length, const KeyDescription& primary, int mode);
 
+// The same for a file that is to take the place of another one, LIKE: its two files have the owner,
+// group, permissions and access control list of those, as far as the system allows, and until then
+// nobody else can open them. A LIKE that is not there gives none.
+int isbuild_like(const char* base, const char* like, int record_length,
+                 const KeyDescription& primary, int mode);
+
 // Adds a key over all records. The file is open exclusively (106). 108: it has this key already;
 // 100: the key allows no duplicates and the records have some.
 int ISADDINDEX(int number, const KeyDescription& key);
@@ -176,16 +182,22 @@ int isinfo(int descriptor, IsamInfo& info);
 // be looked at.
 int ischeck(int number, std::vector<std::string>& findings);
 
-// What isrebuild found.
+// The outcome of isrebuild.
 struct IsRebuildReport {
   std::int64_t records = 0;
-  std::int64_t lost = 0;  // slots that held a record and hold no whole one
+  // Slots that held a record and hold no whole one, or records that the index knew and that the
+  // data file has not got any more: whichever is more.
+  std::int64_t lost = 0;
+  // Where the data file stays as it was, when something is lost: BASE.damaged.dat, or with a number
+  // when there is one (BASE.damaged-2.dat). Nothing removes it but its owner.
+  std::string kept;
 };
 
-// Makes the index file of BASE anew from its data file, also when it is missing or damaged. 113:
-// the file is in use; 105: the data file's own header is damaged, nothing is changed. Interrupted,
-// it is begun again by whoever opens the file. An index that can still be opened says which records
-// are deleted; without it those deleted since the file was last flushed are there again.
+// Makes the index file of BASE again from its data file, also when it is missing or damaged. 113:
+// the file is in use; 105: the data file's own header is damaged, nothing is changed. An index that
+// can still be opened says which records are deleted, and is made again in its place; interrupted,
+// that is begun again by whoever opens the file. Without such an index the records deleted since
+// the file was last flushed are there again, and the new one is put in place when it is whole.
 int isrebuild(const char* base, IsRebuildReport& report);
 
 // ---- Numbers in records: the same bytes on every machine, but for doubles, which stay as they are

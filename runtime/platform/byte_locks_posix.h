@@ -21,16 +21,22 @@ inline int set_byte_lock(int descriptor, short kind, std::uint64_t offset, std::
   return errno == EACCES ? EAGAIN : errno;
 }
 
-// Whether another holds a lock of either kind on the byte.
-inline int byte_locked_by_other(int descriptor, std::uint64_t offset, bool& locked) {
+// Whether another holds a lock of either kind on one of the bytes; a count of 0 means all from the
+// offset on.
+inline int range_locked_by_other(int descriptor, std::uint64_t offset, std::uint64_t count,
+                                 bool& locked) {
   struct flock range {};
   range.l_type = F_WRLCK;
   range.l_whence = SEEK_SET;
   range.l_start = static_cast<off_t>(offset);
-  range.l_len = 1;
+  range.l_len = static_cast<off_t>(count);
   if (fcntl(descriptor, F_OFD_GETLK, &range) != 0) return errno;
   locked = range.l_type != F_UNLCK;
   return 0;
+}
+
+inline int byte_locked_by_other(int descriptor, std::uint64_t offset, bool& locked) {
+  return range_locked_by_other(descriptor, offset, 1, locked);
 }
 
 }  // namespace marigold

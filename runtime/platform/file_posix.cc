@@ -13,8 +13,6 @@
 namespace marigold {
 namespace {
 
-constexpr mode_t kNewFileMode = 0666;
-
 int sync_and_close(int descriptor) {
   const int failed = fsync(descriptor) != 0 ? errno : 0;
   if (close(descriptor) != 0 && failed == 0) return errno;
@@ -58,11 +56,6 @@ std::int64_t file_size(const char* path) {
   return regular ? std::int64_t{status.st_size} : -1;
 }
 
-int file_replace(const char* from, const char* to) {
-  if (std::rename(from, to) != 0) return errno;
-  return file_sync_directory(to);  // a name is on the disk when its directory is
-}
-
 int file_read(const char* path, std::string& bytes) {
   // O_NONBLOCK: see file_size.
   const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -73,25 +66,8 @@ int file_read(const char* path, std::string& bytes) {
 }
 
 int file_sync(const char* path) {
-  const int descriptor = open(path, O_RDONLY | O_CLOEXEC);
+  const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   return descriptor < 0 ? errno : sync_and_close(descriptor);
-}
-
-int file_write(const char* path, std::string_view bytes) {
-  const int descriptor = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode);
-  if (descriptor < 0) return errno;
-  int failed = 0;
-  while (failed == 0 && !bytes.empty()) {
-    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-    if (written >= 0) bytes.remove_prefix(static_cast<std::size_t>(written));
-    if (written < 0 && errno != EINTR) failed = errno;
-  }
-  if (close(descriptor) != 0 && failed == 0) failed = errno;
-  return failed;
-}
-
-int file_flags_for_new() {
-  return O_RDWR | O_CREAT | O_TRUNC;
 }
 
 int file_sync_directory(const char* path) {
@@ -103,30 +79,9 @@ int file_sync_directory(const char* path) {
   return descriptor < 0 ? errno : sync_and_close(descriptor);
 }
 
-int file_link(const char* from, const char* to) {
-  if (link(from, to) != 0) return errno;
-  return file_sync_directory(to);
-}
-
-int file_take_access(const char* path, const char* like) {
-  struct stat wanted {};
-  struct stat present {};
-  if (stat(like, &wanted) != 0 || stat(path, &present) != 0) return errno;
-  const bool other = wanted.st_uid != present.st_uid || wanted.st_gid != present.st_gid;
-  // Only some may give files away; for the others the file stays theirs. Before the permissions,
-  // of which a new owner can lose some.
-  if (other && chown(path, wanted.st_uid, wanted.st_gid) != 0 && errno != EPERM) return errno;
-  constexpr mode_t kPermissions = 07777;
-  return chmod(path, wanted.st_mode & kPermissions) != 0 ? errno : 0;
-}
-
 bool file_exists(const char* path) {
   struct stat status {};
   return lstat(path, &status) == 0;
-}
-
-int file_remove(const char* path) {
-  return std::remove(path) != 0 && errno != ENOENT ? errno : 0;
 }
 
 }  // namespace marigold

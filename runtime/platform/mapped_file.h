@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <span>
 
+#include "runtime/platform/new_file.h"
+
 namespace marigold {
 
 enum class FileAccess { kRead, kReadWrite };
@@ -39,15 +41,18 @@ class MappedFile {
 
   // Opens a regular file. ENOENT and so on from the system; EINVAL for anything but a regular file.
   int open(const char* path, FileAccess access);
-  // Makes a new file for reading and writing, with permissions 0666 less the process mask. EEXIST
-  // when the name is taken.
-  int create(const char* path);
+  // Makes a new file for reading and writing. EEXIST when the name is taken.
+  int create(const char* path, NewFileAccess access = NewFileAccess::kByMask);
+  // As FileWriter::take_access.
+  int take_access(const char* like);
   // Unmaps and closes, which gives all locks of this object back. Nothing is synced.
   void close();
 
   [[nodiscard]] bool is_open() const { return descriptor_ >= 0; }
   [[nodiscard]] int size(std::uint64_t& bytes) const;
   [[nodiscard]] int identity(FileIdentity& identity) const;
+  // Whether the name still leads to this file; another one may have been put in its place.
+  [[nodiscard]] bool is_still_at(const char* path) const;
 
   // Makes the file at least this long with disk space behind every byte, so that no store to the
   // memory can fail for want of space. ENOSPC, EFBIG, EDQUOT; then the length is as before. New

@@ -10,6 +10,7 @@
 
 #include "runtime/platform/byte_locks_posix.h"
 #include "runtime/platform/mapped_file.h"
+#include "runtime/platform/new_file_posix.h"
 #include "runtime/platform/regular_file_posix.h"
 
 namespace marigold {
@@ -19,7 +20,6 @@ void (*file_synced_hook)(const MappedFile& file) = nullptr;
 
 namespace {
 
-constexpr mode_t kNewFileMode = 0666;
 constexpr std::uint64_t kSmallestMapping = 1 << 20;
 
 int injected_fault(FileCall call) {
@@ -65,14 +65,18 @@ int MappedFile::open(const char* path, FileAccess access) {
   return 0;
 }
 
-int MappedFile::create(const char* path) {
+int MappedFile::create(const char* path, NewFileAccess access) {
   if (const int fault = injected_fault(FileCall::kOpen)) return fault;
-  const int descriptor = ::open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode);
-  if (descriptor < 0) return errno;
+  int descriptor = -1;
+  if (const int failed = make_exclusively(path, access, descriptor)) return failed;
   close();
   descriptor_ = descriptor;
   writable_ = true;
   return 0;
+}
+
+int MappedFile::take_access(const char* like) {
+  return take_access_of(descriptor_, like);
 }
 
 void MappedFile::close() {
@@ -93,6 +97,10 @@ int MappedFile::identity(FileIdentity& identity) const {
   identity = {.device = static_cast<std::uint64_t>(status.st_dev),
               .number = static_cast<std::uint64_t>(status.st_ino)};
   return 0;
+}
+
+bool MappedFile::is_still_at(const char* path) const {
+  return is_open_file_at(descriptor_, path);
 }
 
 int MappedFile::reserve(std::uint64_t bytes) {

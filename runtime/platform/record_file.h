@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <span>
 
+#include "runtime/platform/new_file.h"
+
 namespace marigold {
 
 class RecordFile {
@@ -19,13 +21,22 @@ class RecordFile {
 
   // Opens a regular file. ENOENT and so on from the system; EINVAL for anything but a regular file.
   int open(const char* path, bool writable);
-  // Makes an empty file, with permissions 0666 less the process mask, and closes it. One that is
-  // there stays as it is: `made` tells.
-  static int create(const char* path, bool& made);
+  // The same for a file of the runtime's own, which nobody has reason to put elsewhere: ELOOP for a
+  // link, EMLINK for one that has another name as well. What is written there cannot end up in a
+  // file that somebody else has chosen.
+  int open_own(const char* path, bool writable);
+  // Makes an empty file and opens it for reading and writing. EEXIST when the name is taken.
+  int create(const char* path, NewFileAccess access = NewFileAccess::kByMask);
+  // As FileWriter::take_access.
+  int take_access(const char* like);
   void close();
 
   [[nodiscard]] bool is_open() const { return descriptor_ >= 0; }
   [[nodiscard]] int size(std::uint64_t& bytes) const;
+  // Whether the name still leads to this file; another one may have been put in its place.
+  [[nodiscard]] bool is_still_at(const char* path) const;
+  // Waits until the disk holds everything that was written.
+  int sync();
 
   // Reads up to the end of the file: `count` is less than asked for there.
   int read(std::uint64_t offset, std::span<char> bytes, std::size_t& count) const;

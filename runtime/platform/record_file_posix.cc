@@ -5,16 +5,11 @@
 #include <cerrno>
 
 #include "runtime/platform/byte_locks_posix.h"
+#include "runtime/platform/new_file_posix.h"
 #include "runtime/platform/record_file.h"
 #include "runtime/platform/regular_file_posix.h"
 
 namespace marigold {
-namespace {
-
-constexpr mode_t kNewFileMode = 0666;
-
-}  // namespace
-
 int RecordFile::open(const char* path, bool writable) {
   int descriptor = -1;
   if (const int failed = open_regular(path, writable, descriptor)) return failed;
@@ -23,11 +18,30 @@ int RecordFile::open(const char* path, bool writable) {
   return 0;
 }
 
-int RecordFile::create(const char* path, bool& made) {
-  const int descriptor = ::open(path, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kNewFileMode);
-  made = descriptor >= 0;
-  if (!made) return errno == EEXIST ? 0 : errno;
-  return ::close(descriptor) != 0 ? errno : 0;
+int RecordFile::open_own(const char* path, bool writable) {
+  int descriptor = -1;
+  if (const int failed = open_regular(path, writable, descriptor, O_NOFOLLOW)) return failed;
+  struct stat status {};
+  const int failed = fstat(descriptor, &status) != 0 ? errno : status.st_nlink > 1 ? EMLINK : 0;
+  if (failed != 0) {
+    ::close(descriptor);
+    return failed;
+  }
+  close();
+  descriptor_ = descriptor;
+  return 0;
+}
+
+int RecordFile::create(const char* path, NewFileAccess access) {
+  int descriptor = -1;
+  if (const int failed = make_exclusively(path, access, descriptor)) return failed;
+  close();
+  descriptor_ = descriptor;
+  return 0;
+}
+
+int RecordFile::take_access(const char* like) {
+  return take_access_of(descriptor_, like);
 }
 
 void RecordFile::close() {
@@ -37,6 +51,14 @@ void RecordFile::close() {
 
 int RecordFile::size(std::uint64_t& bytes) const {
   return size_of_open(descriptor_, bytes);
+}
+
+bool RecordFile::is_still_at(const char* path) const {
+  return is_open_file_at(descriptor_, path);
+}
+
+int RecordFile::sync() {
+  return fdatasync(descriptor_) == 0 ? 0 : errno;
 }
 
 int RecordFile::read(std::uint64_t offset, std::span<char> bytes, std::size_t& count) const {

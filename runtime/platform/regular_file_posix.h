@@ -13,9 +13,9 @@
 namespace marigold {
 
 // Opens a regular file; EINVAL for anything else, whose other end is not waited for. On failure
-// nothing is open.
-inline int open_regular(const char* path, bool writable, int& descriptor) {
-  const int opened = ::open(path, (writable ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_CLOEXEC);
+// nothing is open. `more` is further flags of the system's call.
+inline int open_regular(const char* path, bool writable, int& descriptor, int more = 0) {
+  const int opened = ::open(path, (writable ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_CLOEXEC | more);
   if (opened < 0) return errno;
   struct stat status {};
   int failed = fstat(opened, &status) != 0 ? errno : 0;
@@ -33,6 +33,14 @@ inline int size_of_open(int descriptor, std::uint64_t& bytes) {
   if (fstat(descriptor, &status) != 0) return errno;
   bytes = static_cast<std::uint64_t>(status.st_size);
   return 0;
+}
+
+// Whether the name leads to the open file.
+inline bool is_open_file_at(int descriptor, const char* path) {
+  struct stat opened {};
+  struct stat named {};
+  return fstat(descriptor, &opened) == 0 && stat(path, &named) == 0 &&
+         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
 }  // namespace marigold

@@ -1,7 +1,7 @@
 // The signals that ask a process to end (interrupt, termination, hang-up), held back while its
 // files are between two states.
 //
-// For processes of one thread. Holds do not nest.
+// For processes of one thread. Holds nest: the last release ends them.
 #pragma once
 
 namespace marigold {
@@ -15,5 +15,13 @@ bool stop_signals_pending();
 
 // Everything is again as before stop_signals_hold; a signal that was waiting takes effect at once.
 void stop_signals_release();
+
+// A hold for as long as the object lives.
+struct StopSignalsHold {
+  StopSignalsHold() { stop_signals_hold(); }
+  ~StopSignalsHold() { stop_signals_release(); }
+  StopSignalsHold(const StopSignalsHold&) = delete;
+  StopSignalsHold& operator=(const StopSignalsHold&) = delete;
+};
 
 }  // namespace marigold

@@ -8,6 +8,7 @@ namespace {
 constexpr int kStopSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 struct HoldState {
+  int holds = 0;
   sigset_t held{};
   sigset_t mask_before{};
   struct sigaction size_limit_before {};
@@ -22,6 +23,7 @@ bool is_ignored(int signal) {
 }  // namespace
 
 void stop_signals_hold() {
+  if (state.holds++ > 0) return;
   sigemptyset(&state.held);
   for (const int signal : kStopSignals) {
     // One that is ignored (the hang-up under nohup) would wait all the same, and look like a wish
@@ -45,6 +47,7 @@ bool stop_signals_pending() {
 }
 
 void stop_signals_release() {
+  if (--state.holds > 0) return;
   sigaction(SIGXFSZ, &state.size_limit_before, nullptr);
   sigprocmask(SIG_SETMASK, &state.mask_before, nullptr);
 }

@@ -7,6 +7,7 @@
 #include "runtime/data/version.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/file.h"
+#include "runtime/platform/new_file.h"
 #include "runtime/platform/stop_signals.h"
 
 namespace marigold {
@@ -68,9 +69,9 @@ bool lock_opened(const std::string& path, RecordFile& file, bool exclusive, std:
 bool lock(const std::string& directory, const ListFiles& files, RecordFile& file,
           std::string& problem) {
   const std::string path = beside_lists(directory, files, ".lock");
-  bool made = false;
-  int failed = RecordFile::create(path.c_str(), made);
-  if (failed == 0) failed = file.open(path.c_str(), true);
+  int failed = file.open_own(path.c_str(), true);
+  if (failed == ENOENT) failed = file.create(path.c_str());
+  if (failed == EEXIST) failed = file.open_own(path.c_str(), true);  // made by another just now
   if (failed != 0) return fail(problem, path, failed);
   return lock_opened(path, file, true, problem);
 }
@@ -92,7 +93,7 @@ bool remove(const std::string& path, std::string& problem) {
 }
 
 bool remove_new_files(const std::string& directory, const ListFiles& files, std::string& problem) {
-  bool removed = remove(commit_path(directory, files) + kNew, problem);
+  bool removed = true;
   for (const Replacement& file : replacements(directory, files))
     removed = remove(file.fresh, problem) && removed;
   return removed;
@@ -117,54 +118,39 @@ bool is_committed(const std::string& directory, const ListFiles& files) {
 }
 
 bool write_version(const std::string& directory, std::string_view name, std::string& problem) {
+  const std::string final = list_file_path(directory, name) + ".ver";
   const std::string path = list_file_path(directory, name) + kNew + ".ver";
   int failed = step("version record");
-  if (failed == 0) failed = version_write_record(path, list_file_definition(name).version);
+  if (failed == 0) failed = version_write_record(path, list_file_definition(name).version, final);
   return failed == 0 || fail(problem, path, failed);
-}
-
-// Who could read the old files can read the new ones.
-bool take_access(const std::string& directory, const ListFiles& files, std::string& problem) {
-  for (const Replacement& file : replacements(directory, files)) {
-    if (!file_exists(file.final.c_str())) continue;
-    if (const int failed = file_take_access(file.fresh.c_str(), file.final.c_str()))
-      return fail(problem, file.fresh, failed);
-  }
-  return true;
 }
 
 bool build(const std::string& directory, const ListFiles& files,
            const std::vector<StoredList>& lists, std::string& problem) {
-  const ListFilePaths paths = {.lists = list_file_path(directory, files.lists) + kNew,
-                               .blocks = list_file_path(directory, files.blocks) + kNew,
-                               .store = list_file_path(directory, files.store) + kNew};
-  if (const int failed = step("build")) return fail(problem, paths.lists, failed);
+  const auto in_place_of = [&directory](std::string_view name) {
+    const std::string path = list_file_path(directory, name);
+    return NewListFile{.path = path + kNew, .like = path};
+  };
+  const NewListFiles paths = {.lists = in_place_of(files.lists),
+                              .blocks = in_place_of(files.blocks),
+                              .store = in_place_of(files.store)};
+  if (const int failed = step("build")) return fail(problem, paths.lists.path, failed);
   return stored_lists_write(paths, files, lists, problem) &&
          write_version(directory, files.lists, problem) &&
-         write_version(directory, files.blocks, problem) && take_access(directory, files, problem);
+         write_version(directory, files.blocks, problem);
 }
 
 // The names of the new files are on the disk before the one of the commit file: both lie in one
 // directory, whose sync brings them all.
 bool commit(const std::string& directory, const ListFiles& files, std::string& problem) {
   const std::string path = commit_path(directory, files);
-  const std::string fresh = path + kNew;
-  int failed = step("commit file");
-  if (failed == 0) failed = file_write(fresh.c_str(), "The new list files are whole.\n");
-  if (failed == 0) failed = file_sync(fresh.c_str());
-  if (failed == 0) failed = file_sync_directory(fresh.c_str());
+  int failed = step("names of the new files");
+  if (failed == 0) failed = file_sync_directory(path.c_str());
   if (failed == 0) failed = step("commit");
   if (failed == 0 && stop_signals_pending()) failed = EINTR;
-  if (failed == 0) failed = file_replace(fresh.c_str(), path.c_str());
+  if (failed == 0) failed = file_put(path.c_str(), "The new list files are whole.\n");
   return failed == 0 || fail(problem, path, failed);
 }
-
-struct SignalHold {
-  SignalHold() { stop_signals_hold(); }
-  ~SignalHold() { stop_signals_release(); }
-  SignalHold(const SignalHold&) = delete;
-  SignalHold& operator=(const SignalHold&) = delete;
-};
 
 }  // namespace
 
@@ -198,7 +184,7 @@ bool ListInstallation::begin(std::string& problem) {
 }
 
 bool ListInstallation::put_in_place(const std::vector<StoredList>& lists, std::string& problem) {
-  const SignalHold hold;
+  const StopSignalsHold hold;
   const bool ready =
       build(directory_, files_, lists, problem) && commit(directory_, files_, problem);
   // A commit that was refused may be there all the same, when only the directory's sync failed.

@@ -9,7 +9,7 @@
 #include <system_error>
 
 #include "runtime/core/user_interface.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/new_file.h"
 #include "runtime/platform/passing_files.h"
 #include "runtime/platform/record_file.h"
 #include "runtime/platform/stop_signals.h"
@@ -34,11 +34,8 @@ class TemporaryFile {
     discard();
     if (const int failed = file_remove(path_)) return failed;
     passing_file_note(path_);
-    bool made = false;
-    if (const int failed = RecordFile::create(path_, made)) return failed;
-    if (!made) return EEXIST;
     pending_.reserve(kPieceSize);
-    return file_.open(path_, true);
+    return file_.create(path_, NewFileAccess::kOwnerOnly);
   }
 
   int add(std::string_view bytes) {

@@ -9,6 +9,7 @@
 #include "runtime/data/isam_access.h"
 #include "runtime/isam/isam.h"
 #include "runtime/platform/file.h"
+#include "runtime/platform/new_file.h"
 #include "runtime/print/block_code.h"
 #include "runtime/print/block_store.h"
 
@@ -44,9 +45,9 @@ class KeyedFile {
   KeyedFile(const KeyedFile&) = delete;
   KeyedFile& operator=(const KeyedFile&) = delete;
 
-  bool make(std::string& problem) {
-    number_ = ISBUILD(path_.c_str(), definition_.record_length, isam_key(definition_, 1),
-                      kIsInputOutput | kIsExclusive);
+  bool make(const std::string& like, std::string& problem) {
+    number_ = isbuild_like(path_.c_str(), like.c_str(), definition_.record_length,
+                           isam_key(definition_, 1), kIsInputOutput | kIsExclusive);
     bool made = number_ >= 0;
     for (int key = 2; made && key <= definition_.keys.key_count; ++key)
       made = ISADDINDEX(number_, isam_key(definition_, key)) == 0;
@@ -160,10 +161,10 @@ bool read_blocks(const std::string& directory, const ListFiles& files,
   return true;
 }
 
-bool write_lists(const std::string& path, std::string_view name,
+bool write_lists(const NewListFile& paths, std::string_view name,
                  const std::vector<StoredList>& lists, std::string& problem) {
-  KeyedFile file(list_file_definition(name), path);
-  if (!file.make(problem)) return false;
+  KeyedFile file(list_file_definition(name), paths.path);
+  if (!file.make(paths.like, problem)) return false;
   for (const StoredList& list : lists) {
     file.clear();
     file.put("LISTE", std::string_view(list.name));
@@ -180,15 +181,15 @@ bool write_lists(const std::string& path, std::string_view name,
 }
 
 // The blocks' bytes are appended to `store`, whose header counts in their offsets.
-bool write_blocks(const std::string& path, std::string_view name,
+bool write_blocks(const NewListFile& paths, std::string_view name,
                   const std::vector<StoredList>& lists, std::string& store, std::string& problem) {
-  KeyedFile file(list_file_definition(name), path);
-  if (!file.make(problem)) return false;
+  KeyedFile file(list_file_definition(name), paths.path);
+  if (!file.make(paths.like, problem)) return false;
   for (const StoredList& list : lists) {
     for (const StoredBlock& block : list.blocks) {
       const std::size_t offset = kBlockStoreHeader + store.size();
       if (offset + block.code.size() > kLargestBlockStore)
-        return fail(problem, path, "the blocks are too long for a block store");
+        return fail(problem, paths.path, "the blocks are too long for a block store");
       file.clear();
       file.put("LISTE", std::string_view(list.name));
       file.put("BLOCK", std::string_view(block.name));
@@ -225,15 +226,15 @@ bool stored_lists_read(const std::string& directory, const ListFiles& files,
          read_blocks(directory, files, lists, problem);
 }
 
-bool stored_lists_write(const ListFilePaths& paths, const ListFiles& files,
+bool stored_lists_write(const NewListFiles& paths, const ListFiles& files,
                         const std::vector<StoredList>& lists, std::string& problem) {
   std::string blocks;
   if (!write_lists(paths.lists, files.lists, lists, problem) ||
       !write_blocks(paths.blocks, files.blocks, lists, blocks, problem))
     return false;
-  int failed = file_write(paths.store.c_str(), block_store_of(blocks));
-  if (failed == 0) failed = file_sync(paths.store.c_str());
-  return failed == 0 || fail(problem, paths.store, failed);
+  const int failed =
+      file_put(paths.store.path.c_str(), block_store_of(blocks), paths.store.like.c_str());
+  return failed == 0 || fail(problem, paths.store.path, failed);
 }
 
 }  // namespace marigold

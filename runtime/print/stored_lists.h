@@ -57,12 +57,16 @@ bool stored_lists_read(const std::string& directory, const ListFiles& files,
 // Makes the three files at these paths (of keyed files without ".dat" and ".idx"), which are free,
 // and brings them to the disk. The blocks of each list have different names. False with the
 // problem; some of the files may be there then.
-struct ListFilePaths {
-  std::string lists;
-  std::string blocks;
-  std::string store;
+struct NewListFile {
+  std::string path;
+  std::string like;  // the file whose owner and permissions it takes over, if it is there
 };
-bool stored_lists_write(const ListFilePaths& paths, const ListFiles& files,
+struct NewListFiles {
+  NewListFile lists;
+  NewListFile blocks;
+  NewListFile store;
+};
+bool stored_lists_write(const NewListFiles& paths, const ListFiles& files,
                         const std::vector<StoredList>& lists, std::string& problem);
 
 }  // namespace marigold

@@ -36,6 +36,24 @@ TEST_F(StatusFileTest, PathEventsAreWrittenAsTheyHappen) {
       "LOCKPATH = 3\nLOCKPATH =12: archive\nFREEPATH = 3\nLOCKPATH = 5\nLOCKPATH = 6: stock\n");
 }
 
+// Whatever has the name is replaced itself; nobody waits for a pipe, and a second program in the
+// directory has a file of its own.
+TEST_F(StatusFileTest, AStartMakesTheFileAgain) {
+  for (const char* plant : {"mkfifo", "ln -s victim", "ln victim", "ln -s nowhere", "cp victim"}) {
+    run_shell("rm -f pstatus.tmp victim; echo precious > victim; "s + plant + " pstatus.tmp");
+    status_open("invoice");
+    EXPECT_TRUE(open_subsystems().status_file) << plant;
+    status_close();
+    EXPECT_EQ(events(), "EXIT     =OK\n") << plant;
+    EXPECT_EQ(read_file("victim"), "precious\n") << plant;
+    EXPECT_FALSE(std::filesystem::exists("nowhere")) << plant;
+  }
+  status_open("orders");
+  run_shell("rm -f pstatus.tmp; echo other > pstatus.tmp");  // a second program's
+  status_close();
+  EXPECT_EQ(read_file("pstatus.tmp"), "other\n");
+}
+
 TEST_F(StatusFileTest, TheEndIsWrittenOnce) {
   status_open("first");  // left without an end
   status_open("invoice");

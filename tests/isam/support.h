@@ -67,11 +67,8 @@ void copy_pair(const std::string& from, const std::string& to);
 // How much to do: little, or much with --long.
 int amount(int in_short, int in_long);
 
-// In memory where there is such a place: for many small files that are soon gone.
 struct TortureTest : testing::Test {
-  WorkDirectory directory{std::filesystem::is_directory("/dev/shm")
-                              ? "/dev/shm"
-                              : std::filesystem::temp_directory_path().string()};
+  WorkDirectory directory;
 };
 
 // Something that processes share and that outlives them.

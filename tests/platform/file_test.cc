@@ -1,5 +1,7 @@
 #include "runtime/platform/file.h"
 
+#include "runtime/platform/new_file.h"
+
 #include "tests/support/support.h"
 
 namespace marigold::test {

@@ -83,7 +83,7 @@ TEST_F(ListScreenTest, AListForTheScreenIsShownWhenItIsClosed) {
   list_print("B");
   EXPECT_TRUE(list_check_abort());
   list_close();
-  EXPECT_EQ(told, "VIDEO.TMP: Directory not empty \n");
+  EXPECT_EQ(told, "VIDEO.TMP: Is a directory \n");
 }
 
 TEST_F(ListScreenTest, TheEndOfTheProgramEndsItsListAndShowsNone) {

@@ -170,9 +170,9 @@ TEST_F(ScreenOutputTest, FilesThatCannotBeMadeAreToldAndWhatIsInTheWayGoes) {
   EXPECT_TRUE(std::filesystem::is_regular_file("DRUCK.TMP"));
 
   screen_output_remove();
-  std::filesystem::create_directories("VIDEO.TMP/occupied");
-  EXPECT_EQ(errors_of([] { EXPECT_EQ(screen_output_start(), ENOTEMPTY); }),
-            "VIDEO.TMP: Directory not empty\n");
+  std::filesystem::create_directories("VIDEO.TMP");
+  EXPECT_EQ(errors_of([] { EXPECT_EQ(screen_output_start(), EISDIR); }),
+            "VIDEO.TMP: Is a directory\n");
   screen_output_text("nothing");
   screen_output_bytes("nothing");
   screen_output_end_line();

@@ -1,6 +1,7 @@
 #include "tests/support/support.h"
 
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <iomanip>
@@ -8,7 +9,17 @@
 
 namespace marigold::test {
 
-WorkDirectory::WorkDirectory() : WorkDirectory(std::filesystem::temp_directory_path().string()) {}
+namespace {
+
+// In memory where there is such a place: most of what the tests write is synced.
+std::string parent_of_work() {
+  const char* const memory = "/dev/shm";
+  return access(memory, W_OK) == 0 ? memory : std::filesystem::temp_directory_path().string();
+}
+
+}  // namespace
+
+WorkDirectory::WorkDirectory() : WorkDirectory(parent_of_work()) {}
 
 WorkDirectory::WorkDirectory(const std::string& parent) {
   path = parent + "/marigold-test-XXXXXX";

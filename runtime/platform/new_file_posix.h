@@ -1,0 +1,16 @@
+// The steps of making files that the kinds of files of this folder share on POSIX systems.
+//
+// Results: 0 for done, else the system's error number.
+#pragma once
+
+#include "runtime/platform/new_file.h"
+
+namespace marigold {
+
+// Makes an empty regular file for reading and writing.
+int make_exclusively(const char* path, NewFileAccess access, int& descriptor);
+
+// FileWriter::take_access, for any open file.
+int take_access_of(int descriptor, const char* like);
+
+}  // namespace marigold
