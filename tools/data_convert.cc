@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <chrono>
+#include <iterator>
+#include <memory>
 
 #include "runtime/core/settings.h"
 #include "runtime/data/conversion.h"
@@ -11,6 +13,7 @@
 #include "runtime/texte/syserr.h"
 #include "runtime/texte/sysmsg.h"
 #include "tools/data_commands.h"
+#include "tools/data_target.h"
 #include "tools/new_files.h"
 #include "tools/report.h"
 
@@ -44,6 +47,38 @@ void load_set(const std::string& set, Problems& problems) {
       problems.push_back(at_line(path, file.line) + name + " is defined by two sets");
   }
 }
+
+// The definitions of the sets that were not named, which keep a class from having its version.
+class OtherFiles {
+ public:
+  // Sets with errors are problems: nobody knows what they define.
+  void load(Problems& problems) {
+    std::vector<std::string> paths;
+    if (!find_definition_sets(paths, problems)) return;
+    for (const std::string& path : paths) {
+      std::string text;
+      if (const int error = file_read(path.c_str(), text)) {
+        problems.push_back(file_error(path, error));
+        continue;
+      }
+      DefinitionScan scan = scan_definitions(text, AfterScanError::kStop);
+      if (!scan.errors.empty())
+        problems.push_back(at_line(path, scan.errors.front().line) +
+                           "has errors, see marigold data scan");
+      for (ScannedFile& file : scan.files) {
+        if (definition_find(file.definition->name.view()) == nullptr)
+          files_.push_back(std::move(file.definition));
+      }
+    }
+    std::ranges::transform(files_, std::back_inserter(pointers_),
+                           [](const auto& file) { return file.get(); });
+  }
+  [[nodiscard]] std::span<FileDefinition* const> files() const { return pointers_; }
+
+ private:
+  std::vector<std::unique_ptr<FileDefinition>> files_;
+  std::vector<FileDefinition*> pointers_;
+};
 
 std::vector<FileDefinition*> wanted_files(const DataConvert& options) {
   std::vector<FileDefinition*> files = definitions_by_name();
@@ -152,17 +187,20 @@ std::string summary(const ConversionReport& done) {
   return text;
 }
 
-int convert(const std::vector<FileDefinition*>& files, bool keep_backup) {
+int convert(const std::vector<FileDefinition*>& files, const OtherFiles& others, bool keep_backup) {
   Progress progress;
   ConversionReport done;
   const ConversionOptions options{
       .keep_old = keep_backup,
+      .others = others.files(),
       .progress = [&progress](const FileConversion& file, std::uint64_t passed, std::uint64_t all) {
         progress.show(file, passed, all);
       }};
   const int result = conversion_run(files, options, done);
   for (const std::string& problem : done.problems)
     report(problem);
+  for (const std::string& record : done.waiting)
+    report(record);
   const bool unusable = result == kConversionFailed;
   const int status = result == kConversionDone ? kExitClean
                      : unusable                ? kExitUnusable
@@ -178,9 +216,11 @@ int data_convert(const DataConvert& options) {
   Problems problems;
   for (const std::string& set : options.sets)
     load_set(set, problems);
+  OtherFiles others;
+  others.load(problems);
   if (!problems.empty()) return report_unusable(problems);
   const std::vector<FileDefinition*> files = wanted_files(options);
-  return options.dry_run ? show_plan(files) : convert(files, options.keep_backup);
+  return options.dry_run ? show_plan(files) : convert(files, others, options.keep_backup);
 }
 
 }  // namespace marigold

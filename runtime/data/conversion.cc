@@ -12,7 +12,7 @@
 #include "runtime/data/lock_file.h"
 #include "runtime/data/version.h"
 #include "runtime/isam/isam.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/new_file.h"
 #include "runtime/platform/stop_signals.h"
 #include "runtime/texte/sysmsg.h"
 
@@ -48,6 +48,7 @@ class ClassRun {
   int open_old(Job& job);
   int record_version(const FileConversion& conversion);
   int put_in_place(Job& job);
+  bool must_wait(const ClassConversion& plan);
   int write_path_record(const ClassConversion& plan);
   int finish(const ClassConversion& plan);
 
@@ -210,8 +211,30 @@ int ClassRun::put_in_place(Job& job) {
   return kConversionDone;
 }
 
+// Whether the file is there and has another version than its definition, or none that is known.
+bool is_behind(const FileDefinition& file) {
+  const FileSwap swap(data_path(file), file.type);
+  return swap.file_is_there() &&
+         version_read_record(swap.record_in_force()) != static_cast<double>(file.version);
+}
+
+// The class has the version when all of its files have theirs.
+bool ClassRun::must_wait(const ClassConversion& plan) {
+  bool waits = false;
+  for (const FileDefinition* file : options_.others) {
+    if (file->path_class != plan.path_class || !is_behind(*file)) continue;
+    const double version = version_read_file(*file);
+    report_.waiting.push_back(
+        version_path_record(plan.path_class) + ": not written, as " + data_path(*file) + " has " +
+        (version < 0 ? "no version record" : "version " + version_text(version)) +
+        " and not version " + version_text(file->version));
+    waits = true;
+  }
+  return waits;
+}
+
 int ClassRun::write_path_record(const ClassConversion& plan) {
-  if (!plan.needs_record()) return kConversionDone;
+  if (!plan.needs_record() || must_wait(plan)) return kConversionDone;
   const std::string path = version_path_record(plan.path_class);
   int error = file_make_directory(data_directory(plan.path_class).c_str());
   if (error == 0) error = conversion_step("record of the class");
@@ -238,7 +261,7 @@ int run_classes(std::span<FileDefinition* const> files, const ConversionOptions&
     ClassRun run(options, report);
     if (const int result = run.run(plan.path_class, files, tables)) return result;
   }
-  return kConversionDone;
+  return report.waiting.empty() ? kConversionDone : kConversionRefused;
 }
 
 }  // namespace

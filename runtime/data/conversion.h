@@ -25,13 +25,17 @@
 namespace marigold {
 
 // Results of a run.
-inline constexpr int kConversionDone = 0;     // every file has its version
-inline constexpr int kConversionRefused = 1;  // definitions, tables or records do not allow it
+inline constexpr int kConversionDone = 0;     // every file and class has its version
+inline constexpr int kConversionRefused = 1;  // definitions, tables, records or other files do not
+                                              // allow it
 inline constexpr int kConversionLocked = 2;   // somebody uses a class or a file
 inline constexpr int kConversionFailed = 3;   // the disk; or a signal has asked to end
 
 struct ConversionOptions {
   bool keep_old = false;  // as BASE.version-N
+  // Further definitions, whose files are not converted. A class does not get its record as long as
+  // one of them in it has another version than its definition.
+  std::span<FileDefinition* const> others = {};
   // Told of each file at its begin, at its end, and now and then between them. May be empty.
   std::function<void(const FileConversion& file, std::uint64_t done, std::uint64_t all)> progress;
 };
@@ -47,6 +51,7 @@ struct ConvertedFile {
 struct ConversionReport {
   std::vector<ConvertedFile> files;   // that are in their place
   std::vector<std::string> problems;  // each begins with what it is about
+  std::vector<std::string> waiting;   // the records of classes that were not written, and why
 };
 
 // Converts the files, grouped by their classes; they are closed, and outlive the call. Before the

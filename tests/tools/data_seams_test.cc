@@ -1,0 +1,257 @@
+// marigold data where it meets half a file, another process, another version and another set.
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+
+#include "runtime/core/settings.h"
+#include "runtime/data/data_file.h"
+#include "runtime/data/definition_set.h"
+#include "runtime/data/field_access.h"
+#include "runtime/data/lock_file.h"
+#include "runtime/isam/isam.h"
+#include "tests/tools/data_support.h"
+
+namespace marigold::test {
+
+// A shell command that runs until the end of the object's life.
+class Background {
+ public:
+  explicit Background(const std::string& command) : process_(fork()) {
+    if (process_ != 0) return;
+    setpgid(0, 0);
+    const int nothing = open("/dev/null", O_RDWR);
+    for (int stream = 0; stream < 3; ++stream)
+      dup2(nothing, stream);
+    execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+    _exit(127);
+  }
+  ~Background() {
+    setpgid(process_, process_);
+    kill(-process_, SIGKILL);
+    waitpid(process_, nullptr, 0);
+  }
+  Background(const Background&) = delete;
+  Background& operator=(const Background&) = delete;
+
+ private:
+  pid_t process_;
+};
+
+const std::string kLoaded = "./data/1/BOX: ";
+
+struct DataSeamsTest : DataToolTest {
+  DataSeamsTest() {
+    write_file("three.csv", "NUMBER\n1\n2\n3\n");
+    write_file("four.csv", "NUMBER\n4\n");
+    write_file("slots.csv", "SNR,T\n1,x\n");
+  }
+  static void load_three() { expect({{"load BOX three.csv", kLoaded + "3 records loaded\n"}}); }
+  static std::string numbers() {
+    return run_shell("./marigold data dump BOX | cut -d, -f1 | tail -n +2 | tr '\\n' ' '").out;
+  }
+};
+
+TEST_F(DataSeamsTest, HalfAPairIsNoMissingFile) {
+  load_three();
+  run_shell("cp -r data whole; rm data/1/BOX.idx");
+  const std::string refused =
+      "./data/1/BOX.idx: is missing; \"marigold data rebuild BOX\" makes it from ./data/1/BOX.dat\n";
+  expect({{"load BOX four.csv", "", refused, 2},
+          {"load BOX four.csv --replace", "", refused, 2},
+          {"rebuild BOX", kLoaded + "3 records\n"},
+          {"load BOX four.csv", kLoaded + "1 record loaded\n"}});
+  EXPECT_EQ(numbers(), "1 2 3 4 ");
+  run_shell("rm -r data; mv whole data; rm data/1/BOX.dat");
+  expect({{"load BOX four.csv", "",
+           "./data/1/BOX.dat: is missing, and ./data/1/BOX.idx holds no records; bring both back "
+           "from a backup\n",
+           2}});
+}
+
+// The place is held while the lines come; whoever looks finds a file in use.
+TEST_F(DataSeamsTest, AMissingFileIsHeldWhileItsLinesAreRead) {
+  struct Row {
+    const char* file;
+    const char* header;
+    const char* line;
+    const char* dumped;
+  };
+  for (const Row& row : {Row{"BOX", "NUMBER", "7", "7"}, Row{"SLOTS", "SNR,T", "7,a", "7,a"}}) {
+    const std::string file = row.file;
+    run_shell("rm -rf data lines; mkfifo lines");
+    // The pipe holds two lines back until the other load has been refused.
+    const std::string script = "./marigold data load " + file +
+                               " lines 2>load.err & "
+                               "exec 3>lines; echo '" +
+                               row.header +
+                               "' >&3; "
+                               "until ls data/*/" +
+                               file +
+                               "* >/dev/null 2>&1; do :; done; "
+                               "./marigold data load " +
+                               file + " " + (file == "BOX" ? "four.csv" : "slots.csv") +
+                               " 2>other.err; echo other $?; echo '" + row.line +
+                               "' >&3; exec 3>&-; wait; "
+                               "./marigold data dump " +
+                               file + " | tail -n +2 | cut -d, -f1-2";
+    const std::string out = (write_file("script", script), run_shell("timeout 20 sh script")).out;
+    EXPECT_NE(out.find("other 2\n"), std::string::npos) << out;
+    EXPECT_NE(read_file("other.err").find("another process is using the file"), std::string::npos)
+        << read_file("other.err");
+    EXPECT_NE(out.find(std::string("\n") + row.dumped), std::string::npos) << out;
+    EXPECT_NE(out.find("1 record loaded"), std::string::npos) << out;
+  }
+  // A load that fails leaves the place as it was.
+  expect({{"load BOX nosuch.csv", "", "nosuch.csv: No such file or directory\n", 2}});
+  run_shell("rm -rf data; echo NUMBER > bad.csv; echo x >> bad.csv");
+  EXPECT_EQ(run_shell("./marigold data load BOX bad.csv").status, 1);
+  EXPECT_EQ(run_shell("find data -type f").out, "");
+}
+
+// A program stands between opening and its lock while a load puts another file in place: what it
+// writes then must be in the file that has the name.
+TEST_F(DataSeamsTest, AProgramLocksTheFileThatHasTheName) {
+  settings_read();
+  definition_start();
+  definition_set_load("BOX");
+  for (const char* name : {"BOX", "SLOTS"}) {
+    const bool keyed = name == "BOX"s;
+    const std::string lines = keyed ? "three.csv" : "slots.csv";
+    run_shell(
+        "rm -rf data; echo NUMBER > none.csv; echo SNR > none_slots.csv; ./marigold data load "s +
+        name + (keyed ? " none.csv" : " none_slots.csv"));
+    // Loads of no lines into an empty file replace it again and again.
+    const std::string loop = "while :; do ./marigold data load "s + name +
+                             (keyed ? " none.csv" : " none_slots.csv") + "; done";
+    const Background loads(loop);
+    FileDefinition& file = definition_get(name);
+    bool kept = true;
+    for (int round = 0; round < 1000 && kept; ++round) {
+      if (data_open(file, LockWait::kTell) != kDataDone) continue;
+      data_put_long(file, keyed ? "NUMBER" : "SNR", 1);
+      EXPECT_EQ(data_write(file), kDataDone);
+      data_close(file);
+      while (data_open(file, LockWait::kTell) != kDataDone) {
+      }
+      data_put_long(file, keyed ? "NUMBER" : "SNR", 1);
+      kept = data_exists(file, 1) == kDataDone;
+      EXPECT_TRUE(kept) << name << ": lost in round " << round;
+      data_delete(file);
+      data_close(file);
+    }
+  }
+}
+
+TEST_F(DataSeamsTest, RecordsOfAnotherVersionAreRefused) {
+  load_three();
+  expect({{"load SLOTS slots.csv", "./data/2/SLOTS: 1 record loaded\n"}});
+  const std::string older =
+      ": its records have version 1, ./definitions/FILEBOX.DES defines version ";
+  const std::string convert = "; \"marigold data convert\" brings them to it\n";
+  const std::string newer =
+      ": its records have version 3, ./definitions/FILEBOX.DES defines version ";
+  const std::string take = "; take the definition of that version\n";
+  const auto both = [](const std::string& reason) {
+    const std::string text = "./data/1/BOX" + reason;
+    expect({{"dump BOX", "", text, 2},
+            {"load BOX four.csv", "", text, 2},
+            {"check BOX", text, "", 1},
+            {"rebuild BOX", kLoaded + "3 records\n", text, 1}});
+  };
+  write_file("data/1/BOX.ver", "1\n");
+  both(older + "2" + convert);
+  write_file("data/1/BOX.ver", "3\n");
+  both(newer + "2" + take);
+  write_file("data/2/SLOTS.ver", "0.5\n");
+  const std::string slots =
+      "./data/2/SLOTS: its records have version 0.5, ./definitions/FILEBOX.DES defines version 1" +
+      convert;
+  expect({{"dump SLOTS", "", slots, 2},
+          {"load SLOTS slots.csv --replace", "", slots, 2},
+          {"check SLOTS", slots, "", 1}});
+  // Nobody knows better than the definition where no record says anything.
+  std::filesystem::remove("data/1/BOX.ver");
+  EXPECT_EQ(numbers(), "1 2 3 ");
+}
+
+TEST_F(DataSeamsTest, AClassGetsItsVersionWhenTheFilesOfAllSetsHaveTheirs) {
+  const auto set = [](const std::string& name, const std::string& version) {
+    return "BEGINFILE NAME " + name + " VERSION " + version +
+           " PATH 4 LEN 20 TYPE ISAM BEGINFIELD FIELD NUMBER TYPE INT PREVAL NIL ENDFIELD "
+           "BEGINKEY KEY 1 SEGMENT 1 IS NUMBER ENDKEY ENDFILE END.";
+  };
+  for (const char* name : {"A", "B"}) {
+    write_file("definitions/FILE"s + name + ".DES", set(name, "1"));
+    write_file("line.csv", "NUMBER\n1\n");
+    EXPECT_EQ(run_shell("./marigold data load "s + name + " line.csv").status, 0);
+    run_shell("mv definitions/FILE"s + name + ".DES definitions/FILE" + name + "_1.DES");
+    write_file("definitions/FILE"s + name + ".DES", set(name, "2"));
+  }
+  write_file("definitions/FILEVER.DES", "A 1 2 0 B 1 2 0 END.");
+  write_file("definitions/PATHVER.DES", "PATH 4 2 END.");
+  const std::string one = ": 1 -> 2, 1 record\n";
+  expect(
+      {{"convert A", "./data/4/A" + one,
+        "./data/4/PATHCONV.ver: not written, as ./data/4/B has version 1 and not version 2\n", 1}});
+  EXPECT_FALSE(std::filesystem::exists("data/4/PATHCONV.ver"));
+  expect({{"convert B", "./data/4/B" + one}});
+  EXPECT_EQ(read_file("data/4/PATHCONV.ver"), "2\n");
+}
+
+TEST_F(DataSeamsTest, WhatARebuildLosesIsToldAndKept) {
+  std::string lines = "NUMBER\n";
+  for (int i = 1; i <= 40; ++i)
+    lines += std::to_string(i) + "\n";
+  write_file("forty.csv", lines);
+  expect({{"load BOX forty.csv", kLoaded + "40 records loaded\n"}});
+  // A header of 4,096 bytes, and 12 slots of 56 bytes and a piece of one.
+  run_shell("cp data/1/BOX.dat whole; truncate -s 4800 data/1/BOX.dat; cp data/1/BOX.dat cut");
+  const std::string lost = kLoaded + "12 records, 28 lost; the damaged file stays as ";
+  expect({{"check BOX", kLoaded + "is damaged, or no keyed file\n", "", 1},
+          {"rebuild BOX", lost + "./data/1/BOX.damaged.dat\n", "", 1},
+          {"check BOX", kLoaded + "12 records, no damage\n"},
+          {"rebuild BOX", kLoaded + "12 records\n"}});
+  EXPECT_EQ(run_shell("cmp cut data/1/BOX.damaged.dat").status, 0);
+  // A torn record; the copy of before is its owner's.
+  std::fstream file("data/1/BOX.dat", std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(4096 + 20).write("torn", 4);
+  file.close();
+  expect({{"rebuild BOX",
+           kLoaded + "11 records, 1 lost; the damaged file stays as ./data/1/BOX.damaged-2.dat\n",
+           "", 1}});
+}
+
+// A link or a text in the place of the index is replaced, and not written into.
+TEST_F(DataSeamsTest, ARebuildReplacesWhatIsNoIndex) {
+  load_three();
+  run_shell("seq 100000 > text; cp text copy; rm data/1/BOX.idx; ln -s ../../text data/1/BOX.idx");
+  expect({{"rebuild BOX", kLoaded + "3 records\n"},
+          {"check BOX", kLoaded + "3 records, no damage\n"}});
+  EXPECT_EQ(run_shell("cmp text copy; test -h data/1/BOX.idx").status, 1);
+}
+
+TEST_F(DataSeamsTest, AClassThatIsTakenIsNotWrittenInto) {
+  load_three();
+  setenv("IS_MULTIUSER", "TRUE", 1);
+  settings_read();
+  path_lock_start();
+  ASSERT_EQ(path_lock_exclusive(1), kDataDone);
+  for (const char* command : {"load BOX four.csv", "rebuild BOX"}) {
+    const Finished run = run_shell("timeout 20 ./marigold data "s + command);
+    EXPECT_EQ(run.status, 2) << command;
+    EXPECT_EQ(run.err,
+              "./data/1: the directory is locked: process " + std::to_string(getpid()) + " on " +
+                  run_shell("hostname -s").out.substr(0, run_shell("hostname -s").out.size() - 1) +
+                  ", exclusive\n");
+  }
+  path_lock_release_all();
+  expect({{"load BOX four.csv", kLoaded + "1 record loaded\n"}});
+  unsetenv("IS_MULTIUSER");
+  settings_read();
+}
+
+}  // namespace marigold::test
