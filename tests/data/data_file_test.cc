@@ -9,7 +9,10 @@
 
 #include "runtime/core/user_interface.h"
 #include "runtime/data/isam_access.h"
+#include "runtime/data/version.h"
+#include "runtime/isam/file.h"
 #include "runtime/platform/clock.h"
+#include "runtime/platform/mapped_file.h"
 #include "tests/data/support.h"
 
 namespace marigold::test {
@@ -269,6 +272,53 @@ TEST_F(DataTest, AFileWhoseMakerDiedIsFinished) {
   ASSERT_EQ(isinfo(file.engine.descriptor, info), 0);
   EXPECT_EQ(info.deleted_count, 1);
   EXPECT_EQ(info.data_bytes, std::filesystem::file_size("data/4/CUSTOMER.dat"));
+}
+
+// Dies at each call of the system by which a file is made, and at each step of its keys: the next
+// one to open the file finds or makes a whole one, with its version.
+TEST_P(BothKinds, AFirstOpenThatIsKilledAnywhereIsFinished) {
+  static int calls_left = 0;
+  bool died = true;
+  for (int call = 0; died; ++call) {
+    run_shell("rm -rf data");
+    died = !elsewhere([&] {
+      calls_left = call;
+      file_fault_hook = [](FileCall) {
+        if (calls_left-- == 0) _exit(1);
+        return 0;
+      };
+      isam::change_step_hook = [] {
+        if (calls_left-- == 0) _exit(1);
+      };
+      return data_open(GetParam(), LockWait::kTell) == kDataDone;
+    });
+    ASSERT_EQ(open(GetParam()), kDataDone) << call;
+    EXPECT_EQ(version_read_file(file), 3) << call;
+    EXPECT_EQ(write(file, 1, "one"), 0) << call;
+    data_close(file);
+  }
+}
+
+// The same between the file and its version.
+TEST_P(BothKinds, AFileWithoutRecordsGetsTheVersionThatItLacks) {
+  ASSERT_EQ(open(GetParam()), kDataDone);
+  data_close(file);
+  std::filesystem::remove(version_file_record(file));
+  ASSERT_EQ(open(GetParam()), kDataDone);
+  EXPECT_EQ(version_read_file(file), 3);
+  data_close(file);
+}
+
+TEST_P(BothKinds, RecordsOfAnotherVersionEndTheProgram) {
+  ASSERT_EQ(open(GetParam()), kDataDone);
+  EXPECT_EQ(write(file, 1, "one"), 0);
+  data_close(file);
+  for (const auto& [version, number] : {std::pair{2.0, "105"}, {4.0, "40"}}) {
+    version_write_file(file, version);
+    EXPECT_EXIT(open(GetParam()), kAborts,
+                std::string(GetParam()) + ": its records have version " + version_text(version) +
+                    ", the definition has version 3\nerror\n +" + number);
+  }
 }
 
 using File = FileDefinition;
