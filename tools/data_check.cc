@@ -3,17 +3,23 @@
 #include <functional>
 #include <vector>
 
+#include "runtime/data/file_swap.h"
 #include "runtime/data/isam_access.h"
 #include "runtime/platform/file.h"
 #include "tools/data_commands.h"
+#include "tools/new_files.h"
+#include "tools/progress.h"
 #include "tools/record_walk.h"
 
 namespace marigold {
 namespace {
 
 struct Checked {
+  explicit Checked(const std::string& base) : progress(base) {}
+
   std::vector<std::string> findings;
   std::int64_t records = 0;
+  Progress progress;
 };
 
 int open_for_check(OpenKeyedFile& file, const std::string& base) {
@@ -31,17 +37,28 @@ int check_keyed(const DataTarget& target, Checked& checked) {
   if (failed == 0) failed = file.info(info);
   if (failed == 0) {
     std::string reason;
-    if (ischeck(file.number(), checked.findings) != 0) failed = iserrno;
+    const auto watch = [&checked](std::uint64_t done, std::uint64_t all) {
+      checked.progress.at(done, all);
+    };
+    if (ischeck(file.number(), checked.findings, watch) != 0) failed = iserrno;
     if (!check_version(target, reason) || !isam_fits(*target.definition, info, reason))
       checked.findings.push_back(reason);
   }
-  checked.records = info.record_count;
+  if (failed == 0) failed = count_records(file.number(), info, checked.records);
   const bool lacks_index = failed == ENOENT && file_exists((target.base + ".dat").c_str());
   if (failed != kIsBadFile && !lacks_index) return failed;
   checked.findings.push_back(lacks_index
                                  ? "the index file is missing; marigold data rebuild makes it anew"
                                  : data_error(failed));
   return 0;
+}
+
+// Things beside the file that somebody should see to.
+void look_beside(const DataTarget& target, Checked& checked) {
+  for (const std::string& left : abandoned_of(target.base))
+    checked.findings.push_back("left by a run that was killed: " + left);
+  if (FileSwap(target.base, target.definition->type).has_leftovers())
+    checked.findings.push_back("left by an interrupted conversion; run it again to finish it");
 }
 
 // What a record of a random file has to be: live and at its number's place, deleted, or never
@@ -73,8 +90,10 @@ int check_numbered(DataTarget& target, Checked& checked) {
   for (std::int64_t number = 1; count == records.size();) {
     const std::uint64_t place = static_cast<std::uint64_t>(number - 1) * length;
     if (const int failed = file.bytes().read(place, records, count)) return failed;
-    for (std::size_t at = 0; at + length <= count; at += length)
+    for (std::size_t at = 0; at + length <= count; at += length) {
       check_record(records.data() + at, length, number++, checked);
+      checked.progress.step();
+    }
   }
   if (count % length != 0)
     checked.findings.push_back("its end is " + counted(count % length, "byte") +
@@ -86,13 +105,15 @@ int check_numbered(DataTarget& target, Checked& checked) {
 bool check_file(const DataFileOptions& options, std::string& output, Problems& problems) {
   DataTarget target;
   if (!find_data_file(options, target, problems)) return true;
-  Checked checked;
+  Checked checked(target.base);
   const bool keyed = target.definition->type == FileType::kIsam;
   const int failed = keyed ? check_keyed(target, checked) : check_numbered(target, checked);
+  checked.progress.hide();
   if (failed != 0) {
     problems.push_back(data_error(target.base, failed));
     return true;
   }
+  look_beside(target, checked);
   for (const std::string& finding : checked.findings)
     output += target.base + ": " + finding + "\n";
   if (checked.findings.empty())

@@ -52,6 +52,7 @@ struct DataLoad {
   std::string code_set;
   LinesFormat format = LinesFormat::kBySuffix;  // ".json", ".jsonl" and ".ndjson" are JSON
   bool replace = false;
+  bool force = false;
   bool keep_going = false;
 };
 int data_load(const DataLoad& options);

@@ -50,9 +50,19 @@ void look_at_keyed(const DataTarget& target, Found& found) {
   IsamInfo info;
   int failed = file.open(target.base, kIsInput | kIsReadOnly | kIsManualLock);
   if (failed == 0) failed = file.info(info);
-  if (failed != 0) return note(found, failed);
+  if (failed == 0) failed = count_records(file.number(), info, found.records);
+  const bool half = failed == ENOENT && (file_exists((target.base + ".dat").c_str()) ||
+                                         file_exists((target.base + ".idx").c_str()));
+  if (failed != 0) note(found, failed);
+  if (half) {
+    found.exists = true;
+    found.problem = half_pair_text(target);
+  }
+  if (failed != 0) {
+    found.records = -1;
+    return;
+  }
   found.exists = true;
-  found.records = info.record_count;
   found.deleted = info.deleted_count;
   found.data_bytes = info.data_bytes;
   found.index_bytes = info.index_bytes;

@@ -94,6 +94,10 @@ bool Load::take_record(LoadTarget& file, char* record, std::string& problem) {
     case LoadTarget::Added::kExists:
       reject("the file has " + text_.describe(key_, record));
       return true;
+    case LoadTarget::Added::kTooFar:
+      reject(text_.describe(key_, record) +
+             " lies far beyond the end of the file, which would become as long; --force takes it");
+      return true;
     default:
       return false;
   }
@@ -137,7 +141,8 @@ int Load::finish(LoadTarget& file) {
 
 int Load::run() {
   std::string problem;
-  const std::unique_ptr<LoadTarget> file = open_load_target(target_, options_.replace, problem);
+  const std::unique_ptr<LoadTarget> file = open_load_target(
+      target_, {.replace = options_.replace, .far_beyond = options_.force}, problem);
   if (file == nullptr) return report_unusable({problem});
   const bool taken = take_lines(*file, problem);
   progress_.hide();

@@ -133,6 +133,8 @@ void register_load(CLI::App& data, int& status) {
       ->excludes(csv);
   command->add_flag("--replace", options->replace,
                     "Replace records whose primary key the file has already");
+  command->add_flag("--force", options->force,
+                    "Take numbers of a random file that lie far beyond its end");
   command->add_flag("--keep-going", options->keep_going,
                     "Load the good lines even if others are rejected");
   command->footer(

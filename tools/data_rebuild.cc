@@ -1,6 +1,7 @@
 #include "runtime/data/isam_access.h"
 #include "runtime/platform/file.h"
 #include "tools/data_commands.h"
+#include "tools/progress.h"
 #include "tools/record_walk.h"
 
 namespace marigold {
@@ -28,8 +29,11 @@ int data_rebuild(const DataRebuild& options) {
     return report_unusable({target.base + ": a random file has no indexes"});
   if (!take_class(target, problems)) return report_unusable(problems);
   IsRebuildReport rebuilt;
-  if (isrebuild(target.base.c_str(), rebuilt) != 0)
-    return report_unusable({data_error(target.base + ".dat", iserrno)});
+  Progress progress(target.base);
+  const auto watch = [&progress](std::uint64_t done, std::uint64_t all) { progress.at(done, all); };
+  const bool made = isrebuild(target.base.c_str(), rebuilt, watch) == 0;
+  progress.hide();
+  if (!made) return report_unusable({data_error(target.base + ".dat", iserrno)});
   std::string summary =
       target.base + ": " + counted(static_cast<std::size_t>(rebuilt.records), "record");
   if (rebuilt.lost > 0) {

@@ -1,8 +1,8 @@
 #include <algorithm>
-#include <optional>
 
 #include "runtime/core/settings.h"
 #include "runtime/data/definition_set.h"
+#include "runtime/isam/isam.h"
 #include "runtime/platform/file.h"
 #include "runtime/texte/syserr.h"
 #include "tools/data_commands.h"
@@ -19,7 +19,7 @@ constexpr std::size_t kShownOfToken = 40;
 struct Finding {
   std::string file;
   int line = 0;
-  int number = 0;  // of the system error; 0 for a warning
+  int number = 0;  // of the system error; 0 when the definition is well formed
   std::string message;
   std::string expected = {};
   std::string found = {};
@@ -58,16 +58,16 @@ Finding as_finding(const std::string& path, const ScanError& error) {
           .found = error.found};
 }
 
-// The runtime takes such a definition, and then the marker of deleted records lies in the last
-// field.
-std::optional<Finding> marker_warning(const std::string& path, const ScannedFile& file) {
-  const FileDefinition& definition = *file.definition;
-  if (definition.type != FileType::kIsam || definition.used_length < definition.record_length)
-    return std::nullopt;
-  return Finding{.file = path,
-                 .line = file.line,
-                 .message = "warning: " + std::string(definition.name.view()) +
-                            ": LEN leaves no byte behind the fields for the deletion marker"};
+// Why a file of this definition cannot be opened, though the definition is well formed; "" when it
+// can.
+std::string hindrance(const FileDefinition& definition) {
+  if (definition.type == FileType::kChained) return "";  // nothing opens them
+  if (definition.used_length >= definition.record_length)
+    return "LEN leaves no byte behind the fields for the deletion marker";
+  if (definition.type == FileType::kIsam && definition.record_length > kIsLongestRecord)
+    return "LEN is more than the " + std::to_string(kIsLongestRecord) +
+           " bytes that a keyed file takes";
+  return "";
 }
 
 std::vector<Finding> findings_of(const std::string& path, const DefinitionScan& scan) {
@@ -75,8 +75,11 @@ std::vector<Finding> findings_of(const std::string& path, const DefinitionScan& 
   for (const ScanError& error : scan.errors)
     findings.push_back(as_finding(path, error));
   for (const ScannedFile& file : scan.files) {
-    const std::optional<Finding> warning = marker_warning(path, file);
-    if (warning) findings.push_back(*warning);
+    const std::string reason = hindrance(*file.definition);
+    if (!reason.empty())
+      findings.push_back({.file = path,
+                          .line = file.line,
+                          .message = std::string(file.definition->name.view()) + ": " + reason});
   }
   std::ranges::stable_sort(findings, {}, &Finding::line);
   return findings;
@@ -115,10 +118,11 @@ void scan_set(const std::string& path, bool json, Result& result) {
     return;
   }
   const DefinitionScan scan = scan_definitions(text, AfterScanError::kNextDefinition);
-  for (const Finding& finding : findings_of(path, scan))
+  const std::vector<Finding> findings = findings_of(path, scan);
+  for (const Finding& finding : findings)
     result.output += written(finding, json);
   if (scan.errors.empty()) result.output += summary(path, scan, json);
-  result.errors = result.errors || !scan.errors.empty();
+  result.errors = result.errors || !findings.empty();
 }
 
 }  // namespace

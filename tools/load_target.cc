@@ -20,6 +20,9 @@
 namespace marigold {
 namespace {
 
+// Records of a random file that a load may leave out behind its end.
+constexpr std::int64_t kFarBeyond = 1'000'000;
+
 // Signals are looked at once in so many records.
 constexpr std::int64_t kSeldom = 256;
 
@@ -167,6 +170,7 @@ class GrownKeyed : public LoadTarget {
   int write(std::size_t number);
   int take_back(std::size_t number);
   bool take_all_back(std::size_t written, std::string& problem);
+  void give_back_space();
   [[nodiscard]] const char* record_at(std::size_t number) const {
     return records_.data() + number * length_;
   }
@@ -242,7 +246,7 @@ bool GrownKeyed::take_all_back(std::size_t written, std::string& problem) {
     }
     --written;
   }
-  return false;
+  return true;
 }
 
 bool GrownKeyed::commit(std::string& problem) {
@@ -256,16 +260,24 @@ bool GrownKeyed::commit(std::string& problem) {
   if (failed == 0) failed = stop_signals_pending() ? EINTR : 0;
   if (failed == 0) return true;
   fail(problem, target_.base, failed);
-  return take_all_back(written, problem);
+  if (take_all_back(written, problem)) give_back_space();
+  return false;
+}
+
+// What the records took that are not in the file any more: a disk may just be full. Somebody else
+// may have the file by then, who goes on using the space.
+void GrownKeyed::give_back_space() {
+  IsRebuildReport ignored;
+  if (file_.close() == 0) static_cast<void>(isrebuild(target_.base.c_str(), ignored));
 }
 
 // ---- Random files
 
 class Numbered : public LoadTarget {
  public:
-  Numbered(DataTarget& target, bool replace)
+  Numbered(DataTarget& target, const LoadRules& rules)
       : target_(target),
-        replace_(replace),
+        rules_(rules),
         length_(static_cast<std::uint64_t>(target.definition->record_length)),
         files_(target) {}
 
@@ -282,7 +294,7 @@ class Numbered : public LoadTarget {
   int add(char* record, Added& added);
 
   DataTarget& target_;
-  bool replace_;
+  LoadRules rules_;
   std::uint64_t length_;
   // The file in whose place the copy will be put, or, made empty, the one that was missing. See
   // HeldPair.
@@ -358,7 +370,12 @@ int Numbered::add(char* record, Added& added) {
   const bool live = count == length_ && old_record.back() == kLiveMarker &&
                     isld_int4(old_record.data()) == number;
   const bool fresh = numbers_.insert(number).second;
-  added = !fresh ? Added::kComesTwice : live && !replace_ ? Added::kExists : Added::kTaken;
+  // A slip of the pen would make a file of gigabytes.
+  const bool far = number > last_ + kFarBeyond && !rules_.far_beyond;
+  added = !fresh                    ? Added::kComesTwice
+          : live && !rules_.replace ? Added::kExists
+          : far                     ? Added::kTooFar
+                                    : Added::kTaken;
   if (added != Added::kTaken) return 0;
   last_ = std::max(last_, number);
   ++loaded;
@@ -376,8 +393,9 @@ LoadTarget::Added Numbered::add(char* record, std::string& problem) {
 
 // ---- Which it is
 
-std::unique_ptr<LoadTarget> open_numbered(DataTarget& target, bool replace, std::string& problem) {
-  auto numbered = std::make_unique<Numbered>(target, replace);
+std::unique_ptr<LoadTarget> open_numbered(DataTarget& target, const LoadRules& rules,
+                                          std::string& problem) {
+  auto numbered = std::make_unique<Numbered>(target, rules);
   if (!numbered->begin(problem)) return nullptr;
   return numbered;
 }
@@ -389,7 +407,8 @@ std::unique_ptr<LoadTarget> make_keyed(const DataTarget& target, OpenKeyedFile o
   return fresh;
 }
 
-std::unique_ptr<LoadTarget> open_keyed(DataTarget& target, bool replace, std::string& problem) {
+std::unique_ptr<LoadTarget> open_keyed(DataTarget& target, const LoadRules& rules,
+                                       std::string& problem) {
   OpenKeyedFile file;
   IsamInfo info;
   int failed = file.open(target.base, kIsInputOutput | kIsExclusive);
@@ -407,15 +426,15 @@ std::unique_ptr<LoadTarget> open_keyed(DataTarget& target, bool replace, std::st
     return nullptr;
   }
   if (info.record_count == 0) return make_keyed(target, std::move(file), problem);
-  return std::make_unique<GrownKeyed>(target, std::move(file), replace);
+  return std::make_unique<GrownKeyed>(target, std::move(file), rules.replace);
 }
 
 }  // namespace
 
-std::unique_ptr<LoadTarget> open_load_target(DataTarget& target, bool replace,
+std::unique_ptr<LoadTarget> open_load_target(DataTarget& target, const LoadRules& rules,
                                              std::string& problem) {
-  if (target.definition->type == FileType::kIsam) return open_keyed(target, replace, problem);
-  return open_numbered(target, replace, problem);
+  if (target.definition->type == FileType::kIsam) return open_keyed(target, rules, problem);
+  return open_numbered(target, rules, problem);
 }
 
 }  // namespace marigold

@@ -17,6 +17,7 @@ class LoadTarget {
     kTaken,
     kComesTwice,  // an earlier record has the primary key or number
     kExists,      // the file has it
+    kTooFar,      // the number lies far beyond the end of the file
     kFailed,      // nothing can be loaded
   };
 
@@ -34,14 +35,17 @@ class LoadTarget {
   std::int64_t replaced = 0;
 };
 
-// Opens the file, or begins a new one. With `replace` records that exist are replaced and not
-// refused. Null with the problem; the target outlives the result.
+// Opens the file, or begins a new one. Null with the problem; the target outlives the result.
 //
 //   keyed file, none there or empty   a new pair of files is made beside it and put in its place
 //   keyed file with records           they are kept in memory and then written one by one; those
 //                                     that are written when one fails are taken back
 //   random file                       a copy is made beside it, changed, and put in its place
-std::unique_ptr<LoadTarget> open_load_target(DataTarget& target, bool replace,
+struct LoadRules {
+  bool replace = false;     // records that exist are replaced and not refused
+  bool far_beyond = false;  // numbers of a random file may lie far beyond its end
+};
+std::unique_ptr<LoadTarget> open_load_target(DataTarget& target, const LoadRules& rules,
                                              std::string& problem);
 
 }  // namespace marigold

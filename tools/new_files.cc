@@ -20,8 +20,17 @@ std::string file_error(const std::string& path, int error) {
   return path + ": " + std::generic_category().message(error);
 }
 
+std::vector<std::string> abandoned_of(const std::string& base) {
+  std::vector<std::string> found;
+  for (const char* suffix : {"", ".dat", ".idx", ".ver"}) {
+    for (std::string& left : new_files_abandoned(base + suffix))
+      found.push_back(std::move(left));
+  }
+  return found;
+}
+
 NewFiles::NewFiles(const std::string& path) : path_(path), temporary_(new_file_name(path)) {
-  for (const std::string& left : new_files_abandoned(path))
+  for (const std::string& left : abandoned_of(path))
     static_cast<void>(file_remove(left.c_str()));  // in nobody's way, should it stay
 }
 

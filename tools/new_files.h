@@ -49,6 +49,10 @@ class NewFiles {
   std::vector<std::string> suffixes_;
 };
 
+// The temporary files of killed runs beside a data file: those of the whole file, and of one of its
+// parts.
+std::vector<std::string> abandoned_of(const std::string& base);
+
 // Writes a file whole, in one step. A device or a pipe is written to as it is. False with the
 // reason.
 bool write_file(const std::string& path, std::string_view bytes, std::string& reason);

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <vector>
 
 #include "runtime/data/isam_access.h"
 #include "runtime/data/random_file.h"
@@ -35,6 +36,14 @@ int OpenKeyedFile::close() {
 
 int OpenKeyedFile::info(IsamInfo& info) const {
   return isinfo(number_, info) == 0 ? 0 : iserrno;
+}
+
+int count_records(int number, const IsamInfo& info, std::int64_t& records) {
+  records = 0;
+  std::vector<char> record(static_cast<std::size_t>(info.record_length));
+  for (int mode = kIsFirst; ISREAD(number, record.data(), mode) == 0; mode = kIsNext)
+    records += record.back() == kLiveMarker ? 1 : 0;
+  return iserrno == kIsEndOfFile || iserrno == kIsNoRecord ? 0 : iserrno;
 }
 
 OpenNumberedFile::~OpenNumberedFile() {

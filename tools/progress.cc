@@ -18,12 +18,12 @@ Progress::Progress(std::string what)
       terminal_(stream_is_terminal(Stream::kError)),
       next_(Clock::now() + kPatience) {}
 
-void Progress::show() {
+void Progress::show(const std::string& how_far) {
   const Clock::time_point now = Clock::now();
   if (now < next_) return;
   next_ = now + kPause;
   shown_ = true;
-  stream_write(Stream::kError, kClearLine + what_ + ": " + std::to_string(done_) + " records");
+  stream_write(Stream::kError, kClearLine + what_ + ": " + how_far);
 }
 
 void Progress::hide() {

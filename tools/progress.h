@@ -11,7 +11,7 @@ namespace marigold {
 // second. It is gone at the end of the object's life.
 class Progress {
  public:
-  // Shows "WHAT: 123000 records".
+  // The line is "WHAT: 123000 records".
   explicit Progress(std::string what);
   ~Progress() { hide(); }
   Progress(const Progress&) = delete;
@@ -20,7 +20,12 @@ class Progress {
   // One more is done. Cheap: the clock is looked at now and then.
   void step() {
     constexpr std::int64_t kSeldom = 1024;
-    if (++done_ % kSeldom == 0 && terminal_) show();
+    if (++done_ % kSeldom == 0 && terminal_) show(std::to_string(done_) + " records");
+  }
+
+  // So much of all is done: the line is "WHAT: 37 %".
+  void at(std::uint64_t done, std::uint64_t all) {
+    if (terminal_ && all > 0) show(std::to_string(done * 100 / all) + " %");
   }
 
   // Takes the line away, before something else is written.
@@ -29,7 +34,7 @@ class Progress {
  private:
   using Clock = std::chrono::steady_clock;
 
-  void show();
+  void show(const std::string& how_far);
 
   std::string what_;
   bool terminal_;

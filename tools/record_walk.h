@@ -36,6 +36,10 @@ class OpenKeyedFile {
   int number_ = -1;
 };
 
+// How many records of a keyed file are live: the others are placeholders, which a program that was
+// killed has left behind its lock. 0, or the engine's number.
+int count_records(int number, const IsamInfo& info, std::int64_t& records);
+
 // A random file that is closed at the end of the object's life; see random_file.h.
 class OpenNumberedFile {
  public:

@@ -364,21 +364,21 @@ int isinfo(int descriptor, IsamInfo& info) {
   });
 }
 
-int ischeck(int number, std::vector<std::string>& findings) {
+int ischeck(int number, std::vector<std::string>& findings, const IsWatch& watch) {
   return operation("ISCHECK", [&] {
     const Descriptor* descriptor = descriptor_at(number);
     if (descriptor == nullptr) return fail(kIsNotOpen);
     File& file = *descriptor->file;
     const auto walk = [&] {
       if (const int failed = make_visible(file)) return failed;
-      findings = walk_file(file);
+      findings = walk_file(file, watch);
       return 0;
     };
     return finish(file.writable ? as_writer(file, walk) : walk());
   });
 }
 
-int isrebuild(const char* base, IsRebuildReport& report) {
+int isrebuild(const char* base, IsRebuildReport& report, const IsWatch& watch) {
   return operation("ISREBUIL", [&]() -> int {
     OpenRequest request;
     const Mode alone{.reads = true, .writes = true, .automatic = false, .exclusive = true};
@@ -386,7 +386,7 @@ int isrebuild(const char* base, IsRebuildReport& report) {
     forget_inherited();
     if (find_open(request) != nullptr) return fail(kIsFileLocked);
     report = {};
-    const int failed = file_rebuild(request, report);
+    const int failed = file_rebuild(request, report, watch);
     return failed == 0 ? 0 : fail(failed);
   });
 }

@@ -20,6 +20,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -177,10 +178,13 @@ struct IsamInfo {
 };
 int isinfo(int descriptor, IsamInfo& info);
 
+// Told now and then how far a long operation has come. May be empty.
+using IsWatch = std::function<void(std::uint64_t done, std::uint64_t all)>;
+
 // Looks whether everything in the file fits: `findings` is a line for each thing that does not.
 // Nobody can change the file meanwhile. 0 also when there are findings; -1 when the file could not
 // be looked at.
-int ischeck(int number, std::vector<std::string>& findings);
+int ischeck(int number, std::vector<std::string>& findings, const IsWatch& watch = {});
 
 // The outcome of isrebuild.
 struct IsRebuildReport {
@@ -198,7 +202,8 @@ struct IsRebuildReport {
 // can still be opened says which records are deleted, and is made again in its place; interrupted,
 // that is begun again by whoever opens the file. Without such an index the records deleted since
 // the file was last flushed are there again, and the new one is put in place when it is whole.
-int isrebuild(const char* base, IsRebuildReport& report);
+// Space behind the last record is given back.
+int isrebuild(const char* base, IsRebuildReport& report, const IsWatch& watch = {});
 
 // ---- Numbers in records: the same bytes on every machine, but for doubles, which stay as they are
 // in memory.

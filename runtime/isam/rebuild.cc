@@ -5,6 +5,7 @@
 #include <new>
 
 #include "runtime/isam/record.h"
+#include "runtime/isam/space.h"
 #include "runtime/isam/tree.h"
 
 namespace marigold::isam {
@@ -65,10 +66,13 @@ int insert_run(File& file, std::size_t tree, std::vector<std::byte>& run) {
   return 0;
 }
 
-int build_tree(File& file, std::size_t tree) {
+int build_tree(File& file, std::size_t tree, const IsWatch& watch) {
+  constexpr std::uint64_t kSeldom = 4096;
   const TreeShape& shape = file.trees[tree];
+  const std::uint64_t slots = file.contents().slot_count;
   std::vector<std::byte> run;
-  for (std::uint64_t number = 1; number <= file.contents().slot_count; ++number) {
+  for (std::uint64_t number = 1; number <= slots; ++number) {
+    if (watch && number % kSeldom == 0) watch(tree * slots + number, file.trees.size() * slots);
     if (!slot_has_survived(file, file.slot(number))) continue;
     const Probe probe = record_probe(file, tree, file.slot(number));
     const auto slot = static_cast<SlotNumber>(number);
@@ -87,6 +91,20 @@ std::uint64_t last_used_slot(const File& file) {
   while (last > 0 && reinterpret_cast<const SlotHeader*>(file.slot(last))->state == kSlotUnused)
     --last;
   return last;
+}
+
+std::uint64_t last_survivor(const File& file, std::uint64_t last) {
+  while (last > 0 && !slot_has_survived(file, file.slot(last)))
+    --last;
+  return last;
+}
+
+int give_back(File& file) {
+  if (const int failed = file.data.truncate(data_bytes(file))) return failed;
+  if (const int failed = file.index.truncate(index_bytes(file))) return failed;
+  file.data_space = data_bytes(file);
+  file.index_space = index_bytes(file);
+  return note_space(file);
 }
 
 // Counts the records and chains the other slots, the lowest one first.
@@ -122,28 +140,29 @@ int lay_out(File& file) {
   return 0;
 }
 
-int make_all(File& file) {
+int make_all(File& file, const RebuildOptions& options) {
   file.header().contents = Contents{};
   file.contents().page_count = 1;
   if (const int failed = lay_out(file)) return failed;
-  file.contents().slot_count = last_used_slot(file);
+  const std::uint64_t last = last_used_slot(file);
+  file.contents().slot_count = options.give_back ? last_survivor(file, last) : last;
   for (std::size_t tree = 0; tree < file.trees.size(); ++tree) {
-    if (const int failed = build_tree(file, tree)) return failed;
+    if (const int failed = build_tree(file, tree, options.watch)) return failed;
   }
   take_stock(file);
-  return 0;
+  return options.give_back ? give_back(file) : 0;
 }
 
 }  // namespace
 
-int rebuild_indexes(File& file) {
+int rebuild_indexes(File& file, const RebuildOptions& options) {
   if (const int failed = file_put_in_state(file, kStateRebuild)) return failed;
   file.header().version = kIndexVersion;
   file.logging = false;
   file.saved_pages.clear();
   int failed = 0;
   try {
-    failed = make_all(file);
+    failed = make_all(file, options);
   } catch (const std::bad_alloc&) {
     failed = kIsNoMemory;
   }

@@ -84,7 +84,7 @@ int keep_damaged(const File& file, const OpenRequest& request, std::string& kept
 
 // An opened pair, of which the index knew so many records.
 int rebuild_opened(File& file, const OpenRequest& request, bool has_index, std::uint64_t known,
-                   IsRebuildReport& report) {
+                   IsRebuildReport& report, const IsWatch& watch) {
   const int failed = as_writer(file, [&] {
     // Records that are deleted and not settled would be back.
     const int unsettled = has_index ? slots_settle(file) : 0;
@@ -94,7 +94,7 @@ int rebuild_opened(File& file, const OpenRequest& request, bool has_index, std::
     if (not_kept != 0) return not_kept;
     // If it was damaged, nothing gone comes back.
     if (!has_index) settled_word(file) = settled_epoch(file) * kTwice;
-    return rebuild_indexes(file);
+    return rebuild_indexes(file, {.give_back = true, .watch = watch});
   });
   if (failed != 0) return failed;
   report.records = static_cast<std::int64_t>(file.contents().record_count);
@@ -110,16 +110,19 @@ int locked(int failed) {
 class BarePair {
  public:
   explicit BarePair(const OpenRequest& request)
-      : request_(request), fresh_path_(new_file_name(request.index_path)) {}
+      : request_(request), fresh_path_(new_file_name(request.index_path)) {
+    for (const std::string& left : new_files_abandoned(request.index_path))
+      file_remove(left.c_str());
+  }
   ~BarePair() { file_remove(fresh_path_.c_str()); }
   BarePair(const BarePair&) = delete;
   BarePair& operator=(const BarePair&) = delete;
 
-  int rebuild(IsRebuildReport& report) {
+  int rebuild(IsRebuildReport& report, const IsWatch& watch) {
     int failed = open_data();
     if (failed == 0) failed = open_old_index();
     if (failed == 0) failed = make_index();
-    if (failed == 0) failed = rebuild_opened(file_, request_, false, known_, report);
+    if (failed == 0) failed = rebuild_opened(file_, request_, false, known_, report, watch);
     return failed == 0 ? file_replace(fresh_path_.c_str(), request_.index_path.c_str()) : failed;
   }
 
@@ -171,15 +174,15 @@ class BarePair {
 
 }  // namespace
 
-int file_rebuild(const OpenRequest& request, IsRebuildReport& report) {
+int file_rebuild(const OpenRequest& request, IsRebuildReport& report, const IsWatch& watch) {
   {
     std::shared_ptr<File> file;
     const int failed = file_open(file, request);
     if (failed == 0)
-      return rebuild_opened(*file, request, true, file->contents().record_count, report);
+      return rebuild_opened(*file, request, true, file->contents().record_count, report, watch);
     if (failed != kIsBadFile && failed != ENOENT) return failed;
   }  // it gives its locks back
-  return BarePair(request).rebuild(report);
+  return BarePair(request).rebuild(report, watch);
 }
 
 }  // namespace marigold::isam

@@ -7,6 +7,6 @@
 namespace marigold::isam {
 
 // As isrebuild. Results: 0, or the number for iserrno.
-int file_rebuild(const OpenRequest& request, IsRebuildReport& report);
+int file_rebuild(const OpenRequest& request, IsRebuildReport& report, const IsWatch& watch);
 
 }  // namespace marigold::isam

@@ -14,8 +14,11 @@ enum class Use : std::uint8_t { kNone, kNode, kFree };
 
 class Walk {
  public:
-  explicit Walk(File& file)
-      : file_(file), pages_(file.contents().page_count), slots_(file.contents().slot_count + 1) {}
+  Walk(File& file, const IsWatch& watch)
+      : file_(file),
+        watch_(watch),
+        pages_(file.contents().page_count),
+        slots_(file.contents().slot_count + 1) {}
 
   std::vector<std::string> run() {
     walk_slots();
@@ -197,6 +200,7 @@ class Walk {
     last_leaf_ = page;
     last_next_ = node.header.next;
     entries_ += node.header.count;
+    if (watch_) watch_(tree * records_ + entries_, file_.trees.size() * records_);
     for (std::uint32_t i = 0; i < node.header.count; ++i) {
       const SlotNumber slot = node.number(i);
       if (slot == 0 || slot >= slots_.size() || slots_[slot] != Use::kNode) {
@@ -231,6 +235,7 @@ class Walk {
   }
 
   File& file_;
+  const IsWatch& watch_;
   std::vector<Use> pages_;
   std::vector<Use> slots_;
   std::vector<std::string> findings_;
@@ -242,8 +247,8 @@ class Walk {
 
 }  // namespace
 
-std::vector<std::string> walk_file(File& file) {
-  return Walk(file).run();
+std::vector<std::string> walk_file(File& file, const IsWatch& watch) {
+  return Walk(file, watch).run();
 }
 
 }  // namespace marigold::isam

@@ -58,6 +58,8 @@ class MappedFile {
   // memory can fail for want of space. ENOSPC, EFBIG, EDQUOT; then the length is as before. New
   // bytes are zero.
   int reserve(std::uint64_t bytes);
+  // Gives back the space from there on. What lies behind it must not be touched from then on.
+  int truncate(std::uint64_t bytes);
   // Makes at least the first `bytes` visible as memory, and address space for as much again, so
   // that a growing file is moved seldom. What lies behind the end of the file must not be touched.
   // Addresses taken before are void. On failure everything is as before.

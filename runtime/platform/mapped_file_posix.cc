@@ -117,6 +117,10 @@ int MappedFile::reserve(std::uint64_t bytes) {
   return failed;
 }
 
+int MappedFile::truncate(std::uint64_t bytes) {
+  return ftruncate(descriptor_, static_cast<off_t>(bytes)) == 0 ? 0 : errno;
+}
+
 int MappedFile::map(std::uint64_t bytes) {
   if (bytes <= mapped_) return 0;
   if (const int fault = injected_fault(FileCall::kMap)) return fault;

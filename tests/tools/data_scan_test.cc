@@ -23,12 +23,12 @@ TEST(DataScanTest, FindsReportsAndExits) {
   const std::string summary = "definitions/FILEGOOD.DES: 1 file, 1 field, 1 key\n";
   const std::string syntax = bad + "1: scan: syntax error: expected VERSION, found \"VERSON\"\n";
   const std::string full =
-      "FULL.DES:3: warning: FULL: LEN leaves no byte behind the fields for the deletion marker\n";
+      "FULL.DES:3: FULL: LEN leaves no byte behind the fields for the deletion marker\n";
   expect_runs(
       "./marigold data scan",
       {{"GOOD", summary},
        {"./definitions/FILEGOOD.DES", "./" + summary},
-       {"FULL.DES GOOD", full + "FULL.DES: 1 file, 1 field, 1 key\n" + summary},
+       {"FULL.DES GOOD", full + "FULL.DES: 1 file, 1 field, 1 key\n" + summary, "", 1},
        {"GOOD BAD",
         summary + syntax + bad +
             "4: scan: string too long: expected at most 249 characters, found \"'1 \xE4" +
@@ -39,9 +39,10 @@ TEST(DataScanTest, FindsReportsAndExits) {
         "", 1},
        {"--json GOOD FULL.DES",
         "{\"file\":\"definitions/FILEGOOD.DES\",\"files\":1,\"fields\":1,\"keys\":1}\n"
-        "{\"file\":\"FULL.DES\",\"line\":3,\"message\":\"warning: FULL: LEN leaves no byte behind the "
+        "{\"file\":\"FULL.DES\",\"line\":3,\"message\":\"FULL: LEN leaves no byte behind the "
         "fields for the deletion marker\"}\n"
-        "{\"file\":\"FULL.DES\",\"files\":1,\"fields\":1,\"keys\":1}\n"},
+        "{\"file\":\"FULL.DES\",\"files\":1,\"fields\":1,\"keys\":1}\n",
+        "", 1},
        {"GOOD MISSING definitions/", summary,
         "definitions/FILEMISSING.DES: No such file or directory\ndefinitions/: Is a directory\n",
         2},
@@ -52,6 +53,22 @@ TEST(DataScanTest, FindsReportsAndExits) {
             "{\"file\":\"definitions/FILEBAD.DES\",\"line\":1,\"message\":\"scan: syntax error: "
             "expected VERSION, found \\\"VERSON\\\"\",\"error\":7,\"expected\":\"VERSION\","
             "\"found\":\"VERSON\"}\n");
+  // Well formed, and yet nothing opens them.
+  const std::string text = " PREVAL NIL ENDFIELD ";
+  write_file(
+      "USELESS.DES",
+      "BEGINFILE NAME LONG VERSION 1 PATH 1 LEN 32768 TYPE ISAM BEGINFIELD FIELD A TYPE INT" +
+          text + "BEGINKEY KEY 1 SEGMENT 1 IS A ENDKEY ENDFILE\n" +
+          "BEGINFILE NAME FULL VERSION 1 PATH 1 LEN 4 TYPE RANDOM BEGINFIELD "
+          "FIELD SNR TYPE LONGINT" +
+          text + "ENDFILE END.");
+  const std::string at = "USELESS.DES:";
+  expect_runs("./marigold data scan",
+              {{"USELESS.DES",
+                at + "1: LONG: LEN is more than the 32767 bytes that a keyed file takes\n" + at +
+                    "2: FULL: LEN leaves no byte behind the fields for the deletion marker\n" +
+                    "USELESS.DES: 2 files, 2 fields, 1 key\n",
+                "", 1}});
   unsetenv("DEFINITION_DIRECTORY");
   expect_runs("./marigold data scan", {{"GOOD", "./" + summary}});
 }

@@ -234,6 +234,64 @@ TEST_F(DataSeamsTest, ARebuildReplacesWhatIsNoIndex) {
   EXPECT_EQ(run_shell("cmp text copy; test -h data/1/BOX.idx").status, 1);
 }
 
+// A program that was killed leaves the lock of a record that was never written.
+TEST_F(DataSeamsTest, PlaceholdersAreNoRecords) {
+  load_three();
+  settings_read();
+  definition_start();
+  definition_set_load("BOX");
+  FileDefinition& file = definition_get("BOX");
+  ASSERT_EQ(data_open(file, LockWait::kTell), kDataDone);
+  data_put_long(file, "NUMBER", 9);
+  EXPECT_EQ(data_read(file, 1, true, LockWait::kTell), kDataNotFound);
+  data_close(file);
+  expect({{"check BOX", kLoaded + "3 records, no damage\n"}});
+  EXPECT_NE(run_shell("./marigold data info BOX").out.find("records   3\n"), std::string::npos);
+}
+
+TEST_F(DataSeamsTest, LeftoversAreNamedAndTheNextRunRemovesThem) {
+  load_three();
+  const std::string word = "0123456789abcdef";
+  for (const std::string& name : {".BOX." + word + ".dat", ".BOX.idx." + word, ".BOX.ver." + word})
+    write_file("data/1/" + name, "left");
+  run_shell("touch -d '2 minutes ago' data/1/.*");
+  const std::string named = kLoaded + "left by a run that was killed: ./data/1/.BOX.";
+  expect({{"check BOX",
+           named + word + ".dat\n" + named + "idx." + word + "\n" + named + "ver." + word + "\n",
+           "", 1}});
+  run_shell("echo NUMBER > none.csv; rm data/1/BOX.*");
+  expect({{"load BOX none.csv", kLoaded + "0 records loaded\n"},
+          {"check BOX", kLoaded + "0 records, no damage\n"}});
+  write_file("data/1/BOX.converting.dat", "left");
+  expect({{"check BOX", kLoaded + "left by an interrupted conversion; run it again to finish it\n",
+           "", 1}});
+}
+
+TEST_F(DataSeamsTest, NumbersFarBeyondTheEndNeedForce) {
+  write_file("far.csv", "SNR,T\n1,a\n1000002,b\n");
+  const std::string refused =
+      "far.csv:3: SNR=1000002 lies far beyond the end of the file, which would become as long; "
+      "--force takes it\nmarigold: 1 line rejected, nothing loaded\n";
+  expect({{"load SLOTS far.csv", "", refused, 1},
+          {"load SLOTS far.csv --force", "./data/2/SLOTS: 2 records loaded\n"}});
+  EXPECT_EQ(std::filesystem::file_size("data/2/SLOTS"), 8 * 1000002U);
+}
+
+// What a load has written before the disk was full is not there any more, nor is its space taken.
+TEST_F(DataSeamsTest, AFailedLoadGivesTheSpaceBack) {
+  load_three();
+  std::string big = "NUMBER\n";
+  for (int i = 10; i < 20000; ++i)
+    big += std::to_string(i) + "\n";
+  write_file("big.csv", big);
+  run_shell("(ulimit -f 800; ./marigold data load BOX big.csv) 2>&1 | cat");
+  expect({{"check BOX", kLoaded + "3 records, no damage\n"}});
+  EXPECT_EQ(std::filesystem::file_size("data/1/BOX.dat"), 4096U + 3 * 56U);
+  EXPECT_LE(std::filesystem::file_size("data/1/BOX.idx"), 100'000U);
+  expect({{"load BOX big.csv", kLoaded + "19990 records loaded\n"},
+          {"check BOX", kLoaded + "19993 records, no damage\n"}});
+}
+
 TEST_F(DataSeamsTest, AClassThatIsTakenIsNotWrittenInto) {
   load_three();
   setenv("IS_MULTIUSER", "TRUE", 1);
