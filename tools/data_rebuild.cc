@@ -33,7 +33,10 @@ int data_rebuild(const DataRebuild& options) {
   const auto watch = [&progress](std::uint64_t done, std::uint64_t all) { progress.at(done, all); };
   const bool made = isrebuild(target.base.c_str(), rebuilt, watch) == 0;
   progress.hide();
-  if (!made) return report_unusable({data_error(target.base + ".dat", iserrno)});
+  if (!made) {
+    const std::string at_fault = iserrno == kIsFileLocked ? target.base : target.base + ".dat";
+    return report_unusable({data_error(at_fault, iserrno)});
+  }
   std::string summary =
       target.base + ": " + counted(static_cast<std::size_t>(rebuilt.records), "record");
   if (rebuilt.lost > 0) {

@@ -13,6 +13,7 @@
 #include "runtime/data/version.h"
 #include "runtime/isam/isam.h"
 #include "runtime/platform/file.h"
+#include "runtime/platform/process.h"
 #include "tools/data_report.h"
 #include "tools/new_files.h"
 
@@ -211,7 +212,15 @@ std::string data_error(int number) {
 }
 
 std::string data_error(const std::string& path, int number) {
-  return path + ": " + data_error(number);
+  std::string text = path + ": " + data_error(number);
+  if (number != kIsFileLocked) return text;
+  std::string numbers;
+  for (const char* suffix : {"", ".idx", ".dat"}) {
+    for (const LockingProcess& process : processes_locking((path + suffix).c_str()))
+      numbers += (numbers.empty() ? "" : ", ") + std::to_string(process.number);
+    if (!numbers.empty()) return text + " (process " + numbers + ")";
+  }
+  return text;
 }
 
 }  // namespace marigold

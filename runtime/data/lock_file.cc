@@ -160,6 +160,23 @@ void path_lock_release_all() {
   open_subsystems().path_locks = false;
 }
 
+namespace {
+
+// Whoever may read the lock file can lock its bytes and write no record; so can one whose record is
+// not the first at its place. The system may know them.
+void add_nameless(int path_class, std::vector<LockHolder>& holders) {
+  for (const LockingProcess& process : processes_locking(lock_path(path_class).c_str())) {
+    const auto is_named = [&](const LockHolder& holder) {
+      return holder.process == process.number;
+    };
+    if (std::ranges::none_of(holders, is_named))
+      holders.push_back(
+          {.process = process.number, .host = host_name(), .exclusive = process.exclusive});
+  }
+}
+
+}  // namespace
+
 int lock_file_holders(int path_class, std::vector<LockHolder>& holders) {
   holders.clear();
   RecordFile file;
@@ -176,6 +193,10 @@ int lock_file_holders(int path_class, std::vector<LockHolder>& holders) {
     if (const int failed = file.read(place * kHolderLength, record, length)) return failed;
     holders.push_back(parse_holder({record.data(), length}));
   }
+  add_nameless(path_class, holders);
+  bool locked = false;
+  if (const int failed = file.locked_by_other(kRandomFileLock, locked)) return failed;
+  if (locked && holders.empty()) holders.push_back({});  // somebody, of whom nothing is known
   return 0;
 }
 

@@ -341,17 +341,15 @@ TreeShape tree_shape(const KeyDescription& key) {
   return shape;
 }
 
-int register_lock(File& file) {
+int register_lock(File& file, int most_rounds) {
   if (file.registering++ > 0) return 0;
-  for (int round = 0;; ++round) {
-    const int failed = file.index.lock(kRegisterLock, true);
-    if (failed == 0) return 0;
-    if (failed != EAGAIN) {
-      --file.registering;
-      return failed;
-    }
-    wait_a_little(round);
+  int failed = EAGAIN;
+  for (int round = 0; failed == EAGAIN && round < most_rounds; ++round) {
+    if (round > 0) wait_a_little(round);
+    failed = file.index.lock(kRegisterLock, true);
   }
+  if (failed != 0) --file.registering;
+  return failed == EAGAIN ? kIsFileLocked : failed;
 }
 
 void register_unlock(File& file) {
@@ -414,10 +412,15 @@ int file_build(File& file, const OpenRequest& request, std::uint32_t record_leng
 
 namespace {
 
+// Some ten seconds. Whoever comes or goes holds the register for moments, but for one who makes the
+// indexes again; and somebody who may only read the file can lock it for as long as he likes. The
+// caller is told that the file is in use, and can say so and ask again.
+constexpr int kRoundsToOpen = 10'000;
+
 int open_once(File& file, const OpenRequest& request) {
   if (const int failed = open_both(file, request)) return failed;
   if (!file.writable) return open_registered(file);
-  if (const int failed = register_lock(file)) return failed;
+  if (const int failed = register_lock(file, kRoundsToOpen)) return failed;
   const int failed = open_registered(file);
   register_unlock(file);
   return failed;

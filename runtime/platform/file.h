@@ -4,6 +4,7 @@
 // Results: 0 for done, else the system's error number. Nothing here prints or waits.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -19,9 +20,14 @@ inline bool file_readable(const char* path) {
   return file_size(path) >= 0;
 }
 
-// Takes the whole content of a regular file. EISDIR for a directory, EINVAL for anything else that
-// is none; then, as after any failure, `bytes` is of no use.
-int file_read(const char* path, std::string& bytes);
+// More than anybody writes by hand: definitions, tables, sources of lists. A file that is longer
+// was named by mistake, and would take the memory of the machine.
+inline constexpr std::size_t kLongestText = std::size_t{64} << 20;
+
+// Takes the whole content of a regular file of at most so many bytes. EISDIR for a directory,
+// EINVAL for anything else that is none, EFBIG for one that is longer; then, as after any failure,
+// `bytes` is of no use.
+int file_read(const char* path, std::string& bytes, std::size_t most = kLongestText);
 
 // Hands what the file holds to the disk and waits until it is there.
 int file_sync(const char* path);

@@ -22,7 +22,7 @@ int sync_and_close(int descriptor) {
 constexpr std::size_t kReadStep = 65536;
 
 // Up to the end that the file has by then, which need not be the one it had when it was opened.
-int read_to_end(int descriptor, std::string& bytes) {
+int read_to_end(int descriptor, std::string& bytes, std::size_t most) {
   std::size_t length = 0;
   ssize_t taken = 1;
   while (taken != 0) {
@@ -30,18 +30,21 @@ int read_to_end(int descriptor, std::string& bytes) {
     taken = read(descriptor, bytes.data() + length, bytes.size() - length);
     if (taken < 0 && errno != EINTR) return errno;
     if (taken > 0) length += static_cast<std::size_t>(taken);
+    if (length > most) return EFBIG;
   }
   bytes.resize(length);
   return 0;
 }
 
-int read_regular(int descriptor, std::string& bytes) {
+int read_regular(int descriptor, std::string& bytes, std::size_t most) {
   struct stat status {};
   if (fstat(descriptor, &status) != 0) return errno;
   if (S_ISDIR(status.st_mode)) return EISDIR;
   if (!S_ISREG(status.st_mode)) return EINVAL;
-  bytes.resize(static_cast<std::size_t>(status.st_size) + kReadStep);
-  return read_to_end(descriptor, bytes);
+  const auto size = static_cast<std::size_t>(status.st_size);
+  if (size > most) return EFBIG;
+  bytes.resize(size + kReadStep);
+  return read_to_end(descriptor, bytes, most);
 }
 
 }  // namespace
@@ -56,11 +59,11 @@ std::int64_t file_size(const char* path) {
   return regular ? std::int64_t{status.st_size} : -1;
 }
 
-int file_read(const char* path, std::string& bytes) {
+int file_read(const char* path, std::string& bytes, std::size_t most) {
   // O_NONBLOCK: see file_size.
   const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (descriptor < 0) return errno;
-  const int failed = read_regular(descriptor, bytes);
+  const int failed = read_regular(descriptor, bytes, most);
   close(descriptor);
   return failed;
 }

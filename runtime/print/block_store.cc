@@ -54,7 +54,7 @@ const char* fault_of(std::string_view store) {
 }  // namespace
 
 bool block_store_read(const char* path, std::string& store, std::string& reason) {
-  if (const int failed = file_read(path, store)) {
+  if (const int failed = file_read(path, store, kLargestBlockStore)) {
     reason = std::strerror(failed);
     return false;
   }

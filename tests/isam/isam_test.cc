@@ -17,6 +17,7 @@
 #include <string_view>
 
 #include "runtime/isam/fatal.h"
+#include "runtime/isam/file.h"
 #include "runtime/isam/key.h"
 #include "runtime/isam/layout.h"
 #include "tests/isam/support.h"
@@ -379,4 +380,19 @@ TEST(IsamKeyTest, NumbersInRecordsAreTheSameOnEveryMachine) {
 }
 
 }  // namespace
+// Whoever may read an index can lock it for as long as he likes.
+TEST(IsamLockTest, TheRegisterIsNotWaitedForWithoutEnd) {
+  const WorkDirectory directory;
+  ASSERT_EQ(file_make("file.idx", "index"), 0);
+  MappedFile stranger;
+  ASSERT_EQ(stranger.open("file.idx", FileAccess::kRead), 0);
+  ASSERT_EQ(stranger.lock(isam::kRegisterLock, false), 0);
+  isam::File file;
+  ASSERT_EQ(file.index.open("file.idx", FileAccess::kReadWrite), 0);
+  EXPECT_EQ(isam::register_lock(file, 20), kIsFileLocked);
+  stranger.close();
+  EXPECT_EQ(isam::register_lock(file, 20), 0);
+  isam::register_unlock(file);
+}
+
 }  // namespace marigold::test

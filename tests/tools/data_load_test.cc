@@ -1,5 +1,7 @@
 // marigold data dump and load as operators run them.
 
+#include <unistd.h>
+
 #include <cfloat>
 #include <cmath>
 #include <fstream>
@@ -348,10 +350,11 @@ TEST_F(DataLoadTest, OthersWhoUseTheFileAreLeftInPeace) {
   write_file("slots.csv", "SNR,T\n1,x\n");
   expect({{"load BOX good.csv", kLoaded + "3 records loaded\n"},
           {"load SLOTS slots.csv", "./data/2/SLOTS: 1 record loaded\n"}});
-  const std::string used = ": another process is using the file\n";
+  const std::string in_use = ": another process is using the file (process ";
+  const std::string used = in_use + std::to_string(getpid()) + ")\n";
   int file = ISOPEN("data/1/BOX", kIsInputOutput | kIsManualLock);
   expect({{"load BOX good.csv --replace", "", "./data/1/BOX" + used, 2},
-          {"rebuild BOX", "", "./data/1/BOX.dat" + used, 2},
+          {"rebuild BOX", "", "./data/1/BOX" + used, 2},
           {"dump BOX", kBoxHeader + kThree},
           {"check BOX", kLoaded + "3 records, no damage\n"}});
   ISCLOSE(file);
@@ -362,7 +365,7 @@ TEST_F(DataLoadTest, OthersWhoUseTheFileAreLeftInPeace) {
   const Finished run = run_shell(
       "mkfifo pipe; ./marigold data load SLOTS pipe --replace & exec 3>pipe; sleep 0.3; "
       "./marigold data dump SLOTS; printf 'SNR,T\\n1,y\\n' >&3; exec 3>&-; wait");
-  EXPECT_EQ(run.err, "./data/2/SLOTS" + used);
+  EXPECT_TRUE(run.err.starts_with("./data/2/SLOTS" + in_use)) << run.err;
   expect({{"dump SLOTS", "SNR,T\n1,y\n"}});
 }
 

@@ -13,6 +13,7 @@
 #include "runtime/data/field_access.h"
 #include "runtime/data/lock_file.h"
 #include "runtime/isam/isam.h"
+#include "runtime/platform/process.h"
 #include "tests/tools/data_support.h"
 
 namespace marigold::test {
@@ -36,6 +37,7 @@ class Background {
   }
   Background(const Background&) = delete;
   Background& operator=(const Background&) = delete;
+  [[nodiscard]] pid_t process() const { return process_; }
 
  private:
   pid_t process_;
@@ -292,6 +294,23 @@ TEST_F(DataSeamsTest, AFailedLoadGivesTheSpaceBack) {
           {"check BOX", kLoaded + "19993 records, no damage\n"}});
 }
 
+// Whoever may read a file can lock it, without a record and for as long as he likes.
+TEST_F(DataSeamsTest, StrangersWhoHoldLocksAreNamed) {
+  load_three();
+  write_file("data/1/lock.$$$", "");
+  const Background stranger(
+      "exec perl -e 'my $lock = pack(q(s s x4 q q l x4), 0, 0, 1 << 62, 1, 0); for (@ARGV) {"
+      "open($f{$_}, q(<), $_) or die; fcntl($f{$_}, 37, $lock) or die } "
+      "open(F, q(>), q(ready)); sleep' 'data/1/lock.$$$' data/1/BOX.idx");
+  for (int i = 0; i < 5000 && !std::filesystem::exists("ready"); ++i)
+    usleep(1000);
+  const std::string number = std::to_string(stranger.process());
+  EXPECT_EQ(run_shell("./marigold data locks 1").out,
+            "process " + number + " on " + host_name() + ", shared\n");
+  expect({{"load BOX four.csv", "",
+           kLoaded + "another process is using the file (process " + number + ")\n", 2}});
+}
+
 TEST_F(DataSeamsTest, AClassThatIsTakenIsNotWrittenInto) {
   load_three();
   setenv("IS_MULTIUSER", "TRUE", 1);
@@ -301,10 +320,8 @@ TEST_F(DataSeamsTest, AClassThatIsTakenIsNotWrittenInto) {
   for (const char* command : {"load BOX four.csv", "rebuild BOX"}) {
     const Finished run = run_shell("timeout 20 ./marigold data "s + command);
     EXPECT_EQ(run.status, 2) << command;
-    EXPECT_EQ(run.err,
-              "./data/1: the directory is locked: process " + std::to_string(getpid()) + " on " +
-                  run_shell("hostname -s").out.substr(0, run_shell("hostname -s").out.size() - 1) +
-                  ", exclusive\n");
+    EXPECT_EQ(run.err, "./data/1: the directory is locked: process " + std::to_string(getpid()) +
+                           " on " + host_name() + ", exclusive\n");
   }
   path_lock_release_all();
   expect({{"load BOX four.csv", kLoaded + "1 record loaded\n"}});
