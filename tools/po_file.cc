@@ -6,14 +6,14 @@
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <type_traits>
 
 #include "runtime/platform/file.h"
-#include "tools/code_set.h"
+#include "runtime/platform/scratch_file.h"
+#include "tools/new_files.h"
+#include "tools/po_charset.h"
 
 namespace marigold {
 namespace {
@@ -106,16 +106,22 @@ bool has_zero_byte(std::string_view line) {
   return false;
 }
 
-// What the library would pass over in silence: it ends texts at their first zero byte.
-bool look_at_bytes(const std::string& path, Problems& problems) {
-  std::ifstream input(path, std::ios::binary);
-  std::string line;
-  for (int number = 1; std::getline(input, line); ++number) {
-    if (number == 1 && line.starts_with("\xEF\xBB\xBF"))
-      problems.push_back(at_line(path, number) + "begins with a byte order mark");
-    if (has_zero_byte(line)) problems.push_back(at_line(path, number) + "zero byte in a text");
+// What the library would pass over in silence: it ends texts at their first zero byte, and takes a
+// file whose lines end with carriage returns alone for one line, a comment.
+bool look_at_bytes(const std::string& path, std::string_view bytes, Problems& problems) {
+  for (int number = 1; !bytes.empty(); ++number) {
+    std::string_view line = bytes.substr(0, bytes.find('\n'));
+    bytes.remove_prefix(std::min(line.size() + 1, bytes.size()));
+    while (line.ends_with('\r'))
+      line.remove_suffix(1);
+    const auto complain = [&](const char* what) {
+      problems.push_back(at_line(path, number) + what);
+    };
+    if (number == 1 && line.starts_with("\xEF\xBB\xBF")) complain("begins with a byte order mark");
+    if (has_zero_byte(line)) complain("zero byte in a text");
+    if (line.find('\r') != std::string_view::npos)
+      complain("a carriage return inside a line; lines end with a line feed");
   }
-  if (input.bad()) problems.push_back(path + ": cannot be read");
   return problems.empty();
 }
 
@@ -128,17 +134,25 @@ bool comments_say_empty(po_message_t message) {
     while (!left.empty()) {
       std::string_view line = left.substr(0, left.find('\n'));
       left.remove_prefix(std::min(line.size() + 1, left.size()));
-      line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
-      if (line == "empty") return true;
+      // Editors leave blanks at the ends of lines, and files of other systems a carriage return.
+      constexpr std::string_view kBlanks = " \t\r";
+      line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
+      if (line.substr(0, line.find_last_not_of(kBlanks) + 1) == "empty") return true;
     }
   }
   return false;
 }
 
+std::string describe_wrong_character(const PoCharset& charset) {
+  return "a character is not " + charset.name() + ", the charset of the file";
+}
+
 // Turns the library's messages into entries, each converted to UTF-8.
 class Collector {
  public:
-  Collector(PoFile& file, Problems& problems) : file_(file), problems_(problems) {}
+  // The charset by which the file was made readable; it has no name when there was no need to.
+  Collector(const PoCharset& escaped, PoFile& file, Problems& problems)
+      : escaped_(escaped), file_(file), problems_(problems) {}
 
   void collect(po_file_t source) {
     const char* header = po_file_domain_header(source, nullptr);
@@ -154,13 +168,22 @@ class Collector {
     constexpr std::string_view kLabel = "charset=";
     const std::string_view field = type == nullptr ? "" : type.get();
     const std::size_t label = field.find(kLabel);
+    std::string name;
     if (label != std::string_view::npos) {
-      charset_ = field.substr(label + kLabel.size());
-      charset_.resize(std::min(charset_.find_first_of(" \t;"), charset_.size()));
+      name = field.substr(label + kLabel.size());
+      name.resize(std::min(name.find_first_of(" \t\r\n;"), name.size()));
     }
-    const bool placeholder = charset_ == "CHARSET";  // of a template that nobody has filled in
-    if (placeholder || charset_.empty()) charset_ = "ASCII";
-    known_ = charset_.find('/') == std::string::npos && to_utf8_.open("UTF-8", charset_);
+    const bool placeholder = name == "CHARSET";  // of a template that nobody has filled in
+    known_ = charset_.open(placeholder || name.empty() ? "ASCII" : name);
+  }
+
+  // Why the header's charset will not do, or null.
+  [[nodiscard]] std::string reason_to_refuse_charset() const {
+    const std::string charset = "the charset \"" + charset_.name() + "\" ";
+    if (!known_) return charset + "is not known";
+    // Nothing but a header that is spread over strings hides it from the first look.
+    const bool unexpected = charset_.hides_ascii() && charset_.name() != escaped_.name();
+    return unexpected ? charset + "does not stand on one line with its label" : "";
   }
 
   void collect_domain(po_file_t source, const char* domain) {
@@ -178,7 +201,7 @@ class Collector {
       if (refused != nullptr) {
         complain(entry, refused);
       } else if (header) {
-        if (!known_) complain(entry, "the charset \"" + charset_ + "\" is not known");
+        if (const std::string why = reason_to_refuse_charset(); !why.empty()) complain(entry, why);
       } else if (known_ && convert(entry, id, entry.id) && convert(entry, text, entry.text)) {
         file_.entries.push_back(std::move(entry));
       }
@@ -194,8 +217,8 @@ class Collector {
   }
 
   bool convert(const PoEntry& entry, const std::string& bytes, std::string& text) {
-    if (to_utf8_.convert(bytes, text) == std::string::npos) return true;
-    complain(entry, "a character is not " + charset_ + ", the charset of the file");
+    if (charset_.to_utf8(bytes, text) == std::string::npos) return true;
+    complain(entry, describe_wrong_character(charset_));
     return false;
   }
 
@@ -203,30 +226,62 @@ class Collector {
     problems_.push_back(at_line(file_.path, entry.line) + reason);
   }
 
+  const PoCharset& escaped_;
   PoFile& file_;
   Problems& problems_;
-  std::string charset_;
-  Conversion to_utf8_;
+  PoCharset charset_;
   bool known_ = false;
 };
+
+// Gives the library the file, or where it could not read it a copy that it can.
+LibraryFile read_with_library(const std::string& path, const std::string& bytes, bool is_copy,
+                              Problems& problems) {
+  ScratchFile copy;
+  if (const int error = is_copy ? copy.write(bytes) : 0; error != 0) {
+    problems.push_back(
+        file_error(copy.path().empty() ? "marigold: temporary file" : copy.path(), error));
+    return nullptr;
+  }
+  reading.path = &path;
+  reading.problems = &problems;
+  LibraryFile source(read_or_abandon(is_copy ? copy.path().c_str() : path.c_str()));
+  if (source == nullptr && problems.empty()) problems.push_back(path + ": cannot be read");
+  return source;
+}
+
+void load(const std::string& path, PoFile& file, Problems& problems) {
+  std::string bytes;
+  // Pipes do not count: the file is read twice.
+  if (!file_readable(path.c_str()) || file_read(path.c_str(), bytes) != 0) {
+    problems.push_back(path + ": is not a file that can be read");
+    return;
+  }
+  PoCharset named;
+  PoCharset escaped;
+  const bool escape = named.open(po_charset_named(bytes)) && named.hides_ascii();
+  if (escape) {
+    std::string readable;
+    const std::size_t failed = named.escape(bytes, readable);
+    if (failed != std::string::npos) {
+      problems.push_back(at_line(path, po_line_at(bytes, failed)) +
+                         describe_wrong_character(named));
+      return;
+    }
+    bytes = std::move(readable);
+  }
+  if (!look_at_bytes(path, bytes, problems)) return;
+  const LibraryFile source = read_with_library(path, bytes, escape, problems);
+  if (problems.empty()) Collector(escape ? named : escaped, file, problems).collect(source.get());
+  reading.problems = nullptr;
+  reading.path = nullptr;
+}
 
 }  // namespace
 
 bool po_load(const std::string& path, PoFile& file, Problems& problems) {
   file = PoFile{path, {}};
   Problems found;
-  if (!file_readable(path.c_str())) {
-    // Pipes do not count: the file is read twice.
-    found.push_back(path + ": is not a file that can be read");
-  } else if (look_at_bytes(path, found)) {
-    reading.path = &path;
-    reading.problems = &found;
-    const LibraryFile source(read_or_abandon(path.c_str()));
-    if (source == nullptr && found.empty()) found.push_back(path + ": cannot be read");
-    if (found.empty()) Collector(file, found).collect(source.get());
-    reading.problems = nullptr;
-    reading.path = nullptr;
-  }
+  load(path, file, found);
   problems.insert(problems.end(), found.begin(), found.end());
   return found.empty();
 }

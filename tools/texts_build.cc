@@ -100,7 +100,7 @@ bool names_a_database(const std::string& path) {
 int texts_build(const TextsBuild& options) {
   CodeSet code_set;
   std::string reason;
-  if (!code_set.open(options.code_set, reason)) return report_unusable({reason});
+  if (!code_set.open_for_texts(options.code_set, reason)) return report_unusable({reason});
   Collection collection;
   TextCollector collector(code_set, options.use_fuzzy, collection);
   for (const std::string& input : options.inputs) {

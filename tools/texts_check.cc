@@ -50,7 +50,7 @@ Findings find_all(const PoFile& reference, const std::vector<PoFile>& others,
 int texts_check(const TextsCheck& options) {
   CodeSet code_set;
   std::string reason;
-  if (!code_set.open(options.code_set, reason)) return report_unusable({reason});
+  if (!code_set.open_for_texts(options.code_set, reason)) return report_unusable({reason});
   Problems problems;
   PoFile reference;
   po_load(options.reference, reference, problems);
