@@ -80,6 +80,25 @@ TEST_F(TextsTest, UnusableInputLeavesTheOldDatabaseAsItWas) {
   EXPECT_EQ(run_shell("ls -A taken").out, kBoth);  // no temporaries
 }
 
+TEST_F(TextsTest, AWordThatIsNotKnownIsNamedWithTheOneThatIsMeant) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"data laod A b.csv", " data: unknown command \"laod\"; did you mean \"load\"?"},
+      {"data dmup --json A", " data: unknown command \"dmup\"; did you mean \"dump\"?"},
+      {"list", ": unknown command \"list\"; did you mean \"lists\"?"},
+      {"texts nosuch", " texts: unknown command \"nosuch\"; its commands are build, dump, check"},
+      {"", ": a command is missing; its commands are texts, data, lists"},
+      {"texts build --oputput=x a.po",
+       " texts build: unknown option \"--oputput\"; did you mean \"--output\"?"},
+      {"texts dump -x a", " texts dump: unknown option \"-x\"; --help shows the ones there are"},
+      {"texts dump a b c", " texts dump: \"b\" is a word too many"},
+  };
+  for (const auto& [words, message] : rows) {
+    expect_runs(
+        "./marigold",
+        {{words, "", "marigold" + std::string(message) + "\nRun with --help for the usage.\n", 2}});
+  }
+}
+
 TEST_F(TextsTest, AFullDiskLeavesTheOldDatabaseAndNothingElse) {
   std::string big = kHeader;
   for (int i = 0; i < 500; ++i)
