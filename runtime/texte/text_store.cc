@@ -24,7 +24,9 @@ constexpr std::int64_t kCompanionSize = 16;
 bool companion_is_good(const std::string& path) {
   const std::int64_t size = file_size(path.c_str());
   if (size == kCompanionSize) return true;
-  errno = size < 0 ? ENOENT : EINVAL;
+  std::string bytes;
+  const int error = size < 0 ? file_read(path.c_str(), bytes) : EINVAL;
+  errno = error == 0 ? EINVAL : error;  // 0: it has just been changed
   return false;
 }
 

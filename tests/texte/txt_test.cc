@@ -77,6 +77,14 @@ TEST_F(TxtTest, WhatCannotBeOpenedIsReportedWithItsPath) {
   run_shell("ln textdb.pag textdb.dir");                // as old installations have it
   EXPECT_EQ(errors_of(open_fails), "./textdb: Invalid argument\n");
   EXPECT_EQ(run_shell("cmp textdb.pag textdb.dir").status, 0);
+  const std::pair<const char*, const char*> companions[] = {
+      {"ln -s textdb.dir textdb.dir", "Too many levels of symbolic links"},
+      {"mkdir textdb.dir", "Is a directory"},
+      {"mkfifo textdb.dir", "Invalid argument"}};
+  for (const auto& [made, reason] : companions) {
+    run_shell("rm -rf textdb.dir; " + std::string(made));
+    EXPECT_EQ(errors_of(open_fails), "./textdb: " + std::string(reason) + "\n");
+  }
   search("some/where.pag");  // an element without "%N" is a path by itself
   EXPECT_STREQ(txt_fetch(open(), "A"), "a");
   write_file("x", "");
