@@ -59,18 +59,34 @@ std::size_t PoCharset::escape(std::string_view file, std::string& escaped) const
   std::string text;
   const std::size_t failed = to_utf8(file, text);
   if (failed != std::string::npos) return failed;
-  // Characters that follow each other go together: in a charset with shifts they share them.
   for (std::string_view rest = text; !rest.empty();) {
-    const auto run_start = std::ranges::find_if_not(rest, is_ascii);
-    escaped.append(rest.begin(), run_start);
-    const auto run_end = std::find_if(run_start, rest.end(), is_ascii);
-    std::string bytes;
-    // What the charset has two codes for may come back as the other one, which means the same.
-    if (from_utf8_.convert({run_start, run_end}, bytes) != std::string::npos) return 0;
-    append_escapes(bytes, escaped);
-    rest = {run_end, rest.end()};
+    const std::string_view line = rest.substr(0, rest.find('\n') + 1);
+    const std::size_t length = line.empty() ? rest.size() : line.size();
+    if (!escape_line(rest.substr(0, length), escaped)) return 0;
+    rest.remove_prefix(length);
   }
   return std::string::npos;
+}
+
+bool PoCharset::escape_line(std::string_view line, std::string& escaped) const {
+  // No reader looks for escapes in a comment, and for nothing but the end of the line.
+  const bool is_comment = line.starts_with('#');
+  // Characters that follow each other go together: in a charset with shifts they share them.
+  while (!line.empty()) {
+    const auto run_start = std::ranges::find_if_not(line, is_ascii);
+    escaped.append(line.begin(), run_start);
+    const auto run_end = std::find_if(run_start, line.end(), is_ascii);
+    std::string bytes;
+    // What the charset has two codes for may come back as the other one, which means the same.
+    if (from_utf8_.convert({run_start, run_end}, bytes) != std::string::npos) return false;
+    if (is_comment) {
+      escaped += bytes;
+    } else {
+      append_escapes(bytes, escaped);
+    }
+    line = {run_end, line.end()};
+  }
+  return true;
 }
 
 std::string po_charset_named(std::string_view file) {

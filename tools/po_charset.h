@@ -28,13 +28,14 @@ class PoCharset {
   // JIS has a yen sign in its place.
   std::size_t to_utf8(std::string_view bytes, std::string& text) const;
 
-  // Puts escapes (\244\110) in the place of all bytes of a file that are no ASCII characters, so
-  // that its strings mean the same to a reader that goes by bytes. The position of the first byte
-  // that is no text of the charset, or npos.
+  // Puts escapes (\244\110) in the place of all bytes of a file that are no ASCII characters, but
+  // in comments, so that its strings mean the same to a reader that goes by bytes. The position of
+  // the first byte that is no text of the charset, or npos.
   std::size_t escape(std::string_view file, std::string& escaped) const;
 
  private:
   void find_other_ascii();
+  bool escape_line(std::string_view line, std::string& escaped) const;
 
   std::string name_;
   Conversion to_utf8_;

@@ -2,7 +2,9 @@
 
 #include <gettext-po.h>
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
@@ -17,6 +19,17 @@
 
 namespace marigold {
 namespace {
+
+// Of every file that is written here.
+constexpr const char* kHeader =
+    "msgid \"\"\n"
+    "msgstr \"\"\n"
+    "\"MIME-Version: 1.0\\n\"\n"
+    "\"Content-Type: text/plain; charset=UTF-8\\n\"\n"
+    "\"Content-Transfer-Encoding: 8bit\\n\"\n";
+
+constexpr std::string_view kMeantEmpty = "empty";
+constexpr std::string_view kMeantSame = "same";
 
 // What the library's handlers, which are plain functions, write to. Set during one call of it.
 struct Reading {
@@ -125,26 +138,37 @@ bool look_at_bytes(const std::string& path, std::string_view bytes, Problems& pr
   return problems.empty();
 }
 
-bool comments_say_empty(po_message_t message) {
-  // Authors write "#. empty" in the template, from where it goes into every translation; a
-  // translator writes "# empty".
+// Authors write "#. empty" in the template, from where it goes into every translation; a translator
+// writes "# empty".
+std::string all_comments(po_message_t message) {
+  std::string lines;
   for (const char* comments :
-       {po_message_extracted_comments(message), po_message_comments(message)}) {
-    std::string_view left = comments;
-    while (!left.empty()) {
-      std::string_view line = left.substr(0, left.find('\n'));
-      left.remove_prefix(std::min(line.size() + 1, left.size()));
-      // Editors leave blanks at the ends of lines, and files of other systems a carriage return.
-      constexpr std::string_view kBlanks = " \t\r";
-      line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
-      if (line.substr(0, line.find_last_not_of(kBlanks) + 1) == "empty") return true;
-    }
+       {po_message_comments(message), po_message_extracted_comments(message)})
+    lines += comments;
+  return lines;
+}
+
+std::vector<std::string> split_comments(std::string_view comments) {
+  std::vector<std::string> lines;
+  while (!comments.empty()) {
+    std::string_view line = comments.substr(0, comments.find('\n'));
+    comments.remove_prefix(std::min(line.size() + 1, comments.size()));
+    // Editors leave blanks at the ends of lines, and files of other systems a carriage return.
+    constexpr std::string_view kBlanks = " \t\r";
+    line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
+    lines.emplace_back(line.substr(0, line.find_last_not_of(kBlanks) + 1));
   }
-  return false;
+  return lines;
 }
 
 std::string describe_wrong_character(const PoCharset& charset) {
   return "a character is not " + charset.name() + ", the charset of the file";
+}
+
+std::string header_field(const char* header, const char* name) {
+  const std::unique_ptr<char, decltype(&std::free)> field(po_header_field(header, name),
+                                                          &std::free);
+  return field == nullptr ? "" : field.get();
 }
 
 // Turns the library's messages into entries, each converted to UTF-8.
@@ -163,13 +187,12 @@ class Collector {
 
  private:
   void open_charset(const char* header) {
-    const std::unique_ptr<char, decltype(&std::free)> type(po_header_field(header, "Content-Type"),
-                                                           &std::free);
+    file_.language = header_field(header, "Language");
     constexpr std::string_view kLabel = "charset=";
-    const std::string_view field = type == nullptr ? "" : type.get();
+    const std::string field = header_field(header, "Content-Type");
     const std::size_t label = field.find(kLabel);
     std::string name;
-    if (label != std::string_view::npos) {
+    if (label != std::string::npos) {
       name = field.substr(label + kLabel.size());
       name.resize(std::min(name.find_first_of(" \t\r\n;"), name.size()));
     }
@@ -194,7 +217,7 @@ class Collector {
       const bool header = *po_message_msgid(message) == '\0';
       PoEntry entry;
       entry.fuzzy = po_message_is_fuzzy(message) != 0;
-      entry.meant_empty = comments_say_empty(message);
+      const std::string comments = all_comments(message);
       const std::string id = po_message_msgid(message);
       const std::string text = po_message_msgstr(message);
       entry.line = spoil_for_line(message);
@@ -203,9 +226,22 @@ class Collector {
       } else if (header) {
         if (const std::string why = reason_to_refuse_charset(); !why.empty()) complain(entry, why);
       } else if (known_ && convert(entry, id, entry.id) && convert(entry, text, entry.text)) {
+        take_comments(entry, comments);
         file_.entries.push_back(std::move(entry));
       }
     }
+  }
+
+  void take_comments(PoEntry& entry, const std::string& bytes) {
+    std::string comments;
+    // Up to the first character that is none of the charset: comments are not worth a refusal.
+    charset_.to_utf8(bytes, comments);
+    entry.comments = split_comments(comments);
+    const auto say = [&entry](std::string_view word) {
+      return std::ranges::find(entry.comments, word) != entry.comments.end();
+    };
+    entry.meant_empty = say(kMeantEmpty);
+    entry.meant_same = say(kMeantSame);
   }
 
   static const char* reason_to_refuse(po_message_t message, std::string_view domain) {
@@ -251,9 +287,9 @@ LibraryFile read_with_library(const std::string& path, const std::string& bytes,
 
 void load(const std::string& path, PoFile& file, Problems& problems) {
   std::string bytes;
-  // Pipes do not count: the file is read twice.
-  if (!file_readable(path.c_str()) || file_read(path.c_str(), bytes) != 0) {
-    problems.push_back(path + ": is not a file that can be read");
+  if (const int error = file_read(path.c_str(), bytes); error != 0) {
+    // Pipes do not count: the file is read twice.
+    problems.push_back(error == EINVAL ? path + ": is no regular file" : file_error(path, error));
     return;
   }
   PoCharset named;
@@ -308,15 +344,25 @@ std::string po_quote(std::string_view text) {
 }
 
 std::string po_format(const std::vector<PoEntry>& entries) {
-  std::string file =
-      "msgid \"\"\n"
-      "msgstr \"\"\n"
-      "\"MIME-Version: 1.0\\n\"\n"
-      "\"Content-Type: text/plain; charset=UTF-8\\n\"\n"
-      "\"Content-Transfer-Encoding: 8bit\\n\"\n";
+  std::string file = kHeader;
   for (const PoEntry& entry : entries) {
     file += entry.text.empty() ? "\n#. empty\n" : "\n";
     file += "msgid " + po_quote(entry.id) + "\nmsgstr " + po_quote(entry.text) + "\n";
+  }
+  return file;
+}
+
+std::string po_template(const std::vector<PoEntry>& entries) {
+  std::string file = kHeader;
+  for (const PoEntry& entry : entries) {
+    file += '\n';
+    for (const std::string& comment : entry.comments) {
+      // Whether a translation may be the same is said for each language.
+      if (comment != kMeantSame)
+        file.append(comment.empty() ? "#." : "#. ").append(comment) += '\n';
+    }
+    if (!entry.text.empty()) file += "#. Text: " + po_quote(entry.text) + "\n";
+    file += "msgid " + po_quote(entry.id) + "\nmsgstr \"\"\n";
   }
   return file;
 }
