@@ -112,7 +112,8 @@ TEST_F(PoFileTest, OldMultiByteCharsetsAreRead) {
       {"EUC-JP", "\xC9\xBD", "表"},
   };
   for (const auto& [charset, bytes, text] : rows) {
-    write_file("in.po", with_charset(charset, entry_a("\"" + std::string(bytes) + "\"")));
+    write_file("in.po",
+               with_charset(charset, entry_a(std::string("\"").append(bytes).append("\""))));
     problems.clear();
     EXPECT_TRUE(po_load("in.po", file, problems)) << charset << problems.at(0);
     EXPECT_EQ(file.entries.empty() ? "none" : file.entries[0].text, text) << charset;
