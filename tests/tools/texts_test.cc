@@ -266,4 +266,21 @@ TEST_F(TextsTest, CheckFindsReportsAndExits) {
           {"check good.po other.po"}});
 }
 
+TEST_F(TextsTest, ControlCharactersAreVisibleOnATerminal) {
+  write_file("hostile\x1B[2J.po", kHeader + "# \x1B[7m\n" + entry("A", "\xC2\x9BJ"));
+  setenv("LC_ALL", "C.UTF-8", 1);
+  const auto on_terminal = [](const std::string& words) {
+    return run_shell("script -qec './marigold texts " + words +
+                     " hostile*.po' /dev/null </dev/null | tr -d '\\r'")
+        .out;
+  };
+  EXPECT_EQ(on_terminal("check good.po 2>/dev/null"),
+            "hostile\\x1B[2J.po:1: \"GREET\" is missing (good.po:5)\n"
+            "hostile\\x1B[2J.po:6: \"A\" is not in the reference (good.po)\n");
+  const std::string shown = on_terminal("template");
+  EXPECT_NE(shown.find("#. \\x1B[7m\n#. Text: \"\\xC2\\x9BJ\"\n"), std::string::npos) << shown;
+  EXPECT_NE(run_shell("./marigold texts template hostile*.po").out.find("\x1B[7m\n"),
+            std::string::npos);
+}
+
 }  // namespace marigold::test
