@@ -5,6 +5,7 @@
 #include <string>
 
 #include "command/format.h"
+#include "command/message.h"
 #include "command/options.h"
 #include "runtime/core/settings.h"
 #include "runtime/texte/texte.h"
@@ -36,7 +37,8 @@ bool continuation_fits(const std::string& key, int counter) {
 
 void look_up(const std::string& key, const Options& options, std::string& text) {
   textdb_text(text, key.c_str());
-  if (options.verbose) std::fprintf(stderr, "key: %s format: %s\n", key.c_str(), text.c_str());
+  if (options.verbose)
+    std::fprintf(stderr, "key: %s format: %s\n", shown(key).c_str(), shown(text).c_str());
 }
 
 // Writes the text of the first word, and while it names a chain the texts that continue it.
@@ -57,7 +59,7 @@ int write_texts(const Options& options, Output& output) {
     look_up(continuation, options, text);
     if (options.verbose && text.empty()) std::fputs("format0\n", stderr);
     if (text == continuation) {
-      if (options.verbose) std::fprintf(stderr, "format fehlt: %s\n", text.c_str());
+      if (options.verbose) std::fprintf(stderr, "format fehlt: %s\n", shown(text).c_str());
       return kSuccess;
     }
   }
@@ -69,14 +71,16 @@ int run_command(std::span<char* const> command_line, Output& output) {
   const char* program = command_line.front();
   const Options options = options_parse(command_line);
   if (options.errors != 0 || options.words.empty()) {
-    std::fprintf(stderr, "Usage: %s [-n -t <textfile> ] textid [argument...]\n", program);
+    std::fprintf(stderr, "Usage: %s [-n -t <textfile> ] textid [argument...]\n",
+                 shown(program).c_str());
     return kFailure;
   }
   start_runtime();
   const int status = write_texts(options, output);
   output.flush();
   if (output.failure() == 0) return status;
-  std::fprintf(stderr, "%s: standard output: %s\n", program, std::strerror(output.failure()));
+  std::fprintf(stderr, "%s: standard output: %s\n", shown(program).c_str(),
+               std::strerror(output.failure()));
   return kFailure;
 }
 

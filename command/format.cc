@@ -8,6 +8,7 @@
 #include <limits>
 #include <string>
 
+#include "command/message.h"
 #include "runtime/core/text_buffer.h"
 #include "runtime/texte/format_language.h"
 
@@ -177,7 +178,8 @@ Formatted write_escape(const Escape& escape, Output& output) {
   if (escape.numeric) output.put(static_cast<char>(escape.byte));
   // The character behind the digits goes through the same table and is never complained about.
   const bool known = escape.numeric || escape_letter_is_known(escape.letter);
-  if (escape.has_letter && !known) std::fprintf(stderr, "\\%c: invalid escape", escape.letter);
+  if (escape.has_letter && !known)
+    std::fprintf(stderr, "\\%s: invalid escape", shown({&escape.letter, 1}).c_str());
   // A backslash at the end of a text writes the zero byte that ended it.
   if (!escape.has_letter && escape.numeric) return Formatted::kWhole;
   return write_escape_letter(escape.letter, output);
@@ -188,7 +190,7 @@ void write_field(const Directive& parsed, Arguments& arguments, Output& output) 
   const StarSizes stars = take_stars(parsed, arguments);
   if (parsed.kind == DirectiveKind::kUnfinished) return;
   if (parsed.kind == DirectiveKind::kInvalid) {
-    std::fprintf(stderr, "%%%c: invalid directive\n", parsed.conversion);
+    std::fprintf(stderr, "%%%s: invalid directive\n", shown({&parsed.conversion, 1}).c_str());
     take_argument(arguments);
     return;
   }

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "command/message.h"
+
 namespace marigold {
 namespace {
 
@@ -32,7 +34,8 @@ char checked_letter(const char* program, char letter) {
   if (letter == kLetterWithArgument || kLettersAlone.find(letter) != std::string_view::npos) {
     return letter;
   }
-  std::fprintf(stderr, "%s: unknown option, -%c\n", program, letter);
+  std::fprintf(stderr, "%s: unknown option, -%s\n", shown(program).c_str(),
+               shown({&letter, 1}).c_str());
   return kRejected;
 }
 
@@ -50,7 +53,8 @@ void parse_word(const char* program, const char* letters, Words& words, Options&
         if (const char* name = take_argument(letters, words)) {
           options.text_file = name;
         } else {
-          std::fprintf(stderr, "%s: argument missing for -%c\n", program, kLetterWithArgument);
+          std::fprintf(stderr, "%s: argument missing for -%c\n", shown(program).c_str(),
+                       kLetterWithArgument);
           ++options.errors;
         }
         return;

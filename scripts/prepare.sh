@@ -2,14 +2,15 @@
 # Sourced by ./run and ./test with `top` set to the project's folder: installs what is missing and builds build/release.
 # Quiet when everything is there; a step that fails shows what it printed and ends the script.
 
-packages_for_commands='g++:g++ cmake:cmake ninja:ninja-build perl:perl'
-packages_for_libraries='libgdbm-dev libgdbm-compat-dev libgettextpo-dev libcli11-dev libcsv-dev libhpdf-dev nlohmann-json3-dev libgtest-dev libvterm-dev libbenchmark-dev'
+packages_for_commands='g++:g++ cmake:cmake ninja:ninja-build'
+# perl is looked for as a package: perl-base, which every system has, brings the command without its modules.
+other_packages='perl libgdbm-dev libgdbm-compat-dev libgettextpo-dev libcli11-dev libcsv-dev libhpdf-dev nlohmann-json3-dev libgtest-dev libvterm-dev libbenchmark-dev'
 
 missing_packages() {
   for pair in $packages_for_commands; do
     command -v "${pair%%:*}" >/dev/null 2>&1 || echo "${pair#*:}"
   done
-  for package in $packages_for_libraries; do
+  for package in $other_packages; do
     [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || echo "$package"
   done
 }

@@ -41,6 +41,22 @@ bool leaves_as_it_is(const Conversion& conversion, const std::string& text) {
   return conversion.convert(text, converted) == std::string::npos && converted == text;
 }
 
+std::string as_utf8(char32_t character) {
+  constexpr unsigned kPayload = 6;
+  constexpr char32_t kMask = 0x3F;
+  constexpr char32_t kFollower = 0x80;
+  std::string bytes;
+  if (character < 0x80) return {static_cast<char>(character)};
+  if (character < 0x800) {
+    bytes += static_cast<char>(0xC0U | character >> kPayload);
+  } else {
+    bytes += static_cast<char>(0xE0U | character >> 2 * kPayload);
+    bytes += static_cast<char>(kFollower | (character >> kPayload & kMask));
+  }
+  bytes += static_cast<char>(kFollower | (character & kMask));
+  return bytes;
+}
+
 // Whether a byte of a UTF-8 text is one of a character's bytes after the first.
 bool is_inside_character(std::string_view text, std::size_t position) {
   constexpr unsigned kTopBits = 0xC0;
@@ -94,12 +110,29 @@ std::size_t Conversion::convert(std::string_view text, std::string& output) cons
   }
 }
 
+bool hides_ascii(std::string_view converter_name, const Conversion& from_utf8) {
+  // The usual ones, to spare them 65,000 conversions.
+  for (const std::string_view innocent : {"UTF-8", "utf-8", "utf8", "ASCII", "ISO-8859-1"})
+    if (converter_name == innocent) return false;
+  // No code set has such characters only beyond the first 65,536. In one that puts accents behind
+  // their letters (1258) the letter comes first, and is the letter.
+  constexpr char32_t kFirst = 0x80;
+  constexpr char32_t kLast = 0xFFFF;
+  std::string bytes;
+  for (char32_t character = kFirst; character <= kLast; ++character) {
+    if (from_utf8.convert(as_utf8(character), bytes) != std::string::npos) continue;
+    const auto is_low = [](char byte) { return static_cast<unsigned char>(byte) <= kLastAscii; };
+    if (bytes.size() > 1 && std::any_of(bytes.begin() + 1, bytes.end(), is_low)) return true;
+  }
+  return false;
+}
+
 bool CodeSet::open(const std::string& name, std::string& reason) {
   name_ = name;
-  const std::string converter = converter_name(name);
+  converter_ = converter_name(name);
   // The converter's own suffixes would let it replace characters.
-  const bool plain = converter.find('/') == std::string::npos && !converter.empty();
-  if (!plain || !to_bytes_.open(converter, "UTF-8") || !to_text_.open("UTF-8", converter)) {
+  const bool plain = converter_.find('/') == std::string::npos && !converter_.empty();
+  if (!plain || !to_bytes_.open(converter_, "UTF-8") || !to_text_.open("UTF-8", converter_)) {
     reason = "marigold: the code set \"" + name + "\" is not known";
     return false;
   }
@@ -111,6 +144,16 @@ bool CodeSet::open(const std::string& name, std::string& reason) {
     return false;
   }
   return true;
+}
+
+bool CodeSet::open_for_texts(const std::string& name, std::string& reason) {
+  if (!open(name, reason)) return false;
+  if (!hides_ascii(converter_, to_bytes_)) return true;
+  reason =
+      "marigold: the code set \"" + name +
+      "\" cannot be used for texts: bytes inside its characters are those of ASCII characters, "
+      "% and \\ among them, and programs would take them for directives and escapes";
+  return false;
 }
 
 std::size_t CodeSet::to_bytes(std::string_view text, std::string& bytes) const {
@@ -140,15 +183,8 @@ std::size_t character_length(std::string_view text, std::size_t position) {
 std::string latin1_as_utf8(std::string_view bytes) {
   std::string text;
   text.reserve(bytes.size());
-  for (const char byte : bytes) {
-    const auto code = static_cast<unsigned char>(byte);
-    if (code < 0x80) {
-      text += byte;
-    } else {
-      text += static_cast<char>(0xC0U | code >> 6U);
-      text += static_cast<char>(0x80U | (code & 0x3FU));
-    }
-  }
+  for (const char byte : bytes)
+    text += as_utf8(static_cast<unsigned char>(byte));
   return text;
 }
 

@@ -29,6 +29,10 @@ class Conversion {
   std::unique_ptr<void, Closer> converter_;
 };
 
+// Whether some character takes several bytes of which one after the first is below 128 and so looks
+// like an ASCII character. `from_utf8` converts to the code set, which has this name there.
+bool hides_ascii(std::string_view converter_name, const Conversion& from_utf8);
+
 // The code set of a text database. Every ASCII character stands for itself in it: ids, directives
 // and escapes are read byte by byte.
 class CodeSet {
@@ -36,6 +40,10 @@ class CodeSet {
   // "8859" is ISO 8859-1, "8859-15" ISO 8859-15; a bare number is the code page of that number. On
   // failure the reason holds a message.
   bool open(const std::string& name, std::string& reason);
+
+  // The same, and refuses code sets that hide ASCII: programs would take the "%" or the backslash
+  // in the middle of a character for the beginning of a directive or an escape.
+  bool open_for_texts(const std::string& name, std::string& reason);
 
   // Both as Conversion::convert; the output leads back to exactly the input.
   std::size_t to_bytes(std::string_view text, std::string& bytes) const;
@@ -48,6 +56,7 @@ class CodeSet {
 
  private:
   std::string name_;
+  std::string converter_;
   Conversion to_bytes_;
   Conversion to_text_;
 };

@@ -13,27 +13,26 @@
 #include "tools/lists_options.h"
 #include "tools/report.h"
 #include "tools/texts_options.h"
+#include "tools/usage_error.h"
 
 namespace {
-
-std::string usage_error(const CLI::App*, const CLI::Error& error) {
-  return std::string("marigold: ") + error.what() + "\nRun with --help for the usage.\n";
-}
 
 int run(int argc, char** argv) {
   int status = marigold::kExitClean;
   CLI::App tool("Author's and operator's tool of the Marigold runtime", "marigold");
   tool.set_version_flag("--version", "marigold " MARIGOLD_VERSION);
-  tool.failure_message(usage_error);
   tool.require_subcommand(1);
   marigold::texts_register(tool, status);
   marigold::data_register(tool, status);
   marigold::lists_register(tool, status);
   try {
     tool.parse(argc, argv);
-  } catch (const CLI::ParseError& outcome) {  // asking for help is one, too
-    const bool asked = tool.exit(outcome) == 0;
-    status = asked && std::cout.flush().good() ? marigold::kExitClean : marigold::kExitUnusable;
+  } catch (const CLI::Success& asked) {  // for help or the version
+    tool.exit(asked);
+    status = std::cout.flush().good() ? marigold::kExitClean : marigold::kExitUnusable;
+  } catch (const CLI::ParseError& error) {
+    status = marigold::report_unusable(
+        {marigold::usage_error(tool, error), "Run with --help for the usage."});
   }
   return status;
 }

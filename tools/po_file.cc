@@ -2,21 +2,34 @@
 
 #include <gettext-po.h>
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <optional>
 #include <type_traits>
 
 #include "runtime/platform/file.h"
-#include "tools/code_set.h"
+#include "runtime/platform/scratch_file.h"
+#include "tools/new_files.h"
+#include "tools/po_charset.h"
 
 namespace marigold {
 namespace {
+
+// Of every file that is written here.
+constexpr const char* kHeader =
+    "msgid \"\"\n"
+    "msgstr \"\"\n"
+    "\"MIME-Version: 1.0\\n\"\n"
+    "\"Content-Type: text/plain; charset=UTF-8\\n\"\n"
+    "\"Content-Transfer-Encoding: 8bit\\n\"\n";
+
+constexpr std::string_view kMeantEmpty = "empty";
+constexpr std::string_view kMeantSame = "same";
 
 // What the library's handlers, which are plain functions, write to. Set during one call of it.
 struct Reading {
@@ -106,39 +119,64 @@ bool has_zero_byte(std::string_view line) {
   return false;
 }
 
-// What the library would pass over in silence: it ends texts at their first zero byte.
-bool look_at_bytes(const std::string& path, Problems& problems) {
-  std::ifstream input(path, std::ios::binary);
-  std::string line;
-  for (int number = 1; std::getline(input, line); ++number) {
-    if (number == 1 && line.starts_with("\xEF\xBB\xBF"))
-      problems.push_back(at_line(path, number) + "begins with a byte order mark");
-    if (has_zero_byte(line)) problems.push_back(at_line(path, number) + "zero byte in a text");
+// What the library would pass over in silence: it ends texts at their first zero byte, and takes a
+// file whose lines end with carriage returns alone for one line, a comment.
+bool look_at_bytes(const std::string& path, std::string_view bytes, Problems& problems) {
+  for (int number = 1; !bytes.empty(); ++number) {
+    std::string_view line = bytes.substr(0, bytes.find('\n'));
+    bytes.remove_prefix(std::min(line.size() + 1, bytes.size()));
+    while (line.ends_with('\r'))
+      line.remove_suffix(1);
+    const auto complain = [&](const char* what) {
+      problems.push_back(at_line(path, number) + what);
+    };
+    if (number == 1 && line.starts_with("\xEF\xBB\xBF")) complain("begins with a byte order mark");
+    if (has_zero_byte(line)) complain("zero byte in a text");
+    if (line.find('\r') != std::string_view::npos)
+      complain("a carriage return inside a line; lines end with a line feed");
   }
-  if (input.bad()) problems.push_back(path + ": cannot be read");
   return problems.empty();
 }
 
-bool comments_say_empty(po_message_t message) {
-  // Authors write "#. empty" in the template, from where it goes into every translation; a
-  // translator writes "# empty".
+// Authors write "#. empty" in the template, from where it goes into every translation; a translator
+// writes "# empty".
+std::string all_comments(po_message_t message) {
+  std::string lines;
   for (const char* comments :
-       {po_message_extracted_comments(message), po_message_comments(message)}) {
-    std::string_view left = comments;
-    while (!left.empty()) {
-      std::string_view line = left.substr(0, left.find('\n'));
-      left.remove_prefix(std::min(line.size() + 1, left.size()));
-      line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
-      if (line == "empty") return true;
-    }
+       {po_message_comments(message), po_message_extracted_comments(message)})
+    lines += comments;
+  return lines;
+}
+
+std::vector<std::string> split_comments(std::string_view comments) {
+  std::vector<std::string> lines;
+  while (!comments.empty()) {
+    std::string_view line = comments.substr(0, comments.find('\n'));
+    comments.remove_prefix(std::min(line.size() + 1, comments.size()));
+    // Editors leave blanks at the ends of lines, and files of other systems a carriage return.
+    constexpr std::string_view kBlanks = " \t\r";
+    line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
+    lines.emplace_back(line.substr(0, line.find_last_not_of(kBlanks) + 1));
   }
-  return false;
+  return lines;
+}
+
+std::string describe_wrong_character(const PoCharset& charset) {
+  return "a character is not " + charset.name() + ", the charset of the file";
+}
+
+std::string header_field(const char* header, const char* name) {
+  const std::unique_ptr<char, decltype(&std::free)> field(po_header_field(header, name),
+                                                          &std::free);
+  return field == nullptr ? "" : field.get();
 }
 
 // Turns the library's messages into entries, each converted to UTF-8.
 class Collector {
  public:
-  Collector(PoFile& file, Problems& problems) : file_(file), problems_(problems) {}
+  // The charset by which the file was made readable; it has no name when there was no need to.
+  Collector(const PoCharset& escaped, PoFile& file, Problems& problems)
+      : escaped_(escaped), file_(file), problems_(problems) {}
 
   void collect(po_file_t source) {
     const char* header = po_file_domain_header(source, nullptr);
@@ -149,18 +187,26 @@ class Collector {
 
  private:
   void open_charset(const char* header) {
-    const std::unique_ptr<char, decltype(&std::free)> type(po_header_field(header, "Content-Type"),
-                                                           &std::free);
+    file_.language = header_field(header, "Language");
     constexpr std::string_view kLabel = "charset=";
-    const std::string_view field = type == nullptr ? "" : type.get();
+    const std::string field = header_field(header, "Content-Type");
     const std::size_t label = field.find(kLabel);
-    if (label != std::string_view::npos) {
-      charset_ = field.substr(label + kLabel.size());
-      charset_.resize(std::min(charset_.find_first_of(" \t;"), charset_.size()));
+    std::string name;
+    if (label != std::string::npos) {
+      name = field.substr(label + kLabel.size());
+      name.resize(std::min(name.find_first_of(" \t\r\n;"), name.size()));
     }
-    const bool placeholder = charset_ == "CHARSET";  // of a template that nobody has filled in
-    if (placeholder || charset_.empty()) charset_ = "ASCII";
-    known_ = charset_.find('/') == std::string::npos && to_utf8_.open("UTF-8", charset_);
+    const bool placeholder = name == "CHARSET";  // of a template that nobody has filled in
+    known_ = charset_.open(placeholder || name.empty() ? "ASCII" : name);
+  }
+
+  // Why the header's charset will not do, or null.
+  [[nodiscard]] std::string reason_to_refuse_charset() const {
+    const std::string charset = "the charset \"" + charset_.name() + "\" ";
+    if (!known_) return charset + "is not known";
+    // Nothing but a header that is spread over strings hides it from the first look.
+    const bool unexpected = charset_.hides_ascii() && charset_.name() != escaped_.name();
+    return unexpected ? charset + "does not stand on one line with its label" : "";
   }
 
   void collect_domain(po_file_t source, const char* domain) {
@@ -171,18 +217,31 @@ class Collector {
       const bool header = *po_message_msgid(message) == '\0';
       PoEntry entry;
       entry.fuzzy = po_message_is_fuzzy(message) != 0;
-      entry.meant_empty = comments_say_empty(message);
+      const std::string comments = all_comments(message);
       const std::string id = po_message_msgid(message);
       const std::string text = po_message_msgstr(message);
       entry.line = spoil_for_line(message);
       if (refused != nullptr) {
         complain(entry, refused);
       } else if (header) {
-        if (!known_) complain(entry, "the charset \"" + charset_ + "\" is not known");
+        if (const std::string why = reason_to_refuse_charset(); !why.empty()) complain(entry, why);
       } else if (known_ && convert(entry, id, entry.id) && convert(entry, text, entry.text)) {
+        take_comments(entry, comments);
         file_.entries.push_back(std::move(entry));
       }
     }
+  }
+
+  void take_comments(PoEntry& entry, const std::string& bytes) {
+    std::string comments;
+    // Up to the first character that is none of the charset: comments are not worth a refusal.
+    charset_.to_utf8(bytes, comments);
+    entry.comments = split_comments(comments);
+    const auto say = [&entry](std::string_view word) {
+      return std::ranges::find(entry.comments, word) != entry.comments.end();
+    };
+    entry.meant_empty = say(kMeantEmpty);
+    entry.meant_same = say(kMeantSame);
   }
 
   static const char* reason_to_refuse(po_message_t message, std::string_view domain) {
@@ -194,8 +253,8 @@ class Collector {
   }
 
   bool convert(const PoEntry& entry, const std::string& bytes, std::string& text) {
-    if (to_utf8_.convert(bytes, text) == std::string::npos) return true;
-    complain(entry, "a character is not " + charset_ + ", the charset of the file");
+    if (charset_.to_utf8(bytes, text) == std::string::npos) return true;
+    complain(entry, describe_wrong_character(charset_));
     return false;
   }
 
@@ -203,30 +262,62 @@ class Collector {
     problems_.push_back(at_line(file_.path, entry.line) + reason);
   }
 
+  const PoCharset& escaped_;
   PoFile& file_;
   Problems& problems_;
-  std::string charset_;
-  Conversion to_utf8_;
+  PoCharset charset_;
   bool known_ = false;
 };
+
+// Gives the library the file, or where it could not read it a copy that it can.
+LibraryFile read_with_library(const std::string& path, const std::string& bytes, bool is_copy,
+                              Problems& problems) {
+  ScratchFile copy;
+  if (const int error = is_copy ? copy.write(bytes) : 0; error != 0) {
+    problems.push_back(
+        file_error(copy.path().empty() ? "marigold: temporary file" : copy.path(), error));
+    return nullptr;
+  }
+  reading.path = &path;
+  reading.problems = &problems;
+  LibraryFile source(read_or_abandon(is_copy ? copy.path().c_str() : path.c_str()));
+  if (source == nullptr && problems.empty()) problems.push_back(path + ": cannot be read");
+  return source;
+}
+
+void load(const std::string& path, PoFile& file, Problems& problems) {
+  std::string bytes;
+  if (const int error = file_read(path.c_str(), bytes); error != 0) {
+    // Pipes do not count: the file is read twice.
+    problems.push_back(error == EINVAL ? path + ": is no regular file" : file_error(path, error));
+    return;
+  }
+  PoCharset named;
+  PoCharset escaped;
+  const bool escape = named.open(po_charset_named(bytes)) && named.hides_ascii();
+  if (escape) {
+    std::string readable;
+    const std::size_t failed = named.escape(bytes, readable);
+    if (failed != std::string::npos) {
+      problems.push_back(at_line(path, po_line_at(bytes, failed)) +
+                         describe_wrong_character(named));
+      return;
+    }
+    bytes = std::move(readable);
+  }
+  if (!look_at_bytes(path, bytes, problems)) return;
+  const LibraryFile source = read_with_library(path, bytes, escape, problems);
+  if (problems.empty()) Collector(escape ? named : escaped, file, problems).collect(source.get());
+  reading.problems = nullptr;
+  reading.path = nullptr;
+}
 
 }  // namespace
 
 bool po_load(const std::string& path, PoFile& file, Problems& problems) {
   file = PoFile{path, {}};
   Problems found;
-  if (!file_readable(path.c_str())) {
-    // Pipes do not count: the file is read twice.
-    found.push_back(path + ": is not a file that can be read");
-  } else if (look_at_bytes(path, found)) {
-    reading.path = &path;
-    reading.problems = &found;
-    const LibraryFile source(read_or_abandon(path.c_str()));
-    if (source == nullptr && found.empty()) found.push_back(path + ": cannot be read");
-    if (found.empty()) Collector(file, found).collect(source.get());
-    reading.problems = nullptr;
-    reading.path = nullptr;
-  }
+  load(path, file, found);
   problems.insert(problems.end(), found.begin(), found.end());
   return found.empty();
 }
@@ -253,15 +344,25 @@ std::string po_quote(std::string_view text) {
 }
 
 std::string po_format(const std::vector<PoEntry>& entries) {
-  std::string file =
-      "msgid \"\"\n"
-      "msgstr \"\"\n"
-      "\"MIME-Version: 1.0\\n\"\n"
-      "\"Content-Type: text/plain; charset=UTF-8\\n\"\n"
-      "\"Content-Transfer-Encoding: 8bit\\n\"\n";
+  std::string file = kHeader;
   for (const PoEntry& entry : entries) {
     file += entry.text.empty() ? "\n#. empty\n" : "\n";
     file += "msgid " + po_quote(entry.id) + "\nmsgstr " + po_quote(entry.text) + "\n";
+  }
+  return file;
+}
+
+std::string po_template(const std::vector<PoEntry>& entries) {
+  std::string file = kHeader;
+  for (const PoEntry& entry : entries) {
+    file += '\n';
+    for (const std::string& comment : entry.comments) {
+      // Whether a translation may be the same is said for each language.
+      if (comment != kMeantSame)
+        file.append(comment.empty() ? "#." : "#. ").append(comment) += '\n';
+    }
+    if (!entry.text.empty()) file += "#. Text: " + po_quote(entry.text) + "\n";
+    file += "msgid " + po_quote(entry.id) + "\nmsgstr \"\"\n";
   }
   return file;
 }

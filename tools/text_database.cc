@@ -122,7 +122,9 @@ bool text_database_read(const std::string& path, std::vector<TextRecord>& record
   // above.
   const std::string& file = reading.file = path + ".pag";
   errno = 0;
-  const Store store(gdbm_open(file.c_str(), 0, GDBM_READER, 0, end_with_store_fault));
+  // Not mapped: a file that is cut meanwhile is a damaged one and no signal.
+  constexpr int kFlags = GDBM_READER | GDBM_NOMMAP;
+  const Store store(gdbm_open(file.c_str(), 0, kFlags, 0, end_with_store_fault));
   if (store == nullptr) {
     reason = store_error(file, gdbm_errno, errno);
     return false;

@@ -269,6 +269,36 @@ void compare_directives(const PoFile& reference, const PoEntry& wanted, const Po
   }
 }
 
+// Whether a text has words that another language has other ones for: two letters in a row outside
+// directives and escapes. "%5.2f %%" has none.
+bool has_words(std::string_view text) {
+  int letters = 0;
+  while (!text.empty() && letters < 2) {
+    const char character = text.front();
+    const bool letter = (character >= 'a' && character <= 'z') ||
+                        (character >= 'A' && character <= 'Z') || character < '\0';
+    letters = letter ? letters + 1 : 0;
+    std::size_t length = 1;
+    if (character == '%') length = directive_parse(text).length;
+    if (character == '\\') length = escape_parse(text).length;
+    text.remove_prefix(length);
+  }
+  return letters >= 2;
+}
+
+// "de" for "de_AT".
+std::string_view language_of(const PoFile& file) {
+  return std::string_view(file.language).substr(0, file.language.find_first_of("_-.@"));
+}
+
+// msgmerge puts the text of a reference into a translation that lacks it, and calls it translated.
+bool is_copied(const PoFile& reference, const PoEntry& wanted, const PoFile& file,
+               const PoEntry& entry) {
+  const std::string_view language = language_of(file);
+  const bool same_language = !language.empty() && language == language_of(reference);
+  return entry.text == wanted.text && has_words(entry.text) && !entry.meant_same && !same_language;
+}
+
 bool is_system_text(const PoEntry& entry) {
   return entry.id.starts_with(kSystemPrefix);
 }
@@ -308,6 +338,10 @@ void check_translation(const PoFile& reference, const PoFile& file, bool use_fuz
     const PoEntry* entry = found == ids.end() ? nullptr : found->second;
     if (entry == nullptr || !counts(*entry, use_fuzzy)) {
       check_presence(reference, wanted, file, entry, findings);
+    } else if (is_copied(reference, wanted, file, *entry)) {
+      add(findings, "copied", file, *entry,
+          po_quote(entry->id) + " has the text of the reference" +
+              reference_place(reference, wanted) + "; a comment \"# same\" says that it is meant");
     } else if (!is_system_text(wanted)) {
       compare_directives(reference, wanted, file, *entry, findings);
     }

@@ -27,8 +27,8 @@ void check_texts(const PoFile& file, const CodeSet& code_set, bool use_fuzzy, Fi
 // A reference lacks no text: entries without one are findings of their own.
 void check_reference(const PoFile& file, bool use_fuzzy, Findings& findings);
 
-// Rules for a translation: missing and surplus ids, and directives that take their arguments in
-// another way.
+// Rules for a translation: missing and surplus ids, texts that are still those of the reference's
+// language, and directives that take their arguments in another way.
 void check_translation(const PoFile& reference, const PoFile& file, bool use_fuzzy,
                        Findings& findings);
 

@@ -1,7 +1,9 @@
+#include <algorithm>
 #include <filesystem>
 #include <map>
 #include <system_error>
 
+#include "runtime/platform/file.h"
 #include "runtime/platform/stream.h"
 #include "tools/code_set.h"
 #include "tools/po_file.h"
@@ -95,12 +97,27 @@ bool names_a_database(const std::string& path) {
          !std::filesystem::is_directory(path, unknown);
 }
 
+bool has_text(const std::vector<TextRecord>& records) {
+  const auto is_text = [](const TextRecord& record) {
+    return record.value.size() > 1;  // more than its zero byte
+  };
+  return std::ranges::any_of(records, is_text);
+}
+
+// Whether texts would be lost: those of a database that is there, and also one that cannot be read.
+bool database_has_text(const std::string& path) {
+  std::vector<TextRecord> records;
+  std::string reason;
+  return file_exists((path + ".pag").c_str()) &&
+         (!text_database_read(path, records, reason) || has_text(records));
+}
+
 }  // namespace
 
 int texts_build(const TextsBuild& options) {
   CodeSet code_set;
   std::string reason;
-  if (!code_set.open(options.code_set, reason)) return report_unusable({reason});
+  if (!code_set.open_for_texts(options.code_set, reason)) return report_unusable({reason});
   Collection collection;
   TextCollector collector(code_set, options.use_fuzzy, collection);
   for (const std::string& input : options.inputs) {
@@ -115,6 +132,10 @@ int texts_build(const TextsBuild& options) {
     return report_unusable({options.output + ": is a directory; name the database in it, textdb"});
   }
   const std::vector<TextRecord> records = make_records(collection.texts);
+  if (!has_text(records) && !options.force && database_has_text(path)) {
+    return report_unusable({path + ": is not replaced: the PO files have no text for it" +
+                            " (with --force it becomes an empty database)"});
+  }
   if (!text_database_write(path, records, reason)) return report_unusable({reason});
   if (options.verbose || stream_is_terminal(Stream::kError))
     report(path + ": " + counted(records.size(), "text"));

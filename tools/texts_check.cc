@@ -6,6 +6,7 @@
 #include "tools/po_file.h"
 #include "tools/text_rules.h"
 #include "tools/texts_commands.h"
+#include "tools/visible_output.h"
 
 namespace marigold {
 namespace {
@@ -50,7 +51,7 @@ Findings find_all(const PoFile& reference, const std::vector<PoFile>& others,
 int texts_check(const TextsCheck& options) {
   CodeSet code_set;
   std::string reason;
-  if (!code_set.open(options.code_set, reason)) return report_unusable({reason});
+  if (!code_set.open_for_texts(options.code_set, reason)) return report_unusable({reason});
   Problems problems;
   PoFile reference;
   po_load(options.reference, reference, problems);
@@ -62,7 +63,7 @@ int texts_check(const TextsCheck& options) {
   std::string output;
   for (const Finding& finding : findings)
     output += options.json ? as_json(finding) : as_line(finding);
-  const int status = write_output(output, findings.empty() ? kExitClean : kExitFindings);
+  const int status = write_visible_output(output, findings.empty() ? kExitClean : kExitFindings);
   if (!findings.empty() || options.verbose || stream_is_terminal(Stream::kError))
     report("marigold: " + counted(findings.size(), "finding"));
   return status;

@@ -13,6 +13,7 @@ struct TextsBuild {
   std::string output;  // DIR/textdb
   std::string code_set;
   bool use_fuzzy = false;
+  bool force = false;  // also when no text is left of a database that has some
   bool verbose = false;
 };
 int texts_build(const TextsBuild& options);
@@ -33,5 +34,12 @@ struct TextsCheck {
   bool verbose = false;
 };
 int texts_check(const TextsCheck& options);
+
+struct TextsTemplate {
+  std::string reference;  // empty: no texts of a program
+  std::string output;     // empty: standard output
+  bool system = false;    // the texts of the runtime's catalogue as well
+};
+int texts_template(const TextsTemplate& options);
 
 }  // namespace marigold

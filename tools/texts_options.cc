@@ -41,6 +41,8 @@ void register_build(CLI::App& texts, int& status) {
       ->type_name("DIR/textdb");
   add_code_set(*command, options->code_set);
   add_use_fuzzy(*command, options->use_fuzzy);
+  command->add_flag("--force", options->force,
+                    "Replace a database that has texts by one that has none");
   command->add_flag("-v,--verbose", options->verbose, "Say how many texts the database has");
   command->footer(
       "Example:\n"
@@ -65,6 +67,27 @@ void register_dump(CLI::App& texts, int& status) {
   command->callback([options, &status] {
     complete_code_set(options->code_set);
     status = texts_dump(*options);
+  });
+}
+
+void register_template(CLI::App& texts, int& status) {
+  CLI::App* command =
+      texts.add_subcommand("template", "Write a PO template for translations of a reference");
+  const auto options = std::make_shared<TextsTemplate>();
+  CLI::Option* reference = command->add_option("REFERENCE.po", options->reference,
+                                               "The texts to be translated; they become comments");
+  reference->type_name("");
+  command->add_option("-o,--output", options->output, "Write to this file, not standard output")
+      ->type_name("FILE.pot");
+  CLI::Option* system = command->add_flag("--system", options->system,
+                                          "The texts of the runtime itself as well, or alone");
+  command->footer(
+      "Example:\n"
+      "  marigold texts template english.po -o texts.pot\n"
+      "  msgmerge --update german.po texts.pot\n");
+  command->callback([options, reference, system, &status] {
+    if (reference->count() + system->count() == 0) throw CLI::RequiredError("REFERENCE.po");
+    status = texts_template(*options);
   });
 }
 
@@ -94,11 +117,12 @@ void register_check(CLI::App& texts, int& status) {
 }  // namespace
 
 void texts_register(CLI::App& tool, int& status) {
-  CLI::App* texts = tool.add_subcommand("texts", "Text databases: build, dump, check");
+  CLI::App* texts = tool.add_subcommand("texts", "Text databases: build, dump, check, template");
   texts->require_subcommand(1);
   register_build(*texts, status);
   register_dump(*texts, status);
   register_check(*texts, status);
+  register_template(*texts, status);
 }
 
 }  // namespace marigold

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "runtime/core/settings.h"
+#include "runtime/core/terminal_text.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/file.h"
 #include "runtime/texte/language.h"
@@ -170,7 +171,8 @@ void load_side(const Side& side) {
       (is_set && find_file(language, path)) || find_file(settings().language_identifier, path);
   if (!found) {
     std::fprintf(stderr, "Unable to locate %s mapping file '%s' for language '%s'\n",
-                 side.direction, kFileName, settings().language_identifier.c_str());
+                 side.direction, kFileName,
+                 error_text(settings().language_identifier.view(), LineEnds::kShown).c_str());
     std::fflush(stderr);
   } else if (is_set) {
     char_table_load(side.table, path.c_str());

@@ -24,18 +24,20 @@ constexpr std::int64_t kCompanionSize = 16;
 bool companion_is_good(const std::string& path) {
   const std::int64_t size = file_size(path.c_str());
   if (size == kCompanionSize) return true;
-  errno = size < 0 ? ENOENT : EINVAL;
+  std::string bytes;
+  const int error = size < 0 ? file_read(path.c_str(), bytes) : EINVAL;
+  errno = error == 0 ? EINVAL : error;  // 0: it has just been changed
   return false;
 }
 
-[[noreturn]] void end_with_store_fault(DBM* store) {
-  std::fprintf(stderr, "gdbm fatal: %s.\n", gdbm_strerror(dbm_error(store)));
+[[noreturn]] void end_with_store_fault(gdbm_error reason) {
+  std::fprintf(stderr, "gdbm fatal: %s.\n", gdbm_strerror(reason));
   std::exit(-1);
 }
 
 }  // namespace
 
-bool TextStore::open(const std::string& path) {
+bool TextStore::open_mapped(const std::string& path) {
   if (!companion_is_good(path + ".dir")) return false;
   std::string changeable = path;  // the store's interface dates from before const
   errno = 0;
@@ -44,16 +46,47 @@ bool TextStore::open(const std::string& path) {
   return store_ != nullptr;
 }
 
+bool TextStore::open(const std::string& path) {
+  if (!open_mapped(path)) return false;
+  // Opening has not touched a mapped page yet.
+  if (!stop_mapping()) guard_ = std::make_unique<MappingGuard>(gdbm_fdesc(store_->file));
+  return true;
+}
+
+bool TextStore::open_for_many(const std::string& path) {
+  if (!open_mapped(path)) return false;
+  guard_ = std::make_unique<MappingGuard>(gdbm_fdesc(store_->file));
+  return true;
+}
+
+bool TextStore::stop_mapping() {
+  int mapped = 0;
+  return gdbm_setopt(store_->file, GDBM_SETMMAP, &mapped, sizeof mapped) == 0;
+}
+
+void TextStore::end_if_cut() {
+  if (guard_ != nullptr && guard_->file_is_shorter()) end_with_store_fault(GDBM_FILE_EOF);
+}
+
+void TextStore::read_by_calls() {
+  end_if_cut();
+  if (guard_ != nullptr && stop_mapping()) guard_.reset();
+}
+
 void TextStore::close() {
+  end_if_cut();
   store_.reset();
+  guard_.reset();
 }
 
 const char* TextStore::fetch(const char* id) {
   const std::size_t key_length = std::strlen(id) + 1;
   const datum value =
       dbm_fetch(store_.get(), datum{const_cast<char*>(id), static_cast<int>(key_length)});
+  if (guard_ != nullptr && MappingGuard::was_hit()) end_with_store_fault(GDBM_FILE_EOF);
   if (value.dptr == nullptr) {
-    if (dbm_error(store_.get()) != 0) end_with_store_fault(store_.get());
+    const auto error = static_cast<gdbm_error>(dbm_error(store_.get()));
+    if (error != GDBM_NO_ERROR) end_with_store_fault(error);
     return nullptr;
   }
   const auto size = static_cast<std::size_t>(value.dsize);

@@ -90,6 +90,25 @@ TEST_F(ScrivelTest, AFatalErrorIsReportedAndAborts) {
   expect({{"KEY", "", report, 134}});
 }
 
+// A text may hold escape sequences for the terminal on purpose; a message may not.
+TEST_F(ScrivelTest, ControlCharactersOfMessagesAreVisibleOnATerminal) {
+  write_textdb(kTexts, {{"A+", "a\x1B[7m\n%\x07"}});
+  const std::string messages =
+      "key: A+ format: a\x1B[7m\n%\x07\n%\x07: invalid directive\nmissing argument\n"
+      "key: A+1 format: A+1\nformat fehlt: A+1\n";
+  expect({{"-v A+", "a\x1B[7m\n\n", messages}});
+  setenv("LC_ALL", "C.UTF-8", 1);
+  const auto on_terminal = [](const std::string& words) {
+    return run_shell("script -qec './scrivel " + words + "' /dev/null </dev/null | tr -d '\\r'")
+        .out;
+  };
+  EXPECT_EQ(on_terminal("-vn A+ >/dev/null"),
+            "key: A+ format: a\\x1B[7m\\x0A%\\x07\n%\\x07: invalid directive\nmissing argument\n"
+            "key: A+1 format: A+1\nformat fehlt: A+1\n");
+  EXPECT_EQ(on_terminal("-n A+ 2>/dev/null"), "a\x1B[7m\n");
+  EXPECT_TRUE(on_terminal("-\x9B").starts_with("./scrivel: unknown option, -\\x9B\n"));
+}
+
 TEST_F(ScrivelTest, LostOutputIsNeverSilent) {
   write_textdb(kTexts, {{"GREET", "Hello %s"}, {"A+", "0"}, {"STOP", "now\\c"}});
   const std::string lost = "./scrivel: standard output: ";

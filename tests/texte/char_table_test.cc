@@ -112,4 +112,37 @@ TEST_F(CharTableTest, TablesAreLoadedWhereTheyAreAskedFor) {
   }
 }
 
+// Of examples/char_tables: no sample begins with a warning, and either table serves both ways.
+TEST_F(CharTableTest, TheSampleLanguagesHaveTables) {
+  std::filesystem::current_path(EXAMPLES);
+  for (const char* language : {"english_us.8859", "german_at.utf8", "german_de.8859", "french"}) {
+    setenv("LANGUAGE_IDENTIFIER", language, 1);
+    settings_read();
+    EXPECT_EQ(load(), "") << language;
+  }
+  const auto ask_for = [](const char* language) {
+    setenv("INPUT_MAPPING", language, 1);
+    setenv("OUTPUT_MAPPING", language, 1);
+    EXPECT_EQ(load(), "");
+  };
+  ask_for("german_at.8859");
+  const std::string bytes = "\a~\x80\x82\x98\x84\x99\xE1\x92\x91\xA5\x9B\xAB\xFF\xFA";
+  const std::string characters = "\a~\xC7\xE9\xFF\xE4\xD6\xDF\xC6\xE6\xD1\xA2\xBD\xA0\xB7";
+  for (std::size_t index = 0; index < bytes.size(); ++index) {
+    EXPECT_EQ(input(bytes[index]), characters.at(index)) << index;
+    EXPECT_EQ(output(characters[index]), bytes[index]) << index;
+  }
+  EXPECT_EQ(output('\xC0'), 'A');  // not in the code page
+  EXPECT_EQ(input('A'), 'A');
+  ask_for("latin1");
+  const std::string controls = "\a\t\n\f\r";
+  for (int code = 0; code < 256; ++code) {
+    const char byte = static_cast<char>(code);
+    const bool known =
+        (code >= ' ' && code <= '~') || code >= 0xA0 || controls.find(byte) < controls.size();
+    EXPECT_EQ(input(byte), known ? byte : 0) << code;
+    EXPECT_EQ(output(byte), known ? byte : 0) << code;
+  }
+}
+
 }  // namespace marigold::test

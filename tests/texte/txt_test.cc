@@ -1,5 +1,11 @@
 #include "runtime/texte/txt.h"
 
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+
 #include "runtime/core/settings.h"
 #include "runtime/texte/textdb.h"
 #include "tests/support/support.h"
@@ -71,11 +77,74 @@ TEST_F(TxtTest, WhatCannotBeOpenedIsReportedWithItsPath) {
   run_shell("ln textdb.pag textdb.dir");                // as old installations have it
   EXPECT_EQ(errors_of(open_fails), "./textdb: Invalid argument\n");
   EXPECT_EQ(run_shell("cmp textdb.pag textdb.dir").status, 0);
+  const std::pair<const char*, const char*> companions[] = {
+      {"ln -s textdb.dir textdb.dir", "Too many levels of symbolic links"},
+      {"mkdir textdb.dir", "Is a directory"},
+      {"mkfifo textdb.dir", "Invalid argument"}};
+  for (const auto& [made, reason] : companions) {
+    run_shell("rm -rf textdb.dir; " + std::string(made));
+    EXPECT_EQ(errors_of(open_fails), "./textdb: " + std::string(reason) + "\n");
+  }
   search("some/where.pag");  // an element without "%N" is a path by itself
   EXPECT_STREQ(txt_fetch(open(), "A"), "a");
   write_file("x", "");
   search("x");  // too short to have an extension
   EXPECT_TRUE(errors_of(open_fails).starts_with("No such file"));
+}
+
+// What becomes of a process of its own: the exit status, or 128 and the number of a signal.
+template <typename Call>
+int status_of(Call call) {
+  const pid_t child = fork();
+  if (child == 0) {
+    if (std::freopen("/dev/null", "w", stderr) == nullptr) _exit(1);
+    call();
+    _exit(0);
+  }
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// A copy that goes wrong, an installation script that writes with cat: while the database is open
+// its file loses its end, or gets other bytes from some place on.
+TEST_F(TxtTest, AStoreThatIsCutOrWrittenWhileItIsOpenIsNoMoreThanDamaged) {
+  Records records;
+  for (int i = 0; i < 300; ++i)
+    records.emplace_back("SYSDEF." + std::to_string(i), std::string(100, 'x'));
+  write_textdb("textdb", records);
+  const std::string whole = read_file("textdb.pag");
+  const auto all_are_right = [&records] {
+    bool right = true;
+    for (const auto& [id, text] : records) {
+      SystemText found;
+      txt_sysdef_text(found, id.c_str() + std::strlen("SYSDEF."), "missing");
+      right = right && found.view() == text;
+    }
+    return right;
+  };
+  int faults = 0;
+  for (const bool shared : {false, true}) {  // who shares a database may keep it open
+    for (const char filler : {'\0', '\x01', '\xFF'}) {
+      for (std::size_t length = 0; length <= whole.size(); length += 2011) {
+        write_file("textdb.pag", whole);
+        const int status = status_of([&] {
+          txt_open_sysdef("SYSDEF");
+          if (shared) open();
+          const bool cut = filler == '\0';
+          const std::size_t rest = cut ? 0 : whole.size() - length;
+          write_file("textdb.pag", whole.substr(0, length) + std::string(rest, filler));
+          const bool right = all_are_right();
+          txt_close_sysdef();  // the last moment to find out
+          if (cut && !right) _exit(1);
+        });
+        EXPECT_TRUE(status == 0 || status == 255)
+            << shared << int{filler} << ' ' << length << ' ' << status;
+        faults += status == 255 ? 1 : 0;
+      }
+    }
+  }
+  EXPECT_GT(faults, 0);
 }
 
 // Of textdb.h: what the command does not show.

@@ -38,6 +38,10 @@ TEST_F(PoFileTest, FilesThatCannotBeTextsAreRefusedAtTheirLine) {
       {entry_a("\"a\\000b\""), zero}, {entry_a("\"\\\\\\0\""), zero}, {entry_a("\"\\400\""), zero},
       {entry_a("\"\\x123456789abcdef12300\""), zero}, {entry_a({"\"a\0b\"", 5}), zero},
       {"\xEF\xBB\xBF" + a, "1: begins with a byte order mark"},
+      {"# all of it a comment\r" + a, "1: a carriage return inside a line; lines end with a line feed"},
+      {with_charset("BIG5", entry_a("\"\xA5\x5C\xFF\"")), "4: a character is not BIG5, the charset of the file"},
+      {with_charset("BIG5", entry_a("\"\\377\"")), "4: a character is not BIG5, the charset of the file"},
+      {with_charset("BI\"\n\"G5", ""), "2: the charset \"BIG5\" does not stand on one line with its label"},
   };
   // clang-format on
   for (const auto& [content, first_problem] : rows) {
@@ -62,7 +66,7 @@ msgstr "f %d"
 #. empty
 msgid "E1"
 msgstr ""
-#  empty
+#  empty 	
 msgid "E2"
 msgstr ""
 #. not empty
@@ -79,6 +83,41 @@ msgstr ""
     read += entry.has_text() ? "\n" : "(none)\n";
   }
   EXPECT_EQ(read, "GREET:5: Grüß Gott\\n\1A\nF:10: f %d (fuzzy)\nE1:14: \nE2:17: \nU:20: (none)\n");
+}
+
+// As editors of other systems write them.
+TEST_F(PoFileTest, LinesMayEndWithCarriageReturns) {
+  std::string lines = with_charset(
+      "UTF-8", "#. empty\nmsgid \"E\"\nmsgstr \"\"\n#, fuzzy\n" + entry_a("\"a\"\n\"b\""));
+  for (std::size_t end = lines.find('\n'); end != std::string::npos;
+       end = lines.find('\n', end + 2))
+    lines.insert(end, 1, '\r');
+  write_file("in.po", lines);
+  EXPECT_TRUE(po_load("in.po", file, problems)) << problems.at(0);
+  ASSERT_EQ(file.entries.size(), 2U);
+  EXPECT_TRUE(file.entries[0].meant_empty);
+  EXPECT_TRUE(file.entries[1].fuzzy);
+  EXPECT_EQ(file.entries[1].text, "ab");
+}
+
+// Characters whose second byte is a backslash, a quote or a letter that makes an escape with it.
+TEST_F(PoFileTest, OldMultiByteCharsetsAreRead) {
+  const std::tuple<const char*, const char*, const char*> rows[] = {
+      {"BIG5", "\xA5\x5Cn\xB3\x5C\\t\\\\x", "功n許\t\\x"},
+      {"BIG5", "\\245\\134 \xA5\x5C", "功 功"},
+      {"CP932", "\x95\x5C\x8E\xA6\\n%s", "表示\n%s"},
+      {"SHIFT_JIS", "\x95\x5C\x30\\\\t\\\"", "表0\\t\""},
+      {"ISO-2022-JP", "\x1B$B!\"!\\\x1B(B\\\\t", "、＋\\t"},
+      {"GB18030", "\x81\x30\x8A\x31\x90\x5C", "ä怽"},
+      {"EUC-JP", "\xC9\xBD", "表"},
+  };
+  for (const auto& [charset, bytes, text] : rows) {
+    write_file("in.po",
+               with_charset(charset, entry_a(std::string("\"").append(bytes).append("\""))));
+    problems.clear();
+    EXPECT_TRUE(po_load("in.po", file, problems)) << charset << problems.at(0);
+    EXPECT_EQ(file.entries.empty() ? "none" : file.entries[0].text, text) << charset;
+  }
 }
 
 }  // namespace marigold::test

@@ -139,4 +139,30 @@ TEST(TextRulesTest, MissingAndSurplusTexts) {
             "de.po:1: \"SYSDEF.systxt_ok\" is missing (en.po:1)\n");
 }
 
+// msgmerge takes the text of a reference for a translation of its new ids.
+TEST(TextRulesTest, TextsOfTheReferenceAreNoTranslations) {
+  const auto finding = [](const std::string& text, const PoEntry& translation,
+                          const std::string& language = "de_AT") {
+    PoFile reference = file_of("en.po", {{"A", text}});
+    PoFile file = file_of("de.po", {translation});
+    reference.language = "en";
+    file.language = language;
+    Findings findings;
+    check_translation(reference, file, false, findings);
+    return lines_of(findings);
+  };
+  const std::string copied =
+      "de.po:1: \"A\" has the text of the reference (en.po:1); a comment \"# same\" says that it is "
+      "meant\n";
+  for (const std::string text : {"Only %d free", "OK", "%s\\tÄ\\n"}) {
+    EXPECT_EQ(finding(text, {"A", text}), copied) << text;
+    EXPECT_EQ(finding(text, {"A", text}, ""), copied) << text;
+    EXPECT_EQ(finding(text, {"A", text, 0, false, false, true}), "") << text;  // marked as meant
+    EXPECT_EQ(finding(text, {"A", text}, "en_GB"), "") << text;
+    EXPECT_EQ(finding(text, {"A", text + "."}), "") << text;
+  }
+  for (const std::string text : {"%s: %5.2f %%", "\\x41b \\n", "%d x %d", "%*d%b"})
+    EXPECT_EQ(finding(text, {"A", text}), "") << text;  // no words
+}
+
 }  // namespace marigold::test

@@ -66,18 +66,79 @@ TEST_F(TextsTest, UnusableInputLeavesTheOldDatabaseAsItWas) {
       {"build euro.po -o textdb", "", "euro.po:5: the code set 8859 lacks \"€\" (U+20AC)\n", 2},
       {"build good.po two.po -o textdb", "", "two.po:5: \"GREET\" has a text already (good.po:5)\n",
        2},
-      {"build missing.po -o textdb", "", "missing.po: is not a file that can be read\n", 2},
+      {"build missing.po -o textdb", "", "missing.po: No such file or directory\n", 2},
       {"build good.po -o textdb --code-set x", "", "marigold: the code set \"x\" is not known\n",
        2},
       {"build good.po -o good.po/textdb", "", "good.po: Not a directory\n", 2},
       {"build good.po -o taken/textdb", "", "taken/textdb.pag: Is a directory\n", 2},
       {"build good.po -o .", "", ".: is a directory; name the database in it, textdb\n", 2},
       {"build good.po", "", "marigold: --output is required\nRun with --help for the usage.\n", 2},
-      {"check good.po missing.po", "", "missing.po: is not a file that can be read\n", 2},
+      {"check good.po missing.po", "", "missing.po: No such file or directory\n", 2},
       {"dump missing", "", "missing.pag: File open error: No such file or directory\n", 2},
   });
   EXPECT_EQ(read_file("textdb.pag"), before);
   EXPECT_EQ(run_shell("ls -A taken").out, kBoth);  // no temporaries
+}
+
+TEST_F(TextsTest, AWordThatIsNotKnownIsNamedWithTheOneThatIsMeant) {
+  const std::pair<const char*, const char*> rows[] = {
+      {"data laod A b.csv", " data: unknown command \"laod\"; did you mean \"load\"?"},
+      {"data dmup --json A", " data: unknown command \"dmup\"; did you mean \"dump\"?"},
+      {"list", ": unknown command \"list\"; did you mean \"lists\"?"},
+      {"texts nosuch",
+       " texts: unknown command \"nosuch\"; its commands are build, dump, check, template"},
+      {"", ": a command is missing; its commands are texts, data, lists"},
+      {"texts build --oputput=x a.po",
+       " texts build: unknown option \"--oputput\"; did you mean \"--output\"?"},
+      {"texts dump -x a", " texts dump: unknown option \"-x\"; --help shows the ones there are"},
+      {"texts dump a b c", " texts dump: \"b\" is a word too many"},
+  };
+  for (const auto& [words, message] : rows) {
+    expect_runs(
+        "./marigold",
+        {{words, "", "marigold" + std::string(message) + "\nRun with --help for the usage.\n", 2}});
+  }
+}
+
+TEST_F(TextsTest, ADatabaseWithTextsIsNotReplacedByOneWithout) {
+  write_file("none.po", kHeader + "#. empty\n" + entry("E", "") + entry("GREET", ""));
+  const std::string left_out = "none.po: 1 text left out: 0 fuzzy, 1 not translated\n";
+  const std::string refused =
+      "textdb: is not replaced: the PO files have no text for it (with --force it becomes an empty "
+      "database)\n";
+  expect({{"build none.po -o textdb", "", left_out},
+          {"build none.po -o textdb", "", left_out},
+          {"build good.po -o textdb"},
+          {"build none.po -o textdb", "", left_out + refused, 2}});
+  EXPECT_EQ(records_of("textdb"), kGreeting);
+  expect({{"build --force none.po -o textdb", "", left_out}});
+  EXPECT_EQ(records_of("textdb"), (Texts{{"E\0"s, "\0"s}}));
+  write_file("textdb.pag", "damaged: who knows what it has held");
+  expect({{"build none.po -o textdb", "", left_out + refused, 2}});
+}
+
+// What msgmerge makes of it has no text of the reference.
+TEST_F(TextsTest, ATemplateHasTheTextsAsComments) {
+  write_file("en.po", kHeader + "# One argument: ä.\n#\n# same\n" + entry("A", "Hello %s\\n") +
+                          "#. empty\n" + entry("E", "") + entry("SYSDEF.systxt_ok", " OK "));
+  const std::string texts =
+      "msgid \"\"\nmsgstr \"\"\n\"MIME-Version: 1.0\\n\"\n"
+      "\"Content-Type: text/plain; charset=UTF-8\\n\"\n\"Content-Transfer-Encoding: 8bit\\n\"\n\n"
+      "#. One argument: ä.\n#.\n#. Text: \"Hello %s\\n\"\nmsgid \"A\"\nmsgstr \"\"\n\n"
+      "#. empty\nmsgid \"E\"\nmsgstr \"\"\n\n"
+      "#. Text: \" OK \"\nmsgid \"SYSDEF.systxt_ok\"\nmsgstr \"\"\n";
+  expect(
+      {{"template en.po", texts},
+       {"template en.po -o t.pot"},
+       {"template", "", "marigold: REFERENCE.po is required\nRun with --help for the usage.\n", 2},
+       {"check --code-set utf8 en.po t.pot",
+        "t.pot:11: \"A\" is not translated (en.po:8)\n"
+        "t.pot:19: \"SYSDEF.systxt_ok\" is not translated (en.po:13)\n",
+        "marigold: 2 findings\n", 1}});
+  EXPECT_EQ(read_file("t.pot"), texts);
+  // Of the runtime's 136 texts the file has one already.
+  EXPECT_EQ(run_shell("./marigold texts template --system en.po | grep -c '^msgid \"SYSDEF'").out,
+            "136\n");
 }
 
 TEST_F(TextsTest, AFullDiskLeavesTheOldDatabaseAndNothingElse) {
@@ -192,16 +253,34 @@ TEST_F(TextsTest, RecordsThatPoCannotHoldAreNamed) {
 TEST_F(TextsTest, CheckFindsReportsAndExits) {
   write_file("bad.po", kHeader + entry("GREET", "Hi %d"));
   write_file("open.po", kHeader + entry("GREET", ""));
+  write_file("other.po", kHeader + entry("GREET", "Servus %s"));
   const std::string finding =
       "bad.po:5: GREET: directive 1 is \"%d\", the reference has \"%s\" (good.po:5)\n";
   const std::string json =
       "{\"file\":\"bad.po\",\"line\":5,\"rule\":\"arguments\",\"id\":\"GREET\",\"message\":\"GREET: "
       "directive 1 is \\\"%d\\\", the reference has \\\"%s\\\" (good.po:5)\"}\n";
   const std::string one = "marigold: 1 finding\n";
-  expect({{"check good.po bad.po good.po", finding, one, 1},
+  expect({{"check good.po bad.po other.po", finding, one, 1},
           {"check --json good.po bad.po", json, one, 1},
           {"check open.po", "open.po:5: \"GREET\" has no text\n", one, 1},
-          {"check good.po good.po"}});
+          {"check good.po other.po"}});
+}
+
+TEST_F(TextsTest, ControlCharactersAreVisibleOnATerminal) {
+  write_file("hostile\x1B[2J.po", kHeader + "# \x1B[7m\n" + entry("A", "\xC2\x9BJ"));
+  setenv("LC_ALL", "C.UTF-8", 1);
+  const auto on_terminal = [](const std::string& words) {
+    return run_shell("script -qec './marigold texts " + words +
+                     " hostile*.po' /dev/null </dev/null | tr -d '\\r'")
+        .out;
+  };
+  EXPECT_EQ(on_terminal("check good.po 2>/dev/null"),
+            "hostile\\x1B[2J.po:1: \"GREET\" is missing (good.po:5)\n"
+            "hostile\\x1B[2J.po:6: \"A\" is not in the reference (good.po)\n");
+  const std::string shown = on_terminal("template");
+  EXPECT_NE(shown.find("#. \\x1B[7m\n#. Text: \"\\xC2\\x9BJ\"\n"), std::string::npos) << shown;
+  EXPECT_NE(run_shell("./marigold texts template hostile*.po").out.find("\x1B[7m\n"),
+            std::string::npos);
 }
 
 }  // namespace marigold::test

@@ -1,0 +1,28 @@
+#include "runtime/platform/scratch_file.h"
+
+#include <cstdlib>
+
+#include "runtime/platform/new_file.h"
+#include "runtime/platform/passing_files.h"
+
+namespace marigold {
+
+int ScratchFile::write(std::string_view bytes) {
+  const char* directory = std::getenv("TMPDIR");
+  if (directory == nullptr || *directory == '\0') directory = "/tmp";
+  const std::string name = new_file_name(std::string(directory) + "/marigold");
+  FileWriter file;
+  if (const int error = file.make(name.c_str(), NewFileAccess::kOwnerOnly)) return error;
+  path_ = name;
+  passing_file_note(path_.c_str());
+  if (const int error = file.write(bytes)) return error;
+  return file.close();
+}
+
+ScratchFile::~ScratchFile() {
+  if (path_.empty()) return;
+  file_remove(path_.c_str());
+  passing_file_forget(path_.c_str());
+}
+
+}  // namespace marigold
