@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "runtime/core/user_interface.h"
 #include "runtime/platform/file.h"
 
 namespace marigold {
@@ -29,6 +30,7 @@ bool companion_is_good(const std::string& path) {
 }
 
 [[noreturn]] void end_with_store_fault(DBM* store) {
+  user_interface().hand_terminal_back();
   std::fprintf(stderr, "gdbm fatal: %s.\n", gdbm_strerror(dbm_error(store)));
   std::exit(-1);
 }

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
+#include <cerrno>
+#include <cstring>
 #include <string>
 #include <utility>
 
@@ -62,11 +63,12 @@ bool find_database(std::string& found, const char* language, const char* name) {
 int open_in_free_slot(const std::string& path, std::string identity) {
   const auto slot = std::ranges::find(state.slots, 0, &Slot::open_count);
   if (slot == state.slots.end()) {
-    std::fputs("txt_open(): too many databases\n", stderr);
+    user_interface().message("txt_open(): too many databases", "");
     return kNoHandle;
   }
   if (!slot->store.open(path)) {
-    std::perror(path.c_str());
+    const std::string reason = std::strerror(errno);
+    user_interface().message((path.empty() ? reason : path + ": " + reason).c_str(), "");
     return kNoHandle;
   }
   slot->identity = std::move(identity);
