@@ -8,6 +8,7 @@
 #include <string>
 
 #include "runtime/core/settings.h"
+#include "runtime/core/terminal_text.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/file.h"
 #include "runtime/texte/language.h"
@@ -169,8 +170,9 @@ void load_side(const Side& side) {
   const bool found =
       (is_set && find_file(language, path)) || find_file(settings().language_identifier, path);
   if (!found) {
+    const std::string name = error_text(settings().language_identifier.view(), LineEnds::kShown);
     std::fprintf(stderr, "Unable to locate %s mapping file '%s' for language '%s'\n",
-                 side.direction, kFileName, settings().language_identifier.c_str());
+                 side.direction, kFileName, name.c_str());
     std::fflush(stderr);
   } else if (is_set) {
     char_table_load(side.table, path.c_str());
