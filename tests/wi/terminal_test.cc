@@ -1,6 +1,7 @@
 #include "runtime/wi/terminal.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "runtime/core/settings.h"
 #include "runtime/wi/console_size.h"
@@ -154,6 +155,21 @@ TEST_F(TerminalTest, NoCellReachesAVt100AsAControlCharacter) {
     EXPECT_EQ(shown("\x07\xA2", {1, 0}), behind_frame);
     EXPECT_EQ(shown("a\xA2", {0, 0}), behind_letter);
   }
+}
+
+TEST_F(TerminalTest, AVt100sKeyboardIsHeldFromTheDecisionOn) {
+  static int taken = 0;
+  static bool again = false;
+  Console console = recording_console();
+  console.take_keyboard = [] { return ++taken == 1 || std::exchange(again, false); };
+  setenv("COMFAXUSEVT100", "", 1);
+  terminal_reset(&console);
+  EXPECT_TRUE(terminal_is_vt100());
+  EXPECT_EQ(taken, 1);
+  terminal_write_row(row_of("a"), 1, 1, 1);
+  EXPECT_EQ(bytes_of(terminal_refresh), "\x1B[1;1Ha\x1B[1;1H");
+  again = true;  // a shell has had the terminal meanwhile
+  EXPECT_EQ(bytes_of(terminal_refresh), "\x1B[m\x1B[H\x1B[J\x1B[1;1Ha\x1B[1;1H");
 }
 
 TEST_F(TerminalTest, TheTerminalIsGivenBackOnceAndPaintedAgain) {
