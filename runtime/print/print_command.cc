@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "runtime/core/settings.h"
+#include "runtime/core/terminal_text.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/command_pipe.h"
 #include "runtime/wi/screen_row.h"
@@ -45,13 +46,31 @@ CommandOutput output_while_on_screen() {
   return open_subsystems().window_system ? CommandOutput::kCollected : CommandOutput::kPassedOn;
 }
 
+// The characters that a UTF-8 command writes as those of the windows; "?" for others.
+std::string as_in_windows(std::string_view text) {
+  std::string shown;
+  for (std::size_t place = 0; place < text.size(); ++place) {
+    const auto byte = static_cast<unsigned char>(text[place]);
+    const bool latin = (byte == 0xC2U || byte == 0xC3U) && place + 1 < text.size();
+    if (latin) {
+      const auto second = static_cast<unsigned char>(text[++place]);
+      shown += static_cast<char>((byte & 3U) << 6U | (second & 0x3FU));
+    } else if (byte < 0x80U || byte >= 0xC0U) {
+      shown += byte < 0x80U ? text[place] : '?';
+    }
+  }
+  return shown;
+}
+
 // Blanks stand for tabs; blank lines and line ends behind the last line go.
 std::string told_output(CommandPipe& pipe) {
   std::string text = pipe.take_output();
   std::erase(text, '\r');
   std::ranges::replace(text, '\t', ' ');
   text.erase(text.find_last_not_of(" \n") + 1);
-  return text;
+  const bool converted =
+      open_subsystems().window_system && terminal_charset() == TerminalCharset::kUtf8;
+  return converted ? as_in_windows(text) : text;
 }
 
 int close_and_tell(CommandPipe& pipe) {

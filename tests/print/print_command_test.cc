@@ -91,8 +91,10 @@ TEST_F(PrintCommandTest, WhileWindowsAreShownTheCommandsMessagesAreTold) {
       {"yes " + std::string(63, 'x') + " | head -c 1000000 >&2; cat >out", 0,
        "warning:" + first_lines.substr(0, first_lines.size() - 1)},
       {"cat >out; echo now; (sleep 30; echo later >&2) & exit 2", 2, "message:now"},
+      {"cat >out; printf 'Gr\\303\\274n\\342\\202\\254\\302\\247'", 0, "message:Gr\xFCn?\xA7"},
       {"exec >&- 2>&-; cat >out; exit 4", 4, ""}};
   open_subsystems().window_system = true;
+  setenv("LC_ALL", "C.UTF-8", 1);
   for (const auto& [script, status, expected] : rows) {
     told.clear();
     write_command("dr", script + "\n");
@@ -106,6 +108,7 @@ TEST_F(PrintCommandTest, WhileWindowsAreShownTheCommandsMessagesAreTold) {
     EXPECT_EQ(told, expected) << script;
   }
   open_subsystems().window_system = false;
+  unsetenv("LC_ALL");
   user_interface_start();
 }
 
