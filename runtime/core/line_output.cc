@@ -4,12 +4,15 @@
 #include <cstdio>
 #include <cstring>
 
+#include "runtime/core/terminal_text.h"
+
 namespace marigold {
 
 void line_output_text(int line, int /*column*/, const char* text, int width) {
-  const int bound = std::max(0, std::min(width, kLineOutputBound - line));
+  const long long bound =
+      std::clamp<long long>(0LL + kLineOutputBound - line, 0, std::max(width, 0));
   const std::size_t length = strnlen(text, static_cast<std::size_t>(bound));
-  std::fprintf(stderr, "%.*s\n", static_cast<int>(length), text);
+  std::fprintf(stderr, "%s\n", error_text({text, length}, LineEnds::kShown).c_str());
   std::fflush(stderr);
 }
 

@@ -3,7 +3,8 @@
 //
 // Both write one line, its line end included, and flush standard error. They take the place on the
 // screen that the line would have in a window; on standard error it only bounds the text, see
-// there. Write errors are ignored: there is no other way left to tell anyone.
+// there. On a terminal, control characters in a text are made visible after that. Write errors are
+// ignored: there is no other way left to tell anyone.
 #pragma once
 
 namespace marigold {

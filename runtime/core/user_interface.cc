@@ -3,13 +3,18 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "runtime/core/terminal_text.h"
 #include "runtime/platform/clock.h"
 
 namespace marigold {
 namespace {
 
+void write_text(const char* text) {
+  std::fprintf(stderr, "%s\n", error_text(text, LineEnds::kKept).c_str());
+}
+
 void write_line(const char* text) {
-  std::fprintf(stderr, "%s\n", text);
+  std::fprintf(stderr, "%s\n", error_text(text, LineEnds::kShown).c_str());
 }
 
 void write_message(const char* text, const char* /*help_key*/) {
@@ -34,18 +39,21 @@ bool write_and_give_up(const char* text, const char* /*help_key*/) {
 
 void leave_nothing() {}
 
+void leave_unsaid(const char* /*source*/, int /*line*/) {}
+
 void write_number_and_abort(int number) {
   std::fprintf(stderr, "system error %d\n", number);
   std::abort();
 }
 
-constexpr UserInterface kStandardError{.warning = write_line,
+constexpr UserInterface kStandardError{.warning = write_text,
                                        .message = write_message,
                                        .choose = take_first,
                                        .ask_for_lock = write_and_give_up,
                                        .wait_for_lock = write_and_wait,
                                        .hand_terminal_back = leave_nothing,
-                                       .fatal = write_number_and_abort};
+                                       .fatal = write_number_and_abort,
+                                       .fault_in_line = leave_unsaid};
 
 constinit UserInterface state = kStandardError;
 

@@ -4,7 +4,8 @@
 // One record of functions, process-wide. At the start of a process it holds the standard-error
 // functions of this module; the window system puts its own in place when it starts and gives the
 // default back when it ends, and the system error report takes over `fatal`. Texts are
-// zero-terminated and belong to the caller.
+// zero-terminated and belong to the caller. They may hold anything that files hold: whoever shows
+// them makes control characters visible (on standard error: when that is a terminal).
 #pragma once
 
 #include <span>
@@ -27,11 +28,15 @@ struct UserInterface {
   // The same, but it will be tried again in any case: shows the text for a second and takes it
   // away. Default: the text and a line end, and a second's wait.
   void (*wait_for_lock)(const char* text);
-  // Leaves full-screen work, if it was begun. May be called again. Default: nothing.
+  // Leaves full-screen work, if it was begun, so that what goes to standard error afterwards can be
+  // read. May be called again. Default: nothing.
   void (*hand_terminal_back)();
   // Reports a fatal system error by its number and ends the process; never returns. Default: the
   // bare number.
   void (*fatal)(int number);
+  // A fatal error is about to be raised for a line of a source that it does not name (a definition
+  // set). Default: nothing.
+  void (*fault_in_line)(const char* source, int line);
 };
 
 // The record in force. Who changes a field restores it.

@@ -1,8 +1,10 @@
 #include "runtime/data/data_fatal.h"
 
 #include <cstdio>
+#include <string>
 
 #include "runtime/core/current_operation.h"
+#include "runtime/core/terminal_text.h"
 #include "runtime/core/user_interface.h"
 
 namespace marigold {
@@ -14,7 +16,10 @@ constexpr int kFirstOfSystem = 1000;
 }  // namespace
 
 void data_fatal(const char* name, int error) {
-  std::fprintf(stderr, "\nstr: %s\n", *name == '\0' ? current_operation() : name);
+  user_interface().hand_terminal_back();
+  const std::string shown =
+      error_text(*name == '\0' ? current_operation() : name, LineEnds::kShown);
+  std::fprintf(stderr, "\nstr: %s\n", shown.c_str());
   raise_fatal(error < kFirstOfEngine ? kFirstOfSystem + error : error);
 }
 

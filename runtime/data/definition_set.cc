@@ -19,6 +19,8 @@ constinit State state;
 
 [[noreturn]] void raise_at(int line, int number) {
   state.line = line;
+  if (definition_set_line_shown(number))
+    user_interface().fault_in_line(state.set_name.c_str(), state.line);
   raise_fatal(number);
 }
 

@@ -47,13 +47,12 @@ std::string definition_set_path(std::string_view set_name);
 // cannot be read or ends before "END.", 7 as well for a file that an earlier set has defined.
 void definition_set_load(std::string_view set_name);
 
-// For a screen that reports an error of the set loaded last: "FILE" and the set's name, and the
-// line of the error; 1 without one.
+// Of the set loaded last: "FILE" and the set's name, and the line of the error; 1 without one.
 std::string_view definition_set_name();
 int definition_set_line();
 
-// Whether a report of this error shows the line. Those of the grammar do not, the others do; users
-// know both forms from other programs of the platform.
+// Whether the user interface is given the line of this error (fault_in_line) before it is raised.
+// Not for those of the grammar; users know both forms from other programs of the platform.
 bool definition_set_line_shown(int error_number);
 
 }  // namespace marigold

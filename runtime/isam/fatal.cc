@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "runtime/isam/isam.h"
+#include "runtime/platform/last_words.h"
 #include "runtime/platform/new_file.h"
 
 namespace marigold::isam {
@@ -44,6 +45,7 @@ OperationScope::~OperationScope() {
 }
 
 void fatal_inconsistency(const std::string& base, const char* module, int line) {
+  last_words_begin();
   const std::string report = report_of(base, module, line);
   std::fputs(report.c_str(), stderr);
   static_cast<void>(file_append(kReportFile, report));  // standard error has it as well

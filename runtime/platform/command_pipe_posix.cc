@@ -1,26 +1,33 @@
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
 #include <utility>
 
 #include "runtime/platform/command_pipe.h"
+#include "runtime/platform/stream.h"
 
 namespace marigold {
 namespace {
 
 constexpr int kSignalStatus = 128;
+constexpr int kLookMilliseconds = 50;
 
 // A command gets the signals' usual meanings, whatever this process has made of them.
 struct SpawnSettings {
-  explicit SpawnSettings(int input) {
+  // A negative output: ours.
+  SpawnSettings(int input, int output) {
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
+    for (const int stream : {STDOUT_FILENO, STDERR_FILENO})
+      if (output >= 0) posix_spawn_file_actions_adddup2(&actions, output, stream);
     posix_spawnattr_init(&attributes);
     sigset_t pipe_signal;
     sigemptyset(&pipe_signal);
@@ -56,52 +63,131 @@ void enlarge(int descriptor) {
 #endif
 }
 
-int spawn(const char* command, int input, pid_t& process) {
-  const SpawnSettings settings(input);
+int spawn(const char* command, int input, int output, pid_t& process) {
+  const SpawnSettings settings(input, output);
   const char* const arguments[] = {"sh", "-c", command, nullptr};
   // The call does not change its arguments; its type is older than const.
   return posix_spawn(&process, "/bin/sh", &settings.actions, &settings.attributes,
                      const_cast<char* const*>(arguments), environ);
 }
 
+// Two ends, of which a failed start leaves none.
+struct PipeEnds {
+  PipeEnds() = default;
+  PipeEnds(const PipeEnds&) = delete;
+  PipeEnds& operator=(const PipeEnds&) = delete;
+  ~PipeEnds() {
+    for (const int end : ends)
+      if (end >= 0) ::close(end);
+  }
+  int open() { return pipe2(ends.data(), O_CLOEXEC) == 0 ? 0 : errno; }
+  [[nodiscard]] int reading() const { return ends[0]; }
+  [[nodiscard]] int writing() const { return ends[1]; }
+  int take_reading() { return std::exchange(ends[0], -1); }
+  int take_writing() { return std::exchange(ends[1], -1); }
+
+  std::array<int, 2> ends{-1, -1};
+};
+
+// Our ends: who waits for two of them must not wait for one.
+void do_not_wait(int descriptor) {
+  fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) | O_NONBLOCK);
+}
+
+bool comes_later(int error) {
+  return error == EINTR || error == EAGAIN || error == EWOULDBLOCK;
+}
+
+// False while the process runs; its exit status as the command processor counts.
+bool has_ended(long process, int options, int& exit_status) {
+  int status = 0;
+  pid_t ended = 0;
+  do {
+    ended = waitpid(static_cast<pid_t>(process), &status, options);
+  } while (ended < 0 && errno == EINTR);
+  if (ended == 0) return false;
+  exit_status = ended < 0             ? 0  // somebody else has waited for it
+                : WIFSIGNALED(status) ? kSignalStatus + WTERMSIG(status)
+                                      : WEXITSTATUS(status);
+  return true;
+}
+
 }  // namespace
 
 CommandPipe::CommandPipe(CommandPipe&& other) noexcept
     : descriptor_(std::exchange(other.descriptor_, -1)),
-      process_(std::exchange(other.process_, -1)) {}
+      output_descriptor_(std::exchange(other.output_descriptor_, -1)),
+      process_(std::exchange(other.process_, -1)),
+      output_(std::exchange(other.output_, {})) {}
 
 CommandPipe& CommandPipe::operator=(CommandPipe&& other) noexcept {
   if (this == &other) return *this;
   close();
+  drop_output();
   descriptor_ = std::exchange(other.descriptor_, -1);
+  output_descriptor_ = std::exchange(other.output_descriptor_, -1);
   process_ = std::exchange(other.process_, -1);
+  output_ = std::exchange(other.output_, {});
   return *this;
 }
 
-int CommandPipe::start(const char* command) {
+CommandPipe::~CommandPipe() {
   close();
+  static_cast<void>(stream_write(Stream::kError, output_));
+  drop_output();
+}
+
+int CommandPipe::start(const char* command, CommandOutput output) {
+  close();
+  drop_output();
   ignore_broken_pipes();
-  std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) return errno;
+  PipeEnds input;
+  if (const int failed = input.open(); failed != 0) return failed;
+  PipeEnds back;
+  const bool collecting = output == CommandOutput::kCollected;
+  if (const int failed = collecting ? back.open() : 0; failed != 0) return failed;
   pid_t process = -1;
-  const int failed = spawn(command, ends[0], process);
-  ::close(ends[0]);
-  if (failed != 0) {
-    ::close(ends[1]);
-    return failed;
-  }
-  descriptor_ = ends[1];
+  const int failed = spawn(command, input.reading(), back.writing(), process);
+  if (failed != 0) return failed;
+  descriptor_ = input.take_writing();
+  output_descriptor_ = back.take_reading();
   process_ = process;
   enlarge(descriptor_);
+  if (!collecting) return 0;
+  do_not_wait(descriptor_);
+  do_not_wait(output_descriptor_);
   return 0;
 }
 
+// Reads what is there; false when there is no more to come. What goes beyond the bound is dropped,
+// so that no command waits for ever.
+bool CommandPipe::collect() {
+  std::array<char, 4096> bytes{};
+  while (output_descriptor_ >= 0) {
+    const ssize_t count = read(output_descriptor_, bytes.data(), bytes.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && comes_later(errno)) return true;
+    if (count <= 0) break;
+    const std::size_t room = kMostCommandOutput - output_.size();
+    output_.append(bytes.data(), std::min(static_cast<std::size_t>(count), room));
+  }
+  drop_output_end();
+  return false;
+}
+
+// A command that waits until its output is taken must not wait for us while we wait for it.
 int CommandPipe::write(std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return errno;
-    bytes.remove_prefix(static_cast<std::size_t>(written));
+    if (written >= 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(written));
+      continue;
+    }
+    if (!comes_later(errno)) return errno;
+    std::array<pollfd, 2> ends = {{{.fd = descriptor_, .events = POLLOUT, .revents = 0},
+                                   {.fd = output_descriptor_, .events = POLLIN, .revents = 0}}};
+    poll(ends.data(), ends.size(), -1);
+    if (ends[1].revents != 0) collect();
   }
   return 0;
 }
@@ -109,12 +195,32 @@ int CommandPipe::write(std::string_view bytes) {
 int CommandPipe::close() {
   if (!is_open()) return 0;
   ::close(std::exchange(descriptor_, -1));
-  const pid_t process = static_cast<pid_t>(std::exchange(process_, -1));
+  const long process = std::exchange(process_, -1);
   int status = 0;
-  while (waitpid(process, &status, 0) < 0) {
-    if (errno != EINTR) return 0;  // somebody else has waited for it
+  while (collect()) {
+    pollfd output{.fd = output_descriptor_, .events = POLLIN, .revents = 0};
+    // Looked at again, because something in the background may keep the output open.
+    poll(&output, 1, kLookMilliseconds);
+    if (!has_ended(process, WNOHANG, status)) continue;
+    collect();
+    return status;
   }
-  return WIFSIGNALED(status) ? kSignalStatus + WTERMSIG(status) : WEXITSTATUS(status);
+  has_ended(process, 0, status);
+  return status;
+}
+
+std::string CommandPipe::take_output() {
+  collect();
+  return std::exchange(output_, {});
+}
+
+void CommandPipe::drop_output() {
+  drop_output_end();
+  output_.clear();
+}
+
+void CommandPipe::drop_output_end() {
+  if (output_descriptor_ >= 0) ::close(std::exchange(output_descriptor_, -1));
 }
 
 bool command_exists(const char* path) {

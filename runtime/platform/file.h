@@ -22,12 +22,12 @@ inline bool file_readable(const char* path) {
 
 // More than anybody writes by hand: definitions, tables, sources of lists. A file that is longer
 // was named by mistake, and would take the memory of the machine.
-inline constexpr std::size_t kLongestText = std::size_t{64} << 20;
+inline constexpr std::size_t kLongestTextFile = std::size_t{64} << 20;
 
 // Takes the whole content of a regular file of at most so many bytes. EISDIR for a directory,
 // EINVAL for anything else that is none, EFBIG for one that is longer; then, as after any failure,
 // `bytes` is of no use.
-int file_read(const char* path, std::string& bytes, std::size_t most = kLongestText);
+int file_read(const char* path, std::string& bytes, std::size_t most = kLongestTextFile);
 
 // Hands what the file holds to the disk and waits until it is there.
 int file_sync(const char* path);

@@ -43,6 +43,7 @@ bool user_chooses_abort() {
                                 .help_key = "_DRABE_"};
   const bool abort = selection_field(question) == kAbort;
   p_destroy_w(window);
+  terminal_refresh();
   return abort;
 }
 
@@ -70,8 +71,9 @@ void progress_end() {
 bool abort_was_chosen() {
   if (!key_is_waiting()) return false;
   std::uint8_t character = 0;
-  key_read(character);  // it was for asking, and answers nothing
-  return user_chooses_abort();
+  // It was for asking, and answers nothing; Ctrl-R was for the screen.
+  const bool repainted = key_read(character) == kKeyIgnored && character == 0;
+  return !repainted && user_chooses_abort();
 }
 
 void abort_announce() {

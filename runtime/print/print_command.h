@@ -21,7 +21,9 @@ std::string printer_command(std::string_view name);
 // whether a command takes what it is given shows when it is closed.
 void write_printer(std::string_view bytes, int& error_flag);
 
-// Ends the command's input and waits for the command. Its exit status, 0 when none is open; 127
+// Ends the command's input and waits for the command. A command that was started while windows were
+// on the screen has its messages (standard output and error) shown by the user interface then; any
+// other writes them where this process does. Its exit status, 0 when none is open; 127
 // means that the command processor found no such program.
 int close_printer();
 

@@ -208,8 +208,8 @@ class Viewer {
   static bool broken_off() {
     std::uint8_t character = 0;
     if (!key_is_waiting()) return false;
-    field_key(character);
-    return true;
+    // Ctrl-R has painted the screen, and is no wish to stop.
+    return key_read(character) != kKeyIgnored || character != 0;
   }
 
   void show_hit(const SearchPlace& place) {

@@ -29,7 +29,8 @@ class Cells {
     row_fill(row_, ' ', kAttributePlain);
     for (int cell = 0; cell < kViewerColumns && at(first_ + cell) < line.length; ++cell) {
       const std::size_t column = at(first_ + cell);
-      row_.characters[at(cell)] = static_cast<std::uint8_t>(line.text[column]);
+      const char shown = is_control_character(line.text[column]) ? '.' : line.text[column];
+      row_.characters[at(cell)] = static_cast<std::uint8_t>(shown);
       if (line.highlighted[column]) row_.attributes[at(cell)] = kAttributeBright;
     }
   }

@@ -3,30 +3,13 @@
 #include <algorithm>
 #include <array>
 
+#include "runtime/wi/letters.h"
+
 namespace marigold {
 namespace {
 
 // About 1 MiB: big enough to be read fast, small enough that a key is seen at once.
 constexpr std::size_t kPieceRecords = 4096;
-
-// What counts as the same: large and small letters, and umlauts typed on the keyboard and those of
-// the national 7-bit set, in which "[", "\" and "]" are the large ones and "{", "|" and "}" the
-// small ones.
-constexpr std::array<char, 256> make_folded() {
-  std::array<char, 256> folded{};
-  for (std::size_t c = 0; c < folded.size(); ++c)
-    folded[c] = static_cast<char>(c >= 'A' && c <= ']' ? c + ('a' - 'A') : c);
-  folded[0xC4] = folded[0xE4] = '{';
-  folded[0xD6] = folded[0xF6] = '|';
-  folded[0xDC] = folded[0xFC] = '}';
-  folded[0xDF] = '~';
-  return folded;
-}
-constexpr std::array<char, 256> kFolded = make_folded();
-
-char fold(char c) {
-  return kFolded[static_cast<unsigned char>(c)];
-}
 
 // Whether the first and the last character of a text stand at their distance anywhere in the line.
 // Nearly always they do not, and this is found out without a branch, many places at a time.
@@ -45,7 +28,7 @@ bool may_hold(std::string_view line, std::string_view text) {
 std::size_t find_folded(std::string_view line, std::string_view text, std::size_t from) {
   if (text.empty()) return std::string_view::npos;
   std::array<char, kDisplayColumns> characters;
-  std::ranges::transform(line, characters.begin(), fold);
+  std::ranges::transform(line, characters.begin(), fold_letter);
   const std::string_view folded(characters.data(), line.size());
   return may_hold(folded, text) ? folded.find(text, from) : std::string_view::npos;
 }
@@ -54,7 +37,7 @@ std::size_t find_folded(std::string_view line, std::string_view text, std::size_
 
 void ViewerSearch::set_text(std::string_view text) {
   text_ = text;
-  std::ranges::transform(text_, text_.begin(), fold);
+  std::ranges::transform(text_, text_.begin(), fold_letter);
 }
 
 SearchStep ViewerSearch::step(const ViewerFile& file, SearchPlace& place, int& failed) {

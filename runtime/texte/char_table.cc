@@ -170,9 +170,9 @@ void load_side(const Side& side) {
   const bool found =
       (is_set && find_file(language, path)) || find_file(settings().language_identifier, path);
   if (!found) {
+    const std::string name = error_text(settings().language_identifier.view(), LineEnds::kShown);
     std::fprintf(stderr, "Unable to locate %s mapping file '%s' for language '%s'\n",
-                 side.direction, kFileName,
-                 error_text(settings().language_identifier.view(), LineEnds::kShown).c_str());
+                 side.direction, kFileName, name.c_str());
     std::fflush(stderr);
   } else if (is_set) {
     char_table_load(side.table, path.c_str());

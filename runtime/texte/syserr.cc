@@ -6,6 +6,7 @@
 #include "runtime/core/line_output.h"
 #include "runtime/core/status_file.h"
 #include "runtime/core/user_interface.h"
+#include "runtime/platform/passing_files.h"
 #include "runtime/texte/sysmsg.h"
 
 namespace marigold {
@@ -44,18 +45,19 @@ void syserr_text(SystemText& output, int number) {
 }
 
 void syserr_show(int number) {
+  // First: what stands on a screen that is left, or cleared, is gone with it.
+  user_interface().hand_terminal_back();
   line_output_text(2, kColumn, syserr_error.c_str(), kLabelWidth);
   line_output_number(2, kNumberColumn, number);
   line_output_text(3, kColumn, catalogue_text(number).c_str(), kTextWidth);
   line_output_text(5, kColumn, syserr_txt1.c_str(), kTextWidth);
   line_output_text(6, kColumn, syserr_txt2.c_str(), kTextWidth);
-  user_interface().hand_terminal_back();
 }
 
 void syserr_fatal(int number) {
   status_close_with_error(number);
   syserr_show(number);
-  user_interface().hand_terminal_back();
+  passing_files_remove();  // with the terminal its handler of the signal may have gone
   std::abort();
 }
 

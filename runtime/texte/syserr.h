@@ -17,11 +17,11 @@ void syserr_start();
 // The catalogue's text for a number.
 void syserr_text(SystemText& output, int number);
 
-// Writes the report of five lines (label, number, text, two lines of advice) to standard error and
-// hands the terminal back.
+// Hands the terminal back and writes the report of five lines (label, number, text, two lines of
+// advice) to standard error.
 void syserr_show(int number);
 
-// Writes the error end of the program status file and the report, hands the terminal back and
+// Writes the error end of the program status file, hands the terminal back, writes the report and
 // aborts. No exit handler runs and nothing is flushed.
 [[noreturn]] void syserr_fatal(int number);
 

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "runtime/core/user_interface.h"
 #include "runtime/platform/file.h"
 
 namespace marigold {
@@ -31,6 +32,7 @@ bool companion_is_good(const std::string& path) {
 }
 
 [[noreturn]] void end_with_store_fault(gdbm_error reason) {
+  user_interface().hand_terminal_back();
   std::fprintf(stderr, "gdbm fatal: %s.\n", gdbm_strerror(reason));
   std::exit(-1);
 }

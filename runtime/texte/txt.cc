@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
+#include <cerrno>
+#include <cstring>
 #include <string>
 #include <utility>
 
@@ -65,12 +66,13 @@ enum class OpenFor { kLong, kManyTexts };
 int open_in_free_slot(const std::string& path, std::string identity, OpenFor how) {
   const auto slot = std::ranges::find(state.slots, 0, &Slot::open_count);
   if (slot == state.slots.end()) {
-    std::fputs("txt_open(): too many databases\n", stderr);
+    user_interface().message("txt_open(): too many databases", "");
     return kNoHandle;
   }
   TextStore& store = slot->store;
   if (!(how == OpenFor::kLong ? store.open(path) : store.open_for_many(path))) {
-    std::perror(path.c_str());
+    const std::string reason = std::strerror(errno);
+    user_interface().message((path.empty() ? reason : path + ": " + reason).c_str(), "");
     return kNoHandle;
   }
   slot->identity = std::move(identity);

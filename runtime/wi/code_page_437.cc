@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <string_view>
 
+#include "runtime/core/terminal_text.h"
+
 namespace marigold {
 namespace {
 
@@ -158,19 +160,6 @@ bool is_there(const char* value) {
   return value != nullptr && *value != 0;
 }
 
-bool names_utf8(std::string_view locale) {
-  const std::size_t point = locale.find('.');
-  if (point == std::string_view::npos) return false;
-  std::string_view rest = locale.substr(point + 1);
-  rest = rest.substr(0, rest.find('@'));
-  const auto same = [rest](std::string_view name) {
-    return std::ranges::equal(rest, name, {}, [](char c) {
-      return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
-  };
-  return same("utf-8") || same("utf8");
-}
-
 }  // namespace
 
 char16_t code_page_437_character(std::uint8_t byte) {
@@ -186,11 +175,8 @@ std::uint8_t code_page_437_byte(char32_t character) {
 
 TerminalCharacters terminal_characters(const char* lc_all, const char* lc_ctype, const char* lang,
                                        const char* term) {
-  const char* locale = "";
-  for (const char* value : {lang, lc_ctype, lc_all}) {
-    if (is_there(value)) locale = value;
-  }
-  if (names_utf8(locale)) return TerminalCharacters::kUtf8;
+  if (terminal_charset(lc_all, lc_ctype, lang) == TerminalCharset::kUtf8)
+    return TerminalCharacters::kUtf8;
   if (is_there(term) && std::string_view(term).starts_with("vt"))
     return TerminalCharacters::kGraphicSet;
   return TerminalCharacters::kLatin;

@@ -21,9 +21,8 @@ enum class TerminalCharacters {
 };
 
 // The rule: UTF-8 when the locale's name says so, otherwise the graphic set on terminals whose TERM
-// begins with "vt", otherwise ISO 8859-1. The locale's name is that of LC_ALL, LC_CTYPE or LANG,
-// the first of them that is there and not empty; UTF-8 is told by what stands behind its ".". Takes
-// values of the environment, null for a variable that is not set.
+// begins with "vt", otherwise ISO 8859-1. Takes values of the environment, null for a variable that
+// is not set (see terminal_charset in core/terminal_text.h).
 TerminalCharacters terminal_characters(const char* lc_all, const char* lc_ctype, const char* lang,
                                        const char* term);
 

@@ -1,5 +1,5 @@
 // The screen of 80 by 24 cells and the keyboard, as the terminal layer drives them in console mode.
-// In VT100 mode only the keyboard and `leave` are used.
+// In VT100 mode only the keyboard, `take_keyboard` and `leave` are used.
 //
 // One record of functions for each kind of console: the Windows console (console_windows.cc), a
 // POSIX terminal (console_posix.cc), and in the tests one that only records. Nothing here fails
@@ -52,9 +52,17 @@ struct Console {
   // Whether that was the last key: the keyboard has come to its end, and read_key returns Escape
   // without waiting from now on. Null: never.
   bool (*keyboard_lost)() = nullptr;
-  // Gives the terminal back as it was found; also in VT100 mode. Any of the above takes hold of it
+  // Gives the terminal back as it was found; also in VT100 mode. Any of the others takes hold of it
   // again. May be called again.
   void (*leave)();
+  // VT100 mode: takes the keyboard before its first key is read, so that keys typed until then are
+  // neither echoed nor edited. From now on a key byte above 127 is the byte that the terminal sent
+  // (224 doubled) and none of code page 437. True when the terminal was taken (again): nothing is
+  // known of what it shows. If that is noticed while keys are read, Ctrl-R is typed. Null: nothing
+  // is to be done.
+  bool (*take_keyboard)() = nullptr;
+  // Shows what was written last on a screen of which nothing is known. Null: `write` does.
+  void (*repaint)() = nullptr;
 };
 
 // The console of the system that this program runs on.

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "runtime/wi/code_page_437.h"
 #include "runtime/wi/console.h"
@@ -22,9 +23,12 @@
 namespace marigold {
 namespace {
 
+constexpr std::uint8_t kRepaintKey = 0x12;  // Ctrl-R
+
 struct State {
   bool started = false;
   bool too_small = false;
+  bool repaint_key_due = false;   // VT100 mode: the program's next key is Ctrl-R
   TtyHold used = TtyHold::kNone;  // the most that was asked for so far
   ConsoleBuffer wanted{};
   WantedCursor cursor;
@@ -35,14 +39,21 @@ struct State {
 State state;
 
 void leave() {
-  tty_restore(-1);
+  tty_restore(-1, TtyEnd::kOrderly);
+  signals_remove();
+}
+
+// Of a program that ends without having called that.
+void leave_at_exit() {
+  tty_restore(-1, TtyEnd::kSudden);
   signals_remove();
 }
 
 TerminalKind kind_from_environment() {
   const TerminalCharacters characters = terminal_characters(
       std::getenv("LC_ALL"), std::getenv("LC_CTYPE"), std::getenv("LANG"), std::getenv("TERM"));
-  keyboard_start(characters == TerminalCharacters::kUtf8);
+  keyboard_start(characters == TerminalCharacters::kUtf8 ? KeyCharacters::kUtf8
+                                                         : KeyCharacters::kLatin);
   const char* term = std::getenv("TERM");
   const bool old = term != nullptr && std::string_view(term).starts_with("vt");
   return {.glyphs = terminal_glyphs(characters), .has_axis_positions = !old};
@@ -51,7 +62,7 @@ TerminalKind kind_from_environment() {
 void start() {
   if (state.started) return;
   state.kind = kind_from_environment();
-  std::atexit(leave);
+  std::atexit(leave_at_exit);
   state.started = true;
 }
 
@@ -69,7 +80,7 @@ void append_size_message(std::string& bytes, TtySize size) {
 }
 
 // Everything, on a terminal of which nothing is known.
-void repaint() {
+void paint_all() {
   const TtySize size = tty_size();
   state.too_small = size.columns < kScreenColumns || size.rows < kScreenRows;
   screen_erase(state.shown, state.bytes);
@@ -82,7 +93,8 @@ void repaint() {
 }
 
 // Holds the terminal as far as it has been used, and brings the screen up to what has happened.
-void attend(TtyHold wanted) {
+// True when it was taken (again).
+bool attend(TtyHold wanted) {
   start();
   state.used = std::max(state.used, wanted);
   const SignalNotes notes = signals_take_notes();
@@ -90,7 +102,8 @@ void attend(TtyHold wanted) {
   // Before the terminal is taken: there is no moment in which a signal would leave it behind.
   if (notes.continued || tty_held() < state.used) signals_install();
   const bool taken = tty_hold(state.used);
-  if (state.used == TtyHold::kScreen && (taken || notes.resized)) repaint();
+  if (state.used == TtyHold::kScreen && (taken || notes.resized)) paint_all();
+  return taken;
 }
 
 void present() {
@@ -104,9 +117,12 @@ void size() {
   attend(TtyHold::kScreen);
 }
 
+void repaint() {
+  if (!attend(TtyHold::kScreen)) paint_all();
+}
+
 void clear() {
   state.wanted = {};
-  attend(TtyHold::kScreen);
   repaint();
 }
 
@@ -126,10 +142,19 @@ void show_cursor(bool visible) {
   present();
 }
 
+bool take_keyboard() {
+  // Without one the first key that is waited for ends the program.
+  if (!tty_has_keyboard()) return false;
+  start();
+  if (state.used != TtyHold::kVt100) keyboard_start(KeyCharacters::kBytes);
+  return attend(TtyHold::kVt100);
+}
+
 // True when there is a key; false only when not waiting for one.
 bool wait_for_key(bool waiting) {
   for (;;) {
-    attend(TtyHold::kKeyboard);
+    if (attend(TtyHold::kKeyboard) && state.used == TtyHold::kVt100) state.repaint_key_due = true;
+    if (state.repaint_key_due) return true;
     switch (keyboard_wait(signals_wake_descriptor(), waiting)) {
       case KeyWait::kKey:
         return true;
@@ -146,6 +171,8 @@ bool wait_for_key(bool waiting) {
 
 std::uint8_t read_key() {
   wait_for_key(true);
+  // Not between the two bytes of a key.
+  if (!keyboard_has_byte() && std::exchange(state.repaint_key_due, false)) return kRepaintKey;
   return keyboard_take();
 }
 
@@ -160,7 +187,9 @@ constexpr Console kPosixConsole{.size = size,
                                 .show_cursor = show_cursor,
                                 .read_key = read_key,
                                 .key_waiting = key_waiting,
-                                .leave = leave};
+                                .leave = leave,
+                                .take_keyboard = take_keyboard,
+                                .repaint = repaint};
 
 }  // namespace
 

@@ -62,7 +62,7 @@ void wake() {
 void end_process(int signal) {
   const int error = errno;
   const struct sigaction& former = state.former[index_of(signal)];
-  tty_restore(kPatience);
+  tty_restore(kPatience, TtyEnd::kSudden);
   if (former.sa_handler == SIG_DFL) passing_files_remove();  // a handler may go on
   sigaction(signal, &former, nullptr);
   raise(signal);
@@ -71,7 +71,7 @@ void end_process(int signal) {
 
 void stop_process(int signal) {
   const int error = errno;
-  tty_restore(kPatience);
+  tty_restore(kPatience, TtyEnd::kSudden);
   struct sigaction ours {};
   sigaction(signal, &state.former[index_of(signal)], &ours);
   raise(signal);

@@ -19,6 +19,8 @@ constexpr int kForegroundTries = 10;
 
 // Alternate screen, lines do not wrap, the graphic set as G1.
 constexpr std::string_view kEnter = "\x1b[?1049h\x1b[?7l\x1b(B\x1b)0";
+// The shell's next line is not to stand in the middle of a VT100's screen, nor in reverse.
+constexpr std::string_view kLeaveVt100 = "\x0f\x1b[m\x1b[24H\r\n";
 // Below the last row first, for terminals without an alternate screen.
 constexpr std::string_view kLeave = "\x0f\x1b[m\x1b[24H\r\n\x1b[?7h\x1b[?25h\x1b[?1049l";
 
@@ -27,6 +29,7 @@ constexpr std::string_view kLeave = "\x0f\x1b[m\x1b[24H\r\n\x1b[?7h\x1b[?25h\x1b
 struct State {
   volatile sig_atomic_t held = static_cast<int>(TtyHold::kNone);
   bool doubtful = false;
+  volatile sig_atomic_t output_is_terminal = 0;
   pid_t owner = 0;  // a child that was forked off must not restore our terminal
   termios found{};
 };
@@ -75,6 +78,8 @@ termios raw_mode(const termios& found, TtyHold wanted) {
   raw.c_iflag &= ~static_cast<tcflag_t>(ISTRIP | INLCR | IGNCR | ICRNL);
   raw.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL | ICANON | IEXTEN);
   if (wanted == TtyHold::kScreen) raw.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+  // Ctrl-C is a key of the runtime: it leaves a field and not the program. Ctrl-\ ends that.
+  raw.c_cc[VINTR] = _POSIX_VDISABLE;
   raw.c_cc[VMIN] = 1;
   raw.c_cc[VTIME] = 0;
   return raw;
@@ -100,6 +105,7 @@ void set_mode(TtyHold wanted) {
     if (tcgetattr(STDIN_FILENO, &state.found) != 0) tty_gone();
     state.owner = getpid();
   }
+  state.output_is_terminal = isatty(STDOUT_FILENO);
   state.doubtful = false;
   state.held = static_cast<int>(wanted);
   const termios raw = raw_mode(state.found, wanted);
@@ -119,8 +125,7 @@ bool may_try_again() {
   return errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK;
 }
 
-void write_leaving(int patience) {
-  std::string_view bytes = kLeave;
+void write_leaving(std::string_view bytes, int patience) {
   while (!bytes.empty() && wait_for_room(patience)) {
     const ssize_t written = write(STDOUT_FILENO, bytes.data(), bytes.size());
     if (written < 0 && !may_try_again()) return;
@@ -132,6 +137,10 @@ void write_leaving(int patience) {
 
 TtyHold tty_held() {
   return static_cast<TtyHold>(state.held);
+}
+
+bool tty_has_keyboard() {
+  return isatty(STDIN_FILENO) == 1;
 }
 
 void tty_doubt() {
@@ -147,13 +156,15 @@ bool tty_hold(TtyHold wanted) {
 }
 
 // A signal in the middle of it begins anew in its handler, and nothing is left to do afterwards.
-void tty_restore(int patience) {
+void tty_restore(int patience, TtyEnd end) {
   const TtyHold held = tty_held();
   if (held == TtyHold::kNone || state.owner != getpid()) return;
   const int error = errno;
   // A process in the background that ends would be stopped instead.
   const BlockedSignals guard(background_output());
-  if (held == TtyHold::kScreen) write_leaving(patience);
+  if (held == TtyHold::kScreen) write_leaving(kLeave, patience);
+  if (held == TtyHold::kVt100 && end == TtyEnd::kSudden && state.output_is_terminal != 0)
+    write_leaving(kLeaveVt100, patience);
   tcsetattr(STDIN_FILENO, TCSANOW, &state.found);
   state.held = static_cast<int>(TtyHold::kNone);
   errno = error;
@@ -180,7 +191,7 @@ TtySize tty_size() {
 }
 
 void tty_gone() {
-  tty_restore(0);
+  tty_restore(0, TtyEnd::kSudden);
   end_program("the terminal is gone");
 }
 

@@ -18,11 +18,13 @@ std::string text_of(const SystemText& text) {
 
 void show(const FieldPlace& place, const LineEditor& line) {
   const std::string_view shown = std::string_view(line.text).substr(line.first);
-  print_with(place.window, kReverseText, place.row, place.column, fit(shown, place.width));
+  const int width = static_cast<int>(line.width);
+  print_with(place.window, kReverseText, place.row, place.column, fit(shown, width));
   wi_refresh_active();
   terminal_refresh();
   const auto offset = static_cast<int>(std::min(line.cursor - line.first, line.width - 1));
-  wi_set_cursor(place.window, place.row, place.column + offset);
+  const int column = std::clamp(place.column, -kScreenColumns, kScreenColumns);
+  wi_set_cursor(place.window, place.row, column + offset);
   terminal_show_cursor(true);
 }
 
@@ -48,7 +50,7 @@ int edit(const FieldPlace& place, LineEditor& line, Accept accept) {
 LineEditor make_editor(const FieldPlace& place, std::string text, std::size_t most) {
   return {.text = std::move(text),
           .most = most,
-          .width = static_cast<std::size_t>(std::max(place.width, 1)),
+          .width = static_cast<std::size_t>(std::clamp(place.width, 1, kScreenColumns)),
           .cursor = 0,
           .first = 0,
           .inserting = true};

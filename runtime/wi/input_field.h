@@ -1,9 +1,10 @@
 // Fields in which the user types a text or a number.
 //
-// A field stands in a window, at a row and column of it, in reverse, and shows `width` characters;
-// a longer text scrolls. The keys of line_editor.h edit. The others leave the field, and the
-// function returns their code: Enter, Tab, Up, Down, the page and function keys with the new value;
-// Escape and kKeyStart with the value as it was. Ctrl-A tells about the help key.
+// A field stands in a window, at a row and column of it, in reverse, and shows `width` characters,
+// at least one and at most a screen's width; a longer text scrolls. Control characters in it are
+// shown as "." and cannot be typed. The keys of line_editor.h edit. The others leave the field, and
+// the function returns their code: Enter, Tab, Up, Down, the page and function keys with the new
+// value; Escape and kKeyStart with the value as it was. Ctrl-A tells about the help key.
 #pragma once
 
 #include <cstddef>

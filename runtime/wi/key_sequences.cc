@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <string_view>
+#include <utility>
 
 #include "runtime/wi/code_page_437.h"
 #include "runtime/wi/console.h"
@@ -16,6 +17,8 @@ constexpr std::uint8_t kFirstPrintable = 32;
 constexpr std::uint8_t kDeleteByte = 127;  // what most terminals send for Backspace
 constexpr std::uint8_t kBackspace = 8;
 constexpr std::uint8_t kBell = 7;
+// The section sign is typed on every German keyboard, and no control character is in its way.
+constexpr std::uint8_t kSectionSign = 21;
 constexpr int kLargestNumber = 9999;
 
 constexpr unsigned kShift = 1;
@@ -30,6 +33,11 @@ int find_letter(char letter) {
 int find_number(int number) {
   const auto* row = std::ranges::find(kNumbers, number, [](const auto& r) { return r.number; });
   return row != std::end(kNumbers) ? row->key : kNoKey;
+}
+
+const TerminalReport* find_report(char introducer) {
+  const auto* row = std::ranges::find(kReports, introducer, &TerminalReport::introducer);
+  return row != std::end(kReports) ? row : nullptr;
 }
 
 bool is_lower_arrow(char letter) {
@@ -66,7 +74,7 @@ void KeyDecoder::put_key(int key, unsigned modifiers) {
 
 void KeyDecoder::put_character(char32_t character) {
   const std::uint8_t byte = code_page_437_byte(character);
-  if (byte >= kFirstPrintable && byte != kKeyPrefixCursor) put(byte);
+  if ((byte >= kFirstPrintable && byte != kKeyPrefixCursor) || byte == kSectionSign) put(byte);
 }
 
 void KeyDecoder::begin(State state, char introducer) {
@@ -104,6 +112,8 @@ void KeyDecoder::feed(std::uint8_t byte) {
 }
 
 void KeyDecoder::end_sequence() {
+  if (state_ == State::kString || state_ == State::kStringEscape) type_string();
+  if (!in_sequence()) return;
   const State state = state_;
   state_ = State::kGround;
   if (state == State::kEscape) {
@@ -140,7 +150,11 @@ void KeyDecoder::feed_ground(std::uint8_t byte) {
 void KeyDecoder::feed_high(std::uint8_t byte) {
   constexpr std::uint8_t kControlSequenceIntroducer = 0x9B;
   constexpr std::uint8_t kSingleShiftThree = 0x8F;
-  if (!utf8_) {
+  if (characters_ == KeyCharacters::kBytes) {
+    if (byte == kKeyPrefixCursor) put(byte);
+    return put(byte);
+  }
+  if (characters_ == KeyCharacters::kLatin) {
     if (byte == kControlSequenceIntroducer) return begin(State::kControlSequence, 0);
     if (byte == kSingleShiftThree) return begin(State::kSingleShift, 0);
     return put_character(byte);
@@ -170,9 +184,8 @@ void KeyDecoder::feed_escape(std::uint8_t byte) {
   if (byte == '[') return begin(State::kControlSequence, '[');
   if (byte == 'O') return begin(State::kSingleShift, 'O');
   if (escapes_ == 2) put(kEscapeByte);
-  if (std::string_view("]P_^X").find(static_cast<char>(byte)) != std::string_view::npos)
-    return begin(State::kString, static_cast<char>(byte));
-  interrupt(byte);
+  if (find_report(static_cast<char>(byte)) == nullptr) return interrupt(byte);
+  begin(State::kString, static_cast<char>(byte));
 }
 
 // True for a byte in front of the final one.
@@ -247,13 +260,44 @@ void KeyDecoder::feed_single_shift(std::uint8_t byte) {
   if (letter != 'Z') put_key(find_letter(letter), modifiers(number_count_ > 1 ? 1 : 0));
 }
 
+// Whether a report can go on like this.
+bool KeyDecoder::belongs_to_string(std::uint8_t byte) const {
+  if (state_ == State::kStringEscape || string_.size() == kLongestString) return false;
+  if (byte < kFirstPrintable || byte >= kDeleteByte) return false;
+  return !string_.empty() ||
+         find_report(introducer_)->first_characters.find(static_cast<char>(byte)) !=
+             std::string_view::npos;
+}
+
 void KeyDecoder::feed_string(std::uint8_t byte) {
-  introducer_ = 0;
-  if (byte == kBell || (state_ == State::kStringEscape && byte == '\\')) {
-    state_ = State::kGround;
-  } else {
-    state_ = byte == kEscapeByte ? State::kStringEscape : State::kString;
+  if (belongs_to_string(byte)) {
+    string_ += static_cast<char>(byte);
+    return;
   }
+  const bool by_bell = state_ == State::kString && introducer_ == ']' && byte == kBell;
+  const bool by_terminator = state_ == State::kStringEscape && byte == '\\';
+  if (!string_.empty() && (by_bell || by_terminator)) {
+    string_.clear();
+    return begin(State::kGround, 0);
+  }
+  if (state_ == State::kString && byte == kEscapeByte) {
+    state_ = State::kStringEscape;
+    return;
+  }
+  type_string();
+  feed(byte);
+}
+
+// It was a key with Alt, and so was what followed.
+void KeyDecoder::type_string() {
+  const std::string typed = std::exchange(string_, {});
+  const char key = introducer_;
+  const bool with_escape = state_ == State::kStringEscape;
+  begin(State::kGround, 0);
+  put(static_cast<std::uint8_t>(key));
+  for (const char character : typed)
+    put(static_cast<std::uint8_t>(character));
+  if (with_escape) feed_ground(kEscapeByte);
 }
 
 }  // namespace marigold

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <iterator>
+#include <string_view>
 
 namespace marigold {
 
@@ -69,6 +70,14 @@ inline constexpr struct {
                 {6, kPageDown}, {7, kHome},   {8, kEnd},    {11, kF1},  {12, kF2},
                 {13, kF3},      {14, kF4},    {15, kF5},    {17, kF6},  {18, kF7},
                 {19, kF8},      {20, kF9},    {21, kF10},   {23, kF11}, {24, kF12}};
+
+// Reports of terminals: the character behind the Escape, and those that a report goes on with.
+struct TerminalReport {
+  char introducer;
+  std::string_view first_characters;
+};
+inline constexpr TerminalReport kReports[] = {
+    {']', "0123456789lL"}, {'P', "0123456789>!+$|"}, {'_', "G"}};
 
 // The keypad in application mode, behind Escape "O".
 inline constexpr struct {

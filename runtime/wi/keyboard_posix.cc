@@ -11,8 +11,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "runtime/wi/key_sequences.h"
-
 namespace marigold {
 namespace {
 
@@ -22,7 +20,7 @@ using std::chrono::milliseconds;
 constexpr int kLongestEscape = 10000;
 
 struct State {
-  KeyDecoder decoder{true};
+  KeyDecoder decoder{KeyCharacters::kUtf8};
   milliseconds patience{kEscapeMilliseconds};
   Clock::time_point last_byte{};
 };
@@ -79,9 +77,9 @@ KeyWait wait_once(int wake_descriptor, bool waiting) {
 
 }  // namespace
 
-void keyboard_start(bool utf8) {
+void keyboard_start(KeyCharacters characters) {
   state = {};
-  state.decoder = KeyDecoder(utf8);
+  state.decoder = KeyDecoder(characters);
   state.patience = patience_from(std::getenv("MARIGOLD_ESCAPE_MS"));
 }
 
@@ -93,6 +91,10 @@ KeyWait keyboard_wait(int wake_descriptor, bool waiting) {
       return state.decoder.has_key() ? KeyWait::kKey : KeyWait::kNone;
     if (outcome != KeyWait::kNone) return outcome;
   }
+}
+
+bool keyboard_has_byte() {
+  return state.decoder.has_key();
 }
 
 std::uint8_t keyboard_take() {

@@ -8,6 +8,8 @@
 
 #include <cstdint>
 
+#include "runtime/wi/key_sequences.h"
+
 namespace marigold {
 
 inline constexpr int kEscapeMilliseconds = 50;
@@ -19,10 +21,12 @@ enum class KeyWait {
   kGone,   // the end of the input
 };
 
-// Drops what was begun. Characters beyond ASCII are UTF-8, or else ISO 8859-1.
-void keyboard_start(bool utf8);
+// Drops what was begun.
+void keyboard_start(KeyCharacters characters);
 // Waits for a key, or only looks whether one is waiting. A negative descriptor is left alone.
 KeyWait keyboard_wait(int wake_descriptor, bool waiting);
+// Whether a byte has been read that keyboard_take would give.
+bool keyboard_has_byte();
 // After KeyWait::kKey: the next byte.
 std::uint8_t keyboard_take();
 

@@ -57,6 +57,7 @@ constexpr Key kPlainTerminalKeys[] = {
 };
 
 constexpr std::uint8_t kPlainTerminalPrefix = 0x06;  // Ctrl-F
+constexpr std::uint8_t kRepaint = 0x12;              // Ctrl-R
 
 const Key* find_key(std::span<const Key> keys, std::uint8_t byte) {
   for (const Key& key : keys) {
@@ -69,6 +70,19 @@ const Key* find_key(std::span<const Key> keys, std::uint8_t byte) {
 int read_second(std::span<const Key> keys, int otherwise, std::uint8_t& byte) {
   const Key* key = find_key(keys, key_raw(byte));
   return key != nullptr ? key->code : otherwise;
+}
+
+int character_or_escape(std::uint8_t byte, std::uint8_t& character) {
+  character = char_map_input(byte);
+  return character != 0 ? kKeyCharacter : kKeyEscape;
+}
+
+// A cursor key; or the prefix twice, a character of a terminal whose bytes come as they are.
+int read_cursor_key(std::uint8_t& character) {
+  const int code = read_second(kCursorKeys, kKeyIgnored, character);
+  const bool doubled = code == kKeyIgnored && character == kKeyPrefixCursor;
+  if (!doubled || char_map_input(kKeyPrefixCursor) == 0) return code;
+  return character_or_escape(kKeyPrefixCursor, character);
 }
 
 [[noreturn]] void end_without_keyboard() {
@@ -134,15 +148,17 @@ int key_read(std::uint8_t& character) {
     case kKeyPrefixFunction:
       return read_second(kFunctionKeys, kKeyIgnored, character);
     case kKeyPrefixCursor:
-      return read_second(kCursorKeys, kKeyIgnored, character);
+      return read_cursor_key(character);
     case kPlainTerminalPrefix:
       return read_second(kPlainTerminalKeys, kKeyEscape, state.plain_terminal_byte);
+    case kRepaint:
+      terminal_repaint();
+      break;
     default:
       break;
   }
   if (const Key* key = find_key(kSingleKeys, byte)) return key->code;
-  character = char_map_input(byte);
-  return character != 0 ? kKeyCharacter : kKeyEscape;
+  return character_or_escape(byte, character);
 }
 
 int key_poll(std::uint8_t& character) {

@@ -7,7 +7,13 @@
 namespace marigold {
 namespace {
 
+// A key like Ctrl-G is a character to key read, but no text has it.
+bool is_control(std::uint8_t character) {
+  return character < ' ' || character == 127;
+}
+
 Edited put(LineEditor& line, std::uint8_t character) {
+  if (is_control(character)) return Edited::kDone;
   const bool overwrites = !line.inserting && line.cursor < line.text.size();
   if (!overwrites && line.text.size() >= line.most) return Edited::kFull;
   if (overwrites) line.text.erase(line.cursor, 1);

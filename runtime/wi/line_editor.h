@@ -22,8 +22,8 @@ enum class Edited {
   kNot,   // no key of the editor
 };
 
-// Characters, Insert (inserting or overwriting), Delete, Backspace, Left, Right, Home, End. The
-// cursor stays within what is shown.
+// Characters, Insert (inserting or overwriting), Delete, Backspace, Left, Right, Home, End. Control
+// characters have no effect. The cursor stays within what is shown.
 Edited line_edit(LineEditor& line, int code, std::uint8_t character);
 
 }  // namespace marigold

@@ -32,7 +32,7 @@ int wait_for_key() {
 int show_line(std::string_view text) {
   ScreenRow line;
   row_fill(line, ' ', kAttributeReverse);
-  std::ranges::copy(text.substr(0, kScreenColumns), line.characters.begin());
+  std::ranges::copy(visible(text.substr(0, kScreenColumns)), line.characters.begin());
   terminal_write_row(line, kScreenRows, 1, kScreenColumns);
   terminal_refresh();
   const int code = wait_for_key();
@@ -89,12 +89,13 @@ void warning_box(const char* text) {
   const OwnWindow window((kScreenRows - height - 2) / 2 + 1, (kScreenColumns - width - 2) / 2 + 1,
                          height + 2, width + 2, false);
   const int number = window.number();
-  const std::string title(systxt_warning.view());
-  const std::string button(systxt_ok.view());
+  const auto inside = static_cast<std::size_t>(width);
+  const std::string title = visible(systxt_warning.view().substr(0, inside));
+  const std::string button = visible(systxt_ok.view().substr(0, inside));
   print_with(number, kReverseText, 1, centred(width, title.size()), title);
   int row = 3;
   for (const std::string_view line : lines)
-    p_printstr(number, row++, 2, std::string(line).c_str());
+    p_printstr(number, row++, 2, visible(line).c_str());
   const int column = centred(width, button.size());
   print_with(number, kReverseText, height, column, button);
   window.show();

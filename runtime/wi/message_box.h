@@ -1,5 +1,6 @@
 // What the user is told: in the last row of the screen, and in a box in its middle. Both wait for a
-// key and leave the screen as it was. Only while the window system is active.
+// key and leave the screen as it was. Control characters are shown as ".". Only while the window
+// system is active.
 #pragma once
 
 namespace marigold {

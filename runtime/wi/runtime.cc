@@ -1,5 +1,8 @@
 #include "runtime/wi/runtime.h"
 
+#include <cstdlib>
+#include <exception>
+
 #include "runtime/core/settings.h"
 #include "runtime/core/status_file.h"
 #include "runtime/core/user_interface.h"
@@ -14,8 +17,25 @@
 #include "runtime/wi/window_interface.h"
 
 namespace marigold {
+namespace {
+
+struct State {
+  std::terminate_handler terminate_before = nullptr;
+};
+State state;
+
+// What is said of an exception that nobody catches.
+[[noreturn]] void terminate_below_the_screen() {
+  user_interface().hand_terminal_back();
+  state.terminate_before();
+  std::abort();
+}
+
+}  // namespace
 
 void runtime_start(const char* program) {
+  if (state.terminate_before == nullptr)
+    state.terminate_before = std::set_terminate(terminate_below_the_screen);
   stream_start();
   user_interface_start();
   syserr_start();

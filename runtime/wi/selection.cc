@@ -1,11 +1,11 @@
 #include "runtime/wi/selection.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstddef>
 
 #include "runtime/texte/sysmsg.h"
 #include "runtime/wi/field_key.h"
+#include "runtime/wi/letters.h"
 #include "runtime/wi/message_box.h"
 #include "runtime/wi/window_text.h"
 
@@ -14,10 +14,6 @@ namespace {
 
 bool has_digit(std::string_view layout, std::size_t place) {
   return place < layout.size() && layout[place] == '1';
-}
-
-int lower(unsigned char c) {
-  return std::tolower(c);
 }
 
 // One selection while it is on the screen. Entries are numbered from 0 here; -1 is none.
@@ -65,7 +61,7 @@ class Selection {
     for (const SelectionEntry& entry : field.entries) {
       const int cells = static_cast<int>(std::min<std::size_t>(entry.text.size(), 200)) + 2;
       width = std::max(width, cells);
-      in_row += cells;
+      in_row = std::min(in_row + cells, kScreenColumns);
     }
     width = std::max(width, static_cast<int>(std::min<std::size_t>(systxt_more.view().size(), 20)));
     title_rows_ = side_by_side_ || field.title.empty() ? 0 : 1;
@@ -101,7 +97,7 @@ class Selection {
       const int candidate = (current_ + i) % count_;
       const std::string_view text = field_.entries[static_cast<std::size_t>(candidate)].text;
       if (!can_be_chosen(candidate) || text.empty()) continue;
-      if (lower(static_cast<unsigned char>(text.front())) != lower(character)) continue;
+      if (fold_letter(text.front()) != fold_letter(static_cast<char>(character))) continue;
       current_ = candidate;
       return;
     }

@@ -11,10 +11,10 @@ struct SelectionEntry {
   bool can_be_chosen = true;  // headings and lines cannot
 };
 
-// The layout is a text of nine digits. The first one "1": a letter goes on to the next entry that
-// begins with it. The second one "1": the entries stand side by side in one row without a frame;
-// otherwise below each other in a frame, with the title above them. The others are kept for
-// programs that set them, and mean nothing.
+// The layout is a text of nine digits. The first one "1": a letter, large or small (letters.h),
+// goes on to the next entry that begins with it. The second one "1": the entries stand side by side
+// in one row without a frame; otherwise below each other in a frame, with the title above them. The
+// others are kept for programs that set them, and mean nothing.
 struct SelectionField {
   int row = 1;  // of the upper left corner on the screen; brought onto it where it must be
   int column = 1;

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <span>
 
 #include "runtime/core/settings.h"
+#include "runtime/core/terminal_text.h"
 #include "runtime/texte/char_table.h"
 #include "runtime/wi/terminal_console.h"
 #include "runtime/wi/vt100.h"
@@ -18,8 +20,9 @@ struct State {
   Mode mode = Mode::kUndecided;
   int column = 1;  // of the cursor
   int row = 1;
-  ConsoleBuffer cells{};  // console mode: the screen, as the next refresh shows it
+  ConsoleBuffer cells{};  // the screen as the next refresh shows it; VT100 mode: as it is put
   Vt100 vt100;
+  bool given_back = false;  // and nothing shown since
 };
 
 constinit State state;
@@ -41,12 +44,38 @@ std::uint16_t colour_of(std::uint8_t attribute) {
 }
 
 void put_cell(std::uint8_t character, std::uint8_t attribute, ConsoleCell& cell) {
-  if (state.mode == Mode::kVt100) {
-    state.vt100.set_attribute(attribute);
-    state.vt100.put(byte_of(character, attribute));
-  } else {
-    cell = {byte_of(character, attribute), colour_of(attribute)};
+  cell = {byte_of(character, attribute), colour_of(attribute)};
+  if (state.mode != Mode::kVt100) return;
+  state.vt100.set_attribute(attribute);
+  state.vt100.put(cell.character);
+}
+
+bool is_plain_blank(const ConsoleCell& cell) {
+  return cell.character == ' ' && cell.colour < kColourReverse;
+}
+
+void paint_vt100() {
+  state.vt100.reset_attribute();
+  state.vt100.clear();
+  for (int row = 1; row <= kScreenRows; ++row) {
+    const auto cells =
+        std::span(state.cells).subspan(std::size_t{kScreenColumns} * (row - 1UL), kScreenColumns);
+    const auto end = std::ranges::find_if_not(cells.rbegin(), cells.rend(), is_plain_blank).base();
+    if (end == cells.begin()) continue;
+    state.vt100.place_cursor(1, row);
+    for (const ConsoleCell& cell : std::span(cells.begin(), end)) {
+      state.vt100.set_attribute(cell.colour < kColourReverse ? std::uint8_t{0} : kAttributeReverse);
+      state.vt100.put(cell.character);
+    }
   }
+  state.vt100.place_cursor(state.column, state.row);
+  state.vt100.flush();
+}
+
+// True when the terminal was taken (again).
+bool take_keyboard() {
+  const Console& console = terminal_console();
+  return console.take_keyboard != nullptr && console.take_keyboard();
 }
 
 }  // namespace
@@ -66,14 +95,21 @@ bool terminal_is_vt100() {
     // Set is enough, to nothing as well.
     const bool asked_for = std::getenv("COMFAXUSEVT100") != nullptr;
     state.mode = asked_for ? Mode::kVt100 : Mode::kConsole;
-    if (!asked_for) terminal_console().size();
+    if (asked_for) {
+      state.vt100.set_charset(terminal_charset());
+      take_keyboard();
+    } else {
+      terminal_console().size();
+    }
   }
   return state.mode == Mode::kVt100;
 }
 
 void terminal_start() {
   char_tables_load();
+  state.given_back = false;
   if (terminal_is_vt100()) {
+    state.cells.fill({});
     state.vt100.clear();
     state.vt100.flush();
   } else {
@@ -83,47 +119,68 @@ void terminal_start() {
 
 void terminal_end() {
   if (!open_subsystems().window_system) return;
-  terminal_clear();
-  terminal_refresh();
-  terminal_show_cursor(true);
-  terminal_set_cursor(1, kScreenRows);
-  if (!terminal_is_vt100()) terminal_console().clear();
+  if (!state.given_back) {
+    // What comes after the screen is not to be in reverse.
+    if (terminal_is_vt100()) state.vt100.set_attribute(0);
+    terminal_clear();
+    terminal_refresh();
+    terminal_show_cursor(true);
+    terminal_set_cursor(1, kScreenRows);
+    if (!terminal_is_vt100()) terminal_console().clear();
+  }
   terminal_console().leave();
+  state.given_back = true;
 }
 
 void terminal_clear() {
   if (!open_subsystems().window_system) return;
+  state.given_back = false;
+  state.cells.fill({});
   if (terminal_is_vt100()) {
     state.column = 1;
     state.row = 1;
     state.vt100.clear();
     state.vt100.flush();
   } else {
-    state.cells.fill({});
     terminal_refresh();
   }
 }
 
 void terminal_refresh() {
+  state.given_back = false;
+  if (!terminal_is_vt100()) return terminal_console().write(state.cells);
+  // Held again by a process that was stopped meanwhile: the shell has written on the screen.
+  if (take_keyboard()) return paint_vt100();
+  state.vt100.place_cursor(state.column, state.row);
+  state.vt100.flush();
+}
+
+void terminal_repaint() {
+  if (!open_subsystems().window_system) return;
+  state.given_back = false;
+  const Console& console = terminal_console();
   if (terminal_is_vt100()) {
-    state.vt100.place_cursor(state.column, state.row);
-    state.vt100.flush();
+    paint_vt100();
+  } else if (console.repaint != nullptr) {
+    console.repaint();
   } else {
-    terminal_console().write(state.cells);
+    console.write(state.cells);
   }
 }
 
 void terminal_set_cursor(int column, int row) {
-  state.column = column;
-  state.row = row;
+  state.given_back = false;
+  state.column = std::clamp(column, 1, kScreenColumns);
+  state.row = std::clamp(row, 1, kScreenRows);
   if (terminal_is_vt100()) {
     terminal_refresh();
   } else {
-    terminal_console().place_cursor(column, row);
+    terminal_console().place_cursor(state.column, state.row);
   }
 }
 
 void terminal_show_cursor(bool visible) {
+  state.given_back = false;
   if (!terminal_is_vt100()) terminal_console().show_cursor(visible);
 }
 

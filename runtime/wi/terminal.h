@@ -66,13 +66,18 @@ void terminal_reset(const Console* console);
 bool terminal_is_vt100();
 // Loads the character tables and clears the screen.
 void terminal_start();
-// Clears the screen and leaves the cursor visible in the last row; only when the window system is
-// active. May be called again.
+// Clears the screen, leaves the cursor visible in the last row and gives the terminal back; only
+// when the window system is active. Nothing when that was done and nothing shown since: lines that
+// a program writes when it has the terminal back stay.
 void terminal_end();
 // Only when the window system is active.
 void terminal_clear();
 // Brings what was written to the screen.
 void terminal_refresh();
+// Shows the whole screen again, on a terminal on which others have written; only when the window
+// system is active.
+void terminal_repaint();
+// Brought onto the screen where it must be.
 void terminal_set_cursor(int column, int row);
 void terminal_show_cursor(bool visible);
 void terminal_bell();
@@ -91,6 +96,9 @@ void attribute_table_start(std::array<std::uint8_t, 16>& table);
 // When the keyboard has come to its end (Console::keyboard_lost), it gives Escape, by which a
 // program leaves what it is in; none is waiting then. One that goes on reading is ended after 100
 // of them, with the terminal given back, a line on standard error and exit status 1.
+
+// Ctrl-R, which is kKeyIgnored without a character, has the screen painted again (terminal_repaint)
+// whoever reads it.
 
 // Waits for a key: its code; its character, or the second byte of a key that has none, or 0.
 int key_read(std::uint8_t& character);

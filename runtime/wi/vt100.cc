@@ -24,6 +24,8 @@ constexpr std::array<Transition, 3> kTransitions = {{
 }};
 
 constexpr std::uint8_t kNotShown = '.';
+constexpr std::uint8_t kDelete = 127;
+constexpr char kUtf8LeadOfControls = '\xC2';
 
 }  // namespace
 
@@ -50,8 +52,20 @@ void Vt100::set_attribute(std::uint8_t attribute) {
   attribute_ = attribute;
 }
 
+void Vt100::reset_attribute() {
+  append("\x1B[m");
+  attribute_ = 0;
+}
+
+bool Vt100::is_control(std::uint8_t byte) const {
+  if (byte < ' ' || byte == kDelete) return true;
+  if (byte < 128 || byte > 159) return false;
+  return charset_ == TerminalCharset::kIso8859 ||
+         (charset_ == TerminalCharset::kUtf8 && last_ == kUtf8LeadOfControls);
+}
+
 void Vt100::put(std::uint8_t byte) {
-  const char shown = static_cast<char>(byte == 0 ? kNotShown : byte);
+  const char shown = static_cast<char>(is_control(byte) ? kNotShown : byte);
   append({&shown, 1});
 }
 
@@ -61,6 +75,7 @@ void Vt100::flush() {
 }
 
 void Vt100::append(std::string_view bytes) {
+  if (!bytes.empty()) last_ = bytes.back();
   if (bytes_.append(bytes)) return;
   flush();
   bytes_.append_cut(bytes);

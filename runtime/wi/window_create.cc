@@ -22,13 +22,19 @@ constexpr int kRowsBeside = 19;
 
 constexpr const char* kPanic = "PANIC! No More Windows!";
 
-// The lowest free number.
-int free_window() {
+// The lowest free number; 0 when there is none.
+int find_free() {
   const WindowState& state = window_state();
   for (int number = 1; number <= kWindows; ++number)
     if (!state.windows[static_cast<std::size_t>(number)].used) return number;
+  return 0;
+}
+
+int free_window() {
+  if (const int number = find_free(); number != 0) return number;
   terminal_clear();
-  // Not by the user interface: its message would need a window.
+  // Not by the user interface: its message would need a window. Nor on the screen, which is left.
+  user_interface().hand_terminal_back();
   line_output_text(1, 1, kPanic, static_cast<int>(std::strlen(kPanic)));
   raise_fatal(kWindowFault);
 }
@@ -75,6 +81,10 @@ void draw_header_line(int window, int kind) {
 }
 
 }  // namespace
+
+bool wi_has_free_window() {
+  return find_free() != 0;
+}
 
 void create_w(int& window, int top, int left, int height, int width, bool no_frame) {
   const int number = free_window();

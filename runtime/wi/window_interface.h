@@ -8,6 +8,8 @@
 //   ask_for_lock         the same with "try again" and "back"
 //   wait_for_lock        the text in the last row, for a second
 //   hand_terminal_back   the terminal as it was found
+//   fault_in_line        the source and "Fehler in Zeile" in a window, and on standard error with
+//                        the terminal handed back
 //
 // Fatal errors stay with whoever reports them.
 #pragma once

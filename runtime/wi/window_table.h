@@ -64,6 +64,9 @@ Window& checked_window(int window);
 // The value, or the nearest one between the bounds; `low` when there is none between them.
 int bring_between(long long value, int low, int high);
 
+// Whether create_w has a number left.
+bool wi_has_free_window();
+
 void blank_cells(ScreenRow& row, int column, int count);
 
 // After a change in the window: what the live flag promises.

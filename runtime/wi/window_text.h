@@ -1,10 +1,13 @@
 // Small helpers for what is drawn into windows.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
+#include "runtime/texte/char_table.h"
 #include "runtime/wi/terminal.h"
 #include "runtime/wi/window.h"
 #include "runtime/wi/window_table.h"
@@ -15,10 +18,26 @@ inline constexpr const char* kPlainText = "0000";
 inline constexpr const char* kReverseText = "0100";
 inline constexpr const char* kBrightText = "0010";
 
-// Cut, or filled up with blanks, to a width.
+// Whether the cell of a character from a file would show nothing of it, or what is none of it: on
+// the console many control characters are blanks and some look like line drawings. Those from 128
+// on are characters where the screen's table has them.
+inline bool is_control_character(char character) {
+  const auto code = static_cast<std::uint8_t>(character);
+  return code < ' ' || code == 127 || (code >= 128 && code < 160 && char_map_output(code) == 0);
+}
+
+// With control characters as ".", like everything that a terminal cannot show.
+inline std::string visible(std::string_view text) {
+  std::string shown(text);
+  std::ranges::replace_if(shown, is_control_character, '.');
+  return shown;
+}
+
+// Cut, or filled up with blanks, to a width of no more columns than the screen has.
 inline std::string fit(std::string_view text, int width) {
-  std::string fitted(text.substr(0, static_cast<std::size_t>(width)));
-  fitted.resize(static_cast<std::size_t>(width), ' ');
+  const auto columns = static_cast<std::size_t>(std::clamp(width, 0, kScreenColumns));
+  std::string fitted = visible(text.substr(0, columns));
+  fitted.resize(columns, ' ');
   return fitted;
 }
 

@@ -39,11 +39,15 @@ TEST_F(ListScreenTest, AKeyAsksAndTheSecondAnswerAborts) {
   EXPECT_EQ(recording().cell(kScreenRows, 1).colour, kColourReverse);
   list_print("B");
   EXPECT_FALSE(list_check_abort());
+  const std::string progress = recording().text(kScreenRows);
   for (const std::string keys : {"x\r", "\xE0H\x1B"}) {  // go on; a key of two bytes, then Escape
     recording().type(keys);
     EXPECT_FALSE(list_check_abort());
     EXPECT_TRUE(recording().keys.empty());
+    EXPECT_EQ(recording().text(kScreenRows), progress);
   }
+  recording().type("\x12");  // paints the screen, and nobody is asked
+  EXPECT_FALSE(list_check_abort());
   list_print("B");
   recording().type("x\xE0M\r"s);
   EXPECT_TRUE(list_check_abort());

@@ -260,6 +260,18 @@ TEST_F(ViewerTest, ASearchIsBrokenOffByAKey) {
   make_list(9000, 20);
   EXPECT_EQ(view("snowhere\rx+").text(1, 72, 9), "1-20:20-1");
   EXPECT_TRUE(was_shown("Suche abgebrochen"));
+  make_list(5000, 20);
+  screens.clear();
+  EXPECT_EQ(view("snowhere\r\x12+").text(1, 72, 9), "1-20:20-1");  // this one paints the screen
+  EXPECT_TRUE(was_shown("Nicht gefunden: nowhere"));
+}
+
+TEST_F(ViewerTest, ControlCharactersOfAListAreVisible) {
+  screen_output_start();
+  screen_output_text("a\x1B[2Jb\a\x7F\x9B\xE4|");
+  screen_output_end_line();
+  screen_output_end();
+  EXPECT_EQ(view("").text(3, 2, 11), "a.[2Jb...\x84|");
 }
 
 TEST_F(ViewerTest, ThePrinterGetsTheBytes) {

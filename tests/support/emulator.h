@@ -34,6 +34,14 @@ class Emulator {
     return {position.col + 1, position.row + 1};
   }
 
+  // Whether what a program writes next would be in reverse.
+  bool writes_in_reverse() {
+    feed("x");
+    VTermScreenCell cell{};
+    vterm_screen_get_cell(screen(), {cursor().row - 1, cursor().column - 2}, &cell);
+    return cell.attrs.reverse != 0;
+  }
+
   // ASCII alone, without blanks at the end; row from 1.
   std::string row_text(int row) const {
     std::string text;

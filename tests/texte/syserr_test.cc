@@ -1,8 +1,11 @@
 #include "runtime/texte/syserr.h"
 
+#include <csignal>
+
 #include "runtime/core/settings.h"
 #include "runtime/core/status_file.h"
 #include "runtime/core/user_interface.h"
+#include "runtime/platform/passing_files.h"
 #include "runtime/texte/sysmsg.h"
 #include "tests/support/support.h"
 
@@ -38,12 +41,24 @@ TEST(SyserrTest, FatalWritesTheStatusHandsTheTerminalBackAndAborts) {
   const WorkDirectory directory;
   settings_read();
   syserr_start();
-  user_interface().hand_terminal_back = [] { write_file("terminal", "back"); };
+  user_interface().hand_terminal_back = [] { std::fputs("terminal back\n", stderr); };
   status_open("program");
-  EXPECT_EXIT(raise_fatal(38), testing::KilledBySignal(SIGABRT), "^error\n        38\nst: string");
+  EXPECT_EXIT(
+      raise_fatal(38), testing::KilledBySignal(SIGABRT),
+      "^terminal back\nerror\n        38\nst: string too long\nplease [a-z ]*\nsoft[a-z ]*\\.\n$");
+  const auto fatal_with_a_passing_file = [] {
+    std::signal(SIGABRT, [](int) {});  // as while a console is held, which gives it back
+    write_file("passing", "of a customer");
+    passing_file_note("passing");
+    std::signal(SIGABRT, SIG_DFL);
+    raise_fatal(38);
+  };
+  EXPECT_EXIT(fatal_with_a_passing_file(), testing::KilledBySignal(SIGABRT), "");
+  EXPECT_FALSE(std::filesystem::exists("passing"));
   EXPECT_TRUE(read_file("pstatus.tmp").ends_with("EXIT     =ERROR\nFEHLER   =  38\n"));
-  EXPECT_EQ(read_file("terminal"), "back");
-  EXPECT_TRUE(errors_of([] { syserr_report(1); }).starts_with("error\n         1\ndat: file"));
+  EXPECT_TRUE(errors_of([] {
+                syserr_report(1);
+              }).starts_with("terminal back\nerror\n         1\ndat: file"));
   EXPECT_TRUE(read_file("pstatus.tmp").ends_with("EXIT     =OK\n"));
   user_interface_start();
 }

@@ -1,5 +1,14 @@
 #include "runtime/wi/console.h"
 
+#include <algorithm>
+
+#include "runtime/core/line_output.h"
+#include "runtime/core/user_interface.h"
+#include "runtime/data/data_fatal.h"
+#include "runtime/data/definition_set.h"
+#include "runtime/isam/fatal.h"
+#include "runtime/wi/runtime.h"
+#include "runtime/wi/wi.h"
 #include "tests/support/support.h"
 #include "tests/support/terminal_session.h"
 
@@ -23,7 +32,7 @@ int recur(int depth) {
 }
 
 // The program in the terminal shows the bytes of its keys. "q" ends it, "a" aborts it, "f" recurs
-// for ever, "l" hands the terminal back until the next key.
+// for ever, "l" hands the terminal back until the next key, "p" paints the screen again.
 void run_program() {
   const Console& console = system_console();
   std::string keys = "keys:";
@@ -34,6 +43,7 @@ void run_program() {
     if (key == 'q') std::exit(0);
     if (key == 'a') std::abort();
     if (key == 'f') recur(0);
+    if (key == 'p') console.repaint();
     if (key == 'l') {
       console.leave();
       console.read_key();
@@ -41,6 +51,77 @@ void run_program() {
     keys.append(" ").append(std::to_string(key));
   }
 }
+
+// Ends an application in ways that say why.
+void end_badly(char how) noexcept {
+  int window = 0;
+  if (how == 't') static_cast<void>(std::string().at(1));  // nobody catches this
+  if (how == 'f') raise_fatal(38);
+  if (how == 'd') data_fatal("CUST\x1bOMER", 105);
+  if (how == 'i') isam::fatal_inconsistency("CUSTOMER", "tree", 7);
+  if (how == 's') definition_set_load("TEST");
+  for (int count = 0; how == 'w' && count <= kWindows; ++count)
+    create_w(window, 1, 1, 3, 3, false);
+}
+
+// An application that shows a row in reverse and, from the first SIGUSR1 on, its keys. "x" ends it
+// without giving the terminal back, "e" with it, others badly.
+void run_application() {
+  sigset_t start;
+  sigemptyset(&start);
+  sigaddset(&start, SIGUSR1);
+  sigprocmask(SIG_BLOCK, &start, nullptr);
+  const int errors = dup(STDERR_FILENO);
+  dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);  // the language has no table
+  setenv("DEFINITION_DIRECTORY", ".", 1);
+  runtime_start("test");
+  dup2(errors, STDERR_FILENO);
+  ScreenRow row;
+  const auto show = [&row](std::string_view text) {
+    row_fill(row, ' ', kAttributeReverse);
+    std::ranges::copy(text, row.characters.begin());
+    terminal_write_row(row, 1, 1, kScreenColumns);
+    terminal_refresh();
+  };
+  show("ready");
+  int received = 0;
+  sigwait(&start, &received);
+  for (std::string keys = "keys:";;) {
+    show(keys);
+    std::uint8_t character = 0;
+    const int code = key_read(character);
+    if (character == 'x') std::exit(0);
+    if (character == 'e') runtime_end();
+    if (character == 'e') std::_Exit(0);
+    end_badly(static_cast<char>(character));
+    keys.append(" ").append(std::to_string(code == kKeyCharacter ? character : -code));
+  }
+}
+
+void run_vt100_application() {
+  setenv("COMFAXUSEVT100", "", 1);
+  run_application();
+}
+
+struct OwnDirectory {
+  const WorkDirectory directory;
+};
+
+struct Application : OwnDirectory, TerminalSession {
+  explicit Application(void (*program)() = run_vt100_application)
+      : TerminalSession(program, 80, 24) {}
+  bool shows(const std::string& text) {
+    return wait_until([&] { return emulator.row_text(1) == text; });
+  }
+  // A row, from 1, that begins like this; 0: none.
+  int row_of(const std::string& text) {
+    restored();  // reads what is there
+    int row = kScreenRows;
+    while (row > 0 && !emulator.row_text(row).starts_with(text))
+      --row;
+    return row;
+  }
+};
 
 struct Session : TerminalSession {
   explicit Session(unsigned short columns = 90, unsigned short rows = 30)
@@ -70,10 +151,11 @@ TEST(ConsolePosixTest, ShowsTheScreenReadsKeysAndLeaves) {
 }
 
 TEST(ConsolePosixTest, WhateverEndsTheProgramTheTerminalIsRestored) {
-  // Without a key the signal is sent.
-  const std::pair<std::string, int> rows[] = {
-      {"\x03", SIGINT}, {"a", SIGABRT}, {"f", SIGSEGV}, {"", SIGHUP}, {"", SIGINT}, {"", SIGQUIT},
-      {"", SIGTERM},    {"", SIGABRT},  {"", SIGSEGV},  {"", SIGBUS}, {"", SIGILL}, {"", SIGFPE}};
+  // Without a key the signal is sent. Ctrl-\ ends it, Ctrl-C is a key.
+  const std::pair<std::string, int> rows[] = {{"\x03\x1c", SIGQUIT}, {"a", SIGABRT}, {"f", SIGSEGV},
+                                              {"", SIGHUP},          {"", SIGINT},   {"", SIGQUIT},
+                                              {"", SIGTERM},         {"", SIGABRT},  {"", SIGSEGV},
+                                              {"", SIGBUS},          {"", SIGILL},   {"", SIGFPE}};
   for (const auto& [key, signal] : rows) {
     Session session;
     ASSERT_TRUE(session.shows("keys:"));
@@ -83,6 +165,110 @@ TEST(ConsolePosixTest, WhateverEndsTheProgramTheTerminalIsRestored) {
     EXPECT_EQ(session.outcome(), signal);
     EXPECT_TRUE(session.restored()) << strsignal(signal);
   }
+}
+
+TEST(ConsolePosixTest, ControlCIsAKeyAndTheScreenIsPaintedAgainOnDemand) {
+  Session session;
+  ASSERT_TRUE(session.shows("keys:"));
+  session.type("\x03");
+  EXPECT_TRUE(session.shows("keys: 3"));
+  session.emulator.feed("\x1b[m\x1b[12;1Hlp: no such printer");
+  EXPECT_FALSE(session.emulator.difference(screen_with("keys: 3")).empty());
+  session.type("p");
+  EXPECT_TRUE(session.shows("keys: 3 112"));
+}
+
+// Bytes come as they are (155, a cent sign, is no control sequence), a byte that is no character is
+// Escape; nothing is echoed or edited before the first read.
+TEST(ConsolePosixTest, AVt100sKeyboardIsTakenAtTheStart) {
+  Application session;
+  ASSERT_TRUE(session.shows("ready"));
+  session.type("a\x84\x9b\xe4\x7f\x03\x1b[A");
+  session.send(SIGUSR1);
+  EXPECT_TRUE(session.shows("keys: 97 228 162 -23 -6 -23 -10"));
+  for (int row = 2; row <= 24; ++row)
+    EXPECT_EQ(session.emulator.row_text(row), "");
+}
+
+TEST(ConsolePosixTest, AVt100IsLeftInNormalVideoBelowItsScreen) {
+  const std::tuple<const char*, int, int> rows[] = {{"", SIGTERM, SIGTERM},
+                                                    {"", SIGSEGV, SIGSEGV},
+                                                    {"\x1c", 0, SIGQUIT},
+                                                    {"x", 0, 0},
+                                                    {"e", 0, 0}};
+  for (const auto& [keys, signal, outcome] : rows) {
+    Application session;
+    ASSERT_TRUE(session.shows("ready"));
+    session.send(SIGUSR1);
+    ASSERT_TRUE(session.shows("keys:"));
+    if (signal != 0) session.send(signal);
+    session.type(keys);
+    EXPECT_EQ(session.outcome(), outcome);
+    EXPECT_TRUE(session.restored());
+    EXPECT_EQ(session.emulator.cursor(), (CursorPosition{1, 24})) << outcome << keys;
+    EXPECT_FALSE(session.emulator.writes_in_reverse()) << outcome << keys;
+  }
+}
+
+TEST(ConsolePosixTest, AVt100IsPaintedAgainAfterAStopAndOnControlR) {
+  Application session;
+  ASSERT_TRUE(session.shows("ready"));
+  session.send(SIGUSR1);
+  ASSERT_TRUE(session.shows("keys:"));
+  session.type("\x1a");
+  EXPECT_EQ(session.outcome(), W_STOPCODE(SIGTSTP));
+  EXPECT_TRUE(session.restored());
+  EXPECT_FALSE(session.emulator.writes_in_reverse());
+  session.emulator.feed("\x1b[2J");
+  session.send(SIGCONT);
+  EXPECT_TRUE(session.shows("keys: 0"));
+  session.emulator.feed("\x1b[Hstray\x1b[5;1Hstray");
+  session.type("\x12");
+  EXPECT_TRUE(session.shows("keys: 0 0"));
+  EXPECT_EQ(session.emulator.row_text(5), "");
+}
+
+// On the screen that the shell has, in this order and with nothing that a terminal obeys.
+TEST(ConsolePosixTest, WhateverEndsAnApplicationBadlyCanBeReadAfterwards) {
+  const std::tuple<const char*, int, std::vector<std::string>> rows[] = {
+      {"f", SIGABRT, {"error", "        38", "st: string too long", "please document"}},
+      {"d", SIGABRT, {"str: CUST\\x1BOMER", "error", "       105"}},
+      {"i", W_EXITCODE(1, 0), {"FATAL: CUSTOMER", "error "}},
+      {"t", SIGABRT, {"terminate called", "  what():  basic_string::at"}},
+      {"w", SIGABRT, {"PANIC! No More Windows!", "error", "        23"}},
+      {"s", SIGABRT, {"FILETEST     Fehler in Zeile:    2", "error", "         9"}}};
+  for (const auto& [key, outcome, lines] : rows) {
+    for (void (*const program)() : {run_vt100_application, run_application}) {
+      Application session(program);
+      ASSERT_TRUE(session.shows("ready"));
+      write_file("FILETEST.DES", "BEGINFILE\nNAME NINECHARS");
+      session.send(SIGUSR1);
+      session.type(key);
+      EXPECT_EQ(session.outcome(), outcome);
+      EXPECT_TRUE(session.restored());
+      int last = 0;
+      for (const std::string& line : lines) {
+        EXPECT_GT(session.row_of(line), last) << line;
+        last = session.row_of(line);
+      }
+    }
+  }
+}
+
+TEST(ConsolePosixTest, WithoutWindowsATerminalGetsNoControlCharacters) {
+  TerminalSession session([] {
+    user_interface_start();
+    user_interface().message("a\x1b[2J\nb\tc\xc2\x9bä\x9b", "");
+    user_interface().warning("a\r\nb");
+    line_output_text(2, 3, "c\x1b[2Jd", 60);
+  });
+  EXPECT_EQ(session.outcome(), 0);
+  EXPECT_TRUE(session.wait_until([&] { return !session.emulator.row_text(4).empty(); }));
+  const std::string first = session.emulator.row_text(1);
+  EXPECT_TRUE(first.starts_with("a\\x1B[2J\\x0Ab   c\\xC2\\x9B")) << first;
+  EXPECT_EQ(session.emulator.row_text(2), "a\\x0D");
+  EXPECT_EQ(session.emulator.row_text(3), "b");
+  EXPECT_EQ(session.emulator.row_text(4), "c\\x1B[2Jd");
 }
 
 TEST(ConsolePosixTest, StoppingHandsTheTerminalBackAndContinuingPaints) {

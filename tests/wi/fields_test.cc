@@ -1,8 +1,10 @@
 // Messages, selections and input fields, typed into and looked at as they wait for each key.
 
 #include <array>
+#include <limits>
 #include <vector>
 
+#include "runtime/core/line_output.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/texte/char_table.h"
@@ -100,6 +102,13 @@ TEST_F(FieldsTest, MessagesAreShownUntilAKey) {
   EXPECT_TRUE(was_shown("No help available: _BUSY_"));
   expect_left_as_found();
 
+  recording().type(kEnter + kEnter);
+  user_interface().message("A\x1B[2J\a\x9B\tB", "");
+  EXPECT_TRUE(was_shown("\nA.[2J...B "));
+  user_interface().warning("C\x1B[2J\r\nD");
+  EXPECT_TRUE(was_shown(" C.[2J. "));
+  expect_left_as_found();
+
   recording().type(kEnter);
   const std::string word(70, 'w');
   user_interface().warning(("Two words and " + word + "\nand a line").c_str());
@@ -124,6 +133,8 @@ TEST_F(FieldsTest, SelectionsReturnTheNumberChosen) {
   screens_before = screen();
   const SelectionEntry few[] = {{"Heading", false}, {"Apple"}, {"Birch"},
                                 {"------", false},  {"Ash"},   {""}};
+  const SelectionEntry german[] = {{"\xC4rger"}, {"[ra"},  {"\xE9tude"},
+                                   {"\xF6l"},    {"\xD7"}, {"z\x1B[31m"}};
   const SelectionEntry none[] = {{"Heading", false}};
   std::vector<std::string> names;
   std::vector<SelectionEntry> many;
@@ -150,6 +161,14 @@ TEST_F(FieldsTest, SelectionsReturnTheNumberChosen) {
       {few, "AA"s + kEnter, 2},
       {few, "bh"s + kEnter, 3},  // no letter of an entry that can be chosen
       {few, "b"s + kEnter, 2, "000000000"},
+      // Typed in code page 437: small and large a with dots, large e with accent, large o with
+      // dots.
+      {german, "\x84\x8E"s + kEnter, 1},
+      {german, "\x84"s + kEnter, 2},
+      {german, "\x90"s + kEnter, 3},
+      {german, "\x99"s + kEnter, 4},
+      {german, "{"s + kEnter, 2},
+      {german, "\xF6"s + kEnter, 1},  // the division sign is no small multiplication sign
       {few, kRight + kLeft + kRight + kHelp + kEnter + kEnter, 3, "110000000"},
       {few, "\x06g", 0},
       {none, kDown + kPageUp + "h"s + kEnter, 0},
@@ -175,6 +194,7 @@ TEST_F(FieldsTest, SelectionsReturnTheNumberChosen) {
   EXPECT_TRUE(was_shown("\xB3 number 60 "));
   EXPECT_TRUE(was_shown(" Heading  Apple  Birch "));
   EXPECT_TRUE(was_shown("No help available: _TREE_"));
+  EXPECT_TRUE(was_shown("\xB3 z.[31m "));
 }
 
 TEST_F(FieldsTest, TheInterfaceAsks) {
@@ -214,6 +234,8 @@ TEST_F(FieldsTest, TextsAreEdited) {
       {kDelete + kDelete + kEnter + kEnter + "ch"s + kEnter, kKeyEnter, "chses", 4},
       {kHelp + kEnter + std::string("\0;", 2), kKeyF1, "roses"},
       {"\x12\x19\x04"s + "a" + kEnter, kKeyEnter, "aroses"},  // keys that mean nothing here
+      {"\a\x03"s, kKeyEscape, "roses"},                       // Ctrl-G and Ctrl-C
+      {"\a\x15"s + kEnter, kKeyEnter, "\xB6roses"},           // Ctrl-G and a section sign
       {"\x81"s + kEnter, kKeyEnter, "\xFCroses"},             // u with dots, of code page 437
   };
   const FieldPlace place{.window = window, .row = 2, .column = 3, .width = 4, .help_key = "_T_"};
@@ -231,6 +253,30 @@ TEST_F(FieldsTest, TextsAreEdited) {
   EXPECT_TRUE(was_shown("min 4 to max. 8 characters"));
   EXPECT_TRUE(was_shown("No help available: _T_"));
   EXPECT_EQ(recording().cell(4, 4).colour, kColourReverse);
+}
+
+TEST_F(FieldsTest, WildNumbersKeepFieldsAndSelectionsOnTheScreen) {
+  user_interface().message = [](const char*, const char*) {};
+  constexpr int kLeast = std::numeric_limits<int>::min();
+  constexpr int kMost = std::numeric_limits<int>::max();
+  const SelectionEntry entries[] = {{"one"}, {"two"}};
+  for (const int a : {kLeast, -80, -1, 0, 81, kMost}) {
+    for (const int b : {kLeast, -1, 0, 24, kMost}) {
+      recording().type("x"s + kEnd + kEnter + kEnter + kDown + kEnter);
+      std::string text = "roses";
+      EXPECT_EQ(text_field({.window = window, .row = a, .column = b, .width = b}, text, 0, 9),
+                kKeyEnter);
+      EXPECT_EQ(text, "xroses");
+      double value = 1;
+      number_field({.window = window, .row = b, .column = a, .width = a}, "##0", value, 0, 9);
+      EXPECT_EQ(selection_field({.row = a, .column = b, .title = "", .entries = entries}), 2);
+      EXPECT_TRUE(recording().keys.empty());
+      terminal_set_cursor(a, b);
+      EXPECT_TRUE(recording().column >= 1 && recording().column <= 80) << a;
+      EXPECT_TRUE(recording().row >= 1 && recording().row <= 24) << b;
+      EXPECT_EQ(errors_of([a, b] { line_output_text(kLeast, a, "", b); }), "\n");
+    }
+  }
 }
 
 TEST_F(FieldsTest, NumbersAreEditedByTheirMask) {

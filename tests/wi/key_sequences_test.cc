@@ -13,9 +13,9 @@ struct Row {
 };
 
 // A byte at a time, as slow lines deliver them, and a pause at the end.
-void expect_keys(const std::vector<Row>& rows, bool utf8 = true) {
+void expect_keys(const std::vector<Row>& rows, KeyCharacters characters = KeyCharacters::kUtf8) {
   for (const Row& row : rows) {
-    KeyDecoder decoder(utf8);
+    KeyDecoder decoder(characters);
     for (const char byte : row.bytes)
       decoder.feed(static_cast<std::uint8_t>(byte));
     decoder.end_sequence();
@@ -63,11 +63,11 @@ TEST(KeySequencesTest, CharactersAndControlCharacters) {
                {"\r\n\t\b", "\r\n\t\b"},
                {"\x7f", "\b"},
                {"\0"s, "\0\x03"s},
-               {"äß─", "\x84\xe1\xc4"},
+               {"äß─§", "\x84\xe1\xc4\x15"},
                {"\x1b"
                 "ax\x1bä",
-                "ax\x84"},               // with Alt
-               {"α☺€\U0001F600x", "x"},  // no byte, or one that means something else
+                "ax\x84"},                // with Alt
+               {"α☺¶€\U0001F600x", "x"},  // no byte, or one that means something else
                {"\xc0\xaf\xe0\x80\xaf\xff\x80!", "!"},
                {"\xc3x\xc3\xc3\xa4", "x\x84"}});
   expect_keys({{"\xe4\xdf", "\x84\xe1"},
@@ -76,8 +76,31 @@ TEST(KeySequencesTest, CharactersAndControlCharacters) {
                 "\xe0H"},
                {"\x8f"
                 "P",
-                "\0;"s}},
-              false);
+                "\0;"s},
+               {"\xa7", "\x15"}},
+              KeyCharacters::kLatin);
+  // No code page between: what looks like a control of 8 bits is a letter, and 224 no prefix.
+  expect_keys({{"\xe4\xdf\x8fP\x9b\x41\xff", "\xe4\xdf\x8fP\x9b\x41\xff"},
+               {"\xe0x\x1b[A", "\xe0\xe0x\xe0H"},
+               {"\x1b\xe4", "\xe4"}},
+              KeyCharacters::kBytes);
+}
+
+TEST(KeySequencesTest, StringsAreReportsOrWereTypedWithAlt) {
+  const std::string long_report = "\x1b]5" + std::string(255, '2');
+  expect_keys({{"\x1b]11;rgb:0/0/0\x1b\\x\x1b]l\ax", "xx"},
+               {"\x1bP1$r0m\x1b\\x\x1b_Ga\x1b\\x", "xx"},
+               {"\x1bPress\r", "Press\r"},
+               {"\x1bXyz\x1b^a\x1b]x\x1b_x", "Xyz^a]x_x"},
+               {"\x1bP1 \r", "P1 \r"},
+               {"\x1bP1ä", "P1\x84"},
+               {"\x1bP1\a", "P1\a"},  // the bell ends no report of this kind
+               {"\x1bP1\x1b[A", "P1\xe0H"},
+               {"\x1b\x1b]1\x7f", "\x1b]1\b"},
+               {"\x1b]11", "]11"},
+               {"\x1bP1\x1b", "P1\x1b"},
+               {"\x1bP\x1b\\", "P\\"},
+               {long_report + "\a", long_report.substr(1) + "\a"}});
 }
 
 TEST(KeySequencesTest, TimeTellsAnEscapeFromASequence) {
@@ -90,6 +113,15 @@ TEST(KeySequencesTest, TimeTellsAnEscapeFromASequence) {
                {"\xe2\x82", ""},
                {"\x1b[1\x1b[A", "\xe0H"},
                {"\x1b[1\rx", "\rx"}});
+  KeyDecoder slow(KeyCharacters::kUtf8);  // what is left of a character may take its time
+  for (const char byte : "ä─"s) {
+    slow.feed(static_cast<std::uint8_t>(byte));
+    slow.end_sequence();
+  }
+  EXPECT_FALSE(slow.in_sequence());
+  ASSERT_TRUE(slow.has_key());
+  EXPECT_EQ(slow.take(), 0x84);
+  EXPECT_EQ(slow.take(), 0xC4);
 }
 
 }  // namespace marigold::test

@@ -1,4 +1,5 @@
 #include "runtime/core/settings.h"
+#include "runtime/texte/char_table.h"
 #include "runtime/wi/terminal.h"
 #include "tests/support/recording_console.h"
 #include "tests/support/support.h"
@@ -47,6 +48,36 @@ TEST_F(KeysTest, BytesAreKeysOrCharacters) {
                                              {'\x15', 182}, {'\x84', 228}, {'\xFD', 178}};
   for (const auto& [byte, expected] : characters)
     EXPECT_EQ(key_of({byte}), std::pair(1, expected));
+}
+
+TEST_F(KeysTest, ACharacterThatWouldBeAPrefixComesTwice) {
+  const WorkDirectory directory;
+  EXPECT_EQ(key_of("\xE0\xE0"), std::pair(0, 0xE0));  // no character of the built-in table
+  write_file("table", "224 agrave\n228 adiaeresis\n");
+  char_table_load(CharTable::kInput, "table");
+  EXPECT_EQ(key_of("\xE0\xE0"), std::pair(1, 0xE0));
+  EXPECT_EQ(key_of("\xE0H").first, kKeyUp);
+  EXPECT_EQ(key_of("\xE4"), std::pair(1, 0xE4));
+  errors_of(char_tables_load);
+}
+
+TEST_F(KeysTest, ControlRPaintsTheScreenWhoeverReadsIt) {
+  static int painted = 0;
+  Console painting = recording_console();
+  painting.repaint = [] { ++painted; };
+  open_subsystems().window_system = true;
+  for (const Console* console : {&recording_console(), static_cast<const Console*>(&painting)}) {
+    terminal_reset(console);
+    recording().calls.clear();
+    EXPECT_EQ(key_of("\x12"), std::pair(0, 0));
+    recording().type("\x12");
+    EXPECT_EQ(key_poll(character), 0);
+    EXPECT_EQ(recording().calls, console == &painting ? "S" : "SWW");
+  }
+  EXPECT_EQ(painted, 2);
+  open_subsystems().window_system = false;
+  EXPECT_EQ(key_of("\x12"), std::pair(0, 0));
+  EXPECT_EQ(painted, 2);
 }
 
 TEST_F(KeysTest, WaitingRunsTheHooksThatTheSettingsAllow) {

@@ -1,6 +1,7 @@
 #include "runtime/wi/terminal.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "runtime/core/settings.h"
 #include "runtime/wi/console_size.h"
@@ -126,6 +127,74 @@ TEST_F(TerminalTest, Vt100RowsWaitForTheRefreshAndShowOnlyReverseVideo) {
     const int count = static_cast<int>(characters.size());
     EXPECT_EQ(bytes_of([&] { terminal_write_row(row, 24, 1, count); }), "");
     EXPECT_EQ(bytes_of(terminal_refresh), "\x1B[24;1H" + shown + "\x1B[1;1H");
+  }
+}
+
+TEST_F(TerminalTest, NoCellReachesAVt100AsAControlCharacter) {
+  // The locale, what a cent sign is as the second byte behind a frame's byte 194, and behind "a".
+  const std::tuple<const char*, std::string, std::string> rows[] = {
+      {"", "\xC2\x9B", "a\x9B"},
+      {"de_DE.ISO-8859-1", "\xC2.", "a."},
+      {"de_DE.UTF-8", "\xC2.", "a\x9B"}};
+  for (const auto& [locale, behind_frame, behind_letter] : rows) {
+    setenv("LC_ALL", locale, 1);
+    const bool iso = std::string_view(locale).find("8859") != std::string_view::npos;
+    use_vt100();
+    const auto shown = [](const std::string& characters, const std::vector<int>& attributes) {
+      const ScreenRow row = row_of(characters, attributes);
+      const int count = static_cast<int>(characters.size());
+      terminal_write_row(row, 1, 1, count);
+      const std::string bytes = bytes_of(terminal_refresh);
+      return bytes.substr(6, bytes.size() - 12);
+    };
+    for (int character = 0; character < 256; ++character) {
+      const unsigned char byte = shown(std::string(1, static_cast<char>(character)), {0})[0];
+      EXPECT_TRUE(byte >= ' ' && byte != 127) << character;
+      EXPECT_TRUE(!iso || byte < 128 || byte > 159) << character;
+    }
+    EXPECT_EQ(shown("\x07\xA2", {1, 0}), behind_frame);
+    EXPECT_EQ(shown("a\xA2", {0, 0}), behind_letter);
+  }
+}
+
+TEST_F(TerminalTest, AVt100sKeyboardIsHeldFromTheDecisionOn) {
+  static int taken = 0;
+  static bool again = false;
+  Console console = recording_console();
+  console.take_keyboard = [] { return ++taken == 1 || std::exchange(again, false); };
+  setenv("COMFAXUSEVT100", "", 1);
+  terminal_reset(&console);
+  EXPECT_TRUE(terminal_is_vt100());
+  EXPECT_EQ(taken, 1);
+  terminal_write_row(row_of("a"), 1, 1, 1);
+  EXPECT_EQ(bytes_of(terminal_refresh), "\x1B[1;1Ha\x1B[1;1H");
+  again = true;  // a shell has had the terminal meanwhile
+  EXPECT_EQ(bytes_of(terminal_refresh), "\x1B[m\x1B[H\x1B[J\x1B[1;1Ha\x1B[1;1H");
+}
+
+TEST_F(TerminalTest, TheTerminalIsGivenBackOnceAndPaintedAgain) {
+  ScreenRow last = row_of("");
+  last.characters.back() = 'c';
+  last.attributes.back() = kAttributeReverse;
+  const std::string painted = "\x1B[m\x1B[H\x1B[J\x1B[2;1H  \x1B[7ma\x1B[mb\x1B[24;1H" +
+                              std::string(79, ' ') + "\x1B[7mc\x1B[7;5H";
+  for (const bool vt100 : {false, true}) {
+    terminal_reset(&recording_console());
+    if (vt100) use_vt100();
+    const auto shown = [vt100](void (*call)()) {
+      recording().calls.clear();
+      const std::string bytes = bytes_of(call);
+      return vt100 ? bytes : recording().calls;
+    };
+    terminal_write_row(row_of("  ab", {0, 0, 64, 0}), 2, 3, 2);
+    terminal_write_row(last, 24, 80, 1);
+    bytes_of([] { terminal_set_cursor(5, 7); });
+    EXPECT_EQ(shown(terminal_repaint), vt100 ? painted : "W");
+    EXPECT_EQ(shown(terminal_end), vt100 ? "\x1B[m\x1B[H\x1B[J\x1B[1;1H\x1B[24;1H" : "WWVPCL");
+    EXPECT_EQ(shown(terminal_end), vt100 ? "" : "L");
+    terminal_write_row(row_of("d"), 1, 1, 1);
+    shown(terminal_refresh);
+    EXPECT_NE(shown(terminal_end), vt100 ? "" : "L");
   }
 }
 

@@ -1,0 +1,21 @@
+#include "runtime/platform/last_words.h"
+
+namespace marigold {
+namespace {
+
+struct State {
+  void (*leave)() = nullptr;
+};
+constinit State state;
+
+}  // namespace
+
+void last_words_set_leave(void (*leave)()) {
+  state.leave = leave;
+}
+
+void last_words_begin() {
+  if (state.leave != nullptr) state.leave();
+}
+
+}  // namespace marigold
