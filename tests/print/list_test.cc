@@ -1,6 +1,9 @@
 #include "runtime/print/list.h"
 
+#include <unistd.h>
+
 #include "runtime/data/definition_set.h"
+#include "runtime/isam/isam.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/record_file.h"
 #include "runtime/print/data_record.h"
@@ -429,3 +432,36 @@ TEST_F(ListTest, OwnFilesComeFirstAndOptionsGoBeforeRecords) {
 
 }  // namespace
 }  // namespace marigold::test
+// The engine of keyed files opens for writing what it may write, and must not ask for more.
+TEST_F(ListTest, WhoMayOnlyReadTheListFilesPrints) {
+  write_list(kShortPage, {{"B", {words("b")}}});
+  for (const auto& entry : std::filesystem::directory_iterator("."))
+    std::filesystem::permissions(entry.path(), std::filesystem::perms(0444));
+  std::filesystem::permissions(".", std::filesystem::perms(0555));
+  const auto run = [] {
+    constexpr uid_t kNobody = 65534;
+    if (geteuid() == 0 && setresuid(kNobody, kNobody, kNobody) != 0) std::_Exit(9);
+    const bool may_write = access("LISTEN.dat", W_OK) == 0;
+    const bool right = print({"B"}) == "b\n\n\n\n\n\n====\n" && told.empty();
+    std::_Exit(may_write ? 8 : right ? 0 : 1);
+  };
+  EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
+  EXPECT_FALSE(definition_get("LISTEN").read_only);
+  std::filesystem::permissions(".", std::filesystem::perms(0755));
+}
+
+// Also where a file that is only read and cannot be opened is the end of the program.
+TEST_F(ListTest, OpeningWaitsForWhoHasAListFileForHimself) {
+  write_list(kShortPage, {{"B", {words("b")}}});
+  static int holder = 0;
+  holder = ISOPEN("BLOECKE", kIsInputOutput | kIsExclusive);
+  ASSERT_GE(holder, 0);
+  static int waited = 0;
+  user_interface().wait_for_lock = [](const char*) {
+    if (++waited == 2) ISCLOSE(holder);
+  };
+  EXPECT_EQ(list_open("L"), kListDone);
+  EXPECT_EQ(waited, 2);
+  list_close();
+}
+
