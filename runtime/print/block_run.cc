@@ -161,7 +161,7 @@ void tell_unknown(const Instruction& instruction) {
 // Text before it may end a page.
 void print_page_number(const BlockStep& step, Run& run) {
   run.text.print();
-  if (!list().aborted) run.text.add_number(step.mask, list().page, step.instruction);
+  if (!list().aborted) run.text.add_number(step.mask, page_of_next_text(), step.instruction);
 }
 
 // What is not text; the text before it stands as it was told then.
@@ -182,7 +182,7 @@ void obey_order(const BlockStep& step, Run& run) {
       list().wanted.bold = false;
       return;
     case BlockCode::kEject:
-      if (run.kind == BlockKind::kBody) page_eject(false);
+      if (run.kind == BlockKind::kBody) page_end();
       return;
     default:
       return tell_unknown(instruction);

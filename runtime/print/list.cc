@@ -258,9 +258,7 @@ bool list_check_abort() {
   if (state.list.aborted) return true;
   if (!state.list.progress_shown || !abort_was_chosen()) return false;
   abort_announce();
-  if (state.list.line_begun) page_next_line();
-  page_next_line();
-  channel_write_plain(state.list.properties.abort_text);
+  page_print_abort_text(state.list.properties.abort_text);
   page_eject(false);
   state.list.aborted = true;
   channel_stop(true);

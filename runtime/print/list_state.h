@@ -37,6 +37,7 @@ struct Attributes {
 struct WaitingEject {
   bool waits = false;
   int line = 0;  // to go on with, on the page; 0: the first one below the header
+  int down = 0;  // and so many lines further
   int column = 1;
 };
 
@@ -110,7 +111,13 @@ void block_run(std::string_view name, BlockKind kind);
 // Tells the user and aborts the list.
 void list_fail(const std::string& message, const char* help_key);
 
+// Lets what is printed next begin a page, unless nothing but a header stands on this one.
+void page_end();
+// Prints the text that ends an aborted list, below an empty line and above the footer.
+void page_print_abort_text(std::string_view text);
 // ---- print_abort.cc
+// That the next text stands on.
+int page_of_next_text();
 
 void progress_show();
 void progress_end();

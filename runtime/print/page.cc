@@ -95,12 +95,15 @@ void move_to_column(int column) {
   list().column = column;
 }
 
+int column_from(int column, const PlaceOrder& order) {
+  if (order.column_mode == PlaceMode::kAbsolute) column = order.column;
+  if (order.column_mode == PlaceMode::kCurrentPlus) column += order.column;
+  return std::clamp(column, 1, kWidestLine);
+}
+
 int column_of(const PlaceOrder& order) {
   count_moved();
-  const int column = order.column_mode == PlaceMode::kAbsolute  ? order.column
-                     : order.column_mode == PlaceMode::kCurrent ? list().column
-                                                                : list().column + order.column;
-  return std::clamp(column, 1, kWidestLine);
+  return column_from(list().column, order);
 }
 
 // ---- The page's start and end
@@ -135,7 +138,8 @@ void start_body() {
 void eject_now() {
   const WaitingEject waiting = std::exchange(list().waiting, {});
   page_eject(true);
-  move_down(std::min(waiting.line, list().footer_line));
+  const int line = std::max(waiting.line, list().line) + waiting.down;
+  if (line <= list().footer_line) move_down(line);
   move_to_column(waiting.column);
 }
 
@@ -155,6 +159,20 @@ int line_of(const PlaceOrder& order, BlockKind kind) {
   return list().properties.first_line + order.line - 1;
 }
 
+// A move on the page that is to come. If no text follows there will be none.
+void place_waiting(const PlaceOrder& order) {
+  constexpr int kEnough = 1'000'000;
+  WaitingEject& waiting = list().waiting;
+  if (order.line_mode == PlaceMode::kCurrentPlus) {
+    waiting.down = std::clamp(waiting.down + order.line, -kEnough, kEnough);
+  } else if (order.line_mode == PlaceMode::kAbsolute) {
+    const int line = line_of(order, BlockKind::kBody);
+    waiting.line = line <= list().footer_line ? line : 0;
+    waiting.down = 0;
+  }
+  waiting.column = column_from(waiting.column, order);
+}
+
 void place_body(const PlaceOrder& order) {
   const int line = line_of(order, BlockKind::kBody);
   if (line >= list().line && line <= list().footer_line) {
@@ -162,8 +180,10 @@ void place_body(const PlaceOrder& order) {
     return move_to_column(column_of(order));
   }
   const bool again_there = order.line_mode == PlaceMode::kAbsolute && line <= list().footer_line;
-  list().waiting = {true, again_there ? line : 0,
-                    order.column_mode == PlaceMode::kAbsolute ? std::max(order.column, 1) : 1};
+  list().waiting = {
+      .waits = true,
+      .line = again_there ? line : 0,
+      .column = order.column_mode == PlaceMode::kAbsolute ? column_from(1, order) : 1};
 }
 
 // Header and footer stay on their page: one that ejected it would print itself again.
@@ -221,11 +241,7 @@ void page_next_line() {
 
 void page_place(const PlaceOrder& order, const Block& block, BlockKind kind, bool first) {
   if (kind != BlockKind::kBody) return place_aside(order, kind);
-  if (list().waiting.waits) {
-    // The end of the block before; this one begins where it may.
-    if (order.line_mode == PlaceMode::kCurrent) return;
-    eject_now();
-  }
+  if (list().waiting.waits) return place_waiting(order);
   if (list().page_fresh) {
     start_body();
   } else if (first && block.properties.same_page && list().body_printed &&
@@ -246,3 +262,22 @@ void page_eject(bool goes_on) {
 }
 
 }  // namespace marigold
+int page_of_next_text() {
+  return list().page + (list().waiting.waits ? 1 : 0);
+}
+
+void page_end() {
+  if (list().body_printed) list().waiting = {.waits = true};
+}
+
+void page_print_abort_text(std::string_view text) {
+  list().wanted = {};
+  prepare_body();
+  const auto line = [] { return list().line + (list().line_begun ? 2 : 1); };
+  if (line() > list().footer_line && list().body_printed) page_eject(true);
+  move_down(std::min(line(), std::max(list().footer_line, list().line)));
+  begin_line();
+  page_flush_attributes();
+  channel_write_plain(text);
+}
+

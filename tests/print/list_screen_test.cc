@@ -56,6 +56,36 @@ TEST_F(ListScreenTest, AKeyAsksAndTheSecondAnswerAborts) {
   EXPECT_EQ(wi_active(), window);
 }
 
+// Also where there is no room left for the last line above the footer.
+TEST_F(ListScreenTest, AnAbortNearTheFootOfAPageGoesOnTheNextOne) {
+  write_list({.page_length = 5, .last_line = 5, .abort_text = "stopped"},
+             {{"B", {words("b"), next_line()}},
+              {"OPEN", {words("o")}},
+              {"H", {place(1, 1), words("h")}},
+              {"F", {place(1, 1), words("f")}, {.footer_lines = 1}}});
+  const struct {
+    std::vector<std::string> blocks;
+    std::string expected;
+  } cases[] = {{{}, "h\n\nstopped\n\nf\n====\n"},
+               {{"B"}, "h\nb\n\nstopped\nf\n====\n"},
+               {{"OPEN"}, "h\no\n\nstopped\nf\n====\n"},
+               {{"B", "B"}, "h\nb\nb\n\nf\n====\nh\n\nstopped\n\nf\n====\n"},
+               {{"B", "OPEN"}, "h\nb\no\n\nf\n====\nh\n\nstopped\n\nf\n====\n"},
+               {{"B", "B", "B"}, "h\nb\nb\nb\nf\n====\nh\n\nstopped\n\nf\n====\n"}};
+  for (const auto& [blocks, expected] : cases) {
+    printed.clear();
+    list_open("L", {.show_progress = true});
+    list_set_header("H");
+    list_set_footer("F");
+    for (const std::string& block : blocks)
+      list_print(block);
+    recording().type("x\xE0M\r"s);
+    EXPECT_TRUE(list_check_abort());
+    list_close();
+    EXPECT_EQ(printed, "[10Z]" + expected) << &blocks - &cases[0].blocks;
+  }
+}
+
 TEST_F(ListScreenTest, WithoutTheProgressLineNobodyIsAsked) {
   recording().type("x");
   list_open("L");

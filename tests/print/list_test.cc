@@ -133,6 +133,49 @@ TEST_F(ListTest, HeadersAndFootersLookTheSameInWhateverTheyInterrupt) {
             "h i\n[FETTEIN][16Z]b\n[FETTAUS][10Z]f\n====\n");
 }
 
+// No page comes of them that has nothing but its header.
+TEST_F(ListTest, EjectsInBlocksWaitForWhatFollows) {
+  const struct {
+    std::vector<std::string> blocks;
+    std::string expected;
+  } cases[] = {
+      {{"END"}, "1 h\nx\n\n\nf\n====\n"},
+      {{"BEGIN"}, "1 h\ny1\n\n\nf\n====\n"},
+      {{"BEGIN", "BEGIN"}, "1 h\ny1\n\n\nf\n====\n2 h\ny2\n\n\nf\n====\n"},
+      {{"END", "BEGIN"}, "1 h\nx\n\n\nf\n====\n2 h\ny2\n\n\nf\n====\n"},
+      {{"END", "DOWN"}, "1 h\nx\n\n\nf\n====\n2 h\n\n  z\n\nf\n====\n"},
+      {{"END", "EMPTY"}, "1 h\nx\n\n\nf\n====\n"},
+      {{"FULL", "EMPTY"}, "1 h\n1\n2\n3\nf\n====\n"},
+      {{"FULL", "BEGIN"}, "1 h\n1\n2\n3\nf\n====\n2 h\ny2\n\n\nf\n====\n"},
+      {{"FULL", "NUMBER"}, "1 h\n1\n2\n3\nf\n====\n2 h\n2\n\n\nf\n====\n"},
+      {{"END", "<<NP>>", "NUMBER"}, "1 h\nx\n\n\nf\n====\n2 h\n2\n\n\nf\n====\n"},
+      {{"END", "FAR"}, "1 h\nx\n\n\nf\n====\n2 h\nt\n\n\nf\n====\n"},
+  };
+  const Instruction here = place(2, 0);
+  const Instruction page = {.code = kPage};
+  write_list(
+      {.page_length = 5, .last_line = 5},
+      {{"HEAD", {place(1, 1), page, words(" h")}},
+       {"FOOT", {place(1, 1), words("f")}, {.footer_lines = 1}},
+       {"END", {here, words("x"), only(kEject)}},
+       {"BEGIN", {here, only(kEject), words("y"), page, next_line()}},
+       {"DOWN", {place(3, 1, 1, 3), words("z")}},
+       {"EMPTY", {here, next_line(), next_line()}},
+       {"FULL", {here, words("1"), next_line(), words("2"), next_line(), words("3"), next_line()}},
+       {"NUMBER", {here, page}},
+       {"FAR", {place(3, 50), words("t")}}});
+  for (const auto& [blocks, expected] : cases) {
+    printed.clear();
+    list_open("L");
+    list_set_header("HEAD");
+    list_set_footer("FOOT");
+    for (const std::string& block : blocks)
+      list_print(block);
+    list_close();
+    EXPECT_EQ(printed, "[10Z]"s + expected) << &blocks - &cases[0].blocks;
+  }
+}
+
 // Nothing that a block says keeps the engine from coming to an end.
 TEST_F(ListTest, PlacesBeyondThePageEndOnTheNextOne) {
   const TestBlock head = {"HEAD", {place(1, 99), words("head"), only(kEject), words("er")}};
