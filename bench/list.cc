@@ -35,6 +35,7 @@
 #include "runtime/print/list_files.h"
 #include "runtime/print/output_device.h"
 #include "runtime/print/print_command.h"
+#include "runtime/print/print_defaults.h"
 #include "runtime/print/screen_output.h"
 
 namespace marigold::bench {
@@ -249,6 +250,7 @@ void run(int pages, const std::string& only) {
   setenv("DATA_DIRECTORY", ".", 1);
   setenv("PRINT_DIRECTORY", ".", 1);
   settings_read();
+  print_defaults_set({});
   write_list();
   std::puts("target,pages,seconds,pages_per_s,bytes,peak_kib");
   const auto wanted = [&](const char* target) { return only.empty() || only == target; };

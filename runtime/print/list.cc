@@ -276,6 +276,7 @@ int list_page() {
 
 void list_set(std::string_view name, double number, std::int32_t generation) {
   if (!variable_set(name, generation, number)) refuse("more than 120 variables", "_VARNS_");
+  print_defaults_start();
 }
 
 void list_set(std::string_view name, std::string_view text, std::int32_t generation) {

@@ -214,6 +214,7 @@ void channel_open(std::string_view name, int page_length, const OutputDevice& de
   state.today = print_today();
   open_subsystems().print_output = true;
   open_subsystems().end_print_output = [] { channel_close(); };
+  print_defaults_start();
 }
 
 bool channel_is_open() {

@@ -27,7 +27,8 @@ struct OutputDevice {
   int (*close)();
 };
 
-// A page of so many lines, at least 1. The name is for whoever looks at what is being printed.
+// A page of so many lines, at least 1. The name is for whoever looks at what is being printed. The
+// first channel of a program reads the defaults (print_defaults_start).
 void channel_open(std::string_view name, int page_length, const OutputDevice& device);
 bool channel_is_open();
 // What the device's close gives.
