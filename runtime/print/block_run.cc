@@ -34,7 +34,7 @@ enum class Wanted { kNumber, kAnything };
 
 // Null when it can be printed.
 const char* fault_of(const Variable& variable, Wanted wanted) {
-  if (variable.kind == VariableKind::kNotSet) return kNotSet;
+  if (!is_set(variable)) return kNotSet;
   return wanted == Wanted::kNumber && variable.kind != VariableKind::kNumeric ? kMixed : nullptr;
 }
 
@@ -81,10 +81,14 @@ void add_to_total(int total, double number, Run& run) {
 void print_variable(const BlockStep& step, Run& run) {
   const Variable& variable = *step.variable;
   const Instruction& field = step.instruction;
+  if (variable.kind == VariableKind::kEmpty) return run.text.add_empty(field);
   const char* fault = fault_of(variable, needs_number(field) ? Wanted::kNumber : Wanted::kAnything);
   if (fault != nullptr) return refuse_field(field, fault, run);
   if (variable.kind == VariableKind::kText) return run.text.add_text(variable.text, field);
-  run.text.add_number(step.mask, variable.number, field);
+  if (field.mask.empty() && !variable.text.empty())
+    run.text.add_number(variable.text, variable.number, field);
+  else
+    run.text.add_number(step.mask, variable.number, field);
   add_to_total(field.total, variable.number, run);
 }
 
@@ -95,8 +99,11 @@ void print_value(const BlockStep& step, const ListFieldValue& value, Run& run) {
     run.text.add_number(step.mask, value.number, field);
   else if (value.is_number && (!value.mask.empty() || value.text.empty()))
     run.text.add_number(NumberMask(value.mask), value.number, field);
-  else  // a copy: a header that is printed on the way may ask the record for something else
-    run.text.add_text(std::string(value.text), field);
+  else if (const std::string text(value.text);  // a header printed on the way may ask for another
+           value.is_number)
+    run.text.add_number(text, value.number, field);
+  else
+    run.text.add_text(text, field);
   add_to_total(field.total, value.number, run);
 }
 
@@ -107,6 +114,8 @@ void print_record_field(const BlockStep& step, Run& run) {
   const char* fault = nullptr;
   if (list().record == nullptr || !list().record->get(field.text, element, value))
     fault = kNotSet;
+  else if (!value.is_number && value.text.empty())
+    return run.text.add_empty(field);
   else if (needs_number(field) && !value.is_number)
     fault = kMixed;
   if (fault != nullptr) return refuse_field(field, fault, run);
@@ -134,8 +143,7 @@ void print_words(const BlockStep& step, Run& run) {
 }
 
 void jump(const BlockStep& step, Run& run) {
-  const bool is_set = step.variable->kind != VariableKind::kNotSet;
-  if (is_set != step.instruction.negated) run.next = step.instruction.target;
+  if (is_set(*step.variable) != step.instruction.negated) run.next = step.instruction.target;
 }
 
 void set_column_pitch(int pitch, BlockKind kind) {

@@ -41,6 +41,15 @@ struct WaitingEject {
   int column = 1;
 };
 
+// A number that its place has no room for, while its text waits to be printed.
+struct WaitingOverflow {
+  std::string name;  // of the field
+  std::string mask;
+  int width = 0;
+  double number = 0;
+  std::size_t at = 0;  // where it begins in the text
+};
+
 struct ListState {
   bool open = false;
   std::string name;
@@ -69,12 +78,17 @@ struct ListState {
   bool body_printed = false;  // something else than the header stands on it
   bool printed = false;
   bool aborted = false;
+  bool refused = false;  // when it was to be opened
   WaitingEject waiting;
 
   Attributes wanted;
   Attributes shown;
   int list_column_pitch = kStartPitch;
   int column_pitch = kStartPitch;  // of the block
+
+  std::vector<WaitingOverflow> overflows;
+  std::size_t overflows_told = 0;
+  std::string first_overflow;
 
   bool progress_shown = false;
   int progress_window = 0;
@@ -91,11 +105,19 @@ void page_flush_attributes();
 void page_print(std::string_view text, BlockKind kind);
 // The same for a text with markers, which is as wide as the caller has found.
 void page_print_marked(std::string_view text, std::size_t width, BlockKind kind);
+// Tells of the numbers that had no room in the text of this length, which was printed last.
+void page_tell_overflows(std::size_t length);
 
 // The first placement of a block keeps its lines together, when the block has it so.
 void page_place(const PlaceOrder& order, const Block& block, BlockKind kind, bool first);
 void page_eject(bool goes_on);
+// Lets what is printed next begin a page, unless nothing but a header stands on this one.
+void page_end();
+// Prints the text that ends an aborted list, below an empty line and above the footer.
+void page_print_abort_text(std::string_view text);
 void page_next_line();
+// That the next text stands on.
+int page_of_next_text();
 
 // ---- block_run.cc
 
@@ -110,14 +132,10 @@ void block_run(std::string_view name, BlockKind kind);
 
 // Tells the user and aborts the list.
 void list_fail(const std::string& message, const char* help_key);
+// Tells whoever wants to know, or keeps the first one for the end of the list.
+void list_overflow(const ListOverflow& overflow);
 
-// Lets what is printed next begin a page, unless nothing but a header stands on this one.
-void page_end();
-// Prints the text that ends an aborted list, below an empty line and above the footer.
-void page_print_abort_text(std::string_view text);
 // ---- print_abort.cc
-// That the next text stands on.
-int page_of_next_text();
 
 void progress_show();
 void progress_end();

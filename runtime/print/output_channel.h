@@ -46,6 +46,10 @@ void channel_stop(bool stopped);
 // Of the channel that is open, or was last.
 int channel_page_length();
 
+// Called for each number that the mask of a marker has no room for, with the total's number or 0
+// for the page; null, as when a channel opens: nobody wants to know.
+void channel_on_overflow(void (*told)(int total, std::string_view mask, double number));
+
 // The sums that "UEBERTRAG," prints, by their numbers 1 to 4. They start at 0 when a channel opens.
 void channel_add_total(int total, double number);
 

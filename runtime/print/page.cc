@@ -231,6 +231,21 @@ void page_print_marked(std::string_view text, std::size_t width, BlockKind kind)
   if (prepare(width, kind)) channel_write(text);
 }
 
+void page_tell_overflows(std::size_t length) {
+  const int start = list().column + list().moved - static_cast<int>(length);
+  for (const WaitingOverflow& waiting : std::exchange(list().overflows, {})) {
+    if (list().aborted) return;
+    list_overflow({.list = list().name,
+                   .field = waiting.name,
+                   .mask = waiting.mask,
+                   .width = waiting.width,
+                   .number = waiting.number,
+                   .page = list().page,
+                   .line = list().line,
+                   .column = start + static_cast<int>(waiting.at)});
+  }
+}
+
 void page_next_line() {
   channel_write_marker(Marker::kNewLine);
   ++list().line;
@@ -251,17 +266,6 @@ void page_place(const PlaceOrder& order, const Block& block, BlockKind kind, boo
   if (!list().aborted) place_body(order);
 }
 
-void page_eject(bool goes_on) {
-  list().waiting = {};
-  move_down(list().footer_line);
-  if (list().has_footer) run_aside(list().footer, BlockKind::kFooter);
-  channel_write_marker(Marker::kNewPage);
-  fresh_page();
-  ++list().page;
-  if (goes_on) start_body();
-}
-
-}  // namespace marigold
 int page_of_next_text() {
   return list().page + (list().waiting.waits ? 1 : 0);
 }
@@ -281,3 +285,14 @@ void page_print_abort_text(std::string_view text) {
   channel_write_plain(text);
 }
 
+void page_eject(bool goes_on) {
+  list().waiting = {};
+  move_down(list().footer_line);
+  if (list().has_footer) run_aside(list().footer, BlockKind::kFooter);
+  channel_write_marker(Marker::kNewPage);
+  fresh_page();
+  ++list().page;
+  if (goes_on) start_body();
+}
+
+}  // namespace marigold

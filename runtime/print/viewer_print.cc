@@ -22,13 +22,17 @@ void tell_failed(int failed) {
   user_interface().message(text.c_str(), "");
 }
 
+void tell_no_printer() {
+  user_interface().message("Drucker nicht bereit !", "");
+}
+
 // False when printing is over before its end.
 bool print_pieces(const ViewerJob& job, std::span<const char> bytes) {
   while (!bytes.empty()) {
     if (job.aborted != nullptr && job.aborted()) return false;
     const std::size_t count = std::min(bytes.size(), kPrintPiece);
     if (job.print == nullptr || job.print(bytes.first(count)) != 0) {
-      user_interface().message("Drucker nicht bereit !", "");
+      tell_no_printer();
       return false;
     }
     bytes = bytes.subspan(count);
@@ -36,11 +40,7 @@ bool print_pieces(const ViewerJob& job, std::span<const char> bytes) {
   return true;
 }
 
-}  // namespace
-
-void viewer_print(const ViewerJob& job) {
-  RecordFile file;
-  if (const int failed = file.open(kPrinterFile, false)) return tell_failed(failed);
+void print_file(const ViewerJob& job, const RecordFile& file) {
   std::vector<char> bytes(kReadPieces * kPrintPiece);
   std::uint64_t offset = 0;
   std::size_t count = bytes.size();
@@ -49,6 +49,16 @@ void viewer_print(const ViewerJob& job) {
     if (!print_pieces(job, {bytes.data(), count})) return;
     offset += count;
   }
+}
+
+}  // namespace
+
+void viewer_print(const ViewerJob& job) {
+  RecordFile file;
+  if (const int failed = file.open(kPrinterFile, false)) return tell_failed(failed);
+  if (job.begin_print != nullptr && job.begin_print() != 0) return tell_no_printer();
+  print_file(job, file);
+  if (job.end_print != nullptr) job.end_print();
 }
 
 }  // namespace marigold

@@ -108,6 +108,32 @@ TEST_F(ListScreenTest, AListForTheScreenIsShownWhenItIsClosed) {
   EXPECT_FALSE(recording().keyboard_lost);
   EXPECT_FALSE(std::filesystem::exists("VIDEO.TMP") || std::filesystem::exists("DRUCK.TMP"));
   EXPECT_EQ(wi_active(), window);
+  // F4 opens a printer of its own each time.
+  setenv("PATH", "/usr/bin:/bin:.", 1);
+  write_file("dr", "#!/bin/sh\necho \"$1\" >>names; cat >>out\n");
+  std::filesystem::permissions("dr", std::filesystem::perms::owner_all);
+  const auto print_and_close = [] {
+    bool complete = false;
+    list_open("L");
+    list_print("B");
+    recording().type("\0>x\r\0;"s);  // a key that is typed meanwhile asks whether to go on
+    list_close(&complete);
+    return complete;
+  };
+  list_to_viewer_printer("laser");
+  EXPECT_TRUE(print_and_close());
+  EXPECT_TRUE(print_and_close());
+  EXPECT_EQ(read_file("names") + read_file("out"),
+            "laser\nlaser\nb\r\n\r\n\r\n\r\nb\r\n\r\n\r\n\r\n");
+  EXPECT_EQ(told, "");
+  write_file("dr", "#!/bin/sh\nexit 3\n");
+  EXPECT_FALSE(print_and_close());
+  EXPECT_EQ(told, "dr laser: the print command ended with status 3 \n");
+  told.clear();
+  list_to_viewer_printer("");
+  EXPECT_FALSE(print_and_close());
+  EXPECT_EQ(told, "Drucker nicht bereit ! \n");
+  told.clear();
   std::filesystem::create_directories("VIDEO.TMP/in the way");
   list_open("L");
   list_print("B");

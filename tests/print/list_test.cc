@@ -248,6 +248,91 @@ TEST_F(ListTest, FieldsAreWrittenByWidthAlignmentAndMask) {
   EXPECT_EQ(told, "");
 }
 
+// A number is never cut, and a value that is empty is no fault.
+TEST_F(ListTest, NumbersWithoutRoomAreToldAndEmptyValuesAreBlank) {
+  struct Fields : ListRecord {
+    bool get(std::string_view field, int /*element*/, ListFieldValue& value) const override {
+      if (field == "SUM") value = {.is_number = true, .number = 1234.5, .text = "1234.50"};
+      return field == "SUM" || field == "EMPTY";
+    }
+  } fields;
+  using enum Alignment;
+  const struct {
+    Instruction instruction;
+    std::string expected;
+    std::string overflow = "";  // its number and place
+  } cases[] = {
+      {{.code = kField, .text = "N"}, "12.50"},
+      {{.code = kField, .text = "N", .width = 6, .alignment = kRight}, " 12.50"},
+      {{.code = kField, .text = "N", .mask = "##0,00"}, " 12,50"},
+      {{.code = kField, .text = "WHOLE"}, "1234567890123456"},
+      {{.code = kField, .text = "NONE", .alignment = kMask, .mask = "#0,0", .total = 1}, "    "},
+      {{.code = kField, .text = "NONE", .width = 2}, "  "},
+      {{.code = kJump, .text = "NONE", .target = 4}, ""},
+      {{.code = kRecordField, .text = "EMPTY", .mask = "#0,0"}, "    "},
+      {{.code = kRecordField, .text = "EMPTY", .width = 6, .mask = "#0,0", .total = 2}, "      "},
+      {{.code = kRecordField, .text = "SUM"}, "1234.50"},
+      {{.code = kRecordField, .text = "SUM", .width = 8, .mask = "####0,00"}, " 1234,50"},
+      {{.code = kRecordField, .text = "SUM", .width = 7, .mask = "####0,00"}, "1234,50"},
+      {{.code = kRecordField, .text = "SUM", .width = 6, .mask = "####0,00"},
+       "******",
+       "SUM: a width of 6 has no room for 1234,5"},
+      {{.code = kRecordField, .text = "SUM", .width = 6},
+       "******",
+       "SUM: a width of 6 has no room for 1234,5"},
+      {{.code = kRecordField, .text = "SUM", .mask = "##0,0"},
+       "*****",
+       "SUM: ##0,0 has no room for 1234,5"},
+      {{.code = kField, .text = "N", .width = 3, .mask = "0,00"},
+       "***",
+       "N: 0,00 has no room for 12,5"},
+      {{.code = kFirstRegister, .mask = "0"}, "*", "register 0: 0 has no room for 10"},
+      {words("\5UEBERTRAG,1,0\5"), "*", "total 1: 0 has no room for 40"},
+  };
+  for (const auto& [instruction, expected, overflow] : cases) {
+    const Instruction add = {.code = kField, .text = "T", .mask = "00", .total = 1};
+    write_list({.page_length = 2, .last_line = 2},
+               {{"B", {place(1, 2), words("ab"), instruction, words(".")}}, {"TOTAL", {add}}});
+    told.clear();
+    printed.clear();
+    list_open("L");
+    list_set("N", 12.5, "12.50");
+    list_set("WHOLE", 1234567890123456.0);
+    list_set_empty("NONE");
+    list_set("T", 40.0);
+    list_set_register(0, 10);
+    list_set_record(&fields);
+    list_print("TOTAL");
+    list_print("B");
+    list_close();
+    EXPECT_EQ(printed, "[10Z]40\nab" + expected + ".\n====\n");
+    // A marker is told where its text begins.
+    const std::string column = instruction.code == kText ? "1" : "3";
+    EXPECT_EQ(told, overflow.empty()
+                        ? ""
+                        : "LP1:L:page 1, line 2, column " + column + ": " + overflow + " \n");
+  }
+  // One message a list, unless the program wants to know of each.
+  const Instruction narrow = {.code = kField, .text = "N", .mask = "0"};
+  write_list(kShortPage, {{"B", {narrow, narrow, next_line()}}});
+  const auto print_twice = [] {
+    told.clear();
+    list_open("L");
+    list_set("N", 10.0);
+    list_print("B");
+    list_print("B");
+    list_close();
+    return told;
+  };
+  EXPECT_EQ(print_twice(),
+            "LP1:L:page 1, line 1, column 1: N: 0 has no room for 10 (and 3 more) \n");
+  list_on_overflow([](const ListOverflow& overflow) {
+    told += std::to_string(overflow.line) + std::to_string(overflow.column) + " ";
+  });
+  EXPECT_EQ(print_twice(), "11 12 21 22 ");
+  list_on_overflow(nullptr);
+}
+
 TEST_F(ListTest, FieldsOfDataFilesAreWrittenByTheirOwnMasks) {
   definition_add(std::move(
       *scan_definitions("BEGINFILE NAME SHOP VERSION 1 PATH 0 LEN 64 TYPE ISAM BEGINFIELD "
@@ -440,6 +525,39 @@ TEST_F(ListTest, PagesAndStoresThatAreNoneAreRefused) {
   EXPECT_DEATH(channel_write("x"), "error 45\n");
 }
 
+// The engine of keyed files opens for writing what it may write, and must not ask for more.
+TEST_F(ListTest, WhoMayOnlyReadTheListFilesPrints) {
+  write_list(kShortPage, {{"B", {words("b")}}});
+  for (const auto& entry : std::filesystem::directory_iterator("."))
+    std::filesystem::permissions(entry.path(), std::filesystem::perms(0444));
+  std::filesystem::permissions(".", std::filesystem::perms(0555));
+  const auto run = [] {
+    constexpr uid_t kNobody = 65534;
+    if (geteuid() == 0 && setresuid(kNobody, kNobody, kNobody) != 0) std::_Exit(9);
+    const bool may_write = access("LISTEN.dat", W_OK) == 0;
+    const bool right = print({"B"}) == "b\n\n\n\n\n\n====\n" && told.empty();
+    std::_Exit(may_write ? 8 : right ? 0 : 1);
+  };
+  EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
+  EXPECT_FALSE(definition_get("LISTEN").read_only);
+  std::filesystem::permissions(".", std::filesystem::perms(0755));
+}
+
+// Also where a file that is only read and cannot be opened is the end of the program.
+TEST_F(ListTest, OpeningWaitsForWhoHasAListFileForHimself) {
+  write_list(kShortPage, {{"B", {words("b")}}});
+  static int holder = 0;
+  holder = ISOPEN("BLOECKE", kIsInputOutput | kIsExclusive);
+  ASSERT_GE(holder, 0);
+  static int waited = 0;
+  user_interface().wait_for_lock = [](const char*) {
+    if (++waited == 2) ISCLOSE(holder);
+  };
+  EXPECT_EQ(list_open("L"), kListDone);
+  EXPECT_EQ(waited, 2);
+  list_close();
+}
+
 TEST_F(ListTest, OpeningWaitsForAnInstallation) {
   static RecordFile installer;
   write_list(kShortPage, {{"B", {words("b")}}});
@@ -475,36 +593,3 @@ TEST_F(ListTest, OwnFilesComeFirstAndOptionsGoBeforeRecords) {
 
 }  // namespace
 }  // namespace marigold::test
-// The engine of keyed files opens for writing what it may write, and must not ask for more.
-TEST_F(ListTest, WhoMayOnlyReadTheListFilesPrints) {
-  write_list(kShortPage, {{"B", {words("b")}}});
-  for (const auto& entry : std::filesystem::directory_iterator("."))
-    std::filesystem::permissions(entry.path(), std::filesystem::perms(0444));
-  std::filesystem::permissions(".", std::filesystem::perms(0555));
-  const auto run = [] {
-    constexpr uid_t kNobody = 65534;
-    if (geteuid() == 0 && setresuid(kNobody, kNobody, kNobody) != 0) std::_Exit(9);
-    const bool may_write = access("LISTEN.dat", W_OK) == 0;
-    const bool right = print({"B"}) == "b\n\n\n\n\n\n====\n" && told.empty();
-    std::_Exit(may_write ? 8 : right ? 0 : 1);
-  };
-  EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
-  EXPECT_FALSE(definition_get("LISTEN").read_only);
-  std::filesystem::permissions(".", std::filesystem::perms(0755));
-}
-
-// Also where a file that is only read and cannot be opened is the end of the program.
-TEST_F(ListTest, OpeningWaitsForWhoHasAListFileForHimself) {
-  write_list(kShortPage, {{"B", {words("b")}}});
-  static int holder = 0;
-  holder = ISOPEN("BLOECKE", kIsInputOutput | kIsExclusive);
-  ASSERT_GE(holder, 0);
-  static int waited = 0;
-  user_interface().wait_for_lock = [](const char*) {
-    if (++waited == 2) ISCLOSE(holder);
-  };
-  EXPECT_EQ(list_open("L"), kListDone);
-  EXPECT_EQ(waited, 2);
-  list_close();
-}
-
