@@ -52,6 +52,8 @@ CsvRecord::Outcome CsvRecord::next(std::string& reason) {
   switch (rows_.next(reason)) {
     case CsvRows::Outcome::kFault:
       return Outcome::kFault;
+    case CsvRows::Outcome::kUnusable:
+      return Outcome::kUnusable;
     case CsvRows::Outcome::kEnd:
       return Outcome::kEnd;
     case CsvRows::Outcome::kRow:

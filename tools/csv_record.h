@@ -9,6 +9,7 @@
 #include "runtime/print/list.h"
 #include "tools/code_set.h"
 #include "tools/csv_rows.h"
+#include "tools/input_file.h"
 
 namespace marigold {
 
@@ -16,14 +17,15 @@ namespace marigold {
 // UTF-8; lists print ISO 8859-1.
 class CsvRecord : public ListRecord {
  public:
-  enum class Outcome { kRecord, kFault, kEnd };
+  enum class Outcome { kRecord, kFault, kUnusable, kEnd };
 
   // The stream outlives it.
-  explicit CsvRecord(std::istream& input) : rows_(input) {}
+  explicit CsvRecord(std::istream& input) : rows_(input, kLongestLine) {}
 
   // Takes the names of the fields. False with the reason.
   bool begin(std::string& reason);
-  // The next record; for a fault the reason, and the next call goes on behind it.
+  // The next record; for a fault the reason, and the next call goes on behind it. What is unusable
+  // has a reason, too, and nothing comes behind it.
   Outcome next(std::string& reason);
   [[nodiscard]] int line() const { return rows_.line(); }
 

@@ -42,7 +42,7 @@ struct ListsPrint {
   std::vector<std::string> variables;  // NAME=VALUE, a number when the value is one
   std::vector<std::string> texts;      // NAME=VALUE, a text in any case
   std::string records;                 // path of comma-separated values; empty: no records
-  std::string printer;  // for F4 in the viewer; empty: none
+  std::string printer;                 // for F4 in the viewer; empty: none
   // Blocks at the top and foot of each page, first, for each record, last: "" for none. Without a
   // word the list's own HEADER, FOOTER, START, LINE and END, those that there are.
   std::optional<std::string> header;

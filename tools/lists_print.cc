@@ -250,6 +250,7 @@ int print_each_record(CsvRecord& record, const std::string& line, Progress& prog
       continue;
     }
     say_at_record(reason);
+    if (outcome == CsvRecord::Outcome::kUnusable) return kExitUnusable;
     status = kExitFindings;
   }
 }
@@ -293,6 +294,7 @@ int print_list(const ListsPrint& options, std::istream& input) {
     print_if_there(blocks.line);
   else
     status = print_records(options, blocks.line, input);
+  if (status == kExitUnusable) return status;
   print_if_there(blocks.end);
   return list_check_abort() ? kExitUnusable : status;  // it has been told why
 }

@@ -107,11 +107,14 @@ TEST_F(ListsPrintTest, ThePrinterGetsItsControlStrings) {
 TEST_F(ListsPrintTest, FaultsAreTold) {
   write_file("bad.csv", "NAME,SUM\nAnna,1\nonly one\n\xe4,2\nEva,3\n");
   write_file("twice.csv", "NAME,NAME\n");
+  write_file("long.csv", "NAME,SUM\na,1\n" + std::string((std::size_t{16} << 20) + 1, 'x'));
   expect({{"print L -d . --records bad.csv --set WHO=me --header '' --footer ''",
            "Anna           1,00\nEva            3,00\nme\n\f",
            "bad.csv:3: 1 value for 2 columns\nbad.csv:4: column 1: is not valid UTF-8\n", 1},
           {"print L -d . --records twice.csv --set WHO=me", "Kärnten 1\nme\n\n\n\n  0,00\n\f",
            "twice.csv:1: the column NAME is there twice\n", 1},
+          {"print L -d . --records long.csv --header '' --footer '' --to file out", "",
+           "long.csv:3: the line is longer than 16777216 bytes\nout: not written\n", 2},
           {"print NONE -d .", "", "LP1:NONE:Liste nicht gefunden!\n", 2},
           {"print L -d . --records none.csv", "", "none.csv: No such file or directory\n", 2},
           {"print L -d . --line L1 --end E1 --header H1", "",
