@@ -36,6 +36,7 @@ class Input {
 };
 
 bool Input::read_all(std::size_t longest_line, std::string& problem) {
+  working_on(name_);
   std::string all;
   std::string line;
   for (int number = 1;; ++number) {
@@ -55,6 +56,7 @@ bool Input::read_all(std::size_t longest_line, std::string& problem) {
 bool Input::open(const std::string& path, std::size_t longest_line, std::string& problem) {
   if (path.empty()) return read_all(longest_line, problem);
   name_ = path;
+  working_on(name_);
   return open_input(path, file_, problem);
 }
 

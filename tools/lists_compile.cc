@@ -36,6 +36,7 @@ std::vector<StoredList> merged(const std::string& directory, std::vector<StoredL
 }
 
 int install(const ListsCompile& options, const std::vector<StoredList>& lists) {
+  working_on(options.output);
   const ListFiles& files = options.own ? kOwnListFiles : kPlainListFiles;
   ListInstallation installation(options.output, files);
   std::string problem;

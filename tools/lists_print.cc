@@ -258,6 +258,7 @@ int print_each_record(CsvRecord& record, const std::string& line, Progress& prog
 int print_records(const ListsPrint& options, const std::string& line, std::istream& input) {
   CsvRecord record(input);
   Progress progress(options.records);
+  working_on(options.records);
   state.records = options.records;
   state.record = &record;
   state.progress = &progress;
@@ -324,6 +325,7 @@ int lists_print(const ListsPrint& options) {
   settings_read();
   list_files_use(options.directory);
   state.list = options.list;
+  working_on(list_directory());
   list_on_overflow(warn_of_overflow);
   list_to_viewer_printer(options.printer);
   if (!load_defaults(problem) || !open_target(target, problem)) return report_unusable({problem});

@@ -1,6 +1,7 @@
 // What the author's and operator's tool says to its caller: exit statuses and messages.
 #pragma once
 
+#include <exception>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +22,13 @@ void report(std::string_view line);
 
 // Writes every problem, and returns the exit status for unusable input.
 int report_unusable(const Problems& problems);
+
+// The file that the command is at from now on, which is what a failure is about that nothing else
+// has told: mostly of memory.
+void working_on(std::string_view path);
+
+// Says what an exception was that ends the command, of which file, and returns the exit status.
+int report_failure(const std::exception& failure);
 
 // The beginning of a message about a place: "german.po:12: ".
 std::string at_line(std::string_view file, int line);
