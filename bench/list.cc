@@ -137,7 +137,7 @@ void print_list(int pages, bool* complete) {
   list_set_header("HEADER");
   list_set_footer("FOOTER");
   for (int record = 0; record < pages * kLinesOfBody; ++record) {
-    list_set("NUMBER", record);
+    list_set("NUMBER", record % 1000000);  // what its mask has room for
     list_set("NAME", name_of(record));
     list_set("TOWN", kTowns[record % 3]);
     list_set("BALANCE", record % 100000 / 100.0);

@@ -30,14 +30,6 @@ void tell(std::string_view block, const std::string& message, const char* help_k
 constexpr const char* kNotSet = " nicht gesetzt!";
 constexpr const char* kMixed = " Text / Numerisch MischMasch!";
 
-enum class Wanted { kNumber, kAnything };
-
-// Null when it can be printed.
-const char* fault_of(const Variable& variable, Wanted wanted) {
-  if (!is_set(variable)) return kNotSet;
-  return wanted == Wanted::kNumber && variable.kind != VariableKind::kNumeric ? kMixed : nullptr;
-}
-
 void refuse(std::string_view name, const char* fault) {
   list_fail(std::string("Variable ").append(in_quotes(name)).append(fault), "_VARNS_");
 }
@@ -46,9 +38,8 @@ int value_of(const BlockValue& value) {
   int count = 0;
   if (block_count_known(value, count)) return count;
   const Variable& variable = *variable_place(value.variable, value.generation);
-  const char* fault = fault_of(variable, Wanted::kNumber);
-  if (fault == nullptr) return block_count(variable.number);
-  refuse(value.variable, fault);
+  if (variable.kind == VariableKind::kNumeric) return block_count(variable.number);
+  refuse(value.variable, is_set(variable) ? kMixed : kNotSet);
   return 0;
 }
 
@@ -78,18 +69,29 @@ void add_to_total(int total, double number, Run& run) {
   if (!list().aborted) channel_add_total(total, number);
 }
 
+void print_number(const BlockStep& step, const Variable& variable, Run& run) {
+  const Instruction& field = step.instruction;
+  if (variable.text.empty() || !field.mask.empty())
+    run.text.add_number(step.mask, variable.number, field);
+  else
+    run.text.add_number(variable.text, variable.number, field);
+  add_to_total(field.total, variable.number, run);
+}
+
 void print_variable(const BlockStep& step, Run& run) {
   const Variable& variable = *step.variable;
   const Instruction& field = step.instruction;
-  if (variable.kind == VariableKind::kEmpty) return run.text.add_empty(field);
-  const char* fault = fault_of(variable, needs_number(field) ? Wanted::kNumber : Wanted::kAnything);
-  if (fault != nullptr) return refuse_field(field, fault, run);
-  if (variable.kind == VariableKind::kText) return run.text.add_text(variable.text, field);
-  if (field.mask.empty() && !variable.text.empty())
-    run.text.add_number(variable.text, variable.number, field);
-  else
-    run.text.add_number(step.mask, variable.number, field);
-  add_to_total(field.total, variable.number, run);
+  switch (variable.kind) {
+    case VariableKind::kNumeric:
+      return print_number(step, variable, run);
+    case VariableKind::kText:
+      if (needs_number(field)) return refuse_field(field, kMixed, run);
+      return run.text.add_text(variable.text, field);
+    case VariableKind::kEmpty:
+      return run.text.add_empty(field);
+    case VariableKind::kNotSet:
+      return refuse_field(field, kNotSet, run);
+  }
 }
 
 // By the mask of the block, or that of the record, or as the record shows it.

@@ -58,9 +58,7 @@ void blank_controls(char* text, std::size_t size) {
 }  // namespace
 
 void BlockText::print_some() {
-  const std::size_t length = std::exchange(length_, 0);
-  page_print({text_.data(), length}, kind_);
-  if (!list_state().overflows.empty()) page_tell_overflows(length);
+  page_print({text_.data(), std::exchange(length_, 0)}, kind_);
 }
 
 void BlockText::add_words(std::string_view words) {
@@ -94,26 +92,34 @@ void BlockText::add_text(std::string_view text, const Instruction& field) {
   add_piece(text);
 }
 
-void BlockText::note_overflow(std::string_view mask, double number, std::size_t size,
-                              const Instruction& field) const {
-  list_state().overflows.push_back({.name = overflow_name(field),
-                                    .mask = std::string(mask),
-                                    .width = field.width,
-                                    .number = number,
-                                    .at = length_ - std::min(size, length_)});
+// Printed first: only then is it known on which page it stands.
+void BlockText::tell_overflow(std::string_view mask, double number, std::size_t size,
+                              const Instruction& field) {
+  print();
+  const ListState& list = list_state();
+  if (list.aborted) return;
+  const std::string name = overflow_name(field);
+  list_overflow({.list = list.name,
+                 .field = name,
+                 .mask = mask,
+                 .width = field.width,
+                 .number = number,
+                 .page = list.page,
+                 .line = list.line,
+                 .column = list.column + list.moved - static_cast<int>(size)});
 }
 
 void BlockText::add_number(const NumberMask& mask, double number, const Instruction& field) {
   const std::size_t size = mask.text().size();
   const bool as_it_is = field.width <= 0 || static_cast<std::size_t>(field.width) == size;
   if (as_it_is && size > 0 && size <= text_.size()) {
-    if (!mask.edit(number, room(size))) note_overflow(mask.text(), number, size, field);
+    if (!mask.edit(number, room(size))) tell_overflow(mask.text(), number, size, field);
     return;
   }
   const NumberText form = number_text(mask.text(), number);
   if (form.fits) return add_number(form.text, number, field);
   add_text(form.text, field);
-  note_overflow(mask.text(), number, field.width > 0 ? static_cast<std::size_t>(field.width) : size,
+  tell_overflow(mask.text(), number, field.width > 0 ? static_cast<std::size_t>(field.width) : size,
                 field);
 }
 
@@ -123,7 +129,7 @@ void BlockText::add_number(std::string_view text, double number, const Instructi
     text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
   if (width == 0 || text.size() <= width) return add_text(text, field);
   add_text(std::string(width, '*'), field);
-  note_overflow({}, number, width, field);
+  tell_overflow({}, number, width, field);
 }
 
 void BlockText::add_empty(const Instruction& field) {

@@ -43,8 +43,8 @@ class BlockText {
   void add_piece(std::string_view piece);
   void add_aligned(std::string_view text, const Instruction& field);
   // Of the last `size` characters.
-  void note_overflow(std::string_view mask, double number, std::size_t size,
-                     const Instruction& field) const;
+  void tell_overflow(std::string_view mask, double number, std::size_t size,
+                     const Instruction& field);
 
   BlockKind kind_;
   std::size_t length_ = 0;

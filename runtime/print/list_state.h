@@ -41,15 +41,6 @@ struct WaitingEject {
   int column = 1;
 };
 
-// A number that its place has no room for, while its text waits to be printed.
-struct WaitingOverflow {
-  std::string name;  // of the field
-  std::string mask;
-  int width = 0;
-  double number = 0;
-  std::size_t at = 0;  // where it begins in the text
-};
-
 struct ListState {
   bool open = false;
   std::string name;
@@ -86,7 +77,6 @@ struct ListState {
   int list_column_pitch = kStartPitch;
   int column_pitch = kStartPitch;  // of the block
 
-  std::vector<WaitingOverflow> overflows;
   std::size_t overflows_told = 0;
   std::string first_overflow;
 
@@ -105,9 +95,6 @@ void page_flush_attributes();
 void page_print(std::string_view text, BlockKind kind);
 // The same for a text with markers, which is as wide as the caller has found.
 void page_print_marked(std::string_view text, std::size_t width, BlockKind kind);
-// Tells of the numbers that had no room in the text of this length, which was printed last.
-void page_tell_overflows(std::size_t length);
-
 // The first placement of a block keeps its lines together, when the block has it so.
 void page_place(const PlaceOrder& order, const Block& block, BlockKind kind, bool first);
 void page_eject(bool goes_on);

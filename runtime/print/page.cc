@@ -96,9 +96,10 @@ void move_to_column(int column) {
 }
 
 int column_from(int column, const PlaceOrder& order) {
-  if (order.column_mode == PlaceMode::kAbsolute) column = order.column;
-  if (order.column_mode == PlaceMode::kCurrentPlus) column += order.column;
-  return std::clamp(column, 1, kWidestLine);
+  const int wanted = order.column_mode == PlaceMode::kAbsolute  ? order.column
+                     : order.column_mode == PlaceMode::kCurrent ? column
+                                                                : column + order.column;
+  return std::clamp(wanted, 1, kWidestLine);
 }
 
 int column_of(const PlaceOrder& order) {
@@ -143,10 +144,15 @@ void eject_now() {
   move_to_column(waiting.column);
 }
 
-// Before a body prints: everything that must stand above it.
-void prepare_body() {
+bool body_begins_page() {
+  return list().waiting.waits || list().page_fresh;
+}
+
+// Everything that must stand above it. False when the header was no good.
+bool begin_body_page() {
   if (list().waiting.waits) eject_now();
   if (list().page_fresh) start_body();
+  return !list().aborted;
 }
 
 // ---- Placement
@@ -166,7 +172,7 @@ void place_waiting(const PlaceOrder& order) {
   if (order.line_mode == PlaceMode::kCurrentPlus) {
     waiting.down = std::clamp(waiting.down + order.line, -kEnough, kEnough);
   } else if (order.line_mode == PlaceMode::kAbsolute) {
-    const int line = line_of(order, BlockKind::kBody);
+    const int line = list().properties.first_line + order.line - 1;
     waiting.line = line <= list().footer_line ? line : 0;
     waiting.down = 0;
   }
@@ -194,13 +200,12 @@ void place_aside(const PlaceOrder& order, BlockKind kind) {
 }
 
 // Makes everything ready for text of this width; false when there is nothing to print it on.
-bool prepare(std::size_t width, BlockKind kind) {
+inline bool prepare(std::size_t width, BlockKind kind) {
   if (list().aborted) return false;
   if (kind == BlockKind::kBody) {
-    prepare_body();
+    if (body_begins_page() && !begin_body_page()) return false;
     list().body_printed = true;
   }
-  if (list().aborted) return false;  // the header was no good
   if (!list().line_begun) begin_line();
   if (list().wanted != list().shown) page_flush_attributes();
   list().moved += static_cast<int>(width);
@@ -229,21 +234,6 @@ void page_print(std::string_view text, BlockKind kind) {
 
 void page_print_marked(std::string_view text, std::size_t width, BlockKind kind) {
   if (prepare(width, kind)) channel_write(text);
-}
-
-void page_tell_overflows(std::size_t length) {
-  const int start = list().column + list().moved - static_cast<int>(length);
-  for (const WaitingOverflow& waiting : std::exchange(list().overflows, {})) {
-    if (list().aborted) return;
-    list_overflow({.list = list().name,
-                   .field = waiting.name,
-                   .mask = waiting.mask,
-                   .width = waiting.width,
-                   .number = waiting.number,
-                   .page = list().page,
-                   .line = list().line,
-                   .column = start + static_cast<int>(waiting.at)});
-  }
 }
 
 void page_next_line() {
@@ -276,13 +266,11 @@ void page_end() {
 
 void page_print_abort_text(std::string_view text) {
   list().wanted = {};
-  prepare_body();
+  begin_body_page();
   const auto line = [] { return list().line + (list().line_begun ? 2 : 1); };
   if (line() > list().footer_line && list().body_printed) page_eject(true);
   move_down(std::min(line(), std::max(list().footer_line, list().line)));
-  begin_line();
-  page_flush_attributes();
-  channel_write_plain(text);
+  page_print(text, BlockKind::kBody);
 }
 
 void page_eject(bool goes_on) {
