@@ -1,6 +1,7 @@
 #include "runtime/print/viewer_print.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <string>
 #include <system_error>
@@ -9,6 +10,7 @@
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/record_file.h"
 #include "runtime/print/display_record.h"
+#include "runtime/print/screen_output.h"
 
 namespace marigold {
 namespace {
@@ -18,7 +20,7 @@ constexpr std::size_t kReadPieces = 512;
 
 void tell_failed(int failed) {
   const std::string text =
-      std::string(kPrinterFile) + ": " + std::generic_category().message(failed);
+      screen_output_directory() + kPrinterFile + ": " + std::generic_category().message(failed);
   user_interface().message(text.c_str(), "");
 }
 
@@ -54,8 +56,8 @@ void print_file(const ViewerJob& job, const RecordFile& file) {
 }  // namespace
 
 void viewer_print(const ViewerJob& job) {
-  RecordFile file;
-  if (const int failed = file.open(kPrinterFile, false)) return tell_failed(failed);
+  const RecordFile& file = screen_output_printer();
+  if (!file.is_open()) return tell_failed(ENOENT);
   if (job.begin_print != nullptr && job.begin_print() != 0) return tell_no_printer();
   print_file(job, file);
   if (job.end_print != nullptr) job.end_print();
