@@ -205,7 +205,7 @@ Ending finish() {
   end_last_page();
   if (state.list.files != nullptr) list_records_close(*state.list.files);
   const bool refused = state.list.refused;
-  const Ending ending{.complete = channel_close() == 0 && !refused,
+  Ending ending{.complete = channel_close() == 0 && !refused,
                       .overflows = overflow_message()};
   state.list = {};
   open_subsystems().print_engine = false;

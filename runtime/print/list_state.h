@@ -51,7 +51,10 @@ struct ListState {
   std::array<std::string, 3> rooms;                           // for fields, while they are printed
   const ListRecord* record = nullptr;
   bool to_screen = false;
+  bool refused = false;  // when it was to be opened
   std::string today;
+  std::size_t overflows_told = 0;
+  std::string first_overflow;
 
   ListProperties properties;  // the page as cut and overridden
   int footer_line = 0;        // body text stands no further down (the footer reserve)
@@ -69,16 +72,12 @@ struct ListState {
   bool body_printed = false;  // something else than the header stands on it
   bool printed = false;
   bool aborted = false;
-  bool refused = false;  // when it was to be opened
   WaitingEject waiting;
 
   Attributes wanted;
   Attributes shown;
   int list_column_pitch = kStartPitch;
   int column_pitch = kStartPitch;  // of the block
-
-  std::size_t overflows_told = 0;
-  std::string first_overflow;
 
   bool progress_shown = false;
   int progress_window = 0;
@@ -95,6 +94,7 @@ void page_flush_attributes();
 void page_print(std::string_view text, BlockKind kind);
 // The same for a text with markers, which is as wide as the caller has found.
 void page_print_marked(std::string_view text, std::size_t width, BlockKind kind);
+
 // The first placement of a block keeps its lines together, when the block has it so.
 void page_place(const PlaceOrder& order, const Block& block, BlockKind kind, bool first);
 void page_eject(bool goes_on);

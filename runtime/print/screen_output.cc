@@ -174,7 +174,7 @@ int create_in_own_directory(const std::string& taken) {
 int create_both() {
   const int failed = create_in("");
   if (failed == 0) return 0;
-  const std::string path = path_at_fault();
+  const std::string& path = path_at_fault();
   if (failed != EAGAIN) return refuse(path, failed);
   screen_output_remove();
   return create_in_own_directory(path);
