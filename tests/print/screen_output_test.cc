@@ -225,8 +225,9 @@ TEST_F(ScreenOutputTest, TheSecondHasADirectoryOfItsOwn) {
   EXPECT_EXIT(run(), testing::KilledBySignal(SIGTERM), "");
   EXPECT_TRUE(std::filesystem::is_empty("tmp"));
   setenv("TMPDIR", "nowhere", 1);
-  EXPECT_EQ(errors_of([] { EXPECT_EQ(screen_output_start(), ENOENT); }),
-            "VIDEO.TMP belongs to somebody else, and nowhere: No such file or directory\n");
+  const std::string told = errors_of([] { EXPECT_EQ(screen_output_start(), ENOENT); });
+  EXPECT_TRUE(told.starts_with("VIDEO.TMP belongs to somebody else, and nowhere/")) << told;
+  EXPECT_TRUE(told.ends_with(": No such file or directory\n")) << told;
   unsetenv("TMPDIR");
 }
 
