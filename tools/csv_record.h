@@ -24,8 +24,8 @@ class CsvRecord : public ListRecord {
 
   // Takes the names of the fields. False with the reason.
   bool begin(std::string& reason);
-  // The next record; for a fault the reason, and the next call goes on behind it. What is unusable
-  // has a reason, too, and nothing comes behind it.
+  // The next record; for a fault the reason, and the next call goes on behind it. kUnusable
+  // has a reason, too, and is the last.
   Outcome next(std::string& reason);
   [[nodiscard]] int line() const { return rows_.line(); }
 

@@ -11,7 +11,7 @@ namespace marigold {
 // False with the problem, also for a directory.
 bool open_input(const std::string& path, std::ifstream& file, std::string& problem);
 
-// What a line or a row may have, in bytes. A device or a damaged file can be one line without end,
+// The longest line or row, in bytes. A device or a damaged file can be one line without end,
 // and would be taken into memory until there is none left; nothing that people write by hand or
 // that a list prints comes near it.
 inline constexpr std::size_t kLongestLine = std::size_t{16} << 20;

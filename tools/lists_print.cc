@@ -27,7 +27,7 @@ namespace {
 // A column of the records that names the block to print a record with.
 constexpr std::string_view kBlockColumn = "BLOCK";
 
-// ---- Messages. What the engine and the targets tell comes without an object to tell it to.
+// ---- Messages. The functions that the engine and the targets call have no object.
 
 struct State {
   bool holding = false;  // the list is on the screen: messages wait for its end
@@ -143,7 +143,7 @@ int close_target(const Target& target, bool complete) {
   if (target.kind == "screen") {
     runtime_end();
     say_held();
-    return complete ? kExitClean : kExitUnusable;  // the viewer has told it
+    return complete ? kExitClean : kExitUnusable;  // the viewer has shown why
   }
   if (target.kind == "printer") return close_printer_target(target, complete);
   if (complete) return kExitClean;
@@ -297,7 +297,7 @@ int print_list(const ListsPrint& options, std::istream& input) {
     status = print_records(options, blocks.line, input);
   if (status == kExitUnusable) return status;
   print_if_there(blocks.end);
-  return list_check_abort() ? kExitUnusable : status;  // it has been told why
+  return list_check_abort() ? kExitUnusable : status;  // the reason has been shown
 }
 
 // The printer's control strings, when the directory has them.

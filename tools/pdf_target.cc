@@ -37,7 +37,7 @@ struct State {
   float x = 0;               // from the left margin
   std::size_t column = 0;    // from 0
   BeyondPage beyond;         // of the line; no characters: none
-  void (*tell_beyond)(const BeyondPage& place) = nullptr;
+  void (*report_beyond)(const BeyondPage& place) = nullptr;
   int pitch = 10;
   bool bold = false;
 };
@@ -92,7 +92,7 @@ void check_width(std::string_view piece) {
 }
 
 void end_line() {
-  if (state.beyond.characters > 0) state.tell_beyond(state.beyond);
+  if (state.beyond.characters > 0) state.report_beyond(state.beyond);
   state.beyond = {};
   ++state.line;
   state.x = 0;
@@ -167,7 +167,7 @@ constexpr OutputDevice kPdfTarget{
 const OutputDevice* pdf_target_open(const std::string& path,
                                     void (*beyond)(const BeyondPage& place), std::string& reason) {
   state = {};
-  state.tell_beyond = beyond;
+  state.report_beyond = beyond;
   if (!print_file_open(path, reason)) return nullptr;
   state.document.reset(HPDF_New(note_error, nullptr));
   if (state.document == nullptr) {

@@ -23,11 +23,11 @@ void report(std::string_view line);
 // Writes every problem, and returns the exit status for unusable input.
 int report_unusable(const Problems& problems);
 
-// The file that the command is at from now on, which is what a failure is about that nothing else
-// has told: mostly of memory.
+// Names the file that the command works on from now on: report_failure blames it.
 void working_on(std::string_view path);
 
-// Says what an exception was that ends the command, of which file, and returns the exit status.
+// Reports the exception that ends the command, mostly for want of memory, and returns the exit
+// status.
 int report_failure(const std::exception& failure);
 
 // The beginning of a message about a place: "german.po:12: ".

@@ -93,8 +93,8 @@ void BlockText::add_text(std::string_view text, const Instruction& field) {
 }
 
 // Printed first: only then is it known on which page it stands.
-void BlockText::tell_overflow(std::string_view mask, double number, std::size_t size,
-                              const Instruction& field) {
+void BlockText::report_overflow(std::string_view mask, double number, std::size_t size,
+                                const Instruction& field) {
   print();
   const ListState& list = list_state();
   if (list.aborted) return;
@@ -113,14 +113,14 @@ void BlockText::add_number(const NumberMask& mask, double number, const Instruct
   const std::size_t size = mask.text().size();
   const bool as_it_is = field.width <= 0 || static_cast<std::size_t>(field.width) == size;
   if (as_it_is && size > 0 && size <= text_.size()) {
-    if (!mask.edit(number, room(size))) tell_overflow(mask.text(), number, size, field);
+    if (!mask.edit(number, room(size))) report_overflow(mask.text(), number, size, field);
     return;
   }
   const NumberText form = number_text(mask.text(), number);
   if (form.fits) return add_number(form.text, number, field);
   add_text(form.text, field);
-  tell_overflow(mask.text(), number, field.width > 0 ? static_cast<std::size_t>(field.width) : size,
-                field);
+  report_overflow(mask.text(), number,
+                  field.width > 0 ? static_cast<std::size_t>(field.width) : size, field);
 }
 
 void BlockText::add_number(std::string_view text, double number, const Instruction& field) {
@@ -129,7 +129,7 @@ void BlockText::add_number(std::string_view text, double number, const Instructi
     text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
   if (width == 0 || text.size() <= width) return add_text(text, field);
   add_text(std::string(width, '*'), field);
-  tell_overflow({}, number, width, field);
+  report_overflow({}, number, width, field);
 }
 
 void BlockText::add_empty(const Instruction& field) {

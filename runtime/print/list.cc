@@ -187,7 +187,7 @@ void end_last_page() {
 
 // One message for a list, however long it is; "" when all numbers had room.
 std::string overflow_message() {
-  const std::size_t count = state.list.overflows_told;
+  const std::size_t count = state.list.overflows_kept;
   if (count == 0) return {};
   std::string message = "LP1:" + state.list.name + ":" + state.list.first_overflow;
   if (count > 1) message += " (and " + std::to_string(count - 1) + " more)";
@@ -205,8 +205,7 @@ Ending finish() {
   end_last_page();
   if (state.list.files != nullptr) list_records_close(*state.list.files);
   const bool refused = state.list.refused;
-  Ending ending{.complete = channel_close() == 0 && !refused,
-                      .overflows = overflow_message()};
+  Ending ending{.complete = channel_close() == 0 && !refused, .overflows = overflow_message()};
   state.list = {};
   open_subsystems().print_engine = false;
   return ending;
@@ -246,7 +245,7 @@ void list_fail(const std::string& message, const char* help_key) {
 
 void list_overflow(const ListOverflow& overflow) {
   if (state.choice.on_overflow != nullptr) return state.choice.on_overflow(overflow);
-  if (state.list.overflows_told++ == 0) state.list.first_overflow = list_overflow_text(overflow);
+  if (state.list.overflows_kept++ == 0) state.list.first_overflow = list_overflow_text(overflow);
 }
 
 std::string list_overflow_text(const ListOverflow& overflow) {

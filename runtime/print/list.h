@@ -51,9 +51,9 @@ int list_open(std::string_view name, const ListOptions& options = {});
 
 // Ends the last page, closes the files, and shows the viewer when the list went to the screen,
 // under the name of its output, or its own when it has none. The name of the list's output, for
-// whoever passes it on. Tells in `complete`, when given, whether the list was opened and its device
-// has taken everything; of a print command that has, its status tells more (close_printer). Of a
-// list on the screen it also tells whether the viewer's printer took what was sent to it.
+// whoever passes it on. Sets `complete`, when given: whether the list was opened and its device has
+// taken everything, and whether the viewer's printer took what was sent to it. A print command that
+// has taken everything may still fail: its status is close_printer's.
 std::string list_close(bool* complete = nullptr);
 
 // ---- Printing
@@ -86,8 +86,8 @@ struct ListOverflow {
 };
 // "page 1, line 4, column 16: SUM: ##0,00 has no room for 1234,5"
 std::string list_overflow_text(const ListOverflow& overflow);
-// Calls this for each. Null, as at the start: the user is told of the first one of a list, and how
-// many there were, when the list is closed.
+// The engine calls this for each. Null, as at the start: list_close shows the user the first one
+// and how many there were.
 void list_on_overflow(void (*told)(const ListOverflow& overflow));
 
 // Of the current page, from the current line on.

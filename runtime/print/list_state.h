@@ -53,7 +53,7 @@ struct ListState {
   bool to_screen = false;
   bool refused = false;  // when it was to be opened
   std::string today;
-  std::size_t overflows_told = 0;
+  std::size_t overflows_kept = 0;
   std::string first_overflow;
 
   ListProperties properties;  // the page as cut and overridden
@@ -103,7 +103,7 @@ void page_end();
 // Prints the text that ends an aborted list, below an empty line and above the footer.
 void page_print_abort_text(std::string_view text);
 void page_next_line();
-// That the next text stands on.
+// The page of the next text.
 int page_of_next_text();
 
 // ---- block_run.cc
@@ -119,7 +119,7 @@ void block_run(std::string_view name, BlockKind kind);
 
 // Tells the user and aborts the list.
 void list_fail(const std::string& message, const char* help_key);
-// Tells whoever wants to know, or keeps the first one for the end of the list.
+// Reports it to the program, or keeps the first one for the end of the list.
 void list_overflow(const ListOverflow& overflow);
 
 // ---- print_abort.cc

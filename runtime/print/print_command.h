@@ -23,8 +23,8 @@ std::string printer_command(std::string_view name);
 // whether a command takes what it is given shows when it is closed, or in printer_takes_bytes.
 void write_printer(std::string_view bytes, int& error_flag);
 
-// False without a pipe, or when its command has stopped reading. A command that has just ended may
-// not have been noticed: its status tells.
+// False without a pipe, or when its command has stopped reading. The end of a command may go
+// unnoticed until its status is asked for.
 bool printer_takes_bytes();
 
 // Ends the command's input and waits for the command. Its exit status, 0 when none is open; 127

@@ -94,9 +94,9 @@ class TemporaryFile {
   [[nodiscard]] const std::string& path() const { return path_; }
 
  private:
-  // What a program that was killed has left goes, and what is no file: a pipe would be waited for,
-  // a link leads to somebody else's file. The lock is held until the name is free, so that of two
-  // programs that find the same file one removes it.
+  // Frees the name: of the file of a killed program, and of anything that is no file. A pipe would
+  // be waited for, a link leads to somebody else's file. The lock is held until the name is free,
+  // so that of two programs that find the same file one removes it.
   [[nodiscard]] int clear_away() const {
     if (!file_exists(path_.c_str())) return 0;
     RecordFile left;

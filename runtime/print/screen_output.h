@@ -1,16 +1,16 @@
 // Collects what a list prints when it goes to the screen: the printer's bytes in "DRUCK.TMP", and
 // the display lines in "VIDEO.TMP", which the viewer (viewer.h) shows when the list is closed.
 //
-// Process-wide, one output at a time. Both files lie in the current directory; where another program
-// has its own there, or somebody else's are in the way, in a new directory below the one for
-// temporary files. They hold what a list says of people, so nobody else may read them, and they are
-// held by a lock from their making to their removal: what is looked at, printed and removed is what
-// was made, whatever becomes of the names.
+// Process-wide, one output at a time. Both files lie in the current directory; where another
+// program has its own there, or somebody else's are in the way, in a new directory below the one
+// for temporary files. They hold what a list says of people, so nobody else may read them, and they
+// are held by a lock from their making to their removal: what is looked at, printed and removed is
+// what was made, whatever becomes of the names.
 //
 // They are written in pieces of 64 KiB, so a full disk can be met later than the text that did not
-// fit. Then both are begun again and hold nothing but a line that says so; whatever comes afterwards
-// is dropped, and the viewer shows that line. Nothing here fails otherwise, and nothing but a failed
-// start is told.
+// fit. Then both are begun again and hold nothing but a line that says so; whatever comes
+// afterwards is dropped, and the viewer shows that line. Nothing here fails otherwise, and nothing
+// but a failed start is told.
 //
 // A display line has up to 250 characters; what goes beyond them is dropped from the display, not
 // from the printer's bytes.

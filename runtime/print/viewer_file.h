@@ -15,8 +15,8 @@ namespace marigold {
 // Lines have numbers from 1. Results: 0 for done, else the system's error number.
 class ViewerFile {
  public:
-  // Takes an open file, which outlives it; ENOENT for one that is not. What is behind the last whole
-  // record does not count.
+  // Takes an open file, which outlives it; ENOENT for one that is not. Bytes behind the last whole
+  // record do not count.
   int open(const RecordFile& file);
   // Where the output was given up and not even that could be written, this stands for the file.
   void show_disk_full();

@@ -306,7 +306,7 @@ TEST_F(ListTest, NumbersWithoutRoomAreToldAndEmptyValuesAreBlank) {
     list_print("B");
     list_close();
     EXPECT_EQ(printed, "[10Z]40\nab" + expected + ".\n====\n");
-    // A marker is told where its text begins.
+    // A marker's number is reported where its text begins.
     const std::string column = instruction.code == kText ? "1" : "3";
     EXPECT_EQ(told, overflow.empty()
                         ? ""
