@@ -4,6 +4,7 @@
 #include "fuzz/fuzz_input.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/print/list_state.h"
+#include "runtime/print/print_defaults.h"
 
 namespace marigold {
 namespace {
@@ -49,6 +50,7 @@ void open_list(const std::uint8_t* page, const BlockInstructions& instructions) 
   list.header = "HEADER";
   list.has_footer = page[2] % 2 == 0;
   list.footer = "FOOTER";
+  print_defaults_set({});
   channel_open("", properties.page_length, kNoDevice);
 }
 

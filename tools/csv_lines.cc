@@ -3,6 +3,7 @@
 
 #include "runtime/data/field_access.h"
 #include "tools/csv_rows.h"
+#include "tools/input_file.h"
 #include "tools/record_lines.h"
 
 namespace marigold {
@@ -11,7 +12,10 @@ namespace {
 class CsvLines : public RecordLines {
  public:
   CsvLines(RecordText& text, std::istream& input)
-      : text_(text), rows_(input), presets_(preset_record(text.file())) {}
+      : text_(text),
+        rows_(input, longest_line_of(text.file().record_length)),
+        presets_(preset_record(text.file())),
+        required_(required_fields(text.file())) {}
 
   Outcome next(char* record, std::string& reason) override;
   [[nodiscard]] int line() const override { return rows_.line(); }
@@ -20,10 +24,12 @@ class CsvLines : public RecordLines {
   bool take_header(std::string& reason);
   bool take_column(std::string_view name, std::string& reason);
   bool take_row(char* record, std::string& reason);
+  [[nodiscard]] bool is_left_out(const Column& column, std::string_view cell) const;
 
   RecordText& text_;
   CsvRows rows_;
   std::string presets_;
+  std::vector<const FieldDefinition*> required_;
   std::vector<Column> columns_;  // of the input
 };
 
@@ -49,7 +55,7 @@ bool CsvLines::take_header(std::string& reason) {
   for (std::size_t i = 0; i < rows_.size(); ++i) {
     if (!take_column(rows_.cell(i), reason)) return false;
   }
-  for (const FieldDefinition* field : required_fields(text_.file())) {
+  for (const FieldDefinition* field : required_) {
     // A key has the first element of its field.
     const Column wanted{field, 1};
     if (std::ranges::any_of(columns_,
@@ -61,10 +67,17 @@ bool CsvLines::take_header(std::string& reason) {
   return true;
 }
 
+// A number that the row does not tell has its preset; a key must be told.
+bool CsvLines::is_left_out(const Column& column, std::string_view cell) const {
+  return cell.empty() && !is_text(*column.field) &&
+         std::ranges::find(required_, column.field) == required_.end();
+}
+
 bool CsvLines::take_row(char* record, std::string& reason) {
   if (!rows_.has_values(columns_.size(), reason)) return false;
   std::ranges::copy(presets_, record);
   for (std::size_t i = 0; i < columns_.size(); ++i) {
+    if (is_left_out(columns_[i], rows_.cell(i))) continue;
     if (!text_.put(columns_[i], rows_.cell(i), record, reason)) return false;
   }
   return true;
@@ -77,6 +90,8 @@ RecordLines::Outcome CsvLines::next(char* record, std::string& reason) {
       return take_row(record, reason) ? Outcome::kRecord : Outcome::kRejected;
     case CsvRows::Outcome::kFault:
       return Outcome::kRejected;
+    case CsvRows::Outcome::kUnusable:
+      return Outcome::kUnusable;
     default:
       return Outcome::kEnd;
   }

@@ -1,9 +1,28 @@
 #include "tools/csv_record.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <cmath>
 
 namespace marigold {
+
+namespace {
+
+// A number beyond 2 to the 53rd stands for several whole numbers; is it just this one?
+bool keeps_whole(std::string_view digits, double value) {
+  constexpr double kLargestWhole = 9007199254740992;
+  if (std::abs(value) <= kLargestWhole || digits.find('e') != std::string_view::npos) return true;
+  std::array<char, 400> form{};
+  char* const end =
+      std::to_chars(form.data(), form.data() + form.size(), value, std::chars_format::fixed).ptr;
+  const std::size_t sign = digits.starts_with('-') ? 1 : 0;
+  std::string_view whole = digits.substr(sign, digits.find('.') - sign);
+  whole.remove_prefix(std::min(whole.find_first_not_of('0'), whole.size()));
+  return whole == std::string_view(form.data() + sign, end);
+}
+
+}  // namespace
 
 bool decimal_number(std::string_view text, double& number) {
   std::string digits(text);
@@ -12,16 +31,9 @@ bool decimal_number(std::string_view text, double& number) {
   const char* end = digits.data() + digits.size();
   double value = 0;
   const auto [stopped, error] = std::from_chars(digits.data(), end, value);
-  if (!plain || error != std::errc() || stopped != end) return false;
+  if (!plain || error != std::errc() || stopped != end || !keeps_whole(digits, value)) return false;
   number = value;
   return true;
-}
-
-bool is_number_of_variable(std::string_view text, double& number) {
-  const std::string_view digits = text.substr(text.starts_with('-') ? 1 : 0);
-  const bool is_code =
-      digits.size() > 1 && digits[0] == '0' && digits[1] >= '0' && digits[1] <= '9';
-  return !is_code && decimal_number(text, number);
 }
 
 bool CsvRecord::begin(std::string& reason) {
@@ -40,6 +52,8 @@ CsvRecord::Outcome CsvRecord::next(std::string& reason) {
   switch (rows_.next(reason)) {
     case CsvRows::Outcome::kFault:
       return Outcome::kFault;
+    case CsvRows::Outcome::kUnusable:
+      return Outcome::kUnusable;
     case CsvRows::Outcome::kEnd:
       return Outcome::kEnd;
     case CsvRows::Outcome::kRow:
@@ -85,11 +99,10 @@ void CsvRecord::set_variables() const {
     std::string_view name = column;
     if (name.ends_with(kFirst)) name.remove_suffix(kFirst.size());
     const Cell& cell = cells_[index];
-    double number = 0;
     if (cell.text.empty())
-      list_unset(name);
-    else if (is_number_of_variable(cell.text, number))
-      list_set(name, number);
+      list_set_empty(name);
+    else if (cell.is_number)
+      list_set(name, cell.number, cell.text);
     else
       list_set(name, cell.text);
   }

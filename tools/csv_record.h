@@ -9,6 +9,7 @@
 #include "runtime/print/list.h"
 #include "tools/code_set.h"
 #include "tools/csv_rows.h"
+#include "tools/input_file.h"
 
 namespace marigold {
 
@@ -16,22 +17,23 @@ namespace marigold {
 // UTF-8; lists print ISO 8859-1.
 class CsvRecord : public ListRecord {
  public:
-  enum class Outcome { kRecord, kFault, kEnd };
+  enum class Outcome { kRecord, kFault, kUnusable, kEnd };
 
   // The stream outlives it.
-  explicit CsvRecord(std::istream& input) : rows_(input) {}
+  explicit CsvRecord(std::istream& input) : rows_(input, kLongestLine) {}
 
   // Takes the names of the fields. False with the reason.
   bool begin(std::string& reason);
-  // The next record; for a fault the reason, and the next call goes on behind it.
+  // The next record; for a fault the reason, and the next call goes on behind it. kUnusable
+  // has a reason, too, and is the last.
   Outcome next(std::string& reason);
   [[nodiscard]] int line() const { return rows_.line(); }
 
-  // A cell is a number when it looks like one; printed without a mask it stays as it stands.
+  // A cell is a number when it looks like one; printed without a mask it stays as it stands. An
+  // empty one is empty, also under a mask.
   bool get(std::string_view field, int element, ListFieldValue& value) const override;
 
-  // Sets a variable for each cell, by its column's name and without "[1]"; empty cells unset
-  // theirs.
+  // Sets a variable for each cell, by its column's name and without "[1]", with the same value.
   void set_variables() const;
 
  private:
@@ -50,11 +52,8 @@ class CsvRecord : public ListRecord {
 };
 
 // Whether all of a text is a decimal number, with a point or a comma before its fraction; also the
-// forms that data files are written out with, 1e-07.
+// forms that data files are written out with, 1e-07. Not when the digits before the fraction are
+// more than a number can keep: masks would show others.
 bool decimal_number(std::string_view text, double& number);
-
-// Whether a variable with this value is a number. One without a mask prints the number and not the
-// text, and of "01067" that would leave no postal code.
-bool is_number_of_variable(std::string_view text, double& number);
 
 }  // namespace marigold

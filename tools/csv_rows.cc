@@ -1,5 +1,6 @@
 #include "tools/csv_rows.h"
 
+#include "tools/input_file.h"
 #include "tools/report.h"
 
 namespace marigold {
@@ -14,7 +15,7 @@ int counts_as_text(unsigned char /*blank*/) {
 
 }  // namespace
 
-CsvRows::CsvRows(std::istream& input) : input_(input) {
+CsvRows::CsvRows(std::istream& input, std::size_t longest) : input_(input), longest_(longest) {
   csv_init(&parser_, CSV_STRICT);
   csv_set_space_func(&parser_, counts_as_text);
   csv_set_blk_size(&parser_, kCellGrowth);
@@ -53,14 +54,6 @@ void CsvRows::forget() {
   rows_ = 0;
 }
 
-bool CsvRows::read_line() {
-  if (!std::getline(input_, physical_)) return false;
-  if (line_++ == 0 && physical_.starts_with(kByteOrderMark))
-    physical_.erase(0, kByteOrderMark.size());
-  physical_ += '\n';
-  return true;
-}
-
 // Each line by itself, so that it is known where a row begins.
 bool CsvRows::parse_line(std::string& reason) {
   const std::size_t taken =
@@ -80,8 +73,17 @@ bool CsvRows::parse_line(std::string& reason) {
 CsvRows::Outcome CsvRows::next(std::string& reason) {
   forget();
   bool within = false;  // a cell in quotes
-  while (read_line()) {
+  for (std::size_t left = longest_;; left -= std::min(left, physical_.size())) {
+    const LineRead read = read_line(input_, left, physical_);
+    if (read == LineRead::kEnd) break;
+    if (line_++ == 0 && physical_.starts_with(kByteOrderMark))
+      physical_.erase(0, kByteOrderMark.size());
     if (!within) first_line_ = line_;
+    if (read == LineRead::kTooLong) {
+      reason = too_long(longest_);
+      return Outcome::kUnusable;
+    }
+    physical_ += '\n';
     if (!parse_line(reason)) return Outcome::kFault;
     if (rows_ == 1) return Outcome::kRow;
     within = within || physical_.find_first_not_of("\r\n") != std::string::npos;

@@ -17,17 +17,18 @@ class CsvRows {
  public:
   enum class Outcome {
     kRow,
-    kFault,  // the line is no row; reading goes on behind it
+    kFault,     // the line is no row; reading goes on behind it
+    kUnusable,  // nor can any other be read: it is longer than it may be
     kEnd,
   };
 
-  // The stream outlives it.
-  explicit CsvRows(std::istream& input);
+  // The stream outlives it. A row has at most so many bytes.
+  CsvRows(std::istream& input, std::size_t longest);
   ~CsvRows() { csv_free(&parser_); }
   CsvRows(const CsvRows&) = delete;
   CsvRows& operator=(const CsvRows&) = delete;
 
-  // The next row; for a fault the reason.
+  // The next row; for anything but a row or the end the reason.
   Outcome next(std::string& reason);
 
   // The first row, which names the columns: false with the reason when there is none.
@@ -47,11 +48,11 @@ class CsvRows {
   static void take_cell(void* bytes, std::size_t length, void* rows) noexcept;
   static void take_row(int terminator, void* rows) noexcept;
 
-  bool read_line();
   bool parse_line(std::string& reason);
   void forget();
 
   std::istream& input_;
+  std::size_t longest_;
   csv_parser parser_{};
   std::string physical_;
   std::string bytes_;              // of all cells

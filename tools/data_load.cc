@@ -2,8 +2,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <sstream>
+#include <utility>
 
 #include "tools/data_commands.h"
 #include "tools/input_file.h"
@@ -18,7 +18,8 @@ namespace {
 // The lines of a file, or of standard input.
 class Input {
  public:
-  bool open(const std::string& path, std::string& problem);
+  // Of standard input a line has at most so many bytes.
+  bool open(const std::string& path, std::size_t longest_line, std::string& problem);
   [[nodiscard]] std::istream& stream() {
     if (file_.is_open()) return file_;
     return all_;
@@ -28,16 +29,34 @@ class Input {
  private:
   std::string name_ = "standard input";
   std::ifstream file_;
+  bool read_all(std::size_t longest_line, std::string& problem);
+
   // Whoever types the lines can stop doing so as long as they are not being loaded.
   std::istringstream all_;
 };
 
-bool Input::open(const std::string& path, std::string& problem) {
-  if (path.empty()) {
-    all_.str(std::string(std::istreambuf_iterator<char>(std::cin), {}));
-    return true;
+bool Input::read_all(std::size_t longest_line, std::string& problem) {
+  working_on(name_);
+  std::string all;
+  std::string line;
+  for (int number = 1;; ++number) {
+    const LineRead read = read_line(std::cin, longest_line, line);
+    if (read == LineRead::kEnd) break;
+    if (read == LineRead::kTooLong) {
+      problem = at_line(name_, number) + too_long(longest_line);
+      return false;
+    }
+    all.append(line).append("\n");
   }
+  if (std::cin.bad()) problem = file_error(name_, EIO);
+  all_.str(std::move(all));
+  return problem.empty();
+}
+
+bool Input::open(const std::string& path, std::size_t longest_line, std::string& problem) {
+  if (path.empty()) return read_all(longest_line, problem);
   name_ = path;
+  working_on(name_);
   return open_input(path, file_, problem);
 }
 
@@ -160,7 +179,8 @@ int data_load(const DataLoad& options) {
   if (!find_data_file(options.file, target, problems)) return report_unusable(problems);
   if (!take_class(target, problems)) return report_unusable(problems);
   Input input;
-  if (!input.open(options.input, problem)) return report_unusable({problem});
+  if (!input.open(options.input, longest_line_of(target.definition->record_length), problem))
+    return report_unusable({problem});
   RecordText text(*target.definition, code_set);
   return Load(options, target, text, input).run();
 }

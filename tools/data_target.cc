@@ -136,6 +136,7 @@ bool find_data_file(const DataFileOptions& options, DataTarget& target, Problems
   target.definition = std::move(search.definition);
   target.definition->explicit_path = without_suffix(options.path, target.definition->type);
   target.base = data_path(*target.definition);
+  working_on(target.base);
   return true;
 }
 

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "tools/input_file.h"
 #include "tools/record_lines.h"
 
 namespace marigold {
@@ -149,12 +150,20 @@ bool ObjectReader::finish() {
 class JsonLines : public RecordLines {
  public:
   JsonLines(RecordText& text, std::istream& input)
-      : input_(input), reader_(text), presets_(preset_record(text.file())) {}
+      : input_(input),
+        longest_(longest_line_of(text.file().record_length)),
+        reader_(text),
+        presets_(preset_record(text.file())) {}
 
   Outcome next(char* record, std::string& reason) override {
     do {
-      if (!std::getline(input_, text_)) return Outcome::kEnd;
+      const LineRead read = read_line(input_, longest_, text_);
+      if (read == LineRead::kEnd) return Outcome::kEnd;
       ++line_;
+      if (read == LineRead::kTooLong) {
+        reason = too_long(longest_);
+        return Outcome::kUnusable;
+      }
     } while (text_.find_first_not_of(" \t\r") == std::string::npos);
     std::ranges::copy(presets_, record);
     reader_.begin(record);
@@ -166,6 +175,7 @@ class JsonLines : public RecordLines {
 
  private:
   std::istream& input_;
+  std::size_t longest_;
   ObjectReader reader_;
   std::string presets_;
   std::string text_;

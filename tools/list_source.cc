@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <limits>
 #include <optional>
-#include <span>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
 
 #include "tools/code_set.h"
 
@@ -161,15 +163,15 @@ class SourceCompiler {
     skipping_ = false;
     in_list_ = true;
     has_last_line_ = false;
+    block_names_.clear();
     result_.lists.push_back({.line = number_});
     StoredList& list = result_.lists.back().list;
     line.skip_blanks();
     const std::size_t place = line.at();
     if (!take_name(line, "a list", list.name)) return;
-    for (const SourceList& other : std::span(result_.lists).first(result_.lists.size() - 1)) {
-      if (other.list.name == list.name)
-        line.error_at(place, "this list is in line " + std::to_string(other.line) + " already");
-    }
+    const auto [other, is_new] = list_lines_.try_emplace(list.name, number_);
+    if (!is_new)
+      line.error_at(place, "this list is in line " + std::to_string(other->second) + " already");
     take_properties(line);
   }
 
@@ -258,7 +260,7 @@ class SourceCompiler {
     line.skip_blanks();
     const std::size_t place = line.at();
     if (take_name(line, "a block", block.stored.name)) {
-      check_block_name(line, place, list, block.stored.name);
+      check_block_name(line, place, block.stored.name);
       for (line.skip_blanks(); !line.at_end(); line.skip_blanks()) {
         if (!take_attribute(line, block)) break;
       }
@@ -268,11 +270,10 @@ class SourceCompiler {
     empty_lines_ = 0;
   }
 
-  static void check_block_name(SourceLine& line, std::size_t place, const StoredList& list,
-                               const std::string& name) {
+  void check_block_name(SourceLine& line, std::size_t place, const std::string& name) {
     if (name == kEngineEject)
       line.warning_at(place, "a block of this name is never printed: it means a new page");
-    if (std::ranges::find(list.blocks, name, &StoredBlock::name) != list.blocks.end())
+    if (!block_names_.insert(name).second)
       line.error_at(place, "the list has a block of this name already");
   }
 
@@ -337,6 +338,8 @@ class SourceCompiler {
   const KnownFields* fields_;
   CodeSet code_set_;
   int number_ = 0;
+  std::unordered_map<std::string, int> list_lines_;
+  std::unordered_set<std::string> block_names_;  // of the list
   int empty_lines_ = 0;         // that are lines of the block if another one follows
   bool in_list_ = false;        // and no block of it has begun
   bool has_last_line_ = false;  // "LZ" has been given

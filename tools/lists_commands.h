@@ -3,6 +3,7 @@
 // Each command returns an exit status (see report.h) and has said all there is to say.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -41,12 +42,14 @@ struct ListsPrint {
   std::vector<std::string> variables;  // NAME=VALUE, a number when the value is one
   std::vector<std::string> texts;      // NAME=VALUE, a text in any case
   std::string records;                 // path of comma-separated values; empty: no records
-  // Blocks, those that there are: at the top and foot of each page, first, for each record, last.
-  std::string header = "HEADER";
-  std::string footer = "FOOTER";
-  std::string start = "START";
-  std::string line = "LINE";
-  std::string end = "END";
+  std::string printer;                 // for F4 in the viewer; empty: none
+  // Blocks at the top and foot of each page, first, for each record, last: "" for none. Without a
+  // word the list's own HEADER, FOOTER, START, LINE and END, those that there are.
+  std::optional<std::string> header;
+  std::optional<std::string> footer;
+  std::optional<std::string> start;
+  std::optional<std::string> line;
+  std::optional<std::string> end;
   // In lines; -1: as the list has it.
   int first_line = -1;
   int last_line = -1;

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <string_view>
+#include <unordered_set>
 
 #include "runtime/platform/stream.h"
 #include "runtime/print/list_install.h"
@@ -21,8 +23,11 @@ void check_kept(const std::string& directory, const StoredList& list, Problems& 
 std::vector<StoredList> merged(const std::string& directory, std::vector<StoredList> old_lists,
                                const std::vector<StoredList>& lists, Problems& problems) {
   std::vector<StoredList> result = lists;
+  std::unordered_set<std::string_view> compiled;
+  for (const StoredList& list : lists)
+    compiled.insert(list.name);
   for (StoredList& list : old_lists) {
-    if (std::ranges::find(lists, list.name, &StoredList::name) != lists.end()) continue;
+    if (compiled.contains(list.name)) continue;
     check_kept(directory, list, problems);
     result.push_back(std::move(list));
   }
@@ -31,6 +36,7 @@ std::vector<StoredList> merged(const std::string& directory, std::vector<StoredL
 }
 
 int install(const ListsCompile& options, const std::vector<StoredList>& lists) {
+  working_on(options.output);
   const ListFiles& files = options.own ? kOwnListFiles : kPlainListFiles;
   ListInstallation installation(options.output, files);
   std::string problem;

@@ -39,6 +39,7 @@ class Loader {
   explicit Loader(LoadedSources& loaded) : loaded_(loaded) {}
 
   void load(const std::string& path, const KnownFields* fields) {
+    working_on(path);
     std::string text;
     if (const int error = file_read(path.c_str(), text)) {
       loaded_.unreadable.push_back(file_error(path, error));

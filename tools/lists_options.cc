@@ -82,13 +82,17 @@ void add_target(CLI::App& command, ListsPrint& options) {
                   "standard output)")
       ->expected(1, 2)
       ->type_name("TARGET");
+  command
+      .add_option("--printer", options.printer, "With --to screen: the printer that F4 prints on")
+      ->type_name("NAME");
 }
 
 void add_values(CLI::App& command, ListsPrint& options) {
   const auto values = [&](const char* name, std::vector<std::string>& target, const char* help) {
     command.add_option(name, target, help)->type_name("NAME=VALUE")->expected(1)->take_all();
   };
-  values("--set", options.variables, "A variable; a number when its value is one (01067 is a text)");
+  values("--set", options.variables,
+         "A variable; a number when its value is one (01067 is a text)");
   values("--text", options.texts, "A variable with a text, though it may look like a number");
   command
       .add_option("--records", options.records,
@@ -98,15 +102,17 @@ void add_values(CLI::App& command, ListsPrint& options) {
 }
 
 void add_blocks(CLI::App& command, ListsPrint& options) {
-  const auto block = [&](const char* name, std::string& target, const char* help) {
-    command.add_option(name, target, help)->capture_default_str()->type_name("BLOCK");
+  const auto block = [&](const char* name, std::optional<std::string>& target, const char* help) {
+    command.add_option(name, target, help)->type_name("BLOCK");
   };
-  block("--header", options.header, "Printed at the top of every page, if there is one");
-  block("--footer", options.footer, "Printed at the foot of every page, if there is one");
-  block("--start", options.start, "Printed first, if there is one");
+  block("--header", options.header,
+        "Printed at the top of every page (default: HEADER, if there is one; '' for none)");
+  block("--footer", options.footer,
+        "Printed at the foot of every page (default: FOOTER, as above)");
+  block("--start", options.start, "Printed first (default: START, as above)");
   block("--line", options.line,
-        "Printed for each record, unless it has a field BLOCK that names one");
-  block("--end", options.end, "Printed last, if there is one");
+        "Printed for each record, unless it has a field BLOCK that names one (default: LINE)");
+  block("--end", options.end, "Printed last (default: END, as above)");
 }
 
 void add_page(CLI::App& command, ListsPrint& options) {
@@ -127,7 +133,8 @@ void register_print(CLI::App& lists, int& status) {
   add_blocks(*command, *options);
   add_page(*command, *options);
   command->footer(
-      "Exit status 0: done; 1: records with faults were left out; 2: not done.\n"
+      "Exit status 0: done; 1: records with faults were left out, or something has no room where\n"
+      "it is printed; 2: not done.\n"
       "Example:\n"
       "  marigold lists print CUSTOMERS -d print --records customers.csv --line CUSTOMER\n"
       "      --header TOP --to pdf customers.pdf\n");

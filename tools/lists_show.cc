@@ -80,6 +80,7 @@ void leave_out_damaged(const std::string& path, StoredList& list, Problems& prob
 int lists_show(const ListsShow& options) {
   const ListFiles& files = options.own ? kOwnListFiles : kPlainListFiles;
   const std::string path = list_file_path(options.directory, files.lists);
+  working_on(path);
   std::string problem;
   ListFilesHold hold;
   if (!hold.begin(options.directory, files, problem)) return report_unusable({problem});

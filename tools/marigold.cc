@@ -45,7 +45,6 @@ int main(int argc, char** argv) {
   try {
     return run(argc, argv);
   } catch (const std::exception& failure) {  // out of memory
-    marigold::report(std::string("marigold: ") + failure.what());
-    return marigold::kExitUnusable;
+    return marigold::report_failure(failure);
   }
 }

@@ -15,6 +15,7 @@ namespace {
 
 // Points: 72 to the inch. A page is A4.
 constexpr float kInch = 72;
+constexpr float kPageWidth = 595;
 constexpr float kPageHeight = 842;
 constexpr float kMargin = 18;
 constexpr float kLineHeight = 12;      // six lines an inch, as printers have them
@@ -31,9 +32,12 @@ struct State {
   HPDF_Font plain = nullptr;
   HPDF_Font bold_font = nullptr;
   HPDF_Page page = nullptr;  // null between pages
-  bool has_pages = false;
-  int line = 0;  // of the page, from 0
-  float x = 0;   // from the left margin
+  int pages = 0;             // begun
+  int line = 0;              // of the page, from 0
+  float x = 0;               // from the left margin
+  std::size_t column = 0;    // from 0
+  BeyondPage beyond;         // of the line; no characters: none
+  void (*report_beyond)(const BeyondPage& place) = nullptr;
   int pitch = 10;
   bool bold = false;
 };
@@ -50,7 +54,7 @@ float character_width() {
 
 void begin_page() {
   if (state.page != nullptr) return;
-  state.has_pages = true;
+  ++state.pages;
   state.page = HPDF_AddPage(state.document.get());
   HPDF_Page_SetSize(state.page, HPDF_PAGE_SIZE_A4, HPDF_PAGE_PORTRAIT);
 }
@@ -73,13 +77,41 @@ void show(std::string_view text) {
   HPDF_Page_EndText(state.page);
 }
 
+// Blanks at the end are no loss.
+void check_width(std::string_view piece) {
+  constexpr float kHair = 0.01F;  // what many characters add up to by rounding
+  const float room = kPageWidth - kMargin - state.x + kHair;
+  const auto fitting = static_cast<std::size_t>(std::max(room / character_width(), 0.0F));
+  const std::size_t size = piece.find_last_not_of(' ') + 1;
+  if (size <= fitting) return;
+  if (state.beyond.characters == 0)
+    state.beyond = {.page = state.pages,
+                    .line = state.line + 1,
+                    .column = static_cast<int>(state.column + fitting) + 1};
+  state.beyond.characters += size - fitting;
+}
+
+void end_line() {
+  if (state.beyond.characters > 0) state.report_beyond(state.beyond);
+  state.beyond = {};
+  ++state.line;
+  state.x = 0;
+  state.column = 0;
+}
+
 void text(std::string_view piece) {
+  const float width = character_width() * static_cast<float>(piece.size());
   if (piece.front() == kBackspace) {
-    state.x -= character_width() * static_cast<float>(piece.size());
+    state.x -= width;
+    state.column -= std::min(state.column, piece.size());
     return;
   }
-  if (piece.find_first_not_of(' ') != std::string_view::npos) show(piece);
-  state.x += character_width() * static_cast<float>(piece.size());
+  if (piece.find_first_not_of(' ') != std::string_view::npos) {
+    show(piece);
+    check_width(piece);
+  }
+  state.x += width;
+  state.column += piece.size();
 }
 
 void control(Marker marker) {
@@ -92,9 +124,9 @@ void control(Marker marker) {
 
 void end_page() {
   begin_page();
+  end_line();
   state.page = nullptr;
   state.line = 0;
-  state.x = 0;
 }
 
 void write_document() {
@@ -115,7 +147,8 @@ void write_document() {
 
 int close() {
   // The library refuses a document without a page.
-  if (!state.has_pages) begin_page();
+  if (state.pages == 0) begin_page();
+  end_line();
   write_document();
   state = {};
   return print_file_close();
@@ -124,19 +157,17 @@ int close() {
 constexpr OutputDevice kPdfTarget{
     .text = text,
     .control = control,
-    .end_line =
-        [] {
-          ++state.line;
-          state.x = 0;
-        },
+    .end_line = end_line,
     .end_page = end_page,
     .close = close,
 };
 
 }  // namespace
 
-const OutputDevice* pdf_target_open(const std::string& path, std::string& reason) {
+const OutputDevice* pdf_target_open(const std::string& path,
+                                    void (*beyond)(const BeyondPage& place), std::string& reason) {
   state = {};
+  state.report_beyond = beyond;
   if (!print_file_open(path, reason)) return nullptr;
   state.document.reset(HPDF_New(note_error, nullptr));
   if (state.document == nullptr) {

@@ -315,6 +315,7 @@ void load(const std::string& path, PoFile& file, Problems& problems) {
 }  // namespace
 
 bool po_load(const std::string& path, PoFile& file, Problems& problems) {
+  working_on(path);
   file = PoFile{path, {}};
   Problems found;
   load(path, file, found);

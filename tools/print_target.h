@@ -14,9 +14,20 @@ namespace marigold {
 // reason.
 const OutputDevice* text_target_open(const std::string& path, std::string& reason);
 
+// Where something does not fit on the paper: page, line and column from 1, and how many characters
+// of the line from there on are not to be seen.
+struct BeyondPage {
+  int page = 0;
+  int line = 0;
+  int column = 0;
+  std::size_t characters = 0;
+};
+
 // PDF in Courier on A4, in the list's pitches and bold, with as many lines on a page as the list
-// has. An empty path is standard output. Null with the reason.
-const OutputDevice* pdf_target_open(const std::string& path, std::string& reason);
+// has. An empty path is standard output. Calls `beyond` for each line that passes the right edge.
+// Null with the reason.
+const OutputDevice* pdf_target_open(const std::string& path,
+                                    void (*beyond)(const BeyondPage& place), std::string& reason);
 
 // Why the target that was opened last has not got everything; "" when it has. After its close.
 const std::string& print_target_problem();

@@ -15,7 +15,7 @@ class RecordLines {
   enum class Outcome {
     kRecord,
     kRejected,  // the line is no record; reading goes on behind it
-    kUnusable,  // nor will any other be
+    kUnusable,  // nor will any other be; also one that is longer than any record (input_file.h)
     kEnd,
   };
 
@@ -30,7 +30,8 @@ class RecordLines {
 };
 
 // The columns have their names in the first line, in any order. A field may be left out, with all
-// its elements or some, unless it is of the primary key. Both arguments outlive the result.
+// its elements or some, unless it is of the primary key; in a line so may a number, by an empty
+// cell. Both arguments outlive the result.
 std::unique_ptr<RecordLines> csv_lines(RecordText& text, std::istream& input);
 
 // An object has fields by their names, a repeated one as an array of all its elements. A REAL may

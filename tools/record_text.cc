@@ -103,8 +103,17 @@ std::string size_limit(const Column& column) {
   return "longer than " + std::to_string(size) + (size == 1 ? " byte" : " bytes");
 }
 
+// Spreadsheets write whole numbers so: 22.0.
+std::string_view without_zero_fraction(std::string_view text) {
+  const std::size_t point = text.find('.');
+  if (point == std::string_view::npos || point == 0 || point + 1 == text.size()) return text;
+  const bool zero = text.find_first_not_of('0', point + 1) == std::string_view::npos;
+  return zero ? text.substr(0, point) : text;
+}
+
 template <typename Number>
 bool parse(std::string_view text, Number& number, std::errc& error) {
+  if (text.starts_with("+-")) return false;
   if (text.starts_with('+')) text.remove_prefix(1);
   const auto [end, failed] = std::from_chars(text.data(), text.data() + text.size(), number);
   error = failed;
@@ -297,7 +306,8 @@ bool RecordText::put(const Column& column, std::string_view text, char* record,
     return put(column, number, record, reason);
   }
   std::int64_t number = 0;
-  if (!parse(text, number, error)) return fail(reason, column, shown(text) + " is no whole number");
+  if (!parse(without_zero_fraction(text), number, error))
+    return fail(reason, column, shown(text) + " is no whole number");
   if (error == std::errc::result_out_of_range)
     return fail(reason, column, shown(text) + " is out of range");
   return put(column, number, record, reason);
@@ -325,6 +335,10 @@ bool RecordText::put(const Column& column, std::int64_t number, char* record, st
 }
 
 bool RecordText::put(const Column& column, double number, char* record, std::string& reason) {
+  constexpr double kMost = 2147483648;  // beyond all whole numbers of fields
+  const bool is_whole = std::abs(number) <= kMost && std::trunc(number) == number;
+  if (is_whole && !is_text(*column.field) && column.field->type != FieldType::kReal)
+    return put(column, static_cast<std::int64_t>(number), record, reason);
   if (field_put(*column.field, column.index, record, number) == kFieldDone) return true;
   if (is_text(*column.field)) return fail(reason, column, "a number where a text is expected");
   std::string shown_number;

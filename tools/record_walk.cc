@@ -8,6 +8,7 @@
 
 #include "runtime/data/isam_access.h"
 #include "tools/csv_rows.h"
+#include "tools/input_file.h"
 
 namespace marigold {
 namespace {
@@ -18,7 +19,7 @@ bool put_values(RecordText& text, const std::vector<Column>& columns, const std:
   count = 0;
   if (values.empty()) return true;
   std::istringstream input(values);
-  CsvRows rows(input);
+  CsvRows rows(input, kLongestLine);
   if (rows.next(reason) != CsvRows::Outcome::kRow) return false;
   if (rows.size() > columns.size()) {
     reason = std::to_string(rows.size()) + " values for " + std::to_string(columns.size()) +

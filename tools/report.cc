@@ -1,10 +1,20 @@
 #include "tools/report.h"
 
+#include <new>
+#include <stdexcept>
 #include <system_error>
 
 #include "runtime/platform/stream.h"
 
 namespace marigold {
+namespace {
+
+struct State {
+  std::string file = "marigold";
+};
+State state;
+
+}  // namespace
 
 void report(std::string_view line) {
   std::string whole(line);
@@ -16,6 +26,16 @@ int report_unusable(const Problems& problems) {
   for (const std::string& problem : problems)
     report(problem);
   return kExitUnusable;
+}
+
+void working_on(std::string_view path) {
+  state.file = path;
+}
+
+int report_failure(const std::exception& failure) {
+  const bool memory = dynamic_cast<const std::bad_alloc*>(&failure) != nullptr ||
+                      dynamic_cast<const std::length_error*>(&failure) != nullptr;
+  return report_unusable({state.file + ": " + (memory ? "out of memory" : failure.what())});
 }
 
 std::string at_line(std::string_view file, int line) {

@@ -1,6 +1,7 @@
 // What the author's and operator's tool says to its caller: exit statuses and messages.
 #pragma once
 
+#include <exception>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +22,13 @@ void report(std::string_view line);
 
 // Writes every problem, and returns the exit status for unusable input.
 int report_unusable(const Problems& problems);
+
+// Names the file that the command works on from now on: report_failure blames it.
+void working_on(std::string_view path);
+
+// Reports the exception that ends the command, mostly for want of memory, and returns the exit
+// status.
+int report_failure(const std::exception& failure);
 
 // The beginning of a message about a place: "german.po:12: ".
 std::string at_line(std::string_view file, int line);

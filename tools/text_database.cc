@@ -99,6 +99,7 @@ std::string text_database_path(std::string_view given) {
 
 bool text_database_write(const std::string& path, std::span<const TextRecord> records,
                          std::string& reason) {
+  working_on(path);
   NewFiles files(path);
   if (!files.make_directories(reason)) return false;
   // A reader looks for .pag, opens it and then .dir; where .dir is missing, the store leaves an
@@ -118,6 +119,7 @@ bool text_database_write(const std::string& path, std::span<const TextRecord> re
 
 bool text_database_read(const std::string& path, std::vector<TextRecord>& records,
                         std::string& reason) {
+  working_on(path);
   // Not through the ndbm interface: it needs .dir and spoils a database that has lost it, as told
   // above.
   const std::string& file = reading.file = path + ".pag";

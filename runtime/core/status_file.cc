@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <string>
+#include <string_view>
 
 #include "runtime/core/runtime_string.h"
 #include "runtime/core/settings.h"
@@ -40,29 +42,26 @@ void close_file() {
 }
 
 // Nobody is told when this fails: the file is for observers, and the program goes on without it.
-template <typename... Values>
-void write(const char* format, Values... values) {
-  std::array<char, 1024> line{};
-  const int length = std::snprintf(line.data(), line.size(), format, values...);
-  if (length <= 0) return;
-  const auto written = std::min(static_cast<std::size_t>(length), line.size() - 1);
-  static_cast<void>(state.file.write({line.data(), written}));
+void write(std::string_view text) {
+  static_cast<void>(state.file.write(text));
 }
 
 void write_header(const char* program) {
   const LocalTime now = clock_local_time();
-  write(
-      "PROGRAMM =%s\n"
-      "DATUM    =%02d-%02d-%4d\n"
-      "UHRZEIT  =%02d:%02d:%02d\n",
-      program, now.day, now.month, now.year, now.hour, now.minute, now.second);
+  std::array<char, 128> moment{};
+  std::snprintf(moment.data(), moment.size(), "DATUM    =%02d-%02d-%4d\nUHRZEIT  =%02d:%02d:%02d\n",
+                now.day, now.month, now.year, now.hour, now.minute, now.second);
+  write(std::string("PROGRAMM =").append(program).append("\n").append(moment.data()));
 }
 
 void write_path_line(int path) {
   const PathSlot& slot = state.paths[static_cast<std::size_t>(path)];
-  const bool named = path > kLastPathWithoutName;
-  write("%s%2d%s%s\n", slot.held ? "LOCKPATH =" : "FREEPATH =", path, named ? ": " : "",
-        named ? slot.name.c_str() : "");
+  std::array<char, 16> number{};
+  std::snprintf(number.data(), number.size(), "%2d", path);
+  std::string line = slot.held ? "LOCKPATH =" : "FREEPATH =";
+  line += number.data();
+  if (path > kLastPathWithoutName) line.append(": ").append(slot.name.view());
+  write(line + "\n");
 }
 
 }  // namespace
@@ -100,8 +99,11 @@ void status_close() {
 void status_close_with_error(int number) {
   if (!is_open()) return;
   const bool holds_none = std::ranges::none_of(state.paths, &PathSlot::held);
-  write("EXIT     =%s\nFEHLER   =%4d\n",
-        open_subsystems().path_locks && holds_none ? "PATH_OK" : "ERROR", number);
+  std::array<char, 16> digits{};
+  std::snprintf(digits.data(), digits.size(), "%4d", number);
+  const bool path_ok = open_subsystems().path_locks && holds_none;
+  write(std::string(path_ok ? "EXIT     =PATH_OK" : "EXIT     =ERROR") +
+        "\nFEHLER   =" + digits.data() + "\n");
   close_file();
 }
 

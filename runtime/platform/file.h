@@ -25,8 +25,8 @@ inline bool file_readable(const char* path) {
 inline constexpr std::size_t kLongestTextFile = std::size_t{64} << 20;
 
 // Takes the whole content of a regular file of at most so many bytes. EISDIR for a directory,
-// EINVAL for anything else that is none, EFBIG for one that is longer; then, as after any failure,
-// `bytes` is of no use.
+// EINVAL for anything else that is none, EFBIG for one that is longer, ENOMEM for one that
+// memory does not hold; then, as after any failure, `bytes` is of no use.
 int file_read(const char* path, std::string& bytes, std::size_t most = kLongestTextFile);
 
 // Hands what the file holds to the disk and waits until it is there.

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <new>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -63,7 +65,12 @@ int file_read(const char* path, std::string& bytes, std::size_t most) {
   // O_NONBLOCK: see file_size.
   const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (descriptor < 0) return errno;
-  const int failed = read_regular(descriptor, bytes, most);
+  int failed = ENOMEM;
+  try {
+    failed = read_regular(descriptor, bytes, most);
+  } catch (const std::bad_alloc&) {
+  } catch (const std::length_error&) {  // longer than any text
+  }
   close(descriptor);
   return failed;
 }

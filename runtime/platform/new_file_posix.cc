@@ -317,7 +317,8 @@ std::string new_file_name(std::string_view path) {
 std::vector<std::string> new_files_abandoned(const std::string& path) {
   namespace fs = std::filesystem;
   const std::string directory = path.substr(0, name_begin(path));
-  const std::string head = "." + path.substr(name_begin(path)) + ".";
+  const std::string head =
+      std::string(".").append(path, name_begin(path), std::string::npos).append(".");
   std::vector<std::string> found;
   std::vector<std::string> used;  // heads and words
   std::error_code error;

@@ -65,7 +65,7 @@ void passing_file_forget(const char* path) {
 void passing_files_remove() {
   if (owner != getpid()) return;
   for (const NotedPath& path : paths)
-    if (const char* const noted = path) unlink(noted);
+    if (const char* const noted = path; noted != nullptr && unlink(noted) != 0) rmdir(noted);
 }
 
 }  // namespace marigold

@@ -35,6 +35,8 @@ class RecordFile {
   [[nodiscard]] int size(std::uint64_t& bytes) const;
   // Whether the name still leads to this file; another one may have been put in its place.
   [[nodiscard]] bool is_still_at(const char* path) const;
+  // Makes it empty.
+  int cut();
   // Waits until the disk holds everything that was written.
   int sync();
 

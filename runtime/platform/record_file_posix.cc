@@ -44,6 +44,10 @@ int RecordFile::take_access(const char* like) {
   return take_access_of(descriptor_, like);
 }
 
+int RecordFile::cut() {
+  return ftruncate(descriptor_, 0) != 0 ? errno : 0;
+}
+
 void RecordFile::close() {
   if (descriptor_ >= 0) ::close(descriptor_);
   descriptor_ = -1;

@@ -30,14 +30,6 @@ void tell(std::string_view block, const std::string& message, const char* help_k
 constexpr const char* kNotSet = " nicht gesetzt!";
 constexpr const char* kMixed = " Text / Numerisch MischMasch!";
 
-enum class Wanted { kNumber, kAnything };
-
-// Null when it can be printed.
-const char* fault_of(const Variable& variable, Wanted wanted) {
-  if (variable.kind == VariableKind::kNotSet) return kNotSet;
-  return wanted == Wanted::kNumber && variable.kind != VariableKind::kNumeric ? kMixed : nullptr;
-}
-
 void refuse(std::string_view name, const char* fault) {
   list_fail(std::string("Variable ").append(in_quotes(name)).append(fault), "_VARNS_");
 }
@@ -46,9 +38,8 @@ int value_of(const BlockValue& value) {
   int count = 0;
   if (block_count_known(value, count)) return count;
   const Variable& variable = *variable_place(value.variable, value.generation);
-  const char* fault = fault_of(variable, Wanted::kNumber);
-  if (fault == nullptr) return block_count(variable.number);
-  refuse(value.variable, fault);
+  if (variable.kind == VariableKind::kNumeric) return block_count(variable.number);
+  refuse(value.variable, is_set(variable) ? kMixed : kNotSet);
   return 0;
 }
 
@@ -78,14 +69,29 @@ void add_to_total(int total, double number, Run& run) {
   if (!list().aborted) channel_add_total(total, number);
 }
 
+void print_number(const BlockStep& step, const Variable& variable, Run& run) {
+  const Instruction& field = step.instruction;
+  if (variable.text.empty() || !field.mask.empty())
+    run.text.add_number(step.mask, variable.number, field);
+  else
+    run.text.add_number(variable.text, variable.number, field);
+  add_to_total(field.total, variable.number, run);
+}
+
 void print_variable(const BlockStep& step, Run& run) {
   const Variable& variable = *step.variable;
   const Instruction& field = step.instruction;
-  const char* fault = fault_of(variable, needs_number(field) ? Wanted::kNumber : Wanted::kAnything);
-  if (fault != nullptr) return refuse_field(field, fault, run);
-  if (variable.kind == VariableKind::kText) return run.text.add_text(variable.text, field);
-  run.text.add_number(step.mask, variable.number, field);
-  add_to_total(field.total, variable.number, run);
+  switch (variable.kind) {
+    case VariableKind::kNumeric:
+      return print_number(step, variable, run);
+    case VariableKind::kText:
+      if (needs_number(field)) return refuse_field(field, kMixed, run);
+      return run.text.add_text(variable.text, field);
+    case VariableKind::kEmpty:
+      return run.text.add_empty(field);
+    case VariableKind::kNotSet:
+      return refuse_field(field, kNotSet, run);
+  }
 }
 
 // By the mask of the block, or that of the record, or as the record shows it.
@@ -95,8 +101,11 @@ void print_value(const BlockStep& step, const ListFieldValue& value, Run& run) {
     run.text.add_number(step.mask, value.number, field);
   else if (value.is_number && (!value.mask.empty() || value.text.empty()))
     run.text.add_number(NumberMask(value.mask), value.number, field);
-  else  // a copy: a header that is printed on the way may ask the record for something else
-    run.text.add_text(std::string(value.text), field);
+  else if (const std::string text(value.text);  // a header printed on the way may ask for another
+           value.is_number)
+    run.text.add_number(text, value.number, field);
+  else
+    run.text.add_text(text, field);
   add_to_total(field.total, value.number, run);
 }
 
@@ -107,6 +116,8 @@ void print_record_field(const BlockStep& step, Run& run) {
   const char* fault = nullptr;
   if (list().record == nullptr || !list().record->get(field.text, element, value))
     fault = kNotSet;
+  else if (!value.is_number && value.text.empty())
+    return run.text.add_empty(field);
   else if (needs_number(field) && !value.is_number)
     fault = kMixed;
   if (fault != nullptr) return refuse_field(field, fault, run);
@@ -134,8 +145,7 @@ void print_words(const BlockStep& step, Run& run) {
 }
 
 void jump(const BlockStep& step, Run& run) {
-  const bool is_set = step.variable->kind != VariableKind::kNotSet;
-  if (is_set != step.instruction.negated) run.next = step.instruction.target;
+  if (is_set(*step.variable) != step.instruction.negated) run.next = step.instruction.target;
 }
 
 void set_column_pitch(int pitch, BlockKind kind) {
@@ -161,7 +171,7 @@ void tell_unknown(const Instruction& instruction) {
 // Text before it may end a page.
 void print_page_number(const BlockStep& step, Run& run) {
   run.text.print();
-  if (!list().aborted) run.text.add_number(step.mask, list().page, step.instruction);
+  if (!list().aborted) run.text.add_number(step.mask, page_of_next_text(), step.instruction);
 }
 
 // What is not text; the text before it stands as it was told then.
@@ -182,7 +192,7 @@ void obey_order(const BlockStep& step, Run& run) {
       list().wanted.bold = false;
       return;
     case BlockCode::kEject:
-      if (run.kind == BlockKind::kBody) page_eject(false);
+      if (run.kind == BlockKind::kBody) page_end();
       return;
     default:
       return tell_unknown(instruction);

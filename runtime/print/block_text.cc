@@ -42,6 +42,15 @@ bool has_control(const char* text, std::size_t size) {
   return has_control(word_at<std::uint64_t>(text + size - kWhole));
 }
 
+// As a reader of the list knows it.
+std::string overflow_name(const Instruction& field) {
+  if (field.code == BlockCode::kPage) return "page";
+  if (field.code == BlockCode::kField || field.code == BlockCode::kRecordField)
+    return std::string(field.text);
+  const int index = static_cast<int>(field.code) - static_cast<int>(BlockCode::kFirstRegister);
+  return "register " + std::to_string(index);
+}
+
 void blank_controls(char* text, std::size_t size) {
   if (has_control(text, size)) std::replace_if(text, text + size, is_control, ' ');
 }
@@ -83,12 +92,50 @@ void BlockText::add_text(std::string_view text, const Instruction& field) {
   add_piece(text);
 }
 
+// Printed first: only then is it known on which page it stands.
+void BlockText::report_overflow(std::string_view mask, double number, std::size_t size,
+                                const Instruction& field) {
+  print();
+  const ListState& list = list_state();
+  if (list.aborted) return;
+  const std::string name = overflow_name(field);
+  list_overflow({.list = list.name,
+                 .field = name,
+                 .mask = mask,
+                 .width = field.width,
+                 .number = number,
+                 .page = list.page,
+                 .line = list.line,
+                 .column = list.column + list.moved - static_cast<int>(size)});
+}
+
 void BlockText::add_number(const NumberMask& mask, double number, const Instruction& field) {
   const std::size_t size = mask.text().size();
   const bool as_it_is = field.width <= 0 || static_cast<std::size_t>(field.width) == size;
-  if (!as_it_is || size == 0 || size > text_.size())
-    return add_text(number_text(mask.text(), number), field);
-  mask.edit(number, room(size));
+  if (as_it_is && size > 0 && size <= text_.size()) {
+    if (!mask.edit(number, room(size))) report_overflow(mask.text(), number, size, field);
+    return;
+  }
+  const NumberText form = number_text(mask.text(), number);
+  if (form.fits) return add_number(form.text, number, field);
+  add_text(form.text, field);
+  report_overflow(mask.text(), number,
+                  field.width > 0 ? static_cast<std::size_t>(field.width) : size, field);
+}
+
+void BlockText::add_number(std::string_view text, double number, const Instruction& field) {
+  const auto width = static_cast<std::size_t>(std::clamp(field.width, 0, kWidestLine));
+  if (width > 0 && text.size() > width)  // blanks of its mask can go
+    text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+  if (width == 0 || text.size() <= width) return add_text(text, field);
+  add_text(std::string(width, '*'), field);
+  report_overflow({}, number, width, field);
+}
+
+void BlockText::add_empty(const Instruction& field) {
+  Instruction blanks = field;
+  blanks.width = std::max(field.width, static_cast<std::int32_t>(field.mask.size()));
+  add_text({}, blanks);
 }
 
 }  // namespace marigold

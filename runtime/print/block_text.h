@@ -21,7 +21,12 @@ class BlockText {
   // Both align in the field's width, when it has one. Control characters of a text become blanks:
   // the printer would take them for its own.
   void add_text(std::string_view text, const Instruction& field);
+  // Prints asterisks for a number that does not fit, and reports it (list_on_overflow).
   void add_number(const NumberMask& mask, double number, const Instruction& field);
+  // A number that is printed as this text.
+  void add_number(std::string_view text, double number, const Instruction& field);
+  // Blanks in the place of a value that is empty.
+  void add_empty(const Instruction& field);
 
   // Prints what has been added, where the block stands (page_print).
   void print() {
@@ -37,6 +42,9 @@ class BlockText {
   }
   void add_piece(std::string_view piece);
   void add_aligned(std::string_view text, const Instruction& field);
+  // Of the last `size` characters.
+  void report_overflow(std::string_view mask, double number, std::size_t size,
+                       const Instruction& field);
 
   BlockKind kind_;
   std::size_t length_ = 0;

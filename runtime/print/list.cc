@@ -1,12 +1,15 @@
 #include "runtime/print/list.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <utility>
 
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/print/block_store.h"
 #include "runtime/print/list_install.h"
 #include "runtime/print/list_state.h"
+#include "runtime/print/number_text.h"
 #include "runtime/print/output_device.h"
 #include "runtime/print/print_command.h"
 #include "runtime/print/print_defaults.h"
@@ -25,11 +28,20 @@ constexpr std::string_view kChannelName = "***********";
 struct Choice {
   bool to_screen = false;
   const OutputDevice* device = nullptr;
+  void (*on_overflow)(const ListOverflow& overflow) = nullptr;
+  std::string viewer_printer;
+};
+
+// Of a printer that is open for the viewer alone.
+struct ViewerPrinter {
+  bool open = false;
+  bool failed = false;  // since the viewer began
 };
 
 struct State {
   ListState list;
   Choice choice;
+  ViewerPrinter viewer_printer;
 };
 State state;
 
@@ -45,6 +57,14 @@ int start_screen() {
   state.list.to_screen = false;
   state.list.aborted = true;
   return kListBad;
+}
+
+// Printing for nobody would end as if all were well.
+int start_device() {
+  if (state.list.to_screen) return start_screen();
+  if (state.choice.device != nullptr || printer_is_open()) return kListDone;
+  refuse("Drucker nicht bereit !", "");
+  return kListNoPrinter;
 }
 
 // Finds the list in one pair of definition files, which stay open then.
@@ -122,9 +142,32 @@ void set_printer() {
 
 // ---- Closing
 
-void show_viewer(const std::string& name) {
+int begin_viewer_print() {
+  if (printer_is_open()) return 0;
+  const int failed =
+      state.choice.viewer_printer.empty() ? ENOENT : open_printer(state.choice.viewer_printer);
+  state.viewer_printer.open = failed == 0;
+  state.viewer_printer.failed = state.viewer_printer.failed || failed != 0;
+  return failed;
+}
+
+void end_viewer_print() {
+  if (!std::exchange(state.viewer_printer.open, false)) return;
+  const int status = close_printer();
+  if (status == 0) return;
+  state.viewer_printer.failed = true;
+  const std::string message = printer_command(state.choice.viewer_printer) +
+                              ": the print command ended with status " + std::to_string(status);
+  user_interface().message(message.c_str(), "");
+}
+
+// False when the user wanted to print and could not.
+bool show_viewer(const std::string& name) {
+  state.viewer_printer = {};
   viewer_run({.name = name,
               .page_length = channel_page_length(),
+              .begin_print = begin_viewer_print,
+              .end_print = end_viewer_print,
               .print =
                   [](std::span<const char> bytes) {
                     int error_flag = 0;
@@ -132,6 +175,7 @@ void show_viewer(const std::string& name) {
                     return error_flag;
                   },
               .aborted = abort_was_chosen});
+  return !state.viewer_printer.failed;
 }
 
 // An aborted list still ends its page: what is printed next shall not begin on half of one.
@@ -141,15 +185,42 @@ void end_last_page() {
   page_eject(false);
 }
 
-// Gives the device all that there is; false when it has not taken it. The list is no more then.
-bool finish() {
+// One message for a list, however long it is; "" when all numbers had room.
+std::string overflow_message() {
+  const std::size_t count = state.list.overflows_kept;
+  if (count == 0) return {};
+  std::string message = "LP1:" + state.list.name + ":" + state.list.first_overflow;
+  if (count > 1) message += " (and " + std::to_string(count - 1) + " more)";
+  return message;
+}
+
+struct Ending {
+  bool complete = false;  // the device has taken everything
+  std::string overflows;
+};
+
+// Gives the device all that there is. The list is no more then.
+Ending finish() {
   progress_end();
   end_last_page();
   if (state.list.files != nullptr) list_records_close(*state.list.files);
-  const bool complete = channel_close() == 0;
+  const bool refused = state.list.refused;
+  Ending ending{.complete = channel_close() == 0 && !refused, .overflows = overflow_message()};
   state.list = {};
   open_subsystems().print_engine = false;
-  return complete;
+  return ending;
+}
+
+// A carried total or page number that the channel edits.
+void overflow_in_channel(int total, std::string_view mask, double number) {
+  const std::string name = total == 0 ? "page" : "total " + std::to_string(total);
+  list_overflow({.list = state.list.name,
+                 .field = name,
+                 .mask = mask,
+                 .number = number,
+                 .page = state.list.page,
+                 .line = state.list.line,
+                 .column = state.list.column});
 }
 
 // The program ends without having closed its list. What it printed is on its way to paper; who was
@@ -172,8 +243,30 @@ void list_fail(const std::string& message, const char* help_key) {
   user_interface().message(message.c_str(), help_key);
 }
 
+void list_overflow(const ListOverflow& overflow) {
+  if (state.choice.on_overflow != nullptr) return state.choice.on_overflow(overflow);
+  if (state.list.overflows_kept++ == 0) state.list.first_overflow = list_overflow_text(overflow);
+}
+
+std::string list_overflow_text(const ListOverflow& overflow) {
+  std::string text = "page " + std::to_string(overflow.page) + ", line " +
+                     std::to_string(overflow.line) + ", column " + std::to_string(overflow.column) +
+                     ": ";
+  text.append(overflow.field).append(": ").append(overflow.mask);
+  if (overflow.mask.empty()) text += "a width of " + std::to_string(overflow.width);
+  return text + " has no room for " + number_text({}, overflow.number).text;
+}
+
+void list_on_overflow(void (*told)(const ListOverflow& overflow)) {
+  state.choice.on_overflow = told;
+}
+
 void list_to_screen(bool screen) {
   state.choice.to_screen = screen;
+}
+
+void list_to_viewer_printer(std::string_view name) {
+  state.choice.viewer_printer = name;
 }
 
 void list_to_device(const OutputDevice* device) {
@@ -182,6 +275,7 @@ void list_to_device(const OutputDevice* device) {
 
 int list_open(std::string_view name, const ListOptions& options) {
   if (state.list.open) raise_fatal(kAlreadyOpen);
+  print_defaults_start();
   state.list = {};
   state.list.open = true;
   state.list.name = name;
@@ -190,19 +284,18 @@ int list_open(std::string_view name, const ListOptions& options) {
   open_subsystems().print_engine = true;
   open_subsystems().end_print_engine = end_with_program;
   state.list.to_screen = state.choice.to_screen && state.choice.device == nullptr;
-  int result = kListDone;
-  if (state.list.to_screen)
-    result = start_screen();
-  else if (options.show_progress)
-    progress_show();
+  int result = start_device();
+  if (options.show_progress && !state.list.to_screen) progress_show();
   if (result == kListDone) result = read_definitions();
   override_with(options);
   cut_to_limit();
   if (result == kListDone) result = check_page();
   state.list.footer_line = state.list.properties.last_line;
   channel_open(kChannelName, std::max(state.list.properties.page_length, 1), device());
+  channel_on_overflow(overflow_in_channel);
   if (result == kListDone) set_printer();
   channel_stop(state.list.aborted);
+  state.list.refused = result != kListDone;
   return result;
 }
 
@@ -211,12 +304,14 @@ std::string list_close(bool* complete) {
   std::string output = state.list.properties.output;
   const std::string name = output.empty() ? state.list.name : output;
   const bool to_screen = state.list.to_screen;
-  const bool taken = finish();
-  if (complete != nullptr) *complete = taken;
+  const Ending ending = finish();
+  if (!ending.overflows.empty()) user_interface().message(ending.overflows.c_str(), "");
+  bool printed = true;
   if (to_screen) {
-    show_viewer(name);
+    printed = show_viewer(name);
     screen_output_remove();
   }
+  if (complete != nullptr) *complete = ending.complete && printed;
   return output;
 }
 
@@ -258,9 +353,7 @@ bool list_check_abort() {
   if (state.list.aborted) return true;
   if (!state.list.progress_shown || !abort_was_chosen()) return false;
   abort_announce();
-  if (state.list.line_begun) page_next_line();
-  page_next_line();
-  channel_write_plain(state.list.properties.abort_text);
+  page_print_abort_text(state.list.properties.abort_text);
   page_eject(false);
   state.list.aborted = true;
   channel_stop(true);
@@ -278,6 +371,16 @@ int list_page() {
 
 void list_set(std::string_view name, double number, std::int32_t generation) {
   if (!variable_set(name, generation, number)) refuse("more than 120 variables", "_VARNS_");
+}
+
+void list_set(std::string_view name, double number, std::string_view as_text,
+              std::int32_t generation) {
+  if (!variable_set(name, generation, number, as_text))
+    refuse("more than 120 variables", "_VARNS_");
+}
+
+void list_set_empty(std::string_view name, std::int32_t generation) {
+  if (!variable_set_empty(name, generation)) refuse("more than 120 variables", "_VARNS_");
 }
 
 void list_set(std::string_view name, std::string_view text, std::int32_t generation) {

@@ -2,10 +2,13 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 
 #include "runtime/data/data_file.h"
 #include "runtime/data/data_path.h"
 #include "runtime/data/field_access.h"
+#include "runtime/data/lock_decision.h"
+#include "runtime/isam/isam.h"
 #include "runtime/platform/file.h"
 
 namespace marigold {
@@ -44,15 +47,34 @@ bool read_record(FileDefinition& file) {
   return data_read(file, kPrimaryKey, false, LockWait::kTell) == kDataDone;
 }
 
+// Whether another process has the file for itself.
+bool is_taken(const FileDefinition& file) {
+  const int number = ISOPEN(data_path(file).c_str(), kIsInput | kIsReadOnly | kIsManualLock);
+  if (number < 0) return iserrno == kIsFileLocked;
+  ISCLOSE(number);
+  return false;
+}
+
+// Opens a file to be read and no more, whatever its definition says: many who print may not write
+// it. Waits before, since the opening of a read-only file that is taken would end the program.
+void open_to_read(std::string_view name) {
+  FileDefinition& file = definition_get(name);
+  while (lock_try_again(file, is_taken(file) ? kDataLocked : kDataDone, LockWait::kTellAndWait,
+                        LockPhase::kOpening)) {
+  }
+  const bool read_only = std::exchange(file.read_only, true);
+  data_open(file, LockWait::kTellAndWait);
+  file.read_only = read_only;
+}
+
 }  // namespace
 
 bool list_records_open(const ListFiles& files) {
   if (!is_there(definition_find(files.lists)) || !is_there(definition_find(files.blocks)))
     return false;
-  if (data_open(files.lists, LockWait::kTellAndWait) == kDataLocked) return false;
-  if (data_open(files.blocks, LockWait::kTellAndWait) != kDataLocked) return true;
-  data_close(definition_get(files.lists));
-  return false;
+  open_to_read(files.lists);
+  open_to_read(files.blocks);
+  return true;
 }
 
 void list_records_close(const ListFiles& files) {

@@ -27,7 +27,8 @@ struct BlockProperties {
   int length = 0;           // BLEN, lines
 };
 
-// Opens both definition files. False when one of them is not there: none is made.
+// Opens both definition files to be read; waits for who has one for himself. False when one of them
+// is not there: none is made.
 bool list_records_open(const ListFiles& files);
 void list_records_close(const ListFiles& files);
 

@@ -37,6 +37,7 @@ struct Attributes {
 struct WaitingEject {
   bool waits = false;
   int line = 0;  // to go on with, on the page; 0: the first one below the header
+  int down = 0;  // and so many lines further
   int column = 1;
 };
 
@@ -50,7 +51,10 @@ struct ListState {
   std::array<std::string, 3> rooms;                           // for fields, while they are printed
   const ListRecord* record = nullptr;
   bool to_screen = false;
+  bool refused = false;  // when it was to be opened
   std::string today;
+  std::size_t overflows_kept = 0;
+  std::string first_overflow;
 
   ListProperties properties;  // the page as cut and overridden
   int footer_line = 0;        // body text stands no further down (the footer reserve)
@@ -94,7 +98,13 @@ void page_print_marked(std::string_view text, std::size_t width, BlockKind kind)
 // The first placement of a block keeps its lines together, when the block has it so.
 void page_place(const PlaceOrder& order, const Block& block, BlockKind kind, bool first);
 void page_eject(bool goes_on);
+// Lets what is printed next begin a page, unless nothing but a header stands on this one.
+void page_end();
+// Prints the text that ends an aborted list, below an empty line and above the footer.
+void page_print_abort_text(std::string_view text);
 void page_next_line();
+// The page of the next text.
+int page_of_next_text();
 
 // ---- block_run.cc
 
@@ -109,6 +119,8 @@ void block_run(std::string_view name, BlockKind kind);
 
 // Tells the user and aborts the list.
 void list_fail(const std::string& message, const char* help_key);
+// Reports it to the program, or keeps the first one for the end of the list.
+void list_overflow(const ListOverflow& overflow);
 
 // ---- print_abort.cc
 

@@ -36,6 +36,7 @@ struct State {
   std::size_t text_length = 0;
   std::string today;
   std::array<double, kTotals> totals{};
+  void (*on_overflow)(int total, std::string_view mask, double number) = nullptr;
   // ---- Header and footer texts
   std::string header;
   std::string footer;
@@ -167,6 +168,13 @@ void control(Marker marker) {
   state.device->control(marker);
 }
 
+void put_number(const MarkerText& marker, double number) {
+  const NumberText form = number_text(marker.mask, number);
+  put(form.text);
+  if (!form.fits && state.on_overflow != nullptr)
+    state.on_overflow(marker.total, marker.mask, number);
+}
+
 void obey(const MarkerText& marker) {
   switch (marker.marker) {
     case Marker::kNewLine:
@@ -179,10 +187,9 @@ void obey(const MarkerText& marker) {
     case Marker::kLongDate:
       return put(state.today);
     case Marker::kPage:
-      return put(number_text(marker.mask, state.page));
+      return put_number(marker, state.page);
     case Marker::kTotal:
-      return put(
-          number_text(marker.mask, state.totals.at(static_cast<std::size_t>(marker.total) - 1)));
+      return put_number(marker, state.totals.at(static_cast<std::size_t>(marker.total) - 1));
     default:
       return control(marker.marker);
   }
@@ -207,6 +214,7 @@ void write_marker(std::string_view text) {
 
 void channel_open(std::string_view name, int page_length, const OutputDevice& device) {
   if (channel_is_open()) raise_fatal(kAlreadyOpen);
+  print_defaults_start();
   state = {};
   state.device = &device;
   state.name = name;
@@ -266,6 +274,10 @@ void channel_stop(bool stopped) {
 
 int channel_page_length() {
   return state.page_length;
+}
+
+void channel_on_overflow(void (*told)(int total, std::string_view mask, double number)) {
+  state.on_overflow = told;
 }
 
 void channel_add_total(int total, double number) {

@@ -27,7 +27,8 @@ struct OutputDevice {
   int (*close)();
 };
 
-// A page of so many lines, at least 1. The name is for whoever looks at what is being printed.
+// A page of so many lines, at least 1. The name is for whoever looks at what is being printed. The
+// first channel of a program reads the defaults (print_defaults_start).
 void channel_open(std::string_view name, int page_length, const OutputDevice& device);
 bool channel_is_open();
 // What the device's close gives.
@@ -44,6 +45,10 @@ void channel_stop(bool stopped);
 
 // Of the channel that is open, or was last.
 int channel_page_length();
+
+// Called for each number that the mask of a marker has no room for, with the total's number or 0
+// for the page; null, as when a channel opens: nobody wants to know.
+void channel_on_overflow(void (*told)(int total, std::string_view mask, double number));
 
 // The sums that "UEBERTRAG," prints, by their numbers 1 to 4. They start at 0 when a channel opens.
 void channel_add_total(int total, double number);

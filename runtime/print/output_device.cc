@@ -54,7 +54,8 @@ void print_bytes(std::string_view bytes) {
 
 int end_printing() {
   send();
-  const int error_flag = state.error_flag;
+  const bool lost = printer_is_open() && !printer_takes_bytes();
+  const int error_flag = lost ? 1 : state.error_flag;
   state = {};
   return error_flag;
 }

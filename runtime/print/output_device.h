@@ -6,7 +6,7 @@
 namespace marigold {
 
 // The printer pipe (print_command.h), with the control strings of the defaults. Its close gives 1
-// when there was no pipe to write to.
+// when there was no pipe to write to, or its command has stopped reading.
 extern const OutputDevice kPrinterDevice;
 
 // The screen: the files that the viewer shows (screen_output.h), which the caller has started. Its

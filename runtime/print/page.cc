@@ -95,12 +95,16 @@ void move_to_column(int column) {
   list().column = column;
 }
 
+int column_from(int column, const PlaceOrder& order) {
+  const int wanted = order.column_mode == PlaceMode::kAbsolute  ? order.column
+                     : order.column_mode == PlaceMode::kCurrent ? column
+                                                                : column + order.column;
+  return std::clamp(wanted, 1, kWidestLine);
+}
+
 int column_of(const PlaceOrder& order) {
   count_moved();
-  const int column = order.column_mode == PlaceMode::kAbsolute  ? order.column
-                     : order.column_mode == PlaceMode::kCurrent ? list().column
-                                                                : list().column + order.column;
-  return std::clamp(column, 1, kWidestLine);
+  return column_from(list().column, order);
 }
 
 // ---- The page's start and end
@@ -135,14 +139,20 @@ void start_body() {
 void eject_now() {
   const WaitingEject waiting = std::exchange(list().waiting, {});
   page_eject(true);
-  move_down(std::min(waiting.line, list().footer_line));
+  const int line = std::max(waiting.line, list().line) + waiting.down;
+  if (line <= list().footer_line) move_down(line);
   move_to_column(waiting.column);
 }
 
-// Before a body prints: everything that must stand above it.
-void prepare_body() {
+bool body_begins_page() {
+  return list().waiting.waits || list().page_fresh;
+}
+
+// Everything that must stand above it. False when the header was no good.
+bool begin_body_page() {
   if (list().waiting.waits) eject_now();
   if (list().page_fresh) start_body();
+  return !list().aborted;
 }
 
 // ---- Placement
@@ -155,6 +165,20 @@ int line_of(const PlaceOrder& order, BlockKind kind) {
   return list().properties.first_line + order.line - 1;
 }
 
+// A move on the page that is to come. If no text follows there will be none.
+void place_waiting(const PlaceOrder& order) {
+  constexpr int kEnough = 1'000'000;
+  WaitingEject& waiting = list().waiting;
+  if (order.line_mode == PlaceMode::kCurrentPlus) {
+    waiting.down = std::clamp(waiting.down + order.line, -kEnough, kEnough);
+  } else if (order.line_mode == PlaceMode::kAbsolute) {
+    const int line = list().properties.first_line + order.line - 1;
+    waiting.line = line <= list().footer_line ? line : 0;
+    waiting.down = 0;
+  }
+  waiting.column = column_from(waiting.column, order);
+}
+
 void place_body(const PlaceOrder& order) {
   const int line = line_of(order, BlockKind::kBody);
   if (line >= list().line && line <= list().footer_line) {
@@ -162,8 +186,10 @@ void place_body(const PlaceOrder& order) {
     return move_to_column(column_of(order));
   }
   const bool again_there = order.line_mode == PlaceMode::kAbsolute && line <= list().footer_line;
-  list().waiting = {true, again_there ? line : 0,
-                    order.column_mode == PlaceMode::kAbsolute ? std::max(order.column, 1) : 1};
+  list().waiting = {
+      .waits = true,
+      .line = again_there ? line : 0,
+      .column = order.column_mode == PlaceMode::kAbsolute ? column_from(1, order) : 1};
 }
 
 // Header and footer stay on their page: one that ejected it would print itself again.
@@ -174,13 +200,12 @@ void place_aside(const PlaceOrder& order, BlockKind kind) {
 }
 
 // Makes everything ready for text of this width; false when there is nothing to print it on.
-bool prepare(std::size_t width, BlockKind kind) {
+inline bool prepare(std::size_t width, BlockKind kind) {
   if (list().aborted) return false;
   if (kind == BlockKind::kBody) {
-    prepare_body();
+    if (body_begins_page() && !begin_body_page()) return false;
     list().body_printed = true;
   }
-  if (list().aborted) return false;  // the header was no good
   if (!list().line_begun) begin_line();
   if (list().wanted != list().shown) page_flush_attributes();
   list().moved += static_cast<int>(width);
@@ -221,11 +246,7 @@ void page_next_line() {
 
 void page_place(const PlaceOrder& order, const Block& block, BlockKind kind, bool first) {
   if (kind != BlockKind::kBody) return place_aside(order, kind);
-  if (list().waiting.waits) {
-    // The end of the block before; this one begins where it may.
-    if (order.line_mode == PlaceMode::kCurrent) return;
-    eject_now();
-  }
+  if (list().waiting.waits) return place_waiting(order);
   if (list().page_fresh) {
     start_body();
   } else if (first && block.properties.same_page && list().body_printed &&
@@ -233,6 +254,23 @@ void page_place(const PlaceOrder& order, const Block& block, BlockKind kind, boo
     page_eject(true);
   }
   if (!list().aborted) place_body(order);
+}
+
+int page_of_next_text() {
+  return list().page + (list().waiting.waits ? 1 : 0);
+}
+
+void page_end() {
+  if (list().body_printed) list().waiting = {.waits = true};
+}
+
+void page_print_abort_text(std::string_view text) {
+  list().wanted = {};
+  begin_body_page();
+  const auto line = [] { return list().line + (list().line_begun ? 2 : 1); };
+  if (line() > list().footer_line && list().body_printed) page_eject(true);
+  move_down(std::min(line(), std::max(list().footer_line, list().line)));
+  page_print(text, BlockKind::kBody);
 }
 
 void page_eject(bool goes_on) {

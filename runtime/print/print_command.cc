@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <string>
 #include <utility>
 
+#include "runtime/core/runtime_string.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/terminal_text.h"
 #include "runtime/core/user_interface.h"
@@ -28,22 +30,47 @@ constexpr FaxPlace kFaxPlaces[] = {
 constexpr std::string_view kFaxProgram = "/bin/comfaxpr";
 constexpr std::string_view kFaxArguments = " -charset german_germany.ascii";
 
-struct State {
+struct Feed {
   CommandPipe pipe;
-  CommandPipe behind_fax;
+  bool lost = false;  // the command did not take all bytes
+};
+
+struct State {
+  Feed feed;
+  Feed behind_fax;
   bool faxing = false;
 };
 State state;
 
+// A path of any length: as a setting, one of 250 characters would end the process.
 std::string value_of(const char* variable) {
-  RuntimeString value;
-  settings_read_variable(variable, value);
-  return std::string(value.view());
+  const char* const value = std::getenv(variable);
+  return value == nullptr ? "" : value;
+}
+
+// The command processor itself always starts, so its search is made before. Without a PATH it has
+// one of its own.
+bool in_search_path(std::string_view program) {
+  if (std::getenv("PATH") == nullptr) return true;
+  const std::string directories = value_of("PATH");
+  std::string_view left = directories;
+  for (;;) {
+    const std::size_t end = std::min(left.find(':'), left.size());
+    const std::string_view directory = end == 0 ? "." : left.substr(0, end);
+    if (command_exists(std::string(directory).append("/").append(program).c_str())) return true;
+    if (end == left.size()) return false;
+    left.remove_prefix(end + 1);
+  }
 }
 
 // On a screen that is held, the command's messages would stand in the middle of a window.
 CommandOutput output_while_on_screen() {
   return open_subsystems().window_system ? CommandOutput::kCollected : CommandOutput::kPassedOn;
+}
+
+int start(const std::string& command) {
+  state.feed.lost = false;
+  return state.feed.pipe.start(command.c_str(), output_while_on_screen());
 }
 
 // The characters that a UTF-8 command writes as those of the windows; "?" for others.
@@ -89,10 +116,11 @@ int start_fax(const FaxPlace& place) {
   const bool by_name = place.variable != nullptr;
   std::string program = by_name ? value_of(place.variable) : std::string(place.directory);
   program.append(kFaxProgram);
-  // The command processor itself always starts.
+  if (program.size() > kLongestString) return ENAMETOOLONG;
   if (!command_exists(program.c_str())) return ENOENT;
-  if (by_name) program = std::string("$").append(place.variable).append(kFaxProgram);
-  return state.pipe.start(program.append(kFaxArguments).c_str(), output_while_on_screen());
+  // In quotes: its directory may have blanks in its name.
+  if (by_name) program = std::string("\"$").append(place.variable).append("\"").append(kFaxProgram);
+  return start(program.append(kFaxArguments));
 }
 
 }  // namespace
@@ -103,34 +131,44 @@ std::string printer_command(std::string_view name) {
 }
 
 int open_printer(std::string_view name) {
-  close_and_tell(state.pipe);
-  return state.pipe.start(printer_command(name).c_str(), output_while_on_screen());
+  const std::string command = printer_command(name);
+  close_and_tell(state.feed.pipe);
+  if (!in_search_path(command.substr(0, command.find(' ')))) return ENOENT;
+  return start(command);
+}
+
+bool printer_is_open() {
+  return state.feed.pipe.is_open();
 }
 
 void write_printer(std::string_view bytes, int& error_flag) {
-  error_flag = state.pipe.is_open() ? 0 : 1;
-  // A command that no longer reads is not noticed here; its status tells.
-  if (state.pipe.is_open()) static_cast<void>(state.pipe.write(bytes));
+  error_flag = printer_is_open() ? 0 : 1;
+  if (printer_is_open() && state.feed.pipe.write(bytes) != 0) state.feed.lost = true;
+}
+
+bool printer_takes_bytes() {
+  return printer_is_open() && !state.feed.lost;
 }
 
 int close_printer() {
-  return close_and_tell(state.pipe);
+  return close_and_tell(state.feed.pipe);
 }
 
 int open_fax() {
-  if (!std::exchange(state.faxing, true)) state.behind_fax = std::move(state.pipe);
-  close_and_tell(state.pipe);
+  if (!std::exchange(state.faxing, true)) state.behind_fax = std::exchange(state.feed, {});
+  close_and_tell(state.feed.pipe);
   int failed = ENOENT;
   for (const FaxPlace& place : kFaxPlaces) {
-    failed = start_fax(place);
-    if (failed == 0) break;
+    const int here = start_fax(place);
+    if (here == 0) return 0;
+    if (failed == ENOENT) failed = here;
   }
   return failed;
 }
 
 int close_fax() {
-  const int status = close_and_tell(state.pipe);
-  if (std::exchange(state.faxing, false)) state.pipe = std::move(state.behind_fax);
+  const int status = close_and_tell(state.feed.pipe);
+  if (std::exchange(state.faxing, false)) state.feed = std::exchange(state.behind_fax, {});
   return status;
 }
 

@@ -1,8 +1,10 @@
 #include "runtime/print/print_defaults.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <optional>
+#include <system_error>
 
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
@@ -20,6 +22,7 @@ constexpr int kLongestPage = 9999;
 
 struct State {
   PrintDefaults defaults;
+  bool ready = false;  // loaded or set
 };
 State state;
 
@@ -144,17 +147,37 @@ std::vector<PrintDefaultsError> print_defaults_scan(std::string_view text,
   return errors;
 }
 
-void print_defaults_load() {
-  const std::string path =
-      std::string(settings().print_directory.view()).append("/").append(kFileName);
+std::string print_defaults_path(std::string_view directory) {
+  return std::string(directory).append("/").append(kFileName);
+}
+
+int print_defaults_read(const std::string& path, PrintDefaults& defaults,
+                        std::vector<PrintDefaultsError>& errors) {
+  if (file_size(path.c_str()) > kLargestDefaultsFile) return EFBIG;
   std::string text;
-  if (file_read(path.c_str(), text) != 0) raise_fatal(kNoFile);
-  state.defaults = {};
-  for (const auto& [line, reason] : print_defaults_scan(text, state.defaults)) {
-    std::string warning = path;
-    warning.append(":").append(std::to_string(line)).append(": ").append(reason);
-    user_interface().warning(warning.c_str());
+  if (const int failed = file_read(path.c_str(), text)) return failed;
+  errors = print_defaults_scan(text, defaults);
+  return 0;
+}
+
+void print_defaults_load() {
+  const std::string path = print_defaults_path(settings().print_directory.view());
+  const auto warn = [&](const std::string& reason) {
+    user_interface().warning((path + reason).c_str());
+  };
+  PrintDefaults defaults;
+  std::vector<PrintDefaultsError> errors;
+  if (const int failed = print_defaults_read(path, defaults, errors)) {
+    warn(": " + std::generic_category().message(failed));
+    raise_fatal(kNoFile);
   }
+  print_defaults_set(defaults);
+  for (const auto& [line, reason] : errors)
+    warn(":" + std::to_string(line) + ": " + reason);
+}
+
+void print_defaults_start() {
+  if (!state.ready) print_defaults_load();
 }
 
 const PrintDefaults& print_defaults() {
@@ -163,6 +186,11 @@ const PrintDefaults& print_defaults() {
 
 void print_defaults_set(const PrintDefaults& defaults) {
   state.defaults = defaults;
+  state.ready = true;
+}
+
+void print_defaults_reset() {
+  state = {};
 }
 
 std::string print_today() {

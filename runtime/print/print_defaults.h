@@ -4,6 +4,7 @@
 // Process-wide. Format: docs/formats/print-defaults.md.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +13,9 @@ namespace marigold {
 
 inline constexpr std::size_t kLongestPitchText = 250;
 inline constexpr std::size_t kLongestBoldText = 10;
+// In bytes. Eight lines with the longest values, every byte as an escape, take 4 KiB; the rest is
+// for comments.
+inline constexpr std::int64_t kLargestDefaultsFile = 65536;
 
 struct PrintDefaults {
   // Control strings, any bytes. They switch the printer to so many characters per inch, of at most
@@ -37,14 +41,25 @@ struct PrintDefaultsError {
 // Reads the text of the file; what it does not name, and lines at fault, leave a default as it is.
 std::vector<PrintDefaultsError> print_defaults_scan(std::string_view text, PrintDefaults& defaults);
 
-// Reads the file, once at the start of a program. Each line at fault is a warning to the user.
-// System error 60 when the file cannot be read.
-void print_defaults_load();
+// The path of the file in a print directory.
+std::string print_defaults_path(std::string_view directory);
+// Reads such a file. 0, or the system's error number: EFBIG for more than kLargestDefaultsFile.
+int print_defaults_read(const std::string& path, PrintDefaults& defaults,
+                        std::vector<PrintDefaultsError>& errors);
 
-// As they were loaded; before that a printer without control strings.
+// Reads the file. Each line at fault is a warning to the user. When the file cannot be read, the
+// reason is one, and system error 60.
+void print_defaults_load();
+// Loads the defaults unless they are loaded or set. Printing starts with it: the first list or
+// output channel of a program. A program that wants to know sooner calls print_defaults_load.
+void print_defaults_start();
+
+// As they were loaded or set; before that a printer without control strings.
 const PrintDefaults& print_defaults();
 // For programs and tests that have their own.
 void print_defaults_set(const PrintDefaults& defaults);
+// As at the start of a program.
+void print_defaults_reset();
 
 // The day to print, DD.MM.YYYY.
 std::string print_today();

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <functional>
+#include <string_view>
 #include <system_error>
+#include <unordered_map>
 #include <utility>
 
 #include "runtime/data/field_access.h"
@@ -150,9 +152,12 @@ bool read_blocks(const std::string& directory, const ListFiles& files,
     return fail(problem, store_path, reason);
   KeyedFile file(list_file_definition(files.blocks), path);
   std::vector<std::pair<StoredList*, PlacedBlock>> found;
+  std::unordered_map<std::string_view, StoredList*> by_name;
+  for (StoredList& list : lists)
+    by_name.try_emplace(list.name, &list);
   const auto take = [&] {
-    const auto list = std::ranges::find(lists, file.text("LISTE"), &StoredList::name);
-    if (list != lists.end()) found.emplace_back(&*list, block_of(file, store));
+    const auto list = by_name.find(file.text("LISTE"));
+    if (list != by_name.end()) found.emplace_back(list->second, block_of(file, store));
   };
   if (!file.walk(take, problem)) return false;
   std::ranges::stable_sort(found, {}, [](const auto& block) { return block.second.offset; });

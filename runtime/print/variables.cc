@@ -98,10 +98,13 @@ void variables_clear() {
   state = {};
 }
 
-bool variable_set(std::string_view name, std::int32_t generation, double number) {
+bool variable_set(std::string_view name, std::int32_t generation, double number,
+                  std::string_view as_text) {
   Variable* variable = to_be_set(name, generation, VariableKind::kNumeric);
   if (variable == nullptr) return false;
   variable->number = number;
+  variable->text.clear();
+  if (!as_text.empty()) variable->text.append(as_text);
   return true;
 }
 
@@ -112,6 +115,10 @@ bool variable_set(std::string_view name, std::int32_t generation, std::string_vi
   variable->text.clear();
   variable->text.append(text);
   return true;
+}
+
+bool variable_set_empty(std::string_view name, std::int32_t generation) {
+  return to_be_set(name, generation, VariableKind::kEmpty) != nullptr;
 }
 
 void variable_unset(std::string_view name, std::int32_t generation) {

@@ -52,7 +52,7 @@ constexpr std::size_t kLongestAnswer = 60;
 
 void tell_failed(int failed) {
   const std::string text =
-      std::string(kDisplayFile) + ": " + std::generic_category().message(failed);
+      screen_output_directory() + kDisplayFile + ": " + std::generic_category().message(failed);
   user_interface().message(text.c_str(), "");
 }
 
@@ -234,7 +234,7 @@ class Viewer {
 
 void viewer_run(const ViewerJob& job) {
   ViewerFile file;
-  const int failed = file.open();
+  const int failed = file.open(screen_output_display());
   if (screen_output_disk_full() && file.lines() == 0) {
     file.show_disk_full();
   } else if (failed != 0) {

@@ -19,6 +19,10 @@ struct ViewerJob {
   // Lines of a printed page, by which the viewer turns pages. Below 1 the list is one page, however
   // long.
   int page_length = 0;
+  // Before the first bytes of a printing: 0, or else there is no printer; and behind the last ones.
+  // Null: nothing needs to be done.
+  int (*begin_print)() = nullptr;
+  void (*end_print)() = nullptr;
   // Sends bytes to the printer: 0, or else there is no printer. Null: there is none.
   int (*print)(std::span<const char> bytes) = nullptr;
   // Whether the user wants to stop printing; asked before each piece. Null: never.

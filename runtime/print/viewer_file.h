@@ -15,8 +15,9 @@ namespace marigold {
 // Lines have numbers from 1. Results: 0 for done, else the system's error number.
 class ViewerFile {
  public:
-  // Opens "VIDEO.TMP". What is behind the last whole record does not count.
-  int open();
+  // Takes an open file, which outlives it; ENOENT for one that is not. Bytes behind the last whole
+  // record do not count.
+  int open(const RecordFile& file);
   // Where the output was given up and not even that could be written, this stands for the file.
   void show_disk_full();
 
@@ -26,7 +27,7 @@ class ViewerFile {
   int read(std::int64_t first, std::span<DisplayRecord> records, std::size_t& count) const;
 
  private:
-  RecordFile file_;
+  const RecordFile* file_ = nullptr;
   std::int64_t lines_ = 0;
 };
 

@@ -160,8 +160,10 @@ void NumberMask::count_places() {
   if (has_sign_) zero_[0] = ' ';
 }
 
-void NumberMask::edit(double value, char* edited) const {
-  if (!std::isfinite(value) || !fill(value, edited)) std::fill_n(edited, text_.size(), '*');
+bool NumberMask::edit(double value, char* edited) const {
+  const bool fits = std::isfinite(value) && fill(value, edited);
+  if (!fits) std::fill_n(edited, text_.size(), '*');
+  return fits;
 }
 
 // The functions below give false when the number does not fit.

@@ -30,8 +30,8 @@ class NumberMask {
   [[nodiscard]] std::string_view text() const { return text_; }
   // "##0,00" and 12.345 give " 12,35". Rounds the number's shortest decimal form half up, away from
   // zero: 2.675 to two places is 2,68, as on paper, though the nearest double lies below it.
-  // `edited` has room for as many characters as the mask has.
-  void edit(double value, char* edited) const;
+  // `edited` has room for as many characters as the mask has. False when it shows "*".
+  bool edit(double value, char* edited) const;
 
  private:
   // Longer masks than anyone needs are edited all the same, but not as quickly.

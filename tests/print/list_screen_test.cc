@@ -60,6 +60,36 @@ TEST_F(ListScreenTest, AKeyAsksAndTheSecondAnswerAborts) {
   EXPECT_EQ(wi_active(), window);
 }
 
+// Also where there is no room left for the last line above the footer.
+TEST_F(ListScreenTest, AnAbortNearTheFootOfAPageGoesOnTheNextOne) {
+  write_list({.page_length = 5, .last_line = 5, .abort_text = "stopped"},
+             {{"B", {words("b"), next_line()}},
+              {"OPEN", {words("o")}},
+              {"H", {place(1, 1), words("h")}},
+              {"F", {place(1, 1), words("f")}, {.footer_lines = 1}}});
+  const struct {
+    std::vector<std::string> blocks;
+    std::string expected;
+  } cases[] = {{{}, "h\n\nstopped\n\nf\n====\n"},
+               {{"B"}, "h\nb\n\nstopped\nf\n====\n"},
+               {{"OPEN"}, "h\no\n\nstopped\nf\n====\n"},
+               {{"B", "B"}, "h\nb\nb\n\nf\n====\nh\n\nstopped\n\nf\n====\n"},
+               {{"B", "OPEN"}, "h\nb\no\n\nf\n====\nh\n\nstopped\n\nf\n====\n"},
+               {{"B", "B", "B"}, "h\nb\nb\nb\nf\n====\nh\n\nstopped\n\nf\n====\n"}};
+  for (const auto& [blocks, expected] : cases) {
+    printed.clear();
+    list_open("L", {.show_progress = true});
+    list_set_header("H");
+    list_set_footer("F");
+    for (const std::string& block : blocks)
+      list_print(block);
+    recording().type("x\xE0M\r"s);
+    EXPECT_TRUE(list_check_abort());
+    list_close();
+    EXPECT_EQ(printed, "[10Z]" + expected) << &blocks - &cases[0].blocks;
+  }
+}
+
 TEST_F(ListScreenTest, WithoutTheProgressLineNobodyIsAsked) {
   recording().type("x");
   list_open("L");
@@ -82,6 +112,32 @@ TEST_F(ListScreenTest, AListForTheScreenIsShownWhenItIsClosed) {
   EXPECT_FALSE(recording().keyboard_lost);
   EXPECT_FALSE(std::filesystem::exists("VIDEO.TMP") || std::filesystem::exists("DRUCK.TMP"));
   EXPECT_EQ(wi_active(), window);
+  // F4 opens a printer of its own each time.
+  setenv("PATH", "/usr/bin:/bin:.", 1);
+  write_file("dr", "#!/bin/sh\necho \"$1\" >>names; cat >>out\n");
+  std::filesystem::permissions("dr", std::filesystem::perms::owner_all);
+  const auto print_and_close = [] {
+    bool complete = false;
+    list_open("L");
+    list_print("B");
+    recording().type("\0>x\r\0;"s);  // a key that is typed meanwhile asks whether to go on
+    list_close(&complete);
+    return complete;
+  };
+  list_to_viewer_printer("laser");
+  EXPECT_TRUE(print_and_close());
+  EXPECT_TRUE(print_and_close());
+  EXPECT_EQ(read_file("names") + read_file("out"),
+            "laser\nlaser\nb\r\n\r\n\r\n\r\nb\r\n\r\n\r\n\r\n");
+  EXPECT_EQ(told, "");
+  write_file("dr", "#!/bin/sh\nexit 3\n");
+  EXPECT_FALSE(print_and_close());
+  EXPECT_EQ(told, "dr laser: the print command ended with status 3 \n");
+  told.clear();
+  list_to_viewer_printer("");
+  EXPECT_FALSE(print_and_close());
+  EXPECT_EQ(told, "Drucker nicht bereit ! \n");
+  told.clear();
   std::filesystem::create_directories("VIDEO.TMP/in the way");
   list_open("L");
   list_print("B");

@@ -1,6 +1,9 @@
 #include "runtime/print/list.h"
 
+#include <unistd.h>
+
 #include "runtime/data/definition_set.h"
+#include "runtime/isam/isam.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/record_file.h"
 #include "runtime/print/data_record.h"
@@ -130,6 +133,49 @@ TEST_F(ListTest, HeadersAndFootersLookTheSameInWhateverTheyInterrupt) {
             "h i\n[FETTEIN][16Z]b\n[FETTAUS][10Z]f\n====\n");
 }
 
+// No page comes of them that has nothing but its header.
+TEST_F(ListTest, EjectsInBlocksWaitForWhatFollows) {
+  const struct {
+    std::vector<std::string> blocks;
+    std::string expected;
+  } cases[] = {
+      {{"END"}, "1 h\nx\n\n\nf\n====\n"},
+      {{"BEGIN"}, "1 h\ny1\n\n\nf\n====\n"},
+      {{"BEGIN", "BEGIN"}, "1 h\ny1\n\n\nf\n====\n2 h\ny2\n\n\nf\n====\n"},
+      {{"END", "BEGIN"}, "1 h\nx\n\n\nf\n====\n2 h\ny2\n\n\nf\n====\n"},
+      {{"END", "DOWN"}, "1 h\nx\n\n\nf\n====\n2 h\n\n  z\n\nf\n====\n"},
+      {{"END", "EMPTY"}, "1 h\nx\n\n\nf\n====\n"},
+      {{"FULL", "EMPTY"}, "1 h\n1\n2\n3\nf\n====\n"},
+      {{"FULL", "BEGIN"}, "1 h\n1\n2\n3\nf\n====\n2 h\ny2\n\n\nf\n====\n"},
+      {{"FULL", "NUMBER"}, "1 h\n1\n2\n3\nf\n====\n2 h\n2\n\n\nf\n====\n"},
+      {{"END", "<<NP>>", "NUMBER"}, "1 h\nx\n\n\nf\n====\n2 h\n2\n\n\nf\n====\n"},
+      {{"END", "FAR"}, "1 h\nx\n\n\nf\n====\n2 h\nt\n\n\nf\n====\n"},
+  };
+  const Instruction here = place(2, 0);
+  const Instruction page = {.code = kPage};
+  write_list(
+      {.page_length = 5, .last_line = 5},
+      {{"HEAD", {place(1, 1), page, words(" h")}},
+       {"FOOT", {place(1, 1), words("f")}, {.footer_lines = 1}},
+       {"END", {here, words("x"), only(kEject)}},
+       {"BEGIN", {here, only(kEject), words("y"), page, next_line()}},
+       {"DOWN", {place(3, 1, 1, 3), words("z")}},
+       {"EMPTY", {here, next_line(), next_line()}},
+       {"FULL", {here, words("1"), next_line(), words("2"), next_line(), words("3"), next_line()}},
+       {"NUMBER", {here, page}},
+       {"FAR", {place(3, 50), words("t")}}});
+  for (const auto& [blocks, expected] : cases) {
+    printed.clear();
+    list_open("L");
+    list_set_header("HEAD");
+    list_set_footer("FOOT");
+    for (const std::string& block : blocks)
+      list_print(block);
+    list_close();
+    EXPECT_EQ(printed, "[10Z]"s + expected) << &blocks - &cases[0].blocks;
+  }
+}
+
 // Nothing that a block says keeps the engine from coming to an end.
 TEST_F(ListTest, PlacesBeyondThePageEndOnTheNextOne) {
   const TestBlock head = {"HEAD", {place(1, 99), words("head"), only(kEject), words("er")}};
@@ -200,6 +246,91 @@ TEST_F(ListTest, FieldsAreWrittenByWidthAlignmentAndMask) {
     EXPECT_EQ(first_line, "[10Z]"s + expected + ".") << &instruction - &cases[0].first;
   }
   EXPECT_EQ(told, "");
+}
+
+// A number is never cut, and a value that is empty is no fault.
+TEST_F(ListTest, NumbersWithoutRoomAreToldAndEmptyValuesAreBlank) {
+  struct Fields : ListRecord {
+    bool get(std::string_view field, int /*element*/, ListFieldValue& value) const override {
+      if (field == "SUM") value = {.is_number = true, .number = 1234.5, .text = "1234.50"};
+      return field == "SUM" || field == "EMPTY";
+    }
+  } fields;
+  using enum Alignment;
+  const struct {
+    Instruction instruction;
+    std::string expected;
+    std::string overflow = "";  // its number and place
+  } cases[] = {
+      {{.code = kField, .text = "N"}, "12.50"},
+      {{.code = kField, .text = "N", .width = 6, .alignment = kRight}, " 12.50"},
+      {{.code = kField, .text = "N", .mask = "##0,00"}, " 12,50"},
+      {{.code = kField, .text = "WHOLE"}, "1234567890123456"},
+      {{.code = kField, .text = "NONE", .alignment = kMask, .mask = "#0,0", .total = 1}, "    "},
+      {{.code = kField, .text = "NONE", .width = 2}, "  "},
+      {{.code = kJump, .text = "NONE", .target = 4}, ""},
+      {{.code = kRecordField, .text = "EMPTY", .mask = "#0,0"}, "    "},
+      {{.code = kRecordField, .text = "EMPTY", .width = 6, .mask = "#0,0", .total = 2}, "      "},
+      {{.code = kRecordField, .text = "SUM"}, "1234.50"},
+      {{.code = kRecordField, .text = "SUM", .width = 8, .mask = "####0,00"}, " 1234,50"},
+      {{.code = kRecordField, .text = "SUM", .width = 7, .mask = "####0,00"}, "1234,50"},
+      {{.code = kRecordField, .text = "SUM", .width = 6, .mask = "####0,00"},
+       "******",
+       "SUM: a width of 6 has no room for 1234,5"},
+      {{.code = kRecordField, .text = "SUM", .width = 6},
+       "******",
+       "SUM: a width of 6 has no room for 1234,5"},
+      {{.code = kRecordField, .text = "SUM", .mask = "##0,0"},
+       "*****",
+       "SUM: ##0,0 has no room for 1234,5"},
+      {{.code = kField, .text = "N", .width = 3, .mask = "0,00"},
+       "***",
+       "N: 0,00 has no room for 12,5"},
+      {{.code = kFirstRegister, .mask = "0"}, "*", "register 0: 0 has no room for 10"},
+      {words("\5UEBERTRAG,1,0\5"), "*", "total 1: 0 has no room for 40"},
+  };
+  for (const auto& [instruction, expected, overflow] : cases) {
+    const Instruction add = {.code = kField, .text = "T", .mask = "00", .total = 1};
+    write_list({.page_length = 2, .last_line = 2},
+               {{"B", {place(1, 2), words("ab"), instruction, words(".")}}, {"TOTAL", {add}}});
+    told.clear();
+    printed.clear();
+    list_open("L");
+    list_set("N", 12.5, "12.50");
+    list_set("WHOLE", 1234567890123456.0);
+    list_set_empty("NONE");
+    list_set("T", 40.0);
+    list_set_register(0, 10);
+    list_set_record(&fields);
+    list_print("TOTAL");
+    list_print("B");
+    list_close();
+    EXPECT_EQ(printed, "[10Z]40\nab" + expected + ".\n====\n");
+    // A marker's number is reported where its text begins.
+    const std::string column = instruction.code == kText ? "1" : "3";
+    EXPECT_EQ(told, overflow.empty()
+                        ? ""
+                        : "LP1:L:page 1, line 2, column " + column + ": " + overflow + " \n");
+  }
+  // One message a list, unless the program wants to know of each.
+  const Instruction narrow = {.code = kField, .text = "N", .mask = "0"};
+  write_list(kShortPage, {{"B", {narrow, narrow, next_line()}}});
+  const auto print_twice = [] {
+    told.clear();
+    list_open("L");
+    list_set("N", 10.0);
+    list_print("B");
+    list_print("B");
+    list_close();
+    return told;
+  };
+  EXPECT_EQ(print_twice(),
+            "LP1:L:page 1, line 1, column 1: N: 0 has no room for 10 (and 3 more) \n");
+  list_on_overflow([](const ListOverflow& overflow) {
+    told += std::to_string(overflow.line) + std::to_string(overflow.column) + " ";
+  });
+  EXPECT_EQ(print_twice(), "11 12 21 22 ");
+  list_on_overflow(nullptr);
 }
 
 TEST_F(ListTest, FieldsOfDataFilesAreWrittenByTheirOwnMasks) {
@@ -392,6 +523,39 @@ TEST_F(ListTest, PagesAndStoresThatAreNoneAreRefused) {
   EXPECT_DEATH((list_open("L"), list_open("L")), "error 42\n");
   EXPECT_DEATH(list_close(), "error 43\n");
   EXPECT_DEATH(channel_write("x"), "error 45\n");
+}
+
+// The engine of keyed files opens for writing what it may write, and must not ask for more.
+TEST_F(ListTest, WhoMayOnlyReadTheListFilesPrints) {
+  write_list(kShortPage, {{"B", {words("b")}}});
+  for (const auto& entry : std::filesystem::directory_iterator("."))
+    std::filesystem::permissions(entry.path(), std::filesystem::perms(0444));
+  std::filesystem::permissions(".", std::filesystem::perms(0555));
+  const auto run = [] {
+    constexpr uid_t kNobody = 65534;
+    if (geteuid() == 0 && setresuid(kNobody, kNobody, kNobody) != 0) std::_Exit(9);
+    const bool may_write = access("LISTEN.dat", W_OK) == 0;
+    const bool right = print({"B"}) == "b\n\n\n\n\n\n====\n" && told.empty();
+    std::_Exit(may_write ? 8 : right ? 0 : 1);
+  };
+  EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
+  EXPECT_FALSE(definition_get("LISTEN").read_only);
+  std::filesystem::permissions(".", std::filesystem::perms(0755));
+}
+
+// Also where a file that is only read and cannot be opened is the end of the program.
+TEST_F(ListTest, OpeningWaitsForWhoHasAListFileForHimself) {
+  write_list(kShortPage, {{"B", {words("b")}}});
+  static int holder = 0;
+  holder = ISOPEN("BLOECKE", kIsInputOutput | kIsExclusive);
+  ASSERT_GE(holder, 0);
+  static int waited = 0;
+  user_interface().wait_for_lock = [](const char*) {
+    if (++waited == 2) ISCLOSE(holder);
+  };
+  EXPECT_EQ(list_open("L"), kListDone);
+  EXPECT_EQ(waited, 2);
+  list_close();
 }
 
 TEST_F(ListTest, OpeningWaitsForAnInstallation) {

@@ -1,5 +1,7 @@
 #include "runtime/print/print_command.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <filesystem>
 
@@ -8,6 +10,13 @@
 
 namespace marigold::test {
 namespace {
+
+std::string repeated(const std::string& text, int times) {
+  std::string all;
+  while (times-- > 0)
+    all += text;
+  return all;
+}
 
 struct PrintCommandTest : testing::Test {
   PrintCommandTest() {
@@ -69,9 +78,12 @@ TEST_F(PrintCommandTest, CommandsThatEndEarlyOrAreNotThereHarmNobody) {
       EXPECT_EQ(write(std::string(10000, 'x') + "\n"), 0);  // more than a pipe holds
     EXPECT_EQ(close_printer(), status);
   }
+  std::filesystem::permissions("dr", std::filesystem::perms::owner_read);
+  EXPECT_EQ(open_printer("gone"), ENOENT);
   std::filesystem::remove("dr");
-  EXPECT_EQ(open_printer("gone"), 0);
-  EXPECT_EQ(close_printer(), 127);
+  EXPECT_EQ(open_printer("gone"), ENOENT);
+  EXPECT_FALSE(printer_is_open());
+  EXPECT_EQ(close_printer(), 0);
 }
 
 // Nothing is written where the screen is; more than a pipe holds does not stop anyone, nor does
@@ -119,9 +131,13 @@ TEST_F(PrintCommandTest, TheFaxStandsInFrontOfThePrinter) {
   EXPECT_EQ(write("lost"), 1);
   close_fax();
   EXPECT_EQ(write("before "), 0);
-  std::filesystem::create_directories("fax/bin");
-  write_command("fax/bin/comfaxpr", "echo \"$@\" >faxed; cat >>faxed\n");
-  setenv("FAXROOT", "fax", 1);
+  const std::string fax_root = "a fax; exit 3";
+  std::filesystem::create_directories(fax_root + "/bin");
+  write_command(fax_root + "/bin/comfaxpr", "echo \"$@\" >faxed; cat >>faxed\n");
+  setenv("FAXROOT", ("./" + repeated("./", 120) + fax_root).c_str(), 1);
+  EXPECT_EQ(open_fax(), ENAMETOOLONG);  // and not the end of the program
+  close_fax();
+  setenv("FAXROOT", fax_root.c_str(), 1);
   EXPECT_EQ(open_fax(), 0);
   EXPECT_EQ(open_fax(), 0);  // again: the printer still waits
   EXPECT_EQ(write("to the fax"), 0);
@@ -154,10 +170,58 @@ TEST_F(ListOutputTest, ThePrinterGetsItsOwnControlStrings) {
   EXPECT_TRUE(complete);
   EXPECT_EQ(close_printer(), 0);
   EXPECT_EQ(read_file("out"), "<10><17>a<b>b</b><17>c\r\n\r\n");
-  list_open("L");
+}
+
+TEST_F(ListOutputTest, AListThatGoesNowhereIsAnError) {
+  setenv("PATH", "/usr/bin:/bin:.", 1);
+  write_list({.page_length = 2, .last_line = 2}, {{"B", {words("b")}}});
+  list_to_device(nullptr);
+  bool complete = true;
+  EXPECT_EQ(list_open("L"), kListNoPrinter);
   list_print("B");
+  EXPECT_TRUE(list_check_abort());
   list_close(&complete);
-  EXPECT_FALSE(complete);  // there was no printer
+  EXPECT_FALSE(complete);
+  EXPECT_EQ(told, "LP1:L:Drucker nicht bereit ! \n");
+  told.clear();
+  // A command that ends before it has read everything.
+  write_file("dr", "#!/bin/sh\n");
+  std::filesystem::permissions("dr", std::filesystem::perms::owner_all);
+  ASSERT_EQ(open_printer(""), 0);
+  complete = true;
+  for (int tries = 0; tries < 1000 && complete; ++tries) {
+    EXPECT_EQ(list_open("L"), kListDone);
+    list_print("B");
+    list_close(&complete);
+    usleep(10'000);
+  }
+  EXPECT_FALSE(complete);
+  EXPECT_EQ(close_printer(), 0);
+}
+
+TEST_F(ListOutputTest, TheFirstListReadsTheDefaults) {
+  setenv("PATH", "/usr/bin:/bin:.", 1);
+  write_file("dr", "#!/bin/sh\ncat >out\n");
+  std::filesystem::permissions("dr", std::filesystem::perms::owner_all);
+  write_list({.page_length = 2, .last_line = 2},
+             {{"B", {only(BlockCode::kBoldOn), words("b"), {.code = BlockCode::kLongDate}}}});
+  list_to_device(nullptr);
+  print_defaults_reset();
+  ASSERT_EQ(open_printer(""), 0);
+  EXPECT_DEATH(list_open("L"), "DEFAULT.DAT: No such file or directory\n.*error 60\n");
+  EXPECT_DEATH(channel_open("", 4, kVisibleDevice), "error 60\n");
+  write_file("DEFAULT.DAT", "pitch_10 = <10>\nbold_on = <b>\ntoday = 24.12.2025\n");
+  for (int list = 0; list < 2; ++list) {
+    list_open("L");
+    list_print("B");
+    list_close();
+    std::filesystem::remove("DEFAULT.DAT");  // it is read once
+  }
+  close_printer();
+  EXPECT_EQ(read_file("out"), repeated("<10><b>b24.12.2025\r\n\r\n", 2));
+  print_defaults_reset();
+  write_file("DEFAULT.DAT", "# " + std::string(65536, 'x') + "\n");
+  EXPECT_DEATH(print_defaults_load(), "DEFAULT.DAT: File too large\n.*error 60\n");
 }
 
 }  // namespace

@@ -181,6 +181,56 @@ TEST_F(ScreenOutputTest, FilesThatCannotBeMadeAreToldAndWhatIsInTheWayGoes) {
   std::filesystem::remove_all("VIDEO.TMP");
 }
 
+// Of two who print to the screen in one directory.
+TEST_F(ScreenOutputTest, TheSecondHasADirectoryOfItsOwn) {
+  using std::filesystem::perms;
+  std::filesystem::create_directory("tmp");
+  setenv("TMPDIR", "tmp", 1);
+  for (const std::string held : {"DRUCK.TMP", "VIDEO.TMP"}) {
+    screen_output_remove();
+    RecordFile first;
+    ASSERT_EQ(first.create(held.c_str()), 0);
+    ASSERT_EQ(first.lock(0, 1, true), 0);
+    first.write(0, "the first one's"s);
+    ASSERT_EQ(screen_output_start(), 0);
+    const std::string own = screen_output_directory();
+    ASSERT_TRUE(own.starts_with("tmp/")) << own;
+    screen_output_bytes("printed");
+    screen_output_text("shown");
+    screen_output_end_line();
+    screen_output_end();
+    EXPECT_EQ(read_file(own + "DRUCK.TMP"), "printed");
+    EXPECT_EQ(read_file(own + "VIDEO.TMP").substr(0, 253), record("shown"));
+    EXPECT_EQ(std::filesystem::status(own).permissions(), perms(0700));
+    EXPECT_EQ(screen_output_remove(), 0);
+    EXPECT_TRUE(std::filesystem::is_empty("tmp"));
+    EXPECT_EQ(read_file(held), "the first one's");
+    // Killed, the first one has left its file.
+    first.close();
+    EXPECT_EQ(screen_output_start(), 0);
+    EXPECT_EQ(screen_output_directory(), "");
+    for (const char* file : {"DRUCK.TMP", "VIDEO.TMP"})
+      EXPECT_EQ(std::filesystem::status(file).permissions(), perms(0600)) << file;
+    EXPECT_EQ(read_file(held), "");
+  }
+  // The directory goes with the process, too.
+  screen_output_remove();
+  RecordFile first;
+  first.create("VIDEO.TMP");
+  first.lock(0, 1, true);
+  const auto run = [] {
+    screen_output_start();
+    std::_Exit(std::filesystem::is_empty("tmp") ? 1 : raise(SIGTERM));
+  };
+  EXPECT_EXIT(run(), testing::KilledBySignal(SIGTERM), "");
+  EXPECT_TRUE(std::filesystem::is_empty("tmp"));
+  setenv("TMPDIR", "nowhere", 1);
+  const std::string told = errors_of([] { EXPECT_EQ(screen_output_start(), ENOENT); });
+  EXPECT_TRUE(told.starts_with("VIDEO.TMP belongs to somebody else, and nowhere/")) << told;
+  EXPECT_TRUE(told.ends_with(": No such file or directory\n")) << told;
+  unsetenv("TMPDIR");
+}
+
 void ignore(int /*signal*/) {}
 
 // A file of whoever comes next, who is not concerned.

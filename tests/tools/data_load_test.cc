@@ -63,7 +63,7 @@ TEST_F(DataLoadTest, EveryRejectedLineIsNamedAndNothingIsLoaded) {
              "99999999999999999999,a,1,1,x\n"
              "13,a,1e999,1,x\n"
              "13,a,0x1,1,x\n"
-             "13,a,,1,x\n"
+             "13,a,+-9,1,x\n"
              "13,a,1,-32769,x\n"
              "13,abcde,1,1,x\n"
              "13,\"a\nb\",1,1,xy\n"
@@ -92,7 +92,7 @@ TEST_F(DataLoadTest, EveryRejectedLineIsNamedAndNothingIsLoaded) {
                         "8: NUMBER: \"99999999999999999999\" is out of range",
                         "9: RATE: \"1e999\" is out of range",
                         "10: RATE: \"0x1\" is no number",
-                        "11: RATE: \"\" is no number",
+                        "11: RATE: \"+-9\" is no number",
                         "12: SIZE: -32769 is not between -32768 and 32767",
                         "13: NAME[1]: \"abcde\" is longer than 4 bytes",
                         "14: KIND: \"xy\" is longer than 1 byte",
@@ -142,6 +142,52 @@ TEST_F(DataLoadTest, EveryRejectedLineIsNamedAndNothingIsLoaded) {
               "expected '}'")}) +
             "marigold: 18 lines rejected, nothing loaded\n",
         1}});
+}
+
+// Whole numbers with a fraction of zeros, and cells without a number.
+TEST_F(DataLoadTest, WhatSpreadsheetsWriteLoads) {
+  write_file("s.csv",
+             "NUMBER,RATE,SIZE,DAY,AT,KIND\n1.0,,22.0,,0930.00,x\n2,+7,,010290,,\n"
+             "3,1,1.,1,1,x\n4,1,.0,1,1,x\n5,1,1.5,1,1,x\n6,1,+-9,1,1,x\n7,1,1.0e0,1,1,x\n");
+  write_file("s.json",
+             "{\"NUMBER\":22.0,\"SIZE\":1e2,\"DAY\":-0.0}\n{\"NUMBER\":2147483648.0}\n"
+             "{\"NUMBER\":23,\"KIND\":1.0}\n{\"NUMBER\":24,\"SIZE\":40000.0}\n");
+  const std::string two = kBoxHeader + "1,x,,x,2.5,010190,0930,22\n2,x,,,7,010290,0930,-1\n";
+  expect({{"load BOX s.csv --keep-going", kLoaded + "2 records loaded\n",
+           "s.csv:4: SIZE: \"1.\" is no whole number\ns.csv:5: SIZE: \".0\" is no whole number\n"
+           "s.csv:6: SIZE: \"1.5\" is no whole number\ns.csv:7: SIZE: \"+-9\" is no whole number\n"
+           "s.csv:8: SIZE: \"1.0e0\" is no whole number\nmarigold: 5 lines rejected\n",
+           1},
+          {"dump BOX", two},
+          {"load BOX s.json --keep-going", kLoaded + "1 record loaded\n",
+           "s.json:2: NUMBER: 2147483648 is not between -2147483648 and 2147483647\n"
+           "s.json:3: KIND: a number where a text is expected\n"
+           "s.json:4: SIZE: 40000 is not between -32768 and 32767\nmarigold: 3 lines rejected\n",
+           1},
+          {"dump BOX", two + "22,x,,K,2.5,000000,0930,100\n"}});
+}
+
+TEST_F(DataLoadTest, ALineWithoutEndIsRefused) {
+  // Each with the bytes that its last line may have, or one more.
+  const std::string bytes(std::size_t{16} << 20, 'x');
+  const std::string json = "{\"NUMBER\":1,\"KIND\":\"";
+  const std::string too_long = "the line is longer than 16777216 bytes\n";
+  write_file("fits.csv", "NUMBER,NAME[1]\n1," + bytes.substr(2) + "\n2,a\n");
+  write_file("line.csv", "NUMBER,NAME[1]\n1," + bytes.substr(1));
+  write_file("row.csv", "NUMBER,NAME[1]\n2,a\n1,\"a\n" + bytes);
+  write_file("fits.json", "\n" + json + bytes.substr(json.size() + 2) + "\"}");
+  write_file("line.json", "\n" + json + bytes.substr(json.size() + 1) + "\"}");
+  const std::string shown = "\"" + std::string(40, 'x') + "...\" is longer than ";
+  const std::string rejected = "marigold: 1 line rejected, nothing loaded\n";
+  expect({{"load BOX fits.csv", "", "fits.csv:2: NAME[1]: " + shown + "4 bytes\n" + rejected, 1},
+          {"load BOX line.csv", "", "line.csv:2: " + too_long, 2},
+          {"load BOX --keep-going row.csv", "", "row.csv:3: " + too_long, 2},
+          {"load BOX fits.json", "", "fits.json:2: KIND: " + shown + "1 byte\n" + rejected, 1},
+          {"load BOX line.json", "", "line.json:2: " + too_long, 2},
+          {"load BOX /dev/zero", "", "/dev/zero:1: " + too_long, 2},
+          {"load BOX </dev/zero", "", "standard input:1: " + too_long, 2},
+          {"load BOX <line.csv", "", "standard input:2: " + too_long, 2}});
+  EXPECT_FALSE(std::filesystem::exists("data/1/BOX.dat"));
 }
 
 TEST_F(DataLoadTest, UnusableInputLeavesEverythingAsItWas) {

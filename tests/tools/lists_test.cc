@@ -1,6 +1,10 @@
 // marigold lists as authors run it.
 
+#include <new>
+
 #include "tests/support/support.h"
+#include "tools/lists_load.h"
+#include "tools/po_file.h"
 
 namespace marigold::test {
 
@@ -83,6 +87,19 @@ TEST_F(ListsToolTest, DamagedBlocksAreNotKept) {
            2},
           {"compile two.list -o print", "", ""},
           {"show print", kOne + "\n" + kTwo}});
+}
+
+// Which file it was is all that its owner can do something about.
+TEST_F(ListsToolTest, MemoryThatRunsOutIsReportedWithTheFile) {
+  const auto message = [] {
+    return errors_of([] { EXPECT_EQ(report_failure(std::bad_alloc()), kExitUnusable); });
+  };
+  load_sources({.paths = {"two.list", "one.list"}, .definitions = ""});
+  EXPECT_EQ(message(), "one.list: out of memory\n");
+  PoFile file;
+  Problems problems;
+  po_load("none.po", file, problems);
+  EXPECT_EQ(message(), "none.po: out of memory\n");
 }
 
 TEST_F(ListsToolTest, FieldsAreComparedWithADefinitionSet) {
