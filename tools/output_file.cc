@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "runtime/platform/stop_signals.h"
-#include "runtime/platform/stream.h"
+#include "tools/report.h"
 
 namespace marigold {
 
@@ -34,7 +34,7 @@ bool OutputFile::flush(std::string& reason) {
 
 bool OutputFile::write(std::string_view bytes, std::string& reason) {
   if (path_.empty()) {
-    const int error = stream_write(Stream::kOutput, bytes);
+    const int error = write_visible(bytes);
     return error == 0 || fail(error, reason);
   }
   if (fresh_ != nullptr && stop_signals_pending()) return fail(EINTR, reason);

@@ -1,7 +1,6 @@
 #include "tools/progress.h"
 
-#include <utility>
-
+#include "runtime/core/terminal_text.h"
 #include "runtime/platform/stream.h"
 
 namespace marigold {
@@ -13,8 +12,8 @@ constexpr const char* kClearLine = "\r\033[K";
 
 }  // namespace
 
-Progress::Progress(std::string what)
-    : what_(std::move(what)),
+Progress::Progress(const std::string& what)
+    : what_(error_text(what, LineEnds::kShown)),
       terminal_(stream_is_terminal(Stream::kError)),
       next_(Clock::now() + kPatience) {}
 

@@ -12,7 +12,7 @@ namespace marigold {
 class Progress {
  public:
   // The line is "WHAT: 123000 records".
-  explicit Progress(std::string what);
+  explicit Progress(const std::string& what);
   ~Progress() { hide(); }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "runtime/core/terminal_text.h"
 #include "runtime/platform/stream.h"
 
 namespace marigold {
@@ -17,7 +18,7 @@ State state;
 }  // namespace
 
 void report(std::string_view line) {
-  std::string whole(line);
+  std::string whole = error_text(line, LineEnds::kShown);
   whole += '\n';
   stream_write(Stream::kError, whole);  // where a failure could be told is just what has failed
 }
@@ -46,8 +47,13 @@ std::string counted(std::size_t number, std::string_view noun) {
   return std::to_string(number) + " " + std::string(noun) + (number == 1 ? "" : "s");
 }
 
+int write_visible(std::string_view bytes) {
+  if (!stream_is_terminal(Stream::kOutput)) return stream_write(Stream::kOutput, bytes);
+  return stream_write(Stream::kOutput, visible_text(bytes, terminal_charset(), LineEnds::kKept));
+}
+
 int write_output(std::string_view bytes, int status) {
-  const int error = stream_write(Stream::kOutput, bytes);
+  const int error = write_visible(bytes);
   if (error == 0) return status;
   report("marigold: standard output: " + std::generic_category().message(error));
   return kExitUnusable;

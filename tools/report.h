@@ -17,7 +17,8 @@ enum ExitStatus {
 // Complaints, one a line, without line ends; each begins with the file that it is about.
 using Problems = std::vector<std::string>;
 
-// Writes one line to standard error.
+// Writes one line to standard error. On a terminal control characters in it are made visible, line
+// ends included: they come from files and from the command line.
 void report(std::string_view line);
 
 // Writes every problem, and returns the exit status for unusable input.
@@ -36,8 +37,12 @@ std::string at_line(std::string_view file, int line);
 // "1 text", "2 texts".
 std::string counted(std::size_t number, std::string_view noun);
 
-// Writes what was asked for to standard output, and returns the status given; or says that it
-// cannot, and returns that for unusable.
+// Writes to standard output, on a terminal with control characters made visible, but for line ends
+// and tabs. 0, or the system's error number.
+int write_visible(std::string_view bytes);
+
+// Writes what was asked for in this way, and returns the status given; or says that it cannot, and
+// returns that for unusable.
 int write_output(std::string_view bytes, int status);
 
 }  // namespace marigold

@@ -6,7 +6,6 @@
 #include "tools/po_file.h"
 #include "tools/text_rules.h"
 #include "tools/texts_commands.h"
-#include "tools/visible_output.h"
 
 namespace marigold {
 namespace {
@@ -63,7 +62,7 @@ int texts_check(const TextsCheck& options) {
   std::string output;
   for (const Finding& finding : findings)
     output += options.json ? as_json(finding) : as_line(finding);
-  const int status = write_visible_output(output, findings.empty() ? kExitClean : kExitFindings);
+  const int status = write_output(output, findings.empty() ? kExitClean : kExitFindings);
   if (!findings.empty() || options.verbose || stream_is_terminal(Stream::kError))
     report("marigold: " + counted(findings.size(), "finding"));
   return status;

@@ -6,7 +6,6 @@
 #include "tools/text_database.h"
 #include "tools/text_id.h"
 #include "tools/texts_commands.h"
-#include "tools/visible_output.h"
 
 namespace marigold {
 namespace {
@@ -96,7 +95,7 @@ int texts_dump(const TextsDump& options) {
   for (const std::string& problem : maker.problems())
     report(problem);
   const std::string file = po_format(maker.entries());
-  if (options.output.empty()) return write_visible_output(file, status);
+  if (options.output.empty()) return write_output(file, status);
   return write_file(options.output, file, reason) ? status : report_unusable({reason});
 }
 

@@ -6,7 +6,6 @@
 #include "tools/report.h"
 #include "tools/text_id.h"
 #include "tools/texts_commands.h"
-#include "tools/visible_output.h"
 
 namespace marigold {
 namespace {
@@ -32,7 +31,7 @@ int texts_template(const TextsTemplate& options) {
   if (options.system) add_system_texts(file);
   const std::string output = po_template(file.entries);
   std::string reason;
-  if (options.output.empty()) return write_visible_output(output, kExitClean);
+  if (options.output.empty()) return write_output(output, kExitClean);
   return write_file(options.output, output, reason) ? kExitClean : report_unusable({reason});
 }
 

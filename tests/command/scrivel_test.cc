@@ -165,4 +165,11 @@ TEST_F(ScrivelTest, ADamagedDatabaseEndsTheRunWithWhatWasWritten) {
   EXPECT_GT(faults_in_the_chain, 0);
 }
 
+#ifndef __SANITIZE_ADDRESS__
+// The dynamic loader would more than double the cost of a run.
+TEST_F(ScrivelTest, IsLinkedWhole) {
+  EXPECT_EQ(read_file("./scrivel").find("/ld-linux"), std::string::npos);
+}
+#endif
+
 }  // namespace marigold::test

@@ -329,4 +329,19 @@ TEST_F(DataSeamsTest, AClassThatIsTakenIsNotWrittenInto) {
   settings_read();
 }
 
+TEST_F(DataSeamsTest, BytesFromFilesDoNothingToATerminal) {
+  write_file("hostile.csv", "NUMBER,NAME[1]\n1,\x1B[2J\n");
+  write_file("bad.csv", "NUMBER\n\x1B[2J\n");
+  EXPECT_EQ(run_shell("./marigold data load BOX hostile.csv").status, 0);
+  const auto on_terminal = [](const std::string& words) {
+    return run_shell("script -qec './marigold data " + words + "' /dev/null </dev/null").out;
+  };
+  for (const char* words : {"dump BOX", "dump BOX --json", "load BOX bad.csv", "info $'\\e[2J'"}) {
+    const std::string shown = on_terminal(words);
+    EXPECT_EQ(shown.find('\x1B'), std::string::npos) << shown;
+    EXPECT_NE(shown.find("[2J"), std::string::npos) << shown;
+  }
+  EXPECT_NE(run_shell("./marigold data dump BOX").out.find('\x1B'), std::string::npos);
+}
+
 }  // namespace marigold::test
