@@ -218,8 +218,8 @@ std::string data_error(const std::string& path, int number) {
   std::string numbers;
   for (const char* suffix : {"", ".idx", ".dat"}) {
     for (const LockingProcess& process : processes_locking((path + suffix).c_str()))
-      numbers += (numbers.empty() ? "" : ", ") + std::to_string(process.number);
-    if (!numbers.empty()) return text + " (process " + numbers + ")";
+      numbers.append(numbers.empty() ? "" : ", ").append(std::to_string(process.number));
+    if (!numbers.empty()) return text.append(" (process ").append(numbers).append(")");
   }
   return text;
 }
