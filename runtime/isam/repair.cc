@@ -9,6 +9,7 @@
 #include "runtime/isam/space.h"
 #include "runtime/platform/file.h"
 #include "runtime/platform/new_file.h"
+#include "runtime/platform/record_file.h"
 
 namespace marigold::isam {
 namespace {
@@ -153,8 +154,11 @@ class BarePair {
     file_.writable = true;
     file_.exclusive = true;
     file_.base = request_.base;
-    const char* like =
-        old_index_.is_open() ? request_.index_path.c_str() : request_.data_path.c_str();
+    // What is a link, or missing, has no permissions of its own; the records' are as strict as
+    // wanted.
+    RecordFile present;
+    const bool own = present.open_own(request_.index_path.c_str(), false) == 0;
+    const char* like = (own ? request_.index_path : request_.data_path).c_str();
     if (const int failed = file_.index.create(fresh_path_.c_str(), NewFileAccess::kOwnerOnly))
       return failed;
     if (const int failed = locked(file_.index.lock(kUseLock, true))) return failed;

@@ -231,10 +231,12 @@ TEST_F(DataSeamsTest, WhatARebuildLosesIsToldAndKept) {
 // A link or a text in the place of the index is replaced, and not written into.
 TEST_F(DataSeamsTest, ARebuildReplacesWhatIsNoIndex) {
   load_three();
-  run_shell("seq 100000 > text; cp text copy; rm data/1/BOX.idx; ln -s ../../text data/1/BOX.idx");
+  run_shell(
+      "seq 100000 > text; cp text copy; chmod 600 data/1/BOX.dat; rm data/1/BOX.idx; ln -s ../../text data/1/BOX.idx");
   expect({{"rebuild BOX", kLoaded + "3 records\n"},
           {"check BOX", kLoaded + "3 records, no damage\n"}});
   EXPECT_EQ(run_shell("cmp text copy; test -h data/1/BOX.idx").status, 1);
+  EXPECT_EQ(run_shell("stat -c %a data/1/BOX.idx").out, "600\n");
 }
 
 // A program that was killed leaves the lock of a record that was never written.
