@@ -28,6 +28,16 @@ constexpr std::string_view kLookChanges[4][4] = {
     {"\x1b[m", "\x1b[27m", "\x1b[0;7m", ""},
 };
 
+// Asked several times for each cell: here the compiler puts it where it is asked.
+constexpr CellLook cell_look(std::uint16_t colour) {
+  constexpr unsigned kBackground = 0x70;
+  constexpr unsigned kBackgroundIntensity = 0x80;
+  constexpr unsigned kForegroundIntensity = 0x08;
+  if ((colour & kBackground) != 0)
+    return (colour & kBackgroundIntensity) != 0 ? CellLook::kReverseBright : CellLook::kReverse;
+  return (colour & kForegroundIntensity) != 0 ? CellLook::kBright : CellLook::kPlain;
+}
+
 bool is_blank(const ConsoleCell& cell) {
   return cell.character == ' ' || cell.character == 0;
 }
@@ -91,7 +101,10 @@ class Update {
   bool fits_look(const ConsoleCell& cell) const;
   bool fits_set(const TerminalGlyph& glyph) const;
   int cost_of_resending(CursorPosition to) const;
-  void move_to(CursorPosition to);
+  void move_to(CursorPosition to) {
+    if (shown_.cursor != to) move_elsewhere(to);
+  }
+  void move_elsewhere(CursorPosition to);
   void take_look(CellLook look);
   void put(const ConsoleCell& cell);
   void erase_rest(int row, int column);
@@ -127,8 +140,7 @@ int Update::cost_of_resending(CursorPosition to) const {
   return cost;
 }
 
-void Update::move_to(CursorPosition to) {
-  if (shown_.cursor == to) return;
+void Update::move_elsewhere(CursorPosition to) {
   const CursorMotion motion = plan_motion(shown_.cursor, to, kind_.has_axis_positions);
   const int resending = cost_of_resending(to);
   if (resending >= 0 && resending <= motion.cost) {
@@ -199,15 +211,6 @@ void Update::place_cursor(const WantedCursor& cursor) {
 }
 
 }  // namespace
-
-CellLook cell_look(std::uint16_t colour) {
-  constexpr unsigned kBackground = 0x70;
-  constexpr unsigned kBackgroundIntensity = 0x80;
-  constexpr unsigned kForegroundIntensity = 0x08;
-  if ((colour & kBackground) != 0)
-    return (colour & kBackgroundIntensity) != 0 ? CellLook::kReverseBright : CellLook::kReverse;
-  return (colour & kForegroundIntensity) != 0 ? CellLook::kBright : CellLook::kPlain;
-}
 
 void screen_erase(ShownScreen& shown, std::string& out) {
   // A shift to the graphic set does not survive in UTF-8 and does no harm there.

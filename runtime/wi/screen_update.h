@@ -13,7 +13,6 @@ namespace marigold {
 
 // What the colours of a cell become on a terminal.
 enum class CellLook : std::uint8_t { kPlain, kBright, kReverse, kReverseBright };
-CellLook cell_look(std::uint16_t colour);
 
 // What is different from terminal to terminal.
 struct TerminalKind {
