@@ -186,7 +186,7 @@ int lock_file_holders(int path_class, std::vector<LockHolder>& holders) {
   if (const int failed = file.size(size)) return failed;
   for (std::uint64_t place = 0; place < std::min(size / kHolderLength, kMostHolders); ++place) {
     bool locked = false;
-    if (const int failed = file.locked_by_other(kRandomUserLocks + place, locked)) return failed;
+    if (const int failed = file.locked_exclusively_by_other(kRandomUserLocks + place, locked)) return failed;
     if (!locked) continue;
     std::array<char, kHolderLength> record{};
     std::size_t length = 0;

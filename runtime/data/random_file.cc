@@ -115,7 +115,7 @@ int check_not_locked(const OpenFile& open, RecordNumber number) {
   bool locked = false;
   if (number >= 1)
     require(open,
-            open.bytes.locked_by_other(kRecordLocks + static_cast<std::uint64_t>(number), locked));
+            open.bytes.locked_exclusively_by_other(kRecordLocks + static_cast<std::uint64_t>(number), locked));
   return locked ? kDataLocked : kDataDone;
 }
 
@@ -127,16 +127,28 @@ int take_lock(OpenFile& open, std::uint64_t byte, bool exclusive) {
   return kDataDone;
 }
 
-// Whoever has the lock is between finding the end and writing there: soon done, or dead.
-void append_record(FileDefinition& file, OpenFile& open) {
-  for (int round = 0; take_lock(open, kAppendLock, true) != kDataDone; ++round)
-    wait_a_little(round);
+// Whoever has the lock is between finding the end and writing there: soon done, or dead. Or he may
+// only read the file, and has locked it for as long as he likes: 4 after some ten seconds.
+int lock_end(OpenFile& open) {
+  constexpr int kMostRounds = 10'000;
+  int result = kDataLocked;
+  for (int round = 0; result == kDataLocked && round < kMostRounds; ++round) {
+    if (round > 0) wait_a_little(round);
+    result = take_lock(open, kAppendLock, true);
+  }
+  return result;
+}
+
+// 0 or 4.
+int append_record(FileDefinition& file, OpenFile& open) {
+  if (const int result = lock_end(open)) return result;
   const RecordNumber number = count(file, open) + 1;
   if (number > std::numeric_limits<std::int32_t>::max()) require(open, EFBIG);
   isst_int4(static_cast<std::int32_t>(number), file.record.data());
   const int failed = open.bytes.write(offset_of(file, number), file.record);
   require(open, open.bytes.unlock(kAppendLock, 1));
   require(open, failed);
+  return kDataDone;
 }
 
 int open_there(OpenFile& open, bool writable, RandomOwner owner) {
@@ -208,11 +220,8 @@ int random_write(FileDefinition& file) {
   const RecordNumber number = number_in(file);
   file.record.back() = kLive;
   if (const int result = check_not_locked(open, number)) return result;
-  if (number < 1) {
-    append_record(file, open);
-  } else {
-    require(open, open.bytes.write(offset_of(file, number), file.record));
-  }
+  if (number < 1) return append_record(file, open);
+  require(open, open.bytes.write(offset_of(file, number), file.record));
   return kDataDone;
 }
 

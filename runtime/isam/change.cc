@@ -42,12 +42,13 @@ std::uint32_t own_word(const File& file) {
 }
 
 // Whether the process that left this word behind is gone. Exclusive writers are: we have the file
-// open.
+// open. A place is held exclusively; somebody who may only read the file and locks the byte is no
+// writer.
 int writer_is_dead(const File& file, std::uint32_t word, bool& dead) {
   dead = true;
   if (word > kPlaces) return 0;
   bool locked = false;
-  const int failed = file.index.locked_by_other(kPlaceLocks + word - 1, locked);
+  const int failed = file.index.locked_exclusively_by_other(kPlaceLocks + word - 1, locked);
   dead = failed == 0 && !locked;
   return failed;
 }

@@ -341,10 +341,11 @@ TreeShape tree_shape(const KeyDescription& key) {
   return shape;
 }
 
-int register_lock(File& file, int most_rounds) {
+int register_lock(File& file) {
+  constexpr int kMostRounds = 10'000;  // most of them a millisecond each
   if (file.registering++ > 0) return 0;
   int failed = EAGAIN;
-  for (int round = 0; failed == EAGAIN && round < most_rounds; ++round) {
+  for (int round = 0; failed == EAGAIN && round < kMostRounds; ++round) {
     if (round > 0) wait_a_little(round);
     failed = file.index.lock(kRegisterLock, true);
   }
@@ -412,15 +413,10 @@ int file_build(File& file, const OpenRequest& request, std::uint32_t record_leng
 
 namespace {
 
-// Some ten seconds. Whoever comes or goes holds the register for moments, but for one who makes the
-// indexes again; and somebody who may only read the file can lock it for as long as he likes. The
-// caller is told that the file is in use, and can say so and ask again.
-constexpr int kRoundsToOpen = 10'000;
-
 int open_once(File& file, const OpenRequest& request) {
   if (const int failed = open_both(file, request)) return failed;
   if (!file.writable) return open_registered(file);
-  if (const int failed = register_lock(file, kRoundsToOpen)) return failed;
+  if (const int failed = register_lock(file)) return failed;
   const int failed = open_registered(file);
   register_unlock(file);
   return failed;
@@ -453,6 +449,8 @@ int file_close(File& file) {
     if (failed == 0) {
       failed = close_registered(file);
       register_unlock(file);
+    } else if (failed == kIsFileLocked) {
+      failed = file_flush(file);  // safe, though not clean
     }
   }
   file.index.close();

@@ -37,7 +37,7 @@ int record_unlock_all(File& file) {
 int record_not_locked(const File& file, const char* record) {
   if (file.exclusive || file.header().record_locks == 0) return 0;
   bool locked = false;
-  const int failed = file.index.locked_by_other(lock_byte(file, record), locked);
+  const int failed = file.index.locked_exclusively_by_other(lock_byte(file, record), locked);
   if (failed != 0) return failed;
   return locked ? kIsLocked : 0;
 }

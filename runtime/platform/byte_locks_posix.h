@@ -21,12 +21,12 @@ inline int set_byte_lock(int descriptor, short kind, std::uint64_t offset, std::
   return errno == EACCES ? EAGAIN : errno;
 }
 
-// Whether another holds a lock of either kind on one of the bytes; a count of 0 means all from the
-// offset on.
+// Whether another holds a lock on one of the bytes that excludes one of this kind: any lock excludes
+// F_WRLCK, an exclusive one F_RDLCK. A count of 0 means all from the offset on.
 inline int range_locked_by_other(int descriptor, std::uint64_t offset, std::uint64_t count,
-                                 bool& locked) {
+                                 short kind, bool& locked) {
   struct flock range {};
-  range.l_type = F_WRLCK;
+  range.l_type = kind;
   range.l_whence = SEEK_SET;
   range.l_start = static_cast<off_t>(offset);
   range.l_len = static_cast<off_t>(count);
@@ -36,7 +36,11 @@ inline int range_locked_by_other(int descriptor, std::uint64_t offset, std::uint
 }
 
 inline int byte_locked_by_other(int descriptor, std::uint64_t offset, bool& locked) {
-  return range_locked_by_other(descriptor, offset, 1, locked);
+  return range_locked_by_other(descriptor, offset, 1, F_WRLCK, locked);
+}
+
+inline int byte_locked_exclusively_by_other(int descriptor, std::uint64_t offset, bool& locked) {
+  return range_locked_by_other(descriptor, offset, 1, F_RDLCK, locked);
 }
 
 }  // namespace marigold

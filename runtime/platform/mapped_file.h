@@ -78,8 +78,10 @@ class MappedFile {
   int lock(std::uint64_t offset, bool exclusive);
   // Gives back one byte, or a range of them.
   int unlock(std::uint64_t offset, std::uint64_t count = 1);
-  // Whether another object holds a lock on the byte.
+  // Whether another object holds a lock on the byte; of either kind, or an exclusive one. Who may
+  // only read the file can hold no exclusive one.
   int locked_by_other(std::uint64_t offset, bool& locked) const;
+  int locked_exclusively_by_other(std::uint64_t offset, bool& locked) const;
 
  private:
   int descriptor_ = -1;

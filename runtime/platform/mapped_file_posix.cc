@@ -165,6 +165,10 @@ int MappedFile::locked_by_other(std::uint64_t offset, bool& locked) const {
   return byte_locked_by_other(descriptor_, offset, locked);
 }
 
+int MappedFile::locked_exclusively_by_other(std::uint64_t offset, bool& locked) const {
+  return byte_locked_exclusively_by_other(descriptor_, offset, locked);
+}
+
 BootIdentity boot_identity() {
   BootIdentity identity{};
   const int descriptor = ::open("/proc/sys/kernel/random/boot_id", O_RDONLY | O_CLOEXEC);

@@ -147,7 +147,7 @@ bool is_in_use(const char* path) {
   if (!used && S_ISREG(status.st_mode)) {
     bool locked = false;
     used = time(nullptr) - status.st_mtime < kMoment ||
-           range_locked_by_other(descriptor, 0, 0, locked) != 0 || locked;
+           range_locked_by_other(descriptor, 0, 0, F_WRLCK, locked) != 0 || locked;
   }
   close(descriptor);
   return used;

@@ -49,8 +49,10 @@ class RecordFile {
   // EAGAIN when another object has locked one of them in a way that excludes this one.
   int lock(std::uint64_t offset, std::uint64_t count, bool exclusive);
   int unlock(std::uint64_t offset, std::uint64_t count);
-  // Whether another object holds a lock on the byte.
+  // Whether another object holds a lock on the byte; of either kind, or an exclusive one. Who may
+  // only read the file can hold no exclusive one.
   int locked_by_other(std::uint64_t offset, bool& locked) const;
+  int locked_exclusively_by_other(std::uint64_t offset, bool& locked) const;
 
  private:
   int descriptor_ = -1;

@@ -101,4 +101,8 @@ int RecordFile::locked_by_other(std::uint64_t offset, bool& locked) const {
   return byte_locked_by_other(descriptor_, offset, locked);
 }
 
+int RecordFile::locked_exclusively_by_other(std::uint64_t offset, bool& locked) const {
+  return byte_locked_exclusively_by_other(descriptor_, offset, locked);
+}
+
 }  // namespace marigold

@@ -1,5 +1,6 @@
 // Processes killed in the middle of what they do.
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
@@ -99,6 +100,41 @@ TEST_F(DeathTest, APageGivenUpAndTakenAgainIsWholeWhenTheChangeIsUndone) {
     EXPECT_EQ(ISCLOSE(file), 0);
   }
   EXPECT_EQ(status, 0);
+}
+
+// Whoever may only read a file can lock each of its bytes shared: the places of writers who died,
+// and those of records. Nobody waits for that.
+void lock_as_a_reader(int descriptor, std::uint64_t first, std::uint64_t count) {
+  struct flock range {};
+  range.l_type = F_RDLCK;
+  range.l_start = static_cast<off_t>(first);
+  range.l_len = static_cast<off_t>(count);
+  EXPECT_EQ(fcntl(descriptor, F_OFD_SETLK, &range), 0);
+}
+
+TEST_F(DeathTest, AReaderWithLocksKeepsNobodyFromWriting) {
+  build_wide("file", some_contents(20, 1));
+  const auto die_in_a_change = [] {
+    const int file = ISOPEN("file", kSharedMode);
+    steps_left = 20;
+    ISWRITE(file, wide_record(2000, 1).data());
+  };
+  const auto go_on_beside_the_reader = [&] {
+    alarm(5);                                      // instead of waiting for ever
+    const int file = ISOPEN("file", kSharedMode);  // has place 0, who dies 1
+    std::string record(kWideRecord, '\0');
+    EXPECT_EQ(ISREAD(file, record.data(), kIsFirst | kIsLock), 0);
+    EXPECT_EQ(ISRELEASE(file), 0);
+    EXPECT_EQ(run_process(die_in_a_change), -SIGKILL);
+    const int reader = open("file.idx", O_RDONLY | O_CLOEXEC);
+    lock_as_a_reader(reader, isam::kPlaceLocks + 1, isam::kPlaces - 1);
+    lock_as_a_reader(reader, isam::kRecordLocks, isam::kRecordLockBytes);
+    EXPECT_EQ(error_of(ISWRITE(file, wide_record(1000, 1).data())), 0);
+    EXPECT_EQ(error_of(ISDELETE(file, record.data())), 0);
+    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(error_of(ISCLOSE(file)), 0);
+  };
+  EXPECT_EQ(run_process(go_on_beside_the_reader), 0);
 }
 
 // Three processes work on one file, each on numbers of its own; now one, now another is killed at a
