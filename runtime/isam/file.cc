@@ -341,11 +341,10 @@ TreeShape tree_shape(const KeyDescription& key) {
   return shape;
 }
 
-int register_lock(File& file) {
-  constexpr int kMostRounds = 10'000;  // most of them a millisecond each
+int register_lock(File& file, int most_rounds) {
   if (file.registering++ > 0) return 0;
   int failed = EAGAIN;
-  for (int round = 0; failed == EAGAIN && round < kMostRounds; ++round) {
+  for (int round = 0; failed == EAGAIN && round < most_rounds; ++round) {
     if (round > 0) wait_a_little(round);
     failed = file.index.lock(kRegisterLock, true);
   }

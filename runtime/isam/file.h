@@ -178,9 +178,11 @@ int undo_all(File& file);
 
 // Serialises who comes and goes, and who takes over from the dead: held while a process opens or
 // closes a file, and while one looks whether the writer is alive. May be taken again by who has it.
-// 113 after some ten seconds: whoever has it has it for moments, but for one who makes the indexes
-// again; and somebody who may only read the file can lock it for as long as he likes.
-int register_lock(File& file);
+// 113 after so many rounds of waiting, most of them a millisecond each, so some ten seconds: whoever
+// has it has it for moments, but for one who makes the indexes again; and somebody who may only
+// read the file can lock it for as long as he likes.
+inline constexpr int kRoundsToRegister = 10'000;
+int register_lock(File& file, int most_rounds = kRoundsToRegister);
 void register_unlock(File& file);
 
 // Counts the steps at which a change can be interrupted, for tests that kill a process at each.

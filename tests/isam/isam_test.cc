@@ -242,6 +242,29 @@ TEST_F(IsamTest, AnIndexIsMadeAnew) {
   expect_rebuild(kIsBadFile, 0, 0);
 }
 
+TEST_F(IsamTest, LongWorkTellsHowFarItIs) {
+  std::vector<std::uint64_t> told;
+  const IsWatch watch = [&told](std::uint64_t done, std::uint64_t all) {
+    EXPECT_LE(done, all);
+    told.push_back(done);
+  };
+  const auto expect_told = [&told] {
+    EXPECT_GT(told.size(), 1U);
+    EXPECT_TRUE(std::ranges::is_sorted(told));
+    told.clear();
+  };
+  const int file = build();
+  for (int number = 0; number < 10'000; ++number)
+    ASSERT_EQ(ISWRITE(file, record(number).data()), 0);
+  std::vector<std::string> findings;
+  EXPECT_EQ(ischeck(file, findings, watch), 0);
+  expect_told();
+  ASSERT_EQ(ISCLOSE(file), 0);
+  IsRebuildReport report;
+  EXPECT_EQ(isrebuild("file", report, watch), 0);
+  expect_told();
+}
+
 TEST_F(IsamTest, AnIndexOfTheFormerVersionIsMadeAnewUnlessSomebodyNeedsIt) {
   const auto set_version = [](int version) {
     std::fstream file("file.idx", std::ios::in | std::ios::out | std::ios::binary);
