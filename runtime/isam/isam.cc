@@ -13,6 +13,7 @@
 
 #include "runtime/isam/fatal.h"
 #include "runtime/isam/read.h"
+#include "runtime/isam/reason.h"
 #include "runtime/isam/record_lock.h"
 #include "runtime/isam/repair.h"
 #include "runtime/isam/walk.h"
@@ -61,6 +62,7 @@ int finish(int result) {
 template <typename Body>
 int operation(const char* name, Body body) {
   const OperationScope scope(name);
+  forget_reason();
   try {
     return body();
   } catch (const std::bad_alloc&) {
@@ -240,7 +242,7 @@ int change_file(const char* name, int number, Change change) {
     const Descriptor* descriptor = descriptor_at(number);
     if (descriptor == nullptr || !descriptor->writes) return fail(kIsNotOpen);
     File& file = *descriptor->file;
-    return finish(as_writer(file, [&] { return change(file); }));
+    return finish(as_prepared_writer(file, [&] { return change(file); }));
   });
 }
 
@@ -350,7 +352,8 @@ int isinfo(int descriptor, IsamInfo& info) {
     if (opened == nullptr) return fail(kIsNotOpen);
     File& file = *opened->file;
     info = {.record_length = static_cast<int>(file.record_length),
-            .key_count = static_cast<int>(file.trees.size())};
+            .key_count = static_cast<int>(file.trees.size()),
+            .made_anew = file.made_anew};
     std::ranges::transform(file.trees, info.keys.begin(), &TreeShape::key);
     std::uint64_t changes = 0;
     do {
@@ -389,6 +392,10 @@ int isrebuild(const char* base, IsRebuildReport& report, const IsWatch& watch) {
     const int failed = file_rebuild(request, report, watch);
     return failed == 0 ? 0 : fail(failed);
   });
+}
+
+const char* isreason() {
+  return noted_reason();
 }
 
 const char* iserror_name(int number) {

@@ -54,6 +54,10 @@ inline constexpr int kIsNoMemory = 116;      // EBADMEM: memory could not be all
 // The name of one of the engine's own error numbers (100 to 119), "" for any other.
 const char* iserror_name(int number);
 
+// Why the last operation that failed did so, where its number alone says too little: a constant
+// text, "" when there is nothing to add.
+const char* isreason();
+
 // ---- Key descriptions
 
 inline constexpr int kIsMostKeys = 16;
@@ -175,6 +179,8 @@ struct IsamInfo {
   std::array<KeyDescription, kIsMostKeys> keys{};  // the primary key first
   std::uint64_t data_bytes = 0;  // of the two files, space that is reserved ahead included
   std::uint64_t index_bytes = 0;
+  // Why the indexes were made again when this process opened the file; "" if they were not.
+  const char* made_anew = "";
 };
 int isinfo(int descriptor, IsamInfo& info);
 

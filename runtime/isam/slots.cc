@@ -3,12 +3,16 @@
 // A slot that is given up is gone and keeps its record until everything stored so far is on the
 // disk. Then one store in the data file's header settles the epoch: from now on a power loss does
 // not bring its deletions back, and its slots are free. An epoch that is to be settled is ended
-// first, so that what is deleted meanwhile belongs to the next one.
+// first, so that what is deleted meanwhile belongs to the next one. One process settles at a time;
+// it has the right to change the file only for the steps between, and waits for the disk without
+// it.
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 
 #include "runtime/isam/file.h"
+#include "runtime/isam/reason.h"
 
 namespace marigold::isam {
 namespace {
@@ -48,21 +52,21 @@ void begin_epoch(File& file) {
   change_end(file);
 }
 
-// Says on the disk that the deletions before this epoch are final.
-int store_settled(File& file) {
+// Says on the disk that the deletions of this epoch and those before are final.
+int store_settled(File& file, std::uint32_t epoch) {
   const std::atomic_ref settled(settled_word(file));
   const std::uint64_t before = settled.load();
-  settled.store((file.contents().epoch - 1) * kTwice);
+  settled.store(epoch * kTwice);
   change_step();
   const int failed = file.data.sync();
   if (failed != 0) settled.store(before);
   return failed;
 }
 
-int settle_ripe(File& file) {
-  if (const int failed = file.data.sync()) return failed;
+// Makes the ripe slots free, which are settled. The writer's.
+int free_ripe(File& file) {
   if (const int failed = make_visible(file)) return failed;
-  if (const int failed = store_settled(file)) return failed;
+  if (file.contents().ripe.count == 0) return 0;
   change_begin(file);
   Contents& contents = file.contents();
   if (!join(file, contents.ripe, contents.free_slot)) {
@@ -73,6 +77,55 @@ int settle_ripe(File& file) {
   contents.ripe = {};
   change_end(file);
   return 0;
+}
+
+// The settler's. Others change the file while the disk is waited for; what they delete meanwhile
+// belongs to the next epoch.
+int settle_ripe(File& file) {
+  const std::uint32_t epoch = file.contents().epoch - 1;
+  if (const int failed = file.data.sync()) return failed;
+  if (const int failed = store_settled(file, epoch)) return failed;
+  return as_writer(file, [&] { return free_ripe(file); });
+}
+
+// Everything that is gone is ripe from here on. The settler's.
+int ripen(File& file) {
+  return as_writer(file, [&] {
+    if (const int failed = make_visible(file)) return failed;
+    if (file.contents().ripe.count == 0 && file.contents().gone.count > 0) begin_epoch(file);
+    return 0;
+  });
+}
+
+// Who settles: one process at a time, which gives the lock back when it dies.
+class Settler {
+ public:
+  explicit Settler(File& file) : file_(file) {}
+  ~Settler() {
+    if (held_) file_.index.unlock(kSettleLock);
+  }
+  Settler(const Settler&) = delete;
+  Settler& operator=(const Settler&) = delete;
+
+  // EAGAIN after so many rounds. Somebody who may only read the file can hold it for ever.
+  int become(int most_rounds) {
+    if (file_.exclusive) return 0;
+    int failed = EAGAIN;
+    for (int round = 0; failed == EAGAIN && round < most_rounds; ++round) {
+      if (round > 0) wait_a_little(round);
+      failed = file_.index.lock(kSettleLock, true);
+    }
+    held_ = failed == 0;
+    return failed;
+  }
+
+ private:
+  File& file_;
+  bool held_ = false;
+};
+
+std::uint64_t unsettled(const File& file) {
+  return file.contents().gone.count + file.contents().ripe.count;
 }
 
 }  // namespace
@@ -100,21 +153,33 @@ void slot_give(File& file, SlotNumber number) {
 }
 
 int slots_settle(File& file) {
-  // Left by slots_settle_ripe, or by one who was interrupted: an epoch begins with nothing ripe.
+  if (unsettled(file) == 0) return 0;
+  Settler settler(file);
+  if (const int failed = settler.become(kRoundsToRegister))
+    return failed == EAGAIN
+               ? refuse(kIsFileLocked, "another process is bringing deletions to the disk")
+               : failed;
+  // Left by slots_settle_ripe, or by one who was interrupted: an epoch begins with none.
   if (file.contents().ripe.count > 0) {
     if (const int failed = settle_ripe(file)) return failed;
   }
-  if (file.contents().gone.count == 0) return 0;
-  begin_epoch(file);
-  return settle_ripe(file);
+  if (const int failed = ripen(file)) return failed;
+  return file.contents().ripe.count > 0 ? settle_ripe(file) : 0;
+}
+
+bool slots_are_due(const File& file) {
+  const Contents& contents = file.contents();
+  const std::uint64_t gone = unsettled(file) * file.slot_size;
+  if (gone <= std::max(kMostGoneBytes, data_bytes(file) / 2)) return false;
+  return contents.ripe.count == 0 || contents.sequence >= contents.epoch_sequence + kWritesToRipen;
 }
 
 int slots_settle_ripe(File& file) {
-  const Contents& contents = file.contents();
-  const std::uint64_t gone = (contents.gone.count + contents.ripe.count) * file.slot_size;
-  if (gone <= std::max(kMostGoneBytes, data_bytes(file) / 2)) return 0;
-  if (contents.ripe.count == 0) begin_epoch(file);
-  return contents.sequence < contents.epoch_sequence + kWritesToRipen ? 0 : settle_ripe(file);
+  Settler settler(file);
+  const int failed = settler.become(1);
+  if (failed == EAGAIN || !slots_are_due(file)) return 0;
+  if (failed != 0) return failed;
+  return file.contents().ripe.count == 0 ? ripen(file) : settle_ripe(file);
 }
 
 }  // namespace marigold::isam

@@ -73,12 +73,22 @@ class Walk {
       say(std::to_string(records_) + " records, counted as " +
           std::to_string(contents.record_count));
     }
+    look_behind_last();
     const std::uint64_t unused = walk_free(contents.free_slot) +
                                  walk_gone(contents.gone, contents.epoch, "gone slot ") +
                                  walk_gone(contents.ripe, contents.epoch - 1, "ripe slot ");
     if (unused + records_ + 1 != slots_.size()) {
       say(std::to_string(slots_.size() - 1 - unused - records_) +
           " slots hold no whole record and are not free");
+    }
+  }
+
+  // Records there belong to a newer index.
+  void look_behind_last() {
+    for (std::uint64_t number = slots_.size(); number <= file_.slots; ++number) {
+      const auto* header = reinterpret_cast<const SlotHeader*>(file_.slot(number));
+      if (header->state != kSlotUnused)
+        say("slot " + std::to_string(number) + " is behind the last one and not empty");
     }
   }
 
