@@ -13,6 +13,7 @@
 #include "runtime/isam/pairing.h"
 #include "runtime/isam/reason.h"
 #include "runtime/isam/rebuild.h"
+#include "runtime/isam/slots.h"
 #include "runtime/isam/space.h"
 #include "runtime/platform/file.h"
 #include "runtime/platform/new_file.h"
@@ -372,6 +373,7 @@ int close_registered(File& file) {
   }
   if (others || file.header().state != kStateInUse) return file_flush(file);
   if (const int failed = slots_settle(file)) return failed;
+  if (const int failed = slots_free_kept(file)) return failed;
   return as_writer(file, [&] { return make_clean(file); });
 }
 

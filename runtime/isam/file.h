@@ -51,6 +51,7 @@ struct File {
   std::string base;
   FileIdentity identity;
   int users = 0;           // descriptors of this process on it
+  int snapshots = 0;       // of which this process reads so many
   bool writable = false;   // the system lets us change it
   bool exclusive = false;  // nobody else has it open
   // Off while the trees are made anew, which is begun again when it is interrupted.

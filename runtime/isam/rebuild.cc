@@ -131,6 +131,7 @@ int lay_out(File& file) {
   IndexHeader& header = file.header();
   const std::uint64_t undo_pages = undo_pages_needed(file.trees);
   header.contents = Contents{};
+  header.kept = {};
   header.contents.page_count = kUndoStart + undo_pages;
   header.undo_pages = undo_pages;
   header.undo_used = 0;

@@ -7,11 +7,12 @@
 // it has the right to change the file only for the steps between, and waits for the disk without
 // it.
 
+#include "runtime/isam/slots.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 
-#include "runtime/isam/file.h"
 #include "runtime/isam/reason.h"
 
 namespace marigold::isam {
@@ -41,17 +42,6 @@ bool join(File& file, const SlotChain& chain, std::uint64_t next) {
   return true;
 }
 
-// Everything gone is ripe, and what is deleted from now on is not.
-void begin_epoch(File& file) {
-  change_begin(file);
-  Contents& contents = file.contents();
-  contents.ripe = contents.gone;
-  contents.gone = {};
-  ++contents.epoch;
-  contents.epoch_sequence = contents.sequence;
-  change_end(file);
-}
-
 // Says on the disk that the deletions of this epoch and those before are final.
 int store_settled(File& file, std::uint32_t epoch) {
   const std::atomic_ref settled(settled_word(file));
@@ -63,30 +53,98 @@ int store_settled(File& file, std::uint32_t epoch) {
   return failed;
 }
 
-// Makes the ripe slots free, which are settled. The writer's.
-int free_ripe(File& file) {
+// Whether anybody reads a snapshot, to which slots may belong that are settled.
+int snapshot_is_read(const File& file, bool& read) {
+  read = file.snapshots > 0;
+  return read || file.exclusive ? 0 : file.index.locked_by_other(kSnapshotLock, read);
+}
+
+// Moves a chain before what is free; within a change.
+bool free_chain(File& file, SlotChain& chain) {
+  if (chain.count == 0) return true;
+  if (!join(file, chain, file.contents().free_slot)) return false;
+  file.contents().free_slot = chain.first;
+  chain = {};
+  return true;
+}
+
+// Moves the ripe slots before those that are kept; within a change.
+bool keep_ripe(File& file, SlotChain& kept) {
+  SlotChain& ripe = file.contents().ripe;
+  if (ripe.count == 0) return true;
+  if (!join(file, ripe, kept.first)) return false;
+  kept = {.first = ripe.first,
+          .last = kept.count > 0 ? kept.last : ripe.last,
+          .count = kept.count + ripe.count};
+  ripe = {};
+  return true;
+}
+
+// Makes slots free, which are settled: those that were kept, and the ripe ones if they are, too.
+// While a snapshot is read they are kept. The writer's.
+int free_settled(File& file, bool ripe_too) {
   if (const int failed = make_visible(file)) return failed;
-  if (file.contents().ripe.count == 0) return 0;
+  SlotChain& kept = file.header().kept;
+  bool read = false;
+  if (const int failed = snapshot_is_read(file, read)) return failed;
+  if ((read || kept.count == 0) && (!ripe_too || file.contents().ripe.count == 0)) return 0;
   change_begin(file);
-  Contents& contents = file.contents();
-  if (!join(file, contents.ripe, contents.free_slot)) {
+  save(file, Side::kIndex, reinterpret_cast<const std::byte*>(&kept), sizeof kept);
+  const bool done =
+      read ? keep_ripe(file, kept)
+           : free_chain(file, kept) && (!ripe_too || free_chain(file, file.contents().ripe));
+  if (!done) {
     const int failed = undo_all(file);
     return failed != 0 ? failed : kIsBadFile;
   }
-  contents.free_slot = contents.ripe.first;
-  contents.ripe = {};
   change_end(file);
   return 0;
 }
 
-// The settler's. Others change the file while the disk is waited for; what they delete meanwhile
-// belongs to the next epoch.
+std::uint64_t unsettled(const File& file) {
+  return file.contents().gone.count + file.contents().ripe.count;
+}
+
+}  // namespace
+
+int Settler::become(int most_rounds) {
+  if (file_.exclusive) return 0;
+  int failed = EAGAIN;
+  for (int round = 0; failed == EAGAIN && round < most_rounds; ++round) {
+    if (round > 0) wait_a_little(round);
+    failed = file_.index.lock(kSettleLock, true);
+  }
+  held_ = failed == 0;
+  return failed == EAGAIN
+             ? refuse(kIsFileLocked, "another process is bringing deletions to the disk")
+             : failed;
+}
+
+void begin_epoch(File& file) {
+  change_begin(file);
+  Contents& contents = file.contents();
+  contents.ripe = contents.gone;
+  contents.gone = {};
+  ++contents.epoch;
+  contents.epoch_sequence = contents.sequence;
+  change_end(file);
+}
+
+// Others change the file while the disk is waited for; what they delete meanwhile belongs to the
+// next epoch.
 int settle_ripe(File& file) {
   const std::uint32_t epoch = file.contents().epoch - 1;
   if (const int failed = file.data.sync()) return failed;
   if (const int failed = store_settled(file, epoch)) return failed;
-  return as_writer(file, [&] { return free_ripe(file); });
+  return as_writer(file, [&] { return free_settled(file, true); });
 }
+
+int slots_free_kept(File& file) {
+  if (file.header().kept.count == 0) return 0;
+  return as_writer(file, [&] { return free_settled(file, false); });
+}
+
+namespace {
 
 // Everything that is gone is ripe from here on. The settler's.
 int ripen(File& file) {
@@ -95,37 +153,6 @@ int ripen(File& file) {
     if (file.contents().ripe.count == 0 && file.contents().gone.count > 0) begin_epoch(file);
     return 0;
   });
-}
-
-// Who settles: one process at a time, which gives the lock back when it dies.
-class Settler {
- public:
-  explicit Settler(File& file) : file_(file) {}
-  ~Settler() {
-    if (held_) file_.index.unlock(kSettleLock);
-  }
-  Settler(const Settler&) = delete;
-  Settler& operator=(const Settler&) = delete;
-
-  // EAGAIN after so many rounds. Somebody who may only read the file can hold it for ever.
-  int become(int most_rounds) {
-    if (file_.exclusive) return 0;
-    int failed = EAGAIN;
-    for (int round = 0; failed == EAGAIN && round < most_rounds; ++round) {
-      if (round > 0) wait_a_little(round);
-      failed = file_.index.lock(kSettleLock, true);
-    }
-    held_ = failed == 0;
-    return failed;
-  }
-
- private:
-  File& file_;
-  bool held_ = false;
-};
-
-std::uint64_t unsettled(const File& file) {
-  return file.contents().gone.count + file.contents().ripe.count;
 }
 
 }  // namespace
@@ -155,10 +182,7 @@ void slot_give(File& file, SlotNumber number) {
 int slots_settle(File& file) {
   if (unsettled(file) == 0) return 0;
   Settler settler(file);
-  if (const int failed = settler.become(kRoundsToRegister))
-    return failed == EAGAIN
-               ? refuse(kIsFileLocked, "another process is bringing deletions to the disk")
-               : failed;
+  if (const int failed = settler.become(kRoundsToRegister)) return failed;
   // Left by slots_settle_ripe, or by one who was interrupted: an epoch begins with none.
   if (file.contents().ripe.count > 0) {
     if (const int failed = settle_ripe(file)) return failed;
@@ -177,7 +201,7 @@ bool slots_are_due(const File& file) {
 int slots_settle_ripe(File& file) {
   Settler settler(file);
   const int failed = settler.become(1);
-  if (failed == EAGAIN || !slots_are_due(file)) return 0;
+  if (failed == kIsFileLocked || !slots_are_due(file)) return 0;
   if (failed != 0) return failed;
   return file.contents().ripe.count == 0 ? ripen(file) : settle_ripe(file);
 }
