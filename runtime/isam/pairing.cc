@@ -94,15 +94,20 @@ int put_in_use(File& file, std::uint32_t state) {
     header.boot = boot_identity();
     header.file_number = number_of(file.index);
     mark.file_number = number_of(file.data);
+    change_step();
     std::atomic_ref(mark.stamp).store(header.use_stamp);
+    change_step();
     if (const int failed = file.data.sync()) {
       mark.stamp = before;
       return failed;
     }
+    change_step();
     header.clean_stamp = 0;
     header.version = kIndexVersion;
   }
+  change_step();
   header.state = state;
+  change_step();
   return 0;
 }
 
@@ -110,10 +115,12 @@ int stamp_clean(File& file) {
   IndexHeader& header = file.header();
   header.clean_stamp = draw_stamp() | kCleanBit;
   header.check = header_check(header);
+  change_step();
   if (const int failed = file.index.sync()) return failed;
   // Also when the disk does not take it: as programs see the pair it is clean, and whoever changes
   // it next draws another stamp, whichever of the two the disk has.
   std::atomic_ref(data_mark(file).stamp).store(header.clean_stamp);
+  change_step();
   header.state = kStateClean;
   return file.data.sync();
 }
