@@ -1,6 +1,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <functional>
+#include <string_view>
 #include <vector>
 
 #include "runtime/data/file_swap.h"
@@ -43,6 +44,8 @@ int check_keyed(const DataTarget& target, Checked& checked) {
     if (ischeck(file.number(), checked.findings, watch) != 0) failed = iserrno;
     if (!check_version(target, reason) || !isam_fits(*target.definition, info, reason))
       checked.findings.push_back(reason);
+    if (info.made_anew != std::string_view())
+      checked.findings.push_back("its indexes were made again: " + std::string(info.made_anew));
   }
   if (failed == 0) failed = count_records(file.number(), info, checked.records);
   const bool lacks_index = failed == ENOENT && file_exists((target.base + ".dat").c_str());
