@@ -17,7 +17,6 @@
 #include "runtime/isam/repair.h"
 #include "runtime/isam/walk.h"
 #include "runtime/isam/write.h"
-#include "runtime/platform/process.h"
 
 namespace marigold {
 
@@ -41,7 +40,6 @@ struct Descriptor {
 };
 
 struct State {
-  long process = 0;  // whose descriptors these are
   std::array<Descriptor, kDescriptors> descriptors;
   ReadBuffer buffer;
 };
@@ -71,7 +69,8 @@ int operation(const char* name, Body body) {
 Descriptor* descriptor_at(int number) {
   if (number < 0 || number >= static_cast<int>(kDescriptors)) return nullptr;
   Descriptor& descriptor = state.descriptors[static_cast<std::size_t>(number)];
-  return descriptor.file == nullptr ? nullptr : &descriptor;
+  const bool is_ours = descriptor.file != nullptr && descriptor.file->index.is_open();
+  return is_ours ? &descriptor : nullptr;
 }
 
 // ---- Opening
@@ -139,12 +138,12 @@ int take_descriptor(std::shared_ptr<File> file, const Mode& mode) {
   return static_cast<int>(free - state.descriptors.begin());
 }
 
-// What a forked process has inherited is its parent's, locks included: it begins with nothing of
-// its own.
+// What a forked process has inherited is closed and its parent's: it makes room for the process's
+// own.
 void forget_inherited() {
-  const long process = process_number();
-  if (state.process != process) state = State{};
-  state.process = process;
+  for (Descriptor& descriptor : state.descriptors) {
+    if (descriptor.file != nullptr && !descriptor.file->index.is_open()) descriptor = Descriptor{};
+  }
 }
 
 bool table_is_full() {

@@ -7,7 +7,12 @@
 //
 // Results: 0 for done, a descriptor where one is returned, else -1 with the reason in `iserrno`.
 // Nothing is printed for an ordinary failure, and a failed operation leaves the file as it was. One
-// thread. A descriptor does not survive a fork.
+// thread.
+//
+// A forked child has nothing open: every operation on a descriptor that it has inherited is 101,
+// ISCLOSE included, and it holds none of the locks, however long it lives. It may open files of its
+// own. The parent's descriptors and locks are untouched by all that. A child made from within an
+// operation (by a watch) must not return into it.
 //
 // What holds when an operation has returned:
 //   - ISWRITE, ISDELETE, ISADDINDEX with 0: it is done for every process, and stays done if any

@@ -1,4 +1,5 @@
-// A file seen as memory, with the space behind it, its locks and its way to the disk.
+// A file seen as memory, with the space behind it, its locks and its way to the disk. Closing syncs
+// nothing.
 //
 // Results: 0 for done, else the system's error number. Nothing here prints; nothing waits but sync.
 #pragma once
@@ -9,6 +10,7 @@
 #include <span>
 
 #include "runtime/platform/new_file.h"
+#include "runtime/platform/opened_file.h"
 
 namespace marigold {
 
@@ -32,12 +34,9 @@ struct FileIdentity {
   bool operator==(const FileIdentity&) const = default;
 };
 
-class MappedFile {
+class MappedFile : public OpenedFile {
  public:
   MappedFile() = default;
-  MappedFile(const MappedFile&) = delete;
-  MappedFile& operator=(const MappedFile&) = delete;
-  ~MappedFile() { close(); }
 
   // Opens a regular file. ENOENT and so on from the system; EINVAL for anything but a regular file.
   int open(const char* path, FileAccess access);
@@ -45,10 +44,7 @@ class MappedFile {
   int create(const char* path, NewFileAccess access = NewFileAccess::kByMask);
   // As FileWriter::take_access.
   int take_access(const char* like);
-  // Unmaps and closes, which gives all locks of this object back. Nothing is synced.
-  void close();
 
-  [[nodiscard]] bool is_open() const { return descriptor_ >= 0; }
   [[nodiscard]] int size(std::uint64_t& bytes) const;
   [[nodiscard]] int identity(FileIdentity& identity) const;
   // Whether the name still leads to this file; another one may have been put in its place.
@@ -84,10 +80,7 @@ class MappedFile {
   int locked_exclusively_by_other(std::uint64_t offset, bool& locked) const;
 
  private:
-  int descriptor_ = -1;
   bool writable_ = false;
-  std::byte* memory_ = nullptr;
-  std::uint64_t mapped_ = 0;
 };
 
 // Tells one run of the machine from another: what was not synced is lost between two of them, and

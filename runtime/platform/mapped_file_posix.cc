@@ -59,8 +59,7 @@ int MappedFile::open(const char* path, FileAccess access) {
   const bool writable = access == FileAccess::kReadWrite;
   int descriptor = -1;
   if (const int failed = open_regular(path, writable, descriptor)) return failed;
-  close();
-  descriptor_ = descriptor;
+  take(descriptor);
   writable_ = writable;
   return 0;
 }
@@ -69,22 +68,13 @@ int MappedFile::create(const char* path, NewFileAccess access) {
   if (const int fault = injected_fault(FileCall::kOpen)) return fault;
   int descriptor = -1;
   if (const int failed = make_exclusively(path, access, descriptor)) return failed;
-  close();
-  descriptor_ = descriptor;
+  take(descriptor);
   writable_ = true;
   return 0;
 }
 
 int MappedFile::take_access(const char* like) {
   return take_access_of(descriptor_, like);
-}
-
-void MappedFile::close() {
-  if (memory_ != nullptr) munmap(memory_, mapped_);
-  if (descriptor_ >= 0) ::close(descriptor_);
-  memory_ = nullptr;
-  mapped_ = 0;
-  descriptor_ = -1;
 }
 
 int MappedFile::size(std::uint64_t& bytes) const {
@@ -154,11 +144,11 @@ void MappedFile::start_sync(std::uint64_t offset, std::uint64_t bytes) {
 int MappedFile::lock(std::uint64_t offset, bool exclusive) {
   if (const int fault = injected_fault(FileCall::kLock)) return fault;
   // A file that may only be read takes no exclusive lock; the system says EBADF.
-  return set_byte_lock(descriptor_, exclusive ? F_WRLCK : F_RDLCK, offset, 1);
+  return set_lock(exclusive ? F_WRLCK : F_RDLCK, offset, 1);
 }
 
 int MappedFile::unlock(std::uint64_t offset, std::uint64_t count) {
-  return set_byte_lock(descriptor_, F_UNLCK, offset, count);
+  return set_lock(F_UNLCK, offset, count);
 }
 
 int MappedFile::locked_by_other(std::uint64_t offset, bool& locked) const {
