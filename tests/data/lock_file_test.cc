@@ -86,9 +86,14 @@ TEST_F(DataTest, AForkedChildHoldsNothing) {
   ASSERT_EQ(write(file, 0), kDataDone);
   ASSERT_EQ(path_lock_shared(4), 0);
   ASSERT_EQ(read(file, 1, true), kDataDone);
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
   const pid_t child = fork();
+  if (child == 0) static_cast<void>(::write(ends[1], "b", 1));  // it has begun
   while (child == 0)
     pause();
+  char begun = 0;
+  ASSERT_EQ(::read(ends[0], &begun, 1), 1);
   const auto in_the_child = [&] {
     path_lock_release_all();  // as at the end of a program: the parent's stay
     EXPECT_DEATH(read(file, 1), "random_read\nerror\n *101\n");
