@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <csignal>
 #include <fstream>
 #include <random>
 #include <set>
@@ -348,7 +347,6 @@ TEST_F(IsamTest, DeletedRecordsMakeRoomAlthoughNobodyFlushes) {
     const rlimit sizes{.rlim_cur = bytes, .rlim_max = RLIM_INFINITY};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &sizes), 0);
   };
-  signal(SIGXFSZ, SIG_IGN);
   limit(400'000);
   int written = 0;
   while (ISWRITE(file, record(written).data()) == 0)
