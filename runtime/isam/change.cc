@@ -5,6 +5,7 @@
 
 #include "runtime/isam/fatal.h"
 #include "runtime/isam/file.h"
+#include "runtime/isam/hit.h"
 #include "runtime/isam/rebuild.h"
 
 namespace marigold::isam {
@@ -68,20 +69,23 @@ int take_over(File& file, bool& taken) {
 // Waits for the word.
 int take_word(File& file) {
   for (int round = 0;; ++round) {
+    if (was_hit(file)) return after_hit(file);
     std::uint32_t word = 0;
     if (writer_of(file).compare_exchange_weak(word, own_word(file), std::memory_order_acquire))
-      return 0;
+      return was_hit(file) ? after_hit(file) : 0;  // then it is in a page of our own, not the file
     wait_a_little(round);
     if (round % kPatience != kPatience - 1) continue;
     bool taken = false;
     if (const int failed = take_over(file, taken)) return failed;
-    if (taken) return 0;
+    if (taken && !was_hit(file)) return 0;
   }
 }
 
 void restore(File& file, const UndoTrailer& trailer, const std::byte* saved) {
   std::byte* base = trailer.side == Side::kIndex ? file.index.memory() : file.data.memory();
-  std::memcpy(base + trailer.offset, saved, trailer.length);
+  // A page that could not be written still has what it had.
+  if (std::memcmp(base + trailer.offset, saved, trailer.length) != 0)
+    std::memcpy(base + trailer.offset, saved, trailer.length);
 }
 
 bool undo_area_is_sane(const File& file) {
@@ -111,13 +115,15 @@ int writer_begin(File& file) {
   // header is damaged and says so.
   const IndexHeader& header = file.header();
   if (header.undo_used == 0 && header.changes % 2 == 0) return 0;
-  const int failed = header.state == kStateRebuild ? rebuild_indexes(file) : undo_all(file);
+  const int failed = header.state == kStateRebuild ? rebuild_indexes(file) : undo_unless_hit(file);
   if (failed != 0) writer_end(file);
   return failed;
 }
 
 void writer_end(File& file) {
+  if (was_hit(file)) file.hit = after_hit(file);
   writer_of(file).store(0, std::memory_order_release);
+  if (was_hit(file)) leave_word(file);
 }
 
 void change_begin(File& file) {
@@ -182,6 +188,7 @@ int read_begin(File& file, std::uint64_t& changes) {
     changes = changes_of(file).load(std::memory_order_acquire);
     if (changes % 2 == 0) break;
     wait_a_little(round);
+    if (was_hit(file)) return after_hit(file);
     if (round % kPatience != kPatience - 1) continue;
     if (!file.writable) continue;
     // Either the writer finishes meanwhile, or it is dead and its change is undone.

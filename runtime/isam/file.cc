@@ -10,6 +10,7 @@
 #include <random>
 
 #include "runtime/isam/checks.h"
+#include "runtime/isam/hit.h"
 #include "runtime/isam/rebuild.h"
 #include "runtime/isam/space.h"
 #include "runtime/platform/file.h"
@@ -181,7 +182,9 @@ int open_registered(File& file) {
   if (const int failed = read_data_header(file)) return failed;
   if (const int failed = look_at_former(file)) return failed;
   if (const int failed = take_place(file)) return failed;
-  if (file.exclusive && file.writable) file.header().writer = 0;  // whoever left it there is gone
+  // Whoever left it there is gone. On a full disk even a page that stays as it is must not be
+  // written.
+  if (file.exclusive && file.writable && file.header().writer != 0) file.header().writer = 0;
   if (const int failed = recover(file)) return failed;
   if (const int failed = note_space(file)) return failed;
   if (const int failed = look_at_contents(file)) return failed;
@@ -269,6 +272,7 @@ bool some_are_gone(const File& file) {
 void complete_page_checks(File& file) {
   const std::uint64_t first = kUndoStart + file.header().undo_pages;
   for (std::uint64_t number = first; number < file.contents().page_count; ++number) {
+    if (was_hit(file)) return;  // nothing that follows can be clean
     auto* header = reinterpret_cast<PageHeader*>(file.page(number));
     if (header->check == 0) header->check = page_check(file.page(number));
   }
@@ -298,7 +302,10 @@ int close_registered(File& file) {
   if (!file.exclusive) {
     if (const int failed = file.index.locked_by_other(kUseLock, others)) return failed;
   }
-  return others ? file_flush(file) : as_writer(file, [&] { return make_clean(file); });
+  if (others) return file_flush(file);
+  // Nothing was changed: on a full disk not even the word could be taken.
+  if (file.header().state != kStateInUse) return file.data.sync();
+  return as_writer(file, [&] { return make_clean(file); });
 }
 
 }  // namespace
@@ -414,9 +421,9 @@ namespace {
 
 int open_once(File& file, const OpenRequest& request) {
   if (const int failed = open_both(file, request)) return failed;
-  if (!file.writable) return open_registered(file);
+  if (!file.writable) return unless_hit(file, open_registered(file));
   if (const int failed = register_lock(file)) return failed;
-  const int failed = open_registered(file);
+  const int failed = unless_hit(file, open_registered(file));
   register_unlock(file);
   return failed;
 }
@@ -452,6 +459,7 @@ int file_close(File& file) {
       failed = file_flush(file);  // safe, though not clean
     }
   }
+  failed = unless_hit(file, failed);
   file.index.close();
   file.data.close();
   return failed;

@@ -64,6 +64,7 @@ struct File {
   // That are visible; no higher number may be followed, whatever a changing header says.
   std::uint64_t slots = 0;
   int registering = 0;  // how often we hold the register lock
+  int hit = 0;          // why the operation that goes on was hit before; see hit.h
   std::vector<TreeShape> trees;
   // Of which this change need not save anything any more. Room for all that the undo area can hold,
   // so that no change runs out of memory.

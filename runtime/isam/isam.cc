@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "runtime/isam/fatal.h"
+#include "runtime/isam/hit.h"
 #include "runtime/isam/read.h"
 #include "runtime/isam/record_lock.h"
 #include "runtime/isam/repair.h"
@@ -53,6 +54,11 @@ int fail(int number) {
 
 int finish(int result) {
   return result == 0 ? 0 : fail(result);
+}
+
+// Of an operation on an open file.
+int finish(File& file, int result) {
+  return finish(unless_hit(file, result));
 }
 
 // Runs what an operation does and keeps exceptions (there is one: no memory) inside.
@@ -172,10 +178,9 @@ int build(const char* base, const char* like, int record_length, const KeyDescri
     forget_inherited();
     if (table_is_full()) return fail(kIsTooMany);
     auto file = std::make_shared<File>();
-    if (const int failed =
-            file_build(*file, request, static_cast<std::uint32_t>(record_length), primary)) {
-      return fail(failed);
-    }
+    const int failed =
+        file_build(*file, request, static_cast<std::uint32_t>(record_length), primary);
+    if (failed != 0) return finish(*file, failed);
     return take_descriptor(std::move(file), asked);
   });
 }
@@ -207,9 +212,8 @@ int read_record(Descriptor& descriptor, char* record, const Search& search, bool
     return held != 0 ? held : failed;
   };
   // A record must not be deleted between being found and being locked.
-  const int failed = !lock           ? find()
-                     : file.writable ? as_writer(file, find_and_lock)
-                                     : find_and_lock();
+  int failed = !lock ? find() : file.writable ? as_writer(file, find_and_lock) : find_and_lock();
+  failed = unless_hit(file, failed);
   if (failed == 0) std::memcpy(record, buffer.record.data(), file.record_length);
   return failed;
 }
@@ -239,7 +243,7 @@ int change_file(const char* name, int number, Change change) {
     const Descriptor* descriptor = descriptor_at(number);
     if (descriptor == nullptr || !descriptor->writes) return fail(kIsNotOpen);
     File& file = *descriptor->file;
-    return finish(as_writer(file, [&] { return change(file); }));
+    return finish(file, as_writer(file, [&] { return change(file); }));
   });
 }
 
@@ -278,7 +282,7 @@ int ISCLOSE(int number) {
     if (descriptor == nullptr) return fail(kIsNotOpen);
     const std::shared_ptr<File> file = std::move(descriptor->file);
     *descriptor = Descriptor{};
-    return finish(--file->users > 0 ? file_flush(*file) : file_close(*file));
+    return finish(*file, --file->users > 0 ? file_flush(*file) : file_close(*file));
   });
 }
 
@@ -286,7 +290,7 @@ int ISSTART(int number, const KeyDescription& key, int length, const char* recor
   return operation("ISSTART", [&] {
     Descriptor* descriptor = descriptor_at(number);
     if (descriptor == nullptr || !descriptor->reads) return fail(kIsNotOpen);
-    return finish(start(*descriptor, key, length, record, mode & kReadModes));
+    return finish(*descriptor->file, start(*descriptor, key, length, record, mode & kReadModes));
   });
 }
 
@@ -299,7 +303,8 @@ int ISREAD(int number, char* record, int mode) {
       return fail(kIsBadArgument);
     const bool lock = descriptor->automatic || (mode & kIsLock) != 0;
     const TreeShape& shape = descriptor->file->trees[descriptor->cursor.tree];
-    return finish(read_record(*descriptor, record, make_search(shape, record, kind, 0), lock));
+    return finish(*descriptor->file,
+                  read_record(*descriptor, record, make_search(shape, record, kind, 0), lock));
   });
 }
 
@@ -323,7 +328,7 @@ int ISRELEASE(int number) {
     for (Descriptor& other : state.descriptors) {
       if (other.file == descriptor->file) other.automatic_lock = 0;
     }
-    return finish(record_unlock_all(file));
+    return finish(file, record_unlock_all(file));
   });
 }
 
@@ -331,7 +336,7 @@ int ISFLUSH(int number) {
   return operation("ISFLUSH", [&] {
     const Descriptor* descriptor = descriptor_at(number);
     if (descriptor == nullptr) return fail(kIsNotOpen);
-    return finish(file_flush(*descriptor->file));
+    return finish(*descriptor->file, file_flush(*descriptor->file));
   });
 }
 
@@ -339,8 +344,11 @@ std::int64_t iscount(int number) {
   const Descriptor* descriptor = descriptor_at(number);
   if (descriptor == nullptr) return fail(kIsNotOpen);
   std::uint64_t changes = 0;  // what is found between two of them holds
-  if (const int failed = read_begin(*descriptor->file, changes)) return fail(failed);
-  return static_cast<std::int64_t>(descriptor->file->contents().record_count);
+  File& file = *descriptor->file;
+  int failed = read_begin(file, changes);
+  const auto count = static_cast<std::int64_t>(file.contents().record_count);
+  failed = unless_hit(file, failed);
+  return failed == 0 ? count : fail(failed);
 }
 
 int isinfo(int descriptor, IsamInfo& info) {
@@ -353,13 +361,13 @@ int isinfo(int descriptor, IsamInfo& info) {
     std::ranges::transform(file.trees, info.keys.begin(), &TreeShape::key);
     std::uint64_t changes = 0;
     do {
-      if (const int failed = read_begin(file, changes)) return fail(failed);
+      if (const int failed = read_begin(file, changes)) return finish(file, failed);
       const Contents& contents = file.contents();
       info.record_count = static_cast<std::int64_t>(contents.record_count);
       info.deleted_count = static_cast<std::int64_t>(contents.slot_count) - info.record_count;
     } while (!read_was_whole(file, changes));
     if (const int failed = file.data.size(info.data_bytes)) return fail(failed);
-    return finish(file.index.size(info.index_bytes));
+    return finish(file, file.index.size(info.index_bytes));
   });
 }
 
@@ -373,7 +381,7 @@ int ischeck(int number, std::vector<std::string>& findings, const IsWatch& watch
       findings = walk_file(file, watch);
       return 0;
     };
-    return finish(file.writable ? as_writer(file, walk) : walk());
+    return finish(file, file.writable ? as_writer(file, walk) : walk());
   });
 }
 

@@ -9,6 +9,7 @@
 #include <atomic>
 
 #include "runtime/isam/file.h"
+#include "runtime/isam/hit.h"
 
 namespace marigold::isam {
 namespace {
@@ -38,14 +39,15 @@ bool join(File& file, const SlotChain& chain, std::uint64_t next) {
 }
 
 // Everything gone is ripe, and what is deleted from now on is not.
-void begin_epoch(File& file) {
-  change_begin(file);
-  Contents& contents = file.contents();
-  contents.ripe = contents.gone;
-  contents.gone = {};
-  ++contents.epoch;
-  contents.epoch_sequence = contents.sequence;
-  change_end(file);
+int begin_epoch(File& file) {
+  return change(file, [&] {
+    Contents& contents = file.contents();
+    contents.ripe = contents.gone;
+    contents.gone = {};
+    ++contents.epoch;
+    contents.epoch_sequence = contents.sequence;
+    return 0;
+  });
 }
 
 // Says on the disk that the deletions before this epoch are final.
@@ -63,16 +65,13 @@ int settle_ripe(File& file) {
   if (const int failed = file.data.sync()) return failed;
   if (const int failed = make_visible(file)) return failed;
   if (const int failed = store_settled(file)) return failed;
-  change_begin(file);
-  Contents& contents = file.contents();
-  if (!join(file, contents.ripe, contents.free_slot)) {
-    const int failed = undo_all(file);
-    return failed != 0 ? failed : kIsBadFile;
-  }
-  contents.free_slot = contents.ripe.first;
-  contents.ripe = {};
-  change_end(file);
-  return 0;
+  return change(file, [&] {
+    Contents& contents = file.contents();
+    if (!join(file, contents.ripe, contents.free_slot)) return int{kIsBadFile};
+    contents.free_slot = contents.ripe.first;
+    contents.ripe = {};
+    return 0;
+  });
 }
 
 }  // namespace
@@ -105,15 +104,16 @@ int slots_settle(File& file) {
     if (const int failed = settle_ripe(file)) return failed;
   }
   if (file.contents().gone.count == 0) return 0;
-  begin_epoch(file);
-  return settle_ripe(file);
+  const int failed = begin_epoch(file);
+  return failed != 0 ? failed : settle_ripe(file);
 }
 
 int slots_settle_ripe(File& file) {
   const Contents& contents = file.contents();
   const std::uint64_t gone = (contents.gone.count + contents.ripe.count) * file.slot_size;
   if (gone <= std::max(kMostGoneBytes, data_bytes(file) / 2)) return 0;
-  if (contents.ripe.count == 0) begin_epoch(file);
+  const int failed = contents.ripe.count == 0 ? begin_epoch(file) : 0;
+  if (failed != 0) return failed;
   return contents.sequence < contents.epoch_sequence + kWritesToRipen ? 0 : settle_ripe(file);
 }
 

@@ -51,7 +51,8 @@ class MappedFile : public OpenedFile {
   [[nodiscard]] bool is_still_at(const char* path) const;
 
   // Makes the file at least this long with disk space behind every byte, so that no store to the
-  // memory can fail for want of space. ENOSPC, EFBIG, EDQUOT; then the length is as before. New
+  // memory fails for want of space; but where the disk keeps old versions of what is overwritten,
+  // or shares it, that is no promise. ENOSPC, EFBIG, EDQUOT; then the length is as before. New
   // bytes are zero.
   int reserve(std::uint64_t bytes);
   // Gives back the space from there on. What lies behind it must not be touched from then on.
@@ -63,7 +64,8 @@ class MappedFile : public OpenedFile {
   [[nodiscard]] std::byte* memory() const { return memory_; }
   [[nodiscard]] std::uint64_t mapped() const { return mapped_; }
 
-  // Waits until the disk holds everything that was stored.
+  // Waits until the disk holds everything that was stored. After a hit
+  // ENOSPC or EIO: what was stored may not be in the file.
   int sync();
   // Lets the system begin with a part of that, so that a later sync waits for less. No promise.
   void start_sync(std::uint64_t offset, std::uint64_t bytes);
@@ -79,8 +81,13 @@ class MappedFile : public OpenedFile {
   int locked_by_other(std::uint64_t offset, bool& locked) const;
   int locked_exclusively_by_other(std::uint64_t offset, bool& locked) const;
 
- private:
-  bool writable_ = false;
+  // Whether a page of the view could not be had (see missing_page.h). Stores may have gone into
+  // pages of this process alone since.
+  [[nodiscard]] bool was_hit() const { return hit_ != kNotHit; }
+  // Makes the view the file's again and forgets that it was hit. Why it was: ENODATA for a file
+  // that was cut, ENOSPC for a disk that is full, EIO. When the view cannot be had, why not; then
+  // it is as before.
+  int view_again();
 };
 
 // Tells one run of the machine from another: what was not synced is lost between two of them, and

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "runtime/platform/bus_errors_posix.h"
 #include "runtime/platform/byte_locks_posix.h"
 #include "runtime/platform/mapped_file.h"
 #include "runtime/platform/new_file_posix.h"
@@ -43,9 +45,9 @@ int write_zeros(int descriptor, std::uint64_t from, std::uint64_t to) {
 // A longer view in place of `before`, which is as it was when there is none. Where the system can
 // move a view, its pages need not be met again one by one.
 void* map_again(int descriptor, int protection, void* before, std::uint64_t mapped,
-                std::uint64_t bytes) {
+                std::uint64_t bytes, bool moves) {
 #ifdef MREMAP_MAYMOVE
-  if (before != nullptr) return mremap(before, mapped, bytes, MREMAP_MAYMOVE);
+  if (before != nullptr && moves) return mremap(before, mapped, bytes, MREMAP_MAYMOVE);
 #endif
   void* memory = mmap(nullptr, bytes, protection, MAP_SHARED, descriptor, 0);
   if (memory != MAP_FAILED && before != nullptr) munmap(before, mapped);
@@ -98,6 +100,8 @@ int MappedFile::reserve(std::uint64_t bytes) {
   std::uint64_t present = 0;
   if (const int failed = size(present)) return failed;
   if (bytes <= present) return 0;
+  rlimit limit{};
+  if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && bytes > limit.rlim_cur) return EFBIG;
   int failed = posix_fallocate(descriptor_, static_cast<off_t>(present),
                                static_cast<off_t>(bytes - present));
   if (failed == 0) failed = write_zeros(descriptor_, present, bytes);
@@ -116,15 +120,31 @@ int MappedFile::map(std::uint64_t bytes) {
   if (const int fault = injected_fault(FileCall::kMap)) return fault;
   bytes = std::max(kSmallestMapping, 2 * bytes);
   const int protection = writable_ ? PROT_READ | PROT_WRITE : PROT_READ;
-  void* memory = map_again(descriptor_, protection, memory_, mapped_, bytes);
+  // Private pages stand in the way of moving the view, and are not worth it.
+  const bool moves = hit_ != kFilledIn;
+  void* memory = map_again(descriptor_, protection, memory_, mapped_, bytes, moves);
   if (memory == MAP_FAILED) return errno;
+  if (memory_ == nullptr) bus_errors_watch();
+  if (hit_ == kFilledIn) hit_ = kStopped;
   memory_ = static_cast<std::byte*>(memory);
   mapped_ = bytes;
   return 0;
 }
 
+int MappedFile::view_again() {
+  if (hit_ == kFilledIn) {
+    if (const int fault = injected_fault(FileCall::kMap)) return fault;
+    const int protection = writable_ ? PROT_READ | PROT_WRITE : PROT_READ;
+    const int flags = MAP_SHARED | MAP_FIXED;
+    if (mmap(memory_, mapped_, protection, flags, descriptor_, 0) == MAP_FAILED) return errno;
+  }
+  hit_ = kNotHit;
+  return hit_reason_;
+}
+
 int MappedFile::sync() {
   if (const int fault = injected_fault(FileCall::kSync)) return fault;
+  if (was_hit()) return hit_reason_ == ENODATA ? EIO : hit_reason_;
   if (fdatasync(descriptor_) != 0) return errno;
   if (file_synced_hook != nullptr) file_synced_hook(*this);
   return 0;

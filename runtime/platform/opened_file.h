@@ -10,6 +10,7 @@
 // One thread opens, closes and forks.
 #pragma once
 
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 
@@ -25,6 +26,10 @@ class OpenedFile {
   // Unmaps, gives all locks of this object back, whoever else has the descriptor, and closes.
   void close();
 
+  // The handler's of SIGBUS: whether the page belongs to a mapped file and can be touched now. See
+  // missing_page.h.
+  static bool meet_missing_page(void* at);
+
  protected:
   OpenedFile() = default;
   ~OpenedFile() { close(); }
@@ -37,8 +42,17 @@ class OpenedFile {
   int descriptor_ = -1;
   std::byte* memory_ = nullptr;
   std::uint64_t mapped_ = 0;
+  bool writable_ = false;
+
+  // A page could not be had: nothing of the view has changed, or private pages stand in it.
+  enum Hit : std::sig_atomic_t { kNotHit, kStopped, kFilledIn };
+  volatile std::sig_atomic_t hit_ = kNotHit;
+  volatile int hit_reason_ = 0;
 
  private:
+  bool meet(std::uint64_t offset);
+  bool fill_in(std::uint64_t offset);
+
   static void forget_all();
   void forget();
 

@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 
+#include "runtime/platform/bus_errors_posix.h"
 #include "runtime/platform/byte_locks_posix.h"
 
 namespace marigold {
@@ -20,6 +21,16 @@ constinit State state;
 
 }  // namespace
 
+bool OpenedFile::meet_missing_page(void* at) {
+  const auto* address = static_cast<std::byte*>(at);
+  for (OpenedFile* file = state.first; file != nullptr; file = file->next_) {
+    const std::byte* const begin = file->memory_;
+    if (begin == nullptr || address < begin || address >= begin + file->mapped_) continue;
+    return file->meet(static_cast<std::uint64_t>(address - begin));
+  }
+  return false;
+}
+
 // Runs in a child between fork and its return: nothing but system calls that are allowed in a
 // signal handler.
 void OpenedFile::forget_all() {
@@ -31,12 +42,16 @@ void OpenedFile::forget_all() {
 }
 
 void OpenedFile::forget() {
-  if (memory_ != nullptr) munmap(memory_, mapped_);
+  if (memory_ != nullptr) {
+    munmap(memory_, mapped_);
+    bus_errors_release();
+  }
   if (descriptor_ >= 0) ::close(descriptor_);
   memory_ = nullptr;
   mapped_ = 0;
   descriptor_ = -1;
   had_locks_ = false;
+  hit_ = kNotHit;
   next_ = nullptr;
   previous_ = nullptr;
 }
