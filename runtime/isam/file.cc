@@ -88,15 +88,18 @@ int read_index_header(File& file) {
   return header.state > kStateNewborn ? kIsBadFile : 0;
 }
 
-bool data_header_is_sane(const DataHeader& header) {
-  if (header.magic != kDataMagic || header.version != kDataVersion) return false;
-  if (header.check != data_header_check(header)) return false;
-  if (header.record_length < 1 || header.record_length > kIsLongestRecord) return false;
-  if (header.key_count < 1 || header.key_count > kIsMostKeys) return false;
-  return std::ranges::all_of(std::span(header.keys).first(header.key_count),
-                             [&](const KeyDescription& key) {
-                               return key_check(key, static_cast<int>(header.record_length)) == 0;
-                             });
+// 105 for a header that is damaged or of something else, 103 for one that claims keys which no file
+// of ours can have.
+int look_at_data_header(const DataHeader& header) {
+  if (header.magic != kDataMagic || header.version != kDataVersion) return kIsBadFile;
+  if (header.check != data_header_check(header)) return kIsBadFile;
+  if (header.record_length < 1 || header.record_length > kIsLongestRecord) return kIsBadFile;
+  if (header.key_count < 1 || header.key_count > kIsMostKeys) return kIsBadKey;
+  const auto length = static_cast<int>(header.record_length);
+  const bool sane =
+      std::ranges::all_of(std::span(header.keys).first(header.key_count),
+                          [=](const KeyDescription& key) { return key_check(key, length) == 0; });
+  return sane ? 0 : kIsBadKey;
 }
 
 // Whether a data file is what a process leaves that dies while it builds it: no slot was ever used,
@@ -323,7 +326,8 @@ int find_data_header(File& file, DataHeader& header) {
   if (const int failed = measure(file.data, kDataStart, file.data_space)) return failed;
   for (const std::uint64_t offset : kDataHeaders) {
     std::memcpy(&header, file.data.memory() + offset, sizeof header);
-    if (data_header_is_sane(header)) return 0;
+    const int refused = look_at_data_header(header);
+    if (refused != kIsBadFile) return refused;
   }
   return kIsBadFile;
 }

@@ -129,7 +129,8 @@ int isbuild_like(const char* base, const char* like, int record_length,
 int ISADDINDEX(int number, const KeyDescription& key);
 
 // Opens a file. The primary key is selected and the position lies before the first record. Errors:
-// 2 when the files do not exist, 102, 104, 105, 113, 114 and those of the system.
+// 2 when the files do not exist, 102, 104, 105, 113, 114 and those of the system; 103 when the data
+// file claims more than 16 keys, or one that cannot be.
 int ISOPEN(const char* base, int mode);
 
 // Writes everything to the disk and gives the locks back. The descriptor is closed even if writing
@@ -203,7 +204,8 @@ struct IsRebuildReport {
 };
 
 // Makes the index file of BASE again from its data file, also when it is missing or damaged. 113:
-// the file is in use; 105: the data file's own header is damaged, nothing is changed. An index that
+// the file is in use; 105: the data file's own header is damaged, 103: it claims impossible keys;
+// nothing is changed. An index that
 // can still be opened says which records are deleted, and is made again in its place; interrupted,
 // that is begun again by whoever opens the file. Without such an index the records deleted since
 // the file was last flushed are there again, and the new one is put in place when it is whole.

@@ -9,12 +9,14 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <random>
 #include <set>
 #include <sstream>
 #include <string_view>
 
+#include "runtime/isam/checks.h"
 #include "runtime/isam/fatal.h"
 #include "runtime/isam/file.h"
 #include "runtime/isam/key.h"
@@ -239,6 +241,35 @@ TEST_F(IsamTest, AnIndexIsMadeAnew) {
   expect_rebuild(0, 1, 1);
   write_file("file.dat", data.substr(0, 100));
   expect_rebuild(kIsBadFile, 0, 0);
+}
+
+// What the file says of itself is whole, and not to be.
+TEST_F(IsamTest, KeysThatNoFileCanHaveAreRefused) {
+  ASSERT_EQ(ISCLOSE(build()), 0);
+  const std::string good = read_file("file.dat");
+  const std::pair<int, std::function<void(isam::DataHeader&)>> rows[] = {
+      {kIsBadKey, [](isam::DataHeader& header) { header.key_count = 17; }},
+      {kIsBadKey, [](isam::DataHeader& header) { header.key_count = 0; }},
+      {kIsBadKey, [](isam::DataHeader& header) { header.keys[0].part_count = 9; }},
+      {kIsBadKey, [](isam::DataHeader& header) { header.keys[0].parts[0].start = 5; }},
+      {kIsBadFile, [](isam::DataHeader& header) { header.record_length = 0; }},
+      {0, [](isam::DataHeader&) {}}};
+  for (const auto& [error, change] : rows) {
+    isam::DataHeader header;
+    std::memcpy(&header, good.data(), sizeof header);
+    change(header);
+    header.check = isam::data_header_check(header);
+    std::string bytes = good;
+    for (const std::uint64_t offset : isam::kDataHeaders)
+      std::memcpy(bytes.data() + offset, &header, sizeof header);
+    write_file("file.dat", bytes);
+    const int file = ISOPEN("file", kSharedMode);
+    EXPECT_EQ(error_of(file), error);
+    if (file >= 0) ISCLOSE(file);
+    IsRebuildReport report;
+    EXPECT_EQ(error_of(isrebuild("file", report)), error);
+    EXPECT_EQ(error == 0 || read_file("file.dat") == bytes, true);
+  }
 }
 
 TEST_F(IsamTest, LongWorkTellsHowFarItIs) {
