@@ -1,6 +1,8 @@
 // Forked children: what they inherit is their parent's alone.
 
 #include <unistd.h>
+
+#include <atomic>
 #include <csignal>
 
 #include "runtime/isam/file.h"
@@ -29,8 +31,8 @@ struct LivingChild {
 };
 
 TEST_F(ForkTest, AChildKeepsNoLockOfAParentThatDiesInAChange) {
-  static int* child = nullptr;
-  child = &shared<int>();
+  static std::atomic<int>* child = nullptr;
+  child = &shared<std::atomic<int>>();
   const auto die_in_a_change = [] {
     const int file = ISOPEN("file", kSharedMode);
     std::string record(kWideRecord, '\0');
@@ -38,10 +40,11 @@ TEST_F(ForkTest, AChildKeepsNoLockOfAParentThatDiesInAChange) {
     isam::change_step_hook = [] {
       static int steps = 20;
       if (--steps > 0) return;
-      const int process = fork();
-      while (process == 0)
+      if (fork() == 0) *child = getpid();
+      while (*child == getpid())
         pause();
-      *child = process;
+      while (*child == 0)
+        usleep(100);  // until it has begun
       raise(SIGKILL);
     };
     ISWRITE(file, wide_record(2000, 1).data());
