@@ -126,7 +126,8 @@ int file_flush(File& file);
 
 // Takes over what the data file's header says of its records and keys.
 void set_shapes(File& file, const DataHeader& header);
-// Finds the first whole header of the data file. 105 when neither is.
+// Finds the first whole header of the data file. 105 when neither is; 103 when it claims more than
+// 16 keys, or one that cannot be.
 int find_data_header(File& file, DataHeader& header);
 // Writes the header of an index that is being built.
 int write_index_header(File& file, std::uint64_t id);

@@ -9,6 +9,13 @@
 // Nothing is printed for an ordinary failure, and a failed operation leaves the file as it was. One
 // thread.
 //
+// Any operation can fail because the system does not give a page of the files: 28 when the disk is
+// full where a page must be stored again (file systems that keep old versions or share them, sparse
+// copies), 5 when it cannot be read, 105 when somebody has cut the file. Reading works while the
+// disk is full; 27 is a file that would be longer than the process may make it. For this the
+// process has a handler of SIGBUS while files are open, which hands on what is not theirs, and one
+// of SIGXFSZ that does nothing, unless the program has set that signal up itself.
+//
 // A forked child has nothing open: every operation on a descriptor that it has inherited is 101,
 // ISCLOSE included, and it holds none of the locks, however long it lives. It may open files of its
 // own. The parent's descriptors and locks are untouched by all that. A child made from within an
