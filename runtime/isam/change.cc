@@ -183,10 +183,13 @@ int undo_all(File& file) {
   return 0;
 }
 
-int read_begin(File& file, std::uint64_t& changes) {
+namespace {
+
+// While somebody is changing the file. Apart from what every read goes through.
+[[gnu::noinline]] int wait_for_writer(File& file, std::uint64_t& changes) {
   for (int round = 0;; ++round) {
     changes = changes_of(file).load(std::memory_order_acquire);
-    if (changes % 2 == 0) break;
+    if (changes % 2 == 0) return 0;
     wait_a_little(round);
     if (was_hit(file)) return after_hit(file);
     if (round % kPatience != kPatience - 1) continue;
@@ -194,6 +197,16 @@ int read_begin(File& file, std::uint64_t& changes) {
     // Either the writer finishes meanwhile, or it is dead and its change is undone.
     if (const int failed = writer_begin(file)) return failed;
     writer_end(file);
+    if (const int hit = unless_hit(file, 0)) return hit;
+  }
+}
+
+}  // namespace
+
+int read_begin(File& file, std::uint64_t& changes) {
+  changes = changes_of(file).load(std::memory_order_acquire);
+  if (changes % 2 != 0) {
+    if (const int failed = wait_for_writer(file, changes)) return failed;
   }
   return make_visible(file);
 }

@@ -18,7 +18,8 @@
 namespace marigold::isam {
 
 inline bool was_hit(const File& file) {
-  return file.index.was_hit() || file.data.was_hit();
+  const bool hit = file.index.was_hit() || file.data.was_hit();
+  return __builtin_expect(static_cast<long>(hit), 0L) != 0;
 }
 
 // Makes the view the files' again. Why it was not: 105 for a file that was cut, else 28 or 5.

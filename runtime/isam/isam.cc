@@ -212,8 +212,9 @@ int read_record(Descriptor& descriptor, char* record, const Search& search, bool
     return held != 0 ? held : failed;
   };
   // A record must not be deleted between being found and being locked.
-  int failed = !lock ? find() : file.writable ? as_writer(file, find_and_lock) : find_and_lock();
-  failed = unless_hit(file, failed);
+  const int failed = !lock           ? find()
+                     : file.writable ? unless_hit(file, as_writer(file, find_and_lock))
+                                     : find_and_lock();
   if (failed == 0) std::memcpy(record, buffer.record.data(), file.record_length);
   return failed;
 }
@@ -290,7 +291,7 @@ int ISSTART(int number, const KeyDescription& key, int length, const char* recor
   return operation("ISSTART", [&] {
     Descriptor* descriptor = descriptor_at(number);
     if (descriptor == nullptr || !descriptor->reads) return fail(kIsNotOpen);
-    return finish(*descriptor->file, start(*descriptor, key, length, record, mode & kReadModes));
+    return finish(start(*descriptor, key, length, record, mode & kReadModes));
   });
 }
 
@@ -303,8 +304,7 @@ int ISREAD(int number, char* record, int mode) {
       return fail(kIsBadArgument);
     const bool lock = descriptor->automatic || (mode & kIsLock) != 0;
     const TreeShape& shape = descriptor->file->trees[descriptor->cursor.tree];
-    return finish(*descriptor->file,
-                  read_record(*descriptor, record, make_search(shape, record, kind, 0), lock));
+    return finish(read_record(*descriptor, record, make_search(shape, record, kind, 0), lock));
   });
 }
 

@@ -261,7 +261,8 @@ int read_stable(File& file, const Cursor& cursor, const Search& search, ReadBuff
   };
   for (int round = 0;; ++round) {
     if (round == kReadAttempts && file.writable) {
-      const int waited = as_writer(file, [&] { return read_once() ? 0 : EAGAIN; });
+      const int waited =
+          unless_hit(file, as_writer(file, [&] { return read_once() ? 0 : EAGAIN; }));
       return waited != 0 ? waited : failed;
     }
     const bool whole = read_once();

@@ -155,7 +155,7 @@ void each_view(Each each) {
   for (std::string line; std::getline(maps, line);) {
     unsigned long from = 0;
     unsigned long to = 0;
-    const bool is_ours = line.ends_with("/file.idx") || line.ends_with("/file.dat");
+    const bool is_ours = line.ends_with(".idx") || line.ends_with(".dat");
     if (is_ours && std::sscanf(line.c_str(), "%lx-%lx", &from, &to) == 2)
       each(reinterpret_cast<void*>(from), to - from);
   }
@@ -177,6 +177,13 @@ void on_refused_store(int, siginfo_t* info, void* context) {
   bus.sa_sigaction(SIGBUS, info, context);
 }
 
+void refuse_stores() {
+  struct sigaction action {};
+  action.sa_sigaction = on_refused_store;
+  action.sa_flags = SA_SIGINFO | SA_NODEFER;
+  sigaction(SIGSEGV, &action, nullptr);
+}
+
 // 28, and all is as before; or the change had been made.
 void expect_refused(int file, const Operation& operation, Contents& contents) {
   Contents after = contents;
@@ -189,10 +196,7 @@ void expect_refused(int file, const Operation& operation, Contents& contents) {
 // The disk is full from this step on, or for one store; then there is room again.
 void use_full_disk(int mode, long step, const Contents& start) {
   alarm(20);  // instead of waiting for ever
-  struct sigaction action {};
-  action.sa_sigaction = on_refused_store;
-  action.sa_flags = SA_SIGINFO | SA_NODEFER;
-  sigaction(SIGSEGV, &action, nullptr);
+  refuse_stores();
   const auto others_find = [&](const Contents& expected) {
     if (mode == kSharedMode) HitTest::expect_elsewhere(expected);
   };
@@ -234,6 +238,28 @@ TEST_F(HitTest, AStoreThatTheDiskHasNoRoomForIsAnError) {
           << mode << (lasts ? " for long" : " once") << " from step " << step;
     }
     EXPECT_GT(refused, 15);
+  }
+}
+
+// Whoever only reads stores nothing.
+TEST_F(HitTest, OpeningReadingAndClosingNeedNoSpace) {
+  for (const int mode : {kIsInput | kIsManualLock, kSharedMode, kExclusiveMode}) {
+    const auto read_all = [&] {
+      alarm(10);
+      is_for_long = true;
+      refuse_stores();
+      const int file = ISOPEN("start", mode);
+      fill_disk();
+      std::string record(kWideRecord, '\0');
+      std::size_t count = 0;
+      for (int next = kIsFirst; ISREAD(file, record.data(), next) == 0; next = kIsNext, ++count)
+        EXPECT_EQ(record, start.at(isld_int4(record.data())));
+      EXPECT_EQ(iserrno, kIsEndOfFile);
+      EXPECT_EQ(count, start.size());
+      EXPECT_EQ(iscount(file), static_cast<std::int64_t>(count));
+      EXPECT_EQ(error_of(ISCLOSE(file)), 0);
+    };
+    EXPECT_EQ(run_process(read_all), 0) << mode;
   }
 }
 
