@@ -248,8 +248,12 @@ TEST_F(HitTest, OpeningReadingAndClosingNeedNoSpace) {
       alarm(10);
       is_for_long = true;
       refuse_stores();
+      file_fault_hook = [](FileCall) {
+        fill_disk();
+        return 0;
+      };
       const int file = ISOPEN("start", mode);
-      fill_disk();
+      EXPECT_GE(file, 0) << iserrno;
       std::string record(kWideRecord, '\0');
       std::size_t count = 0;
       for (int next = kIsFirst; ISREAD(file, record.data(), next) == 0; next = kIsNext, ++count)
