@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
 
 #include "runtime/platform/bus_errors_posix.h"
@@ -40,7 +41,7 @@ MappingGuard::~MappingGuard() {
 bool MappingGuard::meet_missing_page(void* at) {
   if (state.guards == 0) return false;
   const auto address = reinterpret_cast<std::uintptr_t>(at);
-  void* const page = reinterpret_cast<void*>(address - address % state.page_size);
+  std::byte* const page = static_cast<std::byte*>(at) - address % state.page_size;
   const int flags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED;
   if (mmap(page, state.page_size, PROT_READ, flags, -1, 0) != page) return false;
   state.hit = 1;
