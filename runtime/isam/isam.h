@@ -181,6 +181,13 @@ int isinfo(int descriptor, IsamInfo& info);
 // Told now and then how far a long operation has come. May be empty.
 using IsWatch = std::function<void(std::uint64_t done, std::uint64_t all)>;
 
+// Told the same, with the base name, of a file whose indexes are made again because the power has
+// failed while it was open, which any operation that opens a file may do; and of ISADDINDEX. The
+// last call has done == all, also when that failed. Process-wide; empty at the start.
+using IsRebuildWatch =
+    std::function<void(const std::string& base, std::uint64_t done, std::uint64_t all)>;
+void is_watch_rebuilds(IsRebuildWatch watch);
+
 // Looks whether everything in the file fits: `findings` is a line for each thing that does not.
 // Nobody can change the file meanwhile. 0 also when there are findings; -1 when the file could not
 // be looked at.

@@ -164,19 +164,6 @@ int change(File& file, Body body) {
 
 // ---- Keys
 
-// Whether two records have the same value of a key.
-bool has_duplicates(const File& file, const TreeShape& shape) {
-  std::vector<std::string> values;
-  for (std::uint64_t number = 1; number <= file.contents().slot_count; ++number) {
-    if (!slot_is_live(file, file.slot(number))) continue;
-    const Probe probe =
-        new_probe(shape, reinterpret_cast<const char*>(file.slot(number) + sizeof(SlotHeader)), 0);
-    values.emplace_back(reinterpret_cast<const char*>(probe.data()), shape.key_length);
-  }
-  std::ranges::sort(values);
-  return std::ranges::adjacent_find(values) != values.end();
-}
-
 int rebuild_with(File& file, const std::vector<TreeShape>& trees) {
   if (const int failed = file_write_keys(file, trees)) return failed;
   return rebuild_indexes(file);
@@ -227,7 +214,10 @@ int add_key(File& file, const KeyDescription& key) {
     return kIsKeyExists;
   }
   const TreeShape shape = tree_shape(key);
-  if (!shape.duplicates && has_duplicates(file, shape)) return kIsDuplicate;
+  bool found = false;
+  const int not_looked = shape.duplicates ? 0 : has_duplicates(file, shape, found);
+  if (not_looked != 0) return not_looked;
+  if (found) return kIsDuplicate;
   if (const int failed = slots_settle(file)) return failed;  // or what is gone would be back
   const std::vector<TreeShape> before = file.trees;
   std::vector<TreeShape> after = before;
