@@ -20,8 +20,8 @@ class Worker {
   Worker(const Worker&) = delete;
   Worker& operator=(const Worker&) = delete;
 
-  // Lets a task run beside the caller, after those given before; where the system has no thread
-  // left it runs at once. Waits while two are to be done already. The task throws nothing.
+  // Lets a task run beside the caller, after those given before. While two are to be done already,
+  // and where the system has no thread left, the caller does it at once. It throws nothing.
   void run(std::function<void()> task);
   // Until all tasks are done. What they have stored can be read then.
   void wait();

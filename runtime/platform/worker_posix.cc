@@ -36,9 +36,10 @@ bool Worker::start() {
 void Worker::run(std::function<void()> task) {
   if (!start()) return task();
   std::unique_lock lock(mutex_);
-  changed_.wait(lock, [this] { return tasks_.size() < kMostTasks; });
-  tasks_.push_back(std::move(task));
+  const bool is_busy = tasks_.size() >= kMostTasks;
+  if (!is_busy) tasks_.push_back(std::move(task));
   lock.unlock();
+  if (is_busy) return task();
   changed_.notify_all();
 }
 
