@@ -205,11 +205,11 @@ struct IsRebuildReport {
 };
 
 // Makes the index file of BASE again from its data file, also when it is missing or damaged. 113:
-// the file is in use; 105: the data file's own header is damaged, nothing is changed. An index that
-// can still be opened says which records are deleted, and is made again in its place; interrupted,
-// that is begun again by whoever opens the file. Without such an index the records deleted since
-// the file was last flushed are there again, and the new one is put in place when it is whole.
-// Space behind the last record is given back.
+// the file is in use; 105: the data file's own header is damaged, nothing is changed. The new index
+// has a name of its own in the same directory and is put in place when it is whole; after a failure
+// (28, 116 and others) the file is as before. An index that can still be opened says which records
+// are deleted; without one those deleted since the file was last flushed are there again. Space
+// behind the last record is given back.
 int isrebuild(const char* base, IsRebuildReport& report, const IsWatch& watch = {});
 
 // ---- Numbers in records: the same bytes on every machine, but for doubles, which stay as they are

@@ -200,8 +200,9 @@ class Rebuild::Work {
       header.next = next_free;
     }
     // What is stored again is written to the disk again.
-    if (std::memcmp(&header, file_.slot(number), sizeof header) != 0)
-      std::memcpy(file_.slot(number), &header, sizeof header);
+    if (std::memcmp(&header, file_.slot(number), sizeof header) == 0) return;
+    change_step();
+    std::memcpy(file_.slot(number), &header, sizeof header);
   }
 
   int make_tree(std::size_t tree) {

@@ -85,6 +85,7 @@ int TreeBuilder::take_page(PageNumber& page) {
 // A page that will not be looked at soon.
 void TreeBuilder::complete(PageNumber page) {
   header_of(file_, page).check = page_check(file_.page(page));
+  change_step();
   const auto end = static_cast<PageNumber>(file_.contents().page_count);
   if (end - remembered_ < kForgotten) return;
   file_.index.forget(remembered_ * kPageSize, (end - remembered_) * kPageSize);
