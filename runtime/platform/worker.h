@@ -30,6 +30,7 @@ class Worker {
   static constexpr std::size_t kMostTasks = 2;
 
   bool start();
+  bool is_busy();
   void work();
 
   std::thread thread_;

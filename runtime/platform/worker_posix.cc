@@ -33,13 +33,17 @@ bool Worker::start() {
   return !refused_;
 }
 
+bool Worker::is_busy() {
+  const std::lock_guard lock(mutex_);
+  return tasks_.size() >= kMostTasks;
+}
+
 void Worker::run(std::function<void()> task) {
-  if (!start()) return task();
-  std::unique_lock lock(mutex_);
-  const bool is_busy = tasks_.size() >= kMostTasks;
-  if (!is_busy) tasks_.push_back(std::move(task));
-  lock.unlock();
-  if (is_busy) return task();
+  if (!start() || is_busy()) return task();
+  {
+    const std::lock_guard lock(mutex_);
+    tasks_.push_back(std::move(task));
+  }
   changed_.notify_all();
 }
 
