@@ -4,10 +4,11 @@
 //
 // One process makes a file of N records with three keys. Then, with the system's cache warm and
 // without it, another run of the machine is written into the index, and a process opens the file:
-// seconds, and the most memory that the process had, pages of mapped files included; the same with
-// closing.
+// seconds, those of the processors, and the most memory that the process had, pages of mapped files
+// included; the same with closing.
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -30,6 +31,16 @@ using Clock = std::chrono::steady_clock;
 
 double seconds_since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// Of all processors, in seconds.
+double processor_time() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  const auto seconds = [](const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+  };
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
 // In MiB, of this process: the most that it had.
@@ -74,11 +85,13 @@ bool open_and_report(const std::string& base, std::uint64_t count, const char* h
   const Clock::time_point start = Clock::now();
   const int file = ISOPEN(base.c_str(), kIsInputOutput | kIsManualLock);
   const double opened = seconds_since(start);
+  const double worked = processor_time();
   const double memory = peak_memory();
   if (file < 0 || iscount(file) != static_cast<std::int64_t>(count)) return false;
   if (ISCLOSE(file) != 0) return false;
-  std::printf("%s: opened in %.2f s with %.0f MiB, closed after %.2f s with %.0f MiB\n", how,
-              opened, memory, seconds_since(start), peak_memory());
+  std::printf(
+      "%s: opened in %.2f s (processors %.2f) with %.0f MiB, closed after %.2f s with %.0f\n", how,
+      opened, worked, memory, seconds_since(start), peak_memory());
   return true;
 }
 
@@ -98,13 +111,10 @@ bool in_child(Body body) {
 
 bool measure(const std::string& base, std::uint64_t count) {
   if (!in_child([&] { return make(base, count); })) return false;
-  for (int turn = 0; turn < 2; ++turn) {
-    if (!lose_power(base)) return false;
-    if (!in_child([&] { return open_and_report(base, count, "warm"); })) return false;
-    if (!lose_power(base) || !leave_cache(base + ".idx") || !leave_cache(base + ".dat"))
-      return false;
-    if (!in_child([&] { return open_and_report(base, count, "cold"); })) return false;
-  }
+  if (!lose_power(base)) return false;
+  if (!in_child([&] { return open_and_report(base, count, "warm"); })) return false;
+  if (!lose_power(base) || !leave_cache(base + ".idx") || !leave_cache(base + ".dat")) return false;
+  if (!in_child([&] { return open_and_report(base, count, "cold"); })) return false;
   std::printf("data %ju, index %ju bytes\n", std::filesystem::file_size(base + ".dat"),
               std::filesystem::file_size(base + ".idx"));
   return true;

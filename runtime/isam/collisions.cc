@@ -61,20 +61,21 @@ class Settlement {
   // Sets those aside that were written later than this version and have one of its values. Unless
   // there is one that was written before: then this version does not come back.
   int make_way(SlotNumber slot, bool& comes) {
-    const std::size_t before = set_aside_.size();
     const std::uint64_t sequence = record_sequence(file_.slot(slot));
-    comes = true;
-    for (std::size_t tree = 0; comes && tree < file_.trees.size(); ++tree) {
+    std::vector<SlotNumber> later;
+    for (std::size_t tree = 0; tree < file_.trees.size(); ++tree) {
       Path path;
       SlotNumber holder = 0;
       if (const int failed = find(tree, slot, path, holder)) return failed;
       if (holder == 0) continue;
-      comes = record_sequence(file_.slot(holder)) > sequence;
-      set_aside_.push_back(holder);
+      if (live_.has(holder) && record_sequence(file_.slot(holder)) < sequence) return 0;
+      later.push_back(holder);
     }
-    if (!comes) set_aside_.resize(before);
-    for (std::size_t i = before; i < set_aside_.size(); ++i) {
-      if (const int failed = drop(set_aside_[i])) return failed;
+    comes = true;
+    for (const SlotNumber holder : later) {
+      // One that does not live has been set aside already, and its entries are still there.
+      if (live_.has(holder)) set_aside_.push_back(holder);
+      if (const int failed = drop(holder)) return failed;
     }
     return 0;
   }

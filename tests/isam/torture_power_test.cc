@@ -113,21 +113,25 @@ void perform_and_allow(const Operation& operation, int file) {
   }
 }
 
-// ---- A second key without duplicates
+// ---- Further keys without duplicates
 
 constexpr KeyDescription kUniqueValue{0, 1, {{{4, 4, kIsInt4}}}};
+constexpr KeyDescription kUniqueDouble{0, 1, {{{8, 4, kIsInt4}}}};
 
-// number: int4 at 0; value: int4 at 4; filler up to the end.
+// number: int4 at 0; value: int4 at 4; twice the value or one more, by the filler: int4 at 8;
+// filler up to the end. So records with one value often collide in both keys.
 std::string valued_record(std::int32_t number, std::int32_t value, char filler = '.') {
   std::string record(kWideRecord, filler);
   isst_int4(number, record.data());
   isst_int4(value, record.data() + 4);
+  isst_int4(2 * value + (filler & 1), record.data() + 8);
   return record;
 }
 
 int build_valued() {
   const int file = ISBUILD("file", kWideRecord, kWidePrimary, kExclusiveMode);
   EXPECT_EQ(error_of(ISADDINDEX(file, kUniqueValue)), 0);
+  EXPECT_EQ(error_of(ISADDINDEX(file, kUniqueDouble)), 0);
   return file;
 }
 
@@ -276,6 +280,7 @@ TEST_F(TortureTest, OfTwoRecordsWithOneUniqueValueTheLaterGivesWay) {
                       {"1=5 2=6", "2=7 1=6", "1=6", "1=5 2=6"},
                       {"1=5 2=6 3=7", "3=8 2=7 1=6", "2=7 1=6", "1=5 2=6 3=7"},
                       {"1=5 2=6 3=7", "3=8 2=7 1=6", "3=8 1=6", "1=5 2=6 3=8"},
+                      {"1=5 2=6 3=8", "2=9 3=10 1=8 2=5", "2=9 1=8 2=5", "1=5 2=9 3=8"},
                       {"1=5 2=6", "1=9 2=5 1=6", "2=5", "1=5 2=6"},
                       {"1=5 2=6", "1=9 2=5 1=6", "1=6", "1=5 2=6"},
                       {"1=5 2=6", "1=9 2=5 1=6", "1=9 2=5", "1=9 2=5"},
