@@ -309,14 +309,15 @@ int Rebuild::make_trees(RebuildStock& stock) {
     }
   };
   const Scope scope(file_);
+  int failed = 0;
   try {
     work_ = std::make_unique<Work>(file_, options_);
-    const int failed = work_->make_trees(stock);
-    work_->tell_end();
-    return failed;
+    failed = work_->make_trees(stock);
   } catch (const std::bad_alloc&) {
-    return kIsNoMemory;
+    failed = kIsNoMemory;
   }
+  if (work_ != nullptr) work_->tell_end();
+  return failed;
 }
 
 int Rebuild::mark_slots() {

@@ -1,10 +1,13 @@
 #include "runtime/platform/spill_file.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
+#include <ctime>
 #include <string>
 
 #include "runtime/platform/mapped_file.h"
@@ -34,6 +37,36 @@ int make_and_unlink(const std::string& path, int& descriptor) {
   return file_remove(name.c_str());
 }
 
+int make_beside(const std::string& path, int& descriptor) {
+  const int failed = make_nameless(path, descriptor);
+  return failed == EOPNOTSUPP || failed == EISDIR || failed == ENOENT
+             ? make_and_unlink(path, descriptor)
+             : failed;
+}
+
+// While one lives, a write beyond the process's limit on file sizes is a failed write and no signal
+// that ends the process.
+class NoSizeSignal {
+ public:
+  NoSizeSignal() {
+    sigemptyset(&signal_);
+    sigaddset(&signal_, SIGXFSZ);
+    pthread_sigmask(SIG_BLOCK, &signal_, &before_);
+  }
+  ~NoSizeSignal() {
+    const timespec now{};
+    // One that was blocked before is not ours to take.
+    if (sigismember(&before_, SIGXFSZ) == 0) sigtimedwait(&signal_, nullptr, &now);
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  }
+  NoSizeSignal(const NoSizeSignal&) = delete;
+  NoSizeSignal& operator=(const NoSizeSignal&) = delete;
+
+ private:
+  sigset_t signal_{};
+  sigset_t before_{};
+};
+
 }  // namespace
 
 SpillFile::~SpillFile() {
@@ -43,15 +76,17 @@ SpillFile::~SpillFile() {
 int SpillFile::make(const char* beside) {
   const int fault = file_fault_hook == nullptr ? 0 : file_fault_hook(FileCall::kOpen);
   if (fault != 0) return fault;
-  const int failed = make_nameless(beside, descriptor_);
-  return failed == EOPNOTSUPP || failed == EISDIR || failed == ENOENT
-             ? make_and_unlink(beside, descriptor_)
-             : failed;
+  const int failed = make_beside(beside, descriptor_);
+  if (failed != EACCES && failed != EPERM && failed != EROFS) return failed;
+  const char* directory = std::getenv("TMPDIR");
+  const std::string other = directory == nullptr || *directory == '\0' ? "/tmp" : directory;
+  return make_beside(other + "/marigold", descriptor_);
 }
 
 int SpillFile::write(std::uint64_t offset, std::span<const std::byte> bytes) {
   const int fault = file_fault_hook == nullptr ? 0 : file_fault_hook(FileCall::kReserve);
   if (fault != 0) return fault;
+  const NoSizeSignal guard;
   while (!bytes.empty()) {
     const ssize_t written =
         pwrite(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
