@@ -11,6 +11,7 @@
 #include "runtime/texte/syserr.h"
 #include "tools/data_options.h"
 #include "tools/lists_options.h"
+#include "tools/progress.h"
 #include "tools/report.h"
 #include "tools/texts_options.h"
 #include "tools/usage_error.h"
@@ -42,6 +43,7 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   marigold::stream_start();
   marigold::syserr_start();
+  marigold::progress_of_rebuilds();
   try {
     return run(argc, argv);
   } catch (const std::exception& failure) {  // out of memory

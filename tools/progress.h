@@ -43,4 +43,8 @@ class Progress {
   Clock::time_point next_;
 };
 
+// From now on such a line shows how far the engine is while it makes the indexes of a file again
+// because the power has failed.
+void progress_of_rebuilds();
+
 }  // namespace marigold

@@ -201,6 +201,13 @@ int isinfo(int descriptor, IsamInfo& info);
 // Told now and then how far a long operation has come. May be empty.
 using IsWatch = std::function<void(std::uint64_t done, std::uint64_t all)>;
 
+// Told the same, with the base name, of a file whose indexes are made again because the power has
+// failed while it was open, which any operation that opens a file may do; and of ISADDINDEX. The
+// last call has done == all, also when that failed. Process-wide; empty at the start.
+using IsRebuildWatch =
+    std::function<void(const std::string& base, std::uint64_t done, std::uint64_t all)>;
+void is_watch_rebuilds(IsRebuildWatch watch);
+
 // ---- Snapshots: the records of one moment between two changes, read while programs go on. Nobody
 // waits for one; the space of records that are deleted meanwhile is used again when it has ended.
 
@@ -239,11 +246,11 @@ struct IsRebuildReport {
 
 // Makes the index file of BASE again from its data file, also when it is missing or damaged. 113:
 // the file is in use; 105: the data file's own header is damaged, 103: it claims impossible keys;
-// nothing is changed. An index that
-// can still be opened says which records are deleted, and is made again in its place; interrupted,
-// that is begun again by whoever opens the file. Without such an index the records deleted since
-// the file was last flushed are there again, and the new one is put in place when it is whole.
-// Space behind the last record is given back.
+// nothing is changed. The new index
+// has a name of its own in the same directory and is put in place when it is whole; after a failure
+// (28, 116 and others) the file is as before. An index that can still be opened says which records
+// are deleted; without one those deleted since the file was last flushed are there again. Space
+// behind the last record is given back.
 int isrebuild(const char* base, IsRebuildReport& report, const IsWatch& watch = {});
 
 // ---- Numbers in records: the same bytes on every machine, but for doubles, which stay as they are

@@ -126,6 +126,7 @@ int stamp_clean(File& file) {
   // it next draws another stamp, whichever of the two the disk has.
   std::atomic_ref(data_mark(file).stamp).store(header.clean_stamp);
   change_step();
+  header.use_stamp = 0;
   header.state = kStateClean;
   return file.data.sync();
 }

@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "runtime/isam/checks.h"
+#include "runtime/isam/pairing.h"
 #include "runtime/isam/rebuild.h"
 #include "runtime/isam/space.h"
 #include "runtime/platform/file.h"
@@ -16,39 +18,23 @@ namespace {
 
 // ---- Loss
 
-struct Stock {
-  std::uint64_t whole = 0;  // records
-  std::uint64_t torn = 0;   // slots that held a record and hold no whole one
-};
-
-Stock count_slots(const File& file) {
-  Stock stock;
-  for (std::uint64_t number = 1; number <= file.slots; ++number) {
-    const std::uint32_t state = reinterpret_cast<const SlotHeader*>(file.slot(number))->state;
-    if (slot_has_survived(file, file.slot(number))) {
-      ++stock.whole;
-    } else if (state != kSlotUnused && state != kSlotFree && state != kSlotGone) {
-      ++stock.torn;
-    }
-  }
-  return stock;
-}
-
-std::uint64_t count_lost(const File& file, std::uint64_t known) {
-  const Stock stock = count_slots(file);
-  return std::max(stock.torn, known > stock.whole ? known - stock.whole : 0);
+// Slots that held a record and hold no whole one, or records that an index knew: whichever is more.
+std::uint64_t count_lost(const RebuildStock& stock, std::uint64_t known) {
+  return std::max(stock.torn, known > stock.survivors ? known - stock.survivors : 0);
 }
 
 // How many records an index knows that cannot be opened any more. One of an earlier run of the
-// machine may be older than the data file, and knows nothing for certain.
-std::uint64_t known_records(const MappedFile& index, std::uint64_t file_id) {
+// machine, or of another state of the data, knows nothing for certain.
+std::uint64_t known_records(const MappedFile& index, const DataHeader& data, const DataMark& mark) {
   IndexHeader header;
   std::memcpy(&header, index.memory(), sizeof header);
-  if (header.magic != kIndexMagic || header.version != kIndexVersion || header.file_id != file_id)
+  if (header.magic != kIndexMagic || header.version < kUnstampedIndexVersion ||
+      header.version > kIndexVersion || header.file_id != data.file_id)
     return 0;
-  const bool holds = header.state == kStateClean
-                         ? header.check == header_check(header)
-                         : header.state == kStateInUse && header.boot == boot_identity();
+  const bool clean = mark.stamp == header.clean_stamp && header.state != kStateRebuild;
+  const bool holds = clean ? header.check == header_check(header)
+                           : mark.stamp == header.use_stamp && header.state == kStateInUse &&
+                                 header.boot == boot_identity();
   return holds ? header.contents.record_count : 0;
 }
 
@@ -83,47 +69,46 @@ int keep_damaged(const File& file, const OpenRequest& request, std::string& kept
 
 // ---- Rebuilding
 
-// An opened pair, of which the index knew so many records.
-int rebuild_opened(File& file, const OpenRequest& request, bool has_index, std::uint64_t known,
-                   IsRebuildReport& report, const IsWatch& watch) {
-  // Records that are deleted and not settled would be back.
-  if (const int failed = has_index ? slots_settle(file) : 0) return failed;
-  const int failed = as_writer(file, [&] {
-    report.lost = static_cast<std::int64_t>(count_lost(file, known));
-    const int not_kept = report.lost > 0 ? keep_damaged(file, request, report.kept) : 0;
-    if (not_kept != 0) return not_kept;
-    // If it was damaged, nothing gone comes back.
-    if (!has_index) settled_word(file) = settled_epoch(file) * kTwice;
-    return rebuild_indexes(file, {.give_back = true, .watch = watch});
-  });
-  if (failed != 0) return failed;
-  report.records = static_cast<std::int64_t>(file.contents().record_count);
-  return file_close(file);
+// The space behind the last record and the last page.
+int give_back(File& file) {
+  if (const int failed = file.data.truncate(data_bytes(file))) return failed;
+  if (const int failed = file.index.truncate(index_bytes(file))) return failed;
+  file.data_space = data_bytes(file);
+  file.index_space = index_bytes(file);
+  return 0;
 }
 
 int locked(int failed) {
   return failed == EAGAIN ? kIsFileLocked : failed;
 }
 
-// A pair whose index is missing or damaged. The new index has a name of its own until it is whole:
-// whatever stands in its place may not be an index at all, or a link to somebody else's file.
-class BarePair {
+// The index that is made has a name of its own until it is whole: without one, everything stays as
+// it was, and what stands in its place may not be an index at all, or a link to somebody else's
+// file.
+class FreshIndex {
  public:
-  explicit BarePair(const OpenRequest& request)
-      : request_(request), fresh_path_(new_file_name(request.index_path)) {
+  // `opened`: the pair, when its index is good enough to be opened, with nothing gone in it.
+  FreshIndex(const OpenRequest& request, std::shared_ptr<File> opened)
+      : request_(request),
+        fresh_path_(new_file_name(request.index_path)),
+        opened_(std::move(opened)) {
     for (const std::string& left : new_files_abandoned(request.index_path))
       file_remove(left.c_str());
   }
-  ~BarePair() { file_remove(fresh_path_.c_str()); }
-  BarePair(const BarePair&) = delete;
-  BarePair& operator=(const BarePair&) = delete;
+  ~FreshIndex() { file_remove(fresh_path_.c_str()); }
+  FreshIndex(const FreshIndex&) = delete;
+  FreshIndex& operator=(const FreshIndex&) = delete;
 
   int rebuild(IsRebuildReport& report, const IsWatch& watch) {
     int failed = open_data();
-    if (failed == 0) failed = open_old_index();
+    if (failed == 0) failed = opened_ == nullptr ? open_old_index() : 0;
     if (failed == 0) failed = make_index();
-    if (failed == 0) failed = rebuild_opened(file_, request_, false, known_, report, watch);
-    return failed == 0 ? file_replace(fresh_path_.c_str(), request_.index_path.c_str()) : failed;
+    if (failed == 0) failed = fill_index(report, watch);
+    if (failed != 0) return failed;
+    report.records = static_cast<std::int64_t>(file_.contents().record_count);
+    failed = give_back(file_);
+    const int not_closed = file_close(file_);
+    return failed != 0 ? failed : not_closed;
   }
 
  private:
@@ -145,11 +130,12 @@ class BarePair {
     if (!old_index_.is_still_at(path)) return kIsFileLocked;
     std::uint64_t space = 0;
     if (measure(old_index_, kPageSize, space) == 0)
-      known_ = known_records(old_index_, header_.file_id);
+      known_ = known_records(old_index_, header_, data_mark(file_));
     return 0;
   }
 
   int make_index() {
+    if (opened_ != nullptr) known_ = opened_->contents().record_count;
     file_.writable = true;
     file_.exclusive = true;
     file_.base = request_.base;
@@ -167,9 +153,44 @@ class BarePair {
     return note_space(file_);
   }
 
+  // Until the last step the data file is only read.
+  int fill_index(IsRebuildReport& report, const IsWatch& watch) {
+    Rebuild rebuild(file_, {.give_back = true, .watch = watch});
+    RebuildStock stock;
+    if (const int failed = rebuild.make_trees(stock)) return failed;
+    report.lost = static_cast<std::int64_t>(count_lost(stock, known_));
+    int failed = report.lost > 0 ? keep_damaged(file_, request_, report.kept) : 0;
+    // From here on the old index is of another state of the data.
+    if (failed == 0) failed = put_in_use(file_, kStateInUse);
+    if (failed == 0) failed = put_in_place(rebuild);
+    if (failed != 0 && !report.kept.empty()) file_remove(report.kept.c_str());
+    if (failed != 0) report = {};
+    return failed;
+  }
+
+  // The free slots are chained as the new index wants them; the old one must be made again when it
+  // is found in its place after that.
+  int put_in_place(Rebuild& rebuild) {
+    change_step();
+    if (opened_ != nullptr) {
+      opened_->header().state = kStateRebuild;  // whatever happens, it is not closed as clean
+    } else {
+      // If it was damaged, nothing gone comes back.
+      settled_word(file_) = settled_epoch(file_) * kTwice;
+    }
+    change_step();
+    if (const int failed = rebuild.mark_slots()) return failed;
+    change_step();
+    if (const int failed = file_replace(fresh_path_.c_str(), request_.index_path.c_str()))
+      return failed;
+    change_step();
+    return 0;
+  }
+
   const OpenRequest& request_;
   std::string fresh_path_;
-  MappedFile old_index_;  // locked until the new one is in its place
+  std::shared_ptr<File> opened_;  // holds the locks of the old index
+  MappedFile old_index_;          // locked until the new one is in its place
   File file_;
   DataHeader header_{};
   std::uint64_t known_ = 0;
@@ -178,14 +199,19 @@ class BarePair {
 }  // namespace
 
 int file_rebuild(const OpenRequest& request, IsRebuildReport& report, const IsWatch& watch) {
-  {
-    std::shared_ptr<File> file;
-    const int failed = file_open(file, request);
-    if (failed == 0)
-      return rebuild_opened(*file, request, true, file->contents().record_count, report, watch);
+  std::shared_ptr<File> opened;
+  int failed = file_open(opened, request);
+  if (failed != 0) {
     if (failed != kIsBadFile && failed != ENOENT) return failed;
-  }  // it gives its locks back
-  return BarePair(request).rebuild(report, watch);
+    opened.reset();  // it gives its locks back
+    return FreshIndex(request, nullptr).rebuild(report, watch);
+  }
+  // Records that are deleted and not settled would be back.
+  failed = slots_settle(*opened);
+  if (failed == 0) failed = FreshIndex(request, opened).rebuild(report, watch);
+  // Of the old index, which is there still.
+  if (failed != 0) static_cast<void>(file_close(*opened));
+  return failed;
 }
 
 }  // namespace marigold::isam

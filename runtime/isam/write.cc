@@ -153,19 +153,6 @@ int check_unique(File& file, const char* record, SlotNumber own) {
 
 // ---- Keys
 
-// Whether two records have the same value of a key.
-bool has_duplicates(const File& file, const TreeShape& shape) {
-  std::vector<std::string> values;
-  for (std::uint64_t number = 1; number <= file.contents().slot_count; ++number) {
-    if (!slot_is_live(file, file.slot(number))) continue;
-    const Probe probe =
-        new_probe(shape, reinterpret_cast<const char*>(file.slot(number) + sizeof(SlotHeader)), 0);
-    values.emplace_back(reinterpret_cast<const char*>(probe.data()), shape.key_length);
-  }
-  std::ranges::sort(values);
-  return std::ranges::adjacent_find(values) != values.end();
-}
-
 int rebuild_with(File& file, const std::vector<TreeShape>& trees) {
   if (const int failed = file_write_keys(file, trees)) return failed;
   return rebuild_indexes(file);
@@ -216,7 +203,10 @@ int add_key(File& file, const KeyDescription& key) {
     return kIsKeyExists;
   }
   const TreeShape shape = tree_shape(key);
-  if (!shape.duplicates && has_duplicates(file, shape)) return kIsDuplicate;
+  bool found = false;
+  const int not_looked = shape.duplicates ? 0 : has_duplicates(file, shape, found);
+  if (not_looked != 0) return not_looked;
+  if (found) return kIsDuplicate;
   if (const int failed = change_prepare(file)) return failed;
   if (!file.settling.all_tried) return kSettleAllFirst;  // or what is gone would be back
   const std::vector<TreeShape> before = file.trees;

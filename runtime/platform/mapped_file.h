@@ -63,6 +63,9 @@ class MappedFile : public OpenedFile {
   int map(std::uint64_t bytes);
   [[nodiscard]] std::byte* memory() const { return memory_; }
   [[nodiscard]] std::uint64_t mapped() const { return mapped_; }
+  // Takes a range out of this process's memory until it is touched again; the system keeps what was
+  // stored there. For whoever goes through a large file once. No promise.
+  void forget(std::uint64_t offset, std::uint64_t bytes) const;
 
   // Reads bytes without the memory: space that was never written is not asked of a full disk. EIO
   // when the file ends before.

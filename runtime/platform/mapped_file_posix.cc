@@ -153,6 +153,14 @@ int MappedFile::read(std::uint64_t offset, std::span<std::byte> bytes) const {
   return 0;
 }
 
+// A view that is shared loses nothing by this: what was stored is the file's.
+void MappedFile::forget(std::uint64_t offset, std::uint64_t bytes) const {
+  const auto page = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+  const std::uint64_t begin = offset / page * page;
+  const std::uint64_t end = std::min(offset + bytes, mapped_) / page * page;
+  if (begin < end) static_cast<void>(madvise(memory_ + begin, end - begin, MADV_DONTNEED));
+}
+
 int MappedFile::sync() {
   if (const int fault = injected_fault(FileCall::kSync)) return fault;
   if (was_hit()) return hit_reason_ == ENODATA ? EIO : hit_reason_;

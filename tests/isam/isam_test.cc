@@ -293,6 +293,19 @@ TEST_F(IsamTest, LongWorkTellsHowFarItIs) {
   IsRebuildReport report;
   EXPECT_EQ(isrebuild("file", report, watch), 0);
   expect_told();
+  // Opening has no parameter for that.
+  std::fstream index("file.idx", std::ios::in | std::ios::out | std::ios::binary);
+  index.seekp(offsetof(isam::IndexHeader, state)).put(isam::kStateRebuild).flush();
+  bool ended = false;
+  is_watch_rebuilds([&](const std::string& base, std::uint64_t done, std::uint64_t all) {
+    EXPECT_EQ(base, "file");
+    watch(done, all);
+    ended = done == all;
+  });
+  EXPECT_EQ(ISCLOSE(ISOPEN("file", kSharedMode)), 0);
+  is_watch_rebuilds({});
+  EXPECT_TRUE(ended);
+  expect_told();
 }
 
 TEST_F(IsamTest, AnIndexOfTheFormerVersionIsMadeAnewUnlessSomebodyNeedsIt) {

@@ -8,6 +8,7 @@
 #include <csignal>
 #include <random>
 
+#include "runtime/isam/entry_sort.h"
 #include "runtime/isam/file.h"
 #include "tests/isam/support.h"
 
@@ -133,6 +134,46 @@ TEST_F(DeathTest, KilledAroundARunNothingIsLost) {
     }
   }
   std::printf("[ killed ] %d times around a run\n", kills);
+}
+
+// Indexes that are made again, in memory and in runs that are spilled.
+TEST_F(DeathTest, KilledAtEveryStepARebuildLosesNothing) {
+  Contents contents = some_contents(90, 8);
+  build_wide("start", contents);
+  const int start = ISOPEN("start", kSharedMode);
+  for (int count = 0; count < 10; ++count) {
+    EXPECT_EQ(ISDELETE(start, contents.begin()->second.data()), 0);
+    contents.erase(contents.begin());
+  }
+  ASSERT_EQ(ISCLOSE(start), 0);
+  const auto rebuild = [] {
+    IsRebuildReport report;
+    EXPECT_EQ(isrebuild("file", report), 0);
+  };
+  const auto add_key = [] {
+    const int file = ISOPEN("file", kExclusiveMode);
+    const KeyDescription key{1, 1, {{{200, 20, kIsCharacters}}}};
+    EXPECT_EQ(ISADDINDEX(file, key), 0);
+    EXPECT_EQ(ISCLOSE(file), 0);
+  };
+  for (const std::function<void()>& work : {std::function<void()>(rebuild), {add_key}}) {
+    int status = -SIGKILL;
+    long step = 0;
+    while (status == -SIGKILL && !HasFailure()) {
+      SCOPED_TRACE(++step);
+      copy_pair("start", "file");
+      status = run_process([&] {
+        isam::sort_run_bytes = step % 2 == 0 ? 0 : 3000;
+        steps_left = step;
+        work();
+      });
+      Contents found;
+      EXPECT_EQ(examine("file", found), "");
+      EXPECT_TRUE(found == contents);
+    }
+    EXPECT_EQ(status, 0);
+    EXPECT_GT(step, 10);
+  }
 }
 
 // The record leaves two thin leaves, which become one, for a leaf that is full and is divided: the

@@ -1,0 +1,63 @@
+// Making a tree from entries that come in order: its leaves one after another, and above them each
+// inner node when it is full, so that every page is written once.
+//
+// Nodes are left with some room, so that the records that come next do not divide each of them.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "runtime/isam/node_change.h"
+
+namespace marigold::isam {
+
+class TreeBuilder {
+ public:
+  // Of a tree of `file.trees`, whose header in the contents is written at the end. The trees mean
+  // nothing meanwhile: nothing is saved for an undo.
+  TreeBuilder(File& file, std::size_t tree);
+
+  // Adds an entry, which is greater than all before: TreeShape::compare_length bytes. 0, or the
+  // number for iserrno.
+  int add(const std::byte* bytes, SlotNumber slot);
+  // All are added. The same.
+  int finish();
+
+ private:
+  // An inner node that is being filled.
+  struct Level {
+    std::vector<Entry> children;
+    std::size_t kept = 1;  // bytes that its entries but the first need
+    bool is_first = true;  // no other node of this level is written
+  };
+
+  [[nodiscard]] const std::byte* entry(std::size_t index) const {
+    return leaf_.data() + index * entry_size_;
+  }
+  [[nodiscard]] std::size_t count() const { return leaf_.size() / entry_size_; }
+  [[nodiscard]] std::size_t same_bytes(const std::byte* a, const std::byte* b) const;
+  [[nodiscard]] std::size_t end_of_leaf(const std::byte* next) const;
+
+  int take_page(PageNumber& page);
+  int write_leaf(std::size_t entries, bool is_last, const std::byte* next);
+  int add_child(std::size_t level, const Entry& child);
+  int write_inner(std::size_t level);
+  void complete(PageNumber page);
+
+  File& file_;
+  std::size_t tree_;
+  std::size_t whole_;            // bytes that an entry is compared by
+  std::size_t entry_size_;       // in leaf_
+  std::vector<std::byte> leaf_;  // the entries of the leaf that comes next
+  std::size_t prefix_ = 0;       // bytes with which all of them begin
+  std::uint64_t entries_ = 0;
+  PageNumber leaf_page_ = 0;  // where the leaf will stand
+  PageNumber last_leaf_ = 0;
+  Entry bound_{};                          // of the leaf that comes next, from below
+  std::array<Level, kMostLevels> levels_;  // from 1 on
+  PageNumber remembered_;                  // pages from here on are still in this process's memory
+};
+
+}  // namespace marigold::isam

@@ -1,0 +1,69 @@
+#include <signal.h>
+
+#include <system_error>
+#include <utility>
+
+#include "runtime/platform/worker.h"
+
+namespace marigold {
+
+Worker::~Worker() {
+  if (!thread_.joinable()) return;
+  {
+    const std::lock_guard lock(mutex_);
+    ends_ = true;
+  }
+  changed_.notify_all();
+  thread_.join();
+}
+
+// A thread begins with the mask of signals of the one that starts it.
+bool Worker::start() {
+  if (thread_.joinable() || refused_) return !refused_;
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  try {
+    thread_ = std::thread([this] { work(); });
+  } catch (const std::system_error&) {
+    refused_ = true;
+  }
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  return !refused_;
+}
+
+bool Worker::is_busy() {
+  const std::lock_guard lock(mutex_);
+  return tasks_.size() >= kMostTasks;
+}
+
+void Worker::run(std::function<void()> task) {
+  if (!start() || is_busy()) return task();
+  {
+    const std::lock_guard lock(mutex_);
+    tasks_.push_back(std::move(task));
+  }
+  changed_.notify_all();
+}
+
+void Worker::wait() {
+  std::unique_lock lock(mutex_);
+  changed_.wait(lock, [this] { return tasks_.empty(); });
+}
+
+void Worker::work() {
+  std::unique_lock lock(mutex_);
+  for (;;) {
+    changed_.wait(lock, [this] { return ends_ || !tasks_.empty(); });
+    if (tasks_.empty()) return;
+    std::function<void()>& task = tasks_.front();  // a place in a deque stays where it is
+    lock.unlock();
+    task();
+    lock.lock();
+    tasks_.pop_front();
+    changed_.notify_all();
+  }
+}
+
+}  // namespace marigold

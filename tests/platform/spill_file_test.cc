@@ -1,0 +1,65 @@
+// What a rebuild has its memory and its second thread from: the file for what is too much, and the
+// worker.
+
+#include "runtime/platform/spill_file.h"
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <vector>
+
+#include "runtime/platform/worker.h"
+#include "tests/support/support.h"
+
+namespace marigold::test {
+namespace {
+
+TEST(SpillFileTest, ItHasNoNameAndItsLimitIsAnError) {
+  const WorkDirectory directory;
+  SpillFile file;
+  EXPECT_FALSE(file.is_made());
+  ASSERT_EQ(file.make("data"), 0);
+  EXPECT_TRUE(std::filesystem::is_empty("."));
+  const std::vector<std::byte> bytes(100'000, std::byte{7});
+  ASSERT_EQ(file.write(50'000, bytes), 0);
+  std::vector<std::byte> read(bytes.size());
+  ASSERT_EQ(file.read(50'000, read), 0);
+  EXPECT_EQ(read, bytes);
+  EXPECT_EQ(file.read(50'001, read), EIO);
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  const rlimit small{.rlim_cur = 60'000, .rlim_max = before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  EXPECT_EQ(file.write(60'000, bytes), EFBIG);
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+}
+
+std::atomic<int> signals_of_owner = 0;
+thread_local bool is_owner = false;
+
+TEST(WorkerTest, TasksAreDoneInOrderAndSignalsStayWithTheOwner) {
+  is_owner = true;
+  const auto before = std::signal(SIGUSR1, [](int) { signals_of_owner += is_owner ? 1 : 100; });
+  std::vector<int> done;
+  std::atomic<int> count = 0;
+  {
+    Worker worker;
+    for (int i = 0; i < 2; ++i)
+      worker.run([&done, i] { done.push_back(i); });
+    worker.wait();
+    EXPECT_EQ(done, (std::vector<int>{0, 1}));
+    for (int i = 0; i < 100; ++i)
+      worker.run([&count] { ++count; });
+    kill(getpid(), SIGUSR1);
+  }  // it ends when all is done
+  EXPECT_EQ(count, 100);
+  EXPECT_EQ(signals_of_owner, 1);
+  std::signal(SIGUSR1, before);
+}
+
+}  // namespace
+}  // namespace marigold::test
