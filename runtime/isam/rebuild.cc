@@ -57,14 +57,17 @@ int insert_run(File& file, std::size_t tree, std::vector<std::byte>& run) {
   std::ranges::sort(order, [length](const std::byte* a, const std::byte* b) {
     return std::memcmp(a, b, length) < 0;
   });
-  for (const std::byte* entry : order) {
-    SlotNumber slot = 0;
-    std::memcpy(&slot, entry + length, sizeof slot);
-    if (!slot_has_survived(file, file.slot(slot))) continue;  // dropped meanwhile
-    if (const int failed = insert_record(file, tree, slot)) return failed;
-  }
+  const int failed = leave_when_hit(file, [&] {
+    for (const std::byte* entry : order) {
+      SlotNumber slot = 0;
+      std::memcpy(&slot, entry + length, sizeof slot);
+      if (!slot_has_survived(file, file.slot(slot))) continue;  // dropped meanwhile
+      if (const int not_inserted = insert_record(file, tree, slot)) return not_inserted;
+    }
+    return 0;
+  });
   run.clear();
-  return 0;
+  return failed;
 }
 
 int build_tree(File& file, std::size_t tree, const IsWatch& watch) {
@@ -144,7 +147,7 @@ int lay_out(File& file) {
 int make_all(File& file, const RebuildOptions& options) {
   file.header().contents = Contents{};
   file.contents().page_count = 1;
-  if (const int failed = lay_out(file)) return failed;
+  if (const int failed = leave_when_hit(file, [&] { return lay_out(file); })) return failed;
   const std::uint64_t last = last_used_slot(file);
   file.contents().slot_count = options.give_back ? last_survivor(file, last) : last;
   for (std::size_t tree = 0; tree < file.trees.size(); ++tree) {
