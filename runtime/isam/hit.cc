@@ -20,10 +20,7 @@ int after_hit(File& file) {
 }
 
 int undo_unless_hit(File& file) {
-  if (was_hit(file)) return after_hit(file);
-  int failed = 0;
-  auto undo = [&] { failed = undo_all(file); };
-  return run_until_missing_page(undo) ? failed : after_hit(file);
+  return leave_when_hit(file, [&] { return undo_all(file); });
 }
 
 int take_back(File& file, int failed, bool ending) {

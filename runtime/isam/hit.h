@@ -31,6 +31,16 @@ inline int unless_hit(File& file, int result) {
   return file.hit == 0 ? result : std::exchange(file.hit, 0);
 }
 
+// Runs what stores into nodes outside of a change: it is left where it is hit, and the result is
+// the hit's. Nothing on the body's way may have to be destroyed.
+template <typename Body>
+int leave_when_hit(File& file, Body body) {
+  if (was_hit(file)) return after_hit(file);
+  int failed = 0;
+  auto run = [&] { failed = body(); };
+  return run_until_missing_page(run) ? failed : after_hit(file);
+}
+
 // As undo_all, which may be hit. Then others undo the rest.
 int undo_unless_hit(File& file);
 

@@ -145,6 +145,31 @@ TEST_F(HitTest, AFileThatIsCutWithinAChangeIsABadOne) {
   EXPECT_GT(hits, 30);
 }
 
+TEST_F(HitTest, AFileThatIsCutWhileItsKeysAreMadeIsABadOne) {
+  const KeyDescription later{1, 1, {{{200, 20, kIsCharacters}}}};
+  at_step = cut_file;
+  for (const Cut& row : {Cut{"file.idx", 0}, Cut{"file.idx", 8192}, Cut{"file.dat", 4096}}) {
+    cut = row;
+    int hits = 0;
+    for (long step = 1, status = 0; status == 0; step += amount(3, 1), ++hits) {
+      copy_pair("start", "file");
+      const auto use = [&] {
+        alarm(10);
+        const int file = ISOPEN("file", kExclusiveMode);
+        steps_left = step;
+        const int error = error_of(ISADDINDEX(file, later));
+        if (steps_left > 0) _exit(kNoSuchStep);
+        EXPECT_TRUE(error == kIsBadFile || error == 0) << error;
+        ISCLOSE(file);
+      };
+      status = run_process(use);
+      ASSERT_TRUE(status == 0 || status == kNoSuchStep)
+          << status << " " << row.name << " cut to " << row.length << " at step " << step;
+    }
+    EXPECT_GT(hits, 5);
+  }
+}
+
 // ---- A full disk, played: pages that cannot be stored to, and the signal that comes of it
 
 bool is_for_long = false;
