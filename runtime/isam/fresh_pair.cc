@@ -15,12 +15,9 @@
 namespace marigold::isam {
 namespace {
 
-// What a link leads to; any other name itself, and one whose end cannot be found.
-std::string followed(const std::string& path) {
+bool is_link(const std::string& path) {
   std::error_code unknown;
-  if (!std::filesystem::is_symlink(path, unknown)) return path;
-  const std::filesystem::path real = std::filesystem::canonical(path, unknown);
-  return unknown ? path : real.string();
+  return std::filesystem::is_symlink(path, unknown);
 }
 
 std::uint64_t draw_id() {
@@ -44,8 +41,8 @@ int put_in_place(std::string& from, const std::string& to) {
 }  // namespace
 
 FreshPair::FreshPair(const OpenRequest& request)
-    : index_path_(followed(request.index_path)),
-      data_path_(followed(request.data_path)),
+    : index_path_(request.index_path),
+      data_path_(request.data_path),
       fresh_index_(new_file_name(index_path_)),
       fresh_data_(new_file_name(data_path_)) {
   remove_abandoned(index_path_);
@@ -63,12 +60,15 @@ FreshPair::~FreshPair() {
 
 int FreshPair::create(std::uint32_t record_length, std::span<const TreeShape> trees,
                       std::uint64_t id) {
+  if (is_link(data_path_)) return ELOOP;
   int failed = file_.index.create(fresh_index_.c_str(), NewFileAccess::kOwnerOnly);
   if (failed == 0) failed = file_.index.lock(kUseLock, true);  // it is alive
   if (failed == 0) failed = file_.data.create(fresh_data_.c_str(), NewFileAccess::kOwnerOnly);
   if (failed == 0) failed = file_.data.lock(kUseLock, true);
-  // An index that is missing has no permissions; the records' are as strict as wanted.
-  const std::string& like = file_exists(index_path_.c_str()) ? index_path_ : data_path_;
+  // An index that is missing, or a link, has no permissions of its own; the records' are as strict
+  // as wanted.
+  const bool own = file_exists(index_path_.c_str()) && !is_link(index_path_);
+  const std::string& like = own ? index_path_ : data_path_;
   if (failed == 0) failed = file_.index.take_access(like.c_str());
   if (failed == 0) failed = file_.data.take_access(data_path_.c_str());
   if (failed == 0) failed = write_index_header(file_, id == 0 ? draw_id() : id);

@@ -1,8 +1,8 @@
 // A pair of files that is made beside another one, filled with records, and put in its place.
 //
-// Until then both files have names of their own in the directories of the old ones, with owner,
-// permissions and access control lists of these. A name that is a link is followed: the new file
-// stands where the old one stood, and the link stays.
+// Until then both files have names of their own beside the old ones, with owner, permissions and
+// access control lists of these. A data file that is a link is refused (ELOOP): whoever may write
+// in the directory could let it lead anywhere. An index that is one is replaced.
 #pragma once
 
 #include <cstddef>
@@ -44,10 +44,6 @@ class FreshPair {
   // Each is one step, on the disk when it returns.
   int put_data_in_place();
   int put_index_in_place();
-
-  // Where the old files stand, links followed.
-  [[nodiscard]] const std::string& data_path() const { return data_path_; }
-  [[nodiscard]] const std::string& index_path() const { return index_path_; }
 
  private:
   std::string index_path_;

@@ -250,7 +250,8 @@ struct IsCompactReport {
 
 // Gives back the space of deleted records: a new pair without them takes the place of the old one.
 // Both exist for a while. Killed at any moment the old or the new one is there and opens. 113: the
-// file is in use; 105: it is damaged (ischeck says how), nothing is changed; EINTR as above.
+// file is in use; 105: it is damaged (ischeck says how), nothing is changed; EINTR as above. ELOOP,
+// for isrecover as well: the data file is a link.
 int iscompact(const char* base, IsCompactReport& report, const IsWatch& watch = {});
 
 // ---- Numbers in records: the same bytes on every machine, but for doubles, which stay as they are

@@ -308,7 +308,7 @@ class Recovery {
   int put_in_place(IsRecoverReport& report) {
     if (report.lost > 0 || report.undecided > 0 || !report.checked) {
       change_step();
-      if (const int failed = keep_old(data_, fresh_.data_path(), report.kept)) return failed;
+      if (const int failed = keep_old(data_, request_.data_path, report.kept)) return failed;
     }
     int failed = fresh_.put_data_in_place();
     if (failed != 0 && !report.kept.empty()) {
