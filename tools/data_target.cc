@@ -1,6 +1,7 @@
 #include "tools/data_target.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <optional>
 #include <system_error>
@@ -205,6 +206,8 @@ std::string data_error(int number) {
       return "cannot be locked";
     case kIsNoMemory:
       return "not enough memory";
+    case ELOOP:
+      return "is a link; name the file that it leads to with --path";
     default:
       break;
   }
