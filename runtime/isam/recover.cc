@@ -120,10 +120,6 @@ SlotHeader header_of(std::span<const std::byte> slot) {
   return header;
 }
 
-bool holds_nothing(const SlotHeader& header) {
-  return header.state == kSlotUnused || header.state == kSlotFree;
-}
-
 // ---- What is known of deletions
 
 // How a deletion is judged that the slot alone does not settle.
@@ -247,10 +243,19 @@ class Recovery {
 
   int collect(OldSlots& slots, const HalvesWatch& watch, IsRecoverReport& report) {
     constexpr std::uint64_t kSeldom = 4096;
+    std::int64_t blank = 0;
     for (std::uint64_t number = 1; number <= slots.count(); ++number) {
       watch.slot(number, slots.count());
       if (number % kSeldom == 0 && stop_signals_pending()) return EINTR;
       const auto slot = slots.at(number);
+      if (slot && header_of(*slot).state == kSlotUnused) {
+        ++blank;
+        continue;
+      }
+      // Slots are used in their order: one that was never used before others that were is wiped. An
+      // index knows better how many records there were.
+      if (!deletions_.known) report.lost += blank;
+      blank = 0;
       if (!slot) {
         ++report.lost;
       } else if (holds_record(*slot, report)) {
@@ -265,7 +270,7 @@ class Recovery {
 
   bool holds_record(std::span<const std::byte> slot, IsRecoverReport& report) const {
     const SlotHeader header = header_of(slot);
-    if (holds_nothing(header)) return false;
+    if (header.state == kSlotFree) return false;
     if (header.state == kSlotGone) return is_back(slot, header, report);
     // Without a check at least the sequence is one that a file can reach; one near the end of all
     // numbers would let nothing be written any more.

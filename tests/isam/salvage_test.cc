@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstring>
+#include <random>
 
 #include "runtime/isam/file.h"
 #include "runtime/platform/mapped_file.h"
@@ -246,6 +247,13 @@ TEST_F(TortureTest, RecordsComeBackWithoutAHeader) {
          tear(6, 100);
        },
        3, true, true, false},
+      {"wiped",
+       [&] {
+         damage_headers_but_number();
+         std::filesystem::remove("file.idx");
+         damage("file.dat", live[3], kWideSlot, '\0');
+       },
+       1, true, true, false},
       {"cut",
        [&] {
          all('\0');
@@ -361,6 +369,37 @@ TEST_F(TortureTest, RecoveringRefusesWhatIsNoSuchFile) {
     refuses(kIsBadFile, kWideRecord, kWideKeys);
     write_file("file.idx", junk);
     refuses(kIsBadFile, kWideRecord, kWideKeys);
+  }
+}
+
+// Whatever else is damaged: a record that passed for checked is one that was written.
+TEST_F(TortureTest, RecoveredRecordsAreThoseThatWereWritten) {
+  Contents contents = build_with_gaps(60);
+  std::mt19937 random(17);
+  const auto spoil = [&random](const std::string& path, std::size_t from, unsigned most) {
+    std::string bytes = read_file(path);
+    for (unsigned count = random() % most; count > 0; --count)
+      bytes[from + random() % (bytes.size() - from)] = static_cast<char>(random());
+    if (random() % 4 == 0) bytes.resize(from + random() % (bytes.size() - from));
+    write_file(path, bytes);
+  };
+  for (int variant = 0; variant < amount(200, 100'000) && !HasFailure(); ++variant) {
+    SCOPED_TRACE(variant);
+    copy_pair("good", "file");
+    damage_headers_but_number();
+    spoil("file.dat", isam::kDataStart, 40);
+    spoil("file.idx", 0, 40);
+    IsRecoverReport report;
+    const int error = error_of(isrecover("file", kWideRecord, kWideKeys, report));
+    ASSERT_TRUE(error == 0 || error == kIsBadFile) << error;
+    if (error != 0) continue;
+    Contents found;
+    EXPECT_EQ(examine("file", found), "");
+    EXPECT_EQ(static_cast<std::int64_t>(found.size()), report.records);
+    EXPECT_TRUE(found.size() >= contents.size() || report.lost > 0);
+    for (const auto& [number, record] : found)
+      EXPECT_TRUE(!report.checked || contents[number] == record) << number;
+    std::filesystem::remove("file.damaged.dat");
   }
 }
 
