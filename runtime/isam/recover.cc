@@ -124,7 +124,7 @@ SlotHeader header_of(std::span<const std::byte> slot) {
 
 // How a deletion is judged that the slot alone does not settle.
 struct Deletions {
-  bool known = false;                    // by an index of this run of the machine: gone is gone
+  bool known = false;                    // a clean index, or one of this run: gone is gone
   std::optional<std::uint32_t> settled;  // up to this epoch they are final
 };
 
