@@ -188,7 +188,9 @@ bool take_class(const DataTarget& target, Problems& problems) {
   return complain(problems, data_directory(definition.path_class), "the directory is locked" + who);
 }
 
-std::string data_error(int number) {
+namespace {
+
+std::string text_of(int number) {
   switch (number) {
     case kIsDuplicate:
       return "a key without duplicates has this value already";
@@ -213,6 +215,14 @@ std::string data_error(int number) {
   }
   const std::string name = iserror_name(number);
   return name.empty() ? std::generic_category().message(number) : "unexpected error " + name;
+}
+
+}  // namespace
+
+std::string data_error(int number) {
+  const std::string reason = number == iserrno ? isreason() : "";
+  if (reason.empty()) return text_of(number);
+  return number == kIsBadFile ? reason : text_of(number) + ": " + reason;
 }
 
 std::string data_error(const std::string& path, int number) {

@@ -1,10 +1,13 @@
 // How a change is made by one process at a time, and whole.
 
+#include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstring>
 
 #include "runtime/isam/fatal.h"
 #include "runtime/isam/file.h"
+#include "runtime/isam/reason.h"
 #include "runtime/isam/rebuild.h"
 
 namespace marigold::isam {
@@ -18,6 +21,10 @@ constexpr std::uint32_t kExclusiveWriter = ~std::uint32_t{0};
 
 // Rounds of waiting after which it is worth asking the system whether the writer lives.
 constexpr int kPatience = 16;
+// And after which it is time to be the next one, a millisecond or so.
+constexpr int kRoundsToInherit = 24;
+// No longer waits between two looks: others wait for an heir who is late.
+constexpr int kLongestWait = 15;
 
 // Behind each piece of saved bytes in the undo area, so that the area can be read from its end.
 struct UndoTrailer {
@@ -35,6 +42,9 @@ std::atomic_ref<std::uint64_t> changes_of(const File& file) {
 }
 std::atomic_ref<std::uint32_t> writer_of(const File& file) {
   return std::atomic_ref(file.header().writer);
+}
+std::atomic_ref<std::uint32_t> heir_of(const File& file) {
+  return std::atomic_ref(file.header().heir);
 }
 
 std::uint32_t own_word(const File& file) {
@@ -65,18 +75,43 @@ int take_over(File& file, bool& taken) {
   return failed;
 }
 
-// Waits for the word.
+// Ends the succession of an heir who has not taken the free word since he was last seen here: he is
+// stopped, or dead. `seen` is who was.
+void drop_late_heir(const File& file, std::uint32_t& seen) {
+  std::uint32_t heir = heir_of(file).load();
+  const bool late = heir != 0 && heir == seen && heir != own_word(file);
+  if (late && writer_of(file).load() == 0) heir_of(file).compare_exchange_strong(heir, 0);
+  seen = heir;
+}
+
+// Takes the word if it is free and nobody else is next.
+bool take_turn(const File& file) {
+  const std::uint32_t own = own_word(file);
+  const std::uint32_t heir = heir_of(file).load(std::memory_order_relaxed);
+  if (heir != 0 && heir != own) return false;
+  std::uint32_t word = 0;
+  if (!writer_of(file).compare_exchange_weak(word, own, std::memory_order_acquire)) return false;
+  if (heir == own) heir_of(file).store(0, std::memory_order_relaxed);
+  return true;
+}
+
+// Waits for the word. Whoever has waited for a while becomes the heir, if there is none: then
+// nobody else takes it, however quick he is.
 int take_word(File& file) {
-  for (int round = 0;; ++round) {
-    std::uint32_t word = 0;
-    if (writer_of(file).compare_exchange_weak(word, own_word(file), std::memory_order_acquire))
-      return 0;
-    wait_a_little(round);
+  std::uint32_t seen = 0;
+  for (int round = 0; !take_turn(file); ++round) {
+    wait_a_little(std::min(round, kLongestWait));
+    if (round >= kRoundsToInherit) {
+      std::uint32_t nobody = 0;
+      heir_of(file).compare_exchange_strong(nobody, own_word(file));
+    }
     if (round % kPatience != kPatience - 1) continue;
+    drop_late_heir(file, seen);
     bool taken = false;
     if (const int failed = take_over(file, taken)) return failed;
     if (taken) return 0;
   }
+  return 0;
 }
 
 void restore(File& file, const UndoTrailer& trailer, const std::byte* saved) {
@@ -177,13 +212,31 @@ int undo_all(File& file) {
   return 0;
 }
 
+namespace {
+
+// Who may only read cannot undo what a dead writer has left. Somebody who can may come at once, or
+// never.
+int wait_for_rescue(const File& file, int round) {
+  constexpr int kRounds = 20 * kPatience;  // a fifth of a second
+  if (round < kRounds) return 0;
+  const std::uint32_t word = writer_of(file).load();
+  bool dead = true;
+  const int failed = word == 0 ? 0 : writer_is_dead(file, word, dead);
+  return failed == 0 && dead ? refuse(EACCES, kHalfDone) : failed;
+}
+
+}  // namespace
+
 int read_begin(File& file, std::uint64_t& changes) {
   for (int round = 0;; ++round) {
     changes = changes_of(file).load(std::memory_order_acquire);
     if (changes % 2 == 0) break;
     wait_a_little(round);
     if (round % kPatience != kPatience - 1) continue;
-    if (!file.writable) continue;
+    if (!file.writable) {
+      if (const int failed = wait_for_rescue(file, round)) return failed;
+      continue;
+    }
     // Either the writer finishes meanwhile, or it is dead and its change is undone.
     if (const int failed = writer_begin(file)) return failed;
     writer_end(file);

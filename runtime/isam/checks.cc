@@ -21,7 +21,12 @@ std::uint32_t header_check(const IndexHeader& header) {
   copy.changes = 0;
   copy.boot = {};
   copy.check = 0;
-  return checksum(std::as_bytes(std::span(&copy, 1)));
+  copy.heir = 0;
+  copy.use_stamp = 0;
+  copy.file_number = 0;
+  const bool stamped = header.version > kUnstampedIndexVersion;
+  const std::size_t length = stamped ? sizeof copy : offsetof(IndexHeader, clean_stamp);
+  return checksum(std::as_bytes(std::span(&copy, 1)).first(length));
 }
 
 // Of the header and the entries: what lies behind them means nothing, and undoing a change does not

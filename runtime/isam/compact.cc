@@ -3,12 +3,11 @@
 // pair has the number of the old one, and takes its place in these steps:
 //
 //   1. the new pair is whole and on the disk, under names of its own
-//   2. the old index is marked as one to be made from the records
-//   3. the new data file takes the place of the old one
-//   4. the new index takes the place of the old one
+//   2. the new data file takes the place of the old one
+//   3. the new index takes the place of the old one
 //
-// Killed before 2 nothing has happened. Between 2 and 4 the file opens with the old records or with
-// the new ones, which are the same; the index that stands there is made from them then.
+// Killed before 2 nothing has happened. Between 2 and 3 the stamp of the new data file is not that
+// of the old index, which whoever opens the pair makes from the records then.
 
 #include "runtime/isam/compact.h"
 
@@ -27,7 +26,6 @@ class Compaction {
 
   // What cannot be moved safely is refused: a record that is damaged would be gone.
   int make(IsCompactReport& report) {
-    if (const int failed = slots_settle(old_)) return failed;
     if (const int failed = old_.data.size(report.data_before)) return failed;
     if (const int failed = old_.index.size(report.index_before)) return failed;
     if (const int failed = fresh_.create(old_.record_length, old_.trees, old_.header().file_id))
@@ -42,14 +40,8 @@ class Compaction {
   }
 
   int put_in_place() {
-    const std::uint32_t before = old_.header().state;
-    change_step();
-    if (const int failed = file_put_in_state(old_, kStateRebuild)) return failed;
-    if (const int failed = fresh_.put_data_in_place()) {
-      file_put_in_state(old_, before);
-      return failed;
-    }
-    return fresh_.put_index_in_place();
+    const int failed = fresh_.put_data_in_place();
+    return failed == 0 ? fresh_.put_index_in_place() : failed;
   }
 
  private:
@@ -79,11 +71,15 @@ class Compaction {
 int file_compact(const OpenRequest& request, IsCompactReport& report, const IsWatch& watch) {
   std::shared_ptr<File> old;
   if (const int failed = file_open(old, request)) return failed;
-  const int failed = as_writer(*old, [&] {
-    Compaction compaction(*old, request, watch);
-    const int made = compaction.make(report);
-    return made == 0 ? compaction.put_in_place() : made;
-  });
+  // Records that are deleted and not settled would be back.
+  int failed = slots_settle(*old);
+  if (failed == 0) {
+    failed = as_writer(*old, [&] {
+      Compaction compaction(*old, request, watch);
+      const int made = compaction.make(report);
+      return made == 0 ? compaction.put_in_place() : made;
+    });
+  }
   // Only a file that is still there is brought to rest. The other one has no name any more.
   if (!old->data.is_still_at(request.data_path.c_str())) return failed;
   const int closed = file_close(*old);

@@ -10,7 +10,10 @@
 #include <random>
 
 #include "runtime/isam/checks.h"
+#include "runtime/isam/pairing.h"
+#include "runtime/isam/reason.h"
 #include "runtime/isam/rebuild.h"
+#include "runtime/isam/slots.h"
 #include "runtime/isam/space.h"
 #include "runtime/platform/file.h"
 #include "runtime/platform/new_file.h"
@@ -53,9 +56,49 @@ int open_both(File& file, const OpenRequest& request) {
   return file.index.identity(file.identity);
 }
 
-int take_use_lock(File& file) {
-  const int failed = file.index.lock(kUseLock, file.exclusive && file.writable);
+int as_refusal(int failed) {
   return failed == EAGAIN ? kIsFileLocked : failed;
+}
+
+// Whether a process of another run has the file open, or one that has it for itself and may only
+// read.
+int others_exclude(const File& file, std::uint64_t own_run, bool& excluded) {
+  const std::uint64_t behind = kRunLocks + kRunLockBytes;
+  bool below = false;
+  bool above = false;
+  int failed = file.index.locked_by_other(kAloneLock, below, own_run - kAloneLock);
+  if (failed == 0) failed = file.index.locked_by_other(own_run + 1, above, behind - own_run - 1);
+  excluded = below || above;
+  return failed;
+}
+
+// The memory of two machines does not follow each other's changes, whatever a network file system
+// says of their locks.
+int take_run_lock(File& file) {
+  const std::uint64_t run = kRunLocks + long_checksum(boot_identity()) % (kRunLockBytes - 1);
+  if (const int failed = file.index.lock(run, false)) return as_refusal(failed);
+  bool excluded = false;
+  if (const int failed = others_exclude(file, run, excluded)) return failed;
+  return excluded ? refuse(kIsFileLocked,
+                           "a process of another machine, or one that reads it alone, has it open")
+                  : 0;
+}
+
+// Of a process that wants the file for itself and may not write it: its lock can only be shared, so
+// it says that it is alone, looks whether it is, and others see it.
+int be_alone(File& file) {
+  if (const int failed = file.index.lock(kAloneLock, false)) return as_refusal(failed);
+  bool others = false;
+  const int failed = file.index.locked_by_other(kUseLock, others);
+  return others ? kIsFileLocked : failed;
+}
+
+int take_use_lock(File& file) {
+  const bool alone = file.exclusive && !file.writable;
+  if (const int failed = file.index.lock(kUseLock, file.exclusive && file.writable))
+    return as_refusal(failed);
+  if (const int failed = alone ? be_alone(file) : 0) return failed;
+  return take_run_lock(file);
 }
 
 // A place of our own, which tells others that we live. The word of one who died in this place is
@@ -117,16 +160,11 @@ int read_data_header(File& file) {
   return 0;
 }
 
-bool must_be_rebuilt(const IndexHeader& header) {
-  return header.state == kStateRebuild || header.version < kIndexVersion ||
-         (header.state == kStateInUse && header.boot != boot_identity());
-}
-
 // An index of the former version can be made anew only when nobody has it open, and nobody has died
 // with it: a program of that version has to undo what was left half done, and settle what is gone.
 int look_at_former(const File& file) {
   const IndexHeader& header = file.header();
-  if (header.version == kIndexVersion) return 0;
+  if (header.version > kFormerIndexVersion) return 0;
   if (header.state == kStateInUse && header.boot == boot_identity()) return kIsBadFile;
   bool others = false;
   const int failed = file.exclusive ? 0 : file.index.locked_by_other(kUseLock, others);
@@ -135,10 +173,23 @@ int look_at_former(const File& file) {
 
 bool contents_are_sane(const File& file) {
   const IndexHeader& header = file.header();
-  if (header.state == kStateClean && header.check != header_check(header)) return false;
+  if (is_clean_pair(file) && header.check != header_check(header)) return false;
   return header.undo_pages == undo_pages_needed(file.trees) &&
          header.contents.page_count >= kUndoStart + header.undo_pages &&
          header.contents.epoch - settled_epoch(file) - 1 < kOpenEpochs;
+}
+
+// An index that is older than the data counts slots that have been taken since as never used, or as
+// free.
+bool heads_are_untaken(const File& file) {
+  const auto state_of = [&](std::uint64_t number) {
+    return reinterpret_cast<const SlotHeader*>(file.slot(number))->state;
+  };
+  const Contents& contents = file.contents();
+  const std::uint64_t next = contents.slot_count + 1;
+  if (next <= file.slots && state_of(next) != kSlotUnused) return false;
+  const std::uint64_t free = contents.free_slot;
+  return free == 0 || (free <= file.slots && state_of(free) != kSlotLive);
 }
 
 // Others may be at work meanwhile; what is read in one piece counts.
@@ -146,7 +197,7 @@ int look_at_contents(File& file) {
   for (;;) {
     std::uint64_t changes = 0;
     const int failed = read_begin(file, changes);
-    const bool sane = failed == 0 && contents_are_sane(file);
+    const bool sane = failed == 0 && contents_are_sane(file) && heads_are_untaken(file);
     if (!read_was_whole(file, changes)) continue;
     if (failed != 0) return failed;
     return sane ? 0 : kIsBadFile;
@@ -161,16 +212,42 @@ void forget_interrupted(IndexHeader& header) {
   header.writer = 0;
 }
 
+// Nobody may have the file open whose trees are made anew. One who found the same and may not write
+// is gone in a moment.
+int hold_alone(File& file) {
+  constexpr int kMostRounds = 100;
+  int failed = EAGAIN;
+  for (int round = 0; failed == EAGAIN && round < kMostRounds; ++round) {
+    if (round > 0) wait_a_little(round);
+    failed = file.index.lock(kUseLock, true);
+  }
+  return failed == EAGAIN
+             ? refuse(kIsFileLocked, "its indexes must be made again, and others have it open")
+             : failed;
+}
+
+int make_anew(File& file, const char* reason) {
+  if (!file.exclusive) {
+    if (const int failed = hold_alone(file)) return failed;
+  }
+  forget_interrupted(file.header());
+  int failed = as_writer(file, [&] { return rebuild_indexes(file); });
+  if (failed == 0 && !file.exclusive) failed = file.index.lock(kUseLock, false);
+  file.made_anew = reason;
+  return failed;
+}
+
 // After a death or a power loss: what was left half done is undone, and what does not fit is made
 // anew.
 int recover(File& file) {
-  IndexHeader& header = file.header();
-  const bool rebuild = must_be_rebuilt(header);
+  const Judgement judgement = judge_pair(file);
+  if (judgement.fit == Fit::kCopied) return refuse(kIsBadFile, judgement.reason);
+  const IndexHeader& header = file.header();
+  const bool rebuild = judgement.fit == Fit::kRebuild;
   if (!rebuild && header.writer == 0 && header.undo_used == 0 && header.changes % 2 == 0) return 0;
-  if (!file.writable) return EACCES;
-  if (rebuild) forget_interrupted(header);
-  return as_writer(file,
-                   [&] { return must_be_rebuilt(file.header()) ? rebuild_indexes(file) : 0; });
+  if (!file.writable) return refuse(EACCES, rebuild ? judgement.reason : kHalfDone);
+  if (rebuild) return make_anew(file, judgement.reason);
+  return as_writer(file, [] { return 0; });  // which undoes
 }
 
 int open_registered(File& file) {
@@ -250,6 +327,8 @@ int create_both(File& file, const OpenRequest& request, std::uint32_t record_len
   if (failed == 0) failed = grow(file.data, kDataStart, file.data_space);
   if (failed == 0) failed = file_write_keys(file, {&shape, 1});
   if (failed == 0) failed = rebuild_indexes(file);
+  // After a power loss it is there, or nobody would know that there are records.
+  if (failed == 0) failed = file.index.sync();
   if (failed == 0) failed = file_sync_directory(request.index_path.c_str());
   if (failed == 0) failed = file.index.identity(file.identity);
   if (failed == 0 && !request.exclusive) failed = share(file);
@@ -277,20 +356,14 @@ void complete_page_checks(File& file) {
 // The only one who has the file open gives it the state in which it can be copied, moved and
 // trusted. The disk begins with the records while the pages' checks are made.
 int make_clean(File& file) {
-  IndexHeader& header = file.header();
-  if (header.state != kStateInUse) return file.data.sync();
   if (const int failed = make_visible(file)) return failed;
   file.data.start_sync(0, data_bytes(file));
   complete_page_checks(file);
   file.index.start_sync(0, index_bytes(file));
-  if (const int failed = some_are_gone(file) ? slots_settle(file) : 0) return failed;
   // Always: settling changes the links of slots last of all.
   if (const int failed = file.data.sync()) return failed;
-  header.check = header_check(header);
-  header.record_locks = 0;
-  if (const int failed = file.index.sync()) return failed;
-  header.state = kStateClean;
-  return file.index.sync();
+  file.header().record_locks = 0;
+  return stamp_clean(file);
 }
 
 int close_registered(File& file) {
@@ -298,7 +371,10 @@ int close_registered(File& file) {
   if (!file.exclusive) {
     if (const int failed = file.index.locked_by_other(kUseLock, others)) return failed;
   }
-  return others ? file_flush(file) : as_writer(file, [&] { return make_clean(file); });
+  if (others || file.header().state != kStateInUse) return file_flush(file);
+  if (const int failed = slots_settle(file)) return failed;
+  if (const int failed = slots_free_kept(file)) return failed;
+  return as_writer(file, [&] { return make_clean(file); });
 }
 
 }  // namespace
@@ -459,24 +535,20 @@ int file_close(File& file) {
 
 int file_flush(File& file) {
   if (!file.writable) return 0;
-  if (!some_are_gone(file)) return file.data.sync();
-  return as_writer(file, [&] { return slots_settle(file); });
-}
-
-int file_put_in_state(File& file, std::uint32_t state) {
-  IndexHeader& header = file.header();
-  const std::uint32_t before = header.state;
-  if (before == state) return 0;
-  header.boot = boot_identity();
-  header.state = state;
-  const int failed = file.index.sync();
-  if (failed != 0) header.state = before;
-  return failed;
+  return some_are_gone(file) ? slots_settle(file) : file.data.sync();
 }
 
 int change_prepare(File& file) {
   if (const int failed = make_visible(file)) return failed;
-  return file_put_in_state(file, kStateInUse);
+  return file.header().state == kStateInUse ? 0 : kPutInUseFirst;
+}
+
+int file_put_in_use(File& file) {
+  if (const int failed = register_lock(file)) return failed;
+  const bool in_use = file.header().state == kStateInUse;
+  const int failed = in_use ? 0 : put_in_use(file, kStateInUse);
+  register_unlock(file);
+  return failed;
 }
 
 }  // namespace marigold::isam

@@ -51,6 +51,7 @@ struct File {
   std::string base;
   FileIdentity identity;
   int users = 0;           // descriptors of this process on it
+  int snapshots = 0;       // of which this process reads so many
   bool writable = false;   // the system lets us change it
   bool exclusive = false;  // nobody else has it open
   // Off while the trees are made anew, which is begun again when it is interrupted.
@@ -68,6 +69,12 @@ struct File {
   // Of which this change need not save anything any more. Room for all that the undo area can hold,
   // so that no change runs out of memory.
   std::vector<PageNumber> saved_pages;
+  // What the change going on has done about slots that are gone.
+  struct {
+    bool ripe_tried = false;
+    bool all_tried = false;
+  } settling;
+  const char* made_anew = "";  // why the indexes were, when it was opened
   SlotHints hints;
   std::vector<std::uint64_t> verified_slots;  // a bit each: its check was right
   std::vector<std::uint8_t> verified;  // by page: its check was right, or has become void since
@@ -132,11 +139,15 @@ int write_index_header(File& file, std::uint64_t id);
 
 // ---- Changing
 
-// Brings the data file to the disk and makes all gone slots free. The writer's, outside a change.
+// Brings the data file to the disk and makes all gone slots free. Waits for whoever is doing that;
+// 113 when it takes too long. Takes the right to change the file for moments only: the caller does
+// not have it.
 int slots_settle(File& file);
-// When so much is gone that it should be settled: makes those free that have been gone for a while.
-// The others may belong to records that are just being replaced. The writer's, outside a change.
+// The same for those that have been gone for a while, unless somebody else is doing it. The others
+// may belong to records that are just being replaced.
 int slots_settle_ripe(File& file);
+// Whether so much is gone that it should be settled.
+bool slots_are_due(const File& file);
 
 // Takes the right to change the file, after whoever has it.
 int writer_begin(File& file);
@@ -154,13 +165,42 @@ int as_writer(File& file, Body body) {
   return body();
 }
 
-// Puts the file in use on the disk before its first change. The writer's.
+// Instead of a result: the change needs something that waits for the disk, which nobody does who
+// has the right to change the file. See as_prepared_writer.
+inline constexpr int kPutInUseFirst = -1;
+inline constexpr int kSettleRipeFirst = -2;
+inline constexpr int kSettleAllFirst = -3;
+
+// Sees to it that the file has been put in use before its first change. The writer's.
 int change_prepare(File& file);
 // Sees to it that adding a record finds the space that it may need: a slot, and a page for every
 // level of every tree and one more.
 int change_prepare_space(File& file);
-// Sets and syncs the state, if it is another.
-int file_put_in_state(File& file, std::uint32_t state);
+// Puts the file in use on the disk. Not the writer's.
+int file_put_in_use(File& file);
+
+// Runs a change as the file's writer, and what it needs first without that right: others go on
+// while the disk is waited for.
+template <typename Change>
+int as_prepared_writer(File& file, Change change) {
+  file.settling = {};
+  for (;;) {
+    const int result = as_writer(file, change);
+    int failed = 0;
+    if (result == kPutInUseFirst) {
+      failed = file_put_in_use(file);
+    } else if (result == kSettleRipeFirst) {
+      file.settling.ripe_tried = true;
+      failed = slots_settle_ripe(file);
+    } else if (result == kSettleAllFirst) {
+      file.settling.all_tried = true;
+      failed = slots_settle(file);
+    } else {
+      return result;
+    }
+    if (failed != 0) return failed;
+  }
+}
 // Everything between these two is done whole or not at all. A change that fails in between is taken
 // back by undo_all.
 void change_begin(File& file);
@@ -178,9 +218,9 @@ int undo_all(File& file);
 
 // Serialises who comes and goes, and who takes over from the dead: held while a process opens or
 // closes a file, and while one looks whether the writer is alive. May be taken again by who has it.
-// 113 after so many rounds of waiting, most of them a millisecond each, so some ten seconds: whoever
-// has it has it for moments, but for one who makes the indexes again; and somebody who may only
-// read the file can lock it for as long as he likes.
+// 113 after so many rounds of waiting, most of them a millisecond each, so some ten seconds:
+// whoever has it has it for moments, but for one who makes the indexes again; and somebody who may
+// only read the file can lock it for as long as he likes.
 inline constexpr int kRoundsToRegister = 10'000;
 int register_lock(File& file, int most_rounds = kRoundsToRegister);
 void register_unlock(File& file);

@@ -16,9 +16,11 @@
 #include "runtime/isam/glance.h"
 #include "runtime/isam/key.h"
 #include "runtime/isam/read.h"
+#include "runtime/isam/reason.h"
 #include "runtime/isam/record_lock.h"
 #include "runtime/isam/recover.h"
 #include "runtime/isam/repair.h"
+#include "runtime/isam/snapshot.h"
 #include "runtime/isam/walk.h"
 #include "runtime/isam/write.h"
 #include "runtime/platform/process.h"
@@ -42,6 +44,7 @@ struct Descriptor {
   bool automatic = false;
   std::uint64_t automatic_lock = 0;  // the byte, 0 for none
   Cursor cursor;
+  std::unique_ptr<Snapshot> snapshot;  // null: none has begun
 };
 
 struct State {
@@ -65,6 +68,7 @@ int finish(int result) {
 template <typename Body>
 int operation(const char* name, Body body) {
   const OperationScope scope(name);
+  forget_reason();
   try {
     return body();
   } catch (const std::bad_alloc&) {
@@ -139,7 +143,8 @@ int take_descriptor(std::shared_ptr<File> file, const Mode& mode) {
                      .writes = mode.writes,
                      .automatic = mode.automatic,
                      .automatic_lock = 0,
-                     .cursor = {}};
+                     .cursor = {},
+                     .snapshot = nullptr};
   return static_cast<int>(free - state.descriptors.begin());
 }
 
@@ -244,7 +249,7 @@ int change_file(const char* name, int number, Change change) {
     const Descriptor* descriptor = descriptor_at(number);
     if (descriptor == nullptr || !descriptor->writes) return fail(kIsNotOpen);
     File& file = *descriptor->file;
-    return finish(as_writer(file, [&] { return change(file); }));
+    return finish(as_prepared_writer(file, [&] { return change(file); }));
   });
 }
 
@@ -282,7 +287,7 @@ int ISCLOSE(int number) {
     Descriptor* descriptor = descriptor_at(number);
     if (descriptor == nullptr) return fail(kIsNotOpen);
     const std::shared_ptr<File> file = std::move(descriptor->file);
-    *descriptor = Descriptor{};
+    *descriptor = Descriptor{};  // which ends its snapshot
     return finish(--file->users > 0 ? file_flush(*file) : file_close(*file));
   });
 }
@@ -354,7 +359,8 @@ int isinfo(int descriptor, IsamInfo& info) {
     if (opened == nullptr) return fail(kIsNotOpen);
     File& file = *opened->file;
     info = {.record_length = static_cast<int>(file.record_length),
-            .key_count = static_cast<int>(file.trees.size())};
+            .key_count = static_cast<int>(file.trees.size()),
+            .made_anew = file.made_anew};
     std::ranges::transform(file.trees, info.keys.begin(), &TreeShape::key);
     std::uint64_t changes = 0;
     do {
@@ -390,6 +396,78 @@ int ischeck(int number, std::vector<std::string>& findings, const IsWatch& watch
       return 0;
     };
     return finish(file.writable ? as_writer(file, walk) : walk());
+  });
+}
+
+namespace {
+
+// The files of these descriptors, each once and without a snapshot.
+int files_for_snapshots(std::span<const int> numbers, std::vector<File*>& files) {
+  for (const int number : numbers) {
+    const Descriptor* descriptor = descriptor_at(number);
+    if (descriptor == nullptr) return kIsNotOpen;
+    File* file = descriptor->file.get();
+    if (descriptor->snapshot != nullptr || std::ranges::find(files, file) != files.end())
+      return kIsBadArgument;
+    files.push_back(file);
+  }
+  return 0;
+}
+
+Snapshot* snapshot_of(int number) {
+  const Descriptor* descriptor = descriptor_at(number);
+  return descriptor == nullptr ? nullptr : descriptor->snapshot.get();
+}
+
+}  // namespace
+
+int issnapshot(std::span<const int> numbers) {
+  return operation("ISSNAPSH", [&]() -> int {
+    std::vector<File*> files;
+    if (const int failed = files_for_snapshots(numbers, files)) return fail(failed);
+    std::vector<Snapshot> snapshots(files.size());
+    if (const int failed = Snapshot::begin(snapshots, files)) return fail(failed);
+    for (std::size_t i = 0; i < numbers.size(); ++i)
+      descriptor_at(numbers[i])->snapshot = std::make_unique<Snapshot>(std::move(snapshots[i]));
+    return 0;
+  });
+}
+
+int issnapshot_read(int number, char* record) {
+  return operation("ISSNAPRD", [&] {
+    Snapshot* snapshot = snapshot_of(number);
+    if (snapshot == nullptr) return fail(kIsNotOpen);
+    const std::byte* slot = nullptr;
+    if (const int failed = snapshot->next(slot)) return fail(failed);
+    std::memcpy(record, slot + sizeof(SlotHeader), descriptor_at(number)->file->record_length);
+    return 0;
+  });
+}
+
+std::int64_t issnapshot_count(int number) {
+  const Snapshot* snapshot = snapshot_of(number);
+  return snapshot == nullptr ? fail(kIsNotOpen)
+                             : static_cast<std::int64_t>(snapshot->record_count());
+}
+
+int issnapshot_write(int number, const char* base, const char* like, const IsWatch& watch) {
+  return operation("ISSNAPWR", [&]() -> int {
+    Snapshot* snapshot = snapshot_of(number);
+    if (snapshot == nullptr) return fail(kIsNotOpen);
+    OpenRequest request;
+    const Mode alone{.reads = true, .writes = true, .automatic = false, .exclusive = true};
+    if (const int failed = make_request(base, alone, request)) return fail(failed);
+    request.access_of = like;
+    snapshot->rewind();
+    return finish(snapshot_write(*snapshot, *descriptor_at(number)->file, request, watch));
+  });
+}
+
+int issnapshot_end(int number) {
+  return operation("ISSNAPEN", [&] {
+    if (snapshot_of(number) == nullptr) return fail(kIsNotOpen);
+    descriptor_at(number)->snapshot = nullptr;
+    return 0;
   });
 }
 
@@ -443,6 +521,10 @@ int iscompact(const char* base, IsCompactReport& report, const IsWatch& watch) {
   return with_unopened("ISCOMPAC", base, [&](const OpenRequest& request) {
     return file_compact(request, report, watch);
   });
+}
+
+const char* isreason() {
+  return noted_reason();
 }
 
 const char* iserror_name(int number) {

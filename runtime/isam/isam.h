@@ -55,6 +55,10 @@ inline constexpr int kIsNoMemory = 116;      // EBADMEM: memory could not be all
 // The name of one of the engine's own error numbers (100 to 119), "" for any other.
 const char* iserror_name(int number);
 
+// Why the last operation that failed did so, where its number alone says too little: a constant
+// text, "" when there is nothing to add.
+const char* isreason();
+
 // ---- Key descriptions
 
 inline constexpr int kIsMostKeys = 16;
@@ -178,6 +182,8 @@ struct IsamInfo {
   std::uint64_t index_bytes = 0;
   std::uint64_t deleted_bytes = 0;        // of the places that records have left
   std::array<int, kIsMostKeys> depths{};  // levels of each key's tree, 1 for a single page
+  // Why the indexes were made again when this process opened the file; "" if they were not.
+  const char* made_anew = "";
 };
 int isinfo(int descriptor, IsamInfo& info);
 
@@ -187,6 +193,26 @@ int isfill(int descriptor, double& fill);
 
 // Told now and then how far a long operation has come. May be empty.
 using IsWatch = std::function<void(std::uint64_t done, std::uint64_t all)>;
+
+// ---- Snapshots: the records of one moment between two changes, read while programs go on. Nobody
+// waits for one; the space of records that are deleted meanwhile is used again when it has ended.
+
+// Begins a snapshot of each of these files, all of the same moment. A descriptor has one at a time
+// (102), and the process may write the file (13). On a failure none has begun.
+int issnapshot(std::span<const int> numbers);
+
+// Reads the snapshot's next record, in the order of the places in the data file. 110 behind the
+// last one, 105 when a record of the moment is damaged or missing: then it is no good copy.
+int issnapshot_read(int number, char* record);
+// The records in it, or -1.
+std::int64_t issnapshot_count(int number);
+
+// Writes the snapshot as a closed pair of files BASE, which must not be there (17). Like ISBUILD's,
+// its files are those of `like` in owner and permissions; "" for none. On a failure none is left.
+int issnapshot_write(int number, const char* base, const char* like, const IsWatch& watch = {});
+
+// So does ISCLOSE.
+int issnapshot_end(int number);
 
 // Looks whether everything in the file fits: `findings` is a line for each thing that does not.
 // Nobody can change the file meanwhile. 0 also when there are findings; -1 when the file could not

@@ -16,7 +16,7 @@
 #include <type_traits>
 
 #include "runtime/isam/isam.h"
-#include "runtime/platform/mapped_file.h"
+#include "runtime/platform/boot_identity.h"
 
 namespace marigold::isam {
 
@@ -26,8 +26,10 @@ static_assert(std::endian::native == std::endian::little,
 inline constexpr std::uint64_t kPageSize = 2048;
 inline constexpr std::array<std::uint8_t, 2> kIndexMagic = {0xFE, 0x53};
 inline constexpr std::array<std::uint8_t, 2> kDataMagic = {0xFE, 0x44};
-inline constexpr std::uint16_t kIndexVersion = 3;
-// Its header was the same, its nodes were not: whoever opens such an index makes it anew.
+inline constexpr std::uint16_t kIndexVersion = 4;
+// Without stamps, else the same: becomes one of this version when it is put in use.
+inline constexpr std::uint16_t kUnstampedIndexVersion = 3;
+// Its nodes were others: whoever opens such an index makes it anew.
 inline constexpr std::uint16_t kFormerIndexVersion = 2;
 inline constexpr std::uint16_t kDataVersion = 1;
 inline constexpr std::uint64_t kUndoStart = 1;  // the undo area's first page
@@ -58,6 +60,15 @@ inline constexpr std::uint64_t kSettledEpoch = 1024;
 inline constexpr std::uint64_t kTwice = (std::uint64_t{1} << 32) + 1;
 static_assert(sizeof(DataHeader) <= kSettledEpoch);
 
+// Behind it, in the same sector: which index belongs to the data. The index holds the same stamp.
+struct DataMark {
+  // Even: drawn when the pair was put in use, before its first change. Odd: when it was closed,
+  // after its last one. 0: by an engine that drew none.
+  std::uint64_t stamp;
+  std::uint64_t file_number;  // the file's own while it is in use: a copy has another
+};
+inline constexpr std::uint64_t kDataMark = kSettledEpoch + sizeof(std::uint64_t);
+
 // A slot: this header, and the record's bytes.
 struct SlotHeader {
   // Of the sequence and the record; in a gone slot xor the epoch in which it was deleted. Means
@@ -85,7 +96,7 @@ inline constexpr std::uint64_t kLastSequence = (std::uint64_t{1} << 48) - 1;
 
 // How a file stands that is not open; see file.cc for who changes it when.
 inline constexpr std::uint32_t kStateClean = 0;    // index and data fit, every check is valid
-inline constexpr std::uint32_t kStateInUse = 1;    // fit as long as this boot of the machine lasts
+inline constexpr std::uint32_t kStateInUse = 1;    // fit as long as this run of the machine lasts
 inline constexpr std::uint32_t kStateRebuild = 2;  // trees mean nothing: make them from the data
 inline constexpr std::uint32_t kStateNewborn = 3;  // being built: as if it were not there
 
@@ -132,10 +143,15 @@ struct IndexHeader {
   std::uint64_t undo_pages;  // of the undo area, which begins with page 1
   std::uint64_t undo_used;   // bytes; 0: nothing to undo
   std::uint32_t check;       // of a clean file's header, the fields marked * left out
-  std::uint32_t spare;
+  std::uint32_t heir;        // * who is to change the file next: its place plus 1; 0 for anybody
   Contents contents;
+  std::uint64_t clean_stamp;  // the data file's when both were closed
+  std::uint64_t use_stamp;    // * and while they are in use
+  std::uint64_t file_number;  // * the file's own while it is in use: a copy has another
+  SlotChain kept;             // settled slots that a snapshot may still read
 };
-static_assert(sizeof(IndexHeader) <= kPageSize);
+// A disk writes it whole or not at all.
+static_assert(sizeof(IndexHeader) <= 512);
 static_assert(std::is_trivially_copyable_v<IndexHeader> &&
               std::is_trivially_copyable_v<DataHeader>);
 
@@ -182,6 +198,16 @@ inline constexpr std::uint64_t kUseLock = std::uint64_t{1} << 62;
 inline constexpr std::uint64_t kPlaceLocks = kUseLock + 1;
 inline constexpr std::uint32_t kPlaces = 4096;
 inline constexpr std::uint64_t kRegisterLock = kPlaceLocks + kPlaces;
+// Exclusive: of the one who settles deletions, or brings them to the disk.
+inline constexpr std::uint64_t kSettleLock = kRegisterLock + 1;
+// Shared by all who read a snapshot.
+inline constexpr std::uint64_t kSnapshotLock = kSettleLock + 1;
+// Shared by who has the file for itself and may not write it, which takes no exclusive lock.
+inline constexpr std::uint64_t kAloneLock = kUseLock + (std::uint64_t{1} << 32);
+// Shared by all processes of one run of a machine: one of so many bytes, drawn by its identity.
+// Whoever finds another one locked has met a process of another machine.
+inline constexpr std::uint64_t kRunLocks = kAloneLock + 1;
+inline constexpr std::uint64_t kRunLockBytes = std::uint64_t{1} << 31;
 // The byte of a record: one of so many, drawn by its primary key. So the lock outlives a record
 // that is deleted and written again, and holds the place of one that is not there.
 inline constexpr std::uint64_t kRecordLocks = kUseLock + (std::uint64_t{1} << 33);

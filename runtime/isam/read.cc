@@ -149,11 +149,15 @@ Found find(File& file, const Cursor& cursor, const Search& search, std::uint64_t
 void stand_after_miss(Position& position, const Search& search) {
   if (search.mode == kIsCurrent) return;
   if (search.mode >= kIsEqual) return stand_between(position, search.probe, search.bound);
-  // Behind everything or before it.
-  const bool behind = search.mode == kIsNext || search.mode == kIsLast;
-  Probe probe;
-  probe.fill(behind ? std::byte{0xFF} : std::byte{0});
-  stand_between(position, probe, behind ? Bound::kGreater : Bound::kNotLess);
+  if (search.mode == kIsNext || search.mode == kIsPrevious) {
+    // Beside the last record that was met: those that come behind it later are still to be met.
+    const Bound bound = search.mode == kIsNext ? Bound::kGreater : Bound::kNotLess;
+    if (position.at_record) stand_between(position, Probe(position.probe), bound);
+    return;
+  }
+  Probe least;
+  least.fill(std::byte{0});
+  stand_between(position, least, Bound::kNotLess);
 }
 
 // ---- Reading

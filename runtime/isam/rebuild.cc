@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 
+#include "runtime/isam/pairing.h"
 #include "runtime/isam/record.h"
 #include "runtime/isam/space.h"
 #include "runtime/isam/tree.h"
@@ -130,6 +131,7 @@ int lay_out(File& file) {
   IndexHeader& header = file.header();
   const std::uint64_t undo_pages = undo_pages_needed(file.trees);
   header.contents = Contents{};
+  header.kept = {};
   header.contents.page_count = kUndoStart + undo_pages;
   header.undo_pages = undo_pages;
   header.undo_used = 0;
@@ -156,7 +158,7 @@ int make_all(File& file, const RebuildOptions& options) {
 }  // namespace
 
 int rebuild_indexes(File& file, const RebuildOptions& options) {
-  if (const int failed = file_put_in_state(file, kStateRebuild)) return failed;
+  if (const int failed = put_in_use(file, kStateRebuild)) return failed;
   file.header().version = kIndexVersion;
   file.logging = false;
   file.saved_pages.clear();
@@ -171,8 +173,7 @@ int rebuild_indexes(File& file, const RebuildOptions& options) {
   // Remembered places are void. Odd after a failure: the trees mean nothing then, and whoever wants
   // to read or change them begins again.
   file.header().changes = (file.header().changes / 2 + 1) * 2 + (failed != 0 ? 1 : 0);
-  if (failed == 0)
-    file.header().state = kStateInUse;  // with the boot that the state before was set in
+  if (failed == 0) file.header().state = kStateInUse;
   return failed;
 }
 

@@ -232,8 +232,14 @@ class Recovery {
     const bool ours = header.magic == kIndexMagic && header.version == kIndexVersion &&
                       (!has_id_ || header.file_id == id_);
     const bool clean = header.state == kStateClean && header.check == header_check(header);
-    const bool in_use = header.state == kStateInUse && header.boot == boot_identity();
+    const bool in_use = header.state == kStateInUse && header.boot == boot_identity() &&
+                        header.boot != kUnknownBoot;
     if (!ours || (!clean && !in_use)) return 0;
+    // The stamp stands in one sector with the settled epoch: both are whole or neither is.
+    DataMark mark;
+    std::memcpy(&mark, head_.data() + kDataMark, sizeof mark);
+    const std::uint64_t stamp = clean ? header.clean_stamp : header.use_stamp;
+    if (deletions_.settled && mark.stamp != stamp) return 0;
     deletions_.known = true;
     const bool whole = clean || (header.undo_used == 0 && header.changes % 2 == 0);
     return whole ? header.contents.record_count : 0;

@@ -86,10 +86,9 @@ int keep_damaged(const File& file, const OpenRequest& request, std::string& kept
 // An opened pair, of which the index knew so many records.
 int rebuild_opened(File& file, const OpenRequest& request, bool has_index, std::uint64_t known,
                    IsRebuildReport& report, const IsWatch& watch) {
+  // Records that are deleted and not settled would be back.
+  if (const int failed = has_index ? slots_settle(file) : 0) return failed;
   const int failed = as_writer(file, [&] {
-    // Records that are deleted and not settled would be back.
-    const int unsettled = has_index ? slots_settle(file) : 0;
-    if (unsettled != 0) return unsettled;
     report.lost = static_cast<std::int64_t>(count_lost(file, known));
     const int not_kept = report.lost > 0 ? keep_damaged(file, request, report.kept) : 0;
     if (not_kept != 0) return not_kept;

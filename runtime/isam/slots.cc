@@ -3,12 +3,17 @@
 // A slot that is given up is gone and keeps its record until everything stored so far is on the
 // disk. Then one store in the data file's header settles the epoch: from now on a power loss does
 // not bring its deletions back, and its slots are free. An epoch that is to be settled is ended
-// first, so that what is deleted meanwhile belongs to the next one.
+// first, so that what is deleted meanwhile belongs to the next one. One process settles at a time;
+// it has the right to change the file only for the steps between, and waits for the disk without
+// it.
+
+#include "runtime/isam/slots.h"
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 
-#include "runtime/isam/file.h"
+#include "runtime/isam/reason.h"
 
 namespace marigold::isam {
 namespace {
@@ -37,7 +42,84 @@ bool join(File& file, const SlotChain& chain, std::uint64_t next) {
   return true;
 }
 
-// Everything gone is ripe, and what is deleted from now on is not.
+// Says on the disk that the deletions of this epoch and those before are final.
+int store_settled(File& file, std::uint32_t epoch) {
+  const std::atomic_ref settled(settled_word(file));
+  const std::uint64_t before = settled.load();
+  settled.store(epoch * kTwice);
+  change_step();
+  const int failed = file.data.sync();
+  if (failed != 0) settled.store(before);
+  return failed;
+}
+
+// Whether anybody reads a snapshot, to which slots may belong that are settled.
+int snapshot_is_read(const File& file, bool& read) {
+  read = file.snapshots > 0;
+  return read || file.exclusive ? 0 : file.index.locked_by_other(kSnapshotLock, read);
+}
+
+// Moves a chain before what is free; within a change.
+bool free_chain(File& file, SlotChain& chain) {
+  if (chain.count == 0) return true;
+  if (!join(file, chain, file.contents().free_slot)) return false;
+  file.contents().free_slot = chain.first;
+  chain = {};
+  return true;
+}
+
+// Moves the ripe slots before those that are kept; within a change.
+bool keep_ripe(File& file, SlotChain& kept) {
+  SlotChain& ripe = file.contents().ripe;
+  if (ripe.count == 0) return true;
+  if (!join(file, ripe, kept.first)) return false;
+  kept = {.first = ripe.first,
+          .last = kept.count > 0 ? kept.last : ripe.last,
+          .count = kept.count + ripe.count};
+  ripe = {};
+  return true;
+}
+
+// Makes slots free, which are settled: those that were kept, and the ripe ones if they are, too.
+// While a snapshot is read they are kept. The writer's.
+int free_settled(File& file, bool ripe_too) {
+  if (const int failed = make_visible(file)) return failed;
+  SlotChain& kept = file.header().kept;
+  bool read = false;
+  if (const int failed = snapshot_is_read(file, read)) return failed;
+  if ((read || kept.count == 0) && (!ripe_too || file.contents().ripe.count == 0)) return 0;
+  change_begin(file);
+  save(file, Side::kIndex, reinterpret_cast<const std::byte*>(&kept), sizeof kept);
+  const bool done =
+      read ? keep_ripe(file, kept)
+           : free_chain(file, kept) && (!ripe_too || free_chain(file, file.contents().ripe));
+  if (!done) {
+    const int failed = undo_all(file);
+    return failed != 0 ? failed : kIsBadFile;
+  }
+  change_end(file);
+  return 0;
+}
+
+std::uint64_t unsettled(const File& file) {
+  return file.contents().gone.count + file.contents().ripe.count;
+}
+
+}  // namespace
+
+int Settler::become(int most_rounds) {
+  if (file_.exclusive) return 0;
+  int failed = EAGAIN;
+  for (int round = 0; failed == EAGAIN && round < most_rounds; ++round) {
+    if (round > 0) wait_a_little(round);
+    failed = file_.index.lock(kSettleLock, true);
+  }
+  held_ = failed == 0;
+  return failed == EAGAIN
+             ? refuse(kIsFileLocked, "another process is bringing deletions to the disk")
+             : failed;
+}
+
 void begin_epoch(File& file) {
   change_begin(file);
   Contents& contents = file.contents();
@@ -48,31 +130,29 @@ void begin_epoch(File& file) {
   change_end(file);
 }
 
-// Says on the disk that the deletions before this epoch are final.
-int store_settled(File& file) {
-  const std::atomic_ref settled(settled_word(file));
-  const std::uint64_t before = settled.load();
-  settled.store((file.contents().epoch - 1) * kTwice);
-  change_step();
-  const int failed = file.data.sync();
-  if (failed != 0) settled.store(before);
-  return failed;
+// Others change the file while the disk is waited for; what they delete meanwhile belongs to the
+// next epoch.
+int settle_ripe(File& file) {
+  const std::uint32_t epoch = file.contents().epoch - 1;
+  if (const int failed = file.data.sync()) return failed;
+  if (const int failed = store_settled(file, epoch)) return failed;
+  return as_writer(file, [&] { return free_settled(file, true); });
 }
 
-int settle_ripe(File& file) {
-  if (const int failed = file.data.sync()) return failed;
-  if (const int failed = make_visible(file)) return failed;
-  if (const int failed = store_settled(file)) return failed;
-  change_begin(file);
-  Contents& contents = file.contents();
-  if (!join(file, contents.ripe, contents.free_slot)) {
-    const int failed = undo_all(file);
-    return failed != 0 ? failed : kIsBadFile;
-  }
-  contents.free_slot = contents.ripe.first;
-  contents.ripe = {};
-  change_end(file);
-  return 0;
+int slots_free_kept(File& file) {
+  if (file.header().kept.count == 0) return 0;
+  return as_writer(file, [&] { return free_settled(file, false); });
+}
+
+namespace {
+
+// Everything that is gone is ripe from here on. The settler's.
+int ripen(File& file) {
+  return as_writer(file, [&] {
+    if (const int failed = make_visible(file)) return failed;
+    if (file.contents().ripe.count == 0 && file.contents().gone.count > 0) begin_epoch(file);
+    return 0;
+  });
 }
 
 }  // namespace
@@ -100,21 +180,30 @@ void slot_give(File& file, SlotNumber number) {
 }
 
 int slots_settle(File& file) {
-  // Left by slots_settle_ripe, or by one who was interrupted: an epoch begins with nothing ripe.
+  if (unsettled(file) == 0) return 0;
+  Settler settler(file);
+  if (const int failed = settler.become(kRoundsToRegister)) return failed;
+  // Left by slots_settle_ripe, or by one who was interrupted: an epoch begins with none.
   if (file.contents().ripe.count > 0) {
     if (const int failed = settle_ripe(file)) return failed;
   }
-  if (file.contents().gone.count == 0) return 0;
-  begin_epoch(file);
-  return settle_ripe(file);
+  if (const int failed = ripen(file)) return failed;
+  return file.contents().ripe.count > 0 ? settle_ripe(file) : 0;
+}
+
+bool slots_are_due(const File& file) {
+  const Contents& contents = file.contents();
+  const std::uint64_t gone = unsettled(file) * file.slot_size;
+  if (gone <= std::max(kMostGoneBytes, data_bytes(file) / 2)) return false;
+  return contents.ripe.count == 0 || contents.sequence >= contents.epoch_sequence + kWritesToRipen;
 }
 
 int slots_settle_ripe(File& file) {
-  const Contents& contents = file.contents();
-  const std::uint64_t gone = (contents.gone.count + contents.ripe.count) * file.slot_size;
-  if (gone <= std::max(kMostGoneBytes, data_bytes(file) / 2)) return 0;
-  if (contents.ripe.count == 0) begin_epoch(file);
-  return contents.sequence < contents.epoch_sequence + kWritesToRipen ? 0 : settle_ripe(file);
+  Settler settler(file);
+  const int failed = settler.become(1);
+  if (failed == kIsFileLocked || !slots_are_due(file)) return 0;
+  if (failed != 0) return failed;
+  return file.contents().ripe.count == 0 ? ripen(file) : settle_ripe(file);
 }
 
 }  // namespace marigold::isam

@@ -14,9 +14,8 @@ constexpr std::uint64_t kGrowthUnit = 4096;
 constexpr std::uint64_t kGrowthFraction = 16;
 
 int prepare_new_slot(File& file) {
-  if (const int failed = slots_settle_ripe(file)) return failed;
+  if (!file.settling.ripe_tried && slots_are_due(file)) return kSettleRipeFirst;
   const Contents& contents = file.contents();
-  if (contents.free_slot != 0) return 0;
   int failed = contents.slot_count >= std::numeric_limits<SlotNumber>::max() ? EFBIG : 0;
   if (failed == 0) {
     failed = grow(file.data, data_bytes(file) + file.slot_size, file.data_space);
@@ -24,7 +23,7 @@ int prepare_new_slot(File& file) {
   if (failed == 0) return note_space(file);
   // No room for more, but perhaps some to be had by waiting for the disk.
   const bool some = contents.gone.count + contents.ripe.count > 0;
-  return some ? slots_settle(file) : failed;
+  return some && !file.settling.all_tried ? kSettleAllFirst : failed;
 }
 
 }  // namespace

@@ -73,12 +73,22 @@ class Walk {
       say(std::to_string(records_) + " records, counted as " +
           std::to_string(contents.record_count));
     }
-    const std::uint64_t unused = walk_free(contents.free_slot) +
-                                 walk_gone(contents.gone, contents.epoch, "gone slot ") +
-                                 walk_gone(contents.ripe, contents.epoch - 1, "ripe slot ");
+    look_behind_last();
+    const std::uint64_t unused =
+        walk_free(contents.free_slot) + walk_gone(contents.gone, contents.epoch, "gone slot ") +
+        walk_gone(contents.ripe, contents.epoch - 1, "ripe slot ") + walk_kept(file_.header().kept);
     if (unused + records_ + 1 != slots_.size()) {
       say(std::to_string(slots_.size() - 1 - unused - records_) +
           " slots hold no whole record and are not free");
+    }
+  }
+
+  // Records there belong to a newer index.
+  void look_behind_last() {
+    for (std::uint64_t number = slots_.size(); number <= file_.slots; ++number) {
+      const auto* header = reinterpret_cast<const SlotHeader*>(file_.slot(number));
+      if (header->state != kSlotUnused)
+        say("slot " + std::to_string(number) + " is behind the last one and not empty");
     }
   }
 
@@ -103,6 +113,15 @@ class Walk {
     return walk_chain(first, "free slot ", [](std::uint64_t, const SlotHeader& header) {
       return header.state == kSlotGone || header.state == kSlotFree;
     });
+  }
+
+  std::uint64_t walk_kept(const SlotChain& chain) {
+    const std::uint64_t count = walk_chain(
+        chain.first, "kept slot ",
+        [](std::uint64_t, const SlotHeader& header) { return header.state == kSlotGone; });
+    if (count != chain.count)
+      say(std::to_string(count) + " kept slots, counted as " + std::to_string(chain.count));
+    return count;
   }
 
   // Slots that were given up in an epoch, and still hold what they held.

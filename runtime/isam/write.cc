@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "runtime/isam/pairing.h"
 #include "runtime/isam/rebuild.h"
 #include "runtime/isam/record.h"
 #include "runtime/isam/record_lock.h"
@@ -228,11 +229,12 @@ int add_key(File& file, const KeyDescription& key) {
   }
   const TreeShape shape = tree_shape(key);
   if (!shape.duplicates && has_duplicates(file, shape)) return kIsDuplicate;
-  if (const int failed = slots_settle(file)) return failed;  // or what is gone would be back
+  if (const int failed = change_prepare(file)) return failed;
+  if (!file.settling.all_tried) return kSettleAllFirst;  // or what is gone would be back
   const std::vector<TreeShape> before = file.trees;
   std::vector<TreeShape> after = before;
   after.push_back(shape);
-  if (const int failed = file_put_in_state(file, kStateRebuild)) return failed;
+  if (const int failed = put_in_use(file, kStateRebuild)) return failed;
   const int failed = rebuild_with(file, after);
   if (failed == 0) return 0;
   // Back to the keys of before. If that fails too, whoever needs the trees next does it.

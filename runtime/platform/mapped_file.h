@@ -78,9 +78,9 @@ class MappedFile {
   int lock(std::uint64_t offset, bool exclusive);
   // Gives back one byte, or a range of them.
   int unlock(std::uint64_t offset, std::uint64_t count = 1);
-  // Whether another object holds a lock on the byte; of either kind, or an exclusive one. Who may
-  // only read the file can hold no exclusive one.
-  int locked_by_other(std::uint64_t offset, bool& locked) const;
+  // Whether another object holds a lock on the byte, or one of them; of either kind, or an
+  // exclusive one. Who may only read the file can hold no exclusive one.
+  int locked_by_other(std::uint64_t offset, bool& locked, std::uint64_t count = 1) const;
   int locked_exclusively_by_other(std::uint64_t offset, bool& locked) const;
 
  private:
@@ -89,11 +89,6 @@ class MappedFile {
   std::byte* memory_ = nullptr;
   std::uint64_t mapped_ = 0;
 };
-
-// Tells one run of the machine from another: what was not synced is lost between two of them, and
-// only then.
-using BootIdentity = std::array<std::byte, 16>;
-BootIdentity boot_identity();
 
 // Gives another processor or process the chance to go on: first only this processor's pipeline,
 // from the tenth round on the process sleeps for up to a millisecond.

@@ -161,31 +161,12 @@ int MappedFile::unlock(std::uint64_t offset, std::uint64_t count) {
   return set_byte_lock(descriptor_, F_UNLCK, offset, count);
 }
 
-int MappedFile::locked_by_other(std::uint64_t offset, bool& locked) const {
-  return byte_locked_by_other(descriptor_, offset, locked);
+int MappedFile::locked_by_other(std::uint64_t offset, bool& locked, std::uint64_t count) const {
+  return range_locked_by_other(descriptor_, offset, count, F_WRLCK, locked);
 }
 
 int MappedFile::locked_exclusively_by_other(std::uint64_t offset, bool& locked) const {
   return byte_locked_exclusively_by_other(descriptor_, offset, locked);
-}
-
-BootIdentity boot_identity() {
-  BootIdentity identity{};
-  const int descriptor = ::open("/proc/sys/kernel/random/boot_id", O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) return identity;
-  std::array<char, 36> text{};
-  const ssize_t length = read(descriptor, text.data(), text.size());
-  ::close(descriptor);
-  std::size_t digit = 0;
-  for (ssize_t i = 0; i < length && digit < 2 * identity.size(); ++i) {
-    const char c = text[static_cast<std::size_t>(i)];
-    if (c == '-') continue;
-    const int value = c <= '9' ? c - '0' : c - 'a' + 10;
-    identity[digit / 2] =
-        static_cast<std::byte>(std::to_integer<int>(identity[digit / 2]) << 4 | value);
-    ++digit;
-  }
-  return identity;
 }
 
 void wait_a_little(int round) {

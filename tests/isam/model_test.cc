@@ -28,7 +28,7 @@ constexpr std::array<KeyDescription, 3> kKeys = {
      {1, 1, {{{8, 8, kIsDouble}}}}}};
 
 // Where a record stands in the order of a key: by two numbers that order as the key's parts do, and
-// then as it was written, counted from 1 over all that is drawn.
+// then as it was written, by the even numbers over all that is drawn: positions lie between them.
 using Spot = std::tuple<double, double, std::uint64_t>;
 using Spots = std::array<Spot, kKeys.size()>;
 
@@ -68,7 +68,6 @@ class Model {
  private:
   using Order = std::map<Spot, std::string>;
   static constexpr Spot kBeforeAll{-kInfinity, 0, 0};
-  static constexpr Spot kBehindAll{kInfinity, 2, 0};
 
   unsigned below(std::size_t bound) { return static_cast<unsigned>(random_() % bound); }
 
@@ -96,7 +95,7 @@ class Model {
     isst_double(amount, record_.data() + 8);
     isst_int2(small, record_.data() + 16);
     record_.replace(20, 200, 200, '\0');
-    ++drawn_;
+    drawn_ += 2;
     spots_ = {Spot{number, 0, drawn_}, Spot{first * 256 + second, small, drawn_},
               // What is no number stands behind them all.
               std::isnan(amount) ? Spot{kInfinity, 1, drawn_} : Spot{amount, 0, drawn_}};
@@ -156,10 +155,21 @@ class Model {
       // Between those that are less and those that are not; behind its equals when greater ones
       // were looked for.
       std::get<2>(position_ = spots_[key_]) = mode == kIsGreater ? kBehindEquals : 0;
+    } else if (mode == kIsFirst || mode == kIsLast) {
+      position_ = kBeforeAll;
     } else if (mode < kIsCurrent) {
-      position_ = mode == kIsNext || mode == kIsLast ? kBehindAll : kBeforeAll;
+      stand_beside(mode == kIsNext);
     }
     return expected;
+  }
+
+  // Behind or before the record that the position stands at, if it does. By the primary key also
+  // beside one that takes its place.
+  void stand_beside(bool behind) {
+    std::uint64_t& written = std::get<2>(position_);
+    if (written == 0 || written % 2 != 0) return;
+    const std::uint64_t beside = behind ? written + 1 : written - 1;
+    written = key_ != 0 ? beside : behind ? kBehindEquals : 0;
   }
 
   void read(int mode) {

@@ -5,7 +5,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstring>
 #include <random>
+
+#include "runtime/isam/layout.h"
+#include "runtime/platform/mapped_file.h"
 
 namespace marigold::test {
 
@@ -91,6 +96,40 @@ void copy_pair(const std::string& from, const std::string& to) {
   for (const char* suffix : {".dat", ".idx"})
     std::filesystem::copy_file(from + suffix, to + suffix,
                                std::filesystem::copy_options::overwrite_existing);
+}
+
+void pass_for_own(const std::string& base) {
+  const auto put_number = [&](const std::string& name, std::size_t offset) {
+    FileIdentity identity;
+    MappedFile file;
+    ASSERT_EQ(file.open(name.c_str(), FileAccess::kRead), 0);
+    ASSERT_EQ(file.identity(identity), 0);
+    std::string bytes = read_file(name);
+    if (bytes.size() < isam::kPageSize) return;
+    std::memcpy(bytes.data() + offset, &identity.number, sizeof identity.number);
+    write_file(name, bytes);
+  };
+  put_number(base + ".idx", offsetof(isam::IndexHeader, file_number));
+  put_number(base + ".dat", isam::kDataMark + offsetof(isam::DataMark, file_number));
+}
+
+namespace {
+
+unsigned char run_played = 0;
+
+}  // namespace
+
+OtherRun::OtherRun() {
+  ++run_played;
+  boot_identity_hook = [] {
+    BootIdentity identity{};
+    identity.fill(std::byte{run_played});
+    return identity;
+  };
+}
+
+OtherRun::~OtherRun() {
+  boot_identity_hook = nullptr;
 }
 
 int amount(int in_short, int in_long) {

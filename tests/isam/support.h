@@ -63,6 +63,17 @@ inline int perform(const Operation& operation, int file) {
 Contents some_contents(std::int32_t numbers, unsigned seed);
 
 void copy_pair(const std::string& from, const std::string& to);
+// Lets copies pass for the files themselves, which know their own numbers while they are in use.
+void pass_for_own(const std::string& base);
+
+// Another run of the machine, or another machine, until the end of the object's life.
+class OtherRun {
+ public:
+  OtherRun();
+  ~OtherRun();
+  OtherRun(const OtherRun&) = delete;
+  OtherRun& operator=(const OtherRun&) = delete;
+};
 
 // How much to do: little, or much with --long.
 int amount(int in_short, int in_long);

@@ -66,6 +66,75 @@ TEST_F(DeathTest, KilledAtEveryStepNothingIsHalfDone) {
   std::printf("[ killed ] %d times, each at another step\n", kills);
 }
 
+// Files are built, get keys, are in use when the machine is started again, have their indexes made
+// again and are read as a snapshot, with a death at each step, and often another start after it:
+// what was acknowledged in the last run is there.
+TEST_F(DeathTest, KilledAroundARunNothingIsLost) {
+  const Contents start = some_contents(60, 5);
+  build_wide("start", start);
+  enum Life { kBuild, kAddKey, kSnapshot, kRestart, kRebuild, kLives };
+  auto& acknowledged = shared<std::atomic<std::size_t>>();
+  const auto operations = random_operations(77, 12, 60);
+  const KeyDescription later{1, 1, {{{200, 20, kIsCharacters}}}};
+  const auto live = [&](Life life) {
+    if (life == kRebuild) {
+      IsRebuildReport report;
+      EXPECT_EQ(error_of(isrebuild("file", report)), 0);
+    }
+    if (life == kAddKey) {
+      const int alone = ISOPEN("file", kExclusiveMode);
+      EXPECT_EQ(error_of(ISADDINDEX(alone, later)), 0);
+      EXPECT_EQ(ISCLOSE(alone), 0);
+    }
+    const int file = life == kBuild ? ISBUILD("file", kWideRecord, kWidePrimary, kSharedMode)
+                                    : ISOPEN("file", kSharedMode);
+    EXPECT_GE(file, 0) << iserrno;
+    EXPECT_EQ(life == kSnapshot ? issnapshot(std::array{file}) : 0, 0);
+    Contents contents = life == kBuild ? Contents() : start;
+    for (const Operation& operation : operations) {
+      EXPECT_EQ(perform(operation, file) == 0, apply(operation, contents));
+      ++acknowledged;
+      EXPECT_EQ(acknowledged == 5 ? ISFLUSH(file) : 0, 0);
+    }
+    EXPECT_EQ(life == kSnapshot ? issnapshot_end(file) : 0, 0);
+    EXPECT_EQ(ISCLOSE(file), 0);
+  };
+  const auto use_and_leave = [&] {  // in the run before
+    EXPECT_EQ(ISREPLACE(ISOPEN("file", kSharedMode), start.begin()->second.data()), 0);
+  };
+  int kills = 0;
+  for (int life = kBuild; life < kLives && !HasFailure(); ++life) {
+    int status = -SIGKILL;
+    for (long step = 1; status != 0 && !HasFailure(); step += amount(7, 1), ++kills) {
+      SCOPED_TRACE("life " + std::to_string(life) + " step " + std::to_string(step));
+      for (const char* name : {"file.idx", "file.dat"})
+        std::filesystem::remove(name);
+      if (life != kBuild) copy_pair("start", "file");
+      EXPECT_EQ(life == kRestart ? run_process(use_and_leave) : 0, 0);
+      acknowledged = 0;
+      const OtherRun run;
+      status = run_process([&] {
+        steps_left = step;
+        live(static_cast<Life>(life));
+      });
+      ASSERT_TRUE(status == 0 || status == -SIGKILL) << status;
+      Contents expected = life == kBuild ? Contents() : start;
+      for (std::size_t i = 0; i < acknowledged; ++i)
+        apply(operations[i], expected);
+      Contents with_next = expected;
+      if (acknowledged < operations.size()) apply(operations[acknowledged], with_next);
+      Contents found;
+      // Killed before it was built, it is not there, and can be built.
+      if (life == kBuild && acknowledged == 0 && ISCLOSE(ISOPEN("file", kSharedMode)) != 0) {
+        EXPECT_EQ(ISCLOSE(ISBUILD("file", kWideRecord, kWidePrimary, kSharedMode)), 0) << iserrno;
+      }
+      EXPECT_EQ(examine("file", found), "");
+      EXPECT_TRUE(found == expected || found == with_next);
+    }
+  }
+  std::printf("[ killed ] %d times around a run\n", kills);
+}
+
 // The record leaves two thin leaves, which become one, for a leaf that is full and is divided: the
 // page that the one gives up is what the other takes.
 TEST_F(DeathTest, APageGivenUpAndTakenAgainIsWholeWhenTheChangeIsUndone) {

@@ -83,6 +83,7 @@ class FaultRun {
       // Nobody is blocked, and who comes after our death finds what was there before.
       EXPECT_EQ(shared_ ? run_process([this] { look("file"); }) : 0, 0);
       copy_pair("file", "image");
+      pass_for_own("image");
       look("image");
     }
     fault.for_long = false;

@@ -62,11 +62,10 @@ std::string tear(Disk& disk, const std::string& now) {
 // Opens what the disk could hold after a power loss now, as another run of the machine would.
 void lose_power(const std::string& what) {
   SCOPED_TRACE(what);
-  std::string index_image = tear(power->index, read_file("file.idx"));
-  index_image.replace(offsetof(isam::IndexHeader, boot), sizeof(BootIdentity), sizeof(BootIdentity),
-                      '\1');
-  write_file("image.idx", index_image);
+  write_file("image.idx", tear(power->index, read_file("file.idx")));
   write_file("image.dat", tear(power->data, read_file("file.dat")));
+  pass_for_own("image");
+  const OtherRun after;
   Power* const paused = std::exchange(power, nullptr);
   auto* const hook = std::exchange(isam::change_step_hook, nullptr);
   Contents found;

@@ -1,0 +1,128 @@
+#include "runtime/isam/pairing.h"
+
+#include <atomic>
+#include <random>
+
+#include "runtime/isam/checks.h"
+
+namespace marigold::isam {
+namespace {
+
+constexpr std::uint64_t kCleanBit = 1;
+
+std::uint64_t draw_stamp() {
+  std::random_device source;
+  return static_cast<std::uint64_t>(source()) << 32 | source();
+}
+
+std::uint64_t draw_use_stamp() {
+  for (;;) {
+    if (const std::uint64_t stamp = draw_stamp() & ~kCleanBit) return stamp;
+  }
+}
+
+bool is_of_use(std::uint64_t stamp) {
+  return stamp != 0 && (stamp & kCleanBit) == 0;
+}
+
+std::uint64_t number_of(const MappedFile& file) {
+  FileIdentity identity;
+  return file.identity(identity) == 0 ? identity.number : 0;
+}
+
+// Programs of one run of the machine see each other's changes, synced or not. Where the system does
+// not tell one run from another, only those who have the file open now are of this one.
+bool is_of_this_run(const File& file) {
+  const BootIdentity own = boot_identity();
+  if (file.header().boot != own) return false;
+  if (own != kUnknownBoot) return true;
+  bool others = false;
+  return file.index.locked_by_other(kUseLock, others) == 0 && others;
+}
+
+// Whether the stamps, the run and the files are those with which the pair was put in use.
+bool fits_use(const File& file) {
+  const IndexHeader& header = file.header();
+  if (header.version <= kUnstampedIndexVersion)
+    return header.state == kStateInUse && data_mark(file).stamp == 0 && is_of_this_run(file);
+  return is_of_use(header.use_stamp) && data_mark(file).stamp == header.use_stamp &&
+         header.file_number == number_of(file.index) && is_of_this_run(file);
+}
+
+bool is_copy(const File& file) {
+  const DataMark& mark = data_mark(file);
+  return is_of_use(mark.stamp) && mark.file_number != number_of(file.data);
+}
+
+// The data file's stamp, which is that of the index only before a restart.
+const char* why_unfit(const File& file) {
+  const IndexHeader& header = file.header();
+  const bool same = data_mark(file).stamp == header.use_stamp;
+  if (header.state != kStateClean && same && !is_of_this_run(file))
+    return "the machine was started again while it was in use";
+  return "the index belongs to another state of the data file";
+}
+
+}  // namespace
+
+bool is_clean_pair(const File& file) {
+  const IndexHeader& header = file.header();
+  if (data_mark(file).stamp != header.clean_stamp) return false;
+  return header.version > kUnstampedIndexVersion ? header.clean_stamp != 0
+                                                 : header.state == kStateClean;
+}
+
+Judgement judge_pair(const File& file) {
+  const IndexHeader& header = file.header();
+  if (is_copy(file)) return {Fit::kCopied, "the data file was copied while it was in use"};
+  if (header.version <= kFormerIndexVersion)
+    return {Fit::kRebuild, "the index is of a former version"};
+  if (header.state == kStateRebuild) return {Fit::kRebuild, "making its indexes was interrupted"};
+  if (fits_use(file)) return {Fit::kInUse};
+  if (is_clean_pair(file)) return {Fit::kClean};
+  return {Fit::kRebuild, why_unfit(file)};
+}
+
+// Killed in between, the pair is clean or in use, and not changed yet. The version comes last: by
+// it the check of a clean header is made.
+int put_in_use(File& file, std::uint32_t state) {
+  IndexHeader& header = file.header();
+  if (!fits_use(file) || header.version != kIndexVersion) {
+    DataMark& mark = data_mark(file);
+    const std::uint64_t before = mark.stamp;
+    header.use_stamp = draw_use_stamp();
+    header.boot = boot_identity();
+    header.file_number = number_of(file.index);
+    mark.file_number = number_of(file.data);
+    change_step();
+    std::atomic_ref(mark.stamp).store(header.use_stamp);
+    change_step();
+    if (const int failed = file.data.sync()) {
+      mark.stamp = before;
+      return failed;
+    }
+    change_step();
+    header.clean_stamp = 0;
+    header.version = kIndexVersion;
+  }
+  change_step();
+  header.state = state;
+  change_step();
+  return 0;
+}
+
+int stamp_clean(File& file) {
+  IndexHeader& header = file.header();
+  header.clean_stamp = draw_stamp() | kCleanBit;
+  header.check = header_check(header);
+  change_step();
+  if (const int failed = file.index.sync()) return failed;
+  // Also when the disk does not take it: as programs see the pair it is clean, and whoever changes
+  // it next draws another stamp, whichever of the two the disk has.
+  std::atomic_ref(data_mark(file).stamp).store(header.clean_stamp);
+  change_step();
+  header.state = kStateClean;
+  return file.data.sync();
+}
+
+}  // namespace marigold::isam

@@ -1,0 +1,23 @@
+#include "runtime/isam/reason.h"
+
+namespace marigold::isam {
+namespace {
+
+const char* reason_noted = "";
+
+}  // namespace
+
+int refuse(int number, const char* reason) {
+  reason_noted = reason;
+  return number;
+}
+
+void forget_reason() {
+  reason_noted = "";
+}
+
+const char* noted_reason() {
+  return reason_noted;
+}
+
+}  // namespace marigold::isam

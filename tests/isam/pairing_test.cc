@@ -1,0 +1,355 @@
+// A pair of files between two openings: restored in parts, copied while in use, on another machine,
+// after another start of this one, and beside processes that wait or may only read.
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstring>
+
+#include "runtime/isam/checks.h"
+#include "runtime/isam/file.h"
+#include "runtime/isam/layout.h"
+#include "runtime/platform/mapped_file.h"
+#include "tests/isam/support.h"
+
+namespace marigold::test {
+namespace {
+
+struct PairingTest : TortureTest {
+  // Writes (or, with version 0, deletes) so many records from a number on.
+  static void change(int file, std::int32_t from, std::int32_t count, std::uint32_t version) {
+    for (std::int32_t number = from; number < from + count; ++number) {
+      const Does what = version == 0 ? Does::kDelete : Does::kWrite;
+      EXPECT_EQ(perform({what, number, version}, file), 0) << number << " " << iserrno;
+    }
+  }
+  static Contents records(std::int32_t from, std::int32_t count, Contents with = {}) {
+    for (std::int32_t number = from; number < from + count; ++number)
+      with[number] = wide_record(number, 1);
+    return with;
+  }
+  static Contents contents_of(const std::string& base) {
+    Contents found;
+    EXPECT_EQ(examine(base, found), "");
+    return found;
+  }
+  static std::string why_made_anew(const std::string& base) {
+    const int file = ISOPEN(base.c_str(), kSharedMode);
+    IsamInfo info;
+    EXPECT_EQ(isinfo(file, info), 0);
+    EXPECT_EQ(ISCLOSE(file), 0);
+    return info.made_anew;
+  }
+  // In a process that is killed when it has done so: nothing is closed.
+  template <typename Body>
+  static void and_die(const Body& body) {
+    EXPECT_EQ(run_process([&] {
+                body();
+                if (!HasFailure()) raise(SIGKILL);
+              }),
+              -SIGKILL);
+  }
+  static void copy(const std::string& from, const std::string& to) {
+    write_file(to, read_file(from));  // in place: a restored file keeps its number
+  }
+};
+
+// What was acknowledged in this run of the machine holds in this run, however the one before ended.
+TEST_F(PairingTest, ARunThatBeginsWithARebuildKeepsWhatItDoes) {
+  const auto interrupt_making_the_indexes = [] {
+    std::string index = read_file("file.idx");
+    index[offsetof(isam::IndexHeader, state)] = isam::kStateRebuild;
+    write_file("file.idx", index);
+  };
+  for (const bool built_just_now : {false, true}) {
+    SCOPED_TRACE(built_just_now);
+    if (built_just_now) {
+      and_die([] { change(ISBUILD("file", kWideRecord, kWidePrimary, kSharedMode), 0, 50, 1); });
+    } else {
+      build_wide("file", records(0, 50));
+      interrupt_making_the_indexes();
+    }
+    const OtherRun later;
+    and_die([] {
+      const int file = ISOPEN("file", kSharedMode);
+      change(file, 50, 50, 1);
+      change(file, 0, 20, 0);
+    });
+    EXPECT_EQ(why_made_anew("file"), "");
+    EXPECT_EQ(contents_of("file"), records(20, 80));
+    std::filesystem::remove("file.idx");
+    std::filesystem::remove("file.dat");
+  }
+}
+
+TEST_F(PairingTest, AnotherMachineMayNotHaveTheFileAtTheSameTime) {
+  build_wide("file", records(0, 10));
+  const auto elsewhere = [](int mode) {
+    return run_process([mode] {
+      const OtherRun other;
+      const int file = ISOPEN("file", mode);
+      EXPECT_EQ(isreason() != ""s, file < 0 && mode != kExclusiveMode);
+      std::_Exit(error_of(file));
+    });
+  };
+  const auto expect_elsewhere = [&](int error) {
+    for (const int mode : {kSharedMode, kExclusiveMode, int{kIsInput}})
+      EXPECT_EQ(elsewhere(mode), error) << mode;
+  };
+  int file = ISOPEN("file", kIsInput);
+  expect_elsewhere(kIsFileLocked);
+  EXPECT_EQ(ISCLOSE(file), 0);
+  expect_elsewhere(0);
+  file = ISOPEN("file", kSharedMode);
+  change(file, 10, 10, 1);
+  change(file, 0, 5, 0);
+  expect_elsewhere(kIsFileLocked);
+  change(file, 20, 10, 1);
+  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(ISCLOSE(file), 0);
+  expect_elsewhere(0);
+  EXPECT_EQ(contents_of("file"), records(5, 25));
+}
+
+// Every way in which half a pair comes from another time. What then is in the data file is found,
+// or the pair is refused; nothing that is written later meets a record that is there.
+TEST_F(PairingTest, HalvesOfTwoTimesAreMadeOneOrRefused) {
+  build_wide("old", records(0, 40));
+  build_wide("file", {});
+  struct Row {
+    const char* index;
+    const char* data;
+    int error;
+    Contents contents;
+    bool made_anew;
+  };
+  // Of one pair: old, while it was used for the first time, closed, in use again.
+  copy_pair("old", "used");
+  int used = ISOPEN("used", kSharedMode);
+  change(used, 100, 30, 1);
+  copy("used.idx", "first.idx");
+  copy("used.dat", "first.dat");
+  change(used, 200, 30, 1);
+  EXPECT_EQ(ISCLOSE(used), 0);
+  copy_pair("used", "closed");
+  used = ISOPEN("used", kSharedMode);
+  change(used, 300, 30, 1);
+  copy("used.idx", "again.idx");
+  EXPECT_EQ(ISFLUSH(used), 0);
+  EXPECT_EQ(ISCLOSE(used), 0);
+  const Contents at_first = records(0, 40);
+  const Contents at_closing = records(200, 30, records(100, 30, at_first));
+  const Row rows[] = {
+      {"old", "closed", 0, at_closing, true},    {"closed", "old", 0, at_first, true},
+      {"first", "closed", 0, at_closing, true},  {"again", "closed", 0, at_closing, true},
+      {"first", "first", kIsBadFile, {}, false}, {"closed", "first", kIsBadFile, {}, false},
+      {"closed", "closed", 0, at_closing, false}};
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.index + std::string(" beside ") + row.data);
+    copy(row.index + ".idx"s, "file.idx");
+    copy(row.data + ".dat"s, "file.dat");
+    const int file = ISOPEN("file", kSharedMode);
+    ASSERT_EQ(error_of(file), row.error);
+    EXPECT_EQ(row.error != 0, std::string_view(isreason()) != "");
+    if (file < 0) continue;
+    ASSERT_EQ(ISCLOSE(file), 0);
+    copy(row.index + ".idx"s, "file.idx");
+    copy(row.data + ".dat"s, "file.dat");
+    EXPECT_EQ(why_made_anew("file") != "", row.made_anew);
+    EXPECT_EQ(contents_of("file"), row.contents);
+    const int again = ISOPEN("file", kSharedMode);
+    change(again, 1000, 60, 1);
+    ASSERT_EQ(ISCLOSE(again), 0);
+    EXPECT_EQ(contents_of("file"), records(1000, 60, row.contents));
+  }
+}
+
+// Of one use, so that no stamp tells them apart: the index counts records as space that is free.
+TEST_F(PairingTest, AnIndexOfAnEarlierMomentOfTheSameUseIsRefused) {
+  build_wide("file", records(0, 40));
+  and_die([] {
+    const int file = ISOPEN("file", kSharedMode);
+    change(file, 100, 1, 1);
+    copy("file.idx", "earlier.idx");
+    change(file, 101, 30, 1);
+  });
+  copy("earlier.idx", "file.idx");
+  EXPECT_EQ(error_of(ISOPEN("file", kSharedMode)), kIsBadFile);
+  IsRebuildReport report;
+  EXPECT_EQ(isrebuild("file", report), 0);
+  EXPECT_EQ(contents_of("file"), records(100, 31, records(0, 40)));
+}
+
+// An engine that drew no stamps left the pair so.
+TEST_F(PairingTest, FilesWithoutStampsGetThem) {
+  build_wide("file", records(0, 10));
+  std::string index = read_file("file.idx");
+  isam::IndexHeader header;
+  std::memcpy(&header, index.data(), sizeof header);
+  header.version = isam::kUnstampedIndexVersion;
+  header.clean_stamp = header.use_stamp = header.file_number = 0;
+  header.check = isam::header_check(header);
+  std::memcpy(index.data(), &header, sizeof header);
+  std::string data = read_file("file.dat");
+  data.replace(isam::kDataMark, sizeof(isam::DataMark), sizeof(isam::DataMark), '\0');
+  copy_pair("file", "unstamped");
+  write_file("unstamped.idx", index);
+  write_file("unstamped.dat", data);
+  EXPECT_EQ(why_made_anew("unstamped"), "");
+  EXPECT_EQ(contents_of("unstamped"), records(0, 10));
+  EXPECT_EQ(read_file("unstamped.idx"), index);  // who changes nothing leaves it to that engine
+  const int file = ISOPEN("unstamped", kSharedMode);
+  change(file, 10, 10, 1);
+  EXPECT_EQ(ISCLOSE(file), 0);
+  EXPECT_EQ(why_made_anew("unstamped"), "");
+  write_file("unstamped.idx", index);
+  EXPECT_NE(why_made_anew("unstamped"), "");
+  EXPECT_EQ(contents_of("unstamped"), records(0, 20));
+}
+
+struct Meeting {
+  std::atomic<bool> syncing = false;
+  std::atomic<bool> seen = false;
+};
+Meeting* meeting = nullptr;
+
+// Stands in the flush, at the disk, until others have been at work.
+int wait_at_the_disk(FileCall call) {
+  if (call != FileCall::kSync || meeting->seen) return 0;
+  meeting->syncing = true;
+  for (int wait = 0; wait < 10'000 && !meeting->seen; ++wait)
+    usleep(1000);
+  EXPECT_TRUE(meeting->seen);
+  return 0;
+}
+
+TEST_F(PairingTest, WhoWaitsForTheDiskKeepsNobodyFromWriting) {
+  const auto replace_and_flush = [](int file) {
+    EXPECT_EQ(perform({Does::kReplace, 1, 2}, file), 0);
+    file_fault_hook = wait_at_the_disk;
+    EXPECT_EQ(ISFLUSH(file), 0);
+    file_fault_hook = nullptr;
+  };
+  build_wide("file", records(0, 50));
+  meeting = &shared<Meeting>();
+  const int file = ISOPEN("file", kSharedMode);
+  change(file, 100, 1, 1);
+  const int flushing = start_process([&] { replace_and_flush(ISOPEN("file", kSharedMode)); });
+  while (!meeting->syncing)
+    usleep(100);
+  change(file, 101, 50, 1);
+  change(file, 10, 20, 0);
+  EXPECT_EQ(walk(file), "");
+  meeting->seen = true;
+  EXPECT_EQ(wait_for(flushing), 0);
+  EXPECT_EQ(ISCLOSE(file), 0);
+  EXPECT_EQ(contents_of("file").size(), 50U + 51 - 20);
+}
+
+// What two processes have come to, in turns.
+class Stage {
+ public:
+  void reach(int stage) { at_ = stage; }
+  void wait_for(int stage) const {
+    alarm(20);  // instead of waiting for ever
+    while (at_ < stage)
+      usleep(100);
+    alarm(0);
+  }
+
+ private:
+  std::atomic<int> at_ = 0;
+};
+
+// Those who may read the files of "file" and not write them: others, and their owner, who has them
+// open by then.
+void restrict_to_reading(bool restricted) {
+  for (const char* name : {"file.idx", "file.dat"})
+    EXPECT_EQ(chmod(name, restricted ? 0444 : 0644), 0);
+  EXPECT_EQ(chmod(".", 0755), 0);
+}
+
+void become_a_reader() {
+  constexpr uid_t kNobody = 65534;
+  if (geteuid() == 0) {
+    ASSERT_EQ(setresuid(kNobody, kNobody, kNobody), 0);
+  }
+}
+
+TEST_F(PairingTest, AReaderIsToldOfAWriterThatDied) {
+  build_wide("file", records(0, 20));
+  Stage& stage = shared<Stage>();
+  const int writer = start_process([&] {
+    static long steps_left = 0;
+    const int file = ISOPEN("file", kSharedMode);
+    change(file, 20, 1, 1);
+    stage.reach(1);
+    stage.wait_for(2);
+    steps_left = 15;
+    isam::change_step_hook = [] {
+      if (--steps_left == 0) raise(SIGKILL);
+    };
+    change(file, 21, 1, 1);
+  });
+  stage.wait_for(1);
+  restrict_to_reading(true);
+  const int reader = start_process([&] {
+    become_a_reader();
+    const int file = ISOPEN("file", kIsInput);
+    const auto expect_read = [&](int error) {
+      alarm(20);
+      std::string record = wide_record(3, 0);
+      EXPECT_EQ(error_of(ISREAD(file, record.data(), kIsEqual)), error);
+      EXPECT_EQ(isreason() != ""s, error != 0);
+    };
+    expect_read(0);
+    stage.reach(2);
+    stage.wait_for(3);
+    expect_read(EACCES);
+    EXPECT_EQ(run_process([] { EXPECT_EQ(error_of(ISOPEN("file", kIsInput)), EACCES); }), 0);
+    stage.reach(4);
+    stage.wait_for(5);
+    expect_read(0);
+  });
+  EXPECT_EQ(wait_for(writer), -SIGKILL);
+  stage.reach(3);
+  stage.wait_for(4);
+  restrict_to_reading(false);
+  EXPECT_EQ(contents_of("file"), records(0, 21));
+  stage.reach(5);
+  EXPECT_EQ(wait_for(reader), 0);
+}
+
+TEST_F(PairingTest, AReaderWhoIsAloneIsAlone) {
+  build_wide("file", records(0, 5));
+  Stage& stage = shared<Stage>();
+  constexpr int kAlone = kIsInput | kIsExclusive;
+  restrict_to_reading(true);
+  const int reader = start_process([&] {
+    become_a_reader();
+    const int file = ISOPEN("file", kAlone);
+    EXPECT_GE(file, 0) << iserrno;
+    stage.reach(1);
+    stage.wait_for(2);
+    EXPECT_EQ(ISCLOSE(file), 0);
+    stage.reach(3);
+    stage.wait_for(4);
+    EXPECT_EQ(error_of(ISOPEN("file", kAlone)), kIsFileLocked);
+  });
+  stage.wait_for(1);
+  EXPECT_EQ(error_of(ISOPEN("file", kIsInput)), kIsFileLocked);
+  stage.reach(2);
+  stage.wait_for(3);
+  const int file = ISOPEN("file", kIsInput);
+  EXPECT_GE(file, 0) << iserrno;
+  stage.reach(4);
+  EXPECT_EQ(wait_for(reader), 0);
+  EXPECT_EQ(ISCLOSE(file), 0);
+}
+
+}  // namespace
+}  // namespace marigold::test
