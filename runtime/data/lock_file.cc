@@ -96,8 +96,14 @@ std::unique_ptr<FileDefinition> lock_handle(int path_class) {
   return handle;
 }
 
+// What a forked process has inherited is its parent's, who still holds it.
+void forget_inherited(Entry& entry) {
+  if (entry.handle != nullptr && random_bytes(*entry.handle) == nullptr) entry = Entry{};
+}
+
 void release(int path_class) {
   Entry& entry = entry_of(path_class);
+  forget_inherited(entry);
   if (entry.handle == nullptr) return;
   random_close(*entry.handle);
   entry = Entry{};
@@ -109,6 +115,7 @@ int take(int path_class, bool exclusive, std::optional<LockWait> wait) {
   Entry& entry = entry_of(path_class);
   if (!settings().multi_user) return kDataDone;
   open_subsystems().path_locks = true;
+  forget_inherited(entry);
   if (entry.handle != nullptr && entry.exclusive == exclusive) return kDataDone;
   release(path_class);
   std::unique_ptr<FileDefinition> handle = lock_handle(path_class);
@@ -128,6 +135,7 @@ int take(int path_class, bool exclusive, std::optional<LockWait> wait) {
 
 void path_lock_start() {
   for (Entry& entry : state.entries) {
+    forget_inherited(entry);
     if (entry.handle != nullptr) random_close(*entry.handle);
   }
   state = State{};
@@ -186,7 +194,8 @@ int lock_file_holders(int path_class, std::vector<LockHolder>& holders) {
   if (const int failed = file.size(size)) return failed;
   for (std::uint64_t place = 0; place < std::min(size / kHolderLength, kMostHolders); ++place) {
     bool locked = false;
-    if (const int failed = file.locked_exclusively_by_other(kRandomUserLocks + place, locked)) return failed;
+    if (const int failed = file.locked_exclusively_by_other(kRandomUserLocks + place, locked))
+      return failed;
     if (!locked) continue;
     std::array<char, kHolderLength> record{};
     std::size_t length = 0;

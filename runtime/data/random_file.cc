@@ -46,7 +46,8 @@ State state;
 OpenFile* file_at(const FileDefinition& file) {
   const auto descriptor = static_cast<std::size_t>(file.engine.descriptor);
   const bool known = file.engine.descriptor >= 0 && descriptor < state.files.size();
-  return known ? state.files[descriptor].get() : nullptr;
+  OpenFile* const open = known ? state.files[descriptor].get() : nullptr;
+  return open != nullptr && open->bytes.is_open() ? open : nullptr;  // or a forked child's parent's
 }
 
 // Begins an operation on an open file.

@@ -7,6 +7,7 @@
 
 #include "runtime/isam/fatal.h"
 #include "runtime/isam/file.h"
+#include "runtime/isam/hit.h"
 #include "runtime/isam/reason.h"
 #include "runtime/isam/rebuild.h"
 
@@ -99,7 +100,10 @@ bool take_turn(const File& file) {
 // nobody else takes it, however quick he is.
 int take_word(File& file) {
   std::uint32_t seen = 0;
-  for (int round = 0; !take_turn(file); ++round) {
+  for (int round = 0;; ++round) {
+    if (was_hit(file)) return after_hit(file);
+    if (take_turn(file))
+      return was_hit(file) ? after_hit(file) : 0;  // then it is in a page of our own, not the file
     wait_a_little(std::min(round, kLongestWait));
     if (round >= kRoundsToInherit) {
       std::uint32_t nobody = 0;
@@ -109,14 +113,16 @@ int take_word(File& file) {
     drop_late_heir(file, seen);
     bool taken = false;
     if (const int failed = take_over(file, taken)) return failed;
-    if (taken) return 0;
+    if (taken && !was_hit(file)) return 0;
   }
   return 0;
 }
 
 void restore(File& file, const UndoTrailer& trailer, const std::byte* saved) {
   std::byte* base = trailer.side == Side::kIndex ? file.index.memory() : file.data.memory();
-  std::memcpy(base + trailer.offset, saved, trailer.length);
+  // A page that could not be written still has what it had.
+  if (std::memcmp(base + trailer.offset, saved, trailer.length) != 0)
+    std::memcpy(base + trailer.offset, saved, trailer.length);
 }
 
 bool undo_area_is_sane(const File& file) {
@@ -146,13 +152,15 @@ int writer_begin(File& file) {
   // header is damaged and says so.
   const IndexHeader& header = file.header();
   if (header.undo_used == 0 && header.changes % 2 == 0) return 0;
-  const int failed = header.state == kStateRebuild ? rebuild_indexes(file) : undo_all(file);
+  const int failed = header.state == kStateRebuild ? rebuild_indexes(file) : undo_unless_hit(file);
   if (failed != 0) writer_end(file);
   return failed;
 }
 
 void writer_end(File& file) {
+  if (was_hit(file)) file.hit = after_hit(file);
   writer_of(file).store(0, std::memory_order_release);
+  if (was_hit(file)) leave_word(file);
 }
 
 void change_begin(File& file) {
@@ -225,13 +233,13 @@ int wait_for_rescue(const File& file, int round) {
   return failed == 0 && dead ? refuse(EACCES, kHalfDone) : failed;
 }
 
-}  // namespace
-
-int read_begin(File& file, std::uint64_t& changes) {
+// While somebody is changing the file. Apart from what every read goes through.
+[[gnu::noinline]] int wait_for_writer(File& file, std::uint64_t& changes) {
   for (int round = 0;; ++round) {
     changes = changes_of(file).load(std::memory_order_acquire);
-    if (changes % 2 == 0) break;
+    if (changes % 2 == 0) return 0;
     wait_a_little(round);
+    if (was_hit(file)) return after_hit(file);
     if (round % kPatience != kPatience - 1) continue;
     if (!file.writable) {
       if (const int failed = wait_for_rescue(file, round)) return failed;
@@ -240,6 +248,16 @@ int read_begin(File& file, std::uint64_t& changes) {
     // Either the writer finishes meanwhile, or it is dead and its change is undone.
     if (const int failed = writer_begin(file)) return failed;
     writer_end(file);
+    if (const int hit = unless_hit(file, 0)) return hit;
+  }
+}
+
+}  // namespace
+
+int read_begin(File& file, std::uint64_t& changes) {
+  changes = changes_of(file).load(std::memory_order_acquire);
+  if (changes % 2 != 0) {
+    if (const int failed = wait_for_writer(file, changes)) return failed;
   }
   return make_visible(file);
 }

@@ -14,6 +14,7 @@
 #include <cerrno>
 
 #include "runtime/isam/fresh_pair.h"
+#include "runtime/isam/hit.h"
 #include "runtime/platform/stop_signals.h"
 
 namespace marigold::isam {
@@ -76,7 +77,7 @@ int file_compact(const OpenRequest& request, IsCompactReport& report, const IsWa
   if (failed == 0) {
     failed = as_writer(*old, [&] {
       Compaction compaction(*old, request, watch);
-      const int made = compaction.make(report);
+      const int made = unless_hit(*old, compaction.make(report));
       return made == 0 ? compaction.put_in_place() : made;
     });
   }

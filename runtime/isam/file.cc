@@ -10,6 +10,7 @@
 #include <random>
 
 #include "runtime/isam/checks.h"
+#include "runtime/isam/hit.h"
 #include "runtime/isam/pairing.h"
 #include "runtime/isam/reason.h"
 #include "runtime/isam/rebuild.h"
@@ -130,15 +131,18 @@ int read_index_header(File& file) {
   return header.state > kStateNewborn ? kIsBadFile : 0;
 }
 
-bool data_header_is_sane(const DataHeader& header) {
-  if (header.magic != kDataMagic || header.version != kDataVersion) return false;
-  if (header.check != data_header_check(header)) return false;
-  if (header.record_length < 1 || header.record_length > kIsLongestRecord) return false;
-  if (header.key_count < 1 || header.key_count > kIsMostKeys) return false;
-  return std::ranges::all_of(std::span(header.keys).first(header.key_count),
-                             [&](const KeyDescription& key) {
-                               return key_check(key, static_cast<int>(header.record_length)) == 0;
-                             });
+// 105 for a header that is damaged or of something else, 103 for one that claims keys which no file
+// of ours can have.
+int look_at_data_header(const DataHeader& header) {
+  if (header.magic != kDataMagic || header.version != kDataVersion) return kIsBadFile;
+  if (header.check != data_header_check(header)) return kIsBadFile;
+  if (header.record_length < 1 || header.record_length > kIsLongestRecord) return kIsBadFile;
+  if (header.key_count < 1 || header.key_count > kIsMostKeys) return kIsBadKey;
+  const auto length = static_cast<int>(header.record_length);
+  const bool sane =
+      std::ranges::all_of(std::span(header.keys).first(header.key_count),
+                          [=](const KeyDescription& key) { return key_check(key, length) == 0; });
+  return sane ? 0 : kIsBadKey;
 }
 
 // Whether a data file is what a process leaves that dies while it builds it: no slot was ever used,
@@ -180,16 +184,17 @@ bool contents_are_sane(const File& file) {
 }
 
 // An index that is older than the data counts slots that have been taken since as never used, or as
-// free.
+// free. The first one has no place on the disk yet where that is given late.
 bool heads_are_untaken(const File& file) {
-  const auto state_of = [&](std::uint64_t number) {
-    return reinterpret_cast<const SlotHeader*>(file.slot(number))->state;
-  };
   const Contents& contents = file.contents();
-  const std::uint64_t next = contents.slot_count + 1;
-  if (next <= file.slots && state_of(next) != kSlotUnused) return false;
   const std::uint64_t free = contents.free_slot;
-  return free == 0 || (free <= file.slots && state_of(free) != kSlotLive);
+  if (free > file.slots) return false;
+  if (free != 0 && reinterpret_cast<const SlotHeader*>(file.slot(free))->state == kSlotLive)
+    return false;
+  SlotHeader next{};
+  const std::span bytes = std::as_writable_bytes(std::span(&next, 1));
+  return contents.slot_count >= file.slots || file.data.read(data_bytes(file), bytes) != 0 ||
+         next.state == kSlotUnused;
 }
 
 // Others may be at work meanwhile; what is read in one piece counts.
@@ -258,7 +263,9 @@ int open_registered(File& file) {
   if (const int failed = read_data_header(file)) return failed;
   if (const int failed = look_at_former(file)) return failed;
   if (const int failed = take_place(file)) return failed;
-  if (file.exclusive && file.writable) file.header().writer = 0;  // whoever left it there is gone
+  // Whoever left it there is gone. On a full disk even a page that stays as it is must not be
+  // written.
+  if (file.exclusive && file.writable && file.header().writer != 0) file.header().writer = 0;
   if (const int failed = recover(file)) return failed;
   if (const int failed = note_space(file)) return failed;
   if (const int failed = look_at_contents(file)) return failed;
@@ -348,6 +355,7 @@ bool some_are_gone(const File& file) {
 void complete_page_checks(File& file) {
   const std::uint64_t first = kUndoStart + file.header().undo_pages;
   for (std::uint64_t number = first; number < file.contents().page_count; ++number) {
+    if (was_hit(file)) return;  // nothing that follows can be clean
     auto* header = reinterpret_cast<PageHeader*>(file.page(number));
     if (header->check == 0) header->check = page_check(file.page(number));
   }
@@ -371,7 +379,9 @@ int close_registered(File& file) {
   if (!file.exclusive) {
     if (const int failed = file.index.locked_by_other(kUseLock, others)) return failed;
   }
-  if (others || file.header().state != kStateInUse) return file_flush(file);
+  if (others) return file_flush(file);
+  // Nothing was changed: on a full disk not even the word could be taken.
+  if (file.header().state != kStateInUse) return file.data.sync();
   if (const int failed = slots_settle(file)) return failed;
   if (const int failed = slots_free_kept(file)) return failed;
   return as_writer(file, [&] { return make_clean(file); });
@@ -392,7 +402,8 @@ int find_data_header(File& file, DataHeader& header) {
   if (const int failed = measure(file.data, kDataStart, file.data_space)) return failed;
   for (const std::uint64_t offset : kDataHeaders) {
     std::memcpy(&header, file.data.memory() + offset, sizeof header);
-    if (data_header_is_sane(header)) return 0;
+    const int refused = look_at_data_header(header);
+    if (refused != kIsBadFile) return refused;
   }
   return kIsBadFile;
 }
@@ -490,9 +501,9 @@ namespace {
 
 int open_once(File& file, const OpenRequest& request) {
   if (const int failed = open_both(file, request)) return failed;
-  if (!file.writable) return open_registered(file);
+  if (!file.writable) return unless_hit(file, open_registered(file));
   if (const int failed = register_lock(file)) return failed;
-  const int failed = open_registered(file);
+  const int failed = unless_hit(file, open_registered(file));
   register_unlock(file);
   return failed;
 }
@@ -528,6 +539,7 @@ int file_close(File& file) {
       failed = file_flush(file);  // safe, though not clean
     }
   }
+  failed = unless_hit(file, failed);
   file.index.close();
   file.data.close();
   return failed;

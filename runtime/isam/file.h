@@ -65,6 +65,7 @@ struct File {
   // That are visible; no higher number may be followed, whatever a changing header says.
   std::uint64_t slots = 0;
   int registering = 0;  // how often we hold the register lock
+  int hit = 0;          // why the operation that goes on was hit before; see hit.h
   std::vector<TreeShape> trees;
   // Of which this change need not save anything any more. Room for all that the undo area can hold,
   // so that no change runs out of memory.
@@ -132,7 +133,8 @@ int file_flush(File& file);
 
 // Takes over what the data file's header says of its records and keys.
 void set_shapes(File& file, const DataHeader& header);
-// Finds the first whole header of the data file. 105 when neither is.
+// Finds the first whole header of the data file. 105 when neither is; 103 when it claims more than
+// 16 keys, or one that cannot be.
 int find_data_header(File& file, DataHeader& header);
 // Writes the header of an index that is being built.
 int write_index_header(File& file, std::uint64_t id);

@@ -6,6 +6,7 @@
 #include <random>
 #include <system_error>
 
+#include "runtime/isam/hit.h"
 #include "runtime/isam/rebuild.h"
 #include "runtime/isam/space.h"
 #include "runtime/platform/file.h"
@@ -95,13 +96,14 @@ int FreshPair::add(const std::byte* record, std::uint64_t sequence) {
 int FreshPair::finish(const IsWatch& watch) {
   change_step();
   int failed = note_space(file_);
-  if (failed == 0) failed = rebuild_indexes(file_, {.give_back = true, .watch = watch});
+  if (failed == 0)
+    failed = unless_hit(file_, rebuild_indexes(file_, {.give_back = true, .watch = watch}));
   if (failed == 0) {
     records_ = file_.contents().record_count;
     data_bytes_ = file_.data_space;
     index_bytes_ = file_.index_space;
   }
-  if (failed == 0) failed = file_close(file_);
+  if (failed == 0) failed = unless_hit(file_, file_close(file_));
   change_step();
   return failed == 0 && stop_signals_pending() ? EINTR : failed;
 }

@@ -14,6 +14,7 @@
 #include "runtime/isam/compact.h"
 #include "runtime/isam/fatal.h"
 #include "runtime/isam/glance.h"
+#include "runtime/isam/hit.h"
 #include "runtime/isam/key.h"
 #include "runtime/isam/read.h"
 #include "runtime/isam/reason.h"
@@ -23,7 +24,6 @@
 #include "runtime/isam/snapshot.h"
 #include "runtime/isam/walk.h"
 #include "runtime/isam/write.h"
-#include "runtime/platform/process.h"
 
 namespace marigold {
 
@@ -48,7 +48,6 @@ struct Descriptor {
 };
 
 struct State {
-  long process = 0;  // whose descriptors these are
   std::array<Descriptor, kDescriptors> descriptors;
   ReadBuffer buffer;
 };
@@ -62,6 +61,11 @@ int fail(int number) {
 
 int finish(int result) {
   return result == 0 ? 0 : fail(result);
+}
+
+// Of an operation on an open file.
+int finish(File& file, int result) {
+  return finish(unless_hit(file, result));
 }
 
 // Runs what an operation does and keeps exceptions (there is one: no memory) inside.
@@ -79,7 +83,8 @@ int operation(const char* name, Body body) {
 Descriptor* descriptor_at(int number) {
   if (number < 0 || number >= static_cast<int>(kDescriptors)) return nullptr;
   Descriptor& descriptor = state.descriptors[static_cast<std::size_t>(number)];
-  return descriptor.file == nullptr ? nullptr : &descriptor;
+  const bool is_ours = descriptor.file != nullptr && descriptor.file->index.is_open();
+  return is_ours ? &descriptor : nullptr;
 }
 
 // ---- Opening
@@ -148,12 +153,12 @@ int take_descriptor(std::shared_ptr<File> file, const Mode& mode) {
   return static_cast<int>(free - state.descriptors.begin());
 }
 
-// What a forked process has inherited is its parent's, locks included: it begins with nothing of
-// its own.
+// What a forked process has inherited is closed and its parent's: it makes room for the process's
+// own.
 void forget_inherited() {
-  const long process = process_number();
-  if (state.process != process) state = State{};
-  state.process = process;
+  for (Descriptor& descriptor : state.descriptors) {
+    if (descriptor.file != nullptr && !descriptor.file->index.is_open()) descriptor = Descriptor{};
+  }
 }
 
 bool table_is_full() {
@@ -182,10 +187,9 @@ int build(const char* base, const char* like, int record_length, const KeyDescri
     forget_inherited();
     if (table_is_full()) return fail(kIsTooMany);
     auto file = std::make_shared<File>();
-    if (const int failed =
-            file_build(*file, request, static_cast<std::uint32_t>(record_length), primary)) {
-      return fail(failed);
-    }
+    const int failed =
+        file_build(*file, request, static_cast<std::uint32_t>(record_length), primary);
+    if (failed != 0) return finish(*file, failed);
     return take_descriptor(std::move(file), asked);
   });
 }
@@ -218,7 +222,7 @@ int read_record(Descriptor& descriptor, char* record, const Search& search, bool
   };
   // A record must not be deleted between being found and being locked.
   const int failed = !lock           ? find()
-                     : file.writable ? as_writer(file, find_and_lock)
+                     : file.writable ? unless_hit(file, as_writer(file, find_and_lock))
                                      : find_and_lock();
   if (failed == 0) std::memcpy(record, buffer.record.data(), file.record_length);
   return failed;
@@ -249,7 +253,7 @@ int change_file(const char* name, int number, Change change) {
     const Descriptor* descriptor = descriptor_at(number);
     if (descriptor == nullptr || !descriptor->writes) return fail(kIsNotOpen);
     File& file = *descriptor->file;
-    return finish(as_prepared_writer(file, [&] { return change(file); }));
+    return finish(file, as_prepared_writer(file, [&] { return change(file); }));
   });
 }
 
@@ -288,7 +292,7 @@ int ISCLOSE(int number) {
     if (descriptor == nullptr) return fail(kIsNotOpen);
     const std::shared_ptr<File> file = std::move(descriptor->file);
     *descriptor = Descriptor{};  // which ends its snapshot
-    return finish(--file->users > 0 ? file_flush(*file) : file_close(*file));
+    return finish(*file, --file->users > 0 ? file_flush(*file) : file_close(*file));
   });
 }
 
@@ -333,7 +337,7 @@ int ISRELEASE(int number) {
     for (Descriptor& other : state.descriptors) {
       if (other.file == descriptor->file) other.automatic_lock = 0;
     }
-    return finish(record_unlock_all(file));
+    return finish(file, record_unlock_all(file));
   });
 }
 
@@ -341,7 +345,7 @@ int ISFLUSH(int number) {
   return operation("ISFLUSH", [&] {
     const Descriptor* descriptor = descriptor_at(number);
     if (descriptor == nullptr) return fail(kIsNotOpen);
-    return finish(file_flush(*descriptor->file));
+    return finish(*descriptor->file, file_flush(*descriptor->file));
   });
 }
 
@@ -349,8 +353,11 @@ std::int64_t iscount(int number) {
   const Descriptor* descriptor = descriptor_at(number);
   if (descriptor == nullptr) return fail(kIsNotOpen);
   std::uint64_t changes = 0;  // what is found between two of them holds
-  if (const int failed = read_begin(*descriptor->file, changes)) return fail(failed);
-  return static_cast<std::int64_t>(descriptor->file->contents().record_count);
+  File& file = *descriptor->file;
+  int failed = read_begin(file, changes);
+  const auto count = static_cast<std::int64_t>(file.contents().record_count);
+  failed = unless_hit(file, failed);
+  return failed == 0 ? count : fail(failed);
 }
 
 int isinfo(int descriptor, IsamInfo& info) {
@@ -364,7 +371,7 @@ int isinfo(int descriptor, IsamInfo& info) {
     std::ranges::transform(file.trees, info.keys.begin(), &TreeShape::key);
     std::uint64_t changes = 0;
     do {
-      if (const int failed = read_begin(file, changes)) return fail(failed);
+      if (const int failed = read_begin(file, changes)) return finish(file, failed);
       const Contents& contents = file.contents();
       info.record_count = static_cast<std::int64_t>(contents.record_count);
       info.deleted_count = static_cast<std::int64_t>(contents.slot_count) - info.record_count;
@@ -373,7 +380,7 @@ int isinfo(int descriptor, IsamInfo& info) {
     } while (!read_was_whole(file, changes));
     info.deleted_bytes = static_cast<std::uint64_t>(info.deleted_count) * file.slot_size;
     if (const int failed = file.data.size(info.data_bytes)) return fail(failed);
-    return finish(file.index.size(info.index_bytes));
+    return finish(file, file.index.size(info.index_bytes));
   });
 }
 
@@ -381,7 +388,7 @@ int isfill(int descriptor, double& fill) {
   return operation("ISFILL", [&] {
     const Descriptor* opened = descriptor_at(descriptor);
     if (opened == nullptr) return fail(kIsNotOpen);
-    return finish(file_fill(*opened->file, fill));
+    return finish(*opened->file, file_fill(*opened->file, fill));
   });
 }
 
@@ -395,18 +402,18 @@ int ischeck(int number, std::vector<std::string>& findings, const IsWatch& watch
       findings = walk_file(file, watch);
       return 0;
     };
-    return finish(file.writable ? as_writer(file, walk) : walk());
+    return finish(file, file.writable ? as_writer(file, walk) : walk());
   });
 }
 
 namespace {
 
 // The files of these descriptors, each once and without a snapshot.
-int files_for_snapshots(std::span<const int> numbers, std::vector<File*>& files) {
+int files_for_snapshots(std::span<const int> numbers, std::vector<std::shared_ptr<File>>& files) {
   for (const int number : numbers) {
     const Descriptor* descriptor = descriptor_at(number);
     if (descriptor == nullptr) return kIsNotOpen;
-    File* file = descriptor->file.get();
+    const std::shared_ptr<File>& file = descriptor->file;
     if (descriptor->snapshot != nullptr || std::ranges::find(files, file) != files.end())
       return kIsBadArgument;
     files.push_back(file);
@@ -423,7 +430,7 @@ Snapshot* snapshot_of(int number) {
 
 int issnapshot(std::span<const int> numbers) {
   return operation("ISSNAPSH", [&]() -> int {
-    std::vector<File*> files;
+    std::vector<std::shared_ptr<File>> files;
     if (const int failed = files_for_snapshots(numbers, files)) return fail(failed);
     std::vector<Snapshot> snapshots(files.size());
     if (const int failed = Snapshot::begin(snapshots, files)) return fail(failed);
@@ -438,8 +445,9 @@ int issnapshot_read(int number, char* record) {
     Snapshot* snapshot = snapshot_of(number);
     if (snapshot == nullptr) return fail(kIsNotOpen);
     const std::byte* slot = nullptr;
-    if (const int failed = snapshot->next(slot)) return fail(failed);
-    std::memcpy(record, slot + sizeof(SlotHeader), descriptor_at(number)->file->record_length);
+    File& file = *descriptor_at(number)->file;
+    if (const int failed = unless_hit(file, snapshot->next(slot))) return fail(failed);
+    std::memcpy(record, slot + sizeof(SlotHeader), file.record_length);
     return 0;
   });
 }
@@ -459,7 +467,8 @@ int issnapshot_write(int number, const char* base, const char* like, const IsWat
     if (const int failed = make_request(base, alone, request)) return fail(failed);
     request.access_of = like;
     snapshot->rewind();
-    return finish(snapshot_write(*snapshot, *descriptor_at(number)->file, request, watch));
+    File& file = *descriptor_at(number)->file;
+    return finish(file, snapshot_write(*snapshot, file, request, watch));
   });
 }
 
@@ -475,7 +484,7 @@ int isglance(int number, std::vector<std::string>& findings) {
   return operation("ISGLANCE", [&] {
     const Descriptor* descriptor = descriptor_at(number);
     if (descriptor == nullptr) return fail(kIsNotOpen);
-    return finish(file_glance(*descriptor->file, findings));
+    return finish(*descriptor->file, file_glance(*descriptor->file, findings));
   });
 }
 

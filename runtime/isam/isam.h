@@ -7,7 +7,19 @@
 //
 // Results: 0 for done, a descriptor where one is returned, else -1 with the reason in `iserrno`.
 // Nothing is printed for an ordinary failure, and a failed operation leaves the file as it was. One
-// thread. A descriptor does not survive a fork.
+// thread.
+//
+// Any operation can fail because the system does not give a page of the files: 28 when the disk is
+// full where a page must be stored again (file systems that keep old versions or share them, sparse
+// copies), 5 when it cannot be read, 105 when somebody has cut the file. Reading works while the
+// disk is full; 27 is a file that would be longer than the process may make it. For this the
+// process has a handler of SIGBUS while files are open, which hands on what is not theirs, and one
+// of SIGXFSZ that does nothing, unless the program has set that signal up itself.
+//
+// A forked child has nothing open: every operation on a descriptor that it has inherited is 101,
+// ISCLOSE included, and it holds none of the locks, however long it lives. It may open files of its
+// own. The parent's descriptors and locks are untouched by all that. A child made from within an
+// operation (by a watch) must not return into it.
 //
 // What holds when an operation has returned:
 //   - ISWRITE, ISDELETE, ISADDINDEX with 0: it is done for every process, and stays done if any
@@ -129,7 +141,8 @@ int isbuild_like(const char* base, const char* like, int record_length,
 int ISADDINDEX(int number, const KeyDescription& key);
 
 // Opens a file. The primary key is selected and the position lies before the first record. Errors:
-// 2 when the files do not exist, 102, 104, 105, 113, 114 and those of the system.
+// 2 when the files do not exist, 102, 104, 105, 113, 114 and those of the system; 103 when the data
+// file claims more than 16 keys, or one that cannot be.
 int ISOPEN(const char* base, int mode);
 
 // Writes everything to the disk and gives the locks back. The descriptor is closed even if writing
@@ -235,7 +248,8 @@ struct IsRebuildReport {
 };
 
 // Makes the index file of BASE again from its data file, also when it is missing or damaged. 113:
-// the file is in use; 105: the data file's own header is damaged, nothing is changed. An index that
+// the file is in use; 105: the data file's own header is damaged, 103: it claims impossible keys;
+// nothing is changed. An index that
 // can still be opened says which records are deleted, and is made again in its place; interrupted,
 // that is begun again by whoever opens the file. Without such an index the records deleted since
 // the file was last flushed are there again, and the new one is put in place when it is whole.

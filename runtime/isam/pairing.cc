@@ -4,6 +4,7 @@
 #include <random>
 
 #include "runtime/isam/checks.h"
+#include "runtime/isam/hit.h"
 
 namespace marigold::isam {
 namespace {
@@ -97,8 +98,11 @@ int put_in_use(File& file, std::uint32_t state) {
     change_step();
     std::atomic_ref(mark.stamp).store(header.use_stamp);
     change_step();
-    if (const int failed = file.data.sync()) {
-      mark.stamp = before;
+    const int not_synced = file.data.sync();
+    // A stamp that stays in this process would let the index on the disk pass for the data's.
+    const int failed = was_hit(file) ? after_hit(file) : not_synced;
+    if (failed != 0) {
+      if (mark.stamp != before) mark.stamp = before;
       return failed;
     }
     change_step();
@@ -117,6 +121,7 @@ int stamp_clean(File& file) {
   header.check = header_check(header);
   change_step();
   if (const int failed = file.index.sync()) return failed;
+  if (was_hit(file)) return after_hit(file);
   // Also when the disk does not take it: as programs see the pair it is clean, and whoever changes
   // it next draws another stamp, whichever of the two the disk has.
   std::atomic_ref(data_mark(file).stamp).store(header.clean_stamp);

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "runtime/isam/hit.h"
 #include "runtime/isam/record.h"
 
 namespace marigold::isam {
@@ -264,10 +265,15 @@ int read_stable(File& file, const Cursor& cursor, const Search& search, ReadBuff
   };
   for (int round = 0;; ++round) {
     if (round == kReadAttempts && file.writable) {
-      const int waited = as_writer(file, [&] { return read_once() ? 0 : EAGAIN; });
+      const int waited =
+          unless_hit(file, as_writer(file, [&] { return read_once() ? 0 : EAGAIN; }));
       return waited != 0 ? waited : failed;
     }
-    if (read_once()) return failed;
+    const bool whole = read_once();
+    // With pages of our own what was whole is right, and what was not is read again from the file.
+    const int hit = was_hit(file) ? after_hit(file) : 0;
+    if (hit != 0 && hit != ENOSPC) return hit;
+    if (whole) return failed;
   }
 }
 

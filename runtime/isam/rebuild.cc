@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 
+#include "runtime/isam/hit.h"
 #include "runtime/isam/pairing.h"
 #include "runtime/isam/record.h"
 #include "runtime/isam/space.h"
@@ -165,6 +166,7 @@ int rebuild_indexes(File& file, const RebuildOptions& options) {
   int failed = 0;
   try {
     failed = make_all(file, options);
+    if (was_hit(file)) failed = after_hit(file);
   } catch (const std::bad_alloc&) {
     failed = kIsNoMemory;
   }

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "runtime/isam/hit.h"
 #include "runtime/isam/record.h"
 
 namespace marigold::isam {
@@ -22,8 +23,10 @@ int record_lock(File& file, const char* record, std::uint64_t& byte) {
   byte = lock_byte(file, record);
   const int failed = file.index.lock(byte, true);
   if (failed == EAGAIN) return kIsLocked;
-  if (failed == 0) file.header().record_locks = 1;
-  return failed;
+  if (failed != 0 || file.header().record_locks != 0) return failed;
+  file.header().record_locks = 1;
+  if (was_hit(file)) file.index.unlock(byte);  // others would not ask for it
+  return 0;
 }
 
 int record_unlock(File& file, std::uint64_t byte) {

@@ -13,6 +13,7 @@
 #include <atomic>
 #include <cerrno>
 
+#include "runtime/isam/hit.h"
 #include "runtime/isam/reason.h"
 
 namespace marigold::isam {
@@ -88,17 +89,13 @@ int free_settled(File& file, bool ripe_too) {
   bool read = false;
   if (const int failed = snapshot_is_read(file, read)) return failed;
   if ((read || kept.count == 0) && (!ripe_too || file.contents().ripe.count == 0)) return 0;
-  change_begin(file);
-  save(file, Side::kIndex, reinterpret_cast<const std::byte*>(&kept), sizeof kept);
-  const bool done =
-      read ? keep_ripe(file, kept)
-           : free_chain(file, kept) && (!ripe_too || free_chain(file, file.contents().ripe));
-  if (!done) {
-    const int failed = undo_all(file);
-    return failed != 0 ? failed : kIsBadFile;
-  }
-  change_end(file);
-  return 0;
+  return change(file, [&] {
+    save(file, Side::kIndex, reinterpret_cast<const std::byte*>(&kept), sizeof kept);
+    const bool done =
+        read ? keep_ripe(file, kept)
+             : free_chain(file, kept) && (!ripe_too || free_chain(file, file.contents().ripe));
+    return done ? 0 : int{kIsBadFile};
+  });
 }
 
 std::uint64_t unsettled(const File& file) {
@@ -120,14 +117,15 @@ int Settler::become(int most_rounds) {
              : failed;
 }
 
-void begin_epoch(File& file) {
-  change_begin(file);
-  Contents& contents = file.contents();
-  contents.ripe = contents.gone;
-  contents.gone = {};
-  ++contents.epoch;
-  contents.epoch_sequence = contents.sequence;
-  change_end(file);
+int begin_epoch(File& file) {
+  return change(file, [&] {
+    Contents& contents = file.contents();
+    contents.ripe = contents.gone;
+    contents.gone = {};
+    ++contents.epoch;
+    contents.epoch_sequence = contents.sequence;
+    return 0;
+  });
 }
 
 // Others change the file while the disk is waited for; what they delete meanwhile belongs to the
@@ -150,8 +148,8 @@ namespace {
 int ripen(File& file) {
   return as_writer(file, [&] {
     if (const int failed = make_visible(file)) return failed;
-    if (file.contents().ripe.count == 0 && file.contents().gone.count > 0) begin_epoch(file);
-    return 0;
+    const Contents& contents = file.contents();
+    return contents.ripe.count == 0 && contents.gone.count > 0 ? begin_epoch(file) : 0;
   });
 }
 

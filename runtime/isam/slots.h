@@ -30,7 +30,7 @@ int settle_ripe(File& file);
 
 // Makes everything gone ripe; what is deleted from now on belongs to the next epoch. The settler's
 // and the writer's, when nothing is ripe.
-void begin_epoch(File& file);
+int begin_epoch(File& file);
 
 // Frees the slots that were kept for snapshots, if nobody reads one any more.
 int slots_free_kept(File& file);

@@ -7,6 +7,7 @@
 #include <new>
 #include <utility>
 
+#include "runtime/isam/hit.h"
 #include "runtime/isam/reason.h"
 #include "runtime/isam/rebuild.h"
 #include "runtime/isam/record.h"
@@ -57,8 +58,10 @@ int prepare(File& file, Settler& settler) {
 }
 
 // In one order for everybody, or two would wait for each other.
-std::vector<File*> in_common_order(std::span<File* const> files) {
-  std::vector<File*> order(files.begin(), files.end());
+std::vector<File*> in_common_order(std::span<const std::shared_ptr<File>> files) {
+  std::vector<File*> order;
+  for (const std::shared_ptr<File>& file : files)
+    order.push_back(file.get());
   std::ranges::sort(order, {}, [](const File* file) {
     return std::pair(file->identity.device, file->identity.number);
   });
@@ -68,7 +71,7 @@ std::vector<File*> in_common_order(std::span<File* const> files) {
 }  // namespace
 
 Snapshot::Snapshot(Snapshot&& other) noexcept
-    : file_(std::exchange(other.file_, nullptr)),
+    : file_(std::move(other.file_)),
       sequence_(other.sequence_),
       epoch_(other.epoch_),
       slot_count_(other.slot_count_),
@@ -78,16 +81,21 @@ Snapshot::Snapshot(Snapshot&& other) noexcept
       images_(std::move(other.images_)),
       next_image_(other.next_image_) {}
 
-int Snapshot::begin(std::span<Snapshot> snapshots, std::span<File* const> files) {
+int Snapshot::begin(std::span<Snapshot> snapshots, std::span<const std::shared_ptr<File>> files) {
   const std::vector<File*> order = in_common_order(files);
   std::deque<Settler> settlers;
   for (File* file : order) {
     if (const int failed = prepare(*file, settlers.emplace_back(*file))) return failed;
   }
-  WriterOfAll writer;
-  int failed = writer.become(order);
-  for (std::size_t i = 0; failed == 0 && i < files.size(); ++i)
-    failed = snapshots[i].note(*files[i]);
+  int failed = 0;
+  {
+    WriterOfAll writer;
+    failed = writer.become(order);
+    for (std::size_t i = 0; failed == 0 && i < files.size(); ++i)
+      failed = snapshots[i].note(files[i]);
+  }
+  for (File* file : order)
+    failed = unless_hit(*file, failed);
   if (failed == 0) return 0;
   for (Snapshot& snapshot : snapshots)
     snapshot.end();
@@ -95,16 +103,17 @@ int Snapshot::begin(std::span<Snapshot> snapshots, std::span<File* const> files)
 }
 
 // The writer's and the settler's.
-int Snapshot::note(File& file) {
+int Snapshot::note(std::shared_ptr<File> noted) {
+  File& file = *noted;
   if (const int failed = make_visible(file)) return failed;
   if (!file.exclusive && file.snapshots == 0) {
     if (const int failed = file.index.lock(kSnapshotLock, false))
       return failed == EAGAIN ? kIsFileLocked : failed;
   }
-  if (file.contents().gone.count > 0) begin_epoch(file);
-  const Contents& contents = file.contents();
   ++file.snapshots;
-  file_ = &file;
+  file_ = std::move(noted);
+  if (const int failed = file.contents().gone.count > 0 ? begin_epoch(file) : 0) return failed;
+  const Contents& contents = file.contents();
   sequence_ = contents.sequence;
   epoch_ = contents.epoch;
   slot_count_ = contents.slot_count;
@@ -112,10 +121,11 @@ int Snapshot::note(File& file) {
   return 0;
 }
 
-// What fails here is made up for when the file is settled or closed the next time.
+// What fails here is made up for when the file is settled or closed the next time. A forked process
+// has inherited the object, and not the file.
 void Snapshot::end() {
-  File* file = std::exchange(file_, nullptr);
-  if (file == nullptr || --file->snapshots > 0) return;
+  const std::shared_ptr<File> file = std::move(file_);
+  if (file == nullptr || --file->snapshots > 0 || !file->index.is_open()) return;
   if (!file->exclusive) file->index.unlock(kSnapshotLock);
   static_cast<void>(slots_free_kept(*file));
 }

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -20,8 +21,8 @@ namespace marigold::isam {
 class Snapshot {
  public:
   // Of each file the same moment: none of them is changed while it begins. The files are different
-  // ones and outlive their snapshots. On a failure none has begun.
-  static int begin(std::span<Snapshot> snapshots, std::span<File* const> files);
+  // ones. On a failure none has begun.
+  static int begin(std::span<Snapshot> snapshots, std::span<const std::shared_ptr<File>> files);
 
   Snapshot() = default;
   Snapshot(Snapshot&& other) noexcept;
@@ -44,12 +45,12 @@ class Snapshot {
   void rewind();
 
  private:
-  int note(File& file);
+  int note(std::shared_ptr<File> file);
   int fill();
   int collect();
   int take_slot(std::uint64_t number);
 
-  File* file_ = nullptr;
+  std::shared_ptr<File> file_;
   std::uint64_t sequence_ = 0;  // of the last record that belongs to it
   std::uint32_t epoch_ = 0;     // in which deletions begin that came later
   std::uint64_t slot_count_ = 0;

@@ -58,7 +58,7 @@ int grow(MappedFile& file, std::uint64_t needed, std::uint64_t& space) {
   const std::uint64_t ahead = std::max(kLeastGrowth, needed / kGrowthFraction);
   const std::uint64_t whole = (needed + ahead + kGrowthUnit - 1) / kGrowthUnit * kGrowthUnit;
   int failed = file.reserve(whole);
-  if (failed == ENOSPC)
+  if (failed == ENOSPC || failed == EFBIG)
     failed = file.reserve(needed);  // the last of the disk is enough for this one
   if (failed != 0) return failed;
   const std::uint64_t filled = std::min(ahead, space);

@@ -83,12 +83,21 @@ class Walk {
     }
   }
 
-  // Records there belong to a newer index.
+  // Records there belong to a newer index. Read without the memory: on a full disk there may be no
+  // place for them yet.
   void look_behind_last() {
-    for (std::uint64_t number = slots_.size(); number <= file_.slots; ++number) {
-      const auto* header = reinterpret_cast<const SlotHeader*>(file_.slot(number));
-      if (header->state != kSlotUnused)
-        say("slot " + std::to_string(number) + " is behind the last one and not empty");
+    constexpr std::uint64_t kAtOnce = 256;
+    std::vector<std::byte> piece(kAtOnce * file_.slot_size);
+    for (std::uint64_t number = slots_.size(); number <= file_.slots; number += kAtOnce) {
+      const std::uint64_t count = std::min(kAtOnce, file_.slots - number + 1);
+      const std::uint64_t offset = kDataStart + (number - 1) * file_.slot_size;
+      const std::span bytes = std::span(piece).first(count * file_.slot_size);
+      if (file_.data.read(offset, bytes) != 0) return say("the end of the data cannot be read");
+      for (std::uint64_t i = 0; i < count; ++i) {
+        const auto* header = reinterpret_cast<const SlotHeader*>(&piece[i * file_.slot_size]);
+        if (header->state != kSlotUnused)
+          say("slot " + std::to_string(number + i) + " is behind the last one and not empty");
+      }
     }
   }
 

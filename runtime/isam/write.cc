@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "runtime/isam/hit.h"
 #include "runtime/isam/pairing.h"
 #include "runtime/isam/rebuild.h"
 #include "runtime/isam/record.h"
@@ -147,19 +148,6 @@ int check_unique(File& file, const char* record, SlotNumber own) {
     if (!tree_find(file, tree, probe, Bound::kNotLess, path)) return kIsBadFile;
     if (place_has_key(file, tree, path.nodes[0], probe, slot) && slot != own) return kIsDuplicate;
   }
-  return 0;
-}
-
-// Runs a change, and takes it back when it fails on the way.
-template <typename Body>
-int change(File& file, Body body) {
-  change_begin(file);
-  const int failed = body();
-  if (failed != 0) {
-    const int again = undo_all(file);
-    return again != 0 ? again : failed;
-  }
-  change_end(file);
   return 0;
 }
 

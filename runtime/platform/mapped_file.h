@@ -1,4 +1,5 @@
-// A file seen as memory, with the space behind it, its locks and its way to the disk.
+// A file seen as memory, with the space behind it, its locks and its way to the disk. Closing syncs
+// nothing.
 //
 // Results: 0 for done, else the system's error number. Nothing here prints; nothing waits but sync.
 #pragma once
@@ -9,6 +10,7 @@
 #include <span>
 
 #include "runtime/platform/new_file.h"
+#include "runtime/platform/opened_file.h"
 
 namespace marigold {
 
@@ -32,12 +34,9 @@ struct FileIdentity {
   bool operator==(const FileIdentity&) const = default;
 };
 
-class MappedFile {
+class MappedFile : public OpenedFile {
  public:
   MappedFile() = default;
-  MappedFile(const MappedFile&) = delete;
-  MappedFile& operator=(const MappedFile&) = delete;
-  ~MappedFile() { close(); }
 
   // Opens a regular file. ENOENT and so on from the system; EINVAL for anything but a regular file.
   int open(const char* path, FileAccess access);
@@ -45,17 +44,15 @@ class MappedFile {
   int create(const char* path, NewFileAccess access = NewFileAccess::kByMask);
   // As FileWriter::take_access.
   int take_access(const char* like);
-  // Unmaps and closes, which gives all locks of this object back. Nothing is synced.
-  void close();
 
-  [[nodiscard]] bool is_open() const { return descriptor_ >= 0; }
   [[nodiscard]] int size(std::uint64_t& bytes) const;
   [[nodiscard]] int identity(FileIdentity& identity) const;
   // Whether the name still leads to this file; another one may have been put in its place.
   [[nodiscard]] bool is_still_at(const char* path) const;
 
   // Makes the file at least this long with disk space behind every byte, so that no store to the
-  // memory can fail for want of space. ENOSPC, EFBIG, EDQUOT; then the length is as before. New
+  // memory fails for want of space; but where the disk keeps old versions of what is overwritten,
+  // or shares it, that is no promise. ENOSPC, EFBIG, EDQUOT; then the length is as before. New
   // bytes are zero.
   int reserve(std::uint64_t bytes);
   // Gives back the space from there on. What lies behind it must not be touched from then on.
@@ -67,7 +64,12 @@ class MappedFile {
   [[nodiscard]] std::byte* memory() const { return memory_; }
   [[nodiscard]] std::uint64_t mapped() const { return mapped_; }
 
-  // Waits until the disk holds everything that was stored.
+  // Reads bytes without the memory: space that was never written is not asked of a full disk. EIO
+  // when the file ends before.
+  int read(std::uint64_t offset, std::span<std::byte> bytes) const;
+
+  // Waits until the disk holds everything that was stored. After a hit
+  // ENOSPC or EIO: what was stored may not be in the file.
   int sync();
   // Lets the system begin with a part of that, so that a later sync waits for less. No promise.
   void start_sync(std::uint64_t offset, std::uint64_t bytes);
@@ -83,11 +85,13 @@ class MappedFile {
   int locked_by_other(std::uint64_t offset, bool& locked, std::uint64_t count = 1) const;
   int locked_exclusively_by_other(std::uint64_t offset, bool& locked) const;
 
- private:
-  int descriptor_ = -1;
-  bool writable_ = false;
-  std::byte* memory_ = nullptr;
-  std::uint64_t mapped_ = 0;
+  // Whether a page of the view could not be had (see missing_page.h). Stores may have gone into
+  // pages of this process alone since.
+  [[nodiscard]] bool was_hit() const { return hit_ != kNotHit; }
+  // Makes the view the file's again and forgets that it was hit. Why it was: ENODATA for a file
+  // that was cut, ENOSPC for a disk that is full, EIO. When the view cannot be had, why not; then
+  // it is as before.
+  int view_again();
 };
 
 // Gives another processor or process the chance to go on: first only this processor's pipeline,

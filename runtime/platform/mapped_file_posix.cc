@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "runtime/platform/bus_errors_posix.h"
 #include "runtime/platform/byte_locks_posix.h"
 #include "runtime/platform/mapped_file.h"
 #include "runtime/platform/new_file_posix.h"
@@ -43,9 +45,9 @@ int write_zeros(int descriptor, std::uint64_t from, std::uint64_t to) {
 // A longer view in place of `before`, which is as it was when there is none. Where the system can
 // move a view, its pages need not be met again one by one.
 void* map_again(int descriptor, int protection, void* before, std::uint64_t mapped,
-                std::uint64_t bytes) {
+                std::uint64_t bytes, bool moves) {
 #ifdef MREMAP_MAYMOVE
-  if (before != nullptr) return mremap(before, mapped, bytes, MREMAP_MAYMOVE);
+  if (before != nullptr && moves) return mremap(before, mapped, bytes, MREMAP_MAYMOVE);
 #endif
   void* memory = mmap(nullptr, bytes, protection, MAP_SHARED, descriptor, 0);
   if (memory != MAP_FAILED && before != nullptr) munmap(before, mapped);
@@ -59,8 +61,7 @@ int MappedFile::open(const char* path, FileAccess access) {
   const bool writable = access == FileAccess::kReadWrite;
   int descriptor = -1;
   if (const int failed = open_regular(path, writable, descriptor)) return failed;
-  close();
-  descriptor_ = descriptor;
+  take(descriptor);
   writable_ = writable;
   return 0;
 }
@@ -69,22 +70,13 @@ int MappedFile::create(const char* path, NewFileAccess access) {
   if (const int fault = injected_fault(FileCall::kOpen)) return fault;
   int descriptor = -1;
   if (const int failed = make_exclusively(path, access, descriptor)) return failed;
-  close();
-  descriptor_ = descriptor;
+  take(descriptor);
   writable_ = true;
   return 0;
 }
 
 int MappedFile::take_access(const char* like) {
   return take_access_of(descriptor_, like);
-}
-
-void MappedFile::close() {
-  if (memory_ != nullptr) munmap(memory_, mapped_);
-  if (descriptor_ >= 0) ::close(descriptor_);
-  memory_ = nullptr;
-  mapped_ = 0;
-  descriptor_ = -1;
 }
 
 int MappedFile::size(std::uint64_t& bytes) const {
@@ -108,6 +100,8 @@ int MappedFile::reserve(std::uint64_t bytes) {
   std::uint64_t present = 0;
   if (const int failed = size(present)) return failed;
   if (bytes <= present) return 0;
+  rlimit limit{};
+  if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && bytes > limit.rlim_cur) return EFBIG;
   int failed = posix_fallocate(descriptor_, static_cast<off_t>(present),
                                static_cast<off_t>(bytes - present));
   if (failed == 0) failed = write_zeros(descriptor_, present, bytes);
@@ -126,15 +120,42 @@ int MappedFile::map(std::uint64_t bytes) {
   if (const int fault = injected_fault(FileCall::kMap)) return fault;
   bytes = std::max(kSmallestMapping, 2 * bytes);
   const int protection = writable_ ? PROT_READ | PROT_WRITE : PROT_READ;
-  void* memory = map_again(descriptor_, protection, memory_, mapped_, bytes);
+  // Private pages stand in the way of moving the view, and are not worth it.
+  const bool moves = hit_ != kFilledIn;
+  void* memory = map_again(descriptor_, protection, memory_, mapped_, bytes, moves);
   if (memory == MAP_FAILED) return errno;
+  if (memory_ == nullptr) bus_errors_watch();
+  if (hit_ == kFilledIn) hit_ = kStopped;
   memory_ = static_cast<std::byte*>(memory);
   mapped_ = bytes;
   return 0;
 }
 
+int MappedFile::view_again() {
+  if (hit_ == kFilledIn) {
+    if (const int fault = injected_fault(FileCall::kMap)) return fault;
+    const int protection = writable_ ? PROT_READ | PROT_WRITE : PROT_READ;
+    const int flags = MAP_SHARED | MAP_FIXED;
+    if (mmap(memory_, mapped_, protection, flags, descriptor_, 0) == MAP_FAILED) return errno;
+  }
+  hit_ = kNotHit;
+  return hit_reason_;
+}
+
+int MappedFile::read(std::uint64_t offset, std::span<std::byte> bytes) const {
+  while (!bytes.empty()) {
+    const ssize_t got = pread(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return got < 0 ? errno : EIO;
+    offset += static_cast<std::uint64_t>(got);
+    bytes = bytes.subspan(static_cast<std::size_t>(got));
+  }
+  return 0;
+}
+
 int MappedFile::sync() {
   if (const int fault = injected_fault(FileCall::kSync)) return fault;
+  if (was_hit()) return hit_reason_ == ENODATA ? EIO : hit_reason_;
   if (fdatasync(descriptor_) != 0) return errno;
   if (file_synced_hook != nullptr) file_synced_hook(*this);
   return 0;
@@ -154,11 +175,11 @@ void MappedFile::start_sync(std::uint64_t offset, std::uint64_t bytes) {
 int MappedFile::lock(std::uint64_t offset, bool exclusive) {
   if (const int fault = injected_fault(FileCall::kLock)) return fault;
   // A file that may only be read takes no exclusive lock; the system says EBADF.
-  return set_byte_lock(descriptor_, exclusive ? F_WRLCK : F_RDLCK, offset, 1);
+  return set_lock(exclusive ? F_WRLCK : F_RDLCK, offset, 1);
 }
 
 int MappedFile::unlock(std::uint64_t offset, std::uint64_t count) {
-  return set_byte_lock(descriptor_, F_UNLCK, offset, count);
+  return set_lock(F_UNLCK, offset, count);
 }
 
 int MappedFile::locked_by_other(std::uint64_t offset, bool& locked, std::uint64_t count) const {

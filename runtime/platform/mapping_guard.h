@@ -1,8 +1,8 @@
 // Reading a file that a library has mapped, while somebody else may make that file shorter: a page
 // that the file has no more would end the process by SIGBUS.
 //
-// For processes of one thread, and for a short time: the process's handler of that signal is put
-// aside while the guard is up.
+// For processes of one thread, and for a short time: while the guard is up every such page is taken
+// for one of the library's. Files that are mapped here (mapped_file.h) need no guard.
 #pragma once
 
 #include <cstdint>
@@ -21,6 +21,8 @@ class MappingGuard {
 
   // Whether a page was not there since the first of the guards that live now was made.
   static bool was_hit();
+  // The handler's: whether a guard is up and the page can be read now.
+  static bool meet_missing_page(void* at);
 
   // Whether the file is shorter than when this guard was made: zeros may have been read for bytes.
   [[nodiscard]] bool file_is_shorter() const;

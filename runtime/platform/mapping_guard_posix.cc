@@ -3,8 +3,10 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
 
+#include "runtime/platform/bus_errors_posix.h"
 #include "runtime/platform/mapping_guard.h"
 
 namespace marigold {
@@ -12,25 +14,10 @@ namespace {
 
 struct State {
   int guards = 0;
-  struct sigaction action_before {};
   std::uintptr_t page_size = 0;
   volatile std::sig_atomic_t hit = 0;
 };
 State state;
-
-// Puts a page of zeros in the place of the one that is gone, and the reading goes on. Anything else
-// happens again when this returns, to the handler that was there before.
-void on_bus_error(int, siginfo_t* info, void*) {
-  const auto address = reinterpret_cast<std::uintptr_t>(info->si_addr);
-  void* const page = reinterpret_cast<void*>(address - address % state.page_size);
-  const bool beyond_end = info->si_code == BUS_ADRERR;
-  const int flags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED;
-  if (beyond_end && mmap(page, state.page_size, PROT_READ, flags, -1, 0) == page) {
-    state.hit = 1;
-  } else {
-    sigaction(SIGBUS, &state.action_before, nullptr);
-  }
-}
 
 std::int64_t size_of(int descriptor) {
   struct stat status {};
@@ -43,14 +30,22 @@ MappingGuard::MappingGuard(int descriptor) : descriptor_(descriptor), size_(size
   if (state.guards++ > 0) return;
   state.hit = 0;
   state.page_size = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-  struct sigaction action {};
-  action.sa_sigaction = on_bus_error;
-  action.sa_flags = SA_SIGINFO;
-  sigaction(SIGBUS, &action, &state.action_before);
+  bus_errors_watch();
 }
 
 MappingGuard::~MappingGuard() {
-  if (--state.guards == 0) sigaction(SIGBUS, &state.action_before, nullptr);
+  if (--state.guards == 0) bus_errors_release();
+}
+
+// Puts a page of zeros in the place of the one that is gone, and the reading goes on.
+bool MappingGuard::meet_missing_page(void* at) {
+  if (state.guards == 0) return false;
+  const auto address = reinterpret_cast<std::uintptr_t>(at);
+  std::byte* const page = static_cast<std::byte*>(at) - address % state.page_size;
+  const int flags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED;
+  if (mmap(page, state.page_size, PROT_READ, flags, -1, 0) != page) return false;
+  state.hit = 1;
+  return true;
 }
 
 bool MappingGuard::was_hit() {

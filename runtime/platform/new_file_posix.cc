@@ -16,6 +16,7 @@
 #include "runtime/platform/byte_locks_posix.h"
 #include "runtime/platform/file.h"
 #include "runtime/platform/regular_file_posix.h"
+#include "runtime/platform/size_limit_posix.h"
 
 namespace marigold {
 namespace {
@@ -82,6 +83,7 @@ int copy_access(int from, bool readable, const struct stat& wanted, int to) {
 
 // A regular file that has no other name and was not reached by a link.
 int open_to_append(const char* path, int more, int& descriptor) {
+  survive_size_limit();
   const int opened =
       open(path, O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | more, kNewFileMode);
   if (opened < 0) return errno;
@@ -156,6 +158,7 @@ bool is_in_use(const char* path) {
 }  // namespace
 
 int make_exclusively(const char* path, NewFileAccess access, int& descriptor) {
+  survive_size_limit();
   const mode_t mode = access == NewFileAccess::kOwnerOnly ? kOwnerMode : kNewFileMode;
   const int made = open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
   if (made < 0) return errno;

@@ -2,22 +2,21 @@
 //
 // Results: 0 for done, else the system's error number. Nothing here prints or waits. Locks are held
 // by the object: they exclude other objects, in this process and in any other, and closing gives
-// them back. They may lie anywhere, also far behind the end of the file.
+// them back. They may lie anywhere, also far behind the end of the file. In a forked child an
+// inherited object is closed.
 #pragma once
 
 #include <cstdint>
 #include <span>
 
 #include "runtime/platform/new_file.h"
+#include "runtime/platform/opened_file.h"
 
 namespace marigold {
 
-class RecordFile {
+class RecordFile : public OpenedFile {
  public:
   RecordFile() = default;
-  RecordFile(const RecordFile&) = delete;
-  RecordFile& operator=(const RecordFile&) = delete;
-  ~RecordFile() { close(); }
 
   // Opens a regular file. ENOENT and so on from the system; EINVAL for anything but a regular file.
   int open(const char* path, bool writable);
@@ -29,9 +28,7 @@ class RecordFile {
   int create(const char* path, NewFileAccess access = NewFileAccess::kByMask);
   // As FileWriter::take_access.
   int take_access(const char* like);
-  void close();
 
-  [[nodiscard]] bool is_open() const { return descriptor_ >= 0; }
   [[nodiscard]] int size(std::uint64_t& bytes) const;
   // Whether the name still leads to this file; another one may have been put in its place.
   [[nodiscard]] bool is_still_at(const char* path) const;
@@ -53,9 +50,6 @@ class RecordFile {
   // only read the file can hold no exclusive one.
   int locked_by_other(std::uint64_t offset, bool& locked) const;
   int locked_exclusively_by_other(std::uint64_t offset, bool& locked) const;
-
- private:
-  int descriptor_ = -1;
 };
 
 }  // namespace marigold

@@ -13,8 +13,7 @@ namespace marigold {
 int RecordFile::open(const char* path, bool writable) {
   int descriptor = -1;
   if (const int failed = open_regular(path, writable, descriptor)) return failed;
-  close();
-  descriptor_ = descriptor;
+  take(descriptor);
   return 0;
 }
 
@@ -27,16 +26,14 @@ int RecordFile::open_own(const char* path, bool writable) {
     ::close(descriptor);
     return failed;
   }
-  close();
-  descriptor_ = descriptor;
+  take(descriptor);
   return 0;
 }
 
 int RecordFile::create(const char* path, NewFileAccess access) {
   int descriptor = -1;
   if (const int failed = make_exclusively(path, access, descriptor)) return failed;
-  close();
-  descriptor_ = descriptor;
+  take(descriptor);
   return 0;
 }
 
@@ -46,11 +43,6 @@ int RecordFile::take_access(const char* like) {
 
 int RecordFile::cut() {
   return ftruncate(descriptor_, 0) != 0 ? errno : 0;
-}
-
-void RecordFile::close() {
-  if (descriptor_ >= 0) ::close(descriptor_);
-  descriptor_ = -1;
 }
 
 int RecordFile::size(std::uint64_t& bytes) const {
@@ -90,11 +82,11 @@ int RecordFile::write(std::uint64_t offset, std::span<const char> bytes) {
 }
 
 int RecordFile::lock(std::uint64_t offset, std::uint64_t count, bool exclusive) {
-  return set_byte_lock(descriptor_, exclusive ? F_WRLCK : F_RDLCK, offset, count);
+  return set_lock(exclusive ? F_WRLCK : F_RDLCK, offset, count);
 }
 
 int RecordFile::unlock(std::uint64_t offset, std::uint64_t count) {
-  return set_byte_lock(descriptor_, F_UNLCK, offset, count);
+  return set_lock(F_UNLCK, offset, count);
 }
 
 int RecordFile::locked_by_other(std::uint64_t offset, bool& locked) const {

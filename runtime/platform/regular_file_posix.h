@@ -10,11 +10,14 @@
 #include <cerrno>
 #include <cstdint>
 
+#include "runtime/platform/size_limit_posix.h"
+
 namespace marigold {
 
 // Opens a regular file; EINVAL for anything else, whose other end is not waited for. On failure
 // nothing is open. `more` is further flags of the system's call.
 inline int open_regular(const char* path, bool writable, int& descriptor, int more = 0) {
+  if (writable) survive_size_limit();
   const int opened = ::open(path, (writable ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_CLOEXEC | more);
   if (opened < 0) return errno;
   struct stat status {};

@@ -1,6 +1,9 @@
 #include "runtime/data/lock_file.h"
 
+#include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
 
 #include "runtime/core/settings.h"
 #include "runtime/core/status_file.h"
@@ -74,6 +77,47 @@ TEST_F(DataTest, AClassIsHeldBySeveralOrByOne) {
             "LOCKPATH = 4\nLOCKPATH =12: data/12\nFREEPATH = 4\nLOCKPATH = 4\nFREEPATH = 4\n"
             "LOCKPATH = 4\nFREEPATH =12: data/12\nFREEPATH = 4\n");
   EXPECT_EXIT(path_lock_shared(31), testing::KilledBySignal(SIGABRT), "error\n        64\n");
+}
+
+// A child that is forked and executes nothing has nothing of what its parent has open.
+TEST_F(DataTest, AForkedChildHoldsNothing) {
+  FileDefinition file = stock();
+  ASSERT_EQ(data_open(file, LockWait::kTell), kDataDone);
+  ASSERT_EQ(write(file, 0), kDataDone);
+  ASSERT_EQ(path_lock_shared(4), 0);
+  ASSERT_EQ(read(file, 1, true), kDataDone);
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const pid_t child = fork();
+  if (child == 0) static_cast<void>(::write(ends[1], "b", 1));  // it has begun
+  while (child == 0)
+    pause();
+  char begun = 0;
+  ASSERT_EQ(::read(ends[0], &begun, 1), 1);
+  const auto in_the_child = [&] {
+    path_lock_release_all();  // as at the end of a program: the parent's stay
+    EXPECT_DEATH(read(file, 1), "random_read\nerror\n *101\n");
+    EXPECT_EQ(holders(), "s");
+    EXPECT_EQ(path_lock_shared(4), 0);
+    EXPECT_EQ(holders(), "sS");
+    return !HasFailure();
+  };
+  const pid_t looking = fork();
+  if (looking == 0) _exit(in_the_child() ? 0 : 1);
+  int status = 0;
+  waitpid(looking, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(holders(), "S");
+  path_lock_release_all();
+  EXPECT_EQ(holders(), "");
+  data_close(file);
+  EXPECT_TRUE(elsewhere([] {
+    FileDefinition own = stock();
+    return data_open(own, LockWait::kTell) == kDataDone && read(own, 1, true) == kDataDone &&
+           path_lock_exclusive(4) == 0;
+  }));
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
 }
 
 TEST_F(DataTest, SharedLocksAreWaitedFor) {

@@ -9,13 +9,14 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
-#include <csignal>
+#include <cstring>
 #include <fstream>
 #include <random>
 #include <set>
 #include <sstream>
 #include <string_view>
 
+#include "runtime/isam/checks.h"
 #include "runtime/isam/fatal.h"
 #include "runtime/isam/file.h"
 #include "runtime/isam/key.h"
@@ -242,6 +243,35 @@ TEST_F(IsamTest, AnIndexIsMadeAnew) {
   expect_rebuild(kIsBadFile, 0, 0);
 }
 
+// What the file says of itself is whole, and not to be.
+TEST_F(IsamTest, KeysThatNoFileCanHaveAreRefused) {
+  ASSERT_EQ(ISCLOSE(build()), 0);
+  const std::string good = read_file("file.dat");
+  const std::pair<int, std::function<void(isam::DataHeader&)>> rows[] = {
+      {kIsBadKey, [](isam::DataHeader& header) { header.key_count = 17; }},
+      {kIsBadKey, [](isam::DataHeader& header) { header.key_count = 0; }},
+      {kIsBadKey, [](isam::DataHeader& header) { header.keys[0].part_count = 9; }},
+      {kIsBadKey, [](isam::DataHeader& header) { header.keys[0].parts[0].start = 5; }},
+      {kIsBadFile, [](isam::DataHeader& header) { header.record_length = 0; }},
+      {0, [](isam::DataHeader&) {}}};
+  for (const auto& [error, change] : rows) {
+    isam::DataHeader header;
+    std::memcpy(&header, good.data(), sizeof header);
+    change(header);
+    header.check = isam::data_header_check(header);
+    std::string bytes = good;
+    for (const std::uint64_t offset : isam::kDataHeaders)
+      std::memcpy(bytes.data() + offset, &header, sizeof header);
+    write_file("file.dat", bytes);
+    const int file = ISOPEN("file", kSharedMode);
+    EXPECT_EQ(error_of(file), error);
+    if (file >= 0) ISCLOSE(file);
+    IsRebuildReport report;
+    EXPECT_EQ(error_of(isrebuild("file", report)), error);
+    EXPECT_EQ(error == 0 || read_file("file.dat") == bytes, true);
+  }
+}
+
 TEST_F(IsamTest, LongWorkTellsHowFarItIs) {
   std::vector<std::uint64_t> told;
   const IsWatch watch = [&told](std::uint64_t done, std::uint64_t all) {
@@ -350,7 +380,6 @@ TEST_F(IsamTest, DeletedRecordsMakeRoomAlthoughNobodyFlushes) {
     const rlimit sizes{.rlim_cur = bytes, .rlim_max = RLIM_INFINITY};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &sizes), 0);
   };
-  signal(SIGXFSZ, SIG_IGN);
   limit(400'000);
   int written = 0;
   while (ISWRITE(file, record(written).data()) == 0)

@@ -1,0 +1,52 @@
+#include "runtime/isam/hit.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+
+namespace marigold::isam {
+
+int after_hit(File& file) {
+  int reason = 0;
+  for (MappedFile* side : {&file.index, &file.data}) {
+    if (!side->was_hit()) continue;
+    const int why = side->view_again();
+    if (reason == 0 || why == ENODATA) reason = why;
+  }
+  // Whoever has cut it may have put something else there.
+  std::ranges::fill(file.verified, std::uint8_t{0});
+  std::ranges::fill(file.verified_slots, 0);
+  return reason == ENODATA ? kIsBadFile : reason;
+}
+
+int undo_unless_hit(File& file) {
+  if (was_hit(file)) return after_hit(file);
+  int failed = 0;
+  auto undo = [&] { failed = undo_all(file); };
+  return run_until_missing_page(undo) ? failed : after_hit(file);
+}
+
+int take_back(File& file, int failed, bool ending) {
+  const int hit = was_hit(file) ? after_hit(file) : 0;
+  // Forgetting the undo area is what ends a change, though `changes` may still be odd.
+  const bool done = ending && hit != kIsBadFile && file.header().undo_used == 0;
+  const int again = undo_unless_hit(file);
+  if (done) return 0;
+  if (hit != 0) return hit;
+  return again != 0 ? again : failed;
+}
+
+void leave_word(File& file) {
+  after_hit(file);
+  const bool is_exclusive = file.exclusive;  // nobody else waits for it
+  const std::uint32_t word = std::atomic_ref(file.header().writer).load();
+  if (is_exclusive || word != file.place + 1) return;
+  for (std::uint32_t place = 0; place < kPlaces; ++place) {
+    if (place == file.place || file.index.lock(kPlaceLocks + place, true) != 0) continue;
+    file.index.unlock(kPlaceLocks + file.place);
+    file.place = place;
+    return;
+  }
+}
+
+}  // namespace marigold::isam

@@ -1,0 +1,102 @@
+// Forked children: what they inherit is their parent's alone.
+
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+
+#include "runtime/isam/file.h"
+#include "tests/isam/support.h"
+
+namespace marigold::test {
+namespace {
+
+struct ForkTest : TortureTest {
+  ForkTest() { build_wide("file", some_contents(20, 1)); }
+  ~ForkTest() override { isam::change_step_hook = nullptr; }
+};
+
+// A child that lives on with all that it has inherited, made behind the runtime's back, until it is
+// killed.
+struct LivingChild {
+  LivingChild() : process(_Fork()) {
+    while (process == 0)
+      pause();
+  }
+  ~LivingChild() {
+    kill(process, SIGKILL);
+    wait_for(process);
+  }
+  int process;
+};
+
+TEST_F(ForkTest, AChildKeepsNoLockOfAParentThatDiesInAChange) {
+  static std::atomic<int>* child = nullptr;
+  child = &shared<std::atomic<int>>();
+  const auto die_in_a_change = [] {
+    const int file = ISOPEN("file", kSharedMode);
+    std::string record(kWideRecord, '\0');
+    EXPECT_EQ(ISREAD(file, record.data(), kIsFirst | kIsLock), 0);
+    isam::change_step_hook = [] {
+      static int steps = 20;
+      if (--steps > 0) return;
+      if (fork() == 0) *child = getpid();
+      while (*child == getpid())
+        pause();
+      while (*child == 0)
+        usleep(100);  // until it has begun
+      raise(SIGKILL);
+    };
+    ISWRITE(file, wide_record(2000, 1).data());
+  };
+  EXPECT_EQ(run_process(die_in_a_change), -SIGKILL);
+  const auto go_on = [] {
+    alarm(5);  // instead of waiting for ever
+    const int file = ISOPEN("file", kExclusiveMode);
+    std::string record(kWideRecord, '\0');
+    EXPECT_EQ(error_of(ISREAD(file, record.data(), kIsFirst | kIsLock)), 0);
+    EXPECT_EQ(error_of(ISWRITE(file, wide_record(2000, 1).data())), 0);
+    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(error_of(ISCLOSE(file)), 0);
+  };
+  EXPECT_EQ(run_process(go_on), 0);
+  kill(*child, SIGKILL);
+}
+
+TEST_F(ForkTest, ClosingGivesTheLocksBackWhoeverHasTheDescriptor) {
+  const int file = ISOPEN("file", kExclusiveMode);
+  const LivingChild child;
+  EXPECT_EQ(error_of(ISCLOSE(file)), 0);
+  EXPECT_EQ(run_process([] { EXPECT_GE(ISOPEN("file", kExclusiveMode), 0) << iserrno; }), 0);
+}
+
+TEST_F(ForkTest, AnInheritedDescriptorIsNotOpen) {
+  const int file = ISOPEN("file", kSharedMode);
+  std::string record(kWideRecord, '\0');
+  ASSERT_EQ(ISREAD(file, record.data(), kIsFirst | kIsLock), 0);
+  const auto in_the_child = [&] {
+    IsamInfo info;
+    std::vector<std::string> findings;
+    for (const int error :
+         {error_of(ISADDINDEX(file, kWideText)),
+          error_of(ISSTART(file, kWideText, 0, record.data(), kIsFirst)),
+          error_of(ISREAD(file, record.data(), kIsFirst)), error_of(ISWRITE(file, record.data())),
+          error_of(ISDELETE(file, record.data())), error_of(ISREPLACE(file, record.data())),
+          error_of(ISRELEASE(file)), error_of(ISFLUSH(file)), error_of(iscount(file)),
+          error_of(isinfo(file, info)), error_of(ischeck(file, findings)), error_of(ISCLOSE(file))})
+      EXPECT_EQ(error, kIsNotOpen);
+    // It opens for itself what it wants, and meets its parent's locks.
+    const int own = ISOPEN("file", kSharedMode);
+    EXPECT_EQ(own, file);
+    EXPECT_EQ(error_of(ISREAD(own, record.data(), kIsFirst | kIsLock)), kIsLocked);
+    EXPECT_EQ(error_of(ISREAD(own, record.data(), kIsNext | kIsLock)), 0);
+    EXPECT_EQ(error_of(ISCLOSE(own)), 0);
+  };
+  EXPECT_EQ(run_process(in_the_child), 0);
+  EXPECT_EQ(error_of(ISREAD(file, record.data(), kIsCurrent)), 0);
+  EXPECT_EQ(error_of(ISDELETE(file, record.data())), 0);
+  EXPECT_EQ(error_of(ISCLOSE(file)), 0);
+}
+
+}  // namespace
+}  // namespace marigold::test
