@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <functional>
@@ -8,6 +9,7 @@
 #include "runtime/data/isam_access.h"
 #include "runtime/platform/file.h"
 #include "tools/data_commands.h"
+#include "tools/data_report.h"
 #include "tools/new_files.h"
 #include "tools/progress.h"
 #include "tools/record_walk.h"
@@ -16,43 +18,58 @@ namespace marigold {
 namespace {
 
 struct Checked {
-  explicit Checked(const std::string& base) : progress(base) {}
+  Checked(const std::string& base, bool is_quick) : quick(is_quick), progress(base) {}
 
+  bool quick;
+  std::vector<const char*> looked_at;
   std::vector<std::string> findings;
   std::int64_t records = 0;
   Progress progress;
 };
 
-int open_for_check(OpenKeyedFile& file, const std::string& base) {
-  // Whoever may write keeps the others from writing meanwhile.
-  const int failed = file.open(base, kIsInputOutput | kIsManualLock);
+int open_for_check(OpenKeyedFile& file, const std::string& base, bool quick) {
+  // Whoever may write keeps the others from writing meanwhile, which a quick look does not need.
+  const int failed = quick ? EACCES : file.open(base, kIsInputOutput | kIsManualLock);
   if (failed != EACCES && failed != EROFS && failed != EPERM) return failed;
   return file.open(base, kIsInput | kIsReadOnly | kIsManualLock);
 }
 
-// 0, or why the file could not be looked at.
-int check_keyed(const DataTarget& target, Checked& checked) {
+// Goes over records and trees.
+int walk_keyed(OpenKeyedFile& file, const IsamInfo& info, Checked& checked) {
+  std::vector<std::string> findings;
+  const auto watch = [&checked](std::uint64_t done, std::uint64_t all) {
+    checked.progress.at(done, all);
+  };
+  if (ischeck(file.number(), findings, watch) != 0) return iserrno;
+  checked.findings.insert(checked.findings.end(), findings.begin(), findings.end());
+  checked.looked_at.insert(checked.looked_at.end(), {"records", "indexes"});
+  return count_records(file.number(), info, checked.records);
+}
+
+int look_into_keyed(const DataTarget& target, Checked& checked) {
   OpenKeyedFile file;
   IsamInfo info;
-  int failed = open_for_check(file, target.base);
+  int failed = open_for_check(file, target.base, checked.quick);
   if (failed == 0) failed = file.info(info);
-  if (failed == 0) {
-    std::string reason;
-    const auto watch = [&checked](std::uint64_t done, std::uint64_t all) {
-      checked.progress.at(done, all);
-    };
-    if (ischeck(file.number(), checked.findings, watch) != 0) failed = iserrno;
-    if (!check_version(target, reason) || !isam_fits(*target.definition, info, reason))
-      checked.findings.push_back(reason);
-    if (info.made_anew != std::string_view())
-      checked.findings.push_back("its indexes were made again: " + std::string(info.made_anew));
-  }
-  if (failed == 0) failed = count_records(file.number(), info, checked.records);
-  const bool lacks_index = failed == ENOENT && file_exists((target.base + ".dat").c_str());
-  if (failed != kIsBadFile && !lacks_index) return failed;
-  checked.findings.push_back(lacks_index
-                                 ? "the index file is missing; marigold data rebuild makes it anew"
-                                 : data_error(failed));
+  if (failed == 0 && isglance(file.number(), checked.findings) != 0) failed = iserrno;
+  if (failed != 0) return failed;
+  std::string reason;
+  if (!check_version(target, reason) || !isam_fits(*target.definition, info, reason))
+    checked.findings.push_back(reason);
+  if (info.made_anew != std::string_view())
+    checked.findings.push_back("its indexes were made again: " + std::string(info.made_anew));
+  checked.looked_at = {"headers", "pairing", "sizes", "version", "definition"};
+  return checked.quick ? 0 : walk_keyed(file, info, checked);
+}
+
+// 0, or why the file could not be looked at.
+int check_keyed(const DataTarget& target, Checked& checked) {
+  const int failed = look_into_keyed(target, checked);
+  const bool half = failed == ENOENT && (file_exists((target.base + ".dat").c_str()) ||
+                                         file_exists((target.base + ".idx").c_str()));
+  if (failed != kIsBadFile && !half) return failed;
+  checked.findings.push_back(half ? half_pair_text(target) : data_error(failed));
+  if (checked.looked_at.empty()) checked.looked_at = {"headers", "pairing"};
   return 0;
 }
 
@@ -62,6 +79,7 @@ void look_beside(const DataTarget& target, Checked& checked) {
     checked.findings.push_back("left by a run that was killed: " + left);
   if (FileSwap(target.base, target.definition->type).has_leftovers())
     checked.findings.push_back("left by an interrupted conversion; run it again to finish it");
+  checked.looked_at.push_back("left_behind");
 }
 
 // What a record of a random file has to be: live and at its number's place, deleted, or never
@@ -81,12 +99,7 @@ void check_record(const char* record, std::size_t length, std::int64_t number, C
   }
 }
 
-int check_numbered(DataTarget& target, Checked& checked) {
-  OpenNumberedFile file;
-  if (const int failed = file.open(target, false)) return failed;
-  std::string reason;
-  if (!check_version(target, reason)) checked.findings.push_back(reason);
-  const auto length = static_cast<std::size_t>(target.definition->record_length);
+int walk_numbered(const OpenNumberedFile& file, std::size_t length, Checked& checked) {
   constexpr std::size_t kAhead = std::size_t{1} << 18;
   std::vector<char> records(length * (kAhead / length + 1));
   std::size_t count = records.size();
@@ -98,31 +111,86 @@ int check_numbered(DataTarget& target, Checked& checked) {
       checked.progress.step();
     }
   }
-  if (count % length != 0)
-    checked.findings.push_back("its end is " + counted(count % length, "byte") +
-                               " of a record of " + std::to_string(length));
+  checked.looked_at.push_back("records");
   return 0;
 }
 
-// True without findings.
-bool check_file(const DataFileOptions& options, std::string& output, Problems& problems) {
+int check_numbered(DataTarget& target, Checked& checked) {
+  OpenNumberedFile file;
+  std::uint64_t bytes = 0;
+  int failed = file.open(target, false);
+  if (failed == 0) failed = file.bytes().size(bytes);
+  if (failed != 0) return failed;
+  std::string reason;
+  if (!check_version(target, reason)) checked.findings.push_back(reason);
+  checked.looked_at = {"sizes", "version"};
+  const auto length = static_cast<std::size_t>(target.definition->record_length);
+  if (!checked.quick) failed = walk_numbered(file, length, checked);
+  if (bytes % length != 0)
+    checked.findings.push_back("its end is " + counted(bytes % length, "byte") +
+                               " of a record of " + std::to_string(length));
+  return failed;
+}
+
+// ---- What is said
+
+std::string as_text(const std::string& base, const Checked& checked) {
+  std::string text;
+  for (const std::string& finding : checked.findings)
+    text.append(base).append(": ").append(finding).append("\n");
+  if (checked.quick)
+    text += base + (checked.findings.empty() ? ": no damage seen, quick look" : ": quick look") +
+            " without records and indexes\n";
+  else if (checked.findings.empty())
+    text += base + ": " + counted(static_cast<std::size_t>(checked.records), "record") +
+            ", no damage\n";
+  return text;
+}
+
+OrderedJson as_json(const std::string& base, const Checked& checked) {
+  OrderedJson object = {{"path", base},
+                        {"looked_at", checked.looked_at},
+                        {"findings", checked.findings},
+                        {"status", checked.findings.empty() ? kExitClean : kExitFindings}};
+  const bool counted = std::ranges::count(checked.looked_at, std::string_view("records")) > 0;
+  if (counted) object["records"] = checked.records;
+  return object;
+}
+
+// What comes of all files.
+struct Outcome {
+  bool json = false;
+  bool clean = true;
+  std::string text;
+  OrderedJson files = OrderedJson::array();
+  Problems problems;
+};
+
+void note_unusable(const std::string& name, const Problems& problems, Outcome& outcome) {
+  outcome.problems.insert(outcome.problems.end(), problems.begin(), problems.end());
+  outcome.files.push_back({{"file", name}, {"problems", problems}, {"status", kExitUnusable}});
+}
+
+void check_file(const DataFileOptions& options, bool quick, Outcome& outcome) {
   DataTarget target;
-  if (!find_data_file(options, target, problems)) return true;
-  Checked checked(target.base);
+  Problems problems;
+  if (!find_data_file(options, target, problems))
+    return note_unusable(options.file, problems, outcome);
+  Checked checked(target.base, quick);
   const bool keyed = target.definition->type == FileType::kIsam;
   const int failed = keyed ? check_keyed(target, checked) : check_numbered(target, checked);
   checked.progress.hide();
-  if (failed != 0) {
-    problems.push_back(data_error(target.base, failed));
-    return true;
-  }
+  if (failed != 0) return note_unusable(options.file, {data_error(target.base, failed)}, outcome);
   look_beside(target, checked);
-  for (const std::string& finding : checked.findings)
-    output += target.base + ": " + finding + "\n";
-  if (checked.findings.empty())
-    output += target.base + ": " + counted(static_cast<std::size_t>(checked.records), "record") +
-              ", no damage\n";
-  return checked.findings.empty();
+  outcome.clean = outcome.clean && checked.findings.empty();
+  outcome.text += as_text(target.base, checked);
+  OrderedJson object = {{"file", options.file}};
+  object.update(as_json(target.base, checked));
+  outcome.files.push_back(object);
+}
+
+std::string document_of(const Outcome& outcome, bool quick, int status) {
+  return as_json_line({{"quick", quick}, {"files", outcome.files}, {"status", status}});
 }
 
 }  // namespace
@@ -130,16 +198,17 @@ bool check_file(const DataFileOptions& options, std::string& output, Problems& p
 int data_check(const DataCheck& options) {
   if (!options.file.path.empty() && options.files.size() > 1)
     return report_unusable({"marigold: --path is for one file"});
-  std::string output;
-  Problems problems;
-  bool clean = true;
+  Outcome outcome;
   for (const std::string& name : options.files) {
     DataFileOptions file = options.file;
     file.file = name;
-    clean = check_file(file, output, problems) && clean;
+    check_file(file, options.quick, outcome);
   }
-  const int status = write_output(output, clean ? kExitClean : kExitFindings);
-  return problems.empty() ? status : report_unusable(problems);
+  const int looked = outcome.clean ? kExitClean : kExitFindings;
+  const int status = outcome.problems.empty() ? looked : kExitUnusable;
+  const int written = write_output(
+      options.json ? document_of(outcome, options.quick, status) : outcome.text, status);
+  return outcome.problems.empty() ? written : report_unusable(outcome.problems);
 }
 
 }  // namespace marigold

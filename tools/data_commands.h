@@ -25,6 +25,8 @@ int data_info(const DataInfo& options);
 struct DataCheck {
   std::vector<std::string> files;
   DataFileOptions file;  // without a name
+  bool quick = false;    // no walk over records and indexes
+  bool json = false;
 };
 int data_check(const DataCheck& options);
 
@@ -32,6 +34,16 @@ struct DataRebuild {
   DataFileOptions file;
 };
 int data_rebuild(const DataRebuild& options);
+
+struct DataRecover {
+  DataFileOptions file;
+};
+int data_recover(const DataRecover& options);
+
+struct DataCompact {
+  DataFileOptions file;
+};
+int data_compact(const DataCompact& options);
 
 struct DataDump {
   DataFileOptions file;

@@ -1,7 +1,10 @@
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
+#include <optional>
 #include <span>
 
+#include "runtime/data/backup_record.h"
 #include "runtime/data/data_path.h"
 #include "runtime/data/isam_access.h"
 #include "runtime/data/version.h"
@@ -21,10 +24,14 @@ struct Found {
   std::string problem;  // why nothing is known, or what does not fit
   std::int64_t records = -1;
   std::int64_t deleted = 0;
+  std::uint64_t deleted_bytes = 0;
   std::uint64_t data_bytes = 0;
   std::uint64_t index_bytes = 0;
+  double fill = 0;  // of the pages of its trees, 0 to 1
+  std::vector<int> depths;
   bool has_version = false;
   double version = 0;
+  std::optional<BackupRecord> backup;
   std::vector<LockHolder> holders;
 };
 
@@ -51,6 +58,7 @@ void look_at_keyed(const DataTarget& target, Found& found) {
   int failed = file.open(target.base, kIsInput | kIsReadOnly | kIsManualLock);
   if (failed == 0) failed = file.info(info);
   if (failed == 0) failed = count_records(file.number(), info, found.records);
+  if (failed == 0 && isfill(file.number(), found.fill) != 0) failed = iserrno;
   const bool half = failed == ENOENT && (file_exists((target.base + ".dat").c_str()) ||
                                          file_exists((target.base + ".idx").c_str()));
   if (failed != 0) note(found, failed);
@@ -64,6 +72,8 @@ void look_at_keyed(const DataTarget& target, Found& found) {
   }
   found.exists = true;
   found.deleted = info.deleted_count;
+  found.deleted_bytes = info.deleted_bytes;
+  found.depths.assign(info.depths.begin(), info.depths.begin() + info.key_count);
   found.data_bytes = info.data_bytes;
   found.index_bytes = info.index_bytes;
   isam_fits(*target.definition, info, found.problem);
@@ -87,6 +97,7 @@ void look_at_numbered(DataTarget& target, Found& found) {
     if (record.back() == kLiveMarker && isld_int4(record.data()) == number) ++found.records;
   }
   found.deleted = places - found.records;
+  found.deleted_bytes = static_cast<std::uint64_t>(found.deleted) * length;
 }
 
 Found look_at(DataTarget& target) {
@@ -98,6 +109,7 @@ Found look_at(DataTarget& target) {
   }
   found.has_version = file_readable((target.base + ".ver").c_str());
   if (found.has_version) found.version = version_read_file(*target.definition);
+  found.backup = backup_record_read(*target.definition);
   // A class that cannot be looked at is held by nobody who is known.
   lock_file_holders(target.definition->path_class, found.holders);
   return found;
@@ -143,18 +155,37 @@ std::string definition_text(const DataTarget& target) {
   return text;
 }
 
+std::string pages_text(const Found& found) {
+  std::string depths;
+  for (const int depth : found.depths)
+    depths += (depths.empty() ? "" : ", ") + std::to_string(depth);
+  constexpr double kPercent = 100;
+  return std::to_string(std::lround(found.fill * kPercent)) +
+         " % full on average; levels of the keys' trees: " + depths;
+}
+
 std::string state_text(const FileDefinition& file, const Found& found) {
   if (!found.exists) return line("records", "the file does not exist");
   if (found.in_use) return line("records", "another process has the file for itself");
   if (found.records < 0) return line("records", "not known: " + found.problem);
   std::string text = line("records", std::to_string(found.records));
-  text += line("deleted", std::to_string(found.deleted));
+  text +=
+      line("deleted",
+           std::to_string(found.deleted) +
+               (found.deleted > 0 ? ", " + std::to_string(found.deleted_bytes) + " bytes" : ""));
   text +=
       line("size",
            std::to_string(found.data_bytes) + " bytes" +
                (is_keyed(file) ? " and " + std::to_string(found.index_bytes) + " of indexes" : ""));
+  if (is_keyed(file)) text += line("pages", pages_text(found));
   if (!found.problem.empty()) text += line("misfit", found.problem);
   return text;
+}
+
+std::string backup_text(const Found& found) {
+  if (!found.backup) return "never";
+  const std::string& place = found.backup->place;
+  return found.backup->time + (place.empty() ? "" : " in " + place);
 }
 
 std::string as_text(const DataTarget& target, const Found& found) {
@@ -163,6 +194,7 @@ std::string as_text(const DataTarget& target, const Found& found) {
   text +=
       line("version", std::to_string(file.version) + " defined, " +
                           (found.has_version ? version_text(found.version) : "none") + " written");
+  if (found.exists) text += line("backup", backup_text(found));
   std::string name = "class " + std::to_string(file.path_class);
   for (const LockHolder& holder : found.holders) {
     text += line(name, describe_holder(holder));
@@ -212,12 +244,20 @@ std::string as_json(const DataTarget& target, const Found& found) {
   if (found.records >= 0) {
     object["records"] = found.records;
     object["deleted"] = found.deleted;
+    object["deleted_bytes"] = found.deleted_bytes;
     object["data_bytes"] = found.data_bytes;
-    if (is_keyed(file)) object["index_bytes"] = found.index_bytes;
+    if (is_keyed(file)) {
+      constexpr double kDigits = 1000;
+      object["index_bytes"] = found.index_bytes;
+      object["fill"] = std::round(found.fill * kDigits) / kDigits;
+      object["depths"] = found.depths;
+    }
   }
   if (!found.problem.empty()) object["problem"] = found.problem;
   object["version"] = file.version;
   object["version_written"] = found.has_version ? OrderedJson(found.version) : OrderedJson();
+  object["last_backup"] = found.backup ? OrderedJson(found.backup->time) : OrderedJson();
+  if (found.backup) object["backup_place"] = found.backup->place;
   object["class"] = file.path_class;
   object["holders"] = OrderedJson::array();
   for (const LockHolder& holder : found.holders)

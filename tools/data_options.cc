@@ -73,6 +73,10 @@ void register_check(CLI::App& data, int& status) {
       ->required()
       ->type_name("");
   add_place(*command, options->file);
+  command->add_flag("--quick", options->quick,
+                    "Look at headers, sizes, versions and leftovers only, not at records and "
+                    "indexes");
+  command->add_flag("--json", options->json, "Write one JSON object for all files");
   command->footer("Exit status 0: no damage; 1: findings; 2: a file cannot be looked at.\n");
   command->callback([options, &status] { status = data_check(*options); });
 }
@@ -85,6 +89,31 @@ void register_rebuild(CLI::App& data, int& status) {
   add_place(*command, options->file);
   command->footer("Exit status 0: done; 1: done, and records were lost; 2: not done.\n");
   command->callback([options, &status] { status = data_rebuild(*options); });
+}
+
+void register_recover(CLI::App& data, int& status) {
+  CLI::App* command = data.add_subcommand(
+      "recover", "Bring back the records of a data file whose header is damaged");
+  const auto options = std::make_shared<DataRecover>();
+  add_file(*command, options->file);
+  add_place(*command, options->file);
+  command->footer(
+      "Record length and keys come from the definition. The damaged file stays beside the new one\n"
+      "when something is lost or not certain.\n"
+      "Exit status 0: done; 1: done, and records were lost or are not certain; 2: not done.\n");
+  command->callback([options, &status] { status = data_recover(*options); });
+}
+
+void register_compact(CLI::App& data, int& status) {
+  CLI::App* command =
+      data.add_subcommand("compact", "Give back the space of a data file's deleted records");
+  const auto options = std::make_shared<DataCompact>();
+  add_file(*command, options->file);
+  add_place(*command, options->file);
+  command->footer(
+      "Nobody may use the file meanwhile. It takes the space of a second, smaller file for a while.\n"
+      "Exit status 0: done; 1: done, and the file is not as defined; 2: not done.\n");
+  command->callback([options, &status] { status = data_compact(*options); });
 }
 
 void register_dump(CLI::App& data, int& status) {
@@ -193,6 +222,8 @@ void data_register(CLI::App& tool, int& status) {
   register_info(*data, status);
   register_check(*data, status);
   register_rebuild(*data, status);
+  register_recover(*data, status);
+  register_compact(*data, status);
   register_dump(*data, status);
   register_load(*data, status);
   register_locks(*data, status);

@@ -1,6 +1,7 @@
 #include "tools/data_target.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <optional>
 #include <system_error>
@@ -207,6 +208,8 @@ std::string text_of(int number) {
       return "cannot be locked";
     case kIsNoMemory:
       return "not enough memory";
+    case ELOOP:
+      return "is a link; name the file that it leads to with --path";
     default:
       break;
   }

@@ -46,6 +46,17 @@ int count_records(int number, const IsamInfo& info, std::int64_t& records) {
   return iserrno == kIsEndOfFile || iserrno == kIsNoRecord ? 0 : iserrno;
 }
 
+std::string misfit_of(const DataTarget& target) {
+  OpenKeyedFile file;
+  IsamInfo info;
+  int failed = file.open(target.base, kIsInput | kIsReadOnly | kIsManualLock);
+  if (failed == 0) failed = file.info(info);
+  if (failed != 0) return data_error(target.base, failed);
+  std::string reason;
+  if (check_version(target, reason) && isam_fits(*target.definition, info, reason)) return "";
+  return target.base + ": " + reason;
+}
+
 OpenNumberedFile::~OpenNumberedFile() {
   if (file_ != nullptr) random_close(*file_);
 }

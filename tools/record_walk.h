@@ -40,6 +40,10 @@ class OpenKeyedFile {
 // killed has left behind its lock. 0, or the engine's number.
 int count_records(int number, const IsamInfo& info, std::int64_t& records);
 
+// What is the matter with a keyed file that has just been made again, as a line that names it; ""
+// for nothing. It was made from what it says of itself, whether its definition is that or not.
+std::string misfit_of(const DataTarget& target);
+
 // A random file that is closed at the end of the object's life; see random_file.h.
 class OpenNumberedFile {
  public:

@@ -11,11 +11,15 @@
 #include <utility>
 #include <vector>
 
+#include "runtime/isam/compact.h"
 #include "runtime/isam/fatal.h"
+#include "runtime/isam/glance.h"
 #include "runtime/isam/hit.h"
+#include "runtime/isam/key.h"
 #include "runtime/isam/read.h"
 #include "runtime/isam/reason.h"
 #include "runtime/isam/record_lock.h"
+#include "runtime/isam/recover.h"
 #include "runtime/isam/repair.h"
 #include "runtime/isam/snapshot.h"
 #include "runtime/isam/walk.h"
@@ -371,9 +375,20 @@ int isinfo(int descriptor, IsamInfo& info) {
       const Contents& contents = file.contents();
       info.record_count = static_cast<std::int64_t>(contents.record_count);
       info.deleted_count = static_cast<std::int64_t>(contents.slot_count) - info.record_count;
+      for (std::size_t tree = 0; tree < file.trees.size(); ++tree)
+        info.depths[tree] = static_cast<int>(contents.trees[tree].levels);
     } while (!read_was_whole(file, changes));
+    info.deleted_bytes = static_cast<std::uint64_t>(info.deleted_count) * file.slot_size;
     if (const int failed = file.data.size(info.data_bytes)) return fail(failed);
     return finish(file, file.index.size(info.index_bytes));
+  });
+}
+
+int isfill(int descriptor, double& fill) {
+  return operation("ISFILL", [&] {
+    const Descriptor* opened = descriptor_at(descriptor);
+    if (opened == nullptr) return fail(kIsNotOpen);
+    return finish(*opened->file, file_fill(*opened->file, fill));
   });
 }
 
@@ -465,16 +480,55 @@ int issnapshot_end(int number) {
   });
 }
 
-int isrebuild(const char* base, IsRebuildReport& report, const IsWatch& watch) {
-  return operation("ISREBUIL", [&]() -> int {
+int isglance(int number, std::vector<std::string>& findings) {
+  return operation("ISGLANCE", [&] {
+    const Descriptor* descriptor = descriptor_at(number);
+    if (descriptor == nullptr) return fail(kIsNotOpen);
+    return finish(*descriptor->file, file_glance(*descriptor->file, findings));
+  });
+}
+
+namespace {
+
+// Runs what an operation does to a pair that nobody has open.
+template <typename Body>
+int with_unopened(const char* name, const char* base, Body body) {
+  return operation(name, [&]() -> int {
     OpenRequest request;
     const Mode alone{.reads = true, .writes = true, .automatic = false, .exclusive = true};
     if (const int failed = make_request(base, alone, request)) return fail(failed);
     forget_inherited();
     if (find_open(request) != nullptr) return fail(kIsFileLocked);
-    report = {};
-    const int failed = file_rebuild(request, report, watch);
-    return failed == 0 ? 0 : fail(failed);
+    return finish(body(request));
+  });
+}
+
+}  // namespace
+
+int isrebuild(const char* base, IsRebuildReport& report, const IsWatch& watch) {
+  report = {};
+  return with_unopened("ISREBUIL", base, [&](const OpenRequest& request) {
+    return file_rebuild(request, report, watch);
+  });
+}
+
+int isrecover(const char* base, int record_length, std::span<const KeyDescription> keys,
+              IsRecoverReport& report, const IsWatch& watch) {
+  report = {};
+  if (record_length < 1 || record_length > kIsLongestRecord) return fail(kIsBadArgument);
+  if (keys.empty() || keys.size() > kIsMostKeys || keys.front().flags != 0) return fail(kIsBadKey);
+  for (const KeyDescription& key : keys) {
+    if (const int failed = key_check(key, record_length)) return fail(failed);
+  }
+  return with_unopened("ISRECOVE", base, [&](const OpenRequest& request) {
+    return file_recover(request, static_cast<std::uint32_t>(record_length), keys, report, watch);
+  });
+}
+
+int iscompact(const char* base, IsCompactReport& report, const IsWatch& watch) {
+  report = {};
+  return with_unopened("ISCOMPAC", base, [&](const OpenRequest& request) {
+    return file_compact(request, report, watch);
   });
 }
 

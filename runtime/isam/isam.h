@@ -193,10 +193,16 @@ struct IsamInfo {
   std::array<KeyDescription, kIsMostKeys> keys{};  // the primary key first
   std::uint64_t data_bytes = 0;  // of the two files, space that is reserved ahead included
   std::uint64_t index_bytes = 0;
+  std::uint64_t deleted_bytes = 0;        // of the places that records have left
+  std::array<int, kIsMostKeys> depths{};  // levels of each key's tree, 1 for a single page
   // Why the indexes were made again when this process opened the file; "" if they were not.
   const char* made_anew = "";
 };
 int isinfo(int descriptor, IsamInfo& info);
+
+// How full the pages of the trees are on average, 0 to 1. Reads every page; about right while
+// others write.
+int isfill(int descriptor, double& fill);
 
 // Told now and then how far a long operation has come. May be empty.
 using IsWatch = std::function<void(std::uint64_t done, std::uint64_t all)>;
@@ -233,6 +239,10 @@ int issnapshot_end(int number);
 // be looked at.
 int ischeck(int number, std::vector<std::string>& findings, const IsWatch& watch = {});
 
+// Looks at what can be seen without walking over records and trees: both copies of the data file's
+// header, and whether sizes and counts fit together. For the rest as ischeck.
+int isglance(int number, std::vector<std::string>& findings);
+
 // The outcome of isrebuild.
 struct IsRebuildReport {
   std::int64_t records = 0;
@@ -252,6 +262,44 @@ struct IsRebuildReport {
 // are deleted; without one those deleted since the file was last flushed are there again. Space
 // behind the last record is given back.
 int isrebuild(const char* base, IsRebuildReport& report, const IsWatch& watch = {});
+
+// The outcome of isrecover.
+struct IsRecoverReport {
+  std::int64_t records = 0;
+  std::int64_t lost = 0;        // as for isrebuild, and slots that the disk does not give
+  std::int64_t superseded = 0;  // whole ones left out, for a later one has the same key
+  // Deleted records of which nothing says any more whether their deletion was final. They are back
+  // where the file says which they can be, and otherwise left out.
+  std::int64_t undecided = 0;
+  // Whether the checks of the records could be looked at. Otherwise each is taken as it is, and may
+  // be damaged.
+  bool checked = true;
+  std::string kept;  // as for isrebuild; also for an outcome that is not certain
+};
+
+// Brings back the records of a data file whose header is damaged, in both copies or in one, and
+// whose index may be missing: the caller knows the record length and the keys, the primary key
+// first. All records that are whole come into a new pair, which takes the place of the old one when
+// it is on the disk; until then nothing is changed. 113: the file is in use; 102, 103: its header
+// is whole and says otherwise; 105: nothing in it looks like such a record; EINTR: a signal to stop
+// that the caller holds back (platform/stop_signals.h).
+int isrecover(const char* base, int record_length, std::span<const KeyDescription> keys,
+              IsRecoverReport& report, const IsWatch& watch = {});
+
+// The outcome of iscompact; bytes of the two files.
+struct IsCompactReport {
+  std::int64_t records = 0;
+  std::uint64_t data_before = 0;
+  std::uint64_t index_before = 0;
+  std::uint64_t data_after = 0;
+  std::uint64_t index_after = 0;
+};
+
+// Gives back the space of deleted records: a new pair without them takes the place of the old one.
+// Both exist for a while. Killed at any moment the old or the new one is there and opens. 113: the
+// file is in use; 105: it is damaged (ischeck says how), nothing is changed; EINTR as above. ELOOP,
+// for isrecover as well: the data file is a link.
+int iscompact(const char* base, IsCompactReport& report, const IsWatch& watch = {});
 
 // ---- Numbers in records: the same bytes on every machine, but for doubles, which stay as they are
 // in memory.

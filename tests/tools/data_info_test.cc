@@ -46,16 +46,21 @@ TEST_F(DataInfoTest, ShowsWhatTheFileIsAndHolds) {
   isst_int4(2, record.data());
   EXPECT_EQ(ISDELETE(file, record.data()), 0);
   write_file("data/1/BOX.ver", "1.5\n");
-  const std::string version = "version   2 defined, 1.5 written\nclass 1   not locked\n";
+  const std::string version =
+      "version   2 defined, 1.5 written\nbackup    never\nclass 1   not locked\n";
   expect({{"info BOX", kFields + "records   another process has the file for itself\n" + version}});
   ISCLOSE(file);
   expect(
-      {{"info BOX", kFields + "records   2\ndeleted   1\nsize      " + bytes_of("data/1/BOX.dat") +
-                        " bytes and " + bytes_of("data/1/BOX.idx") + " of indexes\n" + version}});
+      {{"info BOX", kFields + "records   2\ndeleted   1, 56 bytes\nsize      " +
+                        bytes_of("data/1/BOX.dat") + " bytes and " + bytes_of("data/1/BOX.idx") +
+                        " of indexes\npages     1 % full on average; levels of the keys' trees: 1, "
+                        "1\n" +
+                        version}});
   const Finished json = run_shell("./marigold data info BOX --json");
   for (const char* part :
        {"{\"file\":\"BOX\",\"type\":\"ISAM\",", "\"keys\":[[\"NUMBER\"],[\"NAME\",\"SIZE\"]]",
-        "\"records\":2,\"deleted\":1,", "\"version\":2,\"version_written\":1.5,",
+        "\"records\":2,\"deleted\":1,\"deleted_bytes\":56,", "\"depths\":[1,1]",
+        "\"last_backup\":null,\"class\":1", "\"version\":2,\"version_written\":1.5,",
         "{\"name\":\"NAME\",\"type\":\"STRING\",\"size\":4,\"times\":2,\"offset\":4}"})
     EXPECT_NE(json.out.find(part), std::string::npos) << part << json.out;
 }
@@ -120,9 +125,13 @@ TEST_F(DataInfoTest, DamageIsFoundAndIndexesAreMadeAnew) {
             {"dump BOX", records}});
   }
   write_file("data/1/BOX.dat", "junk");
-  expect({{"rebuild BOX", "", "./data/1/BOX.dat: is damaged, or no keyed file\n", 2},
-          {"dump BOX", "", "./data/1/BOX: is damaged, or no keyed file\n", 2},
-          {"load BOX three.csv", "", "./data/1/BOX: is damaged, or no keyed file\n", 2}});
+  expect(
+      {{"rebuild BOX", "",
+        "./data/1/BOX.dat: is damaged, or no keyed file; \"marigold data recover BOX\" looks for "
+        "whole records in it\n",
+        2},
+       {"dump BOX", "", "./data/1/BOX: is damaged, or no keyed file\n", 2},
+       {"load BOX three.csv", "", "./data/1/BOX: is damaged, or no keyed file\n", 2}});
   EXPECT_EQ(run_shell("./marigold data info BOX | grep records").out,
             "records   not known: is damaged, or no keyed file\n");
 }

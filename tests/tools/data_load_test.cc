@@ -401,6 +401,10 @@ TEST_F(DataLoadTest, OthersWhoUseTheFileAreLeftInPeace) {
   int file = ISOPEN("data/1/BOX", kIsInputOutput | kIsManualLock);
   expect({{"load BOX good.csv --replace", "", "./data/1/BOX" + used, 2},
           {"rebuild BOX", "", "./data/1/BOX" + used, 2},
+          {"recover BOX", "", "./data/1/BOX" + used, 2},
+          {"compact BOX", "", "./data/1/BOX" + used, 2},
+          {"check BOX --quick",
+           "./data/1/BOX: no damage seen, quick look without records and indexes\n"},
           {"dump BOX", kBoxHeader + kThree},
           {"check BOX", kLoaded + "3 records, no damage\n"}});
   ISCLOSE(file);

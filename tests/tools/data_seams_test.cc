@@ -320,7 +320,7 @@ TEST_F(DataSeamsTest, AClassThatIsTakenIsNotWrittenInto) {
   settings_read();
   path_lock_start();
   ASSERT_EQ(path_lock_exclusive(1), kDataDone);
-  for (const char* command : {"load BOX four.csv", "rebuild BOX"}) {
+  for (const char* command : {"load BOX four.csv", "rebuild BOX", "recover BOX", "compact BOX"}) {
     const Finished run = run_shell("timeout 20 ./marigold data "s + command);
     EXPECT_EQ(run.status, 2) << command;
     EXPECT_EQ(run.err, "./data/1: the directory is locked: process " + std::to_string(getpid()) +

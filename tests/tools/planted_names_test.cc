@@ -19,6 +19,13 @@ const std::vector<Work> kWorks = {
     {"data rebuild BOX",
      "./marigold data load BOX three.csv; rm data/1/BOX.idx",
      {"data/1/BOX.idx", "data/1/BOX.damaged.dat"}},
+    {"data recover BOX",
+     "./marigold data load BOX three.csv; dd if=/dev/zero of=data/1/BOX.dat bs=4096 count=1 "
+     "conv=notrunc status=none",
+     {"data/1/BOX.dat", "data/1/BOX.idx", "data/1/BOX.damaged.dat"}},
+    {"data compact BOX",
+     "./marigold data load BOX three.csv",
+     {"data/1/BOX.dat", "data/1/BOX.idx"}},
     {"data convert BOX",
      "./marigold data load BOX three.csv; echo 1 > data/1/BOX.ver",
      {"data/1/PATHCONV.ver", "data/1/PATHCONV.ver.new", "data/1/BOX.converting.dat",

@@ -1,0 +1,12 @@
+// Giving back the space that deleted records have left.
+#pragma once
+
+#include "runtime/isam/file.h"
+#include "runtime/isam/isam.h"
+
+namespace marigold::isam {
+
+// As iscompact. Results: 0, or the number for iserrno.
+int file_compact(const OpenRequest& request, IsCompactReport& report, const IsWatch& watch);
+
+}  // namespace marigold::isam

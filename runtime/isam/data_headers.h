@@ -1,0 +1,18 @@
+// The two copies of a data file's header, looked at singly.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <span>
+
+#include "runtime/isam/layout.h"
+
+namespace marigold::isam {
+
+// The copy at one of kDataHeaders, from the first bytes of a data file; none when it is damaged.
+std::optional<DataHeader> whole_header(std::span<const std::byte> head, std::uint64_t offset);
+
+// The first whole one of both.
+std::optional<DataHeader> whole_header(std::span<const std::byte> head);
+
+}  // namespace marigold::isam

@@ -1,0 +1,81 @@
+// A pair of files that is made beside another one, filled with records, and put in its place.
+//
+// Until then both files have names of their own beside the old ones, with owner, permissions and
+// access control lists of these. A data file that is a link is refused (ELOOP): whoever may write
+// in the directory could let it lead anywhere. An index that is one is replaced.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "runtime/isam/file.h"
+#include "runtime/isam/isam.h"
+
+namespace marigold::isam {
+
+// Results: 0, or the number for iserrno. The caller has the old pair for itself.
+class FreshPair {
+ public:
+  // Removes what killed runs have left beside the old files.
+  explicit FreshPair(const OpenRequest& request);
+  // Removes the files that were not put in place.
+  ~FreshPair();
+  FreshPair(const FreshPair&) = delete;
+  FreshPair& operator=(const FreshPair&) = delete;
+
+  // Makes both files, without a record. 0 for the pair's number draws one.
+  int create(std::uint32_t record_length, std::span<const TreeShape> trees, std::uint64_t id);
+  // Adds a record behind those before it, with the sequence that it had: equal values of a key
+  // keep their order.
+  int add(const std::byte* record, std::uint64_t sequence);
+  [[nodiscard]] std::uint64_t added() const { return added_; }
+  // Makes the trees and closes both files, which are on the disk then. EINTR when a signal to stop
+  // waits.
+  int finish(const IsWatch& watch);
+
+  // The number of records, once it is finished. Of two with the same value of a key without
+  // duplicates the later one has stayed.
+  [[nodiscard]] std::uint64_t records() const { return records_; }
+  [[nodiscard]] std::uint64_t data_bytes() const { return data_bytes_; }
+  [[nodiscard]] std::uint64_t index_bytes() const { return index_bytes_; }
+
+  // Each is one step, on the disk when it returns.
+  int put_data_in_place();
+  int put_index_in_place();
+
+ private:
+  std::string index_path_;
+  std::string data_path_;
+  std::string fresh_index_;  // "" once it is in place
+  std::string fresh_data_;
+  File file_;
+  std::uint64_t added_ = 0;
+  std::uint64_t records_ = 0;
+  std::uint64_t data_bytes_ = 0;
+  std::uint64_t index_bytes_ = 0;
+};
+
+// Shares a watcher between the two halves of such work: looking through the old slots, which counts
+// as one part, and making the trees, a part each.
+class HalvesWatch {
+ public:
+  HalvesWatch(const IsWatch& watch, std::size_t trees) : watch_(watch), trees_(trees) {}
+  void slot(std::uint64_t number, std::uint64_t all) const {
+    constexpr std::uint64_t kSeldom = 4096;
+    if (watch_ && number % kSeldom == 0) watch_(number, all * (1 + trees_));
+  }
+  [[nodiscard]] IsWatch for_trees() const {
+    if (!watch_) return {};
+    return [this](std::uint64_t done, std::uint64_t all) {
+      watch_(all + done * trees_, all * (1 + trees_));
+    };
+  }
+
+ private:
+  const IsWatch& watch_;
+  std::uint64_t trees_;
+};
+
+}  // namespace marigold::isam

@@ -1,0 +1,80 @@
+#include "runtime/isam/glance.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "runtime/isam/data_headers.h"
+
+namespace marigold::isam {
+namespace {
+
+// The file is opened by one copy of the header; the other one is there for when that is damaged.
+void look_at_headers(const File& file, std::vector<std::string>& findings) {
+  const std::span<const std::byte> head(file.data.memory(), kDataStart);
+  const auto first = whole_header(head, kDataHeaders[0]);
+  const auto second = whole_header(head, kDataHeaders[1]);
+  if (!first || !second) {
+    findings.push_back(std::string("the ") + (first ? "second" : "first") +
+                       " copy of the data file's header is damaged");
+  } else if (std::memcmp(&*first, &*second, sizeof(DataHeader)) != 0) {
+    findings.emplace_back("the two copies of the data file's header differ");
+  }
+}
+
+void look_at_counts(const File& file, const Contents& contents,
+                    std::vector<std::string>& findings) {
+  if (contents.record_count > contents.slot_count)
+    findings.push_back(std::to_string(contents.record_count) + " records in " +
+                       std::to_string(contents.slot_count) + " slots");
+  if (contents.free_pages >= contents.page_count)
+    findings.push_back(std::to_string(contents.free_pages) + " free pages of " +
+                       std::to_string(contents.page_count));
+  for (std::size_t tree = 0; tree < file.trees.size(); ++tree) {
+    const TreeHeader& root = contents.trees[tree];
+    const std::string key = "key " + std::to_string(tree + 1) + ": ";
+    if (root.entries != contents.record_count)
+      findings.push_back(key + std::to_string(root.entries) + " entries for " +
+                         std::to_string(contents.record_count) + " records");
+    if (root.root == 0 || root.root >= contents.page_count || root.levels < 1)
+      findings.push_back(key + "its root is outside the file");
+  }
+}
+
+// The contents of one moment between two changes.
+int read_contents(File& file, Contents& contents) {
+  std::uint64_t changes = 0;
+  do {
+    if (const int failed = read_begin(file, changes)) return failed;
+    contents = file.contents();
+  } while (!read_was_whole(file, changes));
+  return 0;
+}
+
+}  // namespace
+
+int file_glance(File& file, std::vector<std::string>& findings) {
+  Contents contents;
+  if (const int failed = read_contents(file, contents)) return failed;
+  look_at_headers(file, findings);
+  look_at_counts(file, contents, findings);
+  return 0;
+}
+
+int file_fill(File& file, double& fill) {
+  Contents contents;
+  if (const int failed = read_contents(file, contents)) return failed;
+  const std::uint64_t pages = std::min(contents.page_count, file.index_space / kPageSize);
+  std::uint64_t used = 0;
+  std::uint64_t nodes = 0;
+  for (std::uint64_t page = kUndoStart + file.header().undo_pages; page < pages; ++page) {
+    PageHeader header;
+    std::memcpy(&header, file.page(page), sizeof header);
+    if (header.kind != kLeaf && header.kind != kInner) continue;
+    used += std::min<std::uint64_t>(node_space(header), kNodeSpace);
+    ++nodes;
+  }
+  fill = nodes == 0 ? 0 : static_cast<double>(used) / static_cast<double>(nodes * kNodeSpace);
+  return 0;
+}
+
+}  // namespace marigold::isam

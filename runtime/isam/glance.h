@@ -1,0 +1,15 @@
+// A look at an open file without a walk over its records and trees.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "runtime/isam/file.h"
+
+namespace marigold::isam {
+
+// As isglance and isfill. Results: 0, or the number for iserrno.
+int file_glance(File& file, std::vector<std::string>& findings);
+int file_fill(File& file, double& fill);
+
+}  // namespace marigold::isam

@@ -1,0 +1,16 @@
+// Bringing back the records of a data file whose header is damaged.
+#pragma once
+
+#include <span>
+
+#include "runtime/isam/file.h"
+#include "runtime/isam/isam.h"
+
+namespace marigold::isam {
+
+// As isrecover. Results: 0, or the number for iserrno.
+int file_recover(const OpenRequest& request, std::uint32_t record_length,
+                 std::span<const KeyDescription> keys, IsRecoverReport& report,
+                 const IsWatch& watch);
+
+}  // namespace marigold::isam

@@ -1,0 +1,433 @@
+// Files made again beside themselves: compacted, and recovered from a damaged header.
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstddef>
+#include <cstring>
+#include <random>
+
+#include "runtime/isam/file.h"
+#include "runtime/platform/mapped_file.h"
+#include "runtime/platform/stop_signals.h"
+#include "tests/isam/support.h"
+
+namespace marigold::test {
+namespace {
+
+constexpr std::size_t kWideSlot = kWideRecord + sizeof(isam::SlotHeader);
+const std::vector<KeyDescription> kWideKeys = {kWidePrimary, kWideText, kWideBoth};
+
+std::size_t files_here() {
+  return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("."),
+                                                std::filesystem::directory_iterator{}));
+}
+
+std::string all_texts(const std::string& base) {
+  const int file = ISOPEN(base.c_str(), kIsInput);
+  std::string record(kWideRecord, '\0');
+  std::string order;
+  ISSTART(file, kWideText, 0, record.data(), kIsFirst);
+  for (int mode = kIsFirst; ISREAD(file, record.data(), mode) == 0; mode = kIsNext)
+    order += record.substr(0, 204);
+  ISCLOSE(file);
+  return order;
+}
+
+// A file "good" of some records, and as many that were deleted.
+Contents build_with_gaps(std::int32_t numbers) {
+  Contents contents = some_contents(numbers, 5);
+  build_wide("good", contents);
+  const int file = ISOPEN("good", kExclusiveMode);
+  for (std::int32_t number = 1; number <= numbers; number += 2) {
+    const bool there = contents.erase(number) > 0;
+    EXPECT_EQ(ISDELETE(file, wide_record(number, 0).data()) == 0, there);
+  }
+  EXPECT_EQ(ISCLOSE(file), 0);
+  return contents;
+}
+
+void expect_holds(const std::string& base, const Contents& contents) {
+  Contents found;
+  EXPECT_EQ(examine(base, found), "");
+  EXPECT_TRUE(found == contents) << found.size() << " of " << contents.size();
+}
+
+// ---- Compacting
+
+TEST_F(TortureTest, CompactingGivesBackTheSpaceOfDeletedRecords) {
+  const Contents contents = build_with_gaps(2000);
+  const std::string order = all_texts("good");
+  std::filesystem::permissions("good.dat", std::filesystem::perms(0640));
+  const int held = ISOPEN("good", kSharedMode);
+  IsCompactReport report;
+  EXPECT_EQ(error_of(iscompact("good", report)), kIsFileLocked);
+  EXPECT_EQ(run_process([&] { EXPECT_EQ(error_of(iscompact("good", report)), kIsFileLocked); }), 0);
+  EXPECT_EQ(ISCLOSE(held), 0);
+  std::uint64_t last = 0;
+  const auto watch = [&last](std::uint64_t done, std::uint64_t all) {
+    EXPECT_GE(done * 1000 / all, last);
+    EXPECT_LE(done, all);
+    last = done * 1000 / all;
+  };
+  EXPECT_EQ(error_of(iscompact("good", report, watch)), 0);
+  EXPECT_EQ(report.records, static_cast<std::int64_t>(contents.size()));
+  EXPECT_EQ(report.data_after, isam::kDataStart + contents.size() * kWideSlot);
+  EXPECT_EQ(report.data_after, std::filesystem::file_size("good.dat"));
+  EXPECT_EQ(report.index_after, std::filesystem::file_size("good.idx"));
+  EXPECT_LT(report.data_after + report.index_after, report.data_before + report.index_before);
+  EXPECT_EQ(std::filesystem::status("good.dat").permissions(), std::filesystem::perms(0640));
+  EXPECT_EQ(all_texts("good"), order);
+  expect_holds("good", contents);
+  // Nothing but the pair is left; a file without a record is a header.
+  const int file = ISOPEN("good", kExclusiveMode);
+  for (const auto& [number, record] : contents)
+    EXPECT_EQ(ISDELETE(file, record.data()), 0);
+  EXPECT_EQ(ISCLOSE(file), 0);
+  EXPECT_EQ(error_of(iscompact("good", report)), 0);
+  EXPECT_EQ(report.data_after, isam::kDataStart);
+  EXPECT_EQ(files_here(), 2U);
+}
+
+TEST_F(TortureTest, CompactingRefusesWhatItWouldLoseAndStopsWhenAsked) {
+  const Contents contents = build_with_gaps(40);
+  copy_pair("good", "file");
+  std::string bytes = read_file("file.dat");
+  bytes[isam::kDataStart + sizeof(isam::SlotHeader) + 9] ^= 1;
+  for (std::size_t at = isam::kDataStart; at < bytes.size(); at += kWideSlot)
+    bytes[at + sizeof(isam::SlotHeader) + 9] ^= 1;
+  write_file("file.dat", bytes);
+  const std::string index = read_file("file.idx");
+  IsCompactReport report;
+  EXPECT_EQ(error_of(iscompact("file", report)), kIsBadFile);
+  EXPECT_TRUE(read_file("file.dat") == bytes);
+  EXPECT_EQ(error_of(iscompact("nothing", report)), ENOENT);
+  copy_pair("good", "file");
+  {
+    const StopSignalsHold hold;
+    raise(SIGTERM);
+    EXPECT_EQ(error_of(iscompact("file", report)), EINTR);
+    signal(SIGTERM, SIG_IGN);  // forgets the one that waits
+  }
+  signal(SIGTERM, SIG_DFL);
+  expect_holds("file", contents);
+  EXPECT_EQ(files_here(), 4U);
+}
+
+int steps_left = 0;  // to the death, or counted below zero
+
+void die_at_last_step() {
+  if (--steps_left == 0) _exit(0);
+}
+
+// Killed at each step, the file opens with all its records, and can be compacted by the next.
+TEST_F(TortureTest, CompactingSurvivesDeathAtEveryStep) {
+  const Contents contents = build_with_gaps(30);
+  int& steps = shared<int>();
+  const auto compact = [] {
+    IsCompactReport report;
+    EXPECT_EQ(error_of(iscompact("file", report)), 0);
+  };
+  const auto dies = [&](int step) {
+    isam::change_step_hook = die_at_last_step;
+    steps_left = step;
+    compact();
+    steps = -steps_left;
+  };
+  copy_pair("good", "file");
+  EXPECT_EQ(run_process([&] { dies(0); }), 0);
+  for (int step = 1; step <= steps && !HasFailure(); ++step) {
+    SCOPED_TRACE(step);
+    copy_pair("good", "file");
+    EXPECT_EQ(run_process([&] { dies(step); }), 0);
+    copy_pair("file", "copy");
+    expect_holds("file", contents);
+    copy_pair("copy", "file");
+    compact();
+    expect_holds("file", contents);
+  }
+  std::printf("[ killed ] while compacting, at %d steps\n", steps);
+}
+
+// The n-th call fails, for every n until a run meets no fault.
+TEST_F(TortureTest, CompactingThatFailsLeavesTheFileAsItWas) {
+  const Contents contents = build_with_gaps(30);
+  copy_pair("good", "file");
+  static int countdown;
+  static FileCall failing;
+  for (const FileCall call : {FileCall::kOpen, FileCall::kReserve, FileCall::kSync}) {
+    failing = call;
+    for (int n = 1, met = 1; met != 0 && !HasFailure(); ++n) {
+      countdown = n;
+      file_fault_hook = [](FileCall what) {
+        return what == failing && --countdown == 0 ? ENOSPC : 0;
+      };
+      IsCompactReport report;
+      const int error = error_of(iscompact("file", report));
+      file_fault_hook = nullptr;
+      met = countdown <= 0 ? 1 : 0;
+      // Looking whether we have it open ourselves, and space ahead, may fail.
+      EXPECT_TRUE(error == 0 || (met != 0 && error == ENOSPC)) << n << " " << error;
+      expect_holds("file", contents);
+      EXPECT_EQ(files_here(), 4U) << n;
+    }
+  }
+}
+
+// ---- Recovering
+
+void damage(const std::string& path, std::size_t from, std::size_t count, char with = '\x7F') {
+  std::string bytes = read_file(path);
+  bytes.replace(from, count, std::string(count, with));
+  write_file(path, bytes);
+}
+
+// Both copies of the header, but for the pair's number in the second one.
+void damage_headers_but_number() {
+  damage("file.dat", 0, 1024);
+  damage("file.dat", 2048, 8);
+  damage("file.dat", 2048 + 24, 1024);
+}
+
+TEST_F(TortureTest, RecordsComeBackWithoutAHeader) {
+  Contents contents = build_with_gaps(200);
+  const auto count = static_cast<std::int64_t>(contents.size());
+  const auto all = [](char with) { damage("file.dat", 0, isam::kDataStart, with); };
+  std::vector<std::size_t> live;  // where records stand
+  for (std::size_t at = isam::kDataStart, end = read_file("good.dat").size(); at + 8 < end;
+       at += kWideSlot) {
+    if (read_file("good.dat")[at + 8] == 0x4C) live.push_back(at);
+  }
+  const auto tear = [&](std::size_t record, std::size_t at) {
+    damage("file.dat", live[record] + at, 1);
+  };
+  struct Row {
+    const char* what;
+    std::function<void()> damage;
+    std::int64_t lost;
+    bool checked;
+    bool kept;
+    bool undecided;
+  };
+  const Row rows[] = {
+      {"zeros", [&] { all('\0'); }, 0, true, false, false},
+      {"other bytes", [&] { all('\x7F'); }, 0, true, false, false},
+      {"first copy", [&] { damage("file.dat", 0, 1024); }, 0, true, false, false},
+      {"second copy", [&] { damage("file.dat", 2048, 1024); }, 0, true, false, false},
+      {"no index",
+       [&] {
+         damage("file.dat", 2048, 9);
+         std::filesystem::remove("file.idx");
+       },
+       0, true, false, false},
+      {"a number",
+       [&] {
+         damage_headers_but_number();
+         write_file("file.idx", "junk");
+       },
+       0, true, false, false},
+      {"no number",
+       [&] {
+         all('\0');
+         write_file("file.idx", "junk");
+       },
+       0, false, true, true},
+      {"no number, no index",
+       [&] {
+         all('\x7F');
+         std::filesystem::remove("file.idx");
+       },
+       0, false, true, true},
+      {"torn",
+       [&] {
+         all('\0');
+         tear(2, 0);
+         tear(4, 8);
+         tear(6, 100);
+       },
+       3, true, true, false},
+      {"wiped",
+       [&] {
+         damage_headers_but_number();
+         std::filesystem::remove("file.idx");
+         damage("file.dat", live[3], kWideSlot, '\0');
+       },
+       1, true, true, false},
+      {"cut",
+       [&] {
+         all('\0');
+         std::filesystem::resize_file("file.dat", live[2] + 9);
+       },
+       count - 2, true, true, false},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.what);
+    copy_pair("good", "file");
+    row.damage();
+    const std::string before = read_file("file.dat");
+    IsRecoverReport report;
+    ASSERT_EQ(error_of(isrecover("file", kWideRecord, kWideKeys, report)), 0);
+    EXPECT_EQ(report.lost, row.lost);
+    EXPECT_EQ(report.records, count - row.lost);
+    EXPECT_EQ(report.checked, row.checked);
+    EXPECT_EQ(report.undecided > 0, row.undecided);
+    EXPECT_EQ(report.kept, row.kept ? "file.damaged.dat" : "");
+    EXPECT_TRUE(!row.kept || read_file(report.kept) == before);
+    Contents found;
+    EXPECT_EQ(examine("file", found), "");
+    EXPECT_EQ(static_cast<std::int64_t>(found.size()), count - row.lost);
+    for (const auto& [number, record] : found)
+      EXPECT_TRUE(contents.contains(number) && contents[number] == record) << number;
+    const int file = ISOPEN("file", kIsInput);
+    std::vector<std::string> findings;
+    EXPECT_EQ(isglance(file, findings), 0);
+    EXPECT_TRUE(findings.empty()) << findings[0];
+    EXPECT_EQ(ISCLOSE(file), 0);
+    std::filesystem::remove("file.damaged.dat");
+    EXPECT_EQ(files_here(), 4U);
+  }
+}
+
+// Who died with the file open has deleted two records. Without a header it is a matter of the index
+// and of the settled epoch whether that counts.
+TEST_F(TortureTest, DeletedRecordsStayDeletedWhereThatIsKnown) {
+  const Contents before = build_with_gaps(60);
+  Contents after = before;
+  const auto delete_two = [&] {
+    const int file = ISOPEN("good", kSharedMode);
+    for (int count = 0; count < 2; ++count) {
+      EXPECT_EQ(ISDELETE(file, after.begin()->second.data()), 0);
+      after.erase(after.begin());
+    }
+  };
+  EXPECT_EQ(run_process(delete_two), 0);
+  after.erase(after.begin(), std::next(after.begin(), 2));
+  const auto restarted = [] {
+    damage("file.idx", offsetof(isam::IndexHeader, boot), sizeof(BootIdentity), '\1');
+  };
+  struct Row {
+    const char* what;
+    std::function<void()> damage;
+    const Contents& found;
+    bool undecided;
+  };
+  const Row rows[] = {
+      {"killed", [] { damage("file.dat", 0, isam::kDataStart); }, after, false},
+      {"restarted",
+       [&] {
+         damage_headers_but_number();
+         restarted();
+       },
+       before, true},
+      {"no epoch",
+       [&] {
+         damage("file.dat", 0, isam::kDataStart);
+         restarted();
+       },
+       after, true},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.what);
+    copy_pair("good", "file");
+    row.damage();
+    IsRecoverReport report;
+    ASSERT_EQ(error_of(isrecover("file", kWideRecord, kWideKeys, report)), 0);
+    EXPECT_EQ(report.lost, 0);
+    EXPECT_EQ(report.undecided > 0, row.undecided) << report.undecided;
+    EXPECT_EQ(report.kept.empty(), !row.undecided);
+    expect_holds("file", row.found);
+  }
+}
+
+// Nothing is changed where the caller does not know what the file is.
+TEST_F(TortureTest, RecoveringRefusesWhatIsNoSuchFile) {
+  const Contents contents = build_with_gaps(60);
+  const auto refuses = [](int error, int length, std::span<const KeyDescription> keys) {
+    const std::string data = read_file("file.dat");
+    IsRecoverReport report;
+    EXPECT_EQ(error_of(isrecover("file", length, keys, report)), error);
+    EXPECT_TRUE(read_file("file.dat") == data);
+    EXPECT_EQ(files_here(), 4U);
+  };
+  copy_pair("good", "file");
+  const KeyDescription other[] = {kWidePrimary, kWideBoth};
+  refuses(kIsBadArgument, kWideRecord + 1, kWideKeys);
+  refuses(kIsBadArgument, 0, kWideKeys);
+  refuses(kIsBadKey, kWideRecord, other);
+  refuses(kIsBadKey, kWideRecord, {});
+  const int held = ISOPEN("file", kSharedMode);
+  refuses(kIsFileLocked, kWideRecord, kWideKeys);
+  EXPECT_EQ(ISCLOSE(held), 0);
+  for (const char with : {'\0', '\x7F'}) {
+    damage("file.dat", 0, isam::kDataStart, with);
+    refuses(kIsBadFile, kWideRecord + 4, kWideKeys);
+    refuses(kIsBadFile, kWideRecord - 36, kWideKeys);
+  }
+  for (const std::string& junk : {""s, "junk"s, std::string(100'000, 'x'), read_file("good.idx")}) {
+    write_file("file.dat", junk);
+    refuses(kIsBadFile, kWideRecord, kWideKeys);
+    write_file("file.idx", junk);
+    refuses(kIsBadFile, kWideRecord, kWideKeys);
+  }
+}
+
+// Whatever else is damaged: a record that passed for checked is one that was written.
+TEST_F(TortureTest, RecoveredRecordsAreThoseThatWereWritten) {
+  Contents contents = build_with_gaps(60);
+  std::mt19937 random(17);
+  const auto spoil = [&random](const std::string& path, std::size_t from, unsigned most) {
+    std::string bytes = read_file(path);
+    for (unsigned count = random() % most; count > 0; --count)
+      bytes[from + random() % (bytes.size() - from)] = static_cast<char>(random());
+    if (random() % 4 == 0) bytes.resize(from + random() % (bytes.size() - from));
+    write_file(path, bytes);
+  };
+  for (int variant = 0; variant < amount(200, 100'000) && !HasFailure(); ++variant) {
+    SCOPED_TRACE(variant);
+    copy_pair("good", "file");
+    damage_headers_but_number();
+    spoil("file.dat", isam::kDataStart, 40);
+    spoil("file.idx", 0, 40);
+    IsRecoverReport report;
+    const int error = error_of(isrecover("file", kWideRecord, kWideKeys, report));
+    ASSERT_TRUE(error == 0 || error == kIsBadFile) << error;
+    if (error != 0) continue;
+    Contents found;
+    EXPECT_EQ(examine("file", found), "");
+    EXPECT_EQ(static_cast<std::int64_t>(found.size()), report.records);
+    EXPECT_TRUE(found.size() >= contents.size() || report.lost > 0);
+    for (const auto& [number, record] : found)
+      EXPECT_TRUE(!report.checked || contents[number] == record) << number;
+    std::filesystem::remove("file.damaged.dat");
+  }
+}
+
+// Killed at each step, all records are there or come back by recovering again.
+TEST_F(TortureTest, RecoveringSurvivesDeathAtEveryStep) {
+  const Contents contents = build_with_gaps(30);
+  const auto recover = [] {
+    IsRecoverReport report;
+    EXPECT_EQ(error_of(isrecover("file", kWideRecord, kWideKeys, report)), 0);
+    EXPECT_EQ(report.lost, 0);
+  };
+  int& steps = shared<int>();
+  steps = 1;
+  for (int step = 1; steps == 1 && !HasFailure(); ++step) {
+    SCOPED_TRACE(step);
+    copy_pair("good", "file");
+    damage("file.dat", 0, isam::kDataStart);
+    const auto dies = [&] {
+      isam::change_step_hook = die_at_last_step;
+      steps_left = step;
+      recover();
+      steps = 0;
+    };
+    EXPECT_EQ(run_process(dies), 0);
+    recover();
+    expect_holds("file", contents);
+  }
+}
+
+}  // namespace
+}  // namespace marigold::test
