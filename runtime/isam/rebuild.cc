@@ -331,7 +331,6 @@ int Rebuild::mark_slots() {
 
 int rebuild_indexes(File& file, const RebuildOptions& options) {
   if (const int failed = put_in_use(file, kStateRebuild)) return failed;
-  file.header().version = kIndexVersion;
   Rebuild rebuild(file, options);
   RebuildStock stock;
   int failed = rebuild.make_trees(stock);
@@ -339,8 +338,9 @@ int rebuild_indexes(File& file, const RebuildOptions& options) {
   // Remembered places are void. Odd after a failure: the trees mean nothing then, and whoever wants
   // to read or change them begins again.
   file.header().changes = (file.header().changes / 2 + 1) * 2 + (failed != 0 ? 1 : 0);
-  if (failed == 0) file.header().state = kStateInUse;
-  return failed;
+  if (failed != 0) return failed;
+  file.header().state = kStateInUse;
+  return options.give_back ? give_back_space(file) : 0;
 }
 
 int has_duplicates(const File& file, const TreeShape& shape, bool& found) {

@@ -22,7 +22,9 @@
 namespace marigold::isam {
 
 struct RebuildOptions {
-  bool give_back = false;  // the space behind the last record, and behind the last page
+  // The slots behind the last record are no longer the file's; rebuild_indexes gives their space
+  // back as well.
+  bool give_back = false;
   IsWatch watch = {};      // null: that of is_watch_rebuilds
 };
 

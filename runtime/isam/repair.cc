@@ -69,15 +69,6 @@ int keep_damaged(const File& file, const OpenRequest& request, std::string& kept
 
 // ---- Rebuilding
 
-// The space behind the last record and the last page.
-int give_back(File& file) {
-  if (const int failed = file.data.truncate(data_bytes(file))) return failed;
-  if (const int failed = file.index.truncate(index_bytes(file))) return failed;
-  file.data_space = data_bytes(file);
-  file.index_space = index_bytes(file);
-  return 0;
-}
-
 int locked(int failed) {
   return failed == EAGAIN ? kIsFileLocked : failed;
 }
@@ -106,7 +97,7 @@ class FreshIndex {
     if (failed == 0) failed = fill_index(report, watch);
     if (failed != 0) return failed;
     report.records = static_cast<std::int64_t>(file_.contents().record_count);
-    failed = give_back(file_);
+    failed = give_back_space(file_);
     const int not_closed = file_close(file_);
     return failed != 0 ? failed : not_closed;
   }

@@ -66,6 +66,14 @@ int grow(MappedFile& file, std::uint64_t needed, std::uint64_t& space) {
   return measure(file, needed, space);
 }
 
+int give_back_space(File& file) {
+  if (const int failed = file.data.truncate(data_bytes(file))) return failed;
+  if (const int failed = file.index.truncate(index_bytes(file))) return failed;
+  file.data_space = data_bytes(file);
+  file.index_space = index_bytes(file);
+  return note_space(file);
+}
+
 int file_grow_index(File& file, std::uint64_t pages) {
   if (const int failed = grow(file.index, pages * kPageSize, file.index_space)) return failed;
   return note_space(file);

@@ -13,6 +13,9 @@ int measure(MappedFile& file, std::uint64_t needed, std::uint64_t& space);
 // Makes a file longer by what is needed, and some ahead, so that it is seldom done.
 int grow(MappedFile& file, std::uint64_t needed, std::uint64_t& space);
 
+// Gives back the space behind the last record and the last page. The caller has the file for itself.
+int give_back_space(File& file);
+
 // Room for what is known of each page and slot that is now visible.
 int note_space(File& file);
 

@@ -267,9 +267,9 @@ TEST_F(ScreenOutputTest, TheEndOfTheProcessTakesTheFilesAlong) {
       {SIG_DFL, [] { std::exit(0); }, exits, 0, false},
       {SIG_DFL, leave_it_to_a_child, exits, 0, true},
   };
+  screen_output_remove();  // what a child inherits stays its parent's
   for (const auto& row : cases) {
     const auto run = [&] {
-      screen_output_remove();
       if (row.signal != 0) std::signal(row.signal, row.handler);
       screen_output_start();
       if (row.at_last != nullptr) row.at_last();
