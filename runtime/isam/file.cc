@@ -438,7 +438,8 @@ int register_lock(File& file, int most_rounds) {
     failed = file.index.lock(kRegisterLock, true);
   }
   if (failed != 0) --file.registering;
-  return failed == EAGAIN ? kIsFileLocked : failed;
+  if (failed != EAGAIN) return failed;
+  return refuse(kIsFileLocked, "another process opens or closes it, or makes its indexes again");
 }
 
 void register_unlock(File& file) {
