@@ -1,0 +1,65 @@
+#include "runtime/isam/use_locks.h"
+
+#include <cerrno>
+
+#include "runtime/isam/reason.h"
+
+namespace marigold::isam {
+namespace {
+
+int as_refusal(int failed) {
+  return failed == EAGAIN ? kIsFileLocked : failed;
+}
+
+// Whether a process of another run has the file open, or one that has it for itself and may only
+// read.
+int others_exclude(const File& file, std::uint64_t own_run, bool& excluded) {
+  const std::uint64_t behind = kRunLocks + kRunLockBytes;
+  bool below = false;
+  bool above = false;
+  int failed = file.index.locked_by_other(kAloneLock, below, own_run - kAloneLock);
+  if (failed == 0) failed = file.index.locked_by_other(own_run + 1, above, behind - own_run - 1);
+  excluded = below || above;
+  return failed;
+}
+
+// Of a process that wants the file for itself and may not write it: its lock can only be shared, so
+// it says that it is alone, looks whether it is, and others see it.
+int be_alone(File& file) {
+  if (const int failed = file.index.lock(kAloneLock, false)) return as_refusal(failed);
+  bool others = false;
+  const int failed = file.index.locked_by_other(kUseLock, others);
+  return others ? kIsFileLocked : failed;
+}
+
+}  // namespace
+
+int take_run_lock(File& file) {
+  const std::uint64_t run = kRunLocks + long_checksum(boot_identity()) % (kRunLockBytes - 1);
+  if (const int failed = file.index.lock(run, false)) return as_refusal(failed);
+  bool excluded = false;
+  if (const int failed = others_exclude(file, run, excluded)) return failed;
+  return excluded ? refuse(kIsFileLocked,
+                           "a process of another machine, or one that reads it alone, has it open")
+                  : 0;
+}
+
+int take_use_lock(File& file) {
+  const bool alone = file.exclusive && !file.writable;
+  if (const int failed = file.index.lock(kUseLock, file.exclusive && file.writable))
+    return as_refusal(failed);
+  if (const int failed = alone ? be_alone(file) : 0) return failed;
+  return take_run_lock(file);
+}
+
+int take_place(File& file) {
+  if (!file.writable || file.exclusive) return 0;
+  int failed = EAGAIN;
+  for (file.place = 0; failed == EAGAIN && file.place < kPlaces; ++file.place) {
+    failed = file.index.lock(kPlaceLocks + file.place, true);
+  }
+  --file.place;
+  return failed == EAGAIN ? kIsNoLock : failed;
+}
+
+}  // namespace marigold::isam
