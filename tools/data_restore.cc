@@ -268,6 +268,10 @@ void Restore::find_places() {
 
 bool Restore::replace(Problems& problems) {
   const StopSignalsHold hold;
+  for (const auto& [part, place] : places_) {
+    for (const std::string& left : new_files_abandoned(place))
+      static_cast<void>(file_remove(left.c_str()));  // in nobody's way, should it stay
+  }
   RestoreSwap swap;
   {
     StagingSink sink(options_.from, source_.manifest(), places_, swap);

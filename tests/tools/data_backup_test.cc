@@ -222,6 +222,9 @@ TEST_F(DataBackupTest, FilesInUseAreNotReplaced) {
   expect({{"backup --class 1 to", "", said, 2}});
   EXPECT_EQ(ISCLOSE(alone), 0);
   EXPECT_EQ(left(), "");
+  write_file("data/1/RESTORE.journal", "half a");
+  EXPECT_NE(run("check BOX").out.find("of an interrupted restore"), std::string::npos);
+  EXPECT_EQ(run("restore out BOX").status + run("check BOX").status, 0);
 }
 
 // One process counts up in two files, always in the first one first.
