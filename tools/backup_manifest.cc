@@ -128,8 +128,9 @@ std::string layout_of(const FileDefinition& file) {
     word += key.flags == kIsDuplicatesAllowed ? ":d" : ":u";
     for (const KeyPart& part :
          std::span(key.parts).first(static_cast<std::size_t>(key.part_count))) {
-      word += "," + std::to_string(part.start) + "+" + std::to_string(part.length) + "/" +
-              std::to_string(part.type);
+      word.append(",").append(std::to_string(part.start));
+      word.append("+").append(std::to_string(part.length));
+      word.append("/").append(std::to_string(part.type));
     }
   }
   return word;
@@ -144,7 +145,8 @@ std::string manifest_text(const BackupManifest& manifest) {
   std::string text(kFirstLine);
   text += '\n';
   for (const BackupClass& one : manifest.classes) {
-    text += "class " + std::to_string(one.number) + " " + one.moment + "\n";
+    text.append("class ").append(std::to_string(one.number)).append(" ");
+    text.append(one.moment).append("\n");
     for (const BackupPart& part : one.parts)
       text += part_line(part);
     for (const BackupFile& file : manifest.files) {
