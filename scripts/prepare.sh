@@ -4,7 +4,7 @@
 
 packages_for_commands='g++:g++ cmake:cmake ninja:ninja-build'
 # perl is looked for as a package: perl-base, which every system has, brings the command without its modules.
-other_packages='perl libgdbm-dev libgdbm-compat-dev libgettextpo-dev libcli11-dev libcsv-dev libhpdf-dev nlohmann-json3-dev libgtest-dev libvterm-dev libbenchmark-dev'
+other_packages='perl libgdbm-dev libgdbm-compat-dev libgettextpo-dev libcli11-dev libcsv-dev libhpdf-dev libarchive-dev nettle-dev nlohmann-json3-dev libgtest-dev libvterm-dev libbenchmark-dev'
 
 missing_packages() {
   for pair in $packages_for_commands; do

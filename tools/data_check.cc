@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <string_view>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "tools/new_files.h"
 #include "tools/progress.h"
 #include "tools/record_walk.h"
+#include "tools/restore_swap.h"
 
 namespace marigold {
 namespace {
@@ -77,6 +79,10 @@ int check_keyed(const DataTarget& target, Checked& checked) {
 void look_beside(const DataTarget& target, Checked& checked) {
   for (const std::string& left : abandoned_of(target.base))
     checked.findings.push_back("left by a run that was killed: " + left);
+  const auto journal = std::filesystem::path(target.base).replace_filename(kRestoreJournal);
+  if (file_exists(journal.c_str()))
+    checked.findings.push_back("beside " + journal.string() +
+                               " of an interrupted restore; run it again");
   if (FileSwap(target.base, target.definition->type).has_leftovers())
     checked.findings.push_back("left by an interrupted conversion; run it again to finish it");
   checked.looked_at.push_back("left_behind");

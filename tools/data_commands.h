@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/backup_files.h"
 #include "tools/data_target.h"
 
 namespace marigold {
@@ -52,7 +53,8 @@ struct DataDump {
   int key = 1;
   std::string from;  // see WalkRange
   std::string to;
-  std::string output;  // empty: standard output
+  std::string output;     // empty: standard output
+  bool snapshot = false;  // the records of one moment
 };
 int data_dump(const DataDump& options);
 
@@ -82,5 +84,21 @@ struct DataConvert {
   bool keep_backup = false;       // the old files, as BASE.version-N
 };
 int data_convert(const DataConvert& options);
+
+struct DataBackup {
+  BackupSelection selection;
+  std::string to;       // a directory that is not there, or empty
+  std::string archive;  // in its place: an archive that is not there
+};
+int data_backup(const DataBackup& options);
+
+struct DataRestore {
+  std::string from;                // a directory or an archive
+  std::vector<std::string> names;  // none: all of the class, or of the backup
+  int path_class = -1;
+  std::string set;       // as in DataFileOptions
+  bool dry_run = false;  // check only
+};
+int data_restore(const DataRestore& options);
 
 }  // namespace marigold

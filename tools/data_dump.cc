@@ -2,6 +2,7 @@
 #include "tools/output_file.h"
 #include "tools/progress.h"
 #include "tools/record_walk.h"
+#include "tools/snapshot_walk.h"
 
 namespace marigold {
 namespace {
@@ -94,7 +95,8 @@ int data_dump(const DataDump& options) {
   if (!find_data_file(options.file, target, problems)) return report_unusable(problems);
   RecordText text(*target.definition, code_set);
   const WalkRange range{.key = options.key, .from = options.from, .to = options.to};
-  const auto walk = walk_records(target, text, range, problem);
+  const auto walk = options.snapshot ? walk_snapshot(target, text, range, problem)
+                                     : walk_records(target, text, range, problem);
   // The file is open by now, and no conversion can come in between.
   std::string reason;
   if (walk != nullptr && !check_version(target, reason)) problem = target.base + ": " + reason;

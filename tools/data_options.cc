@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "tools/data_commands.h"
+#include "tools/report.h"
 
 namespace marigold {
 namespace {
@@ -134,6 +135,8 @@ void register_dump(CLI::App& data, int& status) {
       ->type_name("VALUE");
   command->add_option("-o,--output", options->output, "Write a file (default: standard output)")
       ->type_name("PATH");
+  command->add_flag("--snapshot", options->snapshot,
+                    "The records of one moment, whatever programs change meanwhile");
   command->footer(
       "Exit status 0: done; 1: records were left out; 2: not done.\n"
       "Example:\n"
@@ -213,6 +216,76 @@ void register_convert(CLI::App& data, int& status) {
   command->callback([options, &status] { status = data_convert(*options); });
 }
 
+CLI::Option* add_class(CLI::App& command, int& path_class, const char* what) {
+  constexpr int kLastClass = 30;
+  return command.add_option("--class", path_class, what)
+      ->check(CLI::Range(0, kLastClass))
+      ->type_name("N");
+}
+
+void add_set(CLI::App& command, std::string& set) {
+  command.add_option("--set", set, "The definition set, as for scan (default: all of them)")
+      ->type_name("SET");
+}
+
+// NAMES come before the last word, so both are taken together and parted here.
+int run_backup(DataBackup options, std::vector<std::string> words) {
+  if (options.archive.empty()) {
+    if (words.empty()) return report_unusable({"marigold: backup needs a directory, or --archive"});
+    options.to = std::move(words.back());
+    words.pop_back();
+  }
+  if (options.selection.path_class >= 0 && !words.empty())
+    return report_unusable({"marigold: --class excludes names of files"});
+  options.selection.names = std::move(words);
+  return data_backup(options);
+}
+
+void register_backup(CLI::App& data, int& status) {
+  CLI::App* command =
+      data.add_subcommand("backup", "Copy data files of one moment while programs use them");
+  const auto options = std::make_shared<DataBackup>();
+  const auto words = std::make_shared<std::vector<std::string>>();
+  command
+      ->add_option("FILE... TO", *words,
+                   "Names of files in their definition sets (default: all that have data), and at "
+                   "last the directory to be made; with --archive names only")
+      ->type_name("");
+  add_class(*command, options->selection.path_class, "All files of this path class");
+  add_set(*command, options->selection.set);
+  command
+      ->add_option("--archive", options->archive,
+                   "Write one compressed archive (usually *.tar.zst) in place of a directory")
+      ->type_name("PATH");
+  command->footer(
+      "The files of a path class are all of one moment, and programs go on writing meanwhile.\n"
+      "TO must not exist, or be an empty directory; it is there when it is whole.\n"
+      "Exit status 0: done; 1: done, but not noted beside the files, or a random file does not\n"
+      "stay as it is for long enough, and there is no backup; 2: not done.\n"
+      "Example:\n"
+      "  marigold data backup --class 1 /backups/monday\n");
+  command->callback([options, words, &status] { status = run_backup(*options, *words); });
+}
+
+void register_restore(CLI::App& data, int& status) {
+  CLI::App* command = data.add_subcommand("restore", "Put the files of a backup in their places");
+  const auto options = std::make_shared<DataRestore>();
+  command->add_option("FROM", options->from, "The backup: a directory or an archive")
+      ->required()
+      ->type_name("");
+  CLI::Option* names =
+      command->add_option("FILE", options->names, "Names of files (default: all in the backup)")
+          ->type_name("");
+  add_class(*command, options->path_class, "All files of this path class")->excludes(names);
+  add_set(*command, options->set);
+  command->add_flag("--dry-run", options->dry_run, "Check the backup, and change nothing");
+  command->footer(
+      "The whole backup is checked first. Either all files are restored or none.\n"
+      "Nobody may use the files meanwhile. Interrupted at any moment, run it again.\n"
+      "Exit status 0: done; 1: the backup is damaged, nothing was changed; 2: not done.\n");
+  command->callback([options, &status] { status = data_restore(*options); });
+}
+
 }  // namespace
 
 void data_register(CLI::App& tool, int& status) {
@@ -228,6 +301,8 @@ void data_register(CLI::App& tool, int& status) {
   register_load(*data, status);
   register_locks(*data, status);
   register_convert(*data, status);
+  register_backup(*data, status);
+  register_restore(*data, status);
 }
 
 }  // namespace marigold

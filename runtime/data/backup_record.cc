@@ -23,7 +23,9 @@ bool is_time(std::string_view text) {
   return true;
 }
 
-std::string time_text(std::chrono::sys_seconds moment) {
+}  // namespace
+
+std::string backup_time(std::chrono::sys_seconds moment) {
   const auto day = std::chrono::floor<std::chrono::days>(moment);
   const std::chrono::year_month_day date(day);
   const std::chrono::hh_mm_ss time(moment - day);
@@ -34,8 +36,6 @@ std::string time_text(std::chrono::sys_seconds moment) {
                 static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()));
   return text.data();
 }
-
-}  // namespace
 
 std::string backup_record_path(const FileDefinition& file) {
   return data_path(file) + ".backup";
@@ -52,9 +52,8 @@ std::optional<BackupRecord> backup_record_read(const FileDefinition& file) {
   return BackupRecord{.time = time, .place = rest.empty() ? "" : rest.substr(1)};
 }
 
-int backup_record_write(const FileDefinition& file, std::chrono::sys_seconds moment,
-                        const std::string& place) {
-  const std::string line = time_text(moment) + " " + place.substr(0, place.find('\n'));
+int backup_record_write(const FileDefinition& file, const BackupRecord& record) {
+  const std::string line = record.time + " " + record.place.substr(0, record.place.find('\n'));
   const std::string like = data_path(file) + (file.type == FileType::kIsam ? ".dat" : "");
   return file_put(backup_record_path(file).c_str(), line + "\n", like.c_str());
 }

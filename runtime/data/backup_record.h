@@ -23,7 +23,9 @@ std::optional<BackupRecord> backup_record_read(const FileDefinition& file);
 
 // Writes the record in one step, with the owner and permissions of the data file. A line end in the
 // place ends it. 0, or the system's error number; then the old one is as it was.
-int backup_record_write(const FileDefinition& file, std::chrono::sys_seconds moment,
-                        const std::string& place);
+int backup_record_write(const FileDefinition& file, const BackupRecord& record);
+
+// A moment as a record has it.
+std::string backup_time(std::chrono::sys_seconds moment);
 
 }  // namespace marigold

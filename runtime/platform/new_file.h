@@ -12,12 +12,17 @@
 // open_device and the syncs.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 namespace marigold {
+
+// The byte that a FileWriter keeps locked in a file that it has made, where the file system has
+// locks. Far behind any contents.
+inline constexpr std::uint64_t kFileAliveLock = std::uint64_t{1} << 62;
 
 enum class NewFileAccess {
   kByMask,     // 0666 less the process mask
@@ -96,12 +101,19 @@ int file_remove(const char* path);
 // Makes a directory and those above it that are missing; one that is there counts as made.
 int file_make_directory(const char* path);
 
+// Makes a directory for this user alone (0700). EEXIST when anything has the name.
+int file_make_own_directory(const char* path);
+
 // Makes a directory of a random name below the one for temporary files (TMPDIR, else /tmp), for
 // this user alone (0700).
 int file_make_private_directory(std::string& path);
 
 // Removes an empty directory; one that is not there counts as removed.
 int file_remove_directory(const char* path);
+
+// Removes a directory with all that is in it, without following links; one that is not there counts
+// as removed.
+int file_remove_tree(const char* path);
 
 // ---- Temporary names
 

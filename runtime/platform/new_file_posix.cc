@@ -25,9 +25,6 @@ constexpr mode_t kNewFileMode = 0666;
 constexpr mode_t kOwnerMode = 0600;
 constexpr mode_t kPermissions = 0777;
 
-// Held by whoever writes a new file, so that others know it for alive. Far behind any contents.
-constexpr std::uint64_t kAliveLock = std::uint64_t{1} << 62;
-
 // The mask can only be read by setting it; the process has one thread.
 mode_t process_mask() {
   const mode_t mask = umask(S_IRWXG | S_IRWXO);
@@ -185,7 +182,7 @@ int FileWriter::make(const char* path, NewFileAccess access) {
   close();
   if (const int failed = make_exclusively(path, access, descriptor_)) return failed;
   // Some file systems have no locks; there a new file counts as alive for a minute.
-  static_cast<void>(set_byte_lock(descriptor_, F_WRLCK, kAliveLock, 1));
+  static_cast<void>(set_byte_lock(descriptor_, F_WRLCK, kFileAliveLock, 1));
   return 0;
 }
 
@@ -287,11 +284,21 @@ int file_remove_directory(const char* path) {
   return rmdir(path) != 0 && errno != ENOENT ? errno : 0;
 }
 
+int file_make_own_directory(const char* path) {
+  return mkdir(path, S_IRWXU) == 0 ? 0 : errno;
+}
+
+int file_remove_tree(const char* path) {
+  std::error_code failed;
+  std::filesystem::remove_all(path, failed);
+  return failed.value();
+}
+
 int file_make_private_directory(std::string& path) {
   const char* parent = std::getenv("TMPDIR");
   path = parent == nullptr || *parent == '\0' ? "/tmp" : parent;
   path.append("/marigold.").append(random_word());
-  return mkdir(path.c_str(), S_IRWXU) == 0 ? 0 : errno;
+  return file_make_own_directory(path.c_str());
 }
 
 int file_make_directory(const char* path) {

@@ -137,9 +137,8 @@ TEST_F(DataCareTest, InfoShowsTheLastBackup) {
   EXPECT_EQ(shown(), "backup    never\n");
   std::filesystem::permissions("data/1/BOX.dat", std::filesystem::perms(0640));
   // 29 February 2028, 23:59:59.
-  EXPECT_EQ(backup_record_write(file, std::chrono::sys_seconds(std::chrono::seconds(1835481599)),
-                                "/backup/of today"),
-            0);
+  const std::string time = backup_time(std::chrono::sys_seconds(std::chrono::seconds(1835481599)));
+  EXPECT_EQ(backup_record_write(file, {.time = time, .place = "/backup/of today"}), 0);
   EXPECT_EQ(read_file("data/1/BOX.backup"), "2028-02-29T23:59:59Z /backup/of today\n");
   EXPECT_EQ(std::filesystem::status("data/1/BOX.backup").permissions(),
             std::filesystem::perms(0640));

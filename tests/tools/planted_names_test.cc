@@ -31,6 +31,12 @@ const std::vector<Work> kWorks = {
      {"data/1/PATHCONV.ver", "data/1/PATHCONV.ver.new", "data/1/BOX.converting.dat",
       "data/1/BOX.converting.idx", "data/1/BOX.converting.ver", "data/1/BOX.converting.ver.new",
       "data/1/BOX.unconverted.dat", "data/1/BOX.unconverted.ver"}},
+    {"data backup BOX out", "./marigold data load BOX three.csv", {"out", "data/1/BOX.backup"}},
+    {"data backup BOX --archive out", "./marigold data load BOX three.csv", {"out"}},
+    {"data restore out",
+     "./marigold data load BOX three.csv; ./marigold data backup BOX out",
+     {"data/1/BOX.dat", "data/1/BOX.idx", "data/1/BOX.ver", "data/1/BOX.dat.unrestored",
+      "data/1/BOX.idx.unrestored", "data/1/RESTORE.journal"}},
     {"lists compile short.list -o print",
      "true",
      {"print/LISTEN.new.dat", "print/LISTEN.new.idx", "print/LISTEN.new.ver",
@@ -70,7 +76,7 @@ struct PlantedNamesTest : DataToolTest {
     const std::size_t slash = path.rfind('/');
     const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash);
     run_shell(
-        "top=$PWD; rm -rf data print db out.csv victim nowhere; echo precious > victim;"
+        "top=$PWD; rm -rf data print db out out.csv victim nowhere; echo precious > victim;"
         "chmod 600 victim; mkdir -p " +
         directory + "; (" + work.prepare + "); cd " + directory + " && rm -f " +
         path.substr(slash + 1) + " && " + plant + " " + path.substr(slash + 1));
@@ -88,7 +94,7 @@ TEST_F(PlantedNamesTest, LeadNowhereAndNobodyWaits) {
         const Finished done = run(work, plant, name);
         EXPECT_LE(done.status, 2) << what << "\n" << done.err;
         // A second name that was put aside or refused is not the runtime's to remove.
-        run_shell("find data print db out.csv -samefile victim -delete");
+        run_shell("find data print db out out.csv -samefile victim -delete");
         EXPECT_EQ(run_shell("echo $(stat -c '%a %h' victim) $(cat victim)").out, kVictim) << what;
         EXPECT_FALSE(std::filesystem::exists("nowhere")) << what;
         EXPECT_EQ(run_shell("find . -name '.*.*'").out, "") << what;

@@ -1,0 +1,103 @@
+#include "tools/backup_files.h"
+
+#include <algorithm>
+#include <map>
+
+#include "runtime/core/settings.h"
+#include "runtime/data/definition_set.h"
+#include "runtime/platform/file.h"
+#include "tools/backup_manifest.h"
+#include "tools/new_files.h"
+
+namespace marigold {
+namespace {
+
+constexpr int kMostKeyedFiles = 30;  // that the engine has open at once
+
+// The names of all files of a set, or of one class, that can have data.
+bool names_in_set(const std::string& path, int path_class, std::vector<std::string>& names,
+                  Problems& problems) {
+  std::string text;
+  if (const int error = file_read(path.c_str(), text)) {
+    problems.push_back(file_error(path, error));
+    return false;
+  }
+  const DefinitionScan scan = scan_definitions(text, AfterScanError::kNextDefinition);
+  if (!scan.errors.empty()) {
+    problems.push_back(at_line(path, scan.errors.front().line) +
+                       "has errors, see marigold data scan");
+    return false;
+  }
+  for (const ScannedFile& file : scan.files) {
+    const FileDefinition& definition = *file.definition;
+    if (definition.type == FileType::kChained) continue;  // nothing can open one
+    if (path_class < 0 || definition.path_class == path_class)
+      names.emplace_back(definition.name.view());
+  }
+  return true;
+}
+
+bool all_names(const BackupSelection& selection, std::vector<std::string>& names,
+               Problems& problems) {
+  settings_read();
+  std::vector<std::string> sets;
+  if (!selection.set.empty()) {
+    sets.push_back(definition_path_of(selection.set));
+  } else if (!find_definition_sets(sets, problems)) {
+    return false;
+  }
+  return std::ranges::all_of(sets, [&](const std::string& set) {
+    return names_in_set(set, selection.path_class, names, problems);
+  });
+}
+
+bool has_data(const DataTarget& target) {
+  if (target.definition->type != FileType::kIsam) return file_exists(target.base.c_str());
+  return file_exists((target.base + ".dat").c_str()) || file_exists((target.base + ".idx").c_str());
+}
+
+bool check_group(const BackupGroup& group, Problems& problems) {
+  const auto keyed = std::ranges::count_if(group.targets, [](const DataTarget& target) {
+    return target.definition->type == FileType::kIsam;
+  });
+  if (keyed <= kMostKeyedFiles) return true;
+  problems.push_back("marigold: class " + std::to_string(group.path_class) + " has " +
+                     std::to_string(keyed) + " keyed files, and at most " +
+                     std::to_string(kMostKeyedFiles) +
+                     " can be of one moment: name them in several backups");
+  return false;
+}
+
+}  // namespace
+
+bool find_backup_groups(const BackupSelection& selection, std::vector<BackupGroup>& groups,
+                        std::vector<std::string>& absent, Problems& problems) {
+  std::vector<std::string> names = selection.names;
+  const bool named = !names.empty();
+  if (!named && !all_names(selection, names, problems)) return false;
+  std::ranges::sort(names);
+  names.erase(std::unique(names.begin(), names.end()), names.end());
+  std::map<int, BackupGroup> by_class;
+  for (const std::string& name : names) {
+    DataTarget target;
+    if (!find_data_file({.file = name, .set = selection.set, .path = ""}, target, problems))
+      return false;
+    if (!fits_in_backup(target.definition->name.view())) {
+      problems.push_back(name + ": a file of this name cannot be in a backup");
+      return false;
+    }
+    if (!named && !has_data(target)) {
+      absent.push_back(name);
+      continue;
+    }
+    BackupGroup& group = by_class[target.definition->path_class];
+    group.path_class = target.definition->path_class;
+    group.targets.push_back(std::move(target));
+  }
+  for (auto& [number, group] : by_class)
+    groups.push_back(std::move(group));
+  return std::ranges::all_of(
+      groups, [&problems](const BackupGroup& group) { return check_group(group, problems); });
+}
+
+}  // namespace marigold

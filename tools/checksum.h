@@ -1,0 +1,29 @@
+// SHA-256 checksums of files, by libnettle.
+#pragma once
+
+#include <nettle/sha2.h>
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "runtime/platform/record_file.h"
+
+namespace marigold {
+
+class Checksum {
+ public:
+  Checksum() { sha256_init(&state_); }
+  void add(std::string_view bytes);
+  // As 64 hexadecimal digits; the next one begins.
+  std::string take();
+
+ private:
+  sha256_ctx state_{};
+};
+
+// Hands all bytes of an open file to the function, in order, until it returns false (ECANCELED).
+// 0, or the system's error number.
+int read_in_pieces(const RecordFile& file, const std::function<bool(std::string_view)>& take);
+
+}  // namespace marigold
