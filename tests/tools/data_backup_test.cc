@@ -372,6 +372,14 @@ TEST_F(DataBackupTest, ARestoreIsWholeOrNotAtAll) {
       EXPECT_TRUE(recover_restore(directory, problems)) << problems.front();
     EXPECT_EQ(contents(), status == 0 ? after : before) << step;
   }
+  start_swap();  // a journal of somebody who may write in "a" only
+  const std::string top = std::filesystem::current_path().string();
+  for (const std::string& line :
+       {"new ../b/Z"s, "new /" + top + "/b/Z", "at " + top + "/b\nnew X"}) {
+    write_file("a/RESTORE.journal", "run\n" + top + "/a/RESTORE.journal\n" + line + "\nend\n");
+    EXPECT_TRUE(recover_restore("a", problems));
+    EXPECT_EQ(contents(), before) << line;
+  }
   start_swap();
   write_file("a/X.idx.unrestored", "of somebody else");
   problems.clear();
