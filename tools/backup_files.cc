@@ -90,8 +90,9 @@ bool find_backup_groups(const BackupSelection& selection, std::vector<BackupGrou
       absent.push_back(name);
       continue;
     }
-    BackupGroup& group = by_class[target.definition->path_class];
-    group.path_class = target.definition->path_class;
+    const int path_class = static_cast<unsigned char>(target.definition->path_class);
+    BackupGroup& group = by_class[path_class];
+    group.path_class = path_class;
     group.targets.push_back(std::move(target));
   }
   for (auto& [number, group] : by_class)

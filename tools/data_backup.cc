@@ -83,8 +83,9 @@ bool Backup::copy_file(SnapshotFile& file, std::string& problem) {
   if (!file.is_keyed() && !tree_.describe(stem, entry.parts.emplace_back(), problem)) return false;
   const std::string record = version_file_record(definition);
   if (const auto version = version_read_record(record)) {
-    entry.version = version_text(*version);
+    const std::size_t parts = entry.parts.size();
     if (!add_record(record, stem + ".ver", entry.parts, problem)) return false;
+    if (entry.parts.size() > parts) entry.version = version_text(*version);
   }
   manifest_.files.push_back(std::move(entry));
   return true;

@@ -17,6 +17,7 @@ int (*restore_step_hook)(const char* step) = nullptr;
 
 namespace {
 
+constexpr std::string_view kAt = "at ";
 constexpr std::string_view kOld = "old ";
 constexpr std::string_view kNew = "new ";
 
@@ -28,36 +29,53 @@ std::string kept(const std::string& path) {
   return path + ".unrestored";
 }
 
-std::string journal_beside(const std::string& path) {
-  return std::filesystem::path(path).replace_filename(kRestoreJournal).string();
-}
-
 struct Journal {
   std::string run;
   std::string counting;  // the journal that counts
+  std::vector<std::string> directories;
   std::vector<std::string> old_files;
   std::vector<std::string> new_files;
 };
 
-std::string as_text(const Journal& journal) {
+std::string directory_of(const std::string& path) {
+  return std::filesystem::path(path).parent_path().string();
+}
+
+std::string name_of(const std::string& path) {
+  return std::filesystem::path(path).filename().string();
+}
+
+// As it stands in one of the directories.
+std::string as_text(const Journal& journal, const std::string& directory) {
   std::string text = journal.run + "\n" + journal.counting + "\n";
-  for (const std::string& path : journal.old_files)
-    text.append(kOld).append(path).append("\n");
-  for (const std::string& path : journal.new_files)
-    text.append(kNew).append(path).append("\n");
+  for (const std::string& other : journal.directories)
+    text.append(kAt).append(other).append("\n");
+  for (const std::string& path : journal.old_files) {
+    if (directory_of(path) == directory) text.append(kOld).append(name_of(path)).append("\n");
+  }
+  for (const std::string& path : journal.new_files) {
+    if (directory_of(path) == directory) text.append(kNew).append(name_of(path)).append("\n");
+  }
   return text + "end\n";
 }
 
-// False when it is not whole: then nothing was replaced yet.
+// False when it is not whole: then nothing was replaced yet. Its names are those of files beside
+// it, so that whoever may write in one directory has no say about another.
 bool read_journal(const std::string& path, Journal& journal) {
   std::string text;
   if (file_read(path.c_str(), text) != 0 || !text.ends_with("\nend\n")) return false;
   std::istringstream lines(text);
   std::getline(lines, journal.run);
   std::getline(lines, journal.counting);
+  const std::string directory = directory_of(path) + "/";
   for (std::string line; std::getline(lines, line);) {
-    if (line.starts_with(kOld)) journal.old_files.push_back(line.substr(kOld.size()));
-    if (line.starts_with(kNew)) journal.new_files.push_back(line.substr(kNew.size()));
+    if (line.starts_with(kAt)) {
+      journal.directories.push_back(line.substr(kAt.size()));
+      continue;
+    }
+    if (line.find('/') != std::string::npos) return false;
+    if (line.starts_with(kOld)) journal.old_files.push_back(directory + line.substr(kOld.size()));
+    if (line.starts_with(kNew)) journal.new_files.push_back(directory + line.substr(kNew.size()));
   }
   return true;
 }
@@ -84,18 +102,6 @@ int put_back(const Journal& journal) {
 void forget(const Journal& journal) {
   for (const std::string& path : journal.old_files)
     static_cast<void>(file_remove(kept(path).c_str()));
-}
-
-// The journals of the directories of all files.
-std::vector<std::string> journals_of(const Journal& journal) {
-  std::vector<std::string> found = {journal.counting};
-  for (const auto* files : {&journal.old_files, &journal.new_files}) {
-    for (const std::string& path : *files) {
-      const std::string beside = journal_beside(path);
-      if (std::ranges::find(found, beside) == found.end()) found.push_back(beside);
-    }
-  }
-  return found;
 }
 
 int remove_journals(const std::vector<std::string>& journals) {
@@ -133,10 +139,16 @@ int RestoreSwap::check_names() {
 int RestoreSwap::write_journals() {
   Journal journal;
   journal.run = new_file_name("");
-  journal.counting = journal_beside(replacements_.front().path);
+  journal.counting = directory_of(replacements_.front().path) + "/" + kRestoreJournal;
   for (const Replacement& one : replacements_)
     (one.had_old ? journal.old_files : journal.new_files).push_back(one.path);
-  for (const std::string& path : journals_of(journal)) {
+  for (const Replacement& one : replacements_) {
+    const std::string directory = directory_of(one.path);
+    if (std::ranges::find(journal.directories, directory) == journal.directories.end())
+      journal.directories.push_back(directory);
+  }
+  for (const std::string& directory : journal.directories) {
+    const std::string path = directory + "/" + kRestoreJournal;
     failed_path_ = path;
     FileWriter other;
     FileWriter& file = journals_.empty() ? counting_ : other;
@@ -144,7 +156,7 @@ int RestoreSwap::write_journals() {
     if (failed == 0) failed = file.make(path.c_str());
     if (failed != 0) return failed;
     journals_.push_back(path);
-    failed = file.write(as_text(journal));
+    failed = file.write(as_text(journal, directory));
     if (failed == 0) failed = file.sync();
     if (failed == 0) failed = file_sync_directory(path.c_str());
     if (failed != 0) return failed;
@@ -203,8 +215,8 @@ bool RestoreSwap::run(Problems& problems) {
   if (replacements_.empty()) return true;
   // Indexes last: until one has followed, its pair does not belong together, and nobody can change
   // what might have to be put back.
-  std::ranges::stable_partition(replacements_,
-                                [](const Replacement& one) { return !one.path.ends_with(".idx"); });
+  std::stable_partition(replacements_.begin(), replacements_.end(),
+                        [](const Replacement& one) { return !one.path.ends_with(".idx"); });
   int failed = check_names();
   if (failed == 0) failed = write_journals();
   if (failed == 0) failed = link_old();
@@ -240,6 +252,21 @@ bool fail(Problems& problems, const std::string& problem) {
   return false;
 }
 
+// What the run was about in all its directories, and its journals, the one that counts first.
+Journal all_of(const Journal& counting, std::vector<std::string>& journals) {
+  Journal whole;
+  journals.push_back(counting.counting);
+  for (const std::string& directory : counting.directories) {
+    const std::string path = directory + "/" + kRestoreJournal;
+    Journal one;
+    if (!read_journal(path, one) || one.run != counting.run) continue;
+    whole.old_files.insert(whole.old_files.end(), one.old_files.begin(), one.old_files.end());
+    whole.new_files.insert(whole.new_files.end(), one.new_files.begin(), one.new_files.end());
+    if (path != counting.counting) journals.push_back(path);
+  }
+  return whole;
+}
+
 bool is_free(const Journal& journal, Problems& problems) {
   for (const auto* files : {&journal.old_files, &journal.new_files}) {
     for (const std::string& path : *files) {
@@ -266,15 +293,17 @@ bool recover_restore(const std::string& directory, Problems& problems) {
   if (is_alive(journal.counting))
     return fail(problems, journal.counting + ": another restore is at work");
   Journal counting;
-  const bool counts = read_journal(journal.counting, counting) && counting.run == journal.run;
+  std::vector<std::string> journals;
   int failed = 0;
-  if (counts) {
-    if (!is_free(journal, problems)) return false;
-    failed = put_back(journal);
+  if (read_journal(journal.counting, counting) && counting.run == journal.run) {
+    const Journal whole = all_of(counting, journals);
+    if (!is_free(whole, problems)) return false;
+    failed = put_back(whole);
   } else {
     forget(journal);
+    journals.push_back(found);
   }
-  if (failed == 0) failed = remove_journals(counts ? journals_of(journal) : std::vector{found});
+  if (failed == 0) failed = remove_journals(journals);
   return failed == 0 || fail(problems, file_error(found, failed));
 }
 

@@ -1,11 +1,10 @@
 // Puts the files of a backup in the places of those that are there: all of them, or none.
 //
 // The old files get a second name, PATH.unrestored, before the first is replaced, and keep it until
-// all are. A journal says which files a run is about: RESTORE.journal in each of their directories,
-// with a line for the run, one for the journal that counts (the first directory's), and one for
-// each file: "old PATH" or "new PATH", for a place that was empty. As long as the journal that
-// counts is there, the restore is not done, and who finds it puts the old files back. Without it
-// the second names are worth nothing.
+// all are. A journal in each of their directories, RESTORE.journal, says which files a run is
+// about. As long as the one in the first file's directory is there, the restore is not done, and
+// who finds it puts the old files back. Without it the second names are worth nothing.
+// docs/formats/backup.md describes the journals.
 #pragma once
 
 #include <string>

@@ -22,12 +22,6 @@ bool fail(std::string& problem, std::string reason) {
   return false;
 }
 
-// The engine's number, and why.
-std::string engine_error(const std::string& path) {
-  const std::string why = isreason();
-  return data_error(path, iserrno) + (why.empty() ? "" : ": " + why);
-}
-
 }  // namespace
 
 bool SnapshotFile::open_keyed(std::string& problem) {
@@ -36,9 +30,9 @@ bool SnapshotFile::open_keyed(std::string& problem) {
   if (data != file_exists((target_.base + ".idx").c_str()))
     return fail(problem, half_pair_text(target_));
   if (keyed_.open(target_.base, kIsInputOutput | kIsManualLock) != 0)
-    return fail(problem, engine_error(target_.base));
+    return fail(problem, data_error(target_.base, iserrno));
   IsamInfo info;
-  if (keyed_.info(info) != 0) return fail(problem, engine_error(target_.base));
+  if (keyed_.info(info) != 0) return fail(problem, data_error(target_.base, iserrno));
   std::string reason;
   return isam_fits(definition, info, reason) || fail(problem, target_.base + ": " + reason);
 }
@@ -102,8 +96,8 @@ bool SnapshotFile::write_keyed(const std::string& copy, const IsWatch& watch,
                                std::string& problem) {
   records_ = issnapshot_count(number());
   if (issnapshot_write(number(), copy.c_str(), target_.base.c_str(), watch) != 0)
-    return fail(problem, engine_error(target_.base));
-  return issnapshot_end(number()) == 0 || fail(problem, engine_error(target_.base));
+    return fail(problem, data_error(target_.base, iserrno));
+  return issnapshot_end(number()) == 0 || fail(problem, data_error(target_.base, iserrno));
 }
 
 namespace {
@@ -128,7 +122,7 @@ class Moment {
         return MomentOutcome::kFailed;
     }
     if (!numbers_.empty() && issnapshot(numbers_) != 0) {
-      problem = engine_error("marigold: no snapshot");
+      problem = data_error("marigold: no snapshot", iserrno);
       return MomentOutcome::kFailed;
     }
     moment =

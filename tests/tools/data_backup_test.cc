@@ -260,7 +260,8 @@ TEST_F(DataBackupTest, WithoutAWholeCopyThereIsNone) {
   write_file("data/1/BOX.dat", data);
   const Finished damaged = run("backup --class 1 out");
   EXPECT_EQ(damaged.status, 2);
-  EXPECT_NE(damaged.err.find("./data/1/BOX: is damaged"), std::string::npos) << damaged.err;
+  EXPECT_NE(damaged.err.find("./data/1/BOX: a record is damaged\n"), std::string::npos)
+      << damaged.err;
   std::filesystem::resize_file("data/2/SLOTS", 16 << 20);  // so that reading it takes a while
   const Beside writer([] {
     const int file = open("data/2/SLOTS", O_WRONLY);
@@ -369,6 +370,14 @@ TEST_F(DataBackupTest, ARestoreIsWholeOrNotAtAll) {
     for (const char* directory : {"b", "a"})
       EXPECT_TRUE(recover_restore(directory, problems)) << problems.front();
     EXPECT_EQ(contents(), status == 0 ? after : before) << step;
+  }
+  start_swap();  // a journal of somebody who may write in "a" only
+  const std::string top = std::filesystem::current_path().string();
+  for (const std::string& line :
+       {"new ../b/Z"s, "new /" + top + "/b/Z", "at " + top + "/b\nnew X"}) {
+    write_file("a/RESTORE.journal", "run\n" + top + "/a/RESTORE.journal\n" + line + "\nend\n");
+    EXPECT_TRUE(recover_restore("a", problems));
+    EXPECT_EQ(contents(), before) << line;
   }
   start_swap();
   write_file("a/X.idx.unrestored", "of somebody else");
