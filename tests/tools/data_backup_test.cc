@@ -262,12 +262,17 @@ TEST_F(DataBackupTest, WithoutAWholeCopyThereIsNone) {
   EXPECT_EQ(damaged.status, 2);
   EXPECT_NE(damaged.err.find("./data/1/BOX: a record is damaged\n"), std::string::npos)
       << damaged.err;
-  std::filesystem::resize_file("data/2/SLOTS", 16 << 20);  // so that reading it takes a while
+  std::filesystem::resize_file("data/2/SLOTS", 64 << 20);  // so that reading it takes a while
   const Beside writer([] {
     const int file = open("data/2/SLOTS", O_WRONLY);
     for (std::uint32_t count = 0;; ++count)
       static_cast<void>(pwrite(file, &count, sizeof count, 8));
   });
+  const auto begun = [] {
+    return run_shell("head -c 12 data/2/SLOTS").out.substr(8) != "\0\0\0\2"s;
+  };
+  while (!begun())
+    usleep(1000);
   const Finished never_quiet = run("backup SLOTS out");
   EXPECT_EQ(never_quiet.status, 1);
   EXPECT_NE(never_quiet.err.find("./data/2/SLOTS: programs change it"), std::string::npos);
