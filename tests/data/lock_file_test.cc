@@ -89,7 +89,7 @@ TEST_F(DataTest, AForkedChildHoldsNothing) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   const pid_t child = fork();
-  if (child == 0) static_cast<void>(::write(ends[1], "b", 1));  // it has begun
+  if (child == 0 && ::write(ends[1], "b", 1) != 1) _exit(1);  // it has begun
   while (child == 0)
     pause();
   char begun = 0;

@@ -261,7 +261,8 @@ std::string read_after_loss(const std::string& index, const std::string& data) {
   Contents found;
   std::string text = examine("image", found);
   for (const auto& [number, record] : found) {
-    text += (text.empty() ? "" : " ") + std::to_string(number) + "=";
+    if (!text.empty()) text += ' ';
+    text.append(std::to_string(number)).append("=");
     text += std::to_string(isld_int4(record.data() + 4));
   }
   return text;
