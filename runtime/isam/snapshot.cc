@@ -20,6 +20,9 @@ namespace {
 
 // Slots looked at between two looks whether the file was changed meanwhile.
 constexpr std::uint64_t kSlotsAtOnce = 64;
+// And bytes, where somebody changes it all the time and has to wait for that: a tenth of a
+// millisecond or so, which is less than getting the turn takes.
+constexpr std::uint64_t kBytesInATurn = 256 << 10;
 
 // The right to change several files, in the order in which they are given.
 class WriterOfAll {
@@ -150,9 +153,10 @@ int Snapshot::take_slot(std::uint64_t number) {
   return 0;
 }
 
-int Snapshot::collect() {
+// The next slots, at most so many; `end` is the last one.
+int Snapshot::collect(std::uint64_t most, std::uint64_t& end) {
   images_.clear();
-  const std::uint64_t end = std::min(at_ + kSlotsAtOnce, slot_count_);
+  end = std::min(at_ + most, slot_count_);
   for (std::uint64_t number = at_ + 1; number <= end; ++number) {
     if (const int failed = take_slot(number)) return failed;
   }
@@ -163,14 +167,18 @@ int Snapshot::collect() {
 int Snapshot::fill() {
   constexpr int kAttempts = 4;
   int failed = EAGAIN;
+  std::uint64_t end = 0;
   for (int attempt = 0; failed == EAGAIN && attempt < kAttempts; ++attempt) {
     std::uint64_t changes = 0;
     if (const int not_begun = read_begin(*file_, changes)) return not_begun;
-    failed = collect();
+    failed = collect(kSlotsAtOnce, end);
     if (!read_was_whole(*file_, changes)) failed = EAGAIN;
   }
-  if (failed == EAGAIN) failed = as_writer(*file_, [&] { return collect(); });
-  if (failed == 0) at_ = std::min(at_ + kSlotsAtOnce, slot_count_);
+  if (failed == EAGAIN) {
+    const std::uint64_t most = std::max(kSlotsAtOnce, kBytesInATurn / file_->slot_size);
+    failed = as_writer(*file_, [&] { return collect(most, end); });
+  }
+  if (failed == 0) at_ = end;
   next_image_ = 0;
   return failed;
 }

@@ -47,7 +47,7 @@ class Snapshot {
  private:
   int note(std::shared_ptr<File> file);
   int fill();
-  int collect();
+  int collect(std::uint64_t most, std::uint64_t& end);
   int take_slot(std::uint64_t number);
 
   std::shared_ptr<File> file_;
