@@ -2,10 +2,11 @@
 //
 //   isam_processes [N=200000] [DIRECTORY] [SECONDS=2]
 //
-// Prints CSV: store,work,processes,ops_per_s,ratio,worst_us. Works: `read` by the primary key, and
-// `replace`; by two processes `together` on one file, and `apart` on two files, which shows what
-// the machine's cores share: caches, memory, and each other's pipelines. The ratio is that of both
-// to one alone. `beside_flusher`: what one that replaces keeps beside one that flushes after each
+// Prints CSV: store,work,processes,ops_per_s,ratio,worst_us. Works: `read` by the primary key,
+// `replace`, and `flush`, which replaces and flushes; by two processes `together` on one file, and
+// `apart` on two files, which shows what the machine's cores share: caches, memory, and each
+// other's pipelines. The ratio is that of both to one alone; `less` is what the one of the two does
+// that does less. `beside_flusher`: what one that replaces keeps beside one that flushes after each
 // of its replacements; its ratio is that to being alone, and the worst is its longest operation.
 // Stores: the engine, and LMDB where it is installed.
 
@@ -171,7 +172,8 @@ void measure(const Kind& kind, const std::string& directory, const Workload& wor
   const struct {
     const char* name;
     Work work;
-  } works[] = {{"read", Work::kRead}, {"replace", Work::kReplace}};
+  } works[] = {
+      {"read", Work::kRead}, {"flush", Work::kReplaceAndFlush}, {"replace", Work::kReplace}};
   double alone = 0;
   for (const auto& [name, work] : works) {
     const Done one = run(kind, {{here, work}}, workload, seconds).front();
@@ -183,6 +185,9 @@ void measure(const Kind& kind, const std::string& directory, const Workload& wor
       const std::string row = name + std::string(second == here ? "_together" : "_apart");
       print(kind, row.c_str(), 2, rate, rate / alone,
             std::max(both[0].worst_seconds, both[1].worst_seconds));
+      const Done& less = std::ranges::min(both, {}, &Done::operations_per_second);
+      print(kind, (row + "_less").c_str(), 1, less.operations_per_second,
+            less.operations_per_second / alone, less.worst_seconds);
     }
   }
   const auto beside =

@@ -24,6 +24,10 @@ constexpr std::uint32_t kExclusiveWriter = ~std::uint32_t{0};
 constexpr int kPatience = 16;
 // And after which it is time to be the next one, a millisecond or so.
 constexpr int kRoundsToInherit = 24;
+// Waiting begins with two looks and goes on with short sleeps: each look takes the line with the
+// word away from whoever is writing, and two that write in long turns do more than two that take
+// every other one.
+constexpr int kPauses = 8;
 // No longer waits between two looks: others wait for an heir who is late.
 constexpr int kLongestWait = 15;
 
@@ -104,7 +108,7 @@ int take_word(File& file) {
     if (was_hit(file)) return after_hit(file);
     if (take_turn(file))
       return was_hit(file) ? after_hit(file) : 0;  // then it is in a page of our own, not the file
-    wait_a_little(std::min(round, kLongestWait));
+    wait_a_little(std::min(round + kPauses, kLongestWait));
     if (round >= kRoundsToInherit) {
       std::uint32_t nobody = 0;
       heir_of(file).compare_exchange_strong(nobody, own_word(file));

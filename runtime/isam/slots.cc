@@ -25,6 +25,12 @@ namespace {
 constexpr std::uint64_t kMostGoneBytes = std::uint64_t{4} << 20;
 constexpr std::uint64_t kWritesToRipen = 1024;
 
+// Of waiting for who settles: no longer between two looks than some ten microseconds. And epochs
+// that may end meanwhile, which are counted in 32 bits.
+constexpr int kLongestWait = 15;
+constexpr int kRoundsToSettle = 600'000;  // a minute or so: a slow disk may have much to write
+constexpr std::uint32_t kMostBehind = std::uint32_t{1} << 31;
+
 SlotHeader& slot_header(File& file, std::uint64_t number) {
   return *reinterpret_cast<SlotHeader*>(file.slot(number));
 }
@@ -104,17 +110,22 @@ std::uint64_t unsettled(const File& file) {
 
 }  // namespace
 
-int Settler::become(int most_rounds) {
+int Settler::become() {
   if (file_.exclusive) return 0;
-  int failed = EAGAIN;
-  for (int round = 0; failed == EAGAIN && round < most_rounds; ++round) {
-    if (round > 0) wait_a_little(round);
-    failed = file_.index.lock(kSettleLock, true);
-  }
+  const int failed = file_.index.lock(kSettleLock, true);
   held_ = failed == 0;
   return failed == EAGAIN
              ? refuse(kIsFileLocked, "another process is bringing deletions to the disk")
              : failed;
+}
+
+int wait_to_settle(Settler& settler) {
+  int failed = settler.become();
+  for (int round = 1; failed == kIsFileLocked && round < kRoundsToRegister; ++round) {
+    wait_a_little(round);
+    failed = settler.become();
+  }
+  return failed;
 }
 
 int begin_epoch(File& file) {
@@ -177,10 +188,38 @@ void slot_give(File& file, SlotNumber number) {
   ++contents.gone.count;
 }
 
+namespace {
+
+// Whether an epoch has been settled and that is on the disk: its slots are ripe until then.
+bool is_on_disk(const File& file, std::uint32_t epoch) {
+  const std::uint32_t behind = file.contents().epoch - epoch;  // 0: it goes on
+  if (behind == 0 || behind > kMostBehind) return false;
+  return behind > 1 || file.contents().ripe.count == 0;
+}
+
+// Waits to be the settler, or until whoever is has settled what was gone when we came: `done` then.
+// Two that flush in turns would otherwise wait for each other's next flush.
+int become_settler(Settler& settler, const File& file, bool& done) {
+  const bool some_gone = file.contents().gone.count > 0;
+  const std::uint32_t epoch = file.contents().epoch;
+  int failed = kIsFileLocked;
+  for (int round = 0; failed == kIsFileLocked && round < kRoundsToSettle; ++round) {
+    if (round > 0) wait_a_little(std::min(round, kLongestWait));
+    done = some_gone && is_on_disk(file, epoch);
+    if (done) return 0;
+    failed = settler.become();
+  }
+  return failed;
+}
+
+}  // namespace
+
 int slots_settle(File& file) {
   if (unsettled(file) == 0) return 0;
   Settler settler(file);
-  if (const int failed = settler.become(kRoundsToRegister)) return failed;
+  bool done = false;
+  if (const int failed = become_settler(settler, file, done)) return failed;
+  if (done) return 0;
   // Left by slots_settle_ripe, or by one who was interrupted: an epoch begins with none.
   if (file.contents().ripe.count > 0) {
     if (const int failed = settle_ripe(file)) return failed;
@@ -198,7 +237,7 @@ bool slots_are_due(const File& file) {
 
 int slots_settle_ripe(File& file) {
   Settler settler(file);
-  const int failed = settler.become(1);
+  const int failed = settler.become();
   if (failed == kIsFileLocked || !slots_are_due(file)) return 0;
   if (failed != 0) return failed;
   return file.contents().ripe.count == 0 ? ripen(file) : settle_ripe(file);

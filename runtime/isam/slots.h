@@ -17,13 +17,17 @@ class Settler {
   Settler(const Settler&) = delete;
   Settler& operator=(const Settler&) = delete;
 
-  // 113 after so many rounds of waiting. Somebody who may only read the file can hold it for ever.
-  int become(int most_rounds);
+  // 113 when somebody else is.
+  int become();
 
  private:
   File& file_;
   bool held_ = false;
 };
+
+// Waits for it: 113 after some ten seconds. Somebody who may only read the file can hold it for
+// ever.
+int wait_to_settle(Settler& settler);
 
 // Settles the ripe slots and makes them free. The settler's, who is not the writer.
 int settle_ripe(File& file);

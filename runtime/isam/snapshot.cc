@@ -56,7 +56,7 @@ int prepare(File& file, Settler& settler) {
   if (file.header().state != kStateInUse) {
     if (const int failed = file_put_in_use(file)) return failed;
   }
-  if (const int failed = settler.become(kRoundsToRegister)) return failed;
+  if (const int failed = wait_to_settle(settler)) return failed;
   return file.contents().ripe.count > 0 ? settle_ripe(file) : 0;
 }
 
