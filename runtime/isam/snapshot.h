@@ -45,7 +45,7 @@ class Snapshot {
   void rewind();
 
  private:
-  int note(std::shared_ptr<File> file);
+  int note(std::shared_ptr<File> noted);
   int fill();
   int collect(std::uint64_t most, std::uint64_t& end);
   int take_slot(std::uint64_t number);
