@@ -2,7 +2,7 @@
 # Sourced by ./run and ./test with `top` set to the project's folder: installs what is missing and builds build/release.
 # Quiet when everything is there; a step that fails shows what it printed and ends the script.
 
-packages_for_commands='g++:g++ cmake:cmake ninja:ninja-build'
+packages_for_commands='g++:g++ cmake:cmake ninja:ninja-build zstd:zstd'
 # perl is looked for as a package: perl-base, which every system has, brings the command without its modules.
 other_packages='perl libgdbm-dev libgdbm-compat-dev libgettextpo-dev libcli11-dev libcsv-dev libhpdf-dev libarchive-dev nettle-dev nlohmann-json3-dev libgtest-dev libvterm-dev libbenchmark-dev'
 
