@@ -183,8 +183,12 @@ int RestoreSwap::bring_in() {
     if (failed != 0) return failed;
     if (one.staged.empty()) {
       failed = file_remove(one.path.c_str());
-    } else {
+    } else if (one.had_old) {
       failed = file_replace(one.staged.c_str(), one.path.c_str());
+    } else {
+      // Nobody holds a file that is not there: one that a program has made meanwhile stays.
+      failed = file_link(one.staged.c_str(), one.path.c_str());
+      if (failed == 0) static_cast<void>(file_remove(one.staged.c_str()));
     }
     if (failed != 0) return failed;
     one.staged.clear();

@@ -314,6 +314,12 @@ int die_later(const char*) {
   return 0;
 }
 
+// A program makes the file that was missing.
+int come_first(const char* step) {
+  if (step == "bring in"s && !file_exists("b/Y")) write_file("b/Y", "theirs");
+  return 0;
+}
+
 // Two directories, each with a file that is replaced, one that is new and one that goes.
 void swap_files(Problems& problems) {
   RestoreSwap swap;
@@ -384,6 +390,13 @@ TEST_F(DataBackupTest, ARestoreIsWholeOrNotAtAll) {
     EXPECT_TRUE(recover_restore("a", problems));
     EXPECT_EQ(contents(), before) << line;
   }
+  start_swap();
+  problems.clear();
+  restore_step_hook = come_first;
+  swap_files(problems);
+  restore_step_hook = nullptr;
+  EXPECT_EQ(problems.size(), 1U);
+  EXPECT_EQ(contents(), "a/X.idx:1\na/Z:1\nb/X.idx:1\nb/Y:1\nb/Z:1\noldoldoldtheirsold");
   start_swap();
   write_file("a/X.idx.unrestored", "of somebody else");
   problems.clear();
