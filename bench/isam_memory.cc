@@ -5,7 +5,6 @@
 // One process makes a file of N records with three keys; another opens it, walks it by each key,
 // reads every record by its primary key, and says how much its private memory has grown.
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -14,6 +13,7 @@
 #include <fstream>
 #include <string>
 
+#include "bench/in_child.h"
 #include "bench/isam_keys.h"
 #include "bench/isam_workload.h"
 
@@ -61,20 +61,6 @@ bool read_and_report(const std::string& base, std::uint64_t count) {
   std::printf("%llu reads, private memory grown by %ld KiB\n",
               static_cast<unsigned long long>(read), private_memory() - before);
   return ISCLOSE(file) == 0;
-}
-
-// Runs a body in a process of its own, so that what it takes is not seen in the next one.
-template <typename Body>
-bool in_child(Body body) {
-  std::fflush(nullptr);
-  const pid_t child = fork();
-  if (child == 0) {
-    const bool done = body();
-    std::fflush(nullptr);
-    _exit(done ? 0 : 1);
-  }
-  int status = -1;
-  return child > 0 && waitpid(child, &status, 0) == child && status == 0;
 }
 
 }  // namespace

@@ -9,7 +9,6 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -20,6 +19,7 @@
 #include <fstream>
 #include <string>
 
+#include "bench/in_child.h"
 #include "bench/isam_keys.h"
 #include "bench/isam_workload.h"
 #include "runtime/isam/layout.h"
@@ -63,13 +63,12 @@ bool make(const std::string& base, std::uint64_t count) {
   return ISCLOSE(file) == 0;
 }
 
-// The index as it is found after a power loss: in use, in another run of the machine.
+// The index is to be made again, as after a power loss.
 bool lose_power(const std::string& base) {
   isam::IndexHeader header;
   std::fstream index(base + ".idx", std::ios::in | std::ios::out | std::ios::binary);
   index.read(reinterpret_cast<char*>(&header), sizeof header);
-  header.state = isam::kStateInUse;
-  header.boot.fill(std::byte{1});
+  header.state = isam::kStateRebuild;
   index.seekp(0).write(reinterpret_cast<const char*>(&header), sizeof header);
   return index.flush().good();
 }
@@ -93,20 +92,6 @@ bool open_and_report(const std::string& base, std::uint64_t count, const char* h
       "%s: opened in %.2f s (processors %.2f) with %.0f MiB, closed after %.2f s with %.0f\n", how,
       opened, worked, memory, seconds_since(start), peak_memory());
   return true;
-}
-
-// Runs a body in a process of its own, so that what it takes is not seen in the next one.
-template <typename Body>
-bool in_child(Body body) {
-  std::fflush(nullptr);
-  const pid_t child = fork();
-  if (child == 0) {
-    const bool done = body();
-    std::fflush(nullptr);
-    _exit(done ? 0 : 1);
-  }
-  int status = -1;
-  return child > 0 && waitpid(child, &status, 0) == child && status == 0;
 }
 
 bool measure(const std::string& base, std::uint64_t count) {
