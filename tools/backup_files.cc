@@ -4,30 +4,18 @@
 #include <map>
 
 #include "runtime/core/settings.h"
-#include "runtime/data/definition_set.h"
+#include "runtime/isam/isam.h"
 #include "runtime/platform/file.h"
 #include "tools/backup_manifest.h"
-#include "tools/new_files.h"
 
 namespace marigold {
 namespace {
 
-constexpr int kMostKeyedFiles = 30;  // that the engine has open at once
-
 // The names of all files of a set, or of one class, that can have data.
 bool names_in_set(const std::string& path, int path_class, std::vector<std::string>& names,
                   Problems& problems) {
-  std::string text;
-  if (const int error = file_read(path.c_str(), text)) {
-    problems.push_back(file_error(path, error));
-    return false;
-  }
-  const DefinitionScan scan = scan_definitions(text, AfterScanError::kNextDefinition);
-  if (!scan.errors.empty()) {
-    problems.push_back(at_line(path, scan.errors.front().line) +
-                       "has errors, see marigold data scan");
-    return false;
-  }
+  DefinitionScan scan;
+  if (!scan_set(path, scan, problems)) return false;
   for (const ScannedFile& file : scan.files) {
     const FileDefinition& definition = *file.definition;
     if (definition.type == FileType::kChained) continue;  // nothing can open one
@@ -60,10 +48,10 @@ bool check_group(const BackupGroup& group, Problems& problems) {
   const auto keyed = std::ranges::count_if(group.targets, [](const DataTarget& target) {
     return target.definition->type == FileType::kIsam;
   });
-  if (keyed <= kMostKeyedFiles) return true;
+  if (keyed <= kIsMostOpen) return true;
   problems.push_back("marigold: class " + std::to_string(group.path_class) + " has " +
                      std::to_string(keyed) + " keyed files, and at most " +
-                     std::to_string(kMostKeyedFiles) +
+                     std::to_string(kIsMostOpen) +
                      " can be of one moment: name them in several backups");
   return false;
 }

@@ -23,8 +23,6 @@
 namespace marigold {
 namespace {
 
-constexpr std::size_t kMostKeyedFiles = 30;  // that the engine has open at once
-
 bool fail(Problems& problems, const std::string& problem) {
   problems.push_back(problem);
   return false;
@@ -197,9 +195,9 @@ bool Restore::select(Problems& problems) {
   if (files_.empty())
     return fail(problems,
                 options_.from + ": has no file of class " + std::to_string(options_.path_class));
-  return keyed <= kMostKeyedFiles ||
+  return keyed <= kIsMostOpen ||
          fail(problems, "marigold: " + std::to_string(keyed) + " keyed files, and at most " +
-                            std::to_string(kMostKeyedFiles) +
+                            std::to_string(kIsMostOpen) +
                             " can be restored at once: name a class, or files");
 }
 

@@ -9,7 +9,6 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/data/data_path.h"
-#include "runtime/data/definition_set.h"
 #include "runtime/data/lock_file.h"
 #include "runtime/data/version.h"
 #include "runtime/isam/isam.h"
@@ -126,6 +125,19 @@ bool find_definition_sets(std::vector<std::string>& paths, Problems& problems) {
   if (error) problems.push_back(directory.string() + ": " + error.message());
   std::ranges::sort(paths);
   return !error;
+}
+
+bool scan_set(const std::string& path, DefinitionScan& scan, Problems& problems) {
+  std::string text;
+  if (const int error = file_read(path.c_str(), text)) {
+    problems.push_back(file_error(path, error));
+    return false;
+  }
+  scan = scan_definitions(text, AfterScanError::kNextDefinition);
+  if (scan.errors.empty()) return true;
+  problems.push_back(at_line(path, scan.errors.front().line) +
+                     "has errors, see marigold data scan");
+  return false;
 }
 
 bool find_data_file(const DataFileOptions& options, DataTarget& target, Problems& problems) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "runtime/data/definition.h"
+#include "runtime/data/definition_set.h"
 #include "tools/report.h"
 
 namespace marigold {
@@ -29,6 +30,9 @@ std::string definition_path_of(const std::string& set);
 // The paths of all definition sets of the definitions directory, sorted, without the version table
 // and older definitions (FILEDATA_3.DES). False with the problem.
 bool find_definition_sets(std::vector<std::string>& paths, Problems& problems);
+
+// Scans the file of a set. False with the problem: it cannot be read, or has errors.
+bool scan_set(const std::string& path, DefinitionScan& scan, Problems& problems);
 
 // Finds the definition. Without a set it looks through those of
 // find_definition_sets. False with the problems: no set defines the file, or several do, or a set

@@ -14,17 +14,8 @@ namespace {
 
 bool load_fields(const std::string& set, KnownFields& fields, Problems& problems) {
   const std::string path = definition_path_of(set);
-  std::string text;
-  if (const int error = file_read(path.c_str(), text)) {
-    problems.push_back(file_error(path, error));
-    return false;
-  }
-  const DefinitionScan scan = scan_definitions(text, AfterScanError::kNextDefinition);
-  if (!scan.errors.empty()) {
-    problems.push_back(at_line(path, scan.errors.front().line) +
-                       "has errors, see marigold data scan");
-    return false;
-  }
+  DefinitionScan scan;
+  if (!scan_set(path, scan, problems)) return false;
   for (const ScannedFile& file : scan.files) {
     for (const FieldDefinition& field : file.definition->fields) {
       int& elements = fields[std::string(field.name.view())];

@@ -33,7 +33,7 @@ namespace {
 
 using namespace isam;
 
-constexpr std::size_t kDescriptors = 30;
+constexpr std::size_t kDescriptors = kIsMostOpen;
 constexpr std::size_t kLongestName = 1024;
 constexpr int kReadModes = 0xFF;
 

@@ -73,6 +73,7 @@ const char* isreason();
 
 // ---- Key descriptions
 
+inline constexpr int kIsMostOpen = 30;  // descriptors at once
 inline constexpr int kIsMostKeys = 16;
 inline constexpr int kIsMostParts = 8;
 inline constexpr int kIsLongestKey = 255;        // bytes of all parts of a key together

@@ -143,14 +143,7 @@ int MappedFile::view_again() {
 }
 
 int MappedFile::read(std::uint64_t offset, std::span<std::byte> bytes) const {
-  while (!bytes.empty()) {
-    const ssize_t got = pread(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return got < 0 ? errno : EIO;
-    offset += static_cast<std::uint64_t>(got);
-    bytes = bytes.subspan(static_cast<std::size_t>(got));
-  }
-  return 0;
+  return read_exactly(descriptor_, offset, bytes);
 }
 
 // A view that is shared loses nothing by this: what was stored is the file's.

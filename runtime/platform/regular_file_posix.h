@@ -8,7 +8,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "runtime/platform/size_limit_posix.h"
 
@@ -35,6 +37,18 @@ inline int size_of_open(int descriptor, std::uint64_t& bytes) {
   struct stat status {};
   if (fstat(descriptor, &status) != 0) return errno;
   bytes = static_cast<std::uint64_t>(status.st_size);
+  return 0;
+}
+
+// Reads all of the bytes; EIO when the file ends before.
+inline int read_exactly(int descriptor, std::uint64_t offset, std::span<std::byte> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t got = pread(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return got < 0 ? errno : EIO;
+    offset += static_cast<std::uint64_t>(got);
+    bytes = bytes.subspan(static_cast<std::size_t>(got));
+  }
   return 0;
 }
 

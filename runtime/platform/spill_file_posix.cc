@@ -12,6 +12,7 @@
 
 #include "runtime/platform/mapped_file.h"
 #include "runtime/platform/new_file_posix.h"
+#include "runtime/platform/regular_file_posix.h"
 
 namespace marigold {
 namespace {
@@ -99,14 +100,7 @@ int SpillFile::write(std::uint64_t offset, std::span<const std::byte> bytes) {
 }
 
 int SpillFile::read(std::uint64_t offset, std::span<std::byte> bytes) const {
-  while (!bytes.empty()) {
-    const ssize_t got = pread(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return got < 0 ? errno : EIO;
-    offset += static_cast<std::uint64_t>(got);
-    bytes = bytes.subspan(static_cast<std::size_t>(got));
-  }
-  return 0;
+  return read_exactly(descriptor_, offset, bytes);
 }
 
 }  // namespace marigold
