@@ -239,6 +239,7 @@ int clear_leftover(const OpenRequest& request) {
   File leftover;
   if (leftover.index.open(request.index_path.c_str(), FileAccess::kReadWrite) != 0) return EEXIST;
   if (leftover.index.lock(kUseLock, true) != 0) return EEXIST;  // being built just now
+  if (!leftover.index.is_still_at(request.index_path.c_str())) return EEXIST;  // cleared away
   if (read_index_header(leftover) != ENOENT) return EEXIST;
   const int no_data = leftover.data.open(request.data_path.c_str(), FileAccess::kReadWrite);
   if (no_data != 0 ? no_data != ENOENT : !data_is_unborn(leftover)) return EEXIST;
@@ -259,13 +260,30 @@ int take_access(File& file, const std::string& base) {
   return failed == 0 ? file.data.take_access((base + ".dat").c_str()) : failed;
 }
 
+// Until it is locked, a new index looks like what a process has left that died: another one that
+// builds clears it away, and one that opens it holds it for a moment. Who has the lock of the file
+// that has the name may remove it, and nobody else.
+int create_index(MappedFile& index, const std::string& path, NewFileAccess access) {
+  constexpr int kMostRounds = 100;
+  for (int round = 0; round < kMostRounds; ++round) {
+    if (round > 0) wait_a_little(round);
+    if (!index.is_still_at(path.c_str())) {
+      index.close();
+      if (const int failed = index.create(path.c_str(), access)) return failed;
+    }
+    const int failed = index.lock(kUseLock, true);
+    if (failed == 0 && index.is_still_at(path.c_str())) return 0;
+    if (failed != 0 && failed != EAGAIN) return failed;
+  }
+  return kIsFileLocked;
+}
+
 int create_both(File& file, const OpenRequest& request, std::uint32_t record_length,
                 const KeyDescription& primary) {
   const auto access =
       request.access_of.empty() ? NewFileAccess::kByMask : NewFileAccess::kOwnerOnly;
-  if (const int failed = file.index.create(request.index_path.c_str(), access)) return failed;
-  int failed = file.index.lock(kUseLock, true);
-  if (failed == 0) failed = take_run_lock(file);
+  if (const int failed = create_index(file.index, request.index_path, access)) return failed;
+  int failed = take_run_lock(file);
   if (failed == 0) failed = file.data.create(request.data_path.c_str(), access);
   if (failed != 0) {
     file_remove(request.index_path.c_str());

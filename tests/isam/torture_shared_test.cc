@@ -1,5 +1,6 @@
 // Many processes on one file.
 
+#include <sched.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -86,6 +87,44 @@ TEST_F(TortureTest, ManyProcessesLoseNothing) {
   }
   std::printf("[ shared ] %ld operations, %ld of them under the lock\n", tally.operations.load(),
               tally.counted.load());
+}
+
+// Each of the processes makes the file or finds it made, and writes a record of its own.
+TEST_F(TortureTest, OfSeveralThatBuildAFileAtOnceOneDoes) {
+  constexpr int kBuilders = 4;
+  const int files = amount(1'500, 20'000);
+  auto& arrived = shared<std::atomic<int>>();
+  const auto build_all = [&](std::int32_t own) {
+    for (int i = 0; i < files; ++i) {
+      const std::string name = "new" + std::to_string(i);
+      ++arrived;
+      while (arrived < kBuilders * (i + 1))
+        sched_yield();
+      int file = -1;
+      while (file < 0) {
+        file = ISBUILD(name.c_str(), kWideRecord, kWidePrimary, kSharedMode);
+        if (file >= 0) break;
+        ASSERT_TRUE(iserrno == EEXIST || iserrno == kIsFileLocked) << iserrno;
+        file = ISOPEN(name.c_str(), kSharedMode);
+        ASSERT_TRUE(file >= 0 || iserrno == ENOENT || iserrno == kIsFileLocked) << iserrno;
+      }
+      ASSERT_EQ(ISWRITE(file, wide_record(own, 1).data()), 0) << iserrno;
+      ASSERT_EQ(ISCLOSE(file), 0) << iserrno;
+    }
+  };
+  std::vector<int> children;
+  for (std::int32_t own = 0; own < kBuilders; ++own)
+    children.push_back(start_process([&, own] {
+      build_all(own);
+      arrived += kBuilders * files;  // nobody waits for one that has failed
+    }));
+  for (const int child : children)
+    EXPECT_EQ(wait_for(child), 0);
+  for (int i = 0; i < files; ++i) {
+    Contents found;
+    EXPECT_EQ(examine("new" + std::to_string(i), found), "");
+    EXPECT_EQ(found.size(), std::size_t{kBuilders}) << i;
+  }
 }
 
 }  // namespace

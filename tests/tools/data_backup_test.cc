@@ -292,9 +292,10 @@ TEST_F(DataBackupTest, StoppedOrKilledItIsWholeOrNotThere) {
     for (const std::string signal : {"TERM", "KILL"}) {
       for (int step = 0; step < 12; ++step) {
         run_shell("rm -rf out .out.*");
+        const std::string before = left();  // by those that were killed
         run_shell("timeout -s " + signal + " 0.0" + std::to_string(4 + step * 7) +
                   " ./marigold data " + command);
-        EXPECT_TRUE(signal == "KILL" || left().empty());
+        EXPECT_TRUE(signal == "KILL" || left().size() <= before.size()) << left();
         EXPECT_TRUE(!file_exists("out") || run("restore --dry-run out").status == 0);
       }
     }
