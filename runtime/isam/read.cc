@@ -163,31 +163,62 @@ void stand_after_miss(Position& position, const Search& search) {
 
 // ---- Reading
 
-// The slot of the entry some places further on, in the same leaf or in its neighbour; 0 where there
-// is none. Whoever looks at it only fetches ahead by it: a leaf that is being changed does no harm.
-SlotNumber slot_ahead(File& file, std::size_t tree, const Found& found, int mode) {
-  constexpr std::uint32_t kAhead = 28;
-  const PageHeader& header = found.leaf.header;
-  const bool back = mode == kIsPrevious;
-  std::uint32_t index = back ? found.place.index - kAhead : found.place.index + kAhead;
-  if (index < header.count) return found.leaf.number(index);
-  Node beside;
-  if (!read_node(file, back ? header.previous : header.next, kLeaf, tree, beside)) return 0;
-  index = back ? index + beside.header.count : index - header.count;
-  return index < beside.header.count ? beside.number(index) : 0;
-}
+// A walk fetches the records of so many entries together, so many entries ahead. A processor does
+// not go on from a fetch before it knows where the page is in memory; for several in a row it looks
+// that up side by side. docs/decisions.md has the figures.
+constexpr std::uint32_t kTogether = 4;
+constexpr std::uint32_t kAhead = 3 * kTogether;
 
-// Starts to fetch the record of an entry that comes soon: a walk then finds it in the cache.
-// Inline by force: a function that only fetches ahead is taken for one without effect, and its
-// calls are dropped.
-[[gnu::always_inline]] inline void fetch_ahead(File& file, std::size_t tree, const Found& found,
-                                               int mode) {
-  if (found.place.index == 0) tree_fetch(file, found.leaf.header.next);
-  const SlotNumber slot = slot_ahead(file, tree, found, mode);
+// The slot of the entry so many places from the first one of a leaf, in the leaf or in its
+// neighbour; 0 where there is none. Whoever looks at it only fetches ahead by it: a leaf that is
+// being changed does no harm.
+class SlotsAround {
+ public:
+  SlotsAround(File& file, std::size_t tree, const Node& leaf)
+      : file_(file), tree_(tree), leaf_(leaf) {}
+
+  SlotNumber at(std::int64_t index) {
+    const std::uint32_t count = leaf_.header.count;
+    if (index >= 0 && index < count) return leaf_.number(static_cast<std::uint32_t>(index));
+    const PageNumber page = index < 0 ? leaf_.header.previous : leaf_.header.next;
+    if (!looked_) has_beside_ = page != 0 && read_node(file_, page, kLeaf, tree_, beside_);
+    looked_ = true;
+    if (!has_beside_) return 0;
+    index += index < 0 ? std::int64_t{beside_.header.count} : -std::int64_t{count};
+    const bool inside = index >= 0 && index < beside_.header.count;
+    return inside ? beside_.number(static_cast<std::uint32_t>(index)) : 0;
+  }
+
+ private:
+  File& file_;
+  std::size_t tree_;
+  const Node& leaf_;
+  Node beside_;
+  bool looked_ = false;
+  bool has_beside_ = false;
+};
+
+// Inline by force, as is what calls it: a function that only fetches ahead is taken for one without
+// effect, and its calls are dropped.
+[[gnu::always_inline]] inline void fetch_record(const File& file, SlotNumber slot) {
   if (slot == 0 || slot > file.slots) return;
   for (std::uint32_t line = 0; line < std::min(file.slot_size, 256U); line += 64) {
     __builtin_prefetch(file.slot(slot) + line);
   }
+}
+
+// Starts to fetch the records of entries that come soon, and the leaf behind this one: a walk then
+// finds them in the cache.
+[[gnu::always_inline]] inline void fetch_ahead(File& file, std::size_t tree, const Found& found,
+                                               bool back) {
+  const std::uint32_t index = found.place.index;
+  if (index % kTogether != 0) return;
+  if (index == (back ? 2 * kAhead : 0))
+    tree_fetch(file, back ? found.leaf.header.previous : found.leaf.header.next);
+  SlotsAround slots(file, tree, found.leaf);
+  const std::int64_t first = back ? std::int64_t{index} - kAhead - kTogether : index + kAhead;
+  for (std::uint32_t i = 0; i < kTogether; ++i)
+    fetch_record(file, slots.at(first + i));
 }
 
 void copy_slot(const File& file, const std::byte* slot, ReadBuffer& buffer) {
@@ -243,7 +274,7 @@ bool attempt(File& file, const Cursor& cursor, const Search& search, ReadBuffer&
   if (found.error != 0) return true;
   if (!is_at_entry(found)) return false;
   if (search.mode == kIsNext || search.mode == kIsPrevious)
-    fetch_ahead(file, cursor.tree, found, search.mode);
+    fetch_ahead(file, cursor.tree, found, search.mode == kIsPrevious);
   const SlotNumber slot = found.leaf.number(found.place.index);
   node_entry(found.leaf, found.place.index, buffer.entry);
   if (copy && !copy_record(file, cursor.tree, slot, buffer)) return false;
