@@ -273,7 +273,9 @@ int create_index(MappedFile& index, const std::string& path, NewFileAccess acces
     }
     const int failed = index.lock(kUseLock, true);
     if (failed == 0 && index.is_still_at(path.c_str())) return 0;
-    if (failed != 0 && failed != EAGAIN) return failed;
+    if (failed == 0 || failed == EAGAIN) continue;
+    if (index.is_still_at(path.c_str())) file_remove(path.c_str());
+    return failed;
   }
   return kIsFileLocked;
 }
