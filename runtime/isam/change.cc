@@ -22,8 +22,12 @@ constexpr std::uint32_t kExclusiveWriter = ~std::uint32_t{0};
 
 // Rounds of waiting after which it is worth asking the system whether the writer lives.
 constexpr int kPatience = 16;
-// And after which it is time to be the next one, a millisecond or so.
+// And after which it is time to be the next one, a millisecond or so. Whoever has just had the word
+// so many times without waiting waits some ten: when two write all the time, what one has changed
+// has to come to the other's processor at the start of each turn.
 constexpr int kRoundsToInherit = 24;
+constexpr int kRoundsBetweenLongTurns = 128;
+constexpr std::uint32_t kLongTurn = 1000;
 // Waiting begins with two looks and goes on with short sleeps: each look takes the line with the
 // word away from whoever is writing, and two that write in long turns do more than two that take
 // every other one.
@@ -100,26 +104,36 @@ bool take_turn(const File& file) {
   return true;
 }
 
-// Waits for the word. Whoever has waited for a while becomes the heir, if there is none: then
-// nobody else takes it, however quick he is.
-int take_word(File& file) {
+// Whoever has waited for a while becomes the heir, if there is none: then nobody else takes the
+// word, however quick he is.
+[[gnu::noinline]] int wait_for_word(File& file) {
+  const int patience = file.turns < kLongTurn ? kRoundsToInherit : kRoundsBetweenLongTurns;
+  file.turns = 0;
   std::uint32_t seen = 0;
-  for (int round = 0;; ++round) {
-    if (was_hit(file)) return after_hit(file);
-    if (take_turn(file))
-      return was_hit(file) ? after_hit(file) : 0;  // then it is in a page of our own, not the file
+  for (int round = 1;; ++round) {
     wait_a_little(std::min(round + kPauses, kLongestWait));
-    if (round >= kRoundsToInherit) {
+    if (round > patience) {
       std::uint32_t nobody = 0;
       heir_of(file).compare_exchange_strong(nobody, own_word(file));
     }
-    if (round % kPatience != kPatience - 1) continue;
-    drop_late_heir(file, seen);
-    bool taken = false;
-    if (const int failed = take_over(file, taken)) return failed;
-    if (taken && !was_hit(file)) return 0;
+    if (round % kPatience == 0) {
+      drop_late_heir(file, seen);
+      bool taken = false;
+      if (const int failed = take_over(file, taken)) return failed;
+      if (taken && !was_hit(file)) return 0;
+    }
+    if (was_hit(file)) return after_hit(file);
+    if (take_turn(file)) return 0;
   }
-  return 0;
+}
+
+int take_word(File& file) {
+  if (was_hit(file)) return after_hit(file);
+  ++file.turns;
+  if (!take_turn(file)) {
+    if (const int failed = wait_for_word(file)) return failed;
+  }
+  return was_hit(file) ? after_hit(file) : 0;  // then it is in a page of our own, not the file
 }
 
 void restore(File& file, const UndoTrailer& trailer, const std::byte* saved) {

@@ -57,6 +57,7 @@ struct File {
   // Off while the trees are made anew, which is begun again when it is interrupted.
   bool logging = true;
   std::uint32_t place = 0;  // the byte of kPlaceLocks that we hold
+  std::uint32_t turns = 0;  // times that we had the word since we last waited for it
   std::uint32_t record_length = 0;
   std::uint32_t slot_size = 0;
   // Bytes that the files have and that are visible; others may have added more.
@@ -70,6 +71,11 @@ struct File {
   // Of which this change need not save anything any more. Room for all that the undo area can hold,
   // so that no change runs out of memory.
   std::vector<PageNumber> saved_pages;
+  // How often we have let the process rest that settles, since the epoch began.
+  struct {
+    std::uint32_t epoch = 0;
+    int count = 0;
+  } rests;
   // What the change going on has done about slots that are gone.
   struct {
     bool ripe_tried = false;

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <utility>
 
 #include "runtime/isam/hit.h"
 #include "runtime/isam/reason.h"
@@ -49,13 +50,14 @@ bool join(File& file, const SlotChain& chain, std::uint64_t next) {
   return true;
 }
 
-// Says on the disk that the deletions of this epoch and those before are final.
+// Says on the disk that the deletions of this epoch and those before are final. Only the word waits
+// for the disk: others have stored to most pages again since the records were brought there.
 int store_settled(File& file, std::uint32_t epoch) {
   const std::atomic_ref settled(settled_word(file));
   const std::uint64_t before = settled.load();
   settled.store(epoch * kTwice);
   change_step();
-  const int failed = file.data.sync();
+  const int failed = file.data.sync_part(kSettledEpoch, sizeof before);
   if (failed != 0) settled.store(before);
   return failed;
 }
@@ -235,9 +237,25 @@ bool slots_are_due(const File& file) {
   return contents.ripe.count == 0 || contents.sequence >= contents.epoch_sequence + kWritesToRipen;
 }
 
+namespace {
+
+// While another process settles. Pages that are on their way to the disk are taken from whoever
+// stores to them, one at a time and from every processor; a short rest makes both of them quicker
+// than going on. On a slow disk it ends long before the settling.
+void rest(File& file) {
+  constexpr int kMostRests = 30;
+  constexpr int kMillisecond = 1000;  // the round of waiting that takes one
+  if (std::exchange(file.rests.epoch, file.contents().epoch) != file.contents().epoch)
+    file.rests.count = 0;
+  if (file.rests.count++ < kMostRests) wait_a_little(kMillisecond);
+}
+
+}  // namespace
+
 int slots_settle_ripe(File& file) {
   Settler settler(file);
   const int failed = settler.become();
+  if (failed == kIsFileLocked) rest(file);
   if (failed == kIsFileLocked || !slots_are_due(file)) return 0;
   if (failed != 0) return failed;
   return file.contents().ripe.count == 0 ? ripen(file) : settle_ripe(file);

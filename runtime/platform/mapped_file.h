@@ -23,9 +23,10 @@ enum class FileCall { kOpen, kReserve, kMap, kSync, kLock };
 // every program but tests.
 extern int (*file_fault_hook)(FileCall call);
 
-// Told after each sync that succeeded, with the file's contents; for tests that play a power loss.
-// Null as above.
-extern void (*file_synced_hook)(const class MappedFile& file);
+// Told after each sync that succeeded, with the file's contents and the part that is on the disk
+// now; for tests that play a power loss. Null as above.
+extern void (*file_synced_hook)(const class MappedFile& file, std::uint64_t offset,
+                                std::uint64_t bytes);
 
 // What tells one file from another, whatever name it was opened by.
 struct FileIdentity {
@@ -74,6 +75,8 @@ class MappedFile : public OpenedFile {
   // Waits until the disk holds everything that was stored. After a hit
   // ENOSPC or EIO: what was stored may not be in the file.
   int sync();
+  // The same for a part that is mapped: what is stored elsewhere is not waited for.
+  int sync_part(std::uint64_t offset, std::uint64_t bytes);
   // Lets the system begin with a part of that, so that a later sync waits for less. No promise.
   void start_sync(std::uint64_t offset, std::uint64_t bytes);
 

@@ -18,7 +18,8 @@
 namespace marigold {
 
 int (*file_fault_hook)(FileCall call) = nullptr;
-void (*file_synced_hook)(const MappedFile& file) = nullptr;
+void (*file_synced_hook)(const MappedFile& file, std::uint64_t offset,
+                         std::uint64_t bytes) = nullptr;
 
 namespace {
 
@@ -158,7 +159,17 @@ int MappedFile::sync() {
   if (const int fault = injected_fault(FileCall::kSync)) return fault;
   if (was_hit()) return hit_reason_ == ENODATA ? EIO : hit_reason_;
   if (fdatasync(descriptor_) != 0) return errno;
-  if (file_synced_hook != nullptr) file_synced_hook(*this);
+  std::uint64_t bytes = 0;
+  if (file_synced_hook != nullptr && size(bytes) == 0) file_synced_hook(*this, 0, bytes);
+  return 0;
+}
+
+int MappedFile::sync_part(std::uint64_t offset, std::uint64_t bytes) {
+  if (const int fault = injected_fault(FileCall::kSync)) return fault;
+  if (was_hit()) return hit_reason_ == ENODATA ? EIO : hit_reason_;
+  const std::uint64_t before = offset % static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+  if (msync(memory_ + offset - before, bytes + before, MS_SYNC) != 0) return errno;
+  if (file_synced_hook != nullptr) file_synced_hook(*this, offset, bytes);
   return 0;
 }
 

@@ -1,0 +1,318 @@
+// How a change is made by one process at a time, and whole.
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+
+#include "runtime/isam/fatal.h"
+#include "runtime/isam/file.h"
+#include "runtime/isam/hit.h"
+#include "runtime/isam/reason.h"
+#include "runtime/isam/rebuild.h"
+
+namespace marigold::isam {
+
+void (*change_step_hook)() = nullptr;
+
+namespace {
+
+// In the word of a file that is open exclusively, where nobody has a place.
+constexpr std::uint32_t kExclusiveWriter = ~std::uint32_t{0};
+
+// Rounds of waiting after which it is worth asking the system whether the writer lives.
+constexpr int kPatience = 16;
+// And after which it is time to be the next one, a millisecond or so. Whoever has just had the word
+// so many times without waiting waits some ten: when two write all the time, what one has changed
+// has to come to the other's processor at the start of each turn.
+constexpr int kRoundsToInherit = ;
+constexpr int kRoundsBetweenLongTurns = 128;
+constexpr std::uint32_t kLongTurn = 1000;
+// Waiting begins with two looks and goes on with short sleeps: each look takes the line with the
+// word away from whoever is writing, and two that write in long turns do more than two that take
+// every other one.
+constexpr int kPauses = 8;
+// No longer waits between two looks: others wait for an heir who is late.
+constexpr int kLongestWait = 15;
+
+// Behind each piece of saved bytes in the undo area, so that the area can be read from its end.
+struct UndoTrailer {
+  std::uint64_t offset;  // in its file
+  std::uint32_t length;
+  Side side;
+};
+
+std::uint64_t padded(std::uint64_t length) {
+  return (length + 7) / 8 * 8;
+}
+
+std::atomic_ref<std::uint64_t> changes_of(const File& file) {
+  return std::atomic_ref(file.header().changes);
+}
+std::atomic_ref<std::uint32_t> writer_of(const File& file) {
+  return std::atomic_ref(file.header().writer);
+}
+std::atomic_ref<std::uint32_t> heir_of(const File& file) {
+  return std::atomic_ref(file.header().heir);
+}
+
+std::uint32_t own_word(const File& file) {
+  return file.exclusive ? kExclusiveWriter : file.place + 1;
+}
+
+// Whether the process that left this word behind is gone. Exclusive writers are: we have the file
+// open. A place is held exclusively; somebody who may only read the file and locks the byte is no
+// writer.
+int writer_is_dead(const File& file, std::uint32_t word, bool& dead) {
+  dead = true;
+  if (word > kPlaces) return 0;
+  bool locked = false;
+  const int failed = file.index.locked_exclusively_by_other(kPlaceLocks + word - 1, locked);
+  dead = failed == 0 && !locked;
+  return failed;
+}
+
+// Takes the word over from a dead writer; `taken` tells whether there was one.
+int take_over(File& file, bool& taken) {
+  taken = false;
+  if (int failed = register_lock(file)) return failed;
+  std::uint32_t word = writer_of(file).load();
+  bool dead = false;
+  int failed = word == 0 ? 0 : writer_is_dead(file, word, dead);
+  if (failed == 0 && dead) taken = writer_of(file).compare_exchange_strong(word, own_word(file));
+  register_unlock(file);
+  return failed;
+}
+
+// Ends the succession of an heir who has not taken the free word since he was last seen here: he is
+// stopped, or dead. `seen` is who was.
+void drop_late_heir(const File& file, std::uint32_t& seen) {
+  std::uint32_t heir = heir_of(file).load();
+  const bool late = heir != 0 && heir == seen && heir != own_word(file);
+  if (late && writer_of(file).load() == 0) heir_of(file).compare_exchange_strong(heir, 0);
+  seen = heir;
+}
+
+// Takes the word if it is free and nobody else is next.
+bool take_turn(const File& file) {
+  const std::uint32_t own = own_word(file);
+  const std::uint32_t heir = heir_of(file).load(std::memory_order_relaxed);
+  if (heir != 0 && heir != own) return false;
+  std::uint32_t word = 0;
+  if (!writer_of(file).compare_exchange_weak(word, own, std::memory_order_acquire)) return false;
+  if (heir == own) heir_of(file).store(0, std::memory_order_relaxed);
+  return true;
+}
+
+// Whoever has waited for a while becomes the heir, if there is none: then nobody else takes the
+// word, however quick he is.
+[[gnu::noinline]] int wait_for_word(File& file) {
+  const int patience = file.turns < kLongTurn ? kRoundsToInherit : kRoundsBetweenLongTurns;
+  file.turns = 0;
+  std::uint32_t seen = 0;
+  for (int round = 1;; ++round) {
+    wait_a_little(std::min(round + kPauses, kLongestWait));
+    if (round > patience) {
+      std::uint32_t nobody = 0;
+      heir_of(file).compare_exchange_strong(nobody, own_word(file));
+    }
+    if (round % kPatience == 0) {
+      drop_late_heir(file, seen);
+      bool taken = false;
+      if (const int failed = take_over(file, taken)) return failed;
+      if (taken && !was_hit(file)) return 0;
+    }
+    if (was_hit(file)) return after_hit(file);
+    if (take_turn(file)) return 0;
+  }
+}
+
+int take_word(File& file) {
+  if (was_hit(file)) return after_hit(file);
+  ++file.turns;
+  if (!take_turn(file)) {
+    if (const int failed = wait_for_word(file)) return failed;
+  }
+  return was_hit(file) ? after_hit(file) : 0;  // then it is in a page of our own, not the file
+}
+
+void restore(File& file, const UndoTrailer& trailer, const std::byte* saved) {
+  std::byte* base = trailer.side == Side::kIndex ? file.index.memory() : file.data.memory();
+  // A page that could not be written still has what it had.
+  if (std::memcmp(base + trailer.offset, saved, trailer.length) != 0)
+    std::memcpy(base + trailer.offset, saved, trailer.length);
+}
+
+bool undo_area_is_sane(const File& file) {
+  const IndexHeader& header = file.header();
+  return header.undo_pages == undo_pages_needed(file.trees) &&
+         header.undo_used <= header.undo_pages * kPageSize &&
+         (kUndoStart + header.undo_pages) * kPageSize <= file.index_space;
+}
+
+bool trailer_is_sane(const File& file, const UndoTrailer& trailer, std::uint64_t used) {
+  if (trailer.side != Side::kIndex && trailer.side != Side::kData) return false;
+  const std::uint64_t space = trailer.side == Side::kIndex ? file.index_space : file.data_space;
+  return padded(trailer.length) + sizeof trailer <= used && trailer.offset <= space &&
+         trailer.length <= space - trailer.offset;
+}
+
+}  // namespace
+
+void change_step() {
+  std::atomic_signal_fence(std::memory_order_seq_cst);  // nothing may be put off past a step
+  if (change_step_hook != nullptr) change_step_hook();
+}
+
+int writer_begin(File& file) {
+  if (const int failed = take_word(file)) return failed;
+  // Whoever had the word before us died within a change, or could not make the trees anew, or the
+  // header is damaged and says so.
+  const IndexHeader& header = file.header();
+  if (header.undo_used == 0 && header.changes % 2 == 0) return 0;
+  const int failed = header.state == kStateRebuild ? rebuild_indexes(file) : undo_unless_hit(file);
+  if (failed != 0) writer_end(file);
+  return failed;
+}
+
+void writer_end(File& file) {
+  if (was_hit(file)) file.hit = after_hit(file);
+  writer_of(file).store(0, std::memory_order_release);
+  if (was_hit(file)) leave_word(file);
+}
+
+void change_begin(File& file) {
+  file.saved_pages.clear();
+  changes_of(file).store(file.header().changes + 1, std::memory_order_relaxed);
+  std::atomic_thread_fence(std::memory_order_release);
+  change_step();
+  const std::size_t used = offsetof(Contents, trees) + file.trees.size() * sizeof(TreeHeader);
+  save(file, Side::kIndex, reinterpret_cast<const std::byte*>(&file.contents()), used);
+}
+
+void change_end(File& file) {
+  change_step();
+  std::atomic_ref(file.header().undo_used).store(0, std::memory_order_release);
+  change_step();
+  changes_of(file).store(file.header().changes + 1, std::memory_order_release);
+  change_step();
+}
+
+void save(File& file, Side side, const std::byte* from, std::size_t length) {
+  change_step();
+  if (!file.logging || length == 0) return;
+  IndexHeader& header = file.header();
+  const std::uint64_t needed = padded(length) + sizeof(UndoTrailer);
+  if (needed > header.undo_pages * kPageSize - header.undo_used)
+    fatal_inconsistency(file.base, "change", __LINE__);
+  const std::byte* base = side == Side::kIndex ? file.index.memory() : file.data.memory();
+  const UndoTrailer trailer{.offset = static_cast<std::uint64_t>(from - base),
+                            .length = static_cast<std::uint32_t>(length),
+                            .side = side};
+  std::byte* to = file.page(kUndoStart) + header.undo_used;
+  std::memcpy(to, from, length);
+  std::memcpy(to + padded(length), &trailer, sizeof trailer);
+  change_step();
+  std::atomic_ref(header.undo_used).store(header.undo_used + needed, std::memory_order_release);
+  change_step();
+}
+
+int undo_all(File& file) {
+  if (const int failed = make_visible(file)) return failed;
+  IndexHeader& header = file.header();
+  if (!undo_area_is_sane(file)) return kIsBadFile;
+  while (header.undo_used > 0) {
+    UndoTrailer trailer{};
+    if (header.undo_used < sizeof trailer) return kIsBadFile;
+    const std::byte* end = file.page(kUndoStart) + header.undo_used;
+    std::memcpy(&trailer, end - sizeof trailer, sizeof trailer);
+    if (!trailer_is_sane(file, trailer, header.undo_used)) return kIsBadFile;
+    const std::uint64_t whole = padded(trailer.length) + sizeof trailer;
+    restore(file, trailer, end - whole);
+    change_step();  // restoring twice is restoring once
+    std::atomic_ref(header.undo_used).store(header.undo_used - whole, std::memory_order_release);
+    change_step();
+  }
+  if (header.changes % 2 != 0)
+    changes_of(file).store(header.changes + 1, std::memory_order_release);
+  return 0;
+}
+
+namespace {
+
+// Who may only read cannot undo what a dead writer has left. Somebody who can may come at once, or
+// never.
+int wait_for_rescue(const File& file, int round) {
+  constexpr int kRounds = 20 * kPatience;  // a fifth of a second
+  if (round < kRounds) return 0;
+  const std::uint32_t word = writer_of(file).load();
+  bool dead = true;
+  const int failed = word == 0 ? 0 : writer_is_dead(file, word, dead);
+  return failed == 0 && dead ? refuse(EACCES, kHalfDone) : failed;
+}
+
+// While somebody is changing the file. Apart from what every read goes through.
+[[gnu::noinline]] int wait_for_writer(File& file, std::uint64_t& changes) {
+  for (int round = 0;; ++round) {
+    changes = changes_of(file).load(std::memory_order_acquire);
+    if (changes % 2 == 0) return 0;
+    wait_a_little(round);
+    if (was_hit(file)) return after_hit(file);
+    if (round % kPatience != kPatience - 1) continue;
+    if (!file.writable) {
+      if (const int failed = wait_for_rescue(file, round)) return failed;
+      continue;
+    }
+    // Either the writer finishes meanwhile, or it is dead and its change is undone.
+    if (const int failed = writer_begin(file)) return failed;
+    writer_end(file);
+    if (const int hit = unless_hit(file, 0)) return hit;
+  }
+}
+
+}  // namespace
+
+int read_begin(File& file, std::uint64_t& changes) {
+  changes = changes_of(file).load(std::memory_order_acquire);
+  if (changes % 2 != 0) {
+    if (const int failed = wait_for_writer(file, changes)) return failed;
+  }
+  return make_visible(file);
+}
+
+bool read_was_whole(const File& file, std::uint64_t changes) {
+  std::atomic_thread_fence(std::memory_order_acquire);
+  return changes_of(file).load(std::memory_order_relaxed) == changes;
+}
+
+// ---- Pages
+
+PageNumber page_take(File& file) {
+  Contents& contents = file.contents();
+  const auto free = static_cast<PageNumber>(contents.free_page);
+  if (free == 0) return static_cast<PageNumber>(contents.page_count++);
+  if (!free_page_is_sound(file, free)) return 0;
+  save(file, Side::kIndex, file.page(free), sizeof(PageHeader));
+  contents.free_page = reinterpret_cast<const PageHeader*>(file.page(free))->next;
+  --contents.free_pages;
+  return free;
+}
+
+void page_give(File& file, PageNumber number) {
+  Contents& contents = file.contents();
+  auto& header = *reinterpret_cast<PageHeader*>(file.page(number));
+  // Whole: the same change may take the page again, and write over it.
+  save(file, Side::kIndex, file.page(number), sizeof header + node_space(header));
+  header = PageHeader{.check = 0,
+                      .kind = kFreePage,
+                      .tree = 0,
+                      .count = 0,
+                      .previous = 0,
+                      .next = static_cast<PageNumber>(contents.free_page),
+                      .prefix = 0,
+                      .kept = 0};
+  contents.free_page = number;
+  ++contents.free_pages;
+}
+
+}  // namespace marigold::isam
