@@ -518,11 +518,6 @@ int file_flush(File& file) {
   return some_are_gone(file) ? slots_settle(file) : file.data.sync();
 }
 
-int change_prepare(File& file) {
-  if (const int failed = make_visible(file)) return failed;
-  return file.header().state == kStateInUse ? 0 : kPutInUseFirst;
-}
-
 int file_put_in_use(File& file) {
   if (const int failed = register_lock(file)) return failed;
   const bool in_use = file.header().state == kStateInUse;

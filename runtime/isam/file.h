@@ -180,7 +180,9 @@ inline constexpr int kSettleRipeFirst = -2;
 inline constexpr int kSettleAllFirst = -3;
 
 // Sees to it that the file has been put in use before its first change. The writer's.
-int change_prepare(File& file);
+inline int change_prepare(const File& file) {
+  return file.header().state == kStateInUse ? 0 : kPutInUseFirst;
+}
 // Sees to it that adding a record finds the space that it may need: a slot, and a page for every
 // level of every tree and one more.
 int change_prepare_space(File& file);

@@ -17,6 +17,7 @@ int prepare_new_slot(File& file) {
   if (!file.settling.ripe_tried && slots_are_due(file)) return kSettleRipeFirst;
   const Contents& contents = file.contents();
   int failed = contents.slot_count >= std::numeric_limits<SlotNumber>::max() ? EFBIG : 0;
+  if (failed == 0 && contents.slot_count < file.slots) return 0;
   if (failed == 0) {
     failed = grow(file.data, data_bytes(file) + file.slot_size, file.data_space);
   }
@@ -75,6 +76,7 @@ int give_back_space(File& file) {
 }
 
 int file_grow_index(File& file, std::uint64_t pages) {
+  if (pages <= file.verified.size()) return 0;
   if (const int failed = grow(file.index, pages * kPageSize, file.index_space)) return failed;
   return note_space(file);
 }
