@@ -23,6 +23,33 @@ std::string without_slashes(std::string path) {
   return path;
 }
 
+std::string mark_path(const std::string& directory) {
+  return directory + "/.in-use";
+}
+
+// What cannot be removed is in nobody's way.
+void remove_abandoned(const std::string& path) {
+  for (const std::string& left : new_files_abandoned(path)) {
+    RecordFile mark;
+    const int failed = mark.open_own(mark_path(left).c_str(), true);
+    if (failed == ENOENT) static_cast<void>(file_remove_directory(left.c_str()));
+    if (failed == 0 && mark.lock(0, 1, true) == 0)
+      static_cast<void>(file_remove_tree(left.c_str()));
+  }
+}
+
+// Makes a directory with a mark that is locked. Until it has one another run may remove it.
+int make_marked(const std::string& path, RecordFile& mark) {
+  constexpr int kMostTimes = 10;
+  int failed = ENOENT;
+  for (int time = 0; failed == ENOENT && time < kMostTimes; ++time) {
+    failed = file_make_own_directory(path.c_str());
+    if (failed != 0) return failed;
+    failed = mark.create(mark_path(path).c_str(), NewFileAccess::kOwnerOnly);
+  }
+  return failed == 0 ? mark.lock(0, 1, true) : failed;
+}
+
 }  // namespace
 
 BackupTree::BackupTree(const std::string& path)
@@ -38,10 +65,10 @@ bool BackupTree::make(std::string& reason) {
   const bool empty = std::filesystem::is_directory(status) &&
                      std::filesystem::is_empty(path_, unknown) && !unknown;
   if (std::filesystem::exists(status) && !empty) return fail(path_, EEXIST, reason);
-  if (const int error = file_make_own_directory(temporary_.c_str()))
-    return fail(path_, error, reason);
-  made_ = true;
-  return true;
+  remove_abandoned(path_);
+  const int error = make_marked(temporary_, mark_);
+  made_ = error != EEXIST;
+  return error == 0 || fail(path_, error, reason);
 }
 
 bool BackupTree::make_class(int path_class, std::string& reason) {
@@ -93,8 +120,8 @@ bool BackupTree::finish(const BackupManifest& manifest, std::string& reason) {
 }
 
 bool BackupTree::put_in_place(std::string& reason) {
-  const int error =
-      stop_signals_pending() ? EINTR : file_replace(temporary_.c_str(), path_.c_str());
+  int error = stop_signals_pending() ? EINTR : file_remove(mark_path(temporary_).c_str());
+  if (error == 0) error = file_replace(temporary_.c_str(), path_.c_str());
   if (error != 0) return fail(path_, error, reason);
   made_ = false;
   return true;

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "runtime/platform/record_file.h"
 #include "runtime/platform/stop_signals.h"
 #include "tools/backup_manifest.h"
 
@@ -19,7 +20,8 @@ class BackupTree {
   BackupTree(const BackupTree&) = delete;
   BackupTree& operator=(const BackupTree&) = delete;
 
-  // False with the reason: the place is taken by something other than an empty directory.
+  // Removes what runs for the same place have left that were killed. False with the reason: the
+  // place is taken by something other than an empty directory.
   bool make(std::string& reason);
   bool make_class(int path_class, std::string& reason);
   // Where the file of this name in the backup is for now.
@@ -45,6 +47,7 @@ class BackupTree {
   StopSignalsHold hold_;
   std::string path_;
   std::string temporary_;
+  RecordFile mark_;  // in the directory, locked: this run is alive
   bool made_ = false;
 };
 

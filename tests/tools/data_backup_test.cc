@@ -291,7 +291,7 @@ TEST_F(DataBackupTest, StoppedOrKilledItIsWholeOrNotThere) {
   for (const std::string command : {"backup out", "backup --archive out"}) {
     for (const std::string signal : {"TERM", "KILL"}) {
       for (int step = 0; step < 12; ++step) {
-        run_shell("rm -rf out .out.*");
+        run_shell("rm -rf out");
         const std::string before = left();  // by those that were killed
         run_shell("timeout -s " + signal + " 0.0" + std::to_string(4 + step * 7) +
                   " ./marigold data " + command);
@@ -300,6 +300,10 @@ TEST_F(DataBackupTest, StoppedOrKilledItIsWholeOrNotThere) {
       }
     }
   }
+  run_shell("rm -rf out; mkdir .out.0123456789abcdef; cd .out.0123456789abcdef; touch .in-use x");
+  EXPECT_EQ(run("backup out").status, 0);
+  EXPECT_EQ(left(), "");
+  EXPECT_FALSE(file_exists("out/.in-use"));
 }
 
 // ---- Restoring, at each of its steps
