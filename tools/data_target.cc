@@ -9,6 +9,7 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/data/data_path.h"
+#include "runtime/data/half_restored.h"
 #include "runtime/data/lock_file.h"
 #include "runtime/data/version.h"
 #include "runtime/isam/isam.h"
@@ -163,6 +164,10 @@ std::string half_pair_text(const DataTarget& target) {
 }
 
 bool check_version(const DataTarget& target, std::string& reason) {
+  if (is_half_restored(target.base)) {
+    reason = kHalfRestored;
+    return false;
+  }
   const FileDefinition& definition = *target.definition;
   const std::optional<double> found = version_read_record(version_file_record(definition));
   const auto wanted = static_cast<double>(definition.version);

@@ -50,8 +50,9 @@ std::string data_error(int number);
 // What to do when one file of a pair is missing.
 std::string half_pair_text(const DataTarget& target);
 
-// Whether the records were written under the version of the definition. A file without a version
-// record counts so. False with the reason, which names both versions.
+// Whether the records were written under the version of the definition, and no restore of the file
+// was interrupted. A file without a version record counts so. False with the reason, which names
+// both versions.
 bool check_version(const DataTarget& target, std::string& reason);
 
 // "PATH: " and that.

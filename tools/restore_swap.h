@@ -10,12 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "runtime/data/half_restored.h"
 #include "runtime/platform/new_file.h"
 #include "tools/report.h"
 
 namespace marigold {
-
-inline constexpr const char* kRestoreJournal = "RESTORE.journal";
 
 // A test may let a step fail: it is called with the step's name before each. Null otherwise.
 extern int (*restore_step_hook)(const char* step);

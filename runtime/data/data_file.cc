@@ -10,6 +10,7 @@
 #include "runtime/data/data_fatal.h"
 #include "runtime/data/data_path.h"
 #include "runtime/data/field_access.h"
+#include "runtime/data/half_restored.h"
 #include "runtime/data/isam_access.h"
 #include "runtime/data/random_file.h"
 #include "runtime/data/version.h"
@@ -166,6 +167,7 @@ int data_open(FileDefinition& file, LockWait wait, bool exclusive) {
   do {
     result = operations.open(file, path, created, exclusive);
   } while (lock_try_again(file, result, wait, LockPhase::kOpening));
+  if (result == kDataDone && is_half_restored(path)) refuse(file, kHalfRestored, kIsBadFile);
   if (created) version_write_file(file, file.version);
   if (result == kDataDone && !created) check_version(file, operations);
   if (result != kDataDone) {

@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "runtime/core/user_interface.h"
+#include "runtime/data/data_path.h"
+#include "runtime/data/half_restored.h"
 #include "runtime/data/isam_access.h"
 #include "runtime/data/version.h"
 #include "runtime/isam/file.h"
@@ -319,6 +321,24 @@ TEST_P(BothKinds, RecordsOfAnotherVersionEndTheProgram) {
                 std::string(GetParam()) + ": its records have version " + version_text(version) +
                     ", the definition has version 3\nerror\n +" + number);
   }
+}
+
+// A journal of another run, or of other files, says nothing about this one.
+TEST_P(BothKinds, AFileThatIsHalfRestoredEndsTheProgram) {
+  const std::string journal =
+      data_directory(definition_get(GetParam()).path_class) + "/" + kRestoreJournal;
+  const std::string name = GetParam();
+  const std::string head = "run\n" + journal + "\nold ";
+  ASSERT_EQ(open(GetParam()), kDataDone);
+  data_close(file);
+  for (const std::string& harmless :
+       {head + name, head + name + "X.dat\nend\n", "run\nelsewhere\nold " + name + "\nend\n"}) {
+    write_file(journal, harmless);
+    EXPECT_EQ(open(GetParam()), kDataDone) << harmless;
+    data_close(file);
+  }
+  write_file(journal, head + name + (file.type == FileType::kIsam ? ".dat" : "") + "\nend\n");
+  EXPECT_EXIT(open(GetParam()), kAborts, name + ": a restore of it was interrupted; run mari");
 }
 
 using File = FileDefinition;
