@@ -44,18 +44,6 @@ bool has_data(const DataTarget& target) {
   return file_exists((target.base + ".dat").c_str()) || file_exists((target.base + ".idx").c_str());
 }
 
-bool check_group(const BackupGroup& group, Problems& problems) {
-  const auto keyed = std::ranges::count_if(group.targets, [](const DataTarget& target) {
-    return target.definition->type == FileType::kIsam;
-  });
-  if (keyed <= kIsMostOpen) return true;
-  problems.push_back("marigold: class " + std::to_string(group.path_class) + " has " +
-                     std::to_string(keyed) + " keyed files, and at most " +
-                     std::to_string(kIsMostOpen) +
-                     " can be of one moment: name them in several backups");
-  return false;
-}
-
 }  // namespace
 
 bool find_backup_groups(const BackupSelection& selection, std::vector<BackupGroup>& groups,
@@ -83,10 +71,14 @@ bool find_backup_groups(const BackupSelection& selection, std::vector<BackupGrou
     group.path_class = path_class;
     group.targets.push_back(std::move(target));
   }
-  for (auto& [number, group] : by_class)
+  std::size_t most = 0;  // that are open at once
+  for (auto& [number, group] : by_class) {
+    most = std::max(most, group.targets.size());
     groups.push_back(std::move(group));
-  return std::ranges::all_of(
-      groups, [&problems](const BackupGroup& group) { return check_group(group, problems); });
+  }
+  if (isopenlimit(static_cast<int>(most)) == 0) return true;
+  problems.push_back("marigold: " + data_error(iserrno));
+  return false;
 }
 
 }  // namespace marigold

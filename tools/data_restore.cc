@@ -183,22 +183,18 @@ bool Restore::select(Problems& problems) {
     if (std::ranges::none_of(all, named))
       return fail(problems, options_.from + ": has no file " + name);
   }
-  std::size_t keyed = 0;
   for (const BackupFile& entry : all) {
     const bool wanted = options_.names.empty()
                             ? options_.path_class < 0 || options_.path_class == entry.path_class
                             : std::ranges::find(options_.names, entry.name) != options_.names.end();
     if (!wanted) continue;
     if (!select_file(entry, problems)) return false;
-    keyed += entry.type == FileType::kIsam ? 1 : 0;
   }
   if (files_.empty())
     return fail(problems,
                 options_.from + ": has no file of class " + std::to_string(options_.path_class));
-  return keyed <= kIsMostOpen ||
-         fail(problems, "marigold: " + std::to_string(keyed) + " keyed files, and at most " +
-                            std::to_string(kIsMostOpen) +
-                            " can be restored at once: name a class, or files");
+  return isopenlimit(static_cast<int>(files_.size())) == 0 ||
+         fail(problems, data_error(options_.from, iserrno));
 }
 
 // As far as that can be seen without holding the file.

@@ -33,7 +33,6 @@ namespace {
 
 using namespace isam;
 
-constexpr std::size_t kDescriptors = kIsMostOpen;
 constexpr std::size_t kLongestName = 1024;
 constexpr int kReadModes = 0xFF;
 
@@ -48,7 +47,7 @@ struct Descriptor {
 };
 
 struct State {
-  std::array<Descriptor, kDescriptors> descriptors;
+  std::vector<Descriptor> descriptors = std::vector<Descriptor>(kIsMostOpen);
   ReadBuffer buffer;
 };
 
@@ -81,8 +80,9 @@ int operation(const char* name, Body body) {
 }
 
 Descriptor* descriptor_at(int number) {
-  if (number < 0 || number >= static_cast<int>(kDescriptors)) return nullptr;
-  Descriptor& descriptor = state.descriptors[static_cast<std::size_t>(number)];
+  const auto index = static_cast<std::size_t>(number);  // one below 0 is beyond all
+  if (index >= state.descriptors.size()) return nullptr;
+  Descriptor& descriptor = state.descriptors[index];
   const bool is_ours = descriptor.file != nullptr && descriptor.file->index.is_open();
   return is_ours ? &descriptor : nullptr;
 }
@@ -283,6 +283,14 @@ int ISOPEN(const char* base, int mode) {
     std::shared_ptr<File> file;
     if (const int failed = open_file(request, asked, file)) return fail(failed);
     return take_descriptor(std::move(file), asked);
+  });
+}
+
+int isopenlimit(int files) {
+  return operation("ISOPENLI", [&] {
+    const auto wanted = static_cast<std::size_t>(std::max(files, kIsMostOpen));
+    if (wanted > state.descriptors.size()) state.descriptors.resize(wanted);
+    return 0;
   });
 }
 

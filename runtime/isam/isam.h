@@ -73,7 +73,7 @@ const char* isreason();
 
 // ---- Key descriptions
 
-inline constexpr int kIsMostOpen = 30;  // descriptors at once
+inline constexpr int kIsMostOpen = 30;  // descriptors at once; see isopenlimit
 inline constexpr int kIsMostKeys = 16;
 inline constexpr int kIsMostParts = 8;
 inline constexpr int kIsLongestKey = 255;        // bytes of all parts of a key together
@@ -145,6 +145,10 @@ int ISADDINDEX(int number, const KeyDescription& key);
 // 2 when the files do not exist, 102, 104, 105, 113, 114 and those of the system; 103 when the data
 // file claims more than 16 keys, or one that cannot be.
 int ISOPEN(const char* base, int mode);
+
+// Allows so many open files from now on, at least kIsMostOpen: for tools that need all files of an
+// installation at once. The system has a limit of its own, of two to a file. Error: 116.
+int isopenlimit(int files);
 
 // Writes everything to the disk and gives the locks back. The descriptor is closed even if writing
 // fails.

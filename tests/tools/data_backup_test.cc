@@ -259,6 +259,19 @@ TEST_F(DataBackupTest, AClassIsOfOneMoment) {
   }
 }
 
+// More than a program may have open at once.
+TEST_F(DataBackupTest, AClassMayHaveManyFiles) {
+  run_shell(
+      "for i in $(seq 40); do for s in dat idx ver; do cp data/1/BOX.$s data/1/MANY$i.$s; done; "
+      "sed \"s/NAME CRATE /NAME MANY$i /\" definitions/FILECRATE.DES > definitions/FILEMANY$i.DES; "
+      "done");
+  EXPECT_EQ(run("backup --class 1 out").status, 0);
+  const Finished done = run("restore out");
+  EXPECT_EQ(done.status, 0) << done.err;
+  EXPECT_EQ(run("check MANY40").status, 0);
+  EXPECT_EQ(left(), "");
+}
+
 TEST_F(DataBackupTest, WithoutAWholeCopyThereIsNone) {
   std::string data = read_file("data/1/BOX.dat");
   data[data.find('a', 4096)] = 'A';
