@@ -1,55 +1,28 @@
-#include <lmdb.h>
-
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 
+#include "bench/lmdb_environment.h"
 #include "bench/store_of_processes.h"
 
 namespace marigold::bench {
 namespace {
 
 constexpr std::size_t kMapSize = std::size_t{4} << 30;
-constexpr std::size_t kKeyLength = 8;
 
-void must(int result, const char* what) {
-  if (result == 0) return;
-  std::fprintf(stderr, "lmdb: %s: %s\n", what, mdb_strerror(result));
-  std::exit(1);
-}
-
-MDB_val key_of_record(const Record& record) {
-  return {kKeyLength, const_cast<char*>(record.bytes.data())};
-}
-
-MDB_val all_of(const Record& record) {
-  return {record.bytes.size(), const_cast<char*>(record.bytes.data())};
-}
-
-// Commits do not wait for the disk, as the engine's changes do not.
 class LmdbStore : public StoreOfProcesses {
  public:
-  explicit LmdbStore(const std::string& directory) {
-    must(mdb_env_create(&environment_), "create");
-    must(mdb_env_set_mapsize(environment_, kMapSize), "size");
-    must(mdb_env_open(environment_, directory.c_str(), MDB_NOSYNC | MDB_WRITEMAP, 0644), "open");
-    MDB_txn* transaction = nullptr;
-    must(mdb_txn_begin(environment_, nullptr, 0, &transaction), "begin");
+  explicit LmdbStore(const std::string& directory) : environment_(directory, kMapSize) {
+    MDB_txn* transaction = environment_.begin();
     must(mdb_dbi_open(transaction, nullptr, MDB_CREATE, &records_), "open records");
     must(mdb_txn_commit(transaction), "commit");
-    must(mdb_txn_begin(environment_, nullptr, MDB_RDONLY, &reading_), "begin to read");
+    reading_ = environment_.begin(MDB_RDONLY);
     mdb_txn_reset(reading_);
   }
-  ~LmdbStore() override {
-    mdb_txn_abort(reading_);
-    mdb_env_close(environment_);
-  }
+  ~LmdbStore() override { mdb_txn_abort(reading_); }
   LmdbStore(const LmdbStore&) = delete;
   LmdbStore& operator=(const LmdbStore&) = delete;
 
   void insert_all(const Workload& workload) {
-    MDB_txn* transaction = nullptr;
-    must(mdb_txn_begin(environment_, nullptr, 0, &transaction), "begin");
+    MDB_txn* transaction = environment_.begin();
     for (const Record& record : workload.records)
       put(transaction, record);
     must(mdb_txn_commit(transaction), "commit");
@@ -65,21 +38,20 @@ class LmdbStore : public StoreOfProcesses {
     if (hash(copy) == 0) std::abort();  // the copy is not to be left out
   }
   void replace(const Record& record) override {
-    MDB_txn* transaction = nullptr;
-    must(mdb_txn_begin(environment_, nullptr, 0, &transaction), "begin");
+    MDB_txn* transaction = environment_.begin();
     put(transaction, record);
     must(mdb_txn_commit(transaction), "commit");
   }
-  void flush() override { must(mdb_env_sync(environment_, 1), "sync"); }
+  void flush() override { must(mdb_env_sync(environment_.get(), 1), "sync"); }
 
  private:
   void put(MDB_txn* transaction, const Record& record) const {
     MDB_val key = key_of_record(record);
-    MDB_val value = all_of(record);
+    MDB_val value = value_of(record.bytes);
     must(mdb_put(transaction, records_, &key, &value, 0), "put");
   }
 
-  MDB_env* environment_ = nullptr;
+  LmdbEnvironment environment_;
   MDB_dbi records_ = 0;
   MDB_txn* reading_ = nullptr;
 };
