@@ -73,12 +73,24 @@ struct Node {
   }
 };
 
+inline void find_entries_of(const File& file, PageNumber page, Node& node) {
+  node.prefix = file.page(page) + sizeof(PageHeader);
+  node.entries = node.prefix + node.header.prefix;
+}
+
 inline bool read_node(File& file, PageNumber page, std::uint8_t kind, std::size_t tree,
                       Node& node) {
   if (!page_is_sound(file, page, kind, tree, node.header)) return false;
-  node.prefix = file.page(page) + sizeof(PageHeader);
-  node.entries = node.prefix + node.header.prefix;
+  find_entries_of(file, page, node);
   return true;
+}
+
+// Of a page that was read before, without looking at it again.
+inline Node view_node(const File& file, PageNumber page) {
+  Node node;
+  std::memcpy(&node.header, file.page(page), sizeof node.header);
+  find_entries_of(file, page, node);
+  return node;
 }
 
 // What an entry of a node is compared by. Put together in registers: the processor waits for what

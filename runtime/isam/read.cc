@@ -209,13 +209,12 @@ class SlotsAround {
 
 // Starts to fetch the records of entries that come soon, and the leaf behind this one: a walk then
 // finds them in the cache.
-[[gnu::always_inline]] inline void fetch_ahead(File& file, std::size_t tree, const Found& found,
-                                               bool back) {
-  const std::uint32_t index = found.place.index;
+[[gnu::always_inline]] inline void fetch_ahead(File& file, std::size_t tree, const Node& leaf,
+                                               std::uint32_t index, bool back) {
   if (index % kTogether != 0) return;
   if (index == (back ? 2 * kAhead : 0))
-    tree_fetch(file, back ? found.leaf.header.previous : found.leaf.header.next);
-  SlotsAround slots(file, tree, found.leaf);
+    tree_fetch(file, back ? leaf.header.previous : leaf.header.next);
+  SlotsAround slots(file, tree, leaf);
   const std::int64_t first = back ? std::int64_t{index} - kAhead - kTogether : index + kAhead;
   for (std::uint32_t i = 0; i < kTogether; ++i)
     fetch_record(file, slots.at(first + i));
@@ -274,7 +273,7 @@ bool attempt(File& file, const Cursor& cursor, const Search& search, ReadBuffer&
   if (found.error != 0) return true;
   if (!is_at_entry(found)) return false;
   if (search.mode == kIsNext || search.mode == kIsPrevious)
-    fetch_ahead(file, cursor.tree, found, search.mode == kIsPrevious);
+    fetch_ahead(file, cursor.tree, found.leaf, found.place.index, search.mode == kIsPrevious);
   const SlotNumber slot = found.leaf.number(found.place.index);
   node_entry(found.leaf, found.place.index, buffer.entry);
   if (copy && !copy_record(file, cursor.tree, slot, buffer)) return false;
@@ -308,6 +307,26 @@ int read_stable(File& file, const Cursor& cursor, const Search& search, ReadBuff
   }
 }
 
+// Most steps of a walk: to the neighbour in the same leaf, while nothing was changed since that
+// leaf was looked at. False when it is no such step, or something is in its way; then nothing has
+// moved, and the long way is taken.
+bool step_in_leaf(File& file, Cursor& cursor, bool back, ReadBuffer& buffer) {
+  Position& position = cursor.position;
+  const std::uint64_t changes = position.changes;
+  if (!position.at_record || changes % 2 != 0 || !read_was_whole(file, changes)) return false;
+  const std::uint32_t index = position.place.index + (back ? -1U : 1U);
+  const Node leaf = view_node(file, position.place.page);
+  // A change may just begin.
+  if (index >= leaf.header.count || node_space(leaf.header) > kNodeSpace) return false;
+  fetch_ahead(file, cursor.tree, leaf, index, back);
+  node_entry(leaf, index, buffer.entry);
+  if (!copy_record(file, cursor.tree, leaf.number(index), buffer)) return false;
+  if (!read_was_whole(file, changes) || was_hit(file)) return false;
+  copy_compared(position.probe, buffer.entry, file.trees[cursor.tree]);
+  position.place.index = index;
+  return true;
+}
+
 }  // namespace
 
 Search make_search(const TreeShape& shape, const char* record, int mode, int length) {
@@ -325,6 +344,8 @@ Search make_search(const TreeShape& shape, const char* record, int mode, int len
 }
 
 int cursor_find(File& file, Cursor& cursor, const Search& search, ReadBuffer& buffer, bool copy) {
+  const bool steps = copy && (search.mode == kIsNext || search.mode == kIsPrevious);
+  if (steps && step_in_leaf(file, cursor, search.mode == kIsPrevious, buffer)) return 0;
   ReadResult result;
   if (const int failed = read_stable(file, cursor, search, buffer, copy, result)) return failed;
   if (result.error != 0) {
