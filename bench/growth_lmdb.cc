@@ -19,7 +19,7 @@ class LmdbGrowth : public GrowthStore {
     must(mdb_dbi_open(transaction_, "dates", kDuplicates, &tables_[2]), "open dates");
     commit();
   }
-  ~LmdbGrowth() override { change(); }
+  ~LmdbGrowth() override { end_reading(); }
   LmdbGrowth(const LmdbGrowth&) = delete;
   LmdbGrowth& operator=(const LmdbGrowth&) = delete;
 
@@ -61,13 +61,7 @@ class LmdbGrowth : public GrowthStore {
     }
     must(result == MDB_NOTFOUND ? 0 : result, "walk");
   }
-  void change() override {
-    if (cursor_ == nullptr) return;
-    mdb_cursor_close(cursor_);
-    mdb_cursor_close(records_);
-    cursor_ = nullptr;
-    mdb_txn_abort(transaction_);
-  }
+  void change() override { end_reading(); }
   // The record stays where it is, only the entries of the other databases move.
   void replace(const Record& record) override {
     transaction_ = environment_.begin();
@@ -91,6 +85,14 @@ class LmdbGrowth : public GrowthStore {
   }
 
  private:
+  void end_reading() {
+    if (cursor_ == nullptr) return;
+    mdb_cursor_close(cursor_);
+    mdb_cursor_close(records_);
+    cursor_ = nullptr;
+    mdb_txn_abort(transaction_);
+  }
+
   void commit() const { must(mdb_txn_commit(transaction_), "commit"); }
   static void keep(const MDB_val& value, Record& copy) {
     std::memcpy(copy.bytes.data(), value.mv_data, copy.bytes.size());

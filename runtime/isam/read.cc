@@ -193,7 +193,7 @@ class SlotsAround {
   File& file_;
   std::size_t tree_;
   const Node& leaf_;
-  Node beside_;
+  Node beside_{};
   bool looked_ = false;
   bool has_beside_ = false;
 };
