@@ -150,11 +150,18 @@ bool undo_area_is_sane(const File& file) {
          (kUndoStart + header.undo_pages) * kPageSize <= file.index_space;
 }
 
+// Saved are slots, nodes and what the header says of them; never what undoing goes by.
 bool trailer_is_sane(const File& file, const UndoTrailer& trailer, std::uint64_t used) {
   if (trailer.side != Side::kIndex && trailer.side != Side::kData) return false;
-  const std::uint64_t space = trailer.side == Side::kIndex ? file.index_space : file.data_space;
-  return padded(trailer.length) + sizeof trailer <= used && trailer.offset <= space &&
-         trailer.length <= space - trailer.offset;
+  const bool is_index = trailer.side == Side::kIndex;
+  const std::uint64_t space = is_index ? file.index_space : file.data_space;
+  const std::uint64_t first = is_index ? offsetof(IndexHeader, contents) : kDataStart;
+  if (padded(trailer.length) + sizeof trailer > used || trailer.offset < first ||
+      trailer.offset > space || trailer.length > space - trailer.offset)
+    return false;
+  const std::uint64_t nodes = (kUndoStart + file.header().undo_pages) * kPageSize;
+  return !is_index || trailer.offset >= nodes ||
+         trailer.offset + trailer.length <= sizeof(IndexHeader);
 }
 
 }  // namespace

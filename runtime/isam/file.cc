@@ -192,6 +192,8 @@ int recover(File& file) {
   const Judgement judgement = judge_pair(file);
   if (judgement.fit == Fit::kCopied) return refuse(kIsBadFile, judgement.reason);
   const IndexHeader& header = file.header();
+  // A closed file has nothing to undo, and what it had once must not be undone again.
+  if (judgement.fit == Fit::kClean && header.check != header_check(header)) return kIsBadFile;
   const bool rebuild = judgement.fit == Fit::kRebuild;
   if (!rebuild && header.writer == 0 && header.undo_used == 0 && header.changes % 2 == 0) return 0;
   if (!file.writable) return refuse(EACCES, rebuild ? judgement.reason : kHalfDone);

@@ -86,11 +86,16 @@ Judgement judge_pair(const File& file) {
 
 // Killed in between, the pair is clean or in use, and not changed yet. The version comes last: by
 // it the check of a clean header is made.
+//
+// The index is synced as well. A power loss may leave new pages of it beside the header that it had
+// on the disk; were that a clean one, it would fit the data of then when somebody restores these
+// alone.
 int put_in_use(File& file, std::uint32_t state) {
   IndexHeader& header = file.header();
-  if (!fits_use(file) || header.version != kIndexVersion) {
+  if (!fits_use(file) || header.version != kIndexVersion || header.clean_stamp != 0) {
     DataMark& mark = data_mark(file);
     const std::uint64_t before = mark.stamp;
+    const std::uint64_t clean_before = header.clean_stamp;
     header.use_stamp = draw_use_stamp();
     header.boot = boot_identity();
     header.file_number = number_of(file.index);
@@ -98,15 +103,18 @@ int put_in_use(File& file, std::uint32_t state) {
     change_step();
     std::atomic_ref(mark.stamp).store(header.use_stamp);
     change_step();
-    const int not_synced = file.data.sync();
+    header.clean_stamp = 0;
+    change_step();
+    int not_synced = file.data.sync();
+    if (not_synced == 0) not_synced = file.index.sync_part(0, kPageSize);
     // A stamp that stays in this process would let the index on the disk pass for the data's.
     const int failed = was_hit(file) ? after_hit(file) : not_synced;
     if (failed != 0) {
+      header.clean_stamp = clean_before;
       if (mark.stamp != before) mark.stamp = before;
       return failed;
     }
     change_step();
-    header.clean_stamp = 0;
     header.version = kIndexVersion;
   }
   change_step();

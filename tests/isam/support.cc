@@ -115,12 +115,13 @@ void pass_for_own(const std::string& base) {
 
 namespace {
 
-unsigned char run_played = 0;
+unsigned char run_played = 0;  // 0: the machine's own
 
 }  // namespace
 
-OtherRun::OtherRun() {
-  ++run_played;
+OtherRun::OtherRun() : before_(run_played) {
+  static unsigned char runs = 0;
+  run_played = ++runs == 0 ? ++runs : runs;
   boot_identity_hook = [] {
     BootIdentity identity{};
     identity.fill(std::byte{run_played});
@@ -129,7 +130,8 @@ OtherRun::OtherRun() {
 }
 
 OtherRun::~OtherRun() {
-  boot_identity_hook = nullptr;
+  run_played = before_;
+  if (run_played == 0) boot_identity_hook = nullptr;
 }
 
 int amount(int in_short, int in_long) {

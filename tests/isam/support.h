@@ -66,13 +66,16 @@ void copy_pair(const std::string& from, const std::string& to);
 // Lets copies pass for the files themselves, which know their own numbers while they are in use.
 void pass_for_own(const std::string& base);
 
-// Another run of the machine, or another machine, until the end of the object's life.
+// Another run of the machine, or another machine, until the end of the object's life; also in one.
 class OtherRun {
  public:
   OtherRun();
   ~OtherRun();
   OtherRun(const OtherRun&) = delete;
   OtherRun& operator=(const OtherRun&) = delete;
+
+ private:
+  unsigned char before_;
 };
 
 // How much to do: little, or much with --long.

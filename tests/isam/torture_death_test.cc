@@ -1,12 +1,14 @@
 // Processes killed in the middle of what they do.
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <csignal>
 #include <random>
+#include <utility>
 
 #include "runtime/isam/entry_sort.h"
 #include "runtime/isam/file.h"
@@ -17,13 +19,73 @@ namespace {
 
 long steps_left = 0;  // of a child; here it is never the last one
 
+std::atomic<int>* orphan = nullptr;  // a child that is forked before, where it is to outlive it
+
+void die_at_last_step() {
+  if (--steps_left != 0) return;
+  if (orphan != nullptr && fork() == 0) {
+    *orphan = getpid();
+    for (;;)
+      pause();
+  }
+  while (orphan != nullptr && *orphan == 0)
+    usleep(20);  // until it has begun
+  raise(SIGKILL);
+}
+
 struct DeathTest : TortureTest {
   DeathTest() {
-    isam::change_step_hook = [] {
-      if (--steps_left == 0) raise(SIGKILL);
-    };
+    isam::change_step_hook = die_at_last_step;
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
   }
-  ~DeathTest() override { isam::change_step_hook = nullptr; }
+  ~DeathTest() override {
+    end_orphan();
+    isam::change_step_hook = nullptr;
+  }
+
+  // Lets a process work on "file" until it is killed at this step: its status. After some steps a
+  // child lives on with all that it inherits; after others the next process is killed as well,
+  // while it makes good what the first one left.
+  int kill_at(long step, const std::function<void()>& work) {
+    end_orphan();
+    static auto& forked = shared<std::atomic<int>>();
+    forked = 0;
+    const int status = run_process([&] {
+      orphan = step % 8 == 2 ? &forked : nullptr;
+      steps_left = step;
+      work();
+    });
+    orphan_ = forked;
+    forks += orphan_ == 0 ? 0 : 1;
+    kills += status == -SIGKILL ? 1 : 0;
+    if (kills % 10'000 == 9'999) print_kills("so far");
+    if (status != -SIGKILL || step % 4 != 1) return status;
+    const int next = run_process([&] {
+      steps_left = step % 31 + 1;
+      ISCLOSE(ISOPEN("file", kSharedMode));
+    });
+    EXPECT_TRUE(next == 0 || next == -SIGKILL) << next;
+    kills_again += next == -SIGKILL ? 1 : 0;
+    return status;
+  }
+
+  void print_kills(const char* where) const {
+    std::printf(
+        "[ killed ] %d times %s, beside %d forked children; %d times while that was made good\n",
+        kills, where, forks, kills_again);
+  }
+
+  int kills = 0;
+  int kills_again = 0;
+  int forks = 0;
+
+ private:
+  void end_orphan() {
+    if (orphan_ == 0) return;
+    kill(orphan_, SIGKILL);
+    wait_for(std::exchange(orphan_, 0));
+  }
+  int orphan_ = 0;
 };
 
 TEST_F(DeathTest, KilledAtEveryStepNothingIsHalfDone) {
@@ -31,11 +93,9 @@ TEST_F(DeathTest, KilledAtEveryStepNothingIsHalfDone) {
   const Contents start = some_contents(numbers, 5);
   build_wide("start", start);
   auto& acknowledged = shared<std::atomic<std::size_t>>();  // operations that returned
-  int kills = 0;
-  for (unsigned seed = 0; kills < amount(600, 2500); ++seed) {
+  for (unsigned seed = 0; kills < amount(600, 50'000); ++seed) {
     const auto operations = random_operations(seed + 100, 6, numbers);
-    const auto work_until_killed = [&](long step) {
-      steps_left = step;
+    const auto work = [&] {
       const int file = ISOPEN("file", kSharedMode);
       Contents contents = start;
       for (const Operation& operation : operations) {
@@ -47,11 +107,11 @@ TEST_F(DeathTest, KilledAtEveryStepNothingIsHalfDone) {
     };
     // Not many in a short run, so that they fall into many different operations.
     const int stride = amount(17, 1);
-    for (long step = 1 + seed % static_cast<unsigned>(stride);; step += stride, ++kills) {
+    for (long step = 1 + seed % static_cast<unsigned>(stride);; step += stride) {
       SCOPED_TRACE("seed " + std::to_string(seed) + " step " + std::to_string(step));
       copy_pair("start", "file");
       acknowledged = 0;
-      const int status = run_process([&] { work_until_killed(step); });
+      const int status = kill_at(step, work);
       Contents expected = start;
       for (std::size_t i = 0; i < acknowledged; ++i)
         apply(operations[i], expected);
@@ -64,7 +124,7 @@ TEST_F(DeathTest, KilledAtEveryStepNothingIsHalfDone) {
       ASSERT_EQ(status, -SIGKILL);
     }
   }
-  std::printf("[ killed ] %d times, each at another step\n", kills);
+  print_kills("in operations");
 }
 
 // Files are built, get keys, are in use when the machine is started again, have their indexes made
@@ -75,7 +135,8 @@ TEST_F(DeathTest, KilledAroundARunNothingIsLost) {
   build_wide("start", start);
   enum Life { kBuild, kAddKey, kSnapshot, kRestart, kRebuild, kLives };
   auto& acknowledged = shared<std::atomic<std::size_t>>();
-  const auto operations = random_operations(77, 12, 60);
+  std::vector<Operation> drawn;
+  const auto& operations = drawn;
   const KeyDescription later{1, 1, {{{200, 20, kIsCharacters}}}};
   const auto live = [&](Life life) {
     if (life == kRebuild) {
@@ -103,21 +164,19 @@ TEST_F(DeathTest, KilledAroundARunNothingIsLost) {
   const auto use_and_leave = [&] {  // in the run before
     EXPECT_EQ(ISREPLACE(ISOPEN("file", kSharedMode), start.begin()->second.data()), 0);
   };
-  int kills = 0;
-  for (int life = kBuild; life < kLives && !HasFailure(); ++life) {
+  for (int round = 0; (round < kLives || kills < amount(0, 30'000)) && !HasFailure(); ++round) {
+    const int life = round % kLives;
+    drawn = random_operations(static_cast<unsigned>(77 + round / kLives), 12, 60);
     int status = -SIGKILL;
-    for (long step = 1; status != 0 && !HasFailure(); step += amount(7, 1), ++kills) {
-      SCOPED_TRACE("life " + std::to_string(life) + " step " + std::to_string(step));
+    for (long step = 1; status != 0 && !HasFailure(); step += amount(7, 1)) {
+      SCOPED_TRACE("round " + std::to_string(round) + " step " + std::to_string(step));
       for (const char* name : {"file.idx", "file.dat"})
         std::filesystem::remove(name);
       if (life != kBuild) copy_pair("start", "file");
       EXPECT_EQ(life == kRestart ? run_process(use_and_leave) : 0, 0);
       acknowledged = 0;
       const OtherRun run;
-      status = run_process([&] {
-        steps_left = step;
-        live(static_cast<Life>(life));
-      });
+      status = kill_at(step, [&] { live(static_cast<Life>(life)); });
       ASSERT_TRUE(status == 0 || status == -SIGKILL) << status;
       Contents expected = life == kBuild ? Contents() : start;
       for (std::size_t i = 0; i < acknowledged; ++i)
@@ -133,7 +192,7 @@ TEST_F(DeathTest, KilledAroundARunNothingIsLost) {
       EXPECT_TRUE(found == expected || found == with_next);
     }
   }
-  std::printf("[ killed ] %d times around a run\n", kills);
+  print_kills("around a run");
 }
 
 // Indexes that are made again, in memory and in runs that are spilled.
@@ -156,16 +215,16 @@ TEST_F(DeathTest, KilledAtEveryStepARebuildLosesNothing) {
     EXPECT_EQ(ISADDINDEX(file, key), 0);
     EXPECT_EQ(ISCLOSE(file), 0);
   };
-  for (const std::function<void()>& work : {std::function<void()>(rebuild), {add_key}}) {
+  const auto either = [&](int round) { return round % 2 == 0 ? rebuild() : add_key(); };
+  for (int round = 0; (round < 2 || kills < amount(0, 10'000)) && !HasFailure(); ++round) {
     int status = -SIGKILL;
     long step = 0;
     while (status == -SIGKILL && !HasFailure()) {
       SCOPED_TRACE(++step);
       copy_pair("start", "file");
-      status = run_process([&] {
-        isam::sort_run_bytes = step % 2 == 0 ? 0 : 3000;
-        steps_left = step;
-        work();
+      status = kill_at(step, [&] {
+        isam::sort_run_bytes = (step + round / 2) % 2 == 0 ? 0 : 3000;
+        either(round);
       });
       Contents found;
       EXPECT_EQ(examine("file", found), "");
@@ -174,6 +233,7 @@ TEST_F(DeathTest, KilledAtEveryStepARebuildLosesNothing) {
     EXPECT_EQ(status, 0);
     EXPECT_GT(step, 10);
   }
+  print_kills("in a rebuild");
 }
 
 // The record leaves two thin leaves, which become one, for a leaf that is full and is divided: the
@@ -306,7 +366,7 @@ TEST_F(TortureTest, TheOthersGoOnWhenOneIsKilled) {
   };
   for (std::size_t index = 0; index < kWorkers; ++index)
     spawn(index);
-  const int kills = amount(60, 2000);
+  const int kills = amount(60, 20'000);
   for (int count = 0; count < kills && !HasFailure(); ++count) {
     usleep(static_cast<useconds_t>(random() % 8000));
     const std::size_t victim = random() % kWorkers;

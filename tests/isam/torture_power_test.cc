@@ -31,7 +31,13 @@ struct Power {
   std::map<std::int32_t, std::set<std::string>> allowed;
   Contents now;           // what a reader would find
   unsigned rarity = 150;  // steps to one loss
-  int images = 0;
+  std::string base = "file";
+  Contents older;  // what the pair "older" holds, which was the file when it was closed
+  struct {
+    int all = 0;
+    int again = 0;  // of those: while the file was opened after another one
+    int restored = 0;
+  } losses;
 };
 
 Power* power = nullptr;
@@ -64,36 +70,84 @@ std::string tear(Disk& disk, const std::string& now) {
   return image;
 }
 
-// Opens what the disk could hold after a power loss now, as another run of the machine would.
+// Everything done so far is on the disk now: only what is now there may be found.
+void all_is_flushed(Power& state) {
+  for (auto& [number, states] : state.allowed) {
+    const auto record = state.now.find(number);
+    states = {record == state.now.end() ? "" : record->second};
+  }
+}
+
+// What is found, a refusal being no answer.
+std::string examine_once_made_again(const std::string& base, Contents& found) {
+  std::string findings = examine(base, found);
+  if (findings != "open: " + std::to_string(kIsBadFile) + "\n") return findings;
+  IsRebuildReport report;
+  EXPECT_EQ(error_of(isrebuild(base.c_str(), report)), 0);
+  return examine(base, found);
+}
+
+// Opens what the disk could hold after a power loss now, as another run of the machine would. That
+// one may lose its power as well while it does so, or somebody has restored one half by then.
 void lose_power(const std::string& what) {
   SCOPED_TRACE(what);
-  write_file("image.idx", tear(power->index, read_file("file.idx")));
-  write_file("image.dat", tear(power->data, read_file("file.dat")));
-  pass_for_own("image");
+  Power* const before = power;
+  auto* const hook = isam::change_step_hook;
+  Power next = *before;
+  next.base += '+';
+  next.losses = {};
+  next.random.seed(static_cast<unsigned>(before->random()));
+  next.rarity = 20;
+  write_file(next.base + ".idx", tear(before->index, read_file(before->base + ".idx")));
+  write_file(next.base + ".dat", tear(before->data, read_file(before->base + ".dat")));
+  const auto restore = [&](const char* suffix) {
+    write_file(next.base + suffix, read_file("older"s + suffix));
+    ++next.losses.restored;
+  };
+  const auto kind = before->base == "file" ? next.random() % 8 : 7;
+  if (kind == 0) restore(".idx");
+  if (kind == 1) {
+    restore(".dat");
+    next.now = before->older;
+    all_is_flushed(next);
+  }
+  SCOPED_TRACE("kind " + std::to_string(kind));
+  const bool again = kind == 2 || kind == 3;
+  pass_for_own(next.base);
+  next.index.durable = next.index.seen = read_file(next.base + ".idx");
+  next.data.durable = next.data.seen = read_file(next.base + ".dat");
   const OtherRun after;
-  Power* const paused = std::exchange(power, nullptr);
-  auto* const hook = std::exchange(isam::change_step_hook, nullptr);
-  isam::sort_run_bytes = paused->images % 4 == 0 ? 1000 : 0;  // some are spilled
+  power = again ? &next : nullptr;
+  isam::change_step_hook = again ? hook : nullptr;
+  const auto run_bytes = std::exchange(isam::sort_run_bytes, next.random() % 4 == 0 ? 1000 : 0);
   Contents found;
-  EXPECT_EQ(examine("image", found), "");
-  isam::sort_run_bytes = 0;
-  for (const auto& [number, states] : paused->allowed) {
+  EXPECT_EQ(examine_once_made_again(next.base, found), "");
+  isam::sort_run_bytes = run_bytes;  // some are spilled
+  isam::change_step_hook = hook;
+  power = before;
+  for (const auto& [number, states] : next.allowed) {
     const auto record = found.find(number);
     EXPECT_TRUE(states.contains(record == found.end() ? "" : record->second)) << number;
   }
   for (const auto& [number, record] : found)
-    EXPECT_TRUE(paused->allowed.contains(number)) << number;
-  isam::change_step_hook = hook;
-  power = paused;
-  ++power->images;
+    EXPECT_TRUE(next.allowed.contains(number)) << number;
+  power->losses.all += 1 + next.losses.all;
+  power->losses.again += next.losses.all;
+  power->losses.restored += next.losses.restored;
 }
 
-// Everything done so far is on the disk now: only what is now there may be found.
-void all_is_flushed() {
-  for (auto& [number, states] : power->allowed) {
-    const auto record = power->now.find(number);
-    states = {record == power->now.end() ? "" : record->second};
-  }
+// Closes it, and keeps a copy of it that is restored later.
+void close_and_keep(int file) {
+  ASSERT_EQ(error_of(ISCLOSE(file)), 0);
+  all_is_flushed(*power);
+  copy_pair("file", "older");
+  power->older = power->now;
+}
+
+void print_losses(const Power& state) {
+  std::printf(
+      "[ power  ] lost %d times, %d of them in a rebuild after a loss, %d with a half restored\n",
+      state.losses.all, state.losses.again, state.losses.restored);
 }
 
 // Writes, replaces (in one operation, or by deleting and writing again) or deletes. Whoever only
@@ -200,8 +254,8 @@ void sometimes_lose_power() {
 }
 
 // Loses power between steps and operations of a file that is opened again and again.
-void exchange_and_lose_power(Power& state, int images) {
-  while (state.images < images && !testing::Test::HasFailure()) {
+void exchange_and_lose_power(Power& state, int losses) {
+  while (state.losses.all < losses && !testing::Test::HasFailure()) {
     const int file = ISOPEN("file", kSharedMode);
     ASSERT_GE(file, 0);
     for (int count = 0; count < 20; ++count) {
@@ -209,10 +263,9 @@ void exchange_and_lose_power(Power& state, int images) {
       if (state.random() % 4 == 0) lose_power("between exchanges");
       if (state.random() % 6 != 0) continue;
       ASSERT_EQ(ISFLUSH(file), 0);
-      all_is_flushed();
+      all_is_flushed(state);
     }
-    ASSERT_EQ(ISCLOSE(file), 0);
-    all_is_flushed();
+    close_and_keep(file);
   }
 }
 
@@ -221,13 +274,13 @@ TEST_F(TortureTest, RecordsThatExchangeUniqueValuesSurviveAPowerLoss) {
   state.rarity = 400;
   file_synced_hook = note_sync;
   power = &state;
-  EXPECT_EQ(ISCLOSE(build_valued()), 0);
+  close_and_keep(build_valued());
   isam::change_step_hook = sometimes_lose_power;
-  exchange_and_lose_power(state, amount(400, 10'000));
+  exchange_and_lose_power(state, amount(400, 50'000));
   isam::change_step_hook = nullptr;
   file_synced_hook = nullptr;
   power = nullptr;
-  std::printf("[ power  ] lost %d times\n", state.images);
+  print_losses(state);
 }
 
 // Puts the slot that holds this record into an image of the data file.
@@ -341,9 +394,10 @@ TEST_F(TortureTest, WhatWasFlushedSurvivesAPowerLoss) {
   file_synced_hook = note_sync;
   power = &state;
   build_wide("file", {});
-  const int images = amount(400, 10000);
+  close_and_keep(ISOPEN("file", kSharedMode));
+  const int losses = amount(400, 50'000);
   isam::change_step_hook = sometimes_lose_power;
-  for (unsigned round = 0; state.images < images && !HasFailure(); ++round) {
+  for (unsigned round = 0; state.losses.all < losses && !HasFailure(); ++round) {
     const int file = ISOPEN("file", round % 2 == 0 ? kSharedMode : kExclusiveMode);
     ASSERT_GE(file, 0);
     for (const Operation& operation : random_operations(round, 60, 120)) {
@@ -352,18 +406,17 @@ TEST_F(TortureTest, WhatWasFlushedSurvivesAPowerLoss) {
         state.rarity = 2;  // flushing has few steps, and each counts
         ASSERT_EQ(ISFLUSH(file), 0);
         state.rarity = 150;
-        all_is_flushed();
+        all_is_flushed(state);
       }
       if (state.random() % 8 == 0) lose_power("between operations");
     }
-    ASSERT_EQ(ISCLOSE(file), 0);
-    all_is_flushed();
+    close_and_keep(file);
     lose_power("after closing");
   }
   isam::change_step_hook = nullptr;
   file_synced_hook = nullptr;
   power = nullptr;
-  std::printf("[ power  ] lost %d times\n", state.images);
+  print_losses(state);
 }
 
 }  // namespace

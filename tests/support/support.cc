@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <fstream>
 #include <iomanip>
 #include <sstream>
@@ -11,10 +12,13 @@ namespace marigold::test {
 
 namespace {
 
-// In memory where there is such a place: most of what the tests write is synced.
+// Where TMPDIR says, or in memory where there is such a place: most of what the tests write is
+// synced.
 std::string parent_of_work() {
   const char* const memory = "/dev/shm";
-  return access(memory, W_OK) == 0 ? memory : std::filesystem::temp_directory_path().string();
+  const bool said = std::getenv("TMPDIR") != nullptr;
+  return !said && access(memory, W_OK) == 0 ? memory
+                                            : std::filesystem::temp_directory_path().string();
 }
 
 }  // namespace
