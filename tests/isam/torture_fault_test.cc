@@ -437,7 +437,10 @@ INSTANTIATE_TEST_SUITE_P(Files, DamageTest, testing::Range(0, 3),
 TEST_F(TortureTest, WhatIsNoChangeIsNotUndone) {
   const auto undo_so_much = [](const Moments& moments, bool in_use, std::uint64_t used) {
     Pair pair = moments.pairs[1];
-    std::memcpy(&pair[0][offsetof(isam::IndexHeader, undo_used)], &used, sizeof used);
+    constexpr std::size_t kUsed = offsetof(isam::IndexHeader, undo_used);
+    std::memcpy(&pair[0][kUsed], &used, sizeof used);
+    const std::uint64_t first[] = {std::uint64_t{1} << 40, kUsed, sizeof used};  // would go there
+    std::memcpy(&pair[0][isam::kUndoStart * isam::kPageSize], first, sizeof first);
     for (std::size_t half = 0; half < 2; ++half)
       write_sparse(kNames[half], pair[half]);
     use_all_ways(moments, !in_use, true);
@@ -446,7 +449,7 @@ TEST_F(TortureTest, WhatIsNoChangeIsNotUndone) {
   for (const bool in_use : {false, true}) {
     const Moments moments = make_moments(9, in_use);
     EXPECT_EQ(run_process([&] {
-                for (std::uint64_t used = 1; used < 1500 && !HasFailure(); ++used)
+                for (std::uint64_t used = 8; used < 2000 && !HasFailure(); used += 8)
                   undo_so_much(moments, in_use, used);
               }),
               0)
