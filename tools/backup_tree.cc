@@ -23,31 +23,32 @@ std::string without_slashes(std::string path) {
   return path;
 }
 
-std::string mark_path(const std::string& directory) {
-  return directory + "/.in-use";
+// Made first, locked while the run is alive, and written last.
+std::string manifest_path(const std::string& directory) {
+  return directory + "/" + kManifestName;
 }
 
 // What cannot be removed is in nobody's way.
 void remove_abandoned(const std::string& path) {
   for (const std::string& left : new_files_abandoned(path)) {
-    RecordFile mark;
-    const int failed = mark.open_own(mark_path(left).c_str(), true);
+    RecordFile manifest;
+    const int failed = manifest.open_own(manifest_path(left).c_str(), true);
     if (failed == ENOENT) static_cast<void>(file_remove_directory(left.c_str()));
-    if (failed == 0 && mark.lock(0, 1, true) == 0)
+    if (failed == 0 && manifest.lock(0, 1, true) == 0)
       static_cast<void>(file_remove_tree(left.c_str()));
   }
 }
 
-// Makes a directory with a mark that is locked. Until it has one another run may remove it.
-int make_marked(const std::string& path, RecordFile& mark) {
+// Makes a directory with a manifest that is locked. Until it has one another run may remove it.
+int make_locked(const std::string& path, RecordFile& manifest) {
   constexpr int kMostTimes = 10;
   int failed = ENOENT;
   for (int time = 0; failed == ENOENT && time < kMostTimes; ++time) {
     failed = file_make_own_directory(path.c_str());
     if (failed != 0) return failed;
-    failed = mark.create(mark_path(path).c_str(), NewFileAccess::kOwnerOnly);
+    failed = manifest.create(manifest_path(path).c_str(), NewFileAccess::kOwnerOnly);
   }
-  return failed == 0 ? mark.lock(0, 1, true) : failed;
+  return failed == 0 ? manifest.lock(0, 1, true) : failed;
 }
 
 }  // namespace
@@ -66,7 +67,7 @@ bool BackupTree::make(std::string& reason) {
                      std::filesystem::is_empty(path_, unknown) && !unknown;
   if (std::filesystem::exists(status) && !empty) return fail(path_, EEXIST, reason);
   remove_abandoned(path_);
-  const int error = make_marked(temporary_, mark_);
+  const int error = make_locked(temporary_, manifest_);
   made_ = error != EEXIST;
   return error == 0 || fail(path_, error, reason);
 }
@@ -110,18 +111,15 @@ bool BackupTree::finish(const BackupManifest& manifest, std::string& reason) {
     if (error == 0) error = file_sync_directory(inside.c_str());
   }
   const std::string path = path_of(kManifestName);
-  FileWriter file;
-  if (error == 0) error = file.make(path.c_str(), NewFileAccess::kOwnerOnly);
-  if (error == 0) error = file.write(manifest_text(manifest));
-  if (error == 0) error = file.sync();
-  if (error == 0) error = file.close();
+  if (error == 0) error = manifest_.write(0, manifest_text(manifest));
+  if (error == 0) error = manifest_.sync();
   if (error == 0) error = file_sync_directory(path.c_str());
   return error == 0 || fail(path_ + "/" + kManifestName, error, reason);
 }
 
 bool BackupTree::put_in_place(std::string& reason) {
-  int error = stop_signals_pending() ? EINTR : file_remove(mark_path(temporary_).c_str());
-  if (error == 0) error = file_replace(temporary_.c_str(), path_.c_str());
+  const int error =
+      stop_signals_pending() ? EINTR : file_replace(temporary_.c_str(), path_.c_str());
   if (error != 0) return fail(path_, error, reason);
   made_ = false;
   return true;

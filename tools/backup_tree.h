@@ -47,7 +47,7 @@ class BackupTree {
   StopSignalsHold hold_;
   std::string path_;
   std::string temporary_;
-  RecordFile mark_;  // in the directory, locked: this run is alive
+  RecordFile manifest_;  // locked: this run is alive
   bool made_ = false;
 };
 
