@@ -43,13 +43,15 @@ struct Power {
 Power* power = nullptr;
 
 void note_sync(const MappedFile& file, std::uint64_t offset, std::uint64_t bytes) {
-  if (power == nullptr || file.memory() == nullptr) return;
+  std::uint64_t size = 0;
+  if (power == nullptr || file.memory() == nullptr || file.size(size) != 0) return;
   const std::string now(reinterpret_cast<const char*>(file.memory()) + offset, bytes);
   const bool is_index = file.memory()[1] == std::byte{0x53};
   Disk& disk = is_index ? power->index : power->data;
-  if (offset == 0) disk = {now, now};
-  disk.durable.replace(offset, bytes, now);
-  disk.seen.replace(offset, bytes, now);
+  for (std::string* content : {&disk.durable, &disk.seen}) {
+    if (bytes == size || content->size() < offset + bytes) content->resize(offset + bytes);
+    content->replace(offset, bytes, now);
+  }
 }
 
 // Any sector as it was at the last sync, at some moment since, or now; the length as it was or is.
