@@ -4,7 +4,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
 
 namespace marigold::bench {
 
@@ -20,6 +24,19 @@ bool in_child(Body body) {
   }
   int status = -1;
   return child > 0 && waitpid(child, &status, 0) == child && status == 0;
+}
+
+// What a program does that is called NAME [COUNT] [DIRECTORY]: measures in a directory of its own
+// below the given one, and removes it. Its exit status.
+template <typename Measure>
+int in_own_directory(const char* name, int argc, char** argv, Measure measure) {
+  const std::uint64_t count = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 1'000'000;
+  const std::string parent = argc > 2 ? argv[2] : std::filesystem::temp_directory_path().string();
+  std::string directory = parent + "/" + name + ".XXXXXX";
+  if (count < 1 || mkdtemp(directory.data()) == nullptr) return 1;
+  const bool done = measure(directory + "/file", count);
+  std::filesystem::remove_all(directory);
+  return done ? 0 : 1;
 }
 
 }  // namespace marigold::bench

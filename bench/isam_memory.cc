@@ -68,13 +68,9 @@ bool read_and_report(const std::string& base, std::uint64_t count) {
 
 int main(int argc, char** argv) {
   using namespace marigold::bench;
-  const std::uint64_t count = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 1'000'000;
-  const std::string parent = argc > 2 ? argv[2] : std::filesystem::temp_directory_path().string();
-  std::string directory = parent + "/isam_memory.XXXXXX";
-  if (count < 1 || mkdtemp(directory.data()) == nullptr) return 1;
-  const std::string base = directory + "/file";
-  const bool done = in_child([&] { return make(base, count); }) &&
-                    in_child([&] { return read_and_report(base, count); });
-  std::filesystem::remove_all(directory);
-  return done ? 0 : 1;
+  return in_own_directory("isam_memory", argc, argv,
+                          [](const std::string& base, std::uint64_t count) {
+                            return in_child([&] { return make(base, count); }) &&
+                                   in_child([&] { return read_and_report(base, count); });
+                          });
 }

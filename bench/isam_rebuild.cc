@@ -110,11 +110,5 @@ bool measure(const std::string& base, std::uint64_t count) {
 
 int main(int argc, char** argv) {
   using namespace marigold::bench;
-  const std::uint64_t count = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 1'000'000;
-  const std::string parent = argc > 2 ? argv[2] : std::filesystem::temp_directory_path().string();
-  std::string directory = parent + "/isam_rebuild.XXXXXX";
-  if (count < 1 || mkdtemp(directory.data()) == nullptr) return 1;
-  const bool done = measure(directory + "/file", count);
-  std::filesystem::remove_all(directory);
-  return done ? 0 : 1;
+  return in_own_directory("isam_rebuild", argc, argv, measure);
 }
