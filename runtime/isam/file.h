@@ -71,7 +71,7 @@ struct File {
   // Of which this change need not save anything any more. Room for all that the undo area can hold,
   // so that no change runs out of memory.
   std::vector<PageNumber> saved_pages;
-  // How often we have let the process rest that settles, since the epoch began.
+  // How often this process has rested in an epoch while another one settled.
   struct {
     std::uint32_t epoch = 0;
     int count = 0;
@@ -179,7 +179,7 @@ inline constexpr int kPutInUseFirst = -1;
 inline constexpr int kSettleRipeFirst = -2;
 inline constexpr int kSettleAllFirst = -3;
 
-// Sees to it that the file has been put in use before its first change. The writer's.
+// 0, or kPutInUseFirst: the file is put in use before its first change. The writer's.
 inline int change_prepare(const File& file) {
   return file.header().state == kStateInUse ? 0 : kPutInUseFirst;
 }

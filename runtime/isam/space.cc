@@ -76,8 +76,9 @@ int give_back_space(File& file) {
 }
 
 int file_grow_index(File& file, std::uint64_t pages) {
-  if (pages <= file.verified.size()) return 0;
-  if (const int failed = grow(file.index, pages * kPageSize, file.index_space)) return failed;
+  const std::uint64_t needed = pages * kPageSize;
+  if (needed <= file.index_space && pages <= file.verified.size()) return 0;
+  if (const int failed = grow(file.index, needed, file.index_space)) return failed;
   return note_space(file);
 }
 
