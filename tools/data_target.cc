@@ -9,7 +9,7 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/data/data_path.h"
-#include "runtime/data/half_restored.h"
+#include "runtime/data/restore_journal.h"
 #include "runtime/data/lock_file.h"
 #include "runtime/data/version.h"
 #include "runtime/isam/isam.h"

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <sstream>
 
 #include "runtime/platform/file.h"
 #include "runtime/platform/new_file.h"
@@ -17,10 +16,6 @@ int (*restore_step_hook)(const char* step) = nullptr;
 
 namespace {
 
-constexpr std::string_view kAt = "at ";
-constexpr std::string_view kOld = "old ";
-constexpr std::string_view kNew = "new ";
-
 int step(const char* name) {
   return restore_step_hook == nullptr ? 0 : restore_step_hook(name);
 }
@@ -29,60 +24,13 @@ std::string kept(const std::string& path) {
   return path + ".unrestored";
 }
 
-struct Journal {
-  std::string run;
-  std::string counting;  // the journal that counts
-  std::vector<std::string> directories;
-  std::vector<std::string> old_files;
-  std::vector<std::string> new_files;
-};
-
 std::string directory_of(const std::string& path) {
   return std::filesystem::path(path).parent_path().string();
 }
 
-std::string name_of(const std::string& path) {
-  return std::filesystem::path(path).filename().string();
-}
-
-// As it stands in one of the directories.
-std::string as_text(const Journal& journal, const std::string& directory) {
-  std::string text = journal.run + "\n" + journal.counting + "\n";
-  for (const std::string& other : journal.directories)
-    text.append(kAt).append(other).append("\n");
-  for (const std::string& path : journal.old_files) {
-    if (directory_of(path) == directory) text.append(kOld).append(name_of(path)).append("\n");
-  }
-  for (const std::string& path : journal.new_files) {
-    if (directory_of(path) == directory) text.append(kNew).append(name_of(path)).append("\n");
-  }
-  return text + "end\n";
-}
-
-// False when it is not whole: then nothing was replaced yet. Its names are those of files beside
-// it, so that whoever may write in one directory has no say about another.
-bool read_journal(const std::string& path, Journal& journal) {
-  std::string text;
-  if (file_read(path.c_str(), text) != 0 || !text.ends_with("\nend\n")) return false;
-  std::istringstream lines(text);
-  std::getline(lines, journal.run);
-  std::getline(lines, journal.counting);
-  const std::string directory = directory_of(path) + "/";
-  for (std::string line; std::getline(lines, line);) {
-    if (line.starts_with(kAt)) {
-      journal.directories.push_back(line.substr(kAt.size()));
-      continue;
-    }
-    if (line.find('/') != std::string::npos) return false;
-    if (line.starts_with(kOld)) journal.old_files.push_back(directory + line.substr(kOld.size()));
-    if (line.starts_with(kNew)) journal.new_files.push_back(directory + line.substr(kNew.size()));
-  }
-  return true;
-}
-
 // Renaming does nothing to two names of one file: so the second name is removed after it. 0, or the
 // first error.
-int put_back(const Journal& journal) {
+int put_back(const RestoreJournal& journal) {
   int first = 0;
   for (const std::string& path : journal.old_files) {
     const std::string second = kept(path);
@@ -99,7 +47,7 @@ int put_back(const Journal& journal) {
   return first;
 }
 
-void forget(const Journal& journal) {
+void forget(const RestoreJournal& journal) {
   for (const std::string& path : journal.old_files)
     static_cast<void>(file_remove(kept(path).c_str()));
 }
@@ -137,7 +85,7 @@ int RestoreSwap::check_names() {
 }
 
 int RestoreSwap::write_journals() {
-  Journal journal;
+  RestoreJournal journal;
   journal.run = new_file_name("");
   journal.counting = directory_of(replacements_.front().path) + "/" + kRestoreJournal;
   for (const Replacement& one : replacements_)
@@ -156,7 +104,7 @@ int RestoreSwap::write_journals() {
     if (failed == 0) failed = file.make(path.c_str());
     if (failed != 0) return failed;
     journals_.push_back(path);
-    failed = file.write(as_text(journal, directory));
+    failed = file.write(restore_journal_text(journal, directory));
     if (failed == 0) failed = file.sync();
     if (failed == 0) failed = file_sync_directory(path.c_str());
     if (failed != 0) return failed;
@@ -206,7 +154,7 @@ int RestoreSwap::commit() {
 }
 
 int RestoreSwap::undo() {
-  Journal done;
+  RestoreJournal done;
   for (const Replacement& one : replacements_) {
     if (one.linked) done.old_files.push_back(one.path);
     if (!one.had_old && one.staged.empty()) done.new_files.push_back(one.path);
@@ -257,13 +205,13 @@ bool fail(Problems& problems, const std::string& problem) {
 }
 
 // What the run was about in all its directories, and its journals, the one that counts first.
-Journal all_of(const Journal& counting, std::vector<std::string>& journals) {
-  Journal whole;
+RestoreJournal all_of(const RestoreJournal& counting, std::vector<std::string>& journals) {
+  RestoreJournal whole;
   journals.push_back(counting.counting);
   for (const std::string& directory : counting.directories) {
     const std::string path = directory + "/" + kRestoreJournal;
-    Journal one;
-    if (!read_journal(path, one) || one.run != counting.run) continue;
+    RestoreJournal one;
+    if (!read_restore_journal(path, one) || one.run != counting.run) continue;
     whole.old_files.insert(whole.old_files.end(), one.old_files.begin(), one.old_files.end());
     whole.new_files.insert(whole.new_files.end(), one.new_files.begin(), one.new_files.end());
     if (path != counting.counting) journals.push_back(path);
@@ -271,7 +219,7 @@ Journal all_of(const Journal& counting, std::vector<std::string>& journals) {
   return whole;
 }
 
-bool is_free(const Journal& journal, Problems& problems) {
+bool is_free(const RestoreJournal& journal, Problems& problems) {
   for (const auto* files : {&journal.old_files, &journal.new_files}) {
     for (const std::string& path : *files) {
       if (!processes_locking(path.c_str()).empty())
@@ -288,19 +236,19 @@ bool is_free(const Journal& journal, Problems& problems) {
 bool recover_restore(const std::string& directory, Problems& problems) {
   const std::string found = directory + "/" + kRestoreJournal;
   if (!file_exists(found.c_str())) return true;
-  Journal journal;
-  if (!read_journal(found, journal)) {
+  RestoreJournal journal;
+  if (!read_restore_journal(found, journal)) {
     if (is_alive(found)) return fail(problems, found + ": another restore is at work");
     const int failed = remove_journals({found});
     return failed == 0 || fail(problems, file_error(found, failed));
   }
   if (is_alive(journal.counting))
     return fail(problems, journal.counting + ": another restore is at work");
-  Journal counting;
+  RestoreJournal counting;
   std::vector<std::string> journals;
   int failed = 0;
-  if (read_journal(journal.counting, counting) && counting.run == journal.run) {
-    const Journal whole = all_of(counting, journals);
+  if (read_restore_journal(journal.counting, counting) && counting.run == journal.run) {
+    const RestoreJournal whole = all_of(counting, journals);
     if (!is_free(whole, problems)) return false;
     failed = put_back(whole);
   } else {

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "runtime/data/half_restored.h"
+#include "runtime/data/restore_journal.h"
 #include "runtime/platform/new_file.h"
 #include "tools/report.h"
 

@@ -10,7 +10,7 @@
 #include "runtime/data/data_fatal.h"
 #include "runtime/data/data_path.h"
 #include "runtime/data/field_access.h"
-#include "runtime/data/half_restored.h"
+#include "runtime/data/restore_journal.h"
 #include "runtime/data/isam_access.h"
 #include "runtime/data/random_file.h"
 #include "runtime/data/version.h"

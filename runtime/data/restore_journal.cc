@@ -1,49 +1,77 @@
-#include "runtime/data/half_restored.h"
+#include "runtime/data/restore_journal.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <sstream>
+#include <string_view>
 
 #include "runtime/platform/file.h"
 
 namespace marigold {
 namespace {
 
-struct Journal {
-  std::string run;
-  std::string counting;  // the path of the journal that counts
-  std::string rest;      // lines: "old NAME" or "new NAME", and others
-};
+constexpr std::string_view kAt = "at ";
+constexpr std::string_view kOld = "old ";
+constexpr std::string_view kNew = "new ";
 
-// False when there is none that is whole: then nothing was replaced.
-bool read_journal(const std::string& path, Journal& journal) {
-  std::string text;
-  if (!file_exists(path.c_str())) return false;
-  if (file_read(path.c_str(), text) != 0 || !text.ends_with("\nend\n")) return false;
-  std::istringstream lines(text);
-  std::getline(lines, journal.run);
-  std::getline(lines, journal.counting);
-  journal.rest = "\n" + text.substr(static_cast<std::size_t>(lines.tellg()));
-  return true;
+std::string directory_of(const std::string& path) {
+  return std::filesystem::path(path).parent_path().string();
 }
 
-bool names(const Journal& journal, const std::string& file) {
-  for (const std::string head : {"\nold ", "\nnew "}) {
-    for (const char* behind : {"\n", ".dat\n", ".idx\n"}) {
-      if (journal.rest.find(head + file + behind) != std::string::npos) return true;
-    }
-  }
-  return false;
+std::string name_of(const std::string& path) {
+  return std::filesystem::path(path).filename().string();
+}
+
+bool has_file(const std::vector<std::string>& paths, const std::string& name) {
+  return std::ranges::any_of(paths, [&name](const std::string& path) {
+    const std::string other = name_of(path);
+    return other == name || other == name + ".dat" || other == name + ".idx";
+  });
 }
 
 }  // namespace
 
+std::string restore_journal_text(const RestoreJournal& journal, const std::string& directory) {
+  std::string text = journal.run + "\n" + journal.counting + "\n";
+  for (const std::string& other : journal.directories)
+    text.append(kAt).append(other).append("\n");
+  for (const std::string& path : journal.old_files) {
+    if (directory_of(path) == directory) text.append(kOld).append(name_of(path)).append("\n");
+  }
+  for (const std::string& path : journal.new_files) {
+    if (directory_of(path) == directory) text.append(kNew).append(name_of(path)).append("\n");
+  }
+  return text + "end\n";
+}
+
+bool read_restore_journal(const std::string& path, RestoreJournal& journal) {
+  std::string text;
+  if (file_read(path.c_str(), text) != 0 || !text.ends_with("\nend\n")) return false;
+  std::istringstream lines(text);
+  std::getline(lines, journal.run);
+  std::getline(lines, journal.counting);
+  const std::string directory = directory_of(path) + "/";
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with(kAt)) {
+      journal.directories.push_back(line.substr(kAt.size()));
+      continue;
+    }
+    if (line.find('/') != std::string::npos) return false;
+    if (line.starts_with(kOld)) journal.old_files.push_back(directory + line.substr(kOld.size()));
+    if (line.starts_with(kNew)) journal.new_files.push_back(directory + line.substr(kNew.size()));
+  }
+  return true;
+}
+
 bool is_half_restored(const std::string& base) {
-  const std::filesystem::path path(base);
-  Journal journal;
-  Journal counting;
-  return read_journal((path.parent_path() / kRestoreJournal).string(), journal) &&
-         names(journal, path.filename().string()) && read_journal(journal.counting, counting) &&
-         counting.run == journal.run;
+  const std::string path = std::filesystem::path(base).replace_filename(kRestoreJournal).string();
+  if (!file_exists(path.c_str())) return false;
+  RestoreJournal journal;
+  RestoreJournal counting;
+  if (!read_restore_journal(path, journal)) return false;
+  const bool named =
+      has_file(journal.old_files, name_of(base)) || has_file(journal.new_files, name_of(base));
+  return named && read_restore_journal(journal.counting, counting) && counting.run == journal.run;
 }
 
 }  // namespace marigold

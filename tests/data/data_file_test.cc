@@ -9,7 +9,7 @@
 
 #include "runtime/core/user_interface.h"
 #include "runtime/data/data_path.h"
-#include "runtime/data/half_restored.h"
+#include "runtime/data/restore_journal.h"
 #include "runtime/data/isam_access.h"
 #include "runtime/data/version.h"
 #include "runtime/isam/file.h"
