@@ -51,6 +51,7 @@ int note_space(File& file) {
     return kIsNoMemory;
   }
   file.slots = slots;
+  file.hints.expect(slots);
   return 0;
 }
 
