@@ -83,7 +83,7 @@ struct File {
   } settling;
   const char* made_anew = "";  // why the indexes were, when it was opened
   SlotHints hints;
-  std::vector<std::uint64_t> verified_slots;  // a bit each: its check was right
+  std::vector<std::uint64_t> verified_slots;  // a bit each: its check was right, or made here
   std::vector<std::uint8_t> verified;  // by page: its check was right, or has become void since
 
   [[nodiscard]] IndexHeader& header() const {
@@ -302,6 +302,10 @@ inline bool slot_was_live(File& file, std::uint64_t number) {
   if (!slot_is_live(file, slot)) return false;
   word |= bit;
   return true;
+}
+// The process has made the check itself.
+inline void slot_is_verified(File& file, std::uint64_t number) {
+  file.verified_slots[number / 64] |= std::uint64_t{1} << number % 64;
 }
 
 inline std::uint64_t index_bytes(const File& file) {

@@ -54,9 +54,11 @@ struct Path {
 enum class Bound { kNotLess, kGreater };
 bool tree_find(File& file, std::size_t tree, const Probe& probe, Bound bound, Path& path);
 
-// The same in two steps: down to the leaf, which is then being fetched, and the place in it.
-// Between them the caller approaches the other trees, and waits once for the leaves of all.
-bool tree_approach(File& file, std::size_t tree, const Probe& probe, Path& path);
+// The same in steps: to the root; from each level (path.levels - 1 to 1) to the node below, which
+// is then being fetched and is path.nodes[0]; in the leaf to the place. Whoever goes down in
+// several trees takes a step in each in turn, and waits for the nodes of all at once.
+bool tree_enter(const File& file, std::size_t tree, Path& path);
+bool tree_follow(File& file, std::size_t tree, std::size_t level, const Probe& probe, Path& path);
 bool tree_arrive(File& file, std::size_t tree, const Probe& probe, Bound bound, Path& path);
 
 // Moves from the place behind the last entry of a leaf to the first entry of the next; page 0 when

@@ -73,33 +73,42 @@ std::strong_ordering compare_prefix(const Node& node, const Probe& probe) {
   return std::strong_ordering::equal;
 }
 
-// Goes down from the root to a leaf, which is not looked at yet; `choose` gives the child to follow
-// in an inner node.
+// From an inner node to its child, which is then being fetched; `choose` gives the one to follow.
+template <typename Choose>
+bool follow(File& file, std::size_t tree, std::size_t level, Path& path, Choose choose) {
+  PageNumber& page = path.nodes[0].page;
+  Node node;
+  if (!read_node(file, page, kInner, tree, node) || node.header.count == 0) return false;
+  const std::uint32_t index = choose(node);
+  path.nodes[level] = {page, index};
+  page = node.number(index);
+  tree_fetch(file, page);
+  return true;
+}
+
+// From the root to a leaf, which is not looked at yet.
 template <typename Choose>
 bool descend(File& file, std::size_t tree, Path& path, Choose choose) {
-  const TreeHeader root = file.contents().trees[tree];
-  if (root.levels < 1 || root.levels > kMostLevels) return false;
-  path.levels = root.levels;
-  PageNumber page = root.root;
-  for (std::size_t level = root.levels - 1; level > 0; --level) {
-    Node node;
-    if (!read_node(file, page, kInner, tree, node) || node.header.count == 0) return false;
-    const std::uint32_t index = choose(node);
-    path.nodes[level] = {page, index};
-    page = node.number(index);
-    if (level > 1) tree_fetch(file, page);  // the leaf is the caller's
+  if (!tree_enter(file, tree, path)) return false;
+  for (std::size_t level = path.levels - 1; level > 0; --level) {
+    if (!follow(file, tree, level, path, choose)) return false;
   }
-  path.nodes[0] = {page, 0};
   return true;
 }
 
 }  // namespace
 
-bool tree_approach(File& file, std::size_t tree, const Probe& probe, Path& path) {
-  const bool sound = descend(
-      file, tree, path, [&](const Node& node) { return entries_before(node, 1, probe, true) - 1; });
-  if (sound) tree_fetch(file, path.nodes[0].page);
-  return sound;
+bool tree_enter(const File& file, std::size_t tree, Path& path) {
+  const TreeHeader root = file.contents().trees[tree];
+  if (root.levels < 1 || root.levels > kMostLevels) return false;
+  path.levels = root.levels;
+  path.nodes[0] = {root.root, 0};
+  return true;
+}
+
+bool tree_follow(File& file, std::size_t tree, std::size_t level, const Probe& probe, Path& path) {
+  return follow(file, tree, level, path,
+                [&](const Node& node) { return entries_before(node, 1, probe, true) - 1; });
 }
 
 bool tree_arrive(File& file, std::size_t tree, const Probe& probe, Bound bound, Path& path) {
@@ -114,7 +123,11 @@ bool tree_arrive(File& file, std::size_t tree, const Probe& probe, Bound bound, 
 }
 
 bool tree_find(File& file, std::size_t tree, const Probe& probe, Bound bound, Path& path) {
-  return tree_approach(file, tree, probe, path) && tree_arrive(file, tree, probe, bound, path);
+  if (!tree_enter(file, tree, path)) return false;
+  for (std::size_t level = path.levels - 1; level > 0; --level) {
+    if (!tree_follow(file, tree, level, probe, path)) return false;
+  }
+  return tree_arrive(file, tree, probe, bound, path);
 }
 
 bool tree_settle_forward(File& file, std::size_t tree, Place& place, Node& leaf) {

@@ -25,13 +25,21 @@ struct Entries {
 // Those from the tree `first` on.
 bool find_entries(File& file, std::size_t first, const char* record, std::uint64_t sequence,
                   Entries& entries) {
+  auto& [probes, paths] = entries;
+  std::size_t levels = 0;
   for (std::size_t tree = first; tree < file.trees.size(); ++tree) {
-    entries.probes[tree] = new_probe(file.trees[tree], record, sequence);
-    if (!tree_approach(file, tree, entries.probes[tree], entries.paths[tree])) return false;
+    probes[tree] = new_probe(file.trees[tree], record, sequence);
+    if (!tree_enter(file, tree, paths[tree])) return false;
+    levels = std::max(levels, paths[tree].levels);
+  }
+  for (std::size_t level = levels; level-- > 1;) {
+    for (std::size_t tree = first; tree < file.trees.size(); ++tree) {
+      if (level >= paths[tree].levels) continue;
+      if (!tree_follow(file, tree, level, probes[tree], paths[tree])) return false;
+    }
   }
   for (std::size_t tree = first; tree < file.trees.size(); ++tree) {
-    if (!tree_arrive(file, tree, entries.probes[tree], Bound::kNotLess, entries.paths[tree]))
-      return false;
+    if (!tree_arrive(file, tree, probes[tree], Bound::kNotLess, paths[tree])) return false;
   }
   return true;
 }
@@ -65,7 +73,8 @@ int find_further_entries(File& file, SlotNumber slot, Entries& entries) {
 // Finds the record with this primary key, which must not be locked by another process, and its
 // entries.
 int find_record(File& file, const char* record, SlotNumber& slot, Entries& entries) {
-  const Probe probe = new_probe(file.trees[0], record, 0);
+  Probe& probe = entries.probes[0];
+  probe = new_probe(file.trees[0], record, 0);
   Path& path = entries.paths[0];
   if (!tree_find(file, 0, probe, Bound::kNotLess, path)) return kIsBadFile;
   if (!place_has_key(file, 0, path.nodes[0], probe, slot)) return kIsNoRecord;
@@ -81,18 +90,20 @@ int next_sequence(const File& file, std::uint64_t& sequence) {
 }
 
 // Puts a record into a slot. Within a change.
-int put_record(File& file, const char* record, std::uint64_t sequence, SlotNumber& slot) {
+int put_record(File& file, const char* record, std::uint64_t sequence, const Probe& primary,
+               SlotNumber& slot) {
   slot = slot_take(file);
   if (slot == 0) return kIsBadFile;
   record_store(file, slot, record, sequence);
+  slot_is_verified(file, slot);
   file.contents().sequence = sequence;
-  file.hints.note(hint_hash(file.trees[0], new_probe(file.trees[0], record, 0)), slot);
+  file.hints.note(hint_hash(file.trees[0], primary), slot);
   return 0;
 }
 
 int insert_everywhere(File& file, const char* record, std::uint64_t sequence, Entries& entries) {
   SlotNumber slot = 0;
-  if (const int failed = put_record(file, record, sequence, slot)) return failed;
+  if (const int failed = put_record(file, record, sequence, entries.probes[0], slot)) return failed;
   ++file.contents().record_count;
   for (std::size_t tree = 0; tree < file.trees.size(); ++tree) {
     if (const int failed =
@@ -129,8 +140,9 @@ int move_entry(File& file, std::size_t tree, Path& old_path, const Probe& probe,
 int replace_everywhere(File& file, const char* record, std::uint64_t sequence, SlotNumber old_slot,
                        Entries& entries) {
   SlotNumber slot = 0;
-  if (const int failed = put_record(file, record, sequence, slot)) return failed;
-  for (std::size_t tree = 0; tree < file.trees.size(); ++tree) {
+  if (const int failed = put_record(file, record, sequence, entries.probes[0], slot)) return failed;
+  tree_set_number(file, entries.paths[0].nodes[0], slot);
+  for (std::size_t tree = 1; tree < file.trees.size(); ++tree) {
     const Probe probe = new_probe(file.trees[tree], record, sequence);
     if (const int failed = move_entry(file, tree, entries.paths[tree], probe, slot)) return failed;
   }
