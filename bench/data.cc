@@ -26,10 +26,10 @@
 #include <vector>
 
 #include "runtime/core/settings.h"
-#include "runtime/data/data_file.h"
-#include "runtime/data/definition_set.h"
-#include "runtime/data/field_access.h"
-#include "runtime/data/isam_access.h"
+#include "runtime/data/access/data_file.h"
+#include "runtime/data/access/field_access.h"
+#include "runtime/data/access/isam_access.h"
+#include "runtime/data/definition/definition_set.h"
 
 namespace marigold::bench {
 namespace {

@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "runtime/core/settings.h"
-#include "runtime/data/definition_set.h"
+#include "runtime/data/definition/definition_set.h"
 #include "runtime/platform/new_file.h"
 
 namespace marigold::bench {

@@ -23,7 +23,7 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/wi/console.h"
+#include "runtime/wi/console/console.h"
 
 namespace {
 long counted_writes;

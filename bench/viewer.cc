@@ -20,10 +20,10 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
-#include "runtime/print/screen_output.h"
-#include "runtime/print/viewer.h"
-#include "runtime/wi/terminal.h"
-#include "runtime/wi/window.h"
+#include "runtime/print/output/screen_output.h"
+#include "runtime/print/viewer/viewer.h"
+#include "runtime/wi/terminal/terminal.h"
+#include "runtime/wi/window/window.h"
 
 namespace marigold::bench {
 namespace {

@@ -3,8 +3,8 @@
 
 #include "fuzz/fuzz_input.h"
 #include "runtime/core/user_interface.h"
-#include "runtime/print/list_state.h"
-#include "runtime/print/print_defaults.h"
+#include "runtime/print/engine/list_state.h"
+#include "runtime/print/output/print_defaults.h"
 
 namespace marigold {
 namespace {

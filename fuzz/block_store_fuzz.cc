@@ -10,8 +10,8 @@
 #include <string_view>
 
 #include "fuzz/fuzz_input.h"
-#include "runtime/print/block_code.h"
-#include "tools/list_source.h"
+#include "runtime/print/files/block_code.h"
+#include "tools/list_language/source.h"
 
 namespace marigold::fuzz {
 namespace {

@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "fuzz/fuzz_input.h"
-#include "runtime/data/definition_set.h"
+#include "runtime/data/definition/definition_set.h"
 
 namespace marigold::fuzz {
 namespace {

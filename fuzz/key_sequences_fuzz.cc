@@ -9,8 +9,8 @@
 #include <string>
 
 #include "fuzz/fuzz_input.h"
-#include "runtime/wi/console.h"
-#include "runtime/wi/key_sequences.h"
+#include "runtime/wi/console/console.h"
+#include "runtime/wi/console/key_sequences.h"
 
 namespace marigold::fuzz {
 namespace {

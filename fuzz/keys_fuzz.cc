@@ -9,7 +9,7 @@
 #include <cstdint>
 
 #include "fuzz/fuzz_input.h"
-#include "runtime/wi/terminal.h"
+#include "runtime/wi/terminal/terminal.h"
 
 namespace marigold::fuzz {
 namespace {

@@ -1,7 +1,7 @@
 // The printer's defaults: any bytes give lines at fault or values of the lengths that are promised.
 
 #include "fuzz/fuzz_input.h"
-#include "runtime/print/print_defaults.h"
+#include "runtime/print/output/print_defaults.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);

@@ -12,8 +12,8 @@
 #include <string>
 
 #include "fuzz/fuzz_input.h"
-#include "runtime/data/definition_set.h"
-#include "tools/record_lines.h"
+#include "runtime/data/definition/definition_set.h"
+#include "tools/records/record_lines.h"
 
 namespace marigold::fuzz {
 namespace {

@@ -12,8 +12,8 @@
 #include <string_view>
 
 #include "fuzz/fuzz_input.h"
-#include "runtime/data/version.h"
-#include "runtime/data/version_table.h"
+#include "runtime/data/access/version.h"
+#include "runtime/data/definition/version_table.h"
 
 namespace marigold::fuzz {
 namespace {

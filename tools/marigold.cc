@@ -9,12 +9,12 @@
 
 #include "runtime/platform/stream.h"
 #include "runtime/texte/syserr.h"
-#include "tools/data_options.h"
-#include "tools/lists_options.h"
-#include "tools/progress.h"
-#include "tools/report.h"
-#include "tools/texts_options.h"
-#include "tools/usage_error.h"
+#include "tools/common/progress.h"
+#include "tools/common/report.h"
+#include "tools/common/usage_error.h"
+#include "tools/data/options.h"
+#include "tools/lists/options.h"
+#include "tools/texts/options.h"
 
 namespace {
 

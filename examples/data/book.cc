@@ -7,9 +7,9 @@
 #include <cstdlib>
 
 #include "runtime/core/settings.h"
-#include "runtime/data/data_file.h"
-#include "runtime/data/definition_set.h"
-#include "runtime/data/field_access.h"
+#include "runtime/data/access/data_file.h"
+#include "runtime/data/access/field_access.h"
+#include "runtime/data/definition/definition_set.h"
 #include "runtime/texte/syserr.h"
 
 namespace {

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "runtime/application/wi.h"
 #include "runtime/core/user_interface.h"
-#include "runtime/wi/wi.h"
 
 namespace marigold {
 namespace {

@@ -1,4 +1,4 @@
-#include "runtime/data/conversion.h"
+#include "runtime/data/conversion/conversion.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -9,10 +9,10 @@
 #include <set>
 
 #include "runtime/core/settings.h"
-#include "runtime/data/conversion_step.h"
-#include "runtime/data/definition_set.h"
-#include "runtime/data/lock_file.h"
-#include "runtime/data/version.h"
+#include "runtime/data/access/lock_file.h"
+#include "runtime/data/access/version.h"
+#include "runtime/data/conversion/conversion_step.h"
+#include "runtime/data/definition/definition_set.h"
 #include "runtime/isam/isam.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/mapped_file.h"

@@ -1,9 +1,9 @@
-#include "runtime/data/critical_path.h"
+#include "runtime/data/conversion/critical_path.h"
 
 #include "runtime/core/settings.h"
-#include "runtime/data/data_path.h"
-#include "runtime/data/lock_file.h"
-#include "runtime/data/version.h"
+#include "runtime/data/access/data_path.h"
+#include "runtime/data/access/lock_file.h"
+#include "runtime/data/access/version.h"
 #include "runtime/platform/clock.h"
 #include "tests/data/support.h"
 

@@ -1,6 +1,6 @@
 // Keyed and random files through the calls that serve both, and the keyed ones' own ends.
 
-#include "runtime/data/data_file.h"
+#include "runtime/data/access/data_file.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "runtime/core/user_interface.h"
-#include "runtime/data/data_path.h"
-#include "runtime/data/restore_journal.h"
-#include "runtime/data/isam_access.h"
-#include "runtime/data/version.h"
+#include "runtime/data/access/data_path.h"
+#include "runtime/data/access/isam_access.h"
+#include "runtime/data/access/restore_journal.h"
+#include "runtime/data/access/version.h"
 #include "runtime/isam/file.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/mapped_file.h"

@@ -1,4 +1,4 @@
-#include "runtime/data/definition_set.h"
+#include "runtime/data/definition/definition_set.h"
 
 #include "runtime/core/settings.h"
 #include "runtime/texte/syserr.h"

@@ -1,4 +1,4 @@
-#include "runtime/data/field_access.h"
+#include "runtime/data/access/field_access.h"
 
 #include "tests/data/support.h"
 

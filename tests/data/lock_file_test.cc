@@ -1,4 +1,4 @@
-#include "runtime/data/lock_file.h"
+#include "runtime/data/access/lock_file.h"
 
 #include <sys/wait.h>
 #include <unistd.h>

@@ -7,7 +7,7 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
-#include "runtime/data/lock_file.h"
+#include "runtime/data/access/lock_file.h"
 #include "runtime/platform/clock.h"
 #include "runtime/texte/syserr.h"
 

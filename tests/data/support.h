@@ -7,8 +7,8 @@
 #include <array>
 #include <functional>
 
-#include "runtime/data/data_file.h"
-#include "runtime/data/field_access.h"
+#include "runtime/data/access/data_file.h"
+#include "runtime/data/access/field_access.h"
 #include "tests/support/support.h"
 
 namespace marigold::test {

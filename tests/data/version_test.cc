@@ -1,4 +1,4 @@
-#include "runtime/data/version.h"
+#include "runtime/data/access/version.h"
 
 #include "runtime/core/settings.h"
 #include "tests/data/support.h"

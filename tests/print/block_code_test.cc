@@ -1,4 +1,4 @@
-#include "runtime/print/block_code.h"
+#include "runtime/print/files/block_code.h"
 
 #include <limits>
 

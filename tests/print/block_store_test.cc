@@ -1,4 +1,4 @@
-#include "runtime/print/block_store.h"
+#include "runtime/print/files/block_store.h"
 
 #include "tests/support/support.h"
 

@@ -1,4 +1,4 @@
-#include "runtime/print/list_install.h"
+#include "runtime/print/files/list_install.h"
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -7,10 +7,10 @@
 #include <csignal>
 
 #include "runtime/core/settings.h"
-#include "runtime/data/data_file.h"
-#include "runtime/data/field_access.h"
-#include "runtime/print/block_code.h"
-#include "runtime/print/block_store.h"
+#include "runtime/data/access/data_file.h"
+#include "runtime/data/access/field_access.h"
+#include "runtime/print/files/block_code.h"
+#include "runtime/print/files/block_store.h"
 #include "tests/support/support.h"
 
 namespace marigold::test {

@@ -1,8 +1,8 @@
 // The user at the screen: the progress line, stopping a list, looking at one.
 
-#include "runtime/print/output_channel.h"
-#include "runtime/wi/runtime.h"
-#include "runtime/wi/wi.h"
+#include "runtime/application/application.h"
+#include "runtime/application/wi.h"
+#include "runtime/print/output/output_channel.h"
 #include "tests/print/list_support.h"
 #include "tests/support/recording_console.h"
 

@@ -6,14 +6,14 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
-#include "runtime/data/data_file.h"
-#include "runtime/data/field_access.h"
-#include "runtime/print/block_code.h"
-#include "runtime/print/block_store.h"
-#include "runtime/print/list.h"
-#include "runtime/print/list_files.h"
-#include "runtime/print/list_records.h"
-#include "runtime/print/print_defaults.h"
+#include "runtime/data/access/data_file.h"
+#include "runtime/data/access/field_access.h"
+#include "runtime/print/engine/list.h"
+#include "runtime/print/files/block_code.h"
+#include "runtime/print/files/block_store.h"
+#include "runtime/print/files/list_files.h"
+#include "runtime/print/files/list_records.h"
+#include "runtime/print/output/print_defaults.h"
 #include "tests/support/support.h"
 
 namespace marigold::test {

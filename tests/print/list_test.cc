@@ -1,13 +1,13 @@
-#include "runtime/print/list.h"
+#include "runtime/print/engine/list.h"
 
 #include <unistd.h>
 
-#include "runtime/data/definition_set.h"
+#include "runtime/data/definition/definition_set.h"
 #include "runtime/isam/isam.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/record_file.h"
-#include "runtime/print/data_record.h"
-#include "runtime/print/variables.h"
+#include "runtime/print/engine/data_record.h"
+#include "runtime/print/engine/variables.h"
 #include "tests/print/list_support.h"
 
 namespace marigold::test {

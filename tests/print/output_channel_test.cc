@@ -1,4 +1,4 @@
-#include "runtime/print/output_channel.h"
+#include "runtime/print/output/output_channel.h"
 
 #include "tests/print/list_support.h"
 

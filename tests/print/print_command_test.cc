@@ -1,4 +1,4 @@
-#include "runtime/print/print_command.h"
+#include "runtime/print/output/print_command.h"
 
 #include <unistd.h>
 

@@ -1,4 +1,4 @@
-#include "runtime/print/print_defaults.h"
+#include "runtime/print/output/print_defaults.h"
 
 #include "tests/print/list_support.h"
 

@@ -1,6 +1,6 @@
 // What a list leaves in its two temporary files, and what becomes of them when the disk is full.
 
-#include "runtime/print/screen_output.h"
+#include "runtime/print/output/screen_output.h"
 
 #include <sys/stat.h>
 #include <sys/wait.h>

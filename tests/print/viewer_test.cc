@@ -1,14 +1,14 @@
 // The choice of an output and the viewer, typed into and looked at as they wait for each key.
 
-#include "runtime/print/viewer.h"
+#include "runtime/print/viewer/viewer.h"
 
 #include <algorithm>
 
+#include "runtime/application/wi.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
-#include "runtime/print/output_choice.h"
-#include "runtime/print/screen_output.h"
-#include "runtime/wi/wi.h"
+#include "runtime/print/output/output_choice.h"
+#include "runtime/print/output/screen_output.h"
 #include "tests/print/size_limit.h"
 #include "tests/support/recording_console.h"
 #include "tests/support/terminal_session.h"

@@ -7,9 +7,9 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/wi/code_page_437.h"
-#include "runtime/wi/console.h"
-#include "runtime/wi/cursor_movement.h"
+#include "runtime/wi/console/code_page_437.h"
+#include "runtime/wi/console/console.h"
+#include "runtime/wi/console/cursor_movement.h"
 
 namespace marigold::test {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/wi/console.h"
+#include "runtime/wi/console/console.h"
 
 namespace marigold::test {
 

@@ -1,4 +1,4 @@
-#include "tools/code_set.h"
+#include "tools/common/code_set.h"
 
 #include "tests/support/support.h"
 

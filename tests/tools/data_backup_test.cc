@@ -13,7 +13,7 @@
 #include "runtime/isam/isam.h"
 #include "runtime/platform/file.h"
 #include "tests/tools/data_support.h"
-#include "tools/restore_swap.h"
+#include "tools/backup/restore_swap.h"
 
 namespace marigold::test {
 namespace {

@@ -3,8 +3,8 @@
 #include <nlohmann/json.hpp>
 
 #include "runtime/core/settings.h"
-#include "runtime/data/backup_record.h"
-#include "runtime/data/definition_set.h"
+#include "runtime/data/access/backup_record.h"
+#include "runtime/data/definition/definition_set.h"
 #include "runtime/isam/isam.h"
 #include "tests/tools/data_support.h"
 

@@ -1,9 +1,9 @@
 // marigold data convert as operators run it.
 
 #include "runtime/core/settings.h"
-#include "runtime/data/data_file.h"
-#include "runtime/data/definition_set.h"
-#include "runtime/data/field_access.h"
+#include "runtime/data/access/data_file.h"
+#include "runtime/data/access/field_access.h"
+#include "runtime/data/definition/definition_set.h"
 #include "tests/support/support.h"
 
 namespace marigold::test {

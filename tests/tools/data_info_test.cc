@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "runtime/core/settings.h"
-#include "runtime/data/lock_file.h"
+#include "runtime/data/access/lock_file.h"
 #include "runtime/isam/isam.h"
 #include "runtime/platform/process.h"
 #include "tests/tools/data_support.h"

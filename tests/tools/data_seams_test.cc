@@ -8,10 +8,10 @@
 #include <fstream>
 
 #include "runtime/core/settings.h"
-#include "runtime/data/data_file.h"
-#include "runtime/data/definition_set.h"
-#include "runtime/data/field_access.h"
-#include "runtime/data/lock_file.h"
+#include "runtime/data/access/data_file.h"
+#include "runtime/data/access/field_access.h"
+#include "runtime/data/access/lock_file.h"
+#include "runtime/data/definition/definition_set.h"
 #include "runtime/isam/isam.h"
 #include "runtime/platform/process.h"
 #include "tests/tools/data_support.h"

@@ -1,4 +1,4 @@
-#include "tools/list_source.h"
+#include "tools/list_language/source.h"
 
 #include "tests/support/support.h"
 

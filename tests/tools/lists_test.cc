@@ -3,8 +3,8 @@
 #include <new>
 
 #include "tests/support/support.h"
-#include "tools/lists_load.h"
-#include "tools/po_file.h"
+#include "tools/lists/load.h"
+#include "tools/texts/po_file.h"
 
 namespace marigold::test {
 

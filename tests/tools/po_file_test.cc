@@ -1,4 +1,4 @@
-#include "tools/po_file.h"
+#include "tools/texts/po_file.h"
 
 #include "tests/support/support.h"
 

@@ -1,10 +1,10 @@
-#include "tools/text_rules.h"
+#include "tools/texts/rules.h"
 
 #include <algorithm>
 #include <random>
 
 #include "tests/support/support.h"
-#include "tools/text_id.h"
+#include "tools/texts/text_id.h"
 
 namespace marigold::test {
 

@@ -6,7 +6,7 @@
 
 #include "runtime/texte/text_store.h"
 #include "tests/support/support.h"
-#include "tools/text_database.h"
+#include "tools/texts/text_database.h"
 
 namespace marigold::test {
 

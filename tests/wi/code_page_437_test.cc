@@ -1,4 +1,4 @@
-#include "runtime/wi/code_page_437.h"
+#include "runtime/wi/console/code_page_437.h"
 
 #include "tests/support/support.h"
 

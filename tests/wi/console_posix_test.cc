@@ -1,14 +1,14 @@
-#include "runtime/wi/console.h"
+#include "runtime/wi/console/console.h"
 
 #include <algorithm>
 
+#include "runtime/application/application.h"
+#include "runtime/application/wi.h"
 #include "runtime/core/line_output.h"
 #include "runtime/core/user_interface.h"
-#include "runtime/data/data_fatal.h"
-#include "runtime/data/definition_set.h"
+#include "runtime/data/access/data_fatal.h"
+#include "runtime/data/definition/definition_set.h"
 #include "runtime/isam/fatal.h"
-#include "runtime/wi/runtime.h"
-#include "runtime/wi/wi.h"
 #include "tests/support/support.h"
 #include "tests/support/terminal_session.h"
 

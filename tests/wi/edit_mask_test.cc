@@ -1,4 +1,4 @@
-#include "runtime/wi/edit_mask.h"
+#include "runtime/core/edit_mask.h"
 
 #include <gtest/gtest.h>
 

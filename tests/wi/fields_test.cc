@@ -4,11 +4,11 @@
 #include <limits>
 #include <vector>
 
+#include "runtime/application/wi.h"
 #include "runtime/core/line_output.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/texte/char_table.h"
-#include "runtime/wi/wi.h"
 #include "tests/support/recording_console.h"
 #include "tests/support/support.h"
 

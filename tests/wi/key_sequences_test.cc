@@ -1,4 +1,4 @@
-#include "runtime/wi/key_sequences.h"
+#include "runtime/wi/console/key_sequences.h"
 
 #include <string_view>
 

@@ -1,6 +1,6 @@
 #include "runtime/core/settings.h"
 #include "runtime/texte/char_table.h"
-#include "runtime/wi/terminal.h"
+#include "runtime/wi/terminal/terminal.h"
 #include "tests/support/recording_console.h"
 #include "tests/support/support.h"
 

@@ -1,15 +1,15 @@
 // A full application from its start to its end, and the display for those who configure one.
 
-#include "runtime/wi/runtime.h"
+#include "runtime/application/application.h"
 
+#include "runtime/application/key_statistics.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
-#include "runtime/data/data_file.h"
-#include "runtime/data/definition_set.h"
-#include "runtime/data/field_access.h"
-#include "runtime/wi/key_statistics.h"
-#include "runtime/wi/terminal.h"
-#include "runtime/wi/window.h"
+#include "runtime/data/access/data_file.h"
+#include "runtime/data/access/field_access.h"
+#include "runtime/data/definition/definition_set.h"
+#include "runtime/wi/terminal/terminal.h"
+#include "runtime/wi/window/window.h"
 #include "tests/support/recording_console.h"
 #include "tests/support/support.h"
 

@@ -1,4 +1,4 @@
-#include "runtime/wi/screen_update.h"
+#include "runtime/wi/console/screen_update.h"
 
 #include <algorithm>
 #include <random>

@@ -1,10 +1,10 @@
-#include "runtime/wi/terminal.h"
+#include "runtime/wi/terminal/terminal.h"
 
 #include <algorithm>
 #include <utility>
 
 #include "runtime/core/settings.h"
-#include "runtime/wi/console_size.h"
+#include "runtime/wi/console/console_size.h"
 #include "tests/support/recording_console.h"
 #include "tests/support/support.h"
 

@@ -6,9 +6,9 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
-#include "runtime/wi/terminal.h"
-#include "runtime/wi/window.h"
-#include "runtime/wi/window_table.h"
+#include "runtime/wi/terminal/terminal.h"
+#include "runtime/wi/window/window.h"
+#include "runtime/wi/window/window_table.h"
 #include "tests/support/recording_console.h"
 #include "tests/support/support.h"
 

@@ -1,10 +1,10 @@
-#include "runtime/wi/window.h"
+#include "runtime/wi/window/window.h"
 
 #include <climits>
 #include <cstdio>
 #include <cstring>
 
-#include "runtime/wi/window_range.h"
+#include "runtime/wi/window/window_range.h"
 #include "tests/wi/window_support.h"
 
 namespace marigold::test {

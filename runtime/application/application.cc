@@ -1,0 +1,65 @@
+#include "runtime/application/application.h"
+
+#include <cstdlib>
+#include <exception>
+
+#include "runtime/application/key_statistics.h"
+#include "runtime/core/settings.h"
+#include "runtime/core/status_file.h"
+#include "runtime/core/user_interface.h"
+#include "runtime/data/access/data_file.h"
+#include "runtime/data/access/lock_file.h"
+#include "runtime/platform/stream.h"
+#include "runtime/texte/syserr.h"
+#include "runtime/texte/sysmsg.h"
+#include "runtime/wi/dialog/window_interface.h"
+#include "runtime/wi/terminal/terminal.h"
+#include "runtime/wi/window/window.h"
+
+namespace marigold {
+namespace {
+
+struct State {
+  std::terminate_handler terminate_before = nullptr;
+};
+State state;
+
+// What is said of an exception that nobody catches.
+[[noreturn]] void terminate_below_the_screen() {
+  user_interface().hand_terminal_back();
+  state.terminate_before();
+  std::abort();
+}
+
+}  // namespace
+
+void runtime_start(const char* program) {
+  if (state.terminate_before == nullptr)
+    state.terminate_before = std::set_terminate(terminate_below_the_screen);
+  stream_start();
+  user_interface_start();
+  syserr_start();
+  settings_read();
+  sysmsg_init();
+  terminal_start();
+  wi_start();
+  window_interface_start();
+  key_hooks().statistics = key_statistics;
+  status_open(program);
+}
+
+void runtime_end() {
+  const OpenSubsystems open = open_subsystems();
+  if (open.print_engine) open.end_print_engine();  // and its output, if that is the engine's
+  if (open_subsystems().print_output) open.end_print_output();
+  if (open.data_files) data_close_all();
+  if (open.path_locks) path_lock_release_all();
+  if (open.window_system) {
+    window_interface_end();
+    terminal_end();
+    open_subsystems().window_system = false;
+  }
+  if (open.status_file) status_close();
+}
+
+}  // namespace marigold

@@ -1,0 +1,21 @@
+// The runtime of a full application: one call at its start and one at its end.
+#pragma once
+
+namespace marigold {
+
+// Starts everything, in this order: the standard streams, the report of system errors, the settings
+// from the environment, the system message catalogue, the terminal, the windows with the user
+// interface's functions and the keys that they serve, and the program status file under the
+// program's name. Afterwards the program loads its definition sets (data/definition/definition_set.h) and its
+// own texts (texte/textdb.h).
+//
+// Without a terminal it says so on standard error and ends the process with status 1.
+void runtime_start(const char* program);
+
+// Closes what is open: a list, whose last page reaches the printer (but no viewer is shown), or the
+// output of a program that prints without one, data files, path locks, windows and terminal, the
+// program status file (with a normal end). What was not open is passed over, so a second call does
+// nothing.
+void runtime_end();
+
+}  // namespace marigold

@@ -1,0 +1,250 @@
+#include "runtime/data/access/data_file.h"
+
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "runtime/core/settings.h"
+#include "runtime/core/user_interface.h"
+#include "runtime/data/access/data_fatal.h"
+#include "runtime/data/access/data_path.h"
+#include "runtime/data/access/field_access.h"
+#include "runtime/data/access/isam_access.h"
+#include "runtime/data/access/random_file.h"
+#include "runtime/data/access/restore_journal.h"
+#include "runtime/data/access/version.h"
+
+namespace marigold {
+namespace {
+
+constexpr int kUnknownType = 2;
+constexpr int kTypeNotServed = 16;
+constexpr int kRecordTooSmall = 19;
+constexpr int kNothingToAllocate = 33;
+constexpr int kNoMemory = 34;
+constexpr int kFileTooNew = 40;
+
+using ByKey = int (*)(FileDefinition& file, int key);
+
+// What a kind of file can do.
+struct Operations {
+  int (*open)(FileDefinition& file, const std::string& path, bool& created, bool exclusive);
+  void (*close)(FileDefinition& file);
+  bool (*is_empty)(const FileDefinition& file);
+  int (*write)(FileDefinition& file);
+  int (*remove)(FileDefinition& file);
+  void (*release)(FileDefinition& file);
+  int (*read)(FileDefinition& file, int key, bool lock);
+  ByKey exists;
+  ByKey read_from;
+  ByKey read_first;
+  ByKey read_last;
+  ByKey read_next;
+  ByKey read_previous;
+};
+
+constexpr Operations kKeyed{.open = is_open,
+                            .close = is_close,
+                            .is_empty = is_empty,
+                            .write = is_write,
+                            .remove = is_del,
+                            .release = is_release,
+                            .read = is_read,
+                            .exists = is_exists,
+                            .read_from = is_readgen,
+                            .read_first = is_readfirst,
+                            .read_last = is_readlast,
+                            .read_next = is_readnext,
+                            .read_previous = is_readprev};
+
+template <int (*Operation)(FileDefinition&)>
+int without_key(FileDefinition& file, int /*key*/) {
+  return Operation(file);
+}
+
+int read_numbered(FileDefinition& file, int /*key*/, bool lock) {
+  return random_read(file, lock);
+}
+
+int open_numbered(FileDefinition& file, const std::string& path, bool& created, bool exclusive) {
+  return random_open(file, path, created, exclusive);
+}
+
+constexpr Operations kNumbered{.open = open_numbered,
+                               .close = random_close,
+                               .is_empty = random_is_empty,
+                               .write = random_write,
+                               .remove = random_delete,
+                               .release = random_release,
+                               .read = read_numbered,
+                               .exists = without_key<random_exists>,
+                               .read_from = without_key<random_read_from>,
+                               .read_first = without_key<random_read_first>,
+                               .read_last = without_key<random_read_last>,
+                               .read_next = without_key<random_read_next>,
+                               .read_previous = without_key<random_read_previous>};
+
+[[noreturn]] void refuse(const FileDefinition& file, const std::string& reason, int number) {
+  user_interface().warning((std::string(file.name.view()) + ": " + reason).c_str());
+  raise_fatal(number);
+}
+
+const Operations& operations_of(const FileDefinition& file) {
+  switch (file.type) {
+    case FileType::kIsam:
+      return kKeyed;
+    case FileType::kRandom:
+      return kNumbered;
+    case FileType::kChained:
+      refuse(file, "chained files cannot be opened", kTypeNotServed);
+  }
+  user_interface().warning("Unknown FileType");
+  raise_fatal(kUnknownType);
+}
+
+void allocate_record(FileDefinition& file) {
+  if (file.record_length <= 0) raise_fatal(kNothingToAllocate);
+  try {
+    file.record.assign(static_cast<std::size_t>(file.record_length), '\0');
+  } catch (const std::bad_alloc&) {
+    raise_fatal(kNoMemory);
+  }
+}
+
+void free_record(FileDefinition& file) {
+  file.record = std::vector<char>();
+}
+
+// The last byte must be the marker's: it would be written into a field.
+void check_marker_has_room(const FileDefinition& file) {
+  if (file.record_length > file.used_length) return;
+  refuse(file,
+         "LEN must be at least " + std::to_string(file.used_length + 1) +
+             ": the fields and a byte for deletion marks",
+         kRecordTooSmall);
+}
+
+// A program that takes records of another version for those of its definition reads nonsense and
+// writes what a conversion mangles. A file without records and without a version is one whose maker
+// was killed between the two.
+void check_version(const FileDefinition& file, const Operations& operations) {
+  const std::optional<double> found = version_read_record(version_file_record(file));
+  const auto wanted = static_cast<double>(file.version);
+  if (found == wanted) return;
+  if (!found) {
+    if (!file.read_only && operations.is_empty(file))
+      static_cast<void>(
+          version_write_record(version_file_record(file), wanted));  // or the next one
+    return;
+  }
+  refuse(file,
+         "its records have version " + version_text(*found) + ", the definition has version " +
+             version_text(wanted),
+         *found > wanted ? kFileTooNew : kIsBadFile);
+}
+
+// Delivers the result of a read.
+int finish_read(FileDefinition& file, int result) {
+  if (result == kDataNotFound) data_clear_record(file);
+  return result;
+}
+
+int read_by(FileDefinition& file, ByKey Operations::*operation, int key) {
+  return finish_read(file, (operations_of(file).*operation)(file, key));
+}
+
+}  // namespace
+
+int data_open(FileDefinition& file, LockWait wait, bool exclusive) {
+  if (file.open) return kDataAlreadyOpen;
+  const Operations& operations = operations_of(file);
+  allocate_record(file);
+  check_marker_has_room(file);
+  const std::string path = data_path(file);
+  bool created = false;
+  int result = kDataDone;
+  do {
+    result = operations.open(file, path, created, exclusive);
+  } while (lock_try_again(file, result, wait, LockPhase::kOpening));
+  if (result == kDataDone && is_half_restored(path)) refuse(file, kHalfRestored, kIsBadFile);
+  if (created) version_write_file(file, file.version);
+  if (result == kDataDone && !created) check_version(file, operations);
+  if (result != kDataDone) {
+    free_record(file);
+    return result;
+  }
+  file.open = true;
+  open_subsystems().data_files = true;
+  data_clear_record(file);
+  return result;
+}
+
+int data_open(std::string_view name, LockWait wait, bool exclusive) {
+  return data_open(definition_get(name), wait, exclusive);
+}
+
+void data_close(FileDefinition& file) {
+  if (!file.open) return;
+  file.open = false;
+  operations_of(file).close(file);
+  free_record(file);
+}
+
+void data_close_all() {
+  for (FileDefinition* file : definitions_by_name())
+    data_close(*file);
+  open_subsystems().data_files = false;
+}
+
+void data_clear_record(FileDefinition& file) {
+  if (file.record.empty()) data_fatal(file.name.c_str(), kIsNotOpen);
+  fields_preset(file, file.record);
+}
+
+int data_read(FileDefinition& file, int key, bool lock, LockWait wait) {
+  const Operations& operations = operations_of(file);
+  int result = kDataDone;
+  do {
+    result = operations.read(file, key, lock);
+  } while (lock_try_again(file, result, wait, LockPhase::kReading));
+  return finish_read(file, result);
+}
+
+int data_exists(FileDefinition& file, int key) {
+  return operations_of(file).exists(file, key);
+}
+
+int data_read_from(FileDefinition& file, int key) {
+  return read_by(file, &Operations::read_from, key);
+}
+
+int data_read_first(FileDefinition& file, int key) {
+  return read_by(file, &Operations::read_first, key);
+}
+
+int data_read_last(FileDefinition& file, int key) {
+  return read_by(file, &Operations::read_last, key);
+}
+
+int data_read_next(FileDefinition& file, int key) {
+  return read_by(file, &Operations::read_next, key);
+}
+
+int data_read_previous(FileDefinition& file, int key) {
+  return read_by(file, &Operations::read_previous, key);
+}
+
+int data_write(FileDefinition& file) {
+  return operations_of(file).write(file);
+}
+
+int data_delete(FileDefinition& file) {
+  return operations_of(file).remove(file);
+}
+
+void data_release(FileDefinition& file) {
+  operations_of(file).release(file);
+}
+
+}  // namespace marigold

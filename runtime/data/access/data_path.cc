@@ -1,0 +1,32 @@
+#include "runtime/data/access/data_path.h"
+
+#include <string_view>
+
+#include "runtime/core/settings.h"
+#include "runtime/platform/new_file.h"
+
+namespace marigold {
+
+std::string data_directory(int path_class) {
+  constexpr std::string_view kClass = "%p";
+  const std::string number = std::to_string(path_class);
+  std::string directory(settings().data_directory.view());
+  for (std::size_t at = directory.find(kClass); at != std::string::npos;
+       at = directory.find(kClass, at + number.size()))
+    directory.replace(at, kClass.size(), number);
+  while (directory.size() > 1 && directory.ends_with('/'))
+    directory.pop_back();
+  return directory;
+}
+
+std::string data_path(const FileDefinition& file) {
+  if (!file.explicit_path.empty()) return file.explicit_path;
+  return data_directory(file.path_class) + "/" + std::string(file.name.view());
+}
+
+int data_make_directory(const FileDefinition& file) {
+  if (!file.explicit_path.empty()) return 0;
+  return file_make_directory(data_directory(file.path_class).c_str());
+}
+
+}  // namespace marigold

@@ -1,0 +1,406 @@
+#include "runtime/data/access/isam_access.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <span>
+#include <utility>
+#include <vector>
+
+#include "runtime/core/current_operation.h"
+#include "runtime/core/user_interface.h"
+#include "runtime/data/access/data_fatal.h"
+#include "runtime/data/access/data_path.h"
+#include "runtime/platform/mapped_file.h"
+
+namespace marigold {
+namespace {
+
+constexpr char kLive = 0;
+constexpr char kPlaceholder = 1;
+
+struct State {
+  std::vector<char> kept;     // the key value that a read looks for
+  std::vector<char> whole;    // the record buffer during an existence test
+  std::vector<char> scratch;  // records that nobody wants
+};
+
+State state;
+
+[[noreturn]] void fatal(const char* name = "") {
+  data_fatal(name, iserrno);
+}
+
+// Begins an operation on an open file.
+void begin(const FileDefinition& file, const char* operation) {
+  set_current_operation(operation);
+  if (file.engine.descriptor < 0 ||
+      file.record.size() != static_cast<std::size_t>(file.record_length))
+    data_fatal("", kIsNotOpen);
+}
+
+char& marker(FileDefinition& file) {
+  return file.record.back();
+}
+
+// Reads into the record buffer: 0, or the engine's number.
+int read(FileDefinition& file, int mode) {
+  return ISREAD(file.engine.descriptor, file.record.data(), mode) == 0 ? 0 : iserrno;
+}
+
+int write(const FileDefinition& file) {
+  return ISWRITE(file.engine.descriptor, file.record.data()) == 0 ? 0 : iserrno;
+}
+
+// Moves to a record that another process has locked, without delivering it.
+void pass_locked(const FileDefinition& file, const std::vector<char>& from, int mode) {
+  state.scratch = from;
+  ISREAD(file.engine.descriptor, state.scratch.data(), mode);
+}
+
+// ---- Keys
+
+std::int16_t part_type(FieldType type) {
+  switch (type) {
+    case FieldType::kInt:
+      return kIsInt2;
+    case FieldType::kLongint:
+    case FieldType::kDate:
+    case FieldType::kTime:
+      return kIsInt4;
+    case FieldType::kReal:
+      return kIsDouble;
+    default:
+      return kIsCharacters;
+  }
+}
+
+bool same_key(const KeyDescription& a, const KeyDescription& b) {
+  return a.flags == b.flags && a.part_count == b.part_count &&
+         std::equal(a.parts.begin(), a.parts.begin() + a.part_count, b.parts.begin());
+}
+
+// How many of the file's keys, from the first, are those of the definition.
+int keys_in_common(const FileDefinition& file, const IsamInfo& info) {
+  const int most = std::min(file.keys.key_count, info.key_count);
+  int same = 0;
+  while (same < most &&
+         same_key(isam_key(file, same + 1), info.keys[static_cast<std::size_t>(same)]))
+    ++same;
+  return same;
+}
+
+void select_key(FileDefinition& file, int key) {
+  if (file.engine.selected_key == key) return;
+  if (key < 1 || key > file.keys.key_count) data_fatal("", kIsBadKey);
+  // Finding no record is no failure here: the key is selected all the same.
+  ISSTART(file.engine.descriptor, isam_key(file, key), 0, file.record.data(), kIsEqual);
+  file.engine.selected_key = key;
+  file.engine.behind_last = false;
+}
+
+// Whether the record in the buffer has the kept key value.
+bool has_kept_value(const FileDefinition& file, int key) {
+  const KeyDefinition& wanted = file.keys.keys[static_cast<std::size_t>(key - 1)];
+  const auto segments =
+      std::span(wanted.segments).first(static_cast<std::size_t>(wanted.segment_count));
+  return std::ranges::all_of(segments, [&](const KeySegment& segment) {
+    return std::memcmp(file.record.data() + segment.start, state.kept.data() + segment.start,
+                       static_cast<std::size_t>(segment.length)) == 0;
+  });
+}
+
+// ---- Making and opening
+
+int add_further_keys(const FileDefinition& file, int descriptor, int present) {
+  for (int key = present + 1; key <= file.keys.key_count; ++key) {
+    if (ISADDINDEX(descriptor, isam_key(file, key)) != 0) return iserrno;
+  }
+  return 0;
+}
+
+// 0, or the number of what stood in the way.
+int build(const FileDefinition& file, const std::string& base, bool& created) {
+  if (const int failed = data_make_directory(file)) return failed;
+  const int descriptor =
+      ISBUILD(base.c_str(), file.record_length, isam_key(file, 1), kIsInputOutput | kIsExclusive);
+  if (descriptor < 0) return iserrno;
+  const int failed = add_further_keys(file, descriptor, 1);
+  if (ISCLOSE(descriptor) != 0 && failed == 0) return iserrno;
+  created = failed == 0;
+  return failed;
+}
+
+// Opens the file, or makes it and opens it. Of several processes that find it missing at once one
+// makes it, and the others look again.
+int open_or_make(const FileDefinition& file, const std::string& base, int mode, bool& created) {
+  constexpr int kPatience = 200;
+  for (int round = 0;; ++round) {
+    const int descriptor = ISOPEN(base.c_str(), mode);
+    if (descriptor >= 0 || iserrno != ENOENT || file.read_only) return descriptor;
+    const int failed = build(file, base, created);
+    if (failed != 0 && (failed != EEXIST || round == kPatience)) data_fatal("make_isam", failed);
+    if (failed != 0) wait_a_little(round);
+  }
+}
+
+void get_info(int descriptor, const std::string& base, IsamInfo& info) {
+  if (isinfo(descriptor, info) != 0) fatal(base.c_str());
+}
+
+int open_for(const FileDefinition& file, const std::string& base, int mode, bool& created) {
+  int descriptor = open_or_make(file, base, mode, created);
+  if (descriptor < 0) return descriptor;
+  IsamInfo info;
+  get_info(descriptor, base, info);
+  if (!file.read_only && isam_is_half_made(file, info)) {
+    ISCLOSE(descriptor);
+    iserrno = isam_finish_making(file, base);
+    if (iserrno != 0 && iserrno != kIsFileLocked) fatal(base.c_str());
+    descriptor = iserrno == 0 ? ISOPEN(base.c_str(), mode) : -1;
+    if (descriptor < 0) return descriptor;
+    get_info(descriptor, base, info);
+  }
+  std::string reason;
+  if (isam_fits(file, info, reason)) return descriptor;
+  ISCLOSE(descriptor);
+  user_interface().warning((base + ": " + reason).c_str());
+  data_fatal(base.c_str(), kIsBadFile);
+}
+
+// ---- Reading
+
+// An unlocked read of a record by the primary key, or a locked one.
+int read_primary(FileDefinition& file, bool lock) {
+  const int mode = lock ? kIsEqual | kIsLock : kIsEqual;
+  for (;;) {
+    switch (read(file, mode)) {
+      case 0:
+        return marker(file) != kLive ? kDataNotFound : kDataDone;
+      case kIsLocked:
+        pass_locked(file, file.record, kIsEqual);
+        return kDataLocked;
+      case kIsNoRecord:
+        if (!lock) return kDataNotFound;
+        break;
+      default:
+        fatal();
+    }
+    // The placeholder is read, and so locked, in the next round. If another process has put a
+    // record there first, that round finds it.
+    marker(file) = kPlaceholder;
+    const int failed = write(file);
+    if (failed == kIsLocked) return kDataLocked;  // by one who has deleted the record just now
+    if (failed != 0 && failed != kIsDuplicate) data_fatal("", failed);
+  }
+}
+
+// How positioned reads go about: where to look first, and which way over placeholders.
+struct Walk {
+  int first;
+  int skip;
+};
+
+int read_live(FileDefinition& file, const Walk& walk) {
+  int failed = read(file, walk.first);
+  while (failed == 0 && marker(file) == kPlaceholder)
+    failed = read(file, walk.skip);
+  return failed;
+}
+
+int read_positioned(FileDefinition& file, int key, Walk walk) {
+  select_key(file, key);
+  const bool behind_last = std::exchange(file.engine.behind_last, false);
+  // The last record was passed when a next one was looked for: now it is the previous one.
+  if (behind_last && walk.first == kIsPrevious) walk.first = kIsCurrent;
+  int failed = read_live(file, walk);
+  if (failed == kIsNoCurrent && walk.first == kIsCurrent)
+    failed = read_live(file, {kIsPrevious, kIsPrevious});  // deleted since
+  if (failed == 0) return kDataDone;
+  if (failed == kIsNoCurrent) return kDataNotFound;
+  if (failed != kIsEndOfFile && failed != kIsNoRecord) data_fatal("", failed);
+  // Not after a failed previous: who turns round at the beginning gets the first record anyway.
+  if (walk.first == kIsNext)
+    file.engine.behind_last = read_live(file, {kIsPrevious, kIsPrevious}) == 0;
+  return kDataNotFound;
+}
+
+int read_secondary(FileDefinition& file, int key, bool lock) {
+  state.kept = file.record;
+  if (read_positioned(file, key, {kIsGreaterOrEqual, kIsNext}) != kDataDone) return kDataNotFound;
+  if (!has_kept_value(file, key)) return kDataNotFound;
+  switch (read(file, lock ? kIsCurrent | kIsLock : kIsCurrent)) {
+    case 0:
+      return kDataDone;
+    case kIsLocked:
+      pass_locked(file, file.record, kIsCurrent);
+      return kDataLocked;
+    case kIsNoCurrent:  // another process has deleted it between the two reads
+      return kDataNotFound;
+    default:
+      fatal();
+  }
+}
+
+void clear(FileDefinition& file) {
+  std::ranges::fill(file.record, '\0');
+}
+
+}  // namespace
+
+KeyDescription isam_key(const FileDefinition& file, int key) {
+  const KeyDefinition& defined = file.keys.keys[static_cast<std::size_t>(key - 1)];
+  KeyDescription description{.flags = key == 1 ? std::int16_t{0} : kIsDuplicatesAllowed,
+                             .part_count = static_cast<std::int16_t>(defined.segment_count)};
+  std::ranges::transform(defined.segments, description.parts.begin(),
+                         [](const KeySegment& segment) {
+                           return KeyPart{.start = static_cast<std::int16_t>(segment.start),
+                                          .length = static_cast<std::int16_t>(segment.length),
+                                          .type = part_type(segment.type)};
+                         });
+  return description;
+}
+
+bool isam_is_half_made(const FileDefinition& file, const IsamInfo& info) {
+  return info.record_length == file.record_length && info.record_count == 0 &&
+         info.key_count < file.keys.key_count && keys_in_common(file, info) == info.key_count;
+}
+
+int isam_finish_making(const FileDefinition& file, const std::string& base) {
+  const int descriptor = ISOPEN(base.c_str(), kIsInputOutput | kIsExclusive);
+  if (descriptor < 0) return iserrno;
+  IsamInfo info;
+  int failed = isinfo(descriptor, info) == 0 ? 0 : iserrno;
+  // Somebody else may have been quicker.
+  if (failed == 0 && isam_is_half_made(file, info))
+    failed = add_further_keys(file, descriptor, info.key_count);
+  return ISCLOSE(descriptor) != 0 && failed == 0 ? iserrno : failed;
+}
+
+bool isam_fits(const FileDefinition& file, const IsamInfo& info, std::string& reason) {
+  const int same = keys_in_common(file, info);
+  if (info.record_length != file.record_length) {
+    reason = "its records have " + std::to_string(info.record_length) + " bytes, defined are " +
+             std::to_string(file.record_length);
+  } else if (info.key_count != file.keys.key_count) {
+    reason = "it has " + std::to_string(info.key_count) + " keys, defined are " +
+             std::to_string(file.keys.key_count);
+  } else if (same != file.keys.key_count) {
+    reason = "key " + std::to_string(same + 1) + " is not as it is defined";
+  } else {
+    return true;
+  }
+  return false;
+}
+
+void make_isam(const FileDefinition& file, const std::string& base, bool& created) {
+  set_current_operation("make_isam");
+  if (const int failed = build(file, base, created)) data_fatal("make_isam", failed);
+}
+
+int is_open(FileDefinition& file, const std::string& base, bool& created, bool exclusive) {
+  set_current_operation("is_open");
+  const int mode =
+      (file.read_only ? kIsReadOnly : kIsInputOutput) | (exclusive ? kIsExclusive : kIsManualLock);
+  const int descriptor = open_for(file, base, mode, created);
+  if (descriptor < 0 && iserrno == kIsFileLocked && !file.read_only) return kDataLocked;
+  if (descriptor < 0) fatal(base.c_str());
+  file.engine = EngineState{};
+  file.engine.descriptor = descriptor;
+  return kDataDone;
+}
+
+int is_write(FileDefinition& file) {
+  begin(file, "is_write");
+  marker(file) = kLive;
+  int failed = write(file);
+  if (failed == 0) return kDataDone;
+  if (failed == kIsLocked) return kDataLocked;
+  if (failed != kIsDuplicate) data_fatal("write", failed);
+  // Deleting and writing in one step, so that the key is never without a record. Meanwhile another
+  // process may have deleted it, and then again have written it.
+  while (failed == kIsDuplicate) {
+    failed = ISREPLACE(file.engine.descriptor, file.record.data()) == 0 ? 0 : iserrno;
+    if (failed == kIsNoRecord) failed = write(file);
+  }
+  if (failed == kIsLocked) return kDataLocked;
+  if (failed != 0) data_fatal("rewrite", failed);
+  return kDataDone;
+}
+
+bool is_empty(const FileDefinition& file) {
+  return iscount(file.engine.descriptor) == 0;
+}
+
+int is_rewrite(FileDefinition& file) {
+  return is_write(file);
+}
+
+int is_del(FileDefinition& file) {
+  begin(file, "is_del");
+  if (ISDELETE(file.engine.descriptor, file.record.data()) == 0) return kDataDone;
+  if (iserrno == kIsLocked) return kDataLocked;
+  if (iserrno == kIsNoRecord) return kDataDone;
+  fatal();
+}
+
+int is_read(FileDefinition& file, int key, bool lock) {
+  begin(file, "is_read");
+  select_key(file, key);
+  if (key > 1) return read_secondary(file, key, lock);
+  file.engine.behind_last = false;
+  return read_primary(file, lock);
+}
+
+int is_exists(FileDefinition& file, int key) {
+  state.whole = file.record;
+  const int result = is_read(file, key, false);
+  file.record = state.whole;
+  return result;
+}
+
+int is_readgen(FileDefinition& file, int key) {
+  begin(file, "is_readgen");
+  return read_positioned(file, key, {kIsGreaterOrEqual, kIsNext});
+}
+
+int is_readfirst(FileDefinition& file, int key) {
+  begin(file, "is_readfirst");
+  clear(file);
+  return read_positioned(file, key, {kIsFirst, kIsNext});
+}
+
+int is_readlast(FileDefinition& file, int key) {
+  begin(file, "is_readlast");
+  clear(file);
+  return read_positioned(file, key, {kIsLast, kIsPrevious});
+}
+
+int is_readnext(FileDefinition& file, int key) {
+  begin(file, "is_readnext");
+  return read_positioned(file, key, {kIsNext, kIsNext});
+}
+
+int is_readprev(FileDefinition& file, int key) {
+  begin(file, "is_readprev");
+  return read_positioned(file, key, {kIsPrevious, kIsPrevious});
+}
+
+void is_close(FileDefinition& file) {
+  begin(file, "is_close");
+  const int descriptor = std::exchange(file.engine, EngineState{}).descriptor;
+  if (ISCLOSE(descriptor) != 0) fatal();
+}
+
+void is_flush_and_forget(FileDefinition& file) {
+  begin(file, "is_flush");
+  const int descriptor = std::exchange(file.engine, EngineState{}).descriptor;
+  if (ISFLUSH(descriptor) != 0) fatal();
+}
+
+void is_release(FileDefinition& file) {
+  begin(file, "is_release");
+  if (ISRELEASE(file.engine.descriptor) != 0) fatal();
+}
+
+}  // namespace marigold

@@ -1,0 +1,42 @@
+#include "runtime/data/access/lock_decision.h"
+
+#include <string>
+
+#include "runtime/core/user_interface.h"
+#include "runtime/platform/clock.h"
+#include "runtime/texte/sysmsg.h"
+
+namespace marigold {
+namespace {
+
+constexpr const char* kHelpKey = "__lock_";
+
+std::string lock_text(const FileDefinition& file, LockPhase phase) {
+  const bool defined = definition_find(file.name.view()) == &file;
+  std::string text(defined ? file.name.view() : "LOCK.$$$");
+  text += (phase == LockPhase::kOpening ? systxt_filelock : systxt_reclock).view();
+  return text;
+}
+
+}  // namespace
+
+bool lock_try_again(const FileDefinition& file, int result, LockWait wait, LockPhase phase) {
+  if (result != kDataLocked) return false;
+  const std::string text = lock_text(file, phase);
+  switch (wait) {
+    case LockWait::kTell:
+      user_interface().message(text.c_str(), kHelpKey);
+      return false;
+    case LockWait::kAsk:
+      return user_interface().ask_for_lock(text.c_str(), kHelpKey);
+    case LockWait::kTellAndWait:
+      user_interface().wait_for_lock(text.c_str());
+      return true;
+    case LockWait::kWait:
+      clock_sleep(1);
+      return true;
+  }
+  return false;
+}
+
+}  // namespace marigold

@@ -1,0 +1,212 @@
+#include "runtime/data/access/lock_file.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <utility>
+
+#include "runtime/core/settings.h"
+#include "runtime/core/status_file.h"
+#include "runtime/core/user_interface.h"
+#include "runtime/data/access/data_path.h"
+#include "runtime/data/access/lock_decision.h"
+#include "runtime/data/access/random_file.h"
+#include "runtime/platform/process.h"
+
+namespace marigold {
+namespace {
+
+constexpr int kNoSuchClass = 64;
+constexpr std::int32_t kHolderLength = 64;    // bytes of a record
+constexpr std::uint64_t kMostHolders = 4096;  // more hold their locks without being named
+
+struct Entry {
+  std::unique_ptr<FileDefinition> handle;  // null: not held
+  bool exclusive = false;
+};
+
+struct State {
+  std::array<Entry, kPathClasses> entries;
+};
+
+State state;
+
+Entry& entry_of(int path_class) {
+  if (path_class < 0 || path_class >= kPathClasses) raise_fatal(kNoSuchClass);
+  return state.entries[static_cast<std::size_t>(path_class)];
+}
+
+std::string lock_path(int path_class) {
+  return data_directory(path_class) + "/lock.$$$";
+}
+
+// ---- Who holds it
+
+constexpr std::string_view kExclusiveWord = "exclusive";
+
+// One line: process number, kind of the lock, host; filled up with blanks.
+std::array<char, kHolderLength> holder_record(bool exclusive) {
+  std::string line = std::to_string(process_number()) + " " +
+                     std::string(exclusive ? kExclusiveWord : "shared") + " " + host_name();
+  line.resize(kHolderLength - 1, ' ');
+  std::array<char, kHolderLength> record{};
+  std::ranges::copy(line, record.begin());
+  record.back() = '\n';
+  return record;
+}
+
+LockHolder parse_holder(std::string_view record) {
+  const auto next_word = [&] {
+    record.remove_prefix(std::min(record.find_first_not_of(' '), record.size()));
+    const std::string_view word = record.substr(0, record.find_first_of(" \n"));
+    record.remove_prefix(word.size());
+    return word;
+  };
+  LockHolder holder;
+  const std::string_view number = next_word();
+  std::from_chars(number.data(), number.data() + number.size(), holder.process);
+  holder.exclusive = next_word() == kExclusiveWord;
+  holder.host = next_word();
+  return holder;
+}
+
+// Writes our record into the first place whose byte nobody has locked. It is information only: a
+// failure leaves the lock as it is.
+void write_holder(RecordFile& file, bool exclusive) {
+  for (std::uint64_t place = 0; place < kMostHolders; ++place) {
+    const int failed = file.lock(kRandomUserLocks + place, 1, true);
+    if (failed == EAGAIN) continue;
+    if (failed == 0) file.write(place * kHolderLength, holder_record(exclusive));
+    return;
+  }
+}
+
+// ---- Taking and giving back
+
+std::unique_ptr<FileDefinition> lock_handle(int path_class) {
+  auto handle = std::make_unique<FileDefinition>();
+  handle->type = FileType::kRandom;
+  handle->record_length = kHolderLength;
+  handle->path_class = static_cast<std::int8_t>(path_class);
+  return handle;
+}
+
+// What a forked process has inherited is its parent's, who still holds it.
+void forget_inherited(Entry& entry) {
+  if (entry.handle != nullptr && random_bytes(*entry.handle) == nullptr) entry = Entry{};
+}
+
+void release(int path_class) {
+  Entry& entry = entry_of(path_class);
+  forget_inherited(entry);
+  if (entry.handle == nullptr) return;
+  random_close(*entry.handle);
+  entry = Entry{};
+  status_path_event(path_class, false, data_directory(path_class).c_str());
+}
+
+// Without a way of waiting the answer is the first one.
+int take(int path_class, bool exclusive, std::optional<LockWait> wait) {
+  Entry& entry = entry_of(path_class);
+  if (!settings().multi_user) return kDataDone;
+  open_subsystems().path_locks = true;
+  forget_inherited(entry);
+  if (entry.handle != nullptr && entry.exclusive == exclusive) return kDataDone;
+  release(path_class);
+  std::unique_ptr<FileDefinition> handle = lock_handle(path_class);
+  bool created = false;
+  int result = kDataDone;
+  do {
+    result = random_open(*handle, lock_path(path_class), created, exclusive, RandomOwner::kRuntime);
+  } while (wait && lock_try_again(*handle, result, *wait, LockPhase::kOpening));
+  if (result != kDataDone) return result;
+  write_holder(*random_bytes(*handle), exclusive);
+  entry = {.handle = std::move(handle), .exclusive = exclusive};
+  status_path_event(path_class, true, data_directory(path_class).c_str());
+  return kDataDone;
+}
+
+}  // namespace
+
+void path_lock_start() {
+  for (Entry& entry : state.entries) {
+    forget_inherited(entry);
+    if (entry.handle != nullptr) random_close(*entry.handle);
+  }
+  state = State{};
+}
+
+int path_lock_exclusive(int path_class) {
+  return take(path_class, true, LockWait::kAsk);
+}
+
+int path_lock_shared(int path_class) {
+  return take(path_class, false, LockWait::kTellAndWait);
+}
+
+int path_lock_try_shared(int path_class) {
+  return take(path_class, false, std::nullopt);
+}
+
+void path_lock_all_defined() {
+  for (const FileDefinition* file : definitions_by_name())
+    path_lock_shared(file->path_class);
+}
+
+void path_lock_release(int path_class) {
+  release(path_class);
+}
+
+void path_lock_release_all() {
+  for (int path_class = 0; path_class < kPathClasses; ++path_class)
+    release(path_class);
+  open_subsystems().path_locks = false;
+}
+
+namespace {
+
+// Whoever may read the lock file can lock its bytes and write no record; so can one whose record is
+// not the first at its place. The system may know them.
+void add_nameless(int path_class, std::vector<LockHolder>& holders) {
+  for (const LockingProcess& process : processes_locking(lock_path(path_class).c_str())) {
+    const auto is_named = [&](const LockHolder& holder) {
+      return holder.process == process.number;
+    };
+    if (std::ranges::none_of(holders, is_named))
+      holders.push_back(
+          {.process = process.number, .host = host_name(), .exclusive = process.exclusive});
+  }
+}
+
+}  // namespace
+
+int lock_file_holders(int path_class, std::vector<LockHolder>& holders) {
+  holders.clear();
+  RecordFile file;
+  if (const int failed = file.open(lock_path(path_class).c_str(), false))
+    return failed == ENOENT ? 0 : failed;
+  std::uint64_t size = 0;
+  if (const int failed = file.size(size)) return failed;
+  for (std::uint64_t place = 0; place < std::min(size / kHolderLength, kMostHolders); ++place) {
+    bool locked = false;
+    if (const int failed = file.locked_exclusively_by_other(kRandomUserLocks + place, locked))
+      return failed;
+    if (!locked) continue;
+    std::array<char, kHolderLength> record{};
+    std::size_t length = 0;
+    if (const int failed = file.read(place * kHolderLength, record, length)) return failed;
+    holders.push_back(parse_holder({record.data(), length}));
+  }
+  add_nameless(path_class, holders);
+  bool locked = false;
+  if (const int failed = file.locked_by_other(kRandomFileLock, locked)) return failed;
+  if (locked && holders.empty()) holders.push_back({});  // somebody, of whom nothing is known
+  return 0;
+}
+
+}  // namespace marigold

@@ -1,0 +1,77 @@
+#include "runtime/data/access/restore_journal.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <sstream>
+#include <string_view>
+
+#include "runtime/platform/file.h"
+
+namespace marigold {
+namespace {
+
+constexpr std::string_view kAt = "at ";
+constexpr std::string_view kOld = "old ";
+constexpr std::string_view kNew = "new ";
+
+std::string directory_of(const std::string& path) {
+  return std::filesystem::path(path).parent_path().string();
+}
+
+std::string name_of(const std::string& path) {
+  return std::filesystem::path(path).filename().string();
+}
+
+bool has_file(const std::vector<std::string>& paths, const std::string& name) {
+  return std::ranges::any_of(paths, [&name](const std::string& path) {
+    const std::string other = name_of(path);
+    return other == name || other == name + ".dat" || other == name + ".idx";
+  });
+}
+
+}  // namespace
+
+std::string restore_journal_text(const RestoreJournal& journal, const std::string& directory) {
+  std::string text = journal.run + "\n" + journal.counting + "\n";
+  for (const std::string& other : journal.directories)
+    text.append(kAt).append(other).append("\n");
+  for (const std::string& path : journal.old_files) {
+    if (directory_of(path) == directory) text.append(kOld).append(name_of(path)).append("\n");
+  }
+  for (const std::string& path : journal.new_files) {
+    if (directory_of(path) == directory) text.append(kNew).append(name_of(path)).append("\n");
+  }
+  return text + "end\n";
+}
+
+bool read_restore_journal(const std::string& path, RestoreJournal& journal) {
+  std::string text;
+  if (file_read(path.c_str(), text) != 0 || !text.ends_with("\nend\n")) return false;
+  std::istringstream lines(text);
+  std::getline(lines, journal.run);
+  std::getline(lines, journal.counting);
+  const std::string directory = directory_of(path) + "/";
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with(kAt)) {
+      journal.directories.push_back(line.substr(kAt.size()));
+      continue;
+    }
+    if (line.find('/') != std::string::npos) return false;
+    if (line.starts_with(kOld)) journal.old_files.push_back(directory + line.substr(kOld.size()));
+    if (line.starts_with(kNew)) journal.new_files.push_back(directory + line.substr(kNew.size()));
+  }
+  return true;
+}
+
+bool is_half_restored(const std::string& base) {
+  const std::string path = std::filesystem::path(base).replace_filename(kRestoreJournal).string();
+  if (!file_exists(path.c_str())) return false;
+  RestoreJournal journal;
+  RestoreJournal counting;
+  if (!read_restore_journal(path, journal)) return false;
+  const bool named =
+      has_file(journal.old_files, name_of(base)) || has_file(journal.new_files, name_of(base));
+  return named && read_restore_journal(journal.counting, counting) && counting.run == journal.run;
+}
+
+}  // namespace marigold

@@ -1,0 +1,91 @@
+#include "runtime/data/access/version.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+
+#include "runtime/core/user_interface.h"
+#include "runtime/data/access/data_path.h"
+#include "runtime/data/definition/version_table.h"
+#include "runtime/platform/file.h"
+#include "runtime/platform/new_file.h"
+
+namespace marigold {
+namespace {
+
+constexpr int kFileRecordNotWritten = 12;
+constexpr int kPathRecordNotWritten = 41;
+
+}  // namespace
+
+std::string version_text(double version) {
+  constexpr int kMostDigits = 12;
+  constexpr int kMostDecimals = 5;
+  if (version == 0) return "0";
+  const int digits =
+      std::clamp(static_cast<int>(std::log10(std::fabs(version)) + 1), 1, kMostDigits);
+  const int decimals = std::min(kMostDigits - digits, kMostDecimals);
+  std::array<char, 400> bytes{};
+  std::snprintf(bytes.data(), bytes.size(), "%*.*f", digits, decimals, version);
+  std::string text = bytes.data();
+  if (decimals == 0) return text;
+  text.erase(text.find_last_not_of('0') + 1);
+  if (text.ends_with('.') || text.ends_with(',')) text.pop_back();
+  return text;
+}
+
+std::string version_file_record(const FileDefinition& file) {
+  return data_path(file) + ".ver";
+}
+
+std::string version_path_record(int path_class) {
+  return data_directory(path_class) + "/PATHCONV.ver";
+}
+
+std::optional<double> version_read_record(const std::string& path) {
+  std::string text;
+  if (file_read(path.c_str(), text) != 0) return std::nullopt;
+  return scan_version_record(text);
+}
+
+int version_write_record(const std::string& path, double version, const std::string& like) {
+  return file_put(path.c_str(), version_text(version) + "\n",
+                  like.empty() ? nullptr : like.c_str());
+}
+
+double version_read_file(const FileDefinition& file) {
+  return version_read_record(version_file_record(file))
+      .value_or(-static_cast<double>(file.version));
+}
+
+void version_write_file(const FileDefinition& file, double version) {
+  if (version_write_record(version_file_record(file), version) != 0)
+    raise_fatal(kFileRecordNotWritten);
+}
+
+double version_look_up_file(std::string_view file_name, double old_version, bool& flag) {
+  FileVersionTable table;
+  read_file_versions(table);
+  const FileVersionEntry* entry = find_file_version(table, file_name, old_version);
+  flag = entry != nullptr && entry->flag;
+  return entry != nullptr ? entry->new_version : old_version;
+}
+
+double version_look_up_path(int path_class) {
+  PathVersionTable table;
+  read_path_versions(table);
+  return find_path_version(table, path_class);
+}
+
+double version_read_path(int path_class) {
+  return version_read_record(version_path_record(path_class)).value_or(0);
+}
+
+void version_write_path(int path_class, double version) {
+  if (version_write_record(version_path_record(path_class), version) != 0)
+    raise_fatal(kPathRecordNotWritten);
+}
+
+}  // namespace marigold

@@ -1,0 +1,294 @@
+#include "runtime/data/conversion/conversion.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+#include <utility>
+
+#include "runtime/data/access/data_path.h"
+#include "runtime/data/access/lock_file.h"
+#include "runtime/data/access/version.h"
+#include "runtime/data/conversion/conversion_copy.h"
+#include "runtime/data/conversion/conversion_step.h"
+#include "runtime/data/conversion/file_swap.h"
+#include "runtime/isam/isam.h"
+#include "runtime/platform/new_file.h"
+#include "runtime/platform/stop_signals.h"
+#include "runtime/texte/sysmsg.h"
+
+namespace marigold {
+namespace {
+
+// So many files are converted before the first of them is put in place. Each old one stays open
+// until then, and the engine opens 30 files.
+constexpr std::size_t kFilesAtOnce = 24;
+
+// A file on its way. The old one is open, so that nobody changes what has been copied.
+struct Job {
+  Job(const FileConversion& wanted, FileType type) : conversion(&wanted), swap(wanted.base, type) {}
+
+  const FileConversion* conversion;
+  FileSwap swap;
+  OldFile old_file;
+  CopyResult result;
+};
+
+class ClassRun {
+ public:
+  ClassRun(const ConversionOptions& options, ConversionReport& report)
+      : options_(options), report_(report) {}
+
+  int run(int path_class, std::span<FileDefinition* const> files, const VersionTables& tables);
+
+ private:
+  int recover(int path_class, std::span<FileDefinition* const> files);
+  int work(const ClassConversion& plan);
+  int convert(std::span<const FileConversion* const> conversions);
+  int build(Job& job);
+  int open_old(Job& job);
+  int record_version(const FileConversion& conversion);
+  int put_in_place(Job& job);
+  bool must_wait(const ClassConversion& plan);
+  int write_path_record(const ClassConversion& plan);
+  int finish(const ClassConversion& plan);
+
+  int problem(int result, const std::string& about, const std::string& reason) {
+    report_.problems.push_back(about + ": " + reason);
+    return result;
+  }
+  int failed(const std::string& about, int number) {
+    return problem(number == kIsFileLocked ? kConversionLocked : kConversionFailed, about,
+                   error_number_text(number));
+  }
+
+  const ConversionOptions& options_;
+  ConversionReport& report_;
+};
+
+std::string holders_text(int path_class) {
+  std::vector<LockHolder> holders;
+  if (lock_file_holders(path_class, holders) != 0 || holders.empty()) return "";
+  std::string text;
+  for (const LockHolder& holder : holders) {
+    if (holder.process == 0) continue;
+    text += (text.empty() ? " (process " : ", ") + std::to_string(holder.process) + " on " +
+            holder.host;
+  }
+  return text.empty() ? "" : text + ")";
+}
+
+std::string trimmed(std::string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+  return std::string(text.substr(0, text.find_last_not_of(' ') + 1));
+}
+
+int ClassRun::run(int path_class, std::span<FileDefinition* const> files,
+                  const VersionTables& tables) {
+  if (path_lock_exclusive(path_class) != kDataDone)
+    return problem(kConversionLocked, data_directory(path_class),
+                   trimmed(systxt_convlock.view()) + holders_text(path_class));
+  int result = recover(path_class, files);
+  if (result == kConversionDone) {
+    // Others may have changed something before we had the class.
+    const ClassConversion plan = plan_class(path_class, files, tables, report_.problems);
+    result = report_.problems.empty() ? work(plan) : kConversionRefused;
+  }
+  path_lock_release(path_class);
+  return result;
+}
+
+int ClassRun::recover(int path_class, std::span<FileDefinition* const> files) {
+  for (const FileDefinition* file : files) {
+    if (file->path_class != path_class) continue;
+    FileSwap swap(data_path(*file), file->type);
+    if (!swap.has_leftovers()) continue;
+    if (const int error = swap.recover()) return failed(swap.failed_path(), error);
+  }
+  return kConversionDone;
+}
+
+int ClassRun::work(const ClassConversion& plan) {
+  std::vector<const FileConversion*> conversions;
+  for (const FileConversion& conversion : plan.files) {
+    if (conversion.must_convert()) conversions.push_back(&conversion);
+    const int result = conversion.unrecorded ? record_version(conversion) : kConversionDone;
+    if (result != kConversionDone) return result;
+  }
+  for (std::size_t first = 0; first < conversions.size(); first += kFilesAtOnce) {
+    const std::size_t count = std::min(kFilesAtOnce, conversions.size() - first);
+    if (const int result = convert(std::span(conversions).subspan(first, count))) return result;
+  }
+  if (const int result = write_path_record(plan)) return result;
+  return finish(plan);
+}
+
+// A file whose maker died before it wrote the version has no records yet.
+int ClassRun::record_version(const FileConversion& conversion) {
+  const FileDefinition& file = *conversion.file;
+  OldFile old_file;
+  std::string reason;
+  const int error = old_file.open(file, conversion.base, reason);
+  if (error != 0 && reason.empty()) return failed(conversion.base, error);
+  if (error != 0 || old_file.count() > 0)
+    return problem(
+        kConversionRefused, conversion.base,
+        "no version record; write the version of its records into " + version_file_record(file));
+  const int unwritten = version_write_record(version_file_record(file), file.version);
+  return unwritten == 0 ? kConversionDone : failed(version_file_record(file), unwritten);
+}
+
+// All of them or, while they are not yet being put in place, none.
+int ClassRun::convert(std::span<const FileConversion* const> conversions) {
+  std::vector<std::unique_ptr<Job>> jobs;
+  int result = kConversionDone;
+  for (const FileConversion* conversion : conversions) {
+    jobs.push_back(std::make_unique<Job>(*conversion, conversion->file->type));
+    const int built = build(*jobs.back());
+    result = std::max(result, built);
+    // Of records that do not fit the user wants to hear all at once.
+    if (built != kConversionDone && built != kConversionRefused) break;
+  }
+  std::size_t placed = 0;
+  for (; result == kConversionDone && placed < jobs.size(); ++placed)
+    result = put_in_place(*jobs[placed]);
+  for (; placed < jobs.size(); ++placed)
+    jobs[placed]->swap.discard();
+  return result;
+}
+
+int ClassRun::open_old(Job& job) {
+  std::string reason;
+  const FileConversion& conversion = *job.conversion;
+  const int error = job.old_file.open(conversion.old_definition(), conversion.base, reason);
+  if (error == 0) return kConversionDone;
+  if (error == ENOENT)
+    return problem(kConversionFailed, conversion.base, "one of its two files is missing");
+  if (reason.empty()) return failed(conversion.base, error);
+  return problem(kConversionRefused, conversion.base,
+                 "not as version " + version_text(conversion.versions.front()) + ": " + reason);
+}
+
+int ClassRun::build(Job& job) {
+  const FileConversion& conversion = *job.conversion;
+  if (const int result = open_old(job)) return result;
+  const std::uint64_t all = job.old_file.count();
+  const auto tell = [&](std::uint64_t done) {
+    if (options_.progress) options_.progress(conversion, done, all);
+  };
+  const CopyWatch watch = [&](std::uint64_t passed) {
+    if (passed < all) tell(passed);
+    return !stop_signals_pending();
+  };
+  NewFile new_file;
+  int error = new_file.create(*conversion.file, job.swap.new_base(), conversion.base);
+  if (error == 0) error = copy_records(job.old_file, new_file, conversion.steps, watch, job.result);
+  if (error == 0 && job.result.misfits == 0) error = new_file.close();
+  if (error != 0) return failed(error == kIsBadFile ? conversion.base : job.swap.new_base(), error);
+  for (const std::string& text : job.result.misfit_texts)
+    problem(kConversionRefused, conversion.base, text);
+  const std::uint64_t more = job.result.misfits - job.result.misfit_texts.size();
+  if (more > 0)
+    problem(kConversionRefused, conversion.base, "and " + std::to_string(more) + " more records");
+  tell(all);
+  return job.result.misfits == 0 ? kConversionDone : kConversionRefused;
+}
+
+int ClassRun::put_in_place(Job& job) {
+  const double from = job.conversion->versions.front();
+  const double to = job.conversion->versions.back();
+  if (const int error = job.swap.put_in_place(from, to)) {
+    const bool half = job.swap.is_half_in_place();
+    return problem(
+        kConversionFailed, job.swap.failed_path(),
+        error_number_text(error) + (half ? "; run the conversion again to finish it" : ""));
+  }
+  job.old_file.close();
+  report_.files.push_back({.base = job.conversion->base,
+                           .from = from,
+                           .to = to,
+                           .records = job.result.records,
+                           .cut = job.result.cut});
+  return kConversionDone;
+}
+
+// Whether the file is there and has another version than its definition, or none that is known.
+bool is_behind(const FileDefinition& file) {
+  const FileSwap swap(data_path(file), file.type);
+  return swap.file_is_there() &&
+         version_read_record(swap.record_in_force()) != static_cast<double>(file.version);
+}
+
+// The class has the version when all of its files have theirs.
+bool ClassRun::must_wait(const ClassConversion& plan) {
+  bool waits = false;
+  for (const FileDefinition* file : options_.others) {
+    if (file->path_class != plan.path_class || !is_behind(*file)) continue;
+    const double version = version_read_file(*file);
+    report_.waiting.push_back(
+        version_path_record(plan.path_class) + ": not written, as " + data_path(*file) + " has " +
+        (version < 0 ? "no version record" : "version " + version_text(version)) +
+        " and not version " + version_text(file->version));
+    waits = true;
+  }
+  return waits;
+}
+
+int ClassRun::write_path_record(const ClassConversion& plan) {
+  if (!plan.needs_record() || must_wait(plan)) return kConversionDone;
+  const std::string path = version_path_record(plan.path_class);
+  int error = file_make_directory(data_directory(plan.path_class).c_str());
+  if (error == 0) error = conversion_step("record of the class");
+  if (error == 0) error = version_write_record(path, plan.wanted);
+  return error == 0 ? kConversionDone : failed(path, error);
+}
+
+int ClassRun::finish(const ClassConversion& plan) {
+  for (const FileConversion& conversion : plan.files) {
+    FileSwap swap(conversion.base, conversion.file->type);
+    if (!swap.has_leftovers()) continue;
+    if (const int error = swap.finish(options_.keep_old)) return failed(swap.failed_path(), error);
+  }
+  return kConversionDone;
+}
+
+int run_classes(std::span<FileDefinition* const> files, const ConversionOptions& options,
+                ConversionReport& report) {
+  const VersionTables tables = read_version_tables(report.problems);
+  const std::vector<ClassConversion> plans = plan_classes(files, tables, report.problems);
+  if (!report.problems.empty()) return kConversionRefused;
+  for (const ClassConversion& plan : plans) {
+    if (!plan.needs_work()) continue;
+    ClassRun run(options, report);
+    if (const int result = run.run(plan.path_class, files, tables)) return result;
+  }
+  return report.waiting.empty() ? kConversionDone : kConversionRefused;
+}
+
+}  // namespace
+
+int conversion_run(std::span<FileDefinition* const> files, const ConversionOptions& options,
+                   ConversionReport& report) {
+  report = ConversionReport{};
+  stop_signals_hold();
+  const int result = run_classes(files, options, report);
+  stop_signals_release();
+  return result;
+}
+
+std::string conversion_heading(const FileConversion& conversion) {
+  const std::string values[] = {
+      std::string(conversion.file->name.view()), std::to_string(conversion.file->path_class),
+      version_text(conversion.versions.front()), version_text(conversion.versions.back())};
+  std::string line(systxt_convhead.view());
+  std::size_t at = 0;
+  for (const std::string& value : values) {
+    at = std::min(line.find(':', at), line.size()) + 1;
+    if (line.size() < at + value.size()) line.resize(at + value.size(), ' ');
+    line.replace(at, value.size(), value);
+    at += value.size();
+  }
+  line.erase(line.find_last_not_of(' ') + 1);
+  return line;
+}
+
+}  // namespace marigold

@@ -1,0 +1,127 @@
+#include "runtime/data/conversion/critical_path.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <string>
+
+#include "runtime/core/status_file.h"
+#include "runtime/data/access/data_path.h"
+#include "runtime/data/access/lock_file.h"
+#include "runtime/data/access/version.h"
+
+namespace marigold {
+namespace {
+
+constexpr int kNoClass = -1;
+
+struct Entry {
+  std::string directory;  // empty: no entry
+  CriticalPathState state = CriticalPathState::kUnchecked;
+  int path_class = kNoClass;  // while it is open
+};
+
+struct State {
+  std::array<Entry, kCriticalPaths> entries;
+};
+
+State state;
+
+Entry* entry_at(int number) {
+  const bool known = number >= 1 && number <= kCriticalPaths;
+  return known ? &state.entries[static_cast<std::size_t>(number - 1)] : nullptr;
+}
+
+// One form for all the ways to write a directory.
+std::string normal(std::string_view directory) {
+  std::string text = std::filesystem::path(directory).lexically_normal().generic_string();
+  while (text.size() > 1 && text.ends_with('/'))
+    text.pop_back();
+  return text;
+}
+
+bool is_open(const Entry& entry) {
+  return entry.path_class != kNoClass;
+}
+
+bool in_use_by_another(const Entry& entry) {
+  return std::ranges::any_of(state.entries, [&entry](const Entry& other) {
+    return &other != &entry && is_open(other) && other.directory == entry.directory;
+  });
+}
+
+int class_of(const std::string& directory) {
+  for (int path_class = 0; path_class < kPathClasses; ++path_class) {
+    if (normal(data_directory(path_class)) == directory) return path_class;
+  }
+  return kNoClass;
+}
+
+// The state by the versions. What the table says is looked up by the number of the entry, not by
+// the class of its directory: applications number their critical paths as PATHVER.DES has them.
+CriticalPathState compare_versions(int number, int path_class) {
+  const double version = version_read_path(path_class);
+  if (version_look_up_path(number) == version) return CriticalPathState::kReady;
+  return version != 0 ? CriticalPathState::kConversionNeeded : CriticalPathState::kNew;
+}
+
+CriticalPathState check(int number, Entry& entry) {
+  if (in_use_by_another(entry)) return CriticalPathState::kInUse;
+  const int path_class = class_of(entry.directory);
+  if (path_class == kNoClass) return CriticalPathState::kUnknown;
+  if (path_lock_exclusive(path_class) != kDataDone) return CriticalPathState::kInUse;
+  const CriticalPathState found = compare_versions(number, path_class);
+  if (found == CriticalPathState::kReady) {
+    path_lock_shared(path_class);
+    entry.path_class = path_class;
+  } else {
+    path_lock_release(path_class);
+  }
+  return found;
+}
+
+void close(Entry& entry) {
+  if (is_open(entry)) path_lock_release(entry.path_class);
+  entry.path_class = kNoClass;
+}
+
+}  // namespace
+
+void critical_path_start() {
+  state = State{};
+}
+
+void critical_path_set(int number, std::string_view directory) {
+  Entry* entry = entry_at(number);
+  if (entry == nullptr) return;
+  close(*entry);
+  *entry = Entry{};
+  if (!directory.empty()) entry->directory = normal(directory);
+}
+
+bool critical_path_check() {
+  critical_path_close();
+  bool ready = true;
+  for (int number = 1; number <= kCriticalPaths; ++number) {
+    Entry& entry = *entry_at(number);
+    if (entry.directory.empty()) continue;
+    entry.state = check(number, entry);
+    ready = ready && entry.state == CriticalPathState::kReady;
+  }
+  if (!ready) std::ranges::for_each(state.entries, close);
+  return ready;
+}
+
+CriticalPathState critical_path_state(int number) {
+  const Entry* entry = entry_at(number);
+  return entry == nullptr ? CriticalPathState::kUnchecked : entry->state;
+}
+
+void critical_path_close() {
+  for (Entry& entry : state.entries) {
+    close(entry);
+    entry.state = CriticalPathState::kUnchecked;
+  }
+}
+
+}  // namespace marigold

@@ -1,0 +1,217 @@
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "runtime/platform/mapped_file.h"
+#include "runtime/platform/posix/bus_errors_posix.h"
+#include "runtime/platform/posix/byte_locks_posix.h"
+#include "runtime/platform/posix/new_file_posix.h"
+#include "runtime/platform/posix/regular_file_posix.h"
+
+namespace marigold {
+
+int (*file_fault_hook)(FileCall call) = nullptr;
+void (*file_synced_hook)(const MappedFile& file, std::uint64_t offset,
+                         std::uint64_t bytes) = nullptr;
+
+namespace {
+
+constexpr std::uint64_t kSmallestMapping = 1 << 20;
+
+int injected_fault(FileCall call) {
+  return file_fault_hook == nullptr ? 0 : file_fault_hook(call);
+}
+
+// Space that has been written stands in large pieces of the system's memory, space first touched
+// through the mapping page by page; each piece costs when it is written back.
+int write_zeros(int descriptor, std::uint64_t from, std::uint64_t to) {
+  static constexpr std::array<char, 1 << 18> kZeros{};
+  while (from < to) {
+    const std::uint64_t piece = std::min<std::uint64_t>(kZeros.size(), to - from);
+    const ssize_t written = pwrite(descriptor, kZeros.data(), piece, static_cast<off_t>(from));
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return written < 0 ? errno : ENOSPC;
+    from += static_cast<std::uint64_t>(written);
+  }
+  return 0;
+}
+
+// A longer view in place of `before`, which is as it was when there is none. Where the system can
+// move a view, its pages need not be met again one by one.
+void* map_again(int descriptor, int protection, void* before, std::uint64_t mapped,
+                std::uint64_t bytes, bool moves) {
+#ifdef MREMAP_MAYMOVE
+  if (before != nullptr && moves) return mremap(before, mapped, bytes, MREMAP_MAYMOVE);
+#endif
+  void* memory = mmap(nullptr, bytes, protection, MAP_SHARED, descriptor, 0);
+  if (memory != MAP_FAILED && before != nullptr) munmap(before, mapped);
+  return memory;
+}
+
+}  // namespace
+
+int MappedFile::open(const char* path, FileAccess access) {
+  if (const int fault = injected_fault(FileCall::kOpen)) return fault;
+  const bool writable = access == FileAccess::kReadWrite;
+  int descriptor = -1;
+  if (const int failed = open_regular(path, writable, descriptor)) return failed;
+  take(descriptor);
+  writable_ = writable;
+  return 0;
+}
+
+int MappedFile::create(const char* path, NewFileAccess access) {
+  if (const int fault = injected_fault(FileCall::kOpen)) return fault;
+  int descriptor = -1;
+  if (const int failed = make_exclusively(path, access, descriptor)) return failed;
+  take(descriptor);
+  writable_ = true;
+  return 0;
+}
+
+int MappedFile::take_access(const char* like) {
+  return take_access_of(descriptor_, like);
+}
+
+int MappedFile::size(std::uint64_t& bytes) const {
+  return size_of_open(descriptor_, bytes);
+}
+
+int MappedFile::identity(FileIdentity& identity) const {
+  struct stat status {};
+  if (fstat(descriptor_, &status) != 0) return errno;
+  identity = {.device = static_cast<std::uint64_t>(status.st_dev),
+              .number = static_cast<std::uint64_t>(status.st_ino)};
+  return 0;
+}
+
+bool MappedFile::is_still_at(const char* path) const {
+  return is_open_file_at(descriptor_, path);
+}
+
+int MappedFile::reserve(std::uint64_t bytes) {
+  if (const int fault = injected_fault(FileCall::kReserve)) return fault;
+  std::uint64_t present = 0;
+  if (const int failed = size(present)) return failed;
+  if (bytes <= present) return 0;
+  rlimit limit{};
+  if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && bytes > limit.rlim_cur) return EFBIG;
+  int failed = posix_fallocate(descriptor_, static_cast<off_t>(present),
+                               static_cast<off_t>(bytes - present));
+  if (failed == 0) failed = write_zeros(descriptor_, present, bytes);
+  // A part of the space may have been added; a file that is longer than it says would be taken for
+  // damaged.
+  if (failed != 0 && ftruncate(descriptor_, static_cast<off_t>(present)) != 0) return errno;
+  return failed;
+}
+
+int MappedFile::truncate(std::uint64_t bytes) {
+  return ftruncate(descriptor_, static_cast<off_t>(bytes)) == 0 ? 0 : errno;
+}
+
+int MappedFile::map(std::uint64_t bytes) {
+  if (bytes <= mapped_) return 0;
+  if (const int fault = injected_fault(FileCall::kMap)) return fault;
+  bytes = std::max(kSmallestMapping, 2 * bytes);
+  const int protection = writable_ ? PROT_READ | PROT_WRITE : PROT_READ;
+  // Private pages stand in the way of moving the view, and are not worth it.
+  const bool moves = hit_ != kFilledIn;
+  void* memory = map_again(descriptor_, protection, memory_, mapped_, bytes, moves);
+  if (memory == MAP_FAILED) return errno;
+  if (memory_ == nullptr) bus_errors_watch();
+  if (hit_ == kFilledIn) hit_ = kStopped;
+  memory_ = static_cast<std::byte*>(memory);
+  mapped_ = bytes;
+  return 0;
+}
+
+int MappedFile::view_again() {
+  if (hit_ == kFilledIn) {
+    if (const int fault = injected_fault(FileCall::kMap)) return fault;
+    const int protection = writable_ ? PROT_READ | PROT_WRITE : PROT_READ;
+    const int flags = MAP_SHARED | MAP_FIXED;
+    if (mmap(memory_, mapped_, protection, flags, descriptor_, 0) == MAP_FAILED) return errno;
+  }
+  hit_ = kNotHit;
+  return hit_reason_;
+}
+
+int MappedFile::read(std::uint64_t offset, std::span<std::byte> bytes) const {
+  return read_exactly(descriptor_, offset, bytes);
+}
+
+// A view that is shared loses nothing by this: what was stored is the file's.
+void MappedFile::forget(std::uint64_t offset, std::uint64_t bytes) const {
+  const auto page = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+  const std::uint64_t begin = offset / page * page;
+  const std::uint64_t end = std::min(offset + bytes, mapped_) / page * page;
+  if (begin < end) static_cast<void>(madvise(memory_ + begin, end - begin, MADV_DONTNEED));
+}
+
+int MappedFile::sync() {
+  if (const int fault = injected_fault(FileCall::kSync)) return fault;
+  if (was_hit()) return hit_reason_ == ENODATA ? EIO : hit_reason_;
+  if (fdatasync(descriptor_) != 0) return errno;
+  std::uint64_t bytes = 0;
+  if (file_synced_hook != nullptr && size(bytes) == 0) file_synced_hook(*this, 0, bytes);
+  return 0;
+}
+
+int MappedFile::sync_part(std::uint64_t offset, std::uint64_t bytes) {
+  if (const int fault = injected_fault(FileCall::kSync)) return fault;
+  if (was_hit()) return hit_reason_ == ENODATA ? EIO : hit_reason_;
+  const std::uint64_t before = offset % static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
+  if (msync(memory_ + offset - before, bytes + before, MS_SYNC) != 0) return errno;
+  if (file_synced_hook != nullptr) file_synced_hook(*this, offset, bytes);
+  return 0;
+}
+
+void MappedFile::start_sync(std::uint64_t offset, std::uint64_t bytes) {
+#ifdef SYNC_FILE_RANGE_WRITE
+  // What goes wrong is told by the sync that follows.
+  static_cast<void>(sync_file_range(descriptor_, static_cast<off_t>(offset),
+                                    static_cast<off_t>(bytes), SYNC_FILE_RANGE_WRITE));
+#else
+  static_cast<void>(offset);
+  static_cast<void>(bytes);
+#endif
+}
+
+int MappedFile::lock(std::uint64_t offset, bool exclusive) {
+  if (const int fault = injected_fault(FileCall::kLock)) return fault;
+  // A file that may only be read takes no exclusive lock; the system says EBADF.
+  return set_lock(exclusive ? F_WRLCK : F_RDLCK, offset, 1);
+}
+
+int MappedFile::unlock(std::uint64_t offset, std::uint64_t count) {
+  return set_lock(F_UNLCK, offset, count);
+}
+
+int MappedFile::locked_by_other(std::uint64_t offset, bool& locked, std::uint64_t count) const {
+  return range_locked_by_other(descriptor_, offset, count, F_WRLCK, locked);
+}
+
+int MappedFile::locked_exclusively_by_other(std::uint64_t offset, bool& locked) const {
+  return byte_locked_exclusively_by_other(descriptor_, offset, locked);
+}
+
+void wait_a_little(int round) {
+  constexpr int kSpinningRounds = 10;
+  constexpr long kLongestNanoseconds = 1'000'000;
+  if (round < kSpinningRounds) {
+    sched_yield();
+    return;
+  }
+  const long nanoseconds = std::min(kLongestNanoseconds, 10'000L * (round - kSpinningRounds + 1));
+  const timespec pause{.tv_sec = 0, .tv_nsec = nanoseconds};
+  nanosleep(&pause, nullptr);
+}
+
+}  // namespace marigold

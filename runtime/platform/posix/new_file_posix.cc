@@ -1,0 +1,351 @@
+#include "runtime/platform/posix/new_file_posix.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+
+#include "runtime/platform/file.h"
+#include "runtime/platform/posix/byte_locks_posix.h"
+#include "runtime/platform/posix/regular_file_posix.h"
+#include "runtime/platform/posix/size_limit_posix.h"
+
+namespace marigold {
+namespace {
+
+constexpr mode_t kNewFileMode = 0666;
+constexpr mode_t kOwnerMode = 0600;
+constexpr mode_t kPermissions = 0777;
+
+// The mask can only be read by setting it; the process has one thread.
+mode_t process_mask() {
+  const mode_t mask = umask(S_IRWXG | S_IRWXO);
+  umask(mask);
+  return mask;
+}
+
+// ---- Access
+
+constexpr const char* kAccessList = "system.posix_acl_access";
+
+bool has_no_list(int error) {
+  return error == ENODATA || error == ENOTSUP || error == EOPNOTSUPP;
+}
+
+// The list that `from` has, or none.
+int copy_access_list(int from, int to) {
+  std::array<char, 65536> list{};  // the greatest that the system keeps
+  const ssize_t length = fgetxattr(from, kAccessList, list.data(), list.size());
+  if (length < 0 && !has_no_list(errno)) return errno;
+  if (length >= 0)
+    return fsetxattr(to, kAccessList, list.data(), static_cast<std::size_t>(length), 0) == 0
+               ? 0
+               : errno;
+  // A directory may have given the new file one of its own.
+  return fremovexattr(to, kAccessList) == 0 || has_no_list(errno) ? 0 : errno;
+}
+
+int give_owner(int descriptor, const struct stat& wanted, struct stat& present) {
+  if (fstat(descriptor, &present) != 0) return errno;
+  if (present.st_uid == wanted.st_uid && present.st_gid == wanted.st_gid) return 0;
+  // Only some may give files away; for the others the file stays theirs.
+  if (fchown(descriptor, wanted.st_uid, wanted.st_gid) != 0 && errno != EPERM) return errno;
+  if (fstat(descriptor, &present) != 0) return errno;
+  if (present.st_gid != wanted.st_gid &&
+      fchown(descriptor, static_cast<uid_t>(-1), wanted.st_gid) != 0 && errno != EPERM)
+    return errno;
+  return fstat(descriptor, &present) == 0 ? 0 : errno;
+}
+
+int copy_access(int from, bool readable, const struct stat& wanted, int to) {
+  struct stat present {};
+  if (const int failed = give_owner(to, wanted, present)) return failed;
+  mode_t mode = wanted.st_mode & kPermissions;
+  const bool same_group = present.st_gid == wanted.st_gid;
+  // What the old group was allowed must not be allowed to another one.
+  if (!same_group) mode = (mode & ~mode_t{S_IRWXG}) | (mode & S_IRWXO) << 3;
+  if (readable && same_group) {
+    if (const int failed = copy_access_list(from, to)) return failed;
+  }
+  return fchmod(to, mode) == 0 ? 0 : errno;
+}
+
+// A regular file that has no other name and was not reached by a link.
+int open_to_append(const char* path, int more, int& descriptor) {
+  survive_size_limit();
+  const int opened =
+      open(path, O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | more, kNewFileMode);
+  if (opened < 0) return errno;
+  struct stat status {};
+  int failed = fstat(opened, &status) != 0 ? errno : 0;
+  if (failed == 0 && !S_ISREG(status.st_mode)) failed = EINVAL;
+  if (failed == 0 && status.st_nlink > 1) failed = EMLINK;
+  if (failed != 0) {
+    close(opened);
+    return failed;
+  }
+  descriptor = opened;
+  return 0;
+}
+
+// A descriptor to ask about a file, never through a link. A list can be read only from one that is
+// readable.
+int open_to_look(const char* path, bool& readable) {
+  const int descriptor = open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  readable = descriptor >= 0;
+  if (readable || errno != EACCES) return descriptor;
+  return open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC);
+}
+
+int write_all(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written >= 0) bytes.remove_prefix(static_cast<std::size_t>(written));
+    if (written < 0 && errno != EINTR) return errno;
+  }
+  return 0;
+}
+
+// ---- Temporary names
+
+std::string random_word() {
+  constexpr std::size_t kBytes = 8;
+  std::array<unsigned char, kBytes> bytes{};
+  if (getentropy(bytes.data(), bytes.size()) != 0) std::abort();  // no such kernel is supported
+  std::string word;
+  for (const unsigned char byte : bytes) {
+    std::array<char, 3> digits{};
+    std::snprintf(digits.data(), digits.size(), "%02x", byte);
+    word += digits.data();
+  }
+  return word;
+}
+
+constexpr std::size_t kWordLength = 16;
+
+bool is_word(std::string_view text) {
+  return text.size() == kWordLength &&
+         text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
+
+// Whether somebody works on the file, or did a moment ago.
+bool is_in_use(const char* path) {
+  constexpr time_t kMoment = 60;
+  const int descriptor = open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return errno != ENOENT && errno != ELOOP;
+  struct stat status {};
+  bool used = fstat(descriptor, &status) != 0;
+  if (!used && S_ISREG(status.st_mode)) {
+    bool locked = false;
+    used = time(nullptr) - status.st_mtime < kMoment ||
+           range_locked_by_other(descriptor, 0, 0, F_WRLCK, locked) != 0 || locked;
+  }
+  close(descriptor);
+  return used;
+}
+
+}  // namespace
+
+int make_exclusively(const char* path, NewFileAccess access, int& descriptor) {
+  survive_size_limit();
+  const mode_t mode = access == NewFileAccess::kOwnerOnly ? kOwnerMode : kNewFileMode;
+  const int made = open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+  if (made < 0) return errno;
+  descriptor = made;
+  return 0;
+}
+
+int take_access_of(int descriptor, const char* like) {
+  bool readable = false;
+  const int from = open_to_look(like, readable);
+  if (from < 0 && errno != ENOENT && errno != ELOOP && errno != ENXIO) return errno;
+  struct stat wanted {};
+  const bool found = from >= 0 && fstat(from, &wanted) == 0 && S_ISREG(wanted.st_mode);
+  const int failed = found ? copy_access(from, readable, wanted, descriptor)
+                     : fchmod(descriptor, kNewFileMode & ~process_mask()) == 0 ? 0
+                                                                               : errno;
+  if (from >= 0) close(from);
+  return failed;
+}
+
+// ---- FileWriter
+
+int FileWriter::make(const char* path, NewFileAccess access) {
+  close();
+  if (const int failed = make_exclusively(path, access, descriptor_)) return failed;
+  // Some file systems have no locks; there a new file counts as alive for a minute.
+  static_cast<void>(set_byte_lock(descriptor_, F_WRLCK, kFileAliveLock, 1));
+  return 0;
+}
+
+int FileWriter::make_again(const char* path) {
+  close();
+  const int not_removed = file_remove(path);
+  if (not_removed == 0) return make(path);
+  if (not_removed != EACCES && not_removed != EPERM && not_removed != EROFS) return not_removed;
+  if (const int failed = open_to_append(path, 0, descriptor_)) return failed;
+  if (ftruncate(descriptor_, 0) == 0) return 0;
+  const int failed = errno;
+  close();
+  return failed;
+}
+
+int FileWriter::open_device(const char* path) {
+  close();
+  struct stat status {};
+  if (stat(path, &status) != 0) return errno;
+  if (S_ISREG(status.st_mode)) return ENXIO;
+  descriptor_ = open(path, O_WRONLY | O_CLOEXEC | O_NOCTTY);
+  if (descriptor_ < 0) return errno;
+  // Another file may have the name by now.
+  if (fstat(descriptor_, &status) == 0 && !S_ISREG(status.st_mode)) return 0;
+  close();
+  return ENXIO;
+}
+
+int FileWriter::write(std::string_view bytes) {
+  return write_all(descriptor_, bytes);
+}
+
+int FileWriter::take_access(const char* like) {
+  return take_access_of(descriptor_, like);
+}
+
+int FileWriter::sync() {
+  return fsync(descriptor_) == 0 ? 0 : errno;
+}
+
+int FileWriter::close() {
+  if (descriptor_ < 0) return 0;
+  const int closed = ::close(descriptor_);
+  descriptor_ = -1;
+  return closed == 0 ? 0 : errno;
+}
+
+int FileWriter::share() const {
+  return fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
+}
+
+// ---- Files by their names
+
+int file_append(const char* path, std::string_view bytes) {
+  int descriptor = -1;
+  if (const int failed = open_to_append(path, O_CREAT, descriptor)) return failed;
+  const int failed = write_all(descriptor, bytes);
+  return close(descriptor) == 0 || failed != 0 ? failed : errno;
+}
+
+int file_make(const char* path, std::string_view bytes) {
+  FileWriter file;
+  if (const int failed = file.make(path)) return failed;
+  int failed = file.write(bytes);
+  if (failed == 0) failed = file.sync();
+  if (failed == 0) failed = file.close();
+  if (failed != 0) file_remove(path);
+  return failed;
+}
+
+int file_put(const char* path, std::string_view bytes, const char* like) {
+  const std::string fresh = new_file_name(path);
+  FileWriter file;
+  if (const int failed = file.make(fresh.c_str(), NewFileAccess::kOwnerOnly)) return failed;
+  int failed = file.write(bytes);
+  if (failed == 0) failed = file.take_access(like == nullptr ? path : like);
+  if (failed == 0) failed = file.sync();
+  if (failed == 0) failed = file.close();
+  if (failed == 0) failed = file_replace(fresh.c_str(), path);
+  if (failed != 0) file_remove(fresh.c_str());
+  return failed;
+}
+
+int file_replace(const char* from, const char* to) {
+  if (std::rename(from, to) != 0) return errno;
+  return file_sync_directory(to);  // a name is on the disk when its directory is
+}
+
+int file_link(const char* from, const char* to) {
+  if (link(from, to) != 0) return errno;
+  return file_sync_directory(to);
+}
+
+int file_remove(const char* path) {
+  return unlink(path) != 0 && errno != ENOENT ? errno : 0;
+}
+
+int file_remove_directory(const char* path) {
+  return rmdir(path) != 0 && errno != ENOENT ? errno : 0;
+}
+
+int file_make_own_directory(const char* path) {
+  return mkdir(path, S_IRWXU) == 0 ? 0 : errno;
+}
+
+int file_remove_tree(const char* path) {
+  std::error_code failed;
+  std::filesystem::remove_all(path, failed);
+  return failed.value();
+}
+
+int file_make_private_directory(std::string& path) {
+  const char* parent = std::getenv("TMPDIR");
+  path = parent == nullptr || *parent == '\0' ? "/tmp" : parent;
+  path.append("/marigold.").append(random_word());
+  return file_make_own_directory(path.c_str());
+}
+
+int file_make_directory(const char* path) {
+  std::error_code failed;
+  std::filesystem::create_directories(path, failed);
+  return failed.value();
+}
+
+// ---- Temporary names
+
+namespace {
+
+std::size_t name_begin(std::string_view path) {
+  const std::size_t slash = path.rfind('/');
+  return slash == std::string_view::npos ? 0 : slash + 1;
+}
+
+}  // namespace
+
+std::string new_file_name(std::string_view path) {
+  const std::size_t begin = name_begin(path);
+  std::string name(path.substr(0, begin));
+  return name.append(".").append(path.substr(begin)).append(".").append(random_word());
+}
+
+std::vector<std::string> new_files_abandoned(const std::string& path) {
+  namespace fs = std::filesystem;
+  const std::string directory = path.substr(0, name_begin(path));
+  const std::string head =
+      std::string(".").append(path, name_begin(path), std::string::npos).append(".");
+  std::vector<std::string> found;
+  std::vector<std::string> used;  // heads and words
+  std::error_code error;
+  for (fs::directory_iterator at(directory.empty() ? "." : directory, error), end;
+       !error && at != end; at.increment(error)) {
+    const std::string name = at->path().filename().string();
+    if (!name.starts_with(head) || name.size() < head.size() + kWordLength) continue;
+    if (!is_word(std::string_view(name).substr(head.size(), kWordLength))) continue;
+    found.push_back(directory + name);
+    if (is_in_use(found.back().c_str()))
+      used.push_back(directory + name.substr(0, head.size() + kWordLength));
+  }
+  std::erase_if(found, [&used](const std::string& name) {
+    return std::ranges::any_of(used, [&](const std::string& one) { return name.starts_with(one); });
+  });
+  std::ranges::sort(found);
+  return found;
+}
+
+}  // namespace marigold

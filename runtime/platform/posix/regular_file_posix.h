@@ -1,0 +1,63 @@
+// What the kinds of files of this folder share on POSIX systems.
+//
+// Results: 0 for done, else the system's error number.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "runtime/platform/posix/size_limit_posix.h"
+
+namespace marigold {
+
+// Opens a regular file; EINVAL for anything else, whose other end is not waited for. On failure
+// nothing is open. `more` is further flags of the system's call.
+inline int open_regular(const char* path, bool writable, int& descriptor, int more = 0) {
+  if (writable) survive_size_limit();
+  const int opened = ::open(path, (writable ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_CLOEXEC | more);
+  if (opened < 0) return errno;
+  struct stat status {};
+  int failed = fstat(opened, &status) != 0 ? errno : 0;
+  if (failed == 0 && !S_ISREG(status.st_mode)) failed = EINVAL;
+  if (failed != 0) {
+    ::close(opened);
+    return failed;
+  }
+  descriptor = opened;
+  return 0;
+}
+
+inline int size_of_open(int descriptor, std::uint64_t& bytes) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) return errno;
+  bytes = static_cast<std::uint64_t>(status.st_size);
+  return 0;
+}
+
+// Reads all of the bytes; EIO when the file ends before.
+inline int read_exactly(int descriptor, std::uint64_t offset, std::span<std::byte> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t got = pread(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return got < 0 ? errno : EIO;
+    offset += static_cast<std::uint64_t>(got);
+    bytes = bytes.subspan(static_cast<std::size_t>(got));
+  }
+  return 0;
+}
+
+// Whether the name leads to the open file.
+inline bool is_open_file_at(int descriptor, const char* path) {
+  struct stat opened {};
+  struct stat named {};
+  return fstat(descriptor, &opened) == 0 && stat(path, &named) == 0 &&
+         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+}
+
+}  // namespace marigold

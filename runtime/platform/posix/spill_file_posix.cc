@@ -1,0 +1,106 @@
+#include "runtime/platform/spill_file.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+
+#include "runtime/platform/mapped_file.h"
+#include "runtime/platform/posix/new_file_posix.h"
+#include "runtime/platform/posix/regular_file_posix.h"
+
+namespace marigold {
+namespace {
+
+// A file that never has a name, where the file system has such.
+int make_nameless(const std::string& path, int& descriptor) {
+#ifdef O_TMPFILE
+  const std::size_t slash = path.rfind('/');
+  const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  descriptor = open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  return descriptor < 0 ? errno : 0;
+#else
+  static_cast<void>(path);
+  static_cast<void>(descriptor);
+  return EOPNOTSUPP;
+#endif
+}
+
+int make_and_unlink(const std::string& path, int& descriptor) {
+  const std::string name = new_file_name(path);
+  if (const int failed = make_exclusively(name.c_str(), NewFileAccess::kOwnerOnly, descriptor))
+    return failed;
+  return file_remove(name.c_str());
+}
+
+int make_beside(const std::string& path, int& descriptor) {
+  const int failed = make_nameless(path, descriptor);
+  return failed == EOPNOTSUPP || failed == EISDIR || failed == ENOENT
+             ? make_and_unlink(path, descriptor)
+             : failed;
+}
+
+// While one lives, a write beyond the process's limit on file sizes is a failed write and no signal
+// that ends the process.
+class NoSizeSignal {
+ public:
+  NoSizeSignal() {
+    sigemptyset(&signal_);
+    sigaddset(&signal_, SIGXFSZ);
+    pthread_sigmask(SIG_BLOCK, &signal_, &before_);
+  }
+  ~NoSizeSignal() {
+    const timespec now{};
+    // One that was blocked before is not ours to take.
+    if (sigismember(&before_, SIGXFSZ) == 0) sigtimedwait(&signal_, nullptr, &now);
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  }
+  NoSizeSignal(const NoSizeSignal&) = delete;
+  NoSizeSignal& operator=(const NoSizeSignal&) = delete;
+
+ private:
+  sigset_t signal_{};
+  sigset_t before_{};
+};
+
+}  // namespace
+
+SpillFile::~SpillFile() {
+  if (descriptor_ >= 0) close(descriptor_);
+}
+
+int SpillFile::make(const char* beside) {
+  const int fault = file_fault_hook == nullptr ? 0 : file_fault_hook(FileCall::kOpen);
+  if (fault != 0) return fault;
+  const int failed = make_beside(beside, descriptor_);
+  if (failed != EACCES && failed != EPERM && failed != EROFS) return failed;
+  const char* directory = std::getenv("TMPDIR");
+  const std::string other = directory == nullptr || *directory == '\0' ? "/tmp" : directory;
+  return make_beside(other + "/marigold", descriptor_);
+}
+
+int SpillFile::write(std::uint64_t offset, std::span<const std::byte> bytes) {
+  const int fault = file_fault_hook == nullptr ? 0 : file_fault_hook(FileCall::kReserve);
+  if (fault != 0) return fault;
+  const NoSizeSignal guard;
+  while (!bytes.empty()) {
+    const ssize_t written =
+        pwrite(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return written < 0 ? errno : ENOSPC;
+    offset += static_cast<std::uint64_t>(written);
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+  }
+  return 0;
+}
+
+int SpillFile::read(std::uint64_t offset, std::span<std::byte> bytes) const {
+  return read_exactly(descriptor_, offset, bytes);
+}
+
+}  // namespace marigold

@@ -1,0 +1,402 @@
+#include "runtime/print/engine/list.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "runtime/core/settings.h"
+#include "runtime/core/user_interface.h"
+#include "runtime/print/engine/list_state.h"
+#include "runtime/print/engine/variables.h"
+#include "runtime/print/files/block_store.h"
+#include "runtime/print/files/list_install.h"
+#include "runtime/print/output/number_text.h"
+#include "runtime/print/output/output_device.h"
+#include "runtime/print/output/print_command.h"
+#include "runtime/print/output/print_defaults.h"
+#include "runtime/print/output/screen_output.h"
+#include "runtime/print/viewer/viewer.h"
+
+namespace marigold {
+namespace {
+
+constexpr int kAlreadyOpen = 42;
+constexpr int kAlreadyClosed = 43;
+constexpr std::string_view kChannelName = "***********";
+
+// What outlives a list.
+struct Choice {
+  bool to_screen = false;
+  const OutputDevice* device = nullptr;
+  void (*on_overflow)(const ListOverflow& overflow) = nullptr;
+  std::string viewer_printer;
+};
+
+// Of a printer that is open for the viewer alone.
+struct ViewerPrinter {
+  bool open = false;
+  bool failed = false;  // since the viewer began
+};
+
+struct State {
+  ListState list;
+  Choice choice;
+  ViewerPrinter viewer_printer;
+};
+State state;
+
+void refuse(std::string_view reason, const char* help_key) {
+  list_fail(std::string("LP1:").append(state.list.name).append(":").append(reason), help_key);
+}
+
+// ---- Opening
+
+// Without its files there is nothing to show; the user has been told.
+int start_screen() {
+  if (screen_output_start() == 0) return kListDone;
+  state.list.to_screen = false;
+  state.list.aborted = true;
+  return kListBad;
+}
+
+// Printing for nobody would end as if all were well.
+int start_device() {
+  if (state.list.to_screen) return start_screen();
+  if (state.choice.device != nullptr || printer_is_open()) return kListDone;
+  refuse("Drucker nicht bereit !", "");
+  return kListNoPrinter;
+}
+
+// Finds the list in one pair of definition files, which stay open then.
+bool found_in(const ListFiles& files) {
+  if (!list_records_open(files)) return false;
+  if (!list_record_read(files, state.list.name, state.list.properties)) {
+    list_records_close(files);
+    return false;
+  }
+  state.list.files = &files;
+  return true;
+}
+
+int read_definitions() {
+  list_files_define();
+  ListFilesHold own;
+  ListFilesHold plain;
+  std::string problem;
+  if (!own.begin(list_directory(), kOwnListFiles, problem) ||
+      !plain.begin(list_directory(), kPlainListFiles, problem)) {
+    refuse(problem, "_BLONF_");
+    return kListBad;
+  }
+  if (!found_in(kOwnListFiles) && !found_in(kPlainListFiles)) {
+    refuse("Liste nicht gefunden!", "_LISNF_");
+    return kListNotFound;
+  }
+  const std::string path = list_store_path(*state.list.files);
+  std::string reason;
+  if (block_store_read(path.c_str(), state.list.store, reason)) return kListDone;
+  refuse(path + ": " + reason, "_BLONF_");
+  return kListBad;
+}
+
+void override_with(const ListOptions& options) {
+  ListProperties& page = state.list.properties;
+  if (options.page_length != -1) page.page_length = options.page_length;
+  if (options.first_line != -1) page.first_line = options.first_line;
+  if (options.last_line != -1) page.last_line = options.last_line;
+}
+
+void cut_to_limit() {
+  const PrintDefaults& defaults = print_defaults();
+  ListProperties& page = state.list.properties;
+  if (defaults.page_limit > 0) {
+    int limit = defaults.page_limit;
+    if (defaults.page_limit_first_line > 0) limit -= defaults.page_limit_first_line - 1;
+    page.page_length = std::min(page.page_length, limit);
+  }
+  page.last_line = std::min(page.last_line, page.page_length);
+}
+
+int check_page() {
+  const ListProperties& page = state.list.properties;
+  const char* fault = nullptr;
+  if (page.page_length < 1)
+    fault = "the page has no lines";
+  else if (page.first_line < 1 || page.first_line > page.last_line)
+    fault = "the page's first line is beyond its last one";
+  if (fault == nullptr) return kListDone;
+  refuse(fault, "_BLONF_");
+  return kListBad;
+}
+
+const OutputDevice& device() {
+  if (state.choice.device != nullptr) return *state.choice.device;
+  return state.list.to_screen ? kScreenDevice : kPrinterDevice;
+}
+
+// What the printer is in before it prints anything.
+void set_printer() {
+  state.list.shown.pitch = 0;
+  page_flush_attributes();
+}
+
+// ---- Closing
+
+int begin_viewer_print() {
+  if (printer_is_open()) return 0;
+  const int failed =
+      state.choice.viewer_printer.empty() ? ENOENT : open_printer(state.choice.viewer_printer);
+  state.viewer_printer.open = failed == 0;
+  state.viewer_printer.failed = state.viewer_printer.failed || failed != 0;
+  return failed;
+}
+
+void end_viewer_print() {
+  if (!std::exchange(state.viewer_printer.open, false)) return;
+  const int status = close_printer();
+  if (status == 0) return;
+  state.viewer_printer.failed = true;
+  const std::string message = printer_command(state.choice.viewer_printer) +
+                              ": the print command ended with status " + std::to_string(status);
+  user_interface().message(message.c_str(), "");
+}
+
+// False when the user wanted to print and could not.
+bool show_viewer(const std::string& name) {
+  state.viewer_printer = {};
+  viewer_run({.name = name,
+              .page_length = channel_page_length(),
+              .begin_print = begin_viewer_print,
+              .end_print = end_viewer_print,
+              .print =
+                  [](std::span<const char> bytes) {
+                    int error_flag = 0;
+                    write_printer({bytes.data(), bytes.size()}, error_flag);
+                    return error_flag;
+                  },
+              .aborted = abort_was_chosen});
+  return !state.viewer_printer.failed;
+}
+
+// An aborted list still ends its page: what is printed next shall not begin on half of one.
+void end_last_page() {
+  if (!state.list.printed) return;
+  channel_stop(false);
+  page_eject(false);
+}
+
+// One message for a list, however long it is; "" when all numbers had room.
+std::string overflow_message() {
+  const std::size_t count = state.list.overflows_kept;
+  if (count == 0) return {};
+  std::string message = "LP1:" + state.list.name + ":" + state.list.first_overflow;
+  if (count > 1) message += " (and " + std::to_string(count - 1) + " more)";
+  return message;
+}
+
+struct Ending {
+  bool complete = false;  // the device has taken everything
+  std::string overflows;
+};
+
+// Gives the device all that there is. The list is no more then.
+Ending finish() {
+  progress_end();
+  end_last_page();
+  if (state.list.files != nullptr) list_records_close(*state.list.files);
+  const bool refused = state.list.refused;
+  Ending ending{.complete = channel_close() == 0 && !refused, .overflows = overflow_message()};
+  state.list = {};
+  open_subsystems().print_engine = false;
+  return ending;
+}
+
+// A carried total or page number that the channel edits.
+void overflow_in_channel(int total, std::string_view mask, double number) {
+  const std::string name = total == 0 ? "page" : "total " + std::to_string(total);
+  list_overflow({.list = state.list.name,
+                 .field = name,
+                 .mask = mask,
+                 .number = number,
+                 .page = state.list.page,
+                 .line = state.list.line,
+                 .column = state.list.column});
+}
+
+// The program ends without having closed its list. What it printed is on its way to paper; who was
+// to see it on the screen has left.
+void end_with_program() {
+  const bool to_screen = state.list.to_screen;
+  finish();
+  if (to_screen) screen_output_remove();
+}
+
+}  // namespace
+
+ListState& list_state() {
+  return state.list;
+}
+
+void list_fail(const std::string& message, const char* help_key) {
+  state.list.aborted = true;
+  if (channel_is_open()) channel_stop(true);
+  user_interface().message(message.c_str(), help_key);
+}
+
+void list_overflow(const ListOverflow& overflow) {
+  if (state.choice.on_overflow != nullptr) return state.choice.on_overflow(overflow);
+  if (state.list.overflows_kept++ == 0) state.list.first_overflow = list_overflow_text(overflow);
+}
+
+std::string list_overflow_text(const ListOverflow& overflow) {
+  std::string text = "page " + std::to_string(overflow.page) + ", line " +
+                     std::to_string(overflow.line) + ", column " + std::to_string(overflow.column) +
+                     ": ";
+  text.append(overflow.field).append(": ").append(overflow.mask);
+  if (overflow.mask.empty()) text += "a width of " + std::to_string(overflow.width);
+  return text + " has no room for " + number_text({}, overflow.number).text;
+}
+
+void list_on_overflow(void (*told)(const ListOverflow& overflow)) {
+  state.choice.on_overflow = told;
+}
+
+void list_to_screen(bool screen) {
+  state.choice.to_screen = screen;
+}
+
+void list_to_viewer_printer(std::string_view name) {
+  state.choice.viewer_printer = name;
+}
+
+void list_to_device(const OutputDevice* device) {
+  state.choice.device = device;
+}
+
+int list_open(std::string_view name, const ListOptions& options) {
+  if (state.list.open) raise_fatal(kAlreadyOpen);
+  print_defaults_start();
+  state.list = {};
+  state.list.open = true;
+  state.list.name = name;
+  state.list.today = print_today();
+  variables_clear();
+  open_subsystems().print_engine = true;
+  open_subsystems().end_print_engine = end_with_program;
+  state.list.to_screen = state.choice.to_screen && state.choice.device == nullptr;
+  int result = start_device();
+  if (options.show_progress && !state.list.to_screen) progress_show();
+  if (result == kListDone) result = read_definitions();
+  override_with(options);
+  cut_to_limit();
+  if (result == kListDone) result = check_page();
+  state.list.footer_line = state.list.properties.last_line;
+  channel_open(kChannelName, std::max(state.list.properties.page_length, 1), device());
+  channel_on_overflow(overflow_in_channel);
+  if (result == kListDone) set_printer();
+  channel_stop(state.list.aborted);
+  state.list.refused = result != kListDone;
+  return result;
+}
+
+std::string list_close(bool* complete) {
+  if (!state.list.open) raise_fatal(kAlreadyClosed);
+  std::string output = state.list.properties.output;
+  const std::string name = output.empty() ? state.list.name : output;
+  const bool to_screen = state.list.to_screen;
+  const Ending ending = finish();
+  if (!ending.overflows.empty()) user_interface().message(ending.overflows.c_str(), "");
+  bool printed = true;
+  if (to_screen) {
+    printed = show_viewer(name);
+    screen_output_remove();
+  }
+  if (complete != nullptr) *complete = ending.complete && printed;
+  return output;
+}
+
+void list_print(std::string_view block) {
+  if (state.list.aborted) return;
+  if (block == kEjectPage)
+    page_eject(false);
+  else
+    block_run(block, BlockKind::kBody);
+}
+
+bool list_has_block(std::string_view block) {
+  return block_record(block) != nullptr;
+}
+
+int list_repeat(std::string_view block) {
+  const Block* found = block_record(block);
+  return found == nullptr ? 0 : found->properties.repeat;
+}
+
+void list_set_header(std::string_view block) {
+  state.list.header = block;
+  state.list.has_header = true;
+}
+
+void list_set_footer(std::string_view block) {
+  if (state.list.aborted) return;
+  const Block* found = block_find(block);
+  if (found == nullptr) return;
+  state.list.footer = block;
+  state.list.has_footer = true;
+  state.list.footer_line = state.list.properties.last_line - found->properties.footer_lines;
+  if (state.list.footer_line < state.list.properties.first_line)
+    refuse(std::string(block).append(":").append("the footer leaves no line of the page"),
+           "_BLONF_");
+}
+
+bool list_check_abort() {
+  if (state.list.aborted) return true;
+  if (!state.list.progress_shown || !abort_was_chosen()) return false;
+  abort_announce();
+  page_print_abort_text(state.list.properties.abort_text);
+  page_eject(false);
+  state.list.aborted = true;
+  channel_stop(true);
+  return true;
+}
+
+int list_lines_left() {
+  if (state.list.waiting.waits) return 0;
+  return state.list.properties.last_line - state.list.line + 1;
+}
+
+int list_page() {
+  return state.list.page;
+}
+
+void list_set(std::string_view name, double number, std::int32_t generation) {
+  if (!variable_set(name, generation, number)) refuse("more than 120 variables", "_VARNS_");
+}
+
+void list_set(std::string_view name, double number, std::string_view as_text,
+              std::int32_t generation) {
+  if (!variable_set(name, generation, number, as_text))
+    refuse("more than 120 variables", "_VARNS_");
+}
+
+void list_set_empty(std::string_view name, std::int32_t generation) {
+  if (!variable_set_empty(name, generation)) refuse("more than 120 variables", "_VARNS_");
+}
+
+void list_set(std::string_view name, std::string_view text, std::int32_t generation) {
+  if (!variable_set(name, generation, text)) refuse("more than 120 variables", "_VARNS_");
+}
+
+void list_unset(std::string_view name, std::int32_t generation) {
+  variable_unset(name, generation);
+}
+
+void list_set_register(std::size_t index, double number) {
+  register_set(index, number);
+}
+
+void list_set_record(const ListRecord* record) {
+  state.list.record = record;
+}
+
+}  // namespace marigold

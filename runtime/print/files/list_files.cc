@@ -1,0 +1,91 @@
+#include "runtime/print/files/list_files.h"
+
+#include "runtime/core/settings.h"
+#include "runtime/data/definition/definition.h"
+#include "runtime/data/definition/definition_set.h"
+
+namespace marigold {
+namespace {
+
+// A list's page is told in lines (PL, EZ, LZ), columns (ES) and characters per inch (CPI); NAME is
+// where its output goes, ABRTXT what stands last on a list that was aborted. A block has its place
+// in the store (OFF), "J" in SAME when it stays on one page, how often it is to be repeated (REP),
+// the lines that it takes as a footer (ZEIL) and those that it is long (BLEN).
+constexpr std::string_view kDefinitions = R"(
+BEGINFILE NAME ILISTEN VERSION 1 PATH 0 LEN 160 TYPE ISAM
+BEGINFIELD
+  FIELD LISTE  TYPE STRING 20 PREVAL NIL
+  FIELD PL     TYPE INT       PREVAL 72
+  FIELD ES     TYPE INT       PREVAL 1
+  FIELD EZ     TYPE INT       PREVAL 1
+  FIELD LZ     TYPE INT       PREVAL 72
+  FIELD CPI    TYPE INT       PREVAL 10
+  FIELD NAME   TYPE STRING 40 PREVAL NIL
+  FIELD ABRTXT TYPE STRING 80 PREVAL NIL
+ENDFIELD
+BEGINKEY KEY 1 SEGMENT 1 IS LISTE ENDKEY
+ENDFILE
+BEGINFILE NAME IBLOECKE VERSION 1 PATH 0 LEN 64 TYPE ISAM
+BEGINFIELD
+  FIELD LISTE TYPE STRING 20 PREVAL NIL
+  FIELD BLOCK TYPE STRING 20 PREVAL NIL
+  FIELD OFF   TYPE LONGINT   PREVAL 0
+  FIELD SAME  TYPE CHAR      PREVAL 'N'
+  FIELD REP   TYPE INT       PREVAL 0
+  FIELD ZEIL  TYPE INT       PREVAL 0
+  FIELD BLEN  TYPE INT       PREVAL 0
+ENDFIELD
+BEGINKEY KEY 1 SEGMENT 1 IS LISTE KEY 1 SEGMENT 2 IS BLOCK ENDKEY
+ENDFILE
+END.)";
+
+struct State {
+  std::string directory;
+};
+State state;
+
+std::string path_in(std::string_view directory, std::string_view name) {
+  return std::string(directory).append("/").append(name);
+}
+
+FileDefinition plain_twin(std::string_view text, std::size_t index) {
+  FileDefinition definition =
+      std::move(*scan_definitions(text, AfterScanError::kStop).files.at(index).definition);
+  definition.name = DefinitionName(DefinitionName(definition.name).view().substr(1));
+  return definition;
+}
+
+// They lie beside the block store, where the compiler puts them.
+void define(FileDefinition definition) {
+  definition.explicit_path = path_in(list_directory(), definition.name.view());
+  definition_add(std::move(definition));
+}
+
+}  // namespace
+
+void list_files_define() {
+  DefinitionScan own = scan_definitions(kDefinitions, AfterScanError::kStop);
+  for (std::size_t index = 0; index < own.files.size(); ++index) {
+    define(plain_twin(kDefinitions, index));
+    define(std::move(*own.files[index].definition));
+  }
+}
+
+void list_files_use(std::string_view directory) {
+  state.directory = directory;
+  list_files_define();
+  for (const ListFiles& files : {kOwnListFiles, kPlainListFiles}) {
+    for (const std::string_view name : {files.lists, files.blocks})
+      definition_get(name).explicit_path = path_in(list_directory(), name);
+  }
+}
+
+std::string list_directory() {
+  return state.directory.empty() ? std::string(settings().print_directory.view()) : state.directory;
+}
+
+std::string list_store_path(const ListFiles& files) {
+  return path_in(list_directory(), files.store);
+}
+
+}  // namespace marigold

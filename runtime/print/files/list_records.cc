@@ -1,0 +1,112 @@
+#include "runtime/print/files/list_records.h"
+
+#include <cmath>
+#include <limits>
+#include <utility>
+
+#include "runtime/data/access/data_file.h"
+#include "runtime/data/access/data_path.h"
+#include "runtime/data/access/field_access.h"
+#include "runtime/data/access/lock_decision.h"
+#include "runtime/isam/isam.h"
+#include "runtime/platform/file.h"
+
+namespace marigold {
+namespace {
+
+constexpr int kPrimaryKey = 1;
+
+bool is_there(FileDefinition* file) {
+  return file != nullptr && file_exists((data_path(*file) + ".dat").c_str());
+}
+
+// Applications define these files themselves, and choose the numbers' types. What no number of
+// lines or bytes can be reads as 0.
+int number(const FileDefinition& file, std::string_view name) {
+  const FieldDefinition* field = file.find_field(name);
+  double value = 0;
+  if (field != nullptr) field_get_number(*field, 1, file.record.data(), value);
+  const bool is_count = std::abs(value) <= std::numeric_limits<std::int32_t>::max();
+  return is_count ? static_cast<int>(value) : 0;
+}
+
+std::string text(const FileDefinition& file, std::string_view name) {
+  const FieldDefinition* field = file.find_field(name);
+  std::string_view value;
+  if (field == nullptr || field_get(*field, 1, file.record.data(), value) != kFieldDone) return {};
+  return std::string(value.substr(0, value.find_last_not_of(' ') + 1));
+}
+
+// False when no record can have this value.
+bool put_key(FileDefinition& file, std::string_view name, std::string_view value) {
+  const FieldDefinition* field = file.find_field(name);
+  return field != nullptr && field_put(*field, 1, file.record.data(), value) == kFieldDone;
+}
+
+bool read_record(FileDefinition& file) {
+  return data_read(file, kPrimaryKey, false, LockWait::kTell) == kDataDone;
+}
+
+// Whether another process has the file for itself.
+bool is_taken(const FileDefinition& file) {
+  const int number = ISOPEN(data_path(file).c_str(), kIsInput | kIsReadOnly | kIsManualLock);
+  if (number < 0) return iserrno == kIsFileLocked;
+  ISCLOSE(number);
+  return false;
+}
+
+// Opens a file to be read and no more, whatever its definition says: many who print may not write
+// it. Waits before, since the opening of a read-only file that is taken would end the program.
+void open_to_read(std::string_view name) {
+  FileDefinition& file = definition_get(name);
+  while (lock_try_again(file, is_taken(file) ? kDataLocked : kDataDone, LockWait::kTellAndWait,
+                        LockPhase::kOpening)) {
+  }
+  const bool read_only = std::exchange(file.read_only, true);
+  data_open(file, LockWait::kTellAndWait);
+  file.read_only = read_only;
+}
+
+}  // namespace
+
+bool list_records_open(const ListFiles& files) {
+  if (!is_there(definition_find(files.lists)) || !is_there(definition_find(files.blocks)))
+    return false;
+  open_to_read(files.lists);
+  open_to_read(files.blocks);
+  return true;
+}
+
+void list_records_close(const ListFiles& files) {
+  data_close(definition_get(files.lists));
+  data_close(definition_get(files.blocks));
+}
+
+bool list_record_read(const ListFiles& files, std::string_view list, ListProperties& properties) {
+  FileDefinition& file = definition_get(files.lists);
+  data_clear_record(file);
+  if (!put_key(file, "LISTE", list) || !read_record(file)) return false;
+  properties = {.page_length = number(file, "PL"),
+                .start_column = number(file, "ES"),
+                .first_line = number(file, "EZ"),
+                .last_line = number(file, "LZ"),
+                .output = text(file, "NAME"),
+                .abort_text = text(file, "ABRTXT")};
+  return true;
+}
+
+bool block_record_read(const ListFiles& files, std::string_view list, std::string_view block,
+                       BlockProperties& properties) {
+  FileDefinition& file = definition_get(files.blocks);
+  data_clear_record(file);
+  if (!put_key(file, "LISTE", list) || !put_key(file, "BLOCK", block) || !read_record(file))
+    return false;
+  properties = {.offset = number(file, "OFF"),
+                .same_page = text(file, "SAME") == "J",
+                .repeat = number(file, "REP"),
+                .footer_lines = number(file, "ZEIL"),
+                .length = number(file, "BLEN")};
+  return true;
+}
+
+}  // namespace marigold

@@ -1,0 +1,27 @@
+#include "runtime/print/output/output_choice.h"
+
+#include "runtime/wi/dialog/selection.h"
+
+namespace marigold {
+namespace {
+
+constexpr SelectionEntry kEntries[] = {
+    {"Ausgabe auf:", false},
+    {"------------", false},
+    {"Drucker"},
+    {"Bildschirm"},
+};
+constexpr int kScreenEntry = 4;
+
+}  // namespace
+
+bool output_choose_screen() {
+  return selection_field({.row = 8,
+                          .column = 33,
+                          .title = "Ausgabe w{hlen",
+                          .entries = kEntries,
+                          .layout = "100000000",
+                          .help_key = "VIDEO01"}) == kScreenEntry;
+}
+
+}  // namespace marigold

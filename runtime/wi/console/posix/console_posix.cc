@@ -1,0 +1,200 @@
+// The console on a POSIX terminal: the cells in the terminal's character set, sent as changes.
+//
+// The terminal is taken at the first use of the screen or the keyboard and given back by `leave`,
+// at the program's exit and before a signal ends or stops the process. What the screen is to show
+// is kept meanwhile and painted when the terminal is taken again, and when its size has changed. A
+// terminal of fewer than 80 by 24 cells shows a message instead.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "runtime/wi/console/code_page_437.h"
+#include "runtime/wi/console/console.h"
+#include "runtime/wi/console/posix/console_signals_posix.h"
+#include "runtime/wi/console/posix/console_tty_posix.h"
+#include "runtime/wi/console/posix/keyboard_posix.h"
+#include "runtime/wi/console/screen_update.h"
+
+namespace marigold {
+namespace {
+
+constexpr std::uint8_t kRepaintKey = 0x12;  // Ctrl-R
+
+struct State {
+  bool started = false;
+  bool too_small = false;
+  bool repaint_key_due = false;   // VT100 mode: the program's next key is Ctrl-R
+  TtyHold used = TtyHold::kNone;  // the most that was asked for so far
+  ConsoleBuffer wanted{};
+  WantedCursor cursor;
+  ShownScreen shown;
+  TerminalKind kind;
+  std::string bytes;  // kept for its room
+};
+State state;
+
+void leave() {
+  tty_restore(-1, TtyEnd::kOrderly);
+  signals_remove();
+}
+
+// Of a program that ends without having called that.
+void leave_at_exit() {
+  tty_restore(-1, TtyEnd::kSudden);
+  signals_remove();
+}
+
+TerminalKind kind_from_environment() {
+  const TerminalCharacters characters = terminal_characters(
+      std::getenv("LC_ALL"), std::getenv("LC_CTYPE"), std::getenv("LANG"), std::getenv("TERM"));
+  keyboard_start(characters == TerminalCharacters::kUtf8 ? KeyCharacters::kUtf8
+                                                         : KeyCharacters::kLatin);
+  const char* term = std::getenv("TERM");
+  const bool old = term != nullptr && std::string_view(term).starts_with("vt");
+  return {.glyphs = terminal_glyphs(characters), .has_axis_positions = !old};
+}
+
+void start() {
+  if (state.started) return;
+  state.kind = kind_from_environment();
+  std::atexit(leave_at_exit);
+  state.started = true;
+}
+
+void send() {
+  tty_write(state.bytes);
+  state.bytes.clear();
+}
+
+void append_size_message(std::string& bytes, TtySize size) {
+  char message[80];
+  const int length =
+      std::snprintf(message, sizeof message, "The terminal has %d x %d, needed: %d x %d",
+                    size.columns, size.rows, kScreenColumns, kScreenRows);
+  bytes.append(message, static_cast<std::size_t>(std::min(length, size.columns)));
+}
+
+// Everything, on a terminal of which nothing is known.
+void paint_all() {
+  const TtySize size = tty_size();
+  state.too_small = size.columns < kScreenColumns || size.rows < kScreenRows;
+  screen_erase(state.shown, state.bytes);
+  if (state.too_small) {
+    append_size_message(state.bytes, size);
+  } else {
+    screen_update(state.shown, state.wanted, state.cursor, state.kind, state.bytes);
+  }
+  send();
+}
+
+// Holds the terminal as far as it has been used, and brings the screen up to what has happened.
+// True when it was taken (again).
+bool attend(TtyHold wanted) {
+  start();
+  state.used = std::max(state.used, wanted);
+  const SignalNotes notes = signals_take_notes();
+  if (notes.continued) tty_doubt();
+  // Before the terminal is taken: there is no moment in which a signal would leave it behind.
+  if (notes.continued || tty_held() < state.used) signals_install();
+  const bool taken = tty_hold(state.used);
+  if (state.used == TtyHold::kScreen && (taken || notes.resized)) paint_all();
+  return taken;
+}
+
+void present() {
+  attend(TtyHold::kScreen);
+  if (state.too_small) return;
+  screen_update(state.shown, state.wanted, state.cursor, state.kind, state.bytes);
+  send();
+}
+
+void size() {
+  attend(TtyHold::kScreen);
+}
+
+void repaint() {
+  if (!attend(TtyHold::kScreen)) paint_all();
+}
+
+void clear() {
+  state.wanted = {};
+  repaint();
+}
+
+void write(const ConsoleBuffer& cells) {
+  state.wanted = cells;
+  present();
+}
+
+void place_cursor(int column, int row) {
+  state.cursor.position = {.column = std::clamp(column, 1, kScreenColumns),
+                           .row = std::clamp(row, 1, kScreenRows)};
+  present();
+}
+
+void show_cursor(bool visible) {
+  state.cursor.visible = visible;
+  present();
+}
+
+bool take_keyboard() {
+  // Without one the first key that is waited for ends the program.
+  if (!tty_has_keyboard()) return false;
+  start();
+  if (state.used != TtyHold::kVt100) keyboard_start(KeyCharacters::kBytes);
+  return attend(TtyHold::kVt100);
+}
+
+// True when there is a key; false only when not waiting for one.
+bool wait_for_key(bool waiting) {
+  for (;;) {
+    if (attend(TtyHold::kKeyboard) && state.used == TtyHold::kVt100) state.repaint_key_due = true;
+    if (state.repaint_key_due) return true;
+    switch (keyboard_wait(signals_wake_descriptor(), waiting)) {
+      case KeyWait::kKey:
+        return true;
+      case KeyWait::kNone:
+        return false;
+      case KeyWait::kWoken:
+        signals_empty_wake_descriptor();
+        break;
+      case KeyWait::kGone:
+        tty_gone();
+    }
+  }
+}
+
+std::uint8_t read_key() {
+  wait_for_key(true);
+  // Not between the two bytes of a key.
+  if (!keyboard_has_byte() && std::exchange(state.repaint_key_due, false)) return kRepaintKey;
+  return keyboard_take();
+}
+
+bool key_waiting() {
+  return wait_for_key(false);
+}
+
+constexpr Console kPosixConsole{.size = size,
+                                .clear = clear,
+                                .write = write,
+                                .place_cursor = place_cursor,
+                                .show_cursor = show_cursor,
+                                .read_key = read_key,
+                                .key_waiting = key_waiting,
+                                .leave = leave,
+                                .take_keyboard = take_keyboard,
+                                .repaint = repaint};
+
+}  // namespace
+
+const Console& system_console() {
+  return kPosixConsole;
+}
+
+}  // namespace marigold

@@ -1,0 +1,198 @@
+#include "runtime/wi/console/posix/console_tty_posix.h"
+
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "runtime/wi/console/screen_row.h"
+
+namespace marigold {
+namespace {
+
+constexpr int kForegroundTries = 10;
+
+// Alternate screen, lines do not wrap, the graphic set as G1.
+constexpr std::string_view kEnter = "\x1b[?1049h\x1b[?7l\x1b(B\x1b)0";
+// The shell's next line is not to stand in the middle of a VT100's screen, nor in reverse.
+constexpr std::string_view kLeaveVt100 = "\x0f\x1b[m\x1b[24H\r\n";
+// Below the last row first, for terminals without an alternate screen.
+constexpr std::string_view kLeave = "\x0f\x1b[m\x1b[24H\r\n\x1b[?7h\x1b[?25h\x1b[?1049l";
+
+// `held` is written last when the terminal is taken and first read in handlers, so `found` is whole
+// whenever a handler looks at it.
+struct State {
+  volatile sig_atomic_t held = static_cast<int>(TtyHold::kNone);
+  bool doubtful = false;
+  volatile sig_atomic_t output_is_terminal = 0;
+  pid_t owner = 0;  // a child that was forked off must not restore our terminal
+  termios found{};
+};
+State state;
+
+// Blocks signals for as long as it lives.
+class BlockedSignals {
+ public:
+  explicit BlockedSignals(const sigset_t& blocked) { sigprocmask(SIG_BLOCK, &blocked, &before_); }
+  BlockedSignals(const BlockedSignals&) = delete;
+  BlockedSignals& operator=(const BlockedSignals&) = delete;
+  ~BlockedSignals() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_{};
+};
+
+// Everything but what keeps a process in the background from changing the terminal.
+sigset_t all_but_background_output() {
+  sigset_t signals;
+  sigfillset(&signals);
+  sigdelset(&signals, SIGTTOU);
+  return signals;
+}
+
+sigset_t background_output() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGTTOU);
+  return signals;
+}
+
+[[noreturn]] void end_program(const char* message) {
+  std::fprintf(stderr, "%s\n", message);
+  std::exit(EXIT_FAILURE);
+}
+
+void require_terminals(TtyHold wanted) {
+  if (isatty(STDIN_FILENO) == 0) end_program("standard input is not a terminal");
+  if (wanted == TtyHold::kScreen && isatty(STDOUT_FILENO) == 0)
+    end_program("standard output is not a terminal");
+}
+
+termios raw_mode(const termios& found, TtyHold wanted) {
+  termios raw = found;
+  raw.c_iflag &= ~static_cast<tcflag_t>(ISTRIP | INLCR | IGNCR | ICRNL);
+  raw.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL | ICANON | IEXTEN);
+  if (wanted == TtyHold::kScreen) raw.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+  // Ctrl-C is a key of the runtime: it leaves a field and not the program. Ctrl-\ ends that.
+  raw.c_cc[VINTR] = _POSIX_VDISABLE;
+  raw.c_cc[VMIN] = 1;
+  raw.c_cc[VTIME] = 0;
+  return raw;
+}
+
+// No answer: the terminal does not control this process, and there is no background.
+bool is_in_background() {
+  const pid_t foreground = tcgetpgrp(STDIN_FILENO);
+  return foreground != -1 && foreground != getpgrp();
+}
+
+// In the background the modes are those of whoever is in the foreground: nothing to find and keep.
+// A process group that nobody could continue is not stopped; it goes on and will meet an error.
+void wait_for_foreground() {
+  for (int tries = 0; tries < kForegroundTries && is_in_background(); ++tries)
+    kill(0, SIGTTOU);
+}
+
+void set_mode(TtyHold wanted) {
+  wait_for_foreground();
+  const BlockedSignals guard(all_but_background_output());
+  if (tty_held() == TtyHold::kNone) {
+    if (tcgetattr(STDIN_FILENO, &state.found) != 0) tty_gone();
+    state.owner = getpid();
+  }
+  state.output_is_terminal = isatty(STDOUT_FILENO);
+  state.doubtful = false;
+  state.held = static_cast<int>(wanted);
+  const termios raw = raw_mode(state.found, wanted);
+  if (tcsetattr(STDIN_FILENO, TCSANOW, &raw) != 0 && errno != EINTR) tty_gone();
+}
+
+bool wait_for_room(int milliseconds) {
+  pollfd waiting{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
+  int ready = 0;
+  do {
+    ready = poll(&waiting, 1, milliseconds);
+  } while (ready < 0 && errno == EINTR);
+  return ready == 1 && (waiting.revents & POLLOUT) != 0;
+}
+
+bool may_try_again() {
+  return errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK;
+}
+
+void write_leaving(std::string_view bytes, int patience) {
+  while (!bytes.empty() && wait_for_room(patience)) {
+    const ssize_t written = write(STDOUT_FILENO, bytes.data(), bytes.size());
+    if (written < 0 && !may_try_again()) return;
+    if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+}  // namespace
+
+TtyHold tty_held() {
+  return static_cast<TtyHold>(state.held);
+}
+
+bool tty_has_keyboard() {
+  return isatty(STDIN_FILENO) == 1;
+}
+
+void tty_doubt() {
+  state.doubtful = true;
+}
+
+bool tty_hold(TtyHold wanted) {
+  if (tty_held() >= wanted && !state.doubtful) return false;
+  require_terminals(wanted);
+  set_mode(wanted);
+  if (wanted == TtyHold::kScreen) tty_write(kEnter);
+  return true;
+}
+
+// A signal in the middle of it begins anew in its handler, and nothing is left to do afterwards.
+void tty_restore(int patience, TtyEnd end) {
+  const TtyHold held = tty_held();
+  if (held == TtyHold::kNone || state.owner != getpid()) return;
+  const int error = errno;
+  // A process in the background that ends would be stopped instead.
+  const BlockedSignals guard(background_output());
+  if (held == TtyHold::kScreen) write_leaving(kLeave, patience);
+  if (held == TtyHold::kVt100 && end == TtyEnd::kSudden && state.output_is_terminal != 0)
+    write_leaving(kLeaveVt100, patience);
+  tcsetattr(STDIN_FILENO, TCSANOW, &state.found);
+  state.held = static_cast<int>(TtyHold::kNone);
+  errno = error;
+}
+
+void tty_write(std::string_view bytes) {
+  while (!bytes.empty() && tty_held() == TtyHold::kScreen) {
+    const ssize_t written = write(STDOUT_FILENO, bytes.data(), bytes.size());
+    if (written >= 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(written));
+    } else if (!may_try_again()) {
+      tty_gone();
+    } else if (errno != EINTR) {
+      wait_for_room(-1);
+    }
+  }
+}
+
+TtySize tty_size() {
+  winsize size{};
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0)
+    return {.columns = kScreenColumns, .rows = kScreenRows};
+  return {.columns = size.ws_col, .rows = size.ws_row};
+}
+
+void tty_gone() {
+  tty_restore(0, TtyEnd::kSudden);
+  end_program("the terminal is gone");
+}
+
+}  // namespace marigold

@@ -1,0 +1,21 @@
+#include "runtime/wi/dialog/field_key.h"
+
+namespace marigold {
+namespace {
+
+// The second bytes of keys that have no code of their own.
+constexpr std::uint8_t kControlHome = 'w';
+constexpr std::uint8_t kControlFStart = 'g';
+
+}  // namespace
+
+int field_key(std::uint8_t& character) {
+  for (;;) {
+    const int code = key_read(character);
+    if (code == kKeyIgnored && character == kControlHome) return kKeyStart;
+    if (code == kKeyEscape && key_plain_terminal_byte() == kControlFStart) return kKeyStart;
+    if (!key_hooks_run(code) && code != kKeyIgnored) return code;
+  }
+}
+
+}  // namespace marigold

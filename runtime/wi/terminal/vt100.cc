@@ -1,0 +1,84 @@
+#include "runtime/wi/terminal/vt100.h"
+
+#include <array>
+#include <cstdio>
+
+#include "runtime/platform/stream.h"
+#include "runtime/wi/console/screen_row.h"
+
+namespace marigold {
+namespace {
+
+struct Transition {
+  std::uint8_t attribute;
+  std::string_view on;
+  std::string_view off;
+};
+
+// In the order in which they are written. Bright and the second highlight have no look on this
+// screen; they stand here as the places where one would be given to them.
+constexpr std::array<Transition, 3> kTransitions = {{
+    {kAttributeSecondHighlight, "", ""},
+    {kAttributeReverse, "\x1B[7m", "\x1B[m"},
+    {kAttributeBright, "", ""},
+}};
+
+constexpr std::uint8_t kNotShown = '.';
+constexpr std::uint8_t kDelete = 127;
+constexpr char kUtf8LeadOfControls = '\xC2';
+
+}  // namespace
+
+void Vt100::clear() {
+  append("\x1B[H\x1B[J");
+}
+
+void Vt100::place_cursor(int column, int row) {
+  std::array<char, 32> sequence{};  // two numbers of up to 11 characters, and 4 around them
+  const int length = std::snprintf(sequence.data(), sequence.size(), "\x1B[%d;%dH", row, column);
+  append({sequence.data(), static_cast<std::size_t>(length)});
+}
+
+void Vt100::bell() {
+  append("\a");
+}
+
+void Vt100::set_attribute(std::uint8_t attribute) {
+  const unsigned changed = attribute_ ^ attribute;
+  for (const Transition& transition : kTransitions) {
+    if ((changed & transition.attribute) == 0) continue;
+    append((attribute & transition.attribute) != 0 ? transition.on : transition.off);
+  }
+  attribute_ = attribute;
+}
+
+void Vt100::reset_attribute() {
+  append("\x1B[m");
+  attribute_ = 0;
+}
+
+bool Vt100::is_control(std::uint8_t byte) const {
+  if (byte < ' ' || byte == kDelete) return true;
+  if (byte < 128 || byte > 159) return false;
+  return charset_ == TerminalCharset::kIso8859 ||
+         (charset_ == TerminalCharset::kUtf8 && last_ == kUtf8LeadOfControls);
+}
+
+void Vt100::put(std::uint8_t byte) {
+  const char shown = static_cast<char>(is_control(byte) ? kNotShown : byte);
+  append({&shown, 1});
+}
+
+void Vt100::flush() {
+  static_cast<void>(stream_write(Stream::kOutput, bytes_.view()));
+  bytes_.clear();
+}
+
+void Vt100::append(std::string_view bytes) {
+  if (!bytes.empty()) last_ = bytes.back();
+  if (bytes_.append(bytes)) return;
+  flush();
+  bytes_.append_cut(bytes);
+}
+
+}  // namespace marigold

@@ -1,0 +1,68 @@
+#include "runtime/wi/window/window_range.h"
+
+#include <algorithm>
+
+#include "runtime/core/user_interface.h"
+#include "runtime/wi/window/window_table.h"
+
+namespace marigold {
+namespace {
+
+constexpr int kPrintOutOfRange = 26;
+
+// The messages of one check. None of them has a help page.
+class Report {
+ public:
+  explicit Report(const char* operation) : operation_(operation) {}
+
+  void say(const char* text) {
+    if (!named_) user_interface().message(operation_, "");
+    named_ = true;
+    user_interface().message(text, "");
+  }
+
+ private:
+  const char* operation_;
+  bool named_ = false;
+};
+
+}  // namespace
+
+WindowSpan check_range(const char* operation, int window, int row, int column, int count) {
+  const Window& target = window_state().windows[static_cast<std::size_t>(window)];
+  Report report(operation);
+  if (!target.used) {
+    report.say("WINDOW not initialized!");
+    raise_fatal(kPrintOutOfRange);
+  }
+  // Sums of numbers that programs give, so wider than those.
+  const long long inset = target.inset;
+  long long inner_row = row;
+  long long inner_column = column;
+  long long cells = count;
+  // Before the first row or column has no message of its own; the cells would lie outside the
+  // window's memory.
+  if (inner_row + inset < 1) inner_row = 1;
+  if (inner_column + inset < 1) inner_column = 1;
+  // The corrections are those that the programs' screens were made with: they are computed with the
+  // inset and get it once more below, so that a framed window is corrected to its second row or
+  // column, and its bottom and right frame can be written on.
+  if (inner_row + inset > target.at.height) {
+    report.say("row value to high! (Reduced to 1)");
+    inner_row = inset + 1;
+  }
+  if (inner_column + inset > target.at.width) {
+    report.say("column value to high! (Reduced to 1)");
+    inner_column = inset + 1;
+  }
+  if (inner_column + cells - 1 + inset > target.at.width) {
+    report.say("string length too long! (Reduced)");
+    cells = std::max(target.at.width - inner_column - inset, 0LL);
+  }
+  // A window can be too small even for its first row, by its creation or by an adjustment.
+  if (inner_row + inset > target.at.height) cells = 0;
+  return {static_cast<int>(inner_row + inset - 1),
+          static_cast<int>(target.at.left + inner_column + inset - 1), static_cast<int>(cells)};
+}
+
+}  // namespace marigold

@@ -1,0 +1,16 @@
+// A backup in one file: a tar archive compressed by zstd, through libarchive. The manifest comes
+// first, so that a reader knows all sizes before the files.
+#pragma once
+
+#include <string>
+
+#include "tools/backup/tree.h"
+
+namespace marigold {
+
+// Writes the finished tree under a temporary name and puts the archive in place when it is whole.
+// False with the reason.
+bool write_archive(const BackupTree& tree, const BackupManifest& manifest, const std::string& path,
+                   std::string& reason);
+
+}  // namespace marigold

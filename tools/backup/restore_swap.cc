@@ -1,0 +1,262 @@
+#include "tools/backup/restore_swap.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+
+#include "runtime/platform/file.h"
+#include "runtime/platform/new_file.h"
+#include "runtime/platform/process.h"
+#include "runtime/platform/record_file.h"
+#include "tools/common/new_files.h"
+
+namespace marigold {
+
+int (*restore_step_hook)(const char* step) = nullptr;
+
+namespace {
+
+int step(const char* name) {
+  return restore_step_hook == nullptr ? 0 : restore_step_hook(name);
+}
+
+std::string kept(const std::string& path) {
+  return path + ".unrestored";
+}
+
+std::string directory_of(const std::string& path) {
+  return std::filesystem::path(path).parent_path().string();
+}
+
+// Renaming does nothing to two names of one file: so the second name is removed after it. 0, or the
+// first error.
+int put_back(const RestoreJournal& journal) {
+  int first = 0;
+  for (const std::string& path : journal.old_files) {
+    const std::string second = kept(path);
+    if (!file_exists(second.c_str())) continue;  // its place was not touched
+    int failed = step("put back");
+    if (failed == 0) failed = file_replace(second.c_str(), path.c_str());
+    if (failed == 0) failed = file_remove(second.c_str());
+    if (first == 0) first = failed;
+  }
+  for (const std::string& path : journal.new_files) {
+    const int failed = file_remove(path.c_str());
+    if (first == 0) first = failed;
+  }
+  return first;
+}
+
+void forget(const RestoreJournal& journal) {
+  for (const std::string& path : journal.old_files)
+    static_cast<void>(file_remove(kept(path).c_str()));
+}
+
+int remove_journals(const std::vector<std::string>& journals) {
+  for (const std::string& path : journals) {
+    int failed = file_remove(path.c_str());
+    if (failed == 0) failed = file_sync_directory(path.c_str());
+    if (failed != 0) return failed;
+  }
+  return 0;
+}
+
+}  // namespace
+
+RestoreSwap::~RestoreSwap() {
+  for (const Replacement& one : replacements_) {
+    if (!one.staged.empty()) file_remove(one.staged.c_str());
+  }
+}
+
+// With an absolute path, for the journal: another run may have another current directory.
+void RestoreSwap::add(const std::string& path, const std::string& staged) {
+  replacements_.push_back(
+      {std::filesystem::absolute(path).string(), staged, file_exists(path.c_str())});
+}
+
+// A second name that somebody else has given is not taken for an old file.
+int RestoreSwap::check_names() {
+  for (const Replacement& one : replacements_) {
+    failed_path_ = kept(one.path);
+    if (file_exists(failed_path_.c_str())) return EEXIST;
+  }
+  return 0;
+}
+
+int RestoreSwap::write_journals() {
+  RestoreJournal journal;
+  journal.run = new_file_name("");
+  journal.counting = directory_of(replacements_.front().path) + "/" + kRestoreJournal;
+  for (const Replacement& one : replacements_)
+    (one.had_old ? journal.old_files : journal.new_files).push_back(one.path);
+  for (const Replacement& one : replacements_) {
+    const std::string directory = directory_of(one.path);
+    if (std::ranges::find(journal.directories, directory) == journal.directories.end())
+      journal.directories.push_back(directory);
+  }
+  for (const std::string& directory : journal.directories) {
+    const std::string path = directory + "/" + kRestoreJournal;
+    failed_path_ = path;
+    FileWriter other;
+    FileWriter& file = journals_.empty() ? counting_ : other;
+    int failed = step("journal");
+    if (failed == 0) failed = file.make(path.c_str());
+    if (failed != 0) return failed;
+    journals_.push_back(path);
+    failed = file.write(restore_journal_text(journal, directory));
+    if (failed == 0) failed = file.sync();
+    if (failed == 0) failed = file_sync_directory(path.c_str());
+    if (failed != 0) return failed;
+  }
+  return 0;
+}
+
+int RestoreSwap::link_old() {
+  for (Replacement& one : replacements_) {
+    if (!one.had_old) continue;
+    failed_path_ = kept(one.path);
+    int failed = step("link");
+    if (failed == 0) failed = file_link(one.path.c_str(), failed_path_.c_str());
+    if (failed != 0) return failed;
+    one.linked = true;
+  }
+  return 0;
+}
+
+int RestoreSwap::bring_in() {
+  for (Replacement& one : replacements_) {
+    failed_path_ = one.path;
+    int failed = step("bring in");
+    if (failed != 0) return failed;
+    if (one.staged.empty()) {
+      failed = file_remove(one.path.c_str());
+    } else if (one.had_old) {
+      failed = file_replace(one.staged.c_str(), one.path.c_str());
+    } else {
+      // Nobody holds a file that is not there: one that a program has made meanwhile stays.
+      failed = file_link(one.staged.c_str(), one.path.c_str());
+      if (failed == 0) static_cast<void>(file_remove(one.staged.c_str()));
+    }
+    if (failed != 0) return failed;
+    one.staged.clear();
+  }
+  return 0;
+}
+
+// The second names go when the disk holds that they are worth nothing.
+int RestoreSwap::commit() {
+  failed_path_ = journals_.front();
+  int failed = step("commit");
+  if (failed == 0) failed = file_remove(journals_.front().c_str());
+  if (failed == 0) failed = file_sync_directory(journals_.front().c_str());
+  return failed;
+}
+
+int RestoreSwap::undo() {
+  RestoreJournal done;
+  for (const Replacement& one : replacements_) {
+    if (one.linked) done.old_files.push_back(one.path);
+    if (!one.had_old && one.staged.empty()) done.new_files.push_back(one.path);
+  }
+  const int failed = put_back(done);
+  return failed == 0 ? remove_journals(journals_) : failed;
+}
+
+bool RestoreSwap::run(Problems& problems) {
+  if (replacements_.empty()) return true;
+  // Indexes last: until one has followed, its pair does not belong together, and nobody can change
+  // what might have to be put back.
+  std::stable_partition(replacements_.begin(), replacements_.end(),
+                        [](const Replacement& one) { return !one.path.ends_with(".idx"); });
+  int failed = check_names();
+  if (failed == 0) failed = write_journals();
+  if (failed == 0) failed = link_old();
+  if (failed == 0) failed = bring_in();
+  if (failed == 0) failed = commit();
+  if (failed != 0) {
+    problems.push_back(file_error(failed_path_, failed));
+    if (const int not_undone = undo())
+      problems.push_back(file_error(failed_path_, not_undone) +
+                         ": the old files could not all be put back; run the restore again");
+    return false;
+  }
+  for (const Replacement& one : replacements_) {
+    if (one.linked) static_cast<void>(file_remove(kept(one.path).c_str()));
+  }
+  static_cast<void>(remove_journals(journals_));  // the others are worth nothing by now
+  return true;
+}
+
+// ---- After a killed run
+
+namespace {
+
+bool is_alive(const std::string& journal) {
+  RecordFile file;
+  bool locked = false;
+  return file.open(journal.c_str(), false) == 0 &&
+         file.locked_by_other(kFileAliveLock, locked) == 0 && locked;
+}
+
+bool fail(Problems& problems, const std::string& problem) {
+  problems.push_back(problem);
+  return false;
+}
+
+// What the run was about in all its directories, and its journals, the one that counts first.
+RestoreJournal all_of(const RestoreJournal& counting, std::vector<std::string>& journals) {
+  RestoreJournal whole;
+  journals.push_back(counting.counting);
+  for (const std::string& directory : counting.directories) {
+    const std::string path = directory + "/" + kRestoreJournal;
+    RestoreJournal one;
+    if (!read_restore_journal(path, one) || one.run != counting.run) continue;
+    whole.old_files.insert(whole.old_files.end(), one.old_files.begin(), one.old_files.end());
+    whole.new_files.insert(whole.new_files.end(), one.new_files.begin(), one.new_files.end());
+    if (path != counting.counting) journals.push_back(path);
+  }
+  return whole;
+}
+
+bool is_free(const RestoreJournal& journal, Problems& problems) {
+  for (const auto* files : {&journal.old_files, &journal.new_files}) {
+    for (const std::string& path : *files) {
+      if (!processes_locking(path.c_str()).empty())
+        return fail(problems, path +
+                                  ": was half restored by a run that was killed, and another "
+                                  "process is using it");
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+bool recover_restore(const std::string& directory, Problems& problems) {
+  const std::string found = directory + "/" + kRestoreJournal;
+  if (!file_exists(found.c_str())) return true;
+  RestoreJournal journal;
+  if (!read_restore_journal(found, journal)) {
+    if (is_alive(found)) return fail(problems, found + ": another restore is at work");
+    const int failed = remove_journals({found});
+    return failed == 0 || fail(problems, file_error(found, failed));
+  }
+  if (is_alive(journal.counting))
+    return fail(problems, journal.counting + ": another restore is at work");
+  RestoreJournal counting;
+  std::vector<std::string> journals;
+  int failed = 0;
+  if (read_restore_journal(journal.counting, counting) && counting.run == journal.run) {
+    const RestoreJournal whole = all_of(counting, journals);
+    if (!is_free(whole, problems)) return false;
+    failed = put_back(whole);
+  } else {
+    forget(journal);
+    journals.push_back(found);
+  }
+  if (failed == 0) failed = remove_journals(journals);
+  return failed == 0 || fail(problems, file_error(found, failed));
+}
+
+}  // namespace marigold

@@ -1,0 +1,214 @@
+#include "tools/common/code_set.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+
+#include "runtime/core/settings.h"
+#include "runtime/texte/language.h"
+
+namespace marigold {
+namespace {
+
+constexpr std::size_t kChunk = 1024;
+constexpr char kFirstAscii = 1;
+constexpr char kLastAscii = 127;
+
+bool is_number(std::string_view text) {
+  return !text.empty() && std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+}
+
+// The converter's name for the name of a code set.
+std::string converter_name(const std::string& name) {
+  constexpr std::string_view kIsoFamily = "8859";
+  if (name == kIsoFamily) return "ISO-8859-1";
+  if (name.starts_with("8859-")) return "ISO-" + name;
+  if (is_number(name)) return "CP" + name;
+  return name;
+}
+
+std::string all_ascii() {
+  std::string characters;
+  for (char character = kFirstAscii; character < kLastAscii; ++character)
+    characters += character;
+  return characters + kLastAscii;
+}
+
+bool leaves_as_it_is(const Conversion& conversion, const std::string& text) {
+  std::string converted;
+  return conversion.convert(text, converted) == std::string::npos && converted == text;
+}
+
+std::string as_utf8(char32_t character) {
+  constexpr unsigned kPayload = 6;
+  constexpr char32_t kMask = 0x3F;
+  constexpr char32_t kFollower = 0x80;
+  std::string bytes;
+  if (character < 0x80) return {static_cast<char>(character)};
+  if (character < 0x800) {
+    bytes += static_cast<char>(0xC0U | character >> kPayload);
+  } else {
+    bytes += static_cast<char>(0xE0U | character >> 2 * kPayload);
+    bytes += static_cast<char>(kFollower | (character >> kPayload & kMask));
+  }
+  bytes += static_cast<char>(kFollower | (character & kMask));
+  return bytes;
+}
+
+// Whether a byte of a UTF-8 text is one of a character's bytes after the first.
+bool is_inside_character(std::string_view text, std::size_t position) {
+  constexpr unsigned kTopBits = 0xC0;
+  constexpr unsigned kContinuation = 0x80;
+  return position < text.size() &&
+         (static_cast<unsigned char>(text[position]) & kTopBits) == kContinuation;
+}
+
+// The converter drops some characters without a word, and in some code sets two codes stand for one
+// character. So what was converted has to lead back to where it came from.
+std::size_t convert_both_ways(const Conversion& there, const Conversion& back,
+                              std::string_view input, std::string& output) {
+  const std::size_t failed = there.convert(input, output);
+  if (failed != std::string::npos) return failed;
+  std::string again;
+  back.convert(output, again);
+  if (again == input) return std::string::npos;
+  const auto differs = std::ranges::mismatch(input, again).in1;
+  return static_cast<std::size_t>(differs - input.begin());
+}
+
+}  // namespace
+
+bool Conversion::open(const std::string& to, const std::string& from) {
+  const iconv_t opened = iconv_open(to.c_str(), from.c_str());
+  constexpr std::intptr_t kFailed = -1;
+  if (reinterpret_cast<std::intptr_t>(opened) == kFailed) return false;
+  converter_.reset(opened);
+  return true;
+}
+
+std::size_t Conversion::convert(std::string_view text, std::string& output) const {
+  constexpr auto kFailed = static_cast<std::size_t>(-1);
+  output.clear();
+  iconv(converter_.get(), nullptr, nullptr, nullptr, nullptr);
+  char* input = const_cast<char*>(text.data());  // the interface dates from before const
+  std::size_t input_left = text.size();
+  for (bool flushing = false;;) {
+    std::array<char, kChunk> chunk;
+    char* free_bytes = chunk.data();
+    std::size_t free_left = chunk.size();
+    const std::size_t result = iconv(converter_.get(), flushing ? nullptr : &input,
+                                     flushing ? nullptr : &input_left, &free_bytes, &free_left);
+    const int error = result == kFailed ? errno : 0;
+    output.append(chunk.data(), chunk.size() - free_left);
+    if (error == E2BIG) continue;
+    if (error != 0) return text.size() - input_left;
+    if (result > 0) return 0;  // something was replaced by what looks alike; where, is not told
+    if (flushing) return std::string::npos;
+    flushing = true;  // a code set with shifts returns to its first state
+  }
+}
+
+bool hides_ascii(std::string_view converter_name, const Conversion& from_utf8) {
+  // The usual ones, to spare them 65,000 conversions.
+  for (const std::string_view innocent : {"UTF-8", "utf-8", "utf8", "ASCII", "ISO-8859-1"})
+    if (converter_name == innocent) return false;
+  // No code set has such characters only beyond the first 65,536. In one that puts accents behind
+  // their letters (1258) the letter comes first, and is the letter.
+  constexpr char32_t kFirst = 0x80;
+  constexpr char32_t kLast = 0xFFFF;
+  std::string bytes;
+  for (char32_t character = kFirst; character <= kLast; ++character) {
+    if (from_utf8.convert(as_utf8(character), bytes) != std::string::npos) continue;
+    const auto is_low = [](char byte) { return static_cast<unsigned char>(byte) <= kLastAscii; };
+    if (bytes.size() > 1 && std::any_of(bytes.begin() + 1, bytes.end(), is_low)) return true;
+  }
+  return false;
+}
+
+bool CodeSet::open(const std::string& name, std::string& reason) {
+  name_ = name;
+  converter_ = converter_name(name);
+  // The converter's own suffixes would let it replace characters.
+  const bool plain = converter_.find('/') == std::string::npos && !converter_.empty();
+  if (!plain || !to_bytes_.open(converter_, "UTF-8") || !to_text_.open("UTF-8", converter_)) {
+    reason = "marigold: the code set \"" + name + "\" is not known";
+    return false;
+  }
+  const std::string ascii = all_ascii();
+  if (!leaves_as_it_is(to_bytes_, ascii) || !leaves_as_it_is(to_text_, ascii)) {
+    reason = "marigold: the code set \"" + name +
+             "\" cannot be used for texts: ASCII characters are not single bytes of the same "
+             "number in it";
+    return false;
+  }
+  return true;
+}
+
+bool CodeSet::open_for_texts(const std::string& name, std::string& reason) {
+  if (!open(name, reason)) return false;
+  if (!hides_ascii(converter_, to_bytes_)) return true;
+  reason =
+      "marigold: the code set \"" + name +
+      "\" cannot be used for texts: bytes inside its characters are those of ASCII characters, "
+      "% and \\ among them, and programs would take them for directives and escapes";
+  return false;
+}
+
+std::size_t CodeSet::to_bytes(std::string_view text, std::string& bytes) const {
+  return convert_both_ways(to_bytes_, to_text_, text, bytes);
+}
+
+std::size_t CodeSet::to_text(std::string_view bytes, std::string& text) const {
+  return convert_both_ways(to_text_, to_bytes_, bytes, text);
+}
+
+std::string CodeSet::describe_lacking(std::string_view text, std::size_t position) const {
+  return "the code set " + name_ + " lacks " + describe_character(text, position);
+}
+
+std::string code_set_of_environment() {
+  settings_read();
+  return lang_split_identifier(settings().language_identifier.view()).code_set.c_str();
+}
+
+std::size_t character_length(std::string_view text, std::size_t position) {
+  std::size_t length = 1;
+  while (is_inside_character(text, position + length))
+    ++length;
+  return length;
+}
+
+std::string latin1_as_utf8(std::string_view bytes) {
+  std::string text;
+  text.reserve(bytes.size());
+  for (const char byte : bytes)
+    text += as_utf8(static_cast<unsigned char>(byte));
+  return text;
+}
+
+std::string describe_character(std::string_view text, std::size_t position) {
+  while (position > 0 && is_inside_character(text, position))
+    --position;
+  const std::string_view character = text.substr(position, character_length(text, position));
+  constexpr unsigned kPayloadOfFollower = 0x3F;
+  constexpr std::array<unsigned, 5> kPayloadOfFirst = {0, 0x7F, 0x1F, 0x0F, 0x07};
+  const std::size_t length = std::min(character.size(), kPayloadOfFirst.size() - 1);
+  unsigned number = static_cast<unsigned char>(character.front()) & kPayloadOfFirst[length];
+  for (std::size_t i = 1; i < length; ++i)
+    number = number << 6U | (static_cast<unsigned char>(character[i]) & kPayloadOfFollower);
+  std::array<char, 16> code{};
+  std::snprintf(code.data(), code.size(), "U+%04X", number);
+  constexpr unsigned kFirstPrintable = 0xA0;
+  if (number < kFirstPrintable) return code.data();
+  return std::string("\"").append(character).append("\" (").append(code.data()).append(")");
+}
+
+bool is_utf8(std::string_view text) {
+  Conversion same;
+  std::string copy;
+  return same.open("UTF-8", "UTF-8") && same.convert(text, copy) == std::string::npos;
+}
+
+}  // namespace marigold

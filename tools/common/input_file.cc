@@ -1,0 +1,46 @@
+#include "tools/common/input_file.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <filesystem>
+
+#include "tools/common/new_files.h"
+
+namespace marigold {
+
+bool open_input(const std::string& path, std::ifstream& file, std::string& problem) {
+  std::error_code unknown;
+  errno = 0;
+  if (std::filesystem::is_directory(path, unknown)) errno = EISDIR;
+  if (errno == 0) file.open(path, std::ios::binary);
+  if (!file.is_open()) problem = file_error(path, errno);
+  return file.is_open();
+}
+
+std::size_t longest_line_of(int record_length) {
+  constexpr std::size_t kMostPerByte = 32;
+  return std::max(kLongestLine, kMostPerByte * static_cast<std::size_t>(record_length));
+}
+
+LineRead read_line(std::istream& input, std::size_t longest, std::string& line) {
+  constexpr std::size_t kPiece = 512;  // most lines are shorter
+  std::array<char, kPiece> piece{};
+  line.clear();
+  for (;;) {
+    input.getline(piece.data(), piece.size());
+    const auto count = static_cast<std::size_t>(input.gcount());
+    const bool whole = input.good();  // its end has been taken, and counted
+    line.append(piece.data(), whole ? count - 1 : count);
+    if (line.size() > longest) return LineRead::kTooLong;
+    if (whole) return LineRead::kLine;
+    if (input.eof() || input.bad()) return line.empty() ? LineRead::kEnd : LineRead::kLine;
+    input.clear();  // there is more than a piece
+  }
+}
+
+std::string too_long(std::size_t longest) {
+  return "the line is longer than " + std::to_string(longest) + " bytes";
+}
+
+}  // namespace marigold

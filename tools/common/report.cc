@@ -1,0 +1,62 @@
+#include "tools/common/report.h"
+
+#include <new>
+#include <stdexcept>
+#include <system_error>
+
+#include "runtime/core/terminal_text.h"
+#include "runtime/platform/stream.h"
+
+namespace marigold {
+namespace {
+
+struct State {
+  std::string file = "marigold";
+};
+State state;
+
+}  // namespace
+
+void report(std::string_view line) {
+  std::string whole = error_text(line, LineEnds::kShown);
+  whole += '\n';
+  stream_write(Stream::kError, whole);  // where a failure could be told is just what has failed
+}
+
+int report_unusable(const Problems& problems) {
+  for (const std::string& problem : problems)
+    report(problem);
+  return kExitUnusable;
+}
+
+void working_on(std::string_view path) {
+  state.file = path;
+}
+
+int report_failure(const std::exception& failure) {
+  const bool memory = dynamic_cast<const std::bad_alloc*>(&failure) != nullptr ||
+                      dynamic_cast<const std::length_error*>(&failure) != nullptr;
+  return report_unusable({state.file + ": " + (memory ? "out of memory" : failure.what())});
+}
+
+std::string at_line(std::string_view file, int line) {
+  return std::string(file) + ":" + std::to_string(line) + ": ";
+}
+
+std::string counted(std::size_t number, std::string_view noun) {
+  return std::to_string(number) + " " + std::string(noun) + (number == 1 ? "" : "s");
+}
+
+int write_visible(std::string_view bytes) {
+  if (!stream_is_terminal(Stream::kOutput)) return stream_write(Stream::kOutput, bytes);
+  return stream_write(Stream::kOutput, visible_text(bytes, terminal_charset(), LineEnds::kKept));
+}
+
+int write_output(std::string_view bytes, int status) {
+  const int error = write_visible(bytes);
+  if (error == 0) return status;
+  report("marigold: standard output: " + std::generic_category().message(error));
+  return kExitUnusable;
+}
+
+}  // namespace marigold

@@ -1,0 +1,440 @@
+#include "tools/data/load_sink.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <span>
+#include <unordered_set>
+#include <vector>
+
+#include "runtime/data/access/data_path.h"
+#include "runtime/data/access/isam_access.h"
+#include "runtime/data/access/random_file.h"
+#include "runtime/data/access/version.h"
+#include "runtime/platform/new_file.h"
+#include "runtime/platform/stop_signals.h"
+#include "tools/common/new_files.h"
+#include "tools/records/record_walk.h"
+
+namespace marigold {
+namespace {
+
+// Records of a random file that a load may leave out behind its end.
+constexpr std::int64_t kFarBeyond = 1'000'000;
+
+// Signals are looked at once in so many records.
+constexpr std::int64_t kSeldom = 256;
+
+bool fail(std::string& problem, const std::string& path, int number) {
+  problem = data_error(path, number);
+  return false;
+}
+
+bool holds_version(const DataTarget& target, std::string& problem) {
+  std::string reason;
+  if (check_version(target, reason)) return true;
+  problem = target.base + ": " + reason;
+  return false;
+}
+
+bool asked_to_stop(std::int64_t records) {
+  return records % kSeldom == 0 && stop_signals_pending();
+}
+
+// The files that will stand in the place of the old ones, with their version record. It goes first:
+// without the others it does no harm.
+class FreshFiles {
+ public:
+  explicit FreshFiles(const DataTarget& target) : target_(target), files_(target.base) {}
+  void add(std::string_view suffix) { files_.add(suffix); }
+  [[nodiscard]] const std::string& path() const { return files_.temporary_path(); }
+
+  bool begin(std::string& problem) {
+    if (!files_.make(".ver", version_, problem)) return false;
+    const int failed = version_.write(version_text(target_.definition->version) + "\n");
+    return failed == 0 || fail(problem, target_.base, failed);
+  }
+  bool put_in_place(std::string& problem) {
+    return files_.finish(".ver", version_, problem) && files_.put_in_place(problem);
+  }
+
+ private:
+  const DataTarget& target_;
+  NewFiles files_;
+  FileWriter version_;
+};
+
+// As programs do it: the directory of an explicit path is its owner's.
+bool make_directory(const DataTarget& target, std::string& problem) {
+  const int failed = data_make_directory(*target.definition);
+  return failed == 0 || fail(problem, target.base, failed);
+}
+
+// ---- A keyed file without records
+
+// The pair in whose place the new one will be put. It is held from the first line to the last, and
+// made empty when it is missing: so nobody else can make it, or fill it, meanwhile. A pair that was
+// made goes again unless it is replaced.
+class HeldPair {
+ public:
+  HeldPair(const DataTarget& target, OpenKeyedFile file)
+      : target_(target), file_(std::move(file)) {}
+  ~HeldPair() {
+    if (!made_) return;
+    for (const char* suffix : {".dat", ".idx"})
+      file_remove((target_.base + suffix).c_str());
+  }
+  HeldPair(const HeldPair&) = delete;
+  HeldPair& operator=(const HeldPair&) = delete;
+
+  bool make_if_missing(std::string& problem) {
+    if (file_.is_open()) return true;
+    if (!make_directory(target_, problem)) return false;
+    const int failed = file_.build(*target_.definition, target_.base);
+    made_ = file_.is_open();  // also when a key is missing
+    if (failed != EEXIST) return failed == 0 || fail(problem, target_.base, failed);
+    problem = half_pair_text(target_);
+    return false;
+  }
+  void replaced() { made_ = false; }
+
+ private:
+  const DataTarget& target_;
+  OpenKeyedFile file_;
+  bool made_ = false;
+};
+
+class FreshKeyed : public LoadSink {
+ public:
+  FreshKeyed(const DataTarget& target, OpenKeyedFile old_pair)
+      : target_(target), old_pair_(target, std::move(old_pair)), files_(target) {}
+
+  bool begin(std::string& problem) {
+    if (!old_pair_.make_if_missing(problem) || !files_.begin(problem)) return false;
+    files_.add(".dat");
+    files_.add(".idx");
+    const int failed = file_.build_like(*target_.definition, files_.path(), target_.base);
+    return failed == 0 || fail(problem, target_.base, failed);
+  }
+
+  Added add(char* record, std::string& problem) override {
+    if (asked_to_stop(loaded)) {
+      fail(problem, target_.base, EINTR);
+      return Added::kFailed;
+    }
+    if (ISWRITE(file_.number(), record) == 0) {
+      ++loaded;
+      return Added::kTaken;
+    }
+    if (iserrno == kIsDuplicate) return Added::kComesTwice;
+    fail(problem, target_.base, iserrno);
+    return Added::kFailed;
+  }
+
+  bool commit(std::string& problem) override {
+    const int failed = file_.close();
+    if (failed != 0) return fail(problem, target_.base, failed);
+    if (!files_.put_in_place(problem)) return false;
+    old_pair_.replaced();
+    return true;
+  }
+
+ private:
+  StopSignalsHold hold_;
+  const DataTarget& target_;
+  HeldPair old_pair_;
+  FreshFiles files_;
+  OpenKeyedFile file_;
+};
+
+// ---- A keyed file with records
+
+class GrownKeyed : public LoadSink {
+ public:
+  GrownKeyed(const DataTarget& target, OpenKeyedFile file, bool replace)
+      : target_(target),
+        replace_(replace),
+        length_(static_cast<std::size_t>(target.definition->record_length)),
+        key_(isam_key(*target.definition, 1)),
+        file_(std::move(file)),
+        scratch_(length_) {}
+
+  Added add(char* record, std::string& problem) override;
+  bool commit(std::string& problem) override;
+
+ private:
+  [[nodiscard]] std::string key_of(const char* record) const;
+  // 0, and whether the file has a record with this primary key, which is put into the scratch.
+  int look(const char* record, bool& exists);
+  int write(std::size_t number);
+  int take_back(std::size_t number);
+  bool take_all_back(std::size_t written, std::string& problem);
+  void give_back_space();
+  [[nodiscard]] const char* record_at(std::size_t number) const {
+    return records_.data() + number * length_;
+  }
+
+  StopSignalsHold hold_;
+  const DataTarget& target_;
+  bool replace_;
+  std::size_t length_;
+  KeyDescription key_;
+  OpenKeyedFile file_;
+  std::vector<char> scratch_;
+  std::vector<char> records_;
+  std::vector<bool> replaces_;            // by their numbers
+  std::unordered_set<std::string> keys_;  // of all of them
+  std::vector<char> old_records_;         // those that were replaced, in their order
+};
+
+std::string GrownKeyed::key_of(const char* record) const {
+  std::string key;
+  for (const KeyPart& part : std::span(key_.parts).first(static_cast<std::size_t>(key_.part_count)))
+    key.append(record + part.start, static_cast<std::size_t>(part.length));
+  return key;
+}
+
+int GrownKeyed::look(const char* record, bool& exists) {
+  std::memcpy(scratch_.data(), record, length_);
+  exists = ISREAD(file_.number(), scratch_.data(), kIsEqual) == 0;
+  return exists || iserrno == kIsNoRecord ? 0 : iserrno;
+}
+
+LoadSink::Added GrownKeyed::add(char* record, std::string& problem) {
+  bool exists = false;
+  const int failed = asked_to_stop(loaded) ? EINTR : look(record, exists);
+  if (failed != 0) {
+    fail(problem, target_.base, failed);
+    return Added::kFailed;
+  }
+  // A placeholder is no record.
+  const bool live = exists && scratch_.back() == kLiveMarker;
+  if (live && !replace_) return Added::kExists;
+  if (!keys_.insert(key_of(record)).second) return Added::kComesTwice;
+  records_.insert(records_.end(), record, record + length_);
+  replaces_.push_back(exists);
+  ++loaded;
+  replaced += live ? 1 : 0;
+  return Added::kTaken;
+}
+
+int GrownKeyed::write(std::size_t number) {
+  const char* record = record_at(number);
+  if (!replaces_[number]) return ISWRITE(file_.number(), record) == 0 ? 0 : iserrno;
+  bool exists = false;
+  if (const int failed = look(record, exists)) return failed;
+  if (ISREPLACE(file_.number(), record) != 0) return iserrno;
+  old_records_.insert(old_records_.end(), scratch_.begin(), scratch_.end());
+  return 0;
+}
+
+int GrownKeyed::take_back(std::size_t number) {
+  if (!replaces_[number]) return ISDELETE(file_.number(), record_at(number)) == 0 ? 0 : iserrno;
+  const char* old_record = old_records_.data() + old_records_.size() - length_;
+  if (ISREPLACE(file_.number(), old_record) != 0) return iserrno;
+  old_records_.resize(old_records_.size() - length_);
+  return 0;
+}
+
+bool GrownKeyed::take_all_back(std::size_t written, std::string& problem) {
+  while (written > 0) {
+    if (const int failed = take_back(written - 1)) {
+      problem += "; " + counted(written, "record") +
+                 " stay loaded, taking them back failed: " + data_error(failed);
+      return false;
+    }
+    --written;
+  }
+  return true;
+}
+
+bool GrownKeyed::commit(std::string& problem) {
+  std::size_t written = 0;
+  int failed = 0;
+  while (failed == 0 && written < replaces_.size()) {
+    failed = asked_to_stop(static_cast<std::int64_t>(written)) ? EINTR : write(written);
+    if (failed == 0) ++written;
+  }
+  if (failed == 0 && ISFLUSH(file_.number()) != 0) failed = iserrno;
+  if (failed == 0) failed = stop_signals_pending() ? EINTR : 0;
+  if (failed == 0) return true;
+  fail(problem, target_.base, failed);
+  if (take_all_back(written, problem)) give_back_space();
+  return false;
+}
+
+// What the records took that are not in the file any more: a disk may just be full. Somebody else
+// may have the file by then, who goes on using the space.
+void GrownKeyed::give_back_space() {
+  IsRebuildReport ignored;
+  if (file_.close() == 0) static_cast<void>(isrebuild(target_.base.c_str(), ignored));
+}
+
+// ---- Random files
+
+class Numbered : public LoadSink {
+ public:
+  Numbered(DataTarget& target, const LoadRules& rules)
+      : target_(target),
+        rules_(rules),
+        length_(static_cast<std::uint64_t>(target.definition->record_length)),
+        files_(target) {}
+
+  bool begin(std::string& problem);
+  Added add(char* record, std::string& problem) override;
+  bool commit(std::string& problem) override;
+  ~Numbered() override {
+    if (made_) file_remove(target_.base.c_str());
+  }
+
+ private:
+  int hold_place();
+  int copy_old();
+  int add(char* record, Added& added);
+
+  DataTarget& target_;
+  LoadRules rules_;
+  std::uint64_t length_;
+  // The file in whose place the copy will be put, or, made empty, the one that was missing. See
+  // HeldPair.
+  OpenNumberedFile old_;
+  RecordFile held_;
+  bool made_ = false;
+  FreshFiles files_;
+  RecordFile copy_;
+  std::int64_t last_ = 0;  // the greatest number
+  std::unordered_set<std::int64_t> numbers_;
+};
+
+int Numbered::copy_old() {
+  constexpr std::size_t kPiece = std::size_t{1} << 20;
+  std::vector<char> piece(kPiece);
+  std::uint64_t at = 0;
+  for (std::size_t count = 0;; at += count) {
+    if (const int failed = old_.bytes().read(at, piece, count)) return failed;
+    if (count == 0) break;
+    if (const int failed = copy_.write(at, std::span(piece).first(count))) return failed;
+    if (stop_signals_pending()) return EINTR;
+  }
+  last_ = static_cast<std::int64_t>(at / length_);
+  return 0;
+}
+
+// Makes the file that is missing and locks it before somebody else does.
+int Numbered::hold_place() {
+  const char* path = target_.base.c_str();
+  const int failed = held_.create(path);
+  if (failed != 0) return failed == EEXIST ? kIsFileLocked : failed;
+  made_ = true;
+  const int locked = held_.lock(kRandomFileLock, 1, true);
+  if (locked == 0 && held_.is_still_at(path)) return 0;
+  made_ = false;  // whoever was quicker has it now
+  return locked == 0 || locked == EAGAIN ? kIsFileLocked : locked;
+}
+
+bool Numbered::begin(std::string& problem) {
+  int failed = old_.open(target_, true);
+  const bool exists = failed != ENOENT;
+  if (!exists) failed = make_directory(target_, problem) ? hold_place() : ENOENT;
+  if (failed != 0) return problem.empty() ? fail(problem, target_.base, failed) : false;
+  if (exists && !holds_version(target_, problem)) return false;
+  if (!files_.begin(problem)) return false;
+  files_.add("");
+  const char* path = files_.path().c_str();
+  failed = copy_.create(path, NewFileAccess::kOwnerOnly);
+  if (failed == 0) failed = copy_.lock(kRandomFileLock, 1, true);
+  if (failed == 0) failed = copy_.take_access(target_.base.c_str());
+  if (failed == 0 && exists) failed = copy_old();
+  return failed == 0 || fail(problem, target_.base, failed);
+}
+
+bool Numbered::commit(std::string& problem) {
+  const int failed = copy_.sync();
+  copy_.close();
+  if (failed != 0) return fail(problem, target_.base, failed);
+  if (!files_.put_in_place(problem)) return false;
+  made_ = false;
+  return true;
+}
+
+int Numbered::add(char* record, Added& added) {
+  std::int64_t number = isld_int4(record);
+  if (number < 1) number = last_ + 1;
+  if (number > std::numeric_limits<std::int32_t>::max()) return EFBIG;
+  isst_int4(static_cast<std::int32_t>(number), record);
+  const std::uint64_t place = static_cast<std::uint64_t>(number - 1) * length_;
+  std::vector<char> old_record(length_);
+  std::size_t count = 0;
+  if (const int failed = copy_.read(place, old_record, count)) return failed;
+  const bool live = count == length_ && old_record.back() == kLiveMarker &&
+                    isld_int4(old_record.data()) == number;
+  const bool fresh = numbers_.insert(number).second;
+  // A slip of the pen would make a file of gigabytes.
+  const bool far = number > last_ + kFarBeyond && !rules_.far_beyond;
+  added = !fresh                    ? Added::kComesTwice
+          : live && !rules_.replace ? Added::kExists
+          : far                     ? Added::kTooFar
+                                    : Added::kTaken;
+  if (added != Added::kTaken) return 0;
+  last_ = std::max(last_, number);
+  ++loaded;
+  replaced += live ? 1 : 0;
+  return copy_.write(place, std::span(record, length_));
+}
+
+LoadSink::Added Numbered::add(char* record, std::string& problem) {
+  Added added = Added::kFailed;
+  const int failed = asked_to_stop(loaded) ? EINTR : add(record, added);
+  if (failed == 0) return added;
+  fail(problem, target_.base, failed);
+  return Added::kFailed;
+}
+
+// ---- Which it is
+
+std::unique_ptr<LoadSink> open_numbered(DataTarget& target, const LoadRules& rules,
+                                        std::string& problem) {
+  auto numbered = std::make_unique<Numbered>(target, rules);
+  if (!numbered->begin(problem)) return nullptr;
+  return numbered;
+}
+
+std::unique_ptr<LoadSink> make_keyed(const DataTarget& target, OpenKeyedFile old_pair,
+                                     std::string& problem) {
+  auto fresh = std::make_unique<FreshKeyed>(target, std::move(old_pair));
+  if (!fresh->begin(problem)) return nullptr;
+  return fresh;
+}
+
+std::unique_ptr<LoadSink> open_keyed(DataTarget& target, const LoadRules& rules,
+                                     std::string& problem) {
+  OpenKeyedFile file;
+  IsamInfo info;
+  int failed = file.open(target.base, kIsInputOutput | kIsExclusive);
+  if (failed == ENOENT) return make_keyed(target, std::move(file), problem);
+  if (failed == 0) failed = file.info(info);
+  if (failed != 0) {
+    problem = data_error(target.base, failed);
+    return nullptr;
+  }
+  if (!holds_version(target, problem)) return nullptr;
+  std::string reason;
+  if (!isam_is_half_made(*target.definition, info) &&
+      !isam_fits(*target.definition, info, reason)) {
+    problem = target.base + ": " + reason;
+    return nullptr;
+  }
+  if (info.record_count == 0) return make_keyed(target, std::move(file), problem);
+  return std::make_unique<GrownKeyed>(target, std::move(file), rules.replace);
+}
+
+}  // namespace
+
+std::unique_ptr<LoadSink> open_load_sink(DataTarget& target, const LoadRules& rules,
+                                         std::string& problem) {
+  if (target.definition->type == FileType::kIsam) return open_keyed(target, rules, problem);
+  return open_numbered(target, rules, problem);
+}
+
+}  // namespace marigold

@@ -1,0 +1,25 @@
+#include <nlohmann/json.hpp>
+
+#include "runtime/core/settings.h"
+#include "runtime/data/access/data_path.h"
+#include "runtime/data/access/lock_file.h"
+#include "tools/common/json_text.h"
+#include "tools/common/new_files.h"
+#include "tools/data/commands.h"
+#include "tools/records/lock_holders.h"
+
+namespace marigold {
+
+int data_locks(const DataLocks& options) {
+  settings_read();
+  std::vector<LockHolder> holders;
+  if (const int failed = lock_file_holders(options.path_class, holders))
+    return report_unusable({file_error(data_directory(options.path_class), failed)});
+  std::string output;
+  for (const LockHolder& holder : holders) {
+    output += options.json ? as_json_line(holder_as_json(holder)) : describe_holder(holder) + "\n";
+  }
+  return write_output(output, kExitClean);
+}
+
+}  // namespace marigold

@@ -1,0 +1,50 @@
+#include "tools/lists/print_file.h"
+
+#include "tools/common/output_file.h"
+#include "tools/lists/print_sink.h"
+
+namespace marigold {
+namespace {
+
+constexpr std::size_t kBuffer = std::size_t{64} << 10;
+
+struct State {
+  OutputFile file;
+  std::string bytes;
+  std::string problem;
+};
+State state;
+
+void send() {
+  if (state.problem.empty() && !state.bytes.empty()) state.file.write(state.bytes, state.problem);
+  state.bytes.clear();
+}
+
+}  // namespace
+
+bool print_file_open(const std::string& path, std::string& reason) {
+  state = {};
+  return state.file.open(path, reason);
+}
+
+void print_file_write(std::string_view bytes) {
+  state.bytes.append(bytes);
+  if (state.bytes.size() >= kBuffer) send();
+}
+
+void print_file_fail(std::string_view reason) {
+  if (state.problem.empty()) state.problem = reason;
+}
+
+int print_file_close() {
+  send();
+  if (state.problem.empty()) state.file.finish(state.problem);
+  state.file = {};
+  return state.problem.empty() ? 0 : 1;
+}
+
+const std::string& print_sink_problem() {
+  return state.problem;
+}
+
+}  // namespace marigold

@@ -1,0 +1,257 @@
+#include "tools/records/data_target.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+#include <vector>
+
+#include "runtime/core/settings.h"
+#include "runtime/data/access/data_path.h"
+#include "runtime/data/access/lock_file.h"
+#include "runtime/data/access/restore_journal.h"
+#include "runtime/data/access/version.h"
+#include "runtime/isam/isam.h"
+#include "runtime/platform/file.h"
+#include "runtime/platform/process.h"
+#include "tools/common/new_files.h"
+#include "tools/records/lock_holders.h"
+
+namespace marigold {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kSetPrefix = "FILE";
+constexpr std::string_view kSetSuffix = ".DES";
+constexpr std::string_view kVersionTable = "FILEVER.DES";
+
+struct Search {
+  std::vector<std::string> sets;  // those that define the file
+  std::unique_ptr<FileDefinition> definition;
+  std::string first_fault;  // of a set that has errors: the definition may hide behind them
+};
+
+// FILEDATA_3.DES has older definitions, which are there for conversions.
+bool may_define_files(std::string_view name) {
+  if (!name.starts_with(kSetPrefix) || !name.ends_with(kSetSuffix) || name == kVersionTable)
+    return false;
+  name.remove_suffix(kSetSuffix.size());
+  const std::size_t before_number = name.find_last_not_of("0123456789");
+  return before_number + 1 == name.size() || name[before_number] != '_';
+}
+
+bool search_set(const std::string& path, const std::string& name, Search& search,
+                Problems& problems) {
+  std::string text;
+  if (const int error = file_read(path.c_str(), text)) {
+    problems.push_back(file_error(path, error));
+    return false;
+  }
+  DefinitionScan scan = scan_definitions(text, AfterScanError::kNextDefinition);
+  if (!scan.errors.empty() && search.first_fault.empty())
+    search.first_fault =
+        at_line(path, scan.errors.front().line) + "has errors, see marigold data scan";
+  for (ScannedFile& file : scan.files) {
+    if (file.definition->name.view() != name) continue;
+    search.sets.push_back(path);
+    search.definition = std::move(file.definition);
+  }
+  return true;
+}
+
+bool search_sets(const DataFileOptions& options, Search& search, Problems& problems) {
+  std::vector<std::string> sets;
+  if (!options.set.empty()) {
+    sets.push_back(definition_path_of(options.set));
+  } else if (!find_definition_sets(sets, problems)) {
+    return false;
+  }
+  return std::ranges::all_of(
+      sets, [&](const auto& path) { return search_set(path, options.file, search, problems); });
+}
+
+bool complain(Problems& problems, const std::string& name, const std::string& reason) {
+  problems.push_back(name + ": " + reason);
+  return false;
+}
+
+std::string searched(const DataFileOptions& options) {
+  if (!options.set.empty()) return definition_path_of(options.set) + " does not define it";
+  return "no set in " + fs::path(definition_set_path("")).parent_path().string() + " defines it";
+}
+
+bool check_found(const DataFileOptions& options, const Search& search, Problems& problems) {
+  const std::string& name = options.file;
+  if (search.sets.empty()) {
+    if (!search.first_fault.empty()) problems.push_back(search.first_fault);
+    return complain(problems, name, searched(options));
+  }
+  if (search.sets.size() > 1)
+    return complain(problems, name,
+                    "defined by " + search.sets[0] + " and " + search.sets[1] +
+                        ", name one of them with --set");
+  const FileDefinition& definition = *search.definition;
+  if (definition.type == FileType::kChained)
+    return complain(problems, name, "chained files cannot be opened");
+  if (definition.record_length <= definition.used_length)
+    return complain(problems, name,
+                    "LEN must be at least " + std::to_string(definition.used_length + 1) +
+                        ": the fields and a byte for deletion marks");
+  return true;
+}
+
+// Whoever points at one of the two files means the pair.
+std::string without_suffix(const std::string& path, FileType type) {
+  const fs::path whole(path);
+  const bool of_pair = whole.extension() == ".dat" || whole.extension() == ".idx";
+  return type == FileType::kIsam && of_pair ? fs::path(whole).replace_extension().string() : path;
+}
+
+}  // namespace
+
+std::string definition_path_of(const std::string& set) {
+  const bool path = set.find('/') != std::string::npos || set.ends_with(kSetSuffix);
+  return path ? set : definition_set_path(set);
+}
+
+bool find_definition_sets(std::vector<std::string>& paths, Problems& problems) {
+  const std::string any = definition_set_path("");
+  const fs::path directory = fs::path(any).parent_path();
+  std::error_code error;
+  for (fs::directory_iterator at(directory, error), end; !error && at != end; at.increment(error)) {
+    if (may_define_files(at->path().filename().string())) paths.push_back(at->path().string());
+  }
+  if (error) problems.push_back(directory.string() + ": " + error.message());
+  std::ranges::sort(paths);
+  return !error;
+}
+
+bool scan_set(const std::string& path, DefinitionScan& scan, Problems& problems) {
+  std::string text;
+  if (const int error = file_read(path.c_str(), text)) {
+    problems.push_back(file_error(path, error));
+    return false;
+  }
+  scan = scan_definitions(text, AfterScanError::kNextDefinition);
+  if (scan.errors.empty()) return true;
+  problems.push_back(at_line(path, scan.errors.front().line) +
+                     "has errors, see marigold data scan");
+  return false;
+}
+
+bool find_data_file(const DataFileOptions& options, DataTarget& target, Problems& problems) {
+  settings_read();
+  Search search;
+  if (!search_sets(options, search, problems) || !check_found(options, search, problems))
+    return false;
+  target.set_path = search.sets.front();
+  target.definition = std::move(search.definition);
+  target.definition->explicit_path = without_suffix(options.path, target.definition->type);
+  target.base = data_path(*target.definition);
+  working_on(target.base);
+  return true;
+}
+
+std::string half_pair_text(const DataTarget& target) {
+  const std::string data = target.base + ".dat";
+  const std::string index = target.base + ".idx";
+  if (file_exists(data.c_str()))
+    return index + ": is missing; \"marigold data rebuild " +
+           std::string(target.definition->name.view()) + "\" makes it from " + data;
+  return data + ": is missing, and " + index + " holds no records; bring both back from a backup";
+}
+
+bool check_version(const DataTarget& target, std::string& reason) {
+  if (is_half_restored(target.base)) {
+    reason = kHalfRestored;
+    return false;
+  }
+  const FileDefinition& definition = *target.definition;
+  const std::optional<double> found = version_read_record(version_file_record(definition));
+  const auto wanted = static_cast<double>(definition.version);
+  if (!found || *found == wanted) return true;
+  reason = "its records have version " + version_text(*found) + ", " + target.set_path +
+           " defines version " + version_text(wanted) + "; ";
+  reason += *found < wanted ? "\"marigold data convert\" brings them to it"
+                            : "take the definition of that version";
+  return false;
+}
+
+namespace {
+
+// A copy of the file elsewhere is nobody's concern.
+bool lies_in_its_class(const DataTarget& target) {
+  if (target.definition->explicit_path.empty()) return true;
+  std::error_code unknown;
+  const fs::path directory = fs::path(target.base).parent_path();
+  return fs::equivalent(directory.empty() ? "." : directory,
+                        data_directory(target.definition->path_class), unknown);
+}
+
+}  // namespace
+
+bool take_class(const DataTarget& target, Problems& problems) {
+  const FileDefinition& definition = *target.definition;
+  if (!settings().multi_user || !lies_in_its_class(target)) return true;
+  if (path_lock_try_shared(definition.path_class) == kDataDone) return true;
+  std::vector<LockHolder> holders;
+  std::string who;
+  if (lock_file_holders(definition.path_class, holders) == 0) {
+    for (const LockHolder& holder : holders)
+      who += (who.empty() ? ": " : "; ") + describe_holder(holder);
+  }
+  return complain(problems, data_directory(definition.path_class), "the directory is locked" + who);
+}
+
+namespace {
+
+std::string text_of(int number) {
+  switch (number) {
+    case kIsDuplicate:
+      return "a key without duplicates has this value already";
+    case kIsTooMany:
+      return "too many files are open";
+    case kIsBadFile:
+      return "is damaged, or no keyed file";
+    case kIsLocked:
+      return "another process has locked a record";
+    case kIsFileLocked:
+      return "another process is using the file";
+    case kIsNameTooLong:
+      return "the name is too long";
+    case kIsNoLock:
+      return "cannot be locked";
+    case kIsNoMemory:
+      return "not enough memory";
+    case ELOOP:
+      return "is a link; name the file that it leads to with --path";
+    default:
+      break;
+  }
+  const std::string name = iserror_name(number);
+  return name.empty() ? std::generic_category().message(number) : "unexpected error " + name;
+}
+
+}  // namespace
+
+std::string data_error(int number) {
+  const std::string reason = number == iserrno ? isreason() : "";
+  if (reason.empty()) return text_of(number);
+  return number == kIsBadFile ? reason : text_of(number) + ": " + reason;
+}
+
+std::string data_error(const std::string& path, int number) {
+  std::string text = path + ": " + data_error(number);
+  if (number != kIsFileLocked) return text;
+  std::string numbers;
+  for (const char* suffix : {"", ".idx", ".dat"}) {
+    for (const LockingProcess& process : processes_locking((path + suffix).c_str()))
+      numbers.append(numbers.empty() ? "" : ", ").append(std::to_string(process.number));
+    if (!numbers.empty()) return text.append(" (process ").append(numbers).append(")");
+  }
+  return text;
+}
+
+}  // namespace marigold

@@ -1,0 +1,15 @@
+// Who holds a path class, as the commands show it.
+#pragma once
+
+#include <string>
+
+#include "runtime/data/access/lock_file.h"
+#include "tools/common/json_text.h"
+
+namespace marigold {
+
+// "process 4711 on pult3, shared"
+std::string describe_holder(const LockHolder& holder);
+OrderedJson holder_as_json(const LockHolder& holder);
+
+}  // namespace marigold

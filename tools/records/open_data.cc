@@ -1,0 +1,82 @@
+#include <algorithm>
+#include <vector>
+
+#include "runtime/data/access/isam_access.h"
+#include "runtime/data/access/random_file.h"
+#include "tools/records/record_walk.h"
+
+namespace marigold {
+
+int OpenKeyedFile::open(const std::string& base, int mode) {
+  number_ = ISOPEN(base.c_str(), mode);
+  return is_open() ? 0 : iserrno;
+}
+
+int OpenKeyedFile::build(const FileDefinition& file, const std::string& base) {
+  return build_like(file, base, "");
+}
+
+int OpenKeyedFile::build_like(const FileDefinition& file, const std::string& base,
+                              const std::string& like) {
+  number_ = isbuild_like(base.c_str(), like.c_str(), file.record_length, isam_key(file, 1),
+                         kIsInputOutput | kIsExclusive);
+  if (!is_open()) return iserrno;
+  for (int key = 2; key <= file.keys.key_count; ++key) {
+    if (ISADDINDEX(number_, isam_key(file, key)) != 0) return iserrno;
+  }
+  return 0;
+}
+
+int OpenKeyedFile::close() {
+  if (!is_open()) return 0;
+  const int result = ISCLOSE(number_);
+  number_ = -1;
+  return result == 0 ? 0 : iserrno;
+}
+
+int OpenKeyedFile::info(IsamInfo& info) const {
+  return isinfo(number_, info) == 0 ? 0 : iserrno;
+}
+
+int count_records(int number, const IsamInfo& info, std::int64_t& records) {
+  records = 0;
+  std::vector<char> record(static_cast<std::size_t>(info.record_length));
+  for (int mode = kIsFirst; ISREAD(number, record.data(), mode) == 0; mode = kIsNext)
+    records += record.back() == kLiveMarker ? 1 : 0;
+  return iserrno == kIsEndOfFile || iserrno == kIsNoRecord ? 0 : iserrno;
+}
+
+std::string misfit_of(const DataTarget& target) {
+  OpenKeyedFile file;
+  IsamInfo info;
+  int failed = file.open(target.base, kIsInput | kIsReadOnly | kIsManualLock);
+  if (failed == 0) failed = file.info(info);
+  if (failed != 0) return data_error(target.base, failed);
+  std::string reason;
+  if (check_version(target, reason) && isam_fits(*target.definition, info, reason)) return "";
+  return target.base + ": " + reason;
+}
+
+OpenNumberedFile::~OpenNumberedFile() {
+  if (file_ != nullptr) random_close(*file_);
+}
+
+int OpenNumberedFile::open(DataTarget& target, bool exclusive) {
+  {
+    // What the access layer would make, or end the process for.
+    RecordFile probe;
+    if (const int failed = probe.open(target.base.c_str(), exclusive)) return failed;
+  }
+  bool created = false;
+  target.definition->read_only = !exclusive;
+  if (random_open(*target.definition, target.base, created, exclusive) != kDataDone)
+    return kIsFileLocked;
+  file_ = target.definition.get();
+  return 0;
+}
+
+RecordFile& OpenNumberedFile::bytes() const {
+  return *random_bytes(*file_);
+}
+
+}  // namespace marigold
