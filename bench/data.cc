@@ -54,8 +54,8 @@ double seconds_of(const std::function<void()>& body) {
 // The records, in the order in which they are written, and the numbers that are looked for.
 class Customers {
  public:
-  Customers(FileDefinition& file, int count)
-      : length(static_cast<std::size_t>(file.record_length)) {
+  Customers(DataFile& file, int count)
+      : length(static_cast<std::size_t>(file.definition.record_length)) {
     std::mt19937 random(20240229);
     for (int number = 1; number <= count; ++number)
       gets.push_back(number);
@@ -71,7 +71,7 @@ class Customers {
   std::vector<int> gets;
 
  private:
-  static void make(FileDefinition& file, int number, std::mt19937& random, char* record) {
+  static void make(DataFile& file, int number, std::mt19937& random, char* record) {
     static constexpr const char* kNames[] = {"Huber",  "M\xFCller", "\xD6llinger", "Schmid",
                                              "Wagner", "Novak",     "Pichler",     "Gruber"};
     static constexpr const char* kTowns[] = {"Wien", "Graz", "Linz", "Gmunden", "St. P\xF6lten"};
@@ -128,7 +128,7 @@ Way bare_way(const FileDefinition& file, int number, std::vector<char>& record) 
 
 // ---- The access layer
 
-Way access_way(FileDefinition& file) {
+Way access_way(DataFile& file) {
   return {.write =
               [&file](const char* bytes) {
                 std::memcpy(file.record.data(), bytes, file.record.size());
@@ -181,7 +181,7 @@ void remove_pair(const std::string& base) {
     std::filesystem::remove(base + suffix);
 }
 
-void compare(FileDefinition& file, int count, int rounds) {
+void compare(DataFile& file, int count, int rounds) {
   file.explicit_path = "access";
   must(data_open(file, LockWait::kTell) == kDataDone, "open");
   const Customers customers(file, count);
@@ -191,8 +191,8 @@ void compare(FileDefinition& file, int count, int rounds) {
   for (int round = 0; round < rounds; ++round) {
     remove_pair("bare");
     std::vector<char> record(customers.length);
-    const int number = make_bare(file, "bare");
-    measure(customers, bare_way(file, number, record), engine);
+    const int number = make_bare(file.definition, "bare");
+    measure(customers, bare_way(file.definition, number, record), engine);
     must(ISCLOSE(number) == 0, "close");
     remove_pair("access");
     must(data_open(file, LockWait::kTell) == kDataDone, "open");
@@ -240,7 +240,7 @@ int run(int argc, char** argv) {
   setenv("DEFINITION_DIRECTORY", directory.c_str(), 1);
   settings_read();
   definition_set_load("SHOP");
-  compare(definition_get("CUSTOMER"), count, rounds);
+  compare(data_file("CUSTOMER"), count, rounds);
   run_tool(count, rounds);
   std::filesystem::current_path("/");
   std::filesystem::remove_all(directory);

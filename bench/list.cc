@@ -91,7 +91,7 @@ const BlockInstructions kFooter = {place(1, 1), words("carried over "),
 
 void write_block(const char* name, const BlockInstructions& block, int footer_lines,
                  std::string& code) {
-  FileDefinition& file = definition_get(kPlainListFiles.blocks);
+  DataFile& file = data_file(kPlainListFiles.blocks);
   data_clear_record(file);
   data_put_text(file, "LISTE", "BENCH");
   data_put_text(file, "BLOCK", name);
@@ -109,7 +109,7 @@ void write_list() {
   write_block("LINE", kLine, 0, code);
   write_block("FOOTER", kFooter, 1, code);
   data_open(kPlainListFiles.lists, LockWait::kTell);
-  FileDefinition& lists = definition_get(kPlainListFiles.lists);
+  DataFile& lists = data_file(kPlainListFiles.lists);
   data_put_text(lists, "LISTE", "BENCH");
   data_put_integer(lists, "PL", 66);
   data_put_integer(lists, "LZ", kLinesOfBody + 3);

@@ -18,7 +18,7 @@ using namespace marigold;
 
 constexpr int kByNumber = 1;
 
-bool book(FileDefinition& customers, std::int32_t number, double amount) {
+bool book(DataFile& customers, std::int32_t number, double amount) {
   data_put_long(customers, "NUMBER", number);
   const bool found = data_read(customers, kByNumber, true, LockWait::kWait) == kDataDone;
   if (found) {
@@ -41,7 +41,7 @@ int main(int argc, char** argv) {
   syserr_start();
   settings_read();
   definition_set_load("SHOP");
-  FileDefinition& customers = definition_get("CUSTOMER");
+  DataFile& customers = data_file("CUSTOMER");
   data_open(customers, LockWait::kTellAndWait);
   bool booked = true;
   for (int times = argc > 3 ? std::atoi(argv[3]) : 1; booked && times > 0; --times)

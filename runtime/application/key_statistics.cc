@@ -24,7 +24,7 @@ struct Counts {
   int keys = 0;      // keys with a value above 0
 };
 
-void count_record(const FileDefinition& file, const FieldDefinition& field, Counts& counts) {
+void count_record(const DataFile& file, const FieldDefinition& field, Counts& counts) {
   int keys = 0;
   int assigned = 0;
   for (int index = 1; index <= kKeysOfField; ++index) {
@@ -40,10 +40,10 @@ void count_record(const FileDefinition& file, const FieldDefinition& field, Coun
 }
 
 bool count_all(Counts& counts) {
-  FileDefinition* file = definition_find(kDatabase);
+  DataFile* file = data_file_find(kDatabase);
   if (file == nullptr) return false;
-  const FieldDefinition* order = file->find_field(kOrder);
-  const FieldDefinition* keys = file->find_field(kKeys);
+  const FieldDefinition* order = file->definition.find_field(kOrder);
+  const FieldDefinition* keys = file->definition.find_field(kKeys);
   if (order == nullptr || keys == nullptr || order->key_number == kNoKey) return false;
   if (data_open(*file, LockWait::kTell) != kDataDone) return false;
   for (int found = data_read_first(*file, order->key_number); found == kDataDone;

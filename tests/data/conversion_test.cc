@@ -96,7 +96,7 @@ struct ConversionTest : DataTest {
       definition_set_load(set);
   }
   static void write_item(int number) {
-    FileDefinition& item = definition_get("ITEM");
+    DataFile& item = data_file("ITEM");
     data_clear_record(item);
     data_put_integer(item, "NUMBER", static_cast<std::int16_t>(number));
     data_put_text(item, "TEXT", number % 2 == 0 ? "even" : "odd and more"s.substr(0, 10));
@@ -118,10 +118,10 @@ struct ConversionTest : DataTest {
     ASSERT_EQ(data_open("ITEM", LockWait::kTell), kDataDone);
     for (int number = kItems; number > 0; --number)
       write_item(number);
-    FileDefinition& item = definition_get("ITEM");
+    DataFile& item = data_file("ITEM");
     data_put_integer(item, "NUMBER", 100);
     ASSERT_EQ(data_read(item, 1, true, LockWait::kTell), kDataNotFound);  // leaves a placeholder
-    FileDefinition& box = definition_get("BOX");
+    DataFile& box = data_file("BOX");
     ASSERT_EQ(data_open(box, LockWait::kTell), kDataDone);
     for (int number = 1; number <= kBoxes; ++number) {
       data_clear_record(box);
@@ -143,7 +143,7 @@ struct ConversionTest : DataTest {
     return run(report);
   }
 
-  static void expect_item(FileDefinition& item, int number) {
+  static void expect_item(DataFile& item, int number) {
     EXPECT_EQ(data_get_double(item, "NUMBER"), number);
     EXPECT_EQ(data_get_text(item, "TEXT"), number % 2 == 0 ? "even" : "odd ");
     EXPECT_EQ(data_get_double(item, "WIDE"), -1e6 * number);
@@ -160,7 +160,7 @@ struct ConversionTest : DataTest {
   }
   // Everything is converted, and nothing else is there.
   static void expect_converted() {
-    FileDefinition& item = definition_get("ITEM");
+    DataFile& item = data_file("ITEM");
     ASSERT_EQ(data_open(item, LockWait::kTell), kDataDone);
     int number = 0;
     while (data_read_next(item, 1) == kDataDone)
@@ -170,7 +170,7 @@ struct ConversionTest : DataTest {
     for (int result = data_read_first(item, 2); result == 0; result = data_read_next(item, 2))
       order += std::to_string(static_cast<int>(data_get_double(item, "NUMBER")));
     EXPECT_EQ(order, "246135");  // equal texts by the primary key
-    FileDefinition& box = definition_get("BOX");
+    DataFile& box = data_file("BOX");
     ASSERT_EQ(data_open(box, LockWait::kTell), kDataDone);
     for (const int expected : {1, 2, 4}) {
       ASSERT_EQ(data_read_next(box, 1), kDataDone);
@@ -390,7 +390,7 @@ TEST_F(ConversionTest, WhatCannotBeConvertedIsSaidBeforeAnythingChanges) {
 
 TEST_F(ConversionTest, RecordsThatDoNotFitStopItAndAreNamed) {
   load({"ITEM_1", "BOX_1"});
-  FileDefinition& item = definition_get("ITEM");
+  DataFile& item = data_file("ITEM");
   ASSERT_EQ(data_open(item, LockWait::kTell), kDataDone);
   const auto spoil = [&item](int number, const char* field, double value) {
     write_item(number);

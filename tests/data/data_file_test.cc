@@ -23,7 +23,7 @@ namespace {
 const auto kAborts = testing::KilledBySignal(SIGABRT);
 
 // The next, previous, first ... record by a key: its number, or the result.
-std::string step(FileDefinition& file, char way, int key) {
+std::string step(DataFile& file, char way, int key) {
   const int result = way == 'n'   ? data_read_next(file, key)
                      : way == 'p' ? data_read_previous(file, key)
                      : way == 'f' ? data_read_first(file, key)
@@ -32,7 +32,7 @@ std::string step(FileDefinition& file, char way, int key) {
   return result == 0 ? std::to_string(data_get_long(file, "SNR")) : "-";
 }
 
-std::string steps(FileDefinition& file, std::string_view ways, int key = 1) {
+std::string steps(DataFile& file, std::string_view ways, int key = 1) {
   std::string delivered;
   for (const char way : ways)
     delivered += step(file, way, key) + " ";
@@ -45,15 +45,17 @@ int open(const char* name, LockWait wait = LockWait::kTell) {
 
 // Both kinds of files do the same.
 struct BothKinds : DataTest, testing::WithParamInterface<const char*> {
-  FileDefinition& file = definition_get(GetParam());
+  DataFile& file = data_file(GetParam());
 };
 INSTANTIATE_TEST_SUITE_P(Kinds, BothKinds, testing::Values("CUSTOMER", "STOCK"));
 
 TEST_P(BothKinds, AMissingFileIsMadeWithItsVersion) {
-  const std::string path = file.type == FileType::kIsam ? "data/4/CUSTOMER" : "data/12/STOCK";
+  const std::string path =
+      file.definition.type == FileType::kIsam ? "data/4/CUSTOMER" : "data/12/STOCK";
   EXPECT_EQ(open(GetParam()), kDataDone);
   EXPECT_EQ(read_file(path + ".ver"), "3\n");
-  EXPECT_TRUE(std::filesystem::exists(file.type == FileType::kIsam ? path + ".idx" : path));
+  EXPECT_TRUE(
+      std::filesystem::exists(file.definition.type == FileType::kIsam ? path + ".idx" : path));
   EXPECT_EQ(data_get_double(file, "RATE"), 2.5);  // presets from the start
   EXPECT_EQ(open(GetParam()), kDataAlreadyOpen);
   EXPECT_EQ(write(file, 8, "eight"), 0);
@@ -108,8 +110,8 @@ TEST_P(BothKinds, PositionedReadsPassOverWhatIsNotThere) {
   }
   // Who has come to the end stands on the last record, and sees what another process adds.
   EXPECT_EQ(steps(file, "ln"), "30 - ");
-  EXPECT_TRUE(elsewhere(
-      [&] { return open(GetParam()) == 0 && write(definition_get(GetParam()), 50) == 0; }));
+  EXPECT_TRUE(
+      elsewhere([&] { return open(GetParam()) == 0 && write(data_file(GetParam()), 50) == 0; }));
   EXPECT_EQ(steps(file, "n"), "50 ");
   EXPECT_EQ(steps(file, "n"), "- ");
   fill(file, 50);
@@ -125,7 +127,7 @@ TEST_P(BothKinds, LocksOfRecordsHoldBetweenProcesses) {
   const auto results_elsewhere = [&] {
     std::string results;
     EXPECT_TRUE(elsewhere([&] {
-      FileDefinition& other = definition_get(GetParam());
+      DataFile& other = data_file(GetParam());
       data_open(other, LockWait::kTell);
       for (const int number : {10, 15}) {
         for (const bool lock : {false, true})
@@ -167,7 +169,7 @@ TEST_P(BothKinds, LockedFilesAndRecordsAreWaitedForAsWanted) {
           Row{LockWait::kWait, false, 0, 2, 0}}) {
       data_close(file);
       OtherProcess other([&] {
-        FileDefinition& held = definition_get(name);
+        DataFile& held = data_file(name);
         return data_open(held, LockWait::kTell, !reading) == 0 && write(held, 1) == 0 &&
                (!reading || read(held, 1, true) == 0);
       });
@@ -204,11 +206,11 @@ TEST_P(BothKinds, ManyProcessesMakeAndFillOneFile) {
     char none = 0;
     if (::read(gate[0], &none, 1) != 0) return 1;
     clock_sleep_hook = [](int) { usleep(1000); };
-    FileDefinition& own = definition_get(GetParam());
+    DataFile& own = data_file(GetParam());
     bool done = data_open(own, LockWait::kWait) == 0;
     // Random files give the numbers themselves.
     for (int i = 0; i < 1000 && done; ++i)
-      done = write(own, own.type == FileType::kIsam ? start + i : 0, "name") == 0;
+      done = write(own, own.definition.type == FileType::kIsam ? start + i : 0, "name") == 0;
     data_close(own);
     return done ? 0 : 1;
   };
@@ -227,7 +229,7 @@ TEST_P(BothKinds, ManyProcessesMakeAndFillOneFile) {
 }
 
 TEST_F(DataTest, ASecondaryKeyFindsOnlyItsValue) {
-  FileDefinition& file = definition_get("CUSTOMER");
+  DataFile& file = data_file("CUSTOMER");
   data_open(file, LockWait::kTell);
   for (const auto& [number, name] : {std::pair{1, "m"}, {2, "c"}, {3, "m"}, {4, "x"}})
     write(file, number, name);
@@ -243,7 +245,7 @@ TEST_F(DataTest, ASecondaryKeyFindsOnlyItsValue) {
   fill(file, 0, "c");
   EXPECT_EQ(data_read(file, 2, true, LockWait::kTell), 0);
   EXPECT_TRUE(elsewhere([] {
-    FileDefinition& other = definition_get("CUSTOMER");
+    DataFile& other = data_file("CUSTOMER");
     data_open(other, LockWait::kTell);
     fill(other, 0, "c");
     return data_read(other, 2, true, LockWait::kTell) == 4 && read(other, 2) == 0;
@@ -261,7 +263,7 @@ TEST_F(DataTest, AFileWhoseMakerDiedIsFinished) {
   const FileDefinition half = customer();
   std::filesystem::create_directories("data/4");
   ISCLOSE(ISBUILD("data/4/CUSTOMER", 42, isam_key(half, 1), kIsInputOutput | kIsExclusive));
-  FileDefinition& file = definition_get("CUSTOMER");
+  DataFile& file = data_file("CUSTOMER");
   ASSERT_EQ(open("CUSTOMER"), 0);
   IsamInfo info;
   ASSERT_EQ(isinfo(file.engine.descriptor, info), 0);
@@ -305,7 +307,7 @@ TEST_P(BothKinds, AFirstOpenThatIsKilledAnywhereIsFinished) {
 TEST_P(BothKinds, AFileWithoutRecordsGetsTheVersionThatItLacks) {
   ASSERT_EQ(open(GetParam()), kDataDone);
   data_close(file);
-  std::filesystem::remove(version_file_record(file));
+  std::filesystem::remove(version_file_record(data_path(file)));
   ASSERT_EQ(open(GetParam()), kDataDone);
   EXPECT_EQ(version_read_file(file), 3);
   data_close(file);
@@ -337,11 +339,18 @@ TEST_P(BothKinds, AFileThatIsHalfRestoredEndsTheProgram) {
     EXPECT_EQ(open(GetParam()), kDataDone) << harmless;
     data_close(file);
   }
-  write_file(journal, head + name + (file.type == FileType::kIsam ? ".dat" : "") + "\nend\n");
+  write_file(journal,
+             head + name + (file.definition.type == FileType::kIsam ? ".dat" : "") + "\nend\n");
   EXPECT_EXIT(open(GetParam()), kAborts, name + ": a restore of it was interrupted; run mari");
 }
 
-using File = FileDefinition;
+using File = DataFile;
+
+struct Own {
+  FileDefinition definition = customer();
+  File file{definition};
+  Own() { definition.index_fields(); }
+};
 
 File& opened(File& file) {
   data_open(file, LockWait::kTell);
@@ -349,43 +358,52 @@ File& opened(File& file) {
 }
 
 TEST_F(DataTest, WhatNobodyCanResolveEndsTheProcess) {
-  data_close(opened(definition_get("CUSTOMER")));
+  data_close(opened(data_file("CUSTOMER")));
   struct Row {
-    void (*change)(File& file);  // and it is opened then
+    void (*change)(Own& own);  // and it is opened then
     const char* said;
     int number;
   };
   static bool made = false;
   // The last two spoil the file.
   for (const Row& row : std::initializer_list<Row>{
-           {[](File& f) { f.record_length = 50; },
+           {[](Own& own) { own.definition.record_length = 50; },
             "data/4/CUSTOMER: its records have 42 bytes, defined are 50\n\nstr: data/4/C", 105},
-           {[](File& f) { f.keys.key_count = 1; }, "has 2 keys, defined are 1\n\nstr: d", 105},
-           {[](File& f) { f.keys.keys[1].segments[0].length = 9; }, "key 2 is not as", 105},
-           {[](File& f) { f.read_only = true, f.path_class = 5; }, "^\nstr: data/5/C", 1002},
-           {[](File& f) { f.explicit_path = "none/such"; }, "^\nstr: make_isam\n", 1002},
-           {[](File& f) { make_isam(f, "data/4/CUSTOMER", made); }, "^\nstr: make_isam\n", 1017},
-           {[](File& f) { f.type = FileType::kChained; }, "^CUSTOMER: chained files", 16},
-           {[](File& f) { f.type = static_cast<FileType>(3); }, "^Unknown FileType\n", 2},
-           {[](File& f) { f.record_length = 33; }, "^CUSTOMER: LEN must be at least 34", 19},
-           {[](File& f) { f.record_length = 0; }, "^", 33},
-           {[](File&) { data_open("NONE", LockWait::kTell); }, "^", 1},
-           {[](File& f) { is_readnext(f, 1); }, "^\nstr: is_readnext\n", 101},
-           {[](File& f) { is_read(opened(f), 3, false); }, "^\nstr: is_read\n", 103},
-           {[](File& f) { f.read_only = true, is_write(opened(f)); }, "^\nstr: write\n", 101},
-           {[](File& f) { data_clear_record(f); }, "^\nstr: CUSTOMER\n", 101},
-           {[](File& f) { data_get_long(opened(f), "NONE"); }, "^", 2},
-           {[](File& f) { data_put_long(opened(f), "NAME", 1); }, "^", 3},
-           {[](File& f) { data_get_integer(opened(f), "ZONE", 4); }, "^", 4},
-           {[](File&) { write_file("data/4/CUSTOMER.idx", "x"); }, "^\nstr: data/4/C", 105},
-           {[](File&) { unlink("data/4/CUSTOMER.idx"); }, "^\nstr: make_isam\n", 1017}}) {
+           {[](Own& own) { own.definition.keys.key_count = 1; },
+            "has 2 keys, defined are 1\n\nstr: d", 105},
+           {[](Own& own) { own.definition.keys.keys[1].segments[0].length = 9; }, "key 2 is not as",
+            105},
+           {[](Own& own) { own.file.read_only = true, own.definition.path_class = 5; },
+            "^\nstr: data/5/C", 1002},
+           {[](Own& own) { own.file.explicit_path = "none/such"; }, "^\nstr: make_isam\n", 1002},
+           {[](Own& own) { make_isam(own.file, "data/4/CUSTOMER", made); }, "^\nstr: make_isam\n",
+            1017},
+           {[](Own& own) { own.definition.type = FileType::kChained; }, "^CUSTOMER: chained files",
+            16},
+           {[](Own& own) { own.definition.type = static_cast<FileType>(3); }, "^Unknown FileType\n",
+            2},
+           {[](Own& own) { own.definition.record_length = 33; },
+            "^CUSTOMER: LEN must be at least 34", 19},
+           {[](Own& own) { own.definition.record_length = 0; }, "^", 33},
+           {[](Own&) { data_open("NONE", LockWait::kTell); }, "^", 1},
+           {[](Own& own) { is_readnext(own.file, 1); }, "^\nstr: is_readnext\n", 101},
+           {[](Own& own) { is_read(opened(own.file), 3, false); }, "^\nstr: is_read\n", 103},
+           {[](Own& own) { own.file.read_only = true, is_write(opened(own.file)); },
+            "^\nstr: write\n", 101},
+           {[](Own& own) { data_clear_record(own.file); }, "^\nstr: CUSTOMER\n", 101},
+           {[](Own& own) { data_get_long(opened(own.file), "NONE"); }, "^", 2},
+           {[](Own& own) { data_put_long(opened(own.file), "NAME", 1); }, "^", 3},
+           {[](Own& own) { data_get_integer(opened(own.file), "ZONE", 4); }, "^", 4},
+           {[](Own&) { write_file("data/4/CUSTOMER.idx", "x"); }, "^\nstr: data/4/C", 105},
+           {[](Own&) { unlink("data/4/CUSTOMER.idx"); }, "^\nstr: make_isam\n", 1017}}) {
     const std::string number = std::to_string(row.number) + "\n";
     std::string report(row.said);
     report.append("(.|\n)*error\n").append(11 - number.size(), ' ').append(number);
     EXPECT_EXIT(
         {
-          row.change(definition_get("CUSTOMER"));
-          opened(definition_get("CUSTOMER"));
+          Own own;
+          row.change(own);
+          opened(own.file);
         },
         kAborts, testing::ContainsRegex(report))
         << report;
@@ -397,7 +415,7 @@ TEST_F(DataTest, WhatNobodyCanResolveEndsTheProcess) {
 }
 
 TEST_F(DataTest, ARandomFileHasItsRecordsInTheirPlaces) {
-  FileDefinition& file = definition_get("STOCK");
+  DataFile& file = data_file("STOCK");
   file.explicit_path = "elsewhere";
   ASSERT_EQ(data_open(file, LockWait::kTell), 0);
   write(file, 3, "three");

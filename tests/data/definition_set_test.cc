@@ -50,7 +50,7 @@ TEST(DefinitionSetTest, EverythingThatADefinitionSays) {
   EXPECT_EQ(file.name.view(), "KUNDEN");
   EXPECT_EQ((std::vector<int>{file.version, file.path_class, file.record_length, file.used_length}),
             (std::vector<int>{12, 30, 112, 99}));
-  EXPECT_TRUE(file.read_only && file.type == FileType::kIsam && !file.open);
+  EXPECT_TRUE(file.read_only && file.type == FileType::kIsam);
 
   struct Expected {
     const char* name;

@@ -5,7 +5,7 @@
 namespace marigold::test {
 
 TEST_F(DataTest, FieldsStandInTheirPortableForms) {
-  FileDefinition& file = definition_get("CUSTOMER");
+  DataFile& file = data_file("CUSTOMER");
   file.record.assign(42, '\x7f');
   data_clear_record(file);
   const std::string presets = "\0\7\0\0\xff\xff"s;

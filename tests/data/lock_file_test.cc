@@ -81,7 +81,8 @@ TEST_F(DataTest, AClassIsHeldBySeveralOrByOne) {
 
 // A child that is forked and executes nothing has nothing of what its parent has open.
 TEST_F(DataTest, AForkedChildHoldsNothing) {
-  FileDefinition file = stock();
+  const FileDefinition defined = stock();
+  DataFile file(defined);
   ASSERT_EQ(data_open(file, LockWait::kTell), kDataDone);
   ASSERT_EQ(write(file, 0), kDataDone);
   ASSERT_EQ(path_lock_shared(4), 0);
@@ -112,7 +113,8 @@ TEST_F(DataTest, AForkedChildHoldsNothing) {
   EXPECT_EQ(holders(), "");
   data_close(file);
   EXPECT_TRUE(elsewhere([] {
-    FileDefinition own = stock();
+    const FileDefinition defined_there = stock();
+    DataFile own(defined_there);
     return data_open(own, LockWait::kTell) == kDataDone && read(own, 1, true) == kDataDone &&
            path_lock_exclusive(4) == 0;
   }));

@@ -110,18 +110,18 @@ void OtherProcess::kill_it() {
   child_ = -1;
 }
 
-void fill(FileDefinition& file, int number, std::string_view name) {
+void fill(DataFile& file, int number, std::string_view name) {
   data_clear_record(file);
   data_put_long(file, "SNR", number);
   data_put_text(file, "NAME", name);
 }
 
-int write(FileDefinition& file, int number, std::string_view name) {
+int write(DataFile& file, int number, std::string_view name) {
   fill(file, number, name);
   return data_write(file);
 }
 
-int read(FileDefinition& file, int number, bool lock, LockWait wait) {
+int read(DataFile& file, int number, bool lock, LockWait wait) {
   fill(file, number);
   return data_read(file, 1, lock, wait);
 }

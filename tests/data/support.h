@@ -48,9 +48,9 @@ class OtherProcess {
 };
 
 // Puts a record with this number and name into the buffer.
-void fill(FileDefinition& file, int number, std::string_view name = "");
-int write(FileDefinition& file, int number, std::string_view name = "");
+void fill(DataFile& file, int number, std::string_view name = "");
+int write(DataFile& file, int number, std::string_view name = "");
 // The result of a keyed read of this number.
-int read(FileDefinition& file, int number, bool lock = false, LockWait wait = LockWait::kWait);
+int read(DataFile& file, int number, bool lock = false, LockWait wait = LockWait::kWait);
 
 }  // namespace marigold::test

@@ -24,7 +24,7 @@ TEST(VersionTest, NumbersAreWrittenWithoutWhatSaysNothing) {
 }
 
 TEST_F(DataTest, AVersionRecordStandsBesideItsFile) {
-  const FileDefinition& file = definition_get("CUSTOMER");
+  const DataFile& file = data_file("CUSTOMER");
   EXPECT_EQ(version_read_file(file), -3);  // none
   std::filesystem::create_directories("data/4");
   version_write_file(file, 12.5);

@@ -78,7 +78,8 @@ TEST_F(ListInstallTest, ProgramsFindTheRecordsAndTheirBlocks) {
   EXPECT_EQ(lists(), kNew);
   EXPECT_TRUE(lists(kOwnListFiles).empty());
 
-  FileDefinition& list = list_file_definition("LISTEN");
+  list_files_define();
+  DataFile& list = data_file("LISTEN");
   list.explicit_path = "print/LISTEN";
   ASSERT_EQ(data_open(list, LockWait::kTell), kDataDone);
   data_put_text(list, "LISTE", "A");
@@ -86,7 +87,7 @@ TEST_F(ListInstallTest, ProgramsFindTheRecordsAndTheirBlocks) {
   EXPECT_EQ(data_get_integer(list, "LZ"), 58);
   EXPECT_EQ(data_get_text(list, "ABRTXT"), "Schlu\xDF");
 
-  FileDefinition& blocks = list_file_definition("BLOECKE");
+  DataFile& blocks = data_file("BLOECKE");
   blocks.explicit_path = "print/BLOECKE";
   ASSERT_EQ(data_open(blocks, LockWait::kTell), kDataDone);
   data_put_text(blocks, "LISTE", "A");

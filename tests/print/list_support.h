@@ -96,7 +96,7 @@ struct PrintTest : testing::Test {
                          const ListFiles& files = kPlainListFiles) {
     std::string code;
     data_open(files.blocks, LockWait::kTell);
-    FileDefinition& records = definition_get(files.blocks);
+    DataFile& records = data_file(files.blocks);
     for (const auto& [name, instructions, properties] : blocks) {
       data_clear_record(records);
       data_put_text(records, "LISTE", "L");
@@ -112,7 +112,7 @@ struct PrintTest : testing::Test {
     }
     data_close(records);
     data_open(files.lists, LockWait::kTell);
-    FileDefinition& lists = definition_get(files.lists);
+    DataFile& lists = data_file(files.lists);
     data_put_text(lists, "LISTE", "L");
     data_put_integer(lists, "PL", static_cast<std::int16_t>(page.page_length));
     data_put_integer(lists, "ES", static_cast<std::int16_t>(page.start_column));

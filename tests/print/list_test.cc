@@ -343,7 +343,7 @@ TEST_F(ListTest, FieldsOfDataFilesAreWrittenByTheirOwnMasks) {
                         AfterScanError::kStop)
            .files.at(0)
            .definition));
-  FileDefinition& shop = definition_get("SHOP");
+  DataFile& shop = data_file("SHOP");
   const DataRecord record(shop);
   BlockInstructions block;
   for (const char* name : {"NO", "N", "TOWN", "SUM"})
@@ -539,7 +539,7 @@ TEST_F(ListTest, WhoMayOnlyReadTheListFilesPrints) {
     std::_Exit(may_write ? 8 : right ? 0 : 1);
   };
   EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
-  EXPECT_FALSE(definition_get("LISTEN").read_only);
+  EXPECT_FALSE(data_file("LISTEN").read_only);
   std::filesystem::permissions(".", std::filesystem::perms(0755));
 }
 

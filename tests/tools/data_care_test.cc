@@ -131,7 +131,7 @@ TEST_F(DataCareTest, InfoShowsTheLastBackup) {
   settings_read();
   definition_start();
   definition_set_load("BOX");
-  const FileDefinition& file = definition_get("BOX");
+  const DataFile& file = data_file("BOX");
   EXPECT_FALSE(backup_record_read(file));
   const auto shown = [] { return run_shell("./marigold data info BOX | grep backup").out; };
   EXPECT_EQ(shown(), "backup    never\n");

@@ -31,8 +31,8 @@ TEST(DataConvertTest, ShowsThePlanConvertsAndExits) {
   definition_start();
   definition_set_load("ARTICLES_1");
   ASSERT_EQ(data_open("ARTICLES", LockWait::kTell), kDataDone);
-  data_put_text(definition_get("ARTICLES"), "NAME", "Schraube");
-  ASSERT_EQ(data_write(definition_get("ARTICLES")), kDataDone);
+  data_put_text(data_file("ARTICLES"), "NAME", "Schraube");
+  ASSERT_EQ(data_write(data_file("ARTICLES")), kDataDone);
   data_close_all();
 
   const std::string heading = "./data/4: File Conversion Needed, 0 -> 2\n";

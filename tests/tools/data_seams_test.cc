@@ -131,7 +131,7 @@ TEST_F(DataSeamsTest, AProgramLocksTheFileThatHasTheName) {
     const std::string loop = "for i in $(seq 20000); do ./marigold data load "s + name +
                              (keyed ? " none.csv" : " none_slots.csv") + "; done";
     const Background loads(loop);
-    FileDefinition& file = definition_get(name);
+    DataFile& file = data_file(name);
     bool kept = true;
     for (int round = 0; round < 1000 && kept; ++round) {
       if (data_open(file, LockWait::kTell) != kDataDone) continue;
@@ -245,7 +245,7 @@ TEST_F(DataSeamsTest, PlaceholdersAreNoRecords) {
   settings_read();
   definition_start();
   definition_set_load("BOX");
-  FileDefinition& file = definition_get("BOX");
+  DataFile& file = data_file("BOX");
   ASSERT_EQ(data_open(file, LockWait::kTell), kDataDone);
   data_put_long(file, "NUMBER", 9);
   EXPECT_EQ(data_read(file, 1, true, LockWait::kTell), kDataNotFound);

@@ -55,7 +55,7 @@ TEST(RuntimeTest, KeyStatisticsCountOverTheKeyDatabase) {
 
   write_file("FILEKEYS.DES", kKeyDatabase);
   definition_set_load("KEYS");
-  FileDefinition& file = definition_get("TASTENDB");
+  DataFile& file = data_file("TASTENDB");
   ASSERT_EQ(data_open(file, LockWait::kTell), kDataDone);
   const int keys[3][3] = {{2, 1, 0}, {3, 2, 0}, {0, 0, -1}};
   for (int record = 0; record < 3; ++record) {

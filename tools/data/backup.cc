@@ -81,7 +81,7 @@ bool Backup::copy_file(SnapshotFile& file, std::string& problem) {
       return false;
   }
   if (!file.is_keyed() && !tree_.describe(stem, entry.parts.emplace_back(), problem)) return false;
-  const std::string record = version_file_record(definition);
+  const std::string record = version_file_record(file.target().base);
   if (const auto version = version_read_record(record)) {
     const std::size_t parts = entry.parts.size();
     if (!add_record(record, stem + ".ver", entry.parts, problem)) return false;
@@ -144,7 +144,7 @@ int Backup::note_last_backups() {
   for (std::size_t i = 0; i < groups_.size(); ++i) {
     for (const DataTarget& one : groups_[i].targets) {
       const BackupRecord record{.time = manifest_.classes[i].moment, .place = target};
-      const int failed = backup_record_write(*one.definition, record);
+      const int failed = backup_record_write(one.handle(), record);
       if (failed == 0) continue;
       report(file_error(one.base + ".backup", failed));
       status = kExitFindings;

@@ -73,15 +73,15 @@ class OtherFiles {
     std::ranges::transform(files_, std::back_inserter(pointers_),
                            [](const auto& file) { return file.get(); });
   }
-  [[nodiscard]] std::span<FileDefinition* const> files() const { return pointers_; }
+  [[nodiscard]] std::span<const FileDefinition* const> files() const { return pointers_; }
 
  private:
   std::vector<std::unique_ptr<FileDefinition>> files_;
-  std::vector<FileDefinition*> pointers_;
+  std::vector<const FileDefinition*> pointers_;
 };
 
-std::vector<FileDefinition*> wanted_files(const DataConvert& options) {
-  std::vector<FileDefinition*> files = definitions_by_name();
+std::vector<const FileDefinition*> wanted_files(const DataConvert& options) {
+  std::vector<const FileDefinition*> files = definitions_by_name();
   std::erase_if(files, [&options](const FileDefinition* file) {
     return options.path_class >= 0 && file->path_class != options.path_class;
   });
@@ -136,7 +136,7 @@ std::string class_text(const ClassConversion& plan) {
 }
 
 // Exit status 1: there is something to do.
-int show_plan(const std::vector<FileDefinition*>& files) {
+int show_plan(const std::vector<const FileDefinition*>& files) {
   Problems problems;
   const VersionTables tables = read_version_tables(problems);
   std::string text;
@@ -187,7 +187,8 @@ std::string summary(const ConversionReport& done) {
   return text;
 }
 
-int convert(const std::vector<FileDefinition*>& files, const OtherFiles& others, bool keep_backup) {
+int convert(const std::vector<const FileDefinition*>& files, const OtherFiles& others,
+            bool keep_backup) {
   Progress progress;
   ConversionReport done;
   const ConversionOptions options{
@@ -219,7 +220,7 @@ int data_convert(const DataConvert& options) {
   OtherFiles others;
   others.load(problems);
   if (!problems.empty()) return report_unusable(problems);
-  const std::vector<FileDefinition*> files = wanted_files(options);
+  const std::vector<const FileDefinition*> files = wanted_files(options);
   return options.dry_run ? show_plan(files) : convert(files, others, options.keep_backup);
 }
 

@@ -109,8 +109,8 @@ Found look_at(DataTarget& target) {
     look_at_numbered(target, found);
   }
   found.has_version = file_readable((target.base + ".ver").c_str());
-  if (found.has_version) found.version = version_read_file(*target.definition);
-  found.backup = backup_record_read(*target.definition);
+  if (found.has_version) found.version = version_read_file(target.handle());
+  found.backup = backup_record_read(target.handle());
   // A class that cannot be looked at is held by nobody who is known.
   lock_file_holders(target.definition->path_class, found.holders);
   return found;

@@ -67,7 +67,7 @@ class FreshFiles {
 
 // As programs do it: the directory of an explicit path is its owner's.
 bool make_directory(const DataTarget& target, std::string& problem) {
-  const int failed = data_make_directory(*target.definition);
+  const int failed = data_make_directory(target.handle());
   return failed == 0 || fail(problem, target.base, failed);
 }
 

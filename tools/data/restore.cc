@@ -236,7 +236,7 @@ bool Restore::hold(Restored& file, Problems& problems) {
 
 bool Restore::take_all(Problems& problems) {
   for (const auto& file : files_) {
-    if (const int failed = data_make_directory(*file->target.definition))
+    if (const int failed = data_make_directory(file->target.handle()))
       return fail(problems, file_error(data_directory(file->entry->path_class), failed));
   }
   if (!take_classes(classes_, problems)) return false;
@@ -273,7 +273,7 @@ bool Restore::replace(Problems& problems) {
   }
   // A record of the version that the old file had would be one of another file.
   for (const auto& file : files_) {
-    const std::string record = version_file_record(*file->target.definition);
+    const std::string record = version_file_record(file->target.base);
     if (file->entry->version == "-" && file_exists(record.c_str())) swap.add(record, "");
   }
   if (stop_signals_pending()) return fail(problems, file_error(files_.front()->target.base, EINTR));

@@ -141,6 +141,12 @@ bool scan_set(const std::string& path, DefinitionScan& scan, Problems& problems)
   return false;
 }
 
+DataFile DataTarget::handle() const {
+  DataFile file(*definition);
+  if (!in_class) file.explicit_path = base;
+  return file;
+}
+
 bool find_data_file(const DataFileOptions& options, DataTarget& target, Problems& problems) {
   settings_read();
   Search search;
@@ -148,8 +154,9 @@ bool find_data_file(const DataFileOptions& options, DataTarget& target, Problems
     return false;
   target.set_path = search.sets.front();
   target.definition = std::move(search.definition);
-  target.definition->explicit_path = without_suffix(options.path, target.definition->type);
-  target.base = data_path(*target.definition);
+  target.in_class = options.path.empty();
+  target.base = target.in_class ? data_path(*target.definition)
+                                : without_suffix(options.path, target.definition->type);
   working_on(target.base);
   return true;
 }
@@ -169,7 +176,7 @@ bool check_version(const DataTarget& target, std::string& reason) {
     return false;
   }
   const FileDefinition& definition = *target.definition;
-  const std::optional<double> found = version_read_record(version_file_record(definition));
+  const std::optional<double> found = version_read_record(version_file_record(target.base));
   const auto wanted = static_cast<double>(definition.version);
   if (!found || *found == wanted) return true;
   reason = "its records have version " + version_text(*found) + ", " + target.set_path +
@@ -183,7 +190,7 @@ namespace {
 
 // A copy of the file elsewhere is nobody's concern.
 bool lies_in_its_class(const DataTarget& target) {
-  if (target.definition->explicit_path.empty()) return true;
+  if (target.in_class) return true;
   std::error_code unknown;
   const fs::path directory = fs::path(target.base).parent_path();
   return fs::equivalent(directory.empty() ? "." : directory,

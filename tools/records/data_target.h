@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "runtime/data/access/data_handle.h"
 #include "runtime/data/definition/definition.h"
 #include "runtime/data/definition/definition_set.h"
 #include "tools/common/report.h"
@@ -20,8 +21,12 @@ struct DataFileOptions {
 
 struct DataTarget {
   std::string set_path;
-  std::unique_ptr<FileDefinition> definition;
-  std::string base;  // what data_path says
+  std::unique_ptr<const FileDefinition> definition;
+  std::string base;       // where it lies, without ".dat" and the like
+  bool in_class = false;  // in the data directory of its path class
+
+  // A handle for it.
+  [[nodiscard]] DataFile handle() const;
 };
 
 // "DATA", or a path when it has a "/" in it or ends in ".DES".

@@ -58,20 +58,20 @@ std::string misfit_of(const DataTarget& target) {
 }
 
 OpenNumberedFile::~OpenNumberedFile() {
-  if (file_ != nullptr) random_close(*file_);
+  if (file_) random_close(*file_);
 }
 
-int OpenNumberedFile::open(DataTarget& target, bool exclusive) {
+int OpenNumberedFile::open(const DataTarget& target, bool exclusive) {
   {
     // What the access layer would make, or end the process for.
     RecordFile probe;
     if (const int failed = probe.open(target.base.c_str(), exclusive)) return failed;
   }
   bool created = false;
-  target.definition->read_only = !exclusive;
-  if (random_open(*target.definition, target.base, created, exclusive) != kDataDone)
-    return kIsFileLocked;
-  file_ = target.definition.get();
+  DataFile file = target.handle();
+  file.read_only = !exclusive;
+  if (random_open(file, target.base, created, exclusive) != kDataDone) return kIsFileLocked;
+  file_.emplace(std::move(file));
   return 0;
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -53,13 +54,13 @@ class OpenNumberedFile {
   OpenNumberedFile& operator=(const OpenNumberedFile&) = delete;
 
   // Opens what is there, to read it or exclusively to write it. 0, kIsFileLocked when another
-  // process has it in use in a way that excludes this one, or the system's error number. The target
-  // outlives the object.
-  int open(DataTarget& target, bool exclusive);
+  // process has it in use in a way that excludes this one, or the system's error number. The
+  // target outlives the object.
+  int open(const DataTarget& target, bool exclusive);
   [[nodiscard]] RecordFile& bytes() const;
 
  private:
-  FileDefinition* file_ = nullptr;
+  std::optional<DataFile> file_;
 };
 
 // The marker of a record that is there; see isam_access.h and random_file.h.

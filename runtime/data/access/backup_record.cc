@@ -37,11 +37,11 @@ std::string backup_time(std::chrono::sys_seconds moment) {
   return text.data();
 }
 
-std::string backup_record_path(const FileDefinition& file) {
+std::string backup_record_path(const DataFile& file) {
   return data_path(file) + ".backup";
 }
 
-std::optional<BackupRecord> backup_record_read(const FileDefinition& file) {
+std::optional<BackupRecord> backup_record_read(const DataFile& file) {
   constexpr std::size_t kLongest = 8192;  // a path, and the time
   std::string text;
   if (file_read(backup_record_path(file).c_str(), text, kLongest) != 0) return {};
@@ -52,9 +52,10 @@ std::optional<BackupRecord> backup_record_read(const FileDefinition& file) {
   return BackupRecord{.time = time, .place = rest.empty() ? "" : rest.substr(1)};
 }
 
-int backup_record_write(const FileDefinition& file, const BackupRecord& record) {
+int backup_record_write(const DataFile& file, const BackupRecord& record) {
   const std::string line = record.time + " " + record.place.substr(0, record.place.find('\n'));
-  const std::string like = data_path(file) + (file.type == FileType::kIsam ? ".dat" : "");
+  const std::string like =
+      data_path(file) + (file.definition.type == FileType::kIsam ? ".dat" : "");
   return file_put(backup_record_path(file).c_str(), line + "\n", like.c_str());
 }
 

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "runtime/data/definition/definition.h"
+#include "runtime/data/access/data_handle.h"
 
 namespace marigold {
 
@@ -16,14 +16,14 @@ struct BackupRecord {
   std::string place;  // a path; may be empty
 };
 
-std::string backup_record_path(const FileDefinition& file);
+std::string backup_record_path(const DataFile& file);
 
 // The record of the data file; none when there is none, or what is there is none.
-std::optional<BackupRecord> backup_record_read(const FileDefinition& file);
+std::optional<BackupRecord> backup_record_read(const DataFile& file);
 
 // Writes the record in one step, with the owner and permissions of the data file. A line end in the
 // place ends it. 0, or the system's error number; then the old one is as it was.
-int backup_record_write(const FileDefinition& file, const BackupRecord& record);
+int backup_record_write(const DataFile& file, const BackupRecord& record);
 
 // A moment as a record has it.
 std::string backup_time(std::chrono::sys_seconds moment);

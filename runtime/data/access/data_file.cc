@@ -25,17 +25,17 @@ constexpr int kNothingToAllocate = 33;
 constexpr int kNoMemory = 34;
 constexpr int kFileTooNew = 40;
 
-using ByKey = int (*)(FileDefinition& file, int key);
+using ByKey = int (*)(DataFile& file, int key);
 
 // What a kind of file can do.
 struct Operations {
-  int (*open)(FileDefinition& file, const std::string& path, bool& created, bool exclusive);
-  void (*close)(FileDefinition& file);
-  bool (*is_empty)(const FileDefinition& file);
-  int (*write)(FileDefinition& file);
-  int (*remove)(FileDefinition& file);
-  void (*release)(FileDefinition& file);
-  int (*read)(FileDefinition& file, int key, bool lock);
+  int (*open)(DataFile& file, const std::string& path, bool& created, bool exclusive);
+  void (*close)(DataFile& file);
+  bool (*is_empty)(const DataFile& file);
+  int (*write)(DataFile& file);
+  int (*remove)(DataFile& file);
+  void (*release)(DataFile& file);
+  int (*read)(DataFile& file, int key, bool lock);
   ByKey exists;
   ByKey read_from;
   ByKey read_first;
@@ -58,16 +58,16 @@ constexpr Operations kKeyed{.open = is_open,
                             .read_next = is_readnext,
                             .read_previous = is_readprev};
 
-template <int (*Operation)(FileDefinition&)>
-int without_key(FileDefinition& file, int /*key*/) {
+template <int (*Operation)(DataFile&)>
+int without_key(DataFile& file, int /*key*/) {
   return Operation(file);
 }
 
-int read_numbered(FileDefinition& file, int /*key*/, bool lock) {
+int read_numbered(DataFile& file, int /*key*/, bool lock) {
   return random_read(file, lock);
 }
 
-int open_numbered(FileDefinition& file, const std::string& path, bool& created, bool exclusive) {
+int open_numbered(DataFile& file, const std::string& path, bool& created, bool exclusive) {
   return random_open(file, path, created, exclusive);
 }
 
@@ -85,13 +85,13 @@ constexpr Operations kNumbered{.open = open_numbered,
                                .read_next = without_key<random_read_next>,
                                .read_previous = without_key<random_read_previous>};
 
-[[noreturn]] void refuse(const FileDefinition& file, const std::string& reason, int number) {
-  user_interface().warning((std::string(file.name.view()) + ": " + reason).c_str());
+[[noreturn]] void refuse(const DataFile& file, const std::string& reason, int number) {
+  user_interface().warning((std::string(file.definition.name.view()) + ": " + reason).c_str());
   raise_fatal(number);
 }
 
-const Operations& operations_of(const FileDefinition& file) {
-  switch (file.type) {
+const Operations& operations_of(const DataFile& file) {
+  switch (file.definition.type) {
     case FileType::kIsam:
       return kKeyed;
     case FileType::kRandom:
@@ -103,24 +103,24 @@ const Operations& operations_of(const FileDefinition& file) {
   raise_fatal(kUnknownType);
 }
 
-void allocate_record(FileDefinition& file) {
-  if (file.record_length <= 0) raise_fatal(kNothingToAllocate);
+void allocate_record(DataFile& file) {
+  if (file.definition.record_length <= 0) raise_fatal(kNothingToAllocate);
   try {
-    file.record.assign(static_cast<std::size_t>(file.record_length), '\0');
+    file.record.assign(static_cast<std::size_t>(file.definition.record_length), '\0');
   } catch (const std::bad_alloc&) {
     raise_fatal(kNoMemory);
   }
 }
 
-void free_record(FileDefinition& file) {
+void free_record(DataFile& file) {
   file.record = std::vector<char>();
 }
 
 // The last byte must be the marker's: it would be written into a field.
-void check_marker_has_room(const FileDefinition& file) {
-  if (file.record_length > file.used_length) return;
+void check_marker_has_room(const DataFile& file) {
+  if (file.definition.record_length > file.definition.used_length) return;
   refuse(file,
-         "LEN must be at least " + std::to_string(file.used_length + 1) +
+         "LEN must be at least " + std::to_string(file.definition.used_length + 1) +
              ": the fields and a byte for deletion marks",
          kRecordTooSmall);
 }
@@ -128,14 +128,14 @@ void check_marker_has_room(const FileDefinition& file) {
 // A program that takes records of another version for those of its definition reads nonsense and
 // writes what a conversion mangles. A file without records and without a version is one whose maker
 // was killed between the two.
-void check_version(const FileDefinition& file, const Operations& operations) {
-  const std::optional<double> found = version_read_record(version_file_record(file));
-  const auto wanted = static_cast<double>(file.version);
+void check_version(const DataFile& file, const Operations& operations) {
+  const std::optional<double> found = version_read_record(version_file_record(data_path(file)));
+  const auto wanted = static_cast<double>(file.definition.version);
   if (found == wanted) return;
   if (!found) {
     if (!file.read_only && operations.is_empty(file))
       static_cast<void>(
-          version_write_record(version_file_record(file), wanted));  // or the next one
+          version_write_record(version_file_record(data_path(file)), wanted));  // or the next one
     return;
   }
   refuse(file,
@@ -145,18 +145,18 @@ void check_version(const FileDefinition& file, const Operations& operations) {
 }
 
 // Delivers the result of a read.
-int finish_read(FileDefinition& file, int result) {
+int finish_read(DataFile& file, int result) {
   if (result == kDataNotFound) data_clear_record(file);
   return result;
 }
 
-int read_by(FileDefinition& file, ByKey Operations::*operation, int key) {
+int read_by(DataFile& file, ByKey Operations::*operation, int key) {
   return finish_read(file, (operations_of(file).*operation)(file, key));
 }
 
 }  // namespace
 
-int data_open(FileDefinition& file, LockWait wait, bool exclusive) {
+int data_open(DataFile& file, LockWait wait, bool exclusive) {
   if (file.open) return kDataAlreadyOpen;
   const Operations& operations = operations_of(file);
   allocate_record(file);
@@ -168,7 +168,7 @@ int data_open(FileDefinition& file, LockWait wait, bool exclusive) {
     result = operations.open(file, path, created, exclusive);
   } while (lock_try_again(file, result, wait, LockPhase::kOpening));
   if (result == kDataDone && is_half_restored(path)) refuse(file, kHalfRestored, kIsBadFile);
-  if (created) version_write_file(file, file.version);
+  if (created) version_write_file(file, file.definition.version);
   if (result == kDataDone && !created) check_version(file, operations);
   if (result != kDataDone) {
     free_record(file);
@@ -181,10 +181,10 @@ int data_open(FileDefinition& file, LockWait wait, bool exclusive) {
 }
 
 int data_open(std::string_view name, LockWait wait, bool exclusive) {
-  return data_open(definition_get(name), wait, exclusive);
+  return data_open(data_file(name), wait, exclusive);
 }
 
-void data_close(FileDefinition& file) {
+void data_close(DataFile& file) {
   if (!file.open) return;
   file.open = false;
   operations_of(file).close(file);
@@ -192,17 +192,17 @@ void data_close(FileDefinition& file) {
 }
 
 void data_close_all() {
-  for (FileDefinition* file : definitions_by_name())
+  for (DataFile* file : data_files())
     data_close(*file);
   open_subsystems().data_files = false;
 }
 
-void data_clear_record(FileDefinition& file) {
-  if (file.record.empty()) data_fatal(file.name.c_str(), kIsNotOpen);
-  fields_preset(file, file.record);
+void data_clear_record(DataFile& file) {
+  if (file.record.empty()) data_fatal(file.definition.name.c_str(), kIsNotOpen);
+  fields_preset(file.definition, file.record);
 }
 
-int data_read(FileDefinition& file, int key, bool lock, LockWait wait) {
+int data_read(DataFile& file, int key, bool lock, LockWait wait) {
   const Operations& operations = operations_of(file);
   int result = kDataDone;
   do {
@@ -211,39 +211,39 @@ int data_read(FileDefinition& file, int key, bool lock, LockWait wait) {
   return finish_read(file, result);
 }
 
-int data_exists(FileDefinition& file, int key) {
+int data_exists(DataFile& file, int key) {
   return operations_of(file).exists(file, key);
 }
 
-int data_read_from(FileDefinition& file, int key) {
+int data_read_from(DataFile& file, int key) {
   return read_by(file, &Operations::read_from, key);
 }
 
-int data_read_first(FileDefinition& file, int key) {
+int data_read_first(DataFile& file, int key) {
   return read_by(file, &Operations::read_first, key);
 }
 
-int data_read_last(FileDefinition& file, int key) {
+int data_read_last(DataFile& file, int key) {
   return read_by(file, &Operations::read_last, key);
 }
 
-int data_read_next(FileDefinition& file, int key) {
+int data_read_next(DataFile& file, int key) {
   return read_by(file, &Operations::read_next, key);
 }
 
-int data_read_previous(FileDefinition& file, int key) {
+int data_read_previous(DataFile& file, int key) {
   return read_by(file, &Operations::read_previous, key);
 }
 
-int data_write(FileDefinition& file) {
+int data_write(DataFile& file) {
   return operations_of(file).write(file);
 }
 
-int data_delete(FileDefinition& file) {
+int data_delete(DataFile& file) {
   return operations_of(file).remove(file);
 }
 
-void data_release(FileDefinition& file) {
+void data_release(DataFile& file) {
   operations_of(file).release(file);
 }
 

@@ -20,13 +20,19 @@ std::string data_directory(int path_class) {
 }
 
 std::string data_path(const FileDefinition& file) {
-  if (!file.explicit_path.empty()) return file.explicit_path;
   return data_directory(file.path_class) + "/" + std::string(file.name.view());
 }
 
-int data_make_directory(const FileDefinition& file) {
-  if (!file.explicit_path.empty()) return 0;
-  return file_make_directory(data_directory(file.path_class).c_str());
+std::string data_path(const DataFile& file) {
+  return file.explicit_path.empty() ? data_path(file.definition) : file.explicit_path;
+}
+
+int data_make_directory(int path_class) {
+  return file_make_directory(data_directory(path_class).c_str());
+}
+
+int data_make_directory(const DataFile& file) {
+  return file.explicit_path.empty() ? data_make_directory(file.definition.path_class) : 0;
 }
 
 }  // namespace marigold

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "runtime/data/definition/definition.h"
+#include "runtime/data/access/data_handle.h"
 
 namespace marigold {
 
@@ -11,12 +11,15 @@ namespace marigold {
 // number for each "%p".
 std::string data_directory(int path_class);
 
-// The path of a file without ".dat" and the like: the explicit one, or the file's name, in the case
-// in which it is defined, in the data directory of its class.
+// The path of a file without ".dat" and the like: the file's name, in the case in which it is
+// defined, in the data directory of its class; for a handle its explicit path, if it has one.
 std::string data_path(const FileDefinition& file);
+std::string data_path(const DataFile& file);
 
-// Called before a file is made: makes the data directory of its class if it is missing. Nothing for
-// an explicit path, whose directory is the application's. 0, or the system's error number.
-int data_make_directory(const FileDefinition& file);
+// Makes the data directory of a class if it is missing. 0, or the system's error number.
+int data_make_directory(int path_class);
+// The same for a file that is about to be made. Nothing for an explicit path, whose directory is
+// the application's.
+int data_make_directory(const DataFile& file);
 
 }  // namespace marigold

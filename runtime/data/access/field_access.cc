@@ -53,9 +53,9 @@ int put_preset(const FieldDefinition& field, int index, char* record, const std:
   return field_put(field, index, record, text.substr(0, static_cast<std::size_t>(field.size)));
 }
 
-const FieldDefinition& field_of(const FileDefinition& file, std::string_view name) {
-  if (file.record.empty()) data_fatal(file.name.c_str(), kIsNotOpen);
-  const FieldDefinition* field = file.find_field(name);
+const FieldDefinition& field_of(const DataFile& file, std::string_view name) {
+  if (file.record.empty()) data_fatal(file.definition.name.c_str(), kIsNotOpen);
+  const FieldDefinition* field = file.definition.find_field(name);
   if (field == nullptr) raise_fatal(kFieldNotFound);
   return *field;
 }
@@ -65,14 +65,14 @@ void require(int result) {
 }
 
 template <typename Value>
-Value get_by_name(const FileDefinition& file, std::string_view name, int index) {
+Value get_by_name(const DataFile& file, std::string_view name, int index) {
   Value value{};
   require(field_get(field_of(file, name), index, file.record.data(), value));
   return value;
 }
 
 template <typename Value>
-void put_by_name(FileDefinition& file, std::string_view name, int index, Value value) {
+void put_by_name(DataFile& file, std::string_view name, int index, Value value) {
   require(field_put(field_of(file, name), index, file.record.data(), value));
 }
 
@@ -161,36 +161,35 @@ void fields_preset(const FileDefinition& file, std::span<char> record) {
   }
 }
 
-std::int16_t data_get_integer(const FileDefinition& file, std::string_view field, int index) {
+std::int16_t data_get_integer(const DataFile& file, std::string_view field, int index) {
   return get_by_name<std::int16_t>(file, field, index);
 }
 
-std::int32_t data_get_long(const FileDefinition& file, std::string_view field, int index) {
+std::int32_t data_get_long(const DataFile& file, std::string_view field, int index) {
   return get_by_name<std::int32_t>(file, field, index);
 }
 
-double data_get_double(const FileDefinition& file, std::string_view field, int index) {
+double data_get_double(const DataFile& file, std::string_view field, int index) {
   return get_by_name<double>(file, field, index);
 }
 
-std::string data_get_text(const FileDefinition& file, std::string_view field, int index) {
+std::string data_get_text(const DataFile& file, std::string_view field, int index) {
   return std::string(get_by_name<std::string_view>(file, field, index));
 }
 
-void data_put_integer(FileDefinition& file, std::string_view field, std::int16_t value, int index) {
+void data_put_integer(DataFile& file, std::string_view field, std::int16_t value, int index) {
   put_by_name(file, field, index, value);
 }
 
-void data_put_long(FileDefinition& file, std::string_view field, std::int32_t value, int index) {
+void data_put_long(DataFile& file, std::string_view field, std::int32_t value, int index) {
   put_by_name(file, field, index, value);
 }
 
-void data_put_double(FileDefinition& file, std::string_view field, double value, int index) {
+void data_put_double(DataFile& file, std::string_view field, double value, int index) {
   put_by_name(file, field, index, value);
 }
 
-void data_put_text(FileDefinition& file, std::string_view field, std::string_view value,
-                   int index) {
+void data_put_text(DataFile& file, std::string_view field, std::string_view value, int index) {
   put_by_name(file, field, index, value);
 }
 

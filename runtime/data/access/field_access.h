@@ -16,7 +16,7 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/data/definition/definition.h"
+#include "runtime/data/access/data_handle.h"
 
 namespace marigold {
 
@@ -50,16 +50,14 @@ void fields_preset(const FileDefinition& file, std::span<char> record);
 // ---- By name, in the record buffer of an open file. System error 2 for an unknown field, and the
 // numbers above for the others; they do not return. Error 101 when the file is not open.
 
-std::int16_t data_get_integer(const FileDefinition& file, std::string_view field, int index = 1);
-std::int32_t data_get_long(const FileDefinition& file, std::string_view field, int index = 1);
-double data_get_double(const FileDefinition& file, std::string_view field, int index = 1);
-std::string data_get_text(const FileDefinition& file, std::string_view field, int index = 1);
+std::int16_t data_get_integer(const DataFile& file, std::string_view field, int index = 1);
+std::int32_t data_get_long(const DataFile& file, std::string_view field, int index = 1);
+double data_get_double(const DataFile& file, std::string_view field, int index = 1);
+std::string data_get_text(const DataFile& file, std::string_view field, int index = 1);
 
-void data_put_integer(FileDefinition& file, std::string_view field, std::int16_t value,
-                      int index = 1);
-void data_put_long(FileDefinition& file, std::string_view field, std::int32_t value, int index = 1);
-void data_put_double(FileDefinition& file, std::string_view field, double value, int index = 1);
-void data_put_text(FileDefinition& file, std::string_view field, std::string_view value,
-                   int index = 1);
+void data_put_integer(DataFile& file, std::string_view field, std::int16_t value, int index = 1);
+void data_put_long(DataFile& file, std::string_view field, std::int32_t value, int index = 1);
+void data_put_double(DataFile& file, std::string_view field, double value, int index = 1);
+void data_put_text(DataFile& file, std::string_view field, std::string_view value, int index = 1);
 
 }  // namespace marigold

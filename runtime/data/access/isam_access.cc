@@ -32,28 +32,28 @@ State state;
 }
 
 // Begins an operation on an open file.
-void begin(const FileDefinition& file, const char* operation) {
+void begin(const DataFile& file, const char* operation) {
   set_current_operation(operation);
   if (file.engine.descriptor < 0 ||
-      file.record.size() != static_cast<std::size_t>(file.record_length))
+      file.record.size() != static_cast<std::size_t>(file.definition.record_length))
     data_fatal("", kIsNotOpen);
 }
 
-char& marker(FileDefinition& file) {
+char& marker(DataFile& file) {
   return file.record.back();
 }
 
 // Reads into the record buffer: 0, or the engine's number.
-int read(FileDefinition& file, int mode) {
+int read(DataFile& file, int mode) {
   return ISREAD(file.engine.descriptor, file.record.data(), mode) == 0 ? 0 : iserrno;
 }
 
-int write(const FileDefinition& file) {
+int write(const DataFile& file) {
   return ISWRITE(file.engine.descriptor, file.record.data()) == 0 ? 0 : iserrno;
 }
 
 // Moves to a record that another process has locked, without delivering it.
-void pass_locked(const FileDefinition& file, const std::vector<char>& from, int mode) {
+void pass_locked(const DataFile& file, const std::vector<char>& from, int mode) {
   state.scratch = from;
   ISREAD(file.engine.descriptor, state.scratch.data(), mode);
 }
@@ -90,18 +90,18 @@ int keys_in_common(const FileDefinition& file, const IsamInfo& info) {
   return same;
 }
 
-void select_key(FileDefinition& file, int key) {
+void select_key(DataFile& file, int key) {
   if (file.engine.selected_key == key) return;
-  if (key < 1 || key > file.keys.key_count) data_fatal("", kIsBadKey);
+  if (key < 1 || key > file.definition.keys.key_count) data_fatal("", kIsBadKey);
   // Finding no record is no failure here: the key is selected all the same.
-  ISSTART(file.engine.descriptor, isam_key(file, key), 0, file.record.data(), kIsEqual);
+  ISSTART(file.engine.descriptor, isam_key(file.definition, key), 0, file.record.data(), kIsEqual);
   file.engine.selected_key = key;
   file.engine.behind_last = false;
 }
 
 // Whether the record in the buffer has the kept key value.
-bool has_kept_value(const FileDefinition& file, int key) {
-  const KeyDefinition& wanted = file.keys.keys[static_cast<std::size_t>(key - 1)];
+bool has_kept_value(const DataFile& file, int key) {
+  const KeyDefinition& wanted = file.definition.keys.keys[static_cast<std::size_t>(key - 1)];
   const auto segments =
       std::span(wanted.segments).first(static_cast<std::size_t>(wanted.segment_count));
   return std::ranges::all_of(segments, [&](const KeySegment& segment) {
@@ -120,12 +120,12 @@ int add_further_keys(const FileDefinition& file, int descriptor, int present) {
 }
 
 // 0, or the number of what stood in the way.
-int build(const FileDefinition& file, const std::string& base, bool& created) {
+int build(const DataFile& file, const std::string& base, bool& created) {
   if (const int failed = data_make_directory(file)) return failed;
-  const int descriptor =
-      ISBUILD(base.c_str(), file.record_length, isam_key(file, 1), kIsInputOutput | kIsExclusive);
+  const int descriptor = ISBUILD(base.c_str(), file.definition.record_length,
+                                 isam_key(file.definition, 1), kIsInputOutput | kIsExclusive);
   if (descriptor < 0) return iserrno;
-  const int failed = add_further_keys(file, descriptor, 1);
+  const int failed = add_further_keys(file.definition, descriptor, 1);
   if (ISCLOSE(descriptor) != 0 && failed == 0) return iserrno;
   created = failed == 0;
   return failed;
@@ -133,7 +133,7 @@ int build(const FileDefinition& file, const std::string& base, bool& created) {
 
 // Opens the file, or makes it and opens it. Of several processes that find it missing at once one
 // makes it, and the others look again.
-int open_or_make(const FileDefinition& file, const std::string& base, int mode, bool& created) {
+int open_or_make(const DataFile& file, const std::string& base, int mode, bool& created) {
   constexpr int kPatience = 200;
   for (int round = 0;; ++round) {
     const int descriptor = ISOPEN(base.c_str(), mode);
@@ -148,21 +148,21 @@ void get_info(int descriptor, const std::string& base, IsamInfo& info) {
   if (isinfo(descriptor, info) != 0) fatal(base.c_str());
 }
 
-int open_for(const FileDefinition& file, const std::string& base, int mode, bool& created) {
+int open_for(const DataFile& file, const std::string& base, int mode, bool& created) {
   int descriptor = open_or_make(file, base, mode, created);
   if (descriptor < 0) return descriptor;
   IsamInfo info;
   get_info(descriptor, base, info);
-  if (!file.read_only && isam_is_half_made(file, info)) {
+  if (!file.read_only && isam_is_half_made(file.definition, info)) {
     ISCLOSE(descriptor);
-    iserrno = isam_finish_making(file, base);
+    iserrno = isam_finish_making(file.definition, base);
     if (iserrno != 0 && iserrno != kIsFileLocked) fatal(base.c_str());
     descriptor = iserrno == 0 ? ISOPEN(base.c_str(), mode) : -1;
     if (descriptor < 0) return descriptor;
     get_info(descriptor, base, info);
   }
   std::string reason;
-  if (isam_fits(file, info, reason)) return descriptor;
+  if (isam_fits(file.definition, info, reason)) return descriptor;
   ISCLOSE(descriptor);
   user_interface().warning((base + ": " + reason).c_str());
   data_fatal(base.c_str(), kIsBadFile);
@@ -171,7 +171,7 @@ int open_for(const FileDefinition& file, const std::string& base, int mode, bool
 // ---- Reading
 
 // An unlocked read of a record by the primary key, or a locked one.
-int read_primary(FileDefinition& file, bool lock) {
+int read_primary(DataFile& file, bool lock) {
   const int mode = lock ? kIsEqual | kIsLock : kIsEqual;
   for (;;) {
     switch (read(file, mode)) {
@@ -201,14 +201,14 @@ struct Walk {
   int skip;
 };
 
-int read_live(FileDefinition& file, const Walk& walk) {
+int read_live(DataFile& file, const Walk& walk) {
   int failed = read(file, walk.first);
   while (failed == 0 && marker(file) == kPlaceholder)
     failed = read(file, walk.skip);
   return failed;
 }
 
-int read_positioned(FileDefinition& file, int key, Walk walk) {
+int read_positioned(DataFile& file, int key, Walk walk) {
   select_key(file, key);
   const bool behind_last = std::exchange(file.engine.behind_last, false);
   // The last record was passed when a next one was looked for: now it is the previous one.
@@ -225,7 +225,7 @@ int read_positioned(FileDefinition& file, int key, Walk walk) {
   return kDataNotFound;
 }
 
-int read_secondary(FileDefinition& file, int key, bool lock) {
+int read_secondary(DataFile& file, int key, bool lock) {
   state.kept = file.record;
   if (read_positioned(file, key, {kIsGreaterOrEqual, kIsNext}) != kDataDone) return kDataNotFound;
   if (!has_kept_value(file, key)) return kDataNotFound;
@@ -242,7 +242,7 @@ int read_secondary(FileDefinition& file, int key, bool lock) {
   }
 }
 
-void clear(FileDefinition& file) {
+void clear(DataFile& file) {
   std::ranges::fill(file.record, '\0');
 }
 
@@ -293,12 +293,12 @@ bool isam_fits(const FileDefinition& file, const IsamInfo& info, std::string& re
   return false;
 }
 
-void make_isam(const FileDefinition& file, const std::string& base, bool& created) {
+void make_isam(const DataFile& file, const std::string& base, bool& created) {
   set_current_operation("make_isam");
   if (const int failed = build(file, base, created)) data_fatal("make_isam", failed);
 }
 
-int is_open(FileDefinition& file, const std::string& base, bool& created, bool exclusive) {
+int is_open(DataFile& file, const std::string& base, bool& created, bool exclusive) {
   set_current_operation("is_open");
   const int mode =
       (file.read_only ? kIsReadOnly : kIsInputOutput) | (exclusive ? kIsExclusive : kIsManualLock);
@@ -310,7 +310,7 @@ int is_open(FileDefinition& file, const std::string& base, bool& created, bool e
   return kDataDone;
 }
 
-int is_write(FileDefinition& file) {
+int is_write(DataFile& file) {
   begin(file, "is_write");
   marker(file) = kLive;
   int failed = write(file);
@@ -328,15 +328,15 @@ int is_write(FileDefinition& file) {
   return kDataDone;
 }
 
-bool is_empty(const FileDefinition& file) {
+bool is_empty(const DataFile& file) {
   return iscount(file.engine.descriptor) == 0;
 }
 
-int is_rewrite(FileDefinition& file) {
+int is_rewrite(DataFile& file) {
   return is_write(file);
 }
 
-int is_del(FileDefinition& file) {
+int is_del(DataFile& file) {
   begin(file, "is_del");
   if (ISDELETE(file.engine.descriptor, file.record.data()) == 0) return kDataDone;
   if (iserrno == kIsLocked) return kDataLocked;
@@ -344,7 +344,7 @@ int is_del(FileDefinition& file) {
   fatal();
 }
 
-int is_read(FileDefinition& file, int key, bool lock) {
+int is_read(DataFile& file, int key, bool lock) {
   begin(file, "is_read");
   select_key(file, key);
   if (key > 1) return read_secondary(file, key, lock);
@@ -352,53 +352,53 @@ int is_read(FileDefinition& file, int key, bool lock) {
   return read_primary(file, lock);
 }
 
-int is_exists(FileDefinition& file, int key) {
+int is_exists(DataFile& file, int key) {
   state.whole = file.record;
   const int result = is_read(file, key, false);
   file.record = state.whole;
   return result;
 }
 
-int is_readgen(FileDefinition& file, int key) {
+int is_readgen(DataFile& file, int key) {
   begin(file, "is_readgen");
   return read_positioned(file, key, {kIsGreaterOrEqual, kIsNext});
 }
 
-int is_readfirst(FileDefinition& file, int key) {
+int is_readfirst(DataFile& file, int key) {
   begin(file, "is_readfirst");
   clear(file);
   return read_positioned(file, key, {kIsFirst, kIsNext});
 }
 
-int is_readlast(FileDefinition& file, int key) {
+int is_readlast(DataFile& file, int key) {
   begin(file, "is_readlast");
   clear(file);
   return read_positioned(file, key, {kIsLast, kIsPrevious});
 }
 
-int is_readnext(FileDefinition& file, int key) {
+int is_readnext(DataFile& file, int key) {
   begin(file, "is_readnext");
   return read_positioned(file, key, {kIsNext, kIsNext});
 }
 
-int is_readprev(FileDefinition& file, int key) {
+int is_readprev(DataFile& file, int key) {
   begin(file, "is_readprev");
   return read_positioned(file, key, {kIsPrevious, kIsPrevious});
 }
 
-void is_close(FileDefinition& file) {
+void is_close(DataFile& file) {
   begin(file, "is_close");
   const int descriptor = std::exchange(file.engine, EngineState{}).descriptor;
   if (ISCLOSE(descriptor) != 0) fatal();
 }
 
-void is_flush_and_forget(FileDefinition& file) {
+void is_flush_and_forget(DataFile& file) {
   begin(file, "is_flush");
   const int descriptor = std::exchange(file.engine, EngineState{}).descriptor;
   if (ISFLUSH(descriptor) != 0) fatal();
 }
 
-void is_release(FileDefinition& file) {
+void is_release(DataFile& file) {
   begin(file, "is_release");
   if (ISRELEASE(file.engine.descriptor) != 0) fatal();
 }

@@ -11,16 +11,16 @@ namespace {
 
 constexpr const char* kHelpKey = "__lock_";
 
-std::string lock_text(const FileDefinition& file, LockPhase phase) {
-  const bool defined = definition_find(file.name.view()) == &file;
-  std::string text(defined ? file.name.view() : "LOCK.$$$");
+std::string lock_text(const DataFile& file, LockPhase phase) {
+  const bool defined = definition_find(file.definition.name.view()) == &file.definition;
+  std::string text(defined ? file.definition.name.view() : "LOCK.$$$");
   text += (phase == LockPhase::kOpening ? systxt_filelock : systxt_reclock).view();
   return text;
 }
 
 }  // namespace
 
-bool lock_try_again(const FileDefinition& file, int result, LockWait wait, LockPhase phase) {
+bool lock_try_again(const DataFile& file, int result, LockWait wait, LockPhase phase) {
   if (result != kDataLocked) return false;
   const std::string text = lock_text(file, phase);
   switch (wait) {

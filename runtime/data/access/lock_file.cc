@@ -25,8 +25,16 @@ constexpr int kNoSuchClass = 64;
 constexpr std::int32_t kHolderLength = 64;    // bytes of a record
 constexpr std::uint64_t kMostHolders = 4096;  // more hold their locks without being named
 
+// A lock file is a random file that no set defines.
+struct LockHandle {
+  explicit LockHandle(FileDefinition of) : definition(std::move(of)), file(definition) {}
+
+  const FileDefinition definition;
+  DataFile file;
+};
+
 struct Entry {
-  std::unique_ptr<FileDefinition> handle;  // null: not held
+  std::unique_ptr<LockHandle> handle;  // null: not held
   bool exclusive = false;
 };
 
@@ -88,24 +96,24 @@ void write_holder(RecordFile& file, bool exclusive) {
 
 // ---- Taking and giving back
 
-std::unique_ptr<FileDefinition> lock_handle(int path_class) {
-  auto handle = std::make_unique<FileDefinition>();
-  handle->type = FileType::kRandom;
-  handle->record_length = kHolderLength;
-  handle->path_class = static_cast<std::int8_t>(path_class);
-  return handle;
+FileDefinition lock_definition(int path_class) {
+  FileDefinition definition;
+  definition.type = FileType::kRandom;
+  definition.record_length = kHolderLength;
+  definition.path_class = static_cast<std::int8_t>(path_class);
+  return definition;
 }
 
 // What a forked process has inherited is its parent's, who still holds it.
 void forget_inherited(Entry& entry) {
-  if (entry.handle != nullptr && random_bytes(*entry.handle) == nullptr) entry = Entry{};
+  if (entry.handle != nullptr && random_bytes(entry.handle->file) == nullptr) entry = Entry{};
 }
 
 void release(int path_class) {
   Entry& entry = entry_of(path_class);
   forget_inherited(entry);
   if (entry.handle == nullptr) return;
-  random_close(*entry.handle);
+  random_close(entry.handle->file);
   entry = Entry{};
   status_path_event(path_class, false, data_directory(path_class).c_str());
 }
@@ -118,14 +126,15 @@ int take(int path_class, bool exclusive, std::optional<LockWait> wait) {
   forget_inherited(entry);
   if (entry.handle != nullptr && entry.exclusive == exclusive) return kDataDone;
   release(path_class);
-  std::unique_ptr<FileDefinition> handle = lock_handle(path_class);
+  auto handle = std::make_unique<LockHandle>(lock_definition(path_class));
   bool created = false;
   int result = kDataDone;
   do {
-    result = random_open(*handle, lock_path(path_class), created, exclusive, RandomOwner::kRuntime);
-  } while (wait && lock_try_again(*handle, result, *wait, LockPhase::kOpening));
+    result =
+        random_open(handle->file, lock_path(path_class), created, exclusive, RandomOwner::kRuntime);
+  } while (wait && lock_try_again(handle->file, result, *wait, LockPhase::kOpening));
   if (result != kDataDone) return result;
-  write_holder(*random_bytes(*handle), exclusive);
+  write_holder(*random_bytes(handle->file), exclusive);
   entry = {.handle = std::move(handle), .exclusive = exclusive};
   status_path_event(path_class, true, data_directory(path_class).c_str());
   return kDataDone;
@@ -136,7 +145,7 @@ int take(int path_class, bool exclusive, std::optional<LockWait> wait) {
 void path_lock_start() {
   for (Entry& entry : state.entries) {
     forget_inherited(entry);
-    if (entry.handle != nullptr) random_close(*entry.handle);
+    if (entry.handle != nullptr) random_close(entry.handle->file);
   }
   state = State{};
 }

@@ -43,7 +43,7 @@ struct State {
 
 State state;
 
-OpenFile* file_at(const FileDefinition& file) {
+OpenFile* file_at(const DataFile& file) {
   const auto descriptor = static_cast<std::size_t>(file.engine.descriptor);
   const bool known = file.engine.descriptor >= 0 && descriptor < state.files.size();
   OpenFile* const open = known ? state.files[descriptor].get() : nullptr;
@@ -51,10 +51,11 @@ OpenFile* file_at(const FileDefinition& file) {
 }
 
 // Begins an operation on an open file.
-OpenFile& begin(const FileDefinition& file, const char* operation) {
+OpenFile& begin(const DataFile& file, const char* operation) {
   set_current_operation(operation);
   OpenFile* open = file_at(file);
-  if (open == nullptr || file.record.size() != static_cast<std::size_t>(file.record_length))
+  if (open == nullptr ||
+      file.record.size() != static_cast<std::size_t>(file.definition.record_length))
     data_fatal("", kIsNotOpen);
   return *open;
 }
@@ -63,22 +64,24 @@ void require(const OpenFile& open, int failed) {
   if (failed != 0) data_fatal(open.path.c_str(), failed);
 }
 
-std::uint64_t offset_of(const FileDefinition& file, RecordNumber number) {
-  return static_cast<std::uint64_t>(number - 1) * static_cast<std::uint64_t>(file.record_length);
+std::uint64_t offset_of(const DataFile& file, RecordNumber number) {
+  return static_cast<std::uint64_t>(number - 1) *
+         static_cast<std::uint64_t>(file.definition.record_length);
 }
 
-RecordNumber number_in(const FileDefinition& file) {
+RecordNumber number_in(const DataFile& file) {
   return isld_int4(file.record.data());
 }
 
-RecordNumber count(const FileDefinition& file, const OpenFile& open) {
+RecordNumber count(const DataFile& file, const OpenFile& open) {
   std::uint64_t size = 0;
   require(open, open.bytes.size(size));
-  return static_cast<RecordNumber>(size / static_cast<std::uint64_t>(file.record_length));
+  return static_cast<RecordNumber>(size /
+                                   static_cast<std::uint64_t>(file.definition.record_length));
 }
 
 // Puts the record of this number into the scratch buffer, if there is one.
-bool fetch(const FileDefinition& file, const OpenFile& open, RecordNumber number) {
+bool fetch(const DataFile& file, const OpenFile& open, RecordNumber number) {
   if (number < 1) return false;
   state.scratch.resize(file.record.size());
   std::size_t length = 0;
@@ -88,7 +91,7 @@ bool fetch(const FileDefinition& file, const OpenFile& open, RecordNumber number
 }
 
 // Delivers the record that was fetched.
-int deliver(FileDefinition& file, OpenFile& open, RecordNumber number) {
+int deliver(DataFile& file, OpenFile& open, RecordNumber number) {
   file.record = state.scratch;
   open.position = number;
   open.behind_last = false;
@@ -96,7 +99,7 @@ int deliver(FileDefinition& file, OpenFile& open, RecordNumber number) {
 }
 
 // The first record from `number` on in steps of 1 or -1.
-int walk(FileDefinition& file, OpenFile& open, RecordNumber number, int step) {
+int walk(DataFile& file, OpenFile& open, RecordNumber number, int step) {
   const RecordNumber last = count(file, open);
   if (step < 0) number = std::min(number, last);
   for (; number >= 1 && number <= last; number += step) {
@@ -106,7 +109,7 @@ int walk(FileDefinition& file, OpenFile& open, RecordNumber number, int step) {
 }
 
 // The previous record is now the last one, the next one what is written behind it later.
-void stand_behind_last(const FileDefinition& file, OpenFile& open) {
+void stand_behind_last(const DataFile& file, OpenFile& open) {
   open.position = count(file, open);
   open.behind_last = true;
 }
@@ -141,7 +144,7 @@ int lock_end(OpenFile& open) {
 }
 
 // 0 or 4.
-int append_record(FileDefinition& file, OpenFile& open) {
+int append_record(DataFile& file, OpenFile& open) {
   if (const int result = lock_end(open)) return result;
   const RecordNumber number = count(file, open) + 1;
   if (number > std::numeric_limits<std::int32_t>::max()) require(open, EFBIG);
@@ -159,7 +162,7 @@ int open_there(OpenFile& open, bool writable, RandomOwner owner) {
 }
 
 // Opens the file, or makes it. Another process may make it at the same moment.
-int open_bytes(const FileDefinition& file, OpenFile& open, bool& created, bool writable,
+int open_bytes(const DataFile& file, OpenFile& open, bool& created, bool writable,
                RandomOwner owner) {
   const int failed = open_there(open, writable, owner);
   if (failed != ENOENT) return failed;
@@ -172,7 +175,7 @@ int open_bytes(const FileDefinition& file, OpenFile& open, bool& created, bool w
 
 }  // namespace
 
-int random_open(FileDefinition& file, const std::string& path, bool& created, bool exclusive,
+int random_open(DataFile& file, const std::string& path, bool& created, bool exclusive,
                 RandomOwner owner) {
   set_current_operation("random_open");
   auto open = std::make_unique<OpenFile>();
@@ -194,13 +197,13 @@ int random_open(FileDefinition& file, const std::string& path, bool& created, bo
   return kDataDone;
 }
 
-bool random_is_empty(const FileDefinition& file) {
+bool random_is_empty(const DataFile& file) {
   const OpenFile* open = file_at(file);
   std::uint64_t size = 0;
   return open != nullptr && open->bytes.size(size) == 0 && size == 0;
 }
 
-int random_read(FileDefinition& file, bool lock) {
+int random_read(DataFile& file, bool lock) {
   OpenFile& open = begin(file, "random_read");
   const RecordNumber number = number_in(file);
   if (number < 1) return kDataNotFound;
@@ -211,12 +214,12 @@ int random_read(FileDefinition& file, bool lock) {
   return fetch(file, open, number) ? deliver(file, open, number) : kDataNotFound;
 }
 
-int random_exists(FileDefinition& file) {
+int random_exists(DataFile& file) {
   const OpenFile& open = begin(file, "random_exists");
   return fetch(file, open, number_in(file)) ? kDataDone : kDataNotFound;
 }
 
-int random_write(FileDefinition& file) {
+int random_write(DataFile& file) {
   OpenFile& open = begin(file, "random_write");
   const RecordNumber number = number_in(file);
   file.record.back() = kLive;
@@ -226,7 +229,7 @@ int random_write(FileDefinition& file) {
   return kDataDone;
 }
 
-int random_delete(FileDefinition& file) {
+int random_delete(DataFile& file) {
   OpenFile& open = begin(file, "random_delete");
   const RecordNumber number = number_in(file);
   if (const int result = check_not_locked(open, number)) return result;
@@ -236,30 +239,30 @@ int random_delete(FileDefinition& file) {
   return kDataDone;
 }
 
-int random_read_from(FileDefinition& file) {
+int random_read_from(DataFile& file) {
   OpenFile& open = begin(file, "random_readgen");
   const int result = walk(file, open, std::max<RecordNumber>(number_in(file), 1), 1);
   if (result == kDataNotFound) stand_behind_last(file, open);
   return result;
 }
 
-int random_read_first(FileDefinition& file) {
+int random_read_first(DataFile& file) {
   return walk(file, begin(file, "random_readfirst"), 1, 1);
 }
 
-int random_read_last(FileDefinition& file) {
+int random_read_last(DataFile& file) {
   OpenFile& open = begin(file, "random_readlast");
   return walk(file, open, count(file, open), -1);
 }
 
-int random_read_next(FileDefinition& file) {
+int random_read_next(DataFile& file) {
   OpenFile& open = begin(file, "random_readnext");
   const int result = walk(file, open, open.position + 1, 1);
   if (result == kDataNotFound) stand_behind_last(file, open);
   return result;
 }
 
-int random_read_previous(FileDefinition& file) {
+int random_read_previous(DataFile& file) {
   OpenFile& open = begin(file, "random_readprev");
   const int result = walk(file, open, open.behind_last ? open.position : open.position - 1, -1);
   if (result == kDataNotFound) open.position = 0;
@@ -267,19 +270,19 @@ int random_read_previous(FileDefinition& file) {
   return result;
 }
 
-void random_release(FileDefinition& file) {
+void random_release(DataFile& file) {
   OpenFile& open = begin(file, "random_release");
   require(open, open.bytes.unlock(kRecordLocks, kAllRecords));
 }
 
-void random_close(FileDefinition& file) {
+void random_close(DataFile& file) {
   set_current_operation("random_close");
   if (file_at(file) == nullptr) data_fatal("", kIsNotOpen);
   const auto descriptor = std::exchange(file.engine, EngineState{}).descriptor;
   state.files[static_cast<std::size_t>(descriptor)].reset();
 }
 
-RecordFile* random_bytes(const FileDefinition& file) {
+RecordFile* random_bytes(const DataFile& file) {
   OpenFile* open = file_at(file);
   return open == nullptr ? nullptr : &open->bytes;
 }

@@ -9,15 +9,14 @@
 // Locks are bytes far behind the data: one for the whole file, one for each record, one for
 // appending. docs/formats/random-file.md says where.
 //
-// The handle is the file's definition, as for keyed files; the buffer's SNR says which record is
-// meant. Results as there; what the system refuses ends the process with 1000 + its error number.
+// The SNR in the buffer of the handle says which record is meant. Results as there; what the system refuses ends the process with 1000 + its error number.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
+#include "runtime/data/access/data_handle.h"
 #include "runtime/data/access/data_result.h"
-#include "runtime/data/definition/definition.h"
 #include "runtime/platform/record_file.h"
 
 namespace marigold {
@@ -36,41 +35,41 @@ enum class RandomOwner { kProgram, kRuntime };
 // The whole file is locked shared, or exclusive, for as long as it is open: 4 when that is refused.
 // A read-only definition opens for reading, but to lock exclusively a file must be open for
 // writing.
-int random_open(FileDefinition& file, const std::string& path, bool& created, bool exclusive,
+int random_open(DataFile& file, const std::string& path, bool& created, bool exclusive,
                 RandomOwner owner = RandomOwner::kProgram);
 
 // Whether the open file has no byte.
-bool random_is_empty(const FileDefinition& file);
+bool random_is_empty(const DataFile& file);
 
 // The record with the buffer's number. With `lock` that number is locked for this process, whether
 // it has a record or not. 0, 3 or 4; after 3 and 4 the buffer is as it was.
-int random_read(FileDefinition& file, bool lock);
+int random_read(DataFile& file, bool lock);
 
 // Whether it has a record; the buffer stays as it is.
-int random_exists(FileDefinition& file);
+int random_exists(DataFile& file);
 
 // Writes the record at its number. A number below 1 makes it a new record behind all others, whose
 // number is put into the buffer. 0 or 4.
-int random_write(FileDefinition& file);
+int random_write(DataFile& file);
 
 // Deletes the record with the buffer's number; one that is not there counts as deleted. 0 or 4.
-int random_delete(FileDefinition& file);
+int random_delete(DataFile& file);
 
 // Read the first record from the buffer's number on, the first, the last, the next, the previous
 // one. 0 or 3. After a failed next the previous one is the last record, as for keyed files.
-int random_read_from(FileDefinition& file);
-int random_read_first(FileDefinition& file);
-int random_read_last(FileDefinition& file);
-int random_read_next(FileDefinition& file);
-int random_read_previous(FileDefinition& file);
+int random_read_from(DataFile& file);
+int random_read_first(DataFile& file);
+int random_read_last(DataFile& file);
+int random_read_next(DataFile& file);
+int random_read_previous(DataFile& file);
 
 // Gives back all locks of records.
-void random_release(FileDefinition& file);
+void random_release(DataFile& file);
 
 // Closes the file, which gives back all locks.
-void random_close(FileDefinition& file);
+void random_close(DataFile& file);
 
 // The bytes of an open file, for what is kept in it besides records; null when it is not open.
-RecordFile* random_bytes(const FileDefinition& file);
+RecordFile* random_bytes(const DataFile& file);
 
 }  // namespace marigold

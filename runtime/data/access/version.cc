@@ -36,8 +36,8 @@ std::string version_text(double version) {
   return text;
 }
 
-std::string version_file_record(const FileDefinition& file) {
-  return data_path(file) + ".ver";
+std::string version_file_record(const std::string& base) {
+  return base + ".ver";
 }
 
 std::string version_path_record(int path_class) {
@@ -55,13 +55,13 @@ int version_write_record(const std::string& path, double version, const std::str
                   like.empty() ? nullptr : like.c_str());
 }
 
-double version_read_file(const FileDefinition& file) {
-  return version_read_record(version_file_record(file))
-      .value_or(-static_cast<double>(file.version));
+double version_read_file(const DataFile& file) {
+  return version_read_record(version_file_record(data_path(file)))
+      .value_or(-static_cast<double>(file.definition.version));
 }
 
-void version_write_file(const FileDefinition& file, double version) {
-  if (version_write_record(version_file_record(file), version) != 0)
+void version_write_file(const DataFile& file, double version) {
+  if (version_write_record(version_file_record(data_path(file)), version) != 0)
     raise_fatal(kFileRecordNotWritten);
 }
 

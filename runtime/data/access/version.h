@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/data/definition/definition.h"
+#include "runtime/data/access/data_handle.h"
 
 namespace marigold {
 
@@ -21,10 +21,10 @@ std::string version_text(double version);
 
 // The version of the definition under which a data file was written: the number in the record
 // beside it, PATH.ver. Without a readable record the definition's own version, negated.
-double version_read_file(const FileDefinition& file);
+double version_read_file(const DataFile& file);
 
 // Writes the record, in the place of one that is there. What cannot be written is system error 12.
-void version_write_file(const FileDefinition& file, double version);
+void version_write_file(const DataFile& file, double version);
 
 // The version that follows an old one of a file: that of the first entry of FILEVER.DES for both,
 // with its flag, whose meaning is the application's. Without one the old version itself, and false.
@@ -41,7 +41,8 @@ void version_write_path(int path_class, double version);
 
 // ---- The records by their paths
 
-std::string version_file_record(const FileDefinition& file);
+// Of the data file whose path without ".dat" and the like this is.
+std::string version_file_record(const std::string& base);
 std::string version_path_record(int path_class);
 
 // The version in a record; none when it is missing or no version.

@@ -38,10 +38,11 @@ class ClassRun {
   ClassRun(const ConversionOptions& options, ConversionReport& report)
       : options_(options), report_(report) {}
 
-  int run(int path_class, std::span<FileDefinition* const> files, const VersionTables& tables);
+  int run(int path_class, std::span<const FileDefinition* const> files,
+          const VersionTables& tables);
 
  private:
-  int recover(int path_class, std::span<FileDefinition* const> files);
+  int recover(int path_class, std::span<const FileDefinition* const> files);
   int work(const ClassConversion& plan);
   int convert(std::span<const FileConversion* const> conversions);
   int build(Job& job);
@@ -82,7 +83,7 @@ std::string trimmed(std::string_view text) {
   return std::string(text.substr(0, text.find_last_not_of(' ') + 1));
 }
 
-int ClassRun::run(int path_class, std::span<FileDefinition* const> files,
+int ClassRun::run(int path_class, std::span<const FileDefinition* const> files,
                   const VersionTables& tables) {
   if (path_lock_exclusive(path_class) != kDataDone)
     return problem(kConversionLocked, data_directory(path_class),
@@ -97,7 +98,7 @@ int ClassRun::run(int path_class, std::span<FileDefinition* const> files,
   return result;
 }
 
-int ClassRun::recover(int path_class, std::span<FileDefinition* const> files) {
+int ClassRun::recover(int path_class, std::span<const FileDefinition* const> files) {
   for (const FileDefinition* file : files) {
     if (file->path_class != path_class) continue;
     FileSwap swap(data_path(*file), file->type);
@@ -130,11 +131,11 @@ int ClassRun::record_version(const FileConversion& conversion) {
   const int error = old_file.open(file, conversion.base, reason);
   if (error != 0 && reason.empty()) return failed(conversion.base, error);
   if (error != 0 || old_file.count() > 0)
-    return problem(
-        kConversionRefused, conversion.base,
-        "no version record; write the version of its records into " + version_file_record(file));
-  const int unwritten = version_write_record(version_file_record(file), file.version);
-  return unwritten == 0 ? kConversionDone : failed(version_file_record(file), unwritten);
+    return problem(kConversionRefused, conversion.base,
+                   "no version record; write the version of its records into " +
+                       version_file_record(data_path(file)));
+  const int unwritten = version_write_record(version_file_record(data_path(file)), file.version);
+  return unwritten == 0 ? kConversionDone : failed(version_file_record(data_path(file)), unwritten);
 }
 
 // All of them or, while they are not yet being put in place, none.
@@ -223,7 +224,7 @@ bool ClassRun::must_wait(const ClassConversion& plan) {
   bool waits = false;
   for (const FileDefinition* file : options_.others) {
     if (file->path_class != plan.path_class || !is_behind(*file)) continue;
-    const double version = version_read_file(*file);
+    const double version = version_read_file(DataFile(*file));
     report_.waiting.push_back(
         version_path_record(plan.path_class) + ": not written, as " + data_path(*file) + " has " +
         (version < 0 ? "no version record" : "version " + version_text(version)) +
@@ -251,7 +252,7 @@ int ClassRun::finish(const ClassConversion& plan) {
   return kConversionDone;
 }
 
-int run_classes(std::span<FileDefinition* const> files, const ConversionOptions& options,
+int run_classes(std::span<const FileDefinition* const> files, const ConversionOptions& options,
                 ConversionReport& report) {
   const VersionTables tables = read_version_tables(report.problems);
   const std::vector<ClassConversion> plans = plan_classes(files, tables, report.problems);
@@ -266,7 +267,7 @@ int run_classes(std::span<FileDefinition* const> files, const ConversionOptions&
 
 }  // namespace
 
-int conversion_run(std::span<FileDefinition* const> files, const ConversionOptions& options,
+int conversion_run(std::span<const FileDefinition* const> files, const ConversionOptions& options,
                    ConversionReport& report) {
   report = ConversionReport{};
   stop_signals_hold();

@@ -35,7 +35,7 @@ struct ConversionOptions {
   bool keep_old = false;  // as BASE.version-N
   // Further definitions, whose files are not converted. A class does not get its record as long as
   // one of them in it has another version than its definition.
-  std::span<FileDefinition* const> others = {};
+  std::span<const FileDefinition* const> others = {};
   // Told of each file at its begin, at its end, and now and then between them. May be empty.
   std::function<void(const FileConversion& file, std::uint64_t done, std::uint64_t all)> progress;
 };
@@ -58,7 +58,7 @@ struct ConversionReport {
 // first class is touched the plans of all are looked at, and nothing is changed when one of them
 // has a problem. A class in which there is nothing to do is not locked. Locks of classes on which
 // it worked are given back; who held them shared takes them again.
-int conversion_run(std::span<FileDefinition* const> files, const ConversionOptions& options,
+int conversion_run(std::span<const FileDefinition* const> files, const ConversionOptions& options,
                    ConversionReport& report);
 
 // The heading of the version control with the values of a file in it: name, class, old and new

@@ -156,7 +156,8 @@ void map_steps(FileConversion& conversion, Problems& problems) {
   }
 }
 
-FileConversion plan_file(FileDefinition& file, const FileVersionTable& table, Problems& problems) {
+FileConversion plan_file(const FileDefinition& file, const FileVersionTable& table,
+                         Problems& problems) {
   FileConversion conversion;
   conversion.file = &file;
   conversion.base = data_path(file);
@@ -196,7 +197,7 @@ VersionTables read_version_tables(Problems& problems) {
   return tables;
 }
 
-ClassConversion plan_class(int path_class, std::span<FileDefinition* const> files,
+ClassConversion plan_class(int path_class, std::span<const FileDefinition* const> files,
                            const VersionTables& tables, Problems& problems) {
   ClassConversion plan;
   plan.path_class = path_class;
@@ -206,18 +207,19 @@ ClassConversion plan_class(int path_class, std::span<FileDefinition* const> file
     problems.push_back(version_path_record(path_class) + ": " + error_text(kPathVersionNewer) +
                        " (version " + version_text(plan.version) + ", wanted is " +
                        version_text(plan.wanted) + ")");
-  for (FileDefinition* file : files) {
+  for (const FileDefinition* file : files) {
     if (file->path_class != path_class) continue;
     // Of a chained file nobody knows how it is kept: only its record tells that it is there.
     const bool chained = file->type == FileType::kChained;
-    const bool there = chained ? version_read_record(version_file_record(*file)).has_value()
-                               : FileSwap(data_path(*file), file->type).file_is_there();
+    const bool there = chained
+                           ? version_read_record(version_file_record(data_path(*file))).has_value()
+                           : FileSwap(data_path(*file), file->type).file_is_there();
     if (there) plan.files.push_back(plan_file(*file, tables.files, problems));
   }
   return plan;
 }
 
-std::vector<ClassConversion> plan_classes(std::span<FileDefinition* const> files,
+std::vector<ClassConversion> plan_classes(std::span<const FileDefinition* const> files,
                                           const VersionTables& tables, Problems& problems) {
   std::vector<ClassConversion> plans;
   for (int path_class = 0; path_class < kPathClasses; ++path_class) {

@@ -18,7 +18,7 @@
 namespace marigold {
 
 struct FileConversion {
-  FileDefinition* file = nullptr;
+  const FileDefinition* file = nullptr;
   std::string base;  // the path without ".dat" and the like
   // The versions from that of the records to that of the definition. A single one when they are the
   // same, or when the file has no version record.
@@ -61,11 +61,11 @@ VersionTables read_version_tables(std::vector<std::string>& problems);
 // definition's (system error 40, for the class 39), one from which the table leads nowhere or round
 // in a circle, a definition that is missing or wrong, a field that cannot become what it is to be.
 // Looks only at version records, tables and definitions; nothing is opened or changed.
-ClassConversion plan_class(int path_class, std::span<FileDefinition* const> files,
+ClassConversion plan_class(int path_class, std::span<const FileDefinition* const> files,
                            const VersionTables& tables, std::vector<std::string>& problems);
 
 // The same for each class that has one of the files.
-std::vector<ClassConversion> plan_classes(std::span<FileDefinition* const> files,
+std::vector<ClassConversion> plan_classes(std::span<const FileDefinition* const> files,
                                           const VersionTables& tables,
                                           std::vector<std::string>& problems);
 

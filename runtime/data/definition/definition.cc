@@ -11,6 +11,7 @@ struct State {
   std::vector<std::unique_ptr<FileDefinition>> files;
   Dictionary<FileDefinition> names;
   bool loaded = false;
+  unsigned generation = 0;
 };
 
 constinit State state;
@@ -35,7 +36,13 @@ const FieldDefinition* FileDefinition::find_field(std::string_view field_name) c
 }
 
 void definition_start() {
+  const unsigned generation = state.generation + 1;
   state = State{};
+  state.generation = generation;
+}
+
+unsigned definition_generation() {
+  return state.generation;
 }
 
 bool definition_add(FileDefinition definition) {
@@ -54,16 +61,16 @@ void definitions_mark_loaded() {
   state.loaded = true;
 }
 
-FileDefinition* definition_find(std::string_view file_name) {
+const FileDefinition* definition_find(std::string_view file_name) {
   return state.names.find(file_name);
 }
 
-FileDefinition& definition_get(std::string_view file_name) {
+const FileDefinition& definition_get(std::string_view file_name) {
   return dictionary_value(state.names, file_name, kFileNotFound);
 }
 
-std::vector<FileDefinition*> definitions_by_name() {
-  std::vector<FileDefinition*> files;
+std::vector<const FileDefinition*> definitions_by_name() {
+  std::vector<const FileDefinition*> files;
   files.reserve(state.files.size());
   state.names.walk([&files](FileDefinition& file) { files.push_back(&file); });
   return files;

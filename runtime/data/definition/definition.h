@@ -1,8 +1,9 @@
-// File definitions: what a definition set says about each data file of an application. A definition
-// is also the handle by which its file is opened, read and written.
+// File definitions: what a definition set says about each data file of an application. The file
+// itself is opened by a handle, see data/access/data_handle.h.
 //
-// The list of them is process-wide, filled by scanning definition sets (definition_set.h) and kept
-// for the life of the process: a definition never moves. Offsets, lengths and sizes are in bytes.
+// The list of definitions is process-wide, filled by scanning definition sets (definition_set.h)
+// and kept for the life of the process: a definition in the list neither changes nor moves.
+// Offsets, lengths and sizes are in bytes.
 #pragma once
 
 #include <array>
@@ -87,13 +88,6 @@ struct KeyTable {
   std::array<KeyDefinition, kMostDefinedKeys> keys{};
 };
 
-// Which open file it is, for the operations of its kind.
-struct EngineState {
-  int descriptor = -1;
-  int selected_key = -1;     // from 1; -1 after opening
-  bool behind_last = false;  // the last read was one for a next record that failed
-};
-
 struct FileDefinition {
   DefinitionName name;
   std::vector<FieldDefinition> fields;  // in the order of the definition
@@ -104,14 +98,6 @@ struct FileDefinition {
   std::int8_t path_class = 0;  // 0 to 30: which data directory
   KeyTable keys;               // of keyed files
   bool read_only = false;      // "ACCESS READONLY"
-
-  // ---- While it is open
-  std::vector<char> record;  // the record buffer, record_length bytes; empty when closed
-  EngineState engine;
-  bool open = false;
-  // Set by the application: the file's whole path, without ".dat" and the like. Empty: the file's
-  // name in the data directory of its path class.
-  std::string explicit_path;
 
   // The fields by name. Filled by the scanner, and by definition_add if it is still empty then.
   // They point into `fields`, which may move as a whole and not be copied.
@@ -128,6 +114,9 @@ struct FileDefinition {
 // Forgets all definitions, as at the start of the process. None of their files is open.
 void definition_start();
 
+// How often that was done: what is kept by definition is void when it has changed.
+unsigned definition_generation();
+
 // Takes a definition into the list, with an index of its fields if it has none yet. False when its
 // name is taken; then it is gone.
 bool definition_add(FileDefinition definition);
@@ -137,12 +126,12 @@ bool definitions_loaded();
 void definitions_mark_loaded();
 
 // The definition of a file name (cut as above), or null.
-FileDefinition* definition_find(std::string_view file_name);
+const FileDefinition* definition_find(std::string_view file_name);
 
 // The definition of a file name. A missing one is system error 1 and does not return.
-FileDefinition& definition_get(std::string_view file_name);
+const FileDefinition& definition_get(std::string_view file_name);
 
 // All of them in the order of their names; the order of the sets shows nowhere.
-std::vector<FileDefinition*> definitions_by_name();
+std::vector<const FileDefinition*> definitions_by_name();
 
 }  // namespace marigold

@@ -4,7 +4,7 @@
 
 namespace marigold {
 bool DataRecord::get(std::string_view field_name, int element, ListFieldValue& value) const {
-  const FieldDefinition* field = file_.find_field(field_name);
+  const FieldDefinition* field = file_.definition.find_field(field_name);
   if (field == nullptr || !file_.open) return false;
   const char* record = file_.record.data();
   value = {.mask = field->mask};

@@ -1,7 +1,7 @@
 // A record of a data file, for lists to print its fields.
 #pragma once
 
-#include "runtime/data/definition/definition.h"
+#include "runtime/data/access/data_handle.h"
 #include "runtime/print/engine/list.h"
 
 namespace marigold {
@@ -11,12 +11,12 @@ namespace marigold {
 class DataRecord : public ListRecord {
  public:
   // The record buffer of an open file: what it holds when a block is printed.
-  explicit DataRecord(const FileDefinition& file) : file_(file) {}
+  explicit DataRecord(const DataFile& file) : file_(file) {}
 
   bool get(std::string_view field, int element, ListFieldValue& value) const override;
 
  private:
-  const FileDefinition& file_;
+  const DataFile& file_;
 };
 
 }  // namespace marigold

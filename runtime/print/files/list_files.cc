@@ -1,7 +1,7 @@
 #include "runtime/print/files/list_files.h"
 
 #include "runtime/core/settings.h"
-#include "runtime/data/definition/definition.h"
+#include "runtime/data/access/data_handle.h"
 #include "runtime/data/definition/definition_set.h"
 
 namespace marigold {
@@ -57,8 +57,9 @@ FileDefinition plain_twin(std::string_view text, std::size_t index) {
 
 // They lie beside the block store, where the compiler puts them.
 void define(FileDefinition definition) {
-  definition.explicit_path = path_in(list_directory(), definition.name.view());
-  definition_add(std::move(definition));
+  const DefinitionName name = definition.name;
+  if (definition_add(std::move(definition)))
+    data_file(name.view()).explicit_path = path_in(list_directory(), name.view());
 }
 
 }  // namespace
@@ -76,7 +77,7 @@ void list_files_use(std::string_view directory) {
   list_files_define();
   for (const ListFiles& files : {kOwnListFiles, kPlainListFiles}) {
     for (const std::string_view name : {files.lists, files.blocks})
-      definition_get(name).explicit_path = path_in(list_directory(), name);
+      data_file(name).explicit_path = path_in(list_directory(), name);
   }
 }
 

@@ -16,39 +16,39 @@ namespace {
 
 constexpr int kPrimaryKey = 1;
 
-bool is_there(FileDefinition* file) {
+bool is_there(DataFile* file) {
   return file != nullptr && file_exists((data_path(*file) + ".dat").c_str());
 }
 
 // Applications define these files themselves, and choose the numbers' types. What no number of
 // lines or bytes can be reads as 0.
-int number(const FileDefinition& file, std::string_view name) {
-  const FieldDefinition* field = file.find_field(name);
+int number(const DataFile& file, std::string_view name) {
+  const FieldDefinition* field = file.definition.find_field(name);
   double value = 0;
   if (field != nullptr) field_get_number(*field, 1, file.record.data(), value);
   const bool is_count = std::abs(value) <= std::numeric_limits<std::int32_t>::max();
   return is_count ? static_cast<int>(value) : 0;
 }
 
-std::string text(const FileDefinition& file, std::string_view name) {
-  const FieldDefinition* field = file.find_field(name);
+std::string text(const DataFile& file, std::string_view name) {
+  const FieldDefinition* field = file.definition.find_field(name);
   std::string_view value;
   if (field == nullptr || field_get(*field, 1, file.record.data(), value) != kFieldDone) return {};
   return std::string(value.substr(0, value.find_last_not_of(' ') + 1));
 }
 
 // False when no record can have this value.
-bool put_key(FileDefinition& file, std::string_view name, std::string_view value) {
-  const FieldDefinition* field = file.find_field(name);
+bool put_key(DataFile& file, std::string_view name, std::string_view value) {
+  const FieldDefinition* field = file.definition.find_field(name);
   return field != nullptr && field_put(*field, 1, file.record.data(), value) == kFieldDone;
 }
 
-bool read_record(FileDefinition& file) {
+bool read_record(DataFile& file) {
   return data_read(file, kPrimaryKey, false, LockWait::kTell) == kDataDone;
 }
 
 // Whether another process has the file for itself.
-bool is_taken(const FileDefinition& file) {
+bool is_taken(const DataFile& file) {
   const int number = ISOPEN(data_path(file).c_str(), kIsInput | kIsReadOnly | kIsManualLock);
   if (number < 0) return iserrno == kIsFileLocked;
   ISCLOSE(number);
@@ -58,7 +58,7 @@ bool is_taken(const FileDefinition& file) {
 // Opens a file to be read and no more, whatever its definition says: many who print may not write
 // it. Waits before, since the opening of a read-only file that is taken would end the program.
 void open_to_read(std::string_view name) {
-  FileDefinition& file = definition_get(name);
+  DataFile& file = data_file(name);
   while (lock_try_again(file, is_taken(file) ? kDataLocked : kDataDone, LockWait::kTellAndWait,
                         LockPhase::kOpening)) {
   }
@@ -70,7 +70,7 @@ void open_to_read(std::string_view name) {
 }  // namespace
 
 bool list_records_open(const ListFiles& files) {
-  if (!is_there(definition_find(files.lists)) || !is_there(definition_find(files.blocks)))
+  if (!is_there(data_file_find(files.lists)) || !is_there(data_file_find(files.blocks)))
     return false;
   open_to_read(files.lists);
   open_to_read(files.blocks);
@@ -78,12 +78,12 @@ bool list_records_open(const ListFiles& files) {
 }
 
 void list_records_close(const ListFiles& files) {
-  data_close(definition_get(files.lists));
-  data_close(definition_get(files.blocks));
+  data_close(data_file(files.lists));
+  data_close(data_file(files.blocks));
 }
 
 bool list_record_read(const ListFiles& files, std::string_view list, ListProperties& properties) {
-  FileDefinition& file = definition_get(files.lists);
+  DataFile& file = data_file(files.lists);
   data_clear_record(file);
   if (!put_key(file, "LISTE", list) || !read_record(file)) return false;
   properties = {.page_length = number(file, "PL"),
@@ -97,7 +97,7 @@ bool list_record_read(const ListFiles& files, std::string_view list, ListPropert
 
 bool block_record_read(const ListFiles& files, std::string_view list, std::string_view block,
                        BlockProperties& properties) {
-  FileDefinition& file = definition_get(files.blocks);
+  DataFile& file = data_file(files.blocks);
   data_clear_record(file);
   if (!put_key(file, "LISTE", list) || !put_key(file, "BLOCK", block) || !read_record(file))
     return false;

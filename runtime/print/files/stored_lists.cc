@@ -37,7 +37,7 @@ bool fail(std::string& problem, const std::string& path, int number) {
 // above it, which would end the process where an author wants to be told.
 class KeyedFile {
  public:
-  KeyedFile(FileDefinition& definition, std::string path)
+  KeyedFile(const FileDefinition& definition, std::string path)
       : definition_(definition),
         path_(std::move(path)),
         record_(static_cast<std::size_t>(definition.record_length)) {}
@@ -98,7 +98,7 @@ class KeyedFile {
   void clear() { fields_preset(definition_, record_); }
 
  private:
-  FileDefinition& definition_;
+  const FileDefinition& definition_;
   std::string path_;
   std::vector<char> record_;
   int number_ = -1;
@@ -216,7 +216,7 @@ std::string list_file_path(const std::string& directory, std::string_view name) 
   return directory + (directory.ends_with('/') ? "" : "/") + std::string(name);
 }
 
-FileDefinition& list_file_definition(std::string_view name) {
+const FileDefinition& list_file_definition(std::string_view name) {
   if (definition_find(name) == nullptr) list_files_define();
   return definition_get(name);
 }

@@ -46,7 +46,7 @@ struct StoredList {
 std::string list_file_path(const std::string& directory, std::string_view name);
 
 // The definition of one of the keyed files, the built-in one unless a definition set has another.
-FileDefinition& list_file_definition(std::string_view name);
+const FileDefinition& list_file_definition(std::string_view name);
 
 // Reads all lists, by their names, and their blocks in the order in which they lie in the store,
 // which is the one of their source. Files that are not there hold none. False with the problem,
