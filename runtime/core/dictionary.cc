@@ -3,10 +3,11 @@
 #include <new>
 #include <utility>
 
+#include "runtime/core/system_errors.h"
+
 namespace marigold {
 namespace {
 
-constexpr int kOutOfMemory = 34;
 constexpr std::int8_t kEven = 0;  // the balance of a node with subtrees of one height
 
 using Side = DictionaryTree::Side;
@@ -22,7 +23,7 @@ std::int8_t leaning(Side side) {
 
 std::unique_ptr<DictionaryTree::Node> make_node(std::string_view name) {
   std::unique_ptr<DictionaryTree::Node> node(new (std::nothrow) DictionaryTree::Node);
-  if (!node) raise_fatal(kOutOfMemory);
+  if (!node) raise_fatal(kErrorNoMemory);
   node->name.assign_cut(name);
   return node;
 }

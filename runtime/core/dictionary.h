@@ -14,6 +14,8 @@
 #include "runtime/core/text_buffer.h"
 #include "runtime/core/user_interface.h"
 
+#include "runtime/core/system_errors.h"
+
 namespace marigold {
 
 inline constexpr std::size_t kDictionaryNameLength = 8;
@@ -91,13 +93,10 @@ class Dictionary {
   DictionaryTree tree_;
 };
 
-inline constexpr int kFileNotFound = 1;   // system error: a file that no definition set names
-inline constexpr int kFieldNotFound = 2;  // system error: a name that a dictionary lacks
-
 // What the name stands for. A missing name is the given system error, which does not return.
 template <typename Value>
 Value& dictionary_value(const Dictionary<Value>& dictionary, std::string_view name,
-                        int when_missing = kFieldNotFound) {
+                        int when_missing = kErrorUnknownField) {
   Value* value = dictionary.find(name);
   if (value == nullptr) raise_fatal(when_missing);
   return *value;

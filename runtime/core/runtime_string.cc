@@ -2,13 +2,13 @@
 
 #include <cstring>
 
+#include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 
 namespace marigold {
 
 namespace {
 
-constexpr int kMissingDelimiter = 17;
 constexpr unsigned char kDivisionSign = 0xF7;  // stands among the small letters and is none
 constexpr unsigned char kCaseDistance = 'a' - 'A';
 
@@ -16,7 +16,7 @@ constexpr unsigned char kCaseDistance = 'a' - 'A';
 
 int st_length(const char* text) {
   const std::size_t length = strnlen(text, kLongestString + 1);
-  if (length > kLongestString) raise_fatal(kMissingDelimiter);
+  if (length > kLongestString) raise_fatal(kErrorLongSetting);
   return static_cast<int>(length);
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "runtime/core/settings.h"
+#include "runtime/core/system_errors.h"
 #include "runtime/core/terminal_text.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/file.h"
@@ -16,7 +17,6 @@
 namespace marigold {
 namespace {
 
-constexpr int kStringTooLong = 38;
 constexpr const char* kFileName = "char_table";
 
 constexpr int kCharacters = 256;
@@ -194,7 +194,7 @@ void char_table_load(CharTable table, const char* path) {
   std::string_view rest = content;
   while (!rest.empty()) {
     const std::size_t length = std::min(rest.find('\n'), rest.size());
-    if (length > kLongestCharTableLine) raise_fatal(kStringTooLong);
+    if (length > kLongestCharTableLine) raise_fatal(kErrorStringTooLong);
     // A last line without its line feed counts as not finished, and is left out.
     if (length == rest.size()) return;
     apply_line(table, rest.substr(0, length));

@@ -1,18 +1,17 @@
 #include "runtime/texte/language.h"
 
+#include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/file.h"
 
 namespace marigold {
 namespace {
 
-constexpr int kStringTooLong = 38;
-
 // A path cut at the length that the rest of the runtime can measure.
 constexpr std::size_t kLongestPath = kLongestString;
 
 void append_or_fail(RuntimeString& output, std::string_view text) {
-  if (!output.append(text)) raise_fatal(kStringTooLong);
+  if (!output.append(text)) raise_fatal(kErrorStringTooLong);
 }
 
 void default_if_empty(RuntimeString& field, std::string_view text) {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "runtime/core/settings.h"
+#include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/texte/language.h"
 #include "runtime/texte/text_store.h"
@@ -16,7 +17,6 @@ namespace marigold {
 namespace {
 
 constexpr int kNoHandle = -1;
-constexpr int kStringTooLong = 38;
 constexpr std::string_view kExtension = ".pag";
 constexpr std::string_view kSystemPrefix = "SYSDEF.";
 
@@ -56,7 +56,7 @@ bool find_database(std::string& found, const char* language, const char* name) {
   }
   // An element without "%N" can have won with any name, however short.
   found = path.view().substr(0, path.length() - std::min(path.length(), kExtension.size()));
-  if (found.size() > kRuntimeStringCapacity) raise_fatal(kStringTooLong);
+  if (found.size() > kRuntimeStringCapacity) raise_fatal(kErrorStringTooLong);
   return true;
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "runtime/core/settings.h"
+#include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/data/access/data_fatal.h"
 #include "runtime/data/access/data_path.h"
@@ -17,13 +18,6 @@
 
 namespace marigold {
 namespace {
-
-constexpr int kUnknownType = 2;
-constexpr int kTypeNotServed = 16;
-constexpr int kRecordTooSmall = 19;
-constexpr int kNothingToAllocate = 33;
-constexpr int kNoMemory = 34;
-constexpr int kFileTooNew = 40;
 
 using ByKey = int (*)(DataFile& file, int key);
 
@@ -97,18 +91,18 @@ const Operations& operations_of(const DataFile& file) {
     case FileType::kRandom:
       return kNumbered;
     case FileType::kChained:
-      refuse(file, "chained files cannot be opened", kTypeNotServed);
+      refuse(file, "chained files cannot be opened", kErrorFileType);
   }
   user_interface().warning("Unknown FileType");
-  raise_fatal(kUnknownType);
+  raise_fatal(kErrorUnknownType);
 }
 
 void allocate_record(DataFile& file) {
-  if (file.definition.record_length <= 0) raise_fatal(kNothingToAllocate);
+  if (file.definition.record_length <= 0) raise_fatal(kErrorNoRecord);
   try {
     file.record.assign(static_cast<std::size_t>(file.definition.record_length), '\0');
   } catch (const std::bad_alloc&) {
-    raise_fatal(kNoMemory);
+    raise_fatal(kErrorNoMemory);
   }
 }
 
@@ -122,7 +116,7 @@ void check_marker_has_room(const DataFile& file) {
   refuse(file,
          "LEN must be at least " + std::to_string(file.definition.used_length + 1) +
              ": the fields and a byte for deletion marks",
-         kRecordTooSmall);
+         kErrorRecordLength);
 }
 
 // A program that takes records of another version for those of its definition reads nonsense and
@@ -141,7 +135,7 @@ void check_version(const DataFile& file, const Operations& operations) {
   refuse(file,
          "its records have version " + version_text(*found) + ", the definition has version " +
              version_text(wanted),
-         *found > wanted ? kFileTooNew : kIsBadFile);
+         *found > wanted ? kErrorFileVersionNewer : kIsBadFile);
 }
 
 // Delivers the result of a read.

@@ -3,14 +3,13 @@
 #include <algorithm>
 #include <cstring>
 
+#include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/data/access/data_fatal.h"
 #include "runtime/isam/isam.h"
 
 namespace marigold {
 namespace {
-
-constexpr int kFieldNotFound = 2;
 
 // What a field's elements are for their users.
 enum class Kind { kInteger, kLong, kDouble, kText };
@@ -56,7 +55,7 @@ int put_preset(const FieldDefinition& field, int index, char* record, const std:
 const FieldDefinition& field_of(const DataFile& file, std::string_view name) {
   if (file.record.empty()) data_fatal(file.definition.name.c_str(), kIsNotOpen);
   const FieldDefinition* field = file.definition.find_field(name);
-  if (field == nullptr) raise_fatal(kFieldNotFound);
+  if (field == nullptr) raise_fatal(kErrorUnknownField);
   return *field;
 }
 

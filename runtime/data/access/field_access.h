@@ -16,6 +16,7 @@
 #include <string>
 #include <string_view>
 
+#include "runtime/core/system_errors.h"
 #include "runtime/data/access/data_handle.h"
 
 namespace marigold {
@@ -24,9 +25,9 @@ namespace marigold {
 // Results:
 
 inline constexpr int kFieldDone = 0;
-inline constexpr int kFieldWrongType = 3;     // the field's type has no such value
-inline constexpr int kFieldBadIndex = 4;      // no element has this number
-inline constexpr int kFieldTextTooLong = 38;  // it fits no element of the field
+inline constexpr int kFieldWrongType = kErrorFieldType;        // the field's type has no such value
+inline constexpr int kFieldBadIndex = kErrorFieldElement;      // no element has this number
+inline constexpr int kFieldTextTooLong = kErrorStringTooLong;  // it fits no element of the field
 
 // After a failure `value` is as it was. A text that is read lies in the record.
 int field_get(const FieldDefinition& field, int index, const char* record, std::int16_t& value);

@@ -12,6 +12,7 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/core/status_file.h"
+#include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/lock_decision.h"
@@ -21,7 +22,6 @@
 namespace marigold {
 namespace {
 
-constexpr int kNoSuchClass = 64;
 constexpr std::int32_t kHolderLength = 64;    // bytes of a record
 constexpr std::uint64_t kMostHolders = 4096;  // more hold their locks without being named
 
@@ -45,7 +45,7 @@ struct State {
 State state;
 
 Entry& entry_of(int path_class) {
-  if (path_class < 0 || path_class >= kPathClasses) raise_fatal(kNoSuchClass);
+  if (path_class < 0 || path_class >= kPathClasses) raise_fatal(kErrorPathClass);
   return state.entries[static_cast<std::size_t>(path_class)];
 }
 

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/definition/version_table.h"
@@ -13,13 +14,6 @@
 #include "runtime/platform/new_file.h"
 
 namespace marigold {
-namespace {
-
-constexpr int kFileRecordNotWritten = 12;
-constexpr int kPathRecordNotWritten = 41;
-
-}  // namespace
-
 std::string version_text(double version) {
   constexpr int kMostDigits = 12;
   constexpr int kMostDecimals = 5;
@@ -62,7 +56,7 @@ double version_read_file(const DataFile& file) {
 
 void version_write_file(const DataFile& file, double version) {
   if (version_write_record(version_file_record(data_path(file)), version) != 0)
-    raise_fatal(kFileRecordNotWritten);
+    raise_fatal(kErrorFileVersion);
 }
 
 double version_look_up_file(std::string_view file_name, double old_version, bool& flag) {
@@ -85,7 +79,7 @@ double version_read_path(int path_class) {
 
 void version_write_path(int path_class, double version) {
   if (version_write_record(version_path_record(path_class), version) != 0)
-    raise_fatal(kPathRecordNotWritten);
+    raise_fatal(kErrorPathVersion);
 }
 
 }  // namespace marigold

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "runtime/core/status_file.h"
+#include "runtime/core/system_errors.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/version.h"
 #include "runtime/data/conversion/file_swap.h"
@@ -14,9 +15,6 @@
 
 namespace marigold {
 namespace {
-
-constexpr int kPathVersionNewer = 39;
-constexpr int kFileVersionNewer = 40;
 
 using Problems = std::vector<std::string>;
 
@@ -55,7 +53,7 @@ void read_table(const std::string& path, int (*read)(Table&), Table& table, Prob
 
 std::string dead_end(const FileDefinition& file, const std::vector<double>& way) {
   if (way.front() > file.version)
-    return error_text(kFileVersionNewer) + " (version " + version_text(way.front()) +
+    return error_text(kErrorFileVersionNewer) + " (version " + version_text(way.front()) +
            ", defined is " + version_text(file.version) + ")";
   return file_version_table_path() + " leads from version " + versions_text(way) +
          " no further, defined is " + version_text(file.version);
@@ -204,7 +202,7 @@ ClassConversion plan_class(int path_class, std::span<const FileDefinition* const
   plan.version = version_read_path(path_class);
   plan.wanted = find_path_version(tables.paths, path_class);
   if (plan.wanted >= 0 && plan.version > plan.wanted)
-    problems.push_back(version_path_record(path_class) + ": " + error_text(kPathVersionNewer) +
+    problems.push_back(version_path_record(path_class) + ": " + error_text(kErrorPathVersionNewer) +
                        " (version " + version_text(plan.version) + ", wanted is " +
                        version_text(plan.wanted) + ")");
   for (const FileDefinition* file : files) {

@@ -4,6 +4,8 @@
 #include <iterator>
 #include <utility>
 
+#include "runtime/core/system_errors.h"
+
 namespace marigold {
 namespace {
 
@@ -66,7 +68,7 @@ const FileDefinition* definition_find(std::string_view file_name) {
 }
 
 const FileDefinition& definition_get(std::string_view file_name) {
-  return dictionary_value(state.names, file_name, kFileNotFound);
+  return dictionary_value(state.names, file_name, kErrorUnknownFile);
 }
 
 std::vector<const FileDefinition*> definitions_by_name() {

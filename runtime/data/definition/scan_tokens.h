@@ -20,6 +20,8 @@
 #include <string>
 #include <string_view>
 
+#include "runtime/core/system_errors.h"
+
 namespace marigold {
 
 inline constexpr std::size_t kWordLength = 8;
@@ -27,21 +29,21 @@ inline constexpr std::size_t kLongestValue = 249;
 inline constexpr std::size_t kLongestQuoted = 250;
 
 enum ScanErrorNumber : int {
-  kScanSyntax = 7,
-  kScanWordTooLong = 9,
-  kScanValueTooLong = 10,
-  kScanFieldType = 11,
-  kScanKeyNumber = 13,
-  kScanKeyInconsistent = 14,
-  kScanKeyField = 15,
-  kScanFileType = 16,
-  kScanRecordTooLarge = 19,
-  kScanRecordNumberField = 20,
-  kScanIfdefUnexpected = 56,
-  kScanElseUnexpected = 57,
-  kScanEndifUnexpected = 58,
-  kScanBadQualifier = 59,
-  kScanUnexpectedEnd = 60,
+  kScanSyntax = kErrorSetSyntax,
+  kScanWordTooLong = kErrorSetLongWord,
+  kScanValueTooLong = kErrorSetLongValue,
+  kScanFieldType = kErrorSetFieldType,
+  kScanKeyNumber = kErrorSetKeyNumber,
+  kScanKeyInconsistent = kErrorSetKey,
+  kScanKeyField = kErrorSetKeyField,
+  kScanFileType = kErrorSetFileType,
+  kScanRecordTooLarge = kErrorSetRecordLength,
+  kScanRecordNumberField = kErrorSetRecordNumber,
+  kScanIfdefUnexpected = kErrorSetIfdef,
+  kScanElseUnexpected = kErrorSetElse,
+  kScanEndifUnexpected = kErrorSetEndif,
+  kScanBadQualifier = kErrorSetQualifier,
+  kScanUnexpectedEnd = kErrorSetEnd,
 };
 
 struct Token {

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "runtime/core/settings.h"
+#include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/print/engine/list_state.h"
 #include "runtime/print/engine/variables.h"
@@ -20,8 +21,6 @@
 namespace marigold {
 namespace {
 
-constexpr int kAlreadyOpen = 42;
-constexpr int kAlreadyClosed = 43;
 constexpr std::string_view kChannelName = "***********";
 
 // What outlives a list.
@@ -274,7 +273,7 @@ void list_to_device(const OutputDevice* device) {
 }
 
 int list_open(std::string_view name, const ListOptions& options) {
-  if (state.list.open) raise_fatal(kAlreadyOpen);
+  if (state.list.open) raise_fatal(kErrorIsOpen);
   print_defaults_start();
   state.list = {};
   state.list.open = true;
@@ -300,7 +299,7 @@ int list_open(std::string_view name, const ListOptions& options) {
 }
 
 std::string list_close(bool* complete) {
-  if (!state.list.open) raise_fatal(kAlreadyClosed);
+  if (!state.list.open) raise_fatal(kErrorIsClosed);
   std::string output = state.list.properties.output;
   const std::string name = output.empty() ? state.list.name : output;
   const bool to_screen = state.list.to_screen;

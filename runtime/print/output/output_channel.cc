@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "runtime/core/settings.h"
+#include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/print/output/number_text.h"
 #include "runtime/print/output/print_defaults.h"
@@ -16,12 +17,6 @@ namespace {
 constexpr std::size_t kLineBuffer = 250;
 constexpr std::size_t kLongestCollected = 1000;
 constexpr char kBackspace = 8;
-
-constexpr int kUnknownMarker = 5;
-constexpr int kAlreadyOpen = 42;
-constexpr int kAlreadyClosed = 43;
-constexpr int kCollectedTooLong = 44;
-constexpr int kNotOpen = 45;
 
 struct State {
   const OutputDevice* device = nullptr;  // null: closed
@@ -127,7 +122,7 @@ void put(std::string_view text) {
 // ---- Header and footer texts
 
 void collect(std::string_view text) {
-  if (state.collected.size() + text.size() > kLongestCollected) raise_fatal(kCollectedTooLong);
+  if (state.collected.size() + text.size() > kLongestCollected) raise_fatal(kErrorCollected);
   state.collected.append(text);
 }
 
@@ -198,13 +193,13 @@ void obey(const MarkerText& marker) {
 // The marker at the front of the text, its bytes included.
 std::string_view first_marker(std::string_view text) {
   const std::size_t end = text.find(kMarkerByte, 1);
-  if (end == std::string_view::npos) raise_fatal(kUnknownMarker);
+  if (end == std::string_view::npos) raise_fatal(kErrorPrintMarker);
   return text.substr(0, end + 1);
 }
 
 void write_marker(std::string_view text) {
   const MarkerText marker = marker_of(text.substr(1, text.size() - 2));
-  if (marker.marker == Marker::kUnknown) raise_fatal(kUnknownMarker);
+  if (marker.marker == Marker::kUnknown) raise_fatal(kErrorPrintMarker);
   if (rule_collecting(marker.marker)) return;
   if (state.collecting) return collect(text);
   obey(marker);
@@ -213,7 +208,7 @@ void write_marker(std::string_view text) {
 }  // namespace
 
 void channel_open(std::string_view name, int page_length, const OutputDevice& device) {
-  if (channel_is_open()) raise_fatal(kAlreadyOpen);
+  if (channel_is_open()) raise_fatal(kErrorIsOpen);
   print_defaults_start();
   state = {};
   state.device = &device;
@@ -229,14 +224,14 @@ bool channel_is_open() {
 }
 
 int channel_close() {
-  if (!channel_is_open()) raise_fatal(kAlreadyClosed);
+  if (!channel_is_open()) raise_fatal(kErrorIsClosed);
   flush_text();
   open_subsystems().print_output = false;
   return std::exchange(state.device, nullptr)->close();
 }
 
 void channel_write(std::string_view text) {
-  if (!channel_is_open()) raise_fatal(kNotOpen);
+  if (!channel_is_open()) raise_fatal(kErrorChannelClosed);
   while (!text.empty() && !state.stopped) {
     if (text.front() == kMarkerByte) {
       const std::string_view marker = first_marker(text);
@@ -251,7 +246,7 @@ void channel_write(std::string_view text) {
 }
 
 void channel_write_plain(std::string_view text) {
-  if (!channel_is_open()) raise_fatal(kNotOpen);
+  if (!channel_is_open()) raise_fatal(kErrorChannelClosed);
   if (state.stopped) return;
   if (state.collecting)
     collect(text);
@@ -260,7 +255,7 @@ void channel_write_plain(std::string_view text) {
 }
 
 void channel_write_marker(Marker marker) {
-  if (!channel_is_open()) raise_fatal(kNotOpen);
+  if (!channel_is_open()) raise_fatal(kErrorChannelClosed);
   if (state.stopped) return;
   if (state.collecting)
     collect(marker_text(marker));

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "runtime/core/settings.h"
+#include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/file.h"
@@ -15,7 +16,6 @@ namespace marigold {
 namespace {
 
 constexpr std::string_view kFileName = "DEFAULT.DAT";
-constexpr int kNoFile = 60;  // the system error
 constexpr std::string_view kBlanks = " \t\r";
 constexpr std::size_t kDateLength = 10;
 constexpr int kLongestPage = 9999;
@@ -169,7 +169,7 @@ void print_defaults_load() {
   std::vector<PrintDefaultsError> errors;
   if (const int failed = print_defaults_read(path, defaults, errors)) {
     warn(": " + std::generic_category().message(failed));
-    raise_fatal(kNoFile);
+    raise_fatal(kErrorPrintDefaults);
   }
   print_defaults_set(defaults);
   for (const auto& [line, reason] : errors)

@@ -5,14 +5,12 @@
 #include <utility>
 
 #include "runtime/core/line_output.h"
+#include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/wi/window/window_table.h"
 
 namespace marigold {
 namespace {
-
-constexpr int kWindowFault = 23;
-constexpr int kOutsideTheScreen = 25;
 
 constexpr int kSmallestFramed = 3;  // rows and columns
 constexpr int kLongestStatus = 78;
@@ -36,7 +34,7 @@ int free_window() {
   // Not by the user interface: its message would need a window. Nor on the screen, which is left.
   user_interface().hand_terminal_back();
   line_output_text(1, 1, kPanic, static_cast<int>(std::strlen(kPanic)));
-  raise_fatal(kWindowFault);
+  raise_fatal(kErrorWindow);
 }
 
 // Top and left from 1. Whatever the sums say, no part of the window is beside the screen.
@@ -88,7 +86,7 @@ bool wi_has_free_window() {
 
 void create_w(int& window, int top, int left, int height, int width, bool no_frame) {
   const int number = free_window();
-  if (!on_the_screen(top, left, height, width)) raise_fatal(kOutsideTheScreen);
+  if (!on_the_screen(top, left, height, width)) raise_fatal(kErrorWindowPlace);
   Window& made = window_state().windows[static_cast<std::size_t>(number)];
   made.used = true;
   made.at = {top - 1, left - 1, height, width};

@@ -2,13 +2,12 @@
 
 #include <algorithm>
 
+#include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/wi/window/window_table.h"
 
 namespace marigold {
 namespace {
-
-constexpr int kPrintOutOfRange = 26;
 
 // The messages of one check. None of them has a help page.
 class Report {
@@ -33,7 +32,7 @@ WindowSpan check_range(const char* operation, int window, int row, int column, i
   Report report(operation);
   if (!target.used) {
     report.say("WINDOW not initialized!");
-    raise_fatal(kPrintOutOfRange);
+    raise_fatal(kErrorWindowText);
   }
   // Sums of numbers that programs give, so wider than those.
   const long long inset = target.inset;

@@ -2,12 +2,11 @@
 
 #include <algorithm>
 
+#include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 
 namespace marigold {
 namespace {
-
-constexpr int kBadWindow = 24;
 
 constinit WindowState state;
 
@@ -22,9 +21,9 @@ std::span<std::uint8_t> shown_windows() {
 }
 
 Window& checked_window(int window) {
-  if (window < 0 || window > kWindows) raise_fatal(kBadWindow);
+  if (window < 0 || window > kWindows) raise_fatal(kErrorWindowNumber);
   Window& found = state.windows[static_cast<std::size_t>(window)];
-  if (!found.used) raise_fatal(kBadWindow);
+  if (!found.used) raise_fatal(kErrorWindowNumber);
   return found;
 }
 
