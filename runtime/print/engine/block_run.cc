@@ -1,12 +1,15 @@
 // What blocks say: finding them, and obeying their instructions one after the other.
 
+#include "runtime/print/engine/block_run.h"
+
 #include <algorithm>
 #include <span>
 #include <utility>
 
 #include "runtime/core/user_interface.h"
 #include "runtime/print/engine/block_text.h"
-#include "runtime/print/engine/list_state.h"
+#include "runtime/print/engine/list_fault.h"
+#include "runtime/print/engine/page.h"
 #include "runtime/print/output/print_defaults.h"
 
 namespace marigold {

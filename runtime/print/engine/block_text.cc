@@ -5,6 +5,8 @@
 #include <cstring>
 #include <utility>
 
+#include "runtime/print/engine/list_fault.h"
+#include "runtime/print/engine/page.h"
 #include "runtime/print/output/number_text.h"
 
 namespace marigold {

@@ -7,7 +7,10 @@
 #include "runtime/core/settings.h"
 #include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
-#include "runtime/print/engine/list_state.h"
+#include "runtime/print/engine/block_run.h"
+#include "runtime/print/engine/list_fault.h"
+#include "runtime/print/engine/page.h"
+#include "runtime/print/engine/print_abort.h"
 #include "runtime/print/engine/variables.h"
 #include "runtime/print/files/block_store.h"
 #include "runtime/print/files/list_install.h"
@@ -27,7 +30,6 @@ constexpr std::string_view kChannelName = "***********";
 struct Choice {
   bool to_screen = false;
   const OutputDevice* device = nullptr;
-  void (*on_overflow)(const ListOverflow& overflow) = nullptr;
   std::string viewer_printer;
 };
 
@@ -38,14 +40,17 @@ struct ViewerPrinter {
 };
 
 struct State {
-  ListState list;
   Choice choice;
   ViewerPrinter viewer_printer;
 };
 State state;
 
+ListState& list() {
+  return list_state();
+}
+
 void refuse(std::string_view reason, const char* help_key) {
-  list_fail(std::string("LP1:").append(state.list.name).append(":").append(reason), help_key);
+  list_fail(std::string("LP1:").append(list().name).append(":").append(reason), help_key);
 }
 
 // ---- Opening
@@ -53,14 +58,14 @@ void refuse(std::string_view reason, const char* help_key) {
 // Without its files there is nothing to show; the user has been told.
 int start_screen() {
   if (screen_output_start() == 0) return kListDone;
-  state.list.to_screen = false;
-  state.list.aborted = true;
+  list().to_screen = false;
+  list().aborted = true;
   return kListBad;
 }
 
 // Printing for nobody would end as if all were well.
 int start_device() {
-  if (state.list.to_screen) return start_screen();
+  if (list().to_screen) return start_screen();
   if (state.choice.device != nullptr || printer_is_open()) return kListDone;
   refuse("Drucker nicht bereit !", "");
   return kListNoPrinter;
@@ -69,11 +74,11 @@ int start_device() {
 // Finds the list in one pair of definition files, which stay open then.
 bool found_in(const ListFiles& files) {
   if (!list_records_open(files)) return false;
-  if (!list_record_read(files, state.list.name, state.list.properties)) {
+  if (!list_record_read(files, list().name, list().properties)) {
     list_records_close(files);
     return false;
   }
-  state.list.files = &files;
+  list().files = &files;
   return true;
 }
 
@@ -91,15 +96,15 @@ int read_definitions() {
     refuse("Liste nicht gefunden!", "_LISNF_");
     return kListNotFound;
   }
-  const std::string path = list_store_path(*state.list.files);
+  const std::string path = list_store_path(*list().files);
   std::string reason;
-  if (block_store_read(path.c_str(), state.list.store, reason)) return kListDone;
+  if (block_store_read(path.c_str(), list().store, reason)) return kListDone;
   refuse(path + ": " + reason, "_BLONF_");
   return kListBad;
 }
 
 void override_with(const ListOptions& options) {
-  ListProperties& page = state.list.properties;
+  ListProperties& page = list().properties;
   if (options.page_length != -1) page.page_length = options.page_length;
   if (options.first_line != -1) page.first_line = options.first_line;
   if (options.last_line != -1) page.last_line = options.last_line;
@@ -107,7 +112,7 @@ void override_with(const ListOptions& options) {
 
 void cut_to_limit() {
   const PrintDefaults& defaults = print_defaults();
-  ListProperties& page = state.list.properties;
+  ListProperties& page = list().properties;
   if (defaults.page_limit > 0) {
     int limit = defaults.page_limit;
     if (defaults.page_limit_first_line > 0) limit -= defaults.page_limit_first_line - 1;
@@ -117,7 +122,7 @@ void cut_to_limit() {
 }
 
 int check_page() {
-  const ListProperties& page = state.list.properties;
+  const ListProperties& page = list().properties;
   const char* fault = nullptr;
   if (page.page_length < 1)
     fault = "the page has no lines";
@@ -130,12 +135,12 @@ int check_page() {
 
 const OutputDevice& device() {
   if (state.choice.device != nullptr) return *state.choice.device;
-  return state.list.to_screen ? kScreenDevice : kPrinterDevice;
+  return list().to_screen ? kScreenDevice : kPrinterDevice;
 }
 
 // What the printer is in before it prints anything.
 void set_printer() {
-  state.list.shown.pitch = 0;
+  list().shown.pitch = 0;
   page_flush_attributes();
 }
 
@@ -179,16 +184,16 @@ bool show_viewer(const std::string& name) {
 
 // An aborted list still ends its page: what is printed next shall not begin on half of one.
 void end_last_page() {
-  if (!state.list.printed) return;
+  if (!list().printed) return;
   channel_stop(false);
   page_eject(false);
 }
 
 // One message for a list, however long it is; "" when all numbers had room.
 std::string overflow_message() {
-  const std::size_t count = state.list.overflows_kept;
+  const std::size_t count = list().overflows_kept;
   if (count == 0) return {};
-  std::string message = "LP1:" + state.list.name + ":" + state.list.first_overflow;
+  std::string message = "LP1:" + list().name + ":" + list().first_overflow;
   if (count > 1) message += " (and " + std::to_string(count - 1) + " more)";
   return message;
 }
@@ -202,10 +207,10 @@ struct Ending {
 Ending finish() {
   progress_end();
   end_last_page();
-  if (state.list.files != nullptr) list_records_close(*state.list.files);
-  const bool refused = state.list.refused;
+  if (list().files != nullptr) list_records_close(*list().files);
+  const bool refused = list().refused;
   Ending ending{.complete = channel_close() == 0 && !refused, .overflows = overflow_message()};
-  state.list = {};
+  list() = {};
   open_subsystems().print_engine = false;
   return ending;
 }
@@ -213,52 +218,24 @@ Ending finish() {
 // A carried total or page number that the channel edits.
 void overflow_in_channel(int total, std::string_view mask, double number) {
   const std::string name = total == 0 ? "page" : "total " + std::to_string(total);
-  list_overflow({.list = state.list.name,
+  list_overflow({.list = list().name,
                  .field = name,
                  .mask = mask,
                  .number = number,
-                 .page = state.list.page,
-                 .line = state.list.line,
-                 .column = state.list.column});
+                 .page = list().page,
+                 .line = list().line,
+                 .column = list().column});
 }
 
 // The program ends without having closed its list. What it printed is on its way to paper; who was
 // to see it on the screen has left.
 void end_with_program() {
-  const bool to_screen = state.list.to_screen;
+  const bool to_screen = list().to_screen;
   finish();
   if (to_screen) screen_output_remove();
 }
 
 }  // namespace
-
-ListState& list_state() {
-  return state.list;
-}
-
-void list_fail(const std::string& message, const char* help_key) {
-  state.list.aborted = true;
-  if (channel_is_open()) channel_stop(true);
-  user_interface().message(message.c_str(), help_key);
-}
-
-void list_overflow(const ListOverflow& overflow) {
-  if (state.choice.on_overflow != nullptr) return state.choice.on_overflow(overflow);
-  if (state.list.overflows_kept++ == 0) state.list.first_overflow = list_overflow_text(overflow);
-}
-
-std::string list_overflow_text(const ListOverflow& overflow) {
-  std::string text = "page " + std::to_string(overflow.page) + ", line " +
-                     std::to_string(overflow.line) + ", column " + std::to_string(overflow.column) +
-                     ": ";
-  text.append(overflow.field).append(": ").append(overflow.mask);
-  if (overflow.mask.empty()) text += "a width of " + std::to_string(overflow.width);
-  return text + " has no room for " + number_text({}, overflow.number).text;
-}
-
-void list_on_overflow(void (*told)(const ListOverflow& overflow)) {
-  state.choice.on_overflow = told;
-}
 
 void list_to_screen(bool screen) {
   state.choice.to_screen = screen;
@@ -273,36 +250,37 @@ void list_to_device(const OutputDevice* device) {
 }
 
 int list_open(std::string_view name, const ListOptions& options) {
-  if (state.list.open) raise_fatal(kErrorIsOpen);
+  if (list().open) raise_fatal(kErrorIsOpen);
   print_defaults_start();
-  state.list = {};
-  state.list.open = true;
-  state.list.name = name;
-  state.list.today = print_today();
+  list() = {};
+  list().open = true;
+  list().run_block = block_run;
+  list().name = name;
+  list().today = print_today();
   variables_clear();
   open_subsystems().print_engine = true;
   open_subsystems().end_print_engine = end_with_program;
-  state.list.to_screen = state.choice.to_screen && state.choice.device == nullptr;
+  list().to_screen = state.choice.to_screen && state.choice.device == nullptr;
   int result = start_device();
-  if (options.show_progress && !state.list.to_screen) progress_show();
+  if (options.show_progress && !list().to_screen) progress_show();
   if (result == kListDone) result = read_definitions();
   override_with(options);
   cut_to_limit();
   if (result == kListDone) result = check_page();
-  state.list.footer_line = state.list.properties.last_line;
-  channel_open(kChannelName, std::max(state.list.properties.page_length, 1), device());
+  list().footer_line = list().properties.last_line;
+  channel_open(kChannelName, std::max(list().properties.page_length, 1), device());
   channel_on_overflow(overflow_in_channel);
   if (result == kListDone) set_printer();
-  channel_stop(state.list.aborted);
-  state.list.refused = result != kListDone;
+  channel_stop(list().aborted);
+  list().refused = result != kListDone;
   return result;
 }
 
 std::string list_close(bool* complete) {
-  if (!state.list.open) raise_fatal(kErrorIsClosed);
-  std::string output = state.list.properties.output;
-  const std::string name = output.empty() ? state.list.name : output;
-  const bool to_screen = state.list.to_screen;
+  if (!list().open) raise_fatal(kErrorIsClosed);
+  std::string output = list().properties.output;
+  const std::string name = output.empty() ? list().name : output;
+  const bool to_screen = list().to_screen;
   const Ending ending = finish();
   if (!ending.overflows.empty()) user_interface().message(ending.overflows.c_str(), "");
   bool printed = true;
@@ -315,7 +293,7 @@ std::string list_close(bool* complete) {
 }
 
 void list_print(std::string_view block) {
-  if (state.list.aborted) return;
+  if (list().aborted) return;
   if (block == kEjectPage)
     page_eject(false);
   else
@@ -332,40 +310,40 @@ int list_repeat(std::string_view block) {
 }
 
 void list_set_header(std::string_view block) {
-  state.list.header = block;
-  state.list.has_header = true;
+  list().header = block;
+  list().has_header = true;
 }
 
 void list_set_footer(std::string_view block) {
-  if (state.list.aborted) return;
+  if (list().aborted) return;
   const Block* found = block_find(block);
   if (found == nullptr) return;
-  state.list.footer = block;
-  state.list.has_footer = true;
-  state.list.footer_line = state.list.properties.last_line - found->properties.footer_lines;
-  if (state.list.footer_line < state.list.properties.first_line)
+  list().footer = block;
+  list().has_footer = true;
+  list().footer_line = list().properties.last_line - found->properties.footer_lines;
+  if (list().footer_line < list().properties.first_line)
     refuse(std::string(block).append(":").append("the footer leaves no line of the page"),
            "_BLONF_");
 }
 
 bool list_check_abort() {
-  if (state.list.aborted) return true;
-  if (!state.list.progress_shown || !abort_was_chosen()) return false;
+  if (list().aborted) return true;
+  if (!list().progress_shown || !abort_was_chosen()) return false;
   abort_announce();
-  page_print_abort_text(state.list.properties.abort_text);
+  page_print_abort_text(list().properties.abort_text);
   page_eject(false);
-  state.list.aborted = true;
+  list().aborted = true;
   channel_stop(true);
   return true;
 }
 
 int list_lines_left() {
-  if (state.list.waiting.waits) return 0;
-  return state.list.properties.last_line - state.list.line + 1;
+  if (list().waiting.waits) return 0;
+  return list().properties.last_line - list().line + 1;
 }
 
 int list_page() {
-  return state.list.page;
+  return list().page;
 }
 
 void list_set(std::string_view name, double number, std::int32_t generation) {
@@ -395,7 +373,7 @@ void list_set_register(std::size_t index, double number) {
 }
 
 void list_set_record(const ListRecord* record) {
-  state.list.record = record;
+  list().record = record;
 }
 
 }  // namespace marigold

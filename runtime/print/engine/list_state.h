@@ -1,5 +1,5 @@
-// The state of the open list, and what the files of the print engine do for each other: page.cc
-// where text stands, block_run.cc what blocks say, list.cc the operations, print_abort.cc the user.
+// The state of the open list, which the sources of the print engine share: list.cc has the
+// operations, block_run.cc obeys blocks, page.cc places text, print_abort.cc asks the user.
 #pragma once
 
 #include <array>
@@ -50,6 +50,8 @@ struct ListState {
   std::pair<const std::string, Block>* last_block = nullptr;  // most are printed many times
   std::array<std::string, 3> rooms;                           // for fields, while they are printed
   const ListRecord* record = nullptr;
+  // Prints a header or footer block: pages begin and end with blocks, whose printing places text.
+  void (*run_block)(std::string_view name, BlockKind kind) = nullptr;
   bool to_screen = false;
   bool refused = false;  // when it was to be opened
   std::string today;
@@ -85,50 +87,5 @@ struct ListState {
 };
 
 ListState& list_state();
-
-// ---- page.cc
-
-// Writes what the printer must know before the next text.
-void page_flush_attributes();
-// Prints text where the block stands; it has no markers.
-void page_print(std::string_view text, BlockKind kind);
-// The same for a text with markers, which is as wide as the caller has found.
-void page_print_marked(std::string_view text, std::size_t width, BlockKind kind);
-
-// The first placement of a block keeps its lines together, when the block has it so.
-void page_place(const PlaceOrder& order, const Block& block, BlockKind kind, bool first);
-void page_eject(bool goes_on);
-// Lets what is printed next begin a page, unless nothing but a header stands on this one.
-void page_end();
-// Prints the text that ends an aborted list, below an empty line and above the footer.
-void page_print_abort_text(std::string_view text);
-void page_next_line();
-// The page of the next text.
-int page_of_next_text();
-
-// ---- block_run.cc
-
-// The block by its name, null when there is none or it is damaged: then the list is aborted and the
-// user has been told.
-const Block* block_find(std::string_view name);
-// Its record alone; null without a word when there is none.
-const Block* block_record(std::string_view name);
-void block_run(std::string_view name, BlockKind kind);
-
-// ---- list.cc
-
-// Tells the user and aborts the list.
-void list_fail(const std::string& message, const char* help_key);
-// Reports it to the program, or keeps the first one for the end of the list.
-void list_overflow(const ListOverflow& overflow);
-
-// ---- print_abort.cc
-
-void progress_show();
-void progress_end();
-// Whether a key has been pressed and the user then chose to abort.
-bool abort_was_chosen();
-// What a list that the user aborts shows and prints last.
-void abort_announce();
 
 }  // namespace marigold

@@ -1,10 +1,11 @@
 // Where text stands on the page: lines, columns, pitches, the ejecting of pages.
 
+#include "runtime/print/engine/page.h"
+
 #include <algorithm>
 #include <array>
 #include <utility>
 
-#include "runtime/print/engine/list_state.h"
 #include "runtime/print/output/output_channel.h"
 
 namespace marigold {
@@ -124,7 +125,7 @@ void run_aside(const std::string& block, BlockKind kind) {
   const Attributes wanted = std::exchange(list().wanted, Attributes{});
   const int column_pitch = list().column_pitch;
   const int list_column_pitch = std::exchange(list().list_column_pitch, kStartPitch);
-  block_run(block, kind);
+  list().run_block(block, kind);
   list().list_column_pitch = list_column_pitch;
   list().wanted = wanted;
   list().column_pitch = column_pitch;

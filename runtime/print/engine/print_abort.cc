@@ -1,6 +1,8 @@
 // The user while a list is printed: the progress line, the question whether to abort, the end of a
 // list that was aborted.
 
+#include "runtime/print/engine/print_abort.h"
+
 #include <utility>
 
 #include "runtime/core/settings.h"

@@ -1,0 +1,15 @@
+// Faults of the open list: those that end it, and numbers that have no room.
+#pragma once
+
+#include <string>
+
+#include "runtime/print/engine/list.h"
+
+namespace marigold {
+
+// Tells the user and aborts the list.
+void list_fail(const std::string& message, const char* help_key);
+// Reports it to the program, or keeps the first one for the end of the list.
+void list_overflow(const ListOverflow& overflow);
+
+}  // namespace marigold

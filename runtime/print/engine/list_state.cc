@@ -1,0 +1,14 @@
+#include "runtime/print/engine/list_state.h"
+
+namespace marigold {
+namespace {
+
+ListState state;
+
+}  // namespace
+
+ListState& list_state() {
+  return state;
+}
+
+}  // namespace marigold
