@@ -144,13 +144,27 @@ int RestoreSwap::bring_in() {
   return 0;
 }
 
-// The second names go when the disk holds that they are worth nothing.
+// From the word in the journal on the restore is done, whatever the disk holds of the word: without
+// it the old files come back, which keep their second names until the disk holds it.
 int RestoreSwap::commit() {
   failed_path_ = journals_.front();
   int failed = step("commit");
-  if (failed == 0) failed = file_remove(journals_.front().c_str());
-  if (failed == 0) failed = file_sync_directory(journals_.front().c_str());
-  return failed;
+  if (failed == 0) failed = counting_.write(kRestoreDone);
+  done_ = failed == 0;
+  return failed == 0 ? counting_.sync() : failed;
+}
+
+// The journal that counts goes last: whoever finds it removes the second names that are left.
+int RestoreSwap::forget_old() {
+  for (const Replacement& one : replacements_) {
+    if (!one.linked) continue;
+    failed_path_ = kept(one.path);
+    int failed = step("forget");
+    if (failed == 0) failed = file_remove(failed_path_.c_str());
+    if (failed != 0) return failed;
+  }
+  std::ranges::reverse(journals_);
+  return remove_journals(journals_);
 }
 
 int RestoreSwap::undo() {
@@ -174,18 +188,19 @@ bool RestoreSwap::run(Problems& problems) {
   if (failed == 0) failed = link_old();
   if (failed == 0) failed = bring_in();
   if (failed == 0) failed = commit();
-  if (failed != 0) {
+  if (failed != 0 && !done_) {
     problems.push_back(file_error(failed_path_, failed));
     if (const int not_undone = undo())
       problems.push_back(file_error(failed_path_, not_undone) +
                          ": the old files could not all be put back; run the restore again");
     return false;
   }
-  for (const Replacement& one : replacements_) {
-    if (one.linked) static_cast<void>(file_remove(kept(one.path).c_str()));
-  }
-  static_cast<void>(remove_journals(journals_));  // the others are worth nothing by now
-  return true;
+  if (failed == 0) failed = forget_old();
+  if (failed == 0) return true;
+  problems.push_back(file_error(failed_path_, failed) +
+                     ": the files are restored, but old ones are left beside them; the next "
+                     "restore removes them");
+  return false;
 }
 
 // ---- After a killed run
@@ -249,8 +264,13 @@ bool recover_restore(const std::string& directory, Problems& problems) {
   int failed = 0;
   if (read_restore_journal(journal.counting, counting) && counting.run == journal.run) {
     const RestoreJournal whole = all_of(counting, journals);
-    if (!is_free(whole, problems)) return false;
-    failed = put_back(whole);
+    if (counting.done) {
+      forget(whole);
+      std::ranges::reverse(journals);
+    } else {
+      if (!is_free(whole, problems)) return false;
+      failed = put_back(whole);
+    }
   } else {
     forget(journal);
     journals.push_back(found);

@@ -2,8 +2,8 @@
 //
 // The old files get a second name, PATH.unrestored, before the first is replaced, and keep it until
 // all are. A journal in each of their directories, RESTORE.journal, says which files a run is
-// about. As long as the one in the first file's directory is there, the restore is not done, and
-// who finds it puts the old files back. Without it the second names are worth nothing.
+// about. As long as the one in the first file's directory does not say that the restore is done,
+// whoever finds it puts the old files back. Otherwise the second names are worth nothing.
 // docs/formats/backup.md describes the journals.
 #pragma once
 
@@ -46,12 +46,14 @@ class RestoreSwap {
   int link_old();
   int bring_in();
   int commit();
+  int forget_old();
   int undo();
 
   std::vector<Replacement> replacements_;
   std::vector<std::string> journals_;  // the one that counts first
   FileWriter counting_;                // open, so that others know of this run
   std::string failed_path_;
+  bool done_ = false;
 };
 
 // Puts back what a killed run has left half done in this directory and those that belong to it, or

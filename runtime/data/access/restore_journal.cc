@@ -13,6 +13,7 @@ namespace {
 constexpr std::string_view kAt = "at ";
 constexpr std::string_view kOld = "old ";
 constexpr std::string_view kNew = "new ";
+constexpr std::string_view kEnd = "\nend\n";
 
 std::string directory_of(const std::string& path) {
   return std::filesystem::path(path).parent_path().string();
@@ -46,8 +47,12 @@ std::string restore_journal_text(const RestoreJournal& journal, const std::strin
 
 bool read_restore_journal(const std::string& path, RestoreJournal& journal) {
   std::string text;
-  if (file_read(path.c_str(), text) != 0 || !text.ends_with("\nend\n")) return false;
-  std::istringstream lines(text);
+  if (file_read(path.c_str(), text) != 0) return false;
+  const std::size_t end = text.find(kEnd);
+  if (end == std::string::npos) return false;
+  // A part of the last word is none: then the old files come back, which are all there.
+  journal.done = std::string_view(text).substr(end + kEnd.size()) == kRestoreDone;
+  std::istringstream lines(text.substr(0, end));
   std::getline(lines, journal.run);
   std::getline(lines, journal.counting);
   const std::string directory = directory_of(path) + "/";
@@ -71,7 +76,8 @@ bool is_half_restored(const std::string& base) {
   if (!read_restore_journal(path, journal)) return false;
   const bool named =
       has_file(journal.old_files, name_of(base)) || has_file(journal.new_files, name_of(base));
-  return named && read_restore_journal(journal.counting, counting) && counting.run == journal.run;
+  return named && read_restore_journal(journal.counting, counting) && counting.run == journal.run &&
+         !counting.done;
 }
 
 }  // namespace marigold

@@ -17,7 +17,11 @@ struct RestoreJournal {
   std::vector<std::string> directories;
   std::vector<std::string> old_files;  // paths; they were there before
   std::vector<std::string> new_files;
+  bool done = false;  // says the journal that counts: all new files are in their places
 };
+
+// What the journal that counts gets at its end when the restore is done.
+inline constexpr const char* kRestoreDone = "done\n";
 
 // What the journal in one of the directories says: its own files alone.
 std::string restore_journal_text(const RestoreJournal& journal, const std::string& directory);
