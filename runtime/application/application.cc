@@ -4,6 +4,7 @@
 #include <exception>
 
 #include "runtime/application/key_statistics.h"
+#include "runtime/core/program_end.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/status_file.h"
 #include "runtime/core/user_interface.h"
@@ -50,8 +51,7 @@ void runtime_start(const char* program) {
 
 void runtime_end() {
   const OpenSubsystems open = open_subsystems();
-  if (open.print_engine) open.end_print_engine();  // and its output, if that is the engine's
-  if (open_subsystems().print_output) open.end_print_output();
+  program_end_run();
   if (open.data_files) data_close_all();
   if (open.path_locks) path_lock_release_all();
   if (open.window_system) {

@@ -32,9 +32,6 @@ struct OpenSubsystems {
   bool data_files = false;
   bool print_engine = false;
   bool print_output = false;
-  // Set with these two, by those who are above the shutdown: close what they name.
-  void (*end_print_engine)() = nullptr;
-  void (*end_print_output)() = nullptr;
 };
 
 inline constexpr const char* kDefaultSearchpath =

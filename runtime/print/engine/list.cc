@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "runtime/core/program_end.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
@@ -259,7 +260,7 @@ int list_open(std::string_view name, const ListOptions& options) {
   list().today = print_today();
   variables_clear();
   open_subsystems().print_engine = true;
-  open_subsystems().end_print_engine = end_with_program;
+  program_end_add(end_with_program);  // before the channel's: it closes that
   list().to_screen = state.choice.to_screen && state.choice.device == nullptr;
   int result = start_device();
   if (options.show_progress && !list().to_screen) progress_show();
@@ -281,6 +282,7 @@ std::string list_close(bool* complete) {
   std::string output = list().properties.output;
   const std::string name = output.empty() ? list().name : output;
   const bool to_screen = list().to_screen;
+  program_end_remove(end_with_program);
   const Ending ending = finish();
   if (!ending.overflows.empty()) user_interface().message(ending.overflows.c_str(), "");
   bool printed = true;

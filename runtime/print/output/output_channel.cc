@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "runtime/core/program_end.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
@@ -205,6 +206,10 @@ void write_marker(std::string_view text) {
   obey(marker);
 }
 
+void end_with_program() {
+  channel_close();
+}
+
 }  // namespace
 
 void channel_open(std::string_view name, int page_length, const OutputDevice& device) {
@@ -216,7 +221,7 @@ void channel_open(std::string_view name, int page_length, const OutputDevice& de
   state.page_length = page_length;
   state.today = print_today();
   open_subsystems().print_output = true;
-  open_subsystems().end_print_output = [] { channel_close(); };
+  program_end_add(end_with_program);
 }
 
 bool channel_is_open() {
@@ -227,6 +232,7 @@ int channel_close() {
   if (!channel_is_open()) raise_fatal(kErrorIsClosed);
   flush_text();
   open_subsystems().print_output = false;
+  program_end_remove(end_with_program);
   return std::exchange(state.device, nullptr)->close();
 }
 

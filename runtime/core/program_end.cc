@@ -1,0 +1,40 @@
+#include "runtime/core/program_end.h"
+
+#include <algorithm>
+#include <array>
+
+#include "runtime/core/system_errors.h"
+#include "runtime/core/user_interface.h"
+
+namespace marigold {
+namespace {
+
+struct State {
+  std::array<void (*)(), 8> closers{};  // from the first place on; null after the last
+};
+State state;
+
+}  // namespace
+
+void program_end_add(void (*close)()) {
+  auto& closers = state.closers;
+  if (std::ranges::find(closers, close) != closers.end()) return;
+  const auto place = std::ranges::find(closers, nullptr);
+  if (place == closers.end()) raise_fatal(kErrorNoMemory);
+  *place = close;
+}
+
+void program_end_remove(void (*close)()) {
+  auto& closers = state.closers;
+  const auto rest = std::ranges::remove(closers, close);
+  std::ranges::fill(rest, nullptr);
+}
+
+void program_end_run() {
+  while (auto* close = state.closers.front()) {
+    program_end_remove(close);
+    close();
+  }
+}
+
+}  // namespace marigold
