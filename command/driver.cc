@@ -8,6 +8,7 @@
 #include "command/message.h"
 #include "command/options.h"
 #include "runtime/core/settings.h"
+#include "runtime/platform/system_error.h"
 #include "runtime/texte/texte.h"
 
 namespace marigold {
@@ -80,7 +81,7 @@ int run_command(std::span<char* const> command_line, Output& output) {
   output.flush();
   if (output.failure() == 0) return status;
   std::fprintf(stderr, "%s: standard output: %s\n", shown(program).c_str(),
-               std::strerror(output.failure()));
+               std::strerror(system_number(output.failure())));
   return kFailure;
 }
 

@@ -20,6 +20,7 @@
 #include "runtime/isam/entry_sort.h"
 #include "runtime/isam/layout.h"
 #include "runtime/platform/mapped_file.h"
+#include "runtime/platform/system_error.h"
 #include "tests/isam/support.h"
 
 namespace marigold::test {
@@ -170,16 +171,23 @@ class FaultRun {
   Contents expected_;
 };
 
-constexpr Fault kFaults[] = {
-    {FileCall::kOpen, EMFILE}, {FileCall::kReserve, ENOSPC}, {FileCall::kReserve, ENOSPC, 0, true},
-    {FileCall::kMap, ENOMEM},  {FileCall::kSync, EIO},       {FileCall::kSync, EIO, 0, true},
-    {FileCall::kLock, ENOLCK}, {std::nullopt, kIsNoMemory},  {std::nullopt, kIsNoMemory, 0, true}};
-
+// A system's number that the engine has as well comes back increased by 1000: a file that somebody
+// has replaced on a server is no end of a file.
+constexpr Fault kFaults[] = {{FileCall::kOpen, EMFILE},
+                             {FileCall::kReserve, ENOSPC},
+                             {FileCall::kReserve, ENOSPC, 0, true},
+                             {FileCall::kMap, ENOMEM},
+                             {FileCall::kSync, 1000 + ETIMEDOUT},
+                             {FileCall::kSync, EIO, 0, true},
+                             {FileCall::kLock, ENOLCK},
+                             {FileCall::kLock, 1000 + ESTALE},
+                             {std::nullopt, kIsNoMemory},
+                             {std::nullopt, kIsNoMemory, 0, true}};
 // The n-th call fails, for every n until a run meets no fault.
 TEST_F(TortureTest, AFailedCallLeavesTheFileAsItWas) {
   const Contents start = some_contents(40, 3);
   build_wide("start", start);
-  file_fault_hook = [](FileCall call) { return is_due(call) ? fault.error : 0; };
+  file_fault_hook = [](FileCall call) { return is_due(call) ? system_number(fault.error) : 0; };
   for (const Fault& row : kFaults) {
     int n = 0;
     do {
@@ -236,7 +244,7 @@ TEST_F(TortureTest, AFailedRebuildLeavesTheFileAsItWas) {
   ASSERT_EQ(ISCLOSE(file), 0);
   IsRebuildReport report;
   ASSERT_EQ(isrebuild("start", report), 0);  // with no space to spare
-  file_fault_hook = [](FileCall call) { return is_due(call) ? fault.error : 0; };
+  file_fault_hook = [](FileCall call) { return is_due(call) ? system_number(fault.error) : 0; };
   // Without memory the C++ library ends a process that reads a directory.
   for (const Fault& row : kFaults) {
     if (!row.call) continue;

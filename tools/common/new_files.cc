@@ -2,8 +2,8 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <system_error>
 
+#include "runtime/platform/system_error.h"
 #include "tools/common/output_file.h"
 
 namespace marigold {
@@ -17,7 +17,7 @@ bool fail(const std::string& path, int error, std::string& reason) {
 }  // namespace
 
 std::string file_error(const std::string& path, int error) {
-  return path + ": " + std::generic_category().message(error);
+  return path + ": " + system_error_text(error);
 }
 
 std::vector<std::string> abandoned_of(const std::string& base) {

@@ -2,10 +2,10 @@
 
 #include <new>
 #include <stdexcept>
-#include <system_error>
 
 #include "runtime/core/terminal_text.h"
 #include "runtime/platform/stream.h"
+#include "runtime/platform/system_error.h"
 
 namespace marigold {
 namespace {
@@ -55,7 +55,7 @@ int write_visible(std::string_view bytes) {
 int write_output(std::string_view bytes, int status) {
   const int error = write_visible(bytes);
   if (error == 0) return status;
-  report("marigold: standard output: " + std::generic_category().message(error));
+  report("marigold: standard output: " + system_error_text(error));
   return kExitUnusable;
 }
 

@@ -15,6 +15,7 @@
 #include "runtime/isam/isam.h"
 #include "runtime/platform/file.h"
 #include "runtime/platform/process.h"
+#include "runtime/platform/system_error.h"
 #include "tools/common/new_files.h"
 #include "tools/records/lock_holders.h"
 
@@ -238,7 +239,7 @@ std::string text_of(int number) {
       break;
   }
   const std::string name = iserror_name(number);
-  return name.empty() ? std::generic_category().message(number) : "unexpected error " + name;
+  return name.empty() ? system_error_text(number) : "unexpected error " + name;
 }
 
 }  // namespace

@@ -6,21 +6,15 @@
 #include "runtime/core/current_operation.h"
 #include "runtime/core/terminal_text.h"
 #include "runtime/core/user_interface.h"
+#include "runtime/platform/system_error.h"
 
 namespace marigold {
-namespace {
-
-constexpr int kFirstOfEngine = 100;
-constexpr int kFirstOfSystem = 1000;
-
-}  // namespace
-
 void data_fatal(const char* name, int error) {
   user_interface().hand_terminal_back();
   const std::string shown =
       error_text(*name == '\0' ? current_operation() : name, LineEnds::kShown);
   std::fprintf(stderr, "\nstr: %s\n", shown.c_str());
-  raise_fatal(error < kFirstOfEngine ? kFirstOfSystem + error : error);
+  raise_fatal(error < kFirstBeyondSystem ? kSystemErrorOffset + error : error);
 }
 
 }  // namespace marigold

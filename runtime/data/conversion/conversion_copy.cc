@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <system_error>
 #include <utility>
 
 #include "runtime/data/access/isam_access.h"
 #include "runtime/data/access/random_file.h"
 #include "runtime/data/conversion/conversion_step.h"
 #include "runtime/platform/file.h"
+#include "runtime/platform/system_error.h"
 
 namespace marigold {
 namespace {
@@ -87,12 +87,11 @@ int copy_record(NewFile& to, RecordWay& way, const std::vector<char>& old,
 }  // namespace
 
 std::string error_number_text(int number) {
-  constexpr int kFirstOfEngine = 100;
   if (number == EINTR) return "stopped by a signal";
   if (number == kIsFileLocked) return "in use by another process";
   if (number == kIsBadFile) return "damaged, or no data file (EBADFILE)";
-  if (number >= kFirstOfEngine) return iserror_name(number);
-  return std::generic_category().message(number);
+  const std::string of_engine = iserror_name(number);
+  return of_engine.empty() ? system_error_text(number) : of_engine;
 }
 
 // ---- Old files

@@ -1,7 +1,6 @@
 #include "runtime/data/conversion/conversion_plan.h"
 
 #include <algorithm>
-#include <system_error>
 #include <utility>
 
 #include "runtime/core/status_file.h"
@@ -11,6 +10,7 @@
 #include "runtime/data/conversion/file_swap.h"
 #include "runtime/data/definition/definition_set.h"
 #include "runtime/platform/file.h"
+#include "runtime/platform/system_error.h"
 #include "runtime/texte/syserr.h"
 
 namespace marigold {
@@ -43,7 +43,7 @@ std::string scan_error_text(const std::string& path, const ScanError& error) {
 template <typename Table>
 void read_table(const std::string& path, int (*read)(Table&), Table& table, Problems& problems) {
   if (const int failed = read(table)) {
-    problems.push_back(path + ": " + std::generic_category().message(failed));
+    problems.push_back(path + ": " + system_error_text(failed));
   } else if (table.error) {
     problems.push_back(scan_error_text(path, *table.error));
   }
@@ -96,7 +96,7 @@ std::unique_ptr<FileDefinition> older_definition(const FileDefinition& file, dou
                            " version " + version_text(version);
   std::string text;
   if (const int failed = file_read(path.c_str(), text)) {
-    problems.push_back(what + ": " + std::generic_category().message(failed));
+    problems.push_back(what + ": " + system_error_text(failed));
     return nullptr;
   }
   DefinitionScan scan = scan_definitions(text, AfterScanError::kStop);

@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <cstdint>
 
+#include "runtime/platform/system_error.h"
+
 namespace marigold {
 
 // F_RDLCK, F_WRLCK or F_UNLCK on `count` bytes. EAGAIN when another has locked one of them.
@@ -18,11 +20,11 @@ inline int set_byte_lock(int descriptor, short kind, std::uint64_t offset, std::
   range.l_start = static_cast<off_t>(offset);
   range.l_len = static_cast<off_t>(count);
   if (fcntl(descriptor, F_OFD_SETLK, &range) == 0) return 0;
-  return errno == EACCES ? EAGAIN : errno;
+  return errno == EACCES ? EAGAIN : system_error();
 }
 
-// Whether another holds a lock on one of the bytes that excludes one of this kind: any lock excludes
-// F_WRLCK, an exclusive one F_RDLCK. A count of 0 means all from the offset on.
+// Whether another holds a lock on one of the bytes that excludes one of this kind: any lock
+// excludes F_WRLCK, an exclusive one F_RDLCK. A count of 0 means all from the offset on.
 inline int range_locked_by_other(int descriptor, std::uint64_t offset, std::uint64_t count,
                                  short kind, bool& locked) {
   struct flock range {};
@@ -30,7 +32,7 @@ inline int range_locked_by_other(int descriptor, std::uint64_t offset, std::uint
   range.l_whence = SEEK_SET;
   range.l_start = static_cast<off_t>(offset);
   range.l_len = static_cast<off_t>(count);
-  if (fcntl(descriptor, F_OFD_GETLK, &range) != 0) return errno;
+  if (fcntl(descriptor, F_OFD_GETLK, &range) != 0) return system_error();
   locked = range.l_type != F_UNLCK;
   return 0;
 }

@@ -13,6 +13,7 @@
 
 #include "runtime/platform/command_pipe.h"
 #include "runtime/platform/stream.h"
+#include "runtime/platform/system_error.h"
 
 namespace marigold {
 namespace {
@@ -80,7 +81,7 @@ struct PipeEnds {
     for (const int end : ends)
       if (end >= 0) ::close(end);
   }
-  int open() { return pipe2(ends.data(), O_CLOEXEC) == 0 ? 0 : errno; }
+  int open() { return pipe2(ends.data(), O_CLOEXEC) == 0 ? 0 : system_error(); }
   [[nodiscard]] int reading() const { return ends[0]; }
   [[nodiscard]] int writing() const { return ends[1]; }
   int take_reading() { return std::exchange(ends[0], -1); }
@@ -183,7 +184,7 @@ int CommandPipe::write(std::string_view bytes) {
       bytes.remove_prefix(static_cast<std::size_t>(written));
       continue;
     }
-    if (!comes_later(errno)) return errno;
+    if (!comes_later(errno)) return system_error();
     std::array<pollfd, 2> ends = {{{.fd = descriptor_, .events = POLLOUT, .revents = 0},
                                    {.fd = output_descriptor_, .events = POLLIN, .revents = 0}}};
     poll(ends.data(), ends.size(), -1);

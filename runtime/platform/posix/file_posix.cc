@@ -11,13 +11,14 @@
 #include <string_view>
 
 #include "runtime/platform/file.h"
+#include "runtime/platform/system_error.h"
 
 namespace marigold {
 namespace {
 
 int sync_and_close(int descriptor) {
-  const int failed = fsync(descriptor) != 0 ? errno : 0;
-  if (close(descriptor) != 0 && failed == 0) return errno;
+  const int failed = fsync(descriptor) != 0 ? system_error() : 0;
+  if (close(descriptor) != 0 && failed == 0) return system_error();
   return failed;
 }
 
@@ -30,7 +31,7 @@ int read_to_end(int descriptor, std::string& bytes, std::size_t most) {
   while (taken != 0) {
     bytes.resize(std::max(bytes.size(), length + kReadStep));
     taken = read(descriptor, bytes.data() + length, bytes.size() - length);
-    if (taken < 0 && errno != EINTR) return errno;
+    if (taken < 0 && errno != EINTR) return system_error();
     if (taken > 0) length += static_cast<std::size_t>(taken);
     if (length > most) return EFBIG;
   }
@@ -40,7 +41,7 @@ int read_to_end(int descriptor, std::string& bytes, std::size_t most) {
 
 int read_regular(int descriptor, std::string& bytes, std::size_t most) {
   struct stat status {};
-  if (fstat(descriptor, &status) != 0) return errno;
+  if (fstat(descriptor, &status) != 0) return system_error();
   if (S_ISDIR(status.st_mode)) return EISDIR;
   if (!S_ISREG(status.st_mode)) return EINVAL;
   const auto size = static_cast<std::size_t>(status.st_size);
@@ -64,7 +65,7 @@ std::int64_t file_size(const char* path) {
 int file_read(const char* path, std::string& bytes, std::size_t most) {
   // O_NONBLOCK: see file_size.
   const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor < 0) return errno;
+  if (descriptor < 0) return system_error();
   int failed = ENOMEM;
   try {
     failed = read_regular(descriptor, bytes, most);
@@ -77,7 +78,7 @@ int file_read(const char* path, std::string& bytes, std::size_t most) {
 
 int file_sync(const char* path) {
   const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  return descriptor < 0 ? errno : sync_and_close(descriptor);
+  return descriptor < 0 ? system_error() : sync_and_close(descriptor);
 }
 
 int file_sync_directory(const char* path) {
@@ -86,7 +87,7 @@ int file_sync_directory(const char* path) {
   std::string directory = ".";
   if (slash != std::string_view::npos) directory = name.substr(0, slash == 0 ? 1 : slash);
   const int descriptor = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  return descriptor < 0 ? errno : sync_and_close(descriptor);
+  return descriptor < 0 ? system_error() : sync_and_close(descriptor);
 }
 
 bool file_exists(const char* path) {

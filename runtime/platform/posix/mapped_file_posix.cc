@@ -14,6 +14,7 @@
 #include "runtime/platform/posix/byte_locks_posix.h"
 #include "runtime/platform/posix/new_file_posix.h"
 #include "runtime/platform/posix/regular_file_posix.h"
+#include "runtime/platform/system_error.h"
 
 namespace marigold {
 
@@ -26,7 +27,7 @@ namespace {
 constexpr std::uint64_t kSmallestMapping = 1 << 20;
 
 int injected_fault(FileCall call) {
-  return file_fault_hook == nullptr ? 0 : file_fault_hook(call);
+  return file_fault_hook == nullptr ? 0 : system_result(file_fault_hook(call));
 }
 
 // Space that has been written stands in large pieces of the system's memory, space first touched
@@ -37,7 +38,7 @@ int write_zeros(int descriptor, std::uint64_t from, std::uint64_t to) {
     const std::uint64_t piece = std::min<std::uint64_t>(kZeros.size(), to - from);
     const ssize_t written = pwrite(descriptor, kZeros.data(), piece, static_cast<off_t>(from));
     if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return written < 0 ? errno : ENOSPC;
+    if (written <= 0) return written < 0 ? system_error() : ENOSPC;
     from += static_cast<std::uint64_t>(written);
   }
   return 0;
@@ -86,7 +87,7 @@ int MappedFile::size(std::uint64_t& bytes) const {
 
 int MappedFile::identity(FileIdentity& identity) const {
   struct stat status {};
-  if (fstat(descriptor_, &status) != 0) return errno;
+  if (fstat(descriptor_, &status) != 0) return system_error();
   identity = {.device = static_cast<std::uint64_t>(status.st_dev),
               .number = static_cast<std::uint64_t>(status.st_ino)};
   return 0;
@@ -103,17 +104,18 @@ int MappedFile::reserve(std::uint64_t bytes) {
   if (bytes <= present) return 0;
   rlimit limit{};
   if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && bytes > limit.rlim_cur) return EFBIG;
-  int failed = posix_fallocate(descriptor_, static_cast<off_t>(present),
-                               static_cast<off_t>(bytes - present));
+  int failed = system_result(posix_fallocate(descriptor_, static_cast<off_t>(present),
+                                             static_cast<off_t>(bytes - present)));
   if (failed == 0) failed = write_zeros(descriptor_, present, bytes);
   // A part of the space may have been added; a file that is longer than it says would be taken for
   // damaged.
-  if (failed != 0 && ftruncate(descriptor_, static_cast<off_t>(present)) != 0) return errno;
+  if (failed != 0 && ftruncate(descriptor_, static_cast<off_t>(present)) != 0)
+    return system_error();
   return failed;
 }
 
 int MappedFile::truncate(std::uint64_t bytes) {
-  return ftruncate(descriptor_, static_cast<off_t>(bytes)) == 0 ? 0 : errno;
+  return ftruncate(descriptor_, static_cast<off_t>(bytes)) == 0 ? 0 : system_error();
 }
 
 int MappedFile::map(std::uint64_t bytes) {
@@ -124,7 +126,7 @@ int MappedFile::map(std::uint64_t bytes) {
   // Private pages stand in the way of moving the view, and are not worth it.
   const bool moves = hit_ != kFilledIn;
   void* memory = map_again(descriptor_, protection, memory_, mapped_, bytes, moves);
-  if (memory == MAP_FAILED) return errno;
+  if (memory == MAP_FAILED) return system_error();
   if (memory_ == nullptr) bus_errors_watch();
   if (hit_ == kFilledIn) hit_ = kStopped;
   memory_ = static_cast<std::byte*>(memory);
@@ -137,7 +139,8 @@ int MappedFile::view_again() {
     if (const int fault = injected_fault(FileCall::kMap)) return fault;
     const int protection = writable_ ? PROT_READ | PROT_WRITE : PROT_READ;
     const int flags = MAP_SHARED | MAP_FIXED;
-    if (mmap(memory_, mapped_, protection, flags, descriptor_, 0) == MAP_FAILED) return errno;
+    if (mmap(memory_, mapped_, protection, flags, descriptor_, 0) == MAP_FAILED)
+      return system_error();
   }
   hit_ = kNotHit;
   return hit_reason_;
@@ -158,7 +161,7 @@ void MappedFile::forget(std::uint64_t offset, std::uint64_t bytes) const {
 int MappedFile::sync() {
   if (const int fault = injected_fault(FileCall::kSync)) return fault;
   if (was_hit()) return hit_reason_ == ENODATA ? EIO : hit_reason_;
-  if (fdatasync(descriptor_) != 0) return errno;
+  if (fdatasync(descriptor_) != 0) return system_error();
   std::uint64_t bytes = 0;
   if (file_synced_hook != nullptr && size(bytes) == 0) file_synced_hook(*this, 0, bytes);
   return 0;
@@ -168,7 +171,7 @@ int MappedFile::sync_part(std::uint64_t offset, std::uint64_t bytes) {
   if (const int fault = injected_fault(FileCall::kSync)) return fault;
   if (was_hit()) return hit_reason_ == ENODATA ? EIO : hit_reason_;
   const std::uint64_t before = offset % static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
-  if (msync(memory_ + offset - before, bytes + before, MS_SYNC) != 0) return errno;
+  if (msync(memory_ + offset - before, bytes + before, MS_SYNC) != 0) return system_error();
   if (file_synced_hook != nullptr) file_synced_hook(*this, offset, bytes);
   return 0;
 }

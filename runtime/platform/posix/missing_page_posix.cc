@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "runtime/platform/opened_file.h"
+#include "runtime/platform/system_error.h"
 
 namespace marigold {
 namespace {
@@ -38,7 +39,7 @@ bool OpenedFile::meet(std::uint64_t offset) {
   const auto page_size = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
   const std::uint64_t page = offset / page_size * page_size;
   const ssize_t got = pread(descriptor_, &byte, 1, static_cast<off_t>(page));
-  const int reason = got < 0 ? errno : got == 0 ? ENODATA : ENOSPC;
+  const int reason = got < 0 ? system_error() : got == 0 ? ENODATA : ENOSPC;
   if (hit_ == kNotHit || reason == ENODATA) hit_reason_ = reason;
   if (way_out == nullptr) return fill_in(page);
   if (hit_ == kNotHit) hit_ = kStopped;
@@ -62,7 +63,7 @@ bool OpenedFile::fill_in(std::uint64_t offset) {
   if (mmap(at, end - offset, PROT_READ | PROT_WRITE, flags, -1, 0) == MAP_FAILED) return false;
   // What cannot be read stays zeros.
   if (offset < size && pread(descriptor_, at, page_size, static_cast<off_t>(offset)) < 0)
-    hit_reason_ = errno;
+    hit_reason_ = system_error();
   if (!writable_) mprotect(at, end - offset, PROT_READ);
   hit_ = kFilledIn;
   return true;

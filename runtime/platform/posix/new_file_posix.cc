@@ -17,6 +17,7 @@
 #include "runtime/platform/posix/byte_locks_posix.h"
 #include "runtime/platform/posix/regular_file_posix.h"
 #include "runtime/platform/posix/size_limit_posix.h"
+#include "runtime/platform/system_error.h"
 
 namespace marigold {
 namespace {
@@ -44,25 +45,26 @@ bool has_no_list(int error) {
 int copy_access_list(int from, int to) {
   std::array<char, 65536> list{};  // the greatest that the system keeps
   const ssize_t length = fgetxattr(from, kAccessList, list.data(), list.size());
-  if (length < 0 && !has_no_list(errno)) return errno;
+  if (length < 0 && !has_no_list(errno)) return system_error();
   if (length >= 0)
     return fsetxattr(to, kAccessList, list.data(), static_cast<std::size_t>(length), 0) == 0
                ? 0
-               : errno;
+               : system_error();
   // A directory may have given the new file one of its own.
-  return fremovexattr(to, kAccessList) == 0 || has_no_list(errno) ? 0 : errno;
+  return fremovexattr(to, kAccessList) == 0 || has_no_list(errno) ? 0 : system_error();
 }
 
 int give_owner(int descriptor, const struct stat& wanted, struct stat& present) {
-  if (fstat(descriptor, &present) != 0) return errno;
+  if (fstat(descriptor, &present) != 0) return system_error();
   if (present.st_uid == wanted.st_uid && present.st_gid == wanted.st_gid) return 0;
   // Only some may give files away; for the others the file stays theirs.
-  if (fchown(descriptor, wanted.st_uid, wanted.st_gid) != 0 && errno != EPERM) return errno;
-  if (fstat(descriptor, &present) != 0) return errno;
+  if (fchown(descriptor, wanted.st_uid, wanted.st_gid) != 0 && errno != EPERM)
+    return system_error();
+  if (fstat(descriptor, &present) != 0) return system_error();
   if (present.st_gid != wanted.st_gid &&
       fchown(descriptor, static_cast<uid_t>(-1), wanted.st_gid) != 0 && errno != EPERM)
-    return errno;
-  return fstat(descriptor, &present) == 0 ? 0 : errno;
+    return system_error();
+  return fstat(descriptor, &present) == 0 ? 0 : system_error();
 }
 
 int copy_access(int from, bool readable, const struct stat& wanted, int to) {
@@ -75,7 +77,7 @@ int copy_access(int from, bool readable, const struct stat& wanted, int to) {
   if (readable && same_group) {
     if (const int failed = copy_access_list(from, to)) return failed;
   }
-  return fchmod(to, mode) == 0 ? 0 : errno;
+  return fchmod(to, mode) == 0 ? 0 : system_error();
 }
 
 // A regular file that has no other name and was not reached by a link.
@@ -83,9 +85,9 @@ int open_to_append(const char* path, int more, int& descriptor) {
   survive_size_limit();
   const int opened =
       open(path, O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | more, kNewFileMode);
-  if (opened < 0) return errno;
+  if (opened < 0) return system_error();
   struct stat status {};
-  int failed = fstat(opened, &status) != 0 ? errno : 0;
+  int failed = fstat(opened, &status) != 0 ? system_error() : 0;
   if (failed == 0 && !S_ISREG(status.st_mode)) failed = EINVAL;
   if (failed == 0 && status.st_nlink > 1) failed = EMLINK;
   if (failed != 0) {
@@ -109,7 +111,7 @@ int write_all(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = write(descriptor, bytes.data(), bytes.size());
     if (written >= 0) bytes.remove_prefix(static_cast<std::size_t>(written));
-    if (written < 0 && errno != EINTR) return errno;
+    if (written < 0 && errno != EINTR) return system_error();
   }
   return 0;
 }
@@ -158,7 +160,7 @@ int make_exclusively(const char* path, NewFileAccess access, int& descriptor) {
   survive_size_limit();
   const mode_t mode = access == NewFileAccess::kOwnerOnly ? kOwnerMode : kNewFileMode;
   const int made = open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
-  if (made < 0) return errno;
+  if (made < 0) return system_error();
   descriptor = made;
   return 0;
 }
@@ -166,12 +168,12 @@ int make_exclusively(const char* path, NewFileAccess access, int& descriptor) {
 int take_access_of(int descriptor, const char* like) {
   bool readable = false;
   const int from = open_to_look(like, readable);
-  if (from < 0 && errno != ENOENT && errno != ELOOP && errno != ENXIO) return errno;
+  if (from < 0 && errno != ENOENT && errno != ELOOP && errno != ENXIO) return system_error();
   struct stat wanted {};
   const bool found = from >= 0 && fstat(from, &wanted) == 0 && S_ISREG(wanted.st_mode);
   const int failed = found ? copy_access(from, readable, wanted, descriptor)
                      : fchmod(descriptor, kNewFileMode & ~process_mask()) == 0 ? 0
-                                                                               : errno;
+                                                                               : system_error();
   if (from >= 0) close(from);
   return failed;
 }
@@ -193,7 +195,7 @@ int FileWriter::make_again(const char* path) {
   if (not_removed != EACCES && not_removed != EPERM && not_removed != EROFS) return not_removed;
   if (const int failed = open_to_append(path, 0, descriptor_)) return failed;
   if (ftruncate(descriptor_, 0) == 0) return 0;
-  const int failed = errno;
+  const int failed = system_error();
   close();
   return failed;
 }
@@ -201,10 +203,10 @@ int FileWriter::make_again(const char* path) {
 int FileWriter::open_device(const char* path) {
   close();
   struct stat status {};
-  if (stat(path, &status) != 0) return errno;
+  if (stat(path, &status) != 0) return system_error();
   if (S_ISREG(status.st_mode)) return ENXIO;
   descriptor_ = open(path, O_WRONLY | O_CLOEXEC | O_NOCTTY);
-  if (descriptor_ < 0) return errno;
+  if (descriptor_ < 0) return system_error();
   // Another file may have the name by now.
   if (fstat(descriptor_, &status) == 0 && !S_ISREG(status.st_mode)) return 0;
   close();
@@ -220,14 +222,14 @@ int FileWriter::take_access(const char* like) {
 }
 
 int FileWriter::sync() {
-  return fsync(descriptor_) == 0 ? 0 : errno;
+  return fsync(descriptor_) == 0 ? 0 : system_error();
 }
 
 int FileWriter::close() {
   if (descriptor_ < 0) return 0;
   const int closed = ::close(descriptor_);
   descriptor_ = -1;
-  return closed == 0 ? 0 : errno;
+  return closed == 0 ? 0 : system_error();
 }
 
 int FileWriter::share() const {
@@ -240,7 +242,7 @@ int file_append(const char* path, std::string_view bytes) {
   int descriptor = -1;
   if (const int failed = open_to_append(path, O_CREAT, descriptor)) return failed;
   const int failed = write_all(descriptor, bytes);
-  return close(descriptor) == 0 || failed != 0 ? failed : errno;
+  return close(descriptor) == 0 || failed != 0 ? failed : system_error();
 }
 
 int file_make(const char* path, std::string_view bytes) {
@@ -267,12 +269,12 @@ int file_put(const char* path, std::string_view bytes, const char* like) {
 }
 
 int file_replace(const char* from, const char* to) {
-  if (std::rename(from, to) != 0) return errno;
+  if (std::rename(from, to) != 0) return system_error();
   return file_sync_directory(to);  // a name is on the disk when its directory is
 }
 
 int file_link(const char* from, const char* to) {
-  if (link(from, to) != 0) return errno;
+  if (link(from, to) != 0) return system_error();
   return file_sync_directory(to);
 }
 
@@ -285,7 +287,7 @@ int file_remove_directory(const char* path) {
 }
 
 int file_make_own_directory(const char* path) {
-  return mkdir(path, S_IRWXU) == 0 ? 0 : errno;
+  return mkdir(path, S_IRWXU) == 0 ? 0 : system_error();
 }
 
 int file_remove_tree(const char* path) {

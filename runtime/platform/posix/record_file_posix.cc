@@ -8,6 +8,7 @@
 #include "runtime/platform/posix/new_file_posix.h"
 #include "runtime/platform/posix/regular_file_posix.h"
 #include "runtime/platform/record_file.h"
+#include "runtime/platform/system_error.h"
 
 namespace marigold {
 int RecordFile::open(const char* path, bool writable) {
@@ -21,7 +22,9 @@ int RecordFile::open_own(const char* path, bool writable) {
   int descriptor = -1;
   if (const int failed = open_regular(path, writable, descriptor, O_NOFOLLOW)) return failed;
   struct stat status {};
-  const int failed = fstat(descriptor, &status) != 0 ? errno : status.st_nlink > 1 ? EMLINK : 0;
+  const int failed = fstat(descriptor, &status) != 0 ? system_error()
+                     : status.st_nlink > 1           ? EMLINK
+                                                     : 0;
   if (failed != 0) {
     ::close(descriptor);
     return failed;
@@ -42,7 +45,7 @@ int RecordFile::take_access(const char* like) {
 }
 
 int RecordFile::cut() {
-  return ftruncate(descriptor_, 0) != 0 ? errno : 0;
+  return ftruncate(descriptor_, 0) != 0 ? system_error() : 0;
 }
 
 int RecordFile::size(std::uint64_t& bytes) const {
@@ -54,7 +57,7 @@ bool RecordFile::is_still_at(const char* path) const {
 }
 
 int RecordFile::sync() {
-  return fdatasync(descriptor_) == 0 ? 0 : errno;
+  return fdatasync(descriptor_) == 0 ? 0 : system_error();
 }
 
 int RecordFile::read(std::uint64_t offset, std::span<char> bytes, std::size_t& count) const {
@@ -63,7 +66,7 @@ int RecordFile::read(std::uint64_t offset, std::span<char> bytes, std::size_t& c
     const ssize_t got = pread(descriptor_, bytes.data() + count, bytes.size() - count,
                               static_cast<off_t>(offset + count));
     if (got == 0) break;
-    if (got < 0 && errno != EINTR) return errno;
+    if (got < 0 && errno != EINTR) return system_error();
     if (got > 0) count += static_cast<std::size_t>(got);
   }
   return 0;
@@ -73,7 +76,7 @@ int RecordFile::write(std::uint64_t offset, std::span<const char> bytes) {
   while (!bytes.empty()) {
     const ssize_t written =
         pwrite(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
-    if (written < 0 && errno != EINTR) return errno;
+    if (written < 0 && errno != EINTR) return system_error();
     if (written <= 0) continue;
     offset += static_cast<std::uint64_t>(written);
     bytes = bytes.subspan(static_cast<std::size_t>(written));

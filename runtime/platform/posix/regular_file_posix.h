@@ -13,6 +13,7 @@
 #include <span>
 
 #include "runtime/platform/posix/size_limit_posix.h"
+#include "runtime/platform/system_error.h"
 
 namespace marigold {
 
@@ -21,9 +22,9 @@ namespace marigold {
 inline int open_regular(const char* path, bool writable, int& descriptor, int more = 0) {
   if (writable) survive_size_limit();
   const int opened = ::open(path, (writable ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_CLOEXEC | more);
-  if (opened < 0) return errno;
+  if (opened < 0) return system_error();
   struct stat status {};
-  int failed = fstat(opened, &status) != 0 ? errno : 0;
+  int failed = fstat(opened, &status) != 0 ? system_error() : 0;
   if (failed == 0 && !S_ISREG(status.st_mode)) failed = EINVAL;
   if (failed != 0) {
     ::close(opened);
@@ -35,7 +36,7 @@ inline int open_regular(const char* path, bool writable, int& descriptor, int mo
 
 inline int size_of_open(int descriptor, std::uint64_t& bytes) {
   struct stat status {};
-  if (fstat(descriptor, &status) != 0) return errno;
+  if (fstat(descriptor, &status) != 0) return system_error();
   bytes = static_cast<std::uint64_t>(status.st_size);
   return 0;
 }
@@ -45,7 +46,7 @@ inline int read_exactly(int descriptor, std::uint64_t offset, std::span<std::byt
   while (!bytes.empty()) {
     const ssize_t got = pread(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));
     if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return got < 0 ? errno : EIO;
+    if (got <= 0) return got < 0 ? system_error() : EIO;
     offset += static_cast<std::uint64_t>(got);
     bytes = bytes.subspan(static_cast<std::size_t>(got));
   }

@@ -23,7 +23,7 @@ int make_nameless(const std::string& path, int& descriptor) {
   const std::size_t slash = path.rfind('/');
   const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
   descriptor = open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  return descriptor < 0 ? errno : 0;
+  return descriptor < 0 ? system_error() : 0;
 #else
   static_cast<void>(path);
   static_cast<void>(descriptor);
@@ -92,7 +92,7 @@ int SpillFile::write(std::uint64_t offset, std::span<const std::byte> bytes) {
     const ssize_t written =
         pwrite(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
     if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return written < 0 ? errno : ENOSPC;
+    if (written <= 0) return written < 0 ? system_error() : ENOSPC;
     offset += static_cast<std::uint64_t>(written);
     bytes = bytes.subspan(static_cast<std::size_t>(written));
   }

@@ -6,6 +6,7 @@
 #include <csignal>
 
 #include "runtime/platform/stream.h"
+#include "runtime/platform/system_error.h"
 
 namespace marigold {
 namespace {
@@ -40,7 +41,7 @@ int stream_write(Stream stream, std::string_view bytes) {
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
       wait_until_writable(descriptor);
     } else if (errno != EINTR) {
-      return errno;
+      return system_error();
     }
   }
   return 0;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include "runtime/platform/system_error.h"
 #include "runtime/platform/zeroed_memory.h"
 
 namespace marigold {
@@ -41,7 +42,7 @@ int ZeroedMemory::take(std::size_t bytes) {
   mapped_bytes_ = large ? bytes + kLargePage : bytes;
   void* memory =
       mmap(nullptr, mapped_bytes_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (memory == MAP_FAILED) return errno;
+  if (memory == MAP_FAILED) return system_error();
   mapped_ = memory;
   std::size_t room = mapped_bytes_;
   if (large) std::align(kLargePage, bytes, memory, room);

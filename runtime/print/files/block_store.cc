@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "runtime/platform/file.h"
+#include "runtime/platform/system_error.h"
 
 namespace marigold {
 namespace {
@@ -55,7 +56,7 @@ const char* fault_of(std::string_view store) {
 
 bool block_store_read(const char* path, std::string& store, std::string& reason) {
   if (const int failed = file_read(path, store, kLargestBlockStore)) {
-    reason = std::strerror(failed);
+    reason = system_error_text(failed);
     return false;
   }
   const char* fault = fault_of(store);

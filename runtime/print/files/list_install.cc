@@ -1,7 +1,6 @@
 #include "runtime/print/files/list_install.h"
 
 #include <cerrno>
-#include <system_error>
 #include <utility>
 
 #include "runtime/data/access/version.h"
@@ -9,6 +8,7 @@
 #include "runtime/platform/file.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/stop_signals.h"
+#include "runtime/platform/system_error.h"
 
 namespace marigold {
 
@@ -24,7 +24,7 @@ int step(const char* name) {
 }
 
 bool fail(std::string& problem, const std::string& path, int number) {
-  problem = path + ": " + std::generic_category().message(number);
+  problem = path + ": " + system_error_text(number);
   return false;
 }
 

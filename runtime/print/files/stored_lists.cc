@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <functional>
 #include <string_view>
-#include <system_error>
 #include <unordered_map>
 #include <utility>
 
@@ -12,6 +11,7 @@
 #include "runtime/isam/isam.h"
 #include "runtime/platform/file.h"
 #include "runtime/platform/new_file.h"
+#include "runtime/platform/system_error.h"
 #include "runtime/print/files/block_code.h"
 #include "runtime/print/files/block_store.h"
 
@@ -29,8 +29,7 @@ bool fail(std::string& problem, const std::string& path, int number) {
   if (number == kIsBadFile) return fail(problem, path, "is damaged, or no keyed file");
   if (number == kIsDuplicate) return fail(problem, path, "two records have one name");
   const std::string name = iserror_name(number);
-  return fail(problem, path,
-              name.empty() ? std::generic_category().message(number) : "unexpected error " + name);
+  return fail(problem, path, name.empty() ? system_error_text(number) : "unexpected error " + name);
 }
 
 // A keyed file, closed at the end of the object's life. The engine is used without the access layer

@@ -11,6 +11,7 @@
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/file.h"
+#include "runtime/platform/system_error.h"
 
 namespace marigold {
 namespace {
@@ -168,7 +169,7 @@ void print_defaults_load() {
   PrintDefaults defaults;
   std::vector<PrintDefaultsError> errors;
   if (const int failed = print_defaults_read(path, defaults, errors)) {
-    warn(": " + std::generic_category().message(failed));
+    warn(": " + system_error_text(failed));
     raise_fatal(kErrorPrintDefaults);
   }
   print_defaults_set(defaults);

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <span>
 #include <string>
-#include <system_error>
 #include <utility>
 
 #include "runtime/core/user_interface.h"
@@ -15,6 +14,7 @@
 #include "runtime/platform/passing_files.h"
 #include "runtime/platform/record_file.h"
 #include "runtime/platform/stop_signals.h"
+#include "runtime/platform/system_error.h"
 #include "runtime/print/output/display_record.h"
 
 namespace marigold {
@@ -149,7 +149,7 @@ int remove_directory() {
 
 int refuse(const std::string& path, int failed) {
   screen_output_remove();
-  const std::string text = path + ": " + std::generic_category().message(failed);
+  const std::string text = path + ": " + system_error_text(failed);
   user_interface().message(text.c_str(), "");
   return failed;
 }

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "runtime/core/user_interface.h"
+#include "runtime/platform/system_error.h"
 #include "runtime/print/output/screen_output.h"
 #include "runtime/print/viewer/viewer_file.h"
 #include "runtime/print/viewer/viewer_help.h"
@@ -52,7 +53,7 @@ constexpr std::size_t kLongestAnswer = 60;
 
 void tell_failed(int failed) {
   const std::string text =
-      screen_output_directory() + kDisplayFile + ": " + std::generic_category().message(failed);
+      screen_output_directory() + kDisplayFile + ": " + system_error_text(failed);
   user_interface().message(text.c_str(), "");
 }
 

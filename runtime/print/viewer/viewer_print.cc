@@ -4,11 +4,11 @@
 #include <cerrno>
 #include <cstdint>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/record_file.h"
+#include "runtime/platform/system_error.h"
 #include "runtime/print/output/display_record.h"
 #include "runtime/print/output/screen_output.h"
 
@@ -20,7 +20,7 @@ constexpr std::size_t kReadPieces = 512;
 
 void tell_failed(int failed) {
   const std::string text =
-      screen_output_directory() + kPrinterFile + ": " + std::generic_category().message(failed);
+      screen_output_directory() + kPrinterFile + ": " + system_error_text(failed);
   user_interface().message(text.c_str(), "");
 }
 

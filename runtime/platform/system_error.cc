@@ -1,0 +1,11 @@
+#include "runtime/platform/system_error.h"
+
+#include <system_error>
+
+namespace marigold {
+
+std::string system_error_text(int result) {
+  return std::generic_category().message(system_number(result));
+}
+
+}  // namespace marigold
