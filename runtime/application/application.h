@@ -6,8 +6,8 @@ namespace marigold {
 // Starts everything, in this order: the standard streams, the report of system errors, the settings
 // from the environment, the system message catalogue, the terminal, the windows with the user
 // interface's functions and the keys that they serve, and the program status file under the
-// program's name. Afterwards the program loads its definition sets (data/definition/definition_set.h) and its
-// own texts (texte/textdb.h).
+// program's name. Afterwards the program loads its definition sets
+// (data/definition/definition_set.h) and its own texts (texte/textdb.h).
 //
 // Without a terminal it says so on standard error and ends the process with status 1.
 void runtime_start(const char* program);

@@ -53,10 +53,6 @@ void parse_number(std::string_view text, std::size_t& position, std::string_view
 
 }  // namespace
 
-bool directive_is_conversion(char letter) {
-  return is_one_of(kConversions, letter);
-}
-
 Directive directive_parse(std::string_view text) {
   Directive parsed;
   const char first = at(text, 1);

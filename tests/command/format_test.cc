@@ -5,6 +5,7 @@
 #include "tests/support/support.h"
 
 namespace marigold::test {
+namespace {
 
 struct Row {
   std::string format;
@@ -107,4 +108,5 @@ TEST(FormatTest, EscapesWriteControlBytes) {
 }
 // clang-format on
 
+}  // namespace
 }  // namespace marigold::test

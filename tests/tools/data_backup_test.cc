@@ -404,8 +404,8 @@ TEST_F(DataBackupTest, ARestoreIsWholeOrNotAtAll) {
     }
     waitpid(child, &status, 0);
     problems.clear();
-    for (const char* directory : {"b", "a"})
-      EXPECT_TRUE(recover_restore(directory, problems)) << problems.front();
+    for (const char* place : {"b", "a"})
+      EXPECT_TRUE(recover_restore(place, problems)) << problems.front();
     EXPECT_EQ(contents(), WEXITSTATUS(status) == kUndone ? before : after) << step;
   }
   start_swap();  // a journal of somebody who may write in "a" only

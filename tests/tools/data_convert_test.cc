@@ -7,6 +7,7 @@
 #include "tests/support/support.h"
 
 namespace marigold::test {
+namespace {
 
 std::string articles(const std::string& version, const std::string& fields) {
   return "BEGINFILE NAME ARTICLES VERSION " + version +
@@ -72,4 +73,5 @@ TEST(DataConvertTest, ShowsThePlanConvertsAndExits) {
         "ARTICLES: convert: file version newer than expected (version 3, defined is 2)\n", 1}});
 }
 
+}  // namespace
 }  // namespace marigold::test

@@ -11,6 +11,7 @@
 #include "tests/tools/data_support.h"
 
 namespace marigold::test {
+namespace {
 
 using DataInfoTest = DataToolTest;
 
@@ -170,4 +171,5 @@ TEST_F(DataInfoTest, TheSampleIsSoundAndComesOutAsItWentIn) {
   expect_runs(BOOK, {{"7 1", "", "There is no customer 7\n", 1}});
 }
 
+}  // namespace
 }  // namespace marigold::test

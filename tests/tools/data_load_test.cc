@@ -11,6 +11,7 @@
 #include "tests/tools/data_support.h"
 
 namespace marigold::test {
+namespace {
 
 using DataLoadTest = DataToolTest;
 
@@ -419,4 +420,5 @@ TEST_F(DataLoadTest, OthersWhoUseTheFileAreLeftInPeace) {
   expect({{"dump SLOTS", "SNR,T\n1,y\n"}});
 }
 
+}  // namespace
 }  // namespace marigold::test

@@ -3,6 +3,7 @@
 #include "tests/support/support.h"
 
 namespace marigold::test {
+namespace {
 
 // The notes of a source, a line each, with line and column only.
 std::string notes_of(const std::string& text, const KnownFields* fields = nullptr) {
@@ -28,10 +29,10 @@ std::string code_of(const std::string& lines, const std::string& head = "body B"
 // ---- What instructions are expected, written down one by one
 
 struct Expected {
-  BlockInstructions code = {};
+  BlockInstructions instructions = {};
 
   Expected& add(const Instruction& instruction) {
-    code.push_back(instruction);
+    instructions.push_back(instruction);
     return *this;
   }
   Expected& simple(BlockCode code) { return add({.code = code}); }
@@ -73,7 +74,7 @@ struct Expected {
   }
   [[nodiscard]] std::string bytes() const {
     std::string result;
-    encode_block(code, result);
+    encode_block(instructions, result);
     return result;
   }
 };
@@ -384,4 +385,5 @@ TEST(ListSourceTest, WhatIsShownIsTheSourceAgain) {
   }
 }
 
+}  // namespace
 }  // namespace marigold::test

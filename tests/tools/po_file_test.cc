@@ -3,6 +3,7 @@
 #include "tests/support/support.h"
 
 namespace marigold::test {
+namespace {
 
 struct PoFileTest : testing::Test {
   WorkDirectory directory;
@@ -120,4 +121,5 @@ TEST_F(PoFileTest, OldMultiByteCharsetsAreRead) {
   }
 }
 
+}  // namespace
 }  // namespace marigold::test

@@ -7,6 +7,7 @@
 #include "tools/texts/text_id.h"
 
 namespace marigold::test {
+namespace {
 
 using Entries = std::vector<PoEntry>;
 
@@ -165,4 +166,5 @@ TEST(TextRulesTest, TextsOfTheReferenceAreNoTranslations) {
     EXPECT_EQ(finding(text, {"A", text}), "") << text;  // no words
 }
 
+}  // namespace
 }  // namespace marigold::test

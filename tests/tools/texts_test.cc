@@ -9,6 +9,7 @@
 #include "tools/texts/text_database.h"
 
 namespace marigold::test {
+namespace {
 
 const std::string kBoth = "textdb.dir\ntextdb.pag\n";
 const std::string kHeader = "msgid \"\"\nmsgstr \"Content-Type: text/plain; charset=UTF-8\\n\"\n\n";
@@ -283,4 +284,5 @@ TEST_F(TextsTest, ControlCharactersAreVisibleOnATerminal) {
             std::string::npos);
 }
 
+}  // namespace
 }  // namespace marigold::test

@@ -9,7 +9,8 @@
 // Locks are bytes far behind the data: one for the whole file, one for each record, one for
 // appending. docs/formats/random-file.md says where.
 //
-// The SNR in the buffer of the handle says which record is meant. Results as there; what the system refuses ends the process with 1000 + its error number.
+// The SNR in the buffer of the handle says which record is meant. Results are those of keyed files;
+// what the system refuses ends the process with 1000 + its error number.
 #pragma once
 
 #include <cstdint>
