@@ -1,4 +1,4 @@
-// How a change is made by one process at a time, and whole.
+#include "runtime/isam/change.h"
 
 #include <algorithm>
 #include <atomic>
@@ -10,6 +10,7 @@
 #include "runtime/isam/hit.h"
 #include "runtime/isam/reason.h"
 #include "runtime/isam/rebuild.h"
+#include "runtime/isam/space.h"
 
 namespace marigold::isam {
 
@@ -290,36 +291,6 @@ int read_begin(File& file, std::uint64_t& changes) {
 bool read_was_whole(const File& file, std::uint64_t changes) {
   std::atomic_thread_fence(std::memory_order_acquire);
   return changes_of(file).load(std::memory_order_relaxed) == changes;
-}
-
-// ---- Pages
-
-PageNumber page_take(File& file) {
-  Contents& contents = file.contents();
-  const auto free = static_cast<PageNumber>(contents.free_page);
-  if (free == 0) return static_cast<PageNumber>(contents.page_count++);
-  if (!free_page_is_sound(file, free)) return 0;
-  save(file, Side::kIndex, file.page(free), sizeof(PageHeader));
-  contents.free_page = reinterpret_cast<const PageHeader*>(file.page(free))->next;
-  --contents.free_pages;
-  return free;
-}
-
-void page_give(File& file, PageNumber number) {
-  Contents& contents = file.contents();
-  auto& header = *reinterpret_cast<PageHeader*>(file.page(number));
-  // Whole: the same change may take the page again, and write over it.
-  save(file, Side::kIndex, file.page(number), sizeof header + node_space(header));
-  header = PageHeader{.check = 0,
-                      .kind = kFreePage,
-                      .tree = 0,
-                      .count = 0,
-                      .previous = 0,
-                      .next = static_cast<PageNumber>(contents.free_page),
-                      .prefix = 0,
-                      .kept = 0};
-  contents.free_page = number;
-  ++contents.free_pages;
 }
 
 }  // namespace marigold::isam

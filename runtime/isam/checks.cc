@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "runtime/isam/checksum.h"
+
 namespace marigold::isam {
 
 std::uint32_t data_header_check(const DataHeader& header) {

@@ -1,4 +1,4 @@
-// The checks of headers and pages; those of slots stand in file.h.
+// The checks of headers and pages; those of slots stand in slots.h.
 #pragma once
 
 #include "runtime/isam/file.h"
@@ -10,5 +10,9 @@ std::uint32_t data_header_check(const DataHeader& header);
 std::uint32_t header_check(const IndexHeader& header);
 // Of the header and the entries; never 0, which says that a page has been changed.
 std::uint32_t page_check(const std::byte* page);
+
+// Whether the check of a page is right or void. Looked at the first time that this process sees the
+// page.
+bool page_check_is_right(File& file, PageNumber number);
 
 }  // namespace marigold::isam

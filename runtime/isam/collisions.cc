@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "runtime/isam/record.h"
+#include "runtime/isam/space.h"
 #include "runtime/isam/tree.h"
 
 namespace marigold::isam {

@@ -13,8 +13,10 @@
 
 #include <cerrno>
 
+#include "runtime/isam/change.h"
 #include "runtime/isam/fresh_pair.h"
 #include "runtime/isam/hit.h"
+#include "runtime/isam/slots.h"
 #include "runtime/platform/stop_signals.h"
 
 namespace marigold::isam {

@@ -9,6 +9,7 @@
 #include <new>
 #include <random>
 
+#include "runtime/isam/change.h"
 #include "runtime/isam/checks.h"
 #include "runtime/isam/hit.h"
 #include "runtime/isam/pairing.h"

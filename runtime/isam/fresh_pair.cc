@@ -6,8 +6,10 @@
 #include <random>
 #include <system_error>
 
+#include "runtime/isam/change_step.h"
 #include "runtime/isam/hit.h"
 #include "runtime/isam/rebuild.h"
+#include "runtime/isam/slots.h"
 #include "runtime/isam/space.h"
 #include "runtime/platform/file.h"
 #include "runtime/platform/new_file.h"

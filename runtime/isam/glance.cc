@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "runtime/isam/change.h"
 #include "runtime/isam/data_headers.h"
 
 namespace marigold::isam {

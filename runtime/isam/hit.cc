@@ -4,6 +4,8 @@
 #include <atomic>
 #include <cerrno>
 
+#include "runtime/isam/change.h"
+
 namespace marigold::isam {
 
 int after_hit(File& file) {

@@ -12,7 +12,7 @@
 
 #include <utility>
 
-#include "runtime/isam/file.h"
+#include "runtime/isam/change.h"
 #include "runtime/platform/missing_page.h"
 
 namespace marigold::isam {

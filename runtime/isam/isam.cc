@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "runtime/isam/change.h"
 #include "runtime/isam/compact.h"
 #include "runtime/isam/fatal.h"
 #include "runtime/isam/glance.h"
@@ -22,6 +23,7 @@
 #include "runtime/isam/recover.h"
 #include "runtime/isam/repair.h"
 #include "runtime/isam/snapshot.h"
+#include "runtime/isam/space.h"
 #include "runtime/isam/walk.h"
 #include "runtime/isam/write.h"
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "runtime/isam/checks.h"
 #include "runtime/isam/file.h"
 
 namespace marigold::isam {
@@ -55,6 +56,30 @@ inline bool begin_alike(const Probe& a, const Probe& b, std::size_t length) {
 
 // ---- Nodes
 
+// Whether a page may be followed: it is a node of this tree and level, its entries lie inside it,
+// and its check is right or void. That is said of the copy of its header: a writer may be changing
+// the page.
+inline bool page_is_sound(File& file, PageNumber number, std::uint8_t kind, std::size_t tree,
+                          PageHeader& header) {
+  if (number == 0 || number >= file.verified.size()) return false;
+  std::memcpy(&header, file.page(number), sizeof header);
+  if (header.kind != kind || header.tree != tree || node_space(header) > kNodeSpace) return false;
+  const std::uint32_t whole = file.trees[tree].compare_length;
+  if (kind == kInner && (header.prefix != 0 || header.kept > whole)) return false;
+  if (kind == kLeaf && header.prefix + header.kept != whole) return false;
+  if (header.kept == 0) return false;
+  return file.verified[number] != 0 || page_check_is_right(file, number);
+}
+inline bool page_is_sound(File& file, PageNumber number, std::uint8_t kind, std::size_t tree) {
+  PageHeader header;
+  return page_is_sound(file, number, kind, tree, header);
+}
+
+inline bool free_page_is_sound(File& file, PageNumber number) {
+  if (number == 0 || number >= file.verified.size()) return false;
+  const auto* header = reinterpret_cast<const PageHeader*>(file.page(number));
+  return header->kind == kFreePage && page_check_is_right(file, number);
+}
 // A node as a reader sees it: with a copy of its header, so that what has been checked stays so
 // while a writer changes the page.
 struct Node {

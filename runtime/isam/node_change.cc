@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "runtime/isam/change.h"
+
 namespace marigold::isam {
 namespace {
 
@@ -227,6 +229,36 @@ void append(File& file, PageNumber to, const std::byte* from, std::size_t first,
   for (; count > 0; --count, in += entry_size(source), out += entry_size(target))
     source.kind == kInner ? copy_bound(out, target, in, source)
                           : copy_entry(out, target, in, source, prefix);
+}
+
+// ---- Pages
+
+PageNumber page_take(File& file) {
+  Contents& contents = file.contents();
+  const auto free = static_cast<PageNumber>(contents.free_page);
+  if (free == 0) return static_cast<PageNumber>(contents.page_count++);
+  if (!free_page_is_sound(file, free)) return 0;
+  save(file, Side::kIndex, file.page(free), sizeof(PageHeader));
+  contents.free_page = reinterpret_cast<const PageHeader*>(file.page(free))->next;
+  --contents.free_pages;
+  return free;
+}
+
+void page_give(File& file, PageNumber number) {
+  Contents& contents = file.contents();
+  auto& header = *reinterpret_cast<PageHeader*>(file.page(number));
+  // Whole: the same change may take the page again, and write over it.
+  save(file, Side::kIndex, file.page(number), sizeof header + node_space(header));
+  header = PageHeader{.check = 0,
+                      .kind = kFreePage,
+                      .tree = 0,
+                      .count = 0,
+                      .previous = 0,
+                      .next = static_cast<PageNumber>(contents.free_page),
+                      .prefix = 0,
+                      .kept = 0};
+  contents.free_page = number;
+  ++contents.free_pages;
 }
 
 void start_node(File& file, PageNumber page, std::uint8_t kind, std::size_t tree) {

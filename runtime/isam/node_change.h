@@ -75,6 +75,13 @@ void take_entry(File& file, Place place);
 // Copies so many entries of another node, from one on, behind those of a node, in its shape.
 void append(File& file, PageNumber to, const std::byte* from, std::size_t first, std::size_t count);
 
+// ---- Pages
+
+// Takes a page; 0 when the one that should be free is not: the file is damaged and the change must
+// be undone.
+PageNumber page_take(File& file);
+void page_give(File& file, PageNumber number);
+
 // Makes a page that was taken a node without entries.
 void start_node(File& file, PageNumber page, std::uint8_t kind, std::size_t tree);
 

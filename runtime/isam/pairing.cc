@@ -3,6 +3,7 @@
 #include <atomic>
 #include <random>
 
+#include "runtime/isam/change_step.h"
 #include "runtime/isam/checks.h"
 #include "runtime/isam/hit.h"
 

@@ -4,8 +4,10 @@
 #include <cerrno>
 #include <cstring>
 
+#include "runtime/isam/change.h"
 #include "runtime/isam/hit.h"
 #include "runtime/isam/record.h"
+#include "runtime/isam/slots.h"
 
 namespace marigold::isam {
 namespace {

@@ -6,12 +6,14 @@
 #include <utility>
 #include <vector>
 
+#include "runtime/isam/change_step.h"
 #include "runtime/isam/collisions.h"
 #include "runtime/isam/entry_sort.h"
 #include "runtime/isam/hit.h"
 #include "runtime/isam/pairing.h"
 #include "runtime/isam/record.h"
 #include "runtime/isam/slot_set.h"
+#include "runtime/isam/slots.h"
 #include "runtime/isam/space.h"
 #include "runtime/isam/tree_build.h"
 

@@ -25,7 +25,7 @@ struct RebuildOptions {
   // The slots behind the last record are no longer the file's; rebuild_indexes gives their space
   // back as well.
   bool give_back = false;
-  IsWatch watch = {};      // null: that of is_watch_rebuilds
+  IsWatch watch = {};  // null: that of is_watch_rebuilds
 };
 
 // What the slots were found to hold.

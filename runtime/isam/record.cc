@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "runtime/isam/slots.h"
+
 namespace marigold::isam {
 
 std::uint64_t record_sequence(const std::byte* slot) {

@@ -1,6 +1,7 @@
 // Records in their slots, and the entries that the trees hold for them.
 #pragma once
 
+#include "runtime/isam/checksum.h"
 #include "runtime/isam/tree.h"
 
 namespace marigold::isam {

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "runtime/isam/checksum.h"
 #include "runtime/isam/hit.h"
 #include "runtime/isam/record.h"
 

@@ -15,10 +15,13 @@
 #include <cstring>
 #include <optional>
 
+#include "runtime/isam/change.h"
 #include "runtime/isam/checks.h"
+#include "runtime/isam/checksum.h"
 #include "runtime/isam/data_headers.h"
 #include "runtime/isam/fresh_pair.h"
 #include "runtime/isam/repair.h"
+#include "runtime/isam/slots.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/record_file.h"
 #include "runtime/platform/stop_signals.h"

@@ -14,8 +14,10 @@
 #include <cerrno>
 #include <utility>
 
+#include "runtime/isam/change.h"
 #include "runtime/isam/hit.h"
 #include "runtime/isam/reason.h"
+#include "runtime/isam/space.h"
 
 namespace marigold::isam {
 namespace {

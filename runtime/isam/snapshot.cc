@@ -7,6 +7,7 @@
 #include <new>
 #include <utility>
 
+#include "runtime/isam/change.h"
 #include "runtime/isam/hit.h"
 #include "runtime/isam/reason.h"
 #include "runtime/isam/rebuild.h"

@@ -5,6 +5,9 @@
 #include <limits>
 #include <new>
 
+#include "runtime/isam/change.h"
+#include "runtime/isam/slots.h"
+
 namespace marigold::isam {
 namespace {
 

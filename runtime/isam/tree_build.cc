@@ -4,7 +4,9 @@
 #include <bit>
 #include <cstring>
 
+#include "runtime/isam/change_step.h"
 #include "runtime/isam/checks.h"
+#include "runtime/isam/space.h"
 
 namespace marigold::isam {
 namespace {

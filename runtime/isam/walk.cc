@@ -5,6 +5,7 @@
 #include <string>
 
 #include "runtime/isam/record.h"
+#include "runtime/isam/slots.h"
 #include "runtime/isam/tree.h"
 
 namespace marigold::isam {

@@ -6,11 +6,14 @@
 #include <string>
 #include <vector>
 
+#include "runtime/isam/change.h"
 #include "runtime/isam/hit.h"
 #include "runtime/isam/pairing.h"
 #include "runtime/isam/rebuild.h"
 #include "runtime/isam/record.h"
 #include "runtime/isam/record_lock.h"
+#include "runtime/isam/slots.h"
+#include "runtime/isam/space.h"
 #include "runtime/isam/tree.h"
 
 namespace marigold::isam {
