@@ -5,14 +5,14 @@
 
 namespace marigold::isam {
 
-std::uint32_t data_header_check(const DataHeader& header);
+std::uint32_t data_header_checksum(const DataHeader& header);
 // Of a clean file's header, without what changes while it is open.
-std::uint32_t header_check(const IndexHeader& header);
+std::uint32_t index_header_checksum(const IndexHeader& header);
 // Of the header and the entries; never 0, which says that a page has been changed.
-std::uint32_t page_check(const std::byte* page);
+std::uint32_t page_checksum(const std::byte* page);
 
 // Whether the check of a page is right or void. Looked at the first time that this process sees the
 // page.
-bool page_check_is_right(File& file, PageNumber number);
+bool page_checksum_fits(File& file, PageNumber number);
 
 }  // namespace marigold::isam

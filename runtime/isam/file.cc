@@ -80,7 +80,7 @@ int read_index_header(File& file) {
 // of ours can have.
 int look_at_data_header(const DataHeader& header) {
   if (header.magic != kDataMagic || header.version != kDataVersion) return kIsBadFile;
-  if (header.check != data_header_check(header)) return kIsBadFile;
+  if (header.checksum != data_header_checksum(header)) return kIsBadFile;
   if (header.record_length < 1 || header.record_length > kIsLongestRecord) return kIsBadFile;
   if (header.key_count < 1 || header.key_count > kIsMostKeys) return kIsBadKey;
   const auto length = static_cast<int>(header.record_length);
@@ -122,7 +122,7 @@ int look_at_former(const File& file) {
 
 bool contents_are_sane(const File& file) {
   const IndexHeader& header = file.header();
-  if (is_clean_pair(file) && header.check != header_check(header)) return false;
+  if (is_clean_pair(file) && header.checksum != index_header_checksum(header)) return false;
   return header.undo_pages == undo_pages_needed(file.trees) &&
          header.contents.page_count >= kUndoStart + header.undo_pages &&
          header.contents.epoch - settled_epoch(file) - 1 < kOpenEpochs;
@@ -194,7 +194,8 @@ int recover(File& file) {
   if (judgement.fit == Fit::kCopied) return refuse(kIsBadFile, judgement.reason);
   const IndexHeader& header = file.header();
   // A closed file has nothing to undo, and what it had once must not be undone again.
-  if (judgement.fit == Fit::kClean && header.check != header_check(header)) return kIsBadFile;
+  if (judgement.fit == Fit::kClean && header.checksum != index_header_checksum(header))
+    return kIsBadFile;
   const bool rebuild = judgement.fit == Fit::kRebuild;
   if (!rebuild && header.writer == 0 && header.undo_used == 0 && header.changes % 2 == 0) return 0;
   if (!file.writable) return refuse(EACCES, rebuild ? judgement.reason : kHalfDone);
@@ -320,13 +321,13 @@ bool some_are_gone(const File& file) {
   return file.contents().gone.count + file.contents().ripe.count > 0;
 }
 
-void complete_page_checks(File& file) {
+void complete_page_checksums(File& file) {
   constexpr std::uint64_t kPiece = 2048;  // pages that stay in this process's memory meanwhile
   const std::uint64_t first = kUndoStart + file.header().undo_pages;
   for (std::uint64_t number = first; number < file.contents().page_count; ++number) {
     if (was_hit(file)) return;  // nothing that follows can be clean
     auto* header = reinterpret_cast<PageHeader*>(file.page(number));
-    if (header->check == 0) header->check = page_check(file.page(number));
+    if (header->checksum == 0) header->checksum = page_checksum(file.page(number));
     if (number % kPiece == 0) file.index.forget((number - kPiece) * kPageSize, kPiece * kPageSize);
   }
 }
@@ -336,7 +337,7 @@ void complete_page_checks(File& file) {
 int make_clean(File& file) {
   if (const int failed = make_visible(file)) return failed;
   file.data.start_sync(0, data_bytes(file));
-  complete_page_checks(file);
+  complete_page_checksums(file);
   file.index.start_sync(0, index_bytes(file));
   // Always: settling changes the links of slots last of all.
   if (const int failed = file.data.sync()) return failed;
@@ -445,7 +446,7 @@ int file_write_keys(File& file, std::span<const TreeShape> trees) {
   header.file_id = file.header().file_id;
   header.key_count = static_cast<std::uint32_t>(trees.size());
   std::ranges::transform(trees, header.keys.begin(), &TreeShape::key);
-  header.check = data_header_check(header);
+  header.checksum = data_header_checksum(header);
   // The second one first: until it is on the disk the first one holds, and that one rules when both
   // are whole.
   for (const std::uint64_t offset : {kDataHeaders[1], kDataHeaders[0]}) {

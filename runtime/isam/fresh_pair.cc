@@ -89,7 +89,7 @@ int FreshPair::add(const std::byte* record, std::uint64_t sequence) {
   std::memcpy(slot + sizeof(SlotHeader), record, file_.record_length);
   set_sequence(*header, sequence);
   header->state = kSlotLive;
-  header->check = slot_check(file_, slot);
+  header->checksum = slot_checksum(file_, slot);
   added_ = number;
   change_step();
   return 0;

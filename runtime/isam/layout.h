@@ -45,7 +45,7 @@ struct DataHeader {
   std::uint32_t record_length;
   std::uint64_t file_id;  // the same in both files of a pair
   std::uint32_t key_count;
-  std::uint32_t check;  // of the header with this field 0
+  std::uint32_t checksum;  // of the header with this field 0
   std::array<KeyDescription, kIsMostKeys> keys;
 };
 
@@ -73,7 +73,7 @@ inline constexpr std::uint64_t kDataMark = kSettledEpoch + sizeof(std::uint64_t)
 struct SlotHeader {
   // Of the sequence and the record; in a gone slot xor the epoch in which it was deleted. Means
   // nothing in a free slot.
-  std::uint32_t check;
+  std::uint32_t checksum;
   SlotNumber next;  // gone or free: the next slot of its chain, or 0
   std::uint16_t state;
   // When the record was written, counted over the life of the file, 48 bits, the lowest 16 first.
@@ -142,7 +142,7 @@ struct IndexHeader {
   BootIdentity boot;         // * of the machine's run in which the file was put in use
   std::uint64_t undo_pages;  // of the undo area, which begins with page 1
   std::uint64_t undo_used;   // bytes; 0: nothing to undo
-  std::uint32_t check;       // of a clean file's header, the fields marked * left out
+  std::uint32_t checksum;    // of a clean file's header, the fields marked * left out
   std::uint32_t heir;        // * who is to change the file next: its place plus 1; 0 for anybody
   Contents contents;
   std::uint64_t clean_stamp;  // the data file's when both were closed
@@ -157,7 +157,7 @@ static_assert(std::is_trivially_copyable_v<IndexHeader> &&
 
 struct PageHeader {
   // Of the rest of the header and the entries, never 0; 0: changed since the file was clean.
-  std::uint32_t check;
+  std::uint32_t checksum;
   std::uint8_t kind;
   std::uint8_t tree;  // whose node it is
   std::uint16_t count;

@@ -68,7 +68,7 @@ inline bool page_is_sound(File& file, PageNumber number, std::uint8_t kind, std:
   if (kind == kInner && (header.prefix != 0 || header.kept > whole)) return false;
   if (kind == kLeaf && header.prefix + header.kept != whole) return false;
   if (header.kept == 0) return false;
-  return file.verified[number] != 0 || page_check_is_right(file, number);
+  return file.verified[number] != 0 || page_checksum_fits(file, number);
 }
 inline bool page_is_sound(File& file, PageNumber number, std::uint8_t kind, std::size_t tree) {
   PageHeader header;
@@ -78,7 +78,7 @@ inline bool page_is_sound(File& file, PageNumber number, std::uint8_t kind, std:
 inline bool free_page_is_sound(File& file, PageNumber number) {
   if (number == 0 || number >= file.verified.size()) return false;
   const auto* header = reinterpret_cast<const PageHeader*>(file.page(number));
-  return header->kind == kFreePage && page_check_is_right(file, number);
+  return header->kind == kFreePage && page_checksum_fits(file, number);
 }
 // A node as a reader sees it: with a copy of its header, so that what has been checked stays so
 // while a writer changes the page.

@@ -19,7 +19,7 @@ void save_from(File& file, Place place) {
     save(file, Side::kIndex, entry_in(file, place),
          (header.count - place.index) * entry_size(header));
   }
-  header.check = 0;
+  header.checksum = 0;
 }
 
 bool is_shape_of(Shape shape, const PageHeader& header) {
@@ -77,7 +77,7 @@ void save_node(File& file, PageNumber page) {
     save(file, Side::kIndex, file.page(page), sizeof(PageHeader) + node_space(header));
     file.saved_pages.push_back(page);
   }
-  header.check = 0;
+  header.checksum = 0;
 }
 
 // ---- Shapes
@@ -191,7 +191,7 @@ void set_number(File& file, Place place, std::uint32_t number) {
     save_header(file, place.page);
     save(file, Side::kIndex, at, sizeof number);
   }
-  header.check = 0;
+  header.checksum = 0;
   std::memcpy(at, &number, sizeof number);
 }
 
@@ -249,7 +249,7 @@ void page_give(File& file, PageNumber number) {
   auto& header = *reinterpret_cast<PageHeader*>(file.page(number));
   // Whole: the same change may take the page again, and write over it.
   save(file, Side::kIndex, file.page(number), sizeof header + node_space(header));
-  header = PageHeader{.check = 0,
+  header = PageHeader{.checksum = 0,
                       .kind = kFreePage,
                       .tree = 0,
                       .count = 0,
@@ -263,7 +263,7 @@ void page_give(File& file, PageNumber number) {
 
 void start_node(File& file, PageNumber page, std::uint8_t kind, std::size_t tree) {
   header_of(file, page) =
-      PageHeader{.check = 0,
+      PageHeader{.checksum = 0,
                  .kind = kind,
                  .tree = static_cast<std::uint8_t>(tree),
                  .count = 0,

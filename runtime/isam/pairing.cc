@@ -127,7 +127,7 @@ int put_in_use(File& file, std::uint32_t state) {
 int stamp_clean(File& file) {
   IndexHeader& header = file.header();
   header.clean_stamp = draw_stamp() | kCleanBit;
-  header.check = header_check(header);
+  header.checksum = index_header_checksum(header);
   change_step();
   if (const int failed = file.index.sync()) return failed;
   if (was_hit(file)) return after_hit(file);

@@ -199,7 +199,7 @@ class Rebuild::Work {
     SlotHeader header = header_at(file_, number);
     if (live_.has(number)) {
       header.state = kSlotLive;
-      header.check = slot_check(file_, file_.slot(number));
+      header.checksum = slot_checksum(file_, file_.slot(number));
     } else {
       header.state = kSlotFree;
       header.next = next_free;

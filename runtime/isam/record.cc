@@ -52,7 +52,7 @@ void record_store(File& file, SlotNumber slot, const char* record, std::uint64_t
   set_sequence(*header, sequence);
   header->next = 0;
   header->state = kSlotLive;
-  header->check = slot_check(file, at);
+  header->checksum = slot_checksum(file, at);
 }
 
 }  // namespace marigold::isam

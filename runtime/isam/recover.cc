@@ -191,7 +191,7 @@ class Recovery {
 
   // ---- The pair's number
 
-  [[nodiscard]] std::uint32_t check_of(std::span<const std::byte> slot, std::uint64_t id) const {
+  [[nodiscard]] std::uint32_t checksum_of(std::span<const std::byte> slot, std::uint64_t id) const {
     constexpr std::size_t kFirst = offsetof(SlotHeader, sequence);
     return checksum(slot.subspan(kFirst, sizeof(SlotHeader) - kFirst + record_length_), id);
   }
@@ -208,7 +208,7 @@ class Recovery {
       if (!slot || header_of(*slot).state != kSlotLive) continue;
       ++live_;
       for (std::size_t i = 0; i < numbers.size(); ++i)
-        fits[i] += check_of(*slot, numbers[i]) == header_of(*slot).check ? 1 : 0;
+        fits[i] += checksum_of(*slot, numbers[i]) == header_of(*slot).checksum ? 1 : 0;
     }
     const auto best = std::ranges::max_element(fits);
     id_ = numbers[static_cast<std::size_t>(best - fits.begin())];
@@ -234,7 +234,8 @@ class Recovery {
     std::memcpy(&header, index_head_.data(), sizeof header);
     const bool ours = header.magic == kIndexMagic && header.version == kIndexVersion &&
                       (!has_id_ || header.file_id == id_);
-    const bool clean = header.state == kStateClean && header.check == header_check(header);
+    const bool clean =
+        header.state == kStateClean && header.checksum == index_header_checksum(header);
     const bool in_use = header.state == kStateInUse && header.boot == boot_identity() &&
                         header.boot != kUnknownBoot;
     if (!ours || (!clean && !in_use)) return 0;
@@ -293,7 +294,7 @@ class Recovery {
 
   // A live slot, or one whose deletion was written in part.
   [[nodiscard]] bool is_whole(std::span<const std::byte> slot, const SlotHeader& header) const {
-    const std::uint32_t epoch = header.check ^ check_of(slot, id_);
+    const std::uint32_t epoch = header.checksum ^ checksum_of(slot, id_);
     return epoch == 0 || (deletions_.settled && epoch - *deletions_.settled - 1 < kOpenEpochs);
   }
 

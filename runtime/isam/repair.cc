@@ -34,7 +34,7 @@ std::uint64_t known_records(const MappedFile& index, const DataHeader& data, con
       header.version > kIndexVersion || header.file_id != data.file_id)
     return 0;
   const bool clean = mark.stamp == header.clean_stamp && header.state != kStateRebuild;
-  const bool holds = clean ? header.check == header_check(header)
+  const bool holds = clean ? header.checksum == index_header_checksum(header)
                            : mark.stamp == header.use_stamp && header.state == kStateInUse &&
                                  header.boot == boot_identity();
   return holds ? header.contents.record_count : 0;

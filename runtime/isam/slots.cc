@@ -185,7 +185,7 @@ void slot_give(File& file, SlotNumber number) {
   save(file, Side::kData, file.slot(number), sizeof(SlotHeader));
   SlotHeader& header = slot_header(file, number);
   header.state = kSlotGone;
-  header.check ^= contents.epoch;
+  header.checksum ^= contents.epoch;
   header.next = static_cast<SlotNumber>(contents.gone.first);
   if (contents.gone.first == 0) contents.gone.last = number;
   contents.gone.first = number;

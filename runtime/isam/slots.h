@@ -23,7 +23,7 @@ inline void set_sequence(SlotHeader& header, std::uint64_t value) {
 }
 
 // The check of a slot as it stands: of its sequence and its record.
-inline std::uint32_t slot_check(const File& file, const std::byte* slot) {
+inline std::uint32_t slot_checksum(const File& file, const std::byte* slot) {
   constexpr std::size_t kFirst = offsetof(SlotHeader, sequence);
   return checksum({slot + kFirst, sizeof(SlotHeader) - kFirst + file.record_length},
                   file.header().file_id);
@@ -32,7 +32,7 @@ inline std::uint32_t slot_check(const File& file, const std::byte* slot) {
 // Whether the slot holds a record whose check is right.
 inline bool slot_is_live(const File& file, const std::byte* slot) {
   const auto* header = reinterpret_cast<const SlotHeader*>(slot);
-  return header->state == kSlotLive && header->check == slot_check(file, slot);
+  return header->state == kSlotLive && header->checksum == slot_checksum(file, slot);
 }
 
 // Epochs that may have begun and are not settled: one with slots that are ripe, and the one that
@@ -51,7 +51,7 @@ inline std::uint32_t settled_epoch(const File& file) {
 inline bool slot_has_survived(const File& file, const std::byte* slot) {
   const auto* header = reinterpret_cast<const SlotHeader*>(slot);
   if (header->state != kSlotLive && header->state != kSlotGone) return false;
-  const std::uint32_t epoch = header->check ^ slot_check(file, slot);
+  const std::uint32_t epoch = header->checksum ^ slot_checksum(file, slot);
   return epoch == 0 || epoch - settled_epoch(file) - 1 < kOpenEpochs;
 }
 

@@ -146,7 +146,7 @@ int Snapshot::take_slot(std::uint64_t number) {
   const auto* header = reinterpret_cast<const SlotHeader*>(slot);
   if (header->state != kSlotLive && header->state != kSlotGone) return 0;
   if (sequence_of(*header) > sequence_) return 0;
-  const std::uint32_t deleted = header->check ^ slot_check(*file_, slot);  // 0: it was not
+  const std::uint32_t deleted = header->checksum ^ slot_checksum(*file_, slot);  // 0: it was not
   const bool later = deleted - epoch_ <= file_->contents().epoch - epoch_;
   if (header->state == kSlotGone && !later) return 0;
   if (header->state == kSlotLive && deleted != 0) return refuse(kIsBadFile, "a record is damaged");

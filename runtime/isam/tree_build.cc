@@ -86,7 +86,7 @@ int TreeBuilder::take_page(PageNumber& page) {
 
 // A page that will not be looked at soon.
 void TreeBuilder::complete(PageNumber page) {
-  header_of(file_, page).check = page_check(file_.page(page));
+  header_of(file_, page).checksum = page_checksum(file_.page(page));
   change_step();
   const auto end = static_cast<PageNumber>(file_.contents().page_count);
   if (end - remembered_ < kForgotten) return;

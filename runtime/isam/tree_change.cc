@@ -17,7 +17,7 @@ bool link_right(File& file, std::size_t tree, PageNumber left, PageNumber right)
     if (!page_is_sound(file, beyond, kLeaf, tree)) return false;
     save_header(file, beyond);
     header_of(file, beyond).previous = right;
-    header_of(file, beyond).check = 0;
+    header_of(file, beyond).checksum = 0;
   }
   header_of(file, right).previous = left;
   header_of(file, right).next = beyond;
@@ -33,7 +33,7 @@ bool unlink(File& file, std::size_t tree, PageNumber page) {
     if (neighbour == 0) continue;
     if (!page_is_sound(file, neighbour, kLeaf, tree)) return false;
     save_header(file, neighbour);
-    header_of(file, neighbour).check = 0;
+    header_of(file, neighbour).checksum = 0;
   }
   if (previous != 0) header_of(file, previous).next = next;
   if (next != 0) header_of(file, next).previous = previous;
@@ -201,7 +201,7 @@ int merge(File& file, std::size_t tree, PageNumber left, Place place) {
   // What bounded the right node from below now bounds its first child, whose own entry did not
   // count until now.
   if (to.kind == kInner) std::memcpy(entry_in(file, {left, first}), bound.bytes.data(), to.kept);
-  to.check = 0;
+  to.checksum = 0;
   page_give(file, right);
   return 0;
 }

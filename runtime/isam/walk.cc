@@ -140,7 +140,7 @@ class Walk {
     const auto look = [&](std::uint64_t number, const SlotHeader& header) {
       last = number;
       return header.state == kSlotGone &&
-             (header.check ^ slot_check(file_, file_.slot(number))) == epoch;
+             (header.checksum ^ slot_checksum(file_, file_.slot(number))) == epoch;
     };
     const std::uint64_t count = walk_chain(chain.first, what, look);
     if (count != chain.count || (count > 0 && last != chain.last)) {

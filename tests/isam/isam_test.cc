@@ -258,7 +258,7 @@ TEST_F(IsamTest, KeysThatNoFileCanHaveAreRefused) {
     isam::DataHeader header;
     std::memcpy(&header, good.data(), sizeof header);
     change(header);
-    header.check = isam::data_header_check(header);
+    header.checksum = isam::data_header_checksum(header);
     std::string bytes = good;
     for (const std::uint64_t offset : isam::kDataHeaders)
       std::memcpy(bytes.data() + offset, &header, sizeof header);

@@ -192,7 +192,7 @@ TEST_F(PairingTest, FilesWithoutStampsGetThem) {
   std::memcpy(&header, index.data(), sizeof header);
   header.version = isam::kUnstampedIndexVersion;
   header.clean_stamp = header.use_stamp = header.file_number = 0;
-  header.check = isam::header_check(header);
+  header.checksum = isam::index_header_checksum(header);
   std::memcpy(index.data(), &header, sizeof header);
   std::string data = read_file("file.dat");
   data.replace(isam::kDataMark, sizeof(isam::DataMark), sizeof(isam::DataMark), '\0');
