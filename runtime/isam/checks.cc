@@ -43,10 +43,10 @@ std::uint32_t page_checksum(const std::byte* page) {
 }
 
 bool page_checksum_fits(File& file, PageNumber number) {
-  if (file.verified[number] != 0) return true;
+  if (file.intact_pages[number] != 0) return true;
   const std::uint32_t noted = reinterpret_cast<const PageHeader*>(file.page(number))->checksum;
   if (noted != 0 && noted != page_checksum(file.page(number))) return false;
-  file.verified[number] = 1;
+  file.intact_pages[number] = 1;
   return true;
 }
 

@@ -72,8 +72,8 @@ struct File {
   } settling;
   const char* made_anew = "";  // why the indexes were, when it was opened
   SlotHints hints;
-  std::vector<std::uint64_t> verified_slots;  // a bit each: its check was right, or made here
-  std::vector<std::uint8_t> verified;  // by page: its check was right, or has become void since
+  std::vector<std::uint64_t> intact_slots;  // a bit each: its check was right, or made here
+  std::vector<std::uint8_t> intact_pages;  // by page: its check was right, or has become void since
 
   [[nodiscard]] IndexHeader& header() const {
     return *reinterpret_cast<IndexHeader*>(index.memory());

@@ -16,8 +16,8 @@ int after_hit(File& file) {
     if (reason == 0 || why == ENODATA) reason = why;
   }
   // Whoever has cut it may have put something else there.
-  std::ranges::fill(file.verified, std::uint8_t{0});
-  std::ranges::fill(file.verified_slots, 0);
+  std::ranges::fill(file.intact_pages, std::uint8_t{0});
+  std::ranges::fill(file.intact_slots, 0);
   return reason == ENODATA ? kIsBadFile : reason;
 }
 

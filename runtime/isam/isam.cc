@@ -407,12 +407,12 @@ int ischeck(int number, std::vector<std::string>& findings, const IsWatch& watch
     const Descriptor* descriptor = descriptor_at(number);
     if (descriptor == nullptr) return fail(kIsNotOpen);
     File& file = *descriptor->file;
-    const auto walk = [&] {
+    const auto verify = [&] {
       if (const int failed = make_visible(file)) return failed;
-      findings = walk_file(file, watch);
+      findings = verify_file(file, watch);
       return 0;
     };
-    return finish(file, file.writable ? as_writer(file, walk) : walk());
+    return finish(file, file.writable ? as_writer(file, verify) : verify());
   });
 }
 

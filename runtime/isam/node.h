@@ -61,14 +61,14 @@ inline bool begin_alike(const Probe& a, const Probe& b, std::size_t length) {
 // the page.
 inline bool page_is_sound(File& file, PageNumber number, std::uint8_t kind, std::size_t tree,
                           PageHeader& header) {
-  if (number == 0 || number >= file.verified.size()) return false;
+  if (number == 0 || number >= file.intact_pages.size()) return false;
   std::memcpy(&header, file.page(number), sizeof header);
   if (header.kind != kind || header.tree != tree || node_space(header) > kNodeSpace) return false;
   const std::uint32_t whole = file.trees[tree].compare_length;
   if (kind == kInner && (header.prefix != 0 || header.kept > whole)) return false;
   if (kind == kLeaf && header.prefix + header.kept != whole) return false;
   if (header.kept == 0) return false;
-  return file.verified[number] != 0 || page_checksum_fits(file, number);
+  return file.intact_pages[number] != 0 || page_checksum_fits(file, number);
 }
 inline bool page_is_sound(File& file, PageNumber number, std::uint8_t kind, std::size_t tree) {
   PageHeader header;
@@ -76,7 +76,7 @@ inline bool page_is_sound(File& file, PageNumber number, std::uint8_t kind, std:
 }
 
 inline bool free_page_is_sound(File& file, PageNumber number) {
-  if (number == 0 || number >= file.verified.size()) return false;
+  if (number == 0 || number >= file.intact_pages.size()) return false;
   const auto* header = reinterpret_cast<const PageHeader*>(file.page(number));
   return header->kind == kFreePage && page_checksum_fits(file, number);
 }

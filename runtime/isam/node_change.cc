@@ -271,7 +271,7 @@ void start_node(File& file, PageNumber page, std::uint8_t kind, std::size_t tree
                  .next = 0,
                  .prefix = 0,
                  .kept = static_cast<std::uint16_t>(file.trees[tree].compare_length)};
-  file.verified[page] = 1;
+  file.intact_pages[page] = 1;
   if (file.logging) file.saved_pages.push_back(page);
 }
 

@@ -204,7 +204,7 @@ class SlotsAround {
 // effect, and its calls are dropped.
 [[gnu::always_inline]] inline void fetch_record(const File& file, SlotNumber slot) {
   if (slot == 0 || slot > file.slots) return;
-  __builtin_prefetch(&file.verified_slots[slot / 64]);
+  __builtin_prefetch(&file.intact_slots[slot / 64]);
   for (std::uint32_t line = 0; line < std::min(file.slot_size, 256U); line += 64) {
     __builtin_prefetch(file.slot(slot) + line);
   }

@@ -59,7 +59,7 @@ inline bool slot_has_survived(const File& file, const std::byte* slot) {
 // but an engine has changed it, and that makes the check anew.
 inline bool slot_was_live(File& file, std::uint64_t number) {
   const std::byte* slot = file.slot(number);
-  std::uint64_t& word = file.verified_slots[number / 64];
+  std::uint64_t& word = file.intact_slots[number / 64];
   const std::uint64_t bit = std::uint64_t{1} << number % 64;
   if ((word & bit) != 0) return reinterpret_cast<const SlotHeader*>(slot)->state == kSlotLive;
   if (!slot_is_live(file, slot)) return false;
@@ -67,8 +67,8 @@ inline bool slot_was_live(File& file, std::uint64_t number) {
   return true;
 }
 // The process has made the check itself.
-inline void slot_is_verified(File& file, std::uint64_t number) {
-  file.verified_slots[number / 64] |= std::uint64_t{1} << number % 64;
+inline void note_intact_slot(File& file, std::uint64_t number) {
+  file.intact_slots[number / 64] |= std::uint64_t{1} << number % 64;
 }
 // ---- Taking and giving slots, within a change
 

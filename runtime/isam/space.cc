@@ -45,11 +45,11 @@ int note_space(File& file) {
   const std::uint64_t pages = file.index_space / kPageSize;
   const std::uint64_t slots = (file.data_space - kDataStart) / file.slot_size;
   try {
-    if (file.verified.size() < pages) file.verified.resize(pages);
-    if (file.verified_slots.size() <= slots / 64) file.verified_slots.resize(slots / 64 + 1);
+    if (file.intact_pages.size() < pages) file.intact_pages.resize(pages);
+    if (file.intact_slots.size() <= slots / 64) file.intact_slots.resize(slots / 64 + 1);
   } catch (const std::bad_alloc&) {
     // As if it were not visible yet: whoever needs it asks again.
-    file.index_space = std::min(file.index_space, file.verified.size() * kPageSize);
+    file.index_space = std::min(file.index_space, file.intact_pages.size() * kPageSize);
     file.data_space = std::min(file.data_space, kDataStart + file.slots * file.slot_size);
     return kIsNoMemory;
   }
@@ -81,7 +81,7 @@ int give_back_space(File& file) {
 
 int file_grow_index(File& file, std::uint64_t pages) {
   const std::uint64_t needed = pages * kPageSize;
-  if (needed <= file.index_space && pages <= file.verified.size()) return 0;
+  if (needed <= file.index_space && pages <= file.intact_pages.size()) return 0;
   if (const int failed = grow(file.index, needed, file.index_space)) return failed;
   return note_space(file);
 }

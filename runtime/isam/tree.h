@@ -45,7 +45,7 @@ struct Path {
 [[gnu::always_inline]] inline void tree_fetch(const File& file, PageNumber page) {
   constexpr std::size_t kLine = 64;
   constexpr std::size_t kFetched = kPageSize / 4 * 3;
-  if (page >= file.verified.size()) return;
+  if (page >= file.intact_pages.size()) return;
   for (std::size_t at = 0; at < kFetched; at += kLine)
     __builtin_prefetch(file.page(page) + at);
 }

@@ -15,6 +15,6 @@ namespace marigold::isam {
 //   every record in every tree pages   each is a node of one tree or free, once slots   each holds
 //   a whole record or is free, once
 // The caller is the writer, or has the file for itself.
-std::vector<std::string> walk_file(File& file, const IsWatch& watch = {});
+std::vector<std::string> verify_file(File& file, const IsWatch& watch = {});
 
 }  // namespace marigold::isam

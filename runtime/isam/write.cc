@@ -98,7 +98,7 @@ int put_record(File& file, const char* record, std::uint64_t sequence, const Pro
   slot = slot_take(file);
   if (slot == 0) return kIsBadFile;
   record_store(file, slot, record, sequence);
-  slot_is_verified(file, slot);
+  note_intact_slot(file, slot);
   file.contents().sequence = sequence;
   file.hints.note(hint_hash(file.trees[0], primary), slot);
   return 0;
