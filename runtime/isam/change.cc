@@ -58,7 +58,7 @@ std::atomic_ref<std::uint32_t> heir_of(const File& file) {
 }
 
 std::uint32_t own_word(const File& file) {
-  return file.exclusive ? kExclusiveWriter : file.place + 1;
+  return file.exclusive ? kExclusiveWriter : file.seat + 1;
 }
 
 // Whether the process that left this word behind is gone. Exclusive writers are: we have the file
@@ -66,9 +66,9 @@ std::uint32_t own_word(const File& file) {
 // writer.
 int writer_is_dead(const File& file, std::uint32_t word, bool& dead) {
   dead = true;
-  if (word > kPlaces) return 0;
+  if (word > kSeats) return 0;
   bool locked = false;
-  const int failed = file.index.locked_exclusively_by_other(kPlaceLocks + word - 1, locked);
+  const int failed = file.index.locked_exclusively_by_other(kSeatLocks + word - 1, locked);
   dead = failed == 0 && !locked;
   return failed;
 }

@@ -42,9 +42,9 @@ class Compaction {
     return 0;
   }
 
-  int put_in_place() {
-    const int failed = fresh_.put_data_in_place();
-    return failed == 0 ? fresh_.put_index_in_place() : failed;
+  int install() {
+    const int failed = fresh_.install_data();
+    return failed == 0 ? fresh_.install_index() : failed;
   }
 
  private:
@@ -80,7 +80,7 @@ int file_compact(const OpenRequest& request, IsCompactReport& report, const IsWa
     failed = as_writer(*old, [&] {
       Compaction compaction(*old, request, watch);
       const int made = unless_hit(*old, compaction.make(report));
-      return made == 0 ? compaction.put_in_place() : made;
+      return made == 0 ? compaction.install() : made;
     });
   }
   // Only a file that is still there is brought to rest. The other one has no name any more.

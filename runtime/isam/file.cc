@@ -210,7 +210,7 @@ int open_registered(File& file) {
   }
   if (const int failed = read_data_header(file)) return failed;
   if (const int failed = look_at_former(file)) return failed;
-  if (const int failed = take_place(file)) return failed;
+  if (const int failed = take_seat(file)) return failed;
   // Whoever left it there is gone. On a full disk even a page that stays as it is must not be
   // written.
   if (file.exclusive && file.writable && file.header().writer != 0) file.header().writer = 0;
@@ -254,7 +254,7 @@ int clear_leftover(const OpenRequest& request) {
 // Lets others open what was built.
 int share(File& file) {
   file.exclusive = false;
-  if (const int failed = take_place(file)) return failed;
+  if (const int failed = take_seat(file)) return failed;
   return file.index.lock(kUseLock, false);
 }
 
@@ -480,7 +480,7 @@ int open_once(File& file, const OpenRequest& request) {
   return failed;
 }
 
-bool is_still_in_place(const File& file, const OpenRequest& request) {
+bool still_has_its_paths(const File& file, const OpenRequest& request) {
   return file.index.is_still_at(request.index_path.c_str()) &&
          file.data.is_still_at(request.data_path.c_str());
 }
@@ -495,7 +495,7 @@ int file_open(std::shared_ptr<File>& file, const OpenRequest& request) {
     file = std::make_shared<File>();
     const int failed = open_once(*file, request);
     const bool opened = file->index.is_open() && file->data.is_open();
-    if (!opened || is_still_in_place(*file, request)) return failed;
+    if (!opened || still_has_its_paths(*file, request)) return failed;
   }
   return kIsFileLocked;
 }

@@ -45,7 +45,7 @@ struct File {
   bool exclusive = false;  // nobody else has it open
   // Off while the trees are made anew, which is begun again when it is interrupted.
   bool logging = true;
-  std::uint32_t place = 0;  // the byte of kPlaceLocks that we hold
+  std::uint32_t seat = 0;   // the byte of kSeatLocks that we hold
   std::uint32_t turns = 0;  // times that we had the word since we last waited for it
   std::uint32_t record_length = 0;
   std::uint32_t slot_size = 0;

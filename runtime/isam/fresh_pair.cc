@@ -33,7 +33,7 @@ void remove_abandoned(const std::string& path) {
     static_cast<void>(file_remove(left.c_str()));  // in nobody's way, should it stay
 }
 
-int put_in_place(std::string& from, const std::string& to) {
+int install(std::string& from, const std::string& to) {
   change_step();
   if (const int failed = file_replace(from.c_str(), to.c_str())) return failed;
   from.clear();
@@ -110,12 +110,12 @@ int FreshPair::finish(const IsWatch& watch) {
   return failed == 0 && stop_signals_pending() ? EINTR : failed;
 }
 
-int FreshPair::put_data_in_place() {
-  return put_in_place(fresh_data_, data_path_);
+int FreshPair::install_data() {
+  return install(fresh_data_, data_path_);
 }
 
-int FreshPair::put_index_in_place() {
-  return put_in_place(fresh_index_, index_path_);
+int FreshPair::install_index() {
+  return install(fresh_index_, index_path_);
 }
 
 }  // namespace marigold::isam

@@ -42,8 +42,8 @@ class FreshPair {
   [[nodiscard]] std::uint64_t index_bytes() const { return index_bytes_; }
 
   // Each is one step, on the disk when it returns.
-  int put_data_in_place();
-  int put_index_in_place();
+  int install_data();
+  int install_index();
 
  private:
   std::string index_path_;

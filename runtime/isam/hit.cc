@@ -39,11 +39,11 @@ void leave_word(File& file) {
   after_hit(file);
   const bool is_exclusive = file.exclusive;  // nobody else waits for it
   const std::uint32_t word = std::atomic_ref(file.header().writer).load();
-  if (is_exclusive || word != file.place + 1) return;
-  for (std::uint32_t place = 0; place < kPlaces; ++place) {
-    if (place == file.place || file.index.lock(kPlaceLocks + place, true) != 0) continue;
-    file.index.unlock(kPlaceLocks + file.place);
-    file.place = place;
+  if (is_exclusive || word != file.seat + 1) return;
+  for (std::uint32_t seat = 0; seat < kSeats; ++seat) {
+    if (seat == file.seat || file.index.lock(kSeatLocks + seat, true) != 0) continue;
+    file.index.unlock(kSeatLocks + file.seat);
+    file.seat = seat;
     return;
   }
 }

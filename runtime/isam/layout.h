@@ -195,9 +195,9 @@ inline constexpr std::uint8_t kFreePage = 3;
 // Shared by all who have the file open, or exclusive.
 inline constexpr std::uint64_t kUseLock = std::uint64_t{1} << 62;
 // One for each process that has the file open.
-inline constexpr std::uint64_t kPlaceLocks = kUseLock + 1;
-inline constexpr std::uint32_t kPlaces = 4096;
-inline constexpr std::uint64_t kRegisterLock = kPlaceLocks + kPlaces;
+inline constexpr std::uint64_t kSeatLocks = kUseLock + 1;
+inline constexpr std::uint32_t kSeats = 4096;
+inline constexpr std::uint64_t kRegisterLock = kSeatLocks + kSeats;
 // Exclusive: of the one who settles deletions, or brings them to the disk.
 inline constexpr std::uint64_t kSettleLock = kRegisterLock + 1;
 // Shared by all who read a snapshot.

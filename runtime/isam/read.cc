@@ -59,7 +59,7 @@ bool is_at(const Found& found, const Probe& probe, std::size_t length) {
   return begin_alike(entry, probe, length);
 }
 
-Found place_from(File& file, std::size_t tree, const Probe& probe, Bound bound) {
+Found find_place(File& file, std::size_t tree, const Probe& probe, Bound bound) {
   Found found;
   Path path;
   found.sound = tree_find(file, tree, probe, bound, path);
@@ -83,7 +83,7 @@ Found find_next(File& file, const Cursor& cursor, bool short_cut) {
   if (short_cut) {
     found.place = {position.place.page, position.place.index + 1};
   } else {
-    found = place_from(file, cursor.tree, position.probe, position.forward);
+    found = find_place(file, cursor.tree, position.probe, position.forward);
   }
   settle(file, cursor.tree, found, kIsEndOfFile);
   return found;
@@ -95,7 +95,7 @@ Found find_previous(File& file, const Cursor& cursor, bool short_cut) {
   if (short_cut) {
     found.place = position.place;
   } else {
-    found = place_from(file, cursor.tree, position.probe, position.backward);
+    found = find_place(file, cursor.tree, position.probe, position.backward);
   }
   step_back(file, cursor.tree, found);
   return found;
@@ -109,7 +109,7 @@ Found find_current(File& file, const Cursor& cursor, bool short_cut) {
     return found;
   }
   found.place = position.place;
-  if (!short_cut) found = place_from(file, cursor.tree, position.probe, Bound::kNotLess);
+  if (!short_cut) found = find_place(file, cursor.tree, position.probe, Bound::kNotLess);
   found.sound = found.sound && read_node(file, found.place.page, kLeaf, cursor.tree, found.leaf);
   if (!is_at(found, position.probe, file.trees[cursor.tree].compare_length))
     found.error = kIsNoCurrent;
@@ -117,7 +117,7 @@ Found find_current(File& file, const Cursor& cursor, bool short_cut) {
 }
 
 Found find_by_value(File& file, std::size_t tree, const Search& search) {
-  Found found = place_from(file, tree, search.probe, search.bound);
+  Found found = find_place(file, tree, search.probe, search.bound);
   settle(file, tree, found, kIsNoRecord);
   if (found.error == 0 && search.mode == kIsEqual && !is_at(found, search.probe, search.length))
     found.error = kIsNoRecord;

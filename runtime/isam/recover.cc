@@ -170,7 +170,7 @@ class Recovery {
     report.superseded = static_cast<std::int64_t>(fresh_.added() - fresh_.records());
     if (known > fresh_.added())
       report.lost = std::max(report.lost, static_cast<std::int64_t>(known - fresh_.added()));
-    return put_in_place(report);
+    return install(report);
   }
 
  private:
@@ -320,17 +320,17 @@ class Recovery {
     return report.lost <= found && (found > 0 || emptied);
   }
 
-  int put_in_place(IsRecoverReport& report) {
+  int install(IsRecoverReport& report) {
     if (report.lost > 0 || report.undecided > 0 || !report.checked) {
       change_step();
       if (const int failed = keep_old(data_, request_.data_path, report.kept)) return failed;
     }
-    int failed = fresh_.put_data_in_place();
+    int failed = fresh_.install_data();
     if (failed != 0 && !report.kept.empty()) {
       file_remove(report.kept.c_str());
       report.kept.clear();
     }
-    if (failed == 0) failed = fresh_.put_index_in_place();
+    if (failed == 0) failed = fresh_.install_index();
     return failed;
   }
 

@@ -155,7 +155,7 @@ class FreshIndex {
     int failed = report.lost > 0 ? keep_damaged(file_, request_, report.kept) : 0;
     // From here on the old index is of another state of the data.
     if (failed == 0) failed = put_in_use(file_, kStateInUse);
-    if (failed == 0) failed = put_in_place(rebuild);
+    if (failed == 0) failed = install(rebuild);
     if (failed != 0 && !report.kept.empty()) file_remove(report.kept.c_str());
     if (failed != 0) report = {};
     return failed;
@@ -163,7 +163,7 @@ class FreshIndex {
 
   // The free slots are chained as the new index wants them; the old one must be made again when it
   // is found in its place after that.
-  int put_in_place(Rebuild& rebuild) {
+  int install(Rebuild& rebuild) {
     change_step();
     if (opened_ != nullptr) {
       opened_->header().state = kStateRebuild;  // whatever happens, it is not closed as clean

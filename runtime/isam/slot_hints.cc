@@ -12,19 +12,19 @@ constexpr std::size_t kMostBuckets = std::size_t{1} << 21;  // 128 MiB
 
 }  // namespace
 
-// In the place of what has the tag, or in a free one, or in that of another.
+// Takes the entry with the same tag, else a free one, else another of the bucket.
 void SlotHints::Table::put(const Entry& entry) {
   auto& entries = bucket(entry.tag).entries;
-  std::size_t place = kEntries;
+  std::size_t at = kEntries;
   for (std::size_t i = kEntries; i-- > 0;) {
-    if (entries[i].slot == 0) place = i;
+    if (entries[i].slot == 0) at = i;
   }
   for (std::size_t i = 0; i < kEntries; ++i) {
-    if (entries[i].slot != 0 && entries[i].tag == entry.tag) place = i;
+    if (entries[i].slot != 0 && entries[i].tag == entry.tag) at = i;
   }
-  if (place == kEntries) place = entry.tag >> 29;
-  if (entries[place].slot == 0) ++used;
-  entries[place] = entry;
+  if (at == kEntries) at = entry.tag >> 29;
+  if (entries[at].slot == 0) ++used;
+  entries[at] = entry;
 }
 
 void SlotHints::expect(std::uint64_t slots) {

@@ -53,13 +53,13 @@ int take_use_lock(File& file) {
   return take_run_lock(file);
 }
 
-int take_place(File& file) {
+int take_seat(File& file) {
   if (!file.writable || file.exclusive) return 0;
   int failed = EAGAIN;
-  for (file.place = 0; failed == EAGAIN && file.place < kPlaces; ++file.place) {
-    failed = file.index.lock(kPlaceLocks + file.place, true);
+  for (file.seat = 0; failed == EAGAIN && file.seat < kSeats; ++file.seat) {
+    failed = file.index.lock(kSeatLocks + file.seat, true);
   }
-  --file.place;
+  --file.seat;
   return failed == EAGAIN ? kIsNoLock : failed;
 }
 

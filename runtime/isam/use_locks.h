@@ -18,6 +18,6 @@ int take_run_lock(File& file);
 
 // A place of our own, which tells others that we live. The word of one who died in this place is
 // his, not ours.
-int take_place(File& file);
+int take_seat(File& file);
 
 }  // namespace marigold::isam

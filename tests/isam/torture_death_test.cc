@@ -297,7 +297,7 @@ TEST_F(DeathTest, AReaderWithLocksKeepsNobodyFromWriting) {
     EXPECT_EQ(ISRELEASE(file), 0);
     EXPECT_EQ(run_process(die_in_a_change), -SIGKILL);
     const int reader = open("file.idx", O_RDONLY | O_CLOEXEC);
-    lock_as_a_reader(reader, isam::kPlaceLocks + 1, isam::kPlaces - 1);
+    lock_as_a_reader(reader, isam::kSeatLocks + 1, isam::kSeats - 1);
     lock_as_a_reader(reader, isam::kRecordLocks, isam::kRecordLockBytes);
     EXPECT_EQ(error_of(ISWRITE(file, wide_record(1000, 1).data())), 0);
     EXPECT_EQ(error_of(ISDELETE(file, record.data())), 0);
