@@ -78,15 +78,15 @@ int read_index_header(File& file) {
 
 // 105 for a header that is damaged or of something else, 103 for one that claims keys which no file
 // of ours can have.
-int look_at_data_header(const DataHeader& header) {
+int validate_data_header(const DataHeader& header) {
   if (header.magic != kDataMagic || header.version != kDataVersion) return kIsBadFile;
   if (header.checksum != data_header_checksum(header)) return kIsBadFile;
   if (header.record_length < 1 || header.record_length > kIsLongestRecord) return kIsBadFile;
   if (header.key_count < 1 || header.key_count > kIsMostKeys) return kIsBadKey;
   const auto length = static_cast<int>(header.record_length);
-  const bool sane =
-      std::ranges::all_of(std::span(header.keys).first(header.key_count),
-                          [=](const KeyDescription& key) { return key_check(key, length) == 0; });
+  const bool sane = std::ranges::all_of(
+      std::span(header.keys).first(header.key_count),
+      [=](const KeyDescription& key) { return validate_key(key, length) == 0; });
   return sane ? 0 : kIsBadKey;
 }
 
@@ -111,7 +111,7 @@ int read_data_header(File& file) {
 
 // An index of the former version can be made anew only when nobody has it open, and nobody has died
 // with it: a program of that version has to undo what was left half done, and settle what is gone.
-int look_at_former(const File& file) {
+int validate_former_version(const File& file) {
   const IndexHeader& header = file.header();
   if (header.version > kFormerIndexVersion) return 0;
   if (header.state == kStateInUse && header.boot == boot_identity()) return kIsBadFile;
@@ -143,7 +143,7 @@ bool heads_are_untaken(const File& file) {
 }
 
 // Others may be at work meanwhile; what is read in one piece counts.
-int look_at_contents(File& file) {
+int validate_contents(File& file) {
   for (;;) {
     std::uint64_t changes = 0;
     const int failed = read_begin(file, changes);
@@ -176,7 +176,7 @@ int hold_alone(File& file) {
              : failed;
 }
 
-int make_anew(File& file, const char* reason) {
+int rebuild_alone(File& file, const char* reason) {
   if (!file.exclusive) {
     if (const int failed = hold_alone(file)) return failed;
   }
@@ -199,7 +199,7 @@ int recover(File& file) {
   const bool rebuild = judgement.fit == Fit::kRebuild;
   if (!rebuild && header.writer == 0 && header.undo_used == 0 && header.changes % 2 == 0) return 0;
   if (!file.writable) return refuse(EACCES, rebuild ? judgement.reason : kHalfDone);
-  if (rebuild) return make_anew(file, judgement.reason);
+  if (rebuild) return rebuild_alone(file, judgement.reason);
   return as_writer(file, [] { return 0; });  // which undoes
 }
 
@@ -209,14 +209,14 @@ int open_registered(File& file) {
     return failed == ENOENT && !data_is_unborn(file) ? kIsBadFile : failed;
   }
   if (const int failed = read_data_header(file)) return failed;
-  if (const int failed = look_at_former(file)) return failed;
+  if (const int failed = validate_former_version(file)) return failed;
   if (const int failed = take_seat(file)) return failed;
   // Whoever left it there is gone. On a full disk even a page that stays as it is must not be
   // written.
   if (file.exclusive && file.writable && file.header().writer != 0) file.header().writer = 0;
   if (const int failed = recover(file)) return failed;
   if (const int failed = note_space(file)) return failed;
-  if (const int failed = look_at_contents(file)) return failed;
+  if (const int failed = validate_contents(file)) return failed;
   return make_visible(file);  // a file that was cut is refused here, and not at some later record
 }
 
@@ -373,7 +373,7 @@ int find_data_header(File& file, DataHeader& header) {
   if (const int failed = measure(file.data, kDataStart, file.data_space)) return failed;
   for (const std::uint64_t offset : kDataHeaders) {
     std::memcpy(&header, file.data.memory() + offset, sizeof header);
-    const int refused = look_at_data_header(header);
+    const int refused = validate_data_header(header);
     if (refused != kIsBadFile) return refused;
   }
   return kIsBadFile;

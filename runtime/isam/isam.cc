@@ -184,7 +184,7 @@ int build(const char* base, const char* like, int record_length, const KeyDescri
     if (const int failed = make_request(base, asked, request)) return fail(failed);
     request.access_of = like;
     if (record_length < 1 || record_length > kIsLongestRecord) return fail(kIsBadArgument);
-    if (const int failed = key_check(primary, record_length)) return fail(failed);
+    if (const int failed = validate_key(primary, record_length)) return fail(failed);
     if (primary.flags != 0) return fail(kIsBadKey);
     forget_inherited();
     if (table_is_full()) return fail(kIsTooMany);
@@ -528,7 +528,7 @@ int isrecover(const char* base, int record_length, std::span<const KeyDescriptio
   if (record_length < 1 || record_length > kIsLongestRecord) return fail(kIsBadArgument);
   if (keys.empty() || keys.size() > kIsMostKeys || keys.front().flags != 0) return fail(kIsBadKey);
   for (const KeyDescription& key : keys) {
-    if (const int failed = key_check(key, record_length)) return fail(failed);
+    if (const int failed = validate_key(key, record_length)) return fail(failed);
   }
   return with_unopened("ISRECOVE", base, [&](const OpenRequest& request) {
     return file_recover(request, static_cast<std::uint32_t>(record_length), keys, report, watch);

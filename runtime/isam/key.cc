@@ -73,7 +73,7 @@ bool is_part_of(const KeyPart& part, const char* record, const std::byte* bytes)
 
 }  // namespace
 
-int key_check(const KeyDescription& key, int record_length) {
+int validate_key(const KeyDescription& key, int record_length) {
   if (key.flags < 0 || key.flags > kIsDuplicatesAllowed) return kIsBadKey;
   if (key.part_count < 1 || key.part_count > kIsMostParts) return kIsBadKey;
   for (const KeyPart& part : parts_of(key)) {

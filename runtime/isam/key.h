@@ -11,7 +11,7 @@
 namespace marigold::isam {
 
 // 0, or 103 when the description does not fit records of this length.
-int key_check(const KeyDescription& key, int record_length);
+int validate_key(const KeyDescription& key, int record_length);
 
 // Bytes of the key: the parts' lengths summed.
 std::size_t key_length(const KeyDescription& key);

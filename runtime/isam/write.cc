@@ -154,7 +154,7 @@ int replace_everywhere(File& file, const char* record, std::uint64_t sequence, S
 }
 
 // Whether another record than this one has the new value of a key without duplicates.
-int check_unique(File& file, const char* record, SlotNumber own) {
+int require_unique(File& file, const char* record, SlotNumber own) {
   for (std::size_t tree = 1; tree < file.trees.size(); ++tree) {
     if (file.trees[tree].duplicates) continue;
     const Probe probe = new_probe(file.trees[tree], record, 0);
@@ -203,7 +203,7 @@ int replace_record(File& file, const char* record) {
   Entries entries;
   if (const int failed = next_sequence(file, sequence)) return failed;
   if (const int failed = find_record(file, record, slot, entries)) return failed;
-  if (const int failed = check_unique(file, record, slot)) return failed;
+  if (const int failed = require_unique(file, record, slot)) return failed;
   if (const int failed = change_prepare(file)) return failed;
   if (const int failed = change_prepare_space(file)) return failed;
   return change(file, [&] { return replace_everywhere(file, record, sequence, slot, entries); });
@@ -211,7 +211,7 @@ int replace_record(File& file, const char* record) {
 
 int add_key(File& file, const KeyDescription& key) {
   if (!file.exclusive) return kIsNotExclusive;
-  if (const int failed = key_check(key, static_cast<int>(file.record_length))) return failed;
+  if (const int failed = validate_key(key, static_cast<int>(file.record_length))) return failed;
   if (file.trees.size() == kIsMostKeys) return kIsBadKey;
   if (std::ranges::any_of(file.trees,
                           [&](const TreeShape& shape) { return key_same(shape.key, key); })) {

@@ -429,11 +429,12 @@ TEST(IsamKeyTest, DescriptionsAreChecked) {
   const KeyPart bad[] = {{0, 256},        {299, 2},          {-1, 2},   {0, 0},    {0, 3, kIsInt2},
                          {0, 2, kIsInt4}, {0, 4, kIsDouble}, {0, 1, 4}, {0, 1, -1}};
   for (const KeyPart& part : good)
-    EXPECT_EQ(isam::key_check({0, 1, {{part}}}, 300), 0) << part.length << " " << part.type;
+    EXPECT_EQ(isam::validate_key({0, 1, {{part}}}, 300), 0) << part.length << " " << part.type;
   for (const KeyPart& part : bad)
-    EXPECT_EQ(isam::key_check({0, 1, {{part}}}, 300), kIsBadKey) << part.length << " " << part.type;
+    EXPECT_EQ(isam::validate_key({0, 1, {{part}}}, 300), kIsBadKey)
+        << part.length << " " << part.type;
   for (const std::int16_t count : std::array<std::int16_t, 3>{0, -1, 9})
-    EXPECT_EQ(isam::key_check({0, count, {{good[1]}}}, 300), kIsBadKey) << count;
+    EXPECT_EQ(isam::validate_key({0, count, {{good[1]}}}, 300), kIsBadKey) << count;
 }
 
 TEST(IsamKeyTest, NumbersInRecordsAreTheSameOnEveryMachine) {
