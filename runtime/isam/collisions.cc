@@ -9,9 +9,10 @@
 namespace marigold::isam {
 namespace {
 
-class Settlement {
+class CollisionResolver {
  public:
-  Settlement(File& file, Versions& versions, std::vector<SlotNumber>& set_aside, SlotSet& live)
+  CollisionResolver(File& file, Versions& versions, std::vector<SlotNumber>& set_aside,
+                    SlotSet& live)
       : file_(file), versions_(versions), set_aside_(set_aside), live_(live) {
     if (!set_aside.empty()) std::ranges::sort(versions, {}, &VersionPair::newer);
   }
@@ -104,9 +105,9 @@ class Settlement {
 
 }  // namespace
 
-int settle_collisions(File& file, Versions& versions, std::vector<SlotNumber>& set_aside,
-                      SlotSet& live) {
-  return Settlement(file, versions, set_aside, live).run();
+int resolve_collisions(File& file, Versions& versions, std::vector<SlotNumber>& set_aside,
+                       SlotSet& live) {
+  return CollisionResolver(file, versions, set_aside, live).run();
 }
 
 }  // namespace marigold::isam

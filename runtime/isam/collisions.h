@@ -20,7 +20,7 @@ using Versions = std::vector<VersionPair>;
 // puts in those of the versions that come back in their places. `live`: the slots that the trees
 // hold, without those set aside; kept so. The trees mean nothing meanwhile: nothing is saved for an
 // undo. 0, or the number for iserrno.
-int settle_collisions(File& file, Versions& versions, std::vector<SlotNumber>& set_aside,
-                      SlotSet& live);
+int resolve_collisions(File& file, Versions& versions, std::vector<SlotNumber>& set_aside,
+                       SlotSet& live);
 
 }  // namespace marigold::isam

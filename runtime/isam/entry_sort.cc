@@ -99,7 +99,7 @@ class EntryMerge {
 
   int start() {
     for (Source& source : sources_) {
-      if (const int failed = settle(source)) return failed;
+      if (const int failed = load_next(source)) return failed;
     }
     losers_.assign(sources_.size(), kNone);
     for (std::uint32_t i = 0; i < sources_.size(); ++i)
@@ -117,7 +117,7 @@ class EntryMerge {
       if (source.ended) break;
       std::memcpy(block.data() + filled, source.at, size);
       source.at += size;
-      if (const int failed = settle(source)) return failed;
+      if (const int failed = load_next(source)) return failed;
       replay(winner_);
     }
     block.resize(filled);
@@ -139,7 +139,7 @@ class EntryMerge {
   };
 
   // Reads on where the entries in memory are used up, and prepares the next one.
-  int settle(Source& source) {
+  int load_next(Source& source) {
     if (source.at == source.end && source.left > 0) {
       const std::size_t size = sort_.entry_size();
       const std::size_t bytes =

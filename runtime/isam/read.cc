@@ -67,8 +67,8 @@ Found find_place(File& file, std::size_t tree, const Probe& probe, Bound bound) 
   return found;
 }
 
-void settle(File& file, std::size_t tree, Found& found, int error) {
-  if (found.sound) found.sound = tree_settle_forward(file, tree, found.place, found.leaf);
+void skip_to_entry(File& file, std::size_t tree, Found& found, int error) {
+  if (found.sound) found.sound = tree_skip_to_entry(file, tree, found.place, found.leaf);
   if (found.sound && found.place.page == 0) found.error = error;
 }
 
@@ -85,7 +85,7 @@ Found find_next(File& file, const Cursor& cursor, bool short_cut) {
   } else {
     found = find_place(file, cursor.tree, position.probe, position.forward);
   }
-  settle(file, cursor.tree, found, kIsEndOfFile);
+  skip_to_entry(file, cursor.tree, found, kIsEndOfFile);
   return found;
 }
 
@@ -118,7 +118,7 @@ Found find_current(File& file, const Cursor& cursor, bool short_cut) {
 
 Found find_by_value(File& file, std::size_t tree, const Search& search) {
   Found found = find_place(file, tree, search.probe, search.bound);
-  settle(file, tree, found, kIsNoRecord);
+  skip_to_entry(file, tree, found, kIsNoRecord);
   if (found.error == 0 && search.mode == kIsEqual && !is_at(found, search.probe, search.length))
     found.error = kIsNoRecord;
   return found;
@@ -131,7 +131,7 @@ Found find(File& file, const Cursor& cursor, const Search& search, std::uint64_t
   switch (search.mode) {
     case kIsFirst:
       found.sound = tree_first(file, cursor.tree, found.place);
-      settle(file, cursor.tree, found, kIsEndOfFile);
+      skip_to_entry(file, cursor.tree, found, kIsEndOfFile);
       return found;
     case kIsLast:
       found.sound = tree_end(file, cursor.tree, found.place);

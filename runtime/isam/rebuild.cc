@@ -133,7 +133,7 @@ class Rebuild::Work {
       if (const int failed = make_tree(tree)) return failed;
       sorts_[tree].reset();
     }
-    if (const int failed = settle_collisions(file_, versions_, set_aside_, live_)) return failed;
+    if (const int failed = resolve_collisions(file_, versions_, set_aside_, live_)) return failed;
     count();
     return 0;
   }
@@ -152,7 +152,7 @@ class Rebuild::Work {
     return must_last_ ? file_.data.sync() : 0;
   }
 
-  void tell_end() const { tell(all_); }
+  void report_end() const { report_progress(all_); }
 
  private:
   // Header and undo area, and no tree yet.
@@ -170,7 +170,7 @@ class Rebuild::Work {
   int read_slots(RebuildStock& stock) {
     return each_slot(
         file_, slots_, [&](std::uint64_t number) { return read_slot(number, stock); },
-        [&](std::uint64_t done) { tell(done); });
+        [&](std::uint64_t done) { report_progress(done); });
   }
 
   int read_slot(std::uint64_t number, RebuildStock& stock) {
@@ -212,7 +212,9 @@ class Rebuild::Work {
 
   int make_tree(std::size_t tree) {
     TreeBuilder builder(file_, tree);
-    const auto done = [&](std::uint64_t entries) { tell((1 + tree) * slots_ + entries); };
+    const auto done = [&](std::uint64_t entries) {
+      report_progress((1 + tree) * slots_ + entries);
+    };
     const int failed = tree == 0 ? add_latest(builder, done) : add_live(tree, builder, done);
     return failed != 0 ? failed : builder.finish();
   }
@@ -276,7 +278,7 @@ class Rebuild::Work {
     }
   }
 
-  void tell(std::uint64_t done) const {
+  void report_progress(std::uint64_t done) const {
     if (options_.watch) {
       options_.watch(done, all_);
     } else if (state.watch) {
@@ -322,7 +324,7 @@ int Rebuild::make_trees(RebuildStock& stock) {
   } catch (const std::bad_alloc&) {
     failed = kIsNoMemory;
   }
-  if (work_ != nullptr) work_->tell_end();
+  if (work_ != nullptr) work_->report_end();
   return failed;
 }
 

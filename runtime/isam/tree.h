@@ -63,7 +63,7 @@ bool tree_arrive(File& file, std::size_t tree, const Probe& probe, Bound bound, 
 
 // Moves from the place behind the last entry of a leaf to the first entry of the next; page 0 when
 // there is none. Gives the leaf in which the entry stands.
-bool tree_settle_forward(File& file, std::size_t tree, Place& place, Node& leaf);
+bool tree_skip_to_entry(File& file, std::size_t tree, Place& place, Node& leaf);
 // Moves to the entry before the place; the same.
 bool tree_step_back(File& file, std::size_t tree, Place& place, Node& leaf);
 

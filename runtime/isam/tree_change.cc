@@ -41,7 +41,7 @@ bool unlink(File& file, std::size_t tree, PageNumber page) {
 }
 
 // How many bytes tell an entry of a leaf from the one before it.
-std::size_t telling_length(File& file, PageNumber page, std::uint32_t index) {
+std::size_t common_length(File& file, PageNumber page, std::uint32_t index) {
   const std::byte* entry = entry_in(file, {page, index});
   const std::byte* before = entry - entry_size(header_of(file, page));
   std::size_t same = 0;
@@ -55,10 +55,10 @@ std::size_t telling_length(File& file, PageNumber page, std::uint32_t index) {
 std::uint32_t middle_of_leaf(File& file, PageNumber page) {
   const std::uint32_t count = header_of(file, page).count;
   std::uint32_t best = count / 2;
-  std::size_t shortest = telling_length(file, page, best);
+  std::size_t shortest = common_length(file, page, best);
   for (std::uint32_t away = 1; away <= count / 8; ++away) {
     for (const std::uint32_t index : {count / 2 - away, count / 2 + away}) {
-      const std::size_t length = telling_length(file, page, index);
+      const std::size_t length = common_length(file, page, index);
       if (length >= shortest) continue;
       best = index;
       shortest = length;
@@ -71,7 +71,7 @@ std::uint32_t middle_of_leaf(File& file, PageNumber page) {
 // that grows at the end of its level is left full, so that records that arrive in order fill their
 // pages. And what does not begin as the others do, so that half of them would have no room for it
 // either, comes before or behind all of them and stands alone.
-std::uint32_t division_of_leaf(File& file, std::size_t tree, Place place, const Entry& entry) {
+std::uint32_t split_index_of_leaf(File& file, std::size_t tree, Place place, const Entry& entry) {
   const PageHeader& header = header_of(file, place.page);
   if (header.next == 0 && place.index == header.count) return header.count;
   const std::uint32_t middle = middle_of_leaf(file, place.page);
@@ -83,7 +83,7 @@ std::uint32_t division_of_leaf(File& file, std::size_t tree, Place place, const 
 
 // The same of an inner node. What it would have to keep too much of leads the right half, where
 // what it holds does not count.
-std::uint32_t division_of_inner(File& file, Place place, const Entry& entry) {
+std::uint32_t split_index_of_inner(File& file, Place place, const Entry& entry) {
   const PageHeader& header = header_of(file, place.page);
   const std::uint32_t middle = header.count / 2U;
   const Shape wider{0, std::max<std::size_t>(header.kept, bound_length(entry.bytes))};
@@ -91,7 +91,7 @@ std::uint32_t division_of_inner(File& file, Place place, const Entry& entry) {
 }
 
 // Moves the entries of a node from one on to a new right neighbour; 0 when the file is damaged.
-PageNumber part(File& file, std::size_t tree, Place from) {
+PageNumber split_off(File& file, std::size_t tree, Place from) {
   save_node(file, from.page);
   const PageNumber right = page_take(file);
   if (right == 0) return 0;
@@ -106,7 +106,7 @@ PageNumber part(File& file, std::size_t tree, Place from) {
 
 // What tells two leaves apart, as short as can be: greater than all that the left one holds, and
 // not greater than anything in the right one.
-Entry parting(File& file, PageNumber left, PageNumber right) {
+Entry separator_of(File& file, PageNumber left, PageNumber right) {
   const Probe last = read_entry(file, {left, header_of(file, left).count - 1U}).bytes;
   Entry entry = read_entry(file, {right, 0});
   std::size_t length = 0;
@@ -122,8 +122,8 @@ Entry parting(File& file, PageNumber left, PageNumber right) {
 // that the parent gets, pointing to the right half.
 int split_leaf(File& file, std::size_t tree, Place place, Entry& entry) {
   const std::uint32_t count = header_of(file, place.page).count;
-  const std::uint32_t middle = division_of_leaf(file, tree, place, entry);
-  const PageNumber right = part(file, tree, {place.page, middle});
+  const std::uint32_t middle = split_index_of_leaf(file, tree, place, entry);
+  const PageNumber right = split_off(file, tree, {place.page, middle});
   if (right == 0) return kIsBadFile;
   tighten(file, tree, place.page);
   tighten(file, tree, right);
@@ -131,14 +131,14 @@ int split_leaf(File& file, std::size_t tree, Place place, Entry& entry) {
   const Place to = goes_right ? Place{right, place.index - middle} : place;
   make_room(file, tree, to, entry);
   put_entry(file, to, entry);
-  entry = parting(file, place.page, right);
+  entry = separator_of(file, place.page, right);
   return 0;
 }
 
 // The same for an inner node.
 int split_inner(File& file, std::size_t tree, Place place, Entry& entry) {
-  const std::uint32_t middle = division_of_inner(file, place, entry);
-  const PageNumber right = part(file, tree, {place.page, middle});
+  const std::uint32_t middle = split_index_of_inner(file, place, entry);
+  const PageNumber right = split_off(file, tree, {place.page, middle});
   if (right == 0) return kIsBadFile;
   const bool leads = place.index == middle;
   Entry bound = leads ? entry : read_entry(file, {right, 0});
@@ -168,7 +168,7 @@ int grow_root(File& file, std::size_t tree, const Entry& right) {
 
 // The shape of the node that two neighbours make together; `bound` is the right one's in their
 // parent.
-Shape shape_together(File& file, std::size_t tree, PageNumber left, const Entry& bound) {
+Shape merged_shape(File& file, std::size_t tree, PageNumber left, const Entry& bound) {
   const PageHeader& to = header_of(file, left);
   const PageHeader& from = header_of(file, bound.number);
   if (to.kind == kInner)
@@ -179,11 +179,11 @@ Shape shape_together(File& file, std::size_t tree, PageNumber left, const Entry&
 
 // Whether two neighbouring nodes should become one: with room left, so that the next record does
 // not part them again.
-bool belong_together(File& file, std::size_t tree, PageNumber left, const Entry& bound) {
+bool should_merge(File& file, std::size_t tree, PageNumber left, const Entry& bound) {
   const std::size_t count = header_of(file, left).count;
   const std::size_t more = header_of(file, bound.number).count;
   if (count == 0 || more == 0) return false;
-  const Shape shape = shape_together(file, tree, left, bound);
+  const Shape shape = merged_shape(file, tree, left, bound);
   return node_space(count + more, shape.prefix, shape.kept) <= kNodeSpace * 3 / 4;
 }
 
@@ -194,7 +194,7 @@ int merge(File& file, std::size_t tree, PageNumber left, Place place) {
   const PageNumber right = bound.number;
   PageHeader& to = header_of(file, left);
   if (to.kind == kLeaf && !unlink(file, tree, right)) return kIsBadFile;
-  reshape(file, left, shape_together(file, tree, left, bound), read_entry(file, {left, 0}).bytes);
+  reshape(file, left, merged_shape(file, tree, left, bound), read_entry(file, {left, 0}).bytes);
   save_header(file, left);
   const std::uint32_t first = to.count;
   append(file, left, file.page(right), 0, header_of(file, right).count);
@@ -216,7 +216,7 @@ bool find_partner(File& file, std::size_t tree, Place parent, std::uint8_t kind,
     const PageNumber a = number_in(file, {parent.page, index});
     const Entry b = read_entry(file, {parent.page, index + 1});
     if (!page_is_sound(file, a, kind, tree) || !page_is_sound(file, b.number, kind, tree)) continue;
-    if (!belong_together(file, tree, a, b)) continue;
+    if (!should_merge(file, tree, a, b)) continue;
     left = index;
     return true;
   }
@@ -236,8 +236,8 @@ void shrink_root(File& file, std::size_t tree) {
 
 // What is to be done about a node that has lost an entry: gives the index of a child that its
 // parent has lost by it, or that nothing was lost.
-int thin_out(File& file, std::size_t tree, PageNumber page, Place parent, bool& lost,
-             std::uint32_t& lost_index) {
+int rebalance(File& file, std::size_t tree, PageNumber page, Place parent, bool& lost,
+              std::uint32_t& lost_index) {
   const PageHeader& header = header_of(file, page);
   lost = header.count == 0;
   lost_index = parent.index;
@@ -293,7 +293,7 @@ int tree_remove(File& file, std::size_t tree, Path& path) {
     take_entry(file, {page, index});
     if (level + 1 == path.levels) break;
     bool lost = false;
-    if (const int failed = thin_out(file, tree, page, path.nodes[level + 1], lost, index))
+    if (const int failed = rebalance(file, tree, page, path.nodes[level + 1], lost, index))
       return failed;
     if (!lost) break;
   }

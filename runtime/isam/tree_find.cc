@@ -130,7 +130,7 @@ bool tree_find(File& file, std::size_t tree, const Probe& probe, Bound bound, Pa
   return tree_arrive(file, tree, probe, bound, path);
 }
 
-bool tree_settle_forward(File& file, std::size_t tree, Place& place, Node& leaf) {
+bool tree_skip_to_entry(File& file, std::size_t tree, Place& place, Node& leaf) {
   // One page on is enough: only the root can be an empty leaf.
   if (!read_node(file, place.page, kLeaf, tree, leaf)) return false;
   if (place.index < leaf.header.count) return true;

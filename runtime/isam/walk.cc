@@ -41,8 +41,8 @@ class Verification {
   struct Visit {
     PageNumber page;
     std::uint32_t level;
-    const Probe* least;     // null: no bound
-    const Probe* too_much;  // null: no bound
+    const Probe* least;  // null: no bound
+    const Probe* limit;  // null: no bound
   };
 
   void report(const std::string& text) {
@@ -207,7 +207,7 @@ class Verification {
       const Probe entry = whole_entry(node, i);
       const bool ordered = i == first || is_less(before, entry);
       const bool inside = (visit.least == nullptr || !is_less(entry, *visit.least)) &&
-                          (visit.too_much == nullptr || is_less(entry, *visit.too_much));
+                          (visit.limit == nullptr || is_less(entry, *visit.limit));
       if (!ordered || !inside)
         report(where(tree, visit.page) + ": entry " + std::to_string(i) + " is out of order");
       before = entry;
@@ -220,7 +220,7 @@ class Verification {
       const Probe entry = whole_entry(node, i);
       const Probe next = i + 1 < count ? whole_entry(node, i + 1) : Probe{};
       verify_node(tree, {node.number(i), visit.level - 1, i == 0 ? visit.least : &entry,
-                         i + 1 < count ? &next : visit.too_much});
+                         i + 1 < count ? &next : visit.limit});
     }
   }
 
