@@ -1,5 +1,5 @@
-// An open pair of files as this process sees it: its record, opening, closing and headers.
-// change.h says how it is read and changed.
+// An open pair of files in this process: the record File, opening and closing, headers. change.h
+// says how a pair is read and changed.
 //
 // Results: 0, or the number for iserrno.
 #pragma once
@@ -19,13 +19,13 @@
 
 namespace marigold::isam {
 
-// What is derived from a key once and used at every step in its tree.
+// Values derived from a key once and used at every step in its tree.
 struct TreeShape {
   KeyDescription key;
   bool duplicates = false;
   std::uint32_t key_length = 0;
-  // Bytes by which entries are ordered: the key, and behind it the sequence of a key with
-  // duplicates.
+  // Bytes by which entries are ordered: the key and, if it allows duplicates, the sequence after
+  // it.
   std::uint32_t compare_length = 0;
 };
 
@@ -39,41 +39,45 @@ struct File {
   MappedFile data;
   std::string base;
   FileIdentity identity;
-  int users = 0;           // descriptors of this process on it
-  int snapshots = 0;       // of which this process reads so many
-  bool writable = false;   // the system lets us change it
-  bool exclusive = false;  // nobody else has it open
-  // Off while the trees are made anew, which is begun again when it is interrupted.
+  int users = 0;           // descriptors of this process on the file
+  int snapshots = 0;       // snapshots that this process reads
+  bool writable = false;   // the system lets this process change both files
+  bool exclusive = false;  // no other process may have the file open
+  // Off while the trees are rebuilt: an interrupted rebuild starts over, so nothing is saved for an
+  // undo.
   bool logging = true;
-  std::uint32_t seat = 0;   // the byte of kSeatLocks that we hold
-  std::uint32_t turns = 0;  // times that we had the word since we last waited for it
+  std::uint32_t seat = 0;  // number of the byte after kSeatLocks that this process holds
+  std::uint32_t turns =
+      0;  // times that this process had the writer lock since it last waited for it
   std::uint32_t record_length = 0;
   std::uint32_t slot_size = 0;
-  // Bytes that the files have and that are visible; others may have added more.
+  // Bytes of the files that are mapped; other processes may have added more.
   std::uint64_t index_space = 0;
   std::uint64_t data_space = 0;
-  // That are visible; no higher number may be followed, whatever a changing header says.
+  // Slots within data_space. No higher number is followed, whatever a changing header says.
   std::uint64_t slots = 0;
-  int registering = 0;  // how often we hold the register lock
-  int hit = 0;          // why the operation that goes on was hit before; see hit.h
+  int registering = 0;  // how often this process holds the register lock
+  int hit = 0;          // error of a missing page in the operation that goes on; see hit.h
   std::vector<TreeShape> trees;
-  // Of which this change need not save anything any more. Room for all that the undo area can hold,
-  // so that no change runs out of memory.
+  // Pages this change has saved already, or made. Has room for all that the undo area can hold, so
+  // that no change runs out of memory.
   std::vector<PageNumber> saved_pages;
-  // How often this process has rested in an epoch while another one settled.
+  // Rests of this process in an epoch while another process settled deletions.
   struct {
     std::uint32_t epoch = 0;
     int count = 0;
   } rests;
-  // What the change going on has done about slots that are gone.
+  // Attempts of the change going on to get free slots by settling deletions.
   struct {
     bool ripe_tried = false;
     bool all_tried = false;
   } settling;
-  const char* made_anew = "";  // why the indexes were, when it was opened
+  const char* made_anew = "";  // why opening the file rebuilt its indexes
   SlotHints hints;
-  std::vector<std::uint64_t> intact_slots;  // a bit each: its check was right, or made here
-  std::vector<std::uint8_t> intact_pages;  // by page: its check was right, or has become void since
+  std::vector<std::uint64_t>
+      intact_slots;  // a bit each: this process has made or verified the checksum of the slot
+  std::vector<std::uint8_t>
+      intact_pages;  // a byte each: made here, or its checksum was right or void
 
   [[nodiscard]] IndexHeader& header() const {
     return *reinterpret_cast<IndexHeader*>(index.memory());
@@ -94,51 +98,53 @@ struct OpenRequest {
   std::string data_path;
   std::string base;
   bool exclusive = false;
-  // The caller wants to change it; otherwise it is opened for reading where the system allows no
-  // more.
+  // The caller wants to change the file. Otherwise the file is opened read-only where the system
+  // allows no more.
   bool write = false;
-  // Of building: the files take over owner and permissions of those of this base; "" for none.
+  // Base whose files give the new ones their owner and permissions when a pair is built; "" for
+  // none.
   std::string access_of = {};
 };
 
-// The undo area that changes of these trees can need, in pages.
+// Pages of the undo area that a change of these trees can need.
 std::uint64_t undo_pages_needed(std::span<const TreeShape> trees);
 
-// Writes the data file's header with these keys and syncs it, in such an order that one whole
-// header is always there.
+// Writes both copies of the data file's header with these keys and syncs each before the next, so
+// that one copy is whole at any moment.
 int file_write_keys(File& file, std::span<const TreeShape> trees);
 
-// Makes both files and opens them, without a moment in which they are there and not ours. On a
-// failure none is left behind.
+// Creates both files and opens them. Other processes cannot open them in between. On a failure no
+// file is left.
 int file_build(File& file, const OpenRequest& request, std::uint32_t record_length,
                const KeyDescription& primary);
-// Opens both files, takes the use lock (113), undoes what a process that died left half done, and
-// makes the indexes again after a power loss.
+// Opens both files, takes the use lock (113), undoes the change of a process that died, and
+// rebuilds the indexes after a power loss.
 int file_open(std::shared_ptr<File>& file, const OpenRequest& request);
-// Brings all to the disk, and marks the file clean if nobody else has it open.
+// Brings everything to the disk, and marks the file clean if no other process has it open. Both
+// files are closed even on a failure.
 int file_close(File& file);
-// Brings all records to the disk. The indexes can be made from them.
+// Makes all records durable. The indexes can be rebuilt from them.
 int file_flush(File& file);
-// Puts the file in use on the disk. Not the writer's.
+// Puts the file in use on the disk. The caller must not be the writer.
 int file_put_in_use(File& file);
 
 // ---- Headers
 
-// Takes over what the data file's header says of its records and keys.
+// Takes record length and keys from the data file's header.
 void set_shapes(File& file, const DataHeader& header);
-// Finds the first whole header of the data file. 105 when neither is; 103 when it claims more than
-// 16 keys, or one that cannot be.
+// Finds the first whole copy of the data file's header. 105 when both are damaged; 103 when it
+// claims more than 16 keys, or an invalid one.
 int find_data_header(File& file, DataHeader& header);
 // Writes the header of an index that is being built.
 int write_index_header(File& file, std::uint64_t id);
 
 // ---- The register lock
 
-// Serialises who comes and goes, and who takes over from the dead: held while a process opens or
-// closes a file, and while one looks whether the writer is alive. May be taken again by who has it.
-// 113 after so many rounds of waiting, most of them a millisecond each, so some ten seconds:
-// whoever has it has it for moments, but for one who makes the indexes again; and somebody who may
-// only read the file can lock it for as long as he likes.
+// Serialises processes that open or close a file, put it in use, or take the writer lock from a
+// dead writer. A process may take the lock again while it holds it. 113 after `most_rounds` rounds
+// of waiting: most take a millisecond, so the default is some ten seconds. Holders need it for
+// moments, except for a rebuild of the indexes; but a process that may only read the file can hold
+// it for ever.
 inline constexpr int kRoundsToRegister = 10'000;
 int register_lock(File& file, int most_rounds = kRoundsToRegister);
 void register_unlock(File& file);

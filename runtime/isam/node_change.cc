@@ -11,7 +11,7 @@ bool is_saved(const File& file, PageNumber page) {
   return std::ranges::find(file.saved_pages, page) != file.saved_pages.end();
 }
 
-// Saves header and entries from one index on, and takes the page's check away.
+// Saves the header and the entries from `place` on, and voids the page's checksum.
 void save_from(File& file, Place place) {
   PageHeader& header = header_of(file, place.page);
   if (file.logging && !is_saved(file, place.page)) {
@@ -26,7 +26,7 @@ bool is_shape_of(Shape shape, const PageHeader& header) {
   return shape.prefix == header.prefix && shape.kept == header.kept;
 }
 
-// What an inner node must keep of its entries. The first one does not count.
+// Bytes that an inner node must keep of its entries, apart from the first one.
 std::size_t bounds_length(File& file, PageNumber page) {
   std::size_t length = 1;
   for (std::uint32_t i = 1; i < header_of(file, page).count; ++i)
@@ -34,7 +34,7 @@ std::size_t bounds_length(File& file, PageNumber page) {
   return length;
 }
 
-// Copies an entry of an inner node into one that keeps more of it, or less.
+// Copies an entry of an inner node into one that keeps more or fewer bytes of it.
 void copy_bound(std::byte* to, const PageHeader& target, const std::byte* from,
                 const PageHeader& source) {
   const std::size_t same = std::min(target.kept, source.kept);
@@ -43,8 +43,8 @@ void copy_bound(std::byte* to, const PageHeader& target, const std::byte* from,
   std::memcpy(to + target.kept, from + source.kept, kNumberLength);
 }
 
-// Copies an entry of a leaf into one that keeps more of it once, or less. What comes behind it is
-// written later.
+// Copies an entry of a leaf into one with a longer or a shorter prefix. Writes up to 7 bytes beyond
+// the entry; the caller copies entries in ascending order, so the next one overwrites these.
 void copy_entry(std::byte* to, const PageHeader& target, const std::byte* from,
                 const PageHeader& source, const std::byte* source_prefix) {
   if (target.prefix >= source.prefix)
@@ -54,7 +54,7 @@ void copy_entry(std::byte* to, const PageHeader& target, const std::byte* from,
   copy_pieces(to + more, from, entry_size(source));
 }
 
-// A node as it was before it got another shape.
+// Copy of a node before it gets another shape.
 using Image = std::array<std::byte, kPageSize>;
 
 Image image_of(const File& file, PageNumber page) {
@@ -132,7 +132,7 @@ void copy_shape(File& file, PageNumber to, PageNumber from) {
 
 void reshape(File& file, PageNumber page, Shape shape, const Probe& like) {
   PageHeader& header = header_of(file, page);
-  // Without entries its prefix means nothing.
+  // A node without entries has no meaningful prefix.
   if (is_shape_of(shape, header) && header.count > 0) return;
   save_node(file, page);
   const Image image = image_of(file, page);
@@ -220,7 +220,7 @@ void append(File& file, PageNumber to, const std::byte* from, std::size_t first,
   std::byte* out = entry_in(file, {to, target.count});
   const std::byte* prefix = from + sizeof(PageHeader);
   const std::byte* in = prefix + source.prefix + first * entry_size(source);
-  change_step();  // a node that is given another shape is empty now
+  change_step();  // here a node that gets another shape is empty
   target.count = static_cast<std::uint16_t>(target.count + count);
   if (is_shape_of(shape_of(source), target)) {
     std::memcpy(out, in, count * entry_size(source));
@@ -247,7 +247,7 @@ PageNumber page_take(File& file) {
 void page_give(File& file, PageNumber number) {
   Contents& contents = file.contents();
   auto& header = *reinterpret_cast<PageHeader*>(file.page(number));
-  // Whole: the same change may take the page again, and write over it.
+  // The whole node: the same change may take the page again and overwrite it.
   save(file, Side::kIndex, file.page(number), sizeof header + node_space(header));
   header = PageHeader{.checksum = 0,
                       .kind = kFreePage,
