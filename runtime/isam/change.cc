@@ -18,25 +18,26 @@ void (*change_step_hook)() = nullptr;
 
 namespace {
 
-// In the word of a file that is open exclusively, where nobody has a place.
+// Stands in the writer lock of a file that is open exclusively: its process has no seat.
 constexpr std::uint32_t kExclusiveWriter = ~std::uint32_t{0};
 
-// Rounds of waiting after which it is worth asking the system whether the writer lives.
+// Rounds of waiting between two questions to the system whether the writer lives.
 constexpr int kPatience = 16;
-// And after which it is time to be the next one, a millisecond or so. Whoever has just had the word
-// so many times without waiting waits some ten: when two write all the time, what one has changed
-// has to come to the other's processor at the start of each turn.
+// Rounds of waiting before a process becomes the heir, a millisecond or so. A process that has just
+// had the lock kLongTurn times without waiting waits nearly ten: when two processes write all the
+// time, every turn begins with fetching the other one's changes into this processor's cache.
 constexpr int kRoundsToInherit = 24;
 constexpr int kRoundsBetweenLongTurns = 128;
 constexpr std::uint32_t kLongTurn = 1000;
-// Waiting begins with two looks and goes on with short sleeps: each look takes the line with the
-// word away from whoever is writing, and two that write in long turns do more than two that take
-// every other one.
+// Waiting begins with two attempts and goes on with short sleeps. Each attempt takes the cache line
+// of the lock away from the writer, and two processes that write in long turns do more than two
+// that alternate.
 constexpr int kPauses = 8;
-// No longer waits between two looks: others wait for an heir who is late.
+// Bounds the sleep between two attempts: others wait for an heir that is late.
 constexpr int kLongestWait = 15;
 
-// Behind each piece of saved bytes in the undo area, so that the area can be read from its end.
+// Stands after each piece of saved bytes in the undo area, so that undo can read the area from its
+// end.
 struct UndoTrailer {
   std::uint64_t offset;  // in its file
   std::uint32_t length;
@@ -61,9 +62,9 @@ std::uint32_t own_word(const File& file) {
   return file.exclusive ? kExclusiveWriter : file.seat + 1;
 }
 
-// Whether the process that left this word behind is gone. Exclusive writers are: we have the file
-// open. A place is held exclusively; somebody who may only read the file and locks the byte is no
-// writer.
+// Whether the process that left this value in the writer lock is gone. An exclusive writer is gone,
+// since this process has the file open. A live writer holds its seat exclusively; a shared lock on
+// that byte comes from a process that may only read the file.
 int writer_is_dead(const File& file, std::uint32_t word, bool& dead) {
   dead = true;
   if (word > kSeats) return 0;
@@ -73,7 +74,7 @@ int writer_is_dead(const File& file, std::uint32_t word, bool& dead) {
   return failed;
 }
 
-// Takes the word over from a dead writer; `taken` tells whether there was one.
+// Takes the writer lock over from a dead writer; `taken` reports whether there was one.
 int take_over(File& file, bool& taken) {
   taken = false;
   if (int failed = register_lock(file)) return failed;
@@ -85,8 +86,8 @@ int take_over(File& file, bool& taken) {
   return failed;
 }
 
-// Ends the succession of an heir who has not taken the free word since he was last seen here: he is
-// stopped, or dead. `seen` is who was.
+// Ends the claim of an heir that has not taken the free lock since the last call: its process is
+// stopped or dead. `seen` is the heir at the last call.
 void drop_late_heir(const File& file, std::uint32_t& seen) {
   std::uint32_t heir = heir_of(file).load();
   const bool late = heir != 0 && heir == seen && heir != own_word(file);
@@ -94,7 +95,7 @@ void drop_late_heir(const File& file, std::uint32_t& seen) {
   seen = heir;
 }
 
-// Takes the word if it is free and nobody else is next.
+// Takes the writer lock if it is free and no other process is the heir.
 bool take_turn(const File& file) {
   const std::uint32_t own = own_word(file);
   const std::uint32_t heir = heir_of(file).load(std::memory_order_relaxed);
@@ -105,8 +106,8 @@ bool take_turn(const File& file) {
   return true;
 }
 
-// Whoever has waited for a while becomes the heir, if there is none: then nobody else takes the
-// word, however quick he is.
+// A process that has waited for a while becomes the heir, if there is none. Then no other process
+// can take the lock before it, however fast.
 [[gnu::noinline]] int wait_for_word(File& file) {
   const int patience = file.turns < kLongTurn ? kRoundsToInherit : kRoundsBetweenLongTurns;
   file.turns = 0;
@@ -134,12 +135,13 @@ int take_word(File& file) {
   if (!take_turn(file)) {
     if (const int failed = wait_for_word(file)) return failed;
   }
-  return was_hit(file) ? after_hit(file) : 0;  // then it is in a page of our own, not the file
+  return was_hit(file) ? after_hit(file)
+                       : 0;  // a hit means that the lock was stored in a private page
 }
 
 void restore(File& file, const UndoTrailer& trailer, const std::byte* saved) {
   std::byte* base = trailer.side == Side::kIndex ? file.index.memory() : file.data.memory();
-  // A page that could not be written still has what it had.
+  // A page that could not be written still has its old content.
   if (std::memcmp(base + trailer.offset, saved, trailer.length) != 0)
     std::memcpy(base + trailer.offset, saved, trailer.length);
 }
@@ -151,7 +153,8 @@ bool undo_area_is_sane(const File& file) {
          (kUndoStart + header.undo_pages) * kPageSize <= file.index_space;
 }
 
-// Saved are slots, nodes and what the header says of them; never what undoing goes by.
+// Only slots, nodes and the contents part of the header are ever saved, never the fields that undo
+// relies on.
 bool trailer_is_sane(const File& file, const UndoTrailer& trailer, std::uint64_t used) {
   if (trailer.side != Side::kIndex && trailer.side != Side::kData) return false;
   const bool is_index = trailer.side == Side::kIndex;
@@ -168,14 +171,14 @@ bool trailer_is_sane(const File& file, const UndoTrailer& trailer, std::uint64_t
 }  // namespace
 
 void change_step() {
-  std::atomic_signal_fence(std::memory_order_seq_cst);  // nothing may be put off past a step
+  std::atomic_signal_fence(std::memory_order_seq_cst);  // no store moves past a step
   if (change_step_hook != nullptr) change_step_hook();
 }
 
 int writer_begin(File& file) {
   if (const int failed = take_word(file)) return failed;
-  // Whoever had the word before us died within a change, or could not make the trees anew, or the
-  // header is damaged and says so.
+  // The last holder of the lock died within a change, or could not rebuild the trees, or the header
+  // is damaged and looks like that.
   const IndexHeader& header = file.header();
   if (header.undo_used == 0 && header.changes % 2 == 0) return 0;
   const int failed = header.state == kStateRebuild ? rebuild_indexes(file) : undo_unless_hit(file);
@@ -237,7 +240,7 @@ int undo_all(File& file) {
     if (!trailer_is_sane(file, trailer, header.undo_used)) return kIsBadFile;
     const std::uint64_t whole = padded(trailer.length) + sizeof trailer;
     restore(file, trailer, end - whole);
-    change_step();  // restoring twice is restoring once
+    change_step();  // restoring twice does no harm
     std::atomic_ref(header.undo_used).store(header.undo_used - whole, std::memory_order_release);
     change_step();
   }
@@ -248,10 +251,10 @@ int undo_all(File& file) {
 
 namespace {
 
-// Who may only read cannot undo what a dead writer has left. Somebody who can may come at once, or
-// never.
+// A process that may only read cannot undo the change of a dead writer. Another process that can
+// may come at once, or never.
 int wait_for_rescue(const File& file, int round) {
-  constexpr int kRounds = 20 * kPatience;  // a fifth of a second
+  constexpr int kRounds = 20 * kPatience;  // a quarter of a second
   if (round < kRounds) return 0;
   const std::uint32_t word = writer_of(file).load();
   bool dead = true;
@@ -259,7 +262,7 @@ int wait_for_rescue(const File& file, int round) {
   return failed == 0 && dead ? refuse(EACCES, kHalfDone) : failed;
 }
 
-// While somebody is changing the file. Apart from what every read goes through.
+// Waits while another process changes the file. Kept out of the path that every read takes.
 [[gnu::noinline]] int wait_for_writer(File& file, std::uint64_t& changes) {
   for (int round = 0;; ++round) {
     changes = changes_of(file).load(std::memory_order_acquire);
@@ -271,7 +274,7 @@ int wait_for_rescue(const File& file, int round) {
       if (const int failed = wait_for_rescue(file, round)) return failed;
       continue;
     }
-    // Either the writer finishes meanwhile, or it is dead and its change is undone.
+    // The writer either finishes meanwhile, or is dead and its change is undone.
     if (const int failed = writer_begin(file)) return failed;
     writer_end(file);
     if (const int hit = unless_hit(file, 0)) return hit;

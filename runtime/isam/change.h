@@ -1,14 +1,15 @@
-// Who may change a pair of files, and how a change stays whole.
+// Changes of a pair of files: who may change it, and how a change stays whole.
 //
-// Readers take no lock. A reader notes IndexHeader::changes before and after; if a writer was at
-// work meanwhile, what it read may be anything and is read again. So whatever a reader follows is
-// checked against its bounds first.
+// Readers take no lock. A reader notes IndexHeader::changes before and after; if a change has
+// overlapped the read, the bytes read may be anything and are read again. So a reader verifies
+// every page and number before it follows it.
 //
-// A writer puts its place into IndexHeader::writer, makes `changes` odd, saves every byte that it
-// changes to the undo area before it changes it, and at the end forgets the undo area, makes
-// `changes` even and gives the word back. A process that dies leaves its place behind in the word
-// and gives its lock of that place back; whoever finds the word taken by a place that nobody holds
-// takes the word over and undoes what the undo area holds.
+// A writer stores its seat in IndexHeader::writer (the writer lock), makes `changes` odd, saves
+// bytes to the undo area before it overwrites them, and at the end empties the undo area, makes
+// `changes` even and gives the lock back. A process that dies leaves its seat in
+// IndexHeader::writer, while the system gives its lock of the seat back. A process that finds the
+// writer lock with a seat that no process holds takes the lock over and undoes the saved part of
+// the change.
 //
 // Results: 0, or the number for iserrno.
 #pragma once
@@ -24,11 +25,11 @@ namespace marigold::isam {
 
 // ---- Changing
 
-// Takes the right to change the file, after whoever has it.
+// Takes the writer lock, after the process that has it, and undoes the change of a dead writer.
 int writer_begin(File& file);
 void writer_end(File& file);
 
-// Runs something as the file's writer, and gives the right back however it ends.
+// Runs a body as the file's writer, and gives the writer lock back however the body ends.
 template <typename Body>
 int as_writer(File& file, Body body) {
   if (const int failed = writer_begin(file)) return failed;
@@ -40,19 +41,19 @@ int as_writer(File& file, Body body) {
   return body();
 }
 
-// Instead of a result: the change needs something that waits for the disk, which nobody does who
-// has the right to change the file. See as_prepared_writer.
+// Returned by a change in place of a result when it first needs work that waits for the disk, which
+// the writer must not do. as_prepared_writer does the work and runs the change again.
 inline constexpr int kPutInUseFirst = -1;
 inline constexpr int kSettleRipeFirst = -2;
 inline constexpr int kSettleAllFirst = -3;
 
-// 0, or kPutInUseFirst: the file is put in use before its first change. The writer's.
+// 0, or kPutInUseFirst: a file is put in use before its first change. Called by the writer.
 inline int change_prepare(const File& file) {
   return file.header().state == kStateInUse ? 0 : kPutInUseFirst;
 }
 
-// Runs a change as the file's writer, and what it needs first without that right: others go on
-// while the disk is waited for.
+// Runs a change as the file's writer, and does work that waits for the disk without the writer
+// lock, so that other processes go on meanwhile.
 template <typename Change>
 int as_prepared_writer(File& file, Change change) {
   file.settling = {};
@@ -73,23 +74,24 @@ int as_prepared_writer(File& file, Change change) {
     if (failed != 0) return failed;
   }
 }
-// Everything between these two is done whole or not at all. A change that fails in between is taken
-// back by undo_all.
+// A change between these two happens whole or not at all. One that fails in between is taken back
+// by undo_all.
 void change_begin(File& file);
 void change_end(File& file);
 
-// Saves bytes of one of the two files before they are changed; within a change.
+// Saves bytes of one of the two files before they are overwritten; within a change.
 enum class Side : std::uint32_t { kIndex, kData };
 void save(File& file, Side side, const std::byte* from, std::size_t length);
 
-// Undoes what a change that was not finished has done, and makes `changes` even. The writer's.
+// Undoes an unfinished change and makes `changes` even. Called by the writer.
 int undo_all(File& file);
 
 // ---- Reading
 
-// The number of changes, even; waits for a writer, and undoes the work of one that died.
+// Gives the number of changes, which is even. Waits for a writer, and undoes the change of a dead
+// one.
 int read_begin(File& file, std::uint64_t& changes);
-// Whether nothing was changed since.
+// Whether no change has begun since read_begin gave `changes`.
 bool read_was_whole(const File& file, std::uint64_t changes);
 
 }  // namespace marigold::isam

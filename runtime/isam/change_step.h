@@ -1,13 +1,12 @@
-// The steps of a change, at each of which a process may die.
+// Steps of a change, at each of which a process may die.
 #pragma once
 
 namespace marigold::isam {
 
-// A point at which the process may die: everything stored so far is stored.
+// Marks a step: every store before it stays before it.
 void change_step();
 
-// Counts the steps at which a change can be interrupted, for tests that kill a process at each.
-// Null in every other program.
+// Called at each step, so that a test can kill the process there. Null in every other program.
 extern void (*change_step_hook)();
 
 }  // namespace marigold::isam

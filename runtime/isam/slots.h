@@ -1,4 +1,5 @@
-// The slots of the data file: what they hold, which a record may take, and when a deletion is final.
+// Slots of the data file: their records, which slots a new record may take, and when a deletion is
+// final.
 //
 // Results: 0, or the number for iserrno.
 #pragma once
@@ -22,21 +23,20 @@ inline void set_sequence(SlotHeader& header, std::uint64_t value) {
                      static_cast<std::uint16_t>(value >> 32)};
 }
 
-// The check of a slot as it stands: of its sequence and its record.
+// Computes the checksum of a slot: of its sequence and its record.
 inline std::uint32_t slot_checksum(const File& file, const std::byte* slot) {
   constexpr std::size_t kFirst = offsetof(SlotHeader, sequence);
   return checksum({slot + kFirst, sizeof(SlotHeader) - kFirst + file.record_length},
                   file.header().file_id);
 }
 
-// Whether the slot holds a record whose check is right.
+// Whether the slot is live and its checksum is right.
 inline bool slot_is_live(const File& file, const std::byte* slot) {
   const auto* header = reinterpret_cast<const SlotHeader*>(slot);
   return header->state == kSlotLive && header->checksum == slot_checksum(file, slot);
 }
 
-// Epochs that may have begun and are not settled: one with slots that are ripe, and the one that
-// goes on.
+// Epochs that may have begun and are not settled: one with ripe slots, and the current one.
 inline constexpr std::uint32_t kOpenEpochs = 2;
 
 inline std::uint64_t& settled_word(const File& file) {
@@ -46,8 +46,8 @@ inline std::uint32_t settled_epoch(const File& file) {
   return static_cast<std::uint32_t>(settled_word(file));
 }
 
-// The same after a power loss, which a record survives whose deletion is not settled. State and
-// check of a slot may come from before and after a deletion.
+// Whether the slot holds a record after a power loss, which undoes deletions that are not
+// settled. State and checksum of a slot may come from before and after a deletion.
 inline bool slot_has_survived(const File& file, const std::byte* slot) {
   const auto* header = reinterpret_cast<const SlotHeader*>(slot);
   if (header->state != kSlotLive && header->state != kSlotGone) return false;
@@ -55,8 +55,8 @@ inline bool slot_has_survived(const File& file, const std::byte* slot) {
   return epoch == 0 || epoch - settled_epoch(file) - 1 < kOpenEpochs;
 }
 
-// The same with the check made only the first time that this process reads the slot: later nobody
-// but an engine has changed it, and that makes the check anew.
+// Whether the slot is live, with the checksum verified only at this process's first read of the
+// slot. Later only an engine can have changed the slot, and an engine renews the checksum.
 inline bool slot_was_live(File& file, std::uint64_t number) {
   const std::byte* slot = file.slot(number);
   std::uint64_t& word = file.intact_slots[number / 64];
@@ -66,28 +66,29 @@ inline bool slot_was_live(File& file, std::uint64_t number) {
   word |= bit;
   return true;
 }
-// The process has made the check itself.
+// Notes that this process has made the checksum itself.
 inline void note_intact_slot(File& file, std::uint64_t number) {
   file.intact_slots[number / 64] |= std::uint64_t{1} << number % 64;
 }
 // ---- Taking and giving slots, within a change
 
-// Taking gives 0 when what should be free is not: the file is damaged and the change must be
-// undone. A slot that is given is gone, and can be taken when it is settled.
+// Taking returns 0 when the slot that should be free is not: the file is damaged and the change
+// must be undone. A slot that is given is gone until it is settled.
 SlotNumber slot_take(File& file);
 void slot_give(File& file, SlotNumber number);
 // ---- Settling
 
-// Brings the data file to the disk and makes all gone slots free. Waits for whoever is doing that;
-// 113 when it takes too long. Takes the right to change the file for moments only: the caller does
-// not have it.
+// Makes the deletions so far durable and all gone slots free. Waits for a process that is settling;
+// 113 when that takes too long. Takes the writer lock for moments only, so the caller must not hold
+// it.
 int slots_settle(File& file);
-// The same for those that have been gone for a while, unless somebody else is doing it. The others
-// may belong to records that are just being replaced.
+// Does the same for ripe slots, or makes gone slots ripe, unless another process is settling. Gone
+// slots that are not ripe may belong to records that are just being replaced.
 int slots_settle_ripe(File& file);
-// Whether so much is gone that it should be settled.
+// Whether so many slots are gone that they should be settled.
 bool slots_are_due(const File& file);
-// Who settles: one process at a time, which gives the lock back when it dies.
+// Right to settle: one process has it at a time, and the system gives it back when that process
+// dies.
 class Settler {
  public:
   explicit Settler(File& file) : file_(file) {}
@@ -97,7 +98,7 @@ class Settler {
   Settler(const Settler&) = delete;
   Settler& operator=(const Settler&) = delete;
 
-  // 113 when somebody else is.
+  // 113 when another process settles.
   int become();
 
  private:
@@ -105,18 +106,18 @@ class Settler {
   bool held_ = false;
 };
 
-// Waits for it: 113 after some ten seconds. Somebody who may only read the file can hold it for
-// ever.
+// Waits to become the settler: 113 after some ten seconds, since a process that may only read the
+// file can hold the lock for ever.
 int wait_to_settle(Settler& settler);
 
-// Settles the ripe slots and makes them free. The settler's, who is not the writer.
+// Settles the ripe slots and frees them. The caller is the settler and not the writer.
 int settle_ripe(File& file);
 
-// Makes everything gone ripe; what is deleted from now on belongs to the next epoch. The settler's
-// and the writer's, when nothing is ripe.
+// Makes all gone slots ripe; deletions from now on belong to the next epoch. The caller is settler
+// and writer, and no slot is ripe.
 int begin_epoch(File& file);
 
-// Frees the slots that were kept for snapshots, if nobody reads one any more.
+// Frees the slots that were kept for snapshots, unless a process still reads one.
 int slots_free_kept(File& file);
 
 }  // namespace marigold::isam
