@@ -58,7 +58,7 @@ std::atomic_ref<std::uint32_t> heir_of(const File& file) {
   return std::atomic_ref(file.header().heir);
 }
 
-std::uint32_t own_word(const File& file) {
+std::uint32_t own_lock_value(const File& file) {
   return file.exclusive ? kExclusiveWriter : file.seat + 1;
 }
 
@@ -81,7 +81,8 @@ int take_over(File& file, bool& taken) {
   std::uint32_t word = writer_of(file).load();
   bool dead = false;
   int failed = word == 0 ? 0 : writer_is_dead(file, word, dead);
-  if (failed == 0 && dead) taken = writer_of(file).compare_exchange_strong(word, own_word(file));
+  if (failed == 0 && dead)
+    taken = writer_of(file).compare_exchange_strong(word, own_lock_value(file));
   register_unlock(file);
   return failed;
 }
@@ -90,14 +91,14 @@ int take_over(File& file, bool& taken) {
 // stopped or dead. `seen` is the heir at the last call.
 void drop_late_heir(const File& file, std::uint32_t& seen) {
   std::uint32_t heir = heir_of(file).load();
-  const bool late = heir != 0 && heir == seen && heir != own_word(file);
+  const bool late = heir != 0 && heir == seen && heir != own_lock_value(file);
   if (late && writer_of(file).load() == 0) heir_of(file).compare_exchange_strong(heir, 0);
   seen = heir;
 }
 
 // Takes the writer lock if it is free and no other process is the heir.
 bool take_turn(const File& file) {
-  const std::uint32_t own = own_word(file);
+  const std::uint32_t own = own_lock_value(file);
   const std::uint32_t heir = heir_of(file).load(std::memory_order_relaxed);
   if (heir != 0 && heir != own) return false;
   std::uint32_t word = 0;
@@ -108,7 +109,7 @@ bool take_turn(const File& file) {
 
 // A process that has waited for a while becomes the heir, if there is none. Then no other process
 // can take the lock before it, however fast.
-[[gnu::noinline]] int wait_for_word(File& file) {
+[[gnu::noinline]] int wait_for_writer_lock(File& file) {
   const int patience = file.turns < kLongTurn ? kRoundsToInherit : kRoundsBetweenLongTurns;
   file.turns = 0;
   std::uint32_t seen = 0;
@@ -116,7 +117,7 @@ bool take_turn(const File& file) {
     wait_a_little(std::min(round + kPauses, kLongestWait));
     if (round > patience) {
       std::uint32_t nobody = 0;
-      heir_of(file).compare_exchange_strong(nobody, own_word(file));
+      heir_of(file).compare_exchange_strong(nobody, own_lock_value(file));
     }
     if (round % kPatience == 0) {
       drop_late_heir(file, seen);
@@ -129,11 +130,11 @@ bool take_turn(const File& file) {
   }
 }
 
-int take_word(File& file) {
+int take_writer_lock(File& file) {
   if (was_hit(file)) return after_hit(file);
   ++file.turns;
   if (!take_turn(file)) {
-    if (const int failed = wait_for_word(file)) return failed;
+    if (const int failed = wait_for_writer_lock(file)) return failed;
   }
   return was_hit(file) ? after_hit(file)
                        : 0;  // a hit means that the lock was stored in a private page
@@ -176,7 +177,7 @@ void change_step() {
 }
 
 int writer_begin(File& file) {
-  if (const int failed = take_word(file)) return failed;
+  if (const int failed = take_writer_lock(file)) return failed;
   // The last holder of the lock died within a change, or could not rebuild the trees, or the header
   // is damaged and looks like that.
   const IndexHeader& header = file.header();
@@ -189,7 +190,7 @@ int writer_begin(File& file) {
 void writer_end(File& file) {
   if (was_hit(file)) file.hit = after_hit(file);
   writer_of(file).store(0, std::memory_order_release);
-  if (was_hit(file)) leave_word(file);
+  if (was_hit(file)) leave_writer_lock(file);
 }
 
 void change_begin(File& file) {

@@ -35,7 +35,7 @@ int take_back(File& file, int failed, bool ending) {
   return again != 0 ? again : failed;
 }
 
-void leave_word(File& file) {
+void leave_writer_lock(File& file) {
   after_hit(file);
   const bool is_exclusive = file.exclusive;  // nobody else waits for it
   const std::uint32_t word = std::atomic_ref(file.header().writer).load();

@@ -67,6 +67,6 @@ int change(File& file, Body body) {
 
 // When the word could not be given back, which stands in a page that cannot be written: lets others
 // see that whoever has it is gone.
-void leave_word(File& file);
+void leave_writer_lock(File& file);
 
 }  // namespace marigold::isam
