@@ -31,8 +31,7 @@ std::uint32_t index_header_checksum(const IndexHeader& header) {
   return checksum(std::as_bytes(std::span(&copy, 1)).first(length));
 }
 
-// Of the header and the entries: what lies behind them means nothing, and undoing a change does not
-// restore it.
+// The bytes after the entries have no meaning, and undoing a change does not restore them.
 std::uint32_t page_checksum(const std::byte* page) {
   const auto* header = reinterpret_cast<const PageHeader*>(page);
   std::size_t length = sizeof(PageHeader);

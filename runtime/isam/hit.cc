@@ -15,7 +15,7 @@ int after_hit(File& file) {
     const int why = side->view_again();
     if (reason == 0 || why == ENODATA) reason = why;
   }
-  // Whoever has cut it may have put something else there.
+  // A cut file may have other content now.
   std::ranges::fill(file.intact_pages, std::uint8_t{0});
   std::ranges::fill(file.intact_slots, 0);
   return reason == ENODATA ? kIsBadFile : reason;
@@ -27,7 +27,7 @@ int undo_unless_hit(File& file) {
 
 int take_back(File& file, int failed, bool ending) {
   const int hit = was_hit(file) ? after_hit(file) : 0;
-  // Forgetting the undo area is what ends a change, though `changes` may still be odd.
+  // Emptying the undo area ends a change, though `changes` may still be odd.
   const bool done = ending && hit != kIsBadFile && file.header().undo_used == 0;
   const int again = undo_unless_hit(file);
   if (done) return 0;
@@ -37,7 +37,7 @@ int take_back(File& file, int failed, bool ending) {
 
 void leave_writer_lock(File& file) {
   after_hit(file);
-  const bool is_exclusive = file.exclusive;  // nobody else waits for it
+  const bool is_exclusive = file.exclusive;  // no other process waits for the lock
   const std::uint32_t word = std::atomic_ref(file.header().writer).load();
   if (is_exclusive || word != file.seat + 1) return;
   for (std::uint32_t seat = 0; seat < kSeats; ++seat) {

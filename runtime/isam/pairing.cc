@@ -32,8 +32,8 @@ std::uint64_t number_of(const MappedFile& file) {
   return file.identity(identity) == 0 ? identity.number : 0;
 }
 
-// Programs of one run of the machine see each other's changes, synced or not. Where the system does
-// not tell one run from another, only those who have the file open now are of this one.
+// Programs of one run of the machine see each other's changes, synced or not. If the system does
+// not distinguish runs, only processes that have the file open now belong to this one.
 bool is_of_this_run(const File& file) {
   const BootIdentity own = boot_identity();
   if (file.header().boot != own) return false;
@@ -56,7 +56,7 @@ bool is_copy(const File& file) {
   return is_of_use(mark.stamp) && mark.file_number != number_of(file.data);
 }
 
-// The data file's stamp, which is that of the index only before a restart.
+// Equal stamps of both files show that only a restart separates index and data.
 const char* why_unfit(const File& file) {
   const IndexHeader& header = file.header();
   const bool same = data_mark(file).stamp == header.use_stamp;
@@ -85,12 +85,12 @@ Judgement judge_pair(const File& file) {
   return {Fit::kRebuild, why_unfit(file)};
 }
 
-// Killed in between, the pair is clean or in use, and not changed yet. The version comes last: by
-// it the check of a clean header is made.
+// A process that is killed in between leaves the pair clean or in use, and not changed yet. The
+// version is stored last, because the checksum of a clean header depends on it.
 //
-// The index is synced as well. A power loss may leave new pages of it beside the header that it had
-// on the disk; were that a clean one, it would fit the data of then when somebody restores these
-// alone.
+// The index is synced as well. A power loss may leave its new pages beside the header that the disk
+// had before. If that were a clean header, the index would seem to fit when somebody restores the
+// data file of that time alone.
 int put_in_use(File& file, std::uint32_t state) {
   IndexHeader& header = file.header();
   if (!fits_use(file) || header.version != kIndexVersion || header.clean_stamp != 0) {
@@ -108,7 +108,7 @@ int put_in_use(File& file, std::uint32_t state) {
     change_step();
     int not_synced = file.data.sync();
     if (not_synced == 0) not_synced = file.index.sync_part(0, kPageSize);
-    // A stamp that stays in this process would let the index on the disk pass for the data's.
+    // A stamp that stays in this process would make the index on the disk seem to fit the data.
     const int failed = was_hit(file) ? after_hit(file) : not_synced;
     if (failed != 0) {
       header.clean_stamp = clean_before;
@@ -131,8 +131,8 @@ int stamp_clean(File& file) {
   change_step();
   if (const int failed = file.index.sync()) return failed;
   if (was_hit(file)) return after_hit(file);
-  // Also when the disk does not take it: as programs see the pair it is clean, and whoever changes
-  // it next draws another stamp, whichever of the two the disk has.
+  // A failed sync changes nothing here: as programs see the pair it is clean, and the next process
+  // that changes it draws another stamp, whichever of the two stamps is on the disk.
   std::atomic_ref(data_mark(file).stamp).store(header.clean_stamp);
   change_step();
   header.use_stamp = 0;

@@ -11,7 +11,7 @@ std::uint64_t record_sequence(const std::byte* slot) {
 }
 
 Probe new_probe(const TreeShape& shape, const char* record, std::uint64_t sequence) {
-  Probe probe;  // only the bytes that count are set: this is done for every record read
+  Probe probe;  // only the bytes that count are set: this runs for every record read
   key_from_record(shape.key, record, probe.data());
   if (!shape.duplicates) return probe;
   for (std::uint32_t i = shape.compare_length; i > shape.key_length; --i, sequence >>= 8) {

@@ -12,7 +12,7 @@ constexpr std::size_t kMostBuckets = std::size_t{1} << 21;  // 128 MiB
 
 }  // namespace
 
-// Takes the entry with the same tag, else a free one, else another of the bucket.
+// Replaces the entry with the same tag, else a free one, else another one of the bucket.
 void SlotHints::Table::put(const Entry& entry) {
   auto& entries = bucket(entry.tag).entries;
   std::size_t at = kEntries;
@@ -28,8 +28,8 @@ void SlotHints::Table::put(const Entry& entry) {
 }
 
 void SlotHints::expect(std::uint64_t slots) {
-  // A third more: of a table that is three quarters full one entry in twenty has given way to
-  // another of its bucket.
+  // A third more than slots: in a table that is three quarters full, another entry of its bucket
+  // has displaced one entry in twenty.
   const std::uint64_t wanted = std::bit_ceil((slots + slots / 3) / kEntries + 1);
   most_buckets_ = std::clamp<std::uint64_t>(wanted, kFirstBuckets, kMostBuckets);
 }
@@ -50,7 +50,7 @@ void SlotHints::enlarge() {
   moved_ = 0;
 }
 
-// What was noted since is newer.
+// Entries of the new table are newer.
 void SlotHints::move_bucket() {
   for (const Entry& entry : former_.bucket(moved_).entries) {
     if (entry.slot != 0 && table_.find(entry.tag) == 0) table_.put(entry);

@@ -35,7 +35,7 @@ class Verification {
   }
 
  private:
-  // A damaged file can have as many findings as bytes; these many tell enough.
+  // A damaged file can have as many findings as bytes.
   static constexpr std::size_t kMostFindings = 100;
 
   struct Visit {
@@ -85,8 +85,8 @@ class Verification {
     }
   }
 
-  // Records there belong to a newer index. Read without the memory: on a full disk there may be no
-  // place for them yet.
+  // Records there belong to a newer index. They are read by calls: on a full disk the mapped memory
+  // may have no page for them.
   void verify_unused_slots() {
     constexpr std::uint64_t kAtOnce = 256;
     std::vector<std::byte> piece(kAtOnce * file_.slot_size);
@@ -103,7 +103,7 @@ class Verification {
     }
   }
 
-  // The number of slots in a chain.
+  // Verifies the slots of a chain and returns their number.
   template <typename Look>
   std::uint64_t verify_chain(std::uint64_t number, const char* what, Look look) {
     std::uint64_t count = 0;
@@ -135,7 +135,7 @@ class Verification {
     return count;
   }
 
-  // Slots that were given up in an epoch, and still hold what they held.
+  // Verifies slots that were deleted in an epoch and still hold their records.
   std::uint64_t verify_gone(const SlotChain& chain, std::uint32_t epoch, const char* what) {
     std::uint64_t last = 0;
     const auto look = [&](std::uint64_t number, const SlotHeader& header) {
@@ -187,7 +187,7 @@ class Verification {
     }
   }
 
-  // With the zeros that an inner node leaves out.
+  // Returns an entry with the zeros that an inner node leaves out.
   static Probe whole_entry(const Node& node, std::uint32_t index) {
     Probe entry;
     node_entry(node, index, entry);
@@ -195,7 +195,7 @@ class Verification {
     return entry;
   }
 
-  // The first entry of an inner node stands for "less than everything" and is not looked at.
+  // The first entry of an inner node stands for "less than everything" and is never compared.
   void verify_order(std::size_t tree, const Visit& visit, const Node& node) {
     const std::uint32_t length = file_.trees[tree].compare_length;
     const auto is_less = [length](const Probe& a, const Probe& b) {
