@@ -30,7 +30,7 @@ std::uint64_t draw_id() {
 
 void remove_abandoned(const std::string& path) {
   for (const std::string& left : new_files_abandoned(path))
-    static_cast<void>(file_remove(left.c_str()));  // in nobody's way, should it stay
+    static_cast<void>(file_remove(left.c_str()));  // a leftover does no harm
 }
 
 int install(std::string& from, const std::string& to) {
@@ -65,11 +65,12 @@ int FreshPair::create(std::uint32_t record_length, std::span<const TreeShape> tr
                       std::uint64_t id) {
   if (is_link(data_path_)) return ELOOP;
   int failed = file_.index.create(fresh_index_.c_str(), NewFileAccess::kOwnerOnly);
-  if (failed == 0) failed = file_.index.lock(kUseLock, true);  // it is alive
+  if (failed == 0)
+    failed = file_.index.lock(kUseLock, true);  // shows that the new pair is not abandoned
   if (failed == 0) failed = file_.data.create(fresh_data_.c_str(), NewFileAccess::kOwnerOnly);
   if (failed == 0) failed = file_.data.lock(kUseLock, true);
-  // An index that is missing, or a link, has no permissions of its own; the records' are as strict
-  // as wanted.
+  // An index that is missing, or a link, has no permissions of its own; those of the data file are
+  // as strict as wanted.
   const bool own = file_exists(index_path_.c_str()) && !is_link(index_path_);
   const std::string& like = own ? index_path_ : data_path_;
   if (failed == 0) failed = file_.index.take_access(like.c_str());

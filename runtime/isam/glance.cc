@@ -9,7 +9,8 @@
 namespace marigold::isam {
 namespace {
 
-// The file is opened by one copy of the header; the other one is there for when that is damaged.
+// The first whole copy of the header opens the file; the other one must be there for the day when
+// that copy is damaged.
 void look_at_headers(const File& file, std::vector<std::string>& findings) {
   const std::span<const std::byte> head(file.data.memory(), kDataStart);
   const auto first = whole_header(head, kDataHeaders[0]);
@@ -41,7 +42,7 @@ void look_at_counts(const File& file, const Contents& contents,
   }
 }
 
-// The contents of one moment between two changes.
+// Reads the contents of one moment between two changes.
 int read_contents(File& file, Contents& contents) {
   std::uint64_t changes = 0;
   do {

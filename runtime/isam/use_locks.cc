@@ -24,8 +24,9 @@ int others_exclude(const File& file, std::uint64_t own_run, bool& excluded) {
   return failed;
 }
 
-// Of a process that wants the file for itself and may not write it: its lock can only be shared, so
-// it says that it is alone, looks whether it is, and others see it.
+// Makes a process the only one that has the file open, if it may not write it. Such a process can
+// take only shared locks: it locks the byte for this case, looks for others, and others see its
+// lock.
 int be_alone(File& file) {
   if (const int failed = file.index.lock(kAloneLock, false)) return as_refusal(failed);
   bool others = false;
