@@ -159,8 +159,8 @@ static_assert(std::is_trivially_copyable_v<IndexHeader> &&
               std::is_trivially_copyable_v<DataHeader>);
 
 struct PageHeader {
-  // Of the rest of the header and the entries, never 0. 0 means void: changed since the file was
-  // clean.
+  // Checksum of the rest of the header and the entries, never 0. 0 means void: changed since the
+  // file was clean.
   std::uint32_t checksum;
   std::uint8_t kind;
   std::uint8_t tree;  // tree of the node

@@ -194,9 +194,9 @@ namespace {
 
 // Whether the deletions of an epoch are durable: its slots are ripe until then.
 bool is_on_disk(const File& file, std::uint32_t epoch) {
-  const std::uint32_t behind = file.contents().epoch - epoch;  // 0: the current one
-  if (behind == 0 || behind > kMostBehind) return false;
-  return behind > 1 || file.contents().ripe.count == 0;
+  const std::uint32_t age = file.contents().epoch - epoch;  // 0: the current one
+  if (age == 0 || age > kMostBehind) return false;
+  return age > 1 || file.contents().ripe.count == 0;
 }
 
 // Waits to become the settler, or until another process has settled the slots that are gone now;
