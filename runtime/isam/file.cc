@@ -173,9 +173,9 @@ int hold_alone(File& file) {
     if (round > 0) wait_a_little(round);
     failed = file.index.lock(kUseLock, true);
   }
-  return failed == EAGAIN
-             ? refuse(kIsFileLocked, "its indexes must be made again, and others have it open")
-             : failed;
+  return failed == EAGAIN ? refuse(kIsFileLocked,
+                                   "its indexes must be rebuilt, and other processes have it open")
+                          : failed;
 }
 
 int rebuild_alone(File& file, const char* reason) {
@@ -413,7 +413,8 @@ int register_lock(File& file, int most_rounds) {
   }
   if (failed != 0) --file.registering;
   if (failed != EAGAIN) return failed;
-  return refuse(kIsFileLocked, "another process opens or closes it, or makes its indexes again");
+  return refuse(kIsFileLocked,
+                "another process is opening or closing it, or rebuilding its indexes");
 }
 
 void register_unlock(File& file) {

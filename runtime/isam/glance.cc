@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "runtime/isam/change.h"
+#include "runtime/isam/count_text.h"
 #include "runtime/isam/data_headers.h"
 
 namespace marigold::isam {
@@ -26,17 +27,17 @@ void look_at_headers(const File& file, std::vector<std::string>& findings) {
 void look_at_counts(const File& file, const Contents& contents,
                     std::vector<std::string>& findings) {
   if (contents.record_count > contents.slot_count)
-    findings.push_back(std::to_string(contents.record_count) + " records in " +
-                       std::to_string(contents.slot_count) + " slots");
+    findings.push_back(records_text(contents.record_count) + " in " +
+                       count_text(contents.slot_count, "slot", "slots"));
   if (contents.free_pages >= contents.page_count)
-    findings.push_back(std::to_string(contents.free_pages) + " free pages of " +
-                       std::to_string(contents.page_count));
+    findings.push_back(count_text(contents.free_pages, "free page", "free pages") +
+                       " in a file of " + count_text(contents.page_count, "page", "pages"));
   for (std::size_t tree = 0; tree < file.trees.size(); ++tree) {
     const TreeHeader& root = contents.trees[tree];
     const std::string key = "key " + std::to_string(tree + 1) + ": ";
     if (root.entries != contents.record_count)
-      findings.push_back(key + std::to_string(root.entries) + " entries for " +
-                         std::to_string(contents.record_count) + " records");
+      findings.push_back(key + entries_text(root.entries) + " for " +
+                         records_text(contents.record_count));
     if (root.root == 0 || root.root >= contents.page_count || root.levels < 1)
       findings.push_back(key + "its root is outside the file");
   }

@@ -61,7 +61,7 @@ const char* why_unfit(const File& file) {
   const IndexHeader& header = file.header();
   const bool same = data_mark(file).stamp == header.use_stamp;
   if (header.state != kStateClean && same && !is_of_this_run(file))
-    return "the machine was started again while it was in use";
+    return "the machine was restarted while the file was in use";
   return "the index belongs to another state of the data file";
 }
 
@@ -78,8 +78,9 @@ Judgement judge_pair(const File& file) {
   const IndexHeader& header = file.header();
   if (is_copy(file)) return {Fit::kCopied, "the data file was copied while it was in use"};
   if (header.version <= kFormerIndexVersion)
-    return {Fit::kRebuild, "the index is of a former version"};
-  if (header.state == kStateRebuild) return {Fit::kRebuild, "making its indexes was interrupted"};
+    return {Fit::kRebuild, "the index has a former version of the format"};
+  if (header.state == kStateRebuild)
+    return {Fit::kRebuild, "a rebuild of the indexes was interrupted"};
   if (fits_use(file)) return {Fit::kInUse};
   if (is_clean_pair(file)) return {Fit::kClean};
   return {Fit::kRebuild, why_unfit(file)};

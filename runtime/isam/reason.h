@@ -7,7 +7,7 @@ namespace marigold::isam {
 int refuse(int number, const char* reason);
 
 inline constexpr const char* kHalfDone =
-    "a program ended in the middle of a change; one that may write the file must open it first";
+    "a program died during a change; a program that may write the file must open it first";
 
 // Forgets the last reason; called when an operation starts.
 void forget_reason();

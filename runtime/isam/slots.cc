@@ -117,9 +117,7 @@ int Settler::become() {
   if (file_.exclusive) return 0;
   const int failed = file_.index.lock(kSettleLock, true);
   held_ = failed == 0;
-  return failed == EAGAIN
-             ? refuse(kIsFileLocked, "another process is bringing deletions to the disk")
-             : failed;
+  return failed == EAGAIN ? refuse(kIsFileLocked, "another process is settling deletions") : failed;
 }
 
 int wait_to_settle(Settler& settler) {

@@ -52,8 +52,7 @@ class WriterOfAll {
 // Does the work that waits for the disk before the moment: then no slot is ripe, and no change is
 // the first one. The settler remains so until the moment has come.
 int prepare(File& file, Settler& settler) {
-  if (!file.writable)
-    return refuse(EACCES, "whoever takes a snapshot must be allowed to write the file");
+  if (!file.writable) return refuse(EACCES, "a snapshot needs permission to write the file");
   if (file.header().state != kStateInUse) {
     if (const int failed = file_put_in_use(file)) return failed;
   }

@@ -42,7 +42,7 @@ int take_run_lock(File& file) {
   bool excluded = false;
   if (const int failed = others_exclude(file, run, excluded)) return failed;
   return excluded ? refuse(kIsFileLocked,
-                           "a process of another machine, or one that reads it alone, has it open")
+                           "a process of another machine, or an exclusive reader, has it open")
                   : 0;
 }
 

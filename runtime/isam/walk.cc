@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string>
 
+#include "runtime/isam/count_text.h"
 #include "runtime/isam/record.h"
 #include "runtime/isam/slots.h"
 #include "runtime/isam/tree.h"
@@ -67,12 +68,11 @@ class Verification {
       slots_[number] = Use::kUsed;
       ++records_;
       if (record_sequence(file_.slot(number)) > contents.sequence) {
-        report("slot " + std::to_string(number) + ": written later than the last record");
+        report("slot " + std::to_string(number) + " was written later than the last record");
       }
     }
     if (records_ != contents.record_count) {
-      report(std::to_string(records_) + " records, counted as " +
-             std::to_string(contents.record_count));
+      report(records_text(records_) + header_counts(contents.record_count));
     }
     verify_unused_slots();
     const std::uint64_t unused = verify_free(contents.free_slot) +
@@ -80,8 +80,9 @@ class Verification {
                                  verify_gone(contents.ripe, contents.epoch - 1, "ripe slot ") +
                                  verify_kept(file_.header().kept);
     if (unused + records_ + 1 != slots_.size()) {
-      report(std::to_string(slots_.size() - 1 - unused - records_) +
-             " slots hold no whole record and are not free");
+      report(count_text(slots_.size() - 1 - unused - records_,
+                        "slot holds no whole record and is not free",
+                        "slots hold no whole record and are not free"));
     }
   }
 
@@ -94,11 +95,12 @@ class Verification {
       const std::uint64_t count = std::min(kAtOnce, file_.slots - number + 1);
       const std::uint64_t offset = kDataStart + (number - 1) * file_.slot_size;
       const std::span bytes = std::span(piece).first(count * file_.slot_size);
-      if (file_.data.read(offset, bytes) != 0) return report("the end of the data cannot be read");
+      if (file_.data.read(offset, bytes) != 0)
+        return report("the end of the data file cannot be read");
       for (std::uint64_t i = 0; i < count; ++i) {
         const auto* header = reinterpret_cast<const SlotHeader*>(&piece[i * file_.slot_size]);
         if (header->state != kSlotUnused)
-          report("slot " + std::to_string(number + i) + " is behind the last one and not empty");
+          report("slot " + std::to_string(number + i) + ", after the last one, is not empty");
       }
     }
   }
@@ -131,7 +133,7 @@ class Verification {
         chain.first, "kept slot ",
         [](std::uint64_t, const SlotHeader& header) { return header.state == kSlotGone; });
     if (count != chain.count)
-      report(std::to_string(count) + " kept slots, counted as " + std::to_string(chain.count));
+      report(count_text(count, "kept slot", "kept slots") + header_counts(chain.count));
     return count;
   }
 
@@ -145,8 +147,9 @@ class Verification {
     };
     const std::uint64_t count = verify_chain(chain.first, what, look);
     if (count != chain.count || (count > 0 && last != chain.last)) {
-      report(what + std::to_string(chain.first) + " begins a chain of " + std::to_string(count) +
-             ", noted as one of " + std::to_string(chain.count));
+      report(what + std::to_string(chain.first) + " begins a chain of " + slots_text(count) +
+             " that ends with " + std::to_string(last) + "; the header has " +
+             slots_text(chain.count) + " and " + std::to_string(chain.last));
     }
     return count;
   }
@@ -161,10 +164,10 @@ class Verification {
     if (root.levels < 1 || root.levels > kMostLevels)
       return report(name(tree) + ": impossible number of levels");
     verify_node(tree, {root.root, root.levels - 1, nullptr, nullptr});
-    if (last_next_ != 0) report(name(tree) + ": the last leaf has a neighbour");
+    if (last_next_ != 0) report(name(tree) + ": the last leaf has a right neighbour");
     if (entries_ != root.entries || entries_ != records_) {
-      report(name(tree) + ": " + std::to_string(entries_) + " entries, counted as " +
-             std::to_string(root.entries) + ", for " + std::to_string(records_) + " records");
+      report(name(tree) + ": " + entries_text(entries_) + " for " + records_text(records_) +
+             header_counts(root.entries));
     }
   }
 
@@ -238,7 +241,7 @@ class Verification {
         continue;
       }
       if (!is_entry_of(file_, tree, whole_entry(node, i), file_.slot(slot))) {
-        report(where(tree, page) + ": entry " + std::to_string(i) + " is not its record's");
+        report(where(tree, page) + ": entry " + std::to_string(i) + " does not match its record");
       }
     }
   }
@@ -254,11 +257,15 @@ class Verification {
       page = header.next;
     }
     if (free != file_.contents().free_pages) {
-      report(std::to_string(free) + " free pages, counted as " +
-             std::to_string(file_.contents().free_pages));
+      report(count_text(free, "free page", "free pages") +
+             header_counts(file_.contents().free_pages));
     }
   }
 
+  static std::string header_counts(std::uint64_t count) {
+    return "; the header counts " + std::to_string(count);
+  }
+  static std::string slots_text(std::uint64_t count) { return count_text(count, "slot", "slots"); }
   static std::string name(std::size_t tree) { return "key " + std::to_string(tree + 1); }
   static std::string where(std::size_t tree, PageNumber page) {
     return name(tree) + ", page " + std::to_string(page);

@@ -308,6 +308,19 @@ TEST_F(IsamTest, LongWorkTellsHowFarItIs) {
   expect_told();
 }
 
+TEST_F(IsamTest, FindingsCountInSingularAndPlural) {
+  const int file = build();
+  play(file, "w1x");
+  constexpr auto kRecords =
+      offsetof(isam::IndexHeader, contents) + offsetof(isam::Contents, record_count);
+  std::fstream("file.idx", std::ios::in | std::ios::out | std::ios::binary).seekp(kRecords).put(2);
+  EXPECT_EQ(walk(file), "1 record; the header counts 2\n");
+  std::vector<std::string> findings;
+  EXPECT_EQ(isglance(file, findings), 0);
+  EXPECT_EQ(findings,
+            (std::vector<std::string>{"2 records in 1 slot", "key 1: 1 entry for 2 records"}));
+}
+
 TEST_F(IsamTest, AnIndexOfTheFormerVersionIsMadeAnewUnlessSomebodyNeedsIt) {
   const auto set_version = [](int version) {
     std::fstream file("file.idx", std::ios::in | std::ios::out | std::ios::binary);
