@@ -56,7 +56,7 @@ TEST_F(ForkTest, AChildKeepsNoLockOfAParentThatDiesInAChange) {
     std::string record(kWideRecord, '\0');
     EXPECT_EQ(error_of(ISREAD(file, record.data(), kIsFirst | kIsLock)), 0);
     EXPECT_EQ(error_of(ISWRITE(file, wide_record(2000, 1).data())), 0);
-    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(verify(file), "");
     EXPECT_EQ(error_of(ISCLOSE(file)), 0);
   };
   EXPECT_EQ(run_process(go_on), 0);

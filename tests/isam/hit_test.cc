@@ -242,7 +242,7 @@ void use_full_disk(int mode, long step, const Contents& start) {
   make_space();
   for (const Operation& operation : operations)
     EXPECT_EQ(perform(operation, file) == 0, apply(operation, contents)) << iserrno;
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   others_find(contents);
   EXPECT_EQ(error_of(ISCLOSE(file)), 0);
   HitTest::expect_elsewhere(contents);
@@ -360,7 +360,7 @@ void write_on_a_full_disk() {
   };
   write_some(2'000);
   EXPECT_GT(refused, 0);
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   HitTest::expect_elsewhere(contents);
   std::filesystem::remove("filler");
   const std::string last = wide_record(4'000, 1);
@@ -374,7 +374,7 @@ void write_on_a_full_disk() {
   refused = 0;
   write_some(3'000);
   EXPECT_EQ(refused, 0);
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   EXPECT_EQ(error_of(ISCLOSE(file)), 0);
   HitTest::expect_elsewhere(contents);
 }

@@ -151,7 +151,7 @@ TEST_F(IsamTest, ARecordInTheGapOfALostChildStaysInReach) {
   each(ISDELETE, 205, 220);
   each(ISWRITE, 210, 211);
   each(ISDELETE, 339, 230);
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   each(ISDELETE, 210, 211);
   EXPECT_EQ(ISCLOSE(file), 0);
 }
@@ -168,7 +168,7 @@ TEST_F(IsamTest, KeysThatBeginAlikeStandBetweenOthers) {
     ASSERT_EQ(!keys.insert(key).second || ISWRITE(file, key.data()) == 0, true) << iserrno;
   };
   const auto check = [&] {
-    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(verify(file), "");
     std::string found(200, '\0');
     ASSERT_EQ(ISREAD(file, found.data(), kIsFirst), 0);
     for (const std::string& key : keys) {
@@ -231,7 +231,7 @@ TEST_F(IsamTest, AnIndexIsMadeAnew) {
     write_file("file.idx", instead);
     expect_rebuild(0, 2, 0);
     file = ISOPEN("file", kSharedMode);
-    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(verify(file), "");
     play(file, "e1=1x e2=111 e3=3z w2y d2");
     ASSERT_EQ(ISCLOSE(file), 0);
   }
@@ -314,7 +314,7 @@ TEST_F(IsamTest, FindingsCountInSingularAndPlural) {
   constexpr auto kRecords =
       offsetof(isam::IndexHeader, contents) + offsetof(isam::Contents, record_count);
   std::fstream("file.idx", std::ios::in | std::ios::out | std::ios::binary).seekp(kRecords).put(2);
-  EXPECT_EQ(walk(file), "1 record; the header counts 2\n");
+  EXPECT_EQ(verify(file), "1 record; the header counts 2\n");
   std::vector<std::string> findings;
   EXPECT_EQ(isglance(file, findings), 0);
   EXPECT_EQ(findings,
@@ -341,7 +341,7 @@ TEST_F(IsamTest, AnIndexOfTheFormerVersionIsMadeAnewUnlessSomebodyNeedsIt) {
   write_file("file.idx", index);
   set_version(2);
   file = ISOPEN("file", kSharedMode);
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   play(file, "e1=1x e2=111 e3=3z");
   ASSERT_EQ(ISCLOSE(file), 0);
   EXPECT_EQ(read_file("file.idx")[2], 4);
@@ -412,14 +412,14 @@ TEST_F(IsamTest, DeletedRecordsMakeRoomAlthoughNobodyFlushes) {
     ++written;
   EXPECT_EQ(iserrno, EFBIG);
   EXPECT_EQ(iscount(file), written);
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   play(file, "d7 w7 d7 w7b d8 w8 w-1=" + std::to_string(EFBIG));
   limit(RLIM_INFINITY);
   for (int round = 0; round < 250'000; ++round)
     ASSERT_EQ(ISDELETE(file, record(8).data()) + ISWRITE(file, record(8).data()), 0) << iserrno;
   EXPECT_LT(std::filesystem::file_size("file.dat"), 6U << 20);
   play(file, "w-1 e7=7b e8=8a");
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   EXPECT_EQ(ISCLOSE(file), 0);
 }
 

@@ -72,7 +72,7 @@ class Model {
   unsigned below(std::size_t bound) { return static_cast<unsigned>(random_() % bound); }
 
   void check() {
-    EXPECT_EQ(walk(file_), "");
+    EXPECT_EQ(verify(file_), "");
     EXPECT_EQ(iscount(file_), static_cast<std::int64_t>(orders_[0].size()));
   }
 

@@ -109,7 +109,7 @@ TEST_F(PairingTest, AnotherMachineMayNotHaveTheFileAtTheSameTime) {
   change(file, 0, 5, 0);
   expect_elsewhere(kIsFileLocked);
   change(file, 20, 10, 1);
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   EXPECT_EQ(ISCLOSE(file), 0);
   expect_elsewhere(0);
   EXPECT_EQ(contents_of("file"), records(5, 25));
@@ -243,7 +243,7 @@ TEST_F(PairingTest, WhoWaitsForTheDiskKeepsNobodyFromWriting) {
     usleep(100);
   change(file, 101, 50, 1);
   change(file, 10, 20, 0);
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   meeting->seen = true;
   EXPECT_EQ(wait_for(flushing), 0);
   EXPECT_EQ(ISCLOSE(file), 0);

@@ -59,14 +59,14 @@ TEST_F(SnapshotTest, HoldsTheMomentWhileEverythingChanges) {
     EXPECT_EQ(read(file), moment);
     churn(file, contents, 20);
     EXPECT_EQ(written(file), moment);
-    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(verify(file), "");
     EXPECT_EQ(issnapshot_end(file), 0);
     EXPECT_EQ(error_of(issnapshot_read(file, nullptr)), kIsNotOpen);
     const auto size = std::filesystem::file_size("file.dat");
     for (unsigned round = 0; round < 6; ++round)
       churn(file, contents, 30 + round);
     EXPECT_EQ(std::filesystem::file_size("file.dat"), size);  // the kept space is used again
-    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(verify(file), "");
     EXPECT_EQ(ISCLOSE(file), 0);
     Contents found;
     EXPECT_EQ(examine("file", found), "");
@@ -106,7 +106,7 @@ TEST_F(SnapshotTest, OfSeveralFilesItIsOneMoment) {
   stop = true;
   EXPECT_EQ(wait_for(counting), 0);
   for (const int file : files) {
-    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(verify(file), "");
     EXPECT_EQ(ISCLOSE(file), 0);
   }
 }
@@ -132,7 +132,7 @@ TEST_F(SnapshotTest, AReaderThatDiesKeepsNothing) {
   for (unsigned round = 0; round < 6; ++round)
     churn(file, contents, 30 + round);
   EXPECT_EQ(std::filesystem::file_size("file.dat"), size);
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   EXPECT_EQ(ISCLOSE(file), 0);
 }
 

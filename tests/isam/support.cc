@@ -37,7 +37,7 @@ void build_wide(const std::string& base, const Contents& contents) {
   ASSERT_EQ(ISCLOSE(file), 0) << iserrno;
 }
 
-std::string walk(int file) {
+std::string verify(int file) {
   std::vector<std::string> findings;
   if (ischeck(file, findings) != 0) return "check: " + std::to_string(iserrno) + "\n";
   std::string lines;
@@ -50,7 +50,7 @@ std::string examine(const std::string& base, Contents& contents) {
   contents.clear();
   const int file = ISOPEN(base.c_str(), kSharedMode);
   if (file < 0) return "open: " + std::to_string(iserrno) + "\n";
-  std::string result = walk(file);
+  std::string result = verify(file);
   std::string record(kWideRecord, '\0');
   for (int mode = kIsFirst; ISREAD(file, record.data(), mode) == 0; mode = kIsNext)
     contents[isld_int4(record.data())] = record;

@@ -39,7 +39,7 @@ void build_wide(const std::string& base, const Contents& contents);
 std::string examine(const std::string& base, Contents& contents);
 
 // What the walk over an open file finds, a line each.
-std::string walk(int file);
+std::string verify(int file);
 
 // The error of a call with this result; 0 for none.
 inline int error_of(std::int64_t result) {

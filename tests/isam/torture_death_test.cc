@@ -266,7 +266,7 @@ TEST_F(DeathTest, APageGivenUpAndTakenAgainIsWholeWhenTheChangeIsUndone) {
       EXPECT_EQ(ISCLOSE(file), 0);
     });
     const int file = ISOPEN("file", kSharedMode);
-    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(verify(file), "");
     EXPECT_EQ(ISCLOSE(file), 0);
   }
   EXPECT_EQ(status, 0);
@@ -301,7 +301,7 @@ TEST_F(DeathTest, AReaderWithLocksKeepsNobodyFromWriting) {
     lock_as_a_reader(reader, isam::kRecordLocks, isam::kRecordLockBytes);
     EXPECT_EQ(error_of(ISWRITE(file, wide_record(1000, 1).data())), 0);
     EXPECT_EQ(error_of(ISDELETE(file, record.data())), 0);
-    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(verify(file), "");
     EXPECT_EQ(error_of(ISCLOSE(file)), 0);
   };
   EXPECT_EQ(run_process(go_on_beside_the_reader), 0);

@@ -96,7 +96,7 @@ class FaultRun {
     }
     fault.for_long = false;
     const int second = error_of(call());
-    EXPECT_EQ(file_ >= 0 ? walk(file_) : "", "");
+    EXPECT_EQ(file_ >= 0 ? verify(file_) : "", "");
     return second;
   }
 
@@ -468,7 +468,7 @@ TEST(LargeFileTest, TheLongestRecordsAreFoundAgain) {
     ASSERT_EQ(ISREAD(file, record.data(), kIsEqual), 0) << number << " " << iserrno;
     ASSERT_EQ(record, large_record(number));
   }
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   EXPECT_EQ(ISCLOSE(file), 0);
 }
 
