@@ -136,8 +136,7 @@ int take_writer_lock(File& file) {
   if (!take_turn(file)) {
     if (const int failed = wait_for_writer_lock(file)) return failed;
   }
-  return was_hit(file) ? after_hit(file)
-                       : 0;  // a hit means that the lock was stored in a private page
+  return was_hit(file) ? after_hit(file) : 0;  // a hit stores to a private page
 }
 
 void restore(File& file, const UndoTrailer& trailer, const std::byte* saved) {

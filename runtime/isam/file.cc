@@ -235,9 +235,8 @@ int write_data_header(File& file, const DataHeader& header, std::uint64_t offset
   std::memcpy(&before, at, sizeof before);
   std::memcpy(at, &header, sizeof header);
   const int failed = file.data.sync();
-  if (failed != 0)
-    std::memcpy(at, &before,
-                sizeof before);  // or the next process to open it would take the new one
+  // Otherwise the next process to open the file would take the new header.
+  if (failed != 0) std::memcpy(at, &before, sizeof before);
   return failed;
 }
 
@@ -247,8 +246,7 @@ int clear_leftover(const OpenRequest& request) {
   File leftover;
   if (leftover.index.open(request.index_path.c_str(), FileAccess::kReadWrite) != 0) return EEXIST;
   if (leftover.index.lock(kUseLock, true) != 0) return EEXIST;  // being built by a live process
-  if (!leftover.index.is_still_at(request.index_path.c_str()))
-    return EEXIST;  // removed by another process
+  if (!leftover.index.is_still_at(request.index_path.c_str())) return EEXIST;  // removed
   if (read_index_header(leftover) != ENOENT) return EEXIST;
   const int no_data = leftover.data.open(request.data_path.c_str(), FileAccess::kReadWrite);
   if (no_data != 0 ? no_data != ENOENT : !data_is_unborn(leftover)) return EEXIST;

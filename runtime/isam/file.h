@@ -46,9 +46,8 @@ struct File {
   // Off while the trees are rebuilt: an interrupted rebuild starts over, so nothing is saved for an
   // undo.
   bool logging = true;
-  std::uint32_t seat = 0;  // number of the byte after kSeatLocks that this process holds
-  std::uint32_t turns =
-      0;  // times that this process had the writer lock since it last waited for it
+  std::uint32_t seat = 0;   // number of the byte after kSeatLocks that this process holds
+  std::uint32_t turns = 0;  // turns as the writer since this process last waited for one
   std::uint32_t record_length = 0;
   std::uint32_t slot_size = 0;
   // Bytes of the files that are mapped; other processes may have added more.
@@ -74,10 +73,10 @@ struct File {
   } settling;
   const char* made_anew = "";  // why opening the file rebuilt its indexes
   SlotHints hints;
-  std::vector<std::uint64_t>
-      intact_slots;  // a bit each: this process has made or verified the checksum of the slot
-  std::vector<std::uint8_t>
-      intact_pages;  // a byte each: made here, or its checksum was right or void
+  // A bit for each slot: this process has made its checksum, or found it right.
+  std::vector<std::uint64_t> intact_slots;
+  // A byte for each page: this process has made it, or found its checksum right or void.
+  std::vector<std::uint8_t> intact_pages;
 
   [[nodiscard]] IndexHeader& header() const {
     return *reinterpret_cast<IndexHeader*>(index.memory());

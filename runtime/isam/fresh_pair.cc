@@ -65,8 +65,7 @@ int FreshPair::create(std::uint32_t record_length, std::span<const TreeShape> tr
                       std::uint64_t id) {
   if (is_link(data_path_)) return ELOOP;
   int failed = file_.index.create(fresh_index_.c_str(), NewFileAccess::kOwnerOnly);
-  if (failed == 0)
-    failed = file_.index.lock(kUseLock, true);  // shows that the new pair is not abandoned
+  if (failed == 0) failed = file_.index.lock(kUseLock, true);  // not abandoned
   if (failed == 0) failed = file_.data.create(fresh_data_.c_str(), NewFileAccess::kOwnerOnly);
   if (failed == 0) failed = file_.data.lock(kUseLock, true);
   // An index that is missing, or a link, has no permissions of its own; those of the data file are

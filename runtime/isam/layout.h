@@ -97,10 +97,9 @@ inline constexpr std::uint64_t kLastSequence = (std::uint64_t{1} << 48) - 1;
 // ---- The index file
 
 // State of a file that is not open; pairing.cc changes it.
-inline constexpr std::uint32_t kStateClean = 0;  // index and data fit, every checksum is valid
-inline constexpr std::uint32_t kStateInUse = 1;  // fit as long as this run of the machine lasts
-inline constexpr std::uint32_t kStateRebuild =
-    2;  // trees have no meaning: rebuild them from the data
+inline constexpr std::uint32_t kStateClean = 0;    // index and data fit, every checksum is valid
+inline constexpr std::uint32_t kStateInUse = 1;    // fit as long as this run of the machine lasts
+inline constexpr std::uint32_t kStateRebuild = 2;  // trees mean nothing: rebuild them
 inline constexpr std::uint32_t kStateNewborn = 3;  // being built: treated as missing
 
 struct TreeHeader {

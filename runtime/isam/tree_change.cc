@@ -248,8 +248,7 @@ int rebalance(File& file, std::size_t tree, PageNumber page, Place parent, bool&
     return 0;
   }
   std::uint32_t left = 0;
-  if (!fits(shape_of(header), 3 * (header.count + std::size_t{1})))
-    return 0;  // more than a third full
+  if (!fits(shape_of(header), 3 * (header.count + std::size_t{1}))) return 0;  // not thin
   if (!find_partner(file, tree, parent, header.kind, left)) return 0;
   lost = true;
   lost_index = left + 1;

@@ -222,8 +222,7 @@ int add_key(File& file, const KeyDescription& key) {
   if (not_looked != 0) return not_looked;
   if (found) return kIsDuplicate;
   if (const int failed = change_prepare(file)) return failed;
-  if (!file.settling.all_tried)
-    return kSettleAllFirst;  // or the rebuild would bring deleted records back
+  if (!file.settling.all_tried) return kSettleAllFirst;  // a rebuild undoes unsettled deletions
   const std::vector<TreeShape> before = file.trees;
   std::vector<TreeShape> after = before;
   after.push_back(shape);

@@ -433,8 +433,7 @@ TEST_F(TortureTest, UndoRefusesAnAreaThatNoChangeHasLeft) {
     Pair pair = moments.pairs[1];
     constexpr std::size_t kUsed = offsetof(isam::IndexHeader, undo_used);
     std::memcpy(&pair[0][kUsed], &used, sizeof used);
-    const std::uint64_t first[] = {std::uint64_t{1} << 40, kUsed,
-                                   sizeof used};  // undoing would restore to there
+    const std::uint64_t first[] = {std::uint64_t{1} << 40, kUsed, sizeof used};  // hits undo_used
     std::memcpy(&pair[0][isam::kUndoStart * isam::kPageSize], first, sizeof first);
     for (std::size_t half = 0; half < 2; ++half)
       write_sparse(kNames[half], pair[half]);
