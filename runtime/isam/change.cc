@@ -24,8 +24,9 @@ constexpr std::uint32_t kExclusiveWriter = ~std::uint32_t{0};
 // Rounds of waiting between two questions to the system whether the writer lives.
 constexpr int kPatience = 16;
 // Rounds of waiting before a process becomes the heir, a millisecond or so. A process that has just
-// had the lock kLongTurn times without waiting waits nearly ten: when two processes write all the
-// time, every turn begins with fetching the other one's changes into this processor's cache.
+// had the lock kLongTurn times without waiting waits nearly ten milliseconds: when two processes
+// write all the time, every turn begins with fetching the other one's changes into this processor's
+// cache.
 constexpr int kRoundsToInherit = 24;
 constexpr int kRoundsBetweenLongTurns = 128;
 constexpr std::uint32_t kLongTurn = 1000;

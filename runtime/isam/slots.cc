@@ -43,7 +43,8 @@ bool can_be_taken(File& file, std::uint64_t number) {
   return state == kSlotGone || state == kSlotFree;
 }
 
-// Links the last slot of a chain to the slot `next`; within a change. False when the chain is damaged.
+// Links the last slot of a chain to the slot `next`; within a change. False when the chain is
+// damaged.
 bool join(File& file, const SlotChain& chain, std::uint64_t next) {
   if (!can_be_taken(file, chain.first) || !can_be_taken(file, chain.last)) return false;
   save(file, Side::kData, file.slot(chain.last), sizeof(SlotHeader));
