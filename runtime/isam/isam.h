@@ -6,7 +6,8 @@
 // the data file has that name with ".dat" added.
 //
 // Results: 0 for done, a descriptor where one is returned, else -1 with the reason in `iserrno`. An
-// ordinary failure prints nothing, and a failed operation leaves the file as it was. One thread.
+// ordinary failure prints nothing, and a failed operation leaves the file as it was. All calls come
+// from one thread.
 //
 // Any operation can fail because the system does not provide a page of the files: 28 when the disk
 // is full where a page must be stored again (file systems that keep old versions or share them,

@@ -40,7 +40,8 @@ bool unlink(File& file, std::size_t tree, PageNumber page) {
   return true;
 }
 
-// Length of the prefix that an entry of a leaf has in common with the entry before it.
+// Number of kept bytes, from the first one on, that an entry of a leaf has in common with the entry
+// before it.
 std::size_t common_length(File& file, PageNumber page, std::uint32_t index) {
   const std::byte* entry = entry_in(file, {page, index});
   const std::byte* before = entry - entry_size(header_of(file, page));
