@@ -1,4 +1,4 @@
-// How a change is made by one process at a time, and whole.
+#include "runtime/isam/change.h"
 
 #include <algorithm>
 #include <atomic>
@@ -10,6 +10,7 @@
 #include "runtime/isam/hit.h"
 #include "runtime/isam/reason.h"
 #include "runtime/isam/rebuild.h"
+#include "runtime/isam/space.h"
 
 namespace marigold::isam {
 
@@ -17,25 +18,27 @@ void (*change_step_hook)() = nullptr;
 
 namespace {
 
-// In the word of a file that is open exclusively, where nobody has a place.
+// Stands in the writer lock of a file that is open exclusively: its process has no seat.
 constexpr std::uint32_t kExclusiveWriter = ~std::uint32_t{0};
 
-// Rounds of waiting after which it is worth asking the system whether the writer lives.
+// Rounds of waiting between two questions to the system whether the writer lives.
 constexpr int kPatience = 16;
-// And after which it is time to be the next one, a millisecond or so. Whoever has just had the word
-// so many times without waiting waits some ten: when two write all the time, what one has changed
-// has to come to the other's processor at the start of each turn.
+// Rounds of waiting before a process becomes the heir, a millisecond or so. A process that has just
+// had the lock kLongTurn times without waiting waits nearly ten milliseconds: when two processes
+// write all the time, every turn begins with fetching the other one's changes into this processor's
+// cache.
 constexpr int kRoundsToInherit = 24;
 constexpr int kRoundsBetweenLongTurns = 128;
 constexpr std::uint32_t kLongTurn = 1000;
-// Waiting begins with two looks and goes on with short sleeps: each look takes the line with the
-// word away from whoever is writing, and two that write in long turns do more than two that take
-// every other one.
+// Waiting begins with two attempts and goes on with short sleeps. Each attempt takes the cache line
+// of the lock away from the writer, and two processes that write in long turns do more than two
+// that alternate.
 constexpr int kPauses = 8;
-// No longer waits between two looks: others wait for an heir who is late.
+// Bounds the sleep between two attempts: others wait for an heir that is late.
 constexpr int kLongestWait = 15;
 
-// Behind each piece of saved bytes in the undo area, so that the area can be read from its end.
+// Stands after each piece of saved bytes in the undo area, so that undo can read the area from its
+// end.
 struct UndoTrailer {
   std::uint64_t offset;  // in its file
   std::uint32_t length;
@@ -56,46 +59,47 @@ std::atomic_ref<std::uint32_t> heir_of(const File& file) {
   return std::atomic_ref(file.header().heir);
 }
 
-std::uint32_t own_word(const File& file) {
-  return file.exclusive ? kExclusiveWriter : file.place + 1;
+std::uint32_t own_lock_value(const File& file) {
+  return file.exclusive ? kExclusiveWriter : file.seat + 1;
 }
 
-// Whether the process that left this word behind is gone. Exclusive writers are: we have the file
-// open. A place is held exclusively; somebody who may only read the file and locks the byte is no
-// writer.
+// Whether the process that left this value in the writer lock is gone. An exclusive writer is gone,
+// since this process has the file open. A live writer holds its seat exclusively; a shared lock on
+// that byte comes from a process that may only read the file.
 int writer_is_dead(const File& file, std::uint32_t word, bool& dead) {
   dead = true;
-  if (word > kPlaces) return 0;
+  if (word > kSeats) return 0;
   bool locked = false;
-  const int failed = file.index.locked_exclusively_by_other(kPlaceLocks + word - 1, locked);
+  const int failed = file.index.locked_exclusively_by_other(kSeatLocks + word - 1, locked);
   dead = failed == 0 && !locked;
   return failed;
 }
 
-// Takes the word over from a dead writer; `taken` tells whether there was one.
+// Takes the writer lock over from a dead writer; `taken` reports whether there was one.
 int take_over(File& file, bool& taken) {
   taken = false;
   if (int failed = register_lock(file)) return failed;
   std::uint32_t word = writer_of(file).load();
   bool dead = false;
   int failed = word == 0 ? 0 : writer_is_dead(file, word, dead);
-  if (failed == 0 && dead) taken = writer_of(file).compare_exchange_strong(word, own_word(file));
+  if (failed == 0 && dead)
+    taken = writer_of(file).compare_exchange_strong(word, own_lock_value(file));
   register_unlock(file);
   return failed;
 }
 
-// Ends the succession of an heir who has not taken the free word since he was last seen here: he is
-// stopped, or dead. `seen` is who was.
+// Ends the claim of an heir that has not taken the free lock since the last call: its process is
+// stopped or dead. `seen` is the heir at the last call.
 void drop_late_heir(const File& file, std::uint32_t& seen) {
   std::uint32_t heir = heir_of(file).load();
-  const bool late = heir != 0 && heir == seen && heir != own_word(file);
+  const bool late = heir != 0 && heir == seen && heir != own_lock_value(file);
   if (late && writer_of(file).load() == 0) heir_of(file).compare_exchange_strong(heir, 0);
   seen = heir;
 }
 
-// Takes the word if it is free and nobody else is next.
+// Takes the writer lock if it is free and no other process is the heir.
 bool take_turn(const File& file) {
-  const std::uint32_t own = own_word(file);
+  const std::uint32_t own = own_lock_value(file);
   const std::uint32_t heir = heir_of(file).load(std::memory_order_relaxed);
   if (heir != 0 && heir != own) return false;
   std::uint32_t word = 0;
@@ -104,9 +108,9 @@ bool take_turn(const File& file) {
   return true;
 }
 
-// Whoever has waited for a while becomes the heir, if there is none: then nobody else takes the
-// word, however quick he is.
-[[gnu::noinline]] int wait_for_word(File& file) {
+// A process that has waited for a while becomes the heir, if there is none. Then no other process
+// can take the lock before it, however fast.
+[[gnu::noinline]] int wait_for_writer_lock(File& file) {
   const int patience = file.turns < kLongTurn ? kRoundsToInherit : kRoundsBetweenLongTurns;
   file.turns = 0;
   std::uint32_t seen = 0;
@@ -114,7 +118,7 @@ bool take_turn(const File& file) {
     wait_a_little(std::min(round + kPauses, kLongestWait));
     if (round > patience) {
       std::uint32_t nobody = 0;
-      heir_of(file).compare_exchange_strong(nobody, own_word(file));
+      heir_of(file).compare_exchange_strong(nobody, own_lock_value(file));
     }
     if (round % kPatience == 0) {
       drop_late_heir(file, seen);
@@ -127,18 +131,18 @@ bool take_turn(const File& file) {
   }
 }
 
-int take_word(File& file) {
+int take_writer_lock(File& file) {
   if (was_hit(file)) return after_hit(file);
   ++file.turns;
   if (!take_turn(file)) {
-    if (const int failed = wait_for_word(file)) return failed;
+    if (const int failed = wait_for_writer_lock(file)) return failed;
   }
-  return was_hit(file) ? after_hit(file) : 0;  // then it is in a page of our own, not the file
+  return was_hit(file) ? after_hit(file) : 0;  // a hit stores to a private page
 }
 
 void restore(File& file, const UndoTrailer& trailer, const std::byte* saved) {
   std::byte* base = trailer.side == Side::kIndex ? file.index.memory() : file.data.memory();
-  // A page that could not be written still has what it had.
+  // A page that could not be written still has its old content.
   if (std::memcmp(base + trailer.offset, saved, trailer.length) != 0)
     std::memcpy(base + trailer.offset, saved, trailer.length);
 }
@@ -150,7 +154,8 @@ bool undo_area_is_sane(const File& file) {
          (kUndoStart + header.undo_pages) * kPageSize <= file.index_space;
 }
 
-// Saved are slots, nodes and what the header says of them; never what undoing goes by.
+// Only slots, nodes and the contents part of the header are ever saved, never the fields that undo
+// relies on.
 bool trailer_is_sane(const File& file, const UndoTrailer& trailer, std::uint64_t used) {
   if (trailer.side != Side::kIndex && trailer.side != Side::kData) return false;
   const bool is_index = trailer.side == Side::kIndex;
@@ -167,14 +172,14 @@ bool trailer_is_sane(const File& file, const UndoTrailer& trailer, std::uint64_t
 }  // namespace
 
 void change_step() {
-  std::atomic_signal_fence(std::memory_order_seq_cst);  // nothing may be put off past a step
+  std::atomic_signal_fence(std::memory_order_seq_cst);  // no store moves past a step
   if (change_step_hook != nullptr) change_step_hook();
 }
 
 int writer_begin(File& file) {
-  if (const int failed = take_word(file)) return failed;
-  // Whoever had the word before us died within a change, or could not make the trees anew, or the
-  // header is damaged and says so.
+  if (const int failed = take_writer_lock(file)) return failed;
+  // The last holder of the lock died within a change, or could not rebuild the trees, or the header
+  // is damaged and looks like that.
   const IndexHeader& header = file.header();
   if (header.undo_used == 0 && header.changes % 2 == 0) return 0;
   const int failed = header.state == kStateRebuild ? rebuild_indexes(file) : undo_unless_hit(file);
@@ -185,7 +190,7 @@ int writer_begin(File& file) {
 void writer_end(File& file) {
   if (was_hit(file)) file.hit = after_hit(file);
   writer_of(file).store(0, std::memory_order_release);
-  if (was_hit(file)) leave_word(file);
+  if (was_hit(file)) leave_writer_lock(file);
 }
 
 void change_begin(File& file) {
@@ -236,7 +241,7 @@ int undo_all(File& file) {
     if (!trailer_is_sane(file, trailer, header.undo_used)) return kIsBadFile;
     const std::uint64_t whole = padded(trailer.length) + sizeof trailer;
     restore(file, trailer, end - whole);
-    change_step();  // restoring twice is restoring once
+    change_step();  // restoring twice does no harm
     std::atomic_ref(header.undo_used).store(header.undo_used - whole, std::memory_order_release);
     change_step();
   }
@@ -247,10 +252,10 @@ int undo_all(File& file) {
 
 namespace {
 
-// Who may only read cannot undo what a dead writer has left. Somebody who can may come at once, or
-// never.
+// A process that may only read cannot undo the change of a dead writer. Another process that can
+// may come at once, or never.
 int wait_for_rescue(const File& file, int round) {
-  constexpr int kRounds = 20 * kPatience;  // a fifth of a second
+  constexpr int kRounds = 20 * kPatience;  // a quarter of a second
   if (round < kRounds) return 0;
   const std::uint32_t word = writer_of(file).load();
   bool dead = true;
@@ -258,7 +263,7 @@ int wait_for_rescue(const File& file, int round) {
   return failed == 0 && dead ? refuse(EACCES, kHalfDone) : failed;
 }
 
-// While somebody is changing the file. Apart from what every read goes through.
+// Waits while another process changes the file. Kept out of the path that every read takes.
 [[gnu::noinline]] int wait_for_writer(File& file, std::uint64_t& changes) {
   for (int round = 0;; ++round) {
     changes = changes_of(file).load(std::memory_order_acquire);
@@ -270,7 +275,7 @@ int wait_for_rescue(const File& file, int round) {
       if (const int failed = wait_for_rescue(file, round)) return failed;
       continue;
     }
-    // Either the writer finishes meanwhile, or it is dead and its change is undone.
+    // The writer either finishes meanwhile, or is dead and its change is undone.
     if (const int failed = writer_begin(file)) return failed;
     writer_end(file);
     if (const int hit = unless_hit(file, 0)) return hit;
@@ -290,36 +295,6 @@ int read_begin(File& file, std::uint64_t& changes) {
 bool read_was_whole(const File& file, std::uint64_t changes) {
   std::atomic_thread_fence(std::memory_order_acquire);
   return changes_of(file).load(std::memory_order_relaxed) == changes;
-}
-
-// ---- Pages
-
-PageNumber page_take(File& file) {
-  Contents& contents = file.contents();
-  const auto free = static_cast<PageNumber>(contents.free_page);
-  if (free == 0) return static_cast<PageNumber>(contents.page_count++);
-  if (!free_page_is_sound(file, free)) return 0;
-  save(file, Side::kIndex, file.page(free), sizeof(PageHeader));
-  contents.free_page = reinterpret_cast<const PageHeader*>(file.page(free))->next;
-  --contents.free_pages;
-  return free;
-}
-
-void page_give(File& file, PageNumber number) {
-  Contents& contents = file.contents();
-  auto& header = *reinterpret_cast<PageHeader*>(file.page(number));
-  // Whole: the same change may take the page again, and write over it.
-  save(file, Side::kIndex, file.page(number), sizeof header + node_space(header));
-  header = PageHeader{.check = 0,
-                      .kind = kFreePage,
-                      .tree = 0,
-                      .count = 0,
-                      .previous = 0,
-                      .next = static_cast<PageNumber>(contents.free_page),
-                      .prefix = 0,
-                      .kept = 0};
-  contents.free_page = number;
-  ++contents.free_pages;
 }
 
 }  // namespace marigold::isam

@@ -3,16 +3,18 @@
 #include <algorithm>
 #include <cstring>
 
+#include "runtime/isam/checksum.h"
+
 namespace marigold::isam {
 
-std::uint32_t data_header_check(const DataHeader& header) {
+std::uint32_t data_header_checksum(const DataHeader& header) {
   DataHeader copy;
   std::memcpy(&copy, &header, sizeof copy);
-  copy.check = 0;
+  copy.checksum = 0;
   return checksum(std::as_bytes(std::span(&copy, 1)));
 }
 
-std::uint32_t header_check(const IndexHeader& header) {
+std::uint32_t index_header_checksum(const IndexHeader& header) {
   IndexHeader copy;
   std::memcpy(&copy, &header, sizeof copy);
   copy.state = kStateClean;
@@ -20,7 +22,7 @@ std::uint32_t header_check(const IndexHeader& header) {
   copy.record_locks = 0;
   copy.changes = 0;
   copy.boot = {};
-  copy.check = 0;
+  copy.checksum = 0;
   copy.heir = 0;
   copy.use_stamp = 0;
   copy.file_number = 0;
@@ -29,22 +31,21 @@ std::uint32_t header_check(const IndexHeader& header) {
   return checksum(std::as_bytes(std::span(&copy, 1)).first(length));
 }
 
-// Of the header and the entries: what lies behind them means nothing, and undoing a change does not
-// restore it.
-std::uint32_t page_check(const std::byte* page) {
+// The bytes after the entries have no meaning, and undoing a change does not restore them.
+std::uint32_t page_checksum(const std::byte* page) {
   const auto* header = reinterpret_cast<const PageHeader*>(page);
   std::size_t length = sizeof(PageHeader);
   if (header->kind != kFreePage) length += node_space(*header);
   length = std::min<std::size_t>(length, kPageSize);
-  const std::uint32_t check = checksum(std::span(page, length).subspan(sizeof(PageHeader::check)));
-  return check == 0 ? 1 : check;
+  const std::uint32_t sum = checksum(std::span(page, length).subspan(sizeof(PageHeader::checksum)));
+  return sum == 0 ? 1 : sum;
 }
 
-bool page_check_is_right(File& file, PageNumber number) {
-  if (file.verified[number] != 0) return true;
-  const std::uint32_t check = reinterpret_cast<const PageHeader*>(file.page(number))->check;
-  if (check != 0 && check != page_check(file.page(number))) return false;
-  file.verified[number] = 1;
+bool page_checksum_fits(File& file, PageNumber number) {
+  if (file.intact_pages[number] != 0) return true;
+  const std::uint32_t noted = reinterpret_cast<const PageHeader*>(file.page(number))->checksum;
+  if (noted != 0 && noted != page_checksum(file.page(number))) return false;
+  file.intact_pages[number] = 1;
   return true;
 }
 

@@ -1,14 +1,18 @@
-// The checks of headers and pages; those of slots stand in file.h.
+// Checksums of headers and pages; slots.h has those of slots.
 #pragma once
 
 #include "runtime/isam/file.h"
 
 namespace marigold::isam {
 
-std::uint32_t data_header_check(const DataHeader& header);
-// Of a clean file's header, without what changes while it is open.
-std::uint32_t header_check(const IndexHeader& header);
-// Of the header and the entries; never 0, which says that a page has been changed.
-std::uint32_t page_check(const std::byte* page);
+std::uint32_t data_header_checksum(const DataHeader& header);
+// Checksum of a clean file's header, without the fields that change while the file is open.
+std::uint32_t index_header_checksum(const IndexHeader& header);
+// Checksum of the header and the entries; never 0, which marks a page as changed.
+std::uint32_t page_checksum(const std::byte* page);
+
+// Whether the checksum of a page is right or void. Computed the first time that this process reads
+// the page.
+bool page_checksum_fits(File& file, PageNumber number);
 
 }  // namespace marigold::isam

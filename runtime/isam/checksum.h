@@ -1,5 +1,5 @@
-// Check values of pages, records and headers: 32 bits that tell damaged bytes from whole ones. Not
-// against forgers.
+// Checksums of pages, records and headers: 32 bits that show damage. They are no protection against
+// forgers.
 #pragma once
 
 #include <bit>
@@ -10,9 +10,9 @@
 
 namespace marigold::isam {
 
-// Four lanes of 8 bytes each, since every read record and every page is checked and one lane would
-// wait for its multiplier. Each step can be undone, so a change of a single word always changes its
-// lane.
+// Four lanes of 8 bytes each: the engine computes the checksum of every record and page it reads,
+// and a single lane would wait for its multiplier. Each step can be inverted, so a change of a
+// single word always changes its lane.
 inline std::uint64_t long_checksum(std::span<const std::byte> bytes, std::uint64_t seed = 0) {
   constexpr std::uint64_t kMultiplier = 0x9E3779B97F4A7C15;
   struct Block {
@@ -35,7 +35,7 @@ inline std::uint64_t long_checksum(std::span<const std::byte> bytes, std::uint64
   return mix(mix(lanes.a, lanes.b ^ (lanes.a >> 31)), mix(lanes.c, lanes.d ^ (lanes.c >> 31)));
 }
 
-// Its upper half, which the files hold.
+// Returns the upper half, which the files hold.
 inline std::uint32_t checksum(std::span<const std::byte> bytes, std::uint64_t seed = 0) {
   return static_cast<std::uint32_t>(long_checksum(bytes, seed) >> 32);
 }

@@ -3,14 +3,16 @@
 #include <algorithm>
 
 #include "runtime/isam/record.h"
+#include "runtime/isam/space.h"
 #include "runtime/isam/tree.h"
 
 namespace marigold::isam {
 namespace {
 
-class Settlement {
+class CollisionResolver {
  public:
-  Settlement(File& file, Versions& versions, std::vector<SlotNumber>& set_aside, SlotSet& live)
+  CollisionResolver(File& file, Versions& versions, std::vector<SlotNumber>& set_aside,
+                    SlotSet& live)
       : file_(file), versions_(versions), set_aside_(set_aside), live_(live) {
     if (!set_aside.empty()) std::ranges::sort(versions, {}, &VersionPair::newer);
   }
@@ -32,13 +34,13 @@ class Settlement {
   }
 
  private:
-  // 0: there is none.
+  // Returns 0 when there is no older version.
   [[nodiscard]] SlotNumber older_than(SlotNumber slot) const {
     const auto found = std::ranges::lower_bound(versions_, slot, {}, &VersionPair::newer);
     return found != versions_.end() && found->newer == slot ? found->older : 0;
   }
 
-  // Finds the place of a record's entry in a tree, and whose entry is there; 0 for none.
+  // Finds the place of a record's entry in a tree, and the slot of the entry there; 0 for none.
   int find(std::size_t tree, SlotNumber slot, Path& path, SlotNumber& holder) {
     const Probe probe = record_probe(file_, tree, file_.slot(slot));
     if (!tree_find(file_, tree, probe, Bound::kNotLess, path)) return kIsBadFile;
@@ -58,8 +60,8 @@ class Settlement {
     return 0;
   }
 
-  // Sets those aside that were written later than this version and have one of its values. Unless
-  // there is one that was written before: then this version does not come back.
+  // Sets aside the records that were written later than this version and share a key value with it.
+  // If such a record was written earlier, this version does not come back instead.
   int make_way(SlotNumber slot, bool& comes) {
     const std::uint64_t sequence = record_sequence(file_.slot(slot));
     std::vector<SlotNumber> later;
@@ -73,7 +75,7 @@ class Settlement {
     }
     comes = true;
     for (const SlotNumber holder : later) {
-      // One that does not live has been set aside already, and its entries are still there.
+      // A slot that is not live is set aside already, but its entries are still there.
       if (live_.has(holder)) set_aside_.push_back(holder);
       if (const int failed = drop(holder)) return failed;
     }
@@ -103,9 +105,9 @@ class Settlement {
 
 }  // namespace
 
-int settle_collisions(File& file, Versions& versions, std::vector<SlotNumber>& set_aside,
-                      SlotSet& live) {
-  return Settlement(file, versions, set_aside, live).run();
+int resolve_collisions(File& file, Versions& versions, std::vector<SlotNumber>& set_aside,
+                       SlotSet& live) {
+  return CollisionResolver(file, versions, set_aside, live).run();
 }
 
 }  // namespace marigold::isam

@@ -1,5 +1,5 @@
-// Records that a power loss has left behind and that cannot be there together, because they have
-// the same value of a key without duplicates: which of them stay. rebuild.h says by which rule.
+// Collisions after a power loss: records that exclude each other, because they have the same value
+// of a key without duplicates. rebuild.h states the rule by which one of them stays.
 #pragma once
 
 #include <vector>
@@ -9,18 +9,18 @@
 
 namespace marigold::isam {
 
-// Two surviving slots with one primary key, the older one written just before the newer one.
+// Two surviving slots with one primary key; no version between the two survives.
 struct VersionPair {
   SlotNumber newer;
   SlotNumber older;
 };
 using Versions = std::vector<VersionPair>;
 
-// Takes the entries of the slots that are set aside out of all trees, as far as they are there, and
-// puts in those of the versions that come back in their places. `live`: the slots that the trees
-// hold, without those set aside; kept so. The trees mean nothing meanwhile: nothing is saved for an
-// undo. 0, or the number for iserrno.
-int settle_collisions(File& file, Versions& versions, std::vector<SlotNumber>& set_aside,
-                      SlotSet& live);
+// Removes the entries of the slots that are set aside from all trees, as far as the trees have
+// them, and inserts those of the versions that come back instead. `live`: the slots that the trees
+// hold, without those set aside; updated. Nothing is saved for an undo, since the trees have no
+// meaning meanwhile. 0, or the number for iserrno.
+int resolve_collisions(File& file, Versions& versions, std::vector<SlotNumber>& set_aside,
+                       SlotSet& live);
 
 }  // namespace marigold::isam

@@ -1,20 +1,22 @@
-// The records go into a new pair in the order of their slots: the old file is read once from its
-// beginning to its end, whatever has become of its trees, and neighbours stay neighbours. The new
-// pair has the number of the old one, and takes its place in these steps:
+// The records go into a new pair in the order of their slots: the old file is read once from
+// beginning to end, whatever the state of its trees, and neighbours stay neighbours. The new pair
+// keeps the number of the old one and replaces it in these steps:
 //
-//   1. the new pair is whole and on the disk, under names of its own
-//   2. the new data file takes the place of the old one
-//   3. the new index takes the place of the old one
+//   1. the new pair is whole and durable, under names of its own
+//   2. the new data file replaces the old one
+//   3. the new index replaces the old one
 //
-// Killed before 2 nothing has happened. Between 2 and 3 the stamp of the new data file is not that
-// of the old index, which whoever opens the pair makes from the records then.
+// A death before step 2 changes nothing. After a death between 2 and 3 the stamp of the new data
+// file is not that of the old index, and the next process to open the pair rebuilds the index.
 
 #include "runtime/isam/compact.h"
 
 #include <cerrno>
 
+#include "runtime/isam/change.h"
 #include "runtime/isam/fresh_pair.h"
 #include "runtime/isam/hit.h"
+#include "runtime/isam/slots.h"
 #include "runtime/platform/stop_signals.h"
 
 namespace marigold::isam {
@@ -25,7 +27,7 @@ class Compaction {
   Compaction(File& old, const OpenRequest& request, const IsWatch& watch)
       : old_(old), fresh_(request), watch_(watch, old.trees.size()) {}
 
-  // What cannot be moved safely is refused: a record that is damaged would be gone.
+  // Refuses a file with a damaged record, which would get lost.
   int make(IsCompactReport& report) {
     if (const int failed = old_.data.size(report.data_before)) return failed;
     if (const int failed = old_.index.size(report.index_before)) return failed;
@@ -40,9 +42,9 @@ class Compaction {
     return 0;
   }
 
-  int put_in_place() {
-    const int failed = fresh_.put_data_in_place();
-    return failed == 0 ? fresh_.put_index_in_place() : failed;
+  int install() {
+    const int failed = fresh_.install_data();
+    return failed == 0 ? fresh_.install_index() : failed;
   }
 
  private:
@@ -72,16 +74,16 @@ class Compaction {
 int file_compact(const OpenRequest& request, IsCompactReport& report, const IsWatch& watch) {
   std::shared_ptr<File> old;
   if (const int failed = file_open(old, request)) return failed;
-  // Records that are deleted and not settled would be back.
+  // Records whose deletion is not settled would come back.
   int failed = slots_settle(*old);
   if (failed == 0) {
     failed = as_writer(*old, [&] {
       Compaction compaction(*old, request, watch);
       const int made = unless_hit(*old, compaction.make(report));
-      return made == 0 ? compaction.put_in_place() : made;
+      return made == 0 ? compaction.install() : made;
     });
   }
-  // Only a file that is still there is brought to rest. The other one has no name any more.
+  // A data file that was replaced has no name any more and need not be made clean.
   if (!old->data.is_still_at(request.data_path.c_str())) return failed;
   const int closed = file_close(*old);
   return failed == 0 ? closed : failed;

@@ -1,4 +1,4 @@
-// Giving back the space that deleted records have left.
+// Gives back the space that deleted records have left.
 #pragma once
 
 #include "runtime/isam/file.h"
@@ -6,7 +6,7 @@
 
 namespace marigold::isam {
 
-// As iscompact. Results: 0, or the number for iserrno.
+// Does the work of iscompact. Results: 0, or the number for iserrno.
 int file_compact(const OpenRequest& request, IsCompactReport& report, const IsWatch& watch);
 
 }  // namespace marigold::isam

@@ -10,7 +10,7 @@ std::optional<DataHeader> whole_header(std::span<const std::byte> head, std::uin
   DataHeader header;
   if (head.size() < offset + sizeof header) return {};
   std::memcpy(&header, head.data() + offset, sizeof header);
-  const bool whole = header.magic == kDataMagic && header.check == data_header_check(header);
+  const bool whole = header.magic == kDataMagic && header.checksum == data_header_checksum(header);
   return whole ? std::optional(header) : std::nullopt;
 }
 

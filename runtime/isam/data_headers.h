@@ -1,4 +1,4 @@
-// The two copies of a data file's header, looked at singly.
+// The two copies of a data file's header, each by itself.
 #pragma once
 
 #include <cstddef>
@@ -9,10 +9,11 @@
 
 namespace marigold::isam {
 
-// The copy at one of kDataHeaders, from the first bytes of a data file; none when it is damaged.
+// Reads the copy at one of kDataHeaders from the first bytes of a data file; none when it is
+// damaged.
 std::optional<DataHeader> whole_header(std::span<const std::byte> head, std::uint64_t offset);
 
-// The first whole one of both.
+// Reads the first whole copy of the two.
 std::optional<DataHeader> whole_header(std::span<const std::byte> head);
 
 }  // namespace marigold::isam

@@ -14,28 +14,28 @@ std::size_t sort_run_bytes = 0;
 
 namespace {
 
-// All runs that are in memory at one time: one of each tree, two that are handed over, and one that
-// is being sorted, which takes up to four times its bytes.
+// Memory of all runs at one time: one run of each tree, two that are handed over, and one that is
+// being sorted, which takes up to four times its bytes.
 constexpr std::size_t kMemory = std::size_t{96} << 20;
 constexpr std::size_t kRunsInWork = 6;
-// Longer runs are sorted more slowly, as they leave the processor's cache.
+// Longer runs leave the processor's cache and sort more slowly.
 constexpr std::size_t kLongestRun = std::size_t{8} << 20;
 
-// What is merged at a time, and what is read of each run at a time: in all so much.
+// Bytes that are merged at a time, and that are read ahead of each run within the memory for that.
 constexpr std::size_t kBlock = std::size_t{1} << 20;
 constexpr std::size_t kReadAhead = std::size_t{256} << 10;
 constexpr std::size_t kLeastReadAhead = std::size_t{8} << 10;
 
 constexpr std::size_t kWord = sizeof(std::uint64_t);
 
-// Up to 8 bytes as a number that orders as they do.
+// Reads up to 8 bytes as a number that orders as they do.
 std::uint64_t word_of(const std::byte* from, std::size_t bytes) {
   std::uint64_t word = 0;
   std::memcpy(&word, from, bytes < kWord ? bytes : kWord);
   return __builtin_bswap64(word);
 }
 
-// An entry in the form in which most comparisons end after one or two.
+// Sort key of an entry: its first two words, by which most comparisons end.
 struct SortKey {
   std::uint64_t first;
   std::uint64_t second;
@@ -47,7 +47,7 @@ struct SortKey {
         index(at) {}
 };
 
-// Puts the entries in order. bad_alloc when there is no memory for that.
+// Sorts the entries. Throws bad_alloc when memory is short.
 void sort_entries(EntryBytes& entries, std::size_t compared) {
   const std::size_t size = compared + kNumberLength;
   const std::size_t count = entries.size() / size;
@@ -84,7 +84,7 @@ SortRoom::~SortRoom() = default;
 
 // ---- Merging
 
-// One run while it is merged with the others.
+// Merges the runs of a sort.
 class EntryMerge {
  public:
   EntryMerge(EntrySort& sort, std::size_t read_ahead) : sort_(sort) {
@@ -99,7 +99,7 @@ class EntryMerge {
 
   int start() {
     for (Source& source : sources_) {
-      if (const int failed = settle(source)) return failed;
+      if (const int failed = load_next(source)) return failed;
     }
     losers_.assign(sources_.size(), kNone);
     for (std::uint32_t i = 0; i < sources_.size(); ++i)
@@ -107,7 +107,7 @@ class EntryMerge {
     return 0;
   }
 
-  // Fills the block with the next entries; it is shorter at the end.
+  // Fills the block with the next entries; the last block is shorter.
   int fill(EntryBytes& block, std::size_t bytes) {
     const std::size_t size = sort_.entry_size();
     block.resize(bytes / size * size);
@@ -117,7 +117,7 @@ class EntryMerge {
       if (source.ended) break;
       std::memcpy(block.data() + filled, source.at, size);
       source.at += size;
-      if (const int failed = settle(source)) return failed;
+      if (const int failed = load_next(source)) return failed;
       replay(winner_);
     }
     block.resize(filled);
@@ -129,17 +129,18 @@ class EntryMerge {
 
   struct Source {
     std::uint64_t left;    // bytes in the file
-    std::uint64_t offset;  // of the first of them
+    std::uint64_t offset;  // of the first of these bytes
     EntryBytes read = {};
-    const std::byte* at = nullptr;  // the entry whose turn it is
+    const std::byte* at = nullptr;  // the next entry
     const std::byte* end = nullptr;
     std::uint64_t first = 0;  // as in SortKey
     std::uint64_t second = 0;
     bool ended = false;
   };
 
-  // Reads on where the entries in memory are used up, and prepares the next one.
-  int settle(Source& source) {
+  // Moves on to the next entry, and reads more from the file when the entries in memory are used
+  // up.
+  int load_next(Source& source) {
     if (source.at == source.end && source.left > 0) {
       const std::size_t size = sort_.entry_size();
       const std::size_t bytes =
@@ -171,8 +172,8 @@ class EntryMerge {
     return order != 0 ? order < 0 : left < right;
   }
 
-  // A tournament: each node keeps who lost there, the winner goes up. At the start, when nobody
-  // has come to a node yet, who comes first waits there for an opponent.
+  // Plays a tournament: each node keeps its loser, and the winner goes up. At the start the first
+  // player at a node waits there for an opponent.
   void replay(std::uint32_t player) {
     for (std::size_t node = (player + losers_.size()) / 2; node > 0; node /= 2) {
       std::uint32_t& loser = losers_[node];
@@ -204,7 +205,7 @@ EntrySort::~EntrySort() {
   room_.worker.wait();
 }
 
-// Hands the run over to be sorted and written.
+// Hands the run over to the second thread, which sorts and writes it.
 bool EntrySort::spill() {
   if (!room_.file.is_made()) {
     const int failed = room_.file.make(room_.path.c_str());
@@ -258,7 +259,7 @@ int EntrySort::start_merge() {
   return 0;
 }
 
-// Lets the second thread fill the block that comes after the caller's.
+// Lets the second thread fill the block after the caller's.
 void EntrySort::order_block() {
   room_.worker.run([this] {
     try {

@@ -1,9 +1,8 @@
-// Sorting the entries of a tree in bounded memory: runs of them are sorted, and written to a file
-// without a name when they are full; then all runs are merged. A file of few records has one run,
-// which stays in memory.
+// Sorts the entries of a tree in bounded memory: full runs are sorted and written to a file without
+// a name; in the end all runs are merged. A file of few records has one run, which stays in memory.
 //
-// An entry is `compared` bytes, which order as a string, and the number of a slot. Those that are
-// equal in all of it come in any order.
+// An entry consists of `compared` bytes, which order as a string, and the number of a slot. Entries
+// with equal bytes come in any order.
 //
 // Results: 0, or the number for iserrno.
 #pragma once
@@ -25,8 +24,8 @@ namespace marigold::isam {
 
 using EntryBytes = std::vector<std::byte>;
 
-// What several sorts share: the memory, the file and a second thread, both of which are made when
-// they are needed. Outlives them.
+// Resources that several sorts share: memory, the file and a second thread. The file and the thread
+// are made when they are needed. Outlives the sorts.
 struct SortRoom {
   // `beside`: a path in the directory for the file.
   SortRoom(std::size_t sorts, std::string beside);
@@ -40,18 +39,18 @@ struct SortRoom {
   std::string path;
   SpillFile file;
   std::uint64_t spilled = 0;   // bytes that are written, or about to be
-  std::atomic<int> failed{0};  // of what the second thread has done
-  Worker worker;               // the last member: it ends before the others do
+  std::atomic<int> failed{0};  // error of the second thread's work
+  Worker worker;               // the last member: ends before the others
 };
 
-// The bytes of a run, for tests that spill few entries; 0: what suits.
+// Bytes of a run, for tests that spill few entries; 0: chosen by the number of sorts.
 extern std::size_t sort_run_bytes;
 
 class EntryMerge;
 
 class EntrySort {
  public:
-  // `expected`: the number of entries there will be at most, for the memory of the first run.
+  // `expected`: the greatest number of entries there will be, for the memory of the first run.
   EntrySort(SortRoom& room, std::size_t compared, std::uint64_t expected);
   ~EntrySort();
   EntrySort(const EntrySort&) = delete;
@@ -59,8 +58,8 @@ class EntrySort {
 
   [[nodiscard]] std::size_t entry_size() const { return compared_ + kNumberLength; }
 
-  // Where the caller writes what the next entry is compared by; null when a run could not be
-  // written.
+  // Returns the memory for the bytes that the next entry is compared by, or null when a run could
+  // not be written.
   std::byte* add(SlotNumber slot) {
     if (run_.size() >= full_ && !spill()) return nullptr;
     const std::size_t at = run_.size();
@@ -69,11 +68,11 @@ class EntrySort {
     return run_.data() + at;
   }
 
-  // Everything is added.
+  // Sorts the last run. No entry is added afterwards.
   int sort();
 
-  // All entries in order, from the first one on each time, in blocks of many: the body takes a span
-  // of whole entries, and what it returns but 0 ends it.
+  // Gives all entries in order, from the first one on each time, in blocks: the body takes a span
+  // of whole entries, and a result other than 0 ends the loop.
   template <typename Body>
   int each_block(Body body) {
     if (spilled_.empty()) return run_.empty() ? 0 : body(std::span<const std::byte>(run_));
@@ -103,11 +102,11 @@ class EntrySort {
   SortRoom& room_;
   std::size_t compared_;
   std::size_t full_;  // bytes of whole entries in a run
-  EntryBytes run_;    // the one that is being filled; in the end the last one
+  EntryBytes run_;    // being filled; in the end the last run
   std::vector<SpilledRun> spilled_;
   std::unique_ptr<EntryMerge> merge_;
-  EntryBytes block_;  // the caller's
-  EntryBytes ahead_;  // being filled by the second thread
+  EntryBytes block_;  // block that the caller reads
+  EntryBytes ahead_;  // block that the second thread fills
 };
 
 }  // namespace marigold::isam

@@ -48,7 +48,7 @@ void fatal_inconsistency(const std::string& base, const char* module, int line) 
   last_words_begin();
   const std::string report = report_of(base, module, line);
   std::fputs(report.c_str(), stderr);
-  static_cast<void>(file_append(kReportFile, report));  // standard error has it as well
+  static_cast<void>(file_append(kReportFile, report));  // standard error has the report as well
   std::exit(EXIT_FAILURE);
 }
 

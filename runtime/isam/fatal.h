@@ -1,12 +1,12 @@
-// The end of a process in whose memory the engine found what cannot be.
+// Ends a process in whose memory the engine found an inconsistency.
 #pragma once
 
 #include <string>
 
 namespace marigold::isam {
 
-// Notes an operation of the engine as active while it lives; the report lists them, outermost
-// first. The name is static.
+// Notes an operation of the engine as active while the object lives; the report lists the
+// operations, outermost first. The name is static.
 class OperationScope {
  public:
   explicit OperationScope(const char* name);
@@ -16,7 +16,7 @@ class OperationScope {
 };
 
 // Reports on standard error and in "disam.err" of the current directory, and ends the process. A
-// file that is damaged is an error number (105), never this.
+// damaged file is an error number (105), never fatal.
 [[noreturn]] void fatal_inconsistency(const std::string& base, const char* module, int line);
 
 }  // namespace marigold::isam

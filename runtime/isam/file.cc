@@ -1,4 +1,4 @@
-// Opening, closing and flushing a pair of files, and the space that they take.
+// Opens, closes and flushes a pair of files, and builds new ones.
 
 #include "runtime/isam/file.h"
 
@@ -9,6 +9,7 @@
 #include <new>
 #include <random>
 
+#include "runtime/isam/change.h"
 #include "runtime/isam/checks.h"
 #include "runtime/isam/hit.h"
 #include "runtime/isam/pairing.h"
@@ -27,10 +28,10 @@ std::uint32_t slot_size_for(std::uint32_t record_length) {
   return (record_length + static_cast<std::uint32_t>(sizeof(SlotHeader)) + 3) / 4 * 4;
 }
 
-// All the memory that these trees need.
+// Reserves all the memory that these trees need.
 void reserve_shapes(File& file, std::span<const TreeShape> trees) {
   file.trees.reserve(trees.size());
-  // At least a page's header is saved for each.
+  // Each saved page takes at least a header in the undo area.
   file.saved_pages.reserve(undo_pages_needed(trees) * kPageSize / sizeof(PageHeader));
 }
 
@@ -62,8 +63,8 @@ bool is_blank(std::span<const std::byte> bytes) {
   return std::ranges::all_of(bytes, [](std::byte byte) { return byte == std::byte{0}; });
 }
 
-// ENOENT for an index that is being built, or was when its builder died: its space comes first, and
-// its header after that.
+// ENOENT for an index that is being built, or whose builder died: the builder reserves the space
+// first and writes the header later.
 int read_index_header(File& file) {
   if (const int failed = measure(file.index, 0, file.index_space)) return failed;
   if (is_blank({file.index.memory(), std::min(file.index_space, kPageSize)})) return ENOENT;
@@ -75,22 +76,22 @@ int read_index_header(File& file) {
   return header.state > kStateNewborn ? kIsBadFile : 0;
 }
 
-// 105 for a header that is damaged or of something else, 103 for one that claims keys which no file
-// of ours can have.
-int look_at_data_header(const DataHeader& header) {
+// 105 for a header that is damaged or of another kind of file, 103 for one that claims impossible
+// keys.
+int validate_data_header(const DataHeader& header) {
   if (header.magic != kDataMagic || header.version != kDataVersion) return kIsBadFile;
-  if (header.check != data_header_check(header)) return kIsBadFile;
+  if (header.checksum != data_header_checksum(header)) return kIsBadFile;
   if (header.record_length < 1 || header.record_length > kIsLongestRecord) return kIsBadFile;
   if (header.key_count < 1 || header.key_count > kIsMostKeys) return kIsBadKey;
   const auto length = static_cast<int>(header.record_length);
-  const bool sane =
-      std::ranges::all_of(std::span(header.keys).first(header.key_count),
-                          [=](const KeyDescription& key) { return key_check(key, length) == 0; });
+  const bool sane = std::ranges::all_of(
+      std::span(header.keys).first(header.key_count),
+      [=](const KeyDescription& key) { return validate_key(key, length) == 0; });
   return sane ? 0 : kIsBadKey;
 }
 
-// Whether a data file is what a process leaves that dies while it builds it: no slot was ever used,
-// and what stands before the slots is ours or nothing.
+// Whether a data file is the leftover of a process that died while it built the file: no slot was
+// ever used, and the bytes before the slots are a header of ours or zeros.
 bool data_is_unborn(File& file) {
   if (measure(file.data, 0, file.data_space) != 0) return false;
   const std::span<const std::byte> bytes(file.data.memory(), file.data_space);
@@ -108,9 +109,9 @@ int read_data_header(File& file) {
   return 0;
 }
 
-// An index of the former version can be made anew only when nobody has it open, and nobody has died
-// with it: a program of that version has to undo what was left half done, and settle what is gone.
-int look_at_former(const File& file) {
+// An index of the former version can be rebuilt only if no process has it open and none died with
+// it: undoing a half-done change and settling deletions is left to a program of that version.
+int validate_former_version(const File& file) {
   const IndexHeader& header = file.header();
   if (header.version > kFormerIndexVersion) return 0;
   if (header.state == kStateInUse && header.boot == boot_identity()) return kIsBadFile;
@@ -121,14 +122,15 @@ int look_at_former(const File& file) {
 
 bool contents_are_sane(const File& file) {
   const IndexHeader& header = file.header();
-  if (is_clean_pair(file) && header.check != header_check(header)) return false;
+  if (is_clean_pair(file) && header.checksum != index_header_checksum(header)) return false;
   return header.undo_pages == undo_pages_needed(file.trees) &&
          header.contents.page_count >= kUndoStart + header.undo_pages &&
          header.contents.epoch - settled_epoch(file) - 1 < kOpenEpochs;
 }
 
-// An index that is older than the data counts slots that have been taken since as never used, or as
-// free. The first one has no place on the disk yet where that is given late.
+// An index that is older than the data takes slots with records for unused or free ones. The first
+// slot never used is read from the file, since a file system that allocates late may have no page
+// for it.
 bool heads_are_untaken(const File& file) {
   const Contents& contents = file.contents();
   const std::uint64_t free = contents.free_slot;
@@ -141,8 +143,9 @@ bool heads_are_untaken(const File& file) {
          next.state == kSlotUnused;
 }
 
-// Others may be at work meanwhile; what is read in one piece counts.
-int look_at_contents(File& file) {
+// Other processes may change the contents meanwhile: only a read without an overlapping change
+// counts.
+int validate_contents(File& file) {
   for (;;) {
     std::uint64_t changes = 0;
     const int failed = read_begin(file, changes);
@@ -153,16 +156,16 @@ int look_at_contents(File& file) {
   }
 }
 
-// What the one who was interrupted has left in the header means nothing once the trees are made
-// anew. Those who open the file now wait for the register lock, and nobody has it open.
+// The interrupted writer's state in the header is void once the trees are rebuilt. Processes that
+// want to open the file wait for the register lock, and none has it open.
 void forget_interrupted(IndexHeader& header) {
   header.undo_used = 0;
   header.changes += header.changes % 2;
   header.writer = 0;
 }
 
-// Nobody may have the file open whose trees are made anew. One who found the same and may not write
-// is gone in a moment.
+// Takes the use lock exclusively, for a rebuild. Another process that found the same damage and may
+// not write closes the file within moments.
 int hold_alone(File& file) {
   constexpr int kMostRounds = 100;
   int failed = EAGAIN;
@@ -170,12 +173,12 @@ int hold_alone(File& file) {
     if (round > 0) wait_a_little(round);
     failed = file.index.lock(kUseLock, true);
   }
-  return failed == EAGAIN
-             ? refuse(kIsFileLocked, "its indexes must be made again, and others have it open")
-             : failed;
+  return failed == EAGAIN ? refuse(kIsFileLocked,
+                                   "its indexes must be rebuilt, and other processes have it open")
+                          : failed;
 }
 
-int make_anew(File& file, const char* reason) {
+int rebuild_alone(File& file, const char* reason) {
   if (!file.exclusive) {
     if (const int failed = hold_alone(file)) return failed;
   }
@@ -186,19 +189,20 @@ int make_anew(File& file, const char* reason) {
   return failed;
 }
 
-// After a death or a power loss: what was left half done is undone, and what does not fit is made
-// anew.
+// Recovers a pair after a death or a power loss: undoes a half-done change, and rebuilds indexes
+// that do not fit the data.
 int recover(File& file) {
   const Judgement judgement = judge_pair(file);
   if (judgement.fit == Fit::kCopied) return refuse(kIsBadFile, judgement.reason);
   const IndexHeader& header = file.header();
-  // A closed file has nothing to undo, and what it had once must not be undone again.
-  if (judgement.fit == Fit::kClean && header.check != header_check(header)) return kIsBadFile;
+  // A closed file has nothing to undo, and an undo area from before must not be replayed.
+  if (judgement.fit == Fit::kClean && header.checksum != index_header_checksum(header))
+    return kIsBadFile;
   const bool rebuild = judgement.fit == Fit::kRebuild;
   if (!rebuild && header.writer == 0 && header.undo_used == 0 && header.changes % 2 == 0) return 0;
   if (!file.writable) return refuse(EACCES, rebuild ? judgement.reason : kHalfDone);
-  if (rebuild) return make_anew(file, judgement.reason);
-  return as_writer(file, [] { return 0; });  // which undoes
+  if (rebuild) return rebuild_alone(file, judgement.reason);
+  return as_writer(file, [] { return 0; });  // taking the writer lock undoes
 }
 
 int open_registered(File& file) {
@@ -207,15 +211,15 @@ int open_registered(File& file) {
     return failed == ENOENT && !data_is_unborn(file) ? kIsBadFile : failed;
   }
   if (const int failed = read_data_header(file)) return failed;
-  if (const int failed = look_at_former(file)) return failed;
-  if (const int failed = take_place(file)) return failed;
-  // Whoever left it there is gone. On a full disk even a page that stays as it is must not be
-  // written.
+  if (const int failed = validate_former_version(file)) return failed;
+  if (const int failed = take_seat(file)) return failed;
+  // No other process has an exclusive file open, so the holder of its writer lock is dead. The page
+  // is written only if need be: on a full disk even an equal store can fail.
   if (file.exclusive && file.writable && file.header().writer != 0) file.header().writer = 0;
   if (const int failed = recover(file)) return failed;
   if (const int failed = note_space(file)) return failed;
-  if (const int failed = look_at_contents(file)) return failed;
-  return make_visible(file);  // a file that was cut is refused here, and not at some later record
+  if (const int failed = validate_contents(file)) return failed;
+  return make_visible(file);  // refuses a file that was cut now, and not at some later record
 }
 
 // ---- Building
@@ -231,17 +235,18 @@ int write_data_header(File& file, const DataHeader& header, std::uint64_t offset
   std::memcpy(&before, at, sizeof before);
   std::memcpy(at, &header, sizeof header);
   const int failed = file.data.sync();
-  if (failed != 0) std::memcpy(at, &before, sizeof before);  // or the next to open would take it
+  // Otherwise the next process to open the file would take the new header.
+  if (failed != 0) std::memcpy(at, &before, sizeof before);
   return failed;
 }
 
-// Clears away what a process left that died while it built these files: a newborn index, and data
+// Removes the leftover of a process that died while it built these files: a newborn index, and data
 // without a record.
 int clear_leftover(const OpenRequest& request) {
   File leftover;
   if (leftover.index.open(request.index_path.c_str(), FileAccess::kReadWrite) != 0) return EEXIST;
-  if (leftover.index.lock(kUseLock, true) != 0) return EEXIST;  // being built just now
-  if (!leftover.index.is_still_at(request.index_path.c_str())) return EEXIST;  // cleared away
+  if (leftover.index.lock(kUseLock, true) != 0) return EEXIST;  // being built by a live process
+  if (!leftover.index.is_still_at(request.index_path.c_str())) return EEXIST;  // removed
   if (read_index_header(leftover) != ENOENT) return EEXIST;
   const int no_data = leftover.data.open(request.data_path.c_str(), FileAccess::kReadWrite);
   if (no_data != 0 ? no_data != ENOENT : !data_is_unborn(leftover)) return EEXIST;
@@ -249,22 +254,22 @@ int clear_leftover(const OpenRequest& request) {
   return file_remove(request.index_path.c_str());
 }
 
-// Lets others open what was built.
+// Lets other processes open the new file.
 int share(File& file) {
   file.exclusive = false;
-  if (const int failed = take_place(file)) return failed;
+  if (const int failed = take_seat(file)) return failed;
   return file.index.lock(kUseLock, false);
 }
 
-// While nothing is in the files yet that others must not see.
+// Called while the files hold nothing that others must not see.
 int take_access(File& file, const std::string& base) {
   const int failed = file.index.take_access((base + ".idx").c_str());
   return failed == 0 ? file.data.take_access((base + ".dat").c_str()) : failed;
 }
 
-// Until it is locked, a new index looks like what a process has left that died: another one that
-// builds clears it away, and one that opens it holds it for a moment. Who has the lock of the file
-// that has the name may remove it, and nobody else.
+// Creates the index and locks it. Before it is locked, a new index looks like the leftover of a
+// dead process: another builder removes it, and a process that opens it locks it for a moment. Only
+// the holder of the lock of the file under the name may remove the file.
 int create_index(MappedFile& index, const std::string& path, NewFileAccess access) {
   constexpr int kMostRounds = 100;
   for (int round = 0; round < kMostRounds; ++round) {
@@ -301,7 +306,7 @@ int create_both(File& file, const OpenRequest& request, std::uint32_t record_len
   if (failed == 0) failed = grow(file.data, kDataStart, file.data_space);
   if (failed == 0) failed = file_write_keys(file, {&shape, 1});
   if (failed == 0) failed = rebuild_indexes(file);
-  // After a power loss it is there, or nobody would know that there are records.
+  // After a power loss the index must be there, or nothing shows that there are records.
   if (failed == 0) failed = file.index.sync();
   if (failed == 0) failed = file_sync_directory(request.index_path.c_str());
   if (failed == 0) failed = file.index.identity(file.identity);
@@ -319,25 +324,25 @@ bool some_are_gone(const File& file) {
   return file.contents().gone.count + file.contents().ripe.count > 0;
 }
 
-void complete_page_checks(File& file) {
+void complete_page_checksums(File& file) {
   constexpr std::uint64_t kPiece = 2048;  // pages that stay in this process's memory meanwhile
   const std::uint64_t first = kUndoStart + file.header().undo_pages;
   for (std::uint64_t number = first; number < file.contents().page_count; ++number) {
-    if (was_hit(file)) return;  // nothing that follows can be clean
+    if (was_hit(file)) return;  // no page from here on can be made clean
     auto* header = reinterpret_cast<PageHeader*>(file.page(number));
-    if (header->check == 0) header->check = page_check(file.page(number));
+    if (header->checksum == 0) header->checksum = page_checksum(file.page(number));
     if (number % kPiece == 0) file.index.forget((number - kPiece) * kPageSize, kPiece * kPageSize);
   }
 }
 
-// The only one who has the file open gives it the state in which it can be copied, moved and
-// trusted. The disk begins with the records while the pages' checks are made.
+// Makes a file clean that no other process has open: it can then be copied, moved and trusted. The
+// disk starts with the records while the checksums of the pages are made.
 int make_clean(File& file) {
   if (const int failed = make_visible(file)) return failed;
   file.data.start_sync(0, data_bytes(file));
-  complete_page_checks(file);
+  complete_page_checksums(file);
   file.index.start_sync(0, index_bytes(file));
-  // Always: settling changes the links of slots last of all.
+  // Always: settling has changed links of slots after its own sync.
   if (const int failed = file.data.sync()) return failed;
   file.header().record_locks = 0;
   return stamp_clean(file);
@@ -349,7 +354,7 @@ int close_registered(File& file) {
     if (const int failed = file.index.locked_by_other(kUseLock, others)) return failed;
   }
   if (others) return file_flush(file);
-  // Nothing was changed: on a full disk not even the word could be taken.
+  // Nothing was changed. A full disk could refuse even the store of the writer lock.
   if (file.header().state != kStateInUse) return file.data.sync();
   if (const int failed = slots_settle(file)) return failed;
   if (const int failed = slots_free_kept(file)) return failed;
@@ -371,7 +376,7 @@ int find_data_header(File& file, DataHeader& header) {
   if (const int failed = measure(file.data, kDataStart, file.data_space)) return failed;
   for (const std::uint64_t offset : kDataHeaders) {
     std::memcpy(&header, file.data.memory() + offset, sizeof header);
-    const int refused = look_at_data_header(header);
+    const int refused = validate_data_header(header);
     if (refused != kIsBadFile) return refused;
   }
   return kIsBadFile;
@@ -406,7 +411,8 @@ int register_lock(File& file, int most_rounds) {
   }
   if (failed != 0) --file.registering;
   if (failed != EAGAIN) return failed;
-  return refuse(kIsFileLocked, "another process opens or closes it, or makes its indexes again");
+  return refuse(kIsFileLocked,
+                "another process is opening or closing it, or rebuilding its indexes");
 }
 
 void register_unlock(File& file) {
@@ -414,11 +420,11 @@ void register_unlock(File& file) {
 }
 
 std::uint64_t undo_pages_needed(std::span<const TreeShape> trees) {
-  // A replacement takes an entry out and puts one in. On each level a node that is less than a
-  // third full is joined with its neighbour, less than a page together, and another one is divided:
-  // two pages, some entries twice, and headers. Nodes are at least a third full of entries that are
-  // kept whole, so there are this many levels at most; and one whose nodes were divided where a
-  // child came that needs many bytes.
+  // A replacement removes an entry and inserts one in each tree. On each level, one node that is
+  // less than a third full merges with a neighbour, together less than a page, and another one
+  // splits: two pages, some entries twice, and headers. Nodes are at least a third full of whole
+  // entries, which bounds the number of levels; one level more allows for nodes that were split
+  // where a child with a long bound came in.
   constexpr std::uint64_t kLevelBytes = 2 * (kPageSize + 512);
   std::uint64_t bytes = kPageSize;
   for (const TreeShape& shape : trees) {
@@ -433,7 +439,7 @@ std::uint64_t undo_pages_needed(std::span<const TreeShape> trees) {
 
 int file_write_keys(File& file, std::span<const TreeShape> trees) {
   try {
-    reserve_shapes(file, trees);  // nothing may be missing once the header is written
+    reserve_shapes(file, trees);  // no allocation may fail once the header is written
   } catch (const std::bad_alloc&) {
     return kIsNoMemory;
   }
@@ -444,9 +450,9 @@ int file_write_keys(File& file, std::span<const TreeShape> trees) {
   header.file_id = file.header().file_id;
   header.key_count = static_cast<std::uint32_t>(trees.size());
   std::ranges::transform(trees, header.keys.begin(), &TreeShape::key);
-  header.check = data_header_check(header);
-  // The second one first: until it is on the disk the first one holds, and that one rules when both
-  // are whole.
+  header.checksum = data_header_checksum(header);
+  // The second copy first: the first copy rules while it is whole, so the old header holds until
+  // the last write.
   for (const std::uint64_t offset : {kDataHeaders[1], kDataHeaders[0]}) {
     if (const int failed = write_data_header(file, header, offset)) return failed;
   }
@@ -478,22 +484,22 @@ int open_once(File& file, const OpenRequest& request) {
   return failed;
 }
 
-bool is_still_in_place(const File& file, const OpenRequest& request) {
+bool still_has_its_paths(const File& file, const OpenRequest& request) {
   return file.index.is_still_at(request.index_path.c_str()) &&
          file.data.is_still_at(request.data_path.c_str());
 }
 
 }  // namespace
 
-// A program that replaces a file has it for itself until the new one is in place. Whoever has
-// opened the old one by then gets its lock afterwards, and would write into a file without a name.
+// A program that replaces a file holds its lock until the new file is installed. A process that has
+// opened the old file by then gets the lock afterwards, and would write into a file without a name.
 int file_open(std::shared_ptr<File>& file, const OpenRequest& request) {
   constexpr int kMostTimes = 100;
   for (int time = 0; time < kMostTimes; ++time) {
     file = std::make_shared<File>();
     const int failed = open_once(*file, request);
     const bool opened = file->index.is_open() && file->data.is_open();
-    if (!opened || is_still_in_place(*file, request)) return failed;
+    if (!opened || still_has_its_paths(*file, request)) return failed;
   }
   return kIsFileLocked;
 }
@@ -506,7 +512,7 @@ int file_close(File& file) {
       failed = close_registered(file);
       register_unlock(file);
     } else if (failed == kIsFileLocked) {
-      failed = file_flush(file);  // safe, though not clean
+      failed = file_flush(file);  // durable, though not marked clean
     }
   }
   failed = unless_hit(file, failed);

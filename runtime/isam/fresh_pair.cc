@@ -6,8 +6,10 @@
 #include <random>
 #include <system_error>
 
+#include "runtime/isam/change_step.h"
 #include "runtime/isam/hit.h"
 #include "runtime/isam/rebuild.h"
+#include "runtime/isam/slots.h"
 #include "runtime/isam/space.h"
 #include "runtime/platform/file.h"
 #include "runtime/platform/new_file.h"
@@ -28,10 +30,10 @@ std::uint64_t draw_id() {
 
 void remove_abandoned(const std::string& path) {
   for (const std::string& left : new_files_abandoned(path))
-    static_cast<void>(file_remove(left.c_str()));  // in nobody's way, should it stay
+    static_cast<void>(file_remove(left.c_str()));  // a leftover does no harm
 }
 
-int put_in_place(std::string& from, const std::string& to) {
+int install(std::string& from, const std::string& to) {
   change_step();
   if (const int failed = file_replace(from.c_str(), to.c_str())) return failed;
   from.clear();
@@ -63,11 +65,11 @@ int FreshPair::create(std::uint32_t record_length, std::span<const TreeShape> tr
                       std::uint64_t id) {
   if (is_link(data_path_)) return ELOOP;
   int failed = file_.index.create(fresh_index_.c_str(), NewFileAccess::kOwnerOnly);
-  if (failed == 0) failed = file_.index.lock(kUseLock, true);  // it is alive
+  if (failed == 0) failed = file_.index.lock(kUseLock, true);  // not abandoned
   if (failed == 0) failed = file_.data.create(fresh_data_.c_str(), NewFileAccess::kOwnerOnly);
   if (failed == 0) failed = file_.data.lock(kUseLock, true);
-  // An index that is missing, or a link, has no permissions of its own; the records' are as strict
-  // as wanted.
+  // An index that is missing, or a link, has no permissions of its own; those of the data file are
+  // as strict as wanted.
   const bool own = file_exists(index_path_.c_str()) && !is_link(index_path_);
   const std::string& like = own ? index_path_ : data_path_;
   if (failed == 0) failed = file_.index.take_access(like.c_str());
@@ -87,7 +89,7 @@ int FreshPair::add(const std::byte* record, std::uint64_t sequence) {
   std::memcpy(slot + sizeof(SlotHeader), record, file_.record_length);
   set_sequence(*header, sequence);
   header->state = kSlotLive;
-  header->check = slot_check(file_, slot);
+  header->checksum = slot_checksum(file_, slot);
   added_ = number;
   change_step();
   return 0;
@@ -108,12 +110,12 @@ int FreshPair::finish(const IsWatch& watch) {
   return failed == 0 && stop_signals_pending() ? EINTR : failed;
 }
 
-int FreshPair::put_data_in_place() {
-  return put_in_place(fresh_data_, data_path_);
+int FreshPair::install_data() {
+  return install(fresh_data_, data_path_);
 }
 
-int FreshPair::put_index_in_place() {
-  return put_in_place(fresh_index_, index_path_);
+int FreshPair::install_index() {
+  return install(fresh_index_, index_path_);
 }
 
 }  // namespace marigold::isam

@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <cstring>
 
+#include "runtime/isam/change.h"
+#include "runtime/isam/count_text.h"
 #include "runtime/isam/data_headers.h"
 
 namespace marigold::isam {
 namespace {
 
-// The file is opened by one copy of the header; the other one is there for when that is damaged.
+// The first whole copy of the header opens the file; the other one must be there for the day when
+// that copy is damaged.
 void look_at_headers(const File& file, std::vector<std::string>& findings) {
   const std::span<const std::byte> head(file.data.memory(), kDataStart);
   const auto first = whole_header(head, kDataHeaders[0]);
@@ -24,23 +27,23 @@ void look_at_headers(const File& file, std::vector<std::string>& findings) {
 void look_at_counts(const File& file, const Contents& contents,
                     std::vector<std::string>& findings) {
   if (contents.record_count > contents.slot_count)
-    findings.push_back(std::to_string(contents.record_count) + " records in " +
-                       std::to_string(contents.slot_count) + " slots");
+    findings.push_back(records_text(contents.record_count) + " in " +
+                       count_text(contents.slot_count, "slot", "slots"));
   if (contents.free_pages >= contents.page_count)
-    findings.push_back(std::to_string(contents.free_pages) + " free pages of " +
-                       std::to_string(contents.page_count));
+    findings.push_back(count_text(contents.free_pages, "free page", "free pages") +
+                       " in a file of " + count_text(contents.page_count, "page", "pages"));
   for (std::size_t tree = 0; tree < file.trees.size(); ++tree) {
     const TreeHeader& root = contents.trees[tree];
     const std::string key = "key " + std::to_string(tree + 1) + ": ";
     if (root.entries != contents.record_count)
-      findings.push_back(key + std::to_string(root.entries) + " entries for " +
-                         std::to_string(contents.record_count) + " records");
+      findings.push_back(key + entries_text(root.entries) + " for " +
+                         records_text(contents.record_count));
     if (root.root == 0 || root.root >= contents.page_count || root.levels < 1)
       findings.push_back(key + "its root is outside the file");
   }
 }
 
-// The contents of one moment between two changes.
+// Reads the contents of one moment between two changes.
 int read_contents(File& file, Contents& contents) {
   std::uint64_t changes = 0;
   do {

@@ -1,4 +1,4 @@
-// A look at an open file without a walk over its records and trees.
+// A look at an open file that does not read its records and trees.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace marigold::isam {
 
-// As isglance and isfill. Results: 0, or the number for iserrno.
+// Do the work of isglance and isfill. Results: 0, or the number for iserrno.
 int file_glance(File& file, std::vector<std::string>& findings);
 int file_fill(File& file, double& fill);
 

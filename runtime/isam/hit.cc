@@ -4,6 +4,8 @@
 #include <atomic>
 #include <cerrno>
 
+#include "runtime/isam/change.h"
+
 namespace marigold::isam {
 
 int after_hit(File& file) {
@@ -13,9 +15,9 @@ int after_hit(File& file) {
     const int why = side->view_again();
     if (reason == 0 || why == ENODATA) reason = why;
   }
-  // Whoever has cut it may have put something else there.
-  std::ranges::fill(file.verified, std::uint8_t{0});
-  std::ranges::fill(file.verified_slots, 0);
+  // A cut file may have other content now.
+  std::ranges::fill(file.intact_pages, std::uint8_t{0});
+  std::ranges::fill(file.intact_slots, 0);
   return reason == ENODATA ? kIsBadFile : reason;
 }
 
@@ -25,7 +27,7 @@ int undo_unless_hit(File& file) {
 
 int take_back(File& file, int failed, bool ending) {
   const int hit = was_hit(file) ? after_hit(file) : 0;
-  // Forgetting the undo area is what ends a change, though `changes` may still be odd.
+  // Emptying the undo area ends a change, though `changes` may still be odd.
   const bool done = ending && hit != kIsBadFile && file.header().undo_used == 0;
   const int again = undo_unless_hit(file);
   if (done) return 0;
@@ -33,15 +35,15 @@ int take_back(File& file, int failed, bool ending) {
   return again != 0 ? again : failed;
 }
 
-void leave_word(File& file) {
+void leave_writer_lock(File& file) {
   after_hit(file);
-  const bool is_exclusive = file.exclusive;  // nobody else waits for it
+  const bool is_exclusive = file.exclusive;  // no other process waits for the lock
   const std::uint32_t word = std::atomic_ref(file.header().writer).load();
-  if (is_exclusive || word != file.place + 1) return;
-  for (std::uint32_t place = 0; place < kPlaces; ++place) {
-    if (place == file.place || file.index.lock(kPlaceLocks + place, true) != 0) continue;
-    file.index.unlock(kPlaceLocks + file.place);
-    file.place = place;
+  if (is_exclusive || word != file.seat + 1) return;
+  for (std::uint32_t seat = 0; seat < kSeats; ++seat) {
+    if (seat == file.seat || file.index.lock(kSeatLocks + seat, true) != 0) continue;
+    file.index.unlock(kSeatLocks + file.seat);
+    file.seat = seat;
     return;
   }
 }

@@ -1,18 +1,20 @@
 // Operations that are hit: they touch a page of the files that cannot be had, because somebody has
-// cut the file, or the disk is full where the page would have to be written, or it cannot be read
-// (see platform/missing_page.h). They fail, with 105, 28 or 5, and leave the files as they were.
+// cut the file, or the disk is full where the page would have to be written, or the page cannot be
+// read (see platform/missing_page.h). They fail with 105, 28 or 5, and leave the files as they
+// were.
 //
-// A change is left at the very touch, as if the process had died there, and is undone like that of
-// one who died. Everything else goes on with a page of this process alone: what is read is checked
-// as always, what is stored goes nowhere; and before the operation ends, is repeated or makes a
-// change, the view is made the files' again. So is it wherever one waits for a word in the view.
+// A change stops at the very touch, as if the process had died there, and is undone like the change
+// of a dead process. Every other operation goes on with a page of this process alone: reads from
+// that page are verified as always, and stores to it are lost. Before the operation ends, is
+// repeated or makes a change, the view shows the files again; and so it does wherever a process
+// waits for a value in the view to change.
 //
 // Results: 0, or the number for iserrno.
 #pragma once
 
 #include <utility>
 
-#include "runtime/isam/file.h"
+#include "runtime/isam/change.h"
 #include "runtime/platform/missing_page.h"
 
 namespace marigold::isam {
@@ -22,17 +24,18 @@ inline bool was_hit(const File& file) {
   return __builtin_expect(static_cast<long>(hit), 0L) != 0;
 }
 
-// Makes the view the files' again. Why it was not: 105 for a file that was cut, else 28 or 5.
+// Makes the view show the files again. Returns the reason of the hit: 105 for a file that was cut,
+// else 28 or 5.
 int after_hit(File& file);
 
-// The result of an operation, or of a part of it, that may have been hit.
+// Result of an operation, or of a part of it, that may have been hit.
 inline int unless_hit(File& file, int result) {
   if (was_hit(file)) file.hit = after_hit(file);
   return file.hit == 0 ? result : std::exchange(file.hit, 0);
 }
 
-// Runs what stores into nodes outside of a change: it is left where it is hit, and the result is
-// the hit's. Nothing on the body's way may have to be destroyed.
+// Runs a body that stores into nodes outside of a change. A hit ends the body at once and gives the
+// result. No object within the body may need its destructor.
 template <typename Body>
 int leave_when_hit(File& file, Body body) {
   if (was_hit(file)) return after_hit(file);
@@ -41,14 +44,14 @@ int leave_when_hit(File& file, Body body) {
   return run_until_missing_page(run) ? failed : after_hit(file);
 }
 
-// As undo_all, which may be hit. Then others undo the rest.
+// Does the same as undo_all, which may be hit. Another process then undoes the rest.
 int undo_unless_hit(File& file);
 
 // Ends a change that its body or a hit has stopped; `ending` when the end had begun.
 int take_back(File& file, int failed, bool ending);
 
-// Runs a change, and takes it back when it fails on the way. Nothing on the body's way may have to
-// be destroyed. The writer's.
+// Runs a change, and takes it back when it fails on the way. No object within the body may need its
+// destructor. Called by the writer.
 template <typename Body>
 int change(File& file, Body body) {
   if (was_hit(file)) return after_hit(file);
@@ -65,8 +68,8 @@ int change(File& file, Body body) {
   return take_back(file, failed, ending);
 }
 
-// When the word could not be given back, which stands in a page that cannot be written: lets others
-// see that whoever has it is gone.
-void leave_word(File& file);
+// Called when the writer lock could not be given back, because its page cannot be written: takes
+// another seat and gives up its own, so that other processes take the holder of the lock for dead.
+void leave_writer_lock(File& file);
 
 }  // namespace marigold::isam

@@ -1,4 +1,4 @@
-// The operations: descriptors, and what each operation asks of the parts of the engine.
+// The operations and the descriptors.
 
 #include "runtime/isam/isam.h"
 
@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "runtime/isam/change.h"
 #include "runtime/isam/compact.h"
 #include "runtime/isam/fatal.h"
 #include "runtime/isam/glance.h"
@@ -22,6 +23,7 @@
 #include "runtime/isam/recover.h"
 #include "runtime/isam/repair.h"
 #include "runtime/isam/snapshot.h"
+#include "runtime/isam/space.h"
 #include "runtime/isam/walk.h"
 #include "runtime/isam/write.h"
 
@@ -41,7 +43,7 @@ struct Descriptor {
   bool reads = false;
   bool writes = false;
   bool automatic = false;
-  std::uint64_t automatic_lock = 0;  // the byte, 0 for none
+  std::uint64_t automatic_lock = 0;  // the locked byte, 0 for none
   Cursor cursor;
   std::unique_ptr<Snapshot> snapshot;  // null: none has begun
 };
@@ -62,12 +64,12 @@ int finish(int result) {
   return result == 0 ? 0 : fail(result);
 }
 
-// Of an operation on an open file.
+// Ends an operation on an open file.
 int finish(File& file, int result) {
   return finish(unless_hit(file, result));
 }
 
-// Runs what an operation does and keeps exceptions (there is one: no memory) inside.
+// Runs an operation and keeps its only exception (no memory) inside the engine.
 template <typename Body>
 int operation(const char* name, Body body) {
   const OperationScope scope(name);
@@ -80,7 +82,7 @@ int operation(const char* name, Body body) {
 }
 
 Descriptor* descriptor_at(int number) {
-  const auto index = static_cast<std::size_t>(number);  // one below 0 is beyond all
+  const auto index = static_cast<std::size_t>(number);  // a number below 0 becomes one above all
   if (index >= state.descriptors.size()) return nullptr;
   Descriptor& descriptor = state.descriptors[index];
   const bool is_ours = descriptor.file != nullptr && descriptor.file->index.is_open();
@@ -102,7 +104,7 @@ int parse_mode(int bits, Mode& mode) {
   const int lock = (bits & 0xE00) >> kLockShift;
   const int access = bits & 0x1FF;
   if (lock == 3 || lock > 4 || access == 3 || access > kLastAccess) return kIsBadArgument;
-  // Only the lowest two bits say what is meant; programs of old pass others along.
+  // Only the lowest two bits matter; old programs pass others along.
   const int direction = access & 3;
   mode.reads = direction != kIsOutput;
   mode.writes = direction != kIsInput;
@@ -130,7 +132,7 @@ std::shared_ptr<File> find_open(const FileIdentity& identity) {
   return nullptr;
 }
 
-// The file that this process has open already under whatever name, or null.
+// Returns the file if this process has it open already, under whatever name, or null.
 std::shared_ptr<File> find_open(const OpenRequest& request) {
   MappedFile probe;
   FileIdentity identity;
@@ -153,8 +155,8 @@ int take_descriptor(std::shared_ptr<File> file, const Mode& mode) {
   return static_cast<int>(free - state.descriptors.begin());
 }
 
-// What a forked process has inherited is closed and its parent's: it makes room for the process's
-// own.
+// Frees the descriptors that a forked process has inherited, to make room for its own. The files
+// stay open in the parent.
 void forget_inherited() {
   for (Descriptor& descriptor : state.descriptors) {
     if (descriptor.file != nullptr && !descriptor.file->index.is_open()) descriptor = Descriptor{};
@@ -182,7 +184,7 @@ int build(const char* base, const char* like, int record_length, const KeyDescri
     if (const int failed = make_request(base, asked, request)) return fail(failed);
     request.access_of = like;
     if (record_length < 1 || record_length > kIsLongestRecord) return fail(kIsBadArgument);
-    if (const int failed = key_check(primary, record_length)) return fail(failed);
+    if (const int failed = validate_key(primary, record_length)) return fail(failed);
     if (primary.flags != 0) return fail(kIsBadKey);
     forget_inherited();
     if (table_is_full()) return fail(kIsTooMany);
@@ -196,7 +198,7 @@ int build(const char* base, const char* like, int record_length, const KeyDescri
 
 // ---- Reading
 
-// Locks the record that was read. Automatic locks give the one before back.
+// Locks the record that was read. An automatic lock replaces the one before.
 int lock_current(Descriptor& descriptor) {
   std::uint64_t byte = 0;
   if (const int failed = record_lock(*descriptor.file, state.buffer.record.data(), byte))
@@ -214,13 +216,13 @@ int read_record(Descriptor& descriptor, char* record, const Search& search, bool
   const auto find_and_lock = [&] {
     const int failed = find();
     if (failed == 0) return lock_current(descriptor);
-    // One that its holder has deleted, to write it anew, is locked and not missing.
+    // A record that its holder has deleted to write it again is locked, and not missing.
     const bool may_be_held =
         failed == kIsNoRecord && search.mode == kIsEqual && descriptor.cursor.tree == 0;
     const int held = may_be_held ? record_not_locked(file, record) : 0;
     return held != 0 ? held : failed;
   };
-  // A record must not be deleted between being found and being locked.
+  // A record must not be deleted between the read and the lock.
   const int failed = !lock           ? find()
                      : file.writable ? unless_hit(file, as_writer(file, find_and_lock))
                                      : find_and_lock();
@@ -299,7 +301,7 @@ int ISCLOSE(int number) {
     Descriptor* descriptor = descriptor_at(number);
     if (descriptor == nullptr) return fail(kIsNotOpen);
     const std::shared_ptr<File> file = std::move(descriptor->file);
-    *descriptor = Descriptor{};  // which ends its snapshot
+    *descriptor = Descriptor{};  // ends its snapshot as well
     return finish(*file, --file->users > 0 ? file_flush(*file) : file_close(*file));
   });
 }
@@ -360,7 +362,7 @@ int ISFLUSH(int number) {
 std::int64_t iscount(int number) {
   const Descriptor* descriptor = descriptor_at(number);
   if (descriptor == nullptr) return fail(kIsNotOpen);
-  std::uint64_t changes = 0;  // what is found between two of them holds
+  std::uint64_t changes = 0;  // not compared: a single value needs no second look
   File& file = *descriptor->file;
   int failed = read_begin(file, changes);
   const auto count = static_cast<std::int64_t>(file.contents().record_count);
@@ -405,18 +407,18 @@ int ischeck(int number, std::vector<std::string>& findings, const IsWatch& watch
     const Descriptor* descriptor = descriptor_at(number);
     if (descriptor == nullptr) return fail(kIsNotOpen);
     File& file = *descriptor->file;
-    const auto walk = [&] {
+    const auto verify = [&] {
       if (const int failed = make_visible(file)) return failed;
-      findings = walk_file(file, watch);
+      findings = verify_file(file, watch);
       return 0;
     };
-    return finish(file, file.writable ? as_writer(file, walk) : walk());
+    return finish(file, file.writable ? as_writer(file, verify) : verify());
   });
 }
 
 namespace {
 
-// The files of these descriptors, each once and without a snapshot.
+// Collects the files of these descriptors. Each must occur once and be without a snapshot.
 int files_for_snapshots(std::span<const int> numbers, std::vector<std::shared_ptr<File>>& files) {
   for (const int number : numbers) {
     const Descriptor* descriptor = descriptor_at(number);
@@ -498,7 +500,7 @@ int isglance(int number, std::vector<std::string>& findings) {
 
 namespace {
 
-// Runs what an operation does to a pair that nobody has open.
+// Runs an operation on a pair that no process has open.
 template <typename Body>
 int with_unopened(const char* name, const char* base, Body body) {
   return operation(name, [&]() -> int {
@@ -526,7 +528,7 @@ int isrecover(const char* base, int record_length, std::span<const KeyDescriptio
   if (record_length < 1 || record_length > kIsLongestRecord) return fail(kIsBadArgument);
   if (keys.empty() || keys.size() > kIsMostKeys || keys.front().flags != 0) return fail(kIsBadKey);
   for (const KeyDescription& key : keys) {
-    if (const int failed = key_check(key, record_length)) return fail(failed);
+    if (const int failed = validate_key(key, record_length)) return fail(failed);
   }
   return with_unopened("ISRECOVE", base, [&](const OpenRequest& request) {
     return file_recover(request, static_cast<std::uint32_t>(record_length), keys, report, watch);

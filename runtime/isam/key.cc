@@ -15,7 +15,7 @@ std::span<const KeyPart> parts_of(const KeyDescription& key) {
   return std::span(key.parts).first(static_cast<std::size_t>(key.part_count));
 }
 
-// The length that a part of this type must have; 0: any from 1 on; -1: no such type.
+// Length that a part of this type must have; 0: any from 1 on; -1: no such type.
 int fixed_length(std::int16_t type) {
   constexpr int kLengths[] = {0, 2, 4, 8};
   return type >= kIsCharacters && type <= kIsDouble ? kLengths[type] : -1;
@@ -29,7 +29,7 @@ bool part_fits(const KeyPart& part, int record_length) {
 
 std::uint64_t ordered_bits(double value) {
   if (std::isnan(value)) return ~std::uint64_t{0};
-  if (value == 0) value = 0;  // the one zero for both
+  if (value == 0) value = 0;  // -0.0 becomes 0.0
   std::uint64_t bits = 0;
   std::memcpy(&bits, &value, sizeof bits);
   return (bits & kSignBit) != 0 ? ~bits : bits | kSignBit;
@@ -48,7 +48,8 @@ std::byte* put_part(const KeyPart& part, const char* record, std::byte* to) {
   return to + part.length;
 }
 
-// Short pieces, millions of times: a call of the C library for each costs more than the comparison.
+// Compares short pieces, millions of times: a call of the C library for each piece costs more than
+// the comparison.
 bool same_bytes(const char* a, const std::byte* b, std::size_t length) {
   std::uint64_t left = 0;
   std::uint64_t right = 0;
@@ -73,7 +74,7 @@ bool is_part_of(const KeyPart& part, const char* record, const std::byte* bytes)
 
 }  // namespace
 
-int key_check(const KeyDescription& key, int record_length) {
+int validate_key(const KeyDescription& key, int record_length) {
   if (key.flags < 0 || key.flags > kIsDuplicatesAllowed) return kIsBadKey;
   if (key.part_count < 1 || key.part_count > kIsMostParts) return kIsBadKey;
   for (const KeyPart& part : parts_of(key)) {

@@ -1,4 +1,5 @@
-// Nodes as readers see them, and what their entries are compared by. tree.h says what a tree is.
+// Nodes as readers see them, and the bytes that entries are compared by. tree.h describes the
+// trees.
 #pragma once
 
 #include <array>
@@ -6,15 +7,16 @@
 #include <cstdint>
 #include <cstring>
 
+#include "runtime/isam/checks.h"
 #include "runtime/isam/file.h"
 
 namespace marigold::isam {
 
-// ---- Probes: what an entry is compared by, whole. They are handled in pieces of 8 bytes, as a
-// call of the C library for a few bytes would cost more than what it does
+// ---- Probes: the whole bytes that an entry is compared by. They are handled in pieces of 8 bytes,
+// since a call of the C library for a few bytes costs more than its work
 
-// The first TreeShape::compare_length bytes count. From each of them on two pieces can be taken,
-// and put.
+// Only the first TreeShape::compare_length bytes count. From each of these, two pieces can be read
+// and written.
 using Probe = std::array<std::byte, (kLongestCompare + 16 + 7) / 8 * 8>;
 
 inline constexpr std::size_t kPiece = 8;
@@ -25,17 +27,17 @@ inline std::uint64_t piece_at(const std::byte* from) {
   return piece;
 }
 
-// A piece as a number that orders as its bytes do.
+// Reads a piece as a number that orders like its bytes.
 inline std::uint64_t big_endian(const std::byte* from) {
   return __builtin_bswap64(piece_at(from));
 }
 
-// The first so many bytes of a piece, less than all.
+// Keeps the first bytes of a piece, fewer than all.
 inline std::uint64_t first_bytes(std::uint64_t piece, std::size_t bytes) {
   return piece & ((std::uint64_t{1} << 8 * bytes) - 1);
 }
 
-// Copies up to 7 bytes more than asked for.
+// Copies up to 7 bytes more than `length`.
 inline void copy_pieces(std::byte* to, const std::byte* from, std::size_t length) {
   for (std::size_t at = 0; at < length; at += kPiece)
     std::memcpy(to + at, from + at, kPiece);
@@ -44,7 +46,7 @@ inline void copy_compared(Probe& to, const Probe& from, const TreeShape& shape) 
   copy_pieces(to.data(), from.data(), shape.compare_length);
 }
 
-// Whether the first `length` bytes are the same.
+// Whether the first `length` bytes are equal.
 inline bool begin_alike(const Probe& a, const Probe& b, std::size_t length) {
   std::size_t at = 0;
   for (; at + kPiece <= length; at += kPiece) {
@@ -55,8 +57,32 @@ inline bool begin_alike(const Probe& a, const Probe& b, std::size_t length) {
 
 // ---- Nodes
 
-// A node as a reader sees it: with a copy of its header, so that what has been checked stays so
-// while a writer changes the page.
+// Whether a page may be followed: it is a node of this tree and kind, its entries lie inside it,
+// and its checksum is right or void. The verdict holds for the copy of the header only, since a
+// writer may be changing the page.
+inline bool page_is_sound(File& file, PageNumber number, std::uint8_t kind, std::size_t tree,
+                          PageHeader& header) {
+  if (number == 0 || number >= file.intact_pages.size()) return false;
+  std::memcpy(&header, file.page(number), sizeof header);
+  if (header.kind != kind || header.tree != tree || node_space(header) > kNodeSpace) return false;
+  const std::uint32_t whole = file.trees[tree].compare_length;
+  if (kind == kInner && (header.prefix != 0 || header.kept > whole)) return false;
+  if (kind == kLeaf && header.prefix + header.kept != whole) return false;
+  if (header.kept == 0) return false;
+  return file.intact_pages[number] != 0 || page_checksum_fits(file, number);
+}
+inline bool page_is_sound(File& file, PageNumber number, std::uint8_t kind, std::size_t tree) {
+  PageHeader header;
+  return page_is_sound(file, number, kind, tree, header);
+}
+
+inline bool free_page_is_sound(File& file, PageNumber number) {
+  if (number == 0 || number >= file.intact_pages.size()) return false;
+  const auto* header = reinterpret_cast<const PageHeader*>(file.page(number));
+  return header->kind == kFreePage && page_checksum_fits(file, number);
+}
+// Node as a reader sees it. The header is a copy, so that verified values stay the same while a
+// writer changes the page.
 struct Node {
   PageHeader header;
   const std::byte* prefix;
@@ -85,7 +111,7 @@ inline bool read_node(File& file, PageNumber page, std::uint8_t kind, std::size_
   return true;
 }
 
-// Of a page that was read before, without looking at it again.
+// Reads a node of a page that was verified before, without verifying it again.
 inline Node view_node(const File& file, PageNumber page) {
   Node node;
   std::memcpy(&node.header, file.page(page), sizeof node.header);
@@ -93,8 +119,8 @@ inline Node view_node(const File& file, PageNumber page) {
   return node;
 }
 
-// What an entry of a node is compared by. Put together in registers: the processor waits for what
-// is read in one piece and was written in two.
+// Puts the bytes together that an entry is compared by. Works in registers: a processor stalls when
+// it reads in one piece what was written in two.
 inline void node_entry(const Node& node, std::uint32_t index, Probe& entry) {
   const std::byte* from = node.entry(index);
   const std::size_t prefix = node.header.prefix;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "runtime/isam/change.h"
+
 namespace marigold::isam {
 namespace {
 
@@ -9,7 +11,7 @@ bool is_saved(const File& file, PageNumber page) {
   return std::ranges::find(file.saved_pages, page) != file.saved_pages.end();
 }
 
-// Saves header and entries from one index on, and takes the page's check away.
+// Saves the header and the entries from `place` on, and voids the page's checksum.
 void save_from(File& file, Place place) {
   PageHeader& header = header_of(file, place.page);
   if (file.logging && !is_saved(file, place.page)) {
@@ -17,14 +19,14 @@ void save_from(File& file, Place place) {
     save(file, Side::kIndex, entry_in(file, place),
          (header.count - place.index) * entry_size(header));
   }
-  header.check = 0;
+  header.checksum = 0;
 }
 
 bool is_shape_of(Shape shape, const PageHeader& header) {
   return shape.prefix == header.prefix && shape.kept == header.kept;
 }
 
-// What an inner node must keep of its entries. The first one does not count.
+// Bytes that an inner node must keep of its entries, apart from the first one.
 std::size_t bounds_length(File& file, PageNumber page) {
   std::size_t length = 1;
   for (std::uint32_t i = 1; i < header_of(file, page).count; ++i)
@@ -32,7 +34,7 @@ std::size_t bounds_length(File& file, PageNumber page) {
   return length;
 }
 
-// Copies an entry of an inner node into one that keeps more of it, or less.
+// Copies an entry of an inner node into one that keeps more or fewer bytes of it.
 void copy_bound(std::byte* to, const PageHeader& target, const std::byte* from,
                 const PageHeader& source) {
   const std::size_t same = std::min(target.kept, source.kept);
@@ -41,8 +43,8 @@ void copy_bound(std::byte* to, const PageHeader& target, const std::byte* from,
   std::memcpy(to + target.kept, from + source.kept, kNumberLength);
 }
 
-// Copies an entry of a leaf into one that keeps more of it once, or less. What comes behind it is
-// written later.
+// Copies an entry of a leaf into one with a longer or a shorter prefix. Writes up to 7 bytes beyond
+// the entry; the caller copies entries in ascending order, so the next one overwrites these.
 void copy_entry(std::byte* to, const PageHeader& target, const std::byte* from,
                 const PageHeader& source, const std::byte* source_prefix) {
   if (target.prefix >= source.prefix)
@@ -52,7 +54,7 @@ void copy_entry(std::byte* to, const PageHeader& target, const std::byte* from,
   copy_pieces(to + more, from, entry_size(source));
 }
 
-// A node as it was before it got another shape.
+// Copy of a node before it gets another shape.
 using Image = std::array<std::byte, kPageSize>;
 
 Image image_of(const File& file, PageNumber page) {
@@ -75,7 +77,7 @@ void save_node(File& file, PageNumber page) {
     save(file, Side::kIndex, file.page(page), sizeof(PageHeader) + node_space(header));
     file.saved_pages.push_back(page);
   }
-  header.check = 0;
+  header.checksum = 0;
 }
 
 // ---- Shapes
@@ -130,7 +132,7 @@ void copy_shape(File& file, PageNumber to, PageNumber from) {
 
 void reshape(File& file, PageNumber page, Shape shape, const Probe& like) {
   PageHeader& header = header_of(file, page);
-  // Without entries its prefix means nothing.
+  // A node without entries has no meaningful prefix.
   if (is_shape_of(shape, header) && header.count > 0) return;
   save_node(file, page);
   const Image image = image_of(file, page);
@@ -189,7 +191,7 @@ void set_number(File& file, Place place, std::uint32_t number) {
     save_header(file, place.page);
     save(file, Side::kIndex, at, sizeof number);
   }
-  header.check = 0;
+  header.checksum = 0;
   std::memcpy(at, &number, sizeof number);
 }
 
@@ -218,7 +220,7 @@ void append(File& file, PageNumber to, const std::byte* from, std::size_t first,
   std::byte* out = entry_in(file, {to, target.count});
   const std::byte* prefix = from + sizeof(PageHeader);
   const std::byte* in = prefix + source.prefix + first * entry_size(source);
-  change_step();  // a node that is given another shape is empty now
+  change_step();  // here a node that gets another shape is empty
   target.count = static_cast<std::uint16_t>(target.count + count);
   if (is_shape_of(shape_of(source), target)) {
     std::memcpy(out, in, count * entry_size(source));
@@ -229,9 +231,39 @@ void append(File& file, PageNumber to, const std::byte* from, std::size_t first,
                           : copy_entry(out, target, in, source, prefix);
 }
 
+// ---- Pages
+
+PageNumber page_take(File& file) {
+  Contents& contents = file.contents();
+  const auto free = static_cast<PageNumber>(contents.free_page);
+  if (free == 0) return static_cast<PageNumber>(contents.page_count++);
+  if (!free_page_is_sound(file, free)) return 0;
+  save(file, Side::kIndex, file.page(free), sizeof(PageHeader));
+  contents.free_page = reinterpret_cast<const PageHeader*>(file.page(free))->next;
+  --contents.free_pages;
+  return free;
+}
+
+void page_give(File& file, PageNumber number) {
+  Contents& contents = file.contents();
+  auto& header = *reinterpret_cast<PageHeader*>(file.page(number));
+  // The whole node: the same change may take the page again and overwrite it.
+  save(file, Side::kIndex, file.page(number), sizeof header + node_space(header));
+  header = PageHeader{.checksum = 0,
+                      .kind = kFreePage,
+                      .tree = 0,
+                      .count = 0,
+                      .previous = 0,
+                      .next = static_cast<PageNumber>(contents.free_page),
+                      .prefix = 0,
+                      .kept = 0};
+  contents.free_page = number;
+  ++contents.free_pages;
+}
+
 void start_node(File& file, PageNumber page, std::uint8_t kind, std::size_t tree) {
   header_of(file, page) =
-      PageHeader{.check = 0,
+      PageHeader{.checksum = 0,
                  .kind = kind,
                  .tree = static_cast<std::uint8_t>(tree),
                  .count = 0,
@@ -239,7 +271,7 @@ void start_node(File& file, PageNumber page, std::uint8_t kind, std::size_t tree
                  .next = 0,
                  .prefix = 0,
                  .kept = static_cast<std::uint16_t>(file.trees[tree].compare_length)};
-  file.verified[page] = 1;
+  file.intact_pages[page] = 1;
   if (file.logging) file.saved_pages.push_back(page);
 }
 

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <random>
 
+#include "runtime/isam/change_step.h"
 #include "runtime/isam/checks.h"
 #include "runtime/isam/hit.h"
 
@@ -31,8 +32,8 @@ std::uint64_t number_of(const MappedFile& file) {
   return file.identity(identity) == 0 ? identity.number : 0;
 }
 
-// Programs of one run of the machine see each other's changes, synced or not. Where the system does
-// not tell one run from another, only those who have the file open now are of this one.
+// Programs of one run of the machine see each other's changes, synced or not. If the system does
+// not distinguish runs, only processes that have the file open now belong to this one.
 bool is_of_this_run(const File& file) {
   const BootIdentity own = boot_identity();
   if (file.header().boot != own) return false;
@@ -55,12 +56,12 @@ bool is_copy(const File& file) {
   return is_of_use(mark.stamp) && mark.file_number != number_of(file.data);
 }
 
-// The data file's stamp, which is that of the index only before a restart.
+// Equal stamps of both files show that only a restart separates index and data.
 const char* why_unfit(const File& file) {
   const IndexHeader& header = file.header();
   const bool same = data_mark(file).stamp == header.use_stamp;
   if (header.state != kStateClean && same && !is_of_this_run(file))
-    return "the machine was started again while it was in use";
+    return "the machine was restarted while the file was in use";
   return "the index belongs to another state of the data file";
 }
 
@@ -77,19 +78,20 @@ Judgement judge_pair(const File& file) {
   const IndexHeader& header = file.header();
   if (is_copy(file)) return {Fit::kCopied, "the data file was copied while it was in use"};
   if (header.version <= kFormerIndexVersion)
-    return {Fit::kRebuild, "the index is of a former version"};
-  if (header.state == kStateRebuild) return {Fit::kRebuild, "making its indexes was interrupted"};
+    return {Fit::kRebuild, "the index has a former version of the format"};
+  if (header.state == kStateRebuild)
+    return {Fit::kRebuild, "a rebuild of the indexes was interrupted"};
   if (fits_use(file)) return {Fit::kInUse};
   if (is_clean_pair(file)) return {Fit::kClean};
   return {Fit::kRebuild, why_unfit(file)};
 }
 
-// Killed in between, the pair is clean or in use, and not changed yet. The version comes last: by
-// it the check of a clean header is made.
+// A process that is killed in between leaves the pair clean or in use, and not changed yet. The
+// version is stored last, because the checksum of a clean header depends on it.
 //
-// The index is synced as well. A power loss may leave new pages of it beside the header that it had
-// on the disk; were that a clean one, it would fit the data of then when somebody restores these
-// alone.
+// The index is synced as well. A power loss may leave its new pages beside the header that the disk
+// had before. If that were a clean header, the index would seem to fit when somebody restores the
+// data file of that time alone.
 int put_in_use(File& file, std::uint32_t state) {
   IndexHeader& header = file.header();
   if (!fits_use(file) || header.version != kIndexVersion || header.clean_stamp != 0) {
@@ -107,7 +109,7 @@ int put_in_use(File& file, std::uint32_t state) {
     change_step();
     int not_synced = file.data.sync();
     if (not_synced == 0) not_synced = file.index.sync_part(0, kPageSize);
-    // A stamp that stays in this process would let the index on the disk pass for the data's.
+    // A stamp that stays in this process would make the index on the disk seem to fit the data.
     const int failed = was_hit(file) ? after_hit(file) : not_synced;
     if (failed != 0) {
       header.clean_stamp = clean_before;
@@ -126,12 +128,12 @@ int put_in_use(File& file, std::uint32_t state) {
 int stamp_clean(File& file) {
   IndexHeader& header = file.header();
   header.clean_stamp = draw_stamp() | kCleanBit;
-  header.check = header_check(header);
+  header.checksum = index_header_checksum(header);
   change_step();
   if (const int failed = file.index.sync()) return failed;
   if (was_hit(file)) return after_hit(file);
-  // Also when the disk does not take it: as programs see the pair it is clean, and whoever changes
-  // it next draws another stamp, whichever of the two the disk has.
+  // A failed sync changes nothing here: as programs see the pair it is clean, and the next process
+  // that changes it draws another stamp, whichever of the two stamps is on the disk.
   std::atomic_ref(data_mark(file).stamp).store(header.clean_stamp);
   change_step();
   header.use_stamp = 0;

@@ -1,10 +1,10 @@
-// Whether the two files of a pair belong together, and whether what the index says still holds.
+// Judges whether the two files of a pair belong together, and whether the index still holds.
 //
 // Each file may be restored from a backup without the other, copied while programs change both, or
-// lose what was not synced. So both carry a stamp, a new one whenever the pair is put in use and
-// whenever it is closed. The data file's is the one that decides, and it is on the disk before
-// anything is changed, and again when everything else is. An index with another stamp belongs to
-// another state of the data, and is made anew from them.
+// lose changes that were not synced. So both carry a stamp, and get a new one whenever the pair is
+// put in use and whenever it is closed. The data file's stamp decides; it is made durable before
+// the first change, and again after everything else. An index with another stamp belongs to another
+// state of the data, and is rebuilt from the data.
 #pragma once
 
 #include "runtime/isam/file.h"
@@ -14,8 +14,8 @@ namespace marigold::isam {
 enum class Fit {
   kClean,    // as it was closed
   kInUse,    // as the last change left it, which may have been interrupted
-  kRebuild,  // the index says nothing of these data
-  kCopied,   // the data file is a copy made while records were changed: of no moment at all
+  kRebuild,  // the index does not describe these data
+  kCopied,   // the data file was copied during changes: it is of no moment at all
 };
 
 struct Judgement {
@@ -23,17 +23,18 @@ struct Judgement {
   const char* reason = "";  // of the last two
 };
 
-// Of a pair whose headers have been read, and that nobody else is putting in use or closing.
+// Judges a pair whose headers have been read. No other process is putting it in use or closing it.
 Judgement judge_pair(const File& file);
 
-// Whether the index is that with which the data were closed. What it says then has a check.
+// Whether the index has the stamp with which the data were closed. Its header then has a valid
+// checksum.
 bool is_clean_pair(const File& file);
 
-// Puts the pair in use before its first change, in this state, and syncs that. Held by the register
-// lock, or exclusively.
+// Puts the pair in use, with this state, before its first change, and makes that durable. The
+// caller holds the register lock, or has the file exclusively.
 int put_in_use(File& file, std::uint32_t state);
 
-// Closes a pair that nobody else has open and whose data are on the disk.
+// Stamps a pair as clean that no other process has open, and whose data are durable.
 int stamp_clean(File& file);
 
 inline DataMark& data_mark(const File& file) {

@@ -4,8 +4,10 @@
 #include <cerrno>
 #include <cstring>
 
+#include "runtime/isam/change.h"
 #include "runtime/isam/hit.h"
 #include "runtime/isam/record.h"
+#include "runtime/isam/slots.h"
 
 namespace marigold::isam {
 namespace {
@@ -19,11 +21,11 @@ void stand_between(Position& position, const Probe& probe, Bound bound) {
   position.at_record = false;
 }
 
-// Of no file: changes are even between two changes.
+// Matches no file at rest: the count of changes is even between two changes.
 constexpr std::uint64_t kNoShortCut = 1;
 
-// At the entry that was read, whose place may not be known; its bytes are those that were copied
-// while it was whole.
+// Stands at an entry that was read. Page 0 stands for an unknown place. `entry` was copied while it
+// was whole.
 void stand_at(Position& position, const TreeShape& shape, const Probe& entry, Place place,
               std::uint64_t changes) {
   copy_compared(position.probe, entry, shape);
@@ -36,8 +38,8 @@ void stand_at(Position& position, const TreeShape& shape, const Probe& entry, Pl
 
 // ---- Finding
 
-// What a search gave: a place and its leaf, or why there is none. `sound` is false when a page did
-// not look as it must.
+// Result of a search: a place and its leaf, or why there is none. `sound` is false when a page
+// failed verification.
 struct Found {
   bool sound = true;
   int error = 0;
@@ -49,7 +51,7 @@ bool is_at_entry(const Found& found) {
   return found.sound && found.place.index < found.leaf.header.count;
 }
 
-// Whether it is at an entry that begins with so many bytes of the probe.
+// Whether the search ended at an entry that begins with the first `length` bytes of the probe.
 bool is_at(const Found& found, const Probe& probe, std::size_t length) {
   if (!is_at_entry(found)) return false;
   Probe entry;
@@ -57,7 +59,7 @@ bool is_at(const Found& found, const Probe& probe, std::size_t length) {
   return begin_alike(entry, probe, length);
 }
 
-Found place_from(File& file, std::size_t tree, const Probe& probe, Bound bound) {
+Found find_place(File& file, std::size_t tree, const Probe& probe, Bound bound) {
   Found found;
   Path path;
   found.sound = tree_find(file, tree, probe, bound, path);
@@ -65,8 +67,8 @@ Found place_from(File& file, std::size_t tree, const Probe& probe, Bound bound) 
   return found;
 }
 
-void settle(File& file, std::size_t tree, Found& found, int error) {
-  if (found.sound) found.sound = tree_settle_forward(file, tree, found.place, found.leaf);
+void skip_to_entry(File& file, std::size_t tree, Found& found, int error) {
+  if (found.sound) found.sound = tree_skip_to_entry(file, tree, found.place, found.leaf);
   if (found.sound && found.place.page == 0) found.error = error;
 }
 
@@ -81,9 +83,9 @@ Found find_next(File& file, const Cursor& cursor, bool short_cut) {
   if (short_cut) {
     found.place = {position.place.page, position.place.index + 1};
   } else {
-    found = place_from(file, cursor.tree, position.probe, position.forward);
+    found = find_place(file, cursor.tree, position.probe, position.forward);
   }
-  settle(file, cursor.tree, found, kIsEndOfFile);
+  skip_to_entry(file, cursor.tree, found, kIsEndOfFile);
   return found;
 }
 
@@ -93,7 +95,7 @@ Found find_previous(File& file, const Cursor& cursor, bool short_cut) {
   if (short_cut) {
     found.place = position.place;
   } else {
-    found = place_from(file, cursor.tree, position.probe, position.backward);
+    found = find_place(file, cursor.tree, position.probe, position.backward);
   }
   step_back(file, cursor.tree, found);
   return found;
@@ -107,7 +109,7 @@ Found find_current(File& file, const Cursor& cursor, bool short_cut) {
     return found;
   }
   found.place = position.place;
-  if (!short_cut) found = place_from(file, cursor.tree, position.probe, Bound::kNotLess);
+  if (!short_cut) found = find_place(file, cursor.tree, position.probe, Bound::kNotLess);
   found.sound = found.sound && read_node(file, found.place.page, kLeaf, cursor.tree, found.leaf);
   if (!is_at(found, position.probe, file.trees[cursor.tree].compare_length))
     found.error = kIsNoCurrent;
@@ -115,8 +117,8 @@ Found find_current(File& file, const Cursor& cursor, bool short_cut) {
 }
 
 Found find_by_value(File& file, std::size_t tree, const Search& search) {
-  Found found = place_from(file, tree, search.probe, search.bound);
-  settle(file, tree, found, kIsNoRecord);
+  Found found = find_place(file, tree, search.probe, search.bound);
+  skip_to_entry(file, tree, found, kIsNoRecord);
   if (found.error == 0 && search.mode == kIsEqual && !is_at(found, search.probe, search.length))
     found.error = kIsNoRecord;
   return found;
@@ -129,7 +131,7 @@ Found find(File& file, const Cursor& cursor, const Search& search, std::uint64_t
   switch (search.mode) {
     case kIsFirst:
       found.sound = tree_first(file, cursor.tree, found.place);
-      settle(file, cursor.tree, found, kIsEndOfFile);
+      skip_to_entry(file, cursor.tree, found, kIsEndOfFile);
       return found;
     case kIsLast:
       found.sound = tree_end(file, cursor.tree, found.place);
@@ -146,12 +148,13 @@ Found find(File& file, const Cursor& cursor, const Search& search, std::uint64_t
   }
 }
 
-// Where the descriptor stands after a search that found nothing.
+// Moves the position after a search that found nothing.
 void stand_after_miss(Position& position, const Search& search) {
   if (search.mode == kIsCurrent) return;
   if (search.mode >= kIsEqual) return stand_between(position, search.probe, search.bound);
   if (search.mode == kIsNext || search.mode == kIsPrevious) {
-    // Beside the last record that was met: those that come behind it later are still to be met.
+    // Beside the last record that was read, so that records inserted after it later are still
+    // found.
     const Bound bound = search.mode == kIsNext ? Bound::kGreater : Bound::kNotLess;
     if (position.at_record) stand_between(position, Probe(position.probe), bound);
     return;
@@ -163,15 +166,15 @@ void stand_after_miss(Position& position, const Search& search) {
 
 // ---- Reading
 
-// A walk fetches the records of so many entries together, so many entries ahead. A processor does
-// not go on from a fetch before it knows where the page is in memory; for several in a row it looks
-// that up side by side. docs/decisions.md has the figures.
+// A scan prefetches the records of kTogether entries together, kAhead entries ahead. A processor
+// waits with each prefetch until it has translated the address of the page; it translates several
+// in a row side by side. docs/decisions.md has the figures.
 constexpr std::uint32_t kTogether = 4;
 constexpr std::uint32_t kAhead = 3 * kTogether;
 
-// The slot of the entry so many places from the first one of a leaf, in the leaf or in its
-// neighbour; 0 where there is none. Whoever looks at it only fetches ahead by it: a leaf that is
-// being changed does no harm.
+// Slots of entries by their distance from the first entry of a leaf, in the leaf or in its
+// neighbour; 0 where there is none. They serve prefetches only, so a leaf that is being changed
+// does no harm.
 class SlotsAround {
  public:
   SlotsAround(File& file, std::size_t tree, const Node& leaf)
@@ -198,18 +201,18 @@ class SlotsAround {
   bool has_beside_ = false;
 };
 
-// Inline by force, as is what calls it: a function that only fetches ahead is taken for one without
-// effect, and its calls are dropped.
+// Forced inline, like its callers: the compiler takes a function that only prefetches for one
+// without effect and drops its calls.
 [[gnu::always_inline]] inline void fetch_record(const File& file, SlotNumber slot) {
   if (slot == 0 || slot > file.slots) return;
-  __builtin_prefetch(&file.verified_slots[slot / 64]);
+  __builtin_prefetch(&file.intact_slots[slot / 64]);
   for (std::uint32_t line = 0; line < std::min(file.slot_size, 256U); line += 64) {
     __builtin_prefetch(file.slot(slot) + line);
   }
 }
 
-// Starts to fetch the records of entries that come soon, and the leaf behind this one: a walk then
-// finds them in the cache.
+// Prefetches the records of entries that come soon, and the next leaf, so that a scan finds them in
+// the cache.
 [[gnu::always_inline]] inline void fetch_ahead(File& file, std::size_t tree, const Node& leaf,
                                                std::uint32_t index, bool back) {
   if (index % kTogether != 0) return;
@@ -225,7 +228,8 @@ void copy_slot(const File& file, const std::byte* slot, ReadBuffer& buffer) {
   std::memcpy(buffer.record.data(), slot + sizeof(SlotHeader), file.record_length);
 }
 
-// Copies the record of the entry in the buffer; false when it is not whole, or not the entry's.
+// Copies the record of the entry in the buffer. False when the record is not whole or does not
+// belong to the entry.
 bool copy_record(File& file, std::size_t tree, SlotNumber slot, ReadBuffer& buffer) {
   if (slot == 0 || slot > file.slots || !slot_was_live(file, slot)) return false;
   const std::byte* at = file.slot(slot);
@@ -234,8 +238,8 @@ bool copy_record(File& file, std::size_t tree, SlotNumber slot, ReadBuffer& buff
   return true;
 }
 
-// ---- Guessing. A live record with the primary key that is looked for is the one, whatever way led
-// to it.
+// ---- Guessing: a live record with the primary key that is looked for is the right one, however it
+// was found
 
 bool can_be_guessed(const Cursor& cursor, const Search& search, const TreeShape& shape) {
   return cursor.tree == 0 && search.mode == kIsEqual && search.length == shape.key_length;
@@ -250,14 +254,14 @@ bool copy_guessed(File& file, const Search& search, std::uint64_t hash, ReadBuff
   return true;
 }
 
-// What an attempt found. The entry's bytes and the record are in the buffer.
+// Result of an attempt. The buffer has the entry's bytes and the record.
 struct ReadResult {
   int error = 0;
   Place place;
   std::uint64_t changes = 0;
 };
 
-// One attempt; whether it meant anything is known when nothing was changed meanwhile.
+// Attempts a read once. The result counts only if no change overlapped it.
 bool attempt(File& file, const Cursor& cursor, const Search& search, ReadBuffer& buffer, bool copy,
              ReadResult& result) {
   const TreeShape& shape = file.trees[cursor.tree];
@@ -283,7 +287,8 @@ bool attempt(File& file, const Cursor& cursor, const Search& search, ReadBuffer&
   return true;
 }
 
-// Readers that never find a moment without a writer wait their turn among the writers in the end.
+// A reader that finds no moment without a change in so many attempts takes its turn among the
+// writers.
 constexpr int kReadAttempts = 100;
 
 int read_stable(File& file, const Cursor& cursor, const Search& search, ReadBuffer& buffer,
@@ -301,23 +306,24 @@ int read_stable(File& file, const Cursor& cursor, const Search& search, ReadBuff
       return waited != 0 ? waited : failed;
     }
     const bool whole = read_once();
-    // With pages of our own what was whole is right, and what was not is read again from the file.
+    // On a full disk private pages with the file's content have stood in: a read that was whole is
+    // right, and another one is repeated on the file itself.
     const int hit = was_hit(file) ? after_hit(file) : 0;
     if (hit != 0 && hit != ENOSPC) return hit;
     if (whole) return failed;
   }
 }
 
-// Most steps of a walk: to the neighbour in the same leaf, while nothing was changed since that
-// leaf was looked at. False when it is no such step, or something is in its way; then nothing has
-// moved, and the long way is taken.
+// Takes most steps of a scan: to the neighbour in the same leaf, while nothing has changed since
+// that leaf was read. False when the step is not of this kind, or something prevents it; nothing
+// has moved then, and the caller searches the tree.
 bool step_in_leaf(File& file, Cursor& cursor, bool back, ReadBuffer& buffer) {
   Position& position = cursor.position;
   const std::uint64_t changes = position.changes;
   if (!position.at_record || changes % 2 != 0 || !read_was_whole(file, changes)) return false;
   const std::uint32_t index = position.place.index + (back ? -1U : 1U);
   const Node leaf = view_node(file, position.place.page);
-  // A change may just begin.
+  // A change may begin at this moment.
   if (index >= leaf.header.count || node_space(leaf.header) > kNodeSpace) return false;
   fetch_ahead(file, cursor.tree, leaf, index, back);
   node_entry(leaf, index, buffer.entry);
@@ -337,7 +343,7 @@ Search make_search(const TreeShape& shape, const char* record, int mode, int len
   search.length = length == 0 ? shape.key_length : static_cast<std::size_t>(length);
   search.bound = mode == kIsGreater ? Bound::kGreater : Bound::kNotLess;
   key_from_record(shape.key, record, search.probe.data());
-  // What does not count is filled up with the greatest or the least.
+  // Bytes beyond the given length get the greatest or the least value.
   const auto first = search.probe.begin() + static_cast<std::ptrdiff_t>(search.length);
   std::fill(first, search.probe.begin() + shape.compare_length,
             mode == kIsGreater ? std::byte{0xFF} : std::byte{0});

@@ -1,5 +1,5 @@
-// Finding and reading records along a key: where a reader stands, and how a read is repeated until
-// nobody has changed the file meanwhile.
+// Finds and reads records along a key: the position of a reader, and the repetition of a read until
+// no change overlaps it.
 //
 // Results: 0, or the number for iserrno.
 #pragma once
@@ -10,45 +10,48 @@
 
 namespace marigold::isam {
 
-// Where a descriptor stands in its key: at an entry, or between two.
+// Position of a descriptor in its key: at an entry, or between two.
 struct Position {
   Probe probe{};
-  // How the place is found from which the next and the previous record are counted.
+  // Bounds by which the tree finds the position again, for the next record and for the previous
+  // one.
   Bound forward = Bound::kNotLess;
   Bound backward = Bound::kNotLess;
   bool at_record = false;
-  // The same place as a short cut, which holds as long as nothing is changed.
+  // The same position as a place: a short cut, valid while IndexHeader::changes equals `changes`.
   Place place;
   std::uint64_t changes = 0;
 };
 
-// Where a descriptor stands: in which key, and where there.
+// Cursor of a descriptor: a key, and a position in it.
 struct Cursor {
   std::size_t tree = 0;
   Position position;
 };
 
-// What a read found, until it is known to be whole. One serves all files of a process.
+// Result of a read that is not known to be whole yet. All files of a process share one buffer.
 struct ReadBuffer {
   std::vector<char> record;
-  Probe entry{};  // of the record, in the cursor's tree
+  Probe entry{};  // entry of the record in the cursor's tree
 };
 
-// What is looked for: one of the read modes of isam.h, and for a key value its first `length`
-// bytes.
+// Target of a search: one of the read modes of isam.h, and for modes by value the first `length`
+// bytes of a key value.
 struct Search {
   int mode = kIsFirst;
-  // The value, filled up so that all entries with it stand behind the bound.
+  // The value, filled up so that the bound lies before all entries that the mode accepts.
   Probe probe;
   Bound bound = Bound::kNotLess;
   std::size_t length = 0;
 };
 
-// The search for the key value of a record; length 0: all of it. The other modes look at neither.
+// Returns the search for the key value of a record; length 0 means the whole value. Modes without a
+// value use neither.
 Search make_search(const TreeShape& shape, const char* record, int mode, int length);
 
-// Finds the entry and moves the cursor there; with a buffer its record is put there. When there is
-// none (110, 111, 112) the cursor stands where isam.h says; after any other failure where it stood.
+// Finds the entry and moves the cursor to it. With `copy` the record is put into the buffer. When
+// there is none (110, 111, 112) the cursor stands where isam.h says; after any other failure the
+// cursor has not moved.
 int cursor_find(File& file, Cursor& cursor, const Search& search, ReadBuffer& buffer, bool copy);
 
 }  // namespace marigold::isam

@@ -1,15 +1,15 @@
-// Why a call failed, where its number alone says too little.
+// Reasons of failures whose number alone says too little.
 #pragma once
 
 namespace marigold::isam {
 
-// Notes the reason and gives the number back. The text is a constant.
+// Notes the reason and returns the number. The text is a constant.
 int refuse(int number, const char* reason);
 
 inline constexpr const char* kHalfDone =
-    "a program ended in the middle of a change; one that may write the file must open it first";
+    "a program died during a change; a program that may write the file must open it first";
 
-// Forgets the one noted last; at the start of each operation that can be refused so.
+// Forgets the last reason; called when an operation starts.
 void forget_reason();
 const char* noted_reason();
 

@@ -6,12 +6,14 @@
 #include <utility>
 #include <vector>
 
+#include "runtime/isam/change_step.h"
 #include "runtime/isam/collisions.h"
 #include "runtime/isam/entry_sort.h"
 #include "runtime/isam/hit.h"
 #include "runtime/isam/pairing.h"
 #include "runtime/isam/record.h"
 #include "runtime/isam/slot_set.h"
+#include "runtime/isam/slots.h"
 #include "runtime/isam/space.h"
 #include "runtime/isam/tree_build.h"
 
@@ -32,15 +34,15 @@ void is_watch_rebuilds(IsRebuildWatch watch) {
 namespace isam {
 namespace {
 
-// Slots that are read before they leave the process's memory, in bytes.
+// Bytes of slots that are read before they leave the process's memory.
 constexpr std::uint64_t kPieceBytes = std::uint64_t{4} << 20;
 
-// A path in the directory of the data file.
+// Returns a path in the directory of the data file.
 std::string directory_of(const File& file) {
   return file.base.substr(file.base.starts_with('*') ? 1 : 0);
 }
 
-// The slots that the space of the data file has room for.
+// Slots that the data file has space for.
 std::uint64_t slots_with_space(const File& file) {
   return (file.data_space - kDataStart) / file.slot_size;
 }
@@ -53,8 +55,8 @@ void forget_slots(const File& file, std::uint64_t first, std::uint64_t end) {
   file.data.forget(kDataStart + (first - 1) * file.slot_size, (end - first) * file.slot_size);
 }
 
-// Calls the body with each slot of a file, and `done` now and then with how many those were. What
-// the body returns but 0 ends it.
+// Calls the body with each slot of a file, and `done` now and then with the number of slots so far.
+// A result of the body other than 0 ends the loop.
 template <typename Body, typename Done>
 int each_slot(const File& file, std::uint64_t slots, Body body, Done done) {
   const std::uint64_t piece = std::max<std::uint64_t>(kPieceBytes / file.slot_size, 1);
@@ -69,8 +71,8 @@ int each_slot(const File& file, std::uint64_t slots, Body body, Done done) {
   return 0;
 }
 
-// An entry as it is sorted, whatever the tree: the key, the sequence, the slot. So those with one
-// value of the key stand side by side in the order in which they were written.
+// Length of an entry as it is sorted, in every tree: the key and the sequence; the slot follows. So
+// entries with one value of the key stand side by side in the order of writing.
 std::size_t sorted_length(const TreeShape& shape) {
   return shape.key_length + kSequenceLength;
 }
@@ -90,7 +92,8 @@ SlotNumber number_of(const std::byte* entry, const TreeShape& shape) {
   return number;
 }
 
-// Calls the body with each entry of a sort, and `done` now and then with how many those were.
+// Calls the body with each entry of a sort, and `done` now and then with the number of entries so
+// far.
 template <typename Body, typename Done>
 int each_entry(EntrySort& sort, Body body, Done done) {
   std::uint64_t count = 0;
@@ -131,14 +134,14 @@ class Rebuild::Work {
       if (const int failed = make_tree(tree)) return failed;
       sorts_[tree].reset();
     }
-    if (const int failed = settle_collisions(file_, versions_, set_aside_, live_)) return failed;
+    if (const int failed = resolve_collisions(file_, versions_, set_aside_, live_)) return failed;
     count();
     return 0;
   }
 
   int mark_slots() {
-    std::uint64_t end = file_.contents().slot_count + 1;  // of those still in memory
-    SlotNumber free = 0;                                  // the one that comes next in the chain
+    std::uint64_t end = file_.contents().slot_count + 1;  // of the slots still in memory
+    SlotNumber free = 0;                                  // the next one in the chain
     for (std::uint64_t number = file_.contents().slot_count; number > 0; --number) {
       if (live_.has(number) && unchanged_.has(number)) continue;
       mark_slot(number, free);
@@ -150,10 +153,10 @@ class Rebuild::Work {
     return must_last_ ? file_.data.sync() : 0;
   }
 
-  void tell_end() const { tell(all_); }
+  void report_end() const { report_progress(all_); }
 
  private:
-  // Header and undo area, and no tree yet.
+  // Lays out header and undo area, without a tree.
   int lay_out() {
     IndexHeader& header = file_.header();
     const std::uint64_t undo_pages = undo_pages_needed(file_.trees);
@@ -168,7 +171,7 @@ class Rebuild::Work {
   int read_slots(RebuildStock& stock) {
     return each_slot(
         file_, slots_, [&](std::uint64_t number) { return read_slot(number, stock); },
-        [&](std::uint64_t done) { tell(done); });
+        [&](std::uint64_t done) { report_progress(done); });
   }
 
   int read_slot(std::uint64_t number, RebuildStock& stock) {
@@ -197,12 +200,12 @@ class Rebuild::Work {
     SlotHeader header = header_at(file_, number);
     if (live_.has(number)) {
       header.state = kSlotLive;
-      header.check = slot_check(file_, file_.slot(number));
+      header.checksum = slot_checksum(file_, file_.slot(number));
     } else {
       header.state = kSlotFree;
       header.next = next_free;
     }
-    // What is stored again is written to the disk again.
+    // A store makes the page dirty, even if nothing changes.
     if (std::memcmp(&header, file_.slot(number), sizeof header) == 0) return;
     change_step();
     std::memcpy(file_.slot(number), &header, sizeof header);
@@ -210,12 +213,14 @@ class Rebuild::Work {
 
   int make_tree(std::size_t tree) {
     TreeBuilder builder(file_, tree);
-    const auto done = [&](std::uint64_t entries) { tell((1 + tree) * slots_ + entries); };
+    const auto done = [&](std::uint64_t entries) {
+      report_progress((1 + tree) * slots_ + entries);
+    };
     const int failed = tree == 0 ? add_latest(builder, done) : add_live(tree, builder, done);
     return failed != 0 ? failed : builder.finish();
   }
 
-  // Of the entries with one primary key the last one wins.
+  // Adds the entries of tree 0: the last of those with one primary key wins.
   template <typename Done>
   int add_latest(TreeBuilder& builder, Done done) {
     const TreeShape& shape = file_.trees[0];
@@ -239,8 +244,8 @@ class Rebuild::Work {
     return failed != 0 ? failed : add();
   }
 
-  // Of the winners with one value of a key without duplicates the first one stays. In a tree with
-  // duplicates only a damaged file has two equal entries.
+  // Adds the entries of another tree: the first of those with one value of a key without duplicates
+  // stays. In a tree with duplicates only a damaged file has two equal entries.
   template <typename Done>
   int add_live(std::size_t tree, TreeBuilder& builder, Done done) {
     const TreeShape& shape = file_.trees[tree];
@@ -274,7 +279,7 @@ class Rebuild::Work {
     }
   }
 
-  void tell(std::uint64_t done) const {
+  void report_progress(std::uint64_t done) const {
     if (options_.watch) {
       options_.watch(done, all_);
     } else if (state.watch) {
@@ -285,12 +290,12 @@ class Rebuild::Work {
   File& file_;
   RebuildOptions options_;
   std::uint64_t slots_;
-  std::uint64_t all_;  // steps
+  std::uint64_t all_;  // steps of the whole work
   SlotSet live_;
   SlotSet unchanged_;       // live as they stand
-  std::uint64_t used_ = 0;  // the last slot that was ever used
+  std::uint64_t used_ = 0;  // last slot that was ever used
   std::uint64_t sequence_ = 0;
-  bool must_last_ = false;  // not every survivor is a record as it stands
+  bool must_last_ = false;  // some survivors are no records, or not as they stand
   Versions versions_;
   std::vector<SlotNumber> set_aside_;
   SortRoom room_;
@@ -320,7 +325,7 @@ int Rebuild::make_trees(RebuildStock& stock) {
   } catch (const std::bad_alloc&) {
     failed = kIsNoMemory;
   }
-  if (work_ != nullptr) work_->tell_end();
+  if (work_ != nullptr) work_->report_end();
   return failed;
 }
 
@@ -335,8 +340,8 @@ int rebuild_indexes(File& file, const RebuildOptions& options) {
   RebuildStock stock;
   int failed = rebuild.make_trees(stock);
   if (failed == 0) failed = rebuild.mark_slots();
-  // Remembered places are void. Odd after a failure: the trees mean nothing then, and whoever wants
-  // to read or change them begins again.
+  // Remembered places are void. The count is odd after a failure: the trees then have no meaning,
+  // and the next process that wants to read or change them starts over.
   file.header().changes = (file.header().changes / 2 + 1) * 2 + (failed != 0 ? 1 : 0);
   if (failed != 0) return failed;
   file.header().state = kStateInUse;

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "runtime/isam/slots.h"
+
 namespace marigold::isam {
 
 std::uint64_t record_sequence(const std::byte* slot) {
@@ -9,7 +11,7 @@ std::uint64_t record_sequence(const std::byte* slot) {
 }
 
 Probe new_probe(const TreeShape& shape, const char* record, std::uint64_t sequence) {
-  Probe probe;  // only the bytes that count are set: this is done for every record read
+  Probe probe;  // only the bytes that count are set: this runs for every record read
   key_from_record(shape.key, record, probe.data());
   if (!shape.duplicates) return probe;
   for (std::uint32_t i = shape.compare_length; i > shape.key_length; --i, sequence >>= 8) {
@@ -50,7 +52,7 @@ void record_store(File& file, SlotNumber slot, const char* record, std::uint64_t
   set_sequence(*header, sequence);
   header->next = 0;
   header->state = kSlotLive;
-  header->check = slot_check(file, at);
+  header->checksum = slot_checksum(file, at);
 }
 
 }  // namespace marigold::isam

@@ -2,13 +2,14 @@
 
 #include <cerrno>
 
+#include "runtime/isam/checksum.h"
 #include "runtime/isam/hit.h"
 #include "runtime/isam/record.h"
 
 namespace marigold::isam {
 namespace {
 
-// The byte that stands for a record with this primary key.
+// Returns the byte that stands for records with this primary key.
 std::uint64_t lock_byte(const File& file, const char* record) {
   const Probe probe = new_probe(file.trees[0], record, 0);
   const std::uint64_t drawn = long_checksum(std::span(probe).first(file.trees[0].key_length));
@@ -25,7 +26,7 @@ int record_lock(File& file, const char* record, std::uint64_t& byte) {
   if (failed == EAGAIN) return kIsLocked;
   if (failed != 0 || file.header().record_locks != 0) return failed;
   file.header().record_locks = 1;
-  if (was_hit(file)) file.index.unlock(byte);  // others would not ask for it
+  if (was_hit(file)) file.index.unlock(byte);  // others would not look for the lock
   return 0;
 }
 

@@ -1,5 +1,5 @@
 // Locks of single records between processes. A lock stands for a primary key: it outlives a record
-// that is deleted and written again, and holds the place of one that is not there.
+// that is deleted and written again, and protects a key without a record.
 //
 // Results: 0, or the number for iserrno.
 #pragma once
@@ -8,14 +8,15 @@
 
 namespace marigold::isam {
 
-// Locks the record for this process; `byte` is what stands for it. 107 when another process has it.
+// Locks the record for this process and gives the byte that stands for it. 107 when another process
+// has locked it.
 int record_lock(File& file, const char* record, std::uint64_t& byte);
 
-// Gives one record back, or all.
+// Unlock one record, or all of this process.
 int record_unlock(File& file, std::uint64_t byte);
 int record_unlock_all(File& file);
 
-// 107 when another process has the record locked.
+// 107 when another process has locked the record, else 0.
 int record_not_locked(const File& file, const char* record);
 
 }  // namespace marigold::isam

@@ -1,11 +1,11 @@
-// The check of a slot is begun with the pair's number, which stood in both headers. It stands in
-// the index as well, and may have survived in a header that is damaged elsewhere; a number is the
-// right one when the checks of slots say so. It cannot be computed from the slots: each gives 32
-// bits that are multiplied and folded out of the 64, and to try all numbers takes centuries.
-// Without it a slot is believed that says that it is live.
+// The checksum of a slot starts from the pair's number, which stood in both copies of the header.
+// The index holds the number as well, and a header that is damaged elsewhere may still have it; the
+// checksums of slots show whether a number is right. They do not give the number: each is 32 bits
+// that were multiplied and folded out of 64, and trying all numbers would take centuries. Without
+// the number, a slot counts as live if its state says so.
 //
-// The disk may be failing: the old file is read by calls, which answer with an error where memory
-// would raise a signal, and slots that cannot be read are lost alone.
+// The disk may be failing. So the old file is read by calls, which return an error where mapped
+// memory would raise a signal, and only the slots that cannot be read are lost.
 
 #include "runtime/isam/recover.h"
 
@@ -15,10 +15,13 @@
 #include <cstring>
 #include <optional>
 
+#include "runtime/isam/change.h"
 #include "runtime/isam/checks.h"
+#include "runtime/isam/checksum.h"
 #include "runtime/isam/data_headers.h"
 #include "runtime/isam/fresh_pair.h"
 #include "runtime/isam/repair.h"
+#include "runtime/isam/slots.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/record_file.h"
 #include "runtime/platform/stop_signals.h"
@@ -49,7 +52,8 @@ int copy_file(RecordFile& from, const std::string& like, const std::string& to) 
   return failed;
 }
 
-// Gives the data file a second name, under which it stays; a copy where the file system has none.
+// Gives the data file a second name, under which it stays; makes a copy if the file system has no
+// links.
 int keep_old(RecordFile& file, const std::string& path, std::string& kept) {
   constexpr int kMostCopies = 1000;
   const std::string stem = path.ends_with(".dat") ? path.substr(0, path.size() - 4) : path;
@@ -75,7 +79,7 @@ class OldSlots {
   }
   [[nodiscard]] std::uint64_t count() const { return bytes_ / size_; }
 
-  // The slot, valid until the next call; none when the disk does not give it.
+  // Returns the slot, valid until the next call; none when the disk cannot read it.
   std::optional<std::span<const std::byte>> at(std::uint64_t number) {
     const std::uint64_t offset = (number - 1) * size_;
     if (offset < first_ || offset + size_ > first_ + held_) fetch(offset);
@@ -83,7 +87,7 @@ class OldSlots {
     return std::as_bytes(std::span(piece_)).subspan(offset - first_, size_);
   }
 
-  // A slot that the end of the file cuts, if it has begun.
+  // Whether the end of the file cuts a slot that was used.
   bool has_cut_slot() {
     const std::uint64_t offset = count() * size_;
     std::array<char, sizeof(SlotHeader)> bytes{};
@@ -120,12 +124,12 @@ SlotHeader header_of(std::span<const std::byte> slot) {
   return header;
 }
 
-// ---- What is known of deletions
+// ---- Knowledge of deletions
 
-// How a deletion is judged that the slot alone does not settle.
+// Evidence for deletions that a slot alone does not settle.
 struct Deletions {
   bool known = false;                    // a clean index, or one of this run: gone is gone
-  std::optional<std::uint32_t> settled;  // up to this epoch they are final
+  std::optional<std::uint32_t> settled;  // deletions up to this epoch are final
 };
 
 class Recovery {
@@ -138,7 +142,7 @@ class Recovery {
     slot_size_ = (record_length + static_cast<std::uint32_t>(sizeof(SlotHeader)) + 3) / 4 * 4;
   }
 
-  // Takes both files, so that nobody else has them.
+  // Locks both files, so that no other process has them.
   int open() {
     if (const int failed = take(data_, request_.data_path)) return failed;
     const int failed = take(index_, request_.index_path);
@@ -167,7 +171,7 @@ class Recovery {
     report.superseded = static_cast<std::int64_t>(fresh_.added() - fresh_.records());
     if (known > fresh_.added())
       report.lost = std::max(report.lost, static_cast<std::int64_t>(known - fresh_.added()));
-    return put_in_place(report);
+    return install(report);
   }
 
  private:
@@ -178,7 +182,7 @@ class Recovery {
     return file.is_still_at(path.c_str()) ? 0 : kIsFileLocked;
   }
 
-  // What the disk does not give counts as zeros.
+  // Reads the start of a file. Bytes that the disk cannot read count as zeros.
   template <std::size_t kBytes>
   static void read_start(RecordFile& file, std::array<std::byte, kBytes>& bytes) {
     std::size_t held = 0;
@@ -188,12 +192,12 @@ class Recovery {
 
   // ---- The pair's number
 
-  [[nodiscard]] std::uint32_t check_of(std::span<const std::byte> slot, std::uint64_t id) const {
+  [[nodiscard]] std::uint32_t checksum_of(std::span<const std::byte> slot, std::uint64_t id) const {
     constexpr std::size_t kFirst = offsetof(SlotHeader, sequence);
     return checksum(slot.subspan(kFirst, sizeof(SlotHeader) - kFirst + record_length_), id);
   }
 
-  // Looks which of the numbers that are left fits the most slots.
+  // Finds the candidate for the pair's number that fits the most slots.
   void find_number(OldSlots& slots) {
     std::array<std::uint64_t, 3> numbers{};
     std::array<std::uint64_t, 3> fits{};
@@ -205,7 +209,7 @@ class Recovery {
       if (!slot || header_of(*slot).state != kSlotLive) continue;
       ++live_;
       for (std::size_t i = 0; i < numbers.size(); ++i)
-        fits[i] += check_of(*slot, numbers[i]) == header_of(*slot).check ? 1 : 0;
+        fits[i] += checksum_of(*slot, numbers[i]) == header_of(*slot).checksum ? 1 : 0;
     }
     const auto best = std::ranges::max_element(fits);
     id_ = numbers[static_cast<std::size_t>(best - fits.begin())];
@@ -214,8 +218,8 @@ class Recovery {
 
   // ---- Deletions
 
-  // The word counts when its halves say the same and it is not one byte repeated, which is what
-  // wiped sectors hold.
+  // The word is valid if its halves agree and it is not one repeated byte, which is the content of
+  // wiped sectors.
   void read_settled_epoch() {
     std::uint64_t word = 0;
     std::memcpy(&word, head_.data() + kSettledEpoch, sizeof word);
@@ -224,18 +228,19 @@ class Recovery {
     if (word == epoch * kTwice && word != (word & 0xFF) * kRepeated) deletions_.settled = epoch;
   }
 
-  // How many records it knows; 0 when it is not whole, or of an earlier run of the machine, and so
-  // perhaps older than the data file.
+  // Number of records that the index knows; 0 when the index is damaged, or of an earlier run of
+  // the machine and so perhaps older than the data file.
   std::uint64_t look_at_index() {
     IndexHeader header;
     std::memcpy(&header, index_head_.data(), sizeof header);
     const bool ours = header.magic == kIndexMagic && header.version == kIndexVersion &&
                       (!has_id_ || header.file_id == id_);
-    const bool clean = header.state == kStateClean && header.check == header_check(header);
+    const bool clean =
+        header.state == kStateClean && header.checksum == index_header_checksum(header);
     const bool in_use = header.state == kStateInUse && header.boot == boot_identity() &&
                         header.boot != kUnknownBoot;
     if (!ours || (!clean && !in_use)) return 0;
-    // The stamp stands in one sector with the settled epoch: both are whole or neither is.
+    // The stamp shares a sector with the settled epoch: either both are whole or none is.
     DataMark mark;
     std::memcpy(&mark, head_.data() + kDataMark, sizeof mark);
     const std::uint64_t stamp = clean ? header.clean_stamp : header.use_stamp;
@@ -258,8 +263,8 @@ class Recovery {
         ++blank;
         continue;
       }
-      // Slots are used in their order: one that was never used before others that were is wiped. An
-      // index knows better how many records there were.
+      // Slots are used in ascending order: an unused slot before used ones was wiped. An index
+      // gives the number of records more exactly.
       if (!deletions_.known) report.lost += blank;
       blank = 0;
       if (!slot) {
@@ -278,8 +283,8 @@ class Recovery {
     const SlotHeader header = header_of(slot);
     if (header.state == kSlotFree) return false;
     if (header.state == kSlotGone) return is_back(slot, header, report);
-    // Without a check at least the sequence is one that a file can reach; one near the end of all
-    // numbers would let nothing be written any more.
+    // Without a checksum the sequence must at least be one that a file can reach: one near the
+    // greatest number would prevent all further writing.
     const std::uint64_t sequence = sequence_of(header);
     const bool whole =
         header.state == kSlotLive &&
@@ -288,14 +293,14 @@ class Recovery {
     return whole;
   }
 
-  // A live slot, or one whose deletion was written in part.
+  // Whether a slot is live, or its deletion was written in part.
   [[nodiscard]] bool is_whole(std::span<const std::byte> slot, const SlotHeader& header) const {
-    const std::uint32_t epoch = header.check ^ check_of(slot, id_);
+    const std::uint32_t epoch = header.checksum ^ checksum_of(slot, id_);
     return epoch == 0 || (deletions_.settled && epoch - *deletions_.settled - 1 < kOpenEpochs);
   }
 
-  // Whether a deleted record comes back: when its deletion may have been one half of a replacement
-  // that the power loss has cut off. Where nothing says so, gone is gone.
+  // Whether a deleted record comes back: its deletion may have been half of a replacement that the
+  // power loss cut off. Without evidence a gone record stays gone.
   bool is_back(std::span<const std::byte> slot, const SlotHeader& header,
                IsRecoverReport& report) const {
     if (deletions_.known) return false;
@@ -308,7 +313,8 @@ class Recovery {
     return true;
   }
 
-  // Bytes of another length, or of no keyed file at all, would make a file of nothing.
+  // Whether the records found can be those of this file. Without the pair's number, more losses
+  // than records mean that the record length is wrong, or that this is no keyed file.
   [[nodiscard]] bool is_plausible(const IsRecoverReport& report, std::uint64_t known) const {
     if (has_id_) return true;
     const auto found = static_cast<std::int64_t>(fresh_.added());
@@ -316,17 +322,17 @@ class Recovery {
     return report.lost <= found && (found > 0 || emptied);
   }
 
-  int put_in_place(IsRecoverReport& report) {
+  int install(IsRecoverReport& report) {
     if (report.lost > 0 || report.undecided > 0 || !report.checked) {
       change_step();
       if (const int failed = keep_old(data_, request_.data_path, report.kept)) return failed;
     }
-    int failed = fresh_.put_data_in_place();
+    int failed = fresh_.install_data();
     if (failed != 0 && !report.kept.empty()) {
       file_remove(report.kept.c_str());
       report.kept.clear();
     }
-    if (failed == 0) failed = fresh_.put_index_in_place();
+    if (failed == 0) failed = fresh_.install_index();
     return failed;
   }
 
@@ -338,15 +344,15 @@ class Recovery {
   RecordFile index_;
   std::array<std::byte, kDataStart> head_{};
   std::array<std::byte, kPageSize> index_head_{};
-  std::uint64_t id_ = 0;    // the pair's number,
-  bool has_id_ = false;     // when it is known
-  std::uint64_t live_ = 0;  // slots that say that they are live
+  std::uint64_t id_ = 0;    // the pair's number
+  bool has_id_ = false;     // the number is known
+  std::uint64_t live_ = 0;  // slots whose state is live
   Deletions deletions_;
   FreshPair fresh_;
 };
 
-// Whether a file whose header says this is one of these records and keys. It may have fewer keys:
-// its maker was interrupted.
+// Whether a file with this header has these records and keys. It may have fewer keys, if its maker
+// was interrupted.
 int fits(const DataHeader& header, std::uint32_t record_length,
          std::span<const KeyDescription> keys) {
   if (header.record_length != record_length) return kIsBadArgument;
@@ -356,7 +362,7 @@ int fits(const DataHeader& header, std::uint32_t record_length,
   return same ? 0 : kIsBadKey;
 }
 
-// Writes both copies of the header again from the one that is whole.
+// Writes both copies of the header again from the whole one.
 int restore_header(const OpenRequest& request) {
   std::shared_ptr<File> file;
   if (const int failed = file_open(file, request)) return failed;
@@ -366,7 +372,7 @@ int restore_header(const OpenRequest& request) {
   return failed == 0 ? closed : failed;
 }
 
-// With a whole header the engine knows all that it needs.
+// With a whole header the engine needs no help of the caller.
 int rebuild(const OpenRequest& request, IsRecoverReport& report, const IsWatch& watch) {
   IsRebuildReport rebuilt;
   int failed = file_rebuild(request, rebuilt, watch);
@@ -389,7 +395,7 @@ int file_recover(const OpenRequest& request, std::uint32_t record_length,
     const auto header = recovery.header();
     if (!header) return recovery.recover(report, watch);
     if (const int failed = fits(*header, record_length, keys)) return failed;
-  }  // it gives its locks back
+  }  // gives the locks back
   return rebuild(request, report, watch);
 }
 

@@ -1,4 +1,4 @@
-// Bringing back the records of a data file whose header is damaged.
+// Recovers the records of a data file whose header is damaged.
 #pragma once
 
 #include <span>
@@ -8,7 +8,7 @@
 
 namespace marigold::isam {
 
-// As isrecover. Results: 0, or the number for iserrno.
+// Does the work of isrecover. Results: 0, or the number for iserrno.
 int file_recover(const OpenRequest& request, std::uint32_t record_length,
                  std::span<const KeyDescription> keys, IsRecoverReport& report,
                  const IsWatch& watch);

@@ -5,9 +5,11 @@
 #include <cstring>
 #include <utility>
 
+#include "runtime/isam/change_step.h"
 #include "runtime/isam/checks.h"
 #include "runtime/isam/pairing.h"
 #include "runtime/isam/rebuild.h"
+#include "runtime/isam/slots.h"
 #include "runtime/isam/space.h"
 #include "runtime/platform/file.h"
 #include "runtime/platform/new_file.h"
@@ -18,13 +20,14 @@ namespace {
 
 // ---- Loss
 
-// Slots that held a record and hold no whole one, or records that an index knew: whichever is more.
+// Slots that held a record and hold no whole one, or records that the index knew and the data file
+// lacks, whichever is more.
 std::uint64_t count_lost(const RebuildStock& stock, std::uint64_t known) {
   return std::max(stock.torn, known > stock.survivors ? known - stock.survivors : 0);
 }
 
-// How many records an index knows that cannot be opened any more. One of an earlier run of the
-// machine, or of another state of the data, knows nothing for certain.
+// Number of records known to an index that cannot be opened any more. An index of an earlier run of
+// the machine, or of another state of the data, knows nothing for certain.
 std::uint64_t known_records(const MappedFile& index, const DataHeader& data, const DataMark& mark) {
   IndexHeader header;
   std::memcpy(&header, index.memory(), sizeof header);
@@ -32,13 +35,13 @@ std::uint64_t known_records(const MappedFile& index, const DataHeader& data, con
       header.version > kIndexVersion || header.file_id != data.file_id)
     return 0;
   const bool clean = mark.stamp == header.clean_stamp && header.state != kStateRebuild;
-  const bool holds = clean ? header.check == header_check(header)
+  const bool holds = clean ? header.checksum == index_header_checksum(header)
                            : mark.stamp == header.use_stamp && header.state == kStateInUse &&
                                  header.boot == boot_identity();
   return holds ? header.contents.record_count : 0;
 }
 
-// A copy of the data file as it is, before anything is changed.
+// Copies the data file before anything is changed.
 int write_copy(const File& file, const OpenRequest& request, FileWriter& copy) {
   constexpr std::uint64_t kPiece = 1 << 20;
   for (std::uint64_t at = 0; at < file.data_space; at += kPiece) {
@@ -73,12 +76,11 @@ int locked(int failed) {
   return failed == EAGAIN ? kIsFileLocked : failed;
 }
 
-// The index that is made has a name of its own until it is whole: without one, everything stays as
-// it was, and what stands in its place may not be an index at all, or a link to somebody else's
-// file.
+// The new index has a name of its own until it is whole. If it cannot be finished, everything stays
+// as it was. The file under the old name may be no index at all, or a link to somebody else's file.
 class FreshIndex {
  public:
-  // `opened`: the pair, when its index is good enough to be opened, with nothing gone in it.
+  // `opened`: the pair with its old index, if that could be opened; no slot is gone in it.
   FreshIndex(const OpenRequest& request, std::shared_ptr<File> opened)
       : request_(request),
         fresh_path_(new_file_name(request.index_path)),
@@ -103,7 +105,7 @@ class FreshIndex {
   }
 
  private:
-  // Its lock keeps others away who rebuild as well; there may be no index to hold.
+  // The lock keeps other rebuilds away; there may be no index to lock.
   int open_data() {
     if (const int failed = file_.data.open(request_.data_path.c_str(), FileAccess::kReadWrite))
       return failed;
@@ -130,8 +132,8 @@ class FreshIndex {
     file_.writable = true;
     file_.exclusive = true;
     file_.base = request_.base;
-    // What is a link, or missing, has no permissions of its own; the records' are as strict as
-    // wanted.
+    // An index that is missing, or a link, has no permissions of its own; those of the data file
+    // are as strict as wanted.
     RecordFile present;
     const bool own = present.open_own(request_.index_path.c_str(), false) == 0;
     const char* like = (own ? request_.index_path : request_.data_path).c_str();
@@ -144,29 +146,29 @@ class FreshIndex {
     return note_space(file_);
   }
 
-  // Until the last step the data file is only read.
+  // The data file is only read until the last step.
   int fill_index(IsRebuildReport& report, const IsWatch& watch) {
     Rebuild rebuild(file_, {.give_back = true, .watch = watch});
     RebuildStock stock;
     if (const int failed = rebuild.make_trees(stock)) return failed;
     report.lost = static_cast<std::int64_t>(count_lost(stock, known_));
     int failed = report.lost > 0 ? keep_damaged(file_, request_, report.kept) : 0;
-    // From here on the old index is of another state of the data.
+    // From here on the old index belongs to another state of the data.
     if (failed == 0) failed = put_in_use(file_, kStateInUse);
-    if (failed == 0) failed = put_in_place(rebuild);
+    if (failed == 0) failed = install(rebuild);
     if (failed != 0 && !report.kept.empty()) file_remove(report.kept.c_str());
     if (failed != 0) report = {};
     return failed;
   }
 
-  // The free slots are chained as the new index wants them; the old one must be made again when it
-  // is found in its place after that.
-  int put_in_place(Rebuild& rebuild) {
+  // Chains the free slots for the new index. If the old index is found under its name after that,
+  // it must be rebuilt.
+  int install(Rebuild& rebuild) {
     change_step();
     if (opened_ != nullptr) {
-      opened_->header().state = kStateRebuild;  // whatever happens, it is not closed as clean
+      opened_->header().state = kStateRebuild;  // keeps it from being closed as clean
     } else {
-      // If it was damaged, nothing gone comes back.
+      // A damaged word must not bring deleted records back.
       settled_word(file_) = settled_epoch(file_) * kTwice;
     }
     change_step();
@@ -181,7 +183,7 @@ class FreshIndex {
   const OpenRequest& request_;
   std::string fresh_path_;
   std::shared_ptr<File> opened_;  // holds the locks of the old index
-  MappedFile old_index_;          // locked until the new one is in its place
+  MappedFile old_index_;          // locked until the new index is installed
   File file_;
   DataHeader header_{};
   std::uint64_t known_ = 0;
@@ -194,13 +196,13 @@ int file_rebuild(const OpenRequest& request, IsRebuildReport& report, const IsWa
   int failed = file_open(opened, request);
   if (failed != 0) {
     if (failed != kIsBadFile && failed != ENOENT) return failed;
-    opened.reset();  // it gives its locks back
+    opened.reset();  // gives the locks back
     return FreshIndex(request, nullptr).rebuild(report, watch);
   }
-  // Records that are deleted and not settled would be back.
+  // Records whose deletion is not settled would come back.
   failed = slots_settle(*opened);
   if (failed == 0) failed = FreshIndex(request, opened).rebuild(report, watch);
-  // Of the old index, which is there still.
+  // Closes the old pair, whose index is still under its name.
   if (failed != 0) static_cast<void>(file_close(*opened));
   return failed;
 }

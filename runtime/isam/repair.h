@@ -1,4 +1,4 @@
-// Making the index of a pair of files again at the operator's wish.
+// Rebuilds the index of a pair of files at the operator's request.
 #pragma once
 
 #include "runtime/isam/file.h"
@@ -6,7 +6,7 @@
 
 namespace marigold::isam {
 
-// As isrebuild. Results: 0, or the number for iserrno.
+// Does the work of isrebuild. Results: 0, or the number for iserrno.
 int file_rebuild(const OpenRequest& request, IsRebuildReport& report, const IsWatch& watch);
 
 }  // namespace marigold::isam

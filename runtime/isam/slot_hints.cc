@@ -12,24 +12,24 @@ constexpr std::size_t kMostBuckets = std::size_t{1} << 21;  // 128 MiB
 
 }  // namespace
 
-// In the place of what has the tag, or in a free one, or in that of another.
+// Replaces the entry with the same tag, else a free one, else another one of the bucket.
 void SlotHints::Table::put(const Entry& entry) {
   auto& entries = bucket(entry.tag).entries;
-  std::size_t place = kEntries;
+  std::size_t at = kEntries;
   for (std::size_t i = kEntries; i-- > 0;) {
-    if (entries[i].slot == 0) place = i;
+    if (entries[i].slot == 0) at = i;
   }
   for (std::size_t i = 0; i < kEntries; ++i) {
-    if (entries[i].slot != 0 && entries[i].tag == entry.tag) place = i;
+    if (entries[i].slot != 0 && entries[i].tag == entry.tag) at = i;
   }
-  if (place == kEntries) place = entry.tag >> 29;
-  if (entries[place].slot == 0) ++used;
-  entries[place] = entry;
+  if (at == kEntries) at = entry.tag >> 29;
+  if (entries[at].slot == 0) ++used;
+  entries[at] = entry;
 }
 
 void SlotHints::expect(std::uint64_t slots) {
-  // A third more: of a table that is three quarters full one entry in twenty has given way to
-  // another of its bucket.
+  // A third more than slots: in a table that is three quarters full, another entry of its bucket
+  // has displaced one entry in twenty.
   const std::uint64_t wanted = std::bit_ceil((slots + slots / 3) / kEntries + 1);
   most_buckets_ = std::clamp<std::uint64_t>(wanted, kFirstBuckets, kMostBuckets);
 }
@@ -50,7 +50,7 @@ void SlotHints::enlarge() {
   moved_ = 0;
 }
 
-// What was noted since is newer.
+// Entries of the new table are newer.
 void SlotHints::move_bucket() {
   for (const Entry& entry : former_.bucket(moved_).entries) {
     if (entry.slot != 0 && table_.find(entry.tag) == 0) table_.put(entry);

@@ -1,7 +1,7 @@
-// Where a process has last seen the record with a primary key: a guess that spares an equal read
-// the way through the tree when it is right, and costs one look when it is wrong. Whoever takes it
-// looks whether the slot holds the key. Private to a process, and never needed: without memory
-// there are fewer guesses.
+// Slots in which a process has last seen records, by primary key. A right guess spares a read by
+// key the search in the tree, and a wrong one costs one look at a slot. The caller verifies that
+// the slot holds the key. The table is private to a process and never needed: without memory there
+// are fewer guesses.
 #pragma once
 
 #include <array>
@@ -15,13 +15,12 @@ namespace marigold::isam {
 
 class SlotHints {
  public:
-  // The table grows with what is noted, up to room for a file of so many slots.
+  // Lets the table grow with the noted keys, up to room for a file of so many slots.
   void expect(std::uint64_t slots);
-  // A key is given by a 64-bit hash.
+  // Notes the slot of a key, which is given by a 64-bit hash.
   void note(std::uint64_t hash, SlotNumber slot);
 
-  // 0: no guess. Who asks for many keys in turn that nobody has seen is spared the look, most
-  // times.
+  // Returns 0 for no guess. After 32 misses in a row only every 64th lookup probes the table.
   SlotNumber guess(std::uint64_t hash) {
     if (table_.count == 0) return 0;
     if (failures_ >= kPatience && ++failures_ % kInterval != 0) return 0;
@@ -41,7 +40,7 @@ class SlotHints {
     std::uint32_t tag;
     SlotNumber slot;
   };
-  // A bucket is a line of the processor's cache.
+  // A bucket fills a line of the processor's cache.
   struct alignas(64) Bucket {
     std::array<Entry, kEntries> entries;
   };
@@ -53,7 +52,7 @@ class SlotHints {
     [[nodiscard]] Bucket& bucket(std::size_t number) const {
       return reinterpret_cast<Bucket*>(memory.data())[number & (count - 1)];
     }
-    // Its lowest bits choose the bucket.
+    // The lowest bits of the tag choose the bucket.
     [[nodiscard]] SlotNumber find(std::uint32_t tag) const {
       for (const Entry& entry : bucket(tag).entries) {
         if (entry.tag == tag) return entry.slot;
@@ -68,12 +67,13 @@ class SlotHints {
   void move_bucket();
 
   Table table_;
-  // The table of half the size from which entries are moved, a bucket with each that is noted: all
-  // at once would make one operation, and all who wait to write, wait for millions of entries.
+  // Table of half the size from which entries are moved, a bucket with each noted key. Moving all
+  // entries at once would make one operation, and all processes that wait to write, wait for
+  // millions of entries.
   Table former_;
-  std::size_t moved_ = 0;  // buckets of it
+  std::size_t moved_ = 0;  // buckets moved
   std::size_t most_buckets_ = 0;
-  std::uint32_t failures_ = 0;  // guesses in turn that there were none of
+  std::uint32_t failures_ = 0;  // lookups without a guess in a row
 };
 
 }  // namespace marigold::isam

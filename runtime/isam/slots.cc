@@ -1,11 +1,10 @@
-// Which slots of the data file a record may take, and when a deletion is final.
+// Settling of deletions.
 //
-// A slot that is given up is gone and keeps its record until everything stored so far is on the
-// disk. Then one store in the data file's header settles the epoch: from now on a power loss does
-// not bring its deletions back, and its slots are free. An epoch that is to be settled is ended
-// first, so that what is deleted meanwhile belongs to the next one. One process settles at a time;
-// it has the right to change the file only for the steps between, and waits for the disk without
-// it.
+// The slot of a deleted record is gone and keeps its record until the data file has been synced.
+// Then a single store in the data file's header settles the epoch: from now on a power loss does
+// not bring its deletions back, and its slots are free. An epoch ends before it is settled, so that
+// later deletions belong to the next one. One process settles at a time; it holds the writer lock
+// only for the steps in between, and waits for the disk without it.
 
 #include "runtime/isam/slots.h"
 
@@ -14,20 +13,22 @@
 #include <cerrno>
 #include <utility>
 
+#include "runtime/isam/change.h"
 #include "runtime/isam/hit.h"
 #include "runtime/isam/reason.h"
+#include "runtime/isam/space.h"
 
 namespace marigold::isam {
 namespace {
 
-// A file that is never flushed is settled when so much of it is gone, or half of it; and then only
-// what was deleted so many writes ago: whoever is replacing a record by deleting it and writing it
-// again has done so by then.
+// A file that is never flushed is settled when gone slots exceed this size and half of the file.
+// Only slots deleted at least kWritesToRipen writes ago are settled then: a program that replaces a
+// record by deleting it and writing it again has written it by that time.
 constexpr std::uint64_t kMostGoneBytes = std::uint64_t{4} << 20;
 constexpr std::uint64_t kWritesToRipen = 1024;
 
-// Of waiting for who settles: no longer between two looks than some ten microseconds. And epochs
-// that may end meanwhile, which are counted in 32 bits.
+// Longest round of waiting for the settler, some tens of microseconds; rounds in all; and epochs
+// that may end meanwhile, since epochs are counted in 32 bits.
 constexpr int kLongestWait = 15;
 constexpr int kRoundsToSettle = 600'000;  // a minute or so: a slow disk may have much to write
 constexpr std::uint32_t kMostBehind = std::uint32_t{1} << 31;
@@ -42,7 +43,8 @@ bool can_be_taken(File& file, std::uint64_t number) {
   return state == kSlotGone || state == kSlotFree;
 }
 
-// Lets the chain go on with the slot `next`; within a change. False when its end is damaged.
+// Links the last slot of a chain to the slot `next`; within a change. False when the chain is
+// damaged.
 bool join(File& file, const SlotChain& chain, std::uint64_t next) {
   if (!can_be_taken(file, chain.first) || !can_be_taken(file, chain.last)) return false;
   save(file, Side::kData, file.slot(chain.last), sizeof(SlotHeader));
@@ -50,8 +52,8 @@ bool join(File& file, const SlotChain& chain, std::uint64_t next) {
   return true;
 }
 
-// Says on the disk that the deletions of this epoch and those before are final. Only the word waits
-// for the disk: others have stored to most pages again since the records were brought there.
+// Stores durably that the deletions up to this epoch are final. Only this word is synced: most
+// pages of the records were changed again since their own sync.
 int store_settled(File& file, std::uint32_t epoch) {
   const std::atomic_ref settled(settled_word(file));
   const std::uint64_t before = settled.load();
@@ -62,13 +64,13 @@ int store_settled(File& file, std::uint32_t epoch) {
   return failed;
 }
 
-// Whether anybody reads a snapshot, to which slots may belong that are settled.
+// Whether a process reads a snapshot, to which settled slots may belong.
 int snapshot_is_read(const File& file, bool& read) {
   read = file.snapshots > 0;
   return read || file.exclusive ? 0 : file.index.locked_by_other(kSnapshotLock, read);
 }
 
-// Moves a chain before what is free; within a change.
+// Moves a chain to the front of the free slots; within a change.
 bool free_chain(File& file, SlotChain& chain) {
   if (chain.count == 0) return true;
   if (!join(file, chain, file.contents().free_slot)) return false;
@@ -77,7 +79,7 @@ bool free_chain(File& file, SlotChain& chain) {
   return true;
 }
 
-// Moves the ripe slots before those that are kept; within a change.
+// Moves the ripe slots to the front of the kept ones; within a change.
 bool keep_ripe(File& file, SlotChain& kept) {
   SlotChain& ripe = file.contents().ripe;
   if (ripe.count == 0) return true;
@@ -89,8 +91,8 @@ bool keep_ripe(File& file, SlotChain& kept) {
   return true;
 }
 
-// Makes slots free, which are settled: those that were kept, and the ripe ones if they are, too.
-// While a snapshot is read they are kept. The writer's.
+// Frees settled slots: the kept ones and, if `ripe_too`, the ripe ones, which the caller has
+// settled. While a snapshot is read they are kept instead. Called by the writer.
 int free_settled(File& file, bool ripe_too) {
   if (const int failed = make_visible(file)) return failed;
   SlotChain& kept = file.header().kept;
@@ -116,9 +118,7 @@ int Settler::become() {
   if (file_.exclusive) return 0;
   const int failed = file_.index.lock(kSettleLock, true);
   held_ = failed == 0;
-  return failed == EAGAIN
-             ? refuse(kIsFileLocked, "another process is bringing deletions to the disk")
-             : failed;
+  return failed == EAGAIN ? refuse(kIsFileLocked, "another process is settling deletions") : failed;
 }
 
 int wait_to_settle(Settler& settler) {
@@ -141,8 +141,7 @@ int begin_epoch(File& file) {
   });
 }
 
-// Others change the file while the disk is waited for; what they delete meanwhile belongs to the
-// next epoch.
+// Other processes change the file during the sync; their deletions belong to the next epoch.
 int settle_ripe(File& file) {
   const std::uint32_t epoch = file.contents().epoch - 1;
   if (const int failed = file.data.sync()) return failed;
@@ -157,7 +156,7 @@ int slots_free_kept(File& file) {
 
 namespace {
 
-// Everything that is gone is ripe from here on. The settler's.
+// Makes all gone slots ripe, unless some are ripe already. Called by the settler.
 int ripen(File& file) {
   return as_writer(file, [&] {
     if (const int failed = make_visible(file)) return failed;
@@ -183,7 +182,7 @@ void slot_give(File& file, SlotNumber number) {
   save(file, Side::kData, file.slot(number), sizeof(SlotHeader));
   SlotHeader& header = slot_header(file, number);
   header.state = kSlotGone;
-  header.check ^= contents.epoch;
+  header.checksum ^= contents.epoch;
   header.next = static_cast<SlotNumber>(contents.gone.first);
   if (contents.gone.first == 0) contents.gone.last = number;
   contents.gone.first = number;
@@ -192,15 +191,16 @@ void slot_give(File& file, SlotNumber number) {
 
 namespace {
 
-// Whether an epoch has been settled and that is on the disk: its slots are ripe until then.
+// Whether the deletions of an epoch are durable: its slots are ripe until then.
 bool is_on_disk(const File& file, std::uint32_t epoch) {
-  const std::uint32_t behind = file.contents().epoch - epoch;  // 0: it goes on
-  if (behind == 0 || behind > kMostBehind) return false;
-  return behind > 1 || file.contents().ripe.count == 0;
+  const std::uint32_t age = file.contents().epoch - epoch;  // 0: the current one
+  if (age == 0 || age > kMostBehind) return false;
+  return age > 1 || file.contents().ripe.count == 0;
 }
 
-// Waits to be the settler, or until whoever is has settled what was gone when we came: `done` then.
-// Two that flush in turns would otherwise wait for each other's next flush.
+// Waits to become the settler, or until another process has settled the slots that are gone now;
+// `done` reports the latter. Without it two processes that flush in turns would wait for each
+// other's next flush.
 int become_settler(Settler& settler, const File& file, bool& done) {
   const bool some_gone = file.contents().gone.count > 0;
   const std::uint32_t epoch = file.contents().epoch;
@@ -222,7 +222,7 @@ int slots_settle(File& file) {
   bool done = false;
   if (const int failed = become_settler(settler, file, done)) return failed;
   if (done) return 0;
-  // Left by slots_settle_ripe, or by one who was interrupted: an epoch begins with none.
+  // Left by slots_settle_ripe or by an interrupted settler: an epoch begins with no ripe slots.
   if (file.contents().ripe.count > 0) {
     if (const int failed = settle_ripe(file)) return failed;
   }
@@ -239,9 +239,9 @@ bool slots_are_due(const File& file) {
 
 namespace {
 
-// While another process settles. Pages that are on their way to the disk are taken from whoever
-// stores to them, one at a time and from every processor; a short rest makes both of them quicker
-// than going on. On a slow disk it ends long before the settling.
+// Rests while another process settles. The system takes pages that are on their way to the disk
+// from a process that stores to them, one at a time and from every processor, so a short rest
+// speeds both processes up. On a slow disk the rests end long before the settling does.
 void rest(File& file) {
   constexpr int kMostRests = 30;
   constexpr int kMillisecond = 1000;  // the round of waiting that takes one

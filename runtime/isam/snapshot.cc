@@ -7,6 +7,7 @@
 #include <new>
 #include <utility>
 
+#include "runtime/isam/change.h"
 #include "runtime/isam/hit.h"
 #include "runtime/isam/reason.h"
 #include "runtime/isam/rebuild.h"
@@ -18,13 +19,13 @@
 namespace marigold::isam {
 namespace {
 
-// Slots looked at between two looks whether the file was changed meanwhile.
+// Slots read between two looks at the count of changes.
 constexpr std::uint64_t kSlotsAtOnce = 64;
-// And bytes, where somebody changes it all the time and has to wait for that: a tenth of a
-// millisecond or so, which is less than getting the turn takes.
+// Bytes read in one turn as the writer, when another process changes the file all the time: a tenth
+// of a millisecond or so, which is less than getting the turn takes.
 constexpr std::uint64_t kBytesInATurn = 256 << 10;
 
-// The right to change several files, in the order in which they are given.
+// Holds the writer locks of several files, taken in the given order.
 class WriterOfAll {
  public:
   WriterOfAll() = default;
@@ -48,11 +49,10 @@ class WriterOfAll {
   std::vector<File*> files_;
 };
 
-// What waits for the disk comes before the moment: nothing is ripe then, and no change is the first
-// one. The settler stays until the moment has come.
+// Does the work that waits for the disk before the moment: then no slot is ripe, and no change is
+// the first one. The settler remains so until the moment has come.
 int prepare(File& file, Settler& settler) {
-  if (!file.writable)
-    return refuse(EACCES, "whoever takes a snapshot must be allowed to write the file");
+  if (!file.writable) return refuse(EACCES, "a snapshot needs permission to write the file");
   if (file.header().state != kStateInUse) {
     if (const int failed = file_put_in_use(file)) return failed;
   }
@@ -60,7 +60,8 @@ int prepare(File& file, Settler& settler) {
   return file.contents().ripe.count > 0 ? settle_ripe(file) : 0;
 }
 
-// In one order for everybody, or two would wait for each other.
+// Returns the files in an order common to all processes, since two that lock in different orders
+// would wait for each other.
 std::vector<File*> in_common_order(std::span<const std::shared_ptr<File>> files) {
   std::vector<File*> order;
   for (const std::shared_ptr<File>& file : files)
@@ -105,7 +106,7 @@ int Snapshot::begin(std::span<Snapshot> snapshots, std::span<const std::shared_p
   return failed;
 }
 
-// The writer's and the settler's.
+// The caller is settler and writer.
 int Snapshot::note(std::shared_ptr<File> noted) {
   File& file = *noted;
   if (const int failed = make_visible(file)) return failed;
@@ -124,8 +125,8 @@ int Snapshot::note(std::shared_ptr<File> noted) {
   return 0;
 }
 
-// What fails here is made up for when the file is settled or closed the next time. A forked process
-// has inherited the object, and not the file.
+// A failure here is made up for when the file is settled or closed the next time. A forked process
+// has inherited the object, but not the file.
 void Snapshot::end() {
   const std::shared_ptr<File> file = std::move(file_);
   if (file == nullptr || --file->snapshots > 0 || !file->index.is_open()) return;
@@ -145,7 +146,7 @@ int Snapshot::take_slot(std::uint64_t number) {
   const auto* header = reinterpret_cast<const SlotHeader*>(slot);
   if (header->state != kSlotLive && header->state != kSlotGone) return 0;
   if (sequence_of(*header) > sequence_) return 0;
-  const std::uint32_t deleted = header->check ^ slot_check(*file_, slot);  // 0: it was not
+  const std::uint32_t deleted = header->checksum ^ slot_checksum(*file_, slot);  // 0: not deleted
   const bool later = deleted - epoch_ <= file_->contents().epoch - epoch_;
   if (header->state == kSlotGone && !later) return 0;
   if (header->state == kSlotLive && deleted != 0) return refuse(kIsBadFile, "a record is damaged");
@@ -153,7 +154,7 @@ int Snapshot::take_slot(std::uint64_t number) {
   return 0;
 }
 
-// The next slots, at most so many; `end` is the last one.
+// Collects the records of the next slots, at most `most`; `end` is the last slot.
 int Snapshot::collect(std::uint64_t most, std::uint64_t& end) {
   images_.clear();
   end = std::min(at_ + most, slot_count_);
@@ -163,7 +164,7 @@ int Snapshot::collect(std::uint64_t most, std::uint64_t& end) {
   return 0;
 }
 
-// The next slots, as they stood between two changes.
+// Collects the records of the next slots as they stood between two changes.
 int Snapshot::fill() {
   constexpr int kAttempts = 4;
   int failed = EAGAIN;
@@ -199,7 +200,7 @@ int Snapshot::next(const std::byte*& slot) {
 
 namespace {
 
-// Stores the records one behind the other, each with its sequence.
+// Stores the records one after the other, each with its sequence.
 int append_all(Snapshot& snapshot, File& out, const IsWatch& watch) {
   constexpr std::uint64_t kSeldom = 4096;
   const std::byte* slot = nullptr;

@@ -5,10 +5,13 @@
 #include <limits>
 #include <new>
 
+#include "runtime/isam/change.h"
+#include "runtime/isam/slots.h"
+
 namespace marigold::isam {
 namespace {
 
-// How far ahead a file is made longer: so many bytes, or such a part of it, in whole units.
+// Growth ahead of need: so many bytes at least, or a fraction of the file, in whole units.
 constexpr std::uint64_t kLeastGrowth = std::uint64_t{64} << 10;
 constexpr std::uint64_t kGrowthUnit = 4096;
 constexpr std::uint64_t kGrowthFraction = 16;
@@ -22,7 +25,7 @@ int prepare_new_slot(File& file) {
     failed = grow(file.data, data_bytes(file) + file.slot_size, file.data_space);
   }
   if (failed == 0) return note_space(file);
-  // No room for more, but perhaps some to be had by waiting for the disk.
+  // The disk is full, but settling deletions may free some slots.
   const bool some = contents.gone.count + contents.ripe.count > 0;
   return some && !file.settling.all_tried ? kSettleAllFirst : failed;
 }
@@ -42,11 +45,11 @@ int note_space(File& file) {
   const std::uint64_t pages = file.index_space / kPageSize;
   const std::uint64_t slots = (file.data_space - kDataStart) / file.slot_size;
   try {
-    if (file.verified.size() < pages) file.verified.resize(pages);
-    if (file.verified_slots.size() <= slots / 64) file.verified_slots.resize(slots / 64 + 1);
+    if (file.intact_pages.size() < pages) file.intact_pages.resize(pages);
+    if (file.intact_slots.size() <= slots / 64) file.intact_slots.resize(slots / 64 + 1);
   } catch (const std::bad_alloc&) {
-    // As if it were not visible yet: whoever needs it asks again.
-    file.index_space = std::min(file.index_space, file.verified.size() * kPageSize);
+    // Notes exist only for what was mapped before: the next use asks again.
+    file.index_space = std::min(file.index_space, file.intact_pages.size() * kPageSize);
     file.data_space = std::min(file.data_space, kDataStart + file.slots * file.slot_size);
     return kIsNoMemory;
   }
@@ -78,7 +81,7 @@ int give_back_space(File& file) {
 
 int file_grow_index(File& file, std::uint64_t pages) {
   const std::uint64_t needed = pages * kPageSize;
-  if (needed <= file.index_space && pages <= file.verified.size()) return 0;
+  if (needed <= file.index_space && pages <= file.intact_pages.size()) return 0;
   if (const int failed = grow(file.index, needed, file.index_space)) return failed;
   return note_space(file);
 }
@@ -90,7 +93,7 @@ int change_prepare_space(File& file) {
     pages += contents.trees[i].levels + 1;
   pages -= std::min(pages, contents.free_pages);
   if (const int failed = file_grow_index(file, contents.page_count + pages)) return failed;
-  // Growing may have moved what `contents` named.
+  // Growth may have moved the memory that `contents` refers to.
   return file.contents().free_slot != 0 ? 0 : prepare_new_slot(file);
 }
 

@@ -4,19 +4,21 @@
 #include <bit>
 #include <cstring>
 
+#include "runtime/isam/change_step.h"
 #include "runtime/isam/checks.h"
+#include "runtime/isam/space.h"
 
 namespace marigold::isam {
 namespace {
 
-// How full a node is made.
+// Bytes to which a node is filled.
 constexpr std::size_t kFilled = kNodeSpace * 15 / 16;
 
-// Of the entries of a full leaf so many at its end may go to the next one, when that lets the two
-// be told apart by fewer bytes.
+// Up to an eighth of the entries of a full leaf may move from its end to the next leaf, for a
+// shorter separator.
 constexpr std::size_t kLooksBack = 8;
 
-// Pages that are written leave the process's memory in pieces.
+// Number of written pages that leave the process's memory together.
 constexpr PageNumber kForgotten = (std::uint64_t{4} << 20) / kPageSize;
 
 }  // namespace
@@ -28,7 +30,7 @@ TreeBuilder::TreeBuilder(File& file, std::size_t tree)
       entry_size_(whole_ + kNumberLength),
       remembered_(static_cast<PageNumber>(file.contents().page_count)) {}
 
-// How many bytes two entries begin with in common.
+// Length of the common prefix of two entries.
 std::size_t TreeBuilder::same_bytes(const std::byte* a, const std::byte* b) const {
   std::size_t same = 0;
   for (; same + kPiece <= whole_; same += kPiece) {
@@ -62,7 +64,8 @@ int TreeBuilder::add(const std::byte* bytes, SlotNumber slot) {
   return 0;
 }
 
-// Where a full leaf ends: at its end, or a little before where neighbours differ early.
+// Returns the split index of a full leaf: its end, or an index a little before it where neighbours
+// differ early.
 std::size_t TreeBuilder::end_of_leaf(const std::byte* next) const {
   std::size_t best = count();
   std::size_t shortest = same_bytes(entry(best - 1), next);
@@ -82,9 +85,9 @@ int TreeBuilder::take_page(PageNumber& page) {
   return page == 0 ? kIsBadFile : 0;
 }
 
-// A page that will not be looked at soon.
+// Completes a page that is not needed again soon.
 void TreeBuilder::complete(PageNumber page) {
-  header_of(file_, page).check = page_check(file_.page(page));
+  header_of(file_, page).checksum = page_checksum(file_.page(page));
   change_step();
   const auto end = static_cast<PageNumber>(file_.contents().page_count);
   if (end - remembered_ < kForgotten) return;
@@ -92,7 +95,7 @@ void TreeBuilder::complete(PageNumber page) {
   remembered_ = end;
 }
 
-// Writes the first so many entries as a leaf, which the entry `next` comes after.
+// Writes the first `entries` entries as a leaf. `next` is the entry after them.
 int TreeBuilder::write_leaf(std::size_t entries, bool is_last, const std::byte* next) {
   if (leaf_page_ == 0) {
     if (const int failed = take_page(leaf_page_)) return failed;
@@ -138,7 +141,7 @@ int TreeBuilder::add_child(std::size_t level, const Entry& child) {
   return 0;
 }
 
-// The entry that leads a node does not count there: it goes to the parent.
+// The first entry of a node is never compared there: its bytes go to the parent.
 int TreeBuilder::write_inner(std::size_t level) {
   Level& node = levels_[level];
   PageNumber page = 0;

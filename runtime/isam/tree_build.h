@@ -1,7 +1,7 @@
-// Making a tree from entries that come in order: its leaves one after another, and above them each
-// inner node when it is full, so that every page is written once.
+// Builds a tree from entries that come in ascending order: its leaves one after the other, and
+// above them each inner node when it is full, so that every page is written once.
 //
-// Nodes are left with some room, so that the records that come next do not divide each of them.
+// Nodes keep some free space, so that the next records do not split each of them.
 #pragma once
 
 #include <array>
@@ -15,21 +15,21 @@ namespace marigold::isam {
 
 class TreeBuilder {
  public:
-  // Of a tree of `file.trees`, whose header in the contents is written at the end. The trees mean
-  // nothing meanwhile: nothing is saved for an undo.
+  // Builds a tree of `file.trees` and sets its header in the contents at the end. Nothing is saved
+  // for an undo, since the trees have no meaning meanwhile.
   TreeBuilder(File& file, std::size_t tree);
 
-  // Adds an entry, which is greater than all before: TreeShape::compare_length bytes. 0, or the
+  // Adds an entry greater than all before, given by its TreeShape::compare_length bytes. 0, or the
   // number for iserrno.
   int add(const std::byte* bytes, SlotNumber slot);
-  // All are added. The same.
+  // Completes the tree after the last entry, with the same results.
   int finish();
 
  private:
-  // An inner node that is being filled.
+  // Inner node that is being filled.
   struct Level {
     std::vector<Entry> children;
-    std::size_t kept = 1;  // bytes that its entries but the first need
+    std::size_t kept = 1;  // bytes that its entries need, without the first
     bool is_first = true;  // no other node of this level is written
   };
 
@@ -50,12 +50,12 @@ class TreeBuilder {
   std::size_t tree_;
   std::size_t whole_;            // bytes that an entry is compared by
   std::size_t entry_size_;       // in leaf_
-  std::vector<std::byte> leaf_;  // the entries of the leaf that comes next
-  std::size_t prefix_ = 0;       // bytes with which all of them begin
+  std::vector<std::byte> leaf_;  // entries of the next leaf
+  std::size_t prefix_ = 0;       // length of their common prefix
   std::uint64_t entries_ = 0;
-  PageNumber leaf_page_ = 0;  // where the leaf will stand
+  PageNumber leaf_page_ = 0;  // page of the next leaf
   PageNumber last_leaf_ = 0;
-  Entry bound_{};                          // of the leaf that comes next, from below
+  Entry bound_{};                          // bound of the next leaf
   std::array<Level, kMostLevels> levels_;  // from 1 on
   PageNumber remembered_;                  // pages from here on are still in this process's memory
 };

@@ -1,5 +1,5 @@
-// Changing a tree, within a change of the file: everything overwritten that the change did not
-// itself write is saved first.
+// Changes a tree, within a change of the file. A page is saved before it is overwritten, unless
+// this change has saved it or made it.
 
 #include <algorithm>
 #include <cstring>
@@ -10,14 +10,14 @@
 namespace marigold::isam {
 namespace {
 
-// Hangs a new leaf between a leaf and its right neighbour.
+// Links a new leaf between a leaf and its right neighbour.
 bool link_right(File& file, std::size_t tree, PageNumber left, PageNumber right) {
   const PageNumber beyond = header_of(file, left).next;
   if (beyond != 0) {
     if (!page_is_sound(file, beyond, kLeaf, tree)) return false;
     save_header(file, beyond);
     header_of(file, beyond).previous = right;
-    header_of(file, beyond).check = 0;
+    header_of(file, beyond).checksum = 0;
   }
   header_of(file, right).previous = left;
   header_of(file, right).next = beyond;
@@ -25,7 +25,7 @@ bool link_right(File& file, std::size_t tree, PageNumber left, PageNumber right)
   return true;
 }
 
-// Takes a leaf out of the chain of leaves.
+// Unlinks a leaf from its neighbours.
 bool unlink(File& file, std::size_t tree, PageNumber page) {
   const PageNumber previous = header_of(file, page).previous;
   const PageNumber next = header_of(file, page).next;
@@ -33,15 +33,16 @@ bool unlink(File& file, std::size_t tree, PageNumber page) {
     if (neighbour == 0) continue;
     if (!page_is_sound(file, neighbour, kLeaf, tree)) return false;
     save_header(file, neighbour);
-    header_of(file, neighbour).check = 0;
+    header_of(file, neighbour).checksum = 0;
   }
   if (previous != 0) header_of(file, previous).next = next;
   if (next != 0) header_of(file, next).previous = previous;
   return true;
 }
 
-// How many bytes tell an entry of a leaf from the one before it.
-std::size_t telling_length(File& file, PageNumber page, std::uint32_t index) {
+// Number of kept bytes, from the first one on, that an entry of a leaf has in common with the entry
+// before it.
+std::size_t common_length(File& file, PageNumber page, std::uint32_t index) {
   const std::byte* entry = entry_in(file, {page, index});
   const std::byte* before = entry - entry_size(header_of(file, page));
   std::size_t same = 0;
@@ -50,15 +51,15 @@ std::size_t telling_length(File& file, PageNumber page, std::uint32_t index) {
   return same;
 }
 
-// The middle of a leaf, or a place close to it between entries that differ early: the fewer bytes
-// an inner node must keep to tell the halves apart, the more children it has.
+// Split index of a full leaf: the middle, or an index close to it where neighbours differ early. A
+// shorter separator lets the parent hold more children.
 std::uint32_t middle_of_leaf(File& file, PageNumber page) {
   const std::uint32_t count = header_of(file, page).count;
   std::uint32_t best = count / 2;
-  std::size_t shortest = telling_length(file, page, best);
+  std::size_t shortest = common_length(file, page, best);
   for (std::uint32_t away = 1; away <= count / 8; ++away) {
     for (const std::uint32_t index : {count / 2 - away, count / 2 + away}) {
-      const std::size_t length = telling_length(file, page, index);
+      const std::size_t length = common_length(file, page, index);
       if (length >= shortest) continue;
       best = index;
       shortest = length;
@@ -67,11 +68,11 @@ std::uint32_t middle_of_leaf(File& file, PageNumber page) {
   return best;
 }
 
-// Where a full leaf is divided for an entry that comes to a place in it: in the middle. But one
-// that grows at the end of its level is left full, so that records that arrive in order fill their
-// pages. And what does not begin as the others do, so that half of them would have no room for it
-// either, comes before or behind all of them and stands alone.
-std::uint32_t division_of_leaf(File& file, std::size_t tree, Place place, const Entry& entry) {
+// Split index of a full leaf for a new entry at `place`. Most leaves split in the middle. The last
+// leaf of a tree stays full when the new entry goes to its end, so that records written in key
+// order fill their pages. An entry without the leaf's common prefix can leave too little room in
+// either half; it then goes before or after all entries of the leaf and is alone in its half.
+std::uint32_t split_index_of_leaf(File& file, std::size_t tree, Place place, const Entry& entry) {
   const PageHeader& header = header_of(file, place.page);
   if (header.next == 0 && place.index == header.count) return header.count;
   const std::uint32_t middle = middle_of_leaf(file, place.page);
@@ -81,17 +82,18 @@ std::uint32_t division_of_leaf(File& file, std::size_t tree, Place place, const 
   return has_room ? middle : place.index;
 }
 
-// The same of an inner node. What it would have to keep too much of leads the right half, where
-// what it holds does not count.
-std::uint32_t division_of_inner(File& file, Place place, const Entry& entry) {
+// Split index of a full inner node. If the new entry's bound is too long for either half, it
+// becomes the first entry of the right half, whose bound is never compared.
+std::uint32_t split_index_of_inner(File& file, Place place, const Entry& entry) {
   const PageHeader& header = header_of(file, place.page);
   const std::uint32_t middle = header.count / 2U;
   const Shape wider{0, std::max<std::size_t>(header.kept, bound_length(entry.bytes))};
   return fits(wider, header.count - middle + 1) ? middle : place.index;
 }
 
-// Moves the entries of a node from one on to a new right neighbour; 0 when the file is damaged.
-PageNumber part(File& file, std::size_t tree, Place from) {
+// Moves the entries from `from.index` on to a new right neighbour. Returns its page, or 0 when the
+// file is damaged.
+PageNumber split_off(File& file, std::size_t tree, Place from) {
   save_node(file, from.page);
   const PageNumber right = page_take(file);
   if (right == 0) return 0;
@@ -104,9 +106,9 @@ PageNumber part(File& file, std::size_t tree, Place from) {
   return right;
 }
 
-// What tells two leaves apart, as short as can be: greater than all that the left one holds, and
-// not greater than anything in the right one.
-Entry parting(File& file, PageNumber left, PageNumber right) {
+// Shortest separator of two leaves: greater than every entry of the left one, not greater than any
+// of the right one.
+Entry separator_of(File& file, PageNumber left, PageNumber right) {
   const Probe last = read_entry(file, {left, header_of(file, left).count - 1U}).bytes;
   Entry entry = read_entry(file, {right, 0});
   std::size_t length = 0;
@@ -118,12 +120,12 @@ Entry parting(File& file, PageNumber left, PageNumber right) {
   return entry;
 }
 
-// Divides a full leaf and puts the entry into the half where it belongs. The entry becomes the one
-// that the parent gets, pointing to the right half.
+// Splits a full leaf and inserts the entry into the half where it belongs. `entry` then is the
+// separator for the parent, with the right half as its child.
 int split_leaf(File& file, std::size_t tree, Place place, Entry& entry) {
   const std::uint32_t count = header_of(file, place.page).count;
-  const std::uint32_t middle = division_of_leaf(file, tree, place, entry);
-  const PageNumber right = part(file, tree, {place.page, middle});
+  const std::uint32_t middle = split_index_of_leaf(file, tree, place, entry);
+  const PageNumber right = split_off(file, tree, {place.page, middle});
   if (right == 0) return kIsBadFile;
   tighten(file, tree, place.page);
   tighten(file, tree, right);
@@ -131,14 +133,14 @@ int split_leaf(File& file, std::size_t tree, Place place, Entry& entry) {
   const Place to = goes_right ? Place{right, place.index - middle} : place;
   make_room(file, tree, to, entry);
   put_entry(file, to, entry);
-  entry = parting(file, place.page, right);
+  entry = separator_of(file, place.page, right);
   return 0;
 }
 
-// The same for an inner node.
+// Splits a full inner node in the same way.
 int split_inner(File& file, std::size_t tree, Place place, Entry& entry) {
-  const std::uint32_t middle = division_of_inner(file, place, entry);
-  const PageNumber right = part(file, tree, {place.page, middle});
+  const std::uint32_t middle = split_index_of_inner(file, place, entry);
+  const PageNumber right = split_off(file, tree, {place.page, middle});
   if (right == 0) return kIsBadFile;
   const bool leads = place.index == middle;
   Entry bound = leads ? entry : read_entry(file, {right, 0});
@@ -150,7 +152,7 @@ int split_inner(File& file, std::size_t tree, Place place, Entry& entry) {
   return 0;
 }
 
-// A new root above the old one and its new right neighbour.
+// Makes a new root above the old one and its new right neighbour.
 int grow_root(File& file, std::size_t tree, const Entry& right) {
   TreeHeader& root = file.contents().trees[tree];
   const PageNumber page = page_take(file);
@@ -166,9 +168,9 @@ int grow_root(File& file, std::size_t tree, const Entry& right) {
   return 0;
 }
 
-// The shape of the node that two neighbours make together; `bound` is the right one's in their
-// parent.
-Shape shape_together(File& file, std::size_t tree, PageNumber left, const Entry& bound) {
+// Shape of the node that two neighbours would merge into. `bound` is the right neighbour's entry in
+// their parent.
+Shape merged_shape(File& file, std::size_t tree, PageNumber left, const Entry& bound) {
   const PageHeader& to = header_of(file, left);
   const PageHeader& from = header_of(file, bound.number);
   if (to.kind == kInner)
@@ -177,53 +179,52 @@ Shape shape_together(File& file, std::size_t tree, PageNumber left, const Entry&
                     read_entry(file, {bound.number, from.count - 1U}).bytes);
 }
 
-// Whether two neighbouring nodes should become one: with room left, so that the next record does
-// not part them again.
-bool belong_together(File& file, std::size_t tree, PageNumber left, const Entry& bound) {
+// Whether two neighbours should merge: the merged node keeps a quarter of its space free, so that
+// the next record does not split it again.
+bool should_merge(File& file, std::size_t tree, PageNumber left, const Entry& bound) {
   const std::size_t count = header_of(file, left).count;
   const std::size_t more = header_of(file, bound.number).count;
   if (count == 0 || more == 0) return false;
-  const Shape shape = shape_together(file, tree, left, bound);
+  const Shape shape = merged_shape(file, tree, left, bound);
   return node_space(count + more, shape.prefix, shape.kept) <= kNodeSpace * 3 / 4;
 }
 
-// Moves the entries of the right node, which is the parent's entry at `place`, into the left one
-// and gives the right one up.
+// Merges the right node, the parent's entry at `place`, into its left neighbour and frees its page.
 int merge(File& file, std::size_t tree, PageNumber left, Place place) {
   const Entry bound = read_entry(file, place);
   const PageNumber right = bound.number;
   PageHeader& to = header_of(file, left);
   if (to.kind == kLeaf && !unlink(file, tree, right)) return kIsBadFile;
-  reshape(file, left, shape_together(file, tree, left, bound), read_entry(file, {left, 0}).bytes);
+  reshape(file, left, merged_shape(file, tree, left, bound), read_entry(file, {left, 0}).bytes);
   save_header(file, left);
   const std::uint32_t first = to.count;
   append(file, left, file.page(right), 0, header_of(file, right).count);
-  // What bounded the right node from below now bounds its first child, whose own entry did not
-  // count until now.
+  // The right node's bound becomes the bound of its first child, whose own entry was never
+  // compared.
   if (to.kind == kInner) std::memcpy(entry_in(file, {left, first}), bound.bytes.data(), to.kept);
-  to.check = 0;
+  to.checksum = 0;
   page_give(file, right);
   return 0;
 }
 
-// The neighbour below the same parent with which a thin node can be merged, as the index of the
-// left one of the two; false when there is none.
+// Finds a neighbour below the same parent with which a thin node can merge. `left` is the index of
+// the left one of the two. False when there is none.
 bool find_partner(File& file, std::size_t tree, Place parent, std::uint8_t kind,
                   std::uint32_t& left) {
   const std::uint32_t children = header_of(file, parent.page).count;
   for (const std::uint32_t index : {parent.index, parent.index - 1}) {
-    if (index >= children - 1) continue;  // the last child, or the number before the first one
+    if (index >= children - 1) continue;  // the last child, or 0 - 1
     const PageNumber a = number_in(file, {parent.page, index});
     const Entry b = read_entry(file, {parent.page, index + 1});
     if (!page_is_sound(file, a, kind, tree) || !page_is_sound(file, b.number, kind, tree)) continue;
-    if (!belong_together(file, tree, a, b)) continue;
+    if (!should_merge(file, tree, a, b)) continue;
     left = index;
     return true;
   }
   return false;
 }
 
-// While the root is an inner node with one child, the child is the root.
+// Replaces a root that has a single child by the child.
 void shrink_root(File& file, std::size_t tree) {
   TreeHeader& root = file.contents().trees[tree];
   while (root.levels > 1 && header_of(file, root.root).count == 1) {
@@ -234,10 +235,11 @@ void shrink_root(File& file, std::size_t tree) {
   }
 }
 
-// What is to be done about a node that has lost an entry: gives the index of a child that its
-// parent has lost by it, or that nothing was lost.
-int thin_out(File& file, std::size_t tree, PageNumber page, Place parent, bool& lost,
-             std::uint32_t& lost_index) {
+// Rebalances the tree after a node has lost an entry: frees an empty node, merges one that is less
+// than a third full with a neighbour. `lost` reports whether the parent loses an entry by this,
+// `lost_index` which one.
+int rebalance(File& file, std::size_t tree, PageNumber page, Place parent, bool& lost,
+              std::uint32_t& lost_index) {
   const PageHeader& header = header_of(file, page);
   lost = header.count == 0;
   lost_index = parent.index;
@@ -247,7 +249,7 @@ int thin_out(File& file, std::size_t tree, PageNumber page, Place parent, bool& 
     return 0;
   }
   std::uint32_t left = 0;
-  if (!fits(shape_of(header), 3 * (header.count + std::size_t{1}))) return 0;  // a third full
+  if (!fits(shape_of(header), 3 * (header.count + std::size_t{1}))) return 0;  // not thin
   if (!find_partner(file, tree, parent, header.kind, left)) return 0;
   lost = true;
   lost_index = left + 1;
@@ -273,7 +275,7 @@ int tree_insert(File& file, std::size_t tree, Path& path, const Probe& probe, Sl
   ++file.contents().trees[tree].entries;
   for (std::size_t level = 0; level < path.levels; ++level) {
     Place place = path.nodes[level];
-    if (level > 0) ++place.index;  // behind the child that was divided
+    if (level > 0) ++place.index;  // after the child that was split
     if (make_room(file, tree, place, entry)) {
       put_entry(file, place, entry);
       return 0;
@@ -293,7 +295,7 @@ int tree_remove(File& file, std::size_t tree, Path& path) {
     take_entry(file, {page, index});
     if (level + 1 == path.levels) break;
     bool lost = false;
-    if (const int failed = thin_out(file, tree, page, path.nodes[level + 1], lost, index))
+    if (const int failed = rebalance(file, tree, page, path.nodes[level + 1], lost, index))
       return failed;
     if (!lost) break;
   }

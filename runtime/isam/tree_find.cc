@@ -1,5 +1,5 @@
-// Finding in a tree. Another process may be changing it: nothing read here is followed before it is
-// checked, and no loop runs longer than the tree can be deep.
+// Searches in a tree. Another process may be changing it: a value read here is verified before it
+// is followed, and no loop runs longer than a tree can be deep.
 
 #include <compare>
 #include <cstring>
@@ -11,13 +11,13 @@ namespace {
 
 constexpr std::size_t kPieces = 2 * kPiece;  // the first two
 
-// Of 8 bytes as a number: those of the first so many.
+// Mask of the first bytes of a piece that is read as a number.
 std::uint64_t mask_of(std::uint32_t bytes) {
   return bytes >= kPiece ? ~std::uint64_t{0} : ~(~std::uint64_t{0} >> 8 * bytes);
 }
 
-// What of the probe is compared with the entries of a node, in the form in which most comparisons
-// end after one or two: its first pieces of 8 bytes as numbers.
+// The part of the probe that is compared with a node's entries. Its first two pieces are held as
+// numbers, by which most comparisons end.
 struct Comparison {
   const std::byte* probe;
   std::uint32_t length;
@@ -34,7 +34,7 @@ struct Comparison {
     second = big_endian(probe + kPiece) & second_mask;
   }
 
-  // Whether the entry stands before the place that is looked for.
+  // Whether the entry comes before the place that is looked for.
   [[nodiscard]] bool passes(const std::byte* entry, bool or_equal) const {
     std::uint64_t other = big_endian(entry) & first_mask;
     if (other != first) return other < first;
@@ -47,8 +47,7 @@ struct Comparison {
   }
 };
 
-// The number of a node's entries, from `first` on, that stand before the place, and those before
-// `first`.
+// Number of a node's entries before the place. The first `first` entries count as before it.
 std::uint32_t entries_before(const Node& node, std::uint32_t first, const Probe& probe,
                              bool or_equal) {
   const Comparison comparison(probe.data() + node.header.prefix, node.header.kept);
@@ -62,7 +61,7 @@ std::uint32_t entries_before(const Node& node, std::uint32_t first, const Probe&
   return first;
 }
 
-// How the probe compares with what all entries of a node begin with.
+// Compares the probe with the common prefix of a node's entries.
 std::strong_ordering compare_prefix(const Node& node, const Probe& probe) {
   for (std::uint32_t at = 0; at < node.header.prefix; at += kPiece) {
     const std::uint64_t mask = mask_of(node.header.prefix - at);
@@ -73,7 +72,7 @@ std::strong_ordering compare_prefix(const Node& node, const Probe& probe) {
   return std::strong_ordering::equal;
 }
 
-// From an inner node to its child, which is then being fetched; `choose` gives the one to follow.
+// Goes from an inner node to its child, which is prefetched. `choose` returns the child's index.
 template <typename Choose>
 bool follow(File& file, std::size_t tree, std::size_t level, Path& path, Choose choose) {
   PageNumber& page = path.nodes[0].page;
@@ -86,7 +85,7 @@ bool follow(File& file, std::size_t tree, std::size_t level, Path& path, Choose 
   return true;
 }
 
-// From the root to a leaf, which is not looked at yet.
+// Goes from the root to a leaf, which is not verified yet.
 template <typename Choose>
 bool descend(File& file, std::size_t tree, Path& path, Choose choose) {
   if (!tree_enter(file, tree, path)) return false;
@@ -130,8 +129,8 @@ bool tree_find(File& file, std::size_t tree, const Probe& probe, Bound bound, Pa
   return tree_arrive(file, tree, probe, bound, path);
 }
 
-bool tree_settle_forward(File& file, std::size_t tree, Place& place, Node& leaf) {
-  // One page on is enough: only the root can be an empty leaf.
+bool tree_skip_to_entry(File& file, std::size_t tree, Place& place, Node& leaf) {
+  // One page further is enough: only the root can be an empty leaf.
   if (!read_node(file, place.page, kLeaf, tree, leaf)) return false;
   if (place.index < leaf.header.count) return true;
   place = {leaf.header.next, 0};

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "runtime/isam/checksum.h"
 #include "runtime/isam/reason.h"
 
 namespace marigold::isam {
@@ -23,8 +24,9 @@ int others_exclude(const File& file, std::uint64_t own_run, bool& excluded) {
   return failed;
 }
 
-// Of a process that wants the file for itself and may not write it: its lock can only be shared, so
-// it says that it is alone, looks whether it is, and others see it.
+// Makes a process the only one that has the file open, if it may not write it. Such a process can
+// take only shared locks: it locks the byte for this case, looks for others, and others see its
+// lock.
 int be_alone(File& file) {
   if (const int failed = file.index.lock(kAloneLock, false)) return as_refusal(failed);
   bool others = false;
@@ -40,7 +42,7 @@ int take_run_lock(File& file) {
   bool excluded = false;
   if (const int failed = others_exclude(file, run, excluded)) return failed;
   return excluded ? refuse(kIsFileLocked,
-                           "a process of another machine, or one that reads it alone, has it open")
+                           "a process of another machine, or an exclusive reader, has it open")
                   : 0;
 }
 
@@ -52,13 +54,13 @@ int take_use_lock(File& file) {
   return take_run_lock(file);
 }
 
-int take_place(File& file) {
+int take_seat(File& file) {
   if (!file.writable || file.exclusive) return 0;
   int failed = EAGAIN;
-  for (file.place = 0; failed == EAGAIN && file.place < kPlaces; ++file.place) {
-    failed = file.index.lock(kPlaceLocks + file.place, true);
+  for (file.seat = 0; failed == EAGAIN && file.seat < kSeats; ++file.seat) {
+    failed = file.index.lock(kSeatLocks + file.seat, true);
   }
-  --file.place;
+  --file.seat;
   return failed == EAGAIN ? kIsNoLock : failed;
 }
 

@@ -1,5 +1,5 @@
-// Who may have a file open at the same time: locks of single bytes, which a process that dies gives
-// back.
+// Locks that decide which processes may have a file open at the same time: locks of single bytes,
+// which the system gives back when a process dies.
 //
 // Results: 0, or the number for iserrno.
 #pragma once
@@ -8,16 +8,17 @@
 
 namespace marigold::isam {
 
-// Takes the use lock as the file is to be opened, and that of this run of the machine. 113 when
-// somebody has the file in a way that excludes this one.
+// Takes the use lock in the mode of the opening, and the lock of this run of the machine. 113 when
+// another process has the file open in a way that excludes this one.
 int take_use_lock(File& file);
 
-// The memory of two machines does not follow each other's changes, whatever a network file system
-// says of their locks: only processes of one run have a file open.
+// Takes the lock of this run of the machine: only processes of one run have a file open at the same
+// time. The memory of two machines does not follow each other's changes, whatever a network file
+// system promises of their locks.
 int take_run_lock(File& file);
 
-// A place of our own, which tells others that we live. The word of one who died in this place is
-// his, not ours.
-int take_place(File& file);
+// Takes a seat, which shows other processes that this one lives. If the writer lock already has
+// this seat, its last holder left it there.
+int take_seat(File& file);
 
 }  // namespace marigold::isam

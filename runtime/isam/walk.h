@@ -1,5 +1,4 @@
-// The walk over a whole file that looks whether everything fits: what the operator's check and the
-// tests rely on.
+// Verification of a whole file, for the operator's check and for tests.
 #pragma once
 
 #include <string>
@@ -10,11 +9,12 @@
 
 namespace marigold::isam {
 
-// What does not fit, a line each; empty for a sound file. Looked at:
-//   trees   order, bounds, levels, fill, links between leaves, numbers of entries, an entry for
-//   every record in every tree pages   each is a node of one tree or free, once slots   each holds
-//   a whole record or is free, once
+// Returns a line for each finding; none for a sound file. Verified are:
+//   trees   order, bounds, levels, no empty node, links between leaves, numbers of entries, an
+//           entry for every record in every tree
+//   pages   each is a node of one tree or free, once
+//   slots   each holds a whole record or is in one chain, once
 // The caller is the writer, or has the file for itself.
-std::vector<std::string> walk_file(File& file, const IsWatch& watch = {});
+std::vector<std::string> verify_file(File& file, const IsWatch& watch = {});
 
 }  // namespace marigold::isam

@@ -6,23 +6,26 @@
 #include <string>
 #include <vector>
 
+#include "runtime/isam/change.h"
 #include "runtime/isam/hit.h"
 #include "runtime/isam/pairing.h"
 #include "runtime/isam/rebuild.h"
 #include "runtime/isam/record.h"
 #include "runtime/isam/record_lock.h"
+#include "runtime/isam/slots.h"
+#include "runtime/isam/space.h"
 #include "runtime/isam/tree.h"
 
 namespace marigold::isam {
 namespace {
 
-// The entries of one record in all trees, and where they stand or go.
+// Entries of one record in all trees, and the paths to their places.
 struct Entries {
   std::array<Probe, kIsMostKeys> probes;
   std::array<Path, kIsMostKeys> paths;
 };
 
-// Those from the tree `first` on.
+// Finds the entries of a record in the trees from `first` on.
 bool find_entries(File& file, std::size_t first, const char* record, std::uint64_t sequence,
                   Entries& entries) {
   auto& [probes, paths] = entries;
@@ -44,7 +47,8 @@ bool find_entries(File& file, std::size_t first, const char* record, std::uint64
   return true;
 }
 
-// Finds where the entries of a new record go; 100 when a key that must be unique is there.
+// Finds the places for the entries of a new record; 100 when a key without duplicates has its value
+// already.
 int find_entries_of_new(File& file, const char* record, std::uint64_t sequence, Entries& entries) {
   if (!find_entries(file, 0, record, sequence, entries)) return kIsBadFile;
   for (std::size_t tree = 0; tree < file.trees.size(); ++tree) {
@@ -56,7 +60,7 @@ int find_entries_of_new(File& file, const char* record, std::uint64_t sequence, 
   return 0;
 }
 
-// Finds the entries of a record whose primary key's has been found.
+// Finds the other entries of a record whose primary key has been found.
 int find_further_entries(File& file, SlotNumber slot, Entries& entries) {
   const std::byte* at = file.slot(slot);
   const auto* record = reinterpret_cast<const char*>(at + sizeof(SlotHeader));
@@ -70,8 +74,7 @@ int find_further_entries(File& file, SlotNumber slot, Entries& entries) {
   return 0;
 }
 
-// Finds the record with this primary key, which must not be locked by another process, and its
-// entries.
+// Finds the record with this primary key, which no other process may have locked, and its entries.
 int find_record(File& file, const char* record, SlotNumber& slot, Entries& entries) {
   Probe& probe = entries.probes[0];
   probe = new_probe(file.trees[0], record, 0);
@@ -89,13 +92,13 @@ int next_sequence(const File& file, std::uint64_t& sequence) {
   return sequence > kLastSequence ? EFBIG : 0;
 }
 
-// Puts a record into a slot. Within a change.
+// Writes a record into a slot. Within a change.
 int put_record(File& file, const char* record, std::uint64_t sequence, const Probe& primary,
                SlotNumber& slot) {
   slot = slot_take(file);
   if (slot == 0) return kIsBadFile;
   record_store(file, slot, record, sequence);
-  slot_is_verified(file, slot);
+  note_intact_slot(file, slot);
   file.contents().sequence = sequence;
   file.hints.note(hint_hash(file.trees[0], primary), slot);
   return 0;
@@ -136,7 +139,6 @@ int move_entry(File& file, std::size_t tree, Path& old_path, const Probe& probe,
   return tree_insert(file, tree, path, probe, slot);
 }
 
-// The old record's slot is given up last: the new one never takes it.
 int replace_everywhere(File& file, const char* record, std::uint64_t sequence, SlotNumber old_slot,
                        Entries& entries) {
   SlotNumber slot = 0;
@@ -150,8 +152,8 @@ int replace_everywhere(File& file, const char* record, std::uint64_t sequence, S
   return 0;
 }
 
-// Whether another record than this one has the new value of a key without duplicates.
-int check_unique(File& file, const char* record, SlotNumber own) {
+// 100 when another record has the new value of a key without duplicates.
+int require_unique(File& file, const char* record, SlotNumber own) {
   for (std::size_t tree = 1; tree < file.trees.size(); ++tree) {
     if (file.trees[tree].duplicates) continue;
     const Probe probe = new_probe(file.trees[tree], record, 0);
@@ -200,7 +202,7 @@ int replace_record(File& file, const char* record) {
   Entries entries;
   if (const int failed = next_sequence(file, sequence)) return failed;
   if (const int failed = find_record(file, record, slot, entries)) return failed;
-  if (const int failed = check_unique(file, record, slot)) return failed;
+  if (const int failed = require_unique(file, record, slot)) return failed;
   if (const int failed = change_prepare(file)) return failed;
   if (const int failed = change_prepare_space(file)) return failed;
   return change(file, [&] { return replace_everywhere(file, record, sequence, slot, entries); });
@@ -208,7 +210,7 @@ int replace_record(File& file, const char* record) {
 
 int add_key(File& file, const KeyDescription& key) {
   if (!file.exclusive) return kIsNotExclusive;
-  if (const int failed = key_check(key, static_cast<int>(file.record_length))) return failed;
+  if (const int failed = validate_key(key, static_cast<int>(file.record_length))) return failed;
   if (file.trees.size() == kIsMostKeys) return kIsBadKey;
   if (std::ranges::any_of(file.trees,
                           [&](const TreeShape& shape) { return key_same(shape.key, key); })) {
@@ -220,14 +222,15 @@ int add_key(File& file, const KeyDescription& key) {
   if (not_looked != 0) return not_looked;
   if (found) return kIsDuplicate;
   if (const int failed = change_prepare(file)) return failed;
-  if (!file.settling.all_tried) return kSettleAllFirst;  // or what is gone would be back
+  if (!file.settling.all_tried) return kSettleAllFirst;  // a rebuild undoes unsettled deletions
   const std::vector<TreeShape> before = file.trees;
   std::vector<TreeShape> after = before;
   after.push_back(shape);
   if (const int failed = put_in_use(file, kStateRebuild)) return failed;
   const int failed = rebuild_with(file, after);
   if (failed == 0) return 0;
-  // Back to the keys of before. If that fails too, whoever needs the trees next does it.
+  // Restores the former keys. If that fails too, the next process that needs the trees rebuilds
+  // them.
   const int again = rebuild_with(file, before);
   return again != 0 ? again : failed;
 }

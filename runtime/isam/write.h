@@ -1,5 +1,5 @@
-// Changes of a file: records added, deleted and replaced, and keys added. Each is done whole or not
-// at all. The caller is the file's writer (as_writer in file.h).
+// Changes of a file: adding, deleting and replacing records, and adding keys. Each change happens
+// whole or not at all. The caller is the file's writer (as_writer in change.h).
 //
 // Results: 0, or the number for iserrno; see the operations of isam.h.
 #pragma once

@@ -1,4 +1,4 @@
-// Forked children: what they inherit is their parent's alone.
+// Forked children: everything they inherit stays their parent's alone.
 
 #include <unistd.h>
 
@@ -16,8 +16,8 @@ struct ForkTest : TortureTest {
   ~ForkTest() override { isam::change_step_hook = nullptr; }
 };
 
-// A child that lives on with all that it has inherited, made behind the runtime's back, until it is
-// killed.
+// A child that was forked without the runtime's knowledge, and lives on with everything that it has
+// inherited until it is killed.
 struct LivingChild {
   LivingChild() : process(_Fork()) {
     while (process == 0)
@@ -44,19 +44,19 @@ TEST_F(ForkTest, AChildKeepsNoLockOfAParentThatDiesInAChange) {
       while (*child == getpid())
         pause();
       while (*child == 0)
-        usleep(100);  // until it has begun
+        usleep(100);  // until the child has begun
       raise(SIGKILL);
     };
     ISWRITE(file, wide_record(2000, 1).data());
   };
   EXPECT_EQ(run_process(die_in_a_change), -SIGKILL);
   const auto go_on = [] {
-    alarm(5);  // instead of waiting for ever
+    alarm(5);  // limits the wait
     const int file = ISOPEN("file", kExclusiveMode);
     std::string record(kWideRecord, '\0');
     EXPECT_EQ(error_of(ISREAD(file, record.data(), kIsFirst | kIsLock)), 0);
     EXPECT_EQ(error_of(ISWRITE(file, wide_record(2000, 1).data())), 0);
-    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(verify(file), "");
     EXPECT_EQ(error_of(ISCLOSE(file)), 0);
   };
   EXPECT_EQ(run_process(go_on), 0);
@@ -85,7 +85,7 @@ TEST_F(ForkTest, AnInheritedDescriptorIsNotOpen) {
           error_of(ISRELEASE(file)), error_of(ISFLUSH(file)), error_of(iscount(file)),
           error_of(isinfo(file, info)), error_of(ischeck(file, findings)), error_of(ISCLOSE(file))})
       EXPECT_EQ(error, kIsNotOpen);
-    // It opens for itself what it wants, and meets its parent's locks.
+    // The child opens files of its own, and meets its parent's locks.
     const int own = ISOPEN("file", kSharedMode);
     EXPECT_EQ(own, file);
     EXPECT_EQ(error_of(ISREAD(own, record.data(), kIsFirst | kIsLock)), kIsLocked);

@@ -1,6 +1,6 @@
-// Pages that cannot be had when the engine touches them: files that somebody cuts while they are
-// open, and a disk that is full where reserving was no promise. An error each time, never a signal;
-// nobody else is harmed.
+// Pages that cannot be had when the engine touches them: somebody cuts files while they are open,
+// or the disk is full although the space was reserved. The engine returns an error each time, never
+// dies of a signal, and harms no other process.
 
 #include <fcntl.h>
 #include <sched.h>
@@ -21,7 +21,7 @@ namespace marigold::test {
 namespace {
 
 constexpr int kNumbers = 200;
-constexpr int kNoSuchStep = 2;  // what a process ends with that does not get so far
+constexpr int kNoSuchStep = 2;  // exit status of a process that does not reach the step
 
 long steps_left = 0;
 void (*at_step)() = nullptr;
@@ -35,10 +35,10 @@ struct HitTest : TortureTest {
   }
   ~HitTest() override { isam::change_step_hook = nullptr; }
 
-  // Another process finds this in the file that is open here.
+  // Expects another process to find these records in the file that is open here.
   static void expect_elsewhere(const Contents& expected) {
     const auto look = [&] {
-      alarm(10);  // instead of waiting for ever
+      alarm(10);  // limits the wait
       Contents found;
       EXPECT_EQ(examine("file", found), "");
       EXPECT_TRUE(found == expected);
@@ -61,7 +61,7 @@ void cut_file() {
   std::filesystem::resize_file(cut.name, cut.length);
 }
 
-// Every answer is right or 105.
+// Each answer is right or 105.
 void use_cut_file(int file, const Contents& expected) {
   std::string record(kWideRecord, '\0');
   for (const auto& [number, right] : expected) {
@@ -91,7 +91,7 @@ TEST_F(HitTest, AFileThatIsCutIsABadOne) {
         use_cut_file(file, start);
         const int closed = error_of(ISCLOSE(file));
         EXPECT_TRUE(closed == kIsBadFile || closed == 0) << closed;
-        // What belongs to the cut part is not there to be asked for, so it is refused as a whole.
+        // The cut part cannot be read, so the whole file is refused.
         EXPECT_EQ(error_of(ISOPEN("file", mode)), kIsBadFile);
       };
       EXPECT_EQ(run_process(use), 0) << mode;
@@ -127,7 +127,7 @@ TEST_F(HitTest, AFileThatIsCutWithinAChangeIsABadOne) {
           contents = after;
         }
         if (steps_left > 0) _exit(kNoSuchStep);
-        // Nobody waits for the writer that we were.
+        // No process waits for this dead writer.
         EXPECT_EQ(run_process([&] {
                     alarm(5);
                     EXPECT_EQ(error_of(ISOPEN("file", kSharedMode)), kIsBadFile);
@@ -170,7 +170,7 @@ TEST_F(HitTest, AFileThatIsCutWhileItsKeysAreMadeIsABadOne) {
   }
 }
 
-// ---- A full disk, played: pages that cannot be stored to, and the signal that comes of it
+// ---- A full disk, played: pages that cannot be stored to, and the signal that follows
 
 bool is_for_long = false;
 
@@ -209,7 +209,7 @@ void refuse_stores() {
   sigaction(SIGSEGV, &action, nullptr);
 }
 
-// 28, and all is as before; or the change had been made.
+// Either 28 and everything is as before, or the change was done.
 void expect_refused(int file, const Operation& operation, Contents& contents) {
   Contents after = contents;
   const bool is_right = apply(operation, after);
@@ -218,9 +218,9 @@ void expect_refused(int file, const Operation& operation, Contents& contents) {
   if (error == 0) contents = after;
 }
 
-// The disk is full from this step on, or for one store; then there is room again.
+// The disk is full from this step on, or for one store only.
 void use_full_disk(int mode, long step, const Contents& start) {
-  alarm(20);  // instead of waiting for ever
+  alarm(20);  // limits the wait
   refuse_stores();
   const auto others_find = [&](const Contents& expected) {
     if (mode == kSharedMode) HitTest::expect_elsewhere(expected);
@@ -242,7 +242,7 @@ void use_full_disk(int mode, long step, const Contents& start) {
   make_space();
   for (const Operation& operation : operations)
     EXPECT_EQ(perform(operation, file) == 0, apply(operation, contents)) << iserrno;
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   others_find(contents);
   EXPECT_EQ(error_of(ISCLOSE(file)), 0);
   HitTest::expect_elsewhere(contents);
@@ -266,7 +266,7 @@ TEST_F(HitTest, AStoreThatTheDiskHasNoRoomForIsAnError) {
   }
 }
 
-// Whoever only reads stores nothing.
+// A reader stores nothing.
 TEST_F(HitTest, OpeningReadingAndClosingNeedNoSpace) {
   for (const int mode : {kIsInput | kIsManualLock, kSharedMode, kExclusiveMode}) {
     const auto read_all = [&] {
@@ -294,7 +294,8 @@ TEST_F(HitTest, OpeningReadingAndClosingNeedNoSpace) {
 
 // ---- A full disk
 
-// Goes to a small file system that is mounted nowhere: a changed root allows no other.
+// Changes to a small file system that is mounted nowhere: a changed root directory allows no other
+// one.
 bool enter_small_disk() {
   const uid_t user = geteuid();
   const gid_t group = getegid();
@@ -338,7 +339,8 @@ void write_on_a_full_disk() {
   const std::string first = wide_record(1'000, 1);
   EXPECT_EQ(ISWRITE(file, first.data()), 0);
   contents[1'000] = first;
-  // As a sparse copy has it: no space behind what holds nothing. What was undone holds nothing.
+  // Punches holes like those of a sparse copy: blocks of zeros have no space. The undo area holds
+  // nothing of value.
   isam::IndexHeader header;
   std::memcpy(&header, read_file("file.idx").data(), sizeof header);
   const auto pages = header.contents.page_count * isam::kPageSize;
@@ -360,7 +362,7 @@ void write_on_a_full_disk() {
   };
   write_some(2'000);
   EXPECT_GT(refused, 0);
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   HitTest::expect_elsewhere(contents);
   std::filesystem::remove("filler");
   const std::string last = wide_record(4'000, 1);
@@ -374,7 +376,7 @@ void write_on_a_full_disk() {
   refused = 0;
   write_some(3'000);
   EXPECT_EQ(refused, 0);
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   EXPECT_EQ(error_of(ISCLOSE(file)), 0);
   HitTest::expect_elsewhere(contents);
 }

@@ -1,6 +1,5 @@
-// What the operations promise beyond finding records: keys and numbers, modes, errors, locks
-// between processes, files that are full or damaged. What a read finds from where is the model
-// test's.
+// Promises of the operations beyond finding records: keys and numbers, modes, errors, locks between
+// processes, files that are full or damaged. model_test.cc tests which record a read finds.
 
 #include "runtime/isam/isam.h"
 
@@ -30,7 +29,7 @@ constexpr KeyDescription kPrimary{0, 1, {{{0, 4, kIsInt4}}}};
 constexpr KeyDescription kLetter{1, 1, {{{4, 1, kIsCharacters}}}};
 constexpr KeyDescription kBoth{1, 2, {{{4, 1, kIsCharacters}, {0, 4, kIsInt4}}}};
 
-// A record of the primary key and a letter at 4.
+// Returns a record with a primary key and a letter at 4.
 std::string record(std::int32_t number, char letter = 'a') {
   std::string bytes(8, letter);
   isst_int4(number, bytes.data());
@@ -49,7 +48,7 @@ int step(int file, char what, std::string& bytes) {
 }
 
 // Plays steps like "w20x" (write record 20 with the letter x) and "n=20x" (read the next one, which
-// is that record); behind the sign stands what a read finds, or the error's number.
+// is that record). After the sign stands the record that a read finds, or the number of the error.
 void play(int file, const std::string& steps) {
   std::istringstream words(steps);
   std::string played;
@@ -69,7 +68,7 @@ void play(int file, const std::string& steps) {
   EXPECT_EQ(played, steps);
 }
 
-// The same in another process, which then ends.
+// Plays steps in another process, which then ends.
 void play_elsewhere(const std::string& steps) {
   EXPECT_EQ(run_process([&] { play(ISOPEN("file", kSharedMode), steps); }), 0);
 }
@@ -97,7 +96,7 @@ TEST_F(IsamTest, ArgumentsAreChecked) {
     EXPECT_EQ(error_of(ISBUILD(name.c_str(), length, kPrimary, kExclusiveMode)), error) << length;
   EXPECT_FALSE(std::filesystem::exists("other.idx") || std::filesystem::exists("other.dat"));
   EXPECT_EQ(ISCLOSE(ISBUILD("*direct", 8, kPrimary, kExclusiveMode)), 0);
-  EXPECT_EQ(read_file("direct").substr(0, 2), "\xFE\x53");  // the index file's very name
+  EXPECT_EQ(read_file("direct").substr(0, 2), "\xFE\x53");  // the index file has this very name
   EXPECT_EQ(ISCLOSE(ISOPEN("*direct", kSharedMode)), 0);
   for (const int descriptor : {-1, 0, 29, 30})
     EXPECT_EQ(error_of(ISFLUSH(descriptor)), kIsNotOpen);
@@ -115,9 +114,9 @@ TEST_F(IsamTest, KeysAreAddedOverTheRecordsOfAFileOfOnesOwn) {
   EXPECT_EQ(error_of(ISADDINDEX(file, unique)), kIsDuplicate);
   EXPECT_EQ(error_of(ISADDINDEX(file, kPrimary)), kIsKeyExists);
   ASSERT_EQ(ISADDINDEX(file, kLetter), 0);
-  // One written anew takes the freed place in the file, not in the order.
+  // A record that is written again comes last among records with an equal value of the key.
   play(file, "d3 w3x k0x c=1x n=2x n=3x");
-  // By the first byte of a key alone: all are equal then, and none is greater.
+  // Only the first byte of the key counts: all records are equal then, and none is greater.
   ASSERT_EQ(ISADDINDEX(file, kBoth), 0);
   EXPECT_EQ(error_of(ISSTART(file, kBoth, 1, record(99, 'x').data(), kIsEqual)), 0);
   play(file, "c=1x");
@@ -138,9 +137,9 @@ TEST_F(IsamTest, KeysAreAddedOverTheRecordsOfAFileOfOnesOwn) {
   EXPECT_EQ(ISCLOSE(shared), 0);
 }
 
-// A node loses its first child, takes a record that belongs in the gap, and is joined with its left
-// neighbour: what bounded it from below must then bound the child that came first. Keys so long
-// that a node holds seven.
+// A node loses its first child, takes a record that belongs into the gap, and merges with its left
+// neighbour: its bound must then become the bound of the first child. The keys are so long that a
+// node holds seven.
 TEST_F(IsamTest, ARecordInTheGapOfALostChildStaysInReach) {
   const int file = ISBUILD("file", 255, {0, 1, {{{0, 255, kIsCharacters}}}}, kExclusiveMode);
   const auto each = [&](int (*operation)(int, const char*), int from, int to) {
@@ -151,14 +150,14 @@ TEST_F(IsamTest, ARecordInTheGapOfALostChildStaysInReach) {
   each(ISDELETE, 205, 220);
   each(ISWRITE, 210, 211);
   each(ISDELETE, 339, 230);
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   each(ISDELETE, 210, 211);
   EXPECT_EQ(ISCLOSE(file), 0);
 }
 
-// Nodes keep once what their keys begin with, and of a child's bound what tells it apart. Keys that
-// differ early have leaves of few entries, and hundreds of them below one inner node, as three
-// bytes tell them apart; then come keys in between that differ only at their end.
+// Nodes store the common prefix of their keys once, and of a child's bound only the separator. Keys
+// that differ early make leaves of few entries, with hundreds of leaves below one inner node, since
+// three bytes separate them; then come keys in between that differ only at their end.
 TEST_F(IsamTest, KeysThatBeginAlikeStandBetweenOthers) {
   const int file = ISBUILD("file", 200, {0, 1, {{{0, 200, kIsCharacters}}}}, kExclusiveMode);
   std::mt19937 random(4);
@@ -168,7 +167,7 @@ TEST_F(IsamTest, KeysThatBeginAlikeStandBetweenOthers) {
     ASSERT_EQ(!keys.insert(key).second || ISWRITE(file, key.data()) == 0, true) << iserrno;
   };
   const auto check = [&] {
-    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(verify(file), "");
     std::string found(200, '\0');
     ASSERT_EQ(ISREAD(file, found.data(), kIsFirst), 0);
     for (const std::string& key : keys) {
@@ -194,7 +193,7 @@ TEST_F(IsamTest, KeysThatBeginAlikeStandBetweenOthers) {
       write(begin + some_bytes(4));
   }
   check();
-  // Kept whole, these keys would take 800,000 bytes.
+  // Stored whole, these keys would take 800,000 bytes.
   EXPECT_LT(std::filesystem::file_size("file.idx") - before, 400'000U);
   std::vector<std::string> order(keys.begin(), keys.end());
   std::ranges::shuffle(order, random);
@@ -203,7 +202,7 @@ TEST_F(IsamTest, KeysThatBeginAlikeStandBetweenOthers) {
     keys.erase(key);
     if (keys.size() % 1000 == 500) check();
   }
-  // One after another into the leaf that is left over.
+  // One after the other into the leaf that is left.
   for (int i = 0; i < 3; ++i) {
     write(some_bytes(3));
     check();
@@ -212,9 +211,9 @@ TEST_F(IsamTest, KeysThatBeginAlikeStandBetweenOthers) {
   EXPECT_EQ(ISCLOSE(file), 0);
 }
 
-// Whatever stands in the place of the index, the records come from the data file.
+// Whatever the index file is, the records come from the data file.
 TEST_F(IsamTest, AnIndexIsMadeAnew) {
-  // The error, the records found and those lost.
+  // Error, records found, records lost.
   const auto expect_rebuild = [](int error, std::int64_t records, std::int64_t lost) {
     IsRebuildReport report;
     EXPECT_EQ(error_of(isrebuild("file", report)), error);
@@ -231,7 +230,7 @@ TEST_F(IsamTest, AnIndexIsMadeAnew) {
     write_file("file.idx", instead);
     expect_rebuild(0, 2, 0);
     file = ISOPEN("file", kSharedMode);
-    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(verify(file), "");
     play(file, "e1=1x e2=111 e3=3z w2y d2");
     ASSERT_EQ(ISCLOSE(file), 0);
   }
@@ -243,7 +242,7 @@ TEST_F(IsamTest, AnIndexIsMadeAnew) {
   expect_rebuild(kIsBadFile, 0, 0);
 }
 
-// What the file says of itself is whole, and not to be.
+// The header is whole, but claims impossible values.
 TEST_F(IsamTest, KeysThatNoFileCanHaveAreRefused) {
   ASSERT_EQ(ISCLOSE(build()), 0);
   const std::string good = read_file("file.dat");
@@ -258,7 +257,7 @@ TEST_F(IsamTest, KeysThatNoFileCanHaveAreRefused) {
     isam::DataHeader header;
     std::memcpy(&header, good.data(), sizeof header);
     change(header);
-    header.check = isam::data_header_check(header);
+    header.checksum = isam::data_header_checksum(header);
     std::string bytes = good;
     for (const std::uint64_t offset : isam::kDataHeaders)
       std::memcpy(bytes.data() + offset, &header, sizeof header);
@@ -293,7 +292,7 @@ TEST_F(IsamTest, LongWorkTellsHowFarItIs) {
   IsRebuildReport report;
   EXPECT_EQ(isrebuild("file", report, watch), 0);
   expect_told();
-  // Opening has no parameter for that.
+  // Opening has no parameter for a watch.
   std::fstream index("file.idx", std::ios::in | std::ios::out | std::ios::binary);
   index.seekp(offsetof(isam::IndexHeader, state)).put(isam::kStateRebuild).flush();
   bool ended = false;
@@ -306,6 +305,19 @@ TEST_F(IsamTest, LongWorkTellsHowFarItIs) {
   is_watch_rebuilds({});
   EXPECT_TRUE(ended);
   expect_told();
+}
+
+TEST_F(IsamTest, FindingsCountInSingularAndPlural) {
+  const int file = build();
+  play(file, "w1x");
+  constexpr auto kRecords =
+      offsetof(isam::IndexHeader, contents) + offsetof(isam::Contents, record_count);
+  std::fstream("file.idx", std::ios::in | std::ios::out | std::ios::binary).seekp(kRecords).put(2);
+  EXPECT_EQ(verify(file), "1 record; the header counts 2\n");
+  std::vector<std::string> findings;
+  EXPECT_EQ(isglance(file, findings), 0);
+  EXPECT_EQ(findings,
+            (std::vector<std::string>{"2 records in 1 slot", "key 1: 1 entry for 2 records"}));
 }
 
 TEST_F(IsamTest, AnIndexOfTheFormerVersionIsMadeAnewUnlessSomebodyNeedsIt) {
@@ -328,14 +340,14 @@ TEST_F(IsamTest, AnIndexOfTheFormerVersionIsMadeAnewUnlessSomebodyNeedsIt) {
   write_file("file.idx", index);
   set_version(2);
   file = ISOPEN("file", kSharedMode);
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   play(file, "e1=1x e2=111 e3=3z");
   ASSERT_EQ(ISCLOSE(file), 0);
   EXPECT_EQ(read_file("file.idx")[2], 4);
   file = ISOPEN("file", kSharedMode);
   set_version(2);
   expect_open(kIsFileLocked);
-  // What is deleted and not settled would be back.
+  // Deleted records that are not settled would come back.
   set_version(4);
   play(file, "d3");
   set_version(2);
@@ -365,12 +377,13 @@ TEST_F(IsamTest, ModesSayWhoMayDoWhat) {
 TEST_F(IsamTest, RecordLocksHoldBetweenProcesses) {
   int file = build(kSharedMode);
   play(file, "w1 w2 w3 E2=2a");
-  // Only who wants the lock is kept out. What it locks is given back by its death.
+  // A lock keeps out only processes that lock as well. A process that dies gives its locks back.
   play_elsewhere("e2=2a E2=107 n=3a d2=107 E3=3a");
-  const int second = ISOPEN("file", kSharedMode);  // of the same process: no conflict
+  const int second = ISOPEN("file", kSharedMode);  // in the same process: no conflict
   play(second, "E2=2a E3=3a");
   EXPECT_EQ(ISCLOSE(second), 0);
-  // Whoever replaces a record under its lock keeps it, also while the record is not there.
+  // A process that replaces a record under its lock keeps the lock, also while the record is
+  // missing.
   play(file, "d2");
   play_elsewhere("e2=111 E2=107 w2x=107");
   play(file, "w2b");
@@ -379,7 +392,7 @@ TEST_F(IsamTest, RecordLocksHoldBetweenProcesses) {
   play_elsewhere("E2=111 E3=3a w2x");
   play(file, "e2=2x");
   EXPECT_EQ(ISCLOSE(file), 0);
-  // Each read locks, and gives the one before back.
+  // Each read locks, and unlocks the record before.
   file = ISOPEN("file", kIsInputOutput | kIsAutoLock);
   play(file, "f=1a n=2x");
   play_elsewhere("E1=1a E2=107");
@@ -388,7 +401,7 @@ TEST_F(IsamTest, RecordLocksHoldBetweenProcesses) {
 
 TEST_F(IsamTest, DeletedRecordsMakeRoomAlthoughNobodyFlushes) {
   const int file = build();
-  // What the process may write stands for what the disk holds.
+  // The limit on the size of files stands for the size of the disk.
   const auto limit = [](rlim_t bytes) {
     const rlimit sizes{.rlim_cur = bytes, .rlim_max = RLIM_INFINITY};
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &sizes), 0);
@@ -399,14 +412,14 @@ TEST_F(IsamTest, DeletedRecordsMakeRoomAlthoughNobodyFlushes) {
     ++written;
   EXPECT_EQ(iserrno, EFBIG);
   EXPECT_EQ(iscount(file), written);
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   play(file, "d7 w7 d7 w7b d8 w8 w-1=" + std::to_string(EFBIG));
   limit(RLIM_INFINITY);
   for (int round = 0; round < 250'000; ++round)
     ASSERT_EQ(ISDELETE(file, record(8).data()) + ISWRITE(file, record(8).data()), 0) << iserrno;
   EXPECT_LT(std::filesystem::file_size("file.dat"), 6U << 20);
   play(file, "w-1 e7=7b e8=8a");
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   EXPECT_EQ(ISCLOSE(file), 0);
 }
 
@@ -429,11 +442,12 @@ TEST(IsamKeyTest, DescriptionsAreChecked) {
   const KeyPart bad[] = {{0, 256},        {299, 2},          {-1, 2},   {0, 0},    {0, 3, kIsInt2},
                          {0, 2, kIsInt4}, {0, 4, kIsDouble}, {0, 1, 4}, {0, 1, -1}};
   for (const KeyPart& part : good)
-    EXPECT_EQ(isam::key_check({0, 1, {{part}}}, 300), 0) << part.length << " " << part.type;
+    EXPECT_EQ(isam::validate_key({0, 1, {{part}}}, 300), 0) << part.length << " " << part.type;
   for (const KeyPart& part : bad)
-    EXPECT_EQ(isam::key_check({0, 1, {{part}}}, 300), kIsBadKey) << part.length << " " << part.type;
+    EXPECT_EQ(isam::validate_key({0, 1, {{part}}}, 300), kIsBadKey)
+        << part.length << " " << part.type;
   for (const std::int16_t count : std::array<std::int16_t, 3>{0, -1, 9})
-    EXPECT_EQ(isam::key_check({0, count, {{good[1]}}}, 300), kIsBadKey) << count;
+    EXPECT_EQ(isam::validate_key({0, count, {{good[1]}}}, 300), kIsBadKey) << count;
 }
 
 TEST(IsamKeyTest, NumbersInRecordsAreTheSameOnEveryMachine) {
@@ -447,7 +461,7 @@ TEST(IsamKeyTest, NumbersInRecordsAreTheSameOnEveryMachine) {
 }
 
 }  // namespace
-// Whoever may read an index can lock it for as long as he likes.
+// A process that may read an index can lock it for as long as it likes.
 TEST(IsamLockTest, TheRegisterIsNotWaitedForWithoutEnd) {
   const WorkDirectory directory;
   ASSERT_EQ(file_make("file.idx", "index"), 0);

@@ -1,5 +1,5 @@
 // The engine against sorted lists in memory: random operations over several keys, every read mode,
-// and the walk over the whole file again and again.
+// and a verification of the whole file again and again.
 
 #include <algorithm>
 #include <array>
@@ -19,16 +19,16 @@ constexpr std::uint64_t kBehindEquals = ~std::uint64_t{0};
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 
-// Layout: int4 primary at 0; 3 characters at 4; double at 8; int2 at 16; 200 zeros at 20, which
-// make one key so long that its tree has many levels, unless most of a node's entries begin alike;
-// the rest filler.
+// Layout: int4 primary key at 0; 3 characters at 4; double at 8; int2 at 16; 200 zeros at 20, which
+// make one key so long that its tree has many levels, unless most entries of a node have a common
+// prefix; the rest filler.
 constexpr std::array<KeyDescription, 3> kKeys = {
     {{0, 1, {{{0, 4, kIsInt4}}}},
      {1, 3, {{{4, 3, kIsCharacters}, {20, 200, kIsCharacters}, {16, 2, kIsInt2}}}},
      {1, 1, {{{8, 8, kIsDouble}}}}}};
 
-// Where a record stands in the order of a key: by two numbers that order as the key's parts do, and
-// then as it was written, by the even numbers over all that is drawn: positions lie between them.
+// Position of a record in the order of a key: two numbers that order like the key's parts, then an
+// even number that counts the records written. Odd numbers stand for positions between records.
 using Spot = std::tuple<double, double, std::uint64_t>;
 using Spots = std::array<Spot, kKeys.size()>;
 
@@ -51,7 +51,7 @@ class Model {
     check();
   }
 
-  // Grows for a while, then shrinks: trees divide their nodes, and join them again.
+  // Grows for a while, then shrinks: trees split their nodes, and merge them again.
   void step() {
     if (below(1500) == 0) growing_ = !growing_;
     const unsigned writes = growing_ ? 40 : 8;
@@ -72,16 +72,16 @@ class Model {
   unsigned below(std::size_t bound) { return static_cast<unsigned>(random_() % bound); }
 
   void check() {
-    EXPECT_EQ(walk(file_), "");
+    EXPECT_EQ(verify(file_), "");
     EXPECT_EQ(iscount(file_), static_cast<std::int64_t>(orders_[0].size()));
   }
 
-  // A random record, and where it would stand in each order if it were written now.
+  // Makes a random record, and the position that it would get in each order if it were written now.
   void draw_value() {
     static constexpr std::array kAmounts = {-kInfinity, -1e300, -1.5,  -1e-310,   -0.0, 0.0,
                                             1e-310,     1.5,    1e300, kInfinity, kNan, -kNan};
     static constexpr std::array<std::int16_t, 7> kSmalls = {-32768, -256, -1, 0, 255, 256, 32767};
-    // Now and then what the position stands at.
+    // Now and then uses the record that the position stands at.
     const double at = std::get<0>(position_);
     const bool same = key_ == 0 && std::isfinite(at) && below(8) == 0;
     const auto number = static_cast<std::int32_t>(same ? at : (below(3000) - 1500.0) * 1'400'001);
@@ -97,11 +97,11 @@ class Model {
     record_.replace(20, 200, 200, '\0');
     drawn_ += 2;
     spots_ = {Spot{number, 0, drawn_}, Spot{first * 256 + second, small, drawn_},
-              // What is no number stands behind them all.
+              // A NaN sorts after all numbers.
               std::isnan(amount) ? Spot{kInfinity, 1, drawn_} : Spot{amount, 0, drawn_}};
   }
 
-  // The first one that has the drawn value of a key; the end when there is none.
+  // Returns the first record with the drawn value of a key; the end when there is none.
   [[nodiscard]] Order::const_iterator equal(std::size_t key) const {
     const auto& [a, b, written] = spots_[key];
     const auto found = orders_[key].lower_bound({a, b, 0});
@@ -120,7 +120,7 @@ class Model {
                     [&](const auto& one) { return std::get<2>(one.first) == written; });
       if (what != Does::kDelete) orders_[key][spots_[key]] = record_;
     }
-    // By its primary key a record that is written anew is the one that the position stands at.
+    // By its primary key, a record that is written again is the one that the position stands at.
     const auto& [number, none, stands_at] = position_;
     if (what != Does::kDelete && key_ == 0 && stands_at != 0 && stands_at != kBehindEquals &&
         number == std::get<0>(spots_[0]))
@@ -142,7 +142,7 @@ class Model {
     return order.lower_bound({a, b, mode == kIsGreater ? kBehindEquals : 0});
   }
 
-  // Compares a result with what must come of the mode, and moves the model's position.
+  // Compares a result with the one that the mode must have, and moves the model's position.
   Order::const_iterator expect(int result, int mode) {
     const auto expected = find(mode);
     const bool found = expected != orders_[key_].end();
@@ -152,8 +152,7 @@ class Model {
     if (found) {
       position_ = expected->first;
     } else if (mode > kIsCurrent) {
-      // Between those that are less and those that are not; behind its equals when greater ones
-      // were looked for.
+      // Between smaller and other records; after equal ones if the search was for greater ones.
       std::get<2>(position_ = spots_[key_]) = mode == kIsGreater ? kBehindEquals : 0;
     } else if (mode == kIsFirst || mode == kIsLast) {
       position_ = kBeforeAll;
@@ -163,8 +162,8 @@ class Model {
     return expected;
   }
 
-  // Behind or before the record that the position stands at, if it does. By the primary key also
-  // beside one that takes its place.
+  // Stands after or before the record of the position, if the position is at one. By the primary
+  // key also beside a record that replaces it.
   void stand_beside(bool behind) {
     std::uint64_t& written = std::get<2>(position_);
     if (written == 0 || written % 2 != 0) return;

@@ -1,5 +1,5 @@
-// A pair of files between two openings: restored in parts, copied while in use, on another machine,
-// after another start of this one, and beside processes that wait or may only read.
+// A pair of files between two openings: restored in parts, copied while in use, moved to another
+// machine, after a restart of this one, and beside processes that wait or may only read.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,7 +20,7 @@ namespace marigold::test {
 namespace {
 
 struct PairingTest : TortureTest {
-  // Writes (or, with version 0, deletes) so many records from a number on.
+  // Writes (or, with version 0, deletes) `count` records from a number on.
   static void change(int file, std::int32_t from, std::int32_t count, std::uint32_t version) {
     for (std::int32_t number = from; number < from + count; ++number) {
       const Does what = version == 0 ? Does::kDelete : Does::kWrite;
@@ -44,7 +44,7 @@ struct PairingTest : TortureTest {
     EXPECT_EQ(ISCLOSE(file), 0);
     return info.made_anew;
   }
-  // In a process that is killed when it has done so: nothing is closed.
+  // Does the same in a process that is killed afterwards, so that nothing is closed.
   template <typename Body>
   static void and_die(const Body& body) {
     EXPECT_EQ(run_process([&] {
@@ -58,7 +58,8 @@ struct PairingTest : TortureTest {
   }
 };
 
-// What was acknowledged in this run of the machine holds in this run, however the one before ended.
+// Operations acknowledged in this run of the machine hold in this run, however the run before
+// ended.
 TEST_F(PairingTest, ARunThatBeginsWithARebuildKeepsWhatItDoes) {
   const auto interrupt_making_the_indexes = [] {
     std::string index = read_file("file.idx");
@@ -109,14 +110,15 @@ TEST_F(PairingTest, AnotherMachineMayNotHaveTheFileAtTheSameTime) {
   change(file, 0, 5, 0);
   expect_elsewhere(kIsFileLocked);
   change(file, 20, 10, 1);
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   EXPECT_EQ(ISCLOSE(file), 0);
   expect_elsewhere(0);
   EXPECT_EQ(contents_of("file"), records(5, 25));
 }
 
-// Every way in which half a pair comes from another time. What then is in the data file is found,
-// or the pair is refused; nothing that is written later meets a record that is there.
+// Combines halves of a pair from different times in every way. Either the records of the data file
+// are found, or the pair is refused; records written later never collide with records that are
+// there.
 TEST_F(PairingTest, HalvesOfTwoTimesAreMadeOneOrRefused) {
   build_wide("old", records(0, 40));
   build_wide("file", {});
@@ -127,7 +129,7 @@ TEST_F(PairingTest, HalvesOfTwoTimesAreMadeOneOrRefused) {
     Contents contents;
     bool made_anew;
   };
-  // Of one pair: old, while it was used for the first time, closed, in use again.
+  // Moments of one pair: old, during its first use, closed, in use again.
   copy_pair("old", "used");
   int used = ISOPEN("used", kSharedMode);
   change(used, 100, 30, 1);
@@ -168,7 +170,7 @@ TEST_F(PairingTest, HalvesOfTwoTimesAreMadeOneOrRefused) {
   }
 }
 
-// Of one use, so that no stamp tells them apart: the index counts records as space that is free.
+// Moments of one use, which no stamp distinguishes: the index counts the slots of records as free.
 TEST_F(PairingTest, AnIndexOfAnEarlierMomentOfTheSameUseIsRefused) {
   build_wide("file", records(0, 40));
   and_die([] {
@@ -184,7 +186,7 @@ TEST_F(PairingTest, AnIndexOfAnEarlierMomentOfTheSameUseIsRefused) {
   EXPECT_EQ(contents_of("file"), records(100, 31, records(0, 40)));
 }
 
-// An engine that drew no stamps left the pair so.
+// Leaves the pair like an engine that drew no stamps.
 TEST_F(PairingTest, FilesWithoutStampsGetThem) {
   build_wide("file", records(0, 10));
   std::string index = read_file("file.idx");
@@ -192,7 +194,7 @@ TEST_F(PairingTest, FilesWithoutStampsGetThem) {
   std::memcpy(&header, index.data(), sizeof header);
   header.version = isam::kUnstampedIndexVersion;
   header.clean_stamp = header.use_stamp = header.file_number = 0;
-  header.check = isam::header_check(header);
+  header.checksum = isam::index_header_checksum(header);
   std::memcpy(index.data(), &header, sizeof header);
   std::string data = read_file("file.dat");
   data.replace(isam::kDataMark, sizeof(isam::DataMark), sizeof(isam::DataMark), '\0');
@@ -201,7 +203,7 @@ TEST_F(PairingTest, FilesWithoutStampsGetThem) {
   write_file("unstamped.dat", data);
   EXPECT_EQ(why_made_anew("unstamped"), "");
   EXPECT_EQ(contents_of("unstamped"), records(0, 10));
-  EXPECT_EQ(read_file("unstamped.idx"), index);  // who changes nothing leaves it to that engine
+  EXPECT_EQ(read_file("unstamped.idx"), index);  // a reader leaves the file to the old engine
   const int file = ISOPEN("unstamped", kSharedMode);
   change(file, 10, 10, 1);
   EXPECT_EQ(ISCLOSE(file), 0);
@@ -217,7 +219,7 @@ struct Meeting {
 };
 Meeting* meeting = nullptr;
 
-// Stands in the flush, at the disk, until others have been at work.
+// Waits in the sync of a flush until other processes have been at work.
 int wait_at_the_disk(FileCall call) {
   if (call != FileCall::kSync || meeting->seen) return 0;
   meeting->syncing = true;
@@ -227,7 +229,7 @@ int wait_at_the_disk(FileCall call) {
   return 0;
 }
 
-TEST_F(PairingTest, WhoWaitsForTheDiskKeepsNobodyFromWriting) {
+TEST_F(PairingTest, OthersWriteWhileAProcessWaitsForTheDisk) {
   const auto replace_and_flush = [](int file) {
     EXPECT_EQ(perform({Does::kReplace, 1, 2}, file), 0);
     file_fault_hook = wait_at_the_disk;
@@ -243,19 +245,19 @@ TEST_F(PairingTest, WhoWaitsForTheDiskKeepsNobodyFromWriting) {
     usleep(100);
   change(file, 101, 50, 1);
   change(file, 10, 20, 0);
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   meeting->seen = true;
   EXPECT_EQ(wait_for(flushing), 0);
   EXPECT_EQ(ISCLOSE(file), 0);
   EXPECT_EQ(contents_of("file").size(), 50U + 51 - 20);
 }
 
-// What two processes have come to, in turns.
+// Stage that two processes reach in turns.
 class Stage {
  public:
   void reach(int stage) { at_ = stage; }
   void wait_for(int stage) const {
-    alarm(20);  // instead of waiting for ever
+    alarm(20);  // limits the wait
     while (at_ < stage)
       usleep(100);
     alarm(0);
@@ -265,8 +267,8 @@ class Stage {
   std::atomic<int> at_ = 0;
 };
 
-// Those who may read the files of "file" and not write them: others, and their owner, who has them
-// open by then.
+// Processes that may read the files of "file" but not write them: of other users, and of their
+// owner, who has them open at that time.
 void restrict_to_reading(bool restricted) {
   for (const char* name : {"file.idx", "file.dat"})
     EXPECT_EQ(chmod(name, restricted ? 0444 : 0644), 0);

@@ -35,7 +35,7 @@ std::string all_texts(const std::string& base) {
   return order;
 }
 
-// A file "good" of some records, and as many that were deleted.
+// Builds a file "good" of some records, with as many deleted ones.
 Contents build_with_gaps(std::int32_t numbers) {
   Contents contents = some_contents(numbers, 5);
   build_wide("good", contents);
@@ -80,7 +80,7 @@ TEST_F(TortureTest, CompactingGivesBackTheSpaceOfDeletedRecords) {
   EXPECT_EQ(std::filesystem::status("good.dat").permissions(), std::filesystem::perms(0640));
   EXPECT_EQ(all_texts("good"), order);
   expect_holds("good", contents);
-  // Nothing but the pair is left; a file without a record is a header.
+  // Only the pair is left; a file without a record is just a header.
   const int file = ISOPEN("good", kExclusiveMode);
   for (const auto& [number, record] : contents)
     EXPECT_EQ(ISDELETE(file, record.data()), 0);
@@ -108,20 +108,21 @@ TEST_F(TortureTest, CompactingRefusesWhatItWouldLoseAndStopsWhenAsked) {
     const StopSignalsHold hold;
     raise(SIGTERM);
     EXPECT_EQ(error_of(iscompact("file", report)), EINTR);
-    signal(SIGTERM, SIG_IGN);  // forgets the one that waits
+    signal(SIGTERM, SIG_IGN);  // discards the pending signal
   }
   signal(SIGTERM, SIG_DFL);
   expect_holds("file", contents);
   EXPECT_EQ(files_here(), 4U);
 }
 
-int steps_left = 0;  // to the death, or counted below zero
+int steps_left = 0;  // steps to the death; below zero they count the steps
 
 void die_at_last_step() {
   if (--steps_left == 0) _exit(0);
 }
 
-// Killed at each step, the file opens with all its records, and can be compacted by the next.
+// After a death at each step, the file opens with all its records, and the next process can compact
+// it.
 TEST_F(TortureTest, CompactingSurvivesDeathAtEveryStep) {
   const Contents contents = build_with_gaps(30);
   int& steps = shared<int>();
@@ -167,7 +168,8 @@ TEST_F(TortureTest, CompactingThatFailsLeavesTheFileAsItWas) {
       const int error = error_of(iscompact("file", report));
       file_fault_hook = nullptr;
       met = countdown <= 0 ? 1 : 0;
-      // Looking whether we have it open ourselves, and space ahead, may fail.
+      // Two calls may fail unnoticed: the look whether this process has the file open, and
+      // reserving space ahead.
       EXPECT_TRUE(error == 0 || (met != 0 && error == ENOSPC)) << n << " " << error;
       expect_holds("file", contents);
       EXPECT_EQ(files_here(), 4U) << n;
@@ -183,7 +185,7 @@ void damage(const std::string& path, std::size_t from, std::size_t count, char w
   write_file(path, bytes);
 }
 
-// Both copies of the header, but for the pair's number in the second one.
+// Both copies of the header, except for the pair's number in the second one.
 void damage_headers_but_number() {
   damage("file.dat", 0, 1024);
   damage("file.dat", 2048, 8);
@@ -194,7 +196,7 @@ TEST_F(TortureTest, RecordsComeBackWithoutAHeader) {
   Contents contents = build_with_gaps(200);
   const auto count = static_cast<std::int64_t>(contents.size());
   const auto all = [](char with) { damage("file.dat", 0, isam::kDataStart, with); };
-  std::vector<std::size_t> live;  // where records stand
+  std::vector<std::size_t> live;  // slots of the records
   for (std::size_t at = isam::kDataStart, end = read_file("good.dat").size(); at + 8 < end;
        at += kWideSlot) {
     if (read_file("good.dat")[at + 8] == 0x4C) live.push_back(at);
@@ -289,8 +291,8 @@ TEST_F(TortureTest, RecordsComeBackWithoutAHeader) {
   }
 }
 
-// Who died with the file open has deleted two records. Without a header it is a matter of the index
-// and of the settled epoch whether that counts.
+// A process died with the file open after it had deleted two records. Without a header, index and
+// settled epoch decide whether the deletions count.
 TEST_F(TortureTest, DeletedRecordsStayDeletedWhereThatIsKnown) {
   const Contents before = build_with_gaps(60);
   Contents after = before;
@@ -340,7 +342,7 @@ TEST_F(TortureTest, DeletedRecordsStayDeletedWhereThatIsKnown) {
   }
 }
 
-// Nothing is changed where the caller does not know what the file is.
+// Nothing is changed if the caller is wrong about the file.
 TEST_F(TortureTest, RecoveringRefusesWhatIsNoSuchFile) {
   const Contents contents = build_with_gaps(60);
   const auto refuses = [](int error, int length, std::span<const KeyDescription> keys) {
@@ -372,7 +374,7 @@ TEST_F(TortureTest, RecoveringRefusesWhatIsNoSuchFile) {
   }
 }
 
-// Whatever else is damaged: a record that passed for checked is one that was written.
+// Under any further damage, a record that is reported as verified was written like that.
 TEST_F(TortureTest, RecoveredRecordsAreThoseThatWereWritten) {
   Contents contents = build_with_gaps(60);
   std::mt19937 random(17);
@@ -403,7 +405,7 @@ TEST_F(TortureTest, RecoveredRecordsAreThoseThatWereWritten) {
   }
 }
 
-// Killed at each step, all records are there or come back by recovering again.
+// After a death at each step, all records are there, or come back with another recovery.
 TEST_F(TortureTest, RecoveringSurvivesDeathAtEveryStep) {
   const Contents contents = build_with_gaps(30);
   const auto recover = [] {

@@ -1,6 +1,6 @@
-// Guesses of where a record is. A guess that is wrong or missing costs only time, so no test of
-// reading notices a table that has become useless. A table that is about to grow has lost one guess
-// in twenty to others of the same bucket.
+// Guesses at the slots of records. A wrong or missing guess only costs time, so no test of reading
+// would notice a useless table. A table that is about to grow has lost one guess in twenty to other
+// entries of the same bucket.
 
 #include "runtime/isam/slot_hints.h"
 
@@ -39,8 +39,8 @@ TEST(SlotHintsTest, TheLaterPlaceOfARecordReplacesTheEarlierOne) {
   constexpr std::uint32_t kKeys = 50'000;
   SlotHints hints;
   hints.expect(kKeys);
-  // Twice as many are noted as there were before the table grew for the last time: the later places
-  // are noted while entries of the smaller table are still to be moved.
+  // Notes twice as many keys as the table held before it grew last: later slots are noted while
+  // entries of the smaller table are still to be moved.
   for (std::uint32_t key = 1; key <= kKeys; ++key) {
     hints.note(hash_of(key), key);
     if (key % 2 == 0) hints.note(hash_of(key / 2), key / 2 + 7);

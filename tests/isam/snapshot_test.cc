@@ -31,7 +31,7 @@ struct SnapshotTest : TortureTest {
     std::filesystem::remove("copy.dat");
     return found;
   }
-  // Changes everything, flushes, and does it again: what can be used again is.
+  // Changes everything, flushes, and does it again, so that all free slots are used.
   static void churn(int file, Contents& contents, unsigned seed) {
     for (const Operation& operation : random_operations(seed, 600, 150)) {
       const bool succeeds = apply(operation, contents);
@@ -59,14 +59,14 @@ TEST_F(SnapshotTest, HoldsTheMomentWhileEverythingChanges) {
     EXPECT_EQ(read(file), moment);
     churn(file, contents, 20);
     EXPECT_EQ(written(file), moment);
-    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(verify(file), "");
     EXPECT_EQ(issnapshot_end(file), 0);
     EXPECT_EQ(error_of(issnapshot_read(file, nullptr)), kIsNotOpen);
     const auto size = std::filesystem::file_size("file.dat");
     for (unsigned round = 0; round < 6; ++round)
       churn(file, contents, 30 + round);
-    EXPECT_EQ(std::filesystem::file_size("file.dat"), size);  // the kept space is used again
-    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(std::filesystem::file_size("file.dat"), size);  // the kept slots are used again
+    EXPECT_EQ(verify(file), "");
     EXPECT_EQ(ISCLOSE(file), 0);
     Contents found;
     EXPECT_EQ(examine("file", found), "");
@@ -76,8 +76,8 @@ TEST_F(SnapshotTest, HoldsTheMomentWhileEverythingChanges) {
   }
 }
 
-// One process counts up in two files, always in the first one first.
-TEST_F(SnapshotTest, OfSeveralFilesItIsOneMoment) {
+// A process counts up in two files, always in the first one first.
+TEST_F(SnapshotTest, SnapshotsOfSeveralFilesAreOfOneMoment) {
   build_wide("one", {{1, wide_record(1, 0)}});
   build_wide("two", {{1, wide_record(1, 0)}});
   std::atomic<bool>& stop = shared<std::atomic<bool>>();
@@ -106,7 +106,7 @@ TEST_F(SnapshotTest, OfSeveralFilesItIsOneMoment) {
   stop = true;
   EXPECT_EQ(wait_for(counting), 0);
   for (const int file : files) {
-    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(verify(file), "");
     EXPECT_EQ(ISCLOSE(file), 0);
   }
 }
@@ -132,7 +132,7 @@ TEST_F(SnapshotTest, AReaderThatDiesKeepsNothing) {
   for (unsigned round = 0; round < 6; ++round)
     churn(file, contents, 30 + round);
   EXPECT_EQ(std::filesystem::file_size("file.dat"), size);
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   EXPECT_EQ(ISCLOSE(file), 0);
 }
 

@@ -18,8 +18,8 @@ std::string wide_record(std::int32_t number, std::uint32_t version) {
   std::mt19937 random(static_cast<unsigned>(number) * 7919U + version);
   std::string record(kWideRecord, '\0');
   isst_int4(number, record.data());
-  // Equal and nearly equal texts stand side by side, which a node keeps in little space; between
-  // them stand others, with which it needs much.
+  // Equal and nearly equal texts stand side by side, and a node stores them in little space; other
+  // texts between them need much.
   const char letter = static_cast<char>(random() % 2 == 0 ? 'a' + random() % 3 : random());
   record.replace(4, 200, std::string(190, letter) + std::to_string(1000000000 + random() % 40));
   for (std::size_t i = 204; i < record.size(); ++i)
@@ -37,7 +37,7 @@ void build_wide(const std::string& base, const Contents& contents) {
   ASSERT_EQ(ISCLOSE(file), 0) << iserrno;
 }
 
-std::string walk(int file) {
+std::string verify(int file) {
   std::vector<std::string> findings;
   if (ischeck(file, findings) != 0) return "check: " + std::to_string(iserrno) + "\n";
   std::string lines;
@@ -50,7 +50,7 @@ std::string examine(const std::string& base, Contents& contents) {
   contents.clear();
   const int file = ISOPEN(base.c_str(), kSharedMode);
   if (file < 0) return "open: " + std::to_string(iserrno) + "\n";
-  std::string result = walk(file);
+  std::string result = verify(file);
   std::string record(kWideRecord, '\0');
   for (int mode = kIsFirst; ISREAD(file, record.data(), mode) == 0; mode = kIsNext)
     contents[isld_int4(record.data())] = record;

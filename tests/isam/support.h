@@ -1,7 +1,7 @@
-// What the tests of the engine share: a file of three keys with entries so long that every tree
-// soon has several levels, a list in memory of what must be in it, operations on both, and
-// processes. The torture tests are short by default; with --long they run for minutes and say how
-// much they did.
+// Shared parts of the engine's tests: a file of three keys with entries so long that every tree
+// soon has several levels, a list in memory of the records that it must hold, operations on both,
+// and processes. The torture tests are short by default; with --long they run for minutes and
+// report how much they did.
 #pragma once
 
 #include <sys/mman.h>
@@ -29,24 +29,25 @@ inline constexpr KeyDescription kWideBoth{1, 2, {{{4, 150, kIsCharacters}, {0, 4
 
 using Contents = std::map<std::int32_t, std::string>;  // records by number
 
-// A record whose text and filler follow from the number and the version.
+// Returns a record whose text and filler follow from the number and the version.
 std::string wide_record(std::int32_t number, std::uint32_t version);
 
 // Builds BASE with these records and closes it.
 void build_wide(const std::string& base, const Contents& contents);
 
-// Opens, walks and reads a file; what does not fit, a line each. `contents` receives what is in it.
+// Opens, verifies and reads a file. Returns a line for each finding or error; `contents` receives
+// the records.
 std::string examine(const std::string& base, Contents& contents);
 
-// What the walk over an open file finds, a line each.
-std::string walk(int file);
+// Verifies an open file and returns a line for each finding.
+std::string verify(int file);
 
-// The error of a call with this result; 0 for none.
+// Returns the error of a call with this result; 0 for none.
 inline int error_of(std::int64_t result) {
   return result < 0 ? iserrno : 0;
 }
 
-// One operation after another, with a list of what must come of it.
+// An operation on a list of records and on a file.
 enum class Does { kWrite, kReplace, kDelete };
 struct Operation {
   Does what = Does::kWrite;
@@ -54,7 +55,7 @@ struct Operation {
   std::uint32_t version = 0;
 };
 std::vector<Operation> random_operations(unsigned seed, int count, std::int32_t numbers);
-// What the operation does to the list (true: it succeeds), and to the file (the engine's result).
+// Apply an operation to the list (true: it succeeds) and to the file (the engine's result).
 bool apply(const Operation& operation, Contents& contents);
 int perform(Does what, int file, const std::string& record);
 inline int perform(const Operation& operation, int file) {
@@ -63,10 +64,10 @@ inline int perform(const Operation& operation, int file) {
 Contents some_contents(std::int32_t numbers, unsigned seed);
 
 void copy_pair(const std::string& from, const std::string& to);
-// Lets copies pass for the files themselves, which know their own numbers while they are in use.
+// Makes copies pass for the files themselves, which hold their own numbers while they are in use.
 void pass_for_own(const std::string& base);
 
-// Another run of the machine, or another machine, until the end of the object's life; also in one.
+// Plays another run of the machine, or another machine, as long as the object lives; nests.
 class OtherRun {
  public:
   OtherRun();
@@ -78,14 +79,14 @@ class OtherRun {
   unsigned char before_;
 };
 
-// How much to do: little, or much with --long.
+// Amount of work: little, or much with --long.
 int amount(int in_short, int in_long);
 
 struct TortureTest : testing::Test {
   WorkDirectory directory;
 };
 
-// Something that processes share and that outlives them.
+// Memory that processes share and that outlives them.
 template <typename T>
 T& shared() {
   void* memory =
@@ -94,7 +95,7 @@ T& shared() {
 }
 
 // Starts a body in a process of its own, which ends with 1 after a failed expectation, and waits
-// for one: its exit status, or minus the signal that ended it.
+// for one process: returns its exit status, or minus the signal that ended it.
 int start_process(const std::function<void()>& body);
 int wait_for(int process);
 inline int run_process(const std::function<void()>& body) {

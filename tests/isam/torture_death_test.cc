@@ -1,4 +1,4 @@
-// Processes killed in the middle of what they do.
+// Processes that are killed in the middle of an operation.
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -17,9 +17,9 @@
 namespace marigold::test {
 namespace {
 
-long steps_left = 0;  // of a child; here it is never the last one
+long steps_left = 0;  // of a child; the parent never reaches the last one
 
-std::atomic<int>* orphan = nullptr;  // a child that is forked before, where it is to outlive it
+std::atomic<int>* orphan = nullptr;  // a child forked earlier, where it must outlive its parent
 
 void die_at_last_step() {
   if (--steps_left != 0) return;
@@ -29,7 +29,7 @@ void die_at_last_step() {
       pause();
   }
   while (orphan != nullptr && *orphan == 0)
-    usleep(20);  // until it has begun
+    usleep(20);  // until the child has begun
   raise(SIGKILL);
 }
 
@@ -43,9 +43,9 @@ struct DeathTest : TortureTest {
     isam::change_step_hook = nullptr;
   }
 
-  // Lets a process work on "file" until it is killed at this step: its status. After some steps a
-  // child lives on with all that it inherits; after others the next process is killed as well,
-  // while it makes good what the first one left.
+  // Lets a process work on "file" until it is killed at this step; returns its status. After some
+  // steps a child lives on with everything that it inherits; after others the next process is
+  // killed as well, while it recovers the file.
   int kill_at(long step, const std::function<void()>& work) {
     end_orphan();
     static auto& forked = shared<std::atomic<int>>();
@@ -100,7 +100,7 @@ TEST_F(DeathTest, KilledAtEveryStepNothingIsHalfDone) {
       Contents contents = start;
       for (const Operation& operation : operations) {
         EXPECT_EQ(perform(operation, file) == 0, apply(operation, contents));
-        // What has been deleted until then can be written over from then on.
+        // Slots deleted so far can be reused from then on.
         EXPECT_EQ(++acknowledged == 4 ? ISFLUSH(file) : 0, 0);
       }
       EXPECT_EQ(ISCLOSE(file), 0);
@@ -127,9 +127,9 @@ TEST_F(DeathTest, KilledAtEveryStepNothingIsHalfDone) {
   print_kills("in operations");
 }
 
-// Files are built, get keys, are in use when the machine is started again, have their indexes made
-// again and are read as a snapshot, with a death at each step, and often another start after it:
-// what was acknowledged in the last run is there.
+// Builds files, adds keys, restarts the machine during use, rebuilds indexes and reads snapshots,
+// with a death at each step, and often another restart after it. Operations acknowledged in the
+// last run must hold.
 TEST_F(DeathTest, KilledAroundARunNothingIsLost) {
   const Contents start = some_contents(60, 5);
   build_wide("start", start);
@@ -184,7 +184,7 @@ TEST_F(DeathTest, KilledAroundARunNothingIsLost) {
       Contents with_next = expected;
       if (acknowledged < operations.size()) apply(operations[acknowledged], with_next);
       Contents found;
-      // Killed before it was built, it is not there, and can be built.
+      // A file whose builder was killed does not exist, and can be built.
       if (life == kBuild && acknowledged == 0 && ISCLOSE(ISOPEN("file", kSharedMode)) != 0) {
         EXPECT_EQ(ISCLOSE(ISBUILD("file", kWideRecord, kWidePrimary, kSharedMode)), 0) << iserrno;
       }
@@ -195,7 +195,7 @@ TEST_F(DeathTest, KilledAroundARunNothingIsLost) {
   print_kills("around a run");
 }
 
-// Indexes that are made again, in memory and in runs that are spilled.
+// Rebuilds indexes, in memory and with runs that are spilled.
 TEST_F(DeathTest, KilledAtEveryStepARebuildLosesNothing) {
   Contents contents = some_contents(90, 8);
   build_wide("start", contents);
@@ -236,8 +236,8 @@ TEST_F(DeathTest, KilledAtEveryStepARebuildLosesNothing) {
   print_kills("in a rebuild");
 }
 
-// The record leaves two thin leaves, which become one, for a leaf that is full and is divided: the
-// page that the one gives up is what the other takes.
+// The record leaves two thin leaves, which merge, for a full leaf, which splits: the split takes
+// the page that the merge frees.
 TEST_F(DeathTest, APageGivenUpAndTakenAgainIsWholeWhenTheChangeIsUndone) {
   const KeyDescription key{0, 1, {{{4, 200, kIsCharacters}}}};
   const auto record = [](std::int32_t number, const std::string& text) {
@@ -266,14 +266,14 @@ TEST_F(DeathTest, APageGivenUpAndTakenAgainIsWholeWhenTheChangeIsUndone) {
       EXPECT_EQ(ISCLOSE(file), 0);
     });
     const int file = ISOPEN("file", kSharedMode);
-    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(verify(file), "");
     EXPECT_EQ(ISCLOSE(file), 0);
   }
   EXPECT_EQ(status, 0);
 }
 
-// Whoever may only read a file can lock each of its bytes shared: the places of writers who died,
-// and those of records. Nobody waits for that.
+// A process that may only read a file can lock each of its bytes shared: the seats of dead writers,
+// and the bytes of records. No process waits for such locks.
 void lock_as_a_reader(int descriptor, std::uint64_t first, std::uint64_t count) {
   struct flock range {};
   range.l_type = F_RDLCK;
@@ -290,24 +290,24 @@ TEST_F(DeathTest, AReaderWithLocksKeepsNobodyFromWriting) {
     ISWRITE(file, wide_record(2000, 1).data());
   };
   const auto go_on_beside_the_reader = [&] {
-    alarm(5);                                      // instead of waiting for ever
-    const int file = ISOPEN("file", kSharedMode);  // has place 0, who dies 1
+    alarm(5);                                      // limits the wait
+    const int file = ISOPEN("file", kSharedMode);  // has seat 0; the dead one has 1
     std::string record(kWideRecord, '\0');
     EXPECT_EQ(ISREAD(file, record.data(), kIsFirst | kIsLock), 0);
     EXPECT_EQ(ISRELEASE(file), 0);
     EXPECT_EQ(run_process(die_in_a_change), -SIGKILL);
     const int reader = open("file.idx", O_RDONLY | O_CLOEXEC);
-    lock_as_a_reader(reader, isam::kPlaceLocks + 1, isam::kPlaces - 1);
+    lock_as_a_reader(reader, isam::kSeatLocks + 1, isam::kSeats - 1);
     lock_as_a_reader(reader, isam::kRecordLocks, isam::kRecordLockBytes);
     EXPECT_EQ(error_of(ISWRITE(file, wide_record(1000, 1).data())), 0);
     EXPECT_EQ(error_of(ISDELETE(file, record.data())), 0);
-    EXPECT_EQ(walk(file), "");
+    EXPECT_EQ(verify(file), "");
     EXPECT_EQ(error_of(ISCLOSE(file)), 0);
   };
   EXPECT_EQ(run_process(go_on_beside_the_reader), 0);
 }
 
-// Three processes work on one file, each on numbers of its own; now one, now another is killed at a
+// Three processes work on one file, each on numbers of its own. Now one, now another is killed at a
 // random moment and replaced, while the others go on.
 constexpr std::size_t kWorkers = 3;
 constexpr std::size_t kNumbersEach = 200;
@@ -315,8 +315,8 @@ constexpr std::size_t kNone = kNumbersEach;
 
 struct Worker {
   std::atomic<long> done = 0;
-  std::atomic<std::size_t> current = kNone;                   // which number is being worked on
-  std::array<std::atomic<std::uint32_t>, kNumbersEach> held;  // the version there, 0 for none
+  std::atomic<std::size_t> current = kNone;                   // number being worked on
+  std::array<std::atomic<std::uint32_t>, kNumbersEach> held;  // version there, 0 for none
 };
 struct Team {
   std::array<Worker, kWorkers> workers;
@@ -333,7 +333,8 @@ void work_for_ever(std::size_t index, unsigned seed, Team& team) {
   const auto expect = [&team](bool right) { team.wrong += right ? 0 : 1; };
   const int file = ISOPEN("file", kSharedMode);
   expect(file >= 0);
-  // What the one before us was doing when it died is done or not: from here on it is not.
+  // The dead process may or may not have finished its last operation. Deleting the record makes its
+  // state known.
   if (worker.current != kNone) {
     const Operation erase{Does::kDelete, number_of(index, worker.current), 0};
     expect(perform(erase, file) == 0 || iserrno == kIsNoRecord);
@@ -371,7 +372,7 @@ TEST_F(TortureTest, TheOthersGoOnWhenOneIsKilled) {
     usleep(static_cast<useconds_t>(random() % 8000));
     const std::size_t victim = random() % kWorkers;
     end(victim);
-    // Nobody is blocked: all the others make progress.
+    // No process is blocked: all the others make progress.
     for (std::size_t other = 0; other < kWorkers; ++other) {
       if (other == victim) continue;
       const std::atomic<long>& done = team.workers[other].done;
@@ -391,7 +392,7 @@ TEST_F(TortureTest, TheOthersGoOnWhenOneIsKilled) {
     const Worker& worker = team.workers[index];
     done += worker.done;
     for (std::size_t which = 0; which < kNumbersEach; ++which) {
-      if (which == worker.current) continue;  // interrupted: either way
+      if (which == worker.current) continue;  // interrupted: both outcomes are right
       const std::int32_t number = number_of(index, which);
       const std::uint32_t version = worker.held[which];
       const std::string expected = version == 0 ? "" : wide_record(number, version);

@@ -1,5 +1,5 @@
-// What fails beneath the engine: calls of the system, memory that there is none of, files that were
-// cut and overwritten, and files that are large.
+// Faults beneath the engine: failing calls of the system, lack of memory, files that were cut and
+// overwritten, and large files.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -27,9 +27,9 @@ namespace marigold::test {
 namespace {
 
 struct Fault {
-  std::optional<FileCall> call;  // of the system; none: memory is asked for
+  std::optional<FileCall> call;  // of the system; none: a request for memory
   int error = 0;
-  int countdown = 0;      // to the call that fails
+  int countdown = 0;      // calls before the failing one
   bool for_long = false;  // the calls after it fail as well
   bool armed = false;     // the engine is at work
 };
@@ -51,13 +51,13 @@ int call_armed(Call call) {
   return error_of(result);
 }
 
-// Only what is called through `attempt` or `close` meets the fault.
+// Only calls through `attempt` or `close` meet the fault.
 class FaultRun {
  public:
   void run(const Contents& start) {
     expected_ = start;
     copy_pair("start", "file");
-    // As after an ISADDINDEX that was interrupted: the indexes are made anew at the first opening.
+    // Leaves the file like an interrupted ISADDINDEX: the first opening rebuilds the indexes.
     std::string index = read_file("file.idx");
     index[offsetof(isam::IndexHeader, state)] = isam::kStateRebuild;
     write_file("file.idx", index);
@@ -82,14 +82,16 @@ class FaultRun {
   }
 
  private:
-  // When the call meets the fault it says so, everything is as before, and it works from then on.
+  // A call that meets the fault reports it, everything is as before, and the call works from then
+  // on.
   template <typename Call>
   int attempt(Call call) {
     const int error = call_armed(call);
     if (fault.countdown > 0 || error != fault.error) return error;
     if (file_ >= 0) {
       EXPECT_EQ(iscount(file_), static_cast<std::int64_t>(expected_.size()));
-      // Nobody is blocked, and who comes after our death finds what was there before.
+      // No process is blocked, and the next process after this one's death finds the state from
+      // before.
       EXPECT_EQ(shared_ ? run_process([this] { look("file"); }) : 0, 0);
       copy_pair("file", "image");
       pass_for_own("image");
@@ -97,7 +99,7 @@ class FaultRun {
     }
     fault.for_long = false;
     const int second = error_of(call());
-    EXPECT_EQ(file_ >= 0 ? walk(file_) : "", "");
+    EXPECT_EQ(file_ >= 0 ? verify(file_) : "", "");
     return second;
   }
 
@@ -112,7 +114,7 @@ class FaultRun {
     EXPECT_EQ(ISCLOSE(file), 0);
   }
 
-  // What could not be built is not there when it is tried again.
+  // A file that could not be built does not exist at the next attempt.
   void build(int mode) {
     int built = -1;
     const auto call = [&] {
@@ -151,7 +153,7 @@ class FaultRun {
     }
   }
 
-  // Another process makes the file longer than we have seen it.
+  // Another process makes the file longer than this one has mapped it.
   void grow_elsewhere() {
     Contents more;
     for (std::int32_t number = 1000; number < 1100; ++number)
@@ -202,8 +204,8 @@ TEST_F(TortureTest, AFailedCallLeavesTheFileAsItWas) {
   file_fault_hook = nullptr;
 }
 
-// Makes the indexes of a file again while a call fails; the disk may be too full for the runs that
-// are sorted.
+// Rebuilds the indexes of a file while a call fails; the disk may be too full for the runs of the
+// sort.
 void rebuild_with_fault(const Contents& contents) {
   isam::sort_run_bytes = 3000;
   copy_pair("start", "file");
@@ -212,7 +214,7 @@ void rebuild_with_fault(const Contents& contents) {
   const bool was_met = fault.countdown <= 0;
   if (was_met && error != 0) {
     EXPECT_EQ(error, fault.error);
-    // Between its last two syncs a file is marked, and made again by the next one to open it.
+    // Between its last two syncs a file is marked, and the next process to open it rebuilds it.
     const std::uint32_t state =
         static_cast<unsigned char>(read_file("file.idx")[offsetof(isam::IndexHeader, state)]);
     EXPECT_TRUE(state != isam::kStateRebuild || fault.call == FileCall::kSync);
@@ -267,8 +269,9 @@ constexpr std::size_t kPiece = 512;
 constexpr const char* kNames[] = {"file.idx", "file.dat"};
 using Pair = std::array<std::string, 2>;
 
-// A pair as it stands at two moments. After damage anything may be found that was written until the
-// later one; strictly: what is there at that moment, unless the pair is refused.
+// A pair as it stands at two moments. After damage, any record written until the later moment may
+// be found. In the strict case the records must be those of that moment, unless the pair is
+// refused.
 struct Moments {
   std::array<Pair, 2> pairs;
   Contents last;
@@ -301,7 +304,7 @@ Moments make_moments(std::int32_t numbers, bool in_use) {
 bool use_all_ways(const Moments& moments, bool strictly, bool change) {
   const int file = ISOPEN("file", kSharedMode);
   if (file < 0) {
-    // Without a record it may be what a process has left that died while it built the file.
+    // A file without a record may be the leftover of a process that died while it built the file.
     const bool empty =
         read_file(kNames[1]).find_first_not_of('\0', isam::kDataStart) == std::string::npos;
     EXPECT_TRUE(iserrno == kIsBadFile || (iserrno == ENOENT && empty && !strictly)) << iserrno;
@@ -332,14 +335,14 @@ bool use_all_ways(const Moments& moments, bool strictly, bool change) {
                 (iserrno == kIsEndOfFile && (!strictly || count == moments.last.size())))
         << iserrno << " " << count;
   }
-  // Changing it must do no harm either, and not hang; what it answers is looked at above.
+  // Changes must do no harm either, and not hang; the answers were looked at above.
   for (const Operation& operation : random_operations(3, change ? 4 : 0, numbers))
     perform(operation, file);
   ISCLOSE(file);
   return true;
 }
 
-// As write_file, but empty pages take no space and no time.
+// Does the work of write_file, but empty pages take no space and no time.
 void write_sparse(const char* name, const std::string& bytes) {
   static const std::string empty(4096, '\0');
   const int file = open(name, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
@@ -353,15 +356,16 @@ void write_sparse(const char* name, const std::string& bytes) {
   close(file);
 }
 
-// Changes bytes: into other ones, cut off, empty, from elsewhere or of the other moment, sectors
-// that change places, and halves of two moments. Whether what is found then must be strictly right.
+// Changes bytes: overwrites them, cuts the file, empties it, copies bytes from elsewhere or from
+// the other moment, swaps sectors, or combines halves of two moments. Returns whether the records
+// found must then be strictly right.
 bool damage(Pair& pair, const Pair& other, std::mt19937& random) {
   const std::size_t half = random() % 2;
   std::string& bytes = pair[half];
   if (bytes.size() < 2 * kPiece) return false;
   const std::size_t bound = random() % 3 == 0 ? 2 * kPiece : bytes.size();
   std::size_t at = random() % bound;
-  while (bytes[at] == '\0' && random() % 16 != 0)  // rather where there is something
+  while (bytes[at] == '\0' && random() % 16 != 0)  // prefers bytes that are in use
     at = random() % bound;
   const std::size_t length =
       std::min<std::size_t>(random() % (random() % 2 == 0 ? 16 : 2048) + 1, bytes.size() - at);
@@ -382,7 +386,7 @@ bool damage(Pair& pair, const Pair& other, std::mt19937& random) {
     if (kind == 5) bytes = other[half];
     bytes[at % bytes.size()] = static_cast<char>(random());
   }
-  // Which deletions are settled stands in one sector with what tells which index belongs to it.
+  // The settled epoch shares a sector with the stamp that shows which index belongs to it.
   const bool forgets = kind == 1 && half == 1 && at < isam::kDataMark;
   return (kind < 2 || kind > 5) && !forgets;
 }
@@ -407,7 +411,7 @@ TEST_P(DamageTest, IsRefusedOrAnswersRight) {
   auto& opened = shared<std::atomic<int>>();
   const auto go_on = [&] {
     for (const int end = std::min(variant + 20'000, variants); variant < end; ++variant) {
-      if (variant % 100 == 0) alarm(120);  // instead of going on for ever
+      if (variant % 100 == 0) alarm(120);  // limits the wait
       std::mt19937 random(static_cast<unsigned>(variant));
       const std::size_t later = random() % 8 == 0 ? 0 : 1;
       const unsigned places = random() % 2 == 0 ? 1 : random() % 4 + 2;
@@ -432,12 +436,12 @@ TEST_P(DamageTest, IsRefusedOrAnswersRight) {
 INSTANTIATE_TEST_SUITE_P(Files, DamageTest, testing::Range(0, 3),
                          [](const auto& row) { return kDamageRows[row.param].name; });
 
-TEST_F(TortureTest, WhatIsNoChangeIsNotUndone) {
+TEST_F(TortureTest, UndoRefusesAnAreaThatNoChangeHasLeft) {
   const auto undo_so_much = [](const Moments& moments, bool in_use, std::uint64_t used) {
     Pair pair = moments.pairs[1];
     constexpr std::size_t kUsed = offsetof(isam::IndexHeader, undo_used);
     std::memcpy(&pair[0][kUsed], &used, sizeof used);
-    const std::uint64_t first[] = {std::uint64_t{1} << 40, kUsed, sizeof used};  // would go there
+    const std::uint64_t first[] = {std::uint64_t{1} << 40, kUsed, sizeof used};  // hits undo_used
     std::memcpy(&pair[0][isam::kUndoStart * isam::kPageSize], first, sizeof first);
     for (std::size_t half = 0; half < 2; ++half)
       write_sparse(kNames[half], pair[half]);
@@ -476,13 +480,13 @@ TEST(LargeFileTest, TheLongestRecordsAreFoundAgain) {
     ASSERT_EQ(ISREAD(file, record.data(), kIsEqual), 0) << number << " " << iserrno;
     ASSERT_EQ(record, large_record(number));
   }
-  EXPECT_EQ(walk(file), "");
+  EXPECT_EQ(verify(file), "");
   EXPECT_EQ(ISCLOSE(file), 0);
 }
 
 }  // namespace
 
-// For the operators below, which stand outside.
+// Serves the operators below, which are outside of the namespace.
 bool memory_fails() {
   return is_due(std::nullopt);
 }
@@ -494,7 +498,8 @@ void* operator new(std::size_t size) {
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
-// Not inlined: beside a call of the operator above free() would pass for the wrong way to end it.
+// Not inlined: beside a call of the operator above, the compiler would report free() as the wrong
+// counterpart.
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
   std::free(memory);
 }

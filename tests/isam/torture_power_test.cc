@@ -1,5 +1,5 @@
-// Power lost, played: of what was stored since the last sync any sectors may have reached the disk,
-// in any of the forms that they had, and any may not.
+// Power losses, played: of the sectors stored since the last sync any may have reached the disk, in
+// any form that they had, and any may not.
 
 #include <cstring>
 #include <random>
@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::size_t kSector = 512;
 
-// What the disk certainly holds of a file, and what the system would hand it next.
+// The durable content of a file, and the content that the system would write next.
 struct Disk {
   std::string durable;
   std::string seen;  // some moment between the last sync and now
@@ -27,15 +27,15 @@ struct Power {
   std::mt19937 random{1};
   Disk data;
   Disk index;
-  // What must be found: by number, the records that may be there; an empty text stands for none.
+  // For each number, the records that may be found; an empty text stands for none.
   std::map<std::int32_t, std::set<std::string>> allowed;
-  Contents now;           // what a reader would find
+  Contents now;           // records that a reader would find
   unsigned rarity = 150;  // steps to one loss
   std::string base = "file";
-  Contents older;  // what the pair "older" holds, which was the file when it was closed
+  Contents older;  // records of the pair "older", a copy of the file when it was closed
   struct {
     int all = 0;
-    int again = 0;  // of those: while the file was opened after another one
+    int again = 0;  // losses while the file was opened after another loss
     int restored = 0;
   } losses;
 };
@@ -54,7 +54,8 @@ void note_sync(const MappedFile& file, std::uint64_t offset, std::uint64_t bytes
   }
 }
 
-// Any sector as it was at the last sync, at some moment since, or now; the length as it was or is.
+// Each sector is as it was at the last sync, at some moment since, or now; the length is the old or
+// the new one.
 std::string tear(Disk& disk, const std::string& now) {
   std::mt19937& random = power->random;
   std::string image = random() % 4 == 0 ? now.substr(0, disk.durable.size()) : now;
@@ -72,7 +73,7 @@ std::string tear(Disk& disk, const std::string& now) {
   return image;
 }
 
-// Everything done so far is on the disk now: only what is now there may be found.
+// Everything done so far is durable: only the present records may be found.
 void all_is_flushed(Power& state) {
   for (auto& [number, states] : state.allowed) {
     const auto record = state.now.find(number);
@@ -80,7 +81,7 @@ void all_is_flushed(Power& state) {
   }
 }
 
-// What is found, a refusal being no answer.
+// Examines a pair, after a rebuild if the engine refuses it.
 std::string examine_once_made_again(const std::string& base, Contents& found) {
   std::string findings = examine(base, found);
   if (findings != "open: " + std::to_string(kIsBadFile) + "\n") return findings;
@@ -89,8 +90,8 @@ std::string examine_once_made_again(const std::string& base, Contents& found) {
   return examine(base, found);
 }
 
-// Opens what the disk could hold after a power loss now, as another run of the machine would. That
-// one may lose its power as well while it does so, or somebody has restored one half by then.
+// Opens the pair that the disk could hold after a power loss now, like another run of the machine.
+// That run may lose its power as well meanwhile, or somebody has restored one half before it.
 void lose_power(const std::string& what) {
   SCOPED_TRACE(what);
   Power* const before = power;
@@ -138,7 +139,7 @@ void lose_power(const std::string& what) {
   power->losses.restored += next.losses.restored;
 }
 
-// Closes it, and keeps a copy of it that is restored later.
+// Closes the file, and keeps a copy that is restored later.
 void close_and_keep(int file) {
   ASSERT_EQ(error_of(ISCLOSE(file)), 0);
   all_is_flushed(*power);
@@ -152,8 +153,8 @@ void print_losses(const Power& state) {
       state.losses.all, state.losses.again, state.losses.restored);
 }
 
-// Writes, replaces (in one operation, or by deleting and writing again) or deletes. Whoever only
-// replaces a record never finds it missing.
+// Writes, replaces (in one operation, or by deleting and writing again) or deletes. A program that
+// only replaces a record always finds it.
 void perform_and_allow(const Operation& operation, int file) {
   auto& states =
       power->allowed.try_emplace(operation.number, std::set<std::string>{""}).first->second;
@@ -210,7 +211,8 @@ class Exchange {
     const std::int32_t first = some(kNumbers);
     const std::int32_t length = some(8);
     if (random() % 6 == 0) return remove(first);
-    // Each takes what the one before it has just left; with a circle the first one's comes back.
+    // Each record takes the value that the one before it has just left; in a circle the first value
+    // comes back.
     std::int32_t left = free_value();
     for (std::int32_t i = 0; i <= length; ++i)
       left = take((first + i) % kNumbers, left);
@@ -220,7 +222,7 @@ class Exchange {
  private:
   static constexpr std::int32_t kNumbers = 30;
 
-  // The value that the record had, or -1.
+  // Returns the value that the record had, or -1.
   std::int32_t take(std::int32_t number, std::int32_t value) {
     if (value < 0) return -1;
     const bool there = power->now.contains(number);
@@ -294,7 +296,7 @@ void let_survive(std::string& image, const std::string& from, const std::string&
                 sizeof(isam::SlotHeader) + record.size());
 }
 
-// Of "1=5 2=6" the records.
+// Returns the records of "1=5 2=6".
 std::vector<std::string> records_of(const std::string& text) {
   std::vector<std::string> records;
   std::istringstream words(text);
@@ -326,11 +328,11 @@ std::string read_after_loss(const std::string& index, const std::string& data) {
   return text;
 }
 
-TEST_F(TortureTest, OfTwoRecordsWithOneUniqueValueTheLaterGivesWay) {
+TEST_F(TortureTest, TheLaterOfTwoRecordsWithOneUniqueValueIsSetAside) {
   struct Row {
     std::string flushed;
     std::string later;
-    std::string survives;  // of those
+    std::string survives;  // of those records
     std::string found;
   };
   const Row rows[] = {{"1=5", "1=7 2=5", "2=5", "1=5"},
@@ -362,9 +364,9 @@ TEST_F(TortureTest, OfTwoRecordsWithOneUniqueValueTheLaterGivesWay) {
   }
 }
 
-// The record that has given way is gone: it is not there again after the next power loss, when the
-// one before which it gave way has got another value.
-TEST_F(TortureTest, WhatGaveWayStaysAwayAfterTheNextPowerLoss) {
+// A record that was set aside is gone: the next power loss does not bring it back, though the
+// record that it collided with has another value then.
+TEST_F(TortureTest, ARecordSetAsideStaysAwayAfterTheNextPowerLoss) {
   Power state;
   power = &state;
   file_synced_hook = note_sync;
@@ -391,7 +393,7 @@ TEST_F(TortureTest, WhatGaveWayStaysAwayAfterTheNextPowerLoss) {
   EXPECT_EQ(read_after_loss(index, next), "1=9");
 }
 
-TEST_F(TortureTest, WhatWasFlushedSurvivesAPowerLoss) {
+TEST_F(TortureTest, FlushedRecordsSurviveAPowerLoss) {
   Power state;
   file_synced_hook = note_sync;
   power = &state;

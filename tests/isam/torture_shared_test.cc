@@ -15,7 +15,7 @@ namespace {
 
 constexpr int kProcesses = 8;
 constexpr std::int32_t kNumbers = 500;
-constexpr std::int32_t kCounter = 1'000'000;  // the number of the record that all count up in
+constexpr std::int32_t kCounter = 1'000'000;  // number of the record in which all count up
 
 struct Tally {
   std::array<std::atomic<int>, kNumbers> there;  // writes minus deletes that succeeded, by number
@@ -89,8 +89,8 @@ TEST_F(TortureTest, ManyProcessesLoseNothing) {
               tally.counted.load());
 }
 
-// Each of the processes makes the file or finds it made, and writes a record of its own.
-TEST_F(TortureTest, OfSeveralThatBuildAFileAtOnceOneDoes) {
+// Each of the processes builds the file or finds it built, and writes a record of its own.
+TEST_F(TortureTest, OneOfSeveralProcessesBuildsAFile) {
   constexpr int kBuilders = 4;
   const int files = amount(1'500, 20'000);
   auto& arrived = shared<std::atomic<int>>();
@@ -116,7 +116,7 @@ TEST_F(TortureTest, OfSeveralThatBuildAFileAtOnceOneDoes) {
   for (std::int32_t own = 0; own < kBuilders; ++own)
     children.push_back(start_process([&, own] {
       build_all(own);
-      arrived += kBuilders * files;  // nobody waits for one that has failed
+      arrived += kBuilders * files;  // no process waits for a failed one
     }));
   for (const int child : children)
     EXPECT_EQ(wait_for(child), 0);
