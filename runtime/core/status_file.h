@@ -7,10 +7,11 @@
 //   PROGRAMM =invoice                    program name
 //   DATUM    =07-03-1996                 day, month, year of the start
 //   UHRZEIT  =09:05:03                   time of the start
-//   LOCKPATH = 7: orders                 a path class was locked, as often as it happens; the name
-//   from class 6 on FREEPATH = 7: orders                 it was freed EXIT     =OK the program
-//   ended by itself; or ERROR, or PATH_OK (below) and then FEHLER   =  17                       the
-//   number of the system error that ended it
+//   LOCKPATH = 7: orders                 a path class was locked; the name from class 6 on
+//   FREEPATH = 7: orders                 it was freed
+//   EXIT     =OK                         the program ended by itself; otherwise ERROR, or PATH_OK
+//                                        (below), and then:
+//   FEHLER   =  17                       the number of the system error that ended the program
 //
 // A file without an EXIT line belongs to a program that is running or was killed. Every line is in
 // the file when the call returns. A file that cannot be created is not reported and write errors

@@ -4,8 +4,7 @@
 //               flag: one of "-+ #"; width and precision: "*" or digits; modifier: one of "lLh";
 //               conversion: one of "diouxXfeEgGcs"
 //   escape      a backslash and a letter; "\x" and up to three hexadecimal digits; "\0" and up to
-//   three octal digits.
-//               A numeric escape also takes the character behind its digits.
+//               three octal digits; a numeric escape also takes the character after its digits
 //
 // This only takes texts apart. What is done with the parts is told where they are formatted (the
 // command) and compared (the author's tool). Every view points into the text that was given.

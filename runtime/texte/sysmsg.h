@@ -1,4 +1,5 @@
-// The system message catalogue: every word that the runtime itself shows.
+// The system message catalogue: the words of the screen and of error reports that languages
+// translate. Messages of single modules that the contract words stand where they are printed.
 //
 // One variable for each entry of catalogue.def, named by its key: `systxt_` words of the screen,
 // `syschr_` answer keys (a single character), `syserr_` texts of system errors. They hold the

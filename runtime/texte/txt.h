@@ -26,7 +26,7 @@ void txt_start();
 //   - without a message when no element of the search path yields a readable file;
 //   - with "txt_open(): too many databases" on standard error when all slots are taken;
 //   - with the path and the system's reason on standard error when the file is no store that can be
-//   opened.
+//     opened.
 // A found path of more than 250 characters, ".pag" not counted, is system error 38.
 int txt_open(const char* language, const char* name);
 
