@@ -20,8 +20,8 @@ function(marigold_room name folder)
   file(MAKE_DIRECTORY ${door}/${parent})
   file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${folder} ${door}/${folder} SYMBOLIC)
   target_include_directories(marigold_${name} PUBLIC ${door})
-  target_link_libraries(marigold_${name}
-    PUBLIC marigold_options ${ROOM_SEES} PRIVATE ${ROOM_USES})
+  target_compile_features(marigold_${name} PUBLIC cxx_std_20)
+  target_link_libraries(marigold_${name} PUBLIC ${ROOM_SEES} PRIVATE ${ROOM_USES})
 endfunction()
 
 # Rooms that are linked together under one name.

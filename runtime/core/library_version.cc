@@ -1,0 +1,9 @@
+#include "runtime/core/library_version.h"
+
+namespace marigold {
+
+const char* library_version() {
+  return MARIGOLD_VERSION;
+}
+
+}  // namespace marigold
