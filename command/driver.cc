@@ -8,7 +8,7 @@
 #include "command/format.h"
 #include "command/message.h"
 #include "command/options.h"
-#include "runtime/core/library_version.h"
+#include "marigold/core.h"
 #include "runtime/core/settings.h"
 #include "runtime/texte/texte.h"
 

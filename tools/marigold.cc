@@ -8,7 +8,7 @@
 #include <iostream>
 #include <string>
 
-#include "runtime/core/library_version.h"
+#include "marigold/core.h"
 #include "runtime/platform/stream.h"
 #include "runtime/texte/syserr.h"
 #include "tools/common/progress.h"

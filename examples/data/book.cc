@@ -3,14 +3,11 @@
 // As a program does it that others work beside: the record is locked from the moment in which it is
 // read until it is written, so no amount is ever lost.
 
+#include <marigold/data.h>
+#include <marigold/texts.h>
+
 #include <cstdio>
 #include <cstdlib>
-
-#include "runtime/core/settings.h"
-#include "runtime/data/access/data_file.h"
-#include "runtime/data/access/field_access.h"
-#include "runtime/data/definition/definition_set.h"
-#include "runtime/texte/syserr.h"
 
 namespace {
 
@@ -18,7 +15,7 @@ using namespace marigold;
 
 constexpr int kByNumber = 1;
 
-bool book(FileDefinition& customers, std::int32_t number, double amount) {
+bool book(DataFile& customers, std::int32_t number, double amount) {
   data_put_long(customers, "NUMBER", number);
   const bool found = data_read(customers, kByNumber, true, LockWait::kWait) == kDataDone;
   if (found) {
@@ -38,10 +35,9 @@ int main(int argc, char** argv) {
     std::fputs("book NUMBER AMOUNT [TIMES]\n", stderr);
     return 2;
   }
-  syserr_start();
-  settings_read();
+  texte_start(nullptr);  // it shows no texts of its own
   definition_set_load("SHOP");
-  FileDefinition& customers = definition_get("CUSTOMER");
+  DataFile& customers = data_file("CUSTOMER");
   data_open(customers, LockWait::kTellAndWait);
   bool booked = true;
   for (int times = argc > 3 ? std::atoi(argv[3]) : 1; booked && times > 0; --times)

@@ -1,4 +1,4 @@
-#include "runtime/core/library_version.h"
+#include "marigold/core.h"
 
 namespace marigold {
 

@@ -16,11 +16,14 @@
 #include <string>
 #include <string_view>
 
+#include "marigold/data.h"  // IWYU pragma: export
 #include "runtime/data/definition/definition.h"
 
 namespace marigold {
 
-// ---- By definition, on any buffer that holds a record: for those who go over many records.
+// By definition, on any buffer that holds a record: for those who go over many records. By name, in
+// the record buffer of an open file: marigold/data.h.
+//
 // Results:
 
 inline constexpr int kFieldDone = 0;
@@ -46,20 +49,5 @@ int field_put(const FieldDefinition& field, int index, char* record, std::string
 // Gives every element its preset, or zeros where it has none, and clears the bytes behind the
 // fields. A preset text that is too long is cut.
 void fields_preset(const FileDefinition& file, std::span<char> record);
-
-// ---- By name, in the record buffer of an open file. System error 2 for an unknown field, and the
-// numbers above for the others; they do not return. Error 101 when the file is not open.
-
-std::int16_t data_get_integer(const FileDefinition& file, std::string_view field, int index = 1);
-std::int32_t data_get_long(const FileDefinition& file, std::string_view field, int index = 1);
-double data_get_double(const FileDefinition& file, std::string_view field, int index = 1);
-std::string data_get_text(const FileDefinition& file, std::string_view field, int index = 1);
-
-void data_put_integer(FileDefinition& file, std::string_view field, std::int16_t value,
-                      int index = 1);
-void data_put_long(FileDefinition& file, std::string_view field, std::int32_t value, int index = 1);
-void data_put_double(FileDefinition& file, std::string_view field, double value, int index = 1);
-void data_put_text(FileDefinition& file, std::string_view field, std::string_view value,
-                   int index = 1);
 
 }  // namespace marigold
