@@ -10,9 +10,9 @@
 
 #include <benchmark/benchmark.h>
 
+#include "marigold/windows.h"
 #include "runtime/wi/terminal/terminal.h"
 #include "runtime/wi/window/compose.h"
-#include "runtime/wi/window/window.h"
 
 namespace marigold::bench {
 namespace {

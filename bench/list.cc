@@ -24,17 +24,17 @@
 #include <fstream>
 #include <vector>
 
+#include "marigold/lists.h"
+#include "marigold/output.h"
 #include "runtime/core/settings.h"
 #include "runtime/data/access/data_file.h"
 #include "runtime/data/access/field_access.h"
 #include "runtime/platform/record_file.h"
-#include "runtime/print/engine/list.h"
 #include "runtime/print/files/block_code.h"
 #include "runtime/print/files/block_store.h"
 #include "runtime/print/files/list_files.h"
 #include "runtime/print/output/display_record.h"
 #include "runtime/print/output/output_device.h"
-#include "runtime/print/output/print_command.h"
 #include "runtime/print/output/print_defaults.h"
 #include "runtime/print/output/screen_output.h"
 

@@ -18,12 +18,12 @@
 #include <iterator>
 #include <string_view>
 
+#include "marigold/windows.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/print/output/screen_output.h"
 #include "runtime/print/viewer/viewer.h"
 #include "runtime/wi/terminal/terminal.h"
-#include "runtime/wi/window/window.h"
 
 namespace marigold::bench {
 namespace {

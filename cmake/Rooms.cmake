@@ -2,26 +2,36 @@
 # the room's path from the root leads to its sources:
 #
 #   doors/isam/runtime/isam -> <source>/runtime/isam
+#   doors/isam/marigold/isam.h -> <source>/include/marigold/isam.h
+#
+# The second one is a header of the public face, if the room has some: what programs may call.
 #
 # Headers are named from the root, and a target has on its include path the doors of the rooms that
 # it links, directly or through others, and no more. So an include of a room that is not linked does
 # not compile, and what may be linked is said in one place for each room.
 
-# marigold_room(NAME FOLDER SEES LIBRARY... [USES LIBRARY...] SOURCES FILE...)
+# marigold_room(NAME FOLDER SEES LIBRARY... [USES LIBRARY...] [FACE HEADER...] SOURCES FILE...)
 #
 # Makes the static library marigold_NAME. SEES: what its headers need, and so what everyone who links
 # it sees as well. USES: what only its sources need.
 function(marigold_room name folder)
-  cmake_parse_arguments(PARSE_ARGV 2 ROOM "" "" "SEES;USES;SOURCES")
+  cmake_parse_arguments(PARSE_ARGV 2 ROOM "" "" "SEES;USES;FACE;SOURCES")
   list(TRANSFORM ROOM_SOURCES PREPEND ${PROJECT_SOURCE_DIR}/${folder}/)
   add_library(marigold_${name} STATIC ${ROOM_SOURCES})
   set(door ${PROJECT_BINARY_DIR}/doors/${name})
   cmake_path(GET folder PARENT_PATH parent)
   file(MAKE_DIRECTORY ${door}/${parent})
   file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${folder} ${door}/${folder} SYMBOLIC)
+  foreach(header IN LISTS ROOM_FACE)
+    file(MAKE_DIRECTORY ${door}/marigold)
+    file(CREATE_LINK ${PROJECT_SOURCE_DIR}/include/marigold/${header} ${door}/marigold/${header} SYMBOLIC)
+  endforeach()
   target_include_directories(marigold_${name} PUBLIC ${door})
-  target_link_libraries(marigold_${name}
-    PUBLIC marigold_options ${ROOM_SEES} PRIVATE ${ROOM_USES})
+  # The public headers make visible what they declare.
+  set_target_properties(marigold_${name} PROPERTIES
+    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  target_compile_features(marigold_${name} PUBLIC cxx_std_20)
+  target_link_libraries(marigold_${name} PUBLIC ${ROOM_SEES} PRIVATE ${ROOM_USES})
 endfunction()
 
 # Rooms that are linked together under one name.

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "command/message.h"
-#include "runtime/core/text_buffer.h"
+#include "marigold/core.h"
 #include "runtime/texte/format_language.h"
 
 namespace marigold {

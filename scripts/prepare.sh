@@ -1,16 +1,18 @@
 # shellcheck shell=sh
-# Sourced by ./run and ./test with `top` set to the project's folder: installs what is missing and builds build/release.
-# Quiet when everything is there; a step that fails shows what it printed and ends the script.
+# Sourced by ./run and ./test with `top` set to the project's folder. `prepare programs` or `prepare tests` installs the
+# packages that are missing for that and builds it in build/release. Quiet when everything is there; a step that fails
+# shows what it printed and ends the script.
 
 packages_for_commands='g++:g++ cmake:cmake ninja:ninja-build zstd:zstd'
 # perl is looked for as a package: perl-base, which every system has, brings the command without its modules.
-other_packages='perl libgdbm-dev libgdbm-compat-dev libgettextpo-dev libcli11-dev libcsv-dev libhpdf-dev libarchive-dev nettle-dev nlohmann-json3-dev libgtest-dev libvterm-dev libbenchmark-dev'
+other_packages='perl libgdbm-dev libgdbm-compat-dev libgettextpo-dev libcli11-dev libcsv-dev libhpdf-dev libarchive-dev nettle-dev nlohmann-json3-dev'
+test_packages='libgtest-dev libvterm-dev'
 
 missing_packages() {
   for pair in $packages_for_commands; do
     command -v "${pair%%:*}" >/dev/null 2>&1 || echo "${pair#*:}"
   done
-  for package in $other_packages; do
+  for package in $other_packages $([ "$wanted" = programs ] || echo "$test_packages"); do
     [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || echo "$package"
   done
 }
@@ -48,19 +50,34 @@ install_missing() {
   rm -f "$install_log"
 }
 
+# A build folder that was configured for the programs alone is configured again for the tests, and stays so.
+configure_release() {
+  testing=ON
+  [ "$wanted" = tests ] || testing=OFF
+  [ -f "$build/build.ninja" ] && { [ "$wanted" = programs ] || grep -q '^BUILD_TESTING:BOOL=ON' "$build/CMakeCache.txt"; } && return
+  quietly "$build/configure.log" cmake --preset release -DBUILD_TESTING="$testing"
+}
+
 # shellcheck disable=SC2154  # top is set by who sources this
 build_release() {
   mkdir -p "$build"
   exec 9>"$build/.lock"
   flock 9  # two at once would write the same files
   cd "$top" || exit 1
-  [ -f "$build/build.ninja" ] || quietly "$build/configure.log" cmake --preset release
+  configure_release
   [ -f "$build/command/scrivel" ] || echo 'Building, which takes a minute or two the first time...' >&2
-  quietly "$build/build.log" cmake --build --preset release
+  target=all
+  [ "$wanted" = tests ] || target=programs
+  quietly "$build/build.log" cmake --build --preset release --target "$target"
   flock -u 9
   exec 9>&-
 }
 
+# shellcheck disable=SC2154
 build=$top/build/release
-install_missing
-build_release
+
+prepare() {
+  wanted=$1
+  install_missing
+  build_release
+}

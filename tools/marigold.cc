@@ -6,7 +6,9 @@
 #include <CLI/Formatter.hpp>
 #include <exception>
 #include <iostream>
+#include <string>
 
+#include "marigold/core.h"
 #include "runtime/platform/stream.h"
 #include "runtime/texte/syserr.h"
 #include "tools/common/progress.h"
@@ -21,7 +23,7 @@ namespace {
 int run(int argc, char** argv) {
   int status = marigold::kExitClean;
   CLI::App tool("Author's and operator's tool of the Marigold runtime", "marigold");
-  tool.set_version_flag("--version", "marigold " MARIGOLD_VERSION);
+  tool.set_version_flag("--version", std::string("marigold ") + marigold::library_version());
   tool.require_subcommand(1);
   marigold::texts_register(tool, status);
   marigold::data_register(tool, status);

@@ -3,14 +3,11 @@
 // As a program does it that others work beside: the record is locked from the moment in which it is
 // read until it is written, so no amount is ever lost.
 
+#include <marigold/data.h>
+#include <marigold/texts.h>
+
 #include <cstdio>
 #include <cstdlib>
-
-#include "runtime/core/settings.h"
-#include "runtime/data/access/data_file.h"
-#include "runtime/data/access/field_access.h"
-#include "runtime/data/definition/definition_set.h"
-#include "runtime/texte/syserr.h"
 
 namespace {
 
@@ -38,8 +35,7 @@ int main(int argc, char** argv) {
     std::fputs("book NUMBER AMOUNT [TIMES]\n", stderr);
     return 2;
   }
-  syserr_start();
-  settings_read();
+  texte_start(nullptr);  // it shows no texts of its own
   definition_set_load("SHOP");
   DataFile& customers = data_file("CUSTOMER");
   data_open(customers, LockWait::kTellAndWait);

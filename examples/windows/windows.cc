@@ -7,16 +7,17 @@
 // Cursor keys move the topmost window, Tab raises the lowest one. The function keys stand in the
 // last row.
 
+#include <marigold/application.h>
+#include <marigold/windows.h>
+
 #include <algorithm>
 #include <array>
 #include <string>
 #include <vector>
 
-#include "runtime/application/wi.h"
-#include "runtime/core/user_interface.h"
-
-namespace marigold {
 namespace {
+
+using namespace marigold;
 
 constexpr int kHeight = 9;
 constexpr int kWidth = 34;
@@ -153,11 +154,10 @@ class Garden {
 };
 
 }  // namespace
-}  // namespace marigold
 
 int main() {
-  marigold::runtime_start("windows");
-  marigold::Garden().run();
-  marigold::runtime_end();
+  runtime_start("windows");
+  Garden().run();
+  runtime_end();
   return 0;
 }

@@ -1,8 +1,9 @@
-#include "runtime/application/application.h"
+#include "marigold/application.h"
 
 #include <cstdlib>
 #include <exception>
 
+#include "marigold/windows.h"
 #include "runtime/application/key_statistics.h"
 #include "runtime/core/program_end.h"
 #include "runtime/core/settings.h"
@@ -15,7 +16,7 @@
 #include "runtime/texte/sysmsg.h"
 #include "runtime/wi/dialog/window_interface.h"
 #include "runtime/wi/terminal/terminal.h"
-#include "runtime/wi/window/window.h"
+#include "runtime/wi/window/window_table.h"
 
 namespace marigold {
 namespace {

@@ -2,10 +2,10 @@
 
 #include <cstdint>
 
+#include "marigold/windows.h"
 #include "runtime/core/edit_mask.h"
 #include "runtime/data/access/data_file.h"
 #include "runtime/data/access/field_access.h"
-#include "runtime/wi/dialog/field_key.h"
 #include "runtime/wi/window/window_text.h"
 
 namespace marigold {

@@ -1,4 +1,4 @@
-#include "runtime/core/dates.h"
+#include "marigold/core.h"
 
 #include <algorithm>
 #include <array>

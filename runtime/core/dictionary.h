@@ -11,7 +11,7 @@
 #include <memory>
 #include <string_view>
 
-#include "runtime/core/text_buffer.h"
+#include "marigold/core.h"
 #include "runtime/core/user_interface.h"
 
 #include "runtime/core/system_errors.h"

@@ -1,22 +1,13 @@
-// Numbers shown and read by a mask, a picture of the text with a place for each character.
-//
-//   #      a digit, a blank where a leading zero would stand
-//   0      a digit
-//   ,      the decimal comma, once
-//   .      a point between digits, a blank where no digit stands before it
-//   -      as the first character: a minus sign for negative numbers, else a blank
-//   other  stands for itself
-//
-// A text by a mask is as long as the mask. A number that does not fit (too many digits, negative
-// where the mask has no sign, not a number at all) shows "*" in every place: a list or a field
-// never shows a number that is cut.
+// Many numbers edited by one mask. The characters of masks, and single numbers:
+// marigold/core.h.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <string_view>
+
+#include "marigold/core.h"  // IWYU pragma: export
 
 namespace marigold {
 
@@ -55,13 +46,5 @@ class NumberMask {
   std::size_t point_count_ = 0;
   std::uint64_t most_ = 0;  // as a whole number of the last place: what fits
 };
-
-std::string edit_number(std::string_view mask, double value);
-
-// The number that a text means, be it shown by the mask or typed for it: digits with blanks, points
-// and other characters of the mask ignored around them, at most as many before and behind the comma
-// as the mask has places, a sign only where the mask has one. No digits at all are 0. False, and
-// the value as it was, when the text is none of this.
-bool read_number(std::string_view mask, std::string_view text, double& value);
 
 }  // namespace marigold

@@ -1,18 +1,12 @@
-// The runtime's own strings: at most 250 characters of ISO 8859-1 and a zero byte.
+// Operations on the runtime's own strings (RuntimeString).
 #pragma once
 
-#include <cstddef>
-
-#include "runtime/core/text_buffer.h"
+#include "marigold/core.h"  // IWYU pragma: export
 
 namespace marigold {
 
-// The buffer that the runtime's files and tables are laid out for: 251 bytes.
-inline constexpr std::size_t kRuntimeStringCapacity = 250;
-using RuntimeString = TextBuffer<kRuntimeStringCapacity>;
-
-// What the length routine accepts: one less than the buffer holds, so that a buffer that was filled
-// to its end is noticed.
+// The longest text that the length routine accepts: one less than the buffer holds, so that a
+// buffer that was filled to its end is noticed.
 inline constexpr int kLongestString = 249;
 
 // The length in characters, 0 to 249. A longer string is system error 17 and does not return.

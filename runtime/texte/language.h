@@ -14,6 +14,7 @@
 #include <cstddef>
 #include <string_view>
 
+#include "marigold/texts.h"  // IWYU pragma: export
 #include "runtime/core/runtime_string.h"
 
 namespace marigold {
@@ -46,16 +47,6 @@ void lang_expand_element(RuntimeString& output, std::string_view path_template,
 // Puts the name in the place of every "%N" of an expanded element. The output ends after 249
 // characters, in the middle of the name if need be.
 void lang_subst_name(RuntimeString& output, std::string_view element, std::string_view name);
-
-// 0 and the path of the first element under which the file is found; -1 and an empty output if
-// there is none.
-int lang_find_file(RuntimeString& output, std::string_view name, std::string_view path_template,
-                   std::string_view identifier);
-
-// The same search; the output is the element that won, with "%N" still in it, to find other files
-// in the same place.
-int lang_find_dir(RuntimeString& output, std::string_view name, std::string_view path_template,
-                  std::string_view identifier);
 
 // All elements expanded, "%N" left in them, each followed by ";". Stops before the first element
 // with which the list would reach 250 characters.

@@ -6,26 +6,12 @@
 //   any other      unknown
 #pragma once
 
-#include "runtime/texte/txt.h"
+#include "marigold/texts.h"  // IWYU pragma: export
 
 namespace marigold {
 
 // Makes syserr_fatal what the lower floors reach through raise_fatal. Called before the settings
 // are read, which can fail.
 void syserr_start();
-
-// The catalogue's text for a number.
-void syserr_text(SystemText& output, int number);
-
-// Hands the terminal back and writes the report of five lines (label, number, text, two lines of
-// advice) to standard error.
-void syserr_show(int number);
-
-// Writes the error end of the program status file, hands the terminal back, writes the report and
-// aborts. No exit handler runs and nothing is flushed.
-[[noreturn]] void syserr_fatal(int number);
-
-// Ends the program status file normally, writes the report and returns.
-void syserr_report(int number);
 
 }  // namespace marigold

@@ -1,4 +1,4 @@
-#include "runtime/texte/textdb.h"
+#include "marigold/texts.h"
 
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"

@@ -67,6 +67,7 @@ TEST_F(ScrivelTest, OptionsAreTakenAsTheClassicParserDoes) {
       {"-x:n KEY", "", unknown + "x\n" + unknown + ":\n" + usage, 1},
       {"---n KEY", "", unknown + "-\n" + unknown + "-\n" + usage, 1},
       {"-nt", "", "./scrivel: argument missing for -t\n" + usage, 1},
+      {"--version", "scrivel " PROJECT_VERSION "\n"},
   });
 }
 // clang-format on

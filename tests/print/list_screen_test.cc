@@ -1,8 +1,10 @@
 // The user at the screen: the progress line, stopping a list, looking at one.
 
-#include "runtime/application/application.h"
-#include "runtime/application/wi.h"
+#include "marigold/application.h"
 #include "runtime/print/output/output_channel.h"
+#include "runtime/wi/dialog/window_interface.h"
+#include "runtime/wi/terminal/terminal.h"
+#include "runtime/wi/window/window_table.h"
 #include "tests/print/list_support.h"
 #include "tests/support/recording_console.h"
 

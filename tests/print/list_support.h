@@ -4,15 +4,16 @@
 #include <string>
 #include <vector>
 
+#include "marigold/lists.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/data/access/data_file.h"
 #include "runtime/data/access/field_access.h"
-#include "runtime/print/engine/list.h"
 #include "runtime/print/files/block_code.h"
 #include "runtime/print/files/block_store.h"
 #include "runtime/print/files/list_files.h"
 #include "runtime/print/files/list_records.h"
+#include "runtime/print/output/meta_marker.h"
 #include "runtime/print/output/print_defaults.h"
 #include "tests/support/support.h"
 

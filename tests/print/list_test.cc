@@ -1,4 +1,4 @@
-#include "runtime/print/engine/list.h"
+#include "marigold/lists.h"
 
 #include <unistd.h>
 
@@ -6,7 +6,6 @@
 #include "runtime/isam/isam.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/record_file.h"
-#include "runtime/print/engine/data_record.h"
 #include "runtime/print/engine/variables.h"
 #include "tests/print/list_support.h"
 

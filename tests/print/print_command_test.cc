@@ -1,4 +1,4 @@
-#include "runtime/print/output/print_command.h"
+#include "marigold/output.h"
 
 #include <unistd.h>
 

@@ -4,11 +4,14 @@
 
 #include <algorithm>
 
-#include "runtime/application/wi.h"
+#include "marigold/application.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/print/output/output_choice.h"
 #include "runtime/print/output/screen_output.h"
+#include "runtime/wi/dialog/window_interface.h"
+#include "runtime/wi/terminal/terminal.h"
+#include "runtime/wi/window/window_table.h"
 #include "tests/print/size_limit.h"
 #include "tests/support/recording_console.h"
 #include "tests/support/terminal_session.h"

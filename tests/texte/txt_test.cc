@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "marigold/texts.h"
 #include "runtime/core/settings.h"
-#include "runtime/texte/textdb.h"
 #include "tests/support/support.h"
 
 namespace marigold::test {
@@ -147,7 +147,7 @@ TEST_F(TxtTest, AStoreThatIsCutOrWrittenWhileItIsOpenIsNoMoreThanDamaged) {
   EXPECT_GT(faults, 0);
 }
 
-// Of textdb.h: what the command does not show.
+// The text database of the program: what the command does not show.
 TEST_F(TxtTest, TextsOfAModuleFallBackToTheirKeys) {
   write_textdb("textdb", {{"menu.KEY", "of the menu"}, {".KEY", "of none"}});
   settings_read();

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
-#include "runtime/application/application.h"
-#include "runtime/application/wi.h"
+#include "marigold/application.h"
 #include "runtime/core/line_output.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/data/access/data_fatal.h"
 #include "runtime/data/definition/definition_set.h"
 #include "runtime/isam/fatal.h"
+#include "runtime/wi/terminal/terminal.h"
 #include "tests/support/support.h"
 #include "tests/support/terminal_session.h"
 

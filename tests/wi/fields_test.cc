@@ -4,11 +4,14 @@
 #include <limits>
 #include <vector>
 
-#include "runtime/application/wi.h"
+#include "marigold/application.h"
 #include "runtime/core/line_output.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/texte/char_table.h"
+#include "runtime/wi/dialog/window_interface.h"
+#include "runtime/wi/terminal/terminal.h"
+#include "runtime/wi/window/window_table.h"
 #include "tests/support/recording_console.h"
 #include "tests/support/support.h"
 

@@ -1,7 +1,8 @@
 // A full application from its start to its end, and the display for those who configure one.
 
-#include "runtime/application/application.h"
+#include "marigold/application.h"
 
+#include "marigold/windows.h"
 #include "runtime/application/key_statistics.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
@@ -9,7 +10,6 @@
 #include "runtime/data/access/field_access.h"
 #include "runtime/data/definition/definition_set.h"
 #include "runtime/wi/terminal/terminal.h"
-#include "runtime/wi/window/window.h"
 #include "tests/support/recording_console.h"
 #include "tests/support/support.h"
 

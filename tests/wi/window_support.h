@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "marigold/windows.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/wi/terminal/terminal.h"
-#include "runtime/wi/window/window.h"
 #include "runtime/wi/window/window_table.h"
 #include "tests/support/recording_console.h"
 #include "tests/support/support.h"

@@ -1,4 +1,4 @@
-#include "runtime/wi/window/window.h"
+#include "marigold/windows.h"
 
 #include <climits>
 #include <cstdio>

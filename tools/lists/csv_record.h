@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "runtime/print/engine/list.h"
+#include "marigold/lists.h"
 #include "tools/common/code_set.h"
 #include "tools/common/csv_rows.h"
 #include "tools/common/input_file.h"

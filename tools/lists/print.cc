@@ -3,14 +3,14 @@
 #include <fstream>
 #include <utility>
 
-#include "runtime/application/application.h"
+#include "marigold/application.h"
+#include "marigold/lists.h"
+#include "marigold/output.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/file.h"
 #include "runtime/platform/stream.h"
-#include "runtime/print/engine/list.h"
 #include "runtime/print/files/list_files.h"
-#include "runtime/print/output/print_command.h"
 #include "runtime/print/output/print_defaults.h"
 #include "tools/common/input_file.h"
 #include "tools/common/new_files.h"

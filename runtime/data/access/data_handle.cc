@@ -31,6 +31,14 @@ DataFile& data_file(std::string_view name) {
   return handle_of(definition_get(name));
 }
 
+void data_set_path(DataFile& file, std::string_view path) {
+  file.explicit_path = path;
+}
+
+bool data_is_open(const DataFile& file) {
+  return file.open;
+}
+
 std::vector<DataFile*> data_files() {
   std::vector<DataFile*> files;
   if (state.generation != definition_generation()) return files;

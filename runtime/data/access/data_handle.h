@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "marigold/data.h"  // IWYU pragma: export
 #include "runtime/data/definition/definition.h"
 
 namespace marigold {
@@ -41,9 +42,6 @@ struct DataFile {
 // The handle of a file name of the list (cut as definition_find does), or null. It stays valid
 // until definition_start.
 DataFile* data_file_find(std::string_view name);
-
-// The same; a missing definition is system error 1 and does not return.
-DataFile& data_file(std::string_view name);
 
 // All handles that have been asked for, in the order of their names.
 std::vector<DataFile*> data_files();

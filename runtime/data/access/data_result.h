@@ -1,11 +1,4 @@
-// What the operations on data files return. Anything else that can happen ends the process.
+// Results of the operations on data files.
 #pragma once
 
-namespace marigold {
-
-inline constexpr int kDataDone = 0;
-inline constexpr int kDataAlreadyOpen = 1;
-inline constexpr int kDataNotFound = 3;  // also: end of the file
-inline constexpr int kDataLocked = 4;    // by another process
-
-}  // namespace marigold
+#include "marigold/data.h"  // IWYU pragma: export

@@ -16,12 +16,15 @@
 #include <string>
 #include <string_view>
 
+#include "marigold/data.h"  // IWYU pragma: export
 #include "runtime/core/system_errors.h"
 #include "runtime/data/access/data_handle.h"
 
 namespace marigold {
 
-// ---- By definition, on any buffer that holds a record: for those who go over many records.
+// By definition, on any buffer that holds a record: for those who go over many records. By name, in
+// the record buffer of an open file: marigold/data.h.
+//
 // Results:
 
 inline constexpr int kFieldDone = 0;
@@ -47,18 +50,5 @@ int field_put(const FieldDefinition& field, int index, char* record, std::string
 // Gives every element its preset, or zeros where it has none, and clears the bytes behind the
 // fields. A preset text that is too long is cut.
 void fields_preset(const FileDefinition& file, std::span<char> record);
-
-// ---- By name, in the record buffer of an open file. System error 2 for an unknown field, and the
-// numbers above for the others; they do not return. Error 101 when the file is not open.
-
-std::int16_t data_get_integer(const DataFile& file, std::string_view field, int index = 1);
-std::int32_t data_get_long(const DataFile& file, std::string_view field, int index = 1);
-double data_get_double(const DataFile& file, std::string_view field, int index = 1);
-std::string data_get_text(const DataFile& file, std::string_view field, int index = 1);
-
-void data_put_integer(DataFile& file, std::string_view field, std::int16_t value, int index = 1);
-void data_put_long(DataFile& file, std::string_view field, std::int32_t value, int index = 1);
-void data_put_double(DataFile& file, std::string_view field, double value, int index = 1);
-void data_put_text(DataFile& file, std::string_view field, std::string_view value, int index = 1);
 
 }  // namespace marigold

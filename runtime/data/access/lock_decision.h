@@ -6,14 +6,6 @@
 
 namespace marigold {
 
-// What whoever opens or reads wants done then. The numbers are those of the platform's programs.
-enum class LockWait {
-  kTell = 0,         // tell the user and give up
-  kAsk = 1,          // the user decides; without a screen: tell, wait a second, give up
-  kTellAndWait = 2,  // tell the user, for as long as it takes, once a second
-  kWait = 3,         // wait without a word, looking once a second
-};
-
 enum class LockPhase { kOpening = 0, kReading = 1 };
 
 // Whether to try again. Looks at nothing but kDataLocked: any other result is final. May wait for a

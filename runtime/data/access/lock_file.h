@@ -12,29 +12,12 @@
 #include <string>
 #include <vector>
 
-#include "runtime/data/access/data_result.h"
+#include "marigold/data.h"  // IWYU pragma: export
 
 namespace marigold {
 
 // Forgets and closes all lock files without a trace in the status file.
 void path_lock_start();
-
-// Takes the class for this process alone; a shared lock is given back first. 0, or 4 when others
-// have it and the user, who is asked, does not want to wait (LockWait::kAsk): then nothing is held.
-int path_lock_exclusive(int path_class);
-
-// Takes the class shared; an exclusive lock is given back first. Waits until it is granted, telling
-// the user (LockWait::kTellAndWait). 0.
-int path_lock_shared(int path_class);
-
-// Takes the class shared if that is possible at once: 0, else 4. Nobody is asked or told.
-int path_lock_try_shared(int path_class);
-
-// Takes the classes of all defined files shared, in the order of the files' names.
-void path_lock_all_defined();
-
-void path_lock_release(int path_class);
-void path_lock_release_all();
 
 struct LockHolder {
   long process = 0;  // 0: not known (yet)

@@ -1,4 +1,4 @@
-#include "runtime/data/conversion/critical_path.h"
+#include "marigold/data.h"
 
 #include <algorithm>
 #include <array>

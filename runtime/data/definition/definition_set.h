@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "marigold/data.h"  // IWYU pragma: export
 #include "runtime/data/definition/definition.h"
 #include "runtime/data/definition/scan_tokens.h"
 
@@ -41,11 +42,6 @@ DefinitionScan scan_definitions(std::string_view text, AfterScanError after_erro
 
 // The path of a set's file, from the settings.
 std::string definition_set_path(std::string_view set_name);
-
-// Scans a set and appends its files to the list of definitions. Any error is the system error of
-// its number and does not return, and no file of the set is in the list then: 60 for a set that
-// cannot be read or ends before "END.", 7 as well for a file that an earlier set has defined.
-void definition_set_load(std::string_view set_name);
 
 // Of the set loaded last: "FILE" and the set's name, and the line of the error; 1 without one.
 std::string_view definition_set_name();

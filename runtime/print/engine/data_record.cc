@@ -1,4 +1,4 @@
-#include "runtime/print/engine/data_record.h"
+#include "marigold/lists.h"
 
 #include "runtime/data/access/field_access.h"
 

@@ -1,9 +1,10 @@
-#include "runtime/print/engine/list.h"
+#include "marigold/lists.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <utility>
 
+#include "marigold/output.h"
 #include "runtime/core/program_end.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/system_errors.h"
@@ -17,7 +18,6 @@
 #include "runtime/print/files/list_install.h"
 #include "runtime/print/output/number_text.h"
 #include "runtime/print/output/output_device.h"
-#include "runtime/print/output/print_command.h"
 #include "runtime/print/output/print_defaults.h"
 #include "runtime/print/output/screen_output.h"
 #include "runtime/print/viewer/viewer.h"

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "runtime/print/engine/list.h"
+#include "marigold/lists.h"
 
 namespace marigold {
 

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "marigold/lists.h"
 #include "runtime/print/engine/block_steps.h"
-#include "runtime/print/engine/list.h"
 #include "runtime/print/files/list_records.h"
 
 namespace marigold {

@@ -5,12 +5,11 @@
 
 #include <utility>
 
+#include "marigold/windows.h"
 #include "runtime/core/settings.h"
 #include "runtime/print/engine/list_state.h"
 #include "runtime/texte/sysmsg.h"
-#include "runtime/wi/dialog/selection.h"
 #include "runtime/wi/terminal/terminal.h"
-#include "runtime/wi/window/window.h"
 
 namespace marigold {
 namespace {

@@ -5,31 +5,13 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <string_view>
+
+#include "marigold/output.h"  // IWYU pragma: export
 
 namespace marigold {
 
 inline constexpr char kMarkerByte = 5;
-
-enum class Marker : std::uint8_t {
-  kNewLine,     // "NL"
-  kNewPage,     // "NP"
-  kPitch10,     // "10Z"
-  kPitch12,     // "12Z"
-  kPitch17,     // "16Z": printers of the time had no other name for it
-  kBoldOn,      // "FETTEIN"
-  kBoldOff,     // "FETTAUS"
-  kHeaderEnd,   // "KOPFEND"
-  kFooterEnd,   // "FUSSEND"
-  kShortDate,   // "TTMMJJ"
-  kLongDate,    // "TTMMJJJJ"
-  kPage,        // "PAGE,"
-  kTotal,       // "UEBERTRAG,"
-  kCollect,     // "BB"
-  kCollectEnd,  // "BE"
-  kUnknown,
-};
 
 struct MarkerText {
   Marker marker = Marker::kUnknown;

@@ -1,6 +1,6 @@
 #include "runtime/print/output/output_choice.h"
 
-#include "runtime/wi/dialog/selection.h"
+#include "marigold/windows.h"
 
 namespace marigold {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "runtime/print/output/print_command.h"
+#include "marigold/output.h"
 #include "runtime/print/output/print_defaults.h"
 #include "runtime/print/output/screen_output.h"
 

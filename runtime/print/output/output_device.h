@@ -5,7 +5,7 @@
 
 namespace marigold {
 
-// The printer pipe (print_command.h), with the control strings of the defaults. Its close gives 1
+// The printer pipe (marigold/output.h), with the control strings of the defaults. Its close gives 1
 // when there was no pipe to write to, or its command has stopped reading.
 extern const OutputDevice kPrinterDevice;
 

@@ -1,4 +1,4 @@
-#include "runtime/print/output/print_command.h"
+#include "marigold/output.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -6,12 +6,12 @@
 #include <string>
 #include <utility>
 
+#include "marigold/windows.h"
 #include "runtime/core/runtime_string.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/terminal_text.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/command_pipe.h"
-#include "runtime/wi/console/screen_row.h"
 
 namespace marigold {
 namespace {

@@ -5,6 +5,7 @@
 #include <string>
 #include <system_error>
 
+#include "marigold/windows.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/system_error.h"
 #include "runtime/print/output/screen_output.h"
@@ -14,8 +15,6 @@
 #include "runtime/print/viewer/viewer_print.h"
 #include "runtime/print/viewer/viewer_screen.h"
 #include "runtime/print/viewer/viewer_search.h"
-#include "runtime/wi/dialog/field_key.h"
-#include "runtime/wi/dialog/input_field.h"
 
 namespace marigold {
 namespace {

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <iterator>
 
-#include "runtime/wi/dialog/field_key.h"
+#include "marigold/windows.h"
 #include "runtime/wi/window/window_text.h"
 
 namespace marigold {

@@ -9,7 +9,7 @@
 #include <array>
 #include <cstdint>
 
-#include "runtime/wi/console/screen_row.h"
+#include "marigold/windows.h"
 
 namespace marigold {
 

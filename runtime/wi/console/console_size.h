@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "runtime/wi/console/screen_row.h"
+#include "marigold/windows.h"
 
 namespace marigold {
 

@@ -1,4 +1,5 @@
-#include "runtime/wi/dialog/field_key.h"
+#include "marigold/windows.h"
+#include "runtime/wi/terminal/terminal.h"
 
 namespace marigold {
 namespace {

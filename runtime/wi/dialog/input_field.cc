@@ -1,12 +1,10 @@
-#include "runtime/wi/dialog/input_field.h"
+#include "marigold/windows.h"
 
 #include <algorithm>
 
 #include "runtime/core/edit_mask.h"
 #include "runtime/texte/sysmsg.h"
-#include "runtime/wi/dialog/field_key.h"
 #include "runtime/wi/dialog/line_editor.h"
-#include "runtime/wi/dialog/message_box.h"
 #include "runtime/wi/window/window_text.h"
 
 namespace marigold {

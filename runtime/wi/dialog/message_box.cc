@@ -1,4 +1,4 @@
-#include "runtime/wi/dialog/message_box.h"
+#include "marigold/windows.h"
 
 #include <algorithm>
 #include <string>
@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "runtime/texte/sysmsg.h"
-#include "runtime/wi/dialog/field_key.h"
 #include "runtime/wi/window/compose.h"
 #include "runtime/wi/window/window_table.h"
 #include "runtime/wi/window/window_text.h"

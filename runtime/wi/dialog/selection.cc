@@ -1,11 +1,9 @@
-#include "runtime/wi/dialog/selection.h"
+#include "marigold/windows.h"
 
 #include <algorithm>
 #include <cstddef>
 
 #include "runtime/texte/sysmsg.h"
-#include "runtime/wi/dialog/field_key.h"
-#include "runtime/wi/dialog/message_box.h"
 #include "runtime/wi/terminal/letters.h"
 #include "runtime/wi/window/window_text.h"
 

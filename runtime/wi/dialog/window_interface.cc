@@ -4,14 +4,13 @@
 #include <string_view>
 #include <vector>
 
+#include "marigold/windows.h"
 #include "runtime/core/edit_mask.h"
 #include "runtime/core/line_output.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/last_words.h"
 #include "runtime/texte/sysmsg.h"
-#include "runtime/wi/dialog/message_box.h"
-#include "runtime/wi/dialog/selection.h"
 #include "runtime/wi/window/window_text.h"
 
 namespace marigold {

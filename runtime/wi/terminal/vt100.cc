@@ -3,8 +3,8 @@
 #include <array>
 #include <cstdio>
 
+#include "marigold/windows.h"
 #include "runtime/platform/stream.h"
-#include "runtime/wi/console/screen_row.h"
 
 namespace marigold {
 namespace {

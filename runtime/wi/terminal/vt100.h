@@ -11,8 +11,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "marigold/core.h"
 #include "runtime/core/terminal_text.h"
-#include "runtime/core/text_buffer.h"
 
 namespace marigold {
 

@@ -10,9 +10,8 @@
 #include <cstdint>
 #include <span>
 
-#include "runtime/wi/console/screen_row.h"
+#include "marigold/windows.h"
 #include "runtime/wi/terminal/terminal.h"
-#include "runtime/wi/window/window.h"
 
 namespace marigold {
 
@@ -71,5 +70,9 @@ void blank_cells(ScreenRow& row, int column, int count);
 
 // After a change in the window: what the live flag promises.
 void refresh_if_live(int window);
+
+// All windows free, nothing shown, neither live nor flushing; the window system counts as active.
+// After `terminal_start`.
+void wi_start();
 
 }  // namespace marigold

@@ -7,9 +7,9 @@
 #include <string>
 #include <string_view>
 
+#include "marigold/windows.h"
 #include "runtime/texte/char_table.h"
 #include "runtime/wi/terminal/terminal.h"
-#include "runtime/wi/window/window.h"
 #include "runtime/wi/window/window_table.h"
 
 namespace marigold {

@@ -10,7 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "runtime/wi/console/screen_row.h"
+#include "marigold/windows.h"
 
 namespace marigold {
 namespace {

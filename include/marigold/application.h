@@ -1,13 +1,18 @@
-// The runtime of a full application: one call at its start and one at its end.
+// The runtime of a full application with windows: one call at its start and one at its end.
 #pragma once
 
+#include "marigold/texts.h"    // IWYU pragma: export
+#include "marigold/windows.h"  // IWYU pragma: export
+
 namespace marigold {
+
+#pragma GCC visibility push(default)
 
 // Starts everything, in this order: the standard streams, the report of system errors, the settings
 // from the environment, the system message catalogue, the terminal, the windows with the user
 // interface's functions and the keys that they serve, and the program status file under the
-// program's name. Afterwards the program loads its definition sets
-// (data/definition/definition_set.h) and its own texts (texte/textdb.h).
+// program's name. Afterwards the program loads its definition sets (definition_set_load, data.h)
+// and its own texts (textdb_setup, texts.h).
 //
 // Without a terminal it says so on standard error and ends the process with status 1.
 void runtime_start(const char* program);
@@ -17,5 +22,7 @@ void runtime_start(const char* program);
 // program status file (with a normal end). What was not open is passed over, so a second call does
 // nothing.
 void runtime_end();
+
+#pragma GCC visibility pop
 
 }  // namespace marigold

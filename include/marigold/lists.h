@@ -1,25 +1,32 @@
-// Lists: printing by named blocks of text that a list compiler has made.
+// Lists: printing by named blocks of text that the list compiler ("marigold lists compile") has
+// made.
 //
-//   if (open_printer("#laser") != 0) ...                     print_command.h
+//   if (open_printer("#laser") != 0) ...                     output.h
 //   if (list_open("KUNDEN", {.show_progress = true}) != kListDone) ...
 //   list_set_header("KOPF");
 //   for each customer: list_set("NAME", name); list_print("ZEILE"); if (list_check_abort()) break;
 //   list_close(&complete);
 //   if (close_printer() != 0) ...                            the print command has failed
 //
-// The first list of a program reads what the printer understands (print_defaults.h). One list is
-// open at a time. What goes wrong with a list is told to the user by a one-line message and aborts
-// the list: everything printed to it afterwards is skipped, and it is closed as usual. System error
-// 42: a list is opened while one is; 43: none is, and one is closed.
+// The first list of a program reads what the printer understands, from DEFAULT.DAT in the print
+// directory. One list is open at a time. What goes wrong with a list is shown to the user by a
+// one-line message and aborts the list: everything printed to it afterwards is skipped, and it is
+// closed as usual. System error 42: a list is opened while one is; 43: none is, and one is closed.
+//
+// Process-wide, one thread; nothing throws. Texts are ISO 8859-1.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
-#include "runtime/print/output/output_channel.h"
+#include "marigold/data.h"    // IWYU pragma: export
+#include "marigold/output.h"  // IWYU pragma: export
 
 namespace marigold {
+
+#pragma GCC visibility push(default)
 
 // ---- Opening and closing
 
@@ -36,8 +43,8 @@ inline constexpr int kListBad = 1;        // damaged files, or a page that nothi
 inline constexpr int kListNoPrinter = 2;  // it goes to the printer, and none is open
 inline constexpr int kListNotFound = 3;   // in neither pair of definition files
 
-// Chooses where the next lists go: the screen (screen_output.h, and the viewer at the end) or the
-// printer, as at the start, which is open when the list is opened (print_command.h).
+// Chooses where the next lists go: the screen (with a viewer at the end) or the
+// printer, as at the start, which is open when the list is opened (output.h).
 void list_to_screen(bool screen);
 // The printer that F4 in the viewer opens, and closes again, as long as none is open; "" as at the
 // start: then there is none to print on.
@@ -96,7 +103,7 @@ int list_page();
 
 // ---- What blocks print
 
-// Up to 120 variables (variables.h); one more aborts the list.
+// Up to 120 variables; one more aborts the list.
 void list_set(std::string_view name, double number, std::int32_t generation = 0);
 void list_set(std::string_view name, std::string_view text, std::int32_t generation = 0);
 // A number that is printed as this text where no mask edits it: as a file or a user wrote it.
@@ -131,5 +138,21 @@ class ListRecord {
 
 // The record that the next blocks print; null for none. It stays the caller's.
 void list_set_record(const ListRecord* record);
+
+// A record of a data file, for lists to print its fields. Numbers, dates and times are printed by
+// the mask of the definition of their field when the list has none of its own.
+class DataRecord : public ListRecord {
+ public:
+  // The record buffer of an open file: what it holds when a block is printed. The file outlives the
+  // object.
+  explicit DataRecord(const DataFile& file) : file_(file) {}
+
+  bool get(std::string_view field, int element, ListFieldValue& value) const override;
+
+ private:
+  const DataFile& file_;
+};
+
+#pragma GCC visibility pop
 
 }  // namespace marigold

@@ -1,0 +1,84 @@
+# Installation: the library in both forms, its headers, its CMake package and pkg-config files, completion, and an uninstall
+# target. Programs, manuals and documents are installed where they are built. Components are the Debian packages.
+
+set(MARIGOLD_ROOMS platform core texte isam data_definition data_access data_conversion wi_console
+  wi_terminal wi_window wi_dialog print_files print_output print_viewer print_engine application)
+set(room_objects)
+foreach(room IN LISTS MARIGOLD_ROOMS)
+  list(APPEND room_objects $<TARGET_OBJECTS:marigold_${room}>)
+endforeach()
+
+find_package(Threads REQUIRED)
+
+# One archive and one shared library hold all rooms; a program takes from the archive what it calls.
+add_library(marigold_static STATIC ${room_objects})
+add_library(marigold_shared SHARED ${room_objects})
+foreach(form IN ITEMS static shared)
+  target_compile_features(marigold_${form} INTERFACE cxx_std_20)
+  set_target_properties(marigold_${form} PROPERTIES
+    OUTPUT_NAME marigold LINKER_LANGUAGE CXX EXPORT_NAME ${form})
+endforeach()
+# The number changes when programs have to be built again.
+set_target_properties(marigold_shared PROPERTIES VERSION 1.${PROJECT_VERSION_MINOR} SOVERSION 1)
+target_link_libraries(marigold_shared PRIVATE gdbm_compat gdbm Threads::Threads)
+target_link_options(marigold_shared PRIVATE $<$<CONFIG:Release>:${MARIGOLD_LINK_LTO}>
+  $<$<NOT:$<BOOL:${MARIGOLD_SANITIZE}>>:-Wl,--no-undefined>)
+
+set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/marigold)
+install(TARGETS marigold_static marigold_shared EXPORT marigold-targets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libmarigold1 NAMELINK_COMPONENT libmarigold-dev
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libmarigold-dev
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(EXPORT marigold-targets NAMESPACE marigold::
+  DESTINATION ${package_directory} COMPONENT libmarigold-dev)
+install(DIRECTORY include/marigold DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT libmarigold-dev)
+
+include(CMakePackageConfigHelpers)
+configure_package_config_file(cmake/marigold-config.cmake.in marigold-config.cmake
+  INSTALL_DESTINATION ${package_directory})
+write_basic_package_version_file(marigold-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/marigold-config.cmake
+    ${CMAKE_CURRENT_BINARY_DIR}/marigold-config-version.cmake
+  DESTINATION ${package_directory} COMPONENT libmarigold-dev)
+
+# marigold_pkg_config(COMPONENT DESCRIPTION REQUIRES PRIVATE_LIBRARIES)
+cmake_path(SET pkg_config_directory ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH up /${pkg_config_directory} /)
+string(REGEX REPLACE "/$" "" up "${up}")
+function(marigold_pkg_config component description requires private)
+  set(file ${CMAKE_CURRENT_BINARY_DIR}/marigold-${component}.pc)
+  file(CONFIGURE OUTPUT ${file} @ONLY CONTENT [[prefix=${pcfiledir}/@up@
+includedir=${prefix}/@CMAKE_INSTALL_INCLUDEDIR@
+libdir=${prefix}/@CMAKE_INSTALL_LIBDIR@
+
+Name: marigold-@component@
+Description: @description@
+Version: @PROJECT_VERSION@
+Requires: @requires@
+Cflags: -I${includedir}
+Libs: -L${libdir} -lmarigold
+Libs.private: @private@
+]])
+  install(FILES ${file} DESTINATION ${pkg_config_directory} COMPONENT libmarigold-dev)
+endfunction()
+marigold_pkg_config(core "Marigold runtime: user interface hook, bounded texts, masks, dates" "" "-pthread")
+marigold_pkg_config(isam "Marigold runtime: the keyed-file engine" "" "-pthread")
+marigold_pkg_config(texts "Marigold runtime: text databases and system errors" "marigold-core" "-lgdbm_compat -lgdbm")
+marigold_pkg_config(data "Marigold runtime: data files by their definitions" "marigold-texts marigold-isam" "")
+marigold_pkg_config(windows "Marigold runtime: windows, keys and fields" "marigold-texts" "")
+marigold_pkg_config(lists "Marigold runtime: printed lists" "marigold-data marigold-windows" "")
+marigold_pkg_config(application "Marigold runtime: applications with windows" "marigold-data marigold-windows" "")
+
+foreach(program IN ITEMS scrivel marigold)
+  install(FILES completion/${program}.bash RENAME ${program}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT marigold)
+  install(FILES completion/_${program}
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT marigold)
+  install(FILES completion/${program}.fish
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT marigold)
+endforeach()
+
+add_custom_target(uninstall
+  COMMAND ${CMAKE_COMMAND} -D MANIFEST=${PROJECT_BINARY_DIR}/install_manifest.txt
+    -P ${PROJECT_SOURCE_DIR}/cmake/Uninstall.cmake
+  VERBATIM)

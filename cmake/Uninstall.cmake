@@ -1,0 +1,33 @@
+# cmake -D MANIFEST=FILE -P Uninstall.cmake
+#
+# Removes the files that the last installation has listed, and its folders that are empty then. Files that are gone already
+# are passed over; one that cannot be removed ends the run with a message.
+if(NOT EXISTS "${MANIFEST}")
+  message(FATAL_ERROR "${MANIFEST}: nothing was installed from this build folder")
+endif()
+file(STRINGS "${MANIFEST}" files)
+set(folders)
+foreach(file IN LISTS files)
+  set(file "$ENV{DESTDIR}${file}")
+  if(EXISTS "${file}" OR IS_SYMLINK "${file}")
+    message(STATUS "Removing ${file}")
+    file(REMOVE "${file}")
+    if(EXISTS "${file}" OR IS_SYMLINK "${file}")
+      message(FATAL_ERROR "${file}: cannot be removed")
+    endif()
+  endif()
+  # Folders that carry the name belong to this project alone.
+  cmake_path(GET file PARENT_PATH folder)
+  while(folder MATCHES "/marigold(/|$)")
+    list(APPEND folders "${folder}")
+    cmake_path(GET folder PARENT_PATH folder)
+  endwhile()
+endforeach()
+list(REMOVE_DUPLICATES folders)
+list(SORT folders ORDER DESCENDING)
+foreach(folder IN LISTS folders)
+  file(GLOB left LIST_DIRECTORIES true "${folder}/*" "${folder}/.*")
+  if(IS_DIRECTORY "${folder}" AND NOT left)
+    file(REMOVE_RECURSE "${folder}")
+  endif()
+endforeach()

@@ -1,0 +1,15 @@
+// show TEXTID...   writes the texts of these ids in the user's language, a line for each: a console
+// program at its smallest.
+
+#include <marigold/texts.h>
+
+#include <cstdio>
+#include <string>
+
+int main(int argc, char** argv) {
+  marigold::texte_start();
+  std::string text;
+  for (int i = 1; i < argc; ++i)
+    std::puts(marigold::textdb_text(text, argv[i]).c_str());
+  return std::fflush(stdout) == 0 ? 0 : 1;
+}

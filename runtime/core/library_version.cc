@@ -1,0 +1,9 @@
+#include "marigold/core.h"
+
+namespace marigold {
+
+const char* library_version() {
+  return MARIGOLD_VERSION;
+}
+
+}  // namespace marigold
