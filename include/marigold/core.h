@@ -1,4 +1,4 @@
-// What all parts of the runtime share: the user interface hook, bounded texts, numbers by a mask,
+// Shared by all parts of the runtime: the user interface hook, bounded texts, numbers by a mask,
 // dates.
 //
 // Process-wide, one thread. Nothing throws. Texts are ISO 8859-1, or in the code set of the

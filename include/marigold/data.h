@@ -56,7 +56,8 @@ inline constexpr int kDataAlreadyOpen = 1;
 inline constexpr int kDataNotFound = 3;  // also: end of the file
 inline constexpr int kDataLocked = 4;    // by another process
 
-// What whoever opens or reads wants done then. The numbers are those of the platform's programs.
+// How an operation meets a lock of another process. The numbers are those of the platform's
+// programs.
 enum class LockWait {
   kTell = 0,         // tell the user and give up
   kAsk = 1,          // the user decides; without a screen: tell, wait a second, give up
@@ -68,7 +69,7 @@ enum class LockWait {
 
 // Opens a file; a missing one is made, with its version record, unless the definition is read-only.
 // 0 (the record is cleared), 1 for one that is open (nothing happens), or 4. System errors: 1 no
-// such definition; 2 no such type; 16 a chained file; 19 no room for the deletion marker behind the
+// such definition; 2 no such type; 16 a chained file; 19 no room for the deletion marker after the
 // fields; 33, 34 no room for the record; and those of the file's kind.
 int data_open(DataFile& file, LockWait wait, bool exclusive = false);
 int data_open(std::string_view name, LockWait wait, bool exclusive = false);
@@ -157,7 +158,7 @@ void path_lock_release_all();
 
 inline constexpr int kCriticalPaths = 5;
 
-// What the check has found. The numbers are those of the platform's programs.
+// Result of the check of one entry. The numbers are those of the platform's programs.
 enum class CriticalPathState {
   kUnchecked = 0,         // without a name, or not checked yet
   kReady = 1,             // its version is the right one; the class is locked shared

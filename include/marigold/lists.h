@@ -116,7 +116,7 @@ void list_unset(std::string_view name, std::int32_t generation = 0);
 // Indexes 0 to 9.
 void list_set_register(std::size_t index, double number);
 
-// What a field of a record holds, for blocks that print fields by name.
+// Content of one field of a record, for blocks that print fields by name.
 struct ListFieldValue {
   bool is_number = false;
   double number = 0;

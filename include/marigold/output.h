@@ -47,6 +47,10 @@ struct OutputDevice {
   int (*close)();
 };
 
+// The printer pipe (open_printer), with the control strings of the defaults. Its close gives 1
+// when there was no pipe to write to, or its command has stopped reading.
+extern const OutputDevice kPrinterDevice;
+
 // ---- The output channel: takes lines with their markers, counts lines and pages, puts header and
 // footer texts where they belong, and gives what is left to a device.
 //
@@ -54,20 +58,21 @@ struct OutputDevice {
 // closing a closed one 43, a marker of no known name 5, a header or footer text of more than 1,000
 // characters 44.
 
-// A page of so many lines, at least 1. The name is for whoever looks at what is being printed. The
+// Opens the channel with pages of so many lines, at least 1. The name is for those who look at the
+// output while it is printed. The
 // first channel of a program reads what the printer understands.
 void channel_open(std::string_view name, int page_length, const OutputDevice& device);
 bool channel_is_open();
-// What the device's close gives.
+// Returns the result of the device's close.
 int channel_close();
 
 // Text with markers in it.
 void channel_write(std::string_view text);
-// Text without, and a marker without operands: the same, for those who know.
+// The same for text that is known to have no markers, and for a marker without operands.
 void channel_write_plain(std::string_view text);
 void channel_write_marker(Marker marker);
 
-// While it is stopped, what is written is dropped.
+// While the channel is stopped, text written to it is dropped.
 void channel_stop(bool stopped);
 
 // Of the channel that is open, or was last.

@@ -236,7 +236,7 @@ void message_line(const char* text, const char* help_key);
 // fifteen lines is left out. Line ends stand for themselves.
 void warning_box(const char* text);
 
-// What the help key gives: that there is no help for this.
+// Shows that there is no help for this key, as the help key of a field does.
 void help_show(const char* help_key);
 
 // ---- A list of entries of which the user chooses one.

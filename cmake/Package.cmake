@@ -1,0 +1,39 @@
+# Debian packages of the components: cmake --build --preset release --target package. Needs all of the build; they lie in the
+# folder packages of the build folder.
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
+set(CPACK_PACKAGE_CONTACT "Marigold maintainers <maintainers@marigold.example>")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_COMPONENTS_ALL marigold libmarigold1 libmarigold-dev)
+set(CPACK_COMPONENTS_GROUPING IGNORE)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
+set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/packaging/finish.cmake)
+set(CPACK_PROJECT_SOURCE ${PROJECT_SOURCE_DIR})
+
+set(CPACK_DEBIAN_MARIGOLD_PACKAGE_NAME marigold)
+set(CPACK_DEBIAN_MARIGOLD_PACKAGE_SECTION misc)
+set(CPACK_DEBIAN_MARIGOLD_DESCRIPTION "scrivel writes texts of the language's text database, formatted with its
+arguments. marigold builds and checks text databases, looks after data files
+and prints lists.")
+
+set(CPACK_DEBIAN_LIBMARIGOLD1_PACKAGE_NAME libmarigold1)
+set(CPACK_DEBIAN_LIBMARIGOLD1_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBMARIGOLD1_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/triggers)
+set(CPACK_DEBIAN_LIBMARIGOLD1_DESCRIPTION "Text databases, keyed data files shared by many processes, text windows on any
+terminal, and printed lists.")
+
+set(CPACK_DEBIAN_LIBMARIGOLD-DEV_PACKAGE_NAME libmarigold-dev)
+set(CPACK_DEBIAN_LIBMARIGOLD-DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_LIBMARIGOLD-DEV_PACKAGE_DEPENDS
+  "libmarigold1 (= ${PROJECT_VERSION}), libgdbm-dev, libgdbm-compat-dev")
+set(CPACK_DEBIAN_LIBMARIGOLD-DEV_DESCRIPTION "Headers, static library, CMake package and pkg-config files for programs that
+use the runtime.")
+
+include(CPack)
