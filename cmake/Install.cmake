@@ -21,8 +21,10 @@ endforeach()
 # The number changes when programs have to be built again.
 set_target_properties(marigold_shared PROPERTIES VERSION 1.${PROJECT_VERSION_MINOR} SOVERSION 1)
 target_link_libraries(marigold_shared PRIVATE gdbm_compat gdbm Threads::Threads)
-target_link_options(marigold_shared PRIVATE $<$<CONFIG:Release>:${MARIGOLD_LINK_LTO}>
-  $<$<NOT:$<BOOL:${MARIGOLD_SANITIZE}>>:-Wl,--no-undefined>)
+target_link_options(marigold_shared PRIVATE $<$<CONFIG:Release>:${MARIGOLD_LINK_LTO}>)
+if(NOT MARIGOLD_SANITIZE)  # whose library is the program's
+  target_link_options(marigold_shared PRIVATE -Wl,--no-undefined)
+endif()
 
 set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/marigold)
 install(TARGETS marigold_static marigold_shared EXPORT marigold-targets
