@@ -55,7 +55,7 @@ configure_release() {
   testing=ON
   [ "$wanted" = tests ] || testing=OFF
   [ -f "$build/build.ninja" ] && { [ "$wanted" = programs ] || grep -q '^BUILD_TESTING:BOOL=ON' "$build/CMakeCache.txt"; } && return
-  # Machine code beside that for linking takes half the time again, and is there for an installed library alone.
+  # Objects with machine code beside the code for linking take longer, and serve an installed library alone.
   quietly "$build/configure.log" cmake --preset release -DBUILD_TESTING="$testing" -DMARIGOLD_INSTALL="$testing"
 }
 
