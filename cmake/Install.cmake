@@ -22,7 +22,7 @@ endforeach()
 set_target_properties(marigold_shared PROPERTIES VERSION 1.${PROJECT_VERSION_MINOR} SOVERSION 1)
 target_link_libraries(marigold_shared PRIVATE gdbm_compat gdbm Threads::Threads)
 target_link_options(marigold_shared PRIVATE $<$<CONFIG:Release>:${MARIGOLD_LINK_LTO}>)
-if(NOT MARIGOLD_SANITIZE)  # whose library is the program's
+if(NOT MARIGOLD_SANITIZE)
   target_link_options(marigold_shared PRIVATE -Wl,--no-undefined)
 endif()
 
