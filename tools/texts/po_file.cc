@@ -371,10 +371,11 @@ std::string po_template(const std::vector<PoEntry>& entries) {
 }  // namespace marigold
 
 #ifdef __SANITIZE_ADDRESS__
-// The library never frees the comments that it hands out.
+// The library never frees the comments that it hands out. The sanitizer finds these functions by
+// name in what the program makes visible.
 extern "C" {
-const char* __lsan_default_suppressions();
-const char* __lsan_default_options();
+[[gnu::visibility("default")]] const char* __lsan_default_suppressions();
+[[gnu::visibility("default")]] const char* __lsan_default_options();
 const char* __lsan_default_suppressions() {
   return "leak:libgettextpo\n";
 }
