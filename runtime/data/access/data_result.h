@@ -1,4 +1,4 @@
-// What the operations on data files return. Anything else that can happen ends the process.
+// Results of the operations on data files. Any other outcome ends the process.
 #pragma once
 
 namespace marigold {
