@@ -131,7 +131,7 @@ void check_version(const DataFile& file, const Operations& operations) {
   if (!found) {
     if (!file.read_only && operations.is_empty(file))
       static_cast<void>(
-          version_write_record(version_file_record(data_path(file)), wanted));  // or the next open does
+          version_write_record(version_file_record(data_path(file)), wanted));  // or next open
     return;
   }
   refuse(file,
