@@ -8,8 +8,8 @@
 //   clock time   HHMM: hour * 100 + minute
 //
 // A date in the year 00 is not valid; programs have relied on 0 as "no year" from the start. Texts
-// are in a 7-bit national character set and end in a zero byte. Only date_check says anything; the
-// other operations answer an invalid date with 0 or an empty text.
+// use a 7-bit national character set and end in a zero byte. Only date_check shows a message; the
+// other operations return 0 or an empty text for an invalid date.
 #pragma once
 
 #include <cstdint>
@@ -27,45 +27,47 @@ struct DateParts {
 
 using DateText = TextBuffer<8>;
 
-// The parts as they stand in the number, valid or not.
+// Returns the parts in the number, valid or not.
 DateParts date_split(std::int32_t date);
 
-// 1 for a valid date. Else 0, and the user is shown "Datum nicht korrekt ! " with the help key
-// "ADFEH__".
+// Returns 1 for a valid date. Else shows the user "Datum nicht korrekt ! " with the help key
+// "ADFEH__" and returns 0.
 int date_check(std::int32_t date);
 
-// 1 and the day number, or 0 and the day number 0.
+// Gives the day number and returns 1; gives 0 and returns 0 for an invalid date.
 int date_day_number(std::int32_t date, std::int32_t& number);
 
-// The date of a day number; 0 for a negative one. Beyond the year 99 the year has more digits than
-// a date has room for.
+// Returns the date of a day number; 0 for a negative one. Beyond the year 99 the year has more
+// digits than a date has room for.
 std::int32_t date_of_day_number(std::int32_t number);
 
-// 1, the index (0 is Sunday) and the name; or 0, the index 0 and an empty name.
+// Gives the index (0 is Sunday) and the name of the weekday and returns 1; gives 0 and an empty
+// name and returns 0 for an invalid date.
 int date_weekday(std::int32_t date, int& index, const char*& name);
 
-// The name of the month 1 to 12. The third is "M{rz": "{" is the umlaut of the national character
-// set that forms and lists are written in.
+// Returns the name of the month 1 to 12, "" for other numbers. The third is "M{rz": "{" is the
+// umlaut in the national character set of forms and lists.
 const char* date_month_name(int month);
 
 std::int32_t date_to_sort_layout(std::int32_t date);
 
-// DDMM alone when the year is 0.
+// Returns DDMM alone if the year is 0.
 std::int32_t date_to_display_layout(std::int32_t sorted);
 
-// 1 when the first date is not later than the second.
+// Returns 1 if the first date is not later than the second, else 0.
 int date_not_later(std::int32_t first, std::int32_t second);
 
 std::int32_t date_today();
 
-// "14.11.26"; "   14.11" without a year; eight blanks for 0. Of more than six digits the last six.
+// Returns "14.11.26"; "   14.11" without a year; eight blanks for 0. Shows the last six digits of a
+// longer number.
 DateText date_text(std::int32_t date);
 
-// "09:30"; eight blanks, and not five, for 0: the column that a form leaves empty is as wide as a
-// date.
+// Returns "09:30". For 0 it returns eight blanks and not five, because the column that a form
+// leaves empty is as wide as a date.
 DateText date_time_text(std::int32_t time);
 
-// "01:02:05" from a number of seconds; at most "99:59:59". A negative number is taken as 0.
+// Returns "01:02:05" for a number of seconds; at most "99:59:59". A negative number counts as 0.
 DateText date_duration_text(std::int32_t seconds);
 
 }  // namespace marigold

@@ -1,4 +1,4 @@
-// Numbers shown and read by a mask, a picture of the text with a place for each character.
+// Shows and reads numbers by a mask, a picture of the text with a place for each character.
 //
 //   #      a digit, a blank where a leading zero would stand
 //   0      a digit
@@ -7,9 +7,9 @@
 //   -      as the first character: a minus sign for negative numbers, else a blank
 //   other  stands for itself
 //
-// A text by a mask is as long as the mask. A number that does not fit (too many digits, negative
-// where the mask has no sign, not a number at all) shows "*" in every place: a list or a field
-// never shows a number that is cut.
+// The shown text is as long as the mask. A number that does not fit (too many digits, negative
+// without a sign in the mask, not a number) shows "*" in every place, so that no list or field ever
+// shows a number that is cut.
 #pragma once
 
 #include <array>
@@ -20,21 +20,22 @@
 
 namespace marigold {
 
-// A mask whose places have been counted, for those who edit many numbers by it. Its text stays the
-// caller's, and must live as long.
+// A mask with its places counted, to edit many numbers by it. The caller keeps the mask's text
+// alive.
 class NumberMask {
  public:
   NumberMask() = default;
   explicit NumberMask(std::string_view text);
 
   [[nodiscard]] std::string_view text() const { return text_; }
-  // "##0,00" and 12.345 give " 12,35". Rounds the number's shortest decimal form half up, away from
-  // zero: 2.675 to two places is 2,68, as on paper, though the nearest double lies below it.
-  // `edited` has room for as many characters as the mask has. False when it shows "*".
+  // Edits a number: "##0,00" and 12.345 give " 12,35". Rounds the number's shortest decimal form
+  // half away from zero: 2.675 to two places is 2,68, as on paper, though the nearest double lies
+  // below 2.675. `edited` has room for as many characters as the mask. Returns false if it shows
+  // "*".
   bool edit(double value, char* edited) const;
 
  private:
-  // Longer masks than anyone needs are edited all the same, but not as quickly.
+  // A longer mask works as well, but not as quickly.
   static constexpr std::size_t kQuickSize = 32;
   static constexpr std::size_t kMostDigits = 19;  // of any 64-bit number
 
@@ -44,24 +45,24 @@ class NumberMask {
   bool fill_exactly(double value, char* edited) const;
 
   std::string_view text_;
-  std::size_t comma_ = 0;  // where it stands; the text's length when it has none
+  std::size_t comma_ = 0;  // its index; the text's length without a comma
   std::size_t whole_places_ = 0;
   std::size_t fraction_places_ = 0;
   bool has_sign_ = false;
   // Of a text of up to kQuickSize characters:
-  std::array<char, kQuickSize> zero_ = {};            // how 0 is shown
-  std::array<std::uint8_t, kQuickSize> places_ = {};  // where digits stand, from the last one
-  std::array<std::uint8_t, kQuickSize> points_ = {};  // blank in `zero_`, shown behind a digit
+  std::array<char, kQuickSize> zero_ = {};            // the text of 0
+  std::array<std::uint8_t, kQuickSize> places_ = {};  // indexes of the digits, from the last one
+  std::array<std::uint8_t, kQuickSize> points_ = {};  // blank in `zero_`, shown after a digit
   std::size_t point_count_ = 0;
-  std::uint64_t most_ = 0;  // as a whole number of the last place: what fits
+  std::uint64_t most_ = 0;  // the greatest number that fits, in units of the last place
 };
 
 std::string edit_number(std::string_view mask, double value);
 
-// The number that a text means, be it shown by the mask or typed for it: digits with blanks, points
-// and other characters of the mask ignored around them, at most as many before and behind the comma
-// as the mask has places, a sign only where the mask has one. No digits at all are 0. False, and
-// the value as it was, when the text is none of this.
+// Reads the number in a text that the mask shows or that a user has typed: digits, with blanks,
+// points and other characters of the mask ignored around them, at most as many before and after the
+// comma as the mask has places, and a sign only if the mask has one. A text without digits is 0.
+// Returns false for any other text, and `value` stays as it was.
 bool read_number(std::string_view mask, std::string_view text, double& value);
 
 }  // namespace marigold

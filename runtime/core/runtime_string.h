@@ -7,19 +7,22 @@
 
 namespace marigold {
 
-// The buffer that the runtime's files and tables are laid out for: 251 bytes.
+// Length of the buffer that the layouts of the runtime's files and tables have, without its zero
+// byte: 251 bytes in all.
 inline constexpr std::size_t kRuntimeStringCapacity = 250;
 using RuntimeString = TextBuffer<kRuntimeStringCapacity>;
 
-// What the length routine accepts: one less than the buffer holds, so that a buffer that was filled
-// to its end is noticed.
+// The longest string that st_length accepts: one less than the buffer holds, so that st_length
+// notices a buffer filled to its end.
 inline constexpr int kLongestString = 249;
 
-// The length in characters, 0 to 249. A longer string is system error 17 and does not return.
+// Returns the length in characters, 0 to 249. A longer string is system error 17, and the function
+// does not return.
 int st_length(const char* text);
 
-// The capital letter of a letter of ISO 8859-1, national letters included; any other character, and
-// the two small letters without a capital in this set (sharp s and y with diaeresis), as they are.
+// Returns the capital letter of a letter of ISO 8859-1, national letters included. Returns any
+// other character unchanged, and also the two small letters without a capital in this set (sharp s
+// and y with diaeresis).
 char st_upper(char character);
 
 }  // namespace marigold

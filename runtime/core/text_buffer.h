@@ -8,7 +8,7 @@
 
 namespace marigold {
 
-// Up to Capacity characters (bytes) and the zero byte behind them.
+// Holds up to Capacity characters (bytes) and the zero byte after them.
 template <std::size_t Capacity>
 class TextBuffer {
  public:
