@@ -1,5 +1,5 @@
-// One row of the screen as the window system keeps it: 80 characters and, behind them, their 80
-// attributes. Characters are ISO 8859-1, or line-drawing codes where the attribute says so.
+// One row of the screen in the window system: 80 characters and, after them, their 80 attributes.
+// Characters are ISO 8859-1, or line-drawing codes if the attribute has that bit.
 #pragma once
 
 #include <array>
@@ -10,8 +10,8 @@ namespace marigold {
 inline constexpr int kScreenColumns = 80;
 inline constexpr int kScreenRows = 24;
 
-// Attribute bits. The two highlights without a look of their own are data that programs set and
-// read back.
+// Attribute bits. The second and the fourth highlight have no look of their own; programs set them
+// and read them back.
 inline constexpr std::uint8_t kAttributeLineDrawing = 1;
 inline constexpr std::uint8_t kAttributeSecondHighlight = 2;
 inline constexpr std::uint8_t kAttributeFourthHighlight = 16;

@@ -1,4 +1,4 @@
-// A list of entries of which the user chooses one.
+// Lets the user choose one entry of a list.
 #pragma once
 
 #include <span>
@@ -11,12 +11,12 @@ struct SelectionEntry {
   bool can_be_chosen = true;  // headings and lines cannot
 };
 
-// The layout is a text of nine digits. The first one "1": a letter, large or small (letters.h),
-// goes on to the next entry that begins with it. The second one "1": the entries stand side by side
-// in one row without a frame; otherwise below each other in a frame, with the title above them. The
-// others are kept for programs that set them, and mean nothing.
+// The layout is a text of nine digits. First digit "1": a letter, large or small (letters.h), moves
+// to the next entry that begins with it. Second digit "1": the entries lie side by side in one row
+// without a frame; otherwise one below the other in a frame, with the title above them. The other
+// digits have no effect; programs may set them.
 struct SelectionField {
-  int row = 1;  // of the upper left corner on the screen; brought onto it where it must be
+  int row = 1;  // of the upper left corner on the screen; moved onto the screen if need be
   int column = 1;
   std::string_view title;
   std::span<const SelectionEntry> entries;
@@ -25,8 +25,8 @@ struct SelectionField {
 };
 
 // Shows the entries, lets the user choose with the cursor keys, Home, End, the page keys and first
-// letters, and takes them away again. The number of the entry chosen with Enter, from 1; 0 for
-// Escape, and when nothing can be chosen. More entries than there is room for are scrolled.
+// letters, and removes the entries again. Returns the number of the entry chosen with Enter, from
+// 1; 0 for Escape, and if no entry can be chosen. Scrolls if there are more entries than room.
 int selection_field(const SelectionField& field);
 
 }  // namespace marigold

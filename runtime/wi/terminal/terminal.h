@@ -1,9 +1,9 @@
 // The physical screen of 80 columns by 24 rows, and the keyboard: the lowest layer of the window
 // system. Process-wide; columns and rows count from 1.
 //
-// Two modes, decided once per process when the mode is first asked for: VT100, when the environment
-// has COMFAXUSEVT100 with whatever value, writes escape sequences to standard output; console mode
-// keeps the screen in memory and hands it to a Console.
+// The module has two modes and chooses one when a caller first asks for it: VT100, if the
+// environment has COMFAXUSEVT100 with any value, writes escape sequences to standard output;
+// console mode keeps the screen in memory and passes it to a Console.
 #pragma once
 
 #include <array>
@@ -58,30 +58,30 @@ enum LineDrawing : std::uint8_t {
   kLineTeeLeft,
 };
 
-// Sets the module's state afresh: mode undecided, cursor at 1,1. With a console of a test's own;
-// null: the system's.
+// Resets the module's state: mode undecided, cursor at 1,1. Uses a test's console; null: the
+// system's.
 void terminal_reset(const Console* console);
 
-// True in VT100 mode.
+// Whether the mode is VT100.
 bool terminal_is_vt100();
 // Loads the character tables and clears the screen.
 void terminal_start();
 // Clears the screen, leaves the cursor visible in the last row and gives the terminal back; only
-// when the window system is active. Nothing when that was done and nothing shown since: lines that
-// a program writes when it has the terminal back stay.
+// when the window system is active. A second call without output in between does nothing, so that
+// lines stay that a program has written since.
 void terminal_end();
 // Only when the window system is active.
 void terminal_clear();
-// Brings what was written to the screen.
+// Brings the written cells to the screen.
 void terminal_refresh();
-// Shows the whole screen again, on a terminal on which others have written; only when the window
-// system is active.
+// Shows the whole screen again on a terminal on which other programs have written; only when the
+// window system is active.
 void terminal_repaint();
-// Brought onto the screen where it must be.
+// Sets the cursor; a place outside the screen moves onto it.
 void terminal_set_cursor(int column, int row);
 void terminal_show_cursor(bool visible);
 void terminal_bell();
-// Puts cells of a row record, from the given column on, at that row and column. Does not refresh.
+// Writes cells of a row record, from the given column on, at that row and column. Does not refresh.
 void terminal_write_row(const ScreenRow& from, int row, int column, int count);
 
 void row_fill(ScreenRow& row, std::uint8_t character, std::uint8_t attribute);
@@ -93,39 +93,39 @@ void attribute_table_start(std::array<std::uint8_t, 16>& table);
 
 // ---- Keys
 //
-// When the keyboard has come to its end (Console::keyboard_lost), it gives Escape, by which a
-// program leaves what it is in; none is waiting then. One that goes on reading is ended after 100
-// of them, with the terminal given back, a line on standard error and exit status 1.
+// At the end of the keyboard's input (Console::keyboard_lost) each read gives Escape, by which a
+// program leaves its current work; no key is waiting then. A program that goes on reading ends
+// after 100 of them, with the terminal given back, a line on standard error and exit status 1.
 
-// Ctrl-R, which is kKeyIgnored without a character, has the screen painted again (terminal_repaint)
-// whoever reads it.
+// Ctrl-R, which is kKeyIgnored without a character, always repaints the screen (terminal_repaint).
 
-// Waits for a key: its code; its character, or the second byte of a key that has none, or 0.
+// Waits for a key. Returns its code and gives its character, or the second byte of a key without a
+// character, or 0.
 int key_read(std::uint8_t& character);
-// The same when a key is waiting, else kKeyEscape at once.
+// Reads a key as key_read does if one is waiting, else returns kKeyEscape at once.
 int key_poll(std::uint8_t& character);
-// One byte as it comes from the keyboard, also returned.
+// Gives and returns one byte, as it comes from the keyboard.
 std::uint8_t key_raw(std::uint8_t& byte);
 bool key_is_waiting();
-// Whether the keyboard has come to its end: an Escape was no key of the user's.
+// Whether the keyboard's input has ended: an Escape was then no key of the user's.
 bool key_is_lost();
-// Repeats key_read until the code is neither kKeyIgnored nor kKeyEscape. Keys that have a hook call
-// it first (debug displays and statistics of the layers above; null: nothing). While a hook runs
-// its key has none.
+// Repeats key_read until the code is neither kKeyIgnored nor kKeyEscape. A key with a hook calls
+// the hook first (debug displays and statistics of the layers above; null: nothing). While a hook
+// runs its key has no hook.
 void key_wait(std::uint8_t& character, int& code);
 
 struct KeyHooks {
-  void (*restore_cursor)() = nullptr;  // kKeyIgnored: puts the cursor back where it belongs
+  void (*restore_cursor)() = nullptr;  // kKeyIgnored: puts the cursor back in its place
   void (*debug_fields)() = nullptr;    // Ctrl-D, with the screen debug flag
   void (*debug_list)() = nullptr;      // Ctrl-L, with the screen debug flag
   void (*statistics)() = nullptr;      // Ctrl-Y, with both debug settings for function keys
 };
 KeyHooks& key_hooks();
-// Runs the hook of a key code, for readers of their own. False when it has none, or the settings
-// do not turn it on.
+// Runs the hook of a key code, for other readers of keys. Returns false if the code has no hook, or
+// the settings do not turn it on.
 bool key_hooks_run(int code);
-// The byte behind Ctrl-F of the key that was read last, 0 for any other key: key_read does not tell
-// it, and the input fields know one more of them.
+// Returns the byte after Ctrl-F of the key read last, 0 for any other key. key_read does not give
+// this byte, and the input fields know one more such key.
 std::uint8_t key_plain_terminal_byte();
 
 }  // namespace marigold
