@@ -81,8 +81,9 @@ int file_make(const char* path, std::string_view bytes);
 int file_put(const char* path, std::string_view bytes, const char* like = nullptr);
 
 // Adds bytes to the end of a file of the runtime's own, and makes a missing one. ELOOP for a link,
-// EMLINK for a file that has a second name, EINVAL for a file that is not regular: such a file of
-// another user stays as it is. A failure may leave a part of the bytes written.
+// EMLINK for a file that has a second name, EINVAL for a file that is not regular: such a file
+// stays as it is, because another user may have put it there. A failure may leave a part of the
+// bytes written.
 int file_append(const char* path, std::string_view bytes);
 
 // Renames a file to a second name in one step: any reader of the second name sees the whole old

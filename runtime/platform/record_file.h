@@ -20,8 +20,8 @@ class RecordFile : public OpenedFile {
 
   // Opens a regular file. ENOENT and so on from the system; EINVAL for anything but a regular file.
   int open(const char* path, bool writable);
-  // Opens a file of the runtime's own: ELOOP for a link, EMLINK for a file that has a second name.
-  // The user has no reason to move such a file, and so the runtime never writes into a file that
+  // Opens a file of the runtime's own, which users have no reason to put elsewhere: ELOOP for a
+  // link, EMLINK for a file that has a second name. So the runtime never writes into a file that
   // another user has chosen.
   int open_own(const char* path, bool writable);
   // Makes an empty file and opens it for reading and writing. EEXIST if the name is taken.

@@ -1,7 +1,7 @@
 // The system's error numbers as results of functions, and as texts.
 //
 // The keyed-file engine's own numbers begin at 100, and some numbers of the system have the same
-// values: ETIMEDOUT (110), a network file system's server that does not answer, is not an end of
+// values: ETIMEDOUT (110), for a network file system whose server does not answer, is not an end of
 // file. So results carry a system's number from 100 on increased by 1000, and the report of fatal
 // errors shows it in that form.
 #pragma once

@@ -22,8 +22,8 @@ namespace marigold {
 // Opens a file. Makes a missing one, with its version record, unless the handle is read-only.
 // Returns 0 (the record is cleared), 1 if the file is open already (nothing happens), or 4. System
 // errors: 1 no such definition; 2 no such type; 16 a chained file; 19 no room for the deletion
-// marker after the fields; 33, 34 no room for the record; 40 and 105 a newer and an older version
-// of the records; and those of the file's kind.
+// marker after the fields; 33, 34 no room for the record; 40 records of a newer version; 105
+// records of an older version, or an unfinished restore; and those of the file's kind.
 int data_open(DataFile& file, LockWait wait, bool exclusive = false);
 int data_open(std::string_view name, LockWait wait, bool exclusive = false);
 
