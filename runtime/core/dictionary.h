@@ -55,7 +55,7 @@ class DictionaryTree {
   Link root_;
 };
 
-// Maps names to records of type Value. The records live as long as the dictionary is used.
+// Maps names to records of type Value. The records must outlive every use of the dictionary.
 template <typename Value>
 class Dictionary {
  public:

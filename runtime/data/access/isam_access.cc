@@ -216,7 +216,7 @@ int read_positioned(DataFile& file, int key, Walk walk) {
   if (behind_last && walk.first == kIsPrevious) walk.first = kIsCurrent;
   int failed = read_live(file, walk);
   if (failed == kIsNoCurrent && walk.first == kIsCurrent)
-    failed = read_live(file, {kIsPrevious, kIsPrevious});  // another process has deleted it
+    failed = read_live(file, {kIsPrevious, kIsPrevious});  // deleted meanwhile
   if (failed == 0) return kDataDone;
   if (failed == kIsNoCurrent) return kDataNotFound;
   if (failed != kIsEndOfFile && failed != kIsNoRecord) data_fatal("", failed);

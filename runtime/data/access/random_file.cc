@@ -33,7 +33,7 @@ struct OpenFile {
   RecordFile bytes;
   std::string path;
   RecordNumber position = 0;  // the record read last; 0: before the first one
-  bool behind_last = false;   // the last read looked for a next record and found none
+  bool behind_last = false;   // the last read went past the last record
 };
 
 struct State {

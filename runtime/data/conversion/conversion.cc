@@ -140,7 +140,7 @@ int ClassRun::record_version(const FileConversion& conversion) {
   return unwritten == 0 ? kConversionDone : failed(version_file_record(data_path(file)), unwritten);
 }
 
-// Converts all files; if one fails before the first is put in place, converts none.
+// Builds all new files and then puts them in place; if building one fails, puts none in place.
 int ClassRun::convert(std::span<const FileConversion* const> conversions) {
   std::vector<std::unique_ptr<Job>> jobs;
   int result = kConversionDone;

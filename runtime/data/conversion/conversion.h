@@ -52,7 +52,7 @@ struct ConvertedFile {
 
 struct ConversionReport {
   std::vector<ConvertedFile> files;   // files that were put in place
-  std::vector<std::string> problems;  // each begins with its subject, mostly a path
+  std::vector<std::string> problems;  // each begins with its subject: a path or a file's name
   std::vector<std::string> waiting;   // classes whose record was not written, and why
 };
 
