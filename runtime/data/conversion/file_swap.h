@@ -1,6 +1,6 @@
-// Puts a converted data file in the place of the old one, in steps. Each step can be the last: if
-// a run is killed, the next run completes the work or starts again. A program never makes a file
-// that is only missing for a moment.
+// Puts a converted data file in the place of the old one, in steps. Each step can be the last: if a
+// run is killed, the next run completes the work or starts again. A program never makes a file
+// again that is only missing for a moment.
 //
 // The names beside BASE are all too long for the name of a defined file:
 //   BASE.converting     the new file (with .dat and .idx; a random file without), until it is put

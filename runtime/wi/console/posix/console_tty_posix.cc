@@ -85,7 +85,8 @@ termios raw_mode(const termios& found, TtyHold wanted) {
   return raw;
 }
 
-// Without an answer the terminal does not control this process, and there is no background.
+// Whether this process is in the background. Without an answer the terminal does not control this
+// process, and there is no background.
 bool is_in_background() {
   const pid_t foreground = tcgetpgrp(STDIN_FILENO);
   return foreground != -1 && foreground != getpgrp();
