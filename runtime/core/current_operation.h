@@ -1,13 +1,13 @@
-// The name of the data operation that runs, for the report on a fault within it. Process-wide; it
-// stays until the next operation starts.
+// The name of the current data operation, for the report on a fault within it. Process-wide; the
+// name stays until the next operation starts.
 #pragma once
 
 namespace marigold {
 
-// The name is kept as a pointer: a literal.
+// Keeps only the pointer: pass a literal.
 void set_current_operation(const char* name);
 
-// "" before the first one.
+// Returns "" before the first operation.
 const char* current_operation();
 
 }  // namespace marigold

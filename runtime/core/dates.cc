@@ -24,11 +24,11 @@ constexpr std::array<std::int32_t, kMonths> kMonthLengths = {31, 28, 31, 30, 31,
 // Days before each month of a common year.
 constexpr std::array<std::int32_t, kMonths> kDaysBefore = {0,   31,  59,  90,  120, 151,
                                                            181, 212, 243, 273, 304, 334};
-// With every month counted as 31 days, one day too many from each of these on, and in March the
-// rest of February's three.
+// The day number counts every month as 31 days. From each of these months on that is one day too
+// many; from March on it is three days too many for February.
 constexpr std::int32_t kCorrectedMonths[] = {5, 7, 10, 12};
 
-// Four years with their leap day; a quarter of it is the 365.25 days of a year.
+// Four years with their leap day; a quarter is the 365.25 days of a year.
 constexpr std::int64_t kDaysOfFourYears = 1461;
 
 std::int32_t month_length(const DateParts& parts) {
@@ -48,7 +48,7 @@ std::int32_t month_correction(const DateParts& parts) {
   return 3 + static_cast<std::int32_t>(std::ranges::count_if(kCorrectedMonths, reached));
 }
 
-// Puts the number's digits into the zeros of a picture, the last digit into the last.
+// Puts the number's digits into the zeros of a picture, right-aligned.
 DateText filled(std::string_view picture, std::int32_t number) {
   std::array<char, 8> text{};
   std::int64_t rest = std::llabs(number);

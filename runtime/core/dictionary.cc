@@ -16,7 +16,7 @@ Side opposite(Side side) {
   return side == DictionaryTree::kLeft ? DictionaryTree::kRight : DictionaryTree::kLeft;
 }
 
-// The balance of a node whose subtree on this side is the higher one.
+// Returns the balance of a node whose subtree on this side is higher.
 std::int8_t leaning(Side side) {
   return side == DictionaryTree::kLeft ? -1 : 1;
 }
@@ -41,7 +41,7 @@ DictionaryTree::Node* DictionaryTree::insert(std::string_view name) {
   return created;
 }
 
-// Whether the subtree became higher.
+// Inserts the name below the link. Returns whether the subtree became higher.
 bool DictionaryTree::insert_below(Link& link, std::string_view name, Node*& created) {
   if (!link) {
     link = make_node(name);
@@ -54,7 +54,8 @@ bool DictionaryTree::insert_below(Link& link, std::string_view name, Node*& crea
   return insert_below(link->children[side], name, created) && grow(link, side);
 }
 
-// The subtree on this side became higher. Whether the whole did.
+// Rebalances after the subtree on this side became higher. Returns whether the whole subtree became
+// higher.
 bool DictionaryTree::grow(Link& link, Side side) {
   if (link->balance == leaning(opposite(side))) {
     link->balance = kEven;

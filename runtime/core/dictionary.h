@@ -1,8 +1,8 @@
-// Name dictionary: what a short name stands for, in a height-balanced binary tree.
+// Name dictionary: finds the value of a short name in a height-balanced binary tree.
 //
-// Names have at most eight characters and are ordered byte by byte. A name that is handed in is cut
-// first, see dictionary_cut, so "KUNDEN  " and "KUNDEN" are one. The dictionary owns its nodes and
-// not what the names stand for. Nothing is ever removed.
+// Names have at most eight characters, in the order of their bytes. The dictionary cuts each name
+// first (see dictionary_cut), so "KUNDEN  " and "KUNDEN" are the same. The dictionary owns its
+// nodes but not the values, and removes no single name.
 #pragma once
 
 #include <array>
@@ -21,7 +21,7 @@ namespace marigold {
 inline constexpr std::size_t kDictionaryNameLength = 8;
 using DictionaryName = TextBuffer<kDictionaryNameLength>;
 
-// The name up to its first blank, its first zero byte or its eighth character.
+// Returns the name up to its first blank, its first zero byte or its eighth character.
 std::string_view dictionary_cut(std::string_view name);
 
 // The tree without the type of its values; programs use Dictionary below.
@@ -36,12 +36,12 @@ class DictionaryTree {
     void* value = nullptr;
   };
 
-  // The new node, whose value the caller sets; null when the name is taken. Without memory: system
-  // error 34, which does not return.
+  // Returns the new node, whose value the caller sets; null if the name is taken. Without memory:
+  // system error 34, and the function does not return.
   Node* insert(std::string_view name);
-  // The node of the name, or null.
+  // Returns the node of the name, or null.
   [[nodiscard]] Node* find(std::string_view name) const;
-  // Null without names.
+  // Returns the root; null without names.
   [[nodiscard]] const Node* root() const { return root_.get(); }
 
  private:
@@ -55,24 +55,24 @@ class DictionaryTree {
   Link root_;
 };
 
-// Names of records of type Value, which outlive the dictionary or its use.
+// Maps names to records of type Value. The records must outlive every use of the dictionary.
 template <typename Value>
 class Dictionary {
  public:
-  // False when the name is taken; it keeps its value.
+  // Returns false if the name is taken; the name keeps its value.
   [[nodiscard]] bool insert(std::string_view name, Value& value) {
     DictionaryTree::Node* node = tree_.insert(name);
     if (node != nullptr) node->value = &value;
     return node != nullptr;
   }
 
-  // What the name stands for, or null.
+  // Returns the value of the name, or null.
   [[nodiscard]] Value* find(std::string_view name) const {
     const DictionaryTree::Node* node = tree_.find(name);
     return node == nullptr ? nullptr : static_cast<Value*>(node->value);
   }
 
-  // Calls visit(Value&) for all, in the order of their names.
+  // Calls visit(Value&) for all values, in the order of their names.
   template <typename Visit>
   void walk(Visit visit) const {
     walk_below(tree_.root(), visit);
@@ -93,7 +93,8 @@ class Dictionary {
   DictionaryTree tree_;
 };
 
-// What the name stands for. A missing name is the given system error, which does not return.
+// Returns the value of the name. A missing name is the given system error, and the function does
+// not return.
 template <typename Value>
 Value& dictionary_value(const Dictionary<Value>& dictionary, std::string_view name,
                         int when_missing = kErrorUnknownField) {

@@ -35,8 +35,8 @@ std::size_t places(std::string_view part) {
   return static_cast<std::size_t>(std::ranges::count_if(part, is_place));
 }
 
-// The digits of a positive number: those before the comma without leading zeros, then as many
-// behind it as were asked for.
+// The digits of a positive number: before the comma without leading zeros, after it as many as the
+// caller wants.
 struct Digits {
   std::array<char, 800> text;  // the largest double has 309 digits, the smallest 324 places
   std::size_t whole = 0;
@@ -49,7 +49,7 @@ struct Digits {
   }
 };
 
-// Adds one in the last place.
+// Adds one to the last place.
 void increment(Digits& digits) {
   for (std::size_t i = digits.size(); i-- > 0;) {
     if (digits.text[i] != '9') {
@@ -64,7 +64,7 @@ void increment(Digits& digits) {
   ++digits.whole;
 }
 
-// By the shortest decimal form.
+// Rounds the value's shortest decimal form.
 void round_exactly(double value, std::size_t fraction_places, Digits& digits) {
   char* const begin = digits.text.data();
   constexpr std::size_t kForm = 400;
@@ -82,8 +82,9 @@ void round_exactly(double value, std::size_t fraction_places, Digits& digits) {
   if (up) increment(digits);
 }
 
-// Numbers of everyday size that are not near the middle between two roundings, as a whole number of
-// their last place: a product of floating-point numbers cannot be mistaken there. False for others.
+// Rounds a number of everyday size to a whole number of its last place. Returns false for a large
+// number and for one near the middle between two roundings, where a floating-point product could
+// round the wrong way.
 bool round_quickly(double value, std::size_t fraction_places, std::uint64_t& number) {
   static constexpr std::array kPowers = {1.0, 10.0, 100.0, 1e3, 1e4, 1e5, 1e6};
   constexpr double kMost = 1e11;
@@ -98,7 +99,7 @@ bool round_quickly(double value, std::size_t fraction_places, std::uint64_t& num
   return true;
 }
 
-// "00" to "99": two digits of a number at a time.
+// "00" to "99", to write two digits of a number at a time.
 constexpr std::array kPairs = [] {
   std::array<char, 200> pairs{};
   for (std::size_t i = 0; i < pairs.size(); ++i) {
@@ -166,7 +167,7 @@ bool NumberMask::edit(double value, char* edited) const {
   return fits;
 }
 
-// The functions below give false when the number does not fit.
+// The functions below return false if the number does not fit.
 bool NumberMask::fill(double value, char* edited) const {
   std::uint64_t number = 0;
   if (text_.size() > kQuickSize || !round_quickly(std::abs(value), fraction_places_, number))
@@ -195,7 +196,7 @@ bool NumberMask::fill_quickly(std::uint64_t number, char* edited) const {
 
 bool NumberMask::fill_exactly(double value, char* edited) const {
   std::ranges::copy(text_, edited);
-  if (fraction_places_ > 390) return false;  // more than any number has in its shortest form
+  if (fraction_places_ > 390) return false;  // more places than the shortest form of any number
   Digits digits;
   round_exactly(std::abs(value), fraction_places_, digits);
   const bool negative = value < 0 && !digits.is_zero();
@@ -213,7 +214,7 @@ std::string edit_number(std::string_view mask, double value) {
 }
 
 bool read_number(std::string_view mask, std::string_view text, double& value) {
-  std::string digits;  // as a C number
+  std::string digits;  // in the form of a C number
   std::size_t whole = 0;
   std::size_t fraction = 0;
   bool negative = false;

@@ -1,23 +1,23 @@
-// Output of single lines on standard error, for reports that must come out whatever state the
-// screen is in.
+// Writes single lines on standard error, for reports that must appear whatever state the screen is
+// in.
 //
-// Both write one line, its line end included, and flush standard error. They take the place on the
-// screen that the line would have in a window; on standard error it only bounds the text, see
-// there. On a terminal, control characters in a text are made visible after that. Write errors are
-// ignored: there is no other way left to tell anyone.
+// Both functions write one line with its line end and flush standard error. Both take the line's
+// position in a window; on standard error the position only bounds the text, see line_output_text.
+// On a terminal they then make control characters visible. They ignore write errors, because no
+// other way remains to report them.
 #pragma once
 
 namespace marigold {
 
-// Where the sum of a line's first coordinate and the index of a character ends the line.
+// A line ends where the sum of its line number and the index of a character reaches this bound.
 inline constexpr int kLineOutputBound = 63;
 
 // Writes the text up to its end, to `width` characters, or to where `line` plus the character's
-// index reaches 63, whichever comes first. That the line's number and not the column shortens the
-// text is an old habit of the reports which other programs' copies of them show as well: kept so.
+// index reaches 63, whichever comes first. The line's number and not its column shortens the text:
+// an old habit of the reports, kept because other programs' copies of the reports have it too.
 void line_output_text(int line, int column, const char* text, int width);
 
-// Writes the number right-aligned in ten columns; a longer one is written whole.
+// Writes the number right-aligned in ten columns, a longer one whole.
 void line_output_number(int line, int column, int number);
 
 }  // namespace marigold

@@ -10,7 +10,7 @@ namespace marigold {
 namespace {
 
 struct State {
-  std::array<void (*)(), 8> closers{};  // from the first place on; null after the last
+  std::array<void (*)(), 8> closers{};  // from the first element on; null after the last one
 };
 State state;
 

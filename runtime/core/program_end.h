@@ -1,15 +1,15 @@
-// What is to be closed when a program ends: rooms that the end of a program does not know by name
-// add a function while they have something open.
+// Functions that run when a program ends. The end of a program does not know all rooms by name, so
+// a room adds a function while it has something open.
 #pragma once
 
 namespace marigold {
 
-// The function runs at the program's end, after those that were added before. Adding it twice has
-// no effect. More than eight at once are system error 34.
+// Adds a function that runs at the program's end, after the functions added before. Adding a
+// function twice has no effect. More than eight functions at once are system error 34.
 void program_end_add(void (*close)());
 void program_end_remove(void (*close)());
 
-// Calls them, each once. One that closes something may remove others.
+// Calls the functions, each once. A function may remove others.
 void program_end_run();
 
 }  // namespace marigold

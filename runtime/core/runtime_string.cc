@@ -9,7 +9,7 @@ namespace marigold {
 
 namespace {
 
-constexpr unsigned char kDivisionSign = 0xF7;  // stands among the small letters and is none
+constexpr unsigned char kDivisionSign = 0xF7;  // no letter, among the small letters
 constexpr unsigned char kCaseDistance = 'a' - 'A';
 
 }  // namespace

@@ -9,11 +9,13 @@ namespace marigold {
 // buffer that was filled to its end is noticed.
 inline constexpr int kLongestString = 249;
 
-// The length in characters, 0 to 249. A longer string is system error 17 and does not return.
+// Returns the length in characters, 0 to 249. A longer string is system error 17, and the function
+// does not return.
 int st_length(const char* text);
 
-// The capital letter of a letter of ISO 8859-1, national letters included; any other character, and
-// the two small letters without a capital in this set (sharp s and y with diaeresis), as they are.
+// Returns the capital letter of a letter of ISO 8859-1, national letters included. Returns any
+// other character unchanged, and also the two small letters without a capital in this set (sharp s
+// and y with diaeresis).
 char st_upper(char character);
 
 }  // namespace marigold

@@ -14,7 +14,7 @@ struct State {
 
 constinit State state;
 
-// Case does not matter, anything else does: a blank behind the keyword makes it another word.
+// Compares without regard to case. All else counts: a blank after the keyword makes another word.
 bool variable_says(const char* name, std::string_view keyword) {
   RuntimeString value;
   settings_read_variable(name, value);

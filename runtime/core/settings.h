@@ -1,8 +1,8 @@
-// Runtime settings: what the environment says about screen, languages, users and debugging.
+// Runtime settings from the environment: screen, languages, users and debugging.
 //
-// Process-wide. Read once at start-up and once more by the text databases at their first use; the
-// environment is not looked at in between, so changing it later has no effect. An unset variable
-// counts as empty.
+// Process-wide. The process reads these settings once at start-up and once more at the first use of
+// the text databases, so a later change of a variable has no effect. An unset variable counts as
+// empty.
 #pragma once
 
 #include "runtime/core/runtime_string.h"
@@ -23,8 +23,8 @@ struct Settings {
   RuntimeString print_directory;       // PRINT_DIRECTORY: block stores, runtime defaults
 };
 
-// Which parts of the runtime are open. Each sets its own flag; the orderly shutdown closes what
-// they name.
+// The open parts of the runtime. Each part sets its own flag; the orderly shutdown closes the
+// flagged parts.
 struct OpenSubsystems {
   bool window_system = false;
   bool status_file = false;
@@ -38,21 +38,21 @@ inline constexpr const char* kDefaultSearchpath =
     "./locale/%l/%t/%c/%N;./locale/%l/%c/%N;./locale/%l/%t/%N;./locale/%l/%N;./locale/default/%N";
 inline constexpr const char* kDefaultIdentifier = "english_us.8859";
 
-// What a full application tells the window system about the runtime that it runs on.
+// Version of the runtime that a full application passes to the window system.
 inline constexpr const char* kRuntimeVersion = "SYSTEM  V1.62 (13.02.1994)";
 
-// Fills the settings from the environment and clears all flags of OpenSubsystems. Must run before
-// anything else of the runtime. A value of 250 characters or more is system error 17 and does not
-// return.
+// Fills the settings from the environment and clears all flags of OpenSubsystems. Call it before
+// anything else of the runtime. A value of 250 characters or more is system error 17, and the
+// function does not return.
 void settings_read();
 
-// The settings as last read; before that, the defaults of the record with empty texts.
+// Returns the settings as last read; before that, the defaults of the record with empty texts.
 const Settings& settings();
 
 OpenSubsystems& open_subsystems();
 
-// Copies the value of one environment variable, or an empty text when it is not set. Error as for
-// settings_read.
+// Copies the value of one environment variable, or an empty text if it is not set. Fails as
+// settings_read does.
 void settings_read_variable(const char* name, RuntimeString& target);
 
 }  // namespace marigold

@@ -31,7 +31,7 @@ struct State {
 
 constinit State state;
 
-// The flag and not the file decides, so that whoever clears the flags at start-up is obeyed here.
+// The flag decides, not the file, so that clearing the flags at start-up takes effect here.
 bool is_open() {
   return open_subsystems().status_file && state.file.is_open();
 }
@@ -41,7 +41,7 @@ void close_file() {
   open_subsystems().status_file = false;
 }
 
-// Nobody is told when this fails: the file is for observers, and the program goes on without it.
+// Ignores a failure: the file is for observers, and the program goes on without it.
 void write(std::string_view text) {
   static_cast<void>(state.file.write(text));
 }

@@ -1,7 +1,7 @@
-// The program status file "pstatus.tmp": what an application leaves in its working directory for
-// those who watch it.
+// The program status file "pstatus.tmp": an application writes it into its working directory for
+// observers.
 //
-// A text file, one item a line, rewritten at every start. Labels are ten characters wide, "="
+// A text file with one item a line, made at every start. Labels are ten characters wide, "="
 // included:
 //
 //   PROGRAMM =invoice                    program name
@@ -14,29 +14,29 @@
 //   FEHLER   =  17                       the number of the system error that ended the program
 //
 // A file without an EXIT line belongs to a program that is running or was killed. Every line is in
-// the file when the call returns. A file that cannot be created is not reported and write errors
-// are not looked at: the application matters more than its trace. While no file is open nothing is
-// written; which paths are held is kept all the same.
+// the file when the call returns. Failures to create or write the file are not reported: the
+// application matters more than its trace. Without an open file nothing is written, but the module
+// still keeps the held paths.
 //
-// An application that keeps path locks has the flag OpenSubsystems::path_locks set. When it then
-// ends with an error while it holds none of them, no data can have suffered, and the file says
-// PATH_OK in the place of ERROR.
+// An application that keeps path locks has the flag OpenSubsystems::path_locks set. If it ends with
+// an error while it holds none of them, no data can have suffered, and the file has PATH_OK in the
+// place of ERROR.
 #pragma once
 
 namespace marigold {
 
-// Path classes are numbered 0 to 30.
+// Path classes have the numbers 0 to 30.
 inline constexpr int kPathClasses = 31;
 
-// Forgets a file that is open and the paths held, without writing anything.
+// Closes an open file and forgets the held paths, without writing anything.
 void status_start();
 
-// Closes a status file that is still open, without an EXIT line, and starts a new one for the
-// program, with a LOCKPATH line for each path held if the application keeps path locks.
+// Closes an open status file, without an EXIT line, and starts a new one for the program, with a
+// LOCKPATH line for each held path if the application keeps path locks.
 void status_open(const char* program);
 
-// Notes that a path class (0 to 30, others are ignored) is locked or freed, and writes the event.
-// The name is kept for later lines.
+// Notes that a path class is locked or freed, and writes the event. Ignores classes outside 0 to
+// 30. Keeps the name for later lines.
 void status_path_event(int path, bool locked, const char* name);
 
 void status_close();

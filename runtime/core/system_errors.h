@@ -1,6 +1,7 @@
-// The numbers of system errors that end a process (raise_fatal), which the platform's programs and
-// its manuals know. The catalogue has a text for each. From 100 on they are the keyed-file engine's
-// (runtime/isam/isam.h), from 1000 on the system's own, increased by 1000.
+// The numbers of system errors that end a process (raise_fatal). The platform's programs and
+// manuals use these numbers, and the catalogue has a text for each. Numbers from 100 on are the
+// keyed-file engine's (runtime/isam/isam.h), from 1000 on the operating system's, increased by
+// 1000.
 #pragma once
 
 namespace marigold {
@@ -13,8 +14,8 @@ enum SystemError : int {
   kErrorFieldElement = 4,   // no element of the field has this number
   kErrorPrintMarker = 5,    // a marker in printed text that the channel does not know
   kErrorFileVersion = 12,   // the version record of a file cannot be written
-  kErrorFileType = 16,      // a chained file, which nothing opens
-  kErrorLongSetting = 17,   // a text of 250 characters or more where 249 are the most
+  kErrorFileType = 16,      // a chained file, which the runtime cannot open
+  kErrorLongSetting = 17,   // a text of 250 characters or more; 249 are allowed
   kErrorRecordLength = 19,  // no room for the deletion marker after the fields
   kErrorWindow = 23,        // a window that cannot be made
   kErrorWindowNumber = 24,  // no such window

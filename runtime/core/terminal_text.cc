@@ -29,14 +29,14 @@ bool is_upper_control(unsigned value) {
   return value >= 0x80U && value <= 0x9FU;
 }
 
-// The bytes of the UTF-8 character beyond ASCII that the text begins with; 0 when it does not begin
-// with one.
+// Returns the size of the UTF-8 character beyond ASCII at the beginning of the text; 0 if the text
+// does not begin with one.
 std::size_t utf8_size(std::string_view text) {
   const unsigned lead = byte_at(text, 0);
   if (lead < 0xC2U || lead > 0xF4U) return 0;
   const std::size_t size = lead < 0xE0U ? 2 : lead < 0xF0U ? 3 : 4;
   const unsigned second = byte_at(text, 1);
-  // Longer than it need be, a surrogate, beyond the last character.
+  // Refuses an overlong form, a surrogate, and a character beyond the last one.
   if ((lead == 0xE0U && second < 0xA0U) || (lead == 0xEDU && second > 0x9FU)) return 0;
   if ((lead == 0xF0U && second < 0x90U) || (lead == 0xF4U && second > 0x8FU)) return 0;
   for (std::size_t place = 1; place < size; ++place)

@@ -1,5 +1,5 @@
-// One run of the machine told from another: what was stored and not synced is lost between two of
-// them, and only then.
+// Identifies one run of the machine since its start. Data that was stored and not synced is lost
+// only between two runs.
 #pragma once
 
 #include <array>
@@ -9,14 +9,15 @@ namespace marigold {
 
 using BootIdentity = std::array<std::byte, 16>;
 
-// All zeros where the system does not say: then nobody knows whether the machine was started anew.
+// All zeros on a system that gives no identity: no process can find out then whether the machine
+// has started again.
 inline constexpr BootIdentity kUnknownBoot{};
 
-// Asked of the system once in a process.
+// Returns the identity. A process asks the system for it once.
 BootIdentity boot_identity();
 
-// Asked instead when set; for tests that play another run or another machine. Null in every
-// program.
+// Called instead of the system if set, for tests that simulate another run or another machine. Null
+// in every program.
 extern BootIdentity (*boot_identity_hook)();
 
 }  // namespace marigold

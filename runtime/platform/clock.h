@@ -15,13 +15,13 @@ struct LocalTime {
   int weekday = 0;
 };
 
-// The moment of the call in the time zone of the process. A clock that cannot be read gives zeros.
+// Returns the present moment in the time zone of the process, or zeros if the clock cannot be read.
 LocalTime clock_local_time();
 
-// Takes the place of waiting when set, for tests. Null in every other program.
+// Called instead of waiting if set, for tests. Null in every other program.
 extern void (*clock_sleep_hook)(int seconds);
 
-// Returns when this time has passed, also when signals arrive meanwhile.
+// Waits for this time, also if signals arrive meanwhile.
 void clock_sleep(int seconds);
 
 }  // namespace marigold

@@ -7,36 +7,35 @@
 
 namespace marigold {
 
-// What becomes of what the command writes to its standard output and standard error.
+// Destination of the command's standard output and standard error.
 enum class CommandOutput {
-  kPassedOn,   // it goes where ours goes
-  kCollected,  // it is kept, up to kMostCommandOutput bytes, for take_output
+  kPassedOn,   // the same streams as this process's
+  kCollected,  // collected for take_output, up to kMostCommandOutput bytes
 };
 inline constexpr std::size_t kMostCommandOutput = 4096;
 
-// What a failed write leaves of a command, and a command that ended badly, shows in its status.
+// Failures show in the exit status: a command that stops reading, or fails.
 class CommandPipe {
  public:
   CommandPipe() = default;
   CommandPipe(CommandPipe&& other) noexcept;
   CommandPipe& operator=(CommandPipe&& other) noexcept;
-  // Closes the pipe; output that nobody has taken goes to standard error.
+  // Closes the pipe. Output that nobody has taken goes to standard error.
   ~CommandPipe();
 
-  // Starts the command; one that is running is closed first. 0, or the system's error number. That
-  // the command processor finds no such program only shows in the status.
+  // Starts the command, after closing a running one. Returns 0, or the system's error number. A
+  // program that the command processor does not find shows only in the exit status.
   int start(const char* command, CommandOutput output = CommandOutput::kPassedOn);
   [[nodiscard]] bool is_open() const { return descriptor_ >= 0; }
-  // Writes all bytes and waits while the command is slow to take them. 0, or the system's error
-  // number: EPIPE when the command does not read any more, which never ends this process.
+  // Writes all bytes and waits while the command is slow to read them. Returns 0, or the system's
+  // error number: EPIPE if the command has stopped reading, which never ends this process.
   int write(std::string_view bytes);
-  // Lets the command see the end of its input and waits for its own. Its exit status, as the
-  // command processor counts: 127 for a program that is not there, 128 and more for a signal.
-  // 0 when nothing is open.
-  // What the command leaves running in the background is not waited for.
+  // Ends the command's input and waits until the command ends. Returns its exit status as the
+  // command processor reports it: 127 for a program that does not exist, 128 and more for a signal;
+  // 0 if no command is open. Does not wait for processes that the command leaves in the background.
   int close();
-  // What was collected of the last command until now, both streams as they came; complete after
-  // close. Gone afterwards.
+  // Returns the output collected from the last command so far, both streams in the order of
+  // arrival, and forgets it. The output is complete after close.
   std::string take_output();
 
  private:
@@ -45,8 +44,9 @@ class CommandPipe {
   void drop_output_end();
 
   int descriptor_ = -1;
-  // The reading end of the command's output; -1 when it is passed on or has come to its end. What a
-  // command has left running may still write to it, and keeps it until the next start.
+  // The reading end of the command's output; -1 if the output is passed on or has ended. Processes
+  // that a command has left in the background may still write to it, so it stays open until the
+  // next start.
   int output_descriptor_ = -1;
   long process_ = -1;
   std::string output_;

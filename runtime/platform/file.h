@@ -1,7 +1,7 @@
-// Files by their names: looking at them, reading them, and their way to the disk. What makes,
-// renames and removes them is in new_file.h.
+// Files by their names: examines, reads and syncs them. new_file.h makes, renames and removes
+// files.
 //
-// Results: 0 for done, else the system's error number. Nothing here prints or waits.
+// Results: 0 for done, else the system's error number. Nothing here prints; only the syncs wait.
 #pragma once
 
 #include <cstddef>
@@ -11,31 +11,31 @@
 
 namespace marigold {
 
-// The length of a regular file that this process may read, in bytes; -1 when the path names none.
-// Links are followed. A directory, a pipe or a device is none, and looking at one never waits for
-// its other end.
+// Returns the length of a regular file that this process may read, in bytes; -1 if the path names
+// no such file. Follows links. A directory, a pipe or a device is no such file, and the function
+// never waits for the other end of a pipe.
 std::int64_t file_size(const char* path);
 
 inline bool file_readable(const char* path) {
   return file_size(path) >= 0;
 }
 
-// More than anybody writes by hand: definitions, tables, sources of lists. A file that is longer
-// was named by mistake, and would take the memory of the machine.
+// More than users write by hand: definitions, tables, sources of lists. A user named a longer file
+// by mistake, and reading it would use up the memory of the machine.
 inline constexpr std::size_t kLongestTextFile = std::size_t{64} << 20;
 
-// Takes the whole content of a regular file of at most so many bytes. EISDIR for a directory,
-// EINVAL for anything else that is none, EFBIG for one that is longer, ENOMEM for one that
-// memory does not hold; then, as after any failure, `bytes` is of no use.
+// Reads the whole content of a regular file of at most `most` bytes. EISDIR for a directory, EINVAL
+// for any other file that is not regular, EFBIG for a longer file, ENOMEM if memory cannot hold the
+// content. After any failure `bytes` has no use.
 int file_read(const char* path, std::string& bytes, std::size_t most = kLongestTextFile);
 
-// Hands what the file holds to the disk and waits until it is there.
+// Makes the contents of the file durable.
 int file_sync(const char* path);
 
-// Hands the names in the directory of this file to the disk and waits until they are there.
+// Makes the names in the directory of this file durable.
 int file_sync_directory(const char* path);
 
-// Whether the name is taken, by whatever kind of file.
+// Whether a file of any kind has this name.
 bool file_exists(const char* path);
 
 }  // namespace marigold

@@ -1,14 +1,15 @@
-// Lines on standard error after which the process ends. Whoever holds the terminal leaves it first,
-// or they would be gone with the screen.
+// Prepares for the last lines on standard error before the process ends. The floor that holds the
+// terminal leaves it first; otherwise the lines would vanish with the screen.
 //
-// For floors that do not see the user interface hook; the others call its hand_terminal_back.
+// For floors that do not see the user interface hook. The other floors call the hook's
+// hand_terminal_back.
 #pragma once
 
 namespace marigold {
 
-// Sets what leaves the terminal; null: nobody holds it.
+// Sets the function that leaves the terminal; null if no floor holds the terminal.
 void last_words_set_leave(void (*leave)());
-// Leaves it. May be called again.
+// Leaves the terminal. May be called again.
 void last_words_begin();
 
 }  // namespace marigold

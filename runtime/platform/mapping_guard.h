@@ -1,30 +1,31 @@
-// Reading a file that a library has mapped, while somebody else may make that file shorter: a page
-// that the file has no more would end the process by SIGBUS.
+// Guards the reading of a file that a library has mapped, while another process may cut that file:
+// a page beyond the file's end would end this process by SIGBUS.
 //
-// For processes of one thread, and for a short time: while the guard is up every such page is taken
-// for one of the library's. Files that are mapped here (mapped_file.h) need no guard.
+// For processes of one thread, and for a short time: while a guard lives, it treats every missing
+// page as one of the library's. Files that mapped_file.h maps need no guard.
 #pragma once
 
 #include <cstdint>
 
 namespace marigold {
 
-// While one lives, such a page reads as zeros, as the rest of the file's last page does in any
-// case. Several may overlap. Nothing fails: where a guard cannot be put up, all is as it was.
+// While a guard lives, a missing page reads as zeros, like the rest of the file's last page.
+// Several guards may overlap. A guard that the system does not allow has no effect and no error.
 class MappingGuard {
  public:
-  // The open file that is mapped; its descriptor stays with the caller.
+  // Takes the descriptor of the mapped file; the caller keeps it.
   explicit MappingGuard(int descriptor);
   ~MappingGuard();
   MappingGuard(const MappingGuard&) = delete;
   MappingGuard& operator=(const MappingGuard&) = delete;
 
-  // Whether a page was not there since the first of the guards that live now was made.
+  // Whether a page was missing since the first of the present guards was made.
   static bool was_hit();
-  // The handler's: whether a guard is up and the page can be read now.
+  // For the handler of SIGBUS: whether a guard lives and the page can be read now.
   static bool meet_missing_page(void* at);
 
-  // Whether the file is shorter than when this guard was made: zeros may have been read for bytes.
+  // Whether the file has become shorter since this guard was made: the library may have read zeros
+  // instead of its bytes.
   [[nodiscard]] bool file_is_shorter() const;
 
  private:

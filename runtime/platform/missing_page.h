@@ -1,18 +1,18 @@
-// Pages of mapped files that cannot be had when they are touched: somebody has cut the file, the
-// disk is full where the page would have to be written, or it cannot be read. The system sends
-// SIGBUS then, which would end the process.
+// Missing pages of mapped files: the system cannot provide a page because another process has cut
+// the file, because the disk is full, or because the page cannot be read. The system then sends
+// SIGBUS, which would end the process.
 //
-// Without further ado a page of this process alone takes the missing one's place, with what the
-// file has there or zeros, and the file's object says that it was hit (MappedFile::was_hit): what
-// has been read since may not be the file's, and what has been stored may not be in it. Files that
-// only read what they check can go on like that until the next moment at which they look.
+// Outside run_until_missing_page a private page of this process replaces the missing one, with the
+// file's bytes or zeros, and the file's object notes it (MappedFile::was_hit). Bytes read since may
+// not be the file's, and bytes stored since may not be in the file. A reader that verifies its
+// bytes can go on until it next asks for was_hit.
 #pragma once
 
 namespace marigold {
 
-// Runs the body, and leaves it where it touches a missing page, as if it had died there: false
-// then, and nothing of the view has changed. Nothing on its way may have to be destroyed. May be
-// called within a body.
+// Runs the body, and leaves it at the first missing page that it touches, as if it had ended there.
+// Returns false then, and the view has not changed. The jump runs no destructors, so the body must
+// need none. May be called within a body.
 bool run_until_missing_page(void (*body)(void* context), void* context);
 
 template <typename Body>

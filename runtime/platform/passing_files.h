@@ -1,21 +1,20 @@
-// Files, and empty directories, that nobody needs without the process that made them: they are
-// removed when it exits, when a signal asks it to end (interrupt, termination, hang-up), and when
-// it gives up (abort).
+// Removes temporary files and empty directories when the process that made them exits, when a
+// signal asks it to end (interrupt, termination, hang-up), and when it aborts.
 //
 // For processes of one thread.
 #pragma once
 
 namespace marigold {
 
-// From now on; four files at most, further ones stay. They go in the order in which they were
-// noted: a directory after what lies in it. The path must live as long as it is noted, and mean the
-// same file then. A signal that is ignored, or that the program handles itself, does not remove
-// anything: the process goes on.
+// Notes a path for removal, four paths at most; further ones stay. They are removed in the order in
+// which they were noted, so note a directory after its files. The path must stay valid while it is
+// noted, and name the same file. A signal that the program ignores or handles itself removes
+// nothing, because the process goes on.
 void passing_file_note(const char* path);
 void passing_file_forget(const char* path);
 
-// Removes them, in the process that noted them. For handlers of signals that end it, where it is
-// safe to call.
+// Removes the noted files, in the process that noted them. Safe to call in handlers of signals that
+// end the process.
 void passing_files_remove();
 
 }  // namespace marigold

@@ -6,8 +6,7 @@
 
 namespace marigold {
 
-// Its number. A child that was forked has another one than the process whose memory it has
-// inherited.
+// Returns the number of the process. A forked child has another number than its parent.
 long process_number();
 
 struct LockingProcess {
@@ -16,12 +15,12 @@ struct LockingProcess {
   bool operator==(const LockingProcess&) const = default;
 };
 
-// The other processes that hold a lock on a byte of the file, by their numbers, each once. Only as
-// far as the system tells: mostly those of the same user, and all of them to root; none where it
-// does not tell at all.
+// Returns the other processes that hold a lock on a byte of the file, in the order of their
+// numbers, each once. The list has only the processes that the system shows: mostly those of the
+// same user, and all of them to root; some systems show none.
 std::vector<LockingProcess> processes_locking(const char* path);
 
-// The name of the machine that it runs on, without its domain; "" when the system does not tell.
+// Returns the name of the machine without its domain; "" if the system does not give the name.
 std::string host_name();
 
 }  // namespace marigold

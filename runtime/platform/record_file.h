@@ -1,9 +1,9 @@
-// A file read and written at positions, with byte-range locks. Offsets and lengths are in bytes.
+// Reads and writes a file at positions, with byte-range locks. Offsets and lengths are in bytes.
 //
-// Results: 0 for done, else the system's error number. Nothing here prints or waits. Locks are held
-// by the object: they exclude other objects, in this process and in any other, and closing gives
-// them back. They may lie anywhere, also far behind the end of the file. In a forked child an
-// inherited object is closed.
+// Results: 0 for done, else the system's error number. Nothing here prints; only sync waits. The
+// object holds the locks: they exclude other objects, in this process and in any other, and closing
+// gives them back. Locked bytes may lie anywhere, also far beyond the end of the file. A forked
+// child finds its inherited objects closed.
 #pragma once
 
 #include <cstdint>
@@ -20,34 +20,34 @@ class RecordFile : public OpenedFile {
 
   // Opens a regular file. ENOENT and so on from the system; EINVAL for anything but a regular file.
   int open(const char* path, bool writable);
-  // The same for a file of the runtime's own, which nobody has reason to put elsewhere: ELOOP for a
-  // link, EMLINK for one that has another name as well. What is written there cannot end up in a
-  // file that somebody else has chosen.
+  // Opens a file of the runtime's own, which users have no reason to put elsewhere: ELOOP for a
+  // link, EMLINK for a file that has a second name. So the runtime never writes into a file that
+  // another user has chosen.
   int open_own(const char* path, bool writable);
-  // Makes an empty file and opens it for reading and writing. EEXIST when the name is taken.
+  // Makes an empty file and opens it for reading and writing. EEXIST if the name is taken.
   int create(const char* path, NewFileAccess access = NewFileAccess::kByMask);
-  // As FileWriter::take_access.
+  // Like FileWriter::take_access.
   int take_access(const char* like);
 
   [[nodiscard]] int size(std::uint64_t& bytes) const;
-  // Whether the name still leads to this file; another one may have been put in its place.
+  // Whether the name still leads to this file; a program may have put another one in its place.
   [[nodiscard]] bool is_still_at(const char* path) const;
-  // Makes it empty.
+  // Empties the file.
   int cut();
-  // Waits until the disk holds everything that was written.
+  // Makes all written bytes durable.
   int sync();
 
-  // Reads up to the end of the file: `count` is less than asked for there.
+  // Reads up to the end of the file, where `count` is less than the length of `bytes`.
   int read(std::uint64_t offset, std::span<char> bytes, std::size_t& count) const;
-  // Writes all of the bytes. On failure an unknown number of the first ones may have been written.
+  // Writes all bytes. After a failure an unknown number of the first ones may be in the file.
   int write(std::uint64_t offset, std::span<const char> bytes);
 
-  // Locks bytes, shared or (a file opened for writing) exclusive. Asking again changes the kind.
-  // EAGAIN when another object has locked one of them in a way that excludes this one.
+  // Locks bytes, shared or (in a file opened for writing) exclusive. A further call changes the
+  // kind. EAGAIN if another object has locked one of the bytes in a way that excludes this lock.
   int lock(std::uint64_t offset, std::uint64_t count, bool exclusive);
   int unlock(std::uint64_t offset, std::uint64_t count);
-  // Whether another object holds a lock on the byte; of either kind, or an exclusive one. Who may
-  // only read the file can hold no exclusive one.
+  // Whether another object holds a lock on the byte: any lock, or an exclusive one. A process that
+  // may only read the file can hold no exclusive lock.
   int locked_by_other(std::uint64_t offset, bool& locked) const;
   int locked_exclusively_by_other(std::uint64_t offset, bool& locked) const;
 };

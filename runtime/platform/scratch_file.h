@@ -1,5 +1,4 @@
-// A file for a library that wants a name to read from: made for one purpose, seen by this user
-// only.
+// A temporary file, readable by this user only, for a library that reads from a file name.
 #pragma once
 
 #include <string>
@@ -10,19 +9,19 @@ namespace marigold {
 class ScratchFile {
  public:
   ScratchFile() = default;
-  // Removes the file; so does a signal that ends the process.
+  // Removes the file. A signal that asks the process to end also removes it.
   ~ScratchFile();
   ScratchFile(const ScratchFile&) = delete;
   ScratchFile& operator=(const ScratchFile&) = delete;
 
-  // Makes a file of these bytes, under a new random name in TMPDIR or the system's directory for
-  // such files. 0, or the system's error number. Called once.
+  // Makes a file of these bytes, under a new random name in the directory for temporary files
+  // (TMPDIR, else /tmp). Returns 0, or the system's error number. Call it once.
   int write(std::string_view bytes);
 
   [[nodiscard]] const std::string& path() const { return path_; }
 
  private:
-  std::string path_;  // empty: there is none
+  std::string path_;  // empty: no file
 };
 
 }  // namespace marigold

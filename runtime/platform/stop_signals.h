@@ -1,4 +1,4 @@
-// The signals that ask a process to end (interrupt, termination, hang-up), held back while its
+// Holds back the signals that ask a process to end (interrupt, termination, hang-up) while its
 // files are between two states.
 //
 // For processes of one thread. Holds nest: the last release ends them.
@@ -6,17 +6,17 @@
 
 namespace marigold {
 
-// From now on such a signal waits. A write beyond the process's limit on file sizes, which would
-// end it just as suddenly, becomes a failed write.
+// Holds such signals back from now on. A write beyond the process's limit on file sizes, which
+// would end the process by a signal too, becomes a failed write.
 void stop_signals_hold();
 
-// Whether one is waiting. A long piece of work looks now and then, and gives up tidily.
+// Whether a signal is waiting. A long operation asks now and then, and stops in order.
 bool stop_signals_pending();
 
-// Everything is again as before stop_signals_hold; a signal that was waiting takes effect at once.
+// Restores the state before stop_signals_hold; a waiting signal takes effect at once.
 void stop_signals_release();
 
-// A hold for as long as the object lives.
+// Holds the signals back while the object lives.
 struct StopSignalsHold {
   StopSignalsHold() { stop_signals_hold(); }
   ~StopSignalsHold() { stop_signals_release(); }

@@ -1,4 +1,4 @@
-// The standard streams of the process, written without a buffer between.
+// Writes the standard streams of the process without a buffer.
 #pragma once
 
 #include <string_view>
@@ -7,18 +7,17 @@ namespace marigold {
 
 enum class Stream { kOutput = 1, kError = 2 };
 
-// Called first in a process that writes through stream_write. A standard stream that the caller has
-// closed is occupied, so that no file opened later takes its number and receives what was meant for
-// the stream: reading it finds the end, writing standard output fails, and what goes to standard
-// error is dropped. A reader that goes away becomes a failed write instead of the death of the
-// process.
+// Call it first in a process that writes through stream_write. Opens /dev/null for each standard
+// stream that the caller has closed, so that no file opened later gets its number and its output.
+// Standard input is then at its end, writing standard output fails, and output to standard error is
+// dropped. If a reader goes away, a write fails instead of ending the process.
 void stream_start();
 
-// Writes all bytes, as often as the system takes only a part of them, and waits for a slow reader.
-// 0, or the system's error number; then an unknown number of the first bytes has been written.
+// Writes all bytes, in parts if the system takes only parts, and waits for a slow reader. Returns
+// 0, or the system's error number; an unknown number of the first bytes is then written.
 int stream_write(Stream stream, std::string_view bytes);
 
-// Whether someone may be watching: the stream is a terminal.
+// Whether the stream is a terminal, so that a user may be watching.
 bool stream_is_terminal(Stream stream);
 
 }  // namespace marigold

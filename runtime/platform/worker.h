@@ -1,7 +1,7 @@
-// A second thread for a piece of long work, in a runtime that otherwise has one.
+// A second thread for long work, in a runtime that otherwise has one thread.
 //
-// Signals stay with the thread that owns the worker. So do mapped files: only the owner may touch
-// them, because whoever cuts such a file is met by a signal.
+// Signals stay with the thread that owns the worker. Only the owner may touch mapped files, because
+// a missing page of such a file raises a signal.
 #pragma once
 
 #include <condition_variable>
@@ -15,15 +15,15 @@ namespace marigold {
 class Worker {
  public:
   Worker() = default;
-  // Waits for what has been begun.
+  // Waits for all tasks.
   ~Worker();
   Worker(const Worker&) = delete;
   Worker& operator=(const Worker&) = delete;
 
-  // Lets a task run beside the caller, after those given before. While two are to be done already,
-  // and where the system has no thread left, the caller does it at once. It throws nothing.
+  // Runs a task on the second thread, after the earlier tasks there. If two tasks are unfinished,
+  // or the system has no thread left, the caller runs the task at once. A task must not throw.
   void run(std::function<void()> task);
-  // Until all tasks are done. What they have stored can be read then.
+  // Waits until all tasks are done. The caller can then read their results.
   void wait();
 
  private:
@@ -34,10 +34,10 @@ class Worker {
   void work();
 
   std::thread thread_;
-  bool refused_ = false;  // there is no thread to be had
+  bool refused_ = false;  // the system has no thread left
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::deque<std::function<void()>> tasks_;  // the first one is being done
+  std::deque<std::function<void()>> tasks_;  // the first one is running
   bool ends_ = false;
 };
 

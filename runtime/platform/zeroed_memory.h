@@ -1,6 +1,6 @@
-// Memory of this process alone that is zero and costs nothing until it is touched, in the system's
-// large pages where it gives them: a table that is looked into at random places then costs one
-// search for an address less.
+// Private memory that is zero and costs nothing until it is touched. It uses the system's large
+// pages if the system has them: a random access to a large table then needs one step less to find
+// its address.
 #pragma once
 
 #include <cstddef>
@@ -16,16 +16,16 @@ class ZeroedMemory {
   ZeroedMemory(const ZeroedMemory&) = delete;
   ZeroedMemory& operator=(const ZeroedMemory&) = delete;
 
-  // In the place of what was taken before. 0, or ENOMEM; then there is none.
+  // Replaces the memory taken before. Returns 0, or ENOMEM; the object then has no memory.
   int take(std::size_t bytes);
-  // Begins at a page of the system; null when there is none.
+  // Returns the memory, which begins at a page of the system; null without memory.
   [[nodiscard]] std::byte* data() const { return data_; }
 
  private:
   void give_back();
 
   std::byte* data_ = nullptr;
-  void* mapped_ = nullptr;  // what the system gave, with the room to begin at a large page
+  void* mapped_ = nullptr;  // the whole mapping, with room to begin at a large page
   std::size_t mapped_bytes_ = 0;
 };
 

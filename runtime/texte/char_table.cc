@@ -38,8 +38,8 @@ constexpr UpperHalf kBuiltInInput = {
       0, 177,   0,   0,   0,   0, 247,   0, 176, 183, 183,   0,   0, 178,   0, 160,
 };
 
-// ISO 8859-1 to code page 437, from character 128. Not the inverse of the above: the ligature ae
-// (230) is not shown at all, its byte shows the multiplication sign (215).
+// ISO 8859-1 to code page 437, from character 128. This table is not the inverse of the input
+// table: it has no byte for the ligature ae (230), whose byte shows the multiplication sign (215).
 constexpr UpperHalf kBuiltInOutput = {
       0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,
       0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,   0,
@@ -51,7 +51,7 @@ constexpr UpperHalf kBuiltInOutput = {
       0, 164, 149, 162, 147,   0, 148, 246, 237, 151, 163, 150, 129,   0,   0, 152,
 };
 
-// By which files name the characters of ISO 8859-1, and more below 160 than it has.
+// Names of the characters of ISO 8859-1 in char_table files, with further names below 160.
 constexpr std::array<std::string_view, kCharacters> kGlyphNames = {
     "notdef", "notdef", "notdef", "notdef", "notdef", "notdef", "notdef", "CTRL_BELL", "notdef",
     "CTRL_HTAB", "CTRL_NL", "notdef", "CTRL_FF", "CTRL_CR", "notdef", "notdef", "notdef", "notdef",
@@ -86,8 +86,8 @@ constexpr std::array<std::string_view, kCharacters> kGlyphNames = {
 
 // clang-format on
 
-// The paragraph sign is the one character that code page 437 has below 32, where the runtime keeps
-// control characters.
+// The paragraph sign is the only character that the tables take from below 32 in code page 437; the
+// runtime keeps control characters there.
 constexpr std::uint8_t kParagraphByte = 21;
 constexpr std::uint8_t kParagraph = 182;
 
@@ -120,7 +120,7 @@ constinit State state;
 
 constexpr std::string_view kWhiteSpace = " \t\v\f\r";
 
-// Takes the next word off the line; empty when there is none.
+// Takes the next word off the line; empty without a word.
 std::string_view take_word(std::string_view& line) {
   line.remove_prefix(std::min(line.find_first_not_of(kWhiteSpace), line.size()));
   const std::string_view word = line.substr(0, line.find_first_of(kWhiteSpace));
@@ -128,14 +128,14 @@ std::string_view take_word(std::string_view& line) {
   return word;
 }
 
-// Whether the word is a decimal number that a table has a place for.
+// Whether the word is a decimal number from 0 to 255.
 bool parse_byte(std::string_view word, std::uint8_t& byte) {
   const char* end = word.data() + word.size();
   const auto [stopped, error] = std::from_chars(word.data(), end, byte);
   return error == std::errc() && stopped == end;
 }
 
-// Anything that is no mapping is passed over, so that a file can say more than is known here.
+// Applies a mapping and skips any other line, so that a file may hold more than this version knows.
 void apply_line(CharTable which, std::string_view line) {
   if (line.starts_with('#')) return;
   std::uint8_t number = 0;
@@ -161,7 +161,8 @@ bool find_file(const RuntimeString& language, RuntimeString& path) {
   return lang_find_file(path, kFileName, searchpath, language.view()) == 0;
 }
 
-// The language of the settings is looked for, and warned of, even when nothing is to be loaded.
+// Replaces one table if its variable is set. Searches for the file of the settings' language, and
+// warns if neither language has one, even if the variable is not set.
 void load_side(const Side& side) {
   const bool is_set = std::getenv(side.variable) != nullptr;
   RuntimeString language;
@@ -195,7 +196,7 @@ void char_table_load(CharTable table, const char* path) {
   while (!rest.empty()) {
     const std::size_t length = std::min(rest.find('\n'), rest.size());
     if (length > kLongestCharTableLine) raise_fatal(kErrorStringTooLong);
-    // A last line without its line feed counts as not finished, and is left out.
+    // Skip a last line without a line feed, because it is not finished.
     if (length == rest.size()) return;
     apply_line(table, rest.substr(0, length));
     rest.remove_prefix(length + 1);

@@ -11,12 +11,13 @@ constexpr std::string_view kConversions = "diouxXfeEgGcs";
 constexpr std::string_view kEscapeLetters = "\"\\abcfnrtv";
 constexpr std::size_t kMostEscapeDigits = 3;
 
-// The character at a position, or 0 behind the end.
+// Returns the character at a position, or 0 beyond the end.
 char at(std::string_view text, std::size_t position) {
   return position < text.size() ? text[position] : '\0';
 }
 
-// A loop, because the sets are constants: it becomes a few comparisons and no call.
+// A loop, because the sets are constants: the compiler turns it into a few comparisons without a
+// call.
 bool is_one_of(std::string_view set, char character) {
   for (const char member : set) {
     if (member == character) return true;
@@ -28,7 +29,7 @@ bool is_digit(char character) {
   return character >= '0' && character <= '9';
 }
 
-// The value of a digit, or the base for what is no digit of it.
+// Returns the value of a digit, or the base for a character that is no digit of the base.
 unsigned digit_value(char character, unsigned base) {
   unsigned value = base;
   if (is_digit(character)) value = static_cast<unsigned>(character - '0');
@@ -37,7 +38,7 @@ unsigned digit_value(char character, unsigned base) {
   return std::min(value, base);
 }
 
-// Takes "*" or digits at the position, and moves it behind them.
+// Takes "*" or digits at the position, and moves the position after them.
 void parse_number(std::string_view text, std::size_t& position, std::string_view& digits,
                   bool& from_argument) {
   if (at(text, position) == '*') {

@@ -6,8 +6,8 @@
 //   escape      a backslash and a letter; "\x" and up to three hexadecimal digits; "\0" and up to
 //               three octal digits; a numeric escape also takes the character after its digits
 //
-// This only takes texts apart. What is done with the parts is told where they are formatted (the
-// command) and compared (the author's tool). Every view points into the text that was given.
+// This module only parses. The formatting command and the comparing author's tool give the parts
+// their meaning. Every view points into the given text.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +19,7 @@ enum class DirectiveKind {
   kPercent,      // "%%"
   kEscapedText,  // "%b"
   kConversion,   // formats an argument by one of the conversion letters
-  kInvalid,      // ends in a letter that is none
+  kInvalid,      // ends in a letter that is no conversion
   kUnfinished,   // the text ends before the letter
 };
 
@@ -29,11 +29,11 @@ struct Directive {
   char flag = '\0';
   bool width_from_argument = false;      // "*"
   bool precision_from_argument = false;  // ".*"
-  bool has_precision = false;            // a "." was there, with or without digits
+  bool has_precision = false;            // has a ".", with or without digits
   std::string_view width;                // digits; a leading zero asks for zero padding
   std::string_view precision;            // digits
   char modifier = '\0';
-  char conversion = '\0';  // the letter as it stands, valid or not; 0 in an unfinished one
+  char conversion = '\0';  // the letter, valid or not; 0 in an unfinished directive
   std::size_t length = 0;  // of the directive in the text
 };
 
@@ -43,17 +43,17 @@ struct Escape {
   bool digits_missing = false;  // "\x" without a digit; its number is 0
   unsigned char byte = 0;       // of a numeric escape: the low 8 bits of its number
   bool has_letter = false;      // false only at the end of the text
-  char letter = '\0';      // the escape letter; of a numeric escape the character behind its digits
+  char letter = '\0';      // the escape letter; of a numeric escape the character after its digits
   std::size_t length = 0;  // of the escape in the text
 };
 
-// Takes a directive apart; the text begins with its "%".
+// Parses a directive; the text begins with its "%".
 Directive directive_parse(std::string_view text);
 
-// Takes an escape apart; the text begins with its backslash.
+// Parses an escape; the text begins with its backslash.
 Escape escape_parse(std::string_view text);
 
-// Whether the letter of an escape that is not numeric is one of the language.
+// Whether the language has a non-numeric escape with this letter.
 bool escape_letter_is_known(char letter);
 
 }  // namespace marigold

@@ -7,7 +7,7 @@
 namespace marigold {
 namespace {
 
-// A path cut at the length that the rest of the runtime can measure.
+// A longer path is cut: st_length measures at most this length.
 constexpr std::size_t kLongestPath = kLongestString;
 
 void append_or_fail(RuntimeString& output, std::string_view text) {
@@ -18,7 +18,7 @@ void default_if_empty(RuntimeString& field, std::string_view text) {
   if (field.empty()) field.assign_cut(text);
 }
 
-// What stands for the letter behind a "%", or null when the letter names nothing.
+// Returns the field for the letter after a "%", or null for another letter.
 const RuntimeString* placeholder(const LanguageFields& fields, char letter) {
   switch (letter) {
     case 'l':
@@ -32,7 +32,7 @@ const RuntimeString* placeholder(const LanguageFields& fields, char letter) {
   }
 }
 
-// The search that lang_find_file and lang_find_dir share: the winning element and its path.
+// The search of lang_find_file and lang_find_dir: gives the first matching element and its path.
 int find(RuntimeString& element, RuntimeString& path, std::string_view name,
          std::string_view path_template, std::string_view identifier) {
   for (std::size_t position = 0; position < path_template.size();) {
@@ -50,7 +50,7 @@ int find(RuntimeString& element, RuntimeString& path, std::string_view name,
 LanguageFields lang_split_identifier(std::string_view identifier) {
   LanguageFields fields;
   RuntimeString* field = &fields.language;
-  bool entered = true;  // until a field's first character is written it keeps what it held
+  bool entered = true;  // a field keeps its old text until its first new character
   for (const char character : identifier) {
     if (character == '.' || character == '_') {
       field = character == '.' ? &fields.code_set : &fields.territory;

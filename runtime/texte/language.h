@@ -1,14 +1,14 @@
 // Language identifiers and the search for language-dependent files.
 //
 // A language identifier has the form language "_" territory "." code set ("english_us.8859"). A
-// search path template is a list of elements separated by ";". In an element stand
+// search path template is a list of elements separated by ";". Placeholders in an element:
 //
 //   %l   the language          %t   the territory         %c   the code set
 //   %L   the whole identifier  %N   the name of the file looked for
 //
-// and a "%" before anything else is a plain character. Elements are tried from the left; the first
-// one under which a regular file can be opened for reading wins. Paths and elements are texts of up
-// to 250 characters.
+// A "%" before any other character is a plain character. The search tries elements from the left;
+// the first one under which it can open a regular file for reading wins. Paths and elements are
+// texts of up to 250 characters.
 #pragma once
 
 #include <cstddef>
@@ -19,8 +19,8 @@
 
 namespace marigold {
 
-// For fields that an identifier leaves empty. German, although the default identifier is English:
-// the platform's installations rely on both, so "english" alone is looked for in the territory
+// Values of fields that an identifier leaves empty. They are German although the default identifier
+// is English: the platform's installations rely on both, so "english" alone means the territory
 // "germany".
 inline constexpr std::string_view kDefaultLanguage = "german";
 inline constexpr std::string_view kDefaultTerritory = "germany";
@@ -32,20 +32,20 @@ struct LanguageFields {
   RuntimeString code_set;
 };
 
-// Splits an identifier; empty fields take the defaults. A field that is entered a second time
-// ("en.iso.8859") is started afresh with its first character. An identifier with a field of more
-// than 250 characters is system error 38.
+// Splits an identifier; empty fields take the defaults. If a field comes a second time
+// ("en.iso.8859"), its first character there replaces the earlier text. A field of more than 250
+// characters is system error 38.
 LanguageFields lang_split_identifier(std::string_view identifier);
 
-// Expands the element that begins at `position`, all but "%N", into the output and moves the
-// position behind it and its
-// ";". Position 0 is the first element; after the last one it is the template's length. An element
-// that expands to more than 250 characters is system error 38.
+// Expands the element that begins at `position`, except for "%N", into the output, and moves the
+// position after the element and its ";". Position 0 is the first element; after the last element
+// the position is the template's length. An element that expands to more than 250 characters is
+// system error 38.
 void lang_expand_element(RuntimeString& output, std::string_view path_template,
                          std::string_view identifier, std::size_t& position);
 
-// Puts the name in the place of every "%N" of an expanded element. The output ends after 249
-// characters, in the middle of the name if need be.
+// Replaces every "%N" of an expanded element by the name. The output ends after 249 characters, in
+// the middle of the name if need be.
 void lang_subst_name(RuntimeString& output, std::string_view element, std::string_view name);
 
 // All elements expanded, "%N" left in them, each followed by ";". Stops before the first element

@@ -15,7 +15,7 @@ namespace {
 struct NumberRange {
   int first;
   int last;
-  int entry;  // the number in the key of the entry that stands for all of them; 0: each its own
+  int entry;  // number in the key of the entry for all of them; 0: an entry for each
 };
 
 constexpr NumberRange kRanges[] = {{1, 69, 0}, {100, 999, 100}, {1000, 9999, 1000}};
@@ -45,7 +45,8 @@ void syserr_text(SystemText& output, int number) {
 }
 
 void syserr_show(int number) {
-  // First: what stands on a screen that is left, or cleared, is gone with it.
+  // Hands the terminal back first: text on a screen vanishes when the runtime leaves or clears the
+  // screen.
   user_interface().hand_terminal_back();
   line_output_text(2, kColumn, syserr_error.c_str(), kLabelWidth);
   line_output_number(2, kNumberColumn, number);
@@ -57,7 +58,7 @@ void syserr_show(int number) {
 void syserr_fatal(int number) {
   status_close_with_error(number);
   syserr_show(number);
-  passing_files_remove();  // with the terminal its handler of the signal may have gone
+  passing_files_remove();  // the handler of the signal may be gone with the terminal
   std::abort();
 }
 

@@ -1,4 +1,4 @@
-// Fatal system errors: the report on an unrecoverable condition, by its number.
+// Fatal system errors: reports an unrecoverable condition by its number.
 //
 //   1 to 69        the condition of that number, see the catalogue entries syserr_1 to syserr_69
 //   100 to 999     the keyed-file engine's error; one text for all
@@ -10,8 +10,8 @@
 
 namespace marigold {
 
-// Makes syserr_fatal what the lower floors reach through raise_fatal. Called before the settings
-// are read, which can fail.
+// Sets syserr_fatal as the function that the lower floors reach through raise_fatal. Call it before
+// the settings are read, because that can fail.
 void syserr_start();
 
 }  // namespace marigold

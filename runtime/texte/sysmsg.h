@@ -1,10 +1,10 @@
 // The system message catalogue: the words of the screen and of error reports that languages
-// translate. Messages of single modules that the contract words stand where they are printed.
+// translate. Messages with a fixed wording stand in the modules that print them.
 //
-// One variable for each entry of catalogue.def, named by its key: `systxt_` words of the screen,
-// `syschr_` answer keys (a single character), `syserr_` texts of system errors. They hold the
-// built-in English texts from the start of the process; sysmsg_init puts those of the language in
-// their place, which stand in its text database under "SYSDEF." and the key.
+// One variable for each entry of catalogue.def, named by its key: `systxt_` for words of the
+// screen, `syschr_` for answer keys (a single character), `syserr_` for texts of system errors. The
+// variables hold the built-in English texts from the start of the process. sysmsg_init replaces
+// them by those of the language, which its text database has under "SYSDEF." and the key.
 #pragma once
 
 #include <span>
@@ -20,12 +20,12 @@ namespace marigold {
 #include "runtime/texte/catalogue.def"
 // NOLINTEND(bugprone-macro-parentheses)
 
-// Fills all entries from the text database of the settings' language. Called once at start-up,
-// after the settings are read. An entry that the database lacks, or all of them without a database,
-// takes its built-in text; nothing is reported. Texts are cut at 255 characters.
+// Fills all entries from the text database of the settings' language. Call it once at start-up,
+// after the settings are read. An entry that the database lacks takes its built-in text; without a
+// database all entries do. Reports nothing about missing entries. Cuts texts at 255 characters.
 void sysmsg_init();
 
-// What the catalogue knows of an entry. One of `text` and `character` is set.
+// An entry of the catalogue. One of `text` and `character` is set.
 struct CatalogueEntry {
   const char* key;
   SystemText* text;
@@ -33,10 +33,10 @@ struct CatalogueEntry {
   std::string_view built_in;
 };
 
-// All entries, in the order of the catalogue.
+// Returns all entries, in the order of the catalogue.
 std::span<const CatalogueEntry> sysmsg_entries();
 
-// The entry with this key, or null.
+// Returns the entry with this key, or null.
 const CatalogueEntry* sysmsg_entry(std::string_view key);
 
 }  // namespace marigold

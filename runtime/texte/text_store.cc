@@ -13,21 +13,21 @@ namespace {
 
 constexpr int kReadOnly = 0;  // O_RDONLY of the system, and 0 on all of them
 
-// Matters only where the store makes a file.
+// Has an effect only if the library makes a file.
 constexpr int kFileMode = 0666;
 
-// The name of the store and its version.
+// Bytes of the .dir file: the name of the store and its version.
 constexpr std::int64_t kCompanionSize = 16;
 
-// Asked to read a store whose companion is missing or not of its making (a link to the .pag file,
-// from old installations), the library puts an empty file in its place, which no later open
-// accepts. So it is not asked.
+// Checks the .dir file before the library opens the store. If that file is missing or not the
+// library's own (a link to the .pag file, from old installations), the library replaces it by an
+// empty file, which no later open accepts.
 bool companion_is_good(const std::string& path) {
   const std::int64_t size = file_size(path.c_str());
   if (size == kCompanionSize) return true;
   std::string bytes;
   const int error = size < 0 ? file_read(path.c_str(), bytes) : EINVAL;
-  errno = error == 0 ? EINVAL : error;  // 0: it has just been changed
+  errno = error == 0 ? EINVAL : error;  // 0: another process has just changed it
   return false;
 }
 
@@ -41,7 +41,7 @@ bool companion_is_good(const std::string& path) {
 
 bool TextStore::open_mapped(const std::string& path) {
   if (!companion_is_good(path + ".dir")) return false;
-  std::string changeable = path;  // the store's interface dates from before const
+  std::string changeable = path;  // the library's interface is older than const
   errno = 0;
   store_.reset(dbm_open(changeable.data(), kReadOnly, kFileMode));
   if (store_ == nullptr && errno == 0) errno = EINVAL;
@@ -50,7 +50,7 @@ bool TextStore::open_mapped(const std::string& path) {
 
 bool TextStore::open(const std::string& path) {
   if (!open_mapped(path)) return false;
-  // Opening has not touched a mapped page yet.
+  // Opening has touched no mapped page yet, so the guard can begin here.
   if (!stop_mapping()) guard_ = std::make_unique<MappingGuard>(gdbm_fdesc(store_->file));
   return true;
 }

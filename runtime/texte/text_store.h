@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-// The store's handle type is an unnamed struct, which cannot be declared ahead; its header does not
-// know C++.
+// The library's handle type is an unnamed struct, which cannot be declared ahead; the library's
+// header has no C++ linkage of its own.
 #include <gdbm.h>
 extern "C" {
 #include <ndbm.h>
@@ -18,25 +18,25 @@ namespace marigold {
 
 class TextStore {
  public:
-  // Opens the files `path`.pag and `path`.dir. They are read by calls of the system: a file that is
-  // cut while it is open is a damaged store, and does not end the process by a signal. False when
-  // that fails; then errno tells why ("No such file or directory": the .dir file is missing;
-  // "Invalid argument": one of the two is not a store's).
+  // Opens the files `path`.pag and `path`.dir, and reads them by system calls: a file that another
+  // process cuts meanwhile is a damaged store, and raises no signal. Returns false on failure;
+  // errno then has the reason ("No such file or directory": the .dir file is missing; "Invalid
+  // argument": one of the two files is not a store's).
   bool open(const std::string& path);
 
-  // The same, to be closed again soon after many texts were fetched: these come from the file's
-  // mapped pages, under a guard (see mapping_guard.h). A file that was cut meanwhile is found out
-  // at the latest by read_by_calls() or close(), and is a damaged store as in fetch().
+  // Opens a store for a short time and many texts: fetch() reads the file's mapped pages, under a
+  // guard (see mapping_guard.h). read_by_calls() and close() detect at the latest that the file was
+  // cut meanwhile; the store is then damaged as in fetch().
   bool open_for_many(const std::string& path);
 
-  // Ends that, for one who keeps the store open: all is as after open().
+  // Ends the mapping for a user that keeps the store open: the store is then as after open().
   void read_by_calls();
   void close();
 
-  // The text of an id, zero-terminated, or null when there is none. The next fetch releases it. A
-  // text that was stored without its zero byte ends where its bytes end. A damaged store ends the
-  // process: "gdbm fatal: REASON." on standard error and status -1, since what is missing from a
-  // damaged store cannot be told from what was never there.
+  // Returns the text of an id, zero-terminated, or null for an unknown id. The next fetch releases
+  // the text. A text stored without its zero byte ends with its last byte. A damaged store ends the
+  // process with "gdbm fatal: REASON." on standard error and status -1, because a lost text would
+  // look like an unknown id.
   const char* fetch(const char* id);
 
  private:

@@ -1,4 +1,4 @@
-// Texts and messages, the whole module: what a program includes that does not want to choose.
+// Texts and messages: includes the whole module.
 #pragma once
 
 #include "marigold/texts.h"

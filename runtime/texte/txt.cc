@@ -34,9 +34,8 @@ struct State {
 
 State state;
 
-// Handles run from 0 to one past the last slot: there the table behaves as if it had one more slot
-// that is never filled. Open, close and fetch agree on it, and callers that count slots from 1 get
-// nothing instead of a fault.
+// Returns null for a handle outside the slots. Open, close and fetch agree on that, so a caller
+// that counts slots from 1 gets no text for slot 10 instead of a fault.
 Slot* used_slot(int handle) {
   if (handle < 0 || handle >= kTextSlots) return nullptr;
   Slot& slot = state.slots[static_cast<std::size_t>(handle)];
@@ -47,20 +46,21 @@ int handle_of(const Slot& slot) {
   return static_cast<int>(&slot - state.slots.data());
 }
 
-// Finds the database along the search path; the path comes without its extension.
+// Finds the database along the search path and gives its path without the extension.
 bool find_database(std::string& found, const char* language, const char* name) {
   RuntimeString path;
   const std::string file_name = std::string(name).append(kExtension);
   if (lang_find_file(path, file_name, settings().language_searchpath.view(), language) != 0) {
     return false;
   }
-  // An element without "%N" can have won with any name, however short.
+  // An element without "%N" gives the same path for any name, and the path may be shorter than the
+  // extension.
   found = path.view().substr(0, path.length() - std::min(path.length(), kExtension.size()));
   if (found.size() > kRuntimeStringCapacity) raise_fatal(kErrorStringTooLong);
   return true;
 }
 
-// How long a database stays open.
+// Time for which a database stays open.
 enum class OpenFor { kLong, kManyTexts };
 
 int open_in_free_slot(const std::string& path, std::string identity, OpenFor how) {
@@ -87,10 +87,11 @@ int open_database(const char* language, const char* name, OpenFor how) {
   }
   if (language == nullptr) language = settings().language_identifier.c_str();
   std::string identity = std::string(language).append(name);
-  // A free slot has no identity, so an empty one, which names no database, must not find it.
+  // A free slot has an empty identity. An empty language and name give an empty identity too, which
+  // must not match a free slot.
   const auto shared = std::ranges::find(state.slots, identity, &Slot::identity);
   if (shared != state.slots.end() && !identity.empty()) {
-    // The one who opened it for many texts is no longer the one who closes it.
+    // The user that opened the database for many texts is no longer the last one to close it.
     shared->store.read_by_calls();
     ++shared->open_count;
     return handle_of(*shared);
@@ -127,8 +128,8 @@ const char* txt_fetch(int handle, const char* id) {
 }
 
 void txt_open_sysdef(const char* /*name*/) {
-  // Filling the catalogue fetches every entry; by calls of the system that made a run of the
-  // command on a translated database a sixth slower.
+  // Filling the catalogue fetches every entry. With system calls a run of the command on a
+  // translated database was a sixth slower.
   state.system_handle = open_database(nullptr, "textdb", OpenFor::kManyTexts);
 }
 
@@ -139,7 +140,8 @@ void txt_close_sysdef() {
 void txt_sysdef_text(SystemText& destination, const char* key, std::string_view fallback) {
   const char* text = fetch_system_text(key);
   const std::string_view found = text == nullptr ? fallback : text;
-  // What is not written needs no page of its own: most entries of most runs stay as they are built.
+  // Writes only a text that differs: an unwritten page needs no memory of its own, and most entries
+  // of most runs keep their built-in texts.
   if (destination.view() != found) destination.assign_cut(found);
 }
 

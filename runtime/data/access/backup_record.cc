@@ -42,7 +42,7 @@ std::string backup_record_path(const DataFile& file) {
 }
 
 std::optional<BackupRecord> backup_record_read(const DataFile& file) {
-  constexpr std::size_t kLongest = 8192;  // a path, and the time
+  constexpr std::size_t kLongest = 8192;  // bytes: a path and the time
   std::string text;
   if (file_read(backup_record_path(file).c_str(), text, kLongest) != 0) return {};
   text.resize(std::min(text.size(), text.find('\n')));

@@ -1,6 +1,7 @@
-// When a data file was last backed up: a record beside it, PATH.backup, with the moment of which
-// the backup is and where that lies. It is a note for operators; nothing is decided by it. Whoever
-// makes a backup writes it when that is whole. docs/formats/backup-record.md draws it.
+// The record of a data file's last backup: PATH.backup beside the data file, with the moment of the
+// backup and the place of the backup file. The record is a note for operators; no decision depends
+// on it. The maker of a backup writes the record when the backup is whole.
+// docs/formats/backup-record.md draws the format.
 #pragma once
 
 #include <chrono>
@@ -18,14 +19,14 @@ struct BackupRecord {
 
 std::string backup_record_path(const DataFile& file);
 
-// The record of the data file; none when there is none, or what is there is none.
+// Returns the record of the data file; none if the record is missing or malformed.
 std::optional<BackupRecord> backup_record_read(const DataFile& file);
 
-// Writes the record in one step, with the owner and permissions of the data file. A line end in the
-// place ends it. 0, or the system's error number; then the old one is as it was.
+// Writes the record in one step, with the owner and permissions of the data file. Cuts the place at
+// a line end. Returns 0, or the system's error number; the old record then stays as it was.
 int backup_record_write(const DataFile& file, const BackupRecord& record);
 
-// A moment as a record has it.
+// Returns a moment in the form that records use.
 std::string backup_time(std::chrono::sys_seconds moment);
 
 }  // namespace marigold

@@ -21,7 +21,7 @@ namespace {
 
 using ByKey = int (*)(DataFile& file, int key);
 
-// What a kind of file can do.
+// Operations of a kind of file.
 struct Operations {
   int (*open)(DataFile& file, const std::string& path, bool& created, bool exclusive);
   void (*close)(DataFile& file);
@@ -110,7 +110,8 @@ void free_record(DataFile& file) {
   file.record = std::vector<char>();
 }
 
-// The last byte must be the marker's: it would be written into a field.
+// The record's last byte holds the deletion marker. Without a byte after the fields the marker
+// would overwrite a field.
 void check_marker_has_room(const DataFile& file) {
   if (file.definition.record_length > file.definition.used_length) return;
   refuse(file,
@@ -119,9 +120,10 @@ void check_marker_has_room(const DataFile& file) {
          kErrorRecordLength);
 }
 
-// A program that takes records of another version for those of its definition reads nonsense and
-// writes what a conversion mangles. A file without records and without a version is one whose maker
-// was killed between the two.
+// Refuses a file whose records have another version than the definition: a program would misread
+// the records and write ones that the conversion mangles. A file without records and without a
+// version record is one whose maker was killed between making the file and writing the version; it
+// gets the record here.
 void check_version(const DataFile& file, const Operations& operations) {
   const std::optional<double> found = version_read_record(version_file_record(data_path(file)));
   const auto wanted = static_cast<double>(file.definition.version);
@@ -129,7 +131,7 @@ void check_version(const DataFile& file, const Operations& operations) {
   if (!found) {
     if (!file.read_only && operations.is_empty(file))
       static_cast<void>(
-          version_write_record(version_file_record(data_path(file)), wanted));  // or the next one
+          version_write_record(version_file_record(data_path(file)), wanted));  // or next open
     return;
   }
   refuse(file,
@@ -138,7 +140,7 @@ void check_version(const DataFile& file, const Operations& operations) {
          *found > wanted ? kErrorFileVersionNewer : kIsBadFile);
 }
 
-// Delivers the result of a read.
+// Returns the result of a read, and clears the record if the read found none.
 int finish_read(DataFile& file, int result) {
   if (result == kDataNotFound) data_clear_record(file);
   return result;

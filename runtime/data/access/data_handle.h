@@ -1,7 +1,7 @@
-// The handle of a data file: by which file it is opened, in which mode, and its record buffer.
+// The handle of a data file: its definition, its place, its mode and its record buffer.
 //
-// There is one handle for each definition of the process-wide list, found by name. Tools make
-// further ones, for definitions outside the list or for another place of the file.
+// Each definition of the process-wide list has one handle, found by name. Tools make further
+// handles, for definitions outside the list or for a file in another place.
 #pragma once
 
 #include <string>
@@ -13,11 +13,11 @@
 
 namespace marigold {
 
-// Which open file it is, for the operations of its kind.
+// The open file, for the operations of its kind.
 struct EngineState {
   int descriptor = -1;
   int selected_key = -1;     // from 1; -1 after opening
-  bool behind_last = false;  // the last read was one for a next record that failed
+  bool behind_last = false;  // the last read looked for a next record and found none
 };
 
 // The definition outlives the handle.
@@ -27,9 +27,10 @@ struct DataFile {
   DataFile(const DataFile&) = delete;
 
   const FileDefinition& definition;
-  // Set by the application before opening. Read only: begins as the definition says.
+  // The application sets the following two before it opens the file. `read_only` begins as in the
+  // definition.
   bool read_only = false;
-  // The file's whole path, without ".dat" and the like. Empty: the file's name in the data
+  // The file's whole path, without a suffix such as ".dat". Empty: the file's name in the data
   // directory of its path class.
   std::string explicit_path;
 
@@ -39,8 +40,8 @@ struct DataFile {
   bool open = false;
 };
 
-// The handle of a file name of the list (cut as definition_find does), or null. It stays valid
-// until definition_start.
+// Returns the handle of a file name of the list (cut as definition_find cuts it), or null. The
+// handle stays valid until definition_start.
 DataFile* data_file_find(std::string_view name);
 
 // All handles that have been asked for, in the order of their names.

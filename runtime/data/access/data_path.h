@@ -1,4 +1,4 @@
-// Where data files lie: each path class has a directory of its own.
+// The paths of data files. Each path class has a data directory of its own.
 #pragma once
 
 #include <string>
@@ -7,19 +7,19 @@
 
 namespace marigold {
 
-// The data directory of a path class, without a slash at its end: DATA_DIRECTORY with the class's
-// number for each "%p".
+// Returns the data directory of a path class, without a slash at its end: DATA_DIRECTORY with the
+// class's number for each "%p".
 std::string data_directory(int path_class);
 
-// The path of a file without ".dat" and the like: the file's name, in the case in which it is
-// defined, in the data directory of its class; for a handle its explicit path, if it has one.
+// Returns the path of a file without a suffix such as ".dat": the file's name, in the case of its
+// definition, in the data directory of its class. A handle with an explicit path has that path.
 std::string data_path(const FileDefinition& file);
 std::string data_path(const DataFile& file);
 
-// Makes the data directory of a class if it is missing. 0, or the system's error number.
+// Makes the data directory of a class if it is missing. Returns 0, or the system's error number.
 int data_make_directory(int path_class);
-// The same for a file that is about to be made. Nothing for an explicit path, whose directory is
-// the application's.
+// Makes the data directory of a file that is about to be made. Does nothing for an explicit path,
+// because the application is responsible for its directory.
 int data_make_directory(const DataFile& file);
 
 }  // namespace marigold

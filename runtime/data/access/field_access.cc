@@ -11,7 +11,7 @@
 namespace marigold {
 namespace {
 
-// What a field's elements are for their users.
+// The kinds of values that programs read from fields and put into fields.
 enum class Kind { kInteger, kLong, kDouble, kText };
 
 Kind kind_of(FieldType type) {
@@ -141,7 +141,7 @@ int field_put(const FieldDefinition& field, int index, char* record, std::string
   if (value.size() > size) return kFieldTextTooLong;
   if (value.find('\0') != std::string_view::npos) return kFieldWrongType;
   char* text = record + place(field, index);
-  // The value may lie in this very field.
+  // memmove, because the value may lie in this field.
   std::memmove(text, value.data(), value.size());
   std::memset(text + value.size(), 0, size - value.size());
   return kFieldDone;

@@ -1,9 +1,9 @@
-// The fields of a record: what stands in the record buffer of an open file, by field and element.
+// Reads and writes the fields of a record by field and element.
 //
-// Elements are numbered from 1 to the field's repeat count. Numbers stand in the record in the
-// engine's portable forms. Texts are ISO 8859-1; behind a text that is shorter than its field zero
-// bytes follow, and reading ends at the first of them. So what was never put reads as "", and
-// blanks at a text's end come back.
+// Elements have the numbers from 1 to the field's repeat count. The record holds numbers in the
+// engine's portable forms. Texts are ISO 8859-1; zero bytes fill the field after a shorter text,
+// and reading ends at the first zero byte. So a field of zeros reads as "", and blanks at a text's
+// end come back.
 //
 //   integer   INT
 //   long      LONGINT, DATE, TIME, and the head of a chain
@@ -30,25 +30,25 @@ namespace marigold {
 inline constexpr int kFieldDone = 0;
 inline constexpr int kFieldWrongType = kErrorFieldType;        // the field's type has no such value
 inline constexpr int kFieldBadIndex = kErrorFieldElement;      // no element has this number
-inline constexpr int kFieldTextTooLong = kErrorStringTooLong;  // it fits no element of the field
+inline constexpr int kFieldTextTooLong = kErrorStringTooLong;  // longer than an element
 
-// After a failure `value` is as it was. A text that is read lies in the record.
+// A failure leaves `value` as it was. A text that is read is a view into the record.
 int field_get(const FieldDefinition& field, int index, const char* record, std::int16_t& value);
 int field_get(const FieldDefinition& field, int index, const char* record, std::int32_t& value);
 int field_get(const FieldDefinition& field, int index, const char* record, double& value);
 int field_get(const FieldDefinition& field, int index, const char* record, std::string_view& value);
-// Any number, date or time: 32 bits fit into a double.
+// Reads any number, date or time. A double holds every value of 32 bits exactly.
 int field_get_number(const FieldDefinition& field, int index, const char* record, double& value);
 
-// After a failure the record is as it was. A text with a zero byte, which could not be read back,
-// is of the wrong type.
+// A failure leaves the record as it was. A text with a zero byte is of the wrong type, because
+// reading would cut it there.
 int field_put(const FieldDefinition& field, int index, char* record, std::int16_t value);
 int field_put(const FieldDefinition& field, int index, char* record, std::int32_t value);
 int field_put(const FieldDefinition& field, int index, char* record, double value);
 int field_put(const FieldDefinition& field, int index, char* record, std::string_view value);
 
-// Gives every element its preset, or zeros where it has none, and clears the bytes behind the
-// fields. A preset text that is too long is cut.
+// Gives every element its preset, or zeros without a preset, and clears the bytes after the fields.
+// Cuts a preset text that is too long.
 void fields_preset(const FileDefinition& file, std::span<char> record);
 
 }  // namespace marigold

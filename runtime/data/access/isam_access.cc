@@ -20,9 +20,9 @@ constexpr char kLive = 0;
 constexpr char kPlaceholder = 1;
 
 struct State {
-  std::vector<char> kept;     // the key value that a read looks for
+  std::vector<char> kept;     // the record with the key value of a read
   std::vector<char> whole;    // the record buffer during an existence test
-  std::vector<char> scratch;  // records that nobody wants
+  std::vector<char> scratch;  // records that are not delivered
 };
 
 State state;
@@ -43,7 +43,7 @@ char& marker(DataFile& file) {
   return file.record.back();
 }
 
-// Reads into the record buffer: 0, or the engine's number.
+// Reads into the record buffer. Returns 0, or the engine's number.
 int read(DataFile& file, int mode) {
   return ISREAD(file.engine.descriptor, file.record.data(), mode) == 0 ? 0 : iserrno;
 }
@@ -52,7 +52,7 @@ int write(const DataFile& file) {
   return ISWRITE(file.engine.descriptor, file.record.data()) == 0 ? 0 : iserrno;
 }
 
-// Moves to a record that another process has locked, without delivering it.
+// Moves to a record that another process has locked, without delivering the record.
 void pass_locked(const DataFile& file, const std::vector<char>& from, int mode) {
   state.scratch = from;
   ISREAD(file.engine.descriptor, state.scratch.data(), mode);
@@ -80,7 +80,7 @@ bool same_key(const KeyDescription& a, const KeyDescription& b) {
          std::equal(a.parts.begin(), a.parts.begin() + a.part_count, b.parts.begin());
 }
 
-// How many of the file's keys, from the first, are those of the definition.
+// Counts the keys of the file, from the first, that are as the definition has them.
 int keys_in_common(const FileDefinition& file, const IsamInfo& info) {
   const int most = std::min(file.keys.key_count, info.key_count);
   int same = 0;
@@ -93,7 +93,7 @@ int keys_in_common(const FileDefinition& file, const IsamInfo& info) {
 void select_key(DataFile& file, int key) {
   if (file.engine.selected_key == key) return;
   if (key < 1 || key > file.definition.keys.key_count) data_fatal("", kIsBadKey);
-  // Finding no record is no failure here: the key is selected all the same.
+  // ISSTART selects the key also when it finds no record, so a missing record is no failure here.
   ISSTART(file.engine.descriptor, isam_key(file.definition, key), 0, file.record.data(), kIsEqual);
   file.engine.selected_key = key;
   file.engine.behind_last = false;
@@ -119,7 +119,7 @@ int add_further_keys(const FileDefinition& file, int descriptor, int present) {
   return 0;
 }
 
-// 0, or the number of what stood in the way.
+// Returns 0, or the error number.
 int build(const DataFile& file, const std::string& base, bool& created) {
   if (const int failed = data_make_directory(file)) return failed;
   const int descriptor = ISBUILD(base.c_str(), file.definition.record_length,
@@ -131,8 +131,8 @@ int build(const DataFile& file, const std::string& base, bool& created) {
   return failed;
 }
 
-// Opens the file, or makes it and opens it. Of several processes that find it missing at once one
-// makes it, and the others look again.
+// Opens the file, or makes and opens it. If several processes find the file missing at once, one
+// makes it and the others try again to open it.
 int open_or_make(const DataFile& file, const std::string& base, int mode, bool& created) {
   constexpr int kPatience = 200;
   for (int round = 0;; ++round) {
@@ -170,7 +170,7 @@ int open_for(const DataFile& file, const std::string& base, int mode, bool& crea
 
 // ---- Reading
 
-// An unlocked read of a record by the primary key, or a locked one.
+// Reads a record by the primary key, with or without a lock.
 int read_primary(DataFile& file, bool lock) {
   const int mode = lock ? kIsEqual | kIsLock : kIsEqual;
   for (;;) {
@@ -186,16 +186,16 @@ int read_primary(DataFile& file, bool lock) {
       default:
         fatal();
     }
-    // The placeholder is read, and so locked, in the next round. If another process has put a
-    // record there first, that round finds it.
+    // The next round reads and so locks the placeholder. If another process has written a record
+    // with this key first, the next round finds that record.
     marker(file) = kPlaceholder;
     const int failed = write(file);
-    if (failed == kIsLocked) return kDataLocked;  // by one who has deleted the record just now
+    if (failed == kIsLocked) return kDataLocked;  // by a process that has just deleted the record
     if (failed != 0 && failed != kIsDuplicate) data_fatal("", failed);
   }
 }
 
-// How positioned reads go about: where to look first, and which way over placeholders.
+// Steps of a positioned read: the mode of the first read, and the mode that passes placeholders.
 struct Walk {
   int first;
   int skip;
@@ -211,15 +211,17 @@ int read_live(DataFile& file, const Walk& walk) {
 int read_positioned(DataFile& file, int key, Walk walk) {
   select_key(file, key);
   const bool behind_last = std::exchange(file.engine.behind_last, false);
-  // The last record was passed when a next one was looked for: now it is the previous one.
+  // The failed read for a next record went past the last record, so the last record is the previous
+  // one.
   if (behind_last && walk.first == kIsPrevious) walk.first = kIsCurrent;
   int failed = read_live(file, walk);
   if (failed == kIsNoCurrent && walk.first == kIsCurrent)
-    failed = read_live(file, {kIsPrevious, kIsPrevious});  // deleted since
+    failed = read_live(file, {kIsPrevious, kIsPrevious});  // deleted meanwhile
   if (failed == 0) return kDataDone;
   if (failed == kIsNoCurrent) return kDataNotFound;
   if (failed != kIsEndOfFile && failed != kIsNoRecord) data_fatal("", failed);
-  // Not after a failed previous: who turns round at the beginning gets the first record anyway.
+  // A failed read for a previous record needs no such step: at the beginning the next record is the
+  // first one anyway.
   if (walk.first == kIsNext)
     file.engine.behind_last = read_live(file, {kIsPrevious, kIsPrevious}) == 0;
   return kDataNotFound;
@@ -271,7 +273,7 @@ int isam_finish_making(const FileDefinition& file, const std::string& base) {
   if (descriptor < 0) return iserrno;
   IsamInfo info;
   int failed = isinfo(descriptor, info) == 0 ? 0 : iserrno;
-  // Somebody else may have been quicker.
+  // Another process may have added the keys already.
   if (failed == 0 && isam_is_half_made(file, info))
     failed = add_further_keys(file, descriptor, info.key_count);
   return ISCLOSE(descriptor) != 0 && failed == 0 ? iserrno : failed;
@@ -317,8 +319,8 @@ int is_write(DataFile& file) {
   if (failed == 0) return kDataDone;
   if (failed == kIsLocked) return kDataLocked;
   if (failed != kIsDuplicate) data_fatal("write", failed);
-  // Deleting and writing in one step, so that the key is never without a record. Meanwhile another
-  // process may have deleted it, and then again have written it.
+  // ISREPLACE deletes and writes in one step, so the key always has a record. Another process may
+  // delete that record meanwhile, and write it again.
   while (failed == kIsDuplicate) {
     failed = ISREPLACE(file.engine.descriptor, file.record.data()) == 0 ? 0 : iserrno;
     if (failed == kIsNoRecord) failed = write(file);

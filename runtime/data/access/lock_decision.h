@@ -1,4 +1,5 @@
-// What happens when another process has locked a file or a record that is wanted.
+// Decides how an operation goes on when another process has locked the file or record that it
+// needs.
 #pragma once
 
 #include "runtime/data/access/data_handle.h"
@@ -8,8 +9,9 @@ namespace marigold {
 
 enum class LockPhase { kOpening = 0, kReading = 1 };
 
-// Whether to try again. Looks at nothing but kDataLocked: any other result is final. May wait for a
-// second, or for the user. The file is called by its name, or LOCK.$$$ if it is not a defined file.
+// Whether the caller tries again. Only kDataLocked leads to a further try; any other result is
+// final. The function may wait for a second, or for the user. Messages name the file, or LOCK.$$$
+// for a file that is not in the list of definitions.
 bool lock_try_again(const DataFile& file, int result, LockWait wait, LockPhase phase);
 
 }  // namespace marigold

@@ -23,9 +23,9 @@ namespace marigold {
 namespace {
 
 constexpr std::int32_t kHolderLength = 64;    // bytes of a record
-constexpr std::uint64_t kMostHolders = 4096;  // more hold their locks without being named
+constexpr std::uint64_t kMostHolders = 4096;  // further holders have a lock but no record
 
-// A lock file is a random file that no set defines.
+// A lock file is a random file outside all definition sets.
 struct LockHandle {
   explicit LockHandle(FileDefinition of) : definition(std::move(of)), file(definition) {}
 
@@ -53,11 +53,11 @@ std::string lock_path(int path_class) {
   return data_directory(path_class) + "/lock.$$$";
 }
 
-// ---- Who holds it
+// ---- Holders
 
 constexpr std::string_view kExclusiveWord = "exclusive";
 
-// One line: process number, kind of the lock, host; filled up with blanks.
+// Returns the line of a holder: process number, kind of the lock, host; blanks fill it up.
 std::array<char, kHolderLength> holder_record(bool exclusive) {
   std::string line = std::to_string(process_number()) + " " +
                      std::string(exclusive ? kExclusiveWord : "shared") + " " + host_name();
@@ -83,8 +83,8 @@ LockHolder parse_holder(std::string_view record) {
   return holder;
 }
 
-// Writes our record into the first place whose byte nobody has locked. It is information only: a
-// failure leaves the lock as it is.
+// Writes the record of this process into the first place whose byte no process has locked. The
+// record is information only: a failure leaves the lock as it is.
 void write_holder(RecordFile& file, bool exclusive) {
   for (std::uint64_t place = 0; place < kMostHolders; ++place) {
     const int failed = file.lock(kRandomUserLocks + place, 1, true);
@@ -104,7 +104,7 @@ FileDefinition lock_definition(int path_class) {
   return definition;
 }
 
-// What a forked process has inherited is its parent's, who still holds it.
+// Forgets a handle that this process inherited by a fork: the parent still holds that lock.
 void forget_inherited(Entry& entry) {
   if (entry.handle != nullptr && random_bytes(entry.handle->file) == nullptr) entry = Entry{};
 }
@@ -118,7 +118,7 @@ void release(int path_class) {
   status_path_event(path_class, false, data_directory(path_class).c_str());
 }
 
-// Without a way of waiting the answer is the first one.
+// Takes the class. Without a LockWait the first result is final.
 int take(int path_class, bool exclusive, std::optional<LockWait> wait) {
   Entry& entry = entry_of(path_class);
   if (!settings().multi_user) return kDataDone;
@@ -179,8 +179,9 @@ void path_lock_release_all() {
 
 namespace {
 
-// Whoever may read the lock file can lock its bytes and write no record; so can one whose record is
-// not the first at its place. The system may know them.
+// Adds processes that hold a lock without a record in the file. A process that may read but not
+// write the lock file holds a lock without a record, and so does one whose place has the record of
+// another process. The operating system may list them.
 void add_nameless(int path_class, std::vector<LockHolder>& holders) {
   for (const LockingProcess& process : processes_locking(lock_path(path_class).c_str())) {
     const auto is_named = [&](const LockHolder& holder) {
@@ -214,7 +215,7 @@ int lock_file_holders(int path_class, std::vector<LockHolder>& holders) {
   add_nameless(path_class, holders);
   bool locked = false;
   if (const int failed = file.locked_by_other(kRandomFileLock, locked)) return failed;
-  if (locked && holders.empty()) holders.push_back({});  // somebody, of whom nothing is known
+  if (locked && holders.empty()) holders.push_back({});  // an unknown process
   return 0;
 }
 

@@ -1,12 +1,14 @@
-// The locks of the path classes: which processes work in a data directory.
+// The locks of the path classes: they show the processes that work in a data directory.
 //
-// Class n, 0 to 30, is locked by holding the file "lock.$$$" in its data directory open, shared by
-// every process that uses files of the class, exclusively by one that must be alone there. Only in
-// multi-user operation (Settings::multi_user): otherwise nothing here touches the disk.
-// Process-wide table; a class is held once, however often it is taken. Locks and releases go into
-// the program status file. A class outside 0 to 30 is system error 64.
+// A process locks class n, 0 to 30, while it holds the file "lock.$$$" in the class's data
+// directory open: shared if it uses files of the class, exclusively if it must be alone there.
+// Locks exist only in multi-user operation (Settings::multi_user); otherwise taking a lock does not
+// touch the disk. The table is process-wide; a process holds a class once, however often it takes
+// the class. The program status file records locks and releases. A class outside 0 to 30 is system
+// error 64.
 //
-// While a class is held, a record in its lock file says who holds it; docs/formats/lock-file.md.
+// While a process holds a class, a record in the lock file names the process; see
+// docs/formats/lock-file.md.
 #pragma once
 
 #include <string>
@@ -16,7 +18,7 @@
 
 namespace marigold {
 
-// Forgets and closes all lock files without a trace in the status file.
+// Closes and forgets all lock files and writes nothing to the status file.
 void path_lock_start();
 
 struct LockHolder {
@@ -25,9 +27,9 @@ struct LockHolder {
   bool exclusive = false;
 };
 
-// Who holds a class at this moment, this process included; also without multi-user operation. A
-// class without a lock file is held by nobody. 0, or the system's error number. On a network file
-// system only as far as it passes locks on.
+// Gives the present holders of a class, this process included, also without multi-user operation. A
+// class without a lock file has no holder. Returns 0, or the system's error number. On a network
+// file system the list has only the holders whose locks the file system passes on.
 int lock_file_holders(int path_class, std::vector<LockHolder>& holders);
 
 }  // namespace marigold

@@ -17,7 +17,7 @@
 namespace marigold {
 namespace {
 
-// ---- Bytes that are locked, far behind the data
+// ---- Bytes that processes lock, far beyond the data
 
 constexpr std::uint64_t kAppendLock = kRandomFileLock + 1;
 constexpr std::uint64_t kRecordLocks =
@@ -33,7 +33,7 @@ struct OpenFile {
   RecordFile bytes;
   std::string path;
   RecordNumber position = 0;  // the record read last; 0: before the first one
-  bool behind_last = false;   // a next one was looked for in vain
+  bool behind_last = false;   // the last read went past the last record
 };
 
 struct State {
@@ -47,7 +47,7 @@ OpenFile* file_at(const DataFile& file) {
   const auto descriptor = static_cast<std::size_t>(file.engine.descriptor);
   const bool known = file.engine.descriptor >= 0 && descriptor < state.files.size();
   OpenFile* const open = known ? state.files[descriptor].get() : nullptr;
-  return open != nullptr && open->bytes.is_open() ? open : nullptr;  // or a forked child's parent's
+  return open != nullptr && open->bytes.is_open() ? open : nullptr;  // closed in a forked child
 }
 
 // Begins an operation on an open file.
@@ -80,7 +80,7 @@ RecordNumber count(const DataFile& file, const OpenFile& open) {
                                    static_cast<std::uint64_t>(file.definition.record_length));
 }
 
-// Puts the record of this number into the scratch buffer, if there is one.
+// Reads the record of this number into the scratch buffer. Returns false without such a record.
 bool fetch(const DataFile& file, const OpenFile& open, RecordNumber number) {
   if (number < 1) return false;
   state.scratch.resize(file.record.size());
@@ -90,7 +90,7 @@ bool fetch(const DataFile& file, const OpenFile& open, RecordNumber number) {
          isld_int4(state.scratch.data()) == number;
 }
 
-// Delivers the record that was fetched.
+// Puts the fetched record into the handle's buffer and stands on it.
 int deliver(DataFile& file, OpenFile& open, RecordNumber number) {
   file.record = state.scratch;
   open.position = number;
@@ -98,7 +98,7 @@ int deliver(DataFile& file, OpenFile& open, RecordNumber number) {
   return kDataDone;
 }
 
-// The first record from `number` on in steps of 1 or -1.
+// Delivers the first record from `number` on in steps of 1 or -1.
 int walk(DataFile& file, OpenFile& open, RecordNumber number, int step) {
   const RecordNumber last = count(file, open);
   if (step < 0) number = std::min(number, last);
@@ -108,13 +108,14 @@ int walk(DataFile& file, OpenFile& open, RecordNumber number, int step) {
   return kDataNotFound;
 }
 
-// The previous record is now the last one, the next one what is written behind it later.
+// Stands after the last record: the previous record is the last one, the next record is one that is
+// added later.
 void stand_behind_last(const DataFile& file, OpenFile& open) {
   open.position = count(file, open);
   open.behind_last = true;
 }
 
-// 0, or 4 when another process has locked the number. A number below 1 names nothing to lock.
+// Returns 0, or 4 if another process has locked the number. A number below 1 has no lock.
 int check_not_locked(const OpenFile& open, RecordNumber number) {
   bool locked = false;
   if (number >= 1)
@@ -131,8 +132,8 @@ int take_lock(OpenFile& open, std::uint64_t byte, bool exclusive) {
   return kDataDone;
 }
 
-// Whoever has the lock is between finding the end and writing there: soon done, or dead. Or he may
-// only read the file, and has locked it for as long as he likes: 4 after some ten seconds.
+// Locks the end of the file. A process that has this lock is appending and soon done, or is dead. A
+// process that only reads the file can also hold the lock for any time: 4 after some ten seconds.
 int lock_end(OpenFile& open) {
   constexpr int kMostRounds = 10'000;
   int result = kDataLocked;
@@ -161,7 +162,7 @@ int open_there(OpenFile& open, bool writable, RandomOwner owner) {
                                         : open.bytes.open(path, writable);
 }
 
-// Opens the file, or makes it. Another process may make it at the same moment.
+// Opens the file, or makes it. Another process may make the file at the same moment.
 int open_bytes(const DataFile& file, OpenFile& open, bool& created, bool writable,
                RandomOwner owner) {
   const int failed = open_there(open, writable, owner);
@@ -180,8 +181,8 @@ int random_open(DataFile& file, const std::string& path, bool& created, bool exc
   set_current_operation("random_open");
   auto open = std::make_unique<OpenFile>();
   open->path = path;
-  // A program that replaces the file holds it until the new one is in place: then our lock is one
-  // of a file without a name.
+  // A program that replaces the file holds the old one open until the new one is in place. The lock
+  // taken here is then a lock of a file without a name, so this process opens the new file.
   do {
     require(*open, open_bytes(file, *open, created, exclusive || !file.read_only, owner));
     if (const int result = take_lock(*open, kRandomFileLock, exclusive)) return result;

@@ -1,16 +1,17 @@
-// Random files: records of fixed length at the place that their number gives. The lock files of the
-// path classes are such files too.
+// Random files: records of fixed length, each at the place of its number. The lock files of the
+// path classes are random files too.
 //
-// Record n, from 1, lies at byte (n - 1) x record length of the file, which has the path's name
-// without anything added. Its number also stands in its first field, the LONGINT "SNR"; its last
-// byte is the deletion marker, 0 for a live record. A place whose marker is not 0 or whose SNR is
-// not its own number holds no record: so neither do places that were jumped over and never written.
+// Record n, from 1, lies at byte (n - 1) x record length of the file. The file's name is the path
+// without a suffix. The first field of a record, the LONGINT "SNR", also holds its number; its last
+// byte is the deletion marker, 0 for a live record. A place holds no record if its marker is not 0
+// or its SNR is not its own number. So a place that programs jumped over and never wrote holds no
+// record.
 //
-// Locks are bytes far behind the data: one for the whole file, one for each record, one for
-// appending. docs/formats/random-file.md says where.
+// Locks are bytes far beyond the data: one for the whole file, one for each record, one for
+// appending. docs/formats/random-file.md gives their offsets.
 //
-// The SNR in the buffer of the handle says which record is meant. Results are those of keyed files;
-// what the system refuses ends the process with 1000 + its error number.
+// The SNR in the buffer of the handle selects the record. Results are those of keyed files. A
+// failure of the system ends the process with 1000 + its error number.
 #pragma once
 
 #include <cstdint>
@@ -22,55 +23,57 @@
 
 namespace marigold {
 
-// The byte that who has the file open holds locked, shared or exclusive.
+// Each process that has the file open keeps this byte locked, shared or exclusive.
 inline constexpr std::uint64_t kRandomFileLock = std::uint64_t{1} << 62;
 
-// Bytes from here on are never locked by a random file for itself: a user of random_bytes may.
+// A random file locks no byte from here on for itself: users of random_bytes may lock them.
 inline constexpr std::uint64_t kRandomUserLocks = kRandomFileLock + (std::uint64_t{1} << 34);
 
-// Whose file it is. One of the runtime's own is never opened through a link, nor when it has
-// another name as well: the runtime writes into it unasked.
+// Owner of the file. The runtime writes into its own files without the user's request, so it opens
+// such a file neither through a link nor when the file has a second name.
 enum class RandomOwner { kProgram, kRuntime };
 
-// Opens a file, which is made (with its data directory) when it is missing; sets `created` then.
-// The whole file is locked shared, or exclusive, for as long as it is open: 4 when that is refused.
-// A read-only definition opens for reading, but to lock exclusively a file must be open for
-// writing.
+// Opens a file. Makes a missing one, with its data directory, and sets `created` then. Keeps the
+// whole file locked, shared or exclusive, while it is open; returns 4 if another process's lock
+// prevents that. A read-only handle opens for reading, except that an exclusive lock needs a file
+// open for writing.
 int random_open(DataFile& file, const std::string& path, bool& created, bool exclusive,
                 RandomOwner owner = RandomOwner::kProgram);
 
-// Whether the open file has no byte.
+// Whether the open file has a size of 0 bytes.
 bool random_is_empty(const DataFile& file);
 
-// The record with the buffer's number. With `lock` that number is locked for this process, whether
-// it has a record or not. 0, 3 or 4; after 3 and 4 the buffer is as it was.
+// Reads the record with the buffer's number. With `lock` it locks that number for this process,
+// whether the number has a record or not. Returns 0, 3 or 4; after 3 and 4 the buffer is as it was.
 int random_read(DataFile& file, bool lock);
 
-// Whether it has a record; the buffer stays as it is.
+// Whether the buffer's number has a record: 0 or 3. The buffer stays as it is.
 int random_exists(DataFile& file);
 
-// Writes the record at its number. A number below 1 makes it a new record behind all others, whose
-// number is put into the buffer. 0 or 4.
+// Writes the record at its number. A number below 1 makes it a new record after all others, and the
+// new number goes into the buffer. Returns 0 or 4.
 int random_write(DataFile& file);
 
-// Deletes the record with the buffer's number; one that is not there counts as deleted. 0 or 4.
+// Deletes the record with the buffer's number. A missing record counts as deleted. Returns 0 or 4.
 int random_delete(DataFile& file);
 
 // Read the first record from the buffer's number on, the first, the last, the next, the previous
-// one. 0 or 3. After a failed next the previous one is the last record, as for keyed files.
+// one. Return 0 or 3. After a failed read for a next record the previous one is the last record, as
+// for keyed files.
 int random_read_from(DataFile& file);
 int random_read_first(DataFile& file);
 int random_read_last(DataFile& file);
 int random_read_next(DataFile& file);
 int random_read_previous(DataFile& file);
 
-// Gives back all locks of records.
+// Gives back all record locks.
 void random_release(DataFile& file);
 
-// Closes the file, which gives back all locks.
+// Closes the file and so gives back all its locks.
 void random_close(DataFile& file);
 
-// The bytes of an open file, for what is kept in it besides records; null when it is not open.
+// Returns the bytes of an open file, for a user that keeps more than records in the file; null if
+// the file is not open.
 RecordFile* random_bytes(const DataFile& file);
 
 }  // namespace marigold

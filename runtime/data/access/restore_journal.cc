@@ -50,7 +50,7 @@ bool read_restore_journal(const std::string& path, RestoreJournal& journal) {
   if (file_read(path.c_str(), text) != 0) return false;
   const std::size_t end = text.find(kEnd);
   if (end == std::string::npos) return false;
-  // A part of the last word is none: then the old files come back, which are all there.
+  // A last word that is not whole does not count: the old files, all still there, come back then.
   journal.done = std::string_view(text).substr(end + kEnd.size()) == kRestoreDone;
   std::istringstream lines(text.substr(0, end));
   std::getline(lines, journal.run);

@@ -19,11 +19,12 @@
 namespace marigold {
 namespace {
 
-// So many files are converted before the first of them is put in place. Each old one stays open
-// until then, and the engine opens 30 files.
+// Number of files that a run converts before it puts the first of them in place. Each old file
+// stays open until then, and the engine opens 30 files.
 constexpr std::size_t kFilesAtOnce = 24;
 
-// A file on its way. The old one is open, so that nobody changes what has been copied.
+// A file in conversion. The old file is open, so that no other process changes records that have
+// been copied.
 struct Job {
   Job(const FileConversion& wanted, FileType type) : conversion(&wanted), swap(wanted.base, type) {}
 
@@ -90,7 +91,7 @@ int ClassRun::run(int path_class, std::span<const FileDefinition* const> files,
                    trimmed(systxt_convlock.view()) + holders_text(path_class));
   int result = recover(path_class, files);
   if (result == kConversionDone) {
-    // Others may have changed something before we had the class.
+    // Plan again: other processes may have changed something before this one took the class.
     const ClassConversion plan = plan_class(path_class, files, tables, report_.problems);
     result = report_.problems.empty() ? work(plan) : kConversionRefused;
   }
@@ -123,7 +124,8 @@ int ClassRun::work(const ClassConversion& plan) {
   return finish(plan);
 }
 
-// A file whose maker died before it wrote the version has no records yet.
+// A file without records and without a version record is one whose maker died before it wrote the
+// version; it gets the definition's version. A file with records is refused.
 int ClassRun::record_version(const FileConversion& conversion) {
   const FileDefinition& file = *conversion.file;
   OldFile old_file;
@@ -138,7 +140,7 @@ int ClassRun::record_version(const FileConversion& conversion) {
   return unwritten == 0 ? kConversionDone : failed(version_file_record(data_path(file)), unwritten);
 }
 
-// All of them or, while they are not yet being put in place, none.
+// Builds all new files and then puts them in place; if building one fails, puts none in place.
 int ClassRun::convert(std::span<const FileConversion* const> conversions) {
   std::vector<std::unique_ptr<Job>> jobs;
   int result = kConversionDone;
@@ -146,7 +148,7 @@ int ClassRun::convert(std::span<const FileConversion* const> conversions) {
     jobs.push_back(std::make_unique<Job>(*conversion, conversion->file->type));
     const int built = build(*jobs.back());
     result = std::max(result, built);
-    // Of records that do not fit the user wants to hear all at once.
+    // The user wants a report of all misfits at once, so the run builds the other files as well.
     if (built != kConversionDone && built != kConversionRefused) break;
   }
   std::size_t placed = 0;
@@ -212,14 +214,14 @@ int ClassRun::put_in_place(Job& job) {
   return kConversionDone;
 }
 
-// Whether the file is there and has another version than its definition, or none that is known.
+// Whether the file exists and its version is not its definition's, or is not known.
 bool is_behind(const FileDefinition& file) {
   const FileSwap swap(data_path(file), file.type);
   return swap.file_is_there() &&
          version_read_record(swap.record_in_force()) != static_cast<double>(file.version);
 }
 
-// The class has the version when all of its files have theirs.
+// The class gets its version once all of its files have theirs.
 bool ClassRun::must_wait(const ClassConversion& plan) {
   bool waits = false;
   for (const FileDefinition* file : options_.others) {

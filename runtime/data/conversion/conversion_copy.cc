@@ -36,12 +36,12 @@ std::string misfit_text(const FileDefinition& file, const char* record, const Mi
          field_type_text(*misfit.to);
 }
 
-// The way of one record through all definitions.
+// Converts one record through all definitions on the way.
 class RecordWay {
  public:
   explicit RecordWay(std::span<const RecordMapping> steps) : steps_(steps) {}
 
-  // False with the text of the misfit. The result stands in record().
+  // Returns false with the text of the misfit. record() returns the result.
   bool go(const std::vector<char>& old, bool& cut, std::string& reason) {
     record_ = old;
     for (const RecordMapping& step : steps_) {
@@ -120,7 +120,7 @@ int OldFile::open_keyed(const std::string& base, std::string& reason) {
 int OldFile::open_numbered(const std::string& path, std::string& reason) {
   if (const int failed = bytes_.open(path.c_str(), true)) return failed;
   int failed = bytes_.lock(kRandomFileLock, 1, true);
-  if (failed == 0 && !bytes_.is_still_at(path.c_str())) failed = EAGAIN;  // replaced just now
+  if (failed == 0 && !bytes_.is_still_at(path.c_str())) failed = EAGAIN;  // just replaced
   std::uint64_t size = 0;
   if (failed == 0) failed = bytes_.size(size);
   if (failed != 0) return failed == EAGAIN ? kIsFileLocked : failed;
@@ -205,7 +205,7 @@ int NewFile::close() {
   return failed;
 }
 
-// The other keys are added to all records at once, which is faster than one by one.
+// Adds the other keys to all records at once, which is faster than record by record.
 int NewFile::close_keyed() {
   int failed = 0;
   for (int key = 2; failed == 0 && key <= definition_->keys.key_count; ++key)

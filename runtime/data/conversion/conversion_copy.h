@@ -1,7 +1,8 @@
-// Copying the records of a data file into a new one, each by the way of all definitions between.
+// Copies the records of a data file into a new one and converts each through all definitions on the
+// way.
 //
-// Errors are numbers of the engine (from 100) or of the system; error_number_text has them for
-// people.
+// Errors are numbers of the engine (from 100) or of the system; error_number_text returns a text
+// for the user.
 #pragma once
 
 #include <cstdint>
@@ -18,8 +19,8 @@ namespace marigold {
 
 std::string error_number_text(int number);
 
-// An old file, opened for this process alone until it is closed: nobody can write what would not be
-// copied. Its records come in the order of the primary key, or of their numbers.
+// An old file. It is open for this process alone until it is closed, so no other process can change
+// records meanwhile. Its records come in the order of the primary key, or of their numbers.
 class OldFile {
  public:
   OldFile() = default;
@@ -27,15 +28,15 @@ class OldFile {
   OldFile& operator=(const OldFile&) = delete;
   ~OldFile() { close(); }
 
-  // 0, or an error; 113 when another process has it open. A file whose records or keys are not
-  // those of the definition (it outlives the object) is error 105, with the reason.
+  // Returns 0, or an error; 113 if another process has the file open. A file with other records or
+  // keys than the definition's is error 105, with the reason. The definition outlives the object.
   int open(const FileDefinition& definition, const std::string& base, std::string& reason);
   void close();
 
-  // The number of records, placeholders and deleted ones included.
+  // Returns the number of records, including placeholders and deleted records.
   [[nodiscard]] std::uint64_t count() const { return count_; }
 
-  // The next record, live or not: 0, 110 at the end, or an error.
+  // Reads the next record, live or not. Returns 0, 110 at the end, or an error.
   int next(std::vector<char>& record, bool& live);
 
  private:
@@ -49,8 +50,8 @@ class OldFile {
   std::uint64_t passed_ = 0;
 };
 
-// A new file without a name yet that programs know. Closing brings it to the disk; what is not
-// closed is of no use.
+// A new file under a name that programs do not use. close() makes the file durable; a file that was
+// not closed has no use.
 class NewFile {
  public:
   NewFile() = default;
@@ -58,14 +59,14 @@ class NewFile {
   NewFile& operator=(const NewFile&) = delete;
   ~NewFile();
 
-  // Makes the file, which must not be there, with the access rights of the old one.
+  // Makes the file, which must not exist yet, with the access rights of the old one.
   int create(const FileDefinition& definition, const std::string& base,
              const std::string& old_base);
-  // Of a numbered file each place in turn, deleted ones too; of a keyed file the live records. 100
-  // when another record has its primary key.
+  // Write each place of a numbered file in turn, also the deleted ones, and each live record of a
+  // keyed file. Return 100 if another record has the same primary key.
   int write(const std::vector<char>& record);
   int write_deleted();
-  // Adds the other keys, and waits for the disk.
+  // Adds the other keys, and waits until the file is durable.
   int close();
 
  private:
@@ -76,22 +77,22 @@ class NewFile {
   std::string base_;
   int descriptor_ = -1;
   RecordFile bytes_;
-  std::vector<char> block_;  // of a numbered file, not written yet
+  std::vector<char> block_;  // bytes of a numbered file, not written yet
   std::uint64_t written_ = 0;
 };
 
 struct CopyResult {
   std::uint64_t records = 0;
-  std::uint64_t cut = 0;                  // records of which a text was cut
+  std::uint64_t cut = 0;                  // records with a text that was cut
   std::uint64_t misfits = 0;              // records that could not be converted
-  std::vector<std::string> misfit_texts;  // of the first of them
+  std::vector<std::string> misfit_texts;  // texts of the first misfits
 };
 
-// Told how many records have been passed; false stops the copy (error 4, interrupted).
+// Called with the number of records passed so far; false stops the copy (error 4, interrupted).
 using CopyWatch = std::function<bool(std::uint64_t passed)>;
 
-// Copies all live records through the mappings, at least one. 0 also when some did not fit: then
-// the others have been copied only to find all that do not, and the new file is of no use.
+// Copies all live records through the mappings, at least one. Returns 0 also if some records do not
+// fit: the copy then continues only to find all misfits, and the new file has no use.
 int copy_records(OldFile& from, NewFile& to, std::span<const RecordMapping> steps,
                  const CopyWatch& watch, CopyResult& result);
 

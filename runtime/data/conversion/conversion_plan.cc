@@ -24,7 +24,7 @@ std::string error_text(int number) {
   return std::string(text.view());
 }
 
-// A token on one line, and not longer than a reader wants it.
+// Returns a token in quotes on one line, cut to 40 characters.
 std::string shown(std::string_view token) {
   constexpr std::size_t kShown = 40;
   if (token.empty()) return "the end of the text";
@@ -59,7 +59,7 @@ std::string dead_end(const FileDefinition& file, const std::vector<double>& way)
          " no further, defined is " + version_text(file.version);
 }
 
-// Adds the versions behind the first one.
+// Adds the versions after the first one.
 bool find_way(const FileDefinition& file, const FileVersionTable& table, std::vector<double>& way,
               Problems& problems) {
   const std::string name = std::string(file.name.view()) + ": ";
@@ -81,7 +81,7 @@ bool find_way(const FileDefinition& file, const FileVersionTable& table, std::ve
 
 // ---- Definitions
 
-// Why a definition cannot be converted from or to; empty when it can.
+// Returns the reason why a definition cannot be converted from or to; empty if it can.
 std::string unfit(const FileDefinition& older, const FileDefinition& file) {
   if (file.type == FileType::kChained) return "chained files cannot be converted";
   if (older.type != file.type) return "it is of another TYPE than the file is defined now";
@@ -207,7 +207,7 @@ ClassConversion plan_class(int path_class, std::span<const FileDefinition* const
                        version_text(plan.wanted) + ")");
   for (const FileDefinition* file : files) {
     if (file->path_class != path_class) continue;
-    // Of a chained file nobody knows how it is kept: only its record tells that it is there.
+    // The form of a chained file is not known here: only its version record shows that it exists.
     const bool chained = file->type == FileType::kChained;
     const bool there = chained
                            ? version_read_record(version_file_record(data_path(*file))).has_value()

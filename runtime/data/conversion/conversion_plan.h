@@ -1,9 +1,9 @@
-// What there is to convert: the version of each data file, and the way from it to the version of
-// its definition.
+// The plan of a conversion: the version of each data file, and the way from that version to the
+// version of its definition.
 //
-// The way is that of FILEVER.DES, followed from entry to entry. Of each version on it but the last
-// the definition is needed: version N of KUNDEN is defined in the set KUNDEN_N (FILEKUNDEN_N.DES in
-// the definitions directory), which may define other files as well. docs/formats/versions.md.
+// FILEVER.DES gives the way, from entry to entry. The plan needs the definition of each version on
+// the way but the last: the set KUNDEN_N (FILEKUNDEN_N.DES in the definitions directory) defines
+// version N of KUNDEN. The set may define other files as well. docs/formats/versions.md.
 #pragma once
 
 #include <memory>
@@ -20,19 +20,19 @@ namespace marigold {
 struct FileConversion {
   const FileDefinition* file = nullptr;
   std::string base;  // the path without ".dat" and the like
-  // The versions from that of the records to that of the definition. A single one when they are the
-  // same, or when the file has no version record.
+  // The versions from the records' to the definition's. A single one if the two are equal, or if
+  // the file has no version record.
   std::vector<double> versions;
   std::vector<std::unique_ptr<FileDefinition>> older;  // definitions of all versions but the last
   std::vector<RecordMapping> steps;                    // one less than versions
-  // The records have no version. An empty file that is as it is defined gets one, any other is
-  // refused.
+  // The file has no version record. The run writes one for a file without records that matches its
+  // definition, and refuses any other.
   bool unrecorded = false;
   bool leftovers = false;  // an earlier run was interrupted or stopped
 
   [[nodiscard]] bool must_convert() const { return !steps.empty(); }
   [[nodiscard]] bool needs_work() const { return must_convert() || unrecorded || leftovers; }
-  // As what its records were written.
+  // Returns the definition under which the file's records were written.
   [[nodiscard]] const FileDefinition& old_definition() const {
     return older.empty() ? *file : *older.front();
   }
@@ -40,9 +40,9 @@ struct FileConversion {
 
 struct ClassConversion {
   int path_class = 0;
-  double version = 0;                 // what PATHCONV.ver says, 0 without one
-  double wanted = -1;                 // what PATHVER.DES says, -1 without an entry
-  std::vector<FileConversion> files;  // that exist, in the order of their names
+  double version = 0;                 // in PATHCONV.ver, 0 without one
+  double wanted = -1;                 // in PATHVER.DES, -1 without an entry
+  std::vector<FileConversion> files;  // existing files, in the caller's order
 
   [[nodiscard]] bool needs_record() const { return wanted >= 0 && wanted != version; }
   [[nodiscard]] bool needs_work() const;
@@ -53,18 +53,18 @@ struct VersionTables {
   PathVersionTable paths;
 };
 
-// Reads both tables. A complaint for each that cannot be read or is not whole.
+// Reads both tables. Adds a problem for each table that cannot be read or is damaged.
 VersionTables read_version_tables(std::vector<std::string>& problems);
 
-// Plans for the files of one class, which are all of `files` that lie in it. What stands in the way
-// of a file is a complaint, and its plan is not complete: a version that is newer than the
-// definition's (system error 40, for the class 39), one from which the table leads nowhere or round
-// in a circle, a definition that is missing or wrong, a field that cannot become what it is to be.
-// Looks only at version records, tables and definitions; nothing is opened or changed.
+// Plans the files of one class, which are all of `files` that lie in the class. Adds a problem for
+// a file that cannot be converted, and leaves its plan incomplete: for a version that is newer than
+// the definition's (system error 40, for the class 39), a version from which the table leads
+// nowhere or in a circle, a definition that is missing or wrong, or a field that cannot become its
+// new type. Reads only version records, tables and definitions; opens and changes no data file.
 ClassConversion plan_class(int path_class, std::span<const FileDefinition* const> files,
                            const VersionTables& tables, std::vector<std::string>& problems);
 
-// The same for each class that has one of the files.
+// Plans each class that has one of the files.
 std::vector<ClassConversion> plan_classes(std::span<const FileDefinition* const> files,
                                           const VersionTables& tables,
                                           std::vector<std::string>& problems);
@@ -72,7 +72,7 @@ std::vector<ClassConversion> plan_classes(std::span<const FileDefinition* const>
 // "1 -> 2 -> 5".
 std::string versions_text(const std::vector<double>& versions);
 
-// The name of the set in which an older version is defined.
+// Returns the name of the set that defines an older version.
 std::string older_set_name(const FileDefinition& file, double version);
 
 }  // namespace marigold

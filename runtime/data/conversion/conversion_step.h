@@ -1,10 +1,11 @@
-// The steps of a conversion that change what is on the disk.
+// The hook before the steps of a conversion that change the disk.
 #pragma once
 
 namespace marigold {
 
-// Asked before each of them when set: 0 lets it happen, a system error number takes its place. For
-// tests that let a disk fail or kill the process at each step; null in every other program.
+// Called before each step if set: 0 lets the step happen, a system error number replaces the step.
+// Tests use the hook to let a disk fail or to kill the process at each step; it is null in every
+// other program.
 extern int (*conversion_step_hook)(const char* step);
 
 inline int conversion_step(const char* step) {

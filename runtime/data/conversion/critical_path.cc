@@ -32,7 +32,7 @@ Entry* entry_at(int number) {
   return known ? &state.entries[static_cast<std::size_t>(number - 1)] : nullptr;
 }
 
-// One form for all the ways to write a directory.
+// Returns one form for all spellings of a directory.
 std::string normal(std::string_view directory) {
   std::string text = std::filesystem::path(directory).lexically_normal().generic_string();
   while (text.size() > 1 && text.ends_with('/'))
@@ -57,8 +57,8 @@ int class_of(const std::string& directory) {
   return kNoClass;
 }
 
-// The state by the versions. What the table says is looked up by the number of the entry, not by
-// the class of its directory: applications number their critical paths as PATHVER.DES has them.
+// Compares the versions. The number of the entry, not the class of its directory, selects the
+// wanted version in the table: applications number their critical paths as PATHVER.DES does.
 CriticalPathState compare_versions(int number, int path_class) {
   const double version = version_read_path(path_class);
   if (version_look_up_path(number) == version) return CriticalPathState::kReady;

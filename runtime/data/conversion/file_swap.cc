@@ -74,13 +74,14 @@ int FileSwap::remove(const std::string& path) {
 int FileSwap::recover() {
   if (is_half_in_place()) return bring_in();
   if (const int failed = discard()) return failed;
-  // A second name of a file that was not replaced is no old file, and must not be kept as one.
+  // A second name of a file that was not replaced is no old file, and the run must not keep it as
+  // one.
   const std::optional<double> old_version = version_read_record(old_base() + kRecord);
   const bool replaced = old_version && old_version != version_read_record(base_ + kRecord);
   return replaced ? 0 : remove_old();
 }
 
-// The record first: without it nothing of the rest can be taken for a whole new file.
+// Removes the record first: without the record no run mistakes the rest for a whole new file.
 int FileSwap::discard() {
   const std::string record = new_base() + kRecord;
   int failed = 0;
@@ -93,7 +94,8 @@ int FileSwap::discard() {
   return failed;
 }
 
-// The old files under their second names; the record behind them says that they are all there.
+// Links the old files under their second names. The record, written last, shows that all of them
+// exist.
 int FileSwap::link_old(double version) {
   if (const int failed = remove_old()) return failed;
   for (const std::string& suffix : suffixes_) {
@@ -110,7 +112,7 @@ int FileSwap::link_old(double version) {
   return failed;
 }
 
-// Brings in what has not been brought in yet, and at last the version record.
+// Moves the remaining new files into place, and the version record last.
 int FileSwap::bring_in() {
   for (const std::string& suffix : suffixes_) {
     if (!exists(new_base() + suffix)) continue;
@@ -119,8 +121,9 @@ int FileSwap::bring_in() {
   return replace(new_base() + kRecord, base_ + kRecord);
 }
 
-// Says that the new file is whole. Who could read the old file shall be able to read its version,
-// too: a conversion may run under a stricter mask than the programs.
+// Writes the record that shows that the new file is whole. The record gets the old file's
+// permissions, because a conversion may run under a stricter mask than the programs: each reader of
+// the old file must be able to read the new version.
 int FileSwap::announce(double version) {
   const std::string record = new_base() + kRecord;
   int failed = conversion_step("record of the new file");
@@ -141,7 +144,7 @@ int FileSwap::put_in_place(double old_version, double new_version) {
   return failed;
 }
 
-// The record first, see finish.
+// Removes the record first, see finish.
 int FileSwap::remove_old() {
   int failed = remove(old_base() + kRecord);
   for (auto suffix = suffixes_.begin(); failed == 0 && suffix != suffixes_.end(); ++suffix)
@@ -149,8 +152,9 @@ int FileSwap::remove_old() {
   return failed;
 }
 
-// Keeping moves the record last, removing removes it first: a record whose files are not all there
-// tells that keeping was interrupted, and files without a record that removing was.
+// Keeping moves the record last, and removing removes the record first. So a record with some of
+// its files missing shows that keeping was interrupted, and files without a record show that
+// removing was interrupted.
 int FileSwap::finish(bool keep) {
   const std::string record = old_base() + kRecord;
   const std::optional<double> version = version_read_record(record);

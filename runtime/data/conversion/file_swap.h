@@ -1,21 +1,21 @@
-// Puts a converted data file in the place of the old one, in steps of which each can be the last:
-// whatever is killed, the next run goes on or starts over, and a program never takes a file that is
-// missing for a moment for one that has to be made.
+// Puts a converted data file in the place of the old one, in steps. Each step can be the last: if a
+// run is killed, the next run completes the work or starts again. A program never makes a file
+// again that is only missing for a moment.
 //
-// The names beside BASE, all too long for the name of a defined file:
+// The names beside BASE are all too long for the name of a defined file:
 //   BASE.converting     the new file (with .dat and .idx; a random file without), until it is put
 //                       in place
-//   BASE.converting.ver the version record of the new file. It is written when that is whole and on
-//                       the disk: from then on the files may be put in place
+//   BASE.converting.ver the version record of the new file, written once the new file is whole and
+//                       durable: from then on the files may be put in place
 //   BASE.unconverted    the old file under a second name, and its version record, until the whole
 //                       class is done
-//   BASE.version-N      the same, kept for good; N is the version
-// The first of the files (.dat) is put in place first. While it is still BASE.converting.dat,
-// programs may use the old file, and the new one is worth nothing; once it is gone, the two files
-// of the pair do not belong together and are refused by the engine until the second has followed.
+//   BASE.version-N      the old file and its version record, kept for good; N is the version
+// The .dat file is put in place first. While BASE.converting.dat exists, programs may use the old
+// file, and the new one does not count. Once it has been moved, the two files of the pair do not
+// belong together, and the engine refuses them until the .idx file has been moved too.
 //
-// Results: 0, or the system's error number, with the path at fault in failed_path(). The caller has
-// the file, or its class, for itself.
+// Results: 0, or the system's error number, with the path at fault in failed_path(). The caller
+// holds the file, or its class, exclusively.
 #pragma once
 
 #include <string>
@@ -35,25 +35,25 @@ class FileSwap {
   [[nodiscard]] std::string kept_base(double version) const;
   [[nodiscard]] const std::string& failed_path() const { return failed_path_; }
 
-  // Whether any of the data files is there.
+  // Whether any of the data files exists.
   [[nodiscard]] bool file_is_there() const;
-  // Whether an earlier run has left something behind: to be recovered or finished.
+  // Whether an earlier run has left files to recover or finish.
   [[nodiscard]] bool has_leftovers() const;
   // Whether the next recover would finish putting the new file in place.
   [[nodiscard]] bool is_half_in_place() const;
 
-  // The version record that tells of the file as it will be after the next recover.
+  // Returns the path of the version record that describes the file after the next recover.
   [[nodiscard]] std::string record_in_force() const;
 
-  // Finishes what an earlier run has begun to put in place, or forgets it.
+  // Finishes putting a file in place that an earlier run has begun, or discards the new file.
   int recover();
-  // Removes the new file, as long as it has not begun to be put in place.
+  // Removes the new file. Call it only before any of its files is put in place.
   int discard();
-  // With a whole new file, closed: keeps the old one under its second name, and replaces it. On
-  // failure everything is as before and the new file gone, unless is_half_in_place() says that the
-  // next run will finish it.
+  // Keeps the old file under its second name and replaces it by the new one, which is whole and
+  // closed. After a failure the old file is as before and the new one is gone, unless
+  // is_half_in_place() reports that the next run will finish the replacement.
   int put_in_place(double old_version, double new_version);
-  // When the class is done: removes the old file, or keeps it for good.
+  // Removes the old file, or keeps it for good. Call it when the class is done.
   int finish(bool keep);
 
  private:
@@ -65,7 +65,7 @@ class FileSwap {
   int bring_in();
 
   std::string base_;
-  std::vector<std::string> suffixes_;  // of the data files, the one that goes first in front
+  std::vector<std::string> suffixes_;  // of the data files, in the order of replacement
   std::string failed_path_;
 };
 

@@ -25,7 +25,7 @@ bool is_moment(FieldType type) {
   return type == FieldType::kDate || type == FieldType::kTime;
 }
 
-// Whether elements of the two types are the same bytes, but for the length of texts.
+// Whether elements of the two types have the same bytes, apart from the length of texts.
 bool same_form(FieldType from, FieldType to) {
   return from == to || (is_text(from) && is_text(to)) ||
          (is_moment(from) && to == FieldType::kLongint) ||
@@ -40,7 +40,7 @@ double number_at(const FieldDefinition& field, int element, const char* record) 
 
 template <typename Integer>
 bool put_integer(const FieldDefinition& field, int element, char* record, double number) {
-  // A NaN is in no range.
+  // A NaN fails both comparisons.
   if (!(number >= std::numeric_limits<Integer>::min() &&
         number <= std::numeric_limits<Integer>::max()) ||
       number != std::trunc(number))
@@ -61,7 +61,7 @@ const char* element_at(const FieldDefinition& field, int element, const char* re
   return record + field.offset + std::ptrdiff_t{field.size} * (element - 1);
 }
 
-// Copies what the new element has room for; true when characters were lost.
+// Copies as many bytes as the new element has room for. Returns true if characters were lost.
 bool copy_bytes(const FieldDefinition& from, const FieldDefinition& to, int element,
                 const char* source, char* target) {
   const char* bytes = element_at(from, element, source);

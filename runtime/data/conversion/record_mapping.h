@@ -1,13 +1,13 @@
-// A record of one definition as a record of the next: what becomes of each field.
+// Converts a record of one definition into a record of the next, field by field.
 //
-// Fields are found by their names. Of a field that both have:
+// A name in both definitions is the same field. Rules for such a field:
 //   the same type                      the bytes; a text is cut or filled with zero bytes
 //   INT, LONGINT, REAL to each other   the number, if the new type has that very number
 //   CHAR, STRING to each other         as texts of the same type
-//   DATE or TIME and LONGINT           the number, which is what they are
-// Any other change of type has no mapping. Of the elements as many are taken as both have. New
-// fields, further elements and the bytes behind the fields are as in a new record: presets and
-// zeros.
+//   DATE or TIME and LONGINT           the number that all three types store
+// Any other change of type has no mapping. The mapping converts as many elements as both fields
+// have. New fields, further elements and the bytes after the fields are as in a new record: presets
+// and zeros.
 #pragma once
 
 #include <string>
@@ -19,7 +19,8 @@ namespace marigold {
 
 enum class FieldFate { kKept, kChanged, kNew, kDropped };
 
-// What becomes of a field, for people: of a changed one with the reason ("STRING 30 to STRING 20").
+// Description of a field's conversion for the user; a changed field has its types ("STRING 30 to
+// STRING 20").
 struct FieldNote {
   FieldFate fate = FieldFate::kKept;
   std::string name;
@@ -37,16 +38,17 @@ struct Misfit {
 
 class RecordMapping {
  public:
-  // Both definitions outlive the mapping. False, with the reason, when a field has no mapping.
+  // Prepares the mapping. Both definitions outlive it. Returns false, with the reason, if a field
+  // has no mapping.
   bool prepare(const FileDefinition& from, const FileDefinition& to, std::string& reason);
 
   [[nodiscard]] const FileDefinition& from() const { return *from_; }
   [[nodiscard]] const FileDefinition& to() const { return *to_; }
   [[nodiscard]] const std::vector<FieldNote>& notes() const { return notes_; }
 
-  // Makes `to` the live record that `from` becomes; both have their definition's length, and `cut`
-  // is set when a text has lost characters. False for a number that the new type does not have;
-  // then `to` is of no use.
+  // Makes `to` the live record that `from` becomes; each has its definition's length. Sets `cut` if
+  // a text has lost characters. Returns false for a number that the new type cannot hold; `to` has
+  // no use then.
   bool convert(const char* from, std::vector<char>& to, bool& cut, Misfit& misfit) const;
 
  private:
@@ -54,7 +56,7 @@ class RecordMapping {
     const FieldDefinition* from;
     const FieldDefinition* to;
     int times;
-    bool bytes;  // copied as they are, as far as the new element reaches
+    bool bytes;  // copied unchanged, as far as the new element reaches
   };
 
   bool add_move(const FieldDefinition& from, const FieldDefinition& to, std::string& reason);
@@ -66,10 +68,10 @@ class RecordMapping {
   std::vector<FieldNote> notes_;
 };
 
-// The value of an element for people, a text in quotes and with other bytes than ASCII as \xE4.
+// Returns the value of an element for the user: a text in quotes, with bytes outside ASCII as \xE4.
 std::string element_text(const FieldDefinition& field, int element, const char* record);
 
-// Names a record by its primary key, or by its number: "NUMBER 4711, PLACE 'Wien'".
+// Returns a record's primary key, or its number, for the user: "NUMBER 4711, PLACE 'Wien'".
 std::string record_text(const FileDefinition& file, const char* record);
 
 }  // namespace marigold

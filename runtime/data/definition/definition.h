@@ -1,8 +1,8 @@
-// File definitions: what a definition set says about each data file of an application. The file
-// itself is opened by a handle, see data/access/data_handle.h.
+// File definitions: the description of each data file of an application in a definition set. A
+// handle opens the file itself, see data/access/data_handle.h.
 //
-// The list of definitions is process-wide, filled by scanning definition sets (definition_set.h)
-// and kept for the life of the process: a definition in the list neither changes nor moves.
+// The list of definitions is process-wide. Scanning definition sets (definition_set.h) fills the
+// list. The process keeps it to its end: a definition in the list neither changes nor moves.
 // Offsets, lengths and sizes are in bytes.
 #pragma once
 
@@ -20,7 +20,7 @@
 namespace marigold {
 
 inline constexpr std::size_t kDefinitionNameLength = kDictionaryNameLength;
-using DefinitionName = DictionaryName;  // of a file or field, cut as a dictionary cuts it
+using DefinitionName = DictionaryName;  // of a file or field, cut as a dictionary cuts names
 
 inline constexpr int kMostDefinedKeys = 8;
 inline constexpr int kMostKeySegments = 8;
@@ -29,7 +29,8 @@ inline constexpr int kNoKey = 99;               // FieldDefinition::key_number o
 
 enum class FileType : std::int32_t { kIsam = 0, kRandom = 1, kChained = 2 };
 
-// The codes stand in other tables of the platform as well; 7 is unused there, and stays so.
+// Other tables of the platform use these codes as well. Code 7 is unused in all of them and stays
+// unused.
 enum class FieldType : std::int32_t {
   kInt = 0,        // "INT", 2 bytes
   kLongint = 1,    // "LONGINT", 4 bytes
@@ -41,8 +42,8 @@ enum class FieldType : std::int32_t {
   kChainHead = 8,  // "KETTHEAD", 4 bytes: the head of a chain in a chained file
 };
 
-// What the definition language calls them, and the bytes of an element; 0: the definition says how
-// many.
+// Keyword of each type in the definition language, and the bytes of an element; 0: the definition
+// gives the size.
 struct FieldTypeRow {
   std::string_view keyword;
   FieldType type;
@@ -56,9 +57,9 @@ inline constexpr FieldTypeRow kFieldTypes[] = {
 };
 std::string_view field_type_keyword(FieldType type);
 
-// What an element of a field holds before anything is put there: a whole number (INT, LONGINT,
-// DATE, TIME, KETTHEAD) in the range of the type, a finite floating-point number (REAL), or text
-// (CHAR, STRING) of at most as many bytes as the element has.
+// Value of an element before a program puts one there: a whole number (INT, LONGINT, DATE, TIME,
+// KETTHEAD) in the range of the type, a finite floating-point number (REAL), or text (CHAR, STRING)
+// of at most as many bytes as the element has.
 using Preset = std::variant<std::int32_t, double, std::string>;
 
 struct FieldDefinition {
@@ -68,13 +69,13 @@ struct FieldDefinition {
   std::int32_t times = 1;                      // elements
   std::int32_t size = 0;                       // of one element
   std::vector<std::optional<Preset>> presets;  // one for each element; none: zeros
-  std::int32_t key_number = kNoKey;            // the last key (from 1) that names the field
+  std::int32_t key_number = kNoKey;            // key (from 1) of the last entry for this field
   std::string mask;  // the text of "MASK"; of a chain head the name of the chained file
 };
 
 struct KeySegment {
   std::int32_t start = 0;
-  std::int32_t length = 0;  // of one element of the field, however many it has
+  std::int32_t length = 0;  // of one element of the field, also when it has several
   FieldType type = FieldType::kInt;
 };
 
@@ -95,43 +96,46 @@ struct FileDefinition {
   std::int32_t used_length = 0;    // of all fields
   std::int32_t record_length = 0;  // "LEN": the fields and, in its last byte, the deletion marker
   std::int32_t version = 0;
-  std::int8_t path_class = 0;  // 0 to 30: which data directory
+  std::int8_t path_class = 0;  // 0 to 30: selects the data directory
   KeyTable keys;               // of keyed files
   bool read_only = false;      // "ACCESS READONLY"
 
-  // The fields by name. Filled by the scanner, and by definition_add if it is still empty then.
-  // They point into `fields`, which may move as a whole and not be copied.
+  // The fields by name. The scanner fills this index; definition_add does if it is still empty. The
+  // index points into `fields`, so that a definition may be moved but not copied.
   Dictionary<FieldDefinition> field_names;
-  // False when two fields have one name; the first keeps it.
+  // Fills field_names. Returns false when two fields have one name; the first field keeps the name.
   bool index_fields();
 
-  // The field of this name (cut at a blank and after 8 characters), or null.
+  // Returns the field of this name (cut at a blank and after 8 characters), or null.
   [[nodiscard]] const FieldDefinition* find_field(std::string_view field_name) const;
 };
 
 // ---- The list
 
-// Forgets all definitions, as at the start of the process. None of their files is open.
+// Forgets all definitions, as at the start of the process. Call it when none of their files is
+// open.
 void definition_start();
 
-// How often that was done: what is kept by definition is void when it has changed.
+// Returns how often definition_start has run. When the number has changed, anything that a module
+// keeps for a definition is void.
 unsigned definition_generation();
 
-// Takes a definition into the list, with an index of its fields if it has none yet. False when its
-// name is taken; then it is gone.
+// Takes a definition into the list, and indexes its fields if they have no index yet. Returns false
+// when the list has its name already; the definition is lost then.
 bool definition_add(FileDefinition definition);
 
-// Whether a definition set has been loaded, though it may have defined nothing.
+// Whether a definition set has been loaded, even one that defines nothing.
 bool definitions_loaded();
 void definitions_mark_loaded();
 
-// The definition of a file name (cut as above), or null.
+// Returns the definition of a file name (cut as above), or null.
 const FileDefinition* definition_find(std::string_view file_name);
 
-// The definition of a file name. A missing one is system error 1 and does not return.
+// Returns the definition of a file name. A missing one is system error 1, and the function does not
+// return.
 const FileDefinition& definition_get(std::string_view file_name);
 
-// All of them in the order of their names; the order of the sets shows nowhere.
+// Returns all definitions in the order of their names. The order of the sets has no effect.
 std::vector<const FileDefinition*> definitions_by_name();
 
 }  // namespace marigold

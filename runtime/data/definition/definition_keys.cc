@@ -1,4 +1,4 @@
-// The key section of a definition: which segments make up which key.
+// The key section of a definition: the segments of each key.
 
 #include <algorithm>
 #include <limits>
@@ -23,8 +23,8 @@ bool DefinitionScanner::scan_keys(FileDefinition& file) {
   return check_keys(file.keys);
 }
 
-// Of two entries for one segment the later one counts; the field of the earlier one keeps the key's
-// number all the same.
+// A later entry for a segment replaces an earlier one. The field of the earlier entry still keeps
+// the key's number.
 bool DefinitionScanner::scan_segment(FileDefinition& file) {
   std::int32_t key_number = 0;
   std::int32_t segment_number = 0;
@@ -61,7 +61,7 @@ bool DefinitionScanner::check_key(const KeyDefinition& key, int number) {
   std::int64_t length = 0;
   for (int segment = 1; segment <= std::max(key.segment_count, 1); ++segment) {
     const std::int32_t bytes = key.segments[static_cast<std::size_t>(segment - 1)].length;
-    // No field is empty, so no segment that was given is.
+    // Fields are at least one byte long, so only a segment without an entry has length 0.
     if (bytes == 0) return fail(kScanKeyInconsistent, segment_name(number, segment));
     length += bytes;
   }

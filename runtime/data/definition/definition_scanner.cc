@@ -10,7 +10,7 @@ namespace {
 constexpr std::int32_t kMostInt32 = std::numeric_limits<std::int32_t>::max();
 constexpr std::int32_t kLastPathClass = 30;
 
-// An empty chain, which every record begins with whatever the set gives.
+// An empty chain. Every record begins with an empty chain, whatever value the set gives.
 constexpr std::int32_t kNoChain = -1;
 
 struct FileTypeRow {
@@ -21,7 +21,7 @@ struct FileTypeRow {
 constexpr FileTypeRow kFileTypes[] = {
     {"ISAM", FileType::kIsam}, {"RANDOM", FileType::kRandom}, {"KETT", FileType::kChained}};
 
-// The row of a table whose keyword the token is, or null.
+// Returns the row of a table whose keyword is the token, or null.
 template <typename Table>
 auto row_of(const Table& table, const Token& token) -> decltype(std::begin(table)) {
   const auto row =
@@ -29,7 +29,7 @@ auto row_of(const Table& table, const Token& token) -> decltype(std::begin(table
   return row == std::end(table) ? nullptr : row;
 }
 
-// What the reader looked for when it met an error of its own.
+// Returns the text that the reader expected when it met an error of its own.
 std::string_view expected_by_reader(int error) {
   switch (error) {
     case kScanWordTooLong:
@@ -61,8 +61,9 @@ bool text_preset(const FieldDefinition& field, std::string_view token, Preset& p
   return true;
 }
 
-// The character after the opening quote, with no regard to underscores: a quote itself is written
-// as two, an underscore as two of them, since the token's own end is found by them.
+// Takes the character after the opening quote and gives underscores no meaning. The author writes a
+// quote as two quotes and an underscore as two underscores, because the reader of tokens finds the
+// token's end by these characters.
 bool character_preset(std::string_view token, Preset& preset) {
   if (token.size() < 2 || token[0] != '\'') return false;
   preset = std::string(1, token[1]);
@@ -132,13 +133,14 @@ DefinitionScan DefinitionScanner::run() {
   return std::move(scan_);
 }
 
-// After an error.
+// Whether the scan continues after an error.
 bool DefinitionScanner::may_go_on() const {
   return after_error_ == AfterScanError::kNextDefinition &&
          scan_.errors.back().number != kScanUnexpectedEnd;
 }
 
-// Whether the token at fault is where the next definition begins or the set ends.
+// Whether the next definition begins, or the set ends, at the token at fault. After a token that is
+// too long, reading resumes after its line.
 bool DefinitionScanner::resumes_here() {
   const int error = scan_.errors.back().number;
   const bool too_long = error == kScanWordTooLong || error == kScanValueTooLong;
@@ -186,7 +188,7 @@ bool DefinitionScanner::scan_file_type(FileDefinition& file) {
 }
 
 bool DefinitionScanner::scan_fields(FileDefinition& file) {
-  DictionaryTree names;  // those of the fields have their values when these move no more
+  DictionaryTree names;  // index_fields makes the index, once the fields move no more
   if (!expect("BEGINFIE") || !next_word()) return false;
   while (token_.is("FIELD")) {
     if (!scan_field(file, names)) return false;
@@ -197,7 +199,7 @@ bool DefinitionScanner::scan_fields(FileDefinition& file) {
   return file.index_fields();
 }
 
-// From "FIELD" to the word behind the presets.
+// Scans from "FIELD" to the word after the presets.
 bool DefinitionScanner::scan_field(FileDefinition& file, DictionaryTree& names) {
   FieldDefinition field;
   if (!scan_field_name(field, names) || !scan_field_type(file, field) || !scan_options(field) ||
@@ -233,19 +235,20 @@ bool DefinitionScanner::scan_field_type(const FileDefinition& file, FieldDefinit
   return true;
 }
 
-// Up to the word behind them.
+// Scans the options and the word after them.
 bool DefinitionScanner::scan_options(FieldDefinition& field) {
   if (!next_word()) return false;
   if (token_.is("TIMES") && !(expect_number(1, kMostInt32, field.times) && next_word()))
     return false;
-  // A chain head has the name of its file in the place of the mask.
+  // The mask of a chain head already holds the name of the chained file.
   if (!token_.is("MASK") || field.type == FieldType::kChainHead) return true;
   if (!next_value()) return false;
   if (!token_unquote(token_.text, field.mask)) return fail(kScanSyntax, "a text in quotes");
   return next_word();
 }
 
-// Before the presets are read, so that no more of them are kept than the record has room for.
+// Runs before the presets are read, so that the scanner keeps no more presets than the record has
+// room for.
 bool DefinitionScanner::place(FileDefinition& file, FieldDefinition& field) {
   field.offset = file.used_length;
   const std::int64_t used = file.used_length + std::int64_t{field.size} * field.times;

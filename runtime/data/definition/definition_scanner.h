@@ -1,5 +1,5 @@
-// The grammar of definition sets, by recursive descent. For definition_set.h, which says what comes
-// of it; nothing else needs this.
+// The grammar of definition sets, by recursive descent. definition_set.cc uses the scanner;
+// definition_set.h describes the results.
 #pragma once
 
 #include <cstdint>
@@ -15,12 +15,12 @@ class DefinitionScanner {
   DefinitionScanner(std::string_view text, AfterScanError after_error)
       : reader_(text, TokenReader::Sections::kHonoured), after_error_(after_error) {}
 
-  // Once.
+  // Call it once.
   DefinitionScan run();
 
  private:
-  // Each step takes tokens and returns true, the last of them being the current one; or false, and
-  // the error is noted.
+  // Each step takes tokens and returns true, with its last token as the current one. After an error
+  // a step notes the error and returns false.
   bool scan_file();
   bool scan_head(FileDefinition& file);
   bool scan_access(FileDefinition& file);
@@ -42,7 +42,7 @@ class DefinitionScanner {
   bool next_value();
   bool next_list_token();
   bool expect(std::string_view keyword);       // the next word is this
-  bool expect_here(std::string_view keyword);  // the current one is
+  bool expect_here(std::string_view keyword);  // the current word is this
   bool expect_number(std::int32_t least, std::int32_t most, std::int32_t& number);
   bool expect_key_number(int most, std::int32_t& number);
 

@@ -11,7 +11,7 @@ namespace marigold {
 namespace {
 
 struct State {
-  RuntimeString set_name;  // cut: only shown
+  RuntimeString set_name;  // cut, because it is only shown
   int line = 1;
 };
 
@@ -24,7 +24,7 @@ constinit State state;
   raise_fatal(number);
 }
 
-// Before any of them is in the list.
+// Refuses a set that defines a file again. Called before any file of the set enters the list.
 void refuse_defined(const std::vector<ScannedFile>& files) {
   for (const ScannedFile& file : files) {
     if (definition_find(file.definition->name.view()) != nullptr) raise_at(file.line, kScanSyntax);

@@ -1,8 +1,8 @@
-// Definition sets: the text files that define an application's data files, one set a file.
+// Definition sets: the text files that define an application's data files. Each file holds one set.
 //
-// The set DATA is the file FILEDATA.DES in the definitions directory (DEFINITION_DIRECTORY). The
-// language: docs/formats/definitions.md; its tokens: scan_tokens.h. One grammar serves the runtime,
-// which ends at the first error, and the author's checker, which wants them all.
+// The set DATA is the file FILEDATA.DES in the definitions directory (DEFINITION_DIRECTORY).
+// docs/formats/definitions.md describes the language, scan_tokens.h its tokens. One grammar serves
+// the runtime, which stops at the first error, and the author's checker, which reports all errors.
 #pragma once
 
 #include <memory>
@@ -29,26 +29,27 @@ struct ScannedFile {
 };
 
 struct DefinitionScan {
-  std::vector<ScannedFile> files;  // those without an error
+  std::vector<ScannedFile> files;  // the files without an error
   std::vector<ScanError> errors;
 };
 
 enum class AfterScanError { kStop, kNextDefinition };
 
-// Scans the text of a set into a result of its own; the list of definitions is neither looked at
-// nor changed. Raises and prints nothing. The cost is bounded by the length of the text, whatever
-// numbers it holds.
+// Scans the text of a set into a result of its own, and neither reads nor changes the list of
+// definitions. Raises and prints nothing. The length of the text bounds the cost, whatever numbers
+// the text holds.
 DefinitionScan scan_definitions(std::string_view text, AfterScanError after_error);
 
-// The path of a set's file, from the settings.
+// Returns the path of a set's file, from the settings.
 std::string definition_set_path(std::string_view set_name);
 
 // Of the set loaded last: "FILE" and the set's name, and the line of the error; 1 without one.
 std::string_view definition_set_name();
 int definition_set_line();
 
-// Whether the user interface is given the line of this error (fault_in_line) before it is raised.
-// Not for those of the grammar; users know both forms from other programs of the platform.
+// Whether the runtime gives the line of this error to the user interface (fault_in_line) before it
+// raises the error. It does not for errors of the grammar. Users know both forms from other
+// programs of the platform.
 bool definition_set_line_shown(int error_number);
 
 }  // namespace marigold

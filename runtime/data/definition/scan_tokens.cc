@@ -11,7 +11,7 @@ bool is_separator(char character) {
   return character == ' ' || character == '\t' || character == '\r' || character == '\n';
 }
 
-// One sign in front is more than the library takes: a "+".
+// Removes a leading "+", which std::from_chars does not accept.
 std::string_view without_plus(std::string_view token) {
   const bool plus = token.size() > 1 && token[0] == '+' && token[1] != '-';
   return plus ? token.substr(1) : token;
@@ -41,7 +41,7 @@ int TokenReader::read(Kind kind, Token& token) {
   }
 }
 
-// Follows a directive of a section, if the token is one.
+// Follows the token if it is a directive of a section.
 int TokenReader::obey(Token& token, bool& directive) {
   if (sections_ == Sections::kIgnored || token.text[0] != '$') return 0;
   directive = true;
@@ -58,8 +58,8 @@ int TokenReader::obey(Token& token, bool& directive) {
   return 0;
 }
 
-// A section with another qualifier begins all the same: who goes on after the error then meets its
-// other directives where they are expected.
+// A section with another qualifier begins all the same, so that a reader that continues after the
+// error meets the section's other directives where they are expected.
 int TokenReader::enter_section(Token& token) {
   if (place_ != Place::kOutside) return kScanIfdefUnexpected;
   place_ = Place::kSkippedPart;
@@ -76,8 +76,8 @@ Token TokenReader::take(Kind kind) {
   return token;
 }
 
-// Names and values end one character behind the limit of values at the latest: nobody needs more to
-// see that they are too long, and a quote that nothing closes costs no more than that.
+// Names and values end at most one character beyond the limit of values. That one character shows
+// that they are too long, and it bounds the cost of a quote without an end.
 std::size_t TokenReader::end_of_token(Kind kind) const {
   const bool value = kind == Kind::kValue || kind == Kind::kList;
   std::size_t limit = text_.size() - position_;
@@ -87,7 +87,7 @@ std::size_t TokenReader::end_of_token(Kind kind) const {
   std::size_t at = position_;
   for (; at < end; ++at) {
     const char character = text_[at];
-    // What is skipped may be a value, whose quotes count, or a name that ends in an underscore.
+    // A skipped token may be a value, whose quotes count, or a name that ends in an underscore.
     if (character == '_' && (value || (kind == Kind::kSkipped && quoted))) {
       at = std::min(at + 1, end - 1);
     } else if (character == '\'') {

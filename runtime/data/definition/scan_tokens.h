@@ -2,18 +2,18 @@
 //
 //   separators   blank, tab, carriage return, line feed
 //   comments     from "#" to the end of the line
-//   quoting      a single quote switches it on and off; while it is on, every character belongs to
-//                the token. The quotes stay in the token
-//   words        count by their first 8 characters, so BEGINFIELD is the keyword "BEGINFIE"
-//   names        words that may not have more than 8 characters
+//   quoting      a single quote switches quoting on and off; within quotes every character belongs
+//                to the token. The quotes stay in the token
+//   words        compare by their first 8 characters, so BEGINFIELD is the keyword "BEGINFIE"
+//   names        words of at most 8 characters
 //   values       numbers and texts of up to 249 characters; "_" makes the next character part of
-//                the value whatever it is, and stays in the token before it
-//   sections     "$IFDEF MSDOS ... $ELSE ... $ENDIF", only where the reader is told to honour them:
-//                what stands before "$ELSE" is skipped, what stands behind it is used. Since tokens
-//                are skipped one by one, quotes have to be in pairs there too
+//                the value, and stays in the token before that character
+//   sections     "$IFDEF MSDOS ... $ELSE ... $ENDIF", only for a reader that honours sections: it
+//                skips the part before "$ELSE" and uses the part after "$ELSE". The reader skips
+//                token by token, so quotes must be in pairs in the skipped part too
 //
-// A token is a piece of the text that is read; the text outlives both. Numbers of errors are those
-// of system errors; nothing here raises one.
+// A token is a view into the text; the text outlives the reader and its tokens. Errors have the
+// numbers of system errors; nothing here raises one.
 #pragma once
 
 #include <cstdint>
@@ -63,18 +63,19 @@ class TokenReader {
   explicit TokenReader(std::string_view text, Sections sections = Sections::kIgnored)
       : text_(text), sections_(sections) {}
 
-  // Each takes the next token and returns 0, or an error: kScanUnexpectedEnd when there is none,
-  // with sections one of theirs, and what is said below. Then the token is the one at fault.
+  // Each function takes the next token and returns 0, or an error with the token at fault:
+  // kScanUnexpectedEnd when no token is left, an error of the sections if the reader honours them,
+  // or the error named below.
   int read_word(Token& token) { return read(Kind::kWord, token); }
   // kScanWordTooLong
   int read_name(Token& token) { return read(Kind::kName, token); }
   // kScanValueTooLong
   int read_value(Token& token) { return read(Kind::kValue, token); }
-  // As read_value; outside quotes a comma ends the value, and is the next token by itself.
+  // Like read_value; outside quotes a comma ends the value, and the comma is the next token.
   int read_list_token(Token& token) { return read(Kind::kList, token); }
 
-  // Goes on behind the line in which the token begins, for who wants to look further after an
-  // error: what is at fault is often a quote that nothing closes.
+  // Continues after the line in which the token begins, to look for further errors: a too long
+  // token often begins with a quote that nothing closes.
   void resume_after_line_of(const Token& token);
 
  private:
@@ -96,16 +97,16 @@ class TokenReader {
   int line_ = 1;  // of the position
 };
 
-// The text between the first two quotes of a token, an underscore dropped and the character after
-// it taken as it is; at most 250 characters of it. False for a token that does not begin with a
-// quote.
+// Gives the text between the first two quotes of a token, without each underscore that escapes a
+// character. Looks at no more than 250 characters after the first quote. Returns false for a token
+// that does not begin with a quote.
 bool token_unquote(std::string_view token, std::string& text);
 
-// A decimal number with an optional sign and nothing else, between the bounds.
+// Reads a decimal number with an optional sign and nothing else, between the bounds.
 bool token_integer(std::string_view token, std::int32_t least, std::int32_t most,
                    std::int32_t& number);
 
-// A finite decimal number with a point, in any of the C library's forms without an "x".
+// Reads a finite decimal number with a point, in any of the C library's decimal forms.
 bool token_real(std::string_view token, double& number);
 
 }  // namespace marigold

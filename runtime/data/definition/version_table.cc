@@ -19,7 +19,7 @@ class TableReader {
  public:
   explicit TableReader(std::string_view text) : reader_(text) {}
 
-  // The first word of an entry; false at the end of the table and after an error.
+  // Reads the first word of an entry. Returns false at the end of the table and after an error.
   bool begin_entry() { return took(reader_.read_word(token_), "END.") && !token_.is("END."); }
   [[nodiscard]] const Token& token() const { return token_; }
 
@@ -89,7 +89,7 @@ PathVersionTable scan_path_versions(std::string_view text) {
   PathVersionTable table;
   TableReader reader(text);
   while (reader.begin_entry()) {
-    if (!reader.token().is("PATH")) {  // an entry of another kind, as long as ours
+    if (!reader.token().is("PATH")) {  // an entry of another kind has two values as well
       if (reader.skip() && reader.skip()) continue;
       break;
     }

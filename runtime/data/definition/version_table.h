@@ -1,6 +1,6 @@
-// The version tables of the definitions directory: which versions of a file follow each other
-// (FILEVER.DES), and which version the whole of a data directory has (PATHVER.DES). The language:
-// docs/formats/versions.md.
+// The version tables of the definitions directory: FILEVER.DES gives the order of a file's
+// versions, PATHVER.DES the version of a whole data directory. docs/formats/versions.md describes
+// the language.
 #pragma once
 
 #include <optional>
@@ -24,8 +24,8 @@ struct PathVersionEntry {
   double version = 0;
 };
 
-// A table that is not whole has the entries before its first error, in their order. Programs take
-// it for a shorter table, because a look-up has no way to fail; who changes data by it refuses it.
+// A damaged table has the entries before its first error, in their order. Programs use it as a
+// shorter table, because a look-up has no way to fail; the conversion refuses it.
 template <typename Entry>
 struct VersionTable {
   std::vector<Entry> entries;
@@ -35,28 +35,29 @@ struct VersionTable {
 using FileVersionTable = VersionTable<FileVersionEntry>;
 using PathVersionTable = VersionTable<PathVersionEntry>;
 
-// Take apart the text of a table. Nothing is raised or printed.
+// Parse the text of a table. They raise and print nothing.
 FileVersionTable scan_file_versions(std::string_view text);
 PathVersionTable scan_path_versions(std::string_view text);
 
-// The paths of the tables, from the settings.
+// Return the paths of the tables, from the settings.
 std::string file_version_table_path();
 std::string path_version_table_path();
 
-// Read a table; a missing one is an empty one. 0, or the system's error number for one that cannot
-// be read; then it is empty.
+// Read a table; a missing one is empty. Return 0, or the system's error number for a table that
+// cannot be read; the table is empty then.
 int read_file_versions(FileVersionTable& table);
 int read_path_versions(PathVersionTable& table);
 
-// The first entry of a file (its name cut as a dictionary cuts it) and old version, or null.
+// Returns the first entry with this file (its name cut as a dictionary cuts it) and old version, or
+// null.
 const FileVersionEntry* find_file_version(const FileVersionTable& table, std::string_view file_name,
                                           double old_version);
 
-// The version of the first entry of a class; -1 when there is none.
+// Returns the version of the first entry of a class; -1 without an entry.
 double find_path_version(const PathVersionTable& table, int path_class);
 
-// The number in the text of a version record, which is its first word; none for anything that is no
-// version. Versions are not negative.
+// Returns the number that is the first word of a version record's text. Returns none if that word
+// is not a version. Versions are not negative.
 std::optional<double> scan_version_record(std::string_view text);
 
 }  // namespace marigold

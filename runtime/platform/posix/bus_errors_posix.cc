@@ -16,7 +16,8 @@ struct State {
 };
 constinit State state;
 
-// Without a handler the page is met again, and the process ends as it would have ended.
+// Passes the signal to the handler that was there before. Without one the process touches the page
+// again and ends, as it would without this file.
 void pass_on(int signal, siginfo_t* info, void* context) {
   const bool has_handler = state.before.sa_handler != SIG_DFL && state.before.sa_handler != SIG_IGN;
   if (has_handler && (state.before.sa_flags & SA_SIGINFO) != 0)
@@ -44,7 +45,7 @@ void bus_errors_watch() {
   if (state.watchers++ > 0 || state.is_up) return;
   struct sigaction action {};
   action.sa_sigaction = on_bus_error;
-  // It may be left by a jump, after which the next page must be met as well.
+  // A jump may leave the handler, and the next missing page must reach the handler as well.
   action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
   state.is_up = sigaction(SIGBUS, &action, &state.before) == 0;
 }

@@ -1,13 +1,12 @@
-// The process's one handler of SIGBUS, which comes when a page of a mapped file cannot be had: the
-// file has been cut, the disk is full where the page would have to be written, or it cannot be
-// read. It is put up while somebody here maps files, for all of them, and hands everything else to
-// the handler that was there before.
+// The process's one handler of SIGBUS, the signal for a missing page of a mapped file: another
+// process has cut the file, the disk is full, or the page cannot be read. The handler is set while
+// any object maps files, and passes a SIGBUS for any other page to the earlier handler.
 #pragma once
 
 namespace marigold {
 
-// Counted. A handler that a program puts in the place of this one stays, and is expected to hand on
-// what is not its own.
+// Calls are counted. A handler that a program sets later stays, and should pass on the signals that
+// are not its own.
 void bus_errors_watch();
 void bus_errors_release();
 

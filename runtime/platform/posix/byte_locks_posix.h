@@ -1,6 +1,6 @@
-// Byte-range locks of an open file description: other than a process's locks they exclude two opens
-// in one process as well, and closing one descriptor drops no other's. Shared by the files of this
-// folder.
+// Byte-range locks of an open file description. Unlike a process's locks they also exclude two
+// opens in one process, and closing one descriptor drops no lock of another. The files of this
+// folder share them.
 #pragma once
 
 #include <fcntl.h>
@@ -12,7 +12,8 @@
 
 namespace marigold {
 
-// F_RDLCK, F_WRLCK or F_UNLCK on `count` bytes. EAGAIN when another has locked one of them.
+// Sets F_RDLCK, F_WRLCK or F_UNLCK on `count` bytes. EAGAIN if another open file has locked one of
+// them.
 inline int set_byte_lock(int descriptor, short kind, std::uint64_t offset, std::uint64_t count) {
   struct flock range {};
   range.l_type = kind;
@@ -23,8 +24,8 @@ inline int set_byte_lock(int descriptor, short kind, std::uint64_t offset, std::
   return errno == EACCES ? EAGAIN : system_error();
 }
 
-// Whether another holds a lock on one of the bytes that excludes one of this kind: any lock
-// excludes F_WRLCK, an exclusive one F_RDLCK. A count of 0 means all from the offset on.
+// Whether another open file holds a lock on one of the bytes that excludes a lock of this kind: any
+// lock excludes F_WRLCK, an exclusive one F_RDLCK. A count of 0 means all bytes from the offset on.
 inline int range_locked_by_other(int descriptor, std::uint64_t offset, std::uint64_t count,
                                  short kind, bool& locked) {
   struct flock range {};

@@ -21,9 +21,9 @@ namespace {
 constexpr int kSignalStatus = 128;
 constexpr int kLookMilliseconds = 50;
 
-// A command gets the signals' usual meanings, whatever this process has made of them.
+// A command gets the default signal handling, whatever this process has set.
 struct SpawnSettings {
-  // A negative output: ours.
+  // A negative output leaves the command the streams of this process.
   SpawnSettings(int input, int output) {
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
@@ -47,14 +47,16 @@ struct SpawnSettings {
   posix_spawnattr_t attributes{};
 };
 
-// A pipe that the command closed is a failed write, not our death.
+// Makes a write to a pipe that the command has closed a failed write that does not end this
+// process.
 void ignore_broken_pipes() {
   struct sigaction now {};
   if (sigaction(SIGPIPE, nullptr, &now) == 0 && now.sa_handler == SIG_DFL)
     std::signal(SIGPIPE, SIG_IGN);
 }
 
-// Lets the command and this process wait for each other less often. A smaller pipe does as well.
+// Enlarges the pipe, so that the command and this process wait for each other less often. A smaller
+// pipe works as well.
 void enlarge(int descriptor) {
 #ifdef F_SETPIPE_SZ
   constexpr int kPipeBytes = 1 << 20;
@@ -72,7 +74,7 @@ int spawn(const char* command, int input, int output, pid_t& process) {
                      const_cast<char* const*>(arguments), environ);
 }
 
-// Two ends, of which a failed start leaves none.
+// The two ends of a pipe. A failed start closes both.
 struct PipeEnds {
   PipeEnds() = default;
   PipeEnds(const PipeEnds&) = delete;
@@ -90,7 +92,7 @@ struct PipeEnds {
   std::array<int, 2> ends{-1, -1};
 };
 
-// Our ends: who waits for two of them must not wait for one.
+// Makes this process's ends non-blocking: a process that waits for two ends must not block on one.
 void do_not_wait(int descriptor) {
   fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) | O_NONBLOCK);
 }
@@ -99,7 +101,8 @@ bool comes_later(int error) {
   return error == EINTR || error == EAGAIN || error == EWOULDBLOCK;
 }
 
-// False while the process runs; its exit status as the command processor counts.
+// Returns false while the process runs; after that gives its exit status as the command processor
+// reports it.
 bool has_ended(long process, int options, int& exit_status) {
   int status = 0;
   pid_t ended = 0;
@@ -107,7 +110,7 @@ bool has_ended(long process, int options, int& exit_status) {
     ended = waitpid(static_cast<pid_t>(process), &status, options);
   } while (ended < 0 && errno == EINTR);
   if (ended == 0) return false;
-  exit_status = ended < 0             ? 0  // somebody else has waited for it
+  exit_status = ended < 0             ? 0  // another waiter has its status
                 : WIFSIGNALED(status) ? kSignalStatus + WTERMSIG(status)
                                       : WEXITSTATUS(status);
   return true;
@@ -160,8 +163,8 @@ int CommandPipe::start(const char* command, CommandOutput output) {
   return 0;
 }
 
-// Reads what is there; false when there is no more to come. What goes beyond the bound is dropped,
-// so that no command waits for ever.
+// Reads the available output; returns false at its end. Drops output beyond the bound, so that no
+// command waits for ever.
 bool CommandPipe::collect() {
   std::array<char, 4096> bytes{};
   while (output_descriptor_ >= 0) {
@@ -176,7 +179,8 @@ bool CommandPipe::collect() {
   return false;
 }
 
-// A command that waits until its output is taken must not wait for us while we wait for it.
+// Collects output while it writes: a command that waits until its output is read must not wait for
+// this process while this process waits for the command.
 int CommandPipe::write(std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
@@ -200,7 +204,7 @@ int CommandPipe::close() {
   int status = 0;
   while (collect()) {
     pollfd output{.fd = output_descriptor_, .events = POLLIN, .revents = 0};
-    // Looked at again, because something in the background may keep the output open.
+    // Checks again for the command's end, because a background process may keep the output open.
     poll(&output, 1, kLookMilliseconds);
     if (!has_ended(process, WNOHANG, status)) continue;
     collect();

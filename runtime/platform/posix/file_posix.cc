@@ -24,7 +24,7 @@ int sync_and_close(int descriptor) {
 
 constexpr std::size_t kReadStep = 65536;
 
-// Up to the end that the file has by then, which need not be the one it had when it was opened.
+// Reads up to the file's present end, which may differ from its end at the time of opening.
 int read_to_end(int descriptor, std::string& bytes, std::size_t most) {
   std::size_t length = 0;
   ssize_t taken = 1;

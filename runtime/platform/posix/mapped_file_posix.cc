@@ -30,8 +30,9 @@ int injected_fault(FileCall call) {
   return file_fault_hook == nullptr ? 0 : system_result(file_fault_hook(call));
 }
 
-// Space that has been written stands in large pieces of the system's memory, space first touched
-// through the mapping page by page; each piece costs when it is written back.
+// Writes zeros instead of touching the mapping: the system keeps written space in large pieces of
+// memory, and space first touched through the mapping page by page; each piece costs time when it
+// is written back.
 int write_zeros(int descriptor, std::uint64_t from, std::uint64_t to) {
   static constexpr std::array<char, 1 << 18> kZeros{};
   while (from < to) {
@@ -44,8 +45,8 @@ int write_zeros(int descriptor, std::uint64_t from, std::uint64_t to) {
   return 0;
 }
 
-// A longer view in place of `before`, which is as it was when there is none. Where the system can
-// move a view, its pages need not be met again one by one.
+// Replaces the view `before` by a longer one, and leaves `before` as it is on failure. If the
+// system can move a view, its pages need no further page faults.
 void* map_again(int descriptor, int protection, void* before, std::uint64_t mapped,
                 std::uint64_t bytes, bool moves) {
 #ifdef MREMAP_MAYMOVE
@@ -107,8 +108,8 @@ int MappedFile::reserve(std::uint64_t bytes) {
   int failed = system_result(posix_fallocate(descriptor_, static_cast<off_t>(present),
                                              static_cast<off_t>(bytes - present)));
   if (failed == 0) failed = write_zeros(descriptor_, present, bytes);
-  // A part of the space may have been added; a file that is longer than it says would be taken for
-  // damaged.
+  // The file may have grown by a part of the space; a file longer than its header says would count
+  // as damaged.
   if (failed != 0 && ftruncate(descriptor_, static_cast<off_t>(present)) != 0)
     return system_error();
   return failed;
@@ -123,7 +124,7 @@ int MappedFile::map(std::uint64_t bytes) {
   if (const int fault = injected_fault(FileCall::kMap)) return fault;
   bytes = std::max(kSmallestMapping, 2 * bytes);
   const int protection = writable_ ? PROT_READ | PROT_WRITE : PROT_READ;
-  // Private pages stand in the way of moving the view, and are not worth it.
+  // A view with private pages cannot simply move, so it is mapped again without them.
   const bool moves = hit_ != kFilledIn;
   void* memory = map_again(descriptor_, protection, memory_, mapped_, bytes, moves);
   if (memory == MAP_FAILED) return system_error();
@@ -150,7 +151,7 @@ int MappedFile::read(std::uint64_t offset, std::span<std::byte> bytes) const {
   return read_exactly(descriptor_, offset, bytes);
 }
 
-// A view that is shared loses nothing by this: what was stored is the file's.
+// A shared view loses nothing: the stored bytes belong to the file.
 void MappedFile::forget(std::uint64_t offset, std::uint64_t bytes) const {
   const auto page = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
   const std::uint64_t begin = offset / page * page;
@@ -178,7 +179,7 @@ int MappedFile::sync_part(std::uint64_t offset, std::uint64_t bytes) {
 
 void MappedFile::start_sync(std::uint64_t offset, std::uint64_t bytes) {
 #ifdef SYNC_FILE_RANGE_WRITE
-  // What goes wrong is told by the sync that follows.
+  // The sync that follows reports a failure.
   static_cast<void>(sync_file_range(descriptor_, static_cast<off_t>(offset),
                                     static_cast<off_t>(bytes), SYNC_FILE_RANGE_WRITE));
 #else
@@ -189,7 +190,7 @@ void MappedFile::start_sync(std::uint64_t offset, std::uint64_t bytes) {
 
 int MappedFile::lock(std::uint64_t offset, bool exclusive) {
   if (const int fault = injected_fault(FileCall::kLock)) return fault;
-  // A file that may only be read takes no exclusive lock; the system says EBADF.
+  // A file opened for reading takes no exclusive lock; the system returns EBADF.
   return set_lock(exclusive ? F_WRLCK : F_RDLCK, offset, 1);
 }
 

@@ -37,7 +37,7 @@ MappingGuard::~MappingGuard() {
   if (--state.guards == 0) bus_errors_release();
 }
 
-// Puts a page of zeros in the place of the one that is gone, and the reading goes on.
+// Puts a page of zeros in the place of the missing one, so that the reading goes on.
 bool MappingGuard::meet_missing_page(void* at) {
   if (state.guards == 0) return false;
   const auto address = reinterpret_cast<std::uintptr_t>(at);

@@ -14,7 +14,7 @@
 namespace marigold {
 namespace {
 
-// Where the body goes on that must not touch missing pages; of each thread its own.
+// Jump target for the body that runs until a missing page; each thread has its own.
 constinit thread_local sigjmp_buf* way_out = nullptr;
 
 }  // namespace
@@ -53,15 +53,14 @@ bool OpenedFile::fill_in(std::uint64_t offset) {
   const auto size = static_cast<std::uint64_t>(status.st_size);
   std::uint64_t end = offset + page_size;
   if (offset >= size) {
-    // All that the file has lost at once: there may be more pages than views that a process can
-    // have.
+    // Fill in all lost pages at once: page by page the process might exceed its number of mappings.
     offset = (size + page_size - 1) / page_size * page_size;
     end = mapped_;
   }
   const int flags = MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED | MAP_NORESERVE;
   std::byte* const at = memory_ + offset;
   if (mmap(at, end - offset, PROT_READ | PROT_WRITE, flags, -1, 0) == MAP_FAILED) return false;
-  // What cannot be read stays zeros.
+  // Bytes that cannot be read stay zeros.
   if (offset < size && pread(descriptor_, at, page_size, static_cast<off_t>(offset)) < 0)
     hit_reason_ = system_error();
   if (!writable_) mprotect(at, end - offset, PROT_READ);

@@ -26,7 +26,7 @@ constexpr mode_t kNewFileMode = 0666;
 constexpr mode_t kOwnerMode = 0600;
 constexpr mode_t kPermissions = 0777;
 
-// The mask can only be read by setting it; the process has one thread.
+// Reads the mask by setting it, the only way to read it; the process has one thread.
 mode_t process_mask() {
   const mode_t mask = umask(S_IRWXG | S_IRWXO);
   umask(mask);
@@ -41,23 +41,23 @@ bool has_no_list(int error) {
   return error == ENODATA || error == ENOTSUP || error == EOPNOTSUPP;
 }
 
-// The list that `from` has, or none.
+// Gives `to` the access control list of `from`, or removes its list if `from` has none.
 int copy_access_list(int from, int to) {
-  std::array<char, 65536> list{};  // the greatest that the system keeps
+  std::array<char, 65536> list{};  // the largest list that the system keeps
   const ssize_t length = fgetxattr(from, kAccessList, list.data(), list.size());
   if (length < 0 && !has_no_list(errno)) return system_error();
   if (length >= 0)
     return fsetxattr(to, kAccessList, list.data(), static_cast<std::size_t>(length), 0) == 0
                ? 0
                : system_error();
-  // A directory may have given the new file one of its own.
+  // The new file may have got a list from its directory.
   return fremovexattr(to, kAccessList) == 0 || has_no_list(errno) ? 0 : system_error();
 }
 
 int give_owner(int descriptor, const struct stat& wanted, struct stat& present) {
   if (fstat(descriptor, &present) != 0) return system_error();
   if (present.st_uid == wanted.st_uid && present.st_gid == wanted.st_gid) return 0;
-  // Only some may give files away; for the others the file stays theirs.
+  // Only privileged users may give files away; for other users the file stays theirs.
   if (fchown(descriptor, wanted.st_uid, wanted.st_gid) != 0 && errno != EPERM)
     return system_error();
   if (fstat(descriptor, &present) != 0) return system_error();
@@ -72,7 +72,7 @@ int copy_access(int from, bool readable, const struct stat& wanted, int to) {
   if (const int failed = give_owner(to, wanted, present)) return failed;
   mode_t mode = wanted.st_mode & kPermissions;
   const bool same_group = present.st_gid == wanted.st_gid;
-  // What the old group was allowed must not be allowed to another one.
+  // Another group must not get the rights of the old group.
   if (!same_group) mode = (mode & ~mode_t{S_IRWXG}) | (mode & S_IRWXO) << 3;
   if (readable && same_group) {
     if (const int failed = copy_access_list(from, to)) return failed;
@@ -80,7 +80,7 @@ int copy_access(int from, bool readable, const struct stat& wanted, int to) {
   return fchmod(to, mode) == 0 ? 0 : system_error();
 }
 
-// A regular file that has no other name and was not reached by a link.
+// Opens a regular file that has no other name and was not reached through a link.
 int open_to_append(const char* path, int more, int& descriptor) {
   survive_size_limit();
   const int opened =
@@ -98,8 +98,8 @@ int open_to_append(const char* path, int more, int& descriptor) {
   return 0;
 }
 
-// A descriptor to ask about a file, never through a link. A list can be read only from one that is
-// readable.
+// Opens a descriptor to examine a file, never through a link. Only a readable descriptor gives the
+// access control list.
 int open_to_look(const char* path, bool& readable) {
   const int descriptor = open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
   readable = descriptor >= 0;
@@ -138,7 +138,8 @@ bool is_word(std::string_view text) {
          text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
 
-// Whether somebody works on the file, or did a moment ago.
+// Whether a process holds a lock on the file, or has changed it within the last minute. A file that
+// cannot be examined counts as in use.
 bool is_in_use(const char* path) {
   constexpr time_t kMoment = 60;
   const int descriptor = open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
@@ -183,7 +184,7 @@ int take_access_of(int descriptor, const char* like) {
 int FileWriter::make(const char* path, NewFileAccess access) {
   close();
   if (const int failed = make_exclusively(path, access, descriptor_)) return failed;
-  // Some file systems have no locks; there a new file counts as alive for a minute.
+  // Some file systems have no locks; a new file there counts as in use for a minute.
   static_cast<void>(set_byte_lock(descriptor_, F_WRLCK, kFileAliveLock, 1));
   return 0;
 }
@@ -207,7 +208,7 @@ int FileWriter::open_device(const char* path) {
   if (S_ISREG(status.st_mode)) return ENXIO;
   descriptor_ = open(path, O_WRONLY | O_CLOEXEC | O_NOCTTY);
   if (descriptor_ < 0) return system_error();
-  // Another file may have the name by now.
+  // Another file may have taken the name since stat.
   if (fstat(descriptor_, &status) == 0 && !S_ISREG(status.st_mode)) return 0;
   close();
   return ENXIO;
@@ -270,7 +271,7 @@ int file_put(const char* path, std::string_view bytes, const char* like) {
 
 int file_replace(const char* from, const char* to) {
   if (std::rename(from, to) != 0) return system_error();
-  return file_sync_directory(to);  // a name is on the disk when its directory is
+  return file_sync_directory(to);  // a name is durable when its directory is
 }
 
 int file_link(const char* from, const char* to) {

@@ -1,4 +1,4 @@
-// The steps of making files that the kinds of files of this folder share on POSIX systems.
+// Steps of making files that the kinds of files in this folder share on POSIX systems.
 //
 // Results: 0 for done, else the system's error number.
 #pragma once

@@ -31,8 +31,8 @@ bool OpenedFile::meet_missing_page(void* at) {
   return false;
 }
 
-// Runs in a child between fork and its return: nothing but system calls that are allowed in a
-// signal handler.
+// Runs in a child before fork returns, so it makes only system calls that are allowed in a signal
+// handler.
 void OpenedFile::forget_all() {
   while (state.first != nullptr) {
     OpenedFile* const file = state.first;
@@ -59,7 +59,8 @@ void OpenedFile::forget() {
 void OpenedFile::take(int descriptor) {
   close();
   if (!state.watches_forks) {
-    // Without memory for it nobody may fork and keep our locks unnoticed.
+    // Without this handler a forked child would keep the locks unnoticed, so a failure ends the
+    // process.
     if (pthread_atfork(nullptr, nullptr, forget_all) != 0) std::abort();
     state.watches_forks = true;
   }
@@ -71,7 +72,8 @@ void OpenedFile::take(int descriptor) {
 
 void OpenedFile::close() {
   if (!is_open()) return;
-  // Closing alone would leave them to whoever has inherited the descriptor or been sent it.
+  // Gives the locks back, because another process may have inherited or received the descriptor and
+  // closing alone would leave the locks in force.
   if (had_locks_) set_byte_lock(descriptor_, F_UNLCK, 0, 0);
   if (next_ != nullptr) next_->previous_ = previous_;
   (previous_ != nullptr ? previous_->next_ : state.first) = next_;

@@ -17,7 +17,7 @@ constexpr int kEndSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGABRT};
 using NotedPath = std::atomic<const char*>;
 static_assert(NotedPath::is_always_lock_free, "a handler reads them");
 std::array<NotedPath, 4> paths{};
-std::atomic<pid_t> owner = 0;  // a child's death leaves the files of its parent
+std::atomic<pid_t> owner = 0;  // a child must not remove its parent's files
 
 bool has_handler(int signal, void (*handler)(int)) {
   struct sigaction action {};
@@ -25,7 +25,7 @@ bool has_handler(int signal, void (*handler)(int)) {
          action.sa_handler == handler;
 }
 
-// Blocked during its own handler, the signal takes effect when that returns.
+// The signal is blocked during its own handler and takes effect when the handler returns.
 void end_process(int signal) {
   const int error = errno;
   passing_files_remove();
@@ -39,7 +39,7 @@ void exchange_handlers(void (*from)(int), void (*to)(int)) {
     if (has_handler(signal, from)) std::signal(signal, to);
 }
 
-// True when one was found.
+// Replaces one noted path by another. Returns whether `from` was found.
 bool exchange_path(const char* from, const char* to) {
   NotedPath* const place =
       std::ranges::find_if(paths, [from](const NotedPath& path) { return path.load() == from; });

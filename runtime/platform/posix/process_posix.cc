@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// How a line about a lock names the file: "fe:00:10955543".
+// Returns the name of the file in a line about a lock: "fe:00:10955543".
 std::string name_in_locks(const struct stat& file) {
   std::array<char, 64> name{};
   std::snprintf(name.data(), name.size(), " %02x:%02x:%llu ", major(file.st_dev),
@@ -25,7 +25,7 @@ std::string name_in_locks(const struct stat& file) {
   return name.data();
 }
 
-// Looks through the open files of a process, of which the system lists the locks.
+// Looks through the open files of a process; the system lists the locks of each.
 void look_at_process(const fs::path& directory, const std::string& file, LockingProcess process,
                      std::vector<LockingProcess>& found) {
   std::error_code error;

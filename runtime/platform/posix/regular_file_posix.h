@@ -1,4 +1,4 @@
-// What the kinds of files of this folder share on POSIX systems.
+// Functions that the kinds of files in this folder share on POSIX systems.
 //
 // Results: 0 for done, else the system's error number.
 #pragma once
@@ -17,8 +17,8 @@
 
 namespace marigold {
 
-// Opens a regular file; EINVAL for anything else, whose other end is not waited for. On failure
-// nothing is open. `more` is further flags of the system's call.
+// Opens a regular file. EINVAL for any other file, and the function does not wait for the other end
+// of a pipe. A failure leaves nothing open. `more` adds flags of the system's call.
 inline int open_regular(const char* path, bool writable, int& descriptor, int more = 0) {
   if (writable) survive_size_limit();
   const int opened = ::open(path, (writable ? O_RDWR : O_RDONLY) | O_NONBLOCK | O_CLOEXEC | more);
@@ -41,7 +41,7 @@ inline int size_of_open(int descriptor, std::uint64_t& bytes) {
   return 0;
 }
 
-// Reads all of the bytes; EIO when the file ends before.
+// Reads all bytes; EIO if the file ends before.
 inline int read_exactly(int descriptor, std::uint64_t offset, std::span<std::byte> bytes) {
   while (!bytes.empty()) {
     const ssize_t got = pread(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset));

@@ -16,7 +16,7 @@ void survive_size_limit() {
   struct sigaction action {};
   if (state.is_handled || sigaction(SIGXFSZ, nullptr, &action) != 0) return;
   if (action.sa_handler != SIG_DFL) return;
-  // Not SIG_IGN, which programs that are started would inherit.
+  // A handler instead of SIG_IGN, because programs that this one starts would inherit SIG_IGN.
   action.sa_handler = [](int) {};
   action.sa_flags = SA_RESTART;
   state.is_handled = sigaction(SIGXFSZ, &action, nullptr) == 0;

@@ -17,7 +17,7 @@
 namespace marigold {
 namespace {
 
-// A file that never has a name, where the file system has such.
+// Makes a file that never has a name, on file systems that can.
 int make_nameless(const std::string& path, int& descriptor) {
 #ifdef O_TMPFILE
   const std::size_t slash = path.rfind('/');
@@ -45,7 +45,7 @@ int make_beside(const std::string& path, int& descriptor) {
              : failed;
 }
 
-// While one lives, a write beyond the process's limit on file sizes is a failed write and no signal
+// While the object lives, a write beyond the process's limit on file sizes fails without the signal
 // that ends the process.
 class NoSizeSignal {
  public:
@@ -56,7 +56,7 @@ class NoSizeSignal {
   }
   ~NoSizeSignal() {
     const timespec now{};
-    // One that was blocked before is not ours to take.
+    // A signal that was blocked before stays pending for its owner.
     if (sigismember(&before_, SIGXFSZ) == 0) sigtimedwait(&signal_, nullptr, &now);
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);
   }

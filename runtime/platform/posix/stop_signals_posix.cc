@@ -26,7 +26,7 @@ void stop_signals_hold() {
   if (state.holds++ > 0) return;
   sigemptyset(&state.held);
   for (const int signal : kStopSignals) {
-    // One that is ignored (the hang-up under nohup) would wait all the same, and look like a wish
+    // An ignored signal (the hang-up under nohup) would also wait if blocked, and look like a wish
     // to stop.
     if (!is_ignored(signal)) sigaddset(&state.held, signal);
   }

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kFirstFreeDescriptor = 3;
 
-// Someone gave us a stream that does not wait; we do.
+// Waits for a stream that another process has made non-blocking.
 void wait_until_writable(int descriptor) {
   pollfd waiting{.fd = descriptor, .events = POLLOUT, .revents = 0};
   poll(&waiting, 1, -1);
@@ -24,8 +24,8 @@ void wait_until_writable(int descriptor) {
 void stream_start() {
   for (int descriptor = 0; descriptor < kFirstFreeDescriptor; ++descriptor) {
     if (fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) continue;
-    // The lowest free number is this one. Read-only on standard output, so that a write to it is a
-    // failure that is seen.
+    // open() returns the lowest free number, which is this one. Standard output becomes read-only,
+    // so that a write to it fails visibly.
     const int mode = descriptor == static_cast<int>(Stream::kError) ? O_WRONLY : O_RDONLY;
     if (open("/dev/null", mode) != descriptor) return;
   }

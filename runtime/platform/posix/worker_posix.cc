@@ -17,7 +17,8 @@ Worker::~Worker() {
   thread_.join();
 }
 
-// A thread begins with the mask of signals of the one that starts it.
+// Blocks all signals while it starts the thread, because a thread begins with the signal mask of
+// its starter.
 bool Worker::start() {
   if (thread_.joinable() || refused_) return !refused_;
   sigset_t all;

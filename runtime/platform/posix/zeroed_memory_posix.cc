@@ -47,7 +47,7 @@ int ZeroedMemory::take(std::size_t bytes) {
   std::size_t room = mapped_bytes_;
   if (large) std::align(kLargePage, bytes, memory, room);
   data_ = static_cast<std::byte*>(memory);
-  // Where the system has no large pages the small ones serve.
+  // On a system without large pages the small ones serve.
   if (large) madvise(data_, bytes, MADV_HUGEPAGE);
   return 0;
 }

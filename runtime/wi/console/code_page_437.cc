@@ -51,7 +51,7 @@ struct CharacterByte {
   std::uint8_t byte;
 };
 
-// By characters; without byte 0, whose blank is byte 32.
+// Returns the bytes sorted by character, without byte 0, whose blank is byte 32.
 constexpr std::array<CharacterByte, 255> sorted_characters() {
   std::array<CharacterByte, 255> sorted{};
   for (std::size_t byte = 1; byte < kCharacters.size(); ++byte)
@@ -66,7 +66,7 @@ struct Substitute {
   char ascii;
 };
 
-// What stands for a glyph that ISO 8859-1 does not have; "?" for those that are not here. Letters
+// Substitutes for glyphs that ISO 8859-1 does not have; "?" for glyphs without an entry. Letters
 // become the Latin letter that looks or sounds like them.
 constexpr Substitute kSubstitutes[] = {
     {u"\u2500\u2550", '-'},
@@ -133,7 +133,7 @@ TerminalGlyph single_byte(unsigned value, bool graphic = false) {
   return {.bytes = {static_cast<char>(value)}, .size = 1, .graphic = graphic};
 }
 
-// All glyphs are in the first 65,536 characters: at most three bytes.
+// All glyphs are in the first 65,536 characters, so they take at most three bytes.
 TerminalGlyph utf8_glyph(char16_t character) {
   const unsigned value = character;
   const auto continued = [](unsigned bits) { return static_cast<char>(0x80U | (bits & 0x3FU)); };

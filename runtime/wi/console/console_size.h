@@ -1,4 +1,4 @@
-// How a console of another size becomes one of 80 columns by 24 rows.
+// Changes a console of another size to 80 columns by 24 rows.
 #pragma once
 
 #include <algorithm>
@@ -13,8 +13,8 @@ struct ConsoleSize {
   int rows;
 };
 
-// A console refuses a window that is larger than its buffer, and a buffer that is smaller than its
-// window: what shrinks begins with the window, what grows with the buffer.
+// A console refuses a window larger than its buffer, and a buffer smaller than its window. So
+// shrinking begins with the window, and growing with the buffer.
 enum class ConsoleOrder : std::uint8_t { kNeither, kWindowFirst, kBufferFirst };
 
 struct ConsoleSizing {
@@ -24,8 +24,8 @@ struct ConsoleSizing {
   int bottom;
 };
 
-// The buffer is compared by its number of cells, as it is now; the largest window is what fits on
-// the display. A buffer of as many cells in another shape is left alone.
+// Compares the present buffer by its number of cells; the largest window is the one that fits on
+// the display. A buffer with as many cells in another shape stays as it is.
 constexpr ConsoleSizing console_sizing(ConsoleSize buffer, ConsoleSize largest_window) {
   constexpr int kCells = kScreenColumns * kScreenRows;
   const int cells = buffer.columns * buffer.rows;

@@ -11,7 +11,7 @@ constexpr int digits(int number) {
   return number < 10 ? 1 : number < 100 ? 2 : 3;
 }
 
-// A parameter of 1 is left out.
+// A sequence leaves out a parameter of 1.
 constexpr int sequence_cost(int parameter) {
   return kSequenceFrame + (parameter == 1 ? 0 : digits(parameter));
 }

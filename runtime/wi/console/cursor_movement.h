@@ -1,12 +1,12 @@
-// The shortest common way to move a terminal's cursor. Columns and rows count from 1.
+// Plans the shortest common way to move a terminal's cursor. Columns and rows count from 1.
 #pragma once
 
 #include <string>
 
 namespace marigold {
 
-// Column 0: somewhere at the right edge, because a character was written into the last column;
-// terminals differ in where the cursor stands then.
+// Column 0: at the right edge, after a character was written into the last column; terminals differ
+// in the cursor's place then.
 struct CursorPosition {
   int column = 1;
   int row = 1;
@@ -27,12 +27,13 @@ struct CursorMotion {
   CursorPosition to;
   AxisMotion vertical;
   AxisMotion horizontal;
-  bool absolute = false;  // by the position, not by the axes
+  bool absolute = false;  // to the position at once, not along the axes
   int cost = 0;           // bytes
 };
 
-// `has_axis_positions`: the terminal has the sequences that set the column or the row alone, which
-// came after the VT220 and which every emulator has. Line feeds are counted on to keep the column.
+// `has_axis_positions`: the terminal has the sequences that set the column or the row alone. They
+// are newer than the VT220, and every emulator has them. The plan relies on line feeds to keep the
+// column.
 CursorMotion plan_motion(CursorPosition from, CursorPosition to, bool has_axis_positions);
 void append_motion(std::string& out, const CursorMotion& motion);
 

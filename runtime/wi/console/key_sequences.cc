@@ -14,10 +14,10 @@ namespace {
 
 constexpr std::uint8_t kEscapeByte = 27;
 constexpr std::uint8_t kFirstPrintable = 32;
-constexpr std::uint8_t kDeleteByte = 127;  // what most terminals send for Backspace
+constexpr std::uint8_t kDeleteByte = 127;  // the byte of most terminals for Backspace
 constexpr std::uint8_t kBackspace = 8;
 constexpr std::uint8_t kBell = 7;
-// The section sign is typed on every German keyboard, and no control character is in its way.
+// Every German keyboard has the section sign, and no control character has its byte.
 constexpr std::uint8_t kSectionSign = 21;
 constexpr int kLargestNumber = 9999;
 
@@ -125,7 +125,7 @@ void KeyDecoder::end_sequence() {
   introducer_ = 0;
 }
 
-// A byte that cannot belong to the sequence begins anew.
+// Drops the sequence and takes the byte as the beginning of another key.
 void KeyDecoder::interrupt(std::uint8_t byte) {
   begin(State::kGround, 0);
   feed_ground(byte);
@@ -174,7 +174,7 @@ void KeyDecoder::feed_utf8(std::uint8_t byte) {
   if (character_ >= least_) put_character(character_);
 }
 
-// A second Escape may be the one in front of a key with Alt, so both are kept until it is known.
+// A second Escape may belong to a key with Alt, so both stay until the next byte decides.
 void KeyDecoder::feed_escape(std::uint8_t byte) {
   if (byte == kEscapeByte) {
     if (escapes_ == 2) put(kEscapeByte);
@@ -188,7 +188,7 @@ void KeyDecoder::feed_escape(std::uint8_t byte) {
   begin(State::kString, static_cast<char>(byte));
 }
 
-// True for a byte in front of the final one.
+// Returns true for a byte before the final one.
 bool KeyDecoder::take_parameter(std::uint8_t byte) {
   if (byte < kFirstPrintable || byte >= '@') return false;
   if (number_count_ == 0) number_count_ = 1;
@@ -203,7 +203,7 @@ bool KeyDecoder::take_parameter(std::uint8_t byte) {
   return true;
 }
 
-// Of the parameter at a place; none when there is no such parameter.
+// Returns the modifiers of the parameter at a place; none without such a parameter.
 unsigned KeyDecoder::modifiers(std::size_t place) const {
   if (place >= number_count_) return 0;
   const int value = numbers_[place];
@@ -220,7 +220,8 @@ void KeyDecoder::feed_control_sequence(std::uint8_t byte) {
     missing_ = 3;
     return;
   }
-  // Shift of one family of terminals: the dollar is the end, although it should not be.
+  // One family of terminals ends a sequence for Shift with a dollar, against the rules for final
+  // bytes.
   const bool shifted = byte == '$' && plain_ && number_count_ == 1;
   if (shifted && find_number(numbers_[0]) != kNoKey) return end_control_sequence('$');
   if (!take_parameter(byte)) end_control_sequence(static_cast<char>(byte));
@@ -260,7 +261,7 @@ void KeyDecoder::feed_single_shift(std::uint8_t byte) {
   if (letter != 'Z') put_key(find_letter(letter), modifiers(number_count_ > 1 ? 1 : 0));
 }
 
-// Whether a report can go on like this.
+// Whether a report can continue with this byte.
 bool KeyDecoder::belongs_to_string(std::uint8_t byte) const {
   if (state_ == State::kStringEscape || string_.size() == kLongestString) return false;
   if (byte < kFirstPrintable || byte >= kDeleteByte) return false;
@@ -288,7 +289,7 @@ void KeyDecoder::feed_string(std::uint8_t byte) {
   feed(byte);
 }
 
-// It was a key with Alt, and so was what followed.
+// Gives the string as typed keys: the first was a key with Alt.
 void KeyDecoder::type_string() {
   const std::string typed = std::exchange(string_, {});
   const char key = introducer_;

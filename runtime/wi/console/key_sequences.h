@@ -1,18 +1,19 @@
-// What a terminal sends for its keys, turned into the key bytes that key read expects: characters
-// of code page 437, control characters, and two bytes for a key without a character, as the Windows
-// console has them (see console.h). Reads nothing and has no clock: bytes in, bytes out.
+// Converts the bytes that a terminal sends for its keys into the key bytes that key_read expects:
+// characters of code page 437, control characters, and two bytes for a key without a character, as
+// on the Windows console (see console.h). Reads nothing and has no clock: bytes in, bytes out.
 //
-// Without a code page between (KeyCharacters::kBytes) a character is the byte that the terminal
-// sent; 224, which would be a prefix, is doubled then.
+// Without a code page (KeyCharacters::kBytes) a character is the byte that the terminal sent; 224,
+// otherwise a prefix, is doubled then.
 //
-// Modifiers: Alt (as a parameter or as an Escape in front) is ignored. Control gives the Windows
-// console's second byte of its own, 'w' for Ctrl-Home. Shift does so for function keys and
-// Shift-Tab and is ignored for the others. Characters that key read would take for something else
-// do not come through: those that the code page has below 32, but for the section sign, and the
-// Greek alpha, whose byte is the prefix 224.
+// Modifiers: the decoder ignores Alt (as a parameter or as an Escape in front). Control gives the
+// second byte that the Windows console has for the key, 'w' for Ctrl-Home. Shift does so for
+// function keys and Shift-Tab, and has no effect on other keys. The decoder drops characters that
+// key_read would mistake for something else: those that the code page has below 32, except for the
+// section sign, and the Greek alpha, whose byte is the prefix 224.
 //
-// A terminal's report (Escape "]", "P" or "_", up to its end) is swallowed whole. The same keys
-// typed with Alt begin alike: what is no report, or does not come to its end in time, was typed.
+// The decoder drops a terminal's report (Escape "]", "P" or "_", up to its end) as a whole. The
+// same keys typed with Alt begin alike: bytes that are no report, or have no end in time, count as
+// typed.
 #pragma once
 
 #include <array>
@@ -29,18 +30,18 @@ class KeyDecoder {
  public:
   explicit KeyDecoder(KeyCharacters characters) : characters_(characters) {}
 
-  // The next byte from the terminal. Adds at most three key bytes, and those of a string that
+  // Takes the next byte from the terminal. Adds at most three key bytes, and those of a string that
   // turns out to be typed.
   void feed(std::uint8_t byte);
-  // Within a sequence, or an Escape that may be the beginning of one. A character of several bytes
-  // is none: the rest of it can only be the rest, however late.
+  // Whether the decoder is within a sequence, or after an Escape that may begin one. A character of
+  // several bytes does not count: its remaining bytes may come at any time.
   bool in_sequence() const { return state_ != State::kGround && state_ != State::kUtf8; }
-  // Nothing followed in time: an Escape was the key, a string was typed, and what has begun
-  // otherwise is dropped.
+  // Ends a sequence when nothing has followed in time: an Escape was a key, a string was typed, and
+  // any other beginning is dropped.
   void end_sequence();
 
   bool has_key() const { return taken_ < keys_.size(); }
-  // The next key byte; only when there is one.
+  // Returns the next key byte. Call it only if has_key().
   std::uint8_t take();
 
  private:
@@ -79,14 +80,14 @@ class KeyDecoder {
   KeyCharacters characters_;
   State state_ = State::kGround;
   int escapes_ = 0;  // kEscape: 1 or 2
-  // The character behind the Escape: of a string, or while nothing followed it, else 0.
+  // The character after the Escape: of a string, or while nothing has followed it, else 0.
   char introducer_ = 0;
   bool plain_ = true;  // the sequence has no private marker and no intermediate byte
   std::array<int, kMostNumbers> numbers_{};
   std::size_t number_count_ = 0;
   int missing_ = 0;  // bytes of a mouse report or a UTF-8 character
   char32_t character_ = 0;
-  char32_t least_ = 0;  // the first character that takes as many bytes
+  char32_t least_ = 0;  // the first character with this number of bytes
   std::string string_;  // kString: its bytes so far
   std::string keys_;
   std::size_t taken_ = 0;

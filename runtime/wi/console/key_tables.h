@@ -1,5 +1,5 @@
-// The keys that terminals have sequences for: what they send, and the key bytes that stand for it.
-// Used by key_sequences.cc alone.
+// The keys for which terminals have sequences, with the bytes that terminals send and the key bytes
+// for them. Only key_sequences.cc uses this header.
 #pragma once
 
 #include <cstdint>
@@ -55,14 +55,14 @@ inline constexpr KeyBytes kKeyBytes[] = {
 // clang-format on
 static_assert(std::size(kKeyBytes) == kF12 + 1);
 
-// Final characters behind Escape "[" and, but for 'Z', Escape "O".
+// Final characters after Escape "[" and, except for 'Z', after Escape "O".
 inline constexpr struct {
   char letter;
   Key key;
 } kLetters[] = {{'A', kUp}, {'B', kDown}, {'C', kRight}, {'D', kLeft}, {'H', kHome}, {'F', kEnd},
                 {'P', kF1}, {'Q', kF2},   {'R', kF3},    {'S', kF4},   {'Z', kTab}};
 
-// The number in front of the final "~".
+// Number before the final "~".
 inline constexpr struct {
   int number;
   Key key;
@@ -71,7 +71,7 @@ inline constexpr struct {
                 {13, kF3},      {14, kF4},    {15, kF5},    {17, kF6},  {18, kF7},
                 {19, kF8},      {20, kF9},    {21, kF10},   {23, kF11}, {24, kF12}};
 
-// Reports of terminals: the character behind the Escape, and those that a report goes on with.
+// Reports of terminals: the character after the Escape, and the characters that may follow it.
 struct TerminalReport {
   char introducer;
   std::string_view first_characters;
@@ -79,7 +79,7 @@ struct TerminalReport {
 inline constexpr TerminalReport kReports[] = {
     {']', "0123456789lL"}, {'P', "0123456789>!+$|"}, {'_', "G"}};
 
-// The keypad in application mode, behind Escape "O".
+// The keypad in application mode, after Escape "O".
 inline constexpr struct {
   char letter;
   char character;

@@ -13,14 +13,14 @@ namespace {
 
 using RowOfCells = std::span<const ConsoleCell, kScreenColumns>;
 
-constexpr int kLongestGap = 6;  // cells sent again rather than skipped, if that is shorter
+constexpr int kLongestGap = 6;  // unchanged cells that may be sent again if that is shorter
 constexpr std::string_view kEraseLine = "\x1b[K";
 constexpr char kGraphicSetOn = '\x0e';
 constexpr char kGraphicSetOff = '\x0f';
 // Up to this byte the graphic set has the characters of ASCII.
 constexpr unsigned char kLastSharedByte = 0x5E;
 
-// From one look to another. The graphic set is not changed by them.
+// Sequences from one look to another. They do not change the graphic set.
 constexpr std::string_view kLookChanges[4][4] = {
     {"", "\x1b[1m", "\x1b[7m", "\x1b[1;7m"},
     {"\x1b[m", "", "\x1b[0;7m", "\x1b[7m"},
@@ -28,7 +28,7 @@ constexpr std::string_view kLookChanges[4][4] = {
     {"\x1b[m", "\x1b[27m", "\x1b[0;7m", ""},
 };
 
-// Asked several times for each cell: here the compiler puts it where it is asked.
+// Called several times for each cell; in this form the compiler expands the call inline.
 constexpr CellLook cell_look(std::uint16_t colour) {
   constexpr unsigned kBackground = 0x70;
   constexpr unsigned kBackgroundIntensity = 0x80;
@@ -58,7 +58,7 @@ bool look_the_same(const ConsoleCell& one, const ConsoleCell& other) {
          (one.character == other.character || (is_blank(one) && is_blank(other)));
 }
 
-// A cell as one number, without the byte of padding, which has any value.
+// Returns a cell as one number, without the byte of padding, whose value is undefined.
 std::uint32_t cell_bits(const ConsoleCell& cell) {
   constexpr std::size_t kPadding = 1;
   static_assert(sizeof(ConsoleCell) == 4 && offsetof(ConsoleCell, colour) == kPadding + 1);
@@ -69,7 +69,8 @@ std::uint32_t cell_bits(const ConsoleCell& cell) {
   return bits & kMask;
 }
 
-// Most rows have not changed: without a way out of the loop it becomes vector instructions.
+// Most rows have not changed. Without an early exit the compiler turns the loop into vector
+// instructions.
 bool rows_differ(RowOfCells one, RowOfCells other) {
   std::uint32_t difference = 0;
   for (std::size_t column = 0; column < one.size(); ++column)
@@ -81,7 +82,7 @@ RowOfCells row_of(const ConsoleBuffer& cells, int row) {
   return RowOfCells(cells.data() + std::ptrdiff_t{row - 1} * kScreenColumns, kScreenColumns);
 }
 
-// One update.
+// State of one update.
 class Update {
  public:
   Update(ShownScreen& shown, const ConsoleBuffer& wanted, const TerminalKind& kind,
@@ -125,8 +126,8 @@ bool Update::fits_set(const TerminalGlyph& glyph) const {
   return !glyph.graphic && static_cast<unsigned char>(glyph.bytes[0]) <= kLastSharedByte;
 }
 
-// Of the cells between the cursor and a place further right, as they are wanted; -1 when that is
-// too far or would take another look or set.
+// Returns the cost of sending the wanted cells between the cursor and a place further right; -1 if
+// that is too far or would need another look or set.
 int Update::cost_of_resending(CursorPosition to) const {
   const CursorPosition& from = shown_.cursor;
   if (from.row != to.row || from.column == 0 || from.column > to.column) return -1;
@@ -168,7 +169,7 @@ void Update::put(const ConsoleCell& cell) {
   shown_.cursor.column = shown_.cursor.column < kScreenColumns ? shown_.cursor.column + 1 : 0;
 }
 
-// Erasing takes the background of the look in force.
+// Erasing uses the background of the look in force, so that look must not be reverse.
 void Update::erase_rest(int row, int column) {
   move_to({.column = column, .row = row});
   if (is_reverse(shown_.look)) take_look(CellLook::kPlain);
@@ -186,7 +187,7 @@ void Update::update_row(int row) {
   int end = kScreenColumns;  // the last column that differs
   while (end > 0 && !differs(end))
     --end;
-  // The blanks that reach from here to the right edge may be erased instead of written.
+  // First column of the blanks at the right edge, which can be erased instead of written.
   int tail = kScreenColumns + 1;
   while (tail > 1 && is_plain_blank(wanted_at(row, tail - 1)))
     --tail;
@@ -213,7 +214,7 @@ void Update::place_cursor(const WantedCursor& cursor) {
 }  // namespace
 
 void screen_erase(ShownScreen& shown, std::string& out) {
-  // A shift to the graphic set does not survive in UTF-8 and does no harm there.
+  // The byte ends a shift to the graphic set; in UTF-8 it has no effect.
   out += kGraphicSetOff;
   out += "\x1b[m\x1b[H\x1b[2J\x1b[?25h";
   shown = {};

@@ -1,5 +1,5 @@
-// From the screen that a terminal shows and the one that it is to show, the bytes that make the
-// difference. Touches no terminal itself.
+// Makes the bytes that change the screen shown by a terminal into the wanted screen. Touches no
+// terminal itself.
 #pragma once
 
 #include <cstdint>
@@ -11,17 +11,17 @@
 
 namespace marigold {
 
-// What the colours of a cell become on a terminal.
+// Look of a cell's colours on a terminal.
 enum class CellLook : std::uint8_t { kPlain, kBright, kReverse, kReverseBright };
 
-// What is different from terminal to terminal.
+// Differences between terminals.
 struct TerminalKind {
   TerminalGlyphs glyphs = terminal_glyphs(TerminalCharacters::kUtf8);
   bool has_axis_positions = true;  // see plan_motion
 };
 
-// What the terminal shows and how it stands, as far as it was told by the operations below. The
-// terminal has at least 80 by 24 cells, does not wrap lines, and its line feed keeps the column.
+// Contents and state of the terminal, as far as the operations below have set them. The terminal
+// has at least 80 by 24 cells, does not wrap lines, and its line feed keeps the column.
 struct ShownScreen {
   ConsoleBuffer cells{};
   CursorPosition cursor;
@@ -35,13 +35,15 @@ struct WantedCursor {
   bool visible = true;
 };
 
-// Appends what erases the terminal, however it stands, and notes it as shown: blanks, the cursor in
-// the first column of the first row. Of a cursor nothing is known: it is made visible.
+// Appends the bytes that erase the terminal in any state, and notes the result: blanks, the cursor
+// in the first column of the first row. The cursor's visibility is unknown, so the bytes make it
+// visible.
 void screen_erase(ShownScreen& shown, std::string& out);
 
-// Appends what makes the terminal show these cells and this cursor, and notes it as shown. Nothing
-// for no change. An invisible cursor is left where the last change put it. A blank in the bright
-// colour looks as one in the plain colour, and character 0 as a blank: no change either.
+// Appends the bytes that make the terminal show these cells and this cursor, and notes the result.
+// Appends nothing without a change. An invisible cursor stays after the last change. A blank in the
+// bright colour looks like one in the plain colour, and character 0 like a blank: these are no
+// changes either.
 void screen_update(ShownScreen& shown, const ConsoleBuffer& wanted, const WantedCursor& cursor,
                    const TerminalKind& kind, std::string& out);
 

@@ -4,7 +4,7 @@
 namespace marigold {
 namespace {
 
-// The second bytes of keys that have no code of their own.
+// Second bytes of keys without a code of their own.
 constexpr std::uint8_t kControlHome = 'w';
 constexpr std::uint8_t kControlFStart = 'g';
 

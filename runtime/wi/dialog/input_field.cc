@@ -26,7 +26,7 @@ void show(const FieldPlace& place, const LineEditor& line) {
   terminal_show_cursor(true);
 }
 
-// Edits until a key leaves the field whose text `accept` takes, or that gives the text up.
+// Edits until a key leaves the field and `accept` takes the text, or until a key discards the text.
 template <typename Accept>
 int edit(const FieldPlace& place, LineEditor& line, Accept accept) {
   for (;;) {

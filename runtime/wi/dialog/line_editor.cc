@@ -7,7 +7,7 @@
 namespace marigold {
 namespace {
 
-// A key like Ctrl-G is a character to key read, but no text has it.
+// key_read gives a key like Ctrl-G as a character, but no text holds it.
 bool is_control(std::uint8_t character) {
   return character < ' ' || character == 127;
 }
@@ -56,7 +56,7 @@ Edited apply(LineEditor& line, int code, std::uint8_t character) {
 
 Edited line_edit(LineEditor& line, int code, std::uint8_t character) {
   const Edited edited = apply(line, code, character);
-  // Behind the last character of a text that fills its field the cursor stands on that character.
+  // At the end of a full field the cursor stands on the last character.
   const std::size_t last = line.first + line.width - 1;
   if (line.cursor < line.first) line.first = line.cursor;
   if (line.cursor > last && !(line.cursor == last + 1 && line.cursor >= line.most))

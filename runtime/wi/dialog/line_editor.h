@@ -1,4 +1,4 @@
-// A line of text that is being edited: what each key does to it. Nothing here is shown.
+// A line of text that the user edits: applies a key to the line. Shows nothing.
 #pragma once
 
 #include <cstddef>
@@ -10,20 +10,20 @@ namespace marigold {
 struct LineEditor {
   std::string text;
   std::size_t most = 0;   // characters
-  std::size_t width = 0;  // characters that are shown, at least one
+  std::size_t width = 0;  // visible characters, at least one
   std::size_t cursor = 0;
-  std::size_t first = 0;  // the first one shown
-  bool inserting = true;  // else characters are overwritten
+  std::size_t first = 0;  // the first visible character
+  bool inserting = true;  // else a new character overwrites
 };
 
 enum class Edited {
-  kDone,  // perhaps with no effect, as Backspace at the beginning
-  kFull,  // there was no room for the character
-  kNot,   // no key of the editor
+  kDone,  // also without an effect, such as Backspace at the beginning
+  kFull,  // the line has no room for the character
+  kNot,   // not a key of the editor
 };
 
-// Characters, Insert (inserting or overwriting), Delete, Backspace, Left, Right, Home, End. Control
-// characters have no effect. The cursor stays within what is shown.
+// Applies characters, Insert (switches between inserting and overwriting), Delete, Backspace, Left,
+// Right, Home and End. Control characters have no effect. The cursor stays within the visible part.
 Edited line_edit(LineEditor& line, int code, std::uint8_t character);
 
 }  // namespace marigold

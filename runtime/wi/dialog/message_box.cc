@@ -25,9 +25,9 @@ int wait_for_key() {
   return field_key(character);
 }
 
-// Shows the line until a key is pressed, whose code it returns. It lies over all windows and is
-// none, so that it can be shown when all of them are in use: the place of window 0, which is never
-// given out, is the line's.
+// Shows the line until the user presses a key, and returns the key's code. The line lies over all
+// windows and is not a window, so that it can appear when all windows are in use: it takes the
+// place of window 0, which no program gets.
 int show_line(std::string_view text) {
   ScreenRow line;
   row_fill(line, ' ', kAttributeReverse);
@@ -43,8 +43,7 @@ int show_line(std::string_view text) {
   return code;
 }
 
-// Takes the next line off a text: up to a line end, or as many words as there is room for; a longer
-// word is divided.
+// Takes the next line off a text: up to a line end, or as many words as fit; divides a longer word.
 std::string_view next_line(std::string_view& text) {
   const std::size_t end = std::min(text.find('\n'), text.size());
   std::size_t length = end;

@@ -14,7 +14,7 @@ bool has_digit(std::string_view layout, std::size_t place) {
   return place < layout.size() && layout[place] == '1';
 }
 
-// One selection while it is on the screen. Entries are numbered from 0 here; -1 is none.
+// A selection while it is on the screen. Entries have numbers from 0 here; -1 is none.
 class Selection {
  public:
   explicit Selection(const SelectionField& field)
@@ -80,7 +80,8 @@ class Selection {
            field_.entries[static_cast<std::size_t>(entry)].can_be_chosen;
   }
 
-  // The next entry that can be chosen, all round the list; the same one, or -1, when there is none.
+  // Returns the next entry that can be chosen, around the list; the same one, or -1, without
+  // another.
   [[nodiscard]] int next_from(int entry, int step) const {
     for (int i = 1; i <= count_; ++i) {
       const int candidate = ((entry + i * step) % count_ + count_) % count_;
@@ -111,7 +112,7 @@ class Selection {
     if (code == kKeyPageUp) page(-1);
   }
 
-  // A window's height on, or as far as there is an entry that can be chosen.
+  // Moves by a window's height, or as far as there is an entry that can be chosen.
   void page(int step) {
     const int wanted = std::clamp(current_ + step * std::max(1, rows_ - 1), 0, count_ - 1);
     for (int entry = wanted; entry != current_; entry -= step) {
@@ -146,7 +147,7 @@ class Selection {
     return std::min(static_cast<int>(std::min<std::size_t>(length, 200)) + 2, inner_width_);
   }
 
-  // Begins with the first entry with which the current one is still in sight.
+  // Begins with the first entry that leaves the current one visible.
   void draw_row() {
     p_clear_w(window_.number());
     int first = std::max(current_, 0);
@@ -167,7 +168,7 @@ class Selection {
     p_clear_w(number);
     if (title_rows_ > 0) print_with(number, kBrightText, 1, 1, fit(field_.title, inner_width_));
     if (current_ >= 0) top_ = std::clamp(top_, current_ - rows_ + 1, current_);
-    // Headings above the first entry that can be chosen come into sight with it.
+    // Headings above the first entry that can be chosen become visible with it.
     if (current_ == next_from(-1, 1) && current_ < rows_) top_ = 0;
     for (int row = 0; row < rows_ && top_ + row < count_; ++row)
       draw_entry(top_ + row, title_rows_ + row + 1, 1, inner_width_);
@@ -182,7 +183,7 @@ class Selection {
   bool side_by_side_;
   int count_;
   int current_;
-  int top_ = 0;         // the first entry shown
+  int top_ = 0;         // the first visible entry
   int title_rows_ = 0;  // 0 or 1
   int rows_ = 0;        // for entries
   int inner_width_ = 0;

@@ -67,7 +67,7 @@ int choose_in_window(const char* question, std::span<const char* const> answers,
   return number > 0 ? number - 1 : 0;
 }
 
-// Escape leaves the lock alone: it is "back", though the first answer is the other one.
+// Escape means "back", though the first answer is "try again".
 bool ask_in_window(const char* text, const char* help_key) {
   const LastRow row(text);
   const SelectionEntry entries[] = {{.text = systxt_tryagain.view()}, {.text = systxt_back.view()}};
@@ -79,7 +79,7 @@ bool ask_in_window(const char* text, const char* help_key) {
                           .help_key = help_key}) == 1;
 }
 
-// Names as long as the place allows; a window needs a free number, which a line does not.
+// Cuts the name to its place. The window needs a free number; a message line would not.
 void show_fault(const std::string& source, const std::string& line) {
   int window = 0;
   create_w(window, kFaultWindow.top, kFaultWindow.left, kFaultWindow.height, kFaultWindow.width,
@@ -90,8 +90,8 @@ void show_fault(const std::string& source, const std::string& line) {
   terminal_refresh();
 }
 
-// The system error that follows leaves the screen without waiting for anyone, so the line is
-// written below it as well.
+// Also writes the line to standard error, because the system error that follows leaves the screen
+// without waiting for the user.
 void tell_fault_in_line(const char* source, int line) {
   const std::string text = "Fehler in Zeile: " + edit_number(kLineMask, line);
   const std::string name = fit(source, kLineColumn - kSourceColumn);

@@ -1,5 +1,5 @@
-// The user interface hook's functions that show windows: what the runtime has to tell goes to the
-// screen while the window system is active.
+// The user interface hook's functions that show windows: the runtime's reports go to the screen
+// while the window system is active.
 //
 //   warning              a box in the middle
 //   message              a line at the bottom, help by its key
@@ -11,12 +11,12 @@
 //   fault_in_line        the source and "Fehler in Zeile" in a window, and on standard error with
 //                        the terminal handed back
 //
-// Fatal errors stay with whoever reports them.
+// These functions do not report fatal errors.
 #pragma once
 
 namespace marigold {
 
-// Puts them in place of what is in force, and that back. Not nested.
+// Set these functions in place of those in force, and restore the earlier ones. Not nested.
 void window_interface_start();
 void window_interface_end();
 

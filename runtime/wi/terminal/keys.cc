@@ -13,13 +13,13 @@
 namespace marigold {
 namespace {
 
-// Escapes that a program gets once its keyboard is lost: enough to leave everything it is in.
+// Escapes that a program gets once its keyboard is lost: enough to leave all nested work.
 constexpr int kMostEscapes = 100;
 
 struct State {
   KeyHooks hooks;
   int escapes = 0;                       // given since the keyboard was lost
-  std::uint8_t plain_terminal_byte = 0;  // behind the prefix of the key that was read last
+  std::uint8_t plain_terminal_byte = 0;  // after the prefix of the key read last
 };
 
 constinit State state;
@@ -35,20 +35,20 @@ constexpr Key kSingleKeys[] = {
     {0x19, kKeyStatistics}, {0x1B, kKeyEscape},
 };
 
-// Behind kKeyPrefixFunction. F10 is none: the runtime has no code for it.
+// Bytes after kKeyPrefixFunction, without F10: the runtime has no code for F10.
 constexpr Key kFunctionKeys[] = {
     {';', kKeyF1},     {'<', kKeyF1 + 1}, {'=', kKeyF1 + 2}, {'>', kKeyF1 + 3}, {'?', kKeyF1 + 4},
     {'@', kKeyF1 + 5}, {'A', kKeyF1 + 6}, {'B', kKeyF8},     {'C', kKeyF9},
 };
 
-// Behind kKeyPrefixCursor.
+// Bytes after kKeyPrefixCursor.
 constexpr Key kCursorKeys[] = {
     {'G', kKeyHome}, {'H', kKeyUp},   {'I', kKeyPageUp},   {'K', kKeyLeft},   {'M', kKeyRight},
     {'O', kKeyEnd},  {'P', kKeyDown}, {'Q', kKeyPageDown}, {'R', kKeyInsert}, {'S', kKeyDelete},
 };
 
-// Behind Ctrl-F, for terminals without function and cursor keys: the digits as function keys, the
-// letters as in vi (h j k l move, x deletes, i inserts, b and f turn pages).
+// Bytes after Ctrl-F, for terminals without function and cursor keys: digits are function keys,
+// letters act as in vi (h j k l move, x deletes, i inserts, b and f turn pages).
 constexpr Key kPlainTerminalKeys[] = {
     {'0', kKeyEnter},  {'1', kKeyF1},     {'2', kKeyF1 + 1},   {'3', kKeyF1 + 2}, {'4', kKeyF1 + 3},
     {'5', kKeyF1 + 4}, {'6', kKeyF1 + 5}, {'7', kKeyF1 + 6},   {'8', kKeyF8},     {'9', kKeyF9},
@@ -66,7 +66,7 @@ const Key* find_key(std::span<const Key> keys, std::uint8_t byte) {
   return nullptr;
 }
 
-// The code of the key in the table that the next byte names.
+// Reads the next byte and returns the code of its key in the table.
 int read_second(std::span<const Key> keys, int otherwise, std::uint8_t& byte) {
   const Key* key = find_key(keys, key_raw(byte));
   return key != nullptr ? key->code : otherwise;
@@ -77,7 +77,8 @@ int character_or_escape(std::uint8_t byte, std::uint8_t& character) {
   return character != 0 ? kKeyCharacter : kKeyEscape;
 }
 
-// A cursor key; or the prefix twice, a character of a terminal whose bytes come as they are.
+// Reads a cursor key, or the second byte of a doubled prefix: a character of a terminal whose bytes
+// come unchanged.
 int read_cursor_key(std::uint8_t& character) {
   const int code = read_second(kCursorKeys, kKeyIgnored, character);
   const bool doubled = code == kKeyIgnored && character == kKeyPrefixCursor;
@@ -92,7 +93,7 @@ int read_cursor_key(std::uint8_t& character) {
   std::exit(EXIT_FAILURE);
 }
 
-// Takes the hook out while it runs: what it shows may wait for keys itself.
+// Removes the hook while it runs, because the hook may wait for keys itself.
 bool run_hook(void (*&hook)()) {
   if (hook == nullptr) return false;
   void (*const taken)() = std::exchange(hook, nullptr);

@@ -1,4 +1,4 @@
-// Letters that count as the same where a user types one to find a text.
+// Letters that count as equal when a user types one to find a text.
 #pragma once
 
 #include <array>
@@ -6,9 +6,9 @@
 
 namespace marigold {
 
-// Large and small letters of ISO 8859-1; and umlauts typed on the keyboard and those of the
-// national 7-bit set, in which "[", "\\" and "]" are the large ones and "{", "|" and "}" the small
-// ones, and "~" is the sharp s.
+// Treats large and small letters of ISO 8859-1 as equal, and umlauts typed on the keyboard as equal
+// to those of the national 7-bit set: there "[", "\\" and "]" are the large umlauts, "{", "|" and
+// "}" the small ones, and "~" is the sharp s.
 constexpr std::array<char, 256> make_folded_letters() {
   constexpr std::size_t kMultiplicationSign = 0xD7;
   std::array<char, 256> folded{};

@@ -20,9 +20,9 @@ struct State {
   Mode mode = Mode::kUndecided;
   int column = 1;  // of the cursor
   int row = 1;
-  ConsoleBuffer cells{};  // the screen as the next refresh shows it; VT100 mode: as it is put
+  ConsoleBuffer cells{};  // the screen at the next refresh; VT100 mode: as written
   Vt100 vt100;
-  bool given_back = false;  // and nothing shown since
+  bool given_back = false;  // and no output since
 };
 
 constinit State state;
@@ -31,7 +31,7 @@ constinit State state;
 constexpr std::array<std::uint8_t, kLineDrawingCodes> kLineDrawingBytes = {
     191, 217, 218, 192, 196, 179, 197, 194, 193, 195, 180};
 
-// The byte that shows a cell; 0 when it cannot be shown.
+// Returns the byte that shows a cell; 0 if no byte does.
 std::uint8_t byte_of(std::uint8_t character, std::uint8_t attribute) {
   if ((attribute & kAttributeLineDrawing) == 0) return char_map_output(character);
   return character < kLineDrawingCodes ? kLineDrawingBytes[character] : 0;
@@ -72,7 +72,7 @@ void paint_vt100() {
   state.vt100.flush();
 }
 
-// True when the terminal was taken (again).
+// Returns true if the console took the terminal (again).
 bool take_keyboard() {
   const Console& console = terminal_console();
   return console.take_keyboard != nullptr && console.take_keyboard();
@@ -92,7 +92,7 @@ const Console& terminal_console() {
 
 bool terminal_is_vt100() {
   if (state.mode == Mode::kUndecided) {
-    // Set is enough, to nothing as well.
+    // The variable counts as set even if it is empty.
     const bool asked_for = std::getenv("COMFAXUSEVT100") != nullptr;
     state.mode = asked_for ? Mode::kVt100 : Mode::kConsole;
     if (asked_for) {
@@ -120,7 +120,7 @@ void terminal_start() {
 void terminal_end() {
   if (!open_subsystems().window_system) return;
   if (!state.given_back) {
-    // What comes after the screen is not to be in reverse.
+    // Later output must not be in reverse.
     if (terminal_is_vt100()) state.vt100.set_attribute(0);
     terminal_clear();
     terminal_refresh();
@@ -149,7 +149,8 @@ void terminal_clear() {
 void terminal_refresh() {
   state.given_back = false;
   if (!terminal_is_vt100()) return terminal_console().write(state.cells);
-  // Held again by a process that was stopped meanwhile: the shell has written on the screen.
+  // A process that was stopped meanwhile holds the terminal again, and the shell has written on the
+  // screen.
   if (take_keyboard()) return paint_vt100();
   state.vt100.place_cursor(state.column, state.row);
   state.vt100.flush();

@@ -1,9 +1,9 @@
 // The physical screen of 80 columns by 24 rows, and the keyboard: the lowest layer of the window
 // system. Process-wide; columns and rows count from 1.
 //
-// Two modes, decided once per process when the mode is first asked for: VT100, when the environment
-// has COMFAXUSEVT100 with whatever value, writes escape sequences to standard output; console mode
-// keeps the screen in memory and hands it to a Console.
+// The module has two modes and chooses one when a caller first asks for it: VT100, if the
+// environment has COMFAXUSEVT100 with any value, writes escape sequences to standard output;
+// console mode keeps the screen in memory and passes it to a Console.
 #pragma once
 
 #include <array>
@@ -18,13 +18,13 @@ namespace marigold {
 // null: the system's.
 void terminal_reset(const Console* console);
 
-// True in VT100 mode.
+// Whether the mode is VT100.
 bool terminal_is_vt100();
 // Loads the character tables and clears the screen.
 void terminal_start();
 // Clears the screen, leaves the cursor visible in the last row and gives the terminal back; only
-// when the window system is active. Nothing when that was done and nothing shown since: lines that
-// a program writes when it has the terminal back stay.
+// when the window system is active. A second call without output in between does nothing, so that
+// lines stay that a program has written since.
 void terminal_end();
 // Only when the window system is active.
 void terminal_clear();
@@ -41,17 +41,17 @@ void attribute_table_start(std::array<std::uint8_t, 16>& table);
 std::uint8_t key_raw(std::uint8_t& byte);
 
 struct KeyHooks {
-  void (*restore_cursor)() = nullptr;  // kKeyIgnored: puts the cursor back where it belongs
+  void (*restore_cursor)() = nullptr;  // kKeyIgnored: puts the cursor back in its place
   void (*debug_fields)() = nullptr;    // Ctrl-D, with the screen debug flag
   void (*debug_list)() = nullptr;      // Ctrl-L, with the screen debug flag
   void (*statistics)() = nullptr;      // Ctrl-Y, with both debug settings for function keys
 };
 KeyHooks& key_hooks();
-// Runs the hook of a key code, for readers of their own. False when it has none, or the settings
-// do not turn it on.
+// Runs the hook of a key code, for other readers of keys. Returns false if the code has no hook, or
+// the settings do not turn it on.
 bool key_hooks_run(int code);
-// The byte behind Ctrl-F of the key that was read last, 0 for any other key: key_read does not tell
-// it, and the input fields know one more of them.
+// Returns the byte after Ctrl-F of the key read last, 0 for any other key. key_read does not give
+// this byte, and the input fields know one more such key.
 std::uint8_t key_plain_terminal_byte();
 
 }  // namespace marigold

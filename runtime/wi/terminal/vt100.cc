@@ -15,8 +15,8 @@ struct Transition {
   std::string_view off;
 };
 
-// In the order in which they are written. Bright and the second highlight have no look on this
-// screen; they stand here as the places where one would be given to them.
+// In the order of output. Bright and the second highlight have no look on this screen; the table
+// keeps a place for each.
 constexpr std::array<Transition, 3> kTransitions = {{
     {kAttributeSecondHighlight, "", ""},
     {kAttributeReverse, "\x1B[7m", "\x1B[m"},

@@ -1,10 +1,9 @@
-// The bytes by which a VT100 shows what the terminal layer is asked for. They are collected, and go
-// to standard output when they are flushed or there are many of them. Write errors are ignored:
-// there is no screen left to report them on.
+// Makes the bytes by which a VT100 shows the output of the terminal layer. Collects them and writes
+// them to standard output on flush, or when there are many. Ignores write errors, because no screen
+// is left to report them on.
 //
-// Whatever a cell holds, no terminal takes it for a control character: those below 32 and 127 come
-// out as ".", and so do bytes from 128 to 159 where the terminal's own characters make controls of
-// them.
+// No byte of a cell acts as a control character: characters below 32 and 127 appear as ".", and so
+// do bytes from 128 to 159 on a terminal whose character set has controls there.
 #pragma once
 
 #include <cstddef>
@@ -18,18 +17,18 @@ namespace marigold {
 
 class Vt100 {
  public:
-  // Unknown: code page 437, which the screen is made for, with letters in the whole upper half.
+  // Unknown: code page 437, the screen's own, with letters in the whole upper half.
   void set_charset(TerminalCharset charset) { charset_ = charset; }
-  // Cursor to the first column of the first row, and everything behind it erased.
+  // Moves the cursor to the first column of the first row and erases everything after it.
   void clear();
   // Column and row from 1.
   void place_cursor(int column, int row);
   void bell();
-  // What it takes to get from the attribute of the last cell to this one.
+  // Changes from the attribute of the last cell to this one.
   void set_attribute(std::uint8_t attribute);
-  // Normal video, whatever the terminal is in.
+  // Sets normal video, whatever the terminal's state.
   void reset_attribute();
-  // A cell. 0, a character that cannot be shown, comes out as ".".
+  // Writes a cell. 0, a character without a byte, appears as ".".
   void put(std::uint8_t byte);
   void flush();
 

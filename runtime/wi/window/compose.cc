@@ -22,7 +22,7 @@ void copy_cells(ScreenRow& to, const ScreenRow& from, int column, int count) {
               static_cast<std::size_t>(count));
 }
 
-// Nothing for an empty region.
+// Copies nothing for an empty region.
 void copy_region(WindowState& state, const Window& from, const Rectangle& region) {
   if (region.width <= 0) return;
   for (int row = region.top; row < region.top + region.height; ++row) {

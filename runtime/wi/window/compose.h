@@ -1,14 +1,14 @@
-// Composing the screen from the windows in the order of the stacking list, and writing a part of it
-// to the terminal. Windows are given by their numbers, which have been checked.
+// Composes the screen from the windows in the order of the stacking list, and writes a part of it
+// to the terminal. The caller has checked the window numbers.
 #pragma once
 
 namespace marigold {
 
-// The composed screen as it is without the window; right where the window lies, blank elsewhere.
+// Composes the screen without the window: right in the window's rectangle, blank elsewhere.
 void compose_hide(int window);
 
-// Puts the window's rectangle into the composed screen, with the window if it is shown, and with
-// those above it. Leaves the rest as it was.
+// Composes the window's rectangle, with the window if it is shown, and with those above it. Leaves
+// the rest of the composed screen as it was.
 void compose_show(int window);
 
 // Writes the window's rectangle of the composed screen to the terminal, without a refresh.

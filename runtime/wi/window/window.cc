@@ -19,7 +19,7 @@ bool is_shown(int window) {
   return std::ranges::find(shown_windows(), window) != shown_windows().end();
 }
 
-// The next one is the active one afterwards, if the window was.
+// Removes the window from the stack. If it was active, the next one below becomes active.
 void take_off_the_stack(int window) {
   const auto shown = shown_windows();
   const auto end = std::remove(shown.begin(), shown.end(), window);
@@ -31,7 +31,7 @@ void uncover(int window) {
   write_rectangle(window);
 }
 
-// Cells lie at the columns of the screen, so they go along.
+// Moves the cells with the window, because they lie at their columns of the screen.
 void shift_cells(Window& window, int new_left) {
   const auto left = static_cast<std::size_t>(window.at.left);
   const auto to = static_cast<std::size_t>(new_left);
@@ -106,9 +106,9 @@ void p_move_w(int window, int row_delta, int column_delta) {
 void p_adjust_w(int window, int top, int left, int height, int width) {
   Window& target = checked_window(window);
   if (is_on_top(window)) return;
-  // Only the record: neither are the cells moved nor is anything drawn, and programs that adjust
-  // a window show it afterwards. What would not be on the screen is brought there, first the size
-  // and then the place, since every copy of cells relies on it.
+  // Changes only the record: cells do not move and nothing is drawn, and programs that adjust a
+  // window show it afterwards. First the size and then the place are brought within the screen,
+  // since every copy of cells relies on that.
   Rectangle& at = target.at;
   if (height != -1) at.height = bring_between(height, 0, kScreenRows);
   if (width != -1) at.width = bring_between(width, 0, kScreenColumns);
@@ -172,8 +172,8 @@ int wi_active() {
 void wi_set_cursor(int window, int row, int column) {
   const Window& target = checked_window(window);
   WindowState& state = window_state();
-  // A cursor has no message: outside the window it goes to the nearest cell, and in an empty window
-  // to where that would begin.
+  // A cursor outside the window goes to the nearest cell without a message; in an empty window it
+  // goes to the place where the window would begin.
   const Rectangle& at = target.at;
   const int row_inside = bring_between(row - 1LL + target.inset, 0, std::max(at.height - 1, 0));
   const int column_inside =

@@ -1,4 +1,4 @@
-// New windows: plain ones and those for messages and headers.
+// Creates windows: plain ones and those for messages and headers.
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -20,7 +20,7 @@ constexpr int kRowsBeside = 19;
 
 constexpr const char* kPanic = "PANIC! No More Windows!";
 
-// The lowest free number; 0 when there is none.
+// Returns the lowest free number; 0 without one.
 int find_free() {
   const WindowState& state = window_state();
   for (int number = 1; number <= kWindows; ++number)
@@ -31,13 +31,15 @@ int find_free() {
 int free_window() {
   if (const int number = find_free(); number != 0) return number;
   terminal_clear();
-  // Not by the user interface: its message would need a window. Nor on the screen, which is left.
+  // Writes on standard error: a message of the user interface would need a window, and the screen
+  // is left.
   user_interface().hand_terminal_back();
   line_output_text(1, 1, kPanic, static_cast<int>(std::strlen(kPanic)));
   raise_fatal(kErrorWindow);
 }
 
-// Top and left from 1. Whatever the sums say, no part of the window is beside the screen.
+// Whether the whole window is on the screen. Top and left count from 1. The checks of single values
+// come first, so that no sum overflows.
 bool on_the_screen(int top, int left, int height, int width) {
   if (top < 1 || left < 1 || height < 0 || width < 0) return false;
   if (top > kScreenRows || left > kScreenColumns) return false;
@@ -91,7 +93,7 @@ void create_w(int& window, int top, int left, int height, int width, bool no_fra
   made.used = true;
   made.at = {top - 1, left - 1, height, width};
   made.attribute = kAttributePlain;
-  // Also those below the window, which an adjustment of its height can show.
+  // Blank the rows below the window too: an adjustment of its height can show them.
   for (ScreenRow& row : made.rows)
     row_fill(row, ' ', kAttributePlain);
   made.dirty.fill(true);
@@ -113,7 +115,7 @@ void create_beside_w(int& window, int row_offset, int column_offset, int height,
       static_cast<long long>(kScreenColumns) - at.left - width - column_offset;
   const long long top = 1LL + at.top + row_offset + std::min(rows_left, 0LL);
   const long long left = 1LL + at.left + column_offset + std::min(columns_left, 0LL);
-  // Pulled back beyond the first row or column, it begins there, for as long as it fits the screen.
+  // A window that would begin before the first row or column begins there, if it fits the screen.
   create_w(window, bring_between(top, 1, kScreenRows), bring_between(left, 1, kScreenColumns),
            height, width, no_frame);
 }
@@ -136,13 +138,13 @@ void create_header_w(int& window, const char* text, int kind) {
   create_w(window, 1, 1, 2, kScreenColumns, true);
   p_set_atr(window, "0000");
   p_set_atr(window, "0110");
-  // A text that is too long to be centred is cut by the range check, which says so.
+  // The range check cuts a text that is too long to be centred, and reports that.
   const std::size_t length = text == nullptr ? 0 : strnlen(text, kScreenColumns + 1);
   p_printstr(window, 1, kHeaderCentre - static_cast<int>(length / 2), text);
   draw_header_line(window, kind);
   p_active_w(window);
-  // What was on top stays there. The terminal shows the header's rows all the same, since nothing
-  // is composed: windows are not meant to reach into them.
+  // The window on top stays on top. The terminal still shows the header's rows, since nothing is
+  // composed here: windows should not reach into those rows.
   WindowState& state = window_state();
   if (state.shown < 2) return;
   const auto top = static_cast<std::size_t>(state.shown) - 1;

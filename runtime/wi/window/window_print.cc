@@ -1,4 +1,4 @@
-// Text and single cells into windows.
+// Prints text and single cells into windows.
 #include <algorithm>
 #include <cstring>
 
@@ -10,8 +10,8 @@ namespace {
 
 constexpr std::size_t kAttributeLetters = 4;
 
-// The cells of the span have been changed. The row stays dirty even if they are written at once:
-// the next refresh writes it as a whole.
+// Notes changed cells. The row stays dirty even if a live window writes the cells at once: the next
+// refresh writes the whole row.
 void cells_changed(int window, const WindowSpan& span) {
   WindowState& state = window_state();
   Window& target = state.windows[static_cast<std::size_t>(window)];
@@ -37,7 +37,7 @@ void print_text(const char* operation, int window, int row, int column, const ch
 
 void p_set_atr(int window, const char* attribute) {
   int index = 0;
-  // A text that is shorter, or none, has anything but "1" where it ends.
+  // The end of a shorter text, or null, counts as not "1".
   for (std::size_t bit = 0; attribute != nullptr && bit < kAttributeLetters; ++bit) {
     if (attribute[bit] == '\0') break;
     if (attribute[bit] == '1') index |= 1 << bit;
@@ -53,7 +53,7 @@ void p_Mset_atr(int window, int attribute_index) {
 
 void p_printstr(int window, int row, int column, const char* text) {
   checked_window(window);
-  // What is longer than the screen is wide is cut in any case.
+  // The range check cuts a text longer than the screen is wide in any case.
   const std::size_t length = text == nullptr ? 0 : strnlen(text, kScreenColumns + 1);
   if (length == 0) return;
   print_text("p_printstr", window, row, column, text, static_cast<int>(length));
@@ -66,11 +66,11 @@ void p_printchar(int window, int row, int column, char character) {
 
 void p_printsonder(int window, int row, int column, int code, int count) {
   Window& target = checked_window(window);
-  // A code that is no line-drawing character has no place in the table: nothing is drawn.
+  // The table has no character for any other code: nothing is drawn.
   if (count < 1 || code < 0 || code >= kLineDrawingCodes) return;
   WindowSpan span = check_range("p_printsonder", window, row, column, count);
   // One column to the left, so that a line from column 1 of a framed window begins on the frame.
-  // Without a frame that copy would lie beside the window and is left out.
+  // Without a frame that copy would lie outside the window and is left out.
   --span.column;
   if (span.column < target.at.left) {
     ++span.column;

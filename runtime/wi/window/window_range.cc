@@ -34,18 +34,18 @@ WindowSpan check_range(const char* operation, int window, int row, int column, i
     report.say("WINDOW not initialized!");
     raise_fatal(kErrorWindowText);
   }
-  // Sums of numbers that programs give, so wider than those.
+  // Wider than int, because these are sums of numbers that programs give.
   const long long inset = target.inset;
   long long inner_row = row;
   long long inner_column = column;
   long long cells = count;
-  // Before the first row or column has no message of its own; the cells would lie outside the
-  // window's memory.
+  // A place before the first row or column gets no message of its own; its cells would lie outside
+  // the window's memory.
   if (inner_row + inset < 1) inner_row = 1;
   if (inner_column + inset < 1) inner_column = 1;
-  // The corrections are those that the programs' screens were made with: they are computed with the
-  // inset and get it once more below, so that a framed window is corrected to its second row or
-  // column, and its bottom and right frame can be written on.
+  // The programs' screens rely on these corrections. Each correction includes the inset, and the
+  // inset is added once more below. So a framed window is corrected to its second row or column,
+  // and programs can write on its bottom and right frame.
   if (inner_row + inset > target.at.height) {
     report.say("row value to high! (Reduced to 1)");
     inner_row = inset + 1;
@@ -58,7 +58,7 @@ WindowSpan check_range(const char* operation, int window, int row, int column, i
     report.say("string length too long! (Reduced)");
     cells = std::max(target.at.width - inner_column - inset, 0LL);
   }
-  // A window can be too small even for its first row, by its creation or by an adjustment.
+  // A window can be too small even for its first row, from its creation or an adjustment.
   if (inner_row + inset > target.at.height) cells = 0;
   return {static_cast<int>(inner_row + inset - 1),
           static_cast<int>(target.at.left + inner_column + inset - 1), static_cast<int>(cells)};

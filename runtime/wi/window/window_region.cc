@@ -1,4 +1,4 @@
-// Blanking and scrolling regions of windows.
+// Blanks and scrolls regions of windows.
 #include <algorithm>
 
 #include "runtime/wi/window/window_range.h"
@@ -7,9 +7,9 @@
 namespace marigold {
 namespace {
 
-// The part of a region that lies in the window, in rows of the window and columns of the screen,
-// both from 0. The region's place is one as programs give it. The frame is part of the window: a
-// program that names it means it.
+// Returns the part of a region that lies in the window, in rows of the window and columns of the
+// screen, both from 0. Takes the region's place as programs give it. The frame is part of the
+// window: a program may name it.
 Rectangle region_in(const Window& window, int row, int column, int rows, int columns) {
   const Rectangle& at = window.at;
   const long long first_row = row - 1LL + window.inset;
@@ -63,7 +63,7 @@ void rangecl_w(int window, int row, int column, int rows, int columns) {
   if (rows < 1 || columns < 1) return;
   const WindowSpan first = check_range("rangecl_w", window, row, column, columns);
   if (first.count == 0) return;
-  // There is no message for too many rows; they would lie outside the window's memory.
+  // Too many rows get no message; they would lie outside the window's memory.
   const int below = target.at.height - first.row;
   blank_region(target, {first.row, first.column, std::min(rows, below), first.count});
   refresh_if_live(window);
@@ -71,8 +71,8 @@ void rangecl_w(int window, int row, int column, int rows, int columns) {
 
 void p_scr_pos_w(int window, int row, int column, int rows, int columns, bool down) {
   Window& target = checked_window(window);
-  // Cut to the window without a message: scrolling some other region than the one that was meant,
-  // as the range check has it, would lose text that nobody wanted to touch.
+  // Cuts the region to the window without a message. The range check's correction would scroll
+  // another region and lose text there.
   const Rectangle region = region_in(target, row, column, rows, columns);
   if (region.height < 1 || region.width < 1) return;
   scroll_region(target, region, down);

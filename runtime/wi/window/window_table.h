@@ -1,9 +1,9 @@
-// The state of the window manager: window table, stacking list, composed screen. Only for the
-// files of the window manager itself; programs use window.h.
+// The state of the window manager: window table, stacking list, composed screen. Only the files of
+// the window manager use this header; programs use window.h.
 //
-// Rows and columns count from 0 here, and nothing is set but zeros before the start, so that the
-// tables need no room in the program's file. Cells of a window lie at the columns of the screen
-// that they are shown in, so a row can be handed to the terminal as it is.
+// Rows and columns count from 0 here. Before the start all fields are zeros or defaults, so that
+// the tables need no room in the program's file. Cells of a window lie at their columns of the
+// screen, so the terminal can take a row as it is.
 #pragma once
 
 #include <array>
@@ -24,25 +24,25 @@ struct Rectangle {
   int width = 0;
 };
 
-// Always within the screen, `at`: creating, moving and adjusting see to it, and everything that
+// `at` is always within the screen: creating, moving and adjusting ensure that, and all code that
 // copies cells relies on it. It may be empty (a status message without a text).
 struct Window {
   bool used = false;
   Rectangle at;   // frame included
-  int inset = 0;  // 1 with a frame: from the places that programs give to those in the window
+  int inset = 0;  // 1 with a frame: distance from a program's place to that in the window
   std::uint8_t attribute = kAttributePlain;
   std::array<ScreenRow, kScreenRows> rows;  // by row of the window
-  std::array<bool, kScreenRows> dirty{};    // changed since the row was last written as a whole
+  std::array<bool, kScreenRows> dirty{};    // changed since the whole row was last written
 };
 
 struct WindowState {
-  // By number. 0 is a valid number that is never given out.
+  // By number. 0 is a valid number that no window gets.
   std::array<Window, kWindows + 1> windows;
-  // Numbers of the shown windows, bottom first; the last one is the active one. A window stands
-  // here once at most, so there is always room for one more.
+  // Numbers of the shown windows, bottom first; the last one is the active one. Each window is in
+  // the list once at most, so the list always has room for one more.
   std::array<std::uint8_t, kWindows> stack{};
   int shown = 0;
-  // What the terminal is to show, valid only in the rectangle that was composed last.
+  // The wanted contents of the terminal, valid only in the rectangle composed last.
   std::array<ScreenRow, kScreenRows> composed;
   std::array<std::uint8_t, kLineDrawingCodes> line_drawing{};
   std::array<std::uint8_t, 16> attributes{};  // by attribute index
@@ -54,13 +54,13 @@ struct WindowState {
 
 WindowState& window_state();
 
-// The numbers of the shown windows, bottom first.
+// Returns the numbers of the shown windows, bottom first.
 std::span<std::uint8_t> shown_windows();
 
-// The window of that number. Outside 0 to 30, or free, is system error 24.
+// Returns the window of that number. A number outside 0 to 30, or a free one, is system error 24.
 Window& checked_window(int window);
 
-// The value, or the nearest one between the bounds; `low` when there is none between them.
+// Returns the value, or the nearest one between the bounds; `low` if no value lies between them.
 int bring_between(long long value, int low, int high);
 
 // Whether create_w has a number left.
@@ -68,7 +68,7 @@ bool wi_has_free_window();
 
 void blank_cells(ScreenRow& row, int column, int count);
 
-// After a change in the window: what the live flag promises.
+// Does what the live flag promises after a change in the window.
 void refresh_if_live(int window);
 
 // All windows free, nothing shown, neither live nor flushing; the window system counts as active.

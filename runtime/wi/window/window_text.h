@@ -1,4 +1,4 @@
-// Small helpers for what is drawn into windows.
+// Small helpers for drawing into windows.
 #pragma once
 
 #include <algorithm>
@@ -18,22 +18,23 @@ inline constexpr const char* kPlainText = "0000";
 inline constexpr const char* kReverseText = "0100";
 inline constexpr const char* kBrightText = "0010";
 
-// Whether the cell of a character from a file would show nothing of it, or what is none of it: on
-// the console many control characters are blanks and some look like line drawings. Those from 128
-// on are characters where the screen's table has them.
+// Whether a cell would show a character from a file wrongly or not at all: on the console many
+// control characters are blanks, and some look like line drawings. A character from 128 on is fine
+// if the screen's table has it.
 inline bool is_control_character(char character) {
   const auto code = static_cast<std::uint8_t>(character);
   return code < ' ' || code == 127 || (code >= 128 && code < 160 && char_map_output(code) == 0);
 }
 
-// With control characters as ".", like everything that a terminal cannot show.
+// Returns the text with control characters as ".", like every character that a terminal cannot
+// show.
 inline std::string visible(std::string_view text) {
   std::string shown(text);
   std::ranges::replace_if(shown, is_control_character, '.');
   return shown;
 }
 
-// Cut, or filled up with blanks, to a width of no more columns than the screen has.
+// Returns the text, cut or filled up with blanks to a width of at most the screen's columns.
 inline std::string fit(std::string_view text, int width) {
   const auto columns = static_cast<std::size_t>(std::clamp(width, 0, kScreenColumns));
   std::string fitted = visible(text.substr(0, columns));
@@ -41,7 +42,7 @@ inline std::string fit(std::string_view text, int width) {
   return fitted;
 }
 
-// A blank before and behind it.
+// Returns the text with a blank before and after it.
 inline std::string padded(std::string_view text) {
   return std::string(1, ' ').append(text).append(1, ' ');
 }
@@ -54,7 +55,7 @@ inline void print_with(int window, const char* attribute, int row, int column,
   p_set_atr(window, kPlainText);
 }
 
-// A window that lives as long as this object. The cursor goes back with it to where it was.
+// A window that lives as long as this object. The destructor puts the cursor back where it was.
 class OwnWindow {
  public:
   OwnWindow(int top, int left, int height, int width, bool no_frame)
@@ -72,7 +73,7 @@ class OwnWindow {
   }
 
   [[nodiscard]] int number() const { return number_; }
-  // Brings it to the top and what was drawn to the screen.
+  // Brings the window to the top and its contents to the screen.
   void show() const {
     p_active_w(number_);
     wi_refresh_active();

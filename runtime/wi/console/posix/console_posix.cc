@@ -1,9 +1,9 @@
 // The console on a POSIX terminal: the cells in the terminal's character set, sent as changes.
 //
-// The terminal is taken at the first use of the screen or the keyboard and given back by `leave`,
-// at the program's exit and before a signal ends or stops the process. What the screen is to show
-// is kept meanwhile and painted when the terminal is taken again, and when its size has changed. A
-// terminal of fewer than 80 by 24 cells shows a message instead.
+// The console takes the terminal at the first use of the screen or the keyboard, and gives it back
+// in `leave`, at the program's exit and before a signal ends or stops the process. Meanwhile it
+// keeps the wanted screen, and paints it when it takes the terminal again and when the terminal's
+// size has changed. A terminal smaller than 80 by 24 cells shows a message instead.
 
 #include <algorithm>
 #include <cstddef>
@@ -29,12 +29,12 @@ struct State {
   bool started = false;
   bool too_small = false;
   bool repaint_key_due = false;   // VT100 mode: the program's next key is Ctrl-R
-  TtyHold used = TtyHold::kNone;  // the most that was asked for so far
+  TtyHold used = TtyHold::kNone;  // the strongest hold used so far
   ConsoleBuffer wanted{};
   WantedCursor cursor;
   ShownScreen shown;
   TerminalKind kind;
-  std::string bytes;  // kept for its room
+  std::string bytes;  // a member to keep its capacity
 };
 State state;
 
@@ -43,7 +43,7 @@ void leave() {
   signals_remove();
 }
 
-// Of a program that ends without having called that.
+// Gives the terminal back for a program that ends without calling leave.
 void leave_at_exit() {
   tty_restore(-1, TtyEnd::kSudden);
   signals_remove();
@@ -79,7 +79,7 @@ void append_size_message(std::string& bytes, TtySize size) {
   bytes.append(message, static_cast<std::size_t>(std::min(length, size.columns)));
 }
 
-// Everything, on a terminal of which nothing is known.
+// Paints the whole screen on a terminal with unknown contents.
 void paint_all() {
   const TtySize size = tty_size();
   state.too_small = size.columns < kScreenColumns || size.rows < kScreenRows;
@@ -92,14 +92,15 @@ void paint_all() {
   send();
 }
 
-// Holds the terminal as far as it has been used, and brings the screen up to what has happened.
-// True when it was taken (again).
+// Takes the strongest hold used so far, and brings the screen up to date after signals. Returns
+// true if it took the terminal (again).
 bool attend(TtyHold wanted) {
   start();
   state.used = std::max(state.used, wanted);
   const SignalNotes notes = signals_take_notes();
   if (notes.continued) tty_doubt();
-  // Before the terminal is taken: there is no moment in which a signal would leave it behind.
+  // Installs the handlers before it takes the terminal, so that a signal at any moment gives the
+  // terminal back.
   if (notes.continued || tty_held() < state.used) signals_install();
   const bool taken = tty_hold(state.used);
   if (state.used == TtyHold::kScreen && (taken || notes.resized)) paint_all();
@@ -143,14 +144,14 @@ void show_cursor(bool visible) {
 }
 
 bool take_keyboard() {
-  // Without one the first key that is waited for ends the program.
+  // Without a keyboard the first wait for a key ends the program.
   if (!tty_has_keyboard()) return false;
   start();
   if (state.used != TtyHold::kVt100) keyboard_start(KeyCharacters::kBytes);
   return attend(TtyHold::kVt100);
 }
 
-// True when there is a key; false only when not waiting for one.
+// Returns true if there is a key; false only without waiting.
 bool wait_for_key(bool waiting) {
   for (;;) {
     if (attend(TtyHold::kKeyboard) && state.used == TtyHold::kVt100) state.repaint_key_due = true;
@@ -171,7 +172,7 @@ bool wait_for_key(bool waiting) {
 
 std::uint8_t read_key() {
   wait_for_key(true);
-  // Not between the two bytes of a key.
+  // Gives Ctrl-R only between keys, not between the two bytes of a key.
   if (!keyboard_has_byte() && std::exchange(state.repaint_key_due, false)) return kRepaintKey;
   return keyboard_take();
 }

@@ -31,11 +31,11 @@ constexpr HandledSignal kSignals[] = {
     {SIGTSTP, stop_process}, {SIGCONT, note_signal}, {SIGWINCH, note_signal},
 };
 
-// Milliseconds that a terminal has to take what restores it before the process ends without: a line
-// of 9600 baud is through with a screen by then.
+// Milliseconds for a terminal to take the bytes that restore it, before the process ends without
+// them. A line of 9600 baud transmits a whole screen in that time.
 constexpr int kPatience = 3000;
 
-// For a stack that has overflowed.
+// Stack of the handlers, for a process whose own stack has overflowed.
 constexpr std::size_t kHandlerStack = std::size_t{64} * 1024;
 
 struct State {
@@ -54,11 +54,12 @@ std::size_t index_of(int signal) {
 
 void wake() {
   const char byte = 0;
-  // Full is awake enough.
+  // A full pipe already wakes the reader.
   [[maybe_unused]] const ssize_t written = write(state.wake_pipe[1], &byte, 1);
 }
 
-// Blocked during its own handler, the signal takes effect when that returns; a fault happens again.
+// The signal is blocked during its own handler and takes effect when the handler returns; a fault
+// happens again.
 void end_process(int signal) {
   const int error = errno;
   const struct sigaction& former = state.former[index_of(signal)];
@@ -141,7 +142,7 @@ void signals_install() {
     former = now;
     struct sigaction action {};
     action.sa_handler = row.handler;
-    // Restarted, because the data layer's calls are not to fail when a window is resized.
+    // SA_RESTART, because a resized window must not make the data layer's calls fail.
     action.sa_flags = SA_RESTART | SA_ONSTACK;
     sigaction(row.signal, &action, nullptr);
   }

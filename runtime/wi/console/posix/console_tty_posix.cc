@@ -17,25 +17,25 @@ namespace {
 
 constexpr int kForegroundTries = 10;
 
-// Alternate screen, lines do not wrap, the graphic set as G1.
+// Sets the alternate screen, no wrapping of lines, and the graphic set as G1.
 constexpr std::string_view kEnter = "\x1b[?1049h\x1b[?7l\x1b(B\x1b)0";
-// The shell's next line is not to stand in the middle of a VT100's screen, nor in reverse.
+// Moves below a VT100's screen and sets normal video, for the shell's next line.
 constexpr std::string_view kLeaveVt100 = "\x0f\x1b[m\x1b[24H\r\n";
-// Below the last row first, for terminals without an alternate screen.
+// Moves below the last row first, for terminals without an alternate screen.
 constexpr std::string_view kLeave = "\x0f\x1b[m\x1b[24H\r\n\x1b[?7h\x1b[?25h\x1b[?1049l";
 
-// `held` is written last when the terminal is taken and first read in handlers, so `found` is whole
-// whenever a handler looks at it.
+// tty_hold writes `held` last and handlers read it first, so `found` is complete whenever a handler
+// reads it.
 struct State {
   volatile sig_atomic_t held = static_cast<int>(TtyHold::kNone);
   bool doubtful = false;
   volatile sig_atomic_t output_is_terminal = 0;
-  pid_t owner = 0;  // a child that was forked off must not restore our terminal
+  pid_t owner = 0;  // a forked child must not restore the terminal
   termios found{};
 };
 State state;
 
-// Blocks signals for as long as it lives.
+// Blocks signals while the object lives.
 class BlockedSignals {
  public:
   explicit BlockedSignals(const sigset_t& blocked) { sigprocmask(SIG_BLOCK, &blocked, &before_); }
@@ -47,7 +47,7 @@ class BlockedSignals {
   sigset_t before_{};
 };
 
-// Everything but what keeps a process in the background from changing the terminal.
+// Returns all signals except the one that keeps a background process from changing the terminal.
 sigset_t all_but_background_output() {
   sigset_t signals;
   sigfillset(&signals);
@@ -78,21 +78,23 @@ termios raw_mode(const termios& found, TtyHold wanted) {
   raw.c_iflag &= ~static_cast<tcflag_t>(ISTRIP | INLCR | IGNCR | ICRNL);
   raw.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL | ICANON | IEXTEN);
   if (wanted == TtyHold::kScreen) raw.c_oflag &= ~static_cast<tcflag_t>(OPOST);
-  // Ctrl-C is a key of the runtime: it leaves a field and not the program. Ctrl-\ ends that.
+  // Ctrl-C is a key of the runtime: it leaves a field and not the program. Ctrl-\ ends the program.
   raw.c_cc[VINTR] = _POSIX_VDISABLE;
   raw.c_cc[VMIN] = 1;
   raw.c_cc[VTIME] = 0;
   return raw;
 }
 
-// No answer: the terminal does not control this process, and there is no background.
+// Whether this process is in the background. Without an answer the terminal does not control this
+// process, and there is no background.
 bool is_in_background() {
   const pid_t foreground = tcgetpgrp(STDIN_FILENO);
   return foreground != -1 && foreground != getpgrp();
 }
 
-// In the background the modes are those of whoever is in the foreground: nothing to find and keep.
-// A process group that nobody could continue is not stopped; it goes on and will meet an error.
+// In the background the terminal has the modes of the foreground process, which are not the ones to
+// restore later. The system does not stop an orphaned process group; such a process goes on and
+// meets an error.
 void wait_for_foreground() {
   for (int tries = 0; tries < kForegroundTries && is_in_background(); ++tries)
     kill(0, SIGTTOU);
@@ -155,12 +157,13 @@ bool tty_hold(TtyHold wanted) {
   return true;
 }
 
-// A signal in the middle of it begins anew in its handler, and nothing is left to do afterwards.
+// If a signal arrives in the middle, its handler runs the whole function again, and nothing is left
+// to do afterwards.
 void tty_restore(int patience, TtyEnd end) {
   const TtyHold held = tty_held();
   if (held == TtyHold::kNone || state.owner != getpid()) return;
   const int error = errno;
-  // A process in the background that ends would be stopped instead.
+  // Blocks the signal that would stop a background process instead of letting it end.
   const BlockedSignals guard(background_output());
   if (held == TtyHold::kScreen) write_leaving(kLeave, patience);
   if (held == TtyHold::kVt100 && end == TtyEnd::kSudden && state.output_is_terminal != 0)

@@ -1,5 +1,5 @@
-// The terminal on standard input and output of a POSIX system: held for full-screen work or for its
-// keys alone, and given back as it was found. Process-wide.
+// The terminal on standard input and output of a POSIX system: the process holds it for full-screen
+// work or for its keys alone, and gives it back as it was found. Process-wide.
 #pragma once
 
 #include <string_view>
@@ -16,8 +16,8 @@ enum class TtyHold : int {
 };
 
 enum class TtyEnd {
-  kOrderly,  // the program has brought a VT100's screen to its end
-  kSudden,   // or was kept from it: normal video, and on with the line below the screen
+  kOrderly,  // the program has ended a VT100's screen itself
+  kSudden,   // it could not: set normal video and go to the line below the screen
 };
 
 struct TtySize {
@@ -25,31 +25,30 @@ struct TtySize {
   int rows = 0;
 };
 
-// Takes the terminal, in the background as soon as it is in the foreground, unless it is held so
-// already: true when something was done, and then for
-// kScreen nothing is known of what the screen shows. Ends the program with a message and exit
-// status 1 when standard input (or for kScreen standard output) is not a terminal.
+// Takes the terminal, unless the process has this hold or a stronger one (later in TtyHold)
+// already; in the background waits until it is in the foreground. Returns true if it took the
+// terminal; for kScreen the contents of the screen are then unknown. Ends the program with a
+// message and exit status 1 if standard input (or for kScreen standard output) is not a terminal.
 bool tty_hold(TtyHold wanted);
 TtyHold tty_held();
 // Whether standard input is a terminal that tty_hold can take without a screen.
 bool tty_has_keyboard();
-// Someone else may have changed the terminal while we were stopped: the next tty_hold does its work
-// again, and what is restored in the end is what was found at first.
+// Another process may have changed the terminal while this one was stopped: the next tty_hold takes
+// it again, and tty_restore still restores the state found at first.
 void tty_doubt();
 
-// Gives the terminal back, if this process holds it. Waits for a terminal that takes no output, but
-// not longer than so many milliseconds (negative: for ever). Safe within signal handlers.
+// Gives the terminal back, if this process holds it. Waits at most `patience` milliseconds for a
+// terminal that takes no output (negative: for ever). Safe within signal handlers.
 void tty_restore(int patience, TtyEnd end);
 
-// Writes all bytes, in one call if the system takes them; waits for a slow terminal. Stops when the
-// terminal was given back meanwhile. Ends the program (tty_gone) when there is no terminal any
-// more.
+// Writes all bytes, in one call if the system takes them; waits for a slow terminal. Stops if the
+// terminal was given back meanwhile. Ends the program (tty_gone) if the terminal has gone away.
 void tty_write(std::string_view bytes);
 
-// 80 by 24 for a terminal that does not know.
+// Returns the size, 80 by 24 for a terminal that does not know its own.
 TtySize tty_size();
 
-// The terminal has gone away: a message on standard error, exit status 1.
+// Ends the program when the terminal has gone away: a message on standard error, exit status 1.
 [[noreturn]] void tty_gone();
 
 }  // namespace marigold

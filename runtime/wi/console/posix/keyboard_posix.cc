@@ -37,13 +37,13 @@ milliseconds patience_from(const char* text) {
   return milliseconds(value);
 }
 
-// What is left of the time that a begun sequence has.
+// Returns the time left for an unfinished sequence.
 milliseconds patience_left() {
   const auto passed = std::chrono::ceil<milliseconds>(Clock::now() - state.last_byte);
   return std::max(state.patience - passed, milliseconds(0));
 }
 
-// Milliseconds for poll: what a begun sequence has left, or for ever.
+// Returns the milliseconds for poll: the time left for an unfinished sequence, or for ever.
 int time_to_wait(bool waiting) {
   if (!waiting) return 0;
   return state.decoder.in_sequence() ? static_cast<int>(patience_left().count()) : -1;
@@ -60,7 +60,7 @@ KeyWait read_bytes() {
   return state.decoder.has_key() ? KeyWait::kKey : KeyWait::kNone;
 }
 
-// One look at the terminal: kNone when nothing came in time, or nothing that makes a key.
+// Polls the terminal once. Returns kNone if nothing came in time, or nothing that makes a key.
 KeyWait wait_once(int wake_descriptor, bool waiting) {
   std::array<pollfd, 2> sources = {{{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0},
                                     {.fd = wake_descriptor, .events = POLLIN, .revents = 0}}};

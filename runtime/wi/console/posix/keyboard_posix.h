@@ -1,8 +1,8 @@
-// The keyboard of a POSIX terminal: standard input, which someone else has put into raw mode, as
-// key bytes. Process-wide.
+// Reads the keyboard of a POSIX terminal as key bytes, from standard input, which the console has
+// put into raw mode. Process-wide.
 //
-// A lone Escape is told from the beginning of a sequence by nothing following it for 50
-// milliseconds, or as many as MARIGOLD_ESCAPE_MS says (0 to 10000; anything else: 50). Slow or far
+// If nothing follows an Escape for 50 milliseconds, it is a key and not the beginning of a
+// sequence. MARIGOLD_ESCAPE_MS sets another time (0 to 10000; any other value: 50). Slow or far
 // lines may need more.
 #pragma once
 
@@ -16,18 +16,18 @@ inline constexpr int kEscapeMilliseconds = 50;
 
 enum class KeyWait {
   kKey,    // keyboard_take has a byte
-  kNone,   // no key is waiting; only without waiting for one
+  kNone,   // no key is waiting; only if keyboard_wait does not wait
   kWoken,  // a signal, or the descriptor to be woken by has become readable
   kGone,   // the end of the input
 };
 
-// Drops what was begun.
+// Drops an unfinished sequence and starts again.
 void keyboard_start(KeyCharacters characters);
-// Waits for a key, or only looks whether one is waiting. A negative descriptor is left alone.
+// Waits for a key, or only checks whether one is waiting. Ignores a negative descriptor.
 KeyWait keyboard_wait(int wake_descriptor, bool waiting);
-// Whether a byte has been read that keyboard_take would give.
+// Whether keyboard_take has a byte.
 bool keyboard_has_byte();
-// After KeyWait::kKey: the next byte.
+// Returns the next byte. Call it after KeyWait::kKey.
 std::uint8_t keyboard_take();
 
 }  // namespace marigold

@@ -10,10 +10,11 @@
 namespace marigold {
 namespace {
 
-// Results of the console's calls are not looked at: a screen that cannot be changed stays as it is.
+// The results of the console's calls have no effect: a screen that cannot be changed stays as it
+// is.
 
-// One row more than the screen has is declared to WriteConsoleOutputA, and has been ever since:
-// kept so, with the room for it. The region below never reaches it.
+// The size given to WriteConsoleOutputA has always been one row more than the screen has, and the
+// buffer has room for it. The region below never reaches that row.
 constexpr SHORT kDeclaredRows = kScreenRows + 1;
 
 constexpr DWORD kCursorSize = 100;  // percent of the cell: a full block
@@ -76,8 +77,8 @@ bool key_waiting() {
   return _kbhit() != 0;
 }
 
-// The console is always in the state in which it was found, but for its size and its cursor, which
-// the terminal layer shows at its end.
+// Nothing to do: the console keeps the state in which it was found, except for its size and its
+// cursor, which the terminal layer shows at its end.
 void leave() {}
 
 constexpr Console kWindowsConsole{.size = size,
