@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What composing the screen from 30 overlapping windows costs, the screen being the rectangle of
 // the lowest of them.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What the access layer costs above the bare engine, and how fast the operator's tool moves
 // records.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // How long a program that writes has to wait while its file is backed up.
 //
 //   data_backup [MIB=1024] [ROUNDS=5]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What scanning a definition set costs: reading its file and making the definitions, as a program
 // does at its start.
 //

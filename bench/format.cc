@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What formatting a text costs: plain bytes by the second, and a directive beside a direct call of
 // the C library's formatted print with the same directive.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "bench/growth_store.h"
 #include "bench/lmdb_environment.h"
 

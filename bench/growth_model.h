@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What isam_growth.cc does with a store and what must come out of it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The stores that isam_growth.cc puts side by side, each with the records of isam_workload.h and
 // their three keys. Each ends the program when something fails.
 #pragma once

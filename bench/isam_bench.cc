@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The keyed-file engine under the workload of isam_workload.h.
 //
 //   isam_bench [N=200000] [DIRECTORY]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // How much more an operation on a keyed file costs when the file has ten times the records, beside
 // a store that keeps its records in the tree of the primary key, and beside bare memory.
 //

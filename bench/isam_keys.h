@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The three keys of the records of isam_workload.h, as the engine is told them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What a process that has a keyed file open takes beyond what the system caches.
 //
 //   isam_memory [N=1000000] [DIRECTORY]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // One process beside two on one file: how much more two do, and how long one waits for another.
 //
 //   isam_processes [N=200000] [DIRECTORY] [SECONDS=2]

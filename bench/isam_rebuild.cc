@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Opening a keyed file after a power loss, which makes its indexes again from its records.
 //
 //   isam_rebuild [N=1000000] [DIRECTORY]

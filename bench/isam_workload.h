@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The workload by which keyed-file stores are compared: records of 128 bytes with three keys, made
 // by a generator that any other program can repeat.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What printing a long list costs, through to the bytes.
 //
 //   list_bench [PAGES=100000] [DIRECTORY [TARGET]]

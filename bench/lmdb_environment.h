@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // An LMDB environment whose commits do not wait for the disk, as the engine's changes do not.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What the console sends to a POSIX terminal: bytes, writes and processor time for the common
 // changes of a screen of 80 by 24.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What one run of scrivel costs, as a whole process, beside the everyday commands of its kind.
 //
 //   startup [-r RUNS] [-k] [SCRIVEL...]

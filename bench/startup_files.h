@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What the start-up benchmark reads: text databases for scrivel and a message catalogue for gettext
 // of the same 300 texts.
 #pragma once

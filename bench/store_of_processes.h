@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What isam_processes.cc measures: a store of the records of isam_workload.h by their primary key,
 // opened by each process for itself.
 #pragma once

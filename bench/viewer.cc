@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What the viewer of screen output costs over a long list: the time until its first screen, and the
 // slowest of each of its keys.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // One run of the command: options, start of the runtime, the text and its continuation texts.
 #pragma once
 

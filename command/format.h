@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Formatting of texts: plain bytes are copied, directives format the next argument, escapes write
 // control bytes.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // scrivel: writes a text of the language's text database to standard output, formatted with the
 // words of the command line.
 

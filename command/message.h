@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What the command's messages say of texts and of the command line.
 #pragma once
 

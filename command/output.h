@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Bytes on their way to standard output, collected so that they go out in few writes.
 #pragma once
 

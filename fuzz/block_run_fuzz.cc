@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The print engine: whatever instructions a block has, on whatever page, as body, header and footer
 // at once, it comes to an end, and prints no more lines than so many blocks can ask for.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Block stores of any bytes, behind their checksum.
 //
 // The first byte says where the block begins. Promised: decoding ends with a reason or with

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Definition sets of any bytes.
 //
 // Promised: the scanner ends with definitions that hold together, or with errors of its own numbers

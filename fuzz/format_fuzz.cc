@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The format language on any text and any arguments: the first line of an input is the text, the
 // others are its arguments.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What the fuzzers share: their inputs are lines, and a promise that does not hold is a finding.
 #pragma once
 

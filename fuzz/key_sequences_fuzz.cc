@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What a terminal may send, as any bytes.
 //
 // Promised: so many bytes make at most three times as many key bytes, which are whole keys: no

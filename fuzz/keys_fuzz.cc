@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Any bytes as keys. The first byte of an input chooses how often each of the ways to ask for a key
 // is taken, the others are typed; behind them the keyboard types Enter for ever.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The search for language-dependent files with any identifier, search path template and file name:
 // the first three lines of an input.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Sources of lists of any bytes.
 //
 // Promised: compiling ends, with notes in the order of their lines, each at a place and on one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The printer's defaults: any bytes give lines at fault or values of the lengths that are promised.
 
 #include "fuzz/fuzz_input.h"

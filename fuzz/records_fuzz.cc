@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Lines of CSV or JSON of any bytes, read into records.
 //
 // The first byte says which of both it is; a digit in the place of the rest's first line stands for

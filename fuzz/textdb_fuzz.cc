@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The text database on any bytes: an input is the .pag file.
 //
 // Promised: opening it fails with a reason, or every fetch gives a text that ends, or none, or the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Version tables and version records of any bytes.
 //
 // Promised: entries with versions and classes in their ranges; at most one error, of the tokens'

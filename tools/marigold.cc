@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // marigold: the tool of those who write, translate and operate what the Marigold runtime works
 // with.
 

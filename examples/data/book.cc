@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // book NUMBER AMOUNT [TIMES]   adds an amount to the balance of a customer of the sample shop.
 //
 // As a program does it that others work beside: the record is locked from the moment in which it is

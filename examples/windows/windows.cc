@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A walk through the window system: windows that are moved, raised, hidden and scrolled, a
 // selection, two input fields, a warning and messages.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The runtime of a full application with windows: one call at its start and one at its end.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Shared by all parts of the runtime: the user interface hook, bounded texts, numbers by a mask,
 // dates.
 //

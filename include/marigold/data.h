@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Data files: records by their definitions, found and walked by keys, shared by many processes.
 //
 //   texte_start(nullptr);                                    texts.h

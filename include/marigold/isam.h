@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The keyed-file engine: records of fixed length in a file, found and read in order by up to 16
 // keys, by many processes at once.
 //

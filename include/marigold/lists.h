@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Lists: printing by named blocks of text that the list compiler ("marigold lists compile") has
 // made.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Printed output: where it goes, the print commands, and the output channel for programs that print
 // without lists (lists.h).
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Texts and messages: text databases, the search for files of a language, system errors.
 //
 // A console program begins with texte_start and looks texts up by textdb_text. Process-wide, one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Text windows over the screen of 80 columns by 24 rows, its keyboard, messages, selections and
 // input fields.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A window for those who translate and configure a program: how many keys of its input fields are
 // assigned, counted over the key database TASTENDB.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The name of the current data operation, for the report on a fault within it. Process-wide; the
 // name stays until the next operation starts.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Name dictionary: finds the value of a short name in a height-balanced binary tree.
 //
 // Names have at most eight characters, in the order of their bytes. The dictionary cuts each name

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Many numbers edited by one mask. The characters of masks, and single numbers:
 // marigold/core.h.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Writes single lines on standard error, for reports that must appear whatever state the screen is
 // in.
 //

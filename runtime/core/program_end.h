@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Functions that run when a program ends. The end of a program does not know all rooms by name, so
 // a room adds a function while it has something open.
 #pragma once

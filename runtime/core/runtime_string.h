@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Operations on the runtime's own strings (RuntimeString).
 #pragma once
 

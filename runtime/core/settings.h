@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Runtime settings from the environment: screen, languages, users and debugging.
 //
 // Process-wide. The process reads these settings once at start-up and once more at the first use of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The program status file "pstatus.tmp": an application writes it into its working directory for
 // observers.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Makes texts from files, the environment or other programs safe for a terminal: no byte of them
 // may act as a control character there.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The hook by which the runtime's lower floors reach the user, whether a screen exists or not.
 //
 // One process-wide record of functions. At the start of a process it holds the standard-error

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Changes of a pair of files: who may change it, and how a change stays whole.
 //
 // Readers take no lock. A reader notes IndexHeader::changes before and after; if a change has

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Steps of a change, at each of which a process may die.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Checksums of headers and pages; slots.h has those of slots.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Checksums of pages, records and headers: 32 bits that show damage. They are no protection against
 // forgers.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Collisions after a power loss: records that exclude each other, because they have the same value
 // of a key without duplicates. rebuild.h states the rule by which one of them stays.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The records go into a new pair in the order of their slots: the old file is read once from
 // beginning to end, whatever the state of its trees, and neighbours stay neighbours. The new pair
 // keeps the number of the old one and replaces it in these steps:

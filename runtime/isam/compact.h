@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Gives back the space that deleted records have left.
 #pragma once
 

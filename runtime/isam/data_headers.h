@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The two copies of a data file's header, each by itself.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Sorts the entries of a tree in bounded memory: full runs are sorted and written to a file without
 // a name; in the end all runs are merged. A file of few records has one run, which stays in memory.
 //

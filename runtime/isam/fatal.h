@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Ends a process in whose memory the engine found an inconsistency.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Opens, closes and flushes a pair of files, and builds new ones.
 
 #include "runtime/isam/file.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // An open pair of files in this process: the record File, opening and closing, headers. change.h
 // says how a pair is read and changed.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Makes a pair of files beside another one, fills it with records, and installs it in the place of
 // the old pair.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A look at an open file that does not read its records and trees.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Operations that are hit: they touch a page of the files that cannot be had, because somebody has
 // cut the file, or the disk is full where the page would have to be written, or the page cannot be
 // read (see platform/missing_page.h). They fail with 105, 28 or 5, and leave the files as they

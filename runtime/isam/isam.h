@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The interface of the engine, as its own sources include it.
 #pragma once
 

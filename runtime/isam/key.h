@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Keys in the form in which the indexes order them: a string of bytes whose order as unsigned bytes
 // is the order of the key.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Layout of the two files. All numbers are little-endian; an offset is a number of bytes from 0.
 //
 // Index file: pages of 2048 bytes. Page 0 is the header; the pages from 1 on are the undo area;

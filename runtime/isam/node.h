@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Nodes as readers see them, and the bytes that entries are compared by. tree.h describes the
 // trees.
 #pragma once

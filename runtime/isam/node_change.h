@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A node within a change: its entries and its shape.
 //
 // These functions look at the page of the node only, and do not verify it. The caller has done so.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Judges whether the two files of a pair belong together, and whether the index still holds.
 //
 // Each file may be restored from a backup without the other, copied while programs change both, or

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Finds and reads records along a key: the position of a reader, and the repetition of a read until
 // no change overlaps it.
 //

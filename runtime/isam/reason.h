@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Reasons of failures whose number alone says too little.
 #pragma once
 

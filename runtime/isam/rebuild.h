@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Rebuilds the trees of an index file from the records of its data file.
 //
 // After a power loss the disk holds any mixture of old and new sectors: several versions of a

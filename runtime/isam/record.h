@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Records in their slots, and the entries that the trees hold for them.
 #pragma once
 

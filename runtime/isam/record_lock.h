@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Locks of single records between processes. A lock stands for a primary key: it outlives a record
 // that is deleted and written again, and protects a key without a record.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The checksum of a slot starts from the pair's number, which stood in both copies of the header.
 // The index holds the number as well, and a header that is damaged elsewhere may still have it; the
 // checksums of slots show whether a number is right. They do not give the number: each is 32 bits

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Recovers the records of a data file whose header is damaged.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Rebuilds the index of a pair of files at the operator's request.
 #pragma once
 

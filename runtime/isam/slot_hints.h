@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Slots in which a process has last seen records, by primary key. A right guess spares a read by
 // key the search in the tree, and a wrong one costs one look at a slot. The caller verifies that
 // the slot holds the key. The table is private to a process and never needed: without memory there

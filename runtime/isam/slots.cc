@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Settling of deletions.
 //
 // The slot of a deleted record is gone and keeps its record until the data file has been synced.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Slots of the data file: their records, which slots a new record may take, and when a deletion is
 // final.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Snapshots: the records of one moment between two changes, read while other processes go on.
 //
 // At the moment of a snapshot an epoch of deletions begins, and the sequence of the last record is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Space of the two files: how much there is, how much is mapped, and how it grows.
 //
 // Results: 0, or the number for iserrno.

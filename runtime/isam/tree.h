@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Trees of an index file: B+ trees of entries that are ordered as strings of bytes.
 //
 // An entry consists of the bytes that it is compared by (TreeShape::compare_length: the key and,

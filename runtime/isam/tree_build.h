@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Builds a tree from entries that come in ascending order: its leaves one after the other, and
 // above them each inner node when it is full, so that every page is written once.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Changes a tree, within a change of the file. A page is saved before it is overwritten, unless
 // this change has saved it or made it.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Searches in a tree. Another process may be changing it: a value read here is verified before it
 // is followed, and no loop runs longer than a tree can be deep.
 

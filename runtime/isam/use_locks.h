@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Locks that decide which processes may have a file open at the same time: locks of single bytes,
 // which the system gives back when a process dies.
 //

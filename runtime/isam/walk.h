@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Verification of a whole file, for the operator's check and for tests.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Changes of a file: adding, deleting and replacing records, and adding keys. Each change happens
 // whole or not at all. The caller is the file's writer (as_writer in change.h).
 //

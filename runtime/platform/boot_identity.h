@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Identifies one run of the machine since its start. Data that was stored and not synced is lost
 // only between two runs.
 #pragma once

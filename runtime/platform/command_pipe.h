@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A pipe to the standard input of a command that the system's command processor runs.
 #pragma once
 

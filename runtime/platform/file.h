@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Files by their names: examines, reads and syncs them. new_file.h makes, renames and removes
 // files.
 //

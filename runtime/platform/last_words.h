@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Prepares for the last lines on standard error before the process ends. The floor that holds the
 // terminal leaves it first; otherwise the lines would vanish with the screen.
 //

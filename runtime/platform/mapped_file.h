@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A file mapped into memory, with its disk space, its locks and its syncs. Closing syncs nothing.
 //
 // Results: 0 for done, else the system's error number. Nothing here prints; only the syncs wait.

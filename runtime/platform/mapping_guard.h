@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Guards the reading of a file that a library has mapped, while another process may cut that file:
 // a page beyond the file's end would end this process by SIGBUS.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Missing pages of mapped files: the system cannot provide a page because another process has cut
 // the file, because the disk is full, or because the page cannot be read. The system then sends
 // SIGBUS, which would end the process.

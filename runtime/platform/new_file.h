@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Makes files, puts them in the place of others, and removes them. Nothing else in the runtime and
 // its tools asks the system for these operations, except spill_file.h for its own file.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The common part of mapped files and files with locks: the process knows all open files, so that a
 // forked child keeps none of them.
 //

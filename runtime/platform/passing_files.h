@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Removes temporary files and empty directories when the process that made them exits, when a
 // signal asks it to end (interrupt, termination, hang-up), and when it aborts.
 //

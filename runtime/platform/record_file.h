@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Reads and writes a file at positions, with byte-range locks. Offsets and lengths are in bytes.
 //
 // Results: 0 for done, else the system's error number. Nothing here prints; only sync waits. The

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A temporary file, readable by this user only, for a library that reads from a file name.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A nameless file for data that does not fit into the memory of a process. The file vanishes with
 // the object, and with the process however that ends.
 //

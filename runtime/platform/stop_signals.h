@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Holds back the signals that ask a process to end (interrupt, termination, hang-up) while its
 // files are between two states.
 //

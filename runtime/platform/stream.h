@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Writes the standard streams of the process without a buffer.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The system's error numbers as results of functions, and as texts.
 //
 // The keyed-file engine's own numbers begin at 100, and some numbers of the system have the same

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A second thread for long work, in a runtime that otherwise has one thread.
 //
 // Signals stay with the thread that owns the worker. Only the owner may touch mapped files, because

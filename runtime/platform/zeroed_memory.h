@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Private memory that is zero and costs nothing until it is touched. It uses the system's large
 // pages if the system has them: a random access to a large table then needs one step less to find
 // its address.

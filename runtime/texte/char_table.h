@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The tables between the console's characters and those of the runtime, which are ISO 8859-1: one
 // for the bytes from the keyboard, one for the bytes to the screen.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The grammar of texts: plain bytes, directives and escapes.
 //
 //   directive   "%%"  "%b"  or  "%" [flag] [width] ["." [precision]] [modifier] conversion

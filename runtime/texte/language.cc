@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/texte/language.h"
 
 #include "runtime/core/system_errors.h"

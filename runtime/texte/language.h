@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Language identifiers and the search for language-dependent files.
 //
 // A language identifier has the form language "_" territory "." code set ("english_us.8859"). A

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Fatal system errors: reports an unrecoverable condition by its number.
 //
 //   1 to 69        the condition of that number, see the catalogue entries syserr_1 to syserr_69

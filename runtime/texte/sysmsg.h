@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The system message catalogue: the words of the screen and of error reports that languages
 // translate. Messages with a fixed wording stand in the modules that print them.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // One text database file: a read-only GNU dbm store of ids and texts, each stored with its zero
 // byte.
 #pragma once

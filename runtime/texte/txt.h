@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The open text databases of the process: at most ten. All users of one name and language share a
 // database.
 //

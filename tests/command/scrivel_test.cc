@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The command as scripts run it: the program itself, on databases that another program wrote.
 
 #include "tests/support/support.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Keyed and random files through the calls that serve both, and the keyed ones' own ends.
 
 #include "runtime/data/access/data_file.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What the tests of data files share: a work directory with settings, two defined files, and other
 // processes.
 #pragma once

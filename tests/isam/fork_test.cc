@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Forked children: everything they inherit stays their parent's alone.
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Pages that cannot be had when the engine touches them: somebody cuts files while they are open,
 // or the disk is full although the space was reserved. The engine returns an error each time, never
 // dies of a signal, and harms no other process.

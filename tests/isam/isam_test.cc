@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Promises of the operations beyond finding records: keys and numbers, modes, errors, locks between
 // processes, files that are full or damaged. model_test.cc tests which record a read finds.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The engine against sorted lists in memory: random operations over several keys, every read mode,
 // and a verification of the whole file again and again.
 

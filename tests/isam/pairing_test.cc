@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A pair of files between two openings: restored in parts, copied while in use, moved to another
 // machine, after a restart of this one, and beside processes that wait or may only read.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Files made again beside themselves: compacted, and recovered from a damaged header.
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Guesses at the slots of records. A wrong or missing guess only costs time, so no test of reading
 // would notice a useless table. A table that is about to grow has lost one guess in twenty to other
 // entries of the same bucket.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Snapshots: the records of one moment, whatever is changed while they are read.
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Shared parts of the engine's tests: a file of three keys with entries so long that every tree
 // soon has several levels, a list in memory of the records that it must hold, operations on both,
 // and processes. The torture tests are short by default; with --long they run for minutes and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Processes that are killed in the middle of an operation.
 
 #include <fcntl.h>

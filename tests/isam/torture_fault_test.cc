@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Faults beneath the engine: failing calls of the system, lack of memory, files that were cut and
 // overwritten, and large files.
 

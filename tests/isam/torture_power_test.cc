@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Power losses, played: of the sectors stored since the last sync any may have reached the disk, in
 // any form that they had, and any may not.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Files are made, replaced and removed by their names alone, whatever somebody has put there.
 
 #include "runtime/platform/new_file.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Signals of the system that concern opened files are error numbers, and stay signals for others.
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What a rebuild has its memory and its second thread from: the file for what is too much, and the
 // worker.
 

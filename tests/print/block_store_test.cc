@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/print/files/block_store.h"
 
 #include "tests/support/support.h"

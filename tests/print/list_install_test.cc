@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/print/files/list_install.h"
 
 #include <sys/wait.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The user at the screen: the progress line, stopping a list, looking at one.
 
 #include "marigold/application.h"

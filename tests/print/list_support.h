@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Lists made of instructions, printed on a device that makes everything visible.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/print/output/print_defaults.h"
 
 #include "tests/print/list_support.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What a list leaves in its two temporary files, and what becomes of them when the disk is full.
 
 #include "runtime/print/output/screen_output.h"

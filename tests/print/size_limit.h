@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A disk that is full, by a limit on the size of files.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The choice of an output and the viewer, typed into and looked at as they wait for each key.
 
 #include "runtime/print/viewer/viewer.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A terminal to look at: libvterm with what the tests of the console ask it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A console that shows nothing and remembers everything, with a keyboard that types what a test has
 // queued.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What most tests need: the test framework, the way to files, a directory of their own, text
 // databases by an independent writer, captured messages, and running a program.
 #pragma once

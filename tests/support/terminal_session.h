@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A program that uses the terminal, in a pty with an emulator behind it and a shell of sorts
 // around.
 #pragma once

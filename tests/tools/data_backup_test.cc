@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // marigold data backup, restore and dump --snapshot: beside programs that write, killed, and with
 // backups that somebody has changed.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // marigold data check in its forms, recover and compact, and what info says of backups.
 
 #include <nlohmann/json.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // marigold data convert as operators run it.
 
 #include "runtime/core/settings.h"

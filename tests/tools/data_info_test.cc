@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // marigold data info, check, rebuild and locks as operators run them, and how they find a file.
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // marigold data dump and load as operators run them.
 
 #include <unistd.h>

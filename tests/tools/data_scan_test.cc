@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // marigold data scan as authors run it.
 
 #include "tests/support/support.h"

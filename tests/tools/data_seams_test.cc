@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // marigold data where it meets half a file, another process, another version and another set.
 
 #include <fcntl.h>

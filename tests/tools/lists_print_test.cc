@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // marigold lists print as operators run it.
 
 #include <filesystem>

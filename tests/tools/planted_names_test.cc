@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Names at which the runtime makes files, taken by somebody who may write in the directory: the
 // file of another user behind a link must stay as it is, and nothing may wait for a pipe.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "tools/texts/po_file.h"
 
 #include "tests/support/support.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // marigold texts as authors and build scripts run it.
 
 #include <algorithm>

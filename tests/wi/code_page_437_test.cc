@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/wi/console/code_page_437.h"
 
 #include "tests/support/support.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Messages, selections and input fields, typed into and looked at as they wait for each key.
 
 #include <array>

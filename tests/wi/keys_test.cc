@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/core/settings.h"
 #include "runtime/texte/char_table.h"
 #include "runtime/wi/terminal/terminal.h"

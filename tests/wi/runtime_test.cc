@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A full application from its start to its end, and the display for those who configure one.
 
 #include "marigold/application.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Windows at random against a painter's model: the screen is a picture, a window a smaller one. The
 // model knows what stays behind: only the active window is painted, by its dirty rows or, when
 // live, by what has changed; hiding, moving and refreshing paint a rectangle from all windows;

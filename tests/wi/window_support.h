@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A fresh window manager over a recording console, and what the terminal shows.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A backup in one file: a tar archive compressed by zstd, through libarchive. The manifest comes
 // first, so that a reader knows all sizes before the files.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The data files that a backup is about, class by class.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What a backup holds: the text file MANIFEST in it. docs/formats/backup.md describes it.
 #pragma once
 

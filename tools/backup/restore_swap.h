@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Puts the files of a backup in the places of those that are there: all of them, or none.
 //
 // The old files get a second name, PATH.unrestored, before the first is replaced, and keep it until

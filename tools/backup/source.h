@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A backup that is read: a directory, or an archive. It comes from outside: nothing in it is taken
 // that its manifest does not name, and no byte more than the manifest says.
 #pragma once

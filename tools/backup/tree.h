@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A backup's directory while it is being filled: under a temporary name beside its place, for this
 // user alone, and put in place in one step when it is whole.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SHA-256 checksums of files, by libnettle.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Code sets: how the characters of a text become the bytes that a database holds.
 //
 // Inside the tool texts are UTF-8. A code set is named as in language identifiers ("8859", "1252")

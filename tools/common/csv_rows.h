@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Rows of comma-separated values (RFC 4180), with the lines in which they stand.
 #pragma once
 

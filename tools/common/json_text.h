@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // JSON as the tool prints it: an object a line, its members in the order in which they were put in.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Files that are written under temporary names and put in place when they are whole, so that nobody
 // ever sees half of one.
 #pragma once

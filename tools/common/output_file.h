@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What a command writes a piece at a time: to standard output, or to a file that is put in place
 // when it is whole.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // How far a long piece of work has come, for who watches it.
 #pragma once
 

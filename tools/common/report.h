@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What the author's and operator's tool says to its caller: exit statuses and messages.
 #pragma once
 

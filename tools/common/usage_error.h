@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Wrong usage, explained: which word is unknown, and which one it may have been meant for.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // marigold data: the data files of an application and their definitions.
 //
 // Each command returns an exit status (see report.h) and has said all there is to say.

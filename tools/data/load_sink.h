@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Where loaded records go: into a data file, all of them or none.
 #pragma once
 

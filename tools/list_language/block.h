@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The lines of a block, as its author writes them, compiled into its instructions.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // From what stands in the list files to a source. A block is shown as lines of a page if that
 // compiles to the same block again, and instruction by instruction if not.
 

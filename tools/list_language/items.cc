@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What stands in braces in a line of a block.
 
 #include <algorithm>

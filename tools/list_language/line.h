@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A line of a list source, read word by word, and what is said about the lines of a source.
 //
 // Lines are ISO 8859-1 here: a character is a byte, and its column its place.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The source language of lists and blocks, docs/formats/list-source.md: from a text to what stands
 // in the list files, and back.
 #pragma once

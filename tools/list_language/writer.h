@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // How the instructions of a block are written in a list source: their texts, and what stands in
 // braces. ISO 8859-1, as a SourceLine.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // marigold lists: lists and blocks from a source that their author reads, and back.
 //
 // Each command returns an exit status (see report.h) and has said all there is to say.

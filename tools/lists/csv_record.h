@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Rows of comma-separated values as the records that a list prints.
 #pragma once
 

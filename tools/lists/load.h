@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The sources of lists that a command is about, read and compiled.
 #pragma once
 

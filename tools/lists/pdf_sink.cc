@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Printing into PDF: every character where a printer would put it.
 
 #include <hpdf.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The file that a list is printed into, process-wide: what the text and the PDF target write.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Where "marigold lists print" prints beside the printer and the screen: text files and PDF.
 //
 // Process-wide, one of them at a time. A file is put in place when the list has been printed.

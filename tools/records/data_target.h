@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Which data file a command is about: its definition, and where it lies.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "tools/records/lock_holders.h"
 
 namespace marigold {

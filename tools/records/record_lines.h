@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Records read from lines of text: CSV with a header, or a JSON object a line.
 #pragma once
 

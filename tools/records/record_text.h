@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Records as text: the form of each element of a field, and the lines of CSV and JSON.
 //
 //   whole numbers  decimal. In CSV a DATE has at least six digits (DDMMYY) and a TIME four (HHMM),

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Going over the records of a data file in the order of a key, without the access layer: an
 // operator's tool says what is wrong where a program would end.
 #pragma once

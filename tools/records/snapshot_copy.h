@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Copies of data files of one moment, made while programs change them.
 #pragma once
 

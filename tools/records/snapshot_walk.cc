@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "tools/records/snapshot_walk.h"
 
 #include "runtime/platform/new_file.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Going over the records of one moment of a data file, while programs change it.
 #pragma once
 

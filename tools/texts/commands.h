@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // marigold texts: text databases from PO files and back, and what is wrong with the texts.
 //
 // Each command returns an exit status (see report.h) and has said all there is to say.

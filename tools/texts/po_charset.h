@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The charset of a PO file, and how a file in one of the old multi-byte charsets is made readable.
 //
 // In BIG5, Shift JIS, ISO-2022-JP and others the second byte of a character may be the number of an

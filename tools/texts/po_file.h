@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Texts in PO files, the form in which translators edit them: the message id is the id of the text,
 // the translation is the text. Inside the tool both are UTF-8.
 #pragma once

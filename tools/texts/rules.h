@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What can be wrong with texts: alone, as a file, and beside the texts of a reference language.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Text databases as files: a pair NAME.pag and NAME.dir, written whole and read whole.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Ids of texts: chains, system texts, and the order in which they are listed.
 //
 // The texts "A+", "A+1", "A+2" and so on are a chain: the command writes them one after the other

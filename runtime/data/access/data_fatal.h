@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Ends the process when a data operation fails and neither program nor user can resolve the
 // failure.
 #pragma once

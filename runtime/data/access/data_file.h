@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Data files of every kind: the operations of the public header, with the handle as it is inside.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The handle of a data file: its definition, its place, its mode and its record buffer.
 //
 // Each definition of the process-wide list has one handle, found by name. Tools make further

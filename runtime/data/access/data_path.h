@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The paths of data files. Each path class has a data directory of its own.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Reads and writes the fields of a record by field and element.
 //
 // Elements have the numbers from 1 to the field's repeat count. The record holds numbers in the

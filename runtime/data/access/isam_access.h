@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Keyed data files: reduces the engine's many outcomes to the few that programs act on.
 //
 // The last byte of every record is its deletion marker: 0 for a live record, 1 for a placeholder. A

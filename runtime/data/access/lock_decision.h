@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Decides how an operation goes on when another process has locked the file or record that it
 // needs.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The locks of the path classes: they show the processes that work in a data directory.
 //
 // A process locks class n, 0 to 30, while it holds the file "lock.$$$" in the class's data

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Random files: records of fixed length, each at the place of its number. The lock files of the
 // path classes are random files too.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The journal of a restore: lists the files that an unfinished restore replaces. A restore that was
 // killed leaves its journal, and the next restore puts the old files back. Changes that a program
 // made to half restored files meanwhile would be lost. docs/formats/backup.md describes the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The versions of stored data, and the text form of a version.
 //
 // Each data file has a record beside it, PATH.ver, with the version of the definition under which

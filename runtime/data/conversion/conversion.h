@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The conversion run: brings data files to the versions of their definitions.
 //
 // The run goes class by class. It takes the path class for this process alone (in multi-user

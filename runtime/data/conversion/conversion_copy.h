@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Copies the records of a data file into a new one and converts each through all definitions on the
 // way.
 //

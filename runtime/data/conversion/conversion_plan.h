@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The plan of a conversion: the version of each data file, and the way from that version to the
 // version of its definition.
 //

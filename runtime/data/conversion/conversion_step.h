@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The hook before the steps of a conversion that change the disk.
 #pragma once
 

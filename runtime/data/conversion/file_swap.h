@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Puts a converted data file in the place of the old one, in steps. Each step can be the last: if a
 // run is killed, the next run completes the work or starts again. A program never makes a file
 // again that is only missing for a moment.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Converts a record of one definition into a record of the next, field by field.
 //
 // A name in both definitions is the same field. Rules for such a field:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // File definitions: the description of each data file of an application in a definition set. A
 // handle opens the file itself, see data/access/data_handle.h.
 //

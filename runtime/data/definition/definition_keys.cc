@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The key section of a definition: the segments of each key.
 
 #include <algorithm>

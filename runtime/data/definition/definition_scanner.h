@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The grammar of definition sets, by recursive descent. definition_set.cc uses the scanner;
 // definition_set.h describes the results.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Definition sets: the text files that define an application's data files. Each file holds one set.
 //
 // The set DATA is the file FILEDATA.DES in the definitions directory (DEFINITION_DIRECTORY).

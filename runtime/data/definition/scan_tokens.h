@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Tokens of the text files in the definitions directory: definition sets and version tables.
 //
 //   separators   blank, tab, carriage return, line feed

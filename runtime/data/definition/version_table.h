@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The version tables of the definitions directory: FILEVER.DES gives the order of a file's
 // versions, PATHVER.DES the version of a whole data directory. docs/formats/versions.md describes
 // the language.

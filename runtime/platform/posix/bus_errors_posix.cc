@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/platform/posix/bus_errors_posix.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The process's one handler of SIGBUS, the signal for a missing page of a mapped file: another
 // process has cut the file, the disk is full, or the page cannot be read. The handler is set while
 // any object maps files, and passes a SIGBUS for any other page to the earlier handler.

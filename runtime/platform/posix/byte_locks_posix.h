@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Byte-range locks of an open file description. Unlike a process's locks they also exclude two
 // opens in one process, and closing one descriptor drops no lock of another. The files of this
 // folder share them.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/platform/missing_page.h"
 
 #include <sys/mman.h>

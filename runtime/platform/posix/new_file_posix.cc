@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/platform/posix/new_file_posix.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Functions that the kinds of files in this folder share on POSIX systems.
 //
 // Results: 0 for done, else the system's error number.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Makes a write beyond the process's limit on file sizes (ulimit -f) an ordinary error, EFBIG, that
 // does not end the process.
 #pragma once

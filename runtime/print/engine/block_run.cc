@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What blocks say: finding them, and obeying their instructions one after the other.
 
 #include "runtime/print/engine/block_run.h"

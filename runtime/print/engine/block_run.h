@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Blocks of the open list: found in its files and printed.
 #pragma once
 

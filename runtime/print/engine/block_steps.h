@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A block made ready to be printed many times: what is the same each time is worked out once.
 #pragma once
 

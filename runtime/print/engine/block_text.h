@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What a block prints in one piece: words and values, one behind the other, until the block does
 // something else. Most lines are made of many short ones.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/print/engine/list_fault.h"
 
 #include "runtime/core/user_interface.h"

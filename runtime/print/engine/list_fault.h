@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Faults of the open list: those that end it, and numbers that have no room.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The state of the open list, which the sources of the print engine share: list.cc has the
 // operations, block_run.cc obeys blocks, page.cc places text, print_abort.cc asks the user.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Where text stands on the page: lines, columns, pitches, the ejecting of pages.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The user while a list is printed: the progress line, the question whether to abort, the end of a
 // list that was aborted.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The progress line of a list, and the question whether to stop printing.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What a program tells a list by name: 120 variables, each a number or a text, and ten registers.
 //
 // Process-wide. A variable is known by its name and its generation: a list that is printed within

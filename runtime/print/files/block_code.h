@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The instructions of a block, as the list compiler makes them and the print engine obeys them.
 //
 // A block is a sequence of instructions in the block store (block_store.h), from its offset to the

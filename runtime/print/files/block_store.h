@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The block store, "DRUCK.BIN" or "IDRUCK.BIN": the instructions of all blocks of the lists that
 // are found in the definition files of the same kind. A header with a version and a checksum, then
 // the blocks; a block's record has the offset of its first byte in the file.

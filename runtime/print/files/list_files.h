@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The files in which lists are defined: "LISTEN" with a record for each list, "BLOECKE" with one
 // for each of its blocks, and the block store; and the same with an "I" before each name, which
 // come first.

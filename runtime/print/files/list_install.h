@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Puts new list files in the place of the old ones, all of them or none: whatever is killed, the
 // next reader finds every list wholly old or wholly new.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A list and its blocks as their definition files have them. A list's default pitch (CPI) is for
 // its compiler, which puts it into the blocks: the engine begins every list at 10.
 #pragma once

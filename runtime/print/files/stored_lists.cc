@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/print/files/stored_lists.h"
 
 #include <algorithm>

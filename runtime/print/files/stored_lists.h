@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Lists as they stand in the list files, all of a directory at once: for those who make, replace
 // and look at them. The print engine reads the few records that it needs by their keys.
 //

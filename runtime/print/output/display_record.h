@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The two temporary files of screen output, and the records of the one that the viewer shows. What
 // they look like: docs/formats/screen-output.md.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The markers that output lines carry for the output channel: a name between two bytes of value 5.
 //
 // Two of them have operands behind a comma, up to the closing byte: "PAGE,MASK" and

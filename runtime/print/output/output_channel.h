@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The output channel: takes the lines of a list with their markers (meta_marker.h), counts lines
 // and pages, puts header and footer texts where they belong, and gives what is left to a device.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The runtime's defaults for printing: what the printer understands, from the file "DEFAULT.DAT" in
 // the print directory.
 //

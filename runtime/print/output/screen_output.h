@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Collects what a list prints when it goes to the screen: the printer's bytes in "DRUCK.TMP", and
 // the display lines in "VIDEO.TMP", which the viewer (viewer.h) shows when the list is closed.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Shows what a list has printed to the screen, after screen_output_end: pages and scrolls in both
 // directions, searches, and sends the printer's bytes to the printer after all.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The display lines of a list, read by their numbers, and a line as the screen shows it.
 #pragma once
 

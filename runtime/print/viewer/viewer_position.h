@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Which part of a list the viewer shows, and how the user's moves change it. Nothing here is shown.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Sends the printer's bytes of a list to the printer.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The three windows of the viewer: title, text and key line.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Looks for a text in the display lines, forward and piece by piece.
 #pragma once
 

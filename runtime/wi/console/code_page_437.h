@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Code page 437, the character set of the console's cells and key bytes: its 256 glyphs as Unicode
 // characters, and the bytes that show them on a terminal of another character set.
 #pragma once

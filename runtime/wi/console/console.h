@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The screen of 80 by 24 cells and the keyboard, as the terminal layer drives them in console mode.
 // VT100 mode uses only the keyboard, `take_keyboard` and `leave`.
 //

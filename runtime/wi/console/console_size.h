@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Changes a console of another size to 80 columns by 24 rows.
 #pragma once
 

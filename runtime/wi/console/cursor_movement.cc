@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/wi/console/cursor_movement.h"
 
 #include <charconv>

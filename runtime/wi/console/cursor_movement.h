@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Plans the shortest common way to move a terminal's cursor. Columns and rows count from 1.
 #pragma once
 

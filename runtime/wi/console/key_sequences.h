@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Converts the bytes that a terminal sends for its keys into the key bytes that key_read expects:
 // characters of code page 437, control characters, and two bytes for a key without a character, as
 // on the Windows console (see console.h). Reads nothing and has no clock: bytes in, bytes out.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The keys for which terminals have sequences, with the bytes that terminals send and the key bytes
 // for them. Only key_sequences.cc uses this header.
 #pragma once

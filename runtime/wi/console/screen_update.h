@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Makes the bytes that change the screen shown by a terminal into the wanted screen. Touches no
 // terminal itself.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A line of text that the user edits: applies a key to the line. Shows nothing.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The user interface hook's functions that show windows: the runtime's reports go to the screen
 // while the window system is active.
 //

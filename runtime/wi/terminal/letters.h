@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Letters that count as equal when a user types one to find a text.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The physical screen of 80 columns by 24 rows, and the keyboard: the lowest layer of the window
 // system. Process-wide; columns and rows count from 1.
 //

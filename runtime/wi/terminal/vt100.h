@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Makes the bytes by which a VT100 shows the output of the terminal layer. Collects them and writes
 // them to standard output on flush, or when there are many. Ignores write errors, because no screen
 // is left to report them on.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Composes the screen from the windows in the order of the stacking list, and writes a part of it
 // to the terminal. The caller has checked the window numbers.
 #pragma once

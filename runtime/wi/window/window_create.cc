@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Creates windows: plain ones and those for messages and headers.
 #include <algorithm>
 #include <array>

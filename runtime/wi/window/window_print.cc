@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Prints text and single cells into windows.
 #include <algorithm>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The range check of the window manager: finds the place of a write into a window.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/wi/window/window_table.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The state of the window manager: window table, stacking list, composed screen. Only the files of
 // the window manager use this header; programs use window.h.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The console on a POSIX terminal: the cells in the terminal's character set, sent as changes.
 //
 // The console takes the terminal at the first use of the screen or the keyboard, and gives it back

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Handles signals while the process holds the terminal. A signal that ends or stops the process
 // first gives the terminal back and is then raised again with its earlier action. A resized
 // terminal and a continued process are noted, and wake a reader that waits for keys.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The terminal on standard input and output of a POSIX system: the process holds it for full-screen
 // work or for its keys alone, and gives it back as it was found. Process-wide.
 #pragma once

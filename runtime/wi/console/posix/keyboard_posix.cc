@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/wi/console/posix/keyboard_posix.h"
 
 #include <poll.h>

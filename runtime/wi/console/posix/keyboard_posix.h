@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Reads the keyboard of a POSIX terminal as key bytes, from standard input, which the console has
 // put into raw mode. Process-wide.
 //
