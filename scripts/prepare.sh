@@ -6,7 +6,7 @@
 packages_for_commands='g++:g++ cmake:cmake ninja:ninja-build zstd:zstd'
 # perl is looked for as a package: perl-base, which every system has, brings the command without its modules.
 other_packages='perl libgdbm-dev libgdbm-compat-dev libgettextpo-dev libcli11-dev libcsv-dev libhpdf-dev libarchive-dev nettle-dev nlohmann-json3-dev'
-test_packages='libgtest-dev libvterm-dev make pkg-config dpkg-dev'
+test_packages='libgtest-dev libvterm-dev make pkg-config dpkg-dev file'
 
 missing_packages() {
   for pair in $packages_for_commands; do
