@@ -71,8 +71,8 @@ int spawn(const char* command, int input, int output, pid_t& process) {
   const SpawnSettings settings(input, output);
   const char* const arguments[] = {"sh", "-c", command, nullptr};
   // The call does not change its arguments; its type is older than const.
-  return posix_spawn(&process, "/bin/sh", &settings.actions, &settings.attributes,
-                     const_cast<char* const*>(arguments), environ);
+  return system_result(posix_spawn(&process, "/bin/sh", &settings.actions, &settings.attributes,
+                                   const_cast<char* const*>(arguments), environ));
 }
 
 // The two ends of a pipe. A failed start closes both.

@@ -281,11 +281,11 @@ int file_link(const char* from, const char* to) {
 }
 
 int file_remove(const char* path) {
-  return unlink(path) != 0 && errno != ENOENT ? errno : 0;
+  return unlink(path) != 0 && errno != ENOENT ? system_error() : 0;
 }
 
 int file_remove_directory(const char* path) {
-  return rmdir(path) != 0 && errno != ENOENT ? errno : 0;
+  return rmdir(path) != 0 && errno != ENOENT ? system_error() : 0;
 }
 
 int file_make_own_directory(const char* path) {
@@ -295,7 +295,7 @@ int file_make_own_directory(const char* path) {
 int file_remove_tree(const char* path) {
   std::error_code failed;
   std::filesystem::remove_all(path, failed);
-  return failed.value();
+  return system_result(failed.value());
 }
 
 int file_make_private_directory(std::string& path) {
@@ -308,7 +308,7 @@ int file_make_private_directory(std::string& path) {
 int file_make_directory(const char* path) {
   std::error_code failed;
   std::filesystem::create_directories(path, failed);
-  return failed.value();
+  return system_result(failed.value());
 }
 
 // ---- Temporary names

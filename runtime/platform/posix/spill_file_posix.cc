@@ -76,7 +76,8 @@ SpillFile::~SpillFile() {
 }
 
 int SpillFile::make(const char* beside) {
-  const int fault = file_fault_hook == nullptr ? 0 : file_fault_hook(FileCall::kOpen);
+  const int fault =
+      file_fault_hook == nullptr ? 0 : system_result(file_fault_hook(FileCall::kOpen));
   if (fault != 0) return fault;
   const int failed = make_beside(beside, descriptor_);
   if (failed != EACCES && failed != EPERM && failed != EROFS) return failed;
@@ -86,7 +87,8 @@ int SpillFile::make(const char* beside) {
 }
 
 int SpillFile::write(std::uint64_t offset, std::span<const std::byte> bytes) {
-  const int fault = file_fault_hook == nullptr ? 0 : file_fault_hook(FileCall::kReserve);
+  const int fault =
+      file_fault_hook == nullptr ? 0 : system_result(file_fault_hook(FileCall::kReserve));
   if (fault != 0) return fault;
   const NoSizeSignal guard;
   while (!bytes.empty()) {
