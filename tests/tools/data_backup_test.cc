@@ -417,6 +417,14 @@ TEST_F(DataBackupTest, ARestoreIsWholeOrNotAtAll) {
     EXPECT_TRUE(recover_restore("a", problems));
     EXPECT_EQ(contents(), before) << line;
   }
+  start_swap();  // what cannot be removed keeps its journal, and the next one is told of it
+  const std::string journal = "run\n" + top + "/a/RESTORE.journal\nat " + top + "/a\nold Z\nend\n";
+  write_file("a/RESTORE.journal", journal + "done\n");
+  std::filesystem::create_directory("a/Z.unrestored");
+  EXPECT_FALSE(recover_restore("a", problems));
+  std::filesystem::remove("a/Z.unrestored");
+  EXPECT_TRUE(file_exists("a/RESTORE.journal") && recover_restore("a", problems));
+  EXPECT_EQ(contents(), before);
   start_swap();
   problems.clear();
   restore_step_hook = come_first;

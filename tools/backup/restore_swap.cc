@@ -48,9 +48,14 @@ int put_back(const RestoreJournal& journal) {
   return first;
 }
 
-void forget(const RestoreJournal& journal) {
-  for (const std::string& path : journal.old_files)
-    static_cast<void>(file_remove(kept(path).c_str()));
+// 0, or the first error.
+int forget(const RestoreJournal& journal) {
+  int first = 0;
+  for (const std::string& path : journal.old_files) {
+    const int failed = file_remove(kept(path).c_str());
+    if (first == 0) first = failed;
+  }
+  return first;
 }
 
 int remove_journals(const std::vector<std::string>& journals) {
@@ -132,6 +137,7 @@ int RestoreSwap::bring_in() {
     if (failed != 0) return failed;
     if (one.staged.empty()) {
       failed = file_remove(one.path.c_str());
+      if (failed == 0) failed = file_sync_directory(one.path.c_str());
     } else if (one.had_old) {
       failed = file_replace(one.staged.c_str(), one.path.c_str());
     } else {
@@ -266,14 +272,14 @@ bool recover_restore(const std::string& directory, Problems& problems) {
   if (read_restore_journal(journal.counting, counting) && counting.run == journal.run) {
     const RestoreJournal whole = all_of(counting, journals);
     if (counting.done) {
-      forget(whole);
+      failed = forget(whole);
       std::ranges::reverse(journals);
     } else {
       if (!is_free(whole, problems)) return false;
       failed = put_back(whole);
     }
   } else {
-    forget(journal);
+    failed = forget(journal);
     journals.push_back(found);
   }
   if (failed == 0) failed = remove_journals(journals);
