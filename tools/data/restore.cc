@@ -212,13 +212,7 @@ bool Restore::take_classes(const std::set<int>& classes, Problems& problems) {
   if (!settings().multi_user) return true;
   for (const int path_class : classes) {
     if (path_lock_exclusive(path_class) == kDataDone) continue;
-    std::vector<LockHolder> holders;
-    std::string who;
-    if (lock_file_holders(path_class, holders) == 0) {
-      for (const LockHolder& holder : holders)
-        who += (who.empty() ? ": " : "; ") + describe_holder(holder);
-    }
-    return fail(problems, data_directory(path_class) + ": the directory is locked" + who);
+    return fail(problems, locked_class_text(path_class));
   }
   return true;
 }

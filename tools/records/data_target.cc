@@ -205,13 +205,8 @@ bool take_class(const DataTarget& target, Problems& problems) {
   const FileDefinition& definition = *target.definition;
   if (!settings().multi_user || !lies_in_its_class(target)) return true;
   if (path_lock_try_shared(definition.path_class) == kDataDone) return true;
-  std::vector<LockHolder> holders;
-  std::string who;
-  if (lock_file_holders(definition.path_class, holders) == 0) {
-    for (const LockHolder& holder : holders)
-      who += (who.empty() ? ": " : "; ") + describe_holder(holder);
-  }
-  return complain(problems, data_directory(definition.path_class), "the directory is locked" + who);
+  problems.push_back(locked_class_text(definition.path_class));
+  return false;
 }
 
 namespace {

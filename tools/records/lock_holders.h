@@ -13,4 +13,7 @@ namespace marigold {
 std::string describe_holder(const LockHolder& holder);
 OrderedJson holder_as_json(const LockHolder& holder);
 
+// Why the class could not be taken: its directory and its holders, as far as they are known.
+std::string locked_class_text(int path_class);
+
 }  // namespace marigold
