@@ -14,6 +14,7 @@
 #include "marigold/windows.h"
 #include "runtime/wi/terminal/terminal.h"
 #include "runtime/wi/window/compose.h"
+#include "runtime/wi/window/window_table.h"
 
 namespace marigold::bench {
 namespace {

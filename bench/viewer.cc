@@ -25,6 +25,7 @@
 #include "runtime/print/output/screen_output.h"
 #include "runtime/print/viewer/viewer.h"
 #include "runtime/wi/terminal/terminal.h"
+#include "runtime/wi/window/window_table.h"
 
 namespace marigold::bench {
 namespace {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The state of the window manager: window table, stacking list, composed screen. Only the files of
-// the window manager use this header; programs use window.h.
+// the window manager use this header; programs use marigold/windows.h.
 //
 // Rows and columns count from 0 here. Before the start all fields are zeros or defaults, so that
 // the tables need no room in the program's file. Cells of a window lie at their columns of the
