@@ -4,12 +4,10 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <string_view>
 
 #include "command/format.h"
 #include "command/message.h"
 #include "command/options.h"
-#include "marigold/core.h"
 #include "runtime/core/settings.h"
 #include "runtime/platform/system_error.h"
 #include "runtime/texte/texte.h"
@@ -69,47 +67,10 @@ int write_texts(const Options& options, Output& output) {
   }
 }
 
-constexpr std::string_view kHelp =
-    "Usage: scrivel [-n -t <textfile> ] textid [argument...]\n"
-    "Writes the text of this id, formatted with the arguments, in the user's language.\n"
-    "\n"
-    "  -n             no newline after the texts\n"
-    "  -v             report on standard error which keys are looked up\n"
-    "  -t <textfile>  accepted and ignored\n"
-    "  --             end of the options\n"
-    "  --help         this text, as the only word\n"
-    "  --version      the release, as the only word\n";
-
-// Answers a command line of nothing but --help or --version. Both are usage errors beside other
-// words, as every unknown option is.
-bool answer_about_itself(std::span<char* const> command_line, Output& output) {
-  if (command_line.size() != 2) return false;
-  const std::string_view word = command_line[1];
-  if (word == "--help") {
-    output.write(kHelp);
-    return true;
-  }
-  if (word != "--version") return false;
-  output.write("scrivel ");
-  output.write(library_version());
-  output.put('\n');
-  return true;
-}
-
-// Sends what is left of the output: returns the status, or 1 after a failed write.
-int finish(const char* program, int status, Output& output) {
-  output.flush();
-  if (output.failure() == 0) return status;
-  std::fprintf(stderr, "%s: standard output: %s\n", shown(program).c_str(),
-               std::strerror(system_number(output.failure())));
-  return kFailure;
-}
-
 }  // namespace
 
 int run_command(std::span<char* const> command_line, Output& output) {
   const char* program = command_line.front();
-  if (answer_about_itself(command_line, output)) return finish(program, kSuccess, output);
   const Options options = options_parse(command_line);
   if (options.errors != 0 || options.words.empty()) {
     std::fprintf(stderr, "Usage: %s [-n -t <textfile> ] textid [argument...]\n",
@@ -117,7 +78,12 @@ int run_command(std::span<char* const> command_line, Output& output) {
     return kFailure;
   }
   start_runtime();
-  return finish(program, write_texts(options, output), output);
+  const int status = write_texts(options, output);
+  output.flush();
+  if (output.failure() == 0) return status;
+  std::fprintf(stderr, "%s: standard output: %s\n", shown(program).c_str(),
+               std::strerror(system_number(output.failure())));
+  return kFailure;
 }
 
 }  // namespace marigold

@@ -1,2 +1,2 @@
 # Completion of scrivel for bash. Text ids are the user's.
-complete -o default -W '-n -v -t -- --help --version' scrivel
+complete -o default -W '-n -v -t --' scrivel

@@ -1,2 +1,2 @@
 # Completion of scrivel for fish. Text ids are the user's.
-complete -c scrivel -f -a '-n -v -t -- --help --version'
+complete -c scrivel -f -a '-n -v -t --'

@@ -68,7 +68,8 @@ TEST_F(ScrivelTest, OptionsAreTakenAsTheClassicParserDoes) {
       {"-x:n KEY", "", unknown + "x\n" + unknown + ":\n" + usage, 1},
       {"---n KEY", "", unknown + "-\n" + unknown + "-\n" + usage, 1},
       {"-nt", "", "./scrivel: argument missing for -t\n" + usage, 1},
-      {"--version", "scrivel " PROJECT_VERSION "\n"},
+      // Of a long option each letter is one.
+      {"--nov", "", unknown + "-\n" + unknown + "o\n" + usage, 1},
   });
 }
 // clang-format on
