@@ -13,7 +13,7 @@
 
 #include "fuzz/fuzz_input.h"
 #include "runtime/core/user_interface.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/texte/language.h"
 
 namespace marigold::fuzz {

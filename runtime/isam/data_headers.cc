@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "runtime/isam/checks.h"
+#include "runtime/isam/checksums.h"
 
 namespace marigold::isam {
 

@@ -11,7 +11,7 @@
 #include <random>
 
 #include "runtime/isam/change.h"
-#include "runtime/isam/checks.h"
+#include "runtime/isam/checksums.h"
 #include "runtime/isam/hit.h"
 #include "runtime/isam/pairing.h"
 #include "runtime/isam/reason.h"
@@ -19,7 +19,7 @@
 #include "runtime/isam/slots.h"
 #include "runtime/isam/space.h"
 #include "runtime/isam/use_locks.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 
 namespace marigold::isam {

@@ -12,7 +12,7 @@
 #include "runtime/isam/rebuild.h"
 #include "runtime/isam/slots.h"
 #include "runtime/isam/space.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/stop_signals.h"
 

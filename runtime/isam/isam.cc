@@ -25,7 +25,7 @@
 #include "runtime/isam/repair.h"
 #include "runtime/isam/snapshot.h"
 #include "runtime/isam/space.h"
-#include "runtime/isam/walk.h"
+#include "runtime/isam/verify.h"
 #include "runtime/isam/write.h"
 
 namespace marigold {

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "runtime/isam/checks.h"
+#include "runtime/isam/checksums.h"
 #include "runtime/isam/file.h"
 
 namespace marigold::isam {

@@ -5,7 +5,7 @@
 #include <random>
 
 #include "runtime/isam/change_step.h"
-#include "runtime/isam/checks.h"
+#include "runtime/isam/checksums.h"
 #include "runtime/isam/hit.h"
 
 namespace marigold::isam {

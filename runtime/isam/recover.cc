@@ -17,8 +17,8 @@
 #include <optional>
 
 #include "runtime/isam/change.h"
-#include "runtime/isam/checks.h"
 #include "runtime/isam/checksum.h"
+#include "runtime/isam/checksums.h"
 #include "runtime/isam/data_headers.h"
 #include "runtime/isam/fresh_pair.h"
 #include "runtime/isam/repair.h"

@@ -7,12 +7,12 @@
 #include <utility>
 
 #include "runtime/isam/change_step.h"
-#include "runtime/isam/checks.h"
+#include "runtime/isam/checksums.h"
 #include "runtime/isam/pairing.h"
 #include "runtime/isam/rebuild.h"
 #include "runtime/isam/slots.h"
 #include "runtime/isam/space.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/record_file.h"
 

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "runtime/isam/change_step.h"
-#include "runtime/isam/checks.h"
+#include "runtime/isam/checksums.h"
 #include "runtime/isam/space.h"
 
 namespace marigold::isam {

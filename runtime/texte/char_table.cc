@@ -12,7 +12,7 @@
 #include "runtime/core/system_errors.h"
 #include "runtime/core/terminal_text.h"
 #include "runtime/core/user_interface.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/texte/language.h"
 
 namespace marigold {

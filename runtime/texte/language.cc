@@ -3,7 +3,7 @@
 
 #include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 
 namespace marigold {
 namespace {

@@ -16,7 +16,7 @@
 #include <sstream>
 #include <string_view>
 
-#include "runtime/isam/checks.h"
+#include "runtime/isam/checksums.h"
 #include "runtime/isam/fatal.h"
 #include "runtime/isam/file.h"
 #include "runtime/isam/key.h"

@@ -11,7 +11,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "runtime/isam/checks.h"
+#include "runtime/isam/checksums.h"
 #include "runtime/isam/file.h"
 #include "runtime/isam/layout.h"
 #include "runtime/platform/mapped_file.h"

@@ -9,9 +9,9 @@
 #include <cerrno>
 #include <csignal>
 
-#include "runtime/platform/file.h"
 #include "runtime/platform/mapped_file.h"
 #include "runtime/platform/missing_page.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/record_file.h"
 #include "tests/support/support.h"

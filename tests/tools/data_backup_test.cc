@@ -12,7 +12,7 @@
 #include <set>
 
 #include "runtime/isam/isam.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "tests/tools/data_support.h"
 #include "tools/backup/restore_swap.h"
 

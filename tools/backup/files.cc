@@ -6,7 +6,7 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/isam/isam.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "tools/backup/manifest.h"
 
 namespace marigold {

@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/process.h"
 #include "runtime/platform/record_file.h"

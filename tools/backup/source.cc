@@ -10,7 +10,7 @@
 #include <map>
 #include <system_error>
 
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "tools/common/checksum.h"
 #include "tools/common/new_files.h"
 

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "tools/common/checksum.h"
 #include "tools/common/new_files.h"

@@ -5,7 +5,7 @@
 
 #include "runtime/data/access/backup_record.h"
 #include "runtime/data/access/version.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "tools/backup/archive.h"
 #include "tools/backup/tree.h"
 #include "tools/common/new_files.h"

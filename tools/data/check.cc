@@ -9,7 +9,7 @@
 
 #include "runtime/data/access/isam_access.h"
 #include "runtime/data/conversion/file_swap.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "tools/backup/restore_swap.h"
 #include "tools/common/json_text.h"
 #include "tools/common/new_files.h"

@@ -9,7 +9,7 @@
 #include "runtime/data/access/version.h"
 #include "runtime/data/conversion/conversion.h"
 #include "runtime/data/definition/definition_set.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/stream.h"
 #include "runtime/texte/syserr.h"
 #include "runtime/texte/sysmsg.h"

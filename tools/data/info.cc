@@ -9,7 +9,7 @@
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/isam_access.h"
 #include "runtime/data/access/version.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "tools/common/json_text.h"
 #include "tools/common/new_files.h"
 #include "tools/data/commands.h"

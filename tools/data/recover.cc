@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "runtime/data/access/isam_access.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/stop_signals.h"
 #include "tools/common/progress.h"
 #include "tools/data/commands.h"

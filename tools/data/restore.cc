@@ -10,7 +10,7 @@
 #include "runtime/data/access/lock_file.h"
 #include "runtime/data/access/version.h"
 #include "runtime/data/conversion/file_swap.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/process.h"
 #include "runtime/platform/stop_signals.h"
 #include "tools/backup/restore_swap.h"

@@ -6,7 +6,7 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/data/definition/definition_set.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "tools/common/new_files.h"
 #include "tools/records/data_target.h"
 

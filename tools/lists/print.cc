@@ -9,7 +9,7 @@
 #include "marigold/output.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/stream.h"
 #include "runtime/print/files/list_files.h"
 #include "runtime/print/output/print_defaults.h"

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/print/files/list_install.h"
 #include "tools/common/code_set.h"
 #include "tools/common/json_text.h"

@@ -14,7 +14,7 @@
 #include "runtime/data/access/restore_journal.h"
 #include "runtime/data/access/version.h"
 #include "runtime/isam/isam.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/process.h"
 #include "runtime/platform/system_error.h"
 #include "tools/common/new_files.h"

@@ -7,7 +7,7 @@
 #include "runtime/data/access/backup_record.h"
 #include "runtime/data/access/isam_access.h"
 #include "runtime/data/conversion/file_swap.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/stop_signals.h"
 #include "tools/common/checksum.h"

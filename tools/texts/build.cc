@@ -4,7 +4,7 @@
 #include <map>
 #include <system_error>
 
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/stream.h"
 #include "tools/common/code_set.h"
 #include "tools/texts/commands.h"

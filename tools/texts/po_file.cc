@@ -13,7 +13,7 @@
 #include <optional>
 #include <type_traits>
 
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/scratch_file.h"
 #include "tools/common/new_files.h"
 #include "tools/texts/po_charset.h"

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "runtime/data/access/data_path.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 
 namespace marigold {

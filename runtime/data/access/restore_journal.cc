@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string_view>
 
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 
 namespace marigold {
 namespace {

@@ -11,7 +11,7 @@
 #include "runtime/core/user_interface.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/definition/version_table.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 
 namespace marigold {

@@ -8,7 +8,7 @@
 #include "runtime/data/access/isam_access.h"
 #include "runtime/data/access/random_file.h"
 #include "runtime/data/conversion/conversion_step.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/system_error.h"
 
 namespace marigold {

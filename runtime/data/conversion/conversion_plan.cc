@@ -10,7 +10,7 @@
 #include "runtime/data/access/version.h"
 #include "runtime/data/conversion/file_swap.h"
 #include "runtime/data/definition/definition_set.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/system_error.h"
 #include "runtime/texte/syserr.h"
 

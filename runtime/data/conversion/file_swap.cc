@@ -6,7 +6,7 @@
 
 #include "runtime/data/access/version.h"
 #include "runtime/data/conversion/conversion_step.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 
 namespace marigold {

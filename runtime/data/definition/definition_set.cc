@@ -6,7 +6,7 @@
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/data/definition/definition_scanner.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 
 namespace marigold {
 namespace {

@@ -7,7 +7,7 @@
 #include <limits>
 
 #include "runtime/core/settings.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 
 namespace marigold {
 namespace {

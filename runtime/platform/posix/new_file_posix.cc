@@ -14,7 +14,7 @@
 #include <ctime>
 #include <filesystem>
 
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/posix/byte_locks_posix.h"
 #include "runtime/platform/posix/regular_file_posix.h"
 #include "runtime/platform/posix/size_limit_posix.h"

@@ -4,7 +4,7 @@
 #include <array>
 #include <cstring>
 
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/system_error.h"
 
 namespace marigold {

@@ -6,7 +6,7 @@
 
 #include "runtime/data/access/version.h"
 #include "runtime/platform/clock.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/stop_signals.h"
 #include "runtime/platform/system_error.h"

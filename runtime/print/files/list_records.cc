@@ -10,7 +10,7 @@
 #include "runtime/data/access/field_access.h"
 #include "runtime/data/access/lock_decision.h"
 #include "runtime/isam/isam.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 
 namespace marigold {
 namespace {

@@ -10,7 +10,7 @@
 #include "runtime/data/access/field_access.h"
 #include "runtime/data/access/isam_access.h"
 #include "runtime/isam/isam.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/system_error.h"
 #include "runtime/print/files/block_code.h"

@@ -11,7 +11,7 @@
 #include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/clock.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/system_error.h"
 
 namespace marigold {

@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "runtime/core/user_interface.h"
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/passing_files.h"
 #include "runtime/platform/record_file.h"

@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/system_error.h"
 
 namespace marigold {

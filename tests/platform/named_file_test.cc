@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "runtime/platform/file.h"
+#include "runtime/platform/named_file.h"
 
 #include "runtime/platform/new_file.h"
 

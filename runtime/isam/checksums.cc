@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "runtime/isam/checks.h"
+#include "runtime/isam/checksums.h"
 
 #include <algorithm>
 #include <cstring>

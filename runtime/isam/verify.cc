@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "runtime/isam/walk.h"
+#include "runtime/isam/verify.h"
 
 #include <algorithm>
 #include <cstring>
