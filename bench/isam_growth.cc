@@ -40,7 +40,7 @@
 namespace marigold::bench {
 
 // A function of its own, known by its name to profilers.
-[[gnu::noinline]] void timed_part(const std::function<void()>& body) {
+[[gnu::noinline]] static void timed_part(const std::function<void()>& body) {
   body();
 }
 

@@ -35,6 +35,7 @@ long counted_bytes;
 // calls it was.
 extern "C" {
 ssize_t __real_write(int descriptor, const void* bytes, std::size_t count);   // NOLINT
+ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t count);   // NOLINT
 ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t count) {  // NOLINT
   const ssize_t written = __real_write(descriptor, bytes, count);
   if (descriptor == STDOUT_FILENO && written > 0) {

@@ -10,7 +10,7 @@ namespace marigold::test {
 using Node = DictionaryTree::Node;
 
 // The height of a subtree whose balances and order are as promised; -1000 spoils the sum.
-int checked_height(const Node* node, std::string_view above, std::string_view below) {
+static int checked_height(const Node* node, std::string_view above, std::string_view below) {
   if (node == nullptr) return 0;
   const std::string_view name = node->name.view();
   const int left = checked_height(node->children[DictionaryTree::kLeft].get(), above, name);

@@ -22,8 +22,8 @@
 namespace marigold::test {
 
 // A field, a type and a preset a line.
-std::string define(const std::string& name, int version, const std::string& type,
-                   const std::string& fields, const std::string& keys) {
+static std::string define(const std::string& name, int version, const std::string& type,
+                          const std::string& fields, const std::string& keys) {
   return "BEGINFILE NAME " + name + " VERSION " + std::to_string(version) + " PATH 5 LEN 90 TYPE " +
          type + " BEGINFIELD\n" + fields + "ENDFIELD " + keys + " ENDFILE\n";
 }
@@ -223,13 +223,13 @@ struct ConversionTest : DataTest {
 
 int countdown = 0;
 
-bool is_killed_at(int step) {
+static bool is_killed_at(int step) {
   const pid_t child = fork();
   if (child == 0) {
     countdown = step;
     // Between two records nothing of interest happens that does not happen before closing.
-    conversion_step_hook = [](const char* step) {
-      return step != "write"s && --countdown == 0 ? raise(SIGKILL) : 0;
+    conversion_step_hook = [](const char* at) {
+      return at != "write"s && --countdown == 0 ? raise(SIGKILL) : 0;
     };
     _exit(ConversionTest::run());
   }

@@ -12,14 +12,14 @@ namespace marigold::test {
 
 using enum CriticalPathState;
 
-std::vector<CriticalPathState> states() {
+static std::vector<CriticalPathState> states() {
   std::vector<CriticalPathState> all;
   for (int number = 1; number <= kCriticalPaths; ++number)
     all.push_back(critical_path_state(number));
   return all;
 }
 
-bool can_be_taken_elsewhere(int path_class) {
+static bool can_be_taken_elsewhere(int path_class) {
   return elsewhere([path_class] { return path_lock_exclusive(path_class) == kDataDone; });
 }
 

@@ -15,19 +15,19 @@ const std::string kIsam = kHead + "TYPE ISAM " + kFields + kKeys + "ENDFILE ";
 const std::string kEnd = "END.\n";
 
 // A set of one keyed file with these fields, the first of which is F, and entries of keys.
-std::string with_fields(const std::string& fields, const std::string& keys = kKeys) {
+static std::string with_fields(const std::string& fields, const std::string& keys = kKeys) {
   return kHead + "TYPE ISAM BEGINFIE " + fields + " ENDFIELD " + keys + "ENDFILE END.";
 }
 
-std::string with_keys(const std::string& entries) {
+static std::string with_keys(const std::string& entries) {
   return kHead + "TYPE ISAM " + kFields + "BEGINKEY " + entries + " ENDKEY ENDFILE END.";
 }
 
-std::string random_with(const std::string& fields) {
+static std::string random_with(const std::string& fields) {
   return kHead + "TYPE RANDOM BEGINFIE " + fields + " ENDFIELD ENDFILE END.";
 }
 
-DefinitionScan scan(const std::string& text, AfterScanError after = AfterScanError::kStop) {
+static DefinitionScan scan(const std::string& text, AfterScanError after = AfterScanError::kStop) {
   return scan_definitions(text, after);
 }
 

@@ -488,7 +488,7 @@ TEST(LargeFileTest, TheLongestRecordsAreFoundAgain) {
 }  // namespace
 
 // Serves the operators below, which are outside of the namespace.
-bool memory_fails() {
+static bool memory_fails() {
   return is_due(std::nullopt);
 }
 

@@ -10,18 +10,18 @@ namespace marigold::test {
 using Code = BlockCode;
 using Kind = BlockValue::Kind;
 
-BlockValue whole(std::int32_t value) {
+static BlockValue whole(std::int32_t value) {
   return {.integer = value};
 }
 
-Instruction instruction(Code code, const std::array<BlockValue, 4>& values = {}) {
+static Instruction instruction(Code code, const std::array<BlockValue, 4>& values = {}) {
   Instruction result;
   result.code = code;
   result.values = values;
   return result;
 }
 
-Instruction field(Code code) {
+static Instruction field(Code code) {
   Instruction result = instruction(code);
   result.text = "BETRAG";
   result.generation = -2;
@@ -32,19 +32,19 @@ Instruction field(Code code) {
   return result;
 }
 
-Instruction masked(Code code, std::string_view mask) {
+static Instruction masked(Code code, std::string_view mask) {
   Instruction result = instruction(code);
   result.mask = mask;
   return result;
 }
 
-Instruction text(std::string_view words) {
+static Instruction text(std::string_view words) {
   Instruction result = instruction(Code::kText);
   result.text = words;
   return result;
 }
 
-Instruction jump(std::uint32_t target, bool negated = false) {
+static Instruction jump(std::uint32_t target, bool negated = false) {
   Instruction result = instruction(Code::kJump);
   result.text = "N";
   result.generation = 7;
@@ -54,7 +54,7 @@ Instruction jump(std::uint32_t target, bool negated = false) {
 }
 
 // Every instruction, each kind of value, jumps to an instruction and to the end.
-BlockInstructions every_instruction() {
+static BlockInstructions every_instruction() {
   const BlockValue number = {.kind = Kind::kNumber, .number = -2.5};
   const BlockValue variable = {.kind = Kind::kVariable, .variable = "SPALTE", .generation = 3};
   BlockInstructions block = {

@@ -18,7 +18,7 @@ namespace marigold::test {
 
 int countdown = 0;
 
-StoredBlock block(const std::string& name, const std::string& words) {
+static StoredBlock block(const std::string& name, const std::string& words) {
   StoredBlock result{.name = name, .same = 'J', .repeat = 3, .footer_lines = 2, .length = 9};
   Instruction text;
   text.code = BlockCode::kText;
@@ -116,7 +116,7 @@ TEST_F(ListInstallTest, BothKindsOfFilesStandSideBySide) {
 
 // Installs the new lists in a process that is killed before its n-th step. False when there were
 // fewer.
-bool killed_at(int step) {
+static bool killed_at(int step) {
   const pid_t child = fork();
   if (child == 0) {
     countdown = step;

@@ -8,7 +8,7 @@ namespace marigold::test {
 
 using List = std::vector<std::string>;
 
-List elements(std::string_view path_template, std::string_view identifier) {
+static List elements(std::string_view path_template, std::string_view identifier) {
   List expanded;
   RuntimeString element;
   for (std::size_t position = 0; position < path_template.size();) {

@@ -7,7 +7,7 @@
 
 namespace marigold::test {
 
-std::ptrdiff_t changed_entries() {
+static std::ptrdiff_t changed_entries() {
   return std::ranges::count_if(sysmsg_entries(), [](const CatalogueEntry& entry) {
     return entry.text != nullptr ? entry.text->view() != entry.built_in
                                  : std::string(1, *entry.character) != entry.built_in;

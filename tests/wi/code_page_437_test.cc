@@ -5,7 +5,7 @@
 
 namespace marigold::test {
 
-std::string shown(const TerminalGlyphs& glyphs, const std::string& bytes) {
+static std::string shown(const TerminalGlyphs& glyphs, const std::string& bytes) {
   std::string all;
   for (const unsigned char byte : bytes)
     all.append(glyphs[byte].bytes.data(), glyphs[byte].size);
