@@ -2,7 +2,7 @@
 # target. Programs, manuals and documents are installed where they are built. Components are the Debian packages.
 
 set(MARIGOLD_ROOMS platform core texte isam data_definition data_access data_conversion wi_console
-  wi_terminal wi_window wi_dialog print_files print_output print_viewer print_engine application)
+  wi_terminal wi_window wi_dialog print_files print_output print_sinks print_viewer print_engine application)
 set(room_objects)
 foreach(room IN LISTS MARIGOLD_ROOMS)
   list(APPEND room_objects $<TARGET_OBJECTS:marigold_${room}>)
@@ -26,9 +26,23 @@ if(NOT MARIGOLD_SANITIZE)
   target_link_options(marigold_shared PRIVATE -Wl,--no-undefined)
 endif()
 
+# PDF is a library beside them, for the sake of what it needs itself.
+add_library(marigold_pdf_static STATIC $<TARGET_OBJECTS:marigold_print_pdf>)
+add_library(marigold_pdf_shared SHARED $<TARGET_OBJECTS:marigold_print_pdf>)
+foreach(form IN ITEMS static shared)
+  set_target_properties(marigold_pdf_${form} PROPERTIES
+    OUTPUT_NAME marigold-pdf LINKER_LANGUAGE CXX EXPORT_NAME pdf_${form})
+endforeach()
+set_target_properties(marigold_pdf_shared PROPERTIES VERSION 1.${PROJECT_VERSION_MINOR} SOVERSION 1)
+target_link_libraries(marigold_pdf_shared PRIVATE marigold_shared ${HPDF_LIBRARY})
+
 set(package_directory ${CMAKE_INSTALL_LIBDIR}/cmake/marigold)
 install(TARGETS marigold_static marigold_shared EXPORT marigold-targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libmarigold1 NAMELINK_COMPONENT libmarigold-dev
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libmarigold-dev
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS marigold_pdf_static marigold_pdf_shared EXPORT marigold-targets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libmarigold-pdf1 NAMELINK_COMPONENT libmarigold-dev
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libmarigold-dev
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT marigold-targets NAMESPACE marigold::
@@ -43,11 +57,15 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/marigold-config.cmake
     ${CMAKE_CURRENT_BINARY_DIR}/marigold-config-version.cmake
   DESTINATION ${package_directory} COMPONENT libmarigold-dev)
 
-# marigold_pkg_config(COMPONENT DESCRIPTION REQUIRES PRIVATE_LIBRARIES)
+# marigold_pkg_config(COMPONENT DESCRIPTION REQUIRES PRIVATE_LIBRARIES [LIBRARY])
 cmake_path(SET pkg_config_directory ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH up /${pkg_config_directory} /)
 string(REGEX REPLACE "/$" "" up "${up}")
 function(marigold_pkg_config component description requires private)
+  set(library)
+  if(ARGC GREATER 4)
+    set(library "-l${ARGV4} ")
+  endif()
   set(file ${CMAKE_CURRENT_BINARY_DIR}/marigold-${component}.pc)
   file(CONFIGURE OUTPUT ${file} @ONLY CONTENT [[prefix=${pcfiledir}/@up@
 includedir=${prefix}/@CMAKE_INSTALL_INCLUDEDIR@
@@ -58,7 +76,7 @@ Description: @description@
 Version: @PROJECT_VERSION@
 Requires: @requires@
 Cflags: -I${includedir}
-Libs: -L${libdir} -lmarigold
+Libs: -L${libdir} @library@-lmarigold
 Libs.private: @private@
 ]])
   install(FILES ${file} DESTINATION ${pkg_config_directory} COMPONENT libmarigold-dev)
@@ -69,6 +87,7 @@ marigold_pkg_config(texts "Marigold runtime: text databases and system errors" "
 marigold_pkg_config(data "Marigold runtime: data files by their definitions" "marigold-texts marigold-isam" "")
 marigold_pkg_config(windows "Marigold runtime: windows, keys and fields" "marigold-texts" "")
 marigold_pkg_config(lists "Marigold runtime: printed lists" "marigold-data marigold-windows" "")
+marigold_pkg_config(pdf "Marigold runtime: lists as PDF files" "marigold-lists" "-lhpdf" marigold-pdf)
 marigold_pkg_config(application "Marigold runtime: applications with windows" "marigold-data marigold-windows" "")
 
 foreach(program IN ITEMS scrivel marigold)

@@ -6,7 +6,7 @@ set(CPACK_PACKAGE_CONTACT "Marigold maintainers <maintainers@marigold.example>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_COMPONENTS_ALL marigold libmarigold1 libmarigold-dev)
+set(CPACK_COMPONENTS_ALL marigold libmarigold1 libmarigold-pdf1 libmarigold-dev)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -29,10 +29,16 @@ set(CPACK_DEBIAN_LIBMARIGOLD1_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packag
 set(CPACK_DEBIAN_LIBMARIGOLD1_DESCRIPTION "Text databases, keyed data files shared by many processes, text windows on any
 terminal, and printed lists.")
 
+set(CPACK_DEBIAN_LIBMARIGOLD-PDF1_PACKAGE_NAME libmarigold-pdf1)
+set(CPACK_DEBIAN_LIBMARIGOLD-PDF1_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBMARIGOLD-PDF1_PACKAGE_DEPENDS "libmarigold1 (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_LIBMARIGOLD-PDF1_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/triggers)
+set(CPACK_DEBIAN_LIBMARIGOLD-PDF1_DESCRIPTION "Lists of the Marigold runtime as PDF files.")
+
 set(CPACK_DEBIAN_LIBMARIGOLD-DEV_PACKAGE_NAME libmarigold-dev)
 set(CPACK_DEBIAN_LIBMARIGOLD-DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_LIBMARIGOLD-DEV_PACKAGE_DEPENDS
-  "libmarigold1 (= ${PROJECT_VERSION}), libgdbm-dev, libgdbm-compat-dev")
+  "libmarigold1 (= ${PROJECT_VERSION}), libmarigold-pdf1 (= ${PROJECT_VERSION}), libgdbm-dev, libgdbm-compat-dev, libhpdf-dev")
 set(CPACK_DEBIAN_LIBMARIGOLD-DEV_DESCRIPTION "Headers, static library, CMake package and pkg-config files for programs that
 use the runtime.")
 

@@ -1,6 +1,6 @@
 # Gives each package what Debian wants in it and no other installation needs: copyright, compressed changes and manuals, and
 # what lintian is to accept, with the reasons.
-foreach(package IN ITEMS marigold libmarigold1 libmarigold-dev)
+foreach(package IN ITEMS marigold libmarigold1 libmarigold-pdf1 libmarigold-dev)
   set(top ${CPACK_TEMPORARY_DIRECTORY}/${package}/usr/share)
   set(documents ${top}/doc/${package})
   file(MAKE_DIRECTORY ${documents})

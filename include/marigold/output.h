@@ -52,6 +52,29 @@ struct OutputDevice {
 // when there was no pipe to write to, or its command has stopped reading.
 extern const OutputDevice kPrinterDevice;
 
+// ---- The print file: what a list is printed into instead of the printer or the screen
+// (list_to_device). There is one at a time. It is put in place when it is whole, so that no program
+// sees half of it, and not at all after a failure.
+
+// Opens the print file for text in UTF-8: lines as they look on paper, without blanks at their
+// ends, and a form feed after each page in the place of its last empty lines. An empty path is
+// standard output. Returns null with the reason.
+const OutputDevice* text_sink_open(const std::string& path, std::string& reason);
+
+// The same file for a device of the program's own. False with the reason.
+bool print_file_open(const std::string& path, std::string& reason);
+// Appends bytes. After a failure, or after print_file_fail, nothing more is written.
+void print_file_write(std::string_view bytes);
+// Notes why the file will not be whole. The first reason counts.
+void print_file_fail(std::string_view reason);
+// Puts the file in place unless something failed. Returns 0, or 1 with print_file_problem. A device
+// calls it in its close.
+int print_file_close();
+
+// Why the print file that was opened last is not whole; "" if it is. Valid after its close, until
+// the next one is opened.
+const std::string& print_file_problem();
+
 // ---- The output channel: takes lines with their markers, counts lines and pages, puts header and
 // footer texts where they belong, and gives what is left to a device.
 //

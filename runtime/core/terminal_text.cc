@@ -94,6 +94,11 @@ std::string visible_text(std::string_view text, TerminalCharset charset, LineEnd
   return shown;
 }
 
+int write_visible(std::string_view bytes) {
+  if (!stream_is_terminal(Stream::kOutput)) return stream_write(Stream::kOutput, bytes);
+  return stream_write(Stream::kOutput, visible_text(bytes, terminal_charset(), LineEnds::kKept));
+}
+
 std::string error_text(std::string_view text, LineEnds line_ends) {
   if (!stream_is_terminal(Stream::kError)) return std::string(text);
   return visible_text(text, terminal_charset(), line_ends);

@@ -28,6 +28,10 @@ enum class LineEnds { kKept, kShown };
 // no character of the set stay unchanged, unless they are 128 to 159.
 std::string visible_text(std::string_view text, TerminalCharset charset, LineEnds line_ends);
 
+// Writes to standard output, to a terminal as visible_text with line ends kept. Returns 0 or the
+// system's error number.
+int write_visible(std::string_view bytes);
+
 // Returns the text for standard error: visible_text on a terminal, elsewhere the text unchanged.
 std::string error_text(std::string_view text, LineEnds line_ends);
 

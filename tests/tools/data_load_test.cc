@@ -367,7 +367,7 @@ TEST_F(DataLoadTest, AFullDiskChangesNothing) {
   EXPECT_EQ(limited("100", "load SLOTS slots.csv --replace"), "./data/2/SLOTS" + too_large);
   EXPECT_EQ(everything_of("SLOTS"), "SNR,T\n50000,x\n");
   const std::string full = ": No space left on device\n";
-  expect({{"dump BOX >/dev/full", "", "marigold: standard output" + full, 2},
+  expect({{"dump BOX >/dev/full", "", "standard output" + full, 2},
           {"dump BOX -o /dev/full", "", "/dev/full" + full, 2}});
   EXPECT_EQ(limited("0", "dump BOX -o out.csv"), "out.csv" + too_large);
   EXPECT_EQ(run_shell("ls -A . data/1 data/2 | grep '[.][0-9a-f]\\{16\\}'").out, "");

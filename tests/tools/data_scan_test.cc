@@ -48,7 +48,7 @@ TEST(DataScanTest, FindsReportsAndExits) {
         "definitions/FILEMISSING.DES: No such file or directory\ndefinitions/: Is a directory\n",
         2},
        {"", "", "marigold: SET is required\nRun with --help for the usage.\n", 2},
-       {"GOOD >/dev/full", "", "marigold: standard output: No space left on device\n", 2}});
+       {"GOOD >/dev/full", "", "standard output: No space left on device\n", 2}});
   const Finished json = run_shell("./marigold data scan --json BAD | head -1");
   EXPECT_EQ(json.out,
             "{\"file\":\"definitions/FILEBAD.DES\",\"line\":1,\"message\":\"scan: syntax error: "

@@ -66,8 +66,7 @@ TEST_F(ListsToolTest, ErrorsChangeNothing) {
           {"show print NONE", "", "print/LISTEN: has no list NONE\n", 2},
           {"show --own print", "", "print/ILISTEN: No such file or directory\n", 2},
           {"check one.list bad.list", messages + "one.list: 1 list, 1 block\n", "", 1},
-          {"check two.list >/dev/full", "", "marigold: standard output: No space left on device\n",
-           2}});
+          {"check two.list >/dev/full", "", "standard output: No space left on device\n", 2}});
   EXPECT_NE(run_shell("./marigold lists --help").out.find("compile"), std::string::npos);
 }
 

@@ -159,7 +159,7 @@ TEST_F(TextsTest, AFullDiskLeavesTheOldDatabaseAndNothingElse) {
     EXPECT_EQ(read_file("db/textdb.pag"), before) << blocks;
   }
   const std::string dump = "dump db/textdb ";
-  expect({{dump + ">/dev/full", "", "marigold: standard output: No space left on device\n", 2},
+  expect({{dump + ">/dev/full", "", "standard output: No space left on device\n", 2},
           {dump + "-o /dev/full", "", "/dev/full: No space left on device\n", 2}});
   EXPECT_EQ(run_shell("./marigold --help >/dev/full").status, 2);
 }

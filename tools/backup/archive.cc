@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <memory>
 
+#include "runtime/core/new_files.h"
 #include "tools/common/checksum.h"
-#include "tools/common/new_files.h"
 #include "tools/common/progress.h"
 
 namespace marigold {

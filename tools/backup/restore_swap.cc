@@ -5,11 +5,11 @@
 #include <cerrno>
 #include <filesystem>
 
+#include "runtime/core/new_files.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/process.h"
 #include "runtime/platform/record_file.h"
-#include "tools/common/new_files.h"
 
 namespace marigold {
 

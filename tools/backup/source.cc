@@ -10,9 +10,9 @@
 #include <map>
 #include <system_error>
 
+#include "runtime/core/new_files.h"
 #include "runtime/platform/named_file.h"
 #include "tools/common/checksum.h"
-#include "tools/common/new_files.h"
 
 namespace marigold {
 namespace {

@@ -5,10 +5,10 @@
 #include <filesystem>
 #include <system_error>
 
+#include "runtime/core/new_files.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "tools/common/checksum.h"
-#include "tools/common/new_files.h"
 
 namespace marigold {
 namespace {

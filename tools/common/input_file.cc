@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "tools/common/new_files.h"
+#include "runtime/core/new_files.h"
 
 namespace marigold {
 

@@ -48,15 +48,10 @@ std::string counted(std::size_t number, std::string_view noun) {
   return std::to_string(number) + " " + std::string(noun) + (number == 1 ? "" : "s");
 }
 
-int write_visible(std::string_view bytes) {
-  if (!stream_is_terminal(Stream::kOutput)) return stream_write(Stream::kOutput, bytes);
-  return stream_write(Stream::kOutput, visible_text(bytes, terminal_charset(), LineEnds::kKept));
-}
-
 int write_output(std::string_view bytes, int status) {
   const int error = write_visible(bytes);
   if (error == 0) return status;
-  report("marigold: standard output: " + system_error_text(error));
+  report("standard output: " + system_error_text(error));
   return kExitUnusable;
 }
 

@@ -38,12 +38,8 @@ std::string at_line(std::string_view file, int line);
 // "1 text", "2 texts".
 std::string counted(std::size_t number, std::string_view noun);
 
-// Writes to standard output, on a terminal with control characters made visible, but for line ends
-// and tabs. 0, or the system's error number.
-int write_visible(std::string_view bytes);
-
-// Writes what was asked for in this way, and returns the status given; or says that it cannot, and
-// returns that for unusable.
+// Writes the answer to standard output (write_visible) and returns the given status. If it cannot
+// be written, reports that and returns kExitUnusable.
 int write_output(std::string_view bytes, int status);
 
 }  // namespace marigold

@@ -3,12 +3,12 @@
 #include <cerrno>
 #include <filesystem>
 
+#include "runtime/core/new_files.h"
 #include "runtime/data/access/backup_record.h"
 #include "runtime/data/access/version.h"
 #include "runtime/platform/named_file.h"
 #include "tools/backup/archive.h"
 #include "tools/backup/tree.h"
-#include "tools/common/new_files.h"
 #include "tools/common/progress.h"
 #include "tools/data/commands.h"
 #include "tools/records/snapshot_copy.h"

@@ -7,12 +7,12 @@
 #include <string_view>
 #include <vector>
 
+#include "runtime/core/new_files.h"
 #include "runtime/data/access/isam_access.h"
 #include "runtime/data/conversion/file_swap.h"
 #include "runtime/platform/named_file.h"
 #include "tools/backup/restore_swap.h"
 #include "tools/common/json_text.h"
-#include "tools/common/new_files.h"
 #include "tools/common/progress.h"
 #include "tools/data/commands.h"
 #include "tools/records/record_walk.h"

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <memory>
 
+#include "runtime/core/new_files.h"
 #include "runtime/core/settings.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/version.h"
@@ -13,7 +14,6 @@
 #include "runtime/platform/stream.h"
 #include "runtime/texte/syserr.h"
 #include "runtime/texte/sysmsg.h"
-#include "tools/common/new_files.h"
 #include "tools/common/report.h"
 #include "tools/data/commands.h"
 #include "tools/records/data_target.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "tools/common/output_file.h"
+#include "runtime/core/output_file.h"
 #include "tools/common/progress.h"
 #include "tools/data/commands.h"
 #include "tools/records/record_walk.h"
@@ -90,7 +90,7 @@ int Dump::run(RecordWalk& walk) {
 int data_dump(const DataDump& options) {
   CodeSet code_set;
   std::string problem;
-  if (!code_set.open(options.code_set, problem)) return report_unusable({problem});
+  if (!code_set.open(options.code_set, problem)) return report_unusable({"marigold: " + problem});
   DataTarget target;
   Problems problems;
   if (!find_data_file(options.file, target, problems)) return report_unusable(problems);

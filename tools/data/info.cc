@@ -5,13 +5,13 @@
 #include <optional>
 #include <span>
 
+#include "runtime/core/new_files.h"
 #include "runtime/data/access/backup_record.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/isam_access.h"
 #include "runtime/data/access/version.h"
 #include "runtime/platform/named_file.h"
 #include "tools/common/json_text.h"
-#include "tools/common/new_files.h"
 #include "tools/data/commands.h"
 #include "tools/records/lock_holders.h"
 #include "tools/records/record_walk.h"

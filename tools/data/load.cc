@@ -6,8 +6,8 @@
 #include <sstream>
 #include <utility>
 
+#include "runtime/core/new_files.h"
 #include "tools/common/input_file.h"
-#include "tools/common/new_files.h"
 #include "tools/common/progress.h"
 #include "tools/data/commands.h"
 #include "tools/data/load_sink.h"
@@ -174,7 +174,7 @@ int Load::run() {
 int data_load(const DataLoad& options) {
   CodeSet code_set;
   std::string problem;
-  if (!code_set.open(options.code_set, problem)) return report_unusable({problem});
+  if (!code_set.open(options.code_set, problem)) return report_unusable({"marigold: " + problem});
   DataTarget target;
   Problems problems;
   if (!find_data_file(options.file, target, problems)) return report_unusable(problems);

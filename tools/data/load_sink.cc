@@ -9,13 +9,13 @@
 #include <unordered_set>
 #include <vector>
 
+#include "runtime/core/new_files.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/isam_access.h"
 #include "runtime/data/access/random_file.h"
 #include "runtime/data/access/version.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/stop_signals.h"
-#include "tools/common/new_files.h"
 #include "tools/records/record_walk.h"
 
 namespace marigold {

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <nlohmann/json.hpp>
 
+#include "runtime/core/new_files.h"
 #include "runtime/core/settings.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/lock_file.h"
 #include "tools/common/json_text.h"
-#include "tools/common/new_files.h"
 #include "tools/data/commands.h"
 #include "tools/records/lock_holders.h"
 

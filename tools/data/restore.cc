@@ -5,6 +5,7 @@
 #include <memory>
 #include <set>
 
+#include "runtime/core/new_files.h"
 #include "runtime/core/settings.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/lock_file.h"
@@ -15,7 +16,6 @@
 #include "runtime/platform/stop_signals.h"
 #include "tools/backup/restore_swap.h"
 #include "tools/backup/source.h"
-#include "tools/common/new_files.h"
 #include "tools/common/progress.h"
 #include "tools/data/commands.h"
 #include "tools/records/lock_holders.h"

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <algorithm>
 
+#include "runtime/core/new_files.h"
 #include "runtime/core/settings.h"
 #include "runtime/data/definition/definition_set.h"
 #include "runtime/isam/isam.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/texte/syserr.h"
 #include "tools/common/json_text.h"
-#include "tools/common/new_files.h"
 #include "tools/common/report.h"
 #include "tools/data/commands.h"
 

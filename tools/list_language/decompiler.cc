@@ -7,7 +7,7 @@
 #include <optional>
 #include <set>
 
-#include "tools/common/code_set.h"
+#include "runtime/texte/code_set.h"
 #include "tools/list_language/source.h"
 #include "tools/list_language/writer.h"
 

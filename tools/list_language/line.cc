@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "tools/common/code_set.h"
+#include "runtime/texte/code_set.h"
 
 namespace marigold {
 namespace {

@@ -8,7 +8,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "tools/common/code_set.h"
+#include "runtime/texte/code_set.h"
 
 namespace marigold {
 namespace {

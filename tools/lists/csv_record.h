@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "marigold/lists.h"
-#include "tools/common/code_set.h"
+#include "runtime/texte/code_set.h"
 #include "tools/common/csv_rows.h"
 #include "tools/common/input_file.h"
 

@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <map>
 
+#include "runtime/core/new_files.h"
 #include "runtime/core/settings.h"
 #include "runtime/data/definition/definition_set.h"
 #include "runtime/platform/named_file.h"
-#include "tools/common/new_files.h"
 #include "tools/records/data_target.h"
 
 namespace marigold {

@@ -7,6 +7,8 @@
 #include "marigold/application.h"
 #include "marigold/lists.h"
 #include "marigold/output.h"
+#include "marigold/pdf.h"
+#include "runtime/core/new_files.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/named_file.h"
@@ -14,13 +16,10 @@
 #include "runtime/print/files/list_files.h"
 #include "runtime/print/output/print_defaults.h"
 #include "tools/common/input_file.h"
-#include "tools/common/new_files.h"
 #include "tools/common/progress.h"
 #include "tools/common/report.h"
 #include "tools/lists/commands.h"
 #include "tools/lists/csv_record.h"
-#include "tools/lists/print_file.h"
-#include "tools/lists/print_sink.h"
 
 namespace marigold {
 namespace {
@@ -148,7 +147,7 @@ int close_target(const Target& target, bool complete) {
   }
   if (target.kind == "printer") return close_printer_target(target, complete);
   if (complete) return kExitClean;
-  return print_sink_problem().empty() ? kExitUnusable : report_unusable({print_sink_problem()});
+  return print_file_problem().empty() ? kExitUnusable : report_unusable({print_file_problem()});
 }
 
 // ---- What is printed

@@ -2,11 +2,11 @@
 #include <algorithm>
 #include <sstream>
 
+#include "runtime/core/new_files.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/print/files/list_install.h"
-#include "tools/common/code_set.h"
+#include "runtime/texte/code_set.h"
 #include "tools/common/json_text.h"
-#include "tools/common/new_files.h"
 #include "tools/common/report.h"
 #include "tools/list_language/source.h"
 #include "tools/lists/commands.h"

@@ -8,6 +8,7 @@
 #include <system_error>
 #include <vector>
 
+#include "runtime/core/new_files.h"
 #include "runtime/core/settings.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/lock_file.h"
@@ -17,7 +18,6 @@
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/process.h"
 #include "runtime/platform/system_error.h"
-#include "tools/common/new_files.h"
 #include "tools/records/lock_holders.h"
 
 namespace marigold {

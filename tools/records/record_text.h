@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "runtime/data/definition/definition.h"
-#include "tools/common/code_set.h"
+#include "runtime/texte/code_set.h"
 
 namespace marigold {
 

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 
+#include "runtime/core/new_files.h"
 #include "runtime/data/access/backup_record.h"
 #include "runtime/data/access/isam_access.h"
 #include "runtime/data/conversion/file_swap.h"
@@ -11,7 +12,6 @@
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/stop_signals.h"
 #include "tools/common/checksum.h"
-#include "tools/common/new_files.h"
 
 namespace marigold {
 namespace {

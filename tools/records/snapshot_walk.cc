@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "tools/records/snapshot_walk.h"
 
+#include "runtime/core/new_files.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/stop_signals.h"
-#include "tools/common/new_files.h"
 #include "tools/records/snapshot_copy.h"
 
 namespace marigold {

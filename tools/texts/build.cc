@@ -6,7 +6,7 @@
 
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/stream.h"
-#include "tools/common/code_set.h"
+#include "runtime/texte/code_set.h"
 #include "tools/texts/commands.h"
 #include "tools/texts/po_file.h"
 #include "tools/texts/text_database.h"
@@ -118,7 +118,8 @@ bool database_has_text(const std::string& path) {
 int texts_build(const TextsBuild& options) {
   CodeSet code_set;
   std::string reason;
-  if (!code_set.open_for_texts(options.code_set, reason)) return report_unusable({reason});
+  if (!code_set.open_for_texts(options.code_set, reason))
+    return report_unusable({"marigold: " + reason});
   Collection collection;
   TextCollector collector(code_set, options.use_fuzzy, collection);
   for (const std::string& input : options.inputs) {

@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "runtime/platform/stream.h"
-#include "tools/common/code_set.h"
+#include "runtime/texte/code_set.h"
 #include "tools/texts/commands.h"
 #include "tools/texts/po_file.h"
 #include "tools/texts/rules.h"
@@ -51,7 +51,8 @@ Findings find_all(const PoFile& reference, const std::vector<PoFile>& others,
 int texts_check(const TextsCheck& options) {
   CodeSet code_set;
   std::string reason;
-  if (!code_set.open_for_texts(options.code_set, reason)) return report_unusable({reason});
+  if (!code_set.open_for_texts(options.code_set, reason))
+    return report_unusable({"marigold: " + reason});
   Problems problems;
   PoFile reference;
   po_load(options.reference, reference, problems);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <algorithm>
 
-#include "tools/common/code_set.h"
-#include "tools/common/new_files.h"
+#include "runtime/core/output_file.h"
+#include "runtime/texte/code_set.h"
 #include "tools/texts/commands.h"
 #include "tools/texts/po_file.h"
 #include "tools/texts/text_database.h"
@@ -84,7 +84,7 @@ class EntryMaker {
 int texts_dump(const TextsDump& options) {
   CodeSet code_set;
   std::string reason;
-  if (!code_set.open(options.code_set, reason)) return report_unusable({reason});
+  if (!code_set.open(options.code_set, reason)) return report_unusable({"marigold: " + reason});
   const std::string database = text_database_path(options.database);
   std::vector<TextRecord> records;
   if (!text_database_read(database, records, reason)) return report_unusable({reason});

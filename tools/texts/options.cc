@@ -5,7 +5,7 @@
 #include <CLI/Formatter.hpp>
 #include <memory>
 
-#include "tools/common/code_set.h"
+#include "runtime/texte/code_set.h"
 #include "tools/texts/commands.h"
 
 namespace marigold {

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/common/code_set.h"
+#include "runtime/texte/code_set.h"
 
 namespace marigold {
 
@@ -39,8 +39,8 @@ class PoCharset {
   bool escape_line(std::string_view line, std::string& escaped) const;
 
   std::string name_;
-  Conversion to_utf8_;
-  Conversion from_utf8_;
+  CharacterConversion to_utf8_;
+  CharacterConversion from_utf8_;
   bool hides_ascii_ = false;
   std::vector<std::pair<std::string, char>> other_ascii_;  // what stands at an ASCII byte instead
 };

@@ -13,9 +13,9 @@
 #include <optional>
 #include <type_traits>
 
+#include "runtime/core/new_files.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/scratch_file.h"
-#include "tools/common/new_files.h"
 #include "tools/texts/po_charset.h"
 
 namespace marigold {

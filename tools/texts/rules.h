@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/common/code_set.h"
+#include "runtime/texte/code_set.h"
 #include "tools/texts/po_file.h"
 
 namespace marigold {

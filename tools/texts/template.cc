@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <algorithm>
 
+#include "runtime/core/output_file.h"
 #include "runtime/texte/sysmsg.h"
-#include "tools/common/new_files.h"
 #include "tools/common/report.h"
 #include "tools/texts/commands.h"
 #include "tools/texts/po_file.h"

@@ -10,8 +10,8 @@
 #include <cstring>
 #include <memory>
 
+#include "runtime/core/new_files.h"
 #include "runtime/platform/stop_signals.h"
-#include "tools/common/new_files.h"
 #include "tools/common/report.h"
 
 namespace marigold {

@@ -3,9 +3,8 @@
 
 #include <utility>
 
-#include "tools/common/code_set.h"
-#include "tools/lists/print_file.h"
-#include "tools/lists/print_sink.h"
+#include "marigold/code_sets.h"
+#include "marigold/output.h"
 
 namespace marigold {
 namespace {

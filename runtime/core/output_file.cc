@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "tools/common/output_file.h"
+#include "runtime/core/output_file.h"
 
 #include <cerrno>
 #include <filesystem>
 
+#include "runtime/core/terminal_text.h"
 #include "runtime/platform/stop_signals.h"
-#include "tools/common/report.h"
 
 namespace marigold {
 
 bool OutputFile::fail(int error, std::string& reason) const {
-  reason = file_error(path_.empty() ? "marigold: standard output" : path_, error);
+  reason = file_error(path_.empty() ? "standard output" : path_, error);
   return false;
 }
 
@@ -50,6 +50,11 @@ bool OutputFile::finish(std::string& reason) {
   if (fresh_ != nullptr) return fresh_->finish("", file_, reason) && fresh_->put_in_place(reason);
   const int error = file_.close();
   return error == 0 || fail(error, reason);
+}
+
+bool write_file(const std::string& path, std::string_view bytes, std::string& reason) {
+  OutputFile file;
+  return file.open(path, reason) && file.write(bytes, reason) && file.finish(reason);
 }
 
 }  // namespace marigold

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "tools/common/code_set.h"
+#include "runtime/texte/code_set.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 
@@ -13,7 +12,6 @@
 namespace marigold {
 namespace {
 
-constexpr std::size_t kChunk = 1024;
 constexpr char kFirstAscii = 1;
 constexpr char kLastAscii = 127;
 
@@ -37,7 +35,7 @@ std::string all_ascii() {
   return characters + kLastAscii;
 }
 
-bool leaves_as_it_is(const Conversion& conversion, const std::string& text) {
+bool leaves_as_it_is(const CharacterConversion& conversion, const std::string& text) {
   std::string converted;
   return conversion.convert(text, converted) == std::string::npos && converted == text;
 }
@@ -68,7 +66,7 @@ bool is_inside_character(std::string_view text, std::size_t position) {
 
 // The converter drops some characters without a word, and in some code sets two codes stand for one
 // character. So what was converted has to lead back to where it came from.
-std::size_t convert_both_ways(const Conversion& there, const Conversion& back,
+std::size_t convert_both_ways(const CharacterConversion& there, const CharacterConversion& back,
                               std::string_view input, std::string& output) {
   const std::size_t failed = there.convert(input, output);
   if (failed != std::string::npos) return failed;
@@ -81,37 +79,7 @@ std::size_t convert_both_ways(const Conversion& there, const Conversion& back,
 
 }  // namespace
 
-bool Conversion::open(const std::string& to, const std::string& from) {
-  const iconv_t opened = iconv_open(to.c_str(), from.c_str());
-  constexpr std::intptr_t kFailed = -1;
-  if (reinterpret_cast<std::intptr_t>(opened) == kFailed) return false;
-  converter_.reset(opened);
-  return true;
-}
-
-std::size_t Conversion::convert(std::string_view text, std::string& output) const {
-  constexpr auto kFailed = static_cast<std::size_t>(-1);
-  output.clear();
-  iconv(converter_.get(), nullptr, nullptr, nullptr, nullptr);
-  char* input = const_cast<char*>(text.data());  // the interface dates from before const
-  std::size_t input_left = text.size();
-  for (bool flushing = false;;) {
-    std::array<char, kChunk> chunk;
-    char* free_bytes = chunk.data();
-    std::size_t free_left = chunk.size();
-    const std::size_t result = iconv(converter_.get(), flushing ? nullptr : &input,
-                                     flushing ? nullptr : &input_left, &free_bytes, &free_left);
-    const int error = result == kFailed ? errno : 0;
-    output.append(chunk.data(), chunk.size() - free_left);
-    if (error == E2BIG) continue;
-    if (error != 0) return text.size() - input_left;
-    if (result > 0) return 0;  // something was replaced by what looks alike; where, is not told
-    if (flushing) return std::string::npos;
-    flushing = true;  // a code set with shifts returns to its first state
-  }
-}
-
-bool hides_ascii(std::string_view converter_name, const Conversion& from_utf8) {
+bool hides_ascii(std::string_view converter_name, const CharacterConversion& from_utf8) {
   // The usual ones, to spare them 65,000 conversions.
   for (const std::string_view innocent : {"UTF-8", "utf-8", "utf8", "ASCII", "ISO-8859-1"})
     if (converter_name == innocent) return false;
@@ -128,45 +96,67 @@ bool hides_ascii(std::string_view converter_name, const Conversion& from_utf8) {
   return false;
 }
 
+struct CodeSet::State {
+  std::string name;
+  std::string converter;
+  CharacterConversion to_bytes;
+  CharacterConversion to_text;
+
+  // True if there is such a code set. The converter's own suffixes would let it replace characters.
+  bool open() {
+    converter = converter_name(name);
+    const bool plain = converter.find('/') == std::string::npos && !converter.empty();
+    return plain && to_bytes.open(converter, "UTF-8") && to_text.open("UTF-8", converter);
+  }
+
+  [[nodiscard]] bool keeps_ascii() const {
+    const std::string ascii = all_ascii();
+    return leaves_as_it_is(to_bytes, ascii) && leaves_as_it_is(to_text, ascii);
+  }
+};
+
+CodeSet::CodeSet() : state_(std::make_unique<State>()) {}
+CodeSet::~CodeSet() = default;
+CodeSet::CodeSet(CodeSet&&) noexcept = default;
+CodeSet& CodeSet::operator=(CodeSet&&) noexcept = default;
+
 bool CodeSet::open(const std::string& name, std::string& reason) {
-  name_ = name;
-  converter_ = converter_name(name);
-  // The converter's own suffixes would let it replace characters.
-  const bool plain = converter_.find('/') == std::string::npos && !converter_.empty();
-  if (!plain || !to_bytes_.open(converter_, "UTF-8") || !to_text_.open("UTF-8", converter_)) {
-    reason = "marigold: the code set \"" + name + "\" is not known";
+  state_->name = name;
+  if (!state_->open()) {
+    reason = "the code set \"" + name + "\" is not known";
     return false;
   }
-  const std::string ascii = all_ascii();
-  if (!leaves_as_it_is(to_bytes_, ascii) || !leaves_as_it_is(to_text_, ascii)) {
-    reason = "marigold: the code set \"" + name +
-             "\" cannot be used for texts: ASCII characters are not single bytes of the same "
-             "number in it";
-    return false;
-  }
-  return true;
+  if (state_->keeps_ascii()) return true;
+  reason = "the code set \"" + name +
+           "\" cannot be used for texts: ASCII characters are not single bytes of the same "
+           "number in it";
+  return false;
 }
 
 bool CodeSet::open_for_texts(const std::string& name, std::string& reason) {
   if (!open(name, reason)) return false;
-  if (!hides_ascii(converter_, to_bytes_)) return true;
+  if (!hides_ascii(state_->converter, state_->to_bytes)) return true;
   reason =
-      "marigold: the code set \"" + name +
+      "the code set \"" + name +
       "\" cannot be used for texts: bytes inside its characters are those of ASCII characters, "
       "% and \\ among them, and programs would take them for directives and escapes";
   return false;
 }
 
 std::size_t CodeSet::to_bytes(std::string_view text, std::string& bytes) const {
-  return convert_both_ways(to_bytes_, to_text_, text, bytes);
+  return convert_both_ways(state_->to_bytes, state_->to_text, text, bytes);
 }
 
 std::size_t CodeSet::to_text(std::string_view bytes, std::string& text) const {
-  return convert_both_ways(to_text_, to_bytes_, bytes, text);
+  return convert_both_ways(state_->to_text, state_->to_bytes, bytes, text);
 }
 
 std::string CodeSet::describe_lacking(std::string_view text, std::size_t position) const {
-  return "the code set " + name_ + " lacks " + describe_character(text, position);
+  return "the code set " + state_->name + " lacks " + describe_character(text, position);
+}
+
+const std::string& CodeSet::name() const {
+  return state_->name;
 }
 
 std::string code_set_of_environment() {
@@ -207,7 +197,7 @@ std::string describe_character(std::string_view text, std::size_t position) {
 }
 
 bool is_utf8(std::string_view text) {
-  Conversion same;
+  CharacterConversion same;
   std::string copy;
   return same.open("UTF-8", "UTF-8") && same.convert(text, copy) == std::string::npos;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "tools/common/code_set.h"
+#include "runtime/texte/code_set.h"
 
 #include "tests/support/support.h"
 
@@ -26,7 +26,7 @@ TEST_F(CodeSetTest, CodeSetsThatTextsCannotBeInAreRefused) {
   for (const std::string name :
        {"", "99999", "8859-99", "UTF-16", "UTF-7", "EBCDIC-US", "ISO-8859-1//TRANSLIT"}) {
     EXPECT_FALSE(code_set.open(name, reason)) << name;
-    EXPECT_TRUE(reason.starts_with("marigold: the code set \"" + name + "\"")) << reason;
+    EXPECT_TRUE(reason.starts_with("the code set \"" + name + "\"")) << reason;
   }
 }
 
@@ -37,7 +37,7 @@ TEST_F(CodeSetTest, DatabasesAreNotMadeInCodeSetsThatHideAscii) {
        {"BIG5", "BIG5-HKSCS", "932", "936", "949", "950", "GBK", "GB18030", "JOHAB", "ISO-2022-JP",
         "ISO-2022-KR", "SHIFT_JISX0213", "ISO_6937", "T.61"}) {
     EXPECT_FALSE(code_set.open_for_texts(name, reason)) << name;
-    EXPECT_TRUE(reason.starts_with("marigold: the code set \"" + std::string(name) + "\" cannot"));
+    EXPECT_TRUE(reason.starts_with("the code set \"" + std::string(name) + "\" cannot"));
   }
   for (const char* name : {"8859", "8859-15", "utf8", "EUC-JP", "EUC-KR", "EUC-TW", "GB2312",
                            "1258", "KOI8-R", "850", "TIS-620"})

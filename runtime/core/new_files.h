@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Files that are written under temporary names and put in place when they are whole, so that nobody
-// ever sees half of one.
+// Files that are written under temporary names and put in place when they are whole, so that no
+// program ever sees half of one.
 #pragma once
 
 #include <string>
@@ -16,17 +16,18 @@ namespace marigold {
 // were not put in place are removed.
 class NewFiles {
  public:
-  // The files will stand at `path` and a suffix each. Until then they have names in the same
-  // directory that nobody can foresee. Those that killed runs have left are removed.
+  // The files will stand at `path` plus a suffix each. Until then they have names in the same
+  // directory that no program can foresee. Removes the temporary files of killed runs.
   explicit NewFiles(const std::string& path);
   ~NewFiles();
   NewFiles(const NewFiles&) = delete;
   NewFiles& operator=(const NewFiles&) = delete;
 
-  // Makes one more file, for its owner alone until it is finished. False with the reason.
+  // Makes one more file, which only its owner may use until it is finished. Returns false with the
+  // reason.
   bool make(std::string_view suffix, FileWriter& file, std::string& reason);
-  // Gives the file the owner and permissions of the one whose place it will take, brings it to the
-  // disk, and closes it. False with the reason.
+  // Gives the file the owner and permissions of the one that it will replace, syncs and closes it.
+  // Returns false with the reason.
   bool finish(std::string_view suffix, FileWriter& file, std::string& reason) const;
   // One more file that the caller makes (exclusively, at temporary_path() and the suffix) and
   // finishes.
@@ -36,9 +37,9 @@ class NewFiles {
   // Makes the missing directories of the path.
   bool make_directories(std::string& reason) const;
 
-  // Puts the files in place, in the order in which they were added, each in one step. False with
-  // the reason when one of them cannot be, or a signal has asked to stop; those before it are in
-  // place then.
+  // Puts the files in place, in the order in which they were added, each in one step. Returns false
+  // with the reason if one cannot be put in place or a signal has asked to stop; the files before
+  // it are in place then.
   bool put_in_place(std::string& reason);
 
  private:
@@ -50,15 +51,11 @@ class NewFiles {
   std::vector<std::string> suffixes_;
 };
 
-// The temporary files of killed runs beside a data file: those of the whole file, and of one of its
-// parts.
+// Returns the temporary files of killed runs beside a data file: those of the whole file and those
+// of its parts.
 std::vector<std::string> abandoned_of(const std::string& base);
 
-// Writes a file whole, in one step. A device or a pipe is written to as it is. False with the
-// reason.
-bool write_file(const std::string& path, std::string_view bytes, std::string& reason);
-
-// "PATH: " and the text of a system error number.
+// Returns "PATH: " and the text of a system error number.
 std::string file_error(const std::string& path, int error);
 
 }  // namespace marigold

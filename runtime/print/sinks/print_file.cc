@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "tools/lists/print_file.h"
+// The file that a list is printed into (marigold/output.h).
 
-#include "tools/common/output_file.h"
-#include "tools/lists/print_sink.h"
+#include "marigold/output.h"
+#include "runtime/core/output_file.h"
 
 namespace marigold {
 namespace {
@@ -44,7 +44,7 @@ int print_file_close() {
   return state.problem.empty() ? 0 : 1;
 }
 
-const std::string& print_sink_problem() {
+const std::string& print_file_problem() {
   return state.problem;
 }
 

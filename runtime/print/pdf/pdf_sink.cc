@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Printing into PDF: every character where a printer would put it.
+// Printing into PDF: every character where a printer would put it. Uses the public face alone,
+// since it lies in a library of its own.
+
+#include "marigold/pdf.h"
 
 #include <hpdf.h>
 
@@ -8,8 +11,7 @@
 #include <memory>
 #include <type_traits>
 
-#include "tools/lists/print_file.h"
-#include "tools/lists/print_sink.h"
+#include "marigold/output.h"
 
 namespace marigold {
 namespace {

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "tools/common/new_files.h"
+#include "runtime/core/new_files.h"
 
 #include <cerrno>
 #include <filesystem>
 
 #include "runtime/platform/system_error.h"
-#include "tools/common/output_file.h"
 
 namespace marigold {
 namespace {
@@ -79,11 +78,6 @@ bool NewFiles::replace(const std::string& suffix, std::string& reason) const {
   const std::string target = path_ + suffix;
   const int error = file_replace((temporary_ + suffix).c_str(), target.c_str());
   return error == 0 || fail(target, error, reason);
-}
-
-bool write_file(const std::string& path, std::string_view bytes, std::string& reason) {
-  OutputFile file;
-  return file.open(path, reason) && file.write(bytes, reason) && file.finish(reason);
 }
 
 }  // namespace marigold
