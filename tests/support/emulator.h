@@ -43,6 +43,13 @@ class Emulator {
     return cell.attrs.reverse != 0;
   }
 
+  // Row and column from 1.
+  VTermScreenCell cell(int row, int column) const {
+    VTermScreenCell cell{};
+    vterm_screen_get_cell(screen(), {row - 1, column - 1}, &cell);
+    return cell;
+  }
+
   // ASCII alone, without blanks at the end; row from 1.
   std::string row_text(int row) const {
     std::string text;
