@@ -34,6 +34,27 @@ function(marigold_room name folder)
   target_link_libraries(marigold_${name} PUBLIC ${ROOM_SEES} PRIVATE ${ROOM_USES})
 endfunction()
 
+# marigold_precompile(NAME TARGETS TARGET... HEADERS HEADER... [OPTIONS OPTION...])
+#
+# Reads the headers once for targets that are compiled with the same options. Most of the time of a short source goes into the
+# headers of the standard library. Sources include what they need all the same; builds without this notice if one does not.
+function(marigold_precompile name)
+  if(NOT MARIGOLD_PRECOMPILE)
+    return()
+  endif()
+  cmake_parse_arguments(PARSE_ARGV 1 ALIKE "" "" "TARGETS;HEADERS;OPTIONS")
+  set(source ${CMAKE_CURRENT_BINARY_DIR}/headers_${name}.cc)
+  file(CONFIGURE OUTPUT ${source} CONTENT "")
+  add_library(marigold_headers_${name} OBJECT ${source})
+  set_target_properties(marigold_headers_${name} PROPERTIES
+    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  target_compile_options(marigold_headers_${name} PRIVATE ${ALIKE_OPTIONS})
+  target_precompile_headers(marigold_headers_${name} PRIVATE ${ALIKE_HEADERS})
+  foreach(target IN LISTS ALIKE_TARGETS)
+    target_precompile_headers(${target} REUSE_FROM marigold_headers_${name})
+  endforeach()
+endfunction()
+
 # Rooms that are linked together under one name.
 function(marigold_house name)
   add_library(marigold_${name} INTERFACE)
