@@ -15,7 +15,7 @@ constexpr std::chrono::milliseconds kPause{200};
 constexpr const char* kClearLine = "\r\033[K";
 
 struct State {
-  std::optional<Progress> rebuild;  // that goes on
+  std::optional<Progress> rebuild;  // the running one
 };
 State state;
 

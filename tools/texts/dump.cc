@@ -11,7 +11,7 @@
 namespace marigold {
 namespace {
 
-// Turns records into entries, and says of each one that PO cannot hold exactly what is the matter.
+// Turns records into entries, and reports each record that PO cannot hold exactly.
 class EntryMaker {
  public:
   EntryMaker(const std::string& database, const CodeSet& code_set)
@@ -58,7 +58,7 @@ class EntryMaker {
     complain(key, "left out: " + reason);
   }
 
-  // Bytes beyond ASCII are shown by their numbers: what they mean is just what may be in doubt.
+  // Shows bytes beyond ASCII by their numbers, because their meaning is the thing in doubt.
   void complain(std::string_view key, const std::string& what) {
     std::string shown;
     for (const char character : key) {

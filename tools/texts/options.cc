@@ -19,7 +19,7 @@ void add_code_set(CLI::App& command, std::string& code_set) {
       ->type_name("NAME");
 }
 
-// What the command line leaves open.
+// Sets the default of an option that the command line lacks.
 void complete_code_set(std::string& code_set) {
   if (code_set.empty()) code_set = code_set_of_environment();
 }
