@@ -229,7 +229,8 @@ void add_set(CLI::App& command, std::string& set) {
       ->type_name("SET");
 }
 
-// NAMES come before the last word, so both are taken together and parted here.
+// NAMES come before the last word, so the parser takes all words together and this function splits
+// them.
 int run_backup(DataBackup options, std::vector<std::string> words) {
   if (options.archive.empty()) {
     if (words.empty()) return report_unusable({"marigold: backup needs a directory, or --archive"});

@@ -30,12 +30,12 @@ constexpr std::string_view kSetSuffix = ".DES";
 constexpr std::string_view kVersionTable = "FILEVER.DES";
 
 struct Search {
-  std::vector<std::string> sets;  // those that define the file
+  std::vector<std::string> sets;  // sets that define the file
   std::unique_ptr<FileDefinition> definition;
-  std::string first_fault;  // of a set that has errors: the definition may hide behind them
+  std::string first_fault;  // of a set with errors, which may define the file
 };
 
-// FILEDATA_3.DES has older definitions, which are there for conversions.
+// FILEDATA_3.DES has older definitions, which only conversions use.
 bool may_define_files(std::string_view name) {
   if (!name.starts_with(kSetPrefix) || !name.ends_with(kSetSuffix) || name == kVersionTable)
     return false;
@@ -104,7 +104,7 @@ bool check_found(const DataFileOptions& options, const Search& search, Problems&
   return true;
 }
 
-// Whoever points at one of the two files means the pair.
+// A user who names one of the two files means the pair.
 std::string without_suffix(const std::string& path, FileType type) {
   const fs::path whole(path);
   const bool of_pair = whole.extension() == ".dat" || whole.extension() == ".idx";
@@ -190,7 +190,7 @@ bool check_version(const DataTarget& target, std::string& reason) {
 
 namespace {
 
-// A copy of the file elsewhere is nobody's concern.
+// A copy of the file elsewhere needs no lock of the class.
 bool lies_in_its_class(const DataTarget& target) {
   if (target.in_class) return true;
   std::error_code unknown;
