@@ -10,7 +10,8 @@ namespace marigold {
 
 namespace {
 
-// A number beyond 2 to the 53rd stands for several whole numbers; is it just this one?
+// Whether a number beyond 2 to the 53rd, which stands for several whole numbers, has exactly these
+// digits.
 bool keeps_whole(std::string_view digits, double value) {
   constexpr double kLargestWhole = 9007199254740992;
   if (std::abs(value) <= kLargestWhole || digits.find('e') != std::string_view::npos) return true;
