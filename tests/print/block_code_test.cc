@@ -53,7 +53,7 @@ Instruction jump(std::uint32_t target, bool negated = false) {
   return result;
 }
 
-// Every instruction, each kind of value, jumps to an instruction and to the end.
+// Returns every instruction, each kind of value, and jumps to an instruction and to the end.
 BlockInstructions every_instruction() {
   const BlockValue number = {.kind = Kind::kNumber, .number = -2.5};
   const BlockValue variable = {.kind = Kind::kVariable, .variable = "SPALTE", .generation = 3};
@@ -110,7 +110,7 @@ TEST(BlockCodeTest, BytesAreThoseOfTheFormat) {
 }
 
 TEST(BlockCodeTest, DamagedBlocksAreRefused) {
-  // A block that is cut anywhere ends too early.
+  // A block that is cut anywhere has no end.
   std::string whole_block;
   encode_block(every_instruction(), whole_block);
   BlockInstructions block;

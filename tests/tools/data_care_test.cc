@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// marigold data check in its forms, recover and compact, and what info says of backups.
+// marigold data check in its forms, recover and compact, and the backups that info shows.
 
 #include <nlohmann/json.hpp>
 
@@ -53,7 +53,7 @@ TEST_F(DataCareTest, AQuickCheckSeesWhatNeedsNoWalk) {
   struct Row {
     const char* damage;
     std::string finding;
-    bool seen_by_opening;  // nothing more is looked at
+    bool seen_by_opening;  // opening finds it, and check looks no further
   };
   const Row rows[] = {
       {"true", "", false},
@@ -93,7 +93,7 @@ TEST_F(DataCareTest, AQuickCheckSeesWhatNeedsNoWalk) {
     EXPECT_EQ(std::count(looked.begin(), looked.end(), "records"), row.seen_by_opening ? 0 : 1);
     EXPECT_EQ(document["files"][0]["findings"].size(), static_cast<std::size_t>(status));
   }
-  // A record is not looked at, and a random file's end is.
+  // No record is read, but the end of a random file is.
   run_shell("rm -r data; cp -r whole data; truncate -s 19 data/2/SLOTS");
   damage(4096 + 20, 4);
   const std::string rest = slots + "its end is 3 bytes of a record of 8\n";
@@ -147,7 +147,7 @@ TEST_F(DataCareTest, InfoShowsTheLastBackup) {
   const json document = json::parse(run_shell("./marigold data info --json BOX").out);
   EXPECT_EQ(document["last_backup"], "2028-02-29T23:59:59Z");
   EXPECT_EQ(document["backup_place"], "/backup/of today");
-  // Neither of two trees over 400 records is one page, and no page of theirs is nearly empty.
+  // Each of the two trees over 400 records has more than one page, and no page is nearly empty.
   EXPECT_EQ(document["depths"][1], 2);
   EXPECT_GT(document["fill"], 0.3);
   EXPECT_LE(document["fill"], 1.0);
@@ -173,7 +173,7 @@ TEST_F(DataCareTest, CompactingGivesTheSpaceBack) {
            "can be given back\n",
            2},
           {"compact NONE", "", "NONE: no set in ./definitions defines it\n", 2}});
-  // What it would lose is left alone.
+  // Compact refuses a file of which it would lose records.
   damage(4096 + 20, 4);
   expect({{"compact BOX", "",
            kBox + "is damaged, or no keyed file; \"marigold data check BOX\" says more\n", 2}});
@@ -193,7 +193,7 @@ TEST_F(DataCareTest, RecordsAreRecovered) {
   expect({{"recover BOX", kBox + "390 records\n"},
           {"dump BOX", records},
           {"check BOX", kBox + "390 records, no damage\n"}});
-  // A torn record in the last slot, and one whose sequence is gone.
+  // A torn record in the last slot, and one whose sequence number is lost.
   run_shell("rm -r data; cp -r whole data");
   damage(0, 4096);
   damage(4096 + 399 * 56 + 20, 36);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// marigold data info, check, rebuild and locks as operators run them, and how they find a file.
+// marigold data info, check, rebuild and locks as operators run them, and their search for a file.
 
 #include <unistd.h>
 
@@ -165,7 +165,7 @@ TEST_F(DataInfoTest, TheSampleIsSoundAndComesOutAsItWentIn) {
           {"dump CUSTOMER", read_file(sample + "/customers.csv")},
           {"dump ARTICLE", read_file(sample + "/articles.csv")},
           {"dump ORDERS --json", read_file(sample + "/orders.jsonl")}});
-  // Two processes book on the same customer, a hundred times each.
+  // Two processes add to the same customer's balance, a hundred times each.
   EXPECT_EQ(run_shell(BOOK " 10060 0.5 100 & " BOOK " 10060 -1 100 & wait").status, 0);
   const Finished run = run_shell("./marigold data dump CUSTOMER --from 10060 --to 10060 | tail -1");
   EXPECT_TRUE(run.out.ends_with(",2,930\n")) << run.out;

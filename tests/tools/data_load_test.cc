@@ -170,7 +170,7 @@ TEST_F(DataLoadTest, WhatSpreadsheetsWriteLoads) {
 }
 
 TEST_F(DataLoadTest, ALineWithoutEndIsRefused) {
-  // Each with the bytes that its last line may have, or one more.
+  // Each input with the most bytes that its last line may have, or one more.
   const std::string bytes(std::size_t{16} << 20, 'x');
   const std::string json = "{\"NUMBER\":1,\"KIND\":\"";
   const std::string too_long = "the line is longer than 16777216 bytes\n";
@@ -251,11 +251,11 @@ TEST_F(DataLoadTest, RandomFilesByNumber) {
           {"rebuild SLOTS", "", "./data/2/SLOTS: a random file has no indexes\n", 2}});
 }
 
-// ---- What the fields can hold
+// ---- Contents of fields
 
 constexpr int kBoxLength = 40;
 
-// Opens BOX for itself, as a foreign program.
+// Opens BOX exclusively, as a program of another vendor.
 int open_box() {
   return ISOPEN("data/1/BOX", kIsInputOutput | kIsExclusive);
 }
@@ -306,7 +306,7 @@ TEST_F(DataLoadTest, HostileRecordsComeBackByteForByte) {
     EXPECT_EQ(read_all(base), written) << base;
   EXPECT_EQ(read_file("2.csv"), read_file("1.csv"));
   EXPECT_EQ(read_file("2.json"), read_file("1.json"));
-  // Other code sets: what has no place in them is named, the rest is written.
+  // Other code sets: dump names texts that the code set lacks, and writes the others.
   const Finished run = run_shell("./marigold data dump BOX --code-set ASCII 2>&1 >some.csv");
   EXPECT_NE(run.out.find(": left out: NAME[1]: its bytes are not text in the code set ASCII\n"),
             std::string::npos);
@@ -333,7 +333,7 @@ TEST_F(DataLoadTest, WhatADumpCannotHoldIsNamed) {
   expect({{"load BOX six.csv", kLoaded + "1 record loaded\n"}});
 }
 
-// ---- What goes wrong outside
+// ---- Faults outside of the tool
 
 TEST_F(DataLoadTest, AFullDiskChangesNothing) {
   write_file("good.csv", kBoxHeader + kThree);
@@ -342,7 +342,7 @@ TEST_F(DataLoadTest, AFullDiskChangesNothing) {
     big.append(std::to_string(i % 2 == 0 ? i : 2000000000 - i)).append(",1\n");
   write_file("big.csv", big);
   write_file("slots.csv", "SNR,T\n50000,x\n");
-  // The messages go through a pipe, which has no limit.
+  // The messages go through a pipe, which no limit affects.
   const auto limited = [](const std::string& blocks, const std::string& command) {
     return run_shell("{ (ulimit -f " + blocks + "; ./marigold data " + command +
                      "; echo status $? >&2) 2>&1; } | cat")
@@ -377,7 +377,7 @@ TEST_F(DataLoadTest, AStopTakesEverythingBack) {
   write_file("good.csv", kBoxHeader + kThree);
   expect({{"load BOX --path b good.csv", "b: 3 records loaded\n"}});
   write_file("more.csv", "NUMBER\n100\n101\n");
-  // Asked to stop before it starts, by a signal that waits for it.
+  // Gets a signal to stop before its start, which blocks it until then.
   const std::string stop =
       "perl -MPOSIX -e 'sigprocmask(SIG_BLOCK, POSIX::SigSet->new(SIGHUP)); kill HUP => $$; "
       "exec @ARGV' ./marigold data";
@@ -413,7 +413,7 @@ TEST_F(DataLoadTest, OthersWhoUseTheFileAreLeftInPeace) {
   file = open_box();
   expect({{"dump BOX", "", "./data/1/BOX" + used, 2}, {"check BOX", "", "./data/1/BOX" + used, 2}});
   ISCLOSE(file);
-  // The tool is as exclusive while it reads its input from a pipe.
+  // The tool holds the file exclusively also while it reads its input from a pipe.
   const Finished run = run_shell(
       "mkfifo pipe; ./marigold data load SLOTS pipe --replace & exec 3>pipe; sleep 0.3; "
       "./marigold data dump SLOTS; printf 'SNR,T\\n1,y\\n' >&3; exec 3>&-; wait");

@@ -54,7 +54,7 @@ TEST(DataScanTest, FindsReportsAndExits) {
             "{\"file\":\"definitions/FILEBAD.DES\",\"line\":1,\"message\":\"scan: syntax error: "
             "expected VERSION, found \\\"VERSON\\\"\",\"error\":7,\"expected\":\"VERSION\","
             "\"found\":\"VERSON\"}\n");
-  // Well formed, and yet nothing opens them.
+  // Well formed, but no program can open them.
   const std::string text = " PREVAL NIL ENDFIELD ";
   write_file(
       "USELESS.DES",

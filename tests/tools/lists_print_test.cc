@@ -52,7 +52,7 @@ TEST_F(ListsPrintTest, RecordsAndVariablesFillThePages) {
   EXPECT_NE(pdf.find("/Count 2"), std::string::npos);
 }
 
-// What the author of the list and the reader of the paper would not see is told.
+// Reports faults that neither the author of the list nor the reader of the paper would see.
 TEST_F(ListsPrintTest, CellsStayAsTheyAreAndWhatHasNoRoomIsTold) {
   write_file("n.list",
              "list N\n  PL 3\nbody LINE\n|{A}|{A ##0,00}|{.A}|{.A ##0,00}|\n"

@@ -73,7 +73,7 @@ TEST_F(ListsToolTest, ErrorsChangeNothing) {
 
 TEST_F(ListsToolTest, DamagedBlocksAreNotKept) {
   expect({{"compile one.list two.list -o print", "", ""},
-          // A store that belongs to another directory: its first block, and nothing behind it.
+          // A store of another directory: it has the first block and ends after it.
           {"compile one.list -o other", "", ""}});
   std::filesystem::copy_file("other/DRUCK.BIN", "print/DRUCK.BIN",
                              std::filesystem::copy_options::overwrite_existing);
@@ -90,7 +90,7 @@ TEST_F(ListsToolTest, DamagedBlocksAreNotKept) {
           {"show print", kOne + "\n" + kTwo}});
 }
 
-// Which file it was is all that its owner can do something about.
+// The message names the file, because its owner can act only on that.
 TEST_F(ListsToolTest, MemoryThatRunsOutIsReportedWithTheFile) {
   const auto message = [] {
     return errors_of([] { EXPECT_EQ(report_failure(std::bad_alloc()), kExitUnusable); });

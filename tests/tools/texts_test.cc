@@ -119,7 +119,7 @@ TEST_F(TextsTest, ADatabaseWithTextsIsNotReplacedByOneWithout) {
   expect({{"build none.po -o textdb", "", left_out + refused, 2}});
 }
 
-// What msgmerge makes of it has no text of the reference.
+// A translation that msgmerge makes of the template has no text of the reference.
 TEST_F(TextsTest, ATemplateHasTheTextsAsComments) {
   write_file("en.po", kHeader + "# One argument: ä.\n#\n# same\n" + entry("A", "Hello %s\\n") +
                           "#. empty\n" + entry("E", "") + entry("SYSDEF.systxt_ok", " OK "));
@@ -138,7 +138,7 @@ TEST_F(TextsTest, ATemplateHasTheTextsAsComments) {
         "t.pot:19: \"SYSDEF.systxt_ok\" is not translated (en.po:13)\n",
         "marigold: 2 findings\n", 1}});
   EXPECT_EQ(read_file("t.pot"), texts);
-  // Of the runtime's 136 texts the file has one already.
+  // The file has one of the runtime's 136 texts already.
   EXPECT_EQ(run_shell("./marigold texts template --system en.po | grep -c '^msgid \"SYSDEF'").out,
             "136\n");
 }
@@ -170,7 +170,7 @@ TEST_F(TextsTest, AReaderKeepsWhatItHasOpenedAndAStopChangesNothing) {
   TextStore reader;
   ASSERT_TRUE(reader.open("db/textdb"));
   std::filesystem::permissions("db/textdb.pag", std::filesystem::perms::owner_read);
-  // Asked to stop before it starts: by a signal that waits for it, or by one that it is to ignore.
+  // Gets a signal to stop before its start: one that it blocks until then, or one that it ignores.
   const std::string stop =
       "perl -MPOSIX -e '$SIG{TERM} = shift; sigprocmask(SIG_BLOCK, POSIX::SigSet->new(SIGTERM)); "
       "kill TERM => $$; exec @ARGV' ";
