@@ -21,7 +21,7 @@
 namespace marigold::bench {
 namespace {
 
-// Returns the memory of this process without a file behind it, in KiB.
+// Returns the private memory of this process that no file holds, in KiB.
 long private_memory() {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);) {

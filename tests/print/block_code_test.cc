@@ -103,7 +103,7 @@ TEST(BlockCodeTest, BytesAreThoseOfTheFormat) {
   std::string bytes;
   encode_block({jump(2, true), instruction(Code::kPitch, {whole(-2)}), text("ab")}, bytes);
   EXPECT_EQ(bytes,
-            "\x17\x01\x01\x00N\x07\x00\x00\x00\x13\x00\x00\x00"  // 13 bytes, and 6 behind them
+            "\x17\x01\x01\x00N\x07\x00\x00\x00\x13\x00\x00\x00"  // 13 bytes, and 6 after them
             "\x01\x00\xFE\xFF\xFF\xFF"
             "\x03\x02\x00"
             "ab\x15"s);

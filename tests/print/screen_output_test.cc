@@ -182,7 +182,7 @@ TEST_F(ScreenOutputTest, FilesThatCannotBeMadeAreToldAndWhatIsInTheWayGoes) {
   std::filesystem::remove_all("VIDEO.TMP");
 }
 
-// Of two programs that print to the screen in one directory, the second uses another directory.
+// Two programs print to the screen in one directory; the second one uses another directory.
 TEST_F(ScreenOutputTest, TheSecondHasADirectoryOfItsOwn) {
   using std::filesystem::perms;
   std::filesystem::create_directory("tmp");

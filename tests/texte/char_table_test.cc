@@ -114,7 +114,8 @@ TEST_F(CharTableTest, TablesAreLoadedWhereTheyAreAskedFor) {
   }
 }
 
-// Of examples/char_tables: no sample begins with a warning, and either table serves both ways.
+// The tables of examples/char_tables: no sample begins with a warning, and either table serves both
+// ways.
 TEST_F(CharTableTest, TheSampleLanguagesHaveTables) {
   std::filesystem::current_path(EXAMPLES);
   for (const char* language : {"english_us.8859", "german_at.utf8", "german_de.8859", "french"}) {

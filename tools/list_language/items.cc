@@ -177,7 +177,7 @@ bool BlockCompiler::field_item(SourceLine& line, std::size_t leading) {
   if (!field_options(line, field, has_width, has_alignment)) return false;
   const std::size_t end = line.at() - 1;
   const std::size_t last = line.text().find_last_not_of(" \t", end - 1);
-  // Of the blanks in "{ }" each counts once.
+  // Each blank in "{ }" counts once.
   const std::size_t trailing = end - 1 - last;
   if (!has_alignment && !field.mask.empty()) field.alignment = Alignment::kMask;
   if (leading + trailing > 0) {
