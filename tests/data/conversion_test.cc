@@ -374,7 +374,7 @@ TEST_F(ConversionTest, WhatCannotBeConvertedIsSaidBeforeAnythingChanges) {
               "FIELD NUMBER TYPE LONGINT PREVAL NIL FIELD TEXT TYPE STRING 10 PREVAL NIL\n",
               kItemKeys) +
            "END.",
-       "data/5/ITEM: not as version 1: key 1 is not as it is defined"},
+       "data/5/ITEM: not as version 1: key 1 differs from its definition"},
   };
   for (const auto& [path, text, problem] : rows) {
     const std::string before = std::filesystem::exists(path) ? read_file(path) : "";
@@ -403,6 +403,10 @@ TEST_F(ConversionTest, RecordsThatDoNotFitStopItAndAreNamed) {
   spoil(11, "WHOLE", 2.5);
   spoil(12, "WHOLE", 32'768);  // too large for the last step only
   spoil(13, "WHOLE", std::numeric_limits<double>::quiet_NaN());
+  for (int number = 20; number < 33; ++number) {  // for 21 records with one primary key
+    write_item(number);
+    ASSERT_EQ(data_write(item), kDataDone);
+  }
   ConversionReport report;
   EXPECT_EQ(run(report), kConversionRefused);
   EXPECT_EQ(report.problems,
@@ -416,8 +420,9 @@ TEST_F(ConversionTest, RecordsThatDoNotFitStopItAndAreNamed) {
   write_file("definitions/FILEDATA.DES",
              define("ITEM", 2, "ISAM", "FIELD TEXT TYPE STRING 2 PREVAL NIL\n", keys) + "END.");
   EXPECT_EQ(run(report), kConversionRefused);
-  EXPECT_EQ(report.problems.size(), kItems + 4 - 2);
+  ASSERT_EQ(report.problems.size(), 20 + 1);
   EXPECT_EQ(report.problems[0], "data/5/ITEM: NUMBER 3: another record gets the same primary key");
+  EXPECT_EQ(report.problems[20], "data/5/ITEM: and 1 more record");
 }
 
 TEST_F(ConversionTest, WhoeverUsesTheDataIsNoticed) {

@@ -369,10 +369,11 @@ TEST_F(DataTest, WhatNobodyCanResolveEndsTheProcess) {
   // The last two spoil the file.
   for (const Row& row : std::initializer_list<Row>{
            {[](Own& own) { own.definition.record_length = 50; },
-            "data/4/CUSTOMER: its records have 42 bytes, defined are 50\n\nstr: data/4/C", 105},
+            "data/4/CUSTOMER: its record length is 42, the definition has 50\n\nstr: data/4/C",
+            105},
            {[](Own& own) { own.definition.keys.key_count = 1; },
-            "has 2 keys, defined are 1\n\nstr: d", 105},
-           {[](Own& own) { own.definition.keys.keys[1].segments[0].length = 9; }, "key 2 is not as",
+            "its number of keys is 2, the definition has 1\n\nstr: d", 105},
+           {[](Own& own) { own.definition.keys.keys[1].segments[0].length = 9; }, "key 2 differs f",
             105},
            {[](Own& own) { own.file.read_only = true, own.definition.path_class = 5; },
             "^\nstr: data/5/C", 1002},

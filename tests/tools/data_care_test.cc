@@ -96,7 +96,7 @@ TEST_F(DataCareTest, AQuickCheckSeesWhatNeedsNoWalk) {
   // No record is read, but the end of a random file is.
   run_shell("rm -r data; cp -r whole data; truncate -s 19 data/2/SLOTS");
   damage(4096 + 20, 4);
-  const std::string rest = slots + "its end is 3 bytes of a record of 8\n";
+  const std::string rest = slots + "it ends with 3 bytes of a record of 8\n";
   expect({{"check --quick BOX SLOTS",
            kBox + "no damage seen, quick look" + unwalked + rest + slots + "quick look" + unwalked,
            "", 1}});

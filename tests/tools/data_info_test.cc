@@ -102,7 +102,7 @@ TEST_F(DataInfoTest, FindsTheDefinitionOrSaysWhyNot) {
   // A program would refuse such a file.
   write_file("longer.DES", first.substr(0, first.find("LEN 40")) + "LEN 41" +
                                first.substr(first.find("LEN 40") + 6) + "END.");
-  const std::string misfit = "./data/1/BOX: its records have 40 bytes, defined are 41\n";
+  const std::string misfit = "./data/1/BOX: its record length is 40, the definition has 41\n";
   expect({{"check BOX --set ./longer.DES", misfit, "", 1},
           {"dump BOX --set ./longer.DES", "", misfit, 2},
           {"load BOX --set ./longer.DES three.csv", "", misfit, 2},

@@ -48,7 +48,7 @@ TEST_F(DataLoadTest, RecordsGoInAndComeOutInTheOrderOfAKey) {
            kBoxHeader + "5,a,zz,,-0.0,311299,0000,-32768\n"},
           {"dump BOX --path three --from 10", kBoxHeader},
           {"dump BOX --path three --key 3", "", "BOX: there is no key 3\n", 2},
-          {"dump BOX --path three --from 1,2", "", "2 values for 1 parts of the key\n", 2},
+          {"dump BOX --path three --from 1,2", "", "2 values for 1 part of the key\n", 2},
           {"dump BOX --path three --to x", "", "NUMBER: \"x\" is no whole number\n", 2}});
 }
 
@@ -127,7 +127,7 @@ TEST_F(DataLoadTest, EveryRejectedLineIsNamedAndNothingIsLoaded) {
       {{"load BOX bad.json", "",
         lines(
             "bad.json",
-            {"1: NAME: 1 elements, 2 are expected", "2: NAME: there are more than 2 elements",
+            {"1: NAME: 1 element, 2 expected", "2: NAME: there are more than 2 elements",
              "3: NAME: an array of 2 elements is expected",
              "4: NUMBER: an array where a value is expected",
              "5: NUMBER: 20.5 is no whole number in range",
@@ -245,7 +245,7 @@ TEST_F(DataLoadTest, RandomFilesByNumber) {
   expect({{"check SLOTS",
            "./data/2/SLOTS: record 2: its deletion mark is 3\n"
            "./data/2/SLOTS: record 3: its SNR is 17\n"
-           "./data/2/SLOTS: its end is 3 bytes of a record of 8\n",
+           "./data/2/SLOTS: it ends with 3 bytes of a record of 8\n",
            "", 1},
           {"dump SLOTS", "SNR,T\n1,a\n4,D\n5,z\n"},
           {"rebuild SLOTS", "", "./data/2/SLOTS: a random file has no indexes\n", 2}});

@@ -134,7 +134,7 @@ int check_numbered(DataTarget& target, Checked& checked) {
   const auto length = static_cast<std::size_t>(target.definition->record_length);
   if (!checked.quick) failed = walk_numbered(file, length, checked);
   if (bytes % length != 0)
-    checked.findings.push_back("its end is " + counted(bytes % length, "byte") +
+    checked.findings.push_back("it ends with " + counted(bytes % length, "byte") +
                                " of a record of " + std::to_string(length));
   return failed;
 }

@@ -243,8 +243,8 @@ int GrownKeyed::take_back(std::size_t number) {
 bool GrownKeyed::take_all_back(std::size_t written, std::string& problem) {
   while (written > 0) {
     if (const int failed = take_back(written - 1)) {
-      problem += "; " + counted(written, "record") +
-                 " stay loaded, taking them back failed: " + data_error(failed);
+      problem +=
+          "; " + counted(written, "record") + " could not be taken back: " + data_error(failed);
       return false;
     }
     --written;

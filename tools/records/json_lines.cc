@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/common/input_file.h"
+#include "tools/common/report.h"
 #include "tools/records/record_lines.h"
 
 namespace marigold {
@@ -121,8 +122,8 @@ bool ObjectReader::start_array(std::size_t /*elements*/) {
 
 bool ObjectReader::end_array() {
   if (elements_ < times())
-    return fail(name() + std::to_string(elements_) + " elements, " + std::to_string(times()) +
-                " are expected");
+    return fail(name() + counted(static_cast<std::size_t>(elements_), "element") + ", " +
+                std::to_string(times()) + " expected");
   place_ = Place::kField;
   return true;
 }

@@ -10,6 +10,7 @@
 #include "runtime/data/access/isam_access.h"
 #include "tools/common/csv_rows.h"
 #include "tools/common/input_file.h"
+#include "tools/common/report.h"
 
 namespace marigold {
 namespace {
@@ -23,8 +24,8 @@ bool put_values(RecordText& text, const std::vector<Column>& columns, const std:
   CsvRows rows(input, kLongestLine);
   if (rows.next(reason) != CsvRows::Outcome::kRow) return false;
   if (rows.size() > columns.size()) {
-    reason = std::to_string(rows.size()) + " values for " + std::to_string(columns.size()) +
-             " parts of the key";
+    reason =
+        counted(rows.size(), "value") + " for " + counted(columns.size(), "part") + " of the key";
     return false;
   }
   for (; count < rows.size(); ++count) {
