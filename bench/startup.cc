@@ -45,8 +45,8 @@ constexpr int kWarmUpRounds = 5;
 
 struct Command {
   std::string name;
-  int build = 0;         // of scrivel: 1 for the first one given; 0: another command
-  std::string language;  // of scrivel
+  int build = 0;                   // of scrivel: 1 for the first one given; 0: another command
+  std::string language;            // of scrivel
   std::vector<std::string> words;  // the program's path first
   std::vector<std::string> environment;
   std::string expected;  // its expected standard output

@@ -344,7 +344,7 @@ TEST_F(ConversionTest, WhatCannotBeConvertedIsSaidBeforeAnythingChanges) {
   const std::string table = "definitions/FILEVER.DES";
   const Row rows[] = {
       {table.c_str(), "ITEM 1 2 0 BOX 1 2 0 END.",
-       "ITEM: definitions/FILEVER.DES leads from version 1 -> 2 no further, defined is 3"},
+       "ITEM: definitions/FILEVER.DES leads from version 1 -> 2 no further, the definition has 3"},
       {table.c_str(), "ITEM 1 2 0 ITEM 2 1 0 BOX 1 2 0 END.",
        "ITEM: definitions/FILEVER.DES leads in a circle: 1 -> 2 -> 1"},
       {table.c_str(), kTable.substr(0, kTable.size() - 5),
@@ -356,9 +356,9 @@ TEST_F(ConversionTest, WhatCannotBeConvertedIsSaidBeforeAnythingChanges) {
       {older.c_str(), kItem2,
        "definitions/FILEITEM_2.DES:8: seq: unexpected EOF: expected END., found the end of the text"},
       {"data/5/ITEM.ver", "4\n",
-       "ITEM: convert: file version newer than expected (version 4, defined is 3)"},
+       "ITEM: convert: file version newer than expected (version 4, the definition has 3)"},
       {"data/5/PATHCONV.ver", "5\n",
-       "data/5/PATHCONV.ver: convert: path version newer than expected (version 5, wanted is 4)"},
+       "data/5/PATHCONV.ver: convert: path version newer than expected (version 5, required is 4)"},
       {"data/5/ITEM.ver", "",
        "data/5/ITEM: no version record; write the version of its records into data/5/ITEM.ver"},
       {older.c_str(),

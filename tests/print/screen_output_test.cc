@@ -227,7 +227,8 @@ TEST_F(ScreenOutputTest, TheSecondHasADirectoryOfItsOwn) {
   EXPECT_TRUE(std::filesystem::is_empty("tmp"));
   setenv("TMPDIR", "nowhere", 1);
   const std::string told = errors_of([] { EXPECT_EQ(screen_output_start(), ENOENT); });
-  EXPECT_TRUE(told.starts_with("VIDEO.TMP belongs to somebody else, and nowhere/")) << told;
+  EXPECT_TRUE(told.starts_with("VIDEO.TMP belongs to another program or user, and nowhere/"))
+      << told;
   EXPECT_TRUE(told.ends_with(": No such file or directory\n")) << told;
   unsetenv("TMPDIR");
 }

@@ -294,7 +294,7 @@ TEST_F(DataBackupTest, WithoutAWholeCopyThereIsNone) {
     usleep(1000);
   const Finished never_quiet = run("backup SLOTS out");
   EXPECT_EQ(never_quiet.status, 1);
-  EXPECT_NE(never_quiet.err.find("./data/2/SLOTS: programs change it"), std::string::npos);
+  EXPECT_NE(never_quiet.err.find("./data/2/SLOTS: programs keep changing it"), std::string::npos);
   write_file("data/2/SLOTS.ver", "3\n");
   EXPECT_NE(run("backup SLOTS out").err.find("its records have version 3"), std::string::npos);
   EXPECT_FALSE(std::filesystem::exists("out"));

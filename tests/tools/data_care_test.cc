@@ -63,17 +63,17 @@ TEST_F(DataCareTest, AQuickCheckSeesWhatNeedsNoWalk) {
        "the second copy of the data file's header is damaged", false},
       {"truncate -s 9000 data/1/BOX.dat", "is damaged, or no keyed file", true},
       {"rm data/1/BOX.idx",
-       "./data/1/BOX.idx: is missing; \"marigold data rebuild BOX\" makes it from ./data/1/BOX.dat",
+       "./data/1/BOX.idx: is missing; \"marigold data rebuild BOX\" rebuilds it from ./data/1/BOX.dat",
        true},
       {"rm data/1/BOX.dat",
-       "./data/1/BOX.dat: is missing, and ./data/1/BOX.idx holds no records; bring both back from "
+       "./data/1/BOX.dat: is missing, and ./data/1/BOX.idx holds no records; restore both from "
        "a backup",
        true},
       {"touch -d '2 minutes ago' data/1/.BOX.idx.0123456789abcdef",
        "left by a run that was killed: ./data/1/.BOX.idx.0123456789abcdef", false},
       {"echo 1 > data/1/BOX.ver",
        "its records have version 1, ./definitions/FILEBOX.DES defines version 2; \"marigold data "
-       "convert\" brings them to it",
+       "convert\" converts them",
        false},
   };
   for (const Row& row : rows) {
@@ -176,7 +176,8 @@ TEST_F(DataCareTest, CompactingGivesTheSpaceBack) {
   // Compact refuses a file of which it would lose records.
   damage(4096 + 20, 4);
   expect({{"compact BOX", "",
-           kBox + "is damaged, or no keyed file; \"marigold data check BOX\" says more\n", 2}});
+           kBox + "is damaged, or no keyed file; \"marigold data check BOX\" reports the damage\n",
+           2}});
   run_shell("cp data/1/BOX.dat elsewhere; ln -sf ../../elsewhere data/1/BOX.dat");
   expect(
       {{"compact BOX", "", kBox + "is a link; name the file that it leads to with --path\n", 2}});
@@ -203,18 +204,19 @@ TEST_F(DataCareTest, RecordsAreRecovered) {
           {"recover BOX", kBox + "388 records\n"}});
   run_shell("rm -r data; cp -r whole data; rm data/1/BOX.idx");
   damage(0, 4096);
-  expect({{"recover BOX",
-           kBox +
-               "390 records, of 10 deleted it is not known whether that was final, none of which "
-               "could be checked for damage" +
-               kept,
-           "", 1},
-          {"dump BOX", records}});
+  expect(
+      {{"recover BOX",
+        kBox +
+            "390 records, 10 deleted without evidence that the deletion was final, none of which "
+            "could be checked for damage" +
+            kept,
+        "", 1},
+       {"dump BOX", records}});
   const std::string data = "./data/1/BOX.dat: ";
   run_shell("rm -r data; cp -r whole data; sed 's/LEN 40/LEN 48/' definitions/FILEBOX.DES > l.DES");
   expect({{"recover BOX --set ./l.DES", "",
-           data + "its header is whole, and names other records than ./l.DES; take the definition "
-                  "under which it was written\n",
+           data + "its header is whole and has other records than ./l.DES; use the definition "
+                  "with which it was written\n",
            2}});
   damage(0, 4096);
   expect({{"recover BOX --set ./l.DES", "",
@@ -223,7 +225,7 @@ TEST_F(DataCareTest, RecordsAreRecovered) {
           {"recover SLOTS", "", "./data/2/SLOTS: a random file has no header\n", 2}});
   run_shell("rm data/1/BOX.dat");
   expect({{"recover BOX", "",
-           data + "is missing, and ./data/1/BOX.idx holds no records; bring both back from a "
+           data + "is missing, and ./data/1/BOX.idx holds no records; restore both from a "
                   "backup\n",
            2}});
 }

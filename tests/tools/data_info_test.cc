@@ -50,7 +50,8 @@ TEST_F(DataInfoTest, ShowsWhatTheFileIsAndHolds) {
   write_file("data/1/BOX.ver", "1.5\n");
   const std::string version =
       "version   2 defined, 1.5 written\nbackup    never\nclass 1   not locked\n";
-  expect({{"info BOX", kFields + "records   another process has the file for itself\n" + version}});
+  expect({{"info BOX",
+           kFields + "records   another process has the file open exclusively\n" + version}});
   ISCLOSE(file);
   expect(
       {{"info BOX", kFields + "records   2\ndeleted   1, 56 bytes\nsize      " +

@@ -133,7 +133,7 @@ TEST_F(DataLoadTest, EveryRejectedLineIsNamedAndNothingIsLoaded) {
              "5: NUMBER: 20.5 is no whole number in range",
              "6: NUMBER: 18446744073709551616 is no whole number in range",
              "7: the field NUMBER of the primary key is missing", "8: there is no field \"X\"",
-             "9: the field NUMBER is there twice", "10: NUMBER: null where a value is expected",
+             "9: the field NUMBER occurs twice", "10: NUMBER: null where a value is expected",
              "11: NUMBER: an object where a value is expected",
              "12: an array where an object is expected", "13: a value where an object is expected",
              "14: KIND: a number where a text is expected",
@@ -204,7 +204,7 @@ TEST_F(DataLoadTest, UnusableInputLeavesEverythingAsItWas) {
   expect(
       {{"load BOX column.csv", "", "column.csv:1: there is no field \"NAM\"\n", 2},
        {"load BOX element.csv", "", "element.csv:1: there is no field \"NAME\"\n", 2},
-       {"load BOX twice.csv", "", "twice.csv:1: the column NUMBER is there twice\n", 2},
+       {"load BOX twice.csv", "", "twice.csv:1: the column NUMBER occurs twice\n", 2},
        {"load BOX key.csv", "", "key.csv:1: the column NUMBER of the primary key is missing\n", 2},
        {"load BOX quote.csv", "", "quote.csv:1: a double quote out of place at byte 5\n", 2},
        {"load BOX empty.csv", "", "empty.csv:1: there is no header with the names of the columns\n",
@@ -326,7 +326,7 @@ TEST_F(DataLoadTest, WhatADumpCannotHoldIsNamed) {
   EXPECT_EQ(ISWRITE(file, record.data()), 0);
   ISCLOSE(file);
   expect({{"dump BOX", kBoxHeader + kThree,
-           "./data/1/BOX: NUMBER=4: left out: NAME[1]: there are bytes behind the zero byte that "
+           "./data/1/BOX: NUMBER=4: left out: NAME[1]: there are bytes after the zero byte that "
            "ends the text\nmarigold: 1 record left out\n",
            1}});
   write_file("six.csv", "NUMBER\n6\n");

@@ -62,7 +62,7 @@ TEST_F(DataSeamsTest, HalfAPairIsNoMissingFile) {
   load_three();
   run_shell("cp -r data whole; rm data/1/BOX.idx");
   const std::string refused =
-      "./data/1/BOX.idx: is missing; \"marigold data rebuild BOX\" makes it from ./data/1/BOX.dat\n";
+      "./data/1/BOX.idx: is missing; \"marigold data rebuild BOX\" rebuilds it from ./data/1/BOX.dat\n";
   expect({{"load BOX four.csv", "", refused, 2},
           {"load BOX four.csv --replace", "", refused, 2},
           {"rebuild BOX", kLoaded + "3 records\n"},
@@ -70,7 +70,7 @@ TEST_F(DataSeamsTest, HalfAPairIsNoMissingFile) {
   EXPECT_EQ(numbers(), "1 2 3 4 ");
   run_shell("rm -r data; mv whole data; rm data/1/BOX.dat");
   expect({{"load BOX four.csv", "",
-           "./data/1/BOX.dat: is missing, and ./data/1/BOX.idx holds no records; bring both back "
+           "./data/1/BOX.dat: is missing, and ./data/1/BOX.idx holds no records; restore both "
            "from a backup\n",
            2}});
 }
@@ -155,10 +155,10 @@ TEST_F(DataSeamsTest, RecordsOfAnotherVersionAreRefused) {
   expect({{"load SLOTS slots.csv", "./data/2/SLOTS: 1 record loaded\n"}});
   const std::string older =
       ": its records have version 1, ./definitions/FILEBOX.DES defines version ";
-  const std::string convert = "; \"marigold data convert\" brings them to it\n";
+  const std::string convert = "; \"marigold data convert\" converts them\n";
   const std::string newer =
       ": its records have version 3, ./definitions/FILEBOX.DES defines version ";
-  const std::string take = "; take the definition of that version\n";
+  const std::string take = "; use the definition of that version\n";
   const auto both = [](const std::string& reason) {
     const std::string text = "./data/1/BOX" + reason;
     expect({{"dump BOX", "", text, 2},

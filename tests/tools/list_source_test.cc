@@ -274,7 +274,7 @@ TEST(ListSourceTest, MessagesNameThePlace) {
       {"list L\nlist L", "2:6: this list is in line 1 already\n"},
       {"list L\nbody B\nbody B", "3:6: the list has a block of this name already\n"},
       {"list L\nbody B big", "2:8: expected same, raw, REP, ZEIL, BLEN or SAME, found \"big\"\n"},
-      {"list L\nif N", "2:1: if and end stand in blocks\n"},
+      {"list L\nif N", "2:1: if and end belong in a block\n"},
       // Lines and margins
       {"x|a", "3:1: expected \"b\", a pitch, a condition or \"|\" in the margin, found \"x|a\"\n"},
       {"?|a", "3:2: expected a name, found \"|a\"\n"},
@@ -284,7 +284,7 @@ TEST(ListSourceTest, MessagesNameThePlace) {
       {"|a}b", "3:3: \"}\" without \"{\"; the character itself is written \"}}\"\n"},
       // Items; reading goes on after each
       {"|{foo}{page x}{N 5 5x}",
-       "3:3: \"foo\" is no word of this language; a name in small letters stands in single quotes\n"
+       "3:3: \"foo\" is no word of this language; a name in small letters needs single quotes\n"
        "3:13: expected \"}\", found \"x\"\n"
        "3:21: expected a width, a mask, left, right, mask or total, found \"x\"\n"},
       {"|{N", "3:4: expected a width, a mask or \"}\", found the end of the line\n"},
@@ -304,7 +304,7 @@ TEST(ListSourceTest, MessagesNameThePlace) {
       {"|{if N}a\n|{end}",
        "3:2: {if without {end} on its line\n4:6: {end} without {if on its line\n"},
       {"|{if N}{b}{end}", "3:16: bold print is on or off here, depending on the condition\n"},
-      {"|{jump N L}", "3:8: jumps stand in raw blocks\n"},
+      {"|{jump N L}", "3:8: only raw blocks have jumps\n"},
       {"list L\nbody B raw\n|{at L}{jump N L}{jump N M}",
        "3:14: no {at L} follows in this block\n3:24: no {at M} follows in this block\n"},
       {"list L\nbody B raw\nb|x", "3:1: a raw block has nothing in the margin\n"},
@@ -317,7 +317,7 @@ TEST(ListSourceTest, MessagesNameThePlace) {
       {"|{@QQ}", "3:4: warning: there is no such marker; printing would end\n"},
       {"11|x", "3:1: warning: printers have the pitches 10, 12 and 17\n"},
       {"list L PL 0",
-       "1:1: warning: a page of no lines\n1:1: warning: the first line lies behind the last one\n"},
+       "1:1: warning: a page of no lines\n1:1: warning: the first line lies after the last one\n"},
       {"list L PL 20 LZ 30", "1:1: warning: the last line lies below the page\n"},
       {"list L PL 3\nfooter F\n|\n|\n|\nbody B same\n|\n|\n|\n|\n",
        "2:1: warning: the footer leaves no line of the page\n"

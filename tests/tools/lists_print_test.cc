@@ -113,7 +113,7 @@ TEST_F(ListsPrintTest, FaultsAreTold) {
            "Anna           1,00\nEva            3,00\nme\n\f",
            "bad.csv:3: 1 value for 2 columns\nbad.csv:4: column 1: is not valid UTF-8\n", 1},
           {"print L -d . --records twice.csv --set WHO=me", "Kärnten 1\nme\n\n\n\n  0,00\n\f",
-           "twice.csv:1: the column NAME is there twice\n", 1},
+           "twice.csv:1: the column NAME occurs twice\n", 1},
           {"print L -d . --records long.csv --header '' --footer '' --to file out", "",
            "long.csv:3: the line is longer than 16777216 bytes\nout: not written\n", 2},
           {"print NONE -d .", "", "LP1:NONE:Liste nicht gefunden!\n", 2},

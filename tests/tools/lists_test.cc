@@ -50,7 +50,7 @@ TEST_F(ListsToolTest, ErrorsChangeNothing) {
   const std::string messages =
       "bad.list:1:13: expected PL, found \"x\"\n"
       "bad.list:3:1: warning: printers have the pitches 10, 12 and 17\n"
-      "bad.list:3:5: \"foo\" is no word of this language; a name in small letters stands in single "
+      "bad.list:3:5: \"foo\" is no word of this language; a name in small letters needs single "
       "quotes\n";
   write_file("twice.list", "list X\nlist ONE\n");
   expect({{"compile one.list -o print", "", ""},

@@ -43,7 +43,7 @@ TEST_F(PoFileTest, FilesThatCannotBeTextsAreRefusedAtTheirLine) {
       {"# all of it a comment\r" + a, "1: a carriage return inside a line; lines end with a line feed"},
       {with_charset("BIG5", entry_a("\"\xA5\x5C\xFF\"")), "4: a character is not BIG5, the charset of the file"},
       {with_charset("BIG5", entry_a("\"\\377\"")), "4: a character is not BIG5, the charset of the file"},
-      {with_charset("BI\"\n\"G5", ""), "2: the charset \"BIG5\" does not stand on one line with its label"},
+      {with_charset("BI\"\n\"G5", ""), "2: the charset \"BIG5\" is not on one line with its label"},
   };
   // clang-format on
   for (const auto& [content, first_problem] : rows) {

@@ -92,7 +92,7 @@ TEST_F(TextsTest, AWordThatIsNotKnownIsNamedWithTheOneThatIsMeant) {
       {"", ": a command is missing; its commands are texts, data, lists"},
       {"texts build --oputput=x a.po",
        " texts build: unknown option \"--oputput\"; did you mean \"--output\"?"},
-      {"texts dump -x a", " texts dump: unknown option \"-x\"; --help shows the ones there are"},
+      {"texts dump -x a", " texts dump: unknown option \"-x\"; --help lists the options"},
       {"texts dump a b c", " texts dump: \"b\" is a word too many"},
   };
   for (const auto& [words, message] : rows) {
@@ -237,14 +237,15 @@ TEST_F(TextsTest, RecordsThatPoCannotHoldAreNamed) {
   const Finished run = run_shell(
       "rm textdb.dir; (./marigold texts dump textdb --code-set 1252 || echo status $?) 2>messages; "
       "sort messages >&2; ls textdb.*");  // reading makes no new .dir
-  EXPECT_EQ(run.err,
-            "textdb: \"\": left out: the empty id is that of the header in a PO file\n"
-            "textdb: \"<228><255>\": left out: a PO file cannot hold the byte 4\n"
-            "textdb: \"BYTE\": left out: its bytes are not text in the code set 1252\n"
-            "textdb: \"IN\\000SIDE\": left out: a PO file cannot hold the byte 0\n"
-            "textdb: \"NOZERO\": left out: the key has no zero byte behind it, no reader finds it\n"
-            "textdb: \"OPEN\": the text has no zero byte behind it; written as if it had\n"
-            "textdb: \"ZERO\": left out: a PO file cannot hold the byte 0\n");
+  EXPECT_EQ(
+      run.err,
+      "textdb: \"\": left out: the empty id is that of the header in a PO file\n"
+      "textdb: \"<228><255>\": left out: a PO file cannot hold the byte 4\n"
+      "textdb: \"BYTE\": left out: its bytes are not text in the code set 1252\n"
+      "textdb: \"IN\\000SIDE\": left out: a PO file cannot hold the byte 0\n"
+      "textdb: \"NOZERO\": left out: the key has no zero byte after it, so no reader finds it\n"
+      "textdb: \"OPEN\": the text has no zero byte after it; written as if it had one\n"
+      "textdb: \"ZERO\": left out: a PO file cannot hold the byte 0\n");
   EXPECT_EQ(run.out,
             "msgid \"\"\nmsgstr \"\"\n\"MIME-Version: 1.0\\n\"\n"
             "\"Content-Type: text/plain; charset=UTF-8\\n\"\n"

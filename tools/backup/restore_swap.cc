@@ -200,7 +200,7 @@ bool RestoreSwap::run(Problems& problems) {
     problems.push_back(file_error(failed_path_, failed));
     if (const int not_undone = undo())
       problems.push_back(file_error(failed_path_, not_undone) +
-                         ": the old files could not all be put back; run the restore again");
+                         ": not all old files could be put back; run the restore again");
     return false;
   }
   if (failed == 0) failed = forget_old();
@@ -261,12 +261,12 @@ bool recover_restore(const std::string& directory, Problems& problems) {
   if (!file_exists(found.c_str())) return true;
   RestoreJournal journal;
   if (!read_restore_journal(found, journal)) {
-    if (is_alive(found)) return fail(problems, found + ": another restore is at work");
+    if (is_alive(found)) return fail(problems, found + ": another restore is running");
     const int failed = remove_journals({found});
     return failed == 0 || fail(problems, file_error(found, failed));
   }
   if (is_alive(journal.counting))
-    return fail(problems, journal.counting + ": another restore is at work");
+    return fail(problems, journal.counting + ": another restore is running");
   RestoreJournal counting;
   std::vector<std::string> journals;
   int failed = 0;

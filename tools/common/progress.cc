@@ -20,7 +20,7 @@ struct State {
 State state;
 
 void show_rebuild(const std::string& base, std::uint64_t done, std::uint64_t all) {
-  if (!state.rebuild.has_value()) state.rebuild.emplace(base + ": making the indexes again");
+  if (!state.rebuild.has_value()) state.rebuild.emplace(base + ": rebuilding the indexes");
   state.rebuild->at(done, all);
   if (done == all) state.rebuild.reset();
 }

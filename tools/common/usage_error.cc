@@ -107,7 +107,7 @@ std::string usage_error(const CLI::App& tool, const CLI::Error& error) {
   if (const auto option = std::ranges::find_if(words, is_option); option != words.end()) {
     const std::string name = option->substr(0, option->find('='));
     return whole + ": " +
-           unknown("option", name, option_names(command), "--help shows the ones there are");
+           unknown("option", name, option_names(command), "--help lists the options");
   }
   if (!words.empty()) return whole + ": \"" + words.front() + "\" is a word too many";
   return std::string("marigold: ") + error.what();

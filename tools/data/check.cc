@@ -61,7 +61,7 @@ int look_into_keyed(const DataTarget& target, Checked& checked) {
   if (!check_version(target, reason) || !isam_fits(*target.definition, info, reason))
     checked.findings.push_back(reason);
   if (info.made_anew != std::string_view())
-    checked.findings.push_back("its indexes were made again: " + std::string(info.made_anew));
+    checked.findings.push_back("its indexes were rebuilt: " + std::string(info.made_anew));
   checked.looked_at = {"headers", "pairing", "sizes", "version", "definition"};
   return checked.quick ? 0 : walk_keyed(file, info, checked);
 }

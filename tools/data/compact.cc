@@ -11,7 +11,7 @@ namespace {
 std::string reason_for(const DataTarget& target, int failed) {
   const std::string name(target.definition->name.view());
   std::string text = data_error(target.base, failed);
-  if (failed == kIsBadFile) text += "; \"marigold data check " + name + "\" says more";
+  if (failed == kIsBadFile) text += "; \"marigold data check " + name + "\" reports the damage";
   return text;
 }
 

@@ -40,7 +40,7 @@ void load_set(const std::string& set, Problems& problems) {
     SystemText reason;
     syserr_text(reason, error.number);
     problems.push_back(at_line(path, error.line) + std::string(reason.view()) +
-                       "; \"marigold data scan\" tells more");
+                       "; \"marigold data scan\" reports all errors");
   }
   for (ScannedFile& file : scan.files) {
     const std::string name(file.definition->name.view());

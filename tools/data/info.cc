@@ -168,7 +168,7 @@ std::string pages_text(const Found& found) {
 
 std::string state_text(const FileDefinition& file, const Found& found) {
   if (!found.exists) return line("records", "the file does not exist");
-  if (found.in_use) return line("records", "another process has the file for itself");
+  if (found.in_use) return line("records", "another process has the file open exclusively");
   if (found.records < 0) return line("records", "not known: " + found.problem);
   std::string text = line("records", std::to_string(found.records));
   text +=

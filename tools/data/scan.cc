@@ -63,7 +63,7 @@ Finding as_finding(const std::string& path, const ScanError& error) {
 std::string hindrance(const FileDefinition& definition) {
   if (definition.type == FileType::kChained) return "";  // no program opens them
   if (definition.used_length >= definition.record_length)
-    return "LEN leaves no byte behind the fields for the deletion marker";
+    return "LEN leaves no byte after the fields for the deletion marker";
   if (definition.type == FileType::kIsam && definition.record_length > kIsLongestRecord)
     return "LEN is more than the " + std::to_string(kIsLongestRecord) +
            " bytes that a keyed file takes";

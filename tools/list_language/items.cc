@@ -79,8 +79,8 @@ bool BlockCompiler::item_inside(SourceLine& line) {
   const auto* row = std::ranges::find(kWords, word, &Word::word);
   if (row == std::end(kWords))
     return line.error_at(place, in_message(word) +
-                                    " is no word of this language; a name in small letters stands "
-                                    "in single quotes");
+                                    " is no word of this language; a name in small letters needs "
+                                    "single quotes");
   if (row->handler == &BlockCompiler::place_item) line.go_to(place);  // several words
   return (this->*row->handler)(line);
 }
@@ -143,7 +143,7 @@ bool BlockCompiler::variable(SourceLine& line, std::string_view& name, std::int3
   std::string text;
   line.skip_blanks();
   if (is_small(line.next()))
-    return line.expected("a name; one in small letters stands in single quotes");
+    return line.expected("a name; one in small letters needs single quotes");
   if (!line.name("a name", text)) return false;
   if (text.size() > kLongestBlockText) return line.error("a name has at most 65535 characters");
   name = keep(text);
@@ -437,7 +437,7 @@ bool BlockCompiler::jump_item(SourceLine& line) {
   jump.negated = !jump.negated;  // this condition is the one to jump
   std::string label;
   if (!line.name("a label", label) || !end_of_item(line)) return false;
-  if (!setting_.raw) return line.error_at(place, "jumps stand in raw blocks");
+  if (!setting_.raw) return line.error_at(place, "only raw blocks have jumps");
   add(jump);
   jumps_.push_back(
       {.name = label, .jump = code_.size() - 1, .line = line.number(), .place = place});
@@ -449,7 +449,7 @@ bool BlockCompiler::at_item(SourceLine& line) {
   const std::size_t place = line.at();
   std::string label;
   if (!line.name("a label", label) || !end_of_item(line)) return false;
-  if (!setting_.raw) return line.error_at(place, "labels stand in raw blocks");
+  if (!setting_.raw) return line.error_at(place, "only raw blocks have labels");
   flush();
   const bool fresh = labels_.emplace(label, code_.size()).second;
   return fresh || line.error_at(place, "the block has this label already");

@@ -126,7 +126,7 @@ class SourceCompiler {
 
   void take_condition(SourceLine& line, bool begins) {
     if (!block_) {
-      line.error_at(0, "if and end stand in blocks");
+      line.error_at(0, "if and end belong in a block");
       return;
     }
     take_empty_lines();
@@ -228,7 +228,7 @@ class SourceCompiler {
     if (list.page_length < 1) line.warning_at(0, "a page of no lines");
     if (list.first_line < 1) line.warning_at(0, "the first line of a page is 1");
     if (list.first_line > list.last_line)
-      line.warning_at(0, "the first line lies behind the last one");
+      line.warning_at(0, "the first line lies after the last one");
     if (list.last_line > list.page_length) line.warning_at(0, "the last line lies below the page");
     if (list.start_column < 1) line.warning_at(0, "the first column of a line is 1");
     if (list.pitch != 10 && list.pitch != 12 && list.pitch != 17)
@@ -341,10 +341,10 @@ class SourceCompiler {
   int number_ = 0;
   std::unordered_map<std::string, int> list_lines_;
   std::unordered_set<std::string> block_names_;  // of this list
-  int empty_lines_ = 0;         // lines of the block if another one follows
-  bool in_list_ = false;        // and none of its blocks has begun
-  bool has_last_line_ = false;  // "LZ" has been given
-  bool skipping_ = false;       // before the first list; already reported
+  int empty_lines_ = 0;                          // lines of the block if another one follows
+  bool in_list_ = false;                         // and none of its blocks has begun
+  bool has_last_line_ = false;                   // "LZ" has been given
+  bool skipping_ = false;                        // before the first list; already reported
   std::optional<Block> block_;
 };
 

@@ -44,7 +44,7 @@ bool CsvRecord::begin(std::string& reason) {
   for (std::size_t column = 0; column < rows_.size(); ++column) {
     const std::string name(rows_.cell(column));
     if (columns_.emplace(name, column).second) continue;
-    reason = "the column " + name + " is there twice";
+    reason = "the column " + name + " occurs twice";
     return false;
   }
   return true;

@@ -180,7 +180,7 @@ bool set_variables(const ListsPrint& options, Problems& problems) {
     else if (latin1.to_bytes(text, value) == std::string::npos)
       list_set(name, value);
     else
-      problems.push_back(option + setting + ": has characters that lists do not know");
+      problems.push_back(option + setting + ": has characters that ISO 8859-1 lacks");
   };
   for (const std::string& setting : options.variables)
     set(setting, false);

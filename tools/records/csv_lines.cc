@@ -44,7 +44,7 @@ bool CsvLines::take_column(std::string_view name, std::string& reason) {
   if (std::ranges::any_of(columns_, [&](const Column& other) {
         return other.field == column.field && other.index == column.index;
       })) {
-    reason = "the column " + std::string(name) + " is there twice";
+    reason = "the column " + std::string(name) + " occurs twice";
     return false;
   }
   columns_.push_back(column);

@@ -168,8 +168,8 @@ std::string half_pair_text(const DataTarget& target) {
   const std::string index = target.base + ".idx";
   if (file_exists(data.c_str()))
     return index + ": is missing; \"marigold data rebuild " +
-           std::string(target.definition->name.view()) + "\" makes it from " + data;
-  return data + ": is missing, and " + index + " holds no records; bring both back from a backup";
+           std::string(target.definition->name.view()) + "\" rebuilds it from " + data;
+  return data + ": is missing, and " + index + " holds no records; restore both from a backup";
 }
 
 bool check_version(const DataTarget& target, std::string& reason) {
@@ -183,8 +183,8 @@ bool check_version(const DataTarget& target, std::string& reason) {
   if (!found || *found == wanted) return true;
   reason = "its records have version " + version_text(*found) + ", " + target.set_path +
            " defines version " + version_text(wanted) + "; ";
-  reason += *found < wanted ? "\"marigold data convert\" brings them to it"
-                            : "take the definition of that version";
+  reason += *found < wanted ? "\"marigold data convert\" converts them"
+                            : "use the definition of that version";
   return false;
 }
 

@@ -107,7 +107,7 @@ bool ObjectReader::key(const Json::string_t& name) {
   elements_ = 0;
   if (!find_field(name)) return fail("there is no field \"" + name + "\"");
   place_ = Place::kField;
-  if (seen_[first_]) return fail("the field " + name + " is there twice");
+  if (seen_[first_]) return fail("the field " + name + " occurs twice");
   seen_[first_] = true;
   return true;
 }

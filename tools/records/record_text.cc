@@ -178,7 +178,7 @@ bool RecordText::take_text(const Column& column, const char* record, std::string
       text.data() + text.size(),
       static_cast<std::size_t>(place + column.field->size - (text.data() + text.size())));
   if (rest.find_first_not_of('\0') != std::string_view::npos)
-    return fail(reason, column, "there are bytes behind the zero byte that ends the text");
+    return fail(reason, column, "there are bytes after the zero byte that ends the text");
   if (std::ranges::all_of(text, is_plain)) return true;
   if (code_set_.to_text(text, converted_) != std::string::npos)
     return fail(reason, column, "its bytes are not text in the code set " + code_set_.name());

@@ -22,12 +22,12 @@ class EntryMaker {
     const std::string_view key = without_zero(record.key);
     const std::string_view text = without_zero(record.value);
     if (key.size() == record.key.size()) {
-      return leave_out(key, "the key has no zero byte behind it, no reader finds it");
+      return leave_out(key, "the key has no zero byte after it, so no reader finds it");
     }
     if (key.empty()) return leave_out(key, "the empty id is that of the header in a PO file");
     if (!convert(key, key, entry.id) || !convert(key, text, entry.text)) return;
     if (text.size() == record.value.size()) {
-      complain(key, "the text has no zero byte behind it; written as if it had");
+      complain(key, "the text has no zero byte after it; written as if it had one");
     }
     entries_.push_back(std::move(entry));
   }

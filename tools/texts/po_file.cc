@@ -212,7 +212,7 @@ class Collector {
     if (!known_) return charset + "is not known";
     // Only a header that is spread over several strings hides its charset from po_charset_named.
     const bool unexpected = charset_.hides_ascii() && charset_.name() != escaped_.name();
-    return unexpected ? charset + "does not stand on one line with its label" : "";
+    return unexpected ? charset + "is not on one line with its label" : "";
   }
 
   void collect_domain(po_file_t source, const char* domain) {

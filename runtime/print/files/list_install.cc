@@ -196,7 +196,7 @@ bool ListInstallation::put_in_place(const std::vector<StoredList>& lists, std::s
     return false;
   }
   if (roll_forward(directory_, files_, problem)) return true;
-  problem += "; the new lists are whole, the next run puts them in place";
+  problem += "; the new lists are whole, the next run installs them";
   return false;
 }
 

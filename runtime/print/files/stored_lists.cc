@@ -26,7 +26,8 @@ bool fail(std::string& problem, const std::string& path, const std::string& reas
 
 // The engine's own error numbers have names but no texts.
 bool fail(std::string& problem, const std::string& path, int number) {
-  if (number == kIsFileLocked) return fail(problem, path, "another process has it for itself");
+  if (number == kIsFileLocked)
+    return fail(problem, path, "another process has it open exclusively");
   if (number == kIsBadFile) return fail(problem, path, "is damaged, or no keyed file");
   if (number == kIsDuplicate) return fail(problem, path, "two records have one name");
   const std::string name = iserror_name(number);

@@ -164,7 +164,7 @@ const std::string& path_at_fault() {
 int create_in_own_directory(const std::string& taken) {
   if (const int failed = file_make_private_directory(state.directory)) {
     const std::string directory = std::exchange(state.directory, {});
-    return refuse(taken + " belongs to somebody else, and " + directory, failed);
+    return refuse(taken + " belongs to another program or user, and " + directory, failed);
   }
   state.directory += '/';
   const int failed = create_in(state.directory);
