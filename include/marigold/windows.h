@@ -200,7 +200,7 @@ void terminal_bell();
 // At the end of the keyboard's input each read gives Escape, by which a program leaves its current
 // work; no key is waiting then. A program that goes on reading ends after 100 of them, with the
 // terminal given back, a line on standard error and exit status 1.
-
+//
 // Ctrl-R, which is kKeyIgnored without a character, always repaints the screen (terminal_repaint).
 
 // Waits for a key. Returns its code and gives its character, or the second byte of a key without a
