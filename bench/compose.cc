@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What composing the screen from 30 overlapping windows costs, the screen being the rectangle of
-// the lowest of them.
+// Cost of composing the screen from 30 overlapping windows, of which the lowest one covers the
+// screen.
 //
 //   compose/same         all windows as large as the screen
 //   compose/staggered    framed windows of half the screen's rows and columns, each beside the last
@@ -21,7 +21,7 @@ namespace {
 
 constexpr int kLowest = 1;
 
-// Takes everything and shows nothing.
+// A console that accepts everything and shows nothing.
 constexpr Console kNoConsole{
     .size = [] {},
     .clear = [] {},

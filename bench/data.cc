@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What the access layer costs above the bare engine, and how fast the operator's tool moves
-// records.
+// Cost of the access layer above the bare engine, and speed of the operator's tool for whole files.
 //
 //   data [N=200000] [ROUNDS=5]
 //
 // N records of the sample's customer file, in random order: written one by one, read by the primary
-// key, walked by the second key; through data_file.h and by the engine's own operations, in turns,
-// on the same records, in files that others may use. Then all of them through marigold data dump
-// and load. Prints CSV: operation,n,engine_us,access_us,ratio with the least times of the rounds,
-// ratio being the engine's over the access layer's (to reach: 0.8), and for the tool
-// operation,n,seconds,records_per_s. A wrong delivery ends the program with status 1.
+// key, walked by the second key; by data.h and by the engine's own operations, in turns, on the
+// same records, in files that others may use. Then all of them by marigold data dump and load.
+// Prints CSV: operation,n,engine_us,access_us,ratio with the least times of the rounds, ratio being
+// the engine's over the access layer's (goal: 0.8), and for the tool
+// operation,n,seconds,records_per_s. A wrong result ends the program with status 1.
 
 #include <unistd.h>
 
@@ -52,7 +51,7 @@ double seconds_of(const std::function<void()>& body) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-// The records, in the order in which they are written, and the numbers that are looked for.
+// The records in the order of their writing, and the numbers for the lookups.
 class Customers {
  public:
   Customers(DataFile& file, int count)
@@ -93,7 +92,7 @@ class Customers {
 struct Way {
   std::function<void(const char* record)> write;
   std::function<void(int number)> get;
-  std::function<std::uint64_t()> walk;  // how many
+  std::function<std::uint64_t()> walk;  // returns the number of records
 };
 
 // ---- The engine
@@ -153,7 +152,7 @@ Way access_way(DataFile& file) {
 
 // ---- Measuring
 
-// The least of each operation: what else the machine does only ever adds to it.
+// The least time of each operation: other work of the machine can only add to a time.
 using Times = std::map<std::string, double>;
 
 void time_into(Times& times, const char* operation, const std::function<void()>& body) {
@@ -208,7 +207,7 @@ void compare(DataFile& file, int count, int rounds) {
   }
 }
 
-// The file that compare has left behind, out and in again.
+// Dumps the file that the comparison has left, and loads the dump.
 void run_tool(int count, int rounds) {
   const std::string tool = MARIGOLD_PATH " data ";
   const std::string fresh =

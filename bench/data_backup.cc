@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// How long a program that writes has to wait while its file is backed up.
+// Waiting time of a writing program during a backup of its file.
 //
 //   data_backup [MIB=1024] [ROUNDS=5]
 //
 // A keyed file of this size, records of 1,000 bytes with two keys, in a directory below the current
-// one. A process replaces records at random, each time with another value of the second key, and
-// flushes after every 1,000; it notes how long each operation took. In turns it does so for as long
-// as "marigold data backup" takes, and while that runs. Prints CSV:
+// one. A process replaces records at random, each time with another value of the second key,
+// flushes after every 1,000, and notes the time of each operation. It does so in turns without a
+// backup, for as long as "marigold data backup" takes, and during a backup. Prints CSV:
 // backup,round,seconds,operations,median_us,longest_ms,longest_flush_ms, and at last the greatest
-// of all rounds (to reach: longest_ms of at most 50 with a backup). A flush waits for the disk,
+// values of all rounds (goal: longest_ms of at most 50 with a backup). A flush waits for the disk,
 // with or without a backup, and is counted by itself.
 
 #include <sys/mman.h>
@@ -53,7 +53,7 @@ double since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-// What the two processes share: when to note, and what came of it.
+// Shared by the two processes: when to note, and the noted values.
 struct Notes {
   std::atomic<bool> on = false;
   std::atomic<std::int64_t> operations = 0;
@@ -119,7 +119,7 @@ void make_file(std::int32_t records) {
   must(ISCLOSE(file) == 0, "not closed");
 }
 
-// Until it is killed.
+// Runs until it is killed.
 [[noreturn]] void write_on(Notes& notes, std::int32_t records) {
   constexpr int kFlushEvery = 1000;
   const int file = ISOPEN(kBase, kIsInputOutput | kIsManualLock);
@@ -167,7 +167,7 @@ void measure(Notes& notes, int rounds) {
   std::puts("backup,round,seconds,operations,median_us,longest_ms,longest_flush_ms");
   Greatest without;
   Greatest with;
-  double seconds = back_up();  // nobody notes: how long it takes
+  double seconds = back_up();  // without notes, to learn how long it takes
   for (int round = 1; round <= rounds; ++round) {
     const std::string name = std::to_string(round);
     notes.clear();

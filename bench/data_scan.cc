@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What scanning a definition set costs: reading its file and making the definitions, as a program
-// does at its start.
+// Cost of scanning a definition set: reading its file and making the definitions, as at a program's
+// start.
 //
 //   data_scan [FILES=1000] [ROUNDS=50]
 //

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What formatting a text costs: plain bytes by the second, and a directive beside a direct call of
-// the C library's formatted print with the same directive.
+// Cost of formatting a text: plain bytes per second, and a directive in comparison with a direct
+// call of the C library's formatted print with the same directive.
 //
 // After Google Benchmark's own table standard output gets CSV rows:
 //
 //   plain,BYTES,MB/S       texts of that length without a directive
 //   ratio,DIRECTIVE,A,B    the time of a directive over that of the direct call; A: the call gets
-//                          its value ready, B: it converts it from a word, as any caller of
-//                          scrivel's kind has to
+//                          its value ready, B: it converts the value from a word, as every caller
+//                          like scrivel has to
 //
-// They come from the least time of each benchmark's repetitions, which run interleaved: on a
-// machine with other work that is the only one that two benchmarks have in common.
+// The rows use the least time of each benchmark's repetitions, which run interleaved: on a machine
+// with other work only the least times are comparable.
 //
 // All options are Google Benchmark's.
 
@@ -29,7 +29,7 @@
 namespace marigold::bench {
 namespace {
 
-// In one text, so that the call of the formatter itself does not count.
+// All directives in one text, so that the cost of calling the formatter does not count.
 constexpr int kDirectives = 16;
 
 class DroppingOutput final : public Output {
@@ -37,8 +37,7 @@ class DroppingOutput final : public Output {
   int deliver(std::string_view /*bytes*/) override { return 0; }
 };
 
-// What one directive is measured with. The words are those it consumes: a number for "*" if there
-// are two.
+// A directive and the words that it takes: a number for "*" if there are two.
 struct Row {
   const char* directive;
   std::vector<const char*> words;
@@ -224,7 +223,7 @@ int main(int argc, char** argv) {
   std::string repetitions = "--benchmark_repetitions=20";
   std::string aggregates = "--benchmark_report_aggregates_only=true";
   std::string interleaving = "--benchmark_enable_random_interleaving=true";
-  // In front, so that the caller's options win.
+  // In front, so that the caller's options override these.
   std::vector<char*> words = {argv[0], time.data(), repetitions.data(), aggregates.data(),
                               interleaving.data()};
   words.insert(words.end(), argv + 1, argv + argc);

@@ -7,9 +7,9 @@ namespace {
 
 constexpr std::size_t kMapSize = std::size_t{16} << 30;
 
-// Records in the primary database, in the order of the primary key; names and dates in databases
-// of their own that lead to the primary key. Each change is a transaction, so that it is there when
-// the process is killed next, as the engine's is; all reads in turn are one.
+// Records in the primary database, in the order of the primary key; names and dates in databases of
+// their own that lead to the primary key. Each change is a transaction, so that it survives the
+// death of the process, as in the engine; all reads of a turn are one transaction.
 class LmdbGrowth : public GrowthStore {
  public:
   explicit LmdbGrowth(const std::string& directory) : environment_(directory, kMapSize, 3) {
@@ -63,7 +63,7 @@ class LmdbGrowth : public GrowthStore {
     must(result == MDB_NOTFOUND ? 0 : result, "walk");
   }
   void change() override { end_reading(); }
-  // The record stays where it is, only the entries of the other databases move.
+  // The record keeps its place; only the entries of the other databases move.
   void replace(const Record& record) override {
     transaction_ = environment_.begin();
     const Record old = stored(key_of_record(record));
@@ -97,7 +97,7 @@ class LmdbGrowth : public GrowthStore {
   void commit() const { must(mdb_txn_commit(transaction_), "commit"); }
   static void keep(const MDB_val& value, Record& copy) {
     std::memcpy(copy.bytes.data(), value.mv_data, copy.bytes.size());
-    // The copy is made as for a caller who keeps it.
+    // Forces the copy, as for a caller who keeps it.
     asm volatile("" : : "r"(copy.bytes.data()) : "memory");
   }
   bool fetch(MDB_val key, Record& copy) const {

@@ -12,7 +12,7 @@
 namespace marigold::bench {
 namespace {
 
-constexpr std::size_t kSlotSize = 144;  // the engine's for a record of 128 bytes
+constexpr std::size_t kSlotSize = 144;  // the engine's, for 128 bytes
 constexpr std::size_t kHeader = 16;
 constexpr std::size_t kTogether = 4;  // as in runtime/isam/read.cc
 constexpr std::size_t kAhead = 3 * kTogether;
@@ -20,7 +20,7 @@ constexpr std::size_t kAhead = 3 * kTogether;
 std::uint64_t digest_of(const char* slot) {
   Record copy;
   std::memcpy(copy.bytes.data(), slot + kHeader, copy.bytes.size());
-  // The copy is made as for a caller who keeps it.
+  // Forces the copy, as for a caller who keeps it.
   asm volatile("" : : "r"(copy.bytes.data()) : "memory");
   return digest(copy);
 }

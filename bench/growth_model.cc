@@ -22,7 +22,7 @@ std::vector<Key8> primary_keys(const Workload& workload, const std::vector<std::
   return keys;
 }
 
-// Enough for a figure; all of ten million records' would take most of the time.
+// Enough for a figure; changes of all ten million records would take most of the time.
 constexpr std::size_t kMostChanges = 500'000;
 
 Workload few_changes(Workload workload) {
@@ -63,7 +63,7 @@ GrowthModel::Entry GrowthModel::entry_of(int key, const char* bytes, std::uint32
   if (key == 0) return {big_endian(bytes, 8), 0, number};
   if (key == 1)
     return {big_endian(bytes, 8), static_cast<std::uint32_t>(big_endian(bytes + 8, 4)), number};
-  return {big_endian(bytes, 4) ^ 0x80000000, 0, number};  // negative numbers come first
+  return {big_endian(bytes, 4) ^ 0x80000000, 0, number};  // negative numbers first
 }
 
 std::vector<GrowthModel::Entry> GrowthModel::sorted(int key) const {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A process of its own for what is measured.
+// Runs measurements in processes of their own.
 #pragma once
 
 #include <sys/wait.h>
@@ -13,7 +13,7 @@
 
 namespace marigold::bench {
 
-// Runs a body in a process of its own, so that what it takes is not seen in the next one.
+// Runs a body in a process of its own, so that its memory and caches do not count in the next one.
 template <typename Body>
 bool in_child(Body body) {
   std::fflush(nullptr);
@@ -27,8 +27,8 @@ bool in_child(Body body) {
   return child > 0 && waitpid(child, &status, 0) == child && status == 0;
 }
 
-// What a program does that is called NAME [COUNT] [DIRECTORY]: measures in a directory of its own
-// below the given one, and removes it. Its exit status.
+// Runs a benchmark with the arguments NAME [COUNT] [DIRECTORY]: measures in a new directory below
+// the given one, removes that directory and returns the exit status.
 template <typename Measure>
 int in_own_directory(const char* name, int argc, char** argv, Measure measure) {
   const std::uint64_t count = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 1'000'000;

@@ -4,9 +4,9 @@
 //   isam_bench [N=200000] [DIRECTORY]
 //
 // Prints CSV: store,mode,op,n,seconds,ops_per_s,file_bytes,checksum,cpu_seconds. `exclusive`: one
-// process has the file for itself; `shared`: every call is visible to other processes when it
-// returns. After each group of writes all three keys are walked and compared with a model in
-// memory, outside the time. A wrong delivery ends the program with status 1.
+// process has the file open alone; `shared`: every call is visible to other processes when it
+// returns. After each group of writes the program walks all three keys and compares them with a
+// model in memory, outside the measured time. A wrong result ends the program with status 1.
 
 #include <sys/resource.h>
 #include <time.h>
@@ -85,7 +85,7 @@ class Run {
   }
 
  private:
-  // ---- What is measured
+  // ---- The measured operations
 
   void open() {
     const std::string base = directory_ + "/" + mode_;
@@ -170,13 +170,12 @@ class Run {
         });
     timed_walk("scan_primary", 0);
     timed_walk("scan_key2", 1);
-    // The engine holds nothing between calls; the rows exist for the comparison with stores that
-    // do.
+    // The engine holds nothing between calls; the rows exist for comparison with stores that do.
     if (shared_) timed_walk("step_primary", 0);
     if (shared_) timed_walk("step_key2", 1);
   }
 
-  // ---- How it is measured and checked
+  // ---- Measurement and checks
 
   void timed(const char* name, std::uint64_t n, const std::function<void()>& body,
              const std::function<std::uint64_t()>& check) {
@@ -242,7 +241,7 @@ class Run {
     }
   }
 
-  // Everything once, in the order of the key, equal keys in any order.
+  // Every record must occur once, in the order of the key, equal keys in any order.
   std::uint64_t check_walk(int key) {
     std::vector<std::pair<std::string, std::uint64_t>> expected;
     for (std::uint64_t i = 0; i < workload_.count; ++i) {
@@ -276,7 +275,7 @@ class Run {
   bool shared_;
   std::vector<Record> model_;
   std::vector<bool> live_;
-  std::vector<std::uint64_t> delivered_;  // hashes, in the order of delivery
+  std::vector<std::uint64_t> delivered_;  // hashes, in the order of the results
   int file_ = -1;
 };
 

@@ -1,24 +1,24 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// How much more an operation on a keyed file costs when the file has ten times the records, beside
-// a store that keeps its records in the tree of the primary key, and beside bare memory.
+// Additional cost of an operation on a keyed file with ten times the records, in comparison with a
+// store that keeps its records in the tree of the primary key, and with bare memory.
 //
 //   isam_growth [--store STORE] [--only OP] [N=1000000] [DIRECTORY] [TIMES=10]
 //
 // Prints CSV: store,op,n,ns_per_op,ratio,wall_ns; first for N records, then for TIMES * N (not if
 // TIMES is 1), with the ratio of their cost to that for N. The cost is the processor's time, user
-// and system, which others on the machine do not lengthen by taking turns; the time by the clock
-// follows. The operations are those of isam_bench, at most 500,000 replacements and deletions, but
-// keys are used in the order in which they lie in memory, and what is delivered is only summed up
-// while the clock runs. It is compared with a model afterwards, and so is all that a store holds in
-// the end. Another delivery than expected ends the program with status 1.
+// and system, which does not grow when other programs use the machine; the elapsed time follows.
+// The operations are those of isam_bench, with at most 500,000 replacements and deletions, but keys
+// are used in their order in memory, and results are only summed up in the measured time.
+// Afterwards the program compares the results, and at the end all records of the store, with a
+// model. A wrong result ends the program with status 1.
 //
-// Stores: `isam`, the engine, alone on the file; `isam_shared`, only when it is asked for;
-// `memory`, records at random places of a mapped file, fetched ahead (scan) or not (get): the floor
-// for records in the order of their arrival; `lmdb` where it is installed, records in the tree of
-// the primary key, a transaction for each change without a sync, one transaction for all reads in
-// turn. A DIRECTORY in memory (tmpfs) leaves out the disk to which the system writes meanwhile.
-// `--only` does only the insertion and this operation, for a profiler that counts within the
-// function `timed_part`:
+// Stores: `isam`, the engine, alone on the file; `isam_shared`, only on request; `memory`, records
+// at random places of a mapped file, fetched ahead (scan) or not (get): the lower bound for records
+// in the order of their arrival; `lmdb` if it is installed, records in the tree of the primary key,
+// a transaction for each change without a sync, one transaction for all reads of a turn. A
+// DIRECTORY in memory (tmpfs) excludes the disk to which the system writes meanwhile. `--only` does
+// only the insertion and this operation, for a profiler that counts within the function
+// `timed_part`:
 //
 //   valgrind --tool=callgrind --cache-sim=yes --D1=32768,8,64 --LL=33554432,16,64
 //     --toggle-collect='*timed_part*' isam_growth --store isam --only scan_primary 200000 /dev/shm
@@ -39,7 +39,7 @@
 
 namespace marigold::bench {
 
-// A function of its own, known by its name to profilers.
+// A function of its own, which profilers find by its name.
 [[gnu::noinline]] static void timed_part(const std::function<void()>& body) {
   body();
 }
@@ -71,7 +71,7 @@ class Run {
  public:
   Run(const Options& options, GrowthModel& model, std::map<std::string, double>& first)
       : options_(options), model_(model), first_(first), workload_(model.workload()) {
-    digests_.assign(workload_.count, 0);  // its memory is there before the clock runs
+    digests_.assign(workload_.count, 0);  // its memory is in place before the measurement
   }
 
   void memory(const std::string& directory) {
@@ -190,7 +190,7 @@ class Run {
 
   const Options& options_;
   GrowthModel& model_;
-  std::map<std::string, double>& first_;  // what an operation cost with the fewer records
+  std::map<std::string, double>& first_;  // cost of each operation with the fewer records
   const Workload& workload_;
   std::string store_;
   Digests digests_;

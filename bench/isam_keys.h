@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The three keys of the records of isam_workload.h, as the engine is told them.
+// The three keys of the records of isam_workload.h, as descriptions for the engine.
 #pragma once
 
 #include "runtime/isam/isam.h"

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What a process that has a keyed file open takes beyond what the system caches.
+// Memory of a process with an open keyed file, beyond the memory that the system caches.
 //
 //   isam_memory [N=1000000] [DIRECTORY]
 //
 // One process makes a file of N records with three keys; another opens it, walks it by each key,
-// reads every record by its primary key, and says how much its private memory has grown.
+// reads every record by its primary key, and prints the growth of its private memory.
 
 #include <unistd.h>
 
@@ -21,7 +21,7 @@
 namespace marigold::bench {
 namespace {
 
-// Of this process, in KiB: what no file stands behind.
+// Returns the private memory of this process that no file holds, in KiB.
 long private_memory() {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);) {

@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// One process beside two on one file: how much more two do, and how long one waits for another.
+// One process in comparison with two on one file: their joint throughput, and the longest wait of
+// one.
 //
 //   isam_processes [N=200000] [DIRECTORY] [SECONDS=2]
 //
 // Prints CSV: store,work,processes,ops_per_s,ratio,worst_us. Works: `read` by the primary key,
 // `replace`, and `flush`, which replaces and flushes; by two processes `together` on one file, and
-// `apart` on two files, which shows what the machine's cores share: caches, memory, and each
-// other's pipelines. The ratio is that of both to one alone; `less` is what the one of the two does
-// that does less. `beside_flusher`: what one that replaces keeps beside one that flushes after each
-// of its replacements; its ratio is that to being alone, and the worst is its longest operation.
-// Stores: the engine, and LMDB where it is installed.
+// `apart` on two files, which shows the effect of shared cores, caches and memory. The ratio is
+// that of both to one alone; `less` is the throughput of the slower of the two. `beside_flusher`:
+// throughput of a process that replaces beside one that flushes after each of its replacements; its
+// ratio is that to being alone, and the worst is its longest operation. Stores: the engine, and
+// LMDB if it is installed.
 
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -80,7 +81,7 @@ double now() {
   return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
 }
 
-// What the processes of one measurement share.
+// Shared by the processes of one measurement.
 struct Meeting {
   std::atomic<int> ready = 0;
   std::atomic<bool> go = false;
@@ -106,7 +107,7 @@ void step(StoreOfProcesses& store, Work work, const Record& record) {
   if (work == Work::kReplaceAndFlush) store.flush();
 }
 
-// Each process goes through the records from a place of its own.
+// Goes through the records; each process begins at a place of its own.
 void work_until_stopped(StoreOfProcesses& store, Work work, const Workload& workload, int process,
                         Meeting& meeting, Done& done) {
   const std::size_t first = workload.gets.size() / 2 * static_cast<std::size_t>(process);

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Opening a keyed file after a power loss, which makes its indexes again from its records.
+// Cost of opening a keyed file after a power loss, which rebuilds its indexes from its records.
 //
 //   isam_rebuild [N=1000000] [DIRECTORY]
 //
 // One process makes a file of N records with three keys. Then, with the system's cache warm and
-// without it, another run of the machine is written into the index, and a process opens the file:
-// seconds, those of the processors, and the most memory that the process had, pages of mapped files
-// included; the same with closing.
+// without it, the index gets the mark that demands a rebuild, and a process opens the file. Prints
+// the seconds, the processors' seconds, and the greatest memory of the process, pages of mapped
+// files included; the same with closing.
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -34,7 +34,7 @@ double seconds_since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-// Of all processors, in seconds.
+// Returns the time of all processors, in seconds.
 double processor_time() {
   rusage usage{};
   getrusage(RUSAGE_SELF, &usage);
@@ -44,7 +44,7 @@ double processor_time() {
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-// In MiB, of this process: the most that it had.
+// Returns the greatest memory of this process so far, in MiB.
 double peak_memory() {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);) {
@@ -64,7 +64,7 @@ bool make(const std::string& base, std::uint64_t count) {
   return ISCLOSE(file) == 0;
 }
 
-// The index is to be made again, as after a power loss.
+// Changes the index so that the next opening must rebuild it, as after a power loss.
 bool lose_power(const std::string& base) {
   isam::IndexHeader header;
   std::fstream index(base + ".idx", std::ios::in | std::ios::out | std::ios::binary);

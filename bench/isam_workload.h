@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The workload by which keyed-file stores are compared: records of 128 bytes with three keys, made
-// by a generator that any other program can repeat.
+// The workload for comparisons of keyed-file stores: records of 128 bytes with three keys, from a
+// generator that any other program can repeat.
 //
 // Record: 0-7 primary key, decimal digits; 8-27 second key, 12 letters and 8 blanks; 28-31 third
 // key, a signed big-endian number; 32-127 filler. Generator: splitmix64, a stream of its own for
@@ -17,7 +17,7 @@ namespace marigold::bench {
 
 struct Record {
   std::array<char, 128> bytes{};
-  [[nodiscard]] std::string key(int number) const;  // 0 to 2, in the order in which bytes compare
+  [[nodiscard]] std::string key(int number) const;  // 0 to 2, bytes in comparison order
 };
 
 using Key8 = std::array<char, 8>;
@@ -27,7 +27,7 @@ struct Workload {
   explicit Workload(std::uint64_t count);
 
   std::uint64_t count;
-  std::vector<Record> records;  // in the order in which they are inserted
+  std::vector<Record> records;  // in the order of insertion
   std::vector<std::uint32_t> gets;
   std::vector<Key8> misses;
   std::vector<Key20> names;
@@ -38,8 +38,7 @@ struct Workload {
 
 std::uint64_t hash(const Record& record);
 
-// Of the second key alone: which of several records with one name is delivered first does not
-// matter.
+// Hash of the second key alone: stores may return records with one name in any order.
 std::uint64_t hash_name(const Record& record);
 
 }  // namespace marigold::bench

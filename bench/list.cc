@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What printing a long list costs, through to the bytes.
+// Cost of printing a long list, up to its bytes.
 //
 //   list_bench [PAGES=100000] [DIRECTORY [TARGET]]
 //
 // A list of 66 lines a page: a header of two lines, 56 lines with a number, a name, a town and an
-// amount by masks, a footer with a carried total. Prints CSV: target,pages,seconds,pages_per_s,
-// bytes,peak_kib. Targets: `device` a printer that takes the bytes and does nothing, `command` the
-// printer pipe with `cat >/dev/null` behind it, `screen` the files of the viewer, `write` as many
-// bytes as those have and nothing else, in the same pieces: what the system takes for them. That
-// stands first, in memory that nobody has used for a while, and again behind each `screen`: a
-// virtual machine may have given its free memory back, and getting it again takes longer than
-// printing. Then `pr` and `groff -Tlatin1` paging the same lines from a file (groff a tenth of
-// them); their peak is not known. Peaks only grow: a list of a tenth of the pages is printed first.
+// amount by masks, a footer with a carried total. Prints CSV:
+// target,pages,seconds,pages_per_s,bytes,peak_kib. Targets: `device` a printer that takes the bytes
+// and does nothing, `command` the printer pipe to `cat >/dev/null`, `screen` the files of the
+// viewer, `write` the same number of bytes in the same pieces and nothing else: the system's share
+// of the time. `write` runs first, in memory that has been unused for a while, and again after each
+// `screen`: a virtual machine may have returned its free memory, and getting it back takes longer
+// than printing. Then `pr` and `groff -Tlatin1` paginate the same lines from a file (groff a tenth
+// of them); their peak is not known. A peak can only grow, so a list of a tenth of the pages is
+// printed first.
 
 #include <stdlib.h>
 #include <sys/resource.h>
@@ -120,7 +121,7 @@ void write_list() {
   std::ofstream("DRUCK.BIN", std::ios::binary).write(store.data(), static_cast<long>(store.size()));
 }
 
-// What the records hold is made before anything is measured.
+// The values of the records exist before any measurement.
 const std::string& name_of(int record) {
   static const std::vector<std::string> names = [] {
     std::vector<std::string> made;
@@ -138,7 +139,7 @@ void print_list(int pages, bool* complete) {
   list_set_header("HEADER");
   list_set_footer("FOOTER");
   for (int record = 0; record < pages * kLinesOfBody; ++record) {
-    list_set("NUMBER", record % 1000000);  // what its mask has room for
+    list_set("NUMBER", record % 1000000);  // within the room of its mask
     list_set("NAME", name_of(record));
     list_set("TOWN", kTowns[record % 3]);
     list_set("BALANCE", record % 100000 / 100.0);
@@ -185,7 +186,7 @@ void to_command(int pages) {
   row("command", pages, wall_now() - start);
 }
 
-// The number of bytes is the one before.
+// Writes as many bytes as the target before it.
 void write_only(int pages) {
   const std::vector<char> piece(65536, ' ');
   const double start = wall_now();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// An LMDB environment whose commits do not wait for the disk, as the engine's changes do not.
+// An LMDB environment whose commits do not wait for the disk, like the engine's changes.
 #pragma once
 
 #include <lmdb.h>

@@ -36,7 +36,7 @@ class LmdbStore : public StoreOfProcesses {
     Record copy;
     std::copy_n(static_cast<const char*>(value.mv_data), copy.bytes.size(), copy.bytes.begin());
     mdb_txn_reset(reading_);
-    if (hash(copy) == 0) std::abort();  // the copy is not to be left out
+    if (hash(copy) == 0) std::abort();  // keeps the compiler from dropping the copy
   }
   void replace(const Record& record) override {
     MDB_txn* transaction = environment_.begin();

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What the console sends to a POSIX terminal: bytes, writes and processor time for the common
+// Output of the console to a POSIX terminal: bytes, writes and processor time for the common
 // changes of a screen of 80 by 24.
 //
 //   screen
 //
-// A child process drives the console on a pty; the parent reads it empty. Standard output gets CSV:
-// operation, bytes and writes of the first time, bytes of the mean, microseconds of the child's
+// A child process drives the console on a pty; the parent reads the pty empty. Standard output gets
+// CSV: operation, bytes and writes of the first time, mean bytes, microseconds of the child's
 // processor time (user and system) with the pty and with /dev/null in its place. The contents come
-// from a generator of its own, the same in every run, and are those of other programs that measure
-// terminal libraries by the same operations: the cursor rests in the last row.
+// from a generator of its own, the same in every run. They equal those of other programs that
+// measure terminal libraries by the same operations: the cursor rests in the last row.
 
 #include <fcntl.h>
 #include <pty.h>
@@ -31,8 +31,8 @@ long counted_writes;
 long counted_bytes;
 }  // namespace
 
-// The linker puts this in the place of `write`: what a program cannot see from outside is how many
-// calls it was.
+// The linker uses this function for `write`, because a program cannot see from outside how many
+// calls there were.
 extern "C" {
 ssize_t __real_write(int descriptor, const void* bytes, std::size_t count);   // NOLINT
 ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t count);   // NOLINT
@@ -72,12 +72,12 @@ ConsoleCell& cell(std::size_t row, std::size_t column) {
   return state.screen[row * kColumns + column];
 }
 
-// No shift from one step to the next that could be made use of.
+// No shift from one step to the next, which an update could exploit.
 std::uint8_t glyph(std::size_t row, std::size_t column) {
   return static_cast<std::uint8_t>('!' + (state.noise[row * kColumns + column] + state.step) % 90);
 }
 
-// Words of two to nine letters.
+// Fills the screen with words of two to nine letters.
 void fill_with_text() {
   state.seed = 99;
   for (std::size_t row = 0; row < kRows; ++row) {
@@ -153,7 +153,7 @@ void open_or_close_window() {
 }
 void change_nothing() {}
 
-// With a window that is there before the first step.
+// An operation, with a window that exists before the first step.
 struct Operation {
   const char* name;
   void (*change)();
@@ -185,7 +185,7 @@ double processor_us() {
   return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) / 1e3;
 }
 
-// The composing of the cells is not what is measured: its own time is taken off.
+// Subtracts the time of composing the cells, which is not the subject.
 double mean_us(const Operation& operation) {
   double spent = 0;
   for (const bool showing : {false, true}) {

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What one run of scrivel costs, as a whole process, beside the everyday commands of its kind.
+// Cost of one run of scrivel, as a whole process, in comparison with common commands of its kind.
 //
 //   startup [-r RUNS] [-k] [SCRIVEL...]
 //
-// Every command runs RUNS times (300), all interleaved, in an order that is drawn anew for every
-// round so that none always profits from the same one before it. Standard output gets CSV: a row a
-// command, rows of ratios of the medians, and the floor of peak_kib: what a command takes below the
-// peak of this process cannot be seen. A command that does not print what it should is left out,
-// with a message.
+// Every command runs RUNS times (300), all interleaved, in an order that is drawn again for every
+// round so that no command always profits from the same one before it. Standard output gets CSV: a
+// row a command, rows of ratios of the medians, and the floor of peak_kib: memory of a command
+// below the peak of this process cannot be seen. A command that does not print the expected text is
+// left out, with a message.
 //
-// SCRIVEL: the commands to measure, several of them to compare builds; the one of this build folder
-// if none is given. They are measured as copies, which is what an installation makes: a file that
-// the linker wrote piece by piece lies scattered in memory and starts 4 % later.
+// SCRIVEL: the commands to measure, several of them to compare builds; without any, the one of this
+// build folder. Copies of them are measured, as an installation makes them: a file that the linker
+// wrote piece by piece is scattered in memory and starts 4 % later.
 //
 // -k keeps the directory with the texts and prints its name on standard error, for a profiler.
 
@@ -45,14 +45,14 @@ constexpr int kWarmUpRounds = 5;
 
 struct Command {
   std::string name;
-  int build = 0;         // of scrivel: 1 for the first one given; 0: a command to compare with
-  std::string language;  // of scrivel
-  std::vector<std::string> words;  // the first one is the program's path
+  int build = 0;                   // of scrivel: 1 for the first one given; 0: another command
+  std::string language;            // of scrivel
+  std::vector<std::string> words;  // the program's path first
   std::vector<std::string> environment;
-  std::string expected;  // what it writes to standard output
+  std::string expected;  // its expected standard output
 };
 
-// Of one command; each vector has an element a run.
+// Results of one command; each vector has an element for each run.
 struct Measurements {
   std::vector<double> wall_us;
   std::vector<double> cpu_us;
@@ -65,7 +65,7 @@ struct Options {
   std::vector<std::string> programs;
 };
 
-// Pointers to the texts and a null behind them, as the system wants words and environments.
+// Returns pointers to the texts and a null after them, in the form of a system call.
 std::vector<char*> as_pointers(const std::vector<std::string>& texts) {
   std::vector<char*> pointers;
   pointers.reserve(texts.size() + 1);
@@ -80,7 +80,7 @@ std::vector<char*> as_pointers(const std::vector<std::string>& texts) {
   std::exit(1);
 }
 
-// A command ready to start: everything that takes time is done before the clock runs.
+// A command ready to start: all slow work is done before the measurement.
 class Launcher {
  public:
   Launcher(const Command& command, const char* output)
@@ -95,7 +95,7 @@ class Launcher {
   Launcher& operator=(const Launcher&) = delete;
   ~Launcher() { posix_spawn_file_actions_destroy(&actions_); }
 
-  // Runs it once and waits for its end.
+  // Runs the command once and waits for its end.
   rusage run() {
     pid_t child = 0;
     const int error =
@@ -136,7 +136,7 @@ std::vector<Measurements> measure(const std::vector<Command>& commands, int runs
   std::vector<Measurements> warm_up(commands.size());
   std::vector<std::size_t> order(commands.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
-  std::minstd_rand random(1);  // a fixed seed: every run of the benchmark draws the same orders
+  std::minstd_rand random(1);  // a fixed seed: every run of the benchmark has the same orders
   for (int round = -kWarmUpRounds; round < runs; ++round) {
     std::shuffle(order.begin(), order.end(), random);
     std::vector<Measurements>& into = round < 0 ? warm_up : results;
@@ -146,7 +146,7 @@ std::vector<Measurements> measure(const std::vector<Command>& commands, int runs
   return results;
 }
 
-// The value below which a share of all values lies.
+// Returns the value below which this share of all values lies.
 double quantile(std::vector<double> values, double share) {
   const double last = static_cast<double>(values.size() - 1);
   const auto rank = values.begin() + std::lround(last * share);
@@ -164,8 +164,7 @@ void print_rows(const std::vector<Command>& commands, const std::vector<Measurem
   }
 }
 
-// Builds of scrivel are compared with the other commands, and with the first build on the same
-// texts.
+// Compares builds of scrivel with the other commands, and with the first build on the same texts.
 bool is_compared(const Command& command, const Command& reference) {
   if (command.build == 0 || reference.build == 0) return command.build != 0;
   return command.build > 1 && reference.build == 1 && command.language == reference.language;
@@ -188,13 +187,13 @@ void print_ratios(const std::vector<Command>& commands, const std::vector<Measur
   }
 }
 
-// Of the copies: "scrivel", "scrivel2" and so on.
+// Returns the name of a copy: "scrivel", "scrivel2" and so on.
 std::string program_name(int build) {
   return build == 1 ? "scrivel" : "scrivel" + std::to_string(build);
 }
 
-// The commands to measure. Each has the environment that its users give it: gettext looks for no
-// translation in the locale "C".
+// Returns the commands to measure. Each has the environment that its users give it: gettext looks
+// for no translation in the locale "C".
 std::vector<Command> all_commands(int builds, const std::string& directory) {
   const std::string greeting = "Hello Anna";
   std::vector<Command> commands;
@@ -245,8 +244,8 @@ void copy_programs(const std::vector<std::string>& programs, const std::string& 
   }
 }
 
-// In a process of its own: what it takes of memory would count as the measured commands' peak,
-// which begins with that of the process that starts them.
+// In a process of its own, since its memory would count as the peak of the measured commands, which
+// begin with the peak of the process that starts them.
 void make_files(const std::string& directory) {
   const pid_t child = fork();
   if (child < 0) fail("fork", errno);

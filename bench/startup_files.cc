@@ -46,7 +46,8 @@ Texts with_system_texts(Texts texts) {
   return texts;
 }
 
-// The bytes of a text with its zero byte, as the store wants them: changeable, and never changed.
+// Returns the bytes of a text with its zero byte, in the store's type: changeable, but never
+// changed.
 datum as_datum(const std::string& text) {
   return {const_cast<char*>(text.c_str()), static_cast<int>(text.size() + 1)};
 }

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What the viewer of screen output costs over a long list: the time until its first screen, and the
+// Cost of the viewer of screen output over a long list: the time until its first screen, and the
 // slowest of each of its keys.
 //
 //   viewer [LINES=1000000] [ROUNDS=200]
 //
 // Collects LINES lines of 100 characters as a list does, in the current directory, and runs the
-// viewer against a console that only records. A key's time runs from its last byte until the viewer
+// viewer with a console that only records. A key's time runs from its last byte until the viewer
 // waits for the next one. Prints CSV: the lines, the milliseconds of collecting them and until the
 // first screen, then the slowest of ROUNDS of each key, and two searches through the whole list.
-// The list is shown from the system's cache, in which it lies just after it was made.
+// The viewer reads the list from the system's cache, since the list was just made.
 
 #include <algorithm>
 #include <chrono>
@@ -36,7 +36,7 @@ struct Row {
   const char* name;
   std::string_view key;
   std::string_view before = "";  // typed before each round, not measured
-  int rounds = 0;                // 0: as many as asked for
+  int rounds = 0;                // 0: the number given
 };
 constexpr Row kRows[] = {
     {"forward", "+"},
@@ -74,7 +74,7 @@ double milliseconds_since(Clock::time_point begin) {
   return std::chrono::duration<double, std::milli>(Clock::now() - begin).count();
 }
 
-// The viewer waits for a key: what was measured is done.
+// The viewer waits for a key, so the measured operation is done.
 void finish_round() {
   state.slowest = std::max(state.slowest, milliseconds_since(state.begin));
   const bool first_screen = state.round == -1;

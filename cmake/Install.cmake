@@ -1,5 +1,6 @@
-# Installation: the library in both forms, its headers, its CMake package and pkg-config files, completion, and an uninstall
-# target. Programs, manuals and documents are installed where they are built. Components are the Debian packages.
+# Installation: the library in both forms, its headers, its CMake package and pkg-config files,
+# completion, and an uninstall target. Programs, manuals and documents are installed by the folders
+# that build them. Each component is a Debian package.
 
 set(MARIGOLD_ROOMS platform core texte isam data_definition data_access data_conversion wi_console
   wi_terminal wi_window wi_dialog print_files print_output print_sinks print_viewer print_engine application)
@@ -10,7 +11,8 @@ endforeach()
 
 find_package(Threads REQUIRED)
 
-# One archive and one shared library hold all rooms; a program takes from the archive what it calls.
+# One archive and one shared library hold all rooms; the linker takes from the archive only the
+# parts that a program calls.
 add_library(marigold_static STATIC ${room_objects})
 add_library(marigold_shared SHARED ${room_objects})
 foreach(form IN ITEMS static shared)

@@ -1,5 +1,5 @@
-# Debian packages of the components: cmake --build --preset release --target package. Needs all of the build; they lie in the
-# folder packages of the build folder.
+# Debian packages of the components: cmake --build --preset release --target package. Needs all of
+# the build; the packages go to the folder packages of the build folder.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_PACKAGE_CONTACT "Marigold maintainers <maintainers@marigold.example>")

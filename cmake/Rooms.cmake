@@ -4,16 +4,17 @@
 #   doors/isam/runtime/isam -> <source>/runtime/isam
 #   doors/isam/marigold/isam.h -> <source>/include/marigold/isam.h
 #
-# The second one is a header of the public face, if the room has some: what programs may call.
+# The second link is a header of the public face, if the room has such headers: the functions that
+# programs may call.
 #
-# Headers are named from the root, and a target has on its include path the doors of the rooms that
-# it links, directly or through others, and no more. So an include of a room that is not linked does
-# not compile, and what may be linked is said in one place for each room.
+# Includes name headers from the root, and a target's include path has only the doors of the rooms
+# that it links, directly or through others. So an include of a room that is not linked does not
+# compile, and one place for each room determines its permitted links.
 
 # marigold_room(NAME FOLDER SEES LIBRARY... [USES LIBRARY...] [FACE HEADER...] SOURCES FILE...)
 #
-# Makes the static library marigold_NAME. SEES: what its headers need, and so what everyone who links
-# it sees as well. USES: what only its sources need.
+# Makes the static library marigold_NAME. SEES: rooms that its headers need, which all its users see
+# as well. USES: rooms that only its sources need.
 function(marigold_room name folder)
   cmake_parse_arguments(PARSE_ARGV 2 ROOM "" "" "SEES;USES;FACE;SOURCES")
   list(TRANSFORM ROOM_SOURCES PREPEND ${PROJECT_SOURCE_DIR}/${folder}/)
@@ -27,7 +28,7 @@ function(marigold_room name folder)
     file(CREATE_LINK ${PROJECT_SOURCE_DIR}/include/marigold/${header} ${door}/marigold/${header} SYMBOLIC)
   endforeach()
   target_include_directories(marigold_${name} PUBLIC ${door})
-  # The public headers make visible what they declare.
+  # The public headers export the functions that they declare.
   set_target_properties(marigold_${name} PROPERTIES
     CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_compile_features(marigold_${name} PUBLIC cxx_std_20)

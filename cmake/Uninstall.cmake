@@ -1,7 +1,7 @@
 # cmake -D MANIFEST=FILE -P Uninstall.cmake
 #
-# Removes the files that the last installation has listed, and its folders that are empty then. Files that are gone already
-# are passed over; one that cannot be removed ends the run with a message.
+# Removes the files that the last installation has listed, and the folders that are empty
+# afterwards. Skips missing files; a file that cannot be removed ends the run with a message.
 if(NOT EXISTS "${MANIFEST}")
   message(FATAL_ERROR "${MANIFEST}: nothing was installed from this build folder")
 endif()
@@ -16,7 +16,7 @@ foreach(file IN LISTS files)
       message(FATAL_ERROR "${file}: cannot be removed")
     endif()
   endif()
-  # Folders that carry the name belong to this project alone.
+  # Folders with this name belong to this project alone.
   cmake_path(GET file PARENT_PATH folder)
   while(folder MATCHES "/marigold(/|$)")
     list(APPEND folders "${folder}")

@@ -18,7 +18,7 @@ namespace {
 constexpr int kSuccess = 0;
 constexpr int kFailure = 1;
 
-// What the key and its counter together must stay below.
+// Upper bound of the length of key and counter together.
 constexpr std::size_t kContinuationKeyBound = 251;
 
 void start_runtime() {
@@ -31,8 +31,8 @@ bool names_a_chain(const std::string& key) {
   return key.ends_with('+');
 }
 
-// An estimate of the digits and not their number, which is one digit too careful from 10 on: kept,
-// because scripts have been numbered to fit it.
+// Estimates the number of digits, one too many from 10 on. Kept, because scripts number their texts
+// to fit this estimate.
 bool continuation_fits(const std::string& key, int counter) {
   return static_cast<std::size_t>(counter / 10) + 1 + key.size() < kContinuationKeyBound;
 }
@@ -43,7 +43,7 @@ void look_up(const std::string& key, const Options& options, std::string& text) 
     std::fprintf(stderr, "key: %s format: %s\n", shown(key).c_str(), shown(text).c_str());
 }
 
-// Writes the text of the first word, and while it names a chain the texts that continue it.
+// Writes the text of the first word and, as long as it names a chain, the texts that continue it.
 int write_texts(const Options& options, Output& output) {
   const std::string key = options.words.front();
   Arguments arguments = options.words.subspan(1);

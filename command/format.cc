@@ -18,7 +18,7 @@ namespace {
 
 constexpr char kBackslash = '\\';
 
-// The next argument, or null with the message when there is none.
+// Takes the next argument; null, with a message, without one.
 const char* take_argument(Arguments& arguments) {
   if (arguments.empty()) {
     std::fputs("missing argument\n", stderr);
@@ -29,7 +29,7 @@ const char* take_argument(Arguments& arguments) {
   return word;
 }
 
-// Decimal always, up to the first character that is no digit; clamped to 32 bits.
+// Always decimal, up to the first character that is no digit; limited to 32 bits.
 std::int32_t to_integer(const char* word) {
   using Limits = std::numeric_limits<std::int32_t>;
   const long long value = std::strtoll(word, nullptr, 10);
@@ -38,8 +38,8 @@ std::int32_t to_integer(const char* word) {
 
 using Digits = TextBuffer<std::numeric_limits<std::int32_t>::digits10 + 1>;
 
-// A number taken for "*", in digits; empty when there is none to be had or a negative one. The
-// value that the directive formats has to be there as well.
+// Takes the number for "*", in digits; empty without one or for a negative one. The value that the
+// directive formats must follow it.
 Digits take_star(Arguments& arguments, const char* when_negative) {
   if (arguments.size() < 2) {
     std::fputs("missing argument\n", stderr);
@@ -53,7 +53,7 @@ Digits take_star(Arguments& arguments, const char* when_negative) {
   return Digits(std::to_string(number));
 }
 
-// Width and precision taken for "*", in digits; empty where the text has none or its own.
+// Width and precision for "*", in digits; empty if the text has none or its own.
 struct StarSizes {
   Digits width;
   Digits precision;
@@ -67,7 +67,7 @@ StarSizes take_stars(const Directive& parsed, Arguments& arguments) {
   return sizes;
 }
 
-// A loop, because the sets are constants: it becomes a few comparisons and no call.
+// A loop over constant sets, which compiles to a few comparisons without a call.
 bool is_one_of(std::string_view set, char character) {
   for (const char member : set) {
     if (member == character) return true;
@@ -79,8 +79,8 @@ std::string_view width_of(const Directive& parsed, const StarSizes& stars) {
   return parsed.width_from_argument ? stars.width.view() : parsed.width;
 }
 
-// The precision in digits, which may be none for 0; false when the directive has no precision, or
-// one that was refused.
+// Gives the precision in digits; no digits mean 0. Returns false if the directive has no precision,
+// or one that was refused.
 bool has_precision(const Directive& parsed, const StarSizes& stars, std::string_view& digits) {
   digits = parsed.precision_from_argument ? stars.precision.view() : parsed.precision;
   return parsed.has_precision && !(parsed.precision_from_argument && digits.empty());
@@ -90,7 +90,7 @@ bool has_precision(const Directive& parsed, const StarSizes& stars, std::string_
 
 constexpr std::size_t kMostColumns = std::numeric_limits<std::int32_t>::max();
 
-// Digits as a number of columns or bytes; more than 31 bits are taken as the most that they hold.
+// Returns a number of columns or bytes; digits of more than 31 bits give the largest such number.
 std::size_t to_size(std::string_view digits) {
   std::size_t size = 0;
   for (const char digit : digits)
@@ -106,7 +106,7 @@ void write_blanks(std::size_t count, Output& output) {
   output.write(kBlanks.substr(0, count));
 }
 
-// A text in its field. Flags but "-", and zeros, mean nothing for a text.
+// Writes a text in its field. For a text, flags other than "-" and leading zeros have no effect.
 void write_padded(std::string_view text, std::size_t width, bool left, Output& output) {
   if (width == kMostColumns) return output.fail(EOVERFLOW);  // as the C library does for numbers
   const std::size_t padding = width - std::min(width, text.size());
@@ -122,18 +122,18 @@ void write_text(const Directive& parsed, const StarSizes& stars, const char* wor
   write_padded(text, to_size(width_of(parsed, stars)), parsed.flag == '-', output);
 }
 
-// A width taken for "*" is used up and never applied to a character.
+// A width for "*" is used up but never applied to a character.
 void write_character(const Directive& parsed, const char* word, Output& output) {
   if (word == nullptr) return;
-  // An empty argument's first byte is the zero byte behind it.
+  // The first byte of an empty argument is its zero byte.
   write_padded({word, 1}, to_size(parsed.width), parsed.flag == '-', output);
 }
 
 // ---- Numbers
 
-// The directive for the C library, with the numbers taken for "*" in it. What has no meaning for
-// the conversion is left out: "#" before d, i and u, where the library calls it undefined; "l" and
-// "L", because every value is 32 bits or a double. "h" cuts integers to 16 bits and stays there.
+// Returns the directive for the C library, with the numbers for "*" in it, without parts that have
+// no meaning for the conversion: "#" before d, i and u, which the library leaves undefined; "l" and
+// "L", because every value is 32 bits or a double. "h" cuts integers to 16 bits and stays.
 std::string library_directive(const Directive& parsed, const StarSizes& stars) {
   const char letter = parsed.conversion;
   std::string directive = "%";
@@ -164,7 +164,7 @@ void write_number(const Directive& parsed, const StarSizes& stars, const char* w
 
 // ---- Escapes and directives
 
-// Writes what a letter of the escape table stands for; any other character is itself.
+// Writes the byte for a letter of the escape table; any other character stands for itself.
 Formatted write_escape_letter(char letter, Output& output) {
   constexpr std::string_view kLetters = "abfnrtv";
   constexpr std::string_view kBytes = "\a\b\f\n\r\t\v";
@@ -177,16 +177,16 @@ Formatted write_escape_letter(char letter, Output& output) {
 Formatted write_escape(const Escape& escape, Output& output) {
   if (escape.digits_missing) std::fputs("missing hexadecimal number in escape", stderr);
   if (escape.numeric) output.put(static_cast<char>(escape.byte));
-  // The character behind the digits goes through the same table and is never complained about.
+  // The character after the digits goes through the same table, without a complaint.
   const bool known = escape.numeric || escape_letter_is_known(escape.letter);
   if (escape.has_letter && !known)
     std::fprintf(stderr, "\\%s: invalid escape", shown({&escape.letter, 1}).c_str());
-  // A backslash at the end of a text writes the zero byte that ended it.
+  // A backslash at the end of a text writes the zero byte after the text.
   if (!escape.has_letter && escape.numeric) return Formatted::kWhole;
   return write_escape_letter(escape.letter, output);
 }
 
-// A directive that is invalid or cut short uses up what it takes and writes nothing for it.
+// An invalid or unfinished directive takes its arguments and writes nothing for them.
 void write_field(const Directive& parsed, Arguments& arguments, Output& output) {
   const StarSizes stars = take_stars(parsed, arguments);
   if (parsed.kind == DirectiveKind::kUnfinished) return;
@@ -218,7 +218,7 @@ Formatted write_directive(const Directive& parsed, Arguments& arguments, Output&
   return Formatted::kWhole;
 }
 
-// Writes the plain bytes up to the first one that means something, and returns what follows them.
+// Writes the plain bytes before the first special one, and returns the rest.
 template <typename IsSpecial>
 std::string_view write_plain(std::string_view text, IsSpecial is_special, Output& output) {
   const auto special = std::ranges::find_if(text, is_special);

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Formatting of texts: plain bytes are copied, directives format the next argument, escapes write
-// control bytes.
+// Formats texts: copies plain bytes, formats the next argument for a directive, and writes control
+// bytes for escapes.
 //
-// The grammar is that of runtime/texte/format_language.h. Output goes to `output`; what is wrong
-// with a text or its arguments is reported on standard error and formatting goes on: "missing
-// argument", "negative field width", "negative precision", "%q: invalid directive" (with a line end
-// each), "missing hexadecimal number in escape", "\q: invalid escape" (without one).
+// runtime/texte/format_language.h describes the grammar. Output goes to `output`. Faults of a text
+// or its arguments go to standard error, and formatting goes on: "missing argument", "negative
+// field width", "negative precision", "%q: invalid directive" (each with a line end), "missing
+// hexadecimal number in escape", "\q: invalid escape" (without one).
 #pragma once
 
 #include <span>
@@ -23,11 +23,11 @@ enum class Formatted {
   kStopped,  // an escape "\c" ended it, and ends the run
 };
 
-// Formats a text, and moves the arguments past what it used. A missing value formats as nothing, or
+// Formats a text, and moves `arguments` past the used ones. A missing value formats as nothing, or
 // as 0.
 [[nodiscard]] Formatted format_text(std::string_view text, Arguments& arguments, Output& output);
 
-// Copies a text with only its escapes decoded: the directive "%b".
+// Copies a text and decodes only its escapes: the directive "%b".
 [[nodiscard]] Formatted format_escapes(std::string_view text, Output& output);
 
 }  // namespace marigold

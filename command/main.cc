@@ -12,8 +12,8 @@ namespace {
 
 marigold::StandardOutput output;
 
-// A damaged text database ends the process in the middle of a chain; what was written of it until
-// then still goes out.
+// A damaged text database ends the process in the middle of a chain; the texts before it are still
+// written.
 void flush_output() {
   output.flush();
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What the command's messages say of texts and of the command line.
+// Makes texts and words of the command line visible in messages.
 #pragma once
 
 #include <string>
@@ -9,9 +9,9 @@
 
 namespace marigold {
 
-// Bytes for a message on standard error: on a terminal their control characters, line ends too, are
-// made visible; redirected they are what they are. The text that the command is asked for goes to
-// standard output as it is.
+// Returns bytes for a message on standard error: on a terminal with control characters made
+// visible, line ends included, else unchanged. The requested text itself goes to standard output
+// unchanged.
 inline std::string shown(std::string_view bytes) {
   return error_text(bytes, LineEnds::kShown);
 }

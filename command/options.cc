@@ -20,8 +20,7 @@ bool is_option_word(const char* word) {
   return word[0] == '-' && word[1] != '\0';
 }
 
-// The argument of an option: the rest of its word, or else the next word, which is taken. Null when
-// there is none.
+// Takes the argument of an option: the rest of its word, or else the next word. Null without one.
 const char* take_argument(const char* rest, Words& words) {
   if (*rest != '\0') return rest;
   if (words.empty()) return nullptr;
@@ -30,7 +29,7 @@ const char* take_argument(const char* rest, Words& words) {
   return next;
 }
 
-// What the letter asks for, or that it is rejected.
+// Returns the letter, or, after a message, kRejected.
 char checked_letter(const char* program, char letter) {
   if (letter == kLetterWithArgument || kLettersAlone.find(letter) != std::string_view::npos) {
     return letter;
@@ -40,7 +39,7 @@ char checked_letter(const char* program, char letter) {
   return kRejected;
 }
 
-// Takes one word of options, "-nv" or "-tNAME"; `words` are those behind it.
+// Takes one word of options, "-nv" or "-tNAME"; `words` are those after it.
 void parse_word(const char* program, const char* letters, Words& words, Options& options) {
   while (*letters != '\0') {
     switch (checked_letter(program, *letters++)) {

@@ -9,16 +9,16 @@ namespace marigold {
 struct Options {
   bool verbose = false;       // -v
   bool final_newline = true;  // cleared by -n
-  // -t. Stored and never used: the texts come from the database opened at start-up whatever it
-  // says. Scripts pass it.
+  // -t, stored and never used: the texts come from the database that the start opens, whatever the
+  // option says. Scripts pass it.
   const char* text_file = "COMMONTXT";
-  int errors = 0;                // options that were rejected
-  std::span<char* const> words;  // what stands behind the options: text id and arguments
+  int errors = 0;                // rejected options
+  std::span<char* const> words;  // the words after the options: text id and arguments
 };
 
-// Takes the words of the command line, the program's name first. Options end at the first word that
-// is none, at "-", or behind "--"; nothing is permuted. What is wrong is counted and, "-?"
-// excepted, reported on standard error.
+// Takes the words of the command line, the program's name first. The options end at the first word
+// that is no option, at "-", or after "--"; no word is moved. Counts faults and reports each on
+// standard error, except "-?".
 Options options_parse(std::span<char* const> command_line);
 
 }  // namespace marigold

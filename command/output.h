@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Bytes on their way to standard output, collected so that they go out in few writes.
+// Collects bytes for standard output, so that they go out in few writes.
 #pragma once
 
 #include <array>
@@ -12,9 +12,8 @@
 
 namespace marigold {
 
-// Collects up to 64 KiB. The first failure is kept and everything after it is dropped: a reader
-// sees the beginning of the output and never one with a hole. Where the bytes go is the subclass's
-// affair.
+// Collects up to 64 KiB. Keeps the first failure and drops all later bytes: a reader sees the
+// beginning of the output and never an output with a hole. A subclass determines the destination.
 class Output {
  public:
   Output() = default;
@@ -28,24 +27,24 @@ class Output {
   }
   void write(std::string_view bytes);
 
-  // Formats one value with a directive for the C library's formatted print, which the caller has
-  // put together itself and which fits the value's type. What the library cannot format (a field of
+  // Formats one value with a directive for the C library's formatted print. The caller has built
+  // the directive to fit the value's type. A value that the library cannot format (a field of
   // 3,000,000,000 columns) is a failure.
   template <typename Value>
   void print(const char* directive, Value value);
 
-  // Hands on what was collected.
+  // Passes on the collected bytes.
   void flush();
 
-  // Notes that something could not be written; what was collected before still goes out.
+  // Notes a failed write; the bytes collected before it still go out.
   void fail(int error);
 
-  // 0, or the system's error number of the first failure. What is still collected has not failed
-  // yet.
+  // Returns 0, or the system's error number of the first failure. Bytes that are still collected
+  // have not failed yet.
   [[nodiscard]] int failure() const { return failure_; }
 
  protected:
-  // Takes all bytes; 0, or the system's error number.
+  // Takes all bytes. Returns 0, or the system's error number.
   virtual int deliver(std::string_view bytes) = 0;
 
  private:
@@ -54,7 +53,7 @@ class Output {
   template <typename Value>
   void print_on_heap(const char* directive, Value value, std::size_t length);
 
-  std::array<char, kCapacity> buffer_;  // the first used_ bytes mean something
+  std::array<char, kCapacity> buffer_;  // valid up to used_
   std::size_t used_ = 0;
   int failure_ = 0;
 };

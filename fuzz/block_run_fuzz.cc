@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The print engine: whatever instructions a block has, on whatever page, as body, header and footer
-// at once, it comes to an end, and prints no more lines than so many blocks can ask for.
+// The print engine with any instructions, on any page, as body, header and footer at once: printing
+// ends, and the number of lines is bounded by the number of instructions.
 
 #include "fuzz/fuzz_input.h"
 #include "runtime/core/user_interface.h"
@@ -24,7 +24,7 @@ constexpr OutputDevice kNoDevice{
     .close = [] { return 0; },
 };
 
-// A block that is printed by this list, from its instructions alone.
+// Opens a list with a block of these instructions.
 void open_list(const std::uint8_t* page, const BlockInstructions& instructions) {
   ListState& list = list_state();
   list = {};
@@ -82,7 +82,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   } catch (const Fatal&) {
     if (channel_is_open()) channel_close();
   }
-  // Every instruction can eject a page, with header and footer that can fill one each.
+  // Every instruction can eject a page, and header and footer can fill a page each.
   const auto most = 3 * (instructions.size() + 2) * (instructions.size() + 2) * 3 * 72;
   fuzz::require(static_cast<std::size_t>(lines) <= most);
   return 0;

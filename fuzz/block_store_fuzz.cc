@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Block stores of any bytes, behind their checksum.
+// Block stores of any bytes after their checksum.
 //
-// The first byte says where the block begins. Promised: decoding ends with a reason or with
-// instructions that encode to bytes of the same meaning, whose jumps lead forward to at most the
-// end, and that show as a source of the same block.
+// The first byte gives the offset of the block. Promised: decoding ends with a reason, or with
+// instructions that encode to bytes of the same meaning, whose jumps lead forward and at most to
+// the end, and that a source can show as the same block.
 
 #include <cstddef>
 #include <cstdint>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Definition sets of any bytes.
 //
-// Promised: the scanner ends with definitions that hold together, or with errors of its own numbers
-// in the order of their lines; going on after an error changes neither the first error nor what a
-// set without errors defines; tokens without sections end, too.
+// Promised: the scanner ends with consistent definitions, or with errors of its own numbers in the
+// order of their lines; scanning on after an error changes neither the first error nor the result
+// for a set without errors; scanning tokens without sections ends too.
 
 #include <algorithm>
 #include <cstddef>
@@ -96,7 +96,7 @@ void check_set(std::string_view text) {
   }
 }
 
-// As version tables are read.
+// Reads tokens as the reader of version tables does.
 void check_tokens(std::string_view text) {
   TokenReader reader(text);
   Token token;

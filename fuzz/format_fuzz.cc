@@ -2,8 +2,8 @@
 // The format language on any text and any arguments: the first line of an input is the text, the
 // others are its arguments.
 //
-// Promised: the scanner covers a text exactly; arguments are used up from the left; what holds no
-// directive and no escape is copied as it is.
+// Promised: the scanner covers a text exactly; directives take arguments from the left; a text
+// without directives and escapes is copied unchanged.
 
 #include <cstddef>
 #include <cstdint>
@@ -18,13 +18,13 @@
 namespace marigold::fuzz {
 namespace {
 
-// Fields up to this many digits wide are written; longer ones would fill the memory.
+// Most digits of a width: wider fields would fill the memory.
 constexpr std::size_t kMostDigits = 4;
 
-// From here on the C library refuses a width without trying.
+// A width of so many digits, or more, is refused by the C library without an attempt.
 constexpr std::size_t kRefusedDigits = 11;
 
-// Counts what is written and keeps the beginning of it.
+// Counts the written bytes and keeps the first ones.
 class CountingOutput final : public Output {
  public:
   [[nodiscard]] std::size_t count() const { return count_; }
@@ -46,7 +46,7 @@ bool is_digit(char character) {
   return character >= '0' && character <= '9';
 }
 
-// Shortens every number that could ask for a huge field, and leaves those that are refused.
+// Shortens every number that could lead to a huge field, and leaves the numbers that are refused.
 std::string tamed(std::string_view text, std::size_t refused_digits) {
   std::string result;
   for (std::size_t position = 0; position < text.size();) {
@@ -111,7 +111,7 @@ void check(std::vector<std::string> lines) {
   const bool has_star = text.find('*') != std::string::npos;
   std::vector<char*> arguments;
   for (std::size_t index = 1; index < lines.size(); ++index) {
-    // A number for "*" is clamped and never refused.
+    // A number for "*" is limited and never refused.
     if (has_star) lines[index] = tamed(lines[index], SIZE_MAX);
     arguments.push_back(lines[index].data());
     check_argument(lines[index]);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What the fuzzers share: their inputs are lines, and a promise that does not hold is a finding.
+// Shared by the fuzzers: inputs consist of lines, and a broken promise is a finding.
 #pragma once
 
 #include <cstddef>
@@ -11,7 +11,7 @@
 
 namespace marigold::fuzz {
 
-// The lines of an input without their line ends; always at least one.
+// Returns the lines of an input without their line ends; always at least one.
 inline std::vector<std::string> split_lines(const std::uint8_t* data, std::size_t size) {
   std::vector<std::string> lines(1);
   for (const std::uint8_t byte : std::basic_string_view<std::uint8_t>(data, size)) {
@@ -24,7 +24,7 @@ inline std::vector<std::string> split_lines(const std::uint8_t* data, std::size_
   return lines;
 }
 
-// The stack that the fuzzer prints tells which promise it was.
+// The fuzzer's stack trace shows the broken promise.
 inline void require(bool promise) {
   if (!promise) std::abort();
 }

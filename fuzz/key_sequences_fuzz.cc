@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What a terminal may send, as any bytes.
+// Input from a terminal, as any bytes.
 //
-// Promised: so many bytes make at most three times as many key bytes, which are whole keys: no
-// prefix without its second byte; a pause ends every sequence, and the key after it is that key.
+// Promised: n bytes make at most three times as many key bytes, all of them whole keys: no prefix
+// without its second byte; a pause ends every sequence, and the key after the pause is read as that
+// key.
 
 #include <cstddef>
 #include <cstdint>
@@ -18,7 +19,7 @@ namespace {
 
 constexpr std::size_t kMostKeyBytes = 3;
 
-// The key bytes that are there, of whole keys.
+// Takes the waiting key bytes, which are whole keys.
 std::string take_keys(KeyDecoder& decoder) {
   std::string keys;
   while (decoder.has_key()) {

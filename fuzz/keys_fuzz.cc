@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Any bytes as keys. The first byte of an input chooses how often each of the ways to ask for a key
-// is taken, the others are typed; behind them the keyboard types Enter for ever.
+// Any bytes as keys. The first byte of an input chooses how often each way of reading a key is
+// used, the other bytes are typed; after them the keyboard types Enter without end.
 //
-// Promised: every key is one of the codes that the keyboard has; asking takes no more bytes than it
-// needs, so no wait lasts beyond the first Enter; a poll of a silent keyboard takes none.
+// Promised: every key has one of the keyboard's codes; a read takes no more bytes than it needs, so
+// no wait goes beyond the first Enter; a poll of a silent keyboard takes no byte.
 
 #include <array>
 #include <cstddef>
@@ -18,7 +18,7 @@ namespace {
 struct Keyboard {
   const std::uint8_t* next = nullptr;
   const std::uint8_t* end = nullptr;
-  std::size_t enters = 0;  // typed behind the input
+  std::size_t enters = 0;  // typed after the input
 };
 
 Keyboard keyboard;
@@ -41,7 +41,7 @@ constexpr Console kTypingConsole{
     .leave = [] {},
 };
 
-// The codes that come with a character or with a second byte, and those that come with nothing.
+// Checks that codes have a character or a second byte exactly if they should.
 void check_key(int code, std::uint8_t character) {
   require(code >= kKeyIgnored && code <= kKeyF9 && code != 3 && code != 4);
   if (code == kKeyCharacter) require(character != 0);
@@ -94,7 +94,7 @@ void check(const std::uint8_t* data, std::size_t size) {
     }
   }
   check_poll();
-  // At most one Enter for each of the last four turns, and one for a key begun before.
+  // At most one Enter for each of the last four turns, and one for a key begun before them.
   require(keyboard.enters <= 5);
 }
 

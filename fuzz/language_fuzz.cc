@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The search for language-dependent files with any identifier, search path template and file name:
 // the first three lines of an input.
-//
-// Promised: fields are never empty and hold no separator; the elements cover the template; every
-// output keeps its limit; only a text that is too long is a system error.
+// Promised: fields are never empty and have no separator; the elements cover the template; every
+// output keeps its limit; only a text that is too long leads to a system error.
 
 #include <algorithm>
 #include <cstddef>
@@ -21,7 +20,7 @@ namespace {
 
 constexpr int kStringTooLong = 38;
 
-// Templates of more elements are not looked for on the disk, to stay fast.
+// The disk search covers only templates of at most so many elements, to stay fast.
 constexpr std::ptrdiff_t kMostSearched = 3;
 
 struct FatalError {
@@ -96,7 +95,7 @@ void check_search(const Input& input) {
 using Check = void (*)(const Input&);
 
 void run(Check check, const Input& input) {
-  // No field and no element can become too long unless one of these is.
+  // Fields and elements can be too long only if one of these is.
   const bool may_fail = input.identifier.size() > kRuntimeStringCapacity ||
                         input.path_template.find('%') != std::string::npos ||
                         input.path_template.size() > kRuntimeStringCapacity;

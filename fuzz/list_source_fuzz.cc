@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Sources of lists of any bytes.
 //
-// Promised: compiling ends, with notes in the order of their lines, each at a place and on one
-// line; what has no error decodes, shows as a source that gives the same lists again, and that
-// source shows as itself.
+// Promised: compiling ends, with notes in the order of their lines, each with a place and on one
+// line; a result without errors decodes, shows as a source that gives the same lists again, and
+// that source shows as itself.
 
 #include <algorithm>
 #include <cstddef>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The printer's defaults: any bytes give lines at fault or values of the lengths that are promised.
+// Printer defaults of any bytes: give lines with errors, or values within the promised lengths.
 
 #include "fuzz/fuzz_input.h"
 #include "runtime/print/output/print_defaults.h"

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Lines of CSV or JSON of any bytes, read into records.
+// Lines of CSV or JSON with any bytes, read into records.
 //
-// The first byte says which of both it is; a digit in the place of the rest's first line stands for
-// a good header. Promised: reading ends; lines ascend, and rejected ones have a reason on one line;
-// a record's texts end with zeros; and every record comes back the same from the lines that are
-// written of it, in both forms.
+// The first byte chooses the form; a digit in place of the first line stands for a good header.
+// Promised: reading ends; line numbers ascend, and rejected lines have a reason on one line; a
+// record's texts end with zeros; every record comes back unchanged from the lines written for it,
+// in both forms.
 
 #include <cstddef>
 #include <cstdint>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The text database on any bytes: an input is the .pag file.
 //
-// Promised: opening it fails with a reason, or every fetch gives a text that ends, or none, or the
-// fault that ends the process. For the fuzzer the end of the process is an exception: the program
-// is linked so that calls of exit come here (see CMakeLists.txt).
+// Promised: opening fails with a reason, or every fetch gives a terminated text, nothing, or the
+// fault that ends the process. In the fuzzer the end of the process is an exception: the program is
+// linked so that calls of exit come here (see CMakeLists.txt).
 
 #include <fcntl.h>
 
@@ -27,7 +27,7 @@ struct ProcessEnd {
   int status;
 };
 
-// The fuzzer ends its own process as well.
+// Distinguishes the store's calls of exit from the fuzzer's own.
 bool in_store = false;
 
 }  // namespace
@@ -42,7 +42,7 @@ void __wrap_exit(int status) {
 namespace marigold::fuzz {
 namespace {
 
-// The texts of the seed, one that it lacks, and the empty id.
+// Ids of the seed's texts, an id that the seed lacks, and the empty id.
 constexpr const char* kIds[] = {"GREET",   "GREET+", "GREET+1", "LONG", "SYSDEF.systxt_back",
                                 "MISSING", ""};
 
@@ -52,7 +52,7 @@ std::string store_path() {
   return directory + "/textdb";
 }
 
-// An empty store. Its .dir file stays, and is as good for every .pag file.
+// Makes an empty store. Its .dir file stays and fits every .pag file.
 void make_store() {
   std::string path = store_path();
   DBM* store = dbm_open(path.data(), O_RDWR | O_CREAT, 0600);
@@ -65,7 +65,7 @@ void remove_directory() {
   std::filesystem::remove_all(directory, ignored);
 }
 
-// In place: a file that is cut to nothing first is written to the disk by some file systems.
+// Overwrites the file in place: some file systems write a file to the disk that is truncated first.
 void write_file(const std::string& path, const std::uint8_t* data, std::size_t size) {
   std::FILE* file = std::fopen(path.c_str(), "r+b");
   require(file != nullptr);

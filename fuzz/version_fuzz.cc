@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Version tables and version records of any bytes.
 //
-// Promised: entries with versions and classes in their ranges; at most one error, of the tokens'
-// own numbers and within the text; what stands behind the end of a whole table changes nothing; a
-// version that was read is written as a text that is read as the same again.
+// Promised: entries have versions and classes in their ranges; at most one error, with a token's
+// number and within the text; text after the end of a whole table changes nothing; a version that
+// was read is written as a text that reads as the same version.
 
 #include <algorithm>
 #include <cmath>
@@ -23,7 +23,7 @@ constexpr int kErrors[] = {7, 10, 60};
 
 void check_version(double version) {
   require(std::isfinite(version) && version >= 0);
-  if (version > 1e200) return;  // its digits are more than a value may have
+  if (version > 1e200) return;  // more digits than a value may have
   const std::string text = version_text(version);
   const std::optional<double> again = scan_version_record(text + "\n");
   require(again.has_value() && version_text(*again) == text);

@@ -1,10 +1,11 @@
 # shellcheck shell=sh
-# Sourced by ./run and ./test with `top` set to the project's folder. `prepare programs` or `prepare tests` installs the
-# packages that are missing for that and builds it in build/release. Quiet when everything is there; a step that fails
-# shows what it printed and ends the script.
+# ./run and ./test source this file with `top` set to the project's folder. `prepare programs` or
+# `prepare tests` installs missing packages and builds in build/release. Quiet if nothing is to be
+# done; a step that fails shows its output and ends the script.
 
 packages_for_commands='g++:g++ cmake:cmake ninja:ninja-build zstd:zstd'
-# perl is looked for as a package: perl-base, which every system has, brings the command without its modules.
+# Looks for perl as a package: perl-base, which every system has, brings the command without its
+# modules.
 other_packages='perl libgdbm-dev libgdbm-compat-dev libgettextpo-dev libcli11-dev libcsv-dev libhpdf-dev libarchive-dev nettle-dev nlohmann-json3-dev'
 test_packages='libgtest-dev libvterm-dev make pkg-config dpkg-dev file'
 
@@ -17,7 +18,7 @@ missing_packages() {
   done
 }
 
-# quietly LOG COMMAND...: what the command prints is shown only if it fails.
+# quietly LOG COMMAND...: shows the command's output only if the command fails.
 quietly() {
   log=$1
   shift
@@ -50,16 +51,17 @@ install_missing() {
   rm -f "$install_log"
 }
 
-# A build folder that was configured for the programs alone is configured again for the tests, and stays so.
+# A build folder for the programs alone is configured again for the tests, and stays so.
 configure_release() {
   testing=ON
   [ "$wanted" = tests ] || testing=OFF
   [ -f "$build/build.ninja" ] && { [ "$wanted" = programs ] || grep -q '^BUILD_TESTING:BOOL=ON' "$build/CMakeCache.txt"; } && return
-  # Objects with machine code beside the code for linking take longer, and serve an installed library alone.
+  # Objects with machine code beside the code for linking build more slowly; only an installed
+  # library needs them.
   quietly "$build/configure.log" cmake --preset release -DBUILD_TESTING="$testing" -DMARIGOLD_INSTALL="$testing"
 }
 
-# shellcheck disable=SC2154  # top is set by who sources this
+# shellcheck disable=SC2154 # the sourcing script sets top
 build_release() {
   mkdir -p "$build"
   exec 9>"$build/.lock"

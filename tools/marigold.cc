@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// marigold: the tool of those who write, translate and operate what the Marigold runtime works
-// with.
+// marigold: the tool for users who write, translate and operate the files of applications.
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
@@ -31,7 +30,7 @@ int run(int argc, char** argv) {
   marigold::lists_register(tool, status);
   try {
     tool.parse(argc, argv);
-  } catch (const CLI::Success& asked) {  // for help or the version
+  } catch (const CLI::Success& asked) {  // help or the version was asked for
     tool.exit(asked);
     status = std::cout.flush().good() ? marigold::kExitClean : marigold::kExitUnusable;
   } catch (const CLI::ParseError& error) {

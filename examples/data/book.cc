@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // book NUMBER AMOUNT [TIMES]   adds an amount to the balance of a customer of the sample shop.
 //
-// As a program does it that others work beside: the record is locked from the moment in which it is
-// read until it is written, so no amount is ever lost.
+// Other programs may work on the same file: the record is locked from its reading to its writing,
+// so no amount is ever lost.
 
 #include <marigold/data.h>
 #include <marigold/texts.h>
@@ -36,7 +36,7 @@ int main(int argc, char** argv) {
     std::fputs("book NUMBER AMOUNT [TIMES]\n", stderr);
     return 2;
   }
-  texte_start(nullptr);  // it shows no texts of its own
+  texte_start(nullptr);  // the program has no texts of its own
   definition_set_load("SHOP");
   DataFile& customers = data_file("CUSTOMER");
   data_open(customers, LockWait::kTellAndWait);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// show TEXTID...   writes the texts of these ids in the user's language, a line for each: a console
-// program at its smallest.
+// show TEXTID... writes the texts of these ids in the user's language, one a line: a minimal
+// console program.
 
 #include <marigold/texts.h>
 

@@ -5,8 +5,8 @@
 //   windows        from the folder with the sample texts, so that the runtime speaks the language
 //                  of LANGUAGE_IDENTIFIER
 //
-// Cursor keys move the topmost window, Tab raises the lowest one. The function keys stand in the
-// last row.
+// Cursor keys move the topmost window, Tab raises the lowest one. The last row shows the function
+// keys.
 
 #include <marigold/application.h>
 #include <marigold/windows.h>
@@ -56,7 +56,7 @@ class Garden {
     terminal_refresh();
   }
 
-  // A window with a title and the poem, a little below and to the right of the one before.
+  // Creates a window with a title and the poem, a little below and to the right of the one before.
   void plant(int number) {
     int window = 0;
     create_w(window, 4 + 3 * number, 4 + 12 * number, kHeight, kWidth, false);

@@ -15,13 +15,13 @@ namespace marigold {
 // program's name. Afterwards the program loads its definition sets (definition_set_load, data.h)
 // and its own texts (textdb_setup, texts.h).
 //
-// Without a terminal it says so on standard error and ends the process with status 1.
+// Without a terminal the function says so on standard error and ends the process with status 1.
 void runtime_start(const char* program);
 
-// Closes what is open: a list, whose last page reaches the printer (but no viewer is shown), or the
-// output of a program that prints without one, data files, path locks, windows and terminal, the
-// program status file (with a normal end). What was not open is passed over, so a second call does
-// nothing.
+// Closes the open parts: a list, whose last page reaches the printer (but no viewer is shown), or
+// the output of a program that prints without one, data files, path locks, windows and terminal,
+// and the program status file (with a normal end). A part that is not open is passed over, so a
+// second call does nothing.
 void runtime_end();
 
 #pragma GCC visibility pop

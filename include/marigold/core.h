@@ -65,16 +65,17 @@ class TextBuffer {
   std::size_t length_ = 0;
 };
 
-// The text for which files and tables of the runtime are laid out: 251 bytes with its zero byte.
+// Length of the texts for which files and tables of the runtime are laid out: 251 bytes with the
+// zero byte.
 inline constexpr std::size_t kRuntimeStringCapacity = 250;
 using RuntimeString = TextBuffer<kRuntimeStringCapacity>;
 
 // ---- The user interface: how the runtime reaches the person at the screen.
 //
-// One record of functions, process-wide. At the start of a process the functions write to standard
-// error. The window system puts its own in place when it starts and gives the default back when it
-// ends. Texts are zero-terminated and belong to the caller. They may hold anything that files hold:
-// the functions make control characters visible (on standard error: when that is a terminal).
+// One process-wide record of functions. At the start of a process the functions write to standard
+// error. The window system sets its own functions when it starts and restores the default when it
+// ends. Texts are zero-terminated and belong to the caller. Texts may hold any bytes that files
+// hold: each function makes control characters visible (on standard error only for a terminal).
 
 struct UserInterface {
   // Shows a text that the user should take note of. Default: the text and a line end.
@@ -82,28 +83,28 @@ struct UserInterface {
   // Shows a text of one line; the help key names the help page that explains it ("_BLONF_").
   // Default: the text and a line end.
   void (*message)(const char* text, const char* help_key);
-  // Asks for one of several answers and returns its index, 0 first. The first is the safe one: the
-  // default writes the question and takes it, since nobody can answer on standard error.
+  // Asks for one of several answers and returns its index, from 0. The first answer is the safe
+  // one. The default writes the question and returns 0, since nobody can answer on standard error.
   int (*choose)(const char* question, std::span<const char* const> answers, const char* help_key);
-  // A lock of another process is in the way, and trying again is the user's choice: true for that.
-  // Default: the text and a line end, a second's wait so that whoever repeats the call does not
-  // spin, and no.
+  // Asks the user whether to try again to get a lock that another process holds: true to try again.
+  // Default: writes the text and a line end, waits a second so that a caller in a loop does not
+  // spin, and returns false.
   bool (*ask_for_lock)(const char* text, const char* help_key);
-  // The same, but it will be tried again in any case: shows the text for a second and takes it
-  // away. Default: the text and a line end, and a second's wait.
+  // Shows the text for a second while the caller waits for a lock and tries again. Default: writes
+  // the text and a line end and waits a second.
   void (*wait_for_lock)(const char* text);
-  // Leaves full-screen work, if it was begun, so that what goes to standard error afterwards can be
-  // read. May be called again. Default: nothing.
+  // Leaves full-screen mode, if it is on, so that the user can read later output on standard error.
+  // May be called again. Default: nothing.
   void (*hand_terminal_back)();
   // Reports a fatal system error by its number and ends the process; never returns. Default: the
   // bare number.
   void (*fatal)(int number);
-  // A fatal error is about to be raised for a line of a source that it does not name (a definition
-  // set). Default: nothing.
+  // Called before a fatal error whose text does not name its source and line (a definition set).
+  // Default: nothing.
   void (*fault_in_line)(const char* source, int line);
 };
 
-// The record in force. A program that changes a field restores it.
+// Returns the record in force. A program that changes a field restores it.
 UserInterface& user_interface();
 
 // ---- Numbers shown and read by a mask, a picture of the text with a place for each character.
@@ -115,18 +116,18 @@ UserInterface& user_interface();
 //   -      as the first character: a minus sign for negative numbers, else a blank
 //   other  stands for itself
 //
-// A text by a mask is as long as the mask. A number that does not fit (too many digits, negative
-// where the mask has no sign, not a number at all) shows "*" in every place: a list or a field
-// never shows a number that is cut.
+// The shown text is as long as the mask. A number that does not fit (too many digits, negative
+// without a sign in the mask, not a number) shows "*" in every place, so that no list or field ever
+// shows a number that is cut.
 
-// The number as a text. Rounds the shortest decimal form of the number half up, away from zero:
+// Returns the number as a text. Rounds the number's shortest decimal form half away from zero:
 // 2.675 to two places is 2,68, as on paper.
 std::string edit_number(std::string_view mask, double value);
 
-// Reads a text that was shown by the mask or typed for it: digits with blanks, points and other
-// characters of the mask ignored around them, at most as many before and after the comma as the
-// mask has places, a sign only where the mask has one. No digits at all are 0. Returns false, and
-// leaves the value as it was, for any other text.
+// Reads the number in a text that the mask shows or that a user has typed: digits, with blanks,
+// points and other characters of the mask ignored around them, at most as many before and after the
+// comma as the mask has places, and a sign only if the mask has one. A text without digits is 0.
+// Returns false for any other text, and `value` stays as it was.
 bool read_number(std::string_view mask, std::string_view text, double& value);
 
 // ---- Dates as small integers with a two-digit year, their German names, and dates, clock times
@@ -139,8 +140,8 @@ bool read_number(std::string_view mask, std::string_view text, double& value);
 //   clock time   HHMM: hour * 100 + minute
 //
 // A date in the year 00 is not valid; programs have relied on 0 as "no year" from the start. Texts
-// are in a 7-bit national character set and end in a zero byte. Only date_check shows a message;
-// the other operations answer an invalid date with 0 or an empty text.
+// use a 7-bit national character set and end in a zero byte. Only date_check shows a message; the
+// other operations return 0 or an empty text for an invalid date.
 
 struct DateParts {
   std::int32_t year = 0;  // the last two digits
@@ -151,45 +152,47 @@ struct DateParts {
 
 using DateText = TextBuffer<8>;
 
-// The parts as they stand in the number, valid or not.
+// Returns the parts in the number, valid or not.
 DateParts date_split(std::int32_t date);
 
-// 1 for a valid date. Else 0, and the user is shown "Datum nicht korrekt ! " with the help key
-// "ADFEH__".
+// Returns 1 for a valid date. Else shows the user "Datum nicht korrekt ! " with the help key
+// "ADFEH__" and returns 0.
 int date_check(std::int32_t date);
 
-// 1 and the day number, or 0 and the day number 0.
+// Gives the day number and returns 1; gives 0 and returns 0 for an invalid date.
 int date_day_number(std::int32_t date, std::int32_t& number);
 
-// The date of a day number; 0 for a negative one. Beyond the year 99 the year has more digits than
-// a date has room for.
+// Returns the date of a day number; 0 for a negative one. Beyond the year 99 the year has more
+// digits than a date has room for.
 std::int32_t date_of_day_number(std::int32_t number);
 
-// 1, the index (0 is Sunday) and the name; or 0, the index 0 and an empty name.
+// Gives the index (0 is Sunday) and the name of the weekday and returns 1; gives 0 and an empty
+// name and returns 0 for an invalid date.
 int date_weekday(std::int32_t date, int& index, const char*& name);
 
-// The name of the month 1 to 12. The third is "M{rz": "{" is the umlaut of the national character
-// set that forms and lists are written in.
+// Returns the name of the month 1 to 12, "" for other numbers. The third is "M{rz": "{" is the
+// umlaut in the national character set of forms and lists.
 const char* date_month_name(int month);
 
 std::int32_t date_to_sort_layout(std::int32_t date);
 
-// DDMM alone when the year is 0.
+// Returns DDMM alone if the year is 0.
 std::int32_t date_to_display_layout(std::int32_t sorted);
 
-// 1 when the first date is not later than the second.
+// Returns 1 if the first date is not later than the second, else 0.
 int date_not_later(std::int32_t first, std::int32_t second);
 
 std::int32_t date_today();
 
-// "14.11.26"; "   14.11" without a year; eight blanks for 0. Of more than six digits the last six.
+// Returns "14.11.26"; " 14.11" without a year; eight blanks for 0. Shows the last six digits of a
+// longer number.
 DateText date_text(std::int32_t date);
 
-// "09:30"; eight blanks, and not five, for 0: the column that a form leaves empty is as wide as a
-// date.
+// Returns "09:30". For 0 it returns eight blanks and not five, because the column that a form
+// leaves empty is as wide as a date.
 DateText date_time_text(std::int32_t time);
 
-// "01:02:05" from a number of seconds; at most "99:59:59". A negative number is taken as 0.
+// Returns "01:02:05" for a number of seconds; at most "99:59:59". A negative number counts as 0.
 DateText date_duration_text(std::int32_t seconds);
 
 #pragma GCC visibility pop

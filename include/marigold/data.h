@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Data files: records by their definitions, found and walked by keys, shared by many processes.
+// Data files: finds and walks records by their definitions and keys. Many processes share a file.
 //
 //   texte_start(nullptr);                                    texts.h
 //   definition_set_load("SHOP");
@@ -9,15 +9,15 @@
 //   if (data_read(customers, 1, true, LockWait::kWait) == kDataDone) ...
 //   data_close_all();
 //
-// A file is opened by its definition and read and written through its record buffer. Keyed files
-// find a record by a key, numbered from 1, the primary key first; random files find it by its
-// number, the field SNR, and the key does not matter. Anything that nobody can resolve ends the
-// process with a system error (texts.h): the numbers of the engine (isam.h) as they are, those of
-// the operating system with 1000 added.
+// A program opens a file by its definition, and reads and writes it through its record buffer. In
+// keyed files a key finds the record; keys have numbers from 1, and key 1 is the primary key. In
+// random files the record's number, the field SNR, finds it, and the key number has no effect. A
+// failure that nobody can resolve ends the process with a system error (texts.h): the numbers of
+// the engine (isam.h) as they are, those of the operating system with 1000 added.
 //
-// Operations that can meet a lock take the LockWait that says what to do then; kDataLocked comes
-// back when that is to give up. Every read that returns kDataNotFound clears the record: no caller
-// ever sees a stale one.
+// Operations that can meet a lock take a LockWait, which decides how they go on; they return
+// kDataLocked when they give up. Every read that returns kDataNotFound clears the record, so no
+// caller sees a stale record.
 //
 // Process-wide, one thread; nothing throws.
 #pragma once
@@ -32,20 +32,21 @@ namespace marigold {
 
 // ---- Definitions and handles
 
-// The handle of a data file. It belongs to the runtime and stays valid for the life of the process.
+// Handle of a data file. It belongs to the runtime and stays valid for the life of the process.
 struct DataFile;
 
 // Scans a set and appends its files to the list of definitions. Any error is the system error of
-// its number and does not return, and no file of the set is in the list then: 60 for a set that
-// cannot be read or ends before "END.", 7 as well for a file that an earlier set has defined.
+// its number: the function does not return, and the list then has no file of the set. Error 60 also
+// stands for a set that cannot be read, error 7 also for a file that an earlier set has defined.
 void definition_set_load(std::string_view set_name);
 
-// The handle of a file of the definition sets: the name counts up to its first blank and its eighth
-// character. A name that no set has defined is system error 1 and does not return.
+// Returns the handle of a file of the definition sets: the name up to its first blank or its eighth
+// character counts. A name that no set has defined is system error 1, and the function does not
+// return.
 DataFile& data_file(std::string_view name);
 
-// Gives a closed file a place of its own, a path without ".dat" and the like; "": its name in the
-// data directory of its path class, as at the start.
+// Sets the path of a closed file, without ".dat" and the like. "" sets the default: the file's name
+// in the data directory of its path class.
 void data_set_path(DataFile& file, std::string_view path);
 
 bool data_is_open(const DataFile& file);
@@ -57,59 +58,63 @@ inline constexpr int kDataAlreadyOpen = 1;
 inline constexpr int kDataNotFound = 3;  // also: end of the file
 inline constexpr int kDataLocked = 4;    // by another process
 
-// How an operation meets a lock of another process. The numbers are those of the platform's
-// programs.
+// The caller's choice when an operation meets a lock of another process. Other programs of the
+// platform use the same numbers.
 enum class LockWait {
-  kTell = 0,         // tell the user and give up
-  kAsk = 1,          // the user decides; without a screen: tell, wait a second, give up
-  kTellAndWait = 2,  // tell the user, for as long as it takes, once a second
-  kWait = 3,         // wait without a word, looking once a second
+  kTell = 0,         // show the user a message and give up
+  kAsk = 1,          // the user decides; without a screen: report, wait a second, give up
+  kTellAndWait = 2,  // report to the user and try again once a second until the lock is free
+  kWait = 3,         // try again once a second, without a message
 };
 
 // ---- Operations
 
-// Opens a file; a missing one is made, with its version record, unless the definition is read-only.
-// 0 (the record is cleared), 1 for one that is open (nothing happens), or 4. System errors: 1 no
-// such definition; 2 no such type; 16 a chained file; 19 no room for the deletion marker after the
-// fields; 33, 34 no room for the record; and those of the file's kind.
+// Opens a file. Makes a missing one, with its version record, unless its definition is read-only.
+// Returns 0 (the record is cleared), 1 if the file is open already (nothing happens), or 4. System
+// errors: 1 no such definition; 2 no such type; 16 a chained file; 19 no room for the deletion
+// marker after the fields; 33, 34 no room for the record; 40 records of a newer version; 105
+// records of an older version, or an unfinished restore; and those of the file's kind.
 int data_open(DataFile& file, LockWait wait, bool exclusive = false);
 int data_open(std::string_view name, LockWait wait, bool exclusive = false);
 
-// Closes a file and gives its locks back. One that is not open is left alone.
+// Closes a file and gives its locks back. Does nothing for a file that is not open.
 void data_close(DataFile& file);
 void data_close_all();
 
-// Gives every field its presets, or zeros, and clears the rest of the record. Error 101 when the
-// file is not open.
+// Gives every field its presets, or zeros, and clears the rest of the record. Error 101 if the file
+// is not open.
 void data_clear_record(DataFile& file);
 
-// By the key value in the record. 0, 3 or 4.
+// Reads by the key value in the record. Returns 0, 3 or 4.
 int data_read(DataFile& file, int key, bool lock, LockWait wait);
 
-// Whether data_read without a lock would find it: 0 or 3. The record stays as it is.
+// Whether data_read without a lock would find a record: 0 or 3. The record stays as it is.
 int data_exists(DataFile& file, int key);
 
-// By the order of a key. 0 or 3. From: the first with the record's value or a greater one.
+// Read in the order of a key; return 0 or 3. data_read_from finds the first record with the value
+// in the buffer or a greater one.
 int data_read_from(DataFile& file, int key);
 int data_read_first(DataFile& file, int key);
 int data_read_last(DataFile& file, int key);
 int data_read_next(DataFile& file, int key);
 int data_read_previous(DataFile& file, int key);
 
-// Writes the record, in the place of one that has its primary key or number. 0, or 4 at once.
+// Writes the record and replaces one with the same primary key or number. Returns 0, or 4 without
+// waiting.
 int data_write(DataFile& file);
 
-// Deletes the record with this primary key or number, if there is one. 0, or 4 at once.
+// Deletes the record with this primary key or number, if there is one. Returns 0, or 4 without
+// waiting.
 int data_delete(DataFile& file);
 
-// Gives back all locks of records of the file.
+// Gives back all record locks of the file.
 void data_release(DataFile& file);
 
 // ---- Fields, in the record buffer of an open file.
 //
-// Elements are numbered from 1 to the repeat count of the field. Texts are ISO 8859-1; after a text
-// that is shorter than its field zero bytes follow, and reading ends at the first of them. So what
-// was never put reads as "", and blanks at the end of a text come back.
+// Elements have the numbers from 1 to the field's repeat count. Texts are ISO 8859-1; zero bytes
+// fill the field after a shorter text, and reading ends at the first zero byte. So a field of zeros
+// reads as "", and blanks at a text's end come back.
 //
 //   integer   INT
 //   long      LONGINT, DATE, TIME, and the head of a chain
@@ -129,19 +134,21 @@ void data_put_long(DataFile& file, std::string_view field, std::int32_t value, i
 void data_put_double(DataFile& file, std::string_view field, double value, int index = 1);
 void data_put_text(DataFile& file, std::string_view field, std::string_view value, int index = 1);
 
-// ---- The locks of the path classes: which processes work in a data directory. Only in multi-user
-// operation (IS_MULTIUSER); otherwise nothing here touches the disk. A class is held once, however
-// often it is taken. A class outside 0 to 30 is system error 64.
+// ---- The locks of the path classes: they show the processes that work in a data directory. Locks
+// exist only in multi-user operation (IS_MULTIUSER); otherwise taking a lock does not touch the
+// disk. A process holds a class once, however often it takes the class. A class outside 0 to 30 is
+// system error 64.
 
-// Takes the class for this process alone; a shared lock is given back first. 0, or 4 when others
-// have it and the user, who is asked, does not want to wait (LockWait::kAsk): then nothing is held.
+// Takes the class for this process alone and gives a shared lock back first. Returns 0. Returns 4
+// when other processes have the class and the user decides not to wait (LockWait::kAsk); the
+// process then holds no lock of the class.
 int path_lock_exclusive(int path_class);
 
-// Takes the class shared; an exclusive lock is given back first. Waits until it is granted, telling
-// the user (LockWait::kTellAndWait). 0.
+// Takes the class shared and gives an exclusive lock back first. Waits until the lock is free and
+// reports that to the user (LockWait::kTellAndWait). Returns 0.
 int path_lock_shared(int path_class);
 
-// Takes the class shared if that is possible at once: 0, else 4. Nobody is asked or told.
+// Takes the class shared if the lock is free, without a message: 0, else 4.
 int path_lock_try_shared(int path_class);
 
 // Takes the classes of all defined files shared, in the order of the files' names.
@@ -151,39 +158,39 @@ void path_lock_release(int path_class);
 void path_lock_release_all();
 
 // ---- The critical paths of an application: the data directories whose contents must have the
-// right version before it works with them.
+// right version before the application works with them.
 //
-// A table of up to 5 entries, numbered from 1, each naming a data directory. The check leaves the
-// class of each directory locked shared (in multi-user operation), so that no conversion can begin
-// under the application.
+// Table of up to 5 entries with numbers from 1; each entry names a data directory. The check keeps
+// the class of each directory locked shared (in multi-user operation), so that no conversion can
+// begin while the application works.
 
 inline constexpr int kCriticalPaths = 5;
 
-// Result of the check of one entry. The numbers are those of the platform's programs.
+// Result of the check for an entry. Other programs of the platform use the same numbers.
 enum class CriticalPathState {
   kUnchecked = 0,         // without a name, or not checked yet
-  kReady = 1,             // its version is the right one; the class is locked shared
+  kReady = 1,             // it has the right version; the class is locked shared
   kNew = 3,               // it has no version
   kInUse = 4,             // by another entry, or by another process
   kConversionNeeded = 5,  // it has another version
-  kUnknown = 6,           // it is no path class's directory
+  kUnknown = 6,           // no path class has this directory
 };
 
-// Empties the table without giving locks back, as at the start of the process.
+// Empties the table and gives no locks back, as at the start of the process.
 void critical_path_start();
 
-// Names the directory of an entry, 1 to 5; an empty name takes the entry out. Nothing happens for
-// any other number. An entry that is open is closed before.
+// Sets the directory of an entry, 1 to 5, after closing an open entry; an empty name removes the
+// entry. Does nothing for any other number.
 void critical_path_set(int number, std::string_view directory);
 
 // Checks the entries with a name, in the order of their numbers, and opens those that are ready.
-// When one is anything but ready the check has failed: false, and all are closed again; the states
-// stay, for who tells the user.
+// Returns false if any of them is not ready, and closes all then; the states stay, so that the
+// caller can report them.
 bool critical_path_check();
 
 CriticalPathState critical_path_state(int number);
 
-// Gives back the locks of all entries that are open; they become unchecked.
+// Gives back the locks of all open entries. All entries become unchecked.
 void critical_path_close();
 
 #pragma GCC visibility pop

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Printed output: where it goes, the print commands, and the output channel for programs that print
+// Printed output: its devices, the print commands, and the output channel for programs that print
 // without lists (lists.h).
 //
 // Process-wide, one thread; nothing throws. Texts are ISO 8859-1.
@@ -36,20 +36,20 @@ enum class Marker : std::uint8_t {
   kUnknown,
 };
 
-// Where the output goes. `text` gets printable characters and backspaces, which come apart from
-// them, in pieces of at most 250; `control` the markers of pitches and bold.
+// Destination of the output. `text` gets printable characters and backspaces, which come apart from
+// them, in pieces of at most 250; `control` gets the markers of pitches and bold.
 struct OutputDevice {
   void (*text)(std::string_view text);
   void (*control)(Marker marker);
   void (*end_line)();
   void (*end_page)();
-  // No more comes. 0, or the number of the system error or command status that tells why the
-  // output is not complete.
+  // Ends the output. Returns 0, or the number of the system error or the command's status that is
+  // the reason why the output is not complete.
   int (*close)();
 };
 
-// The printer pipe (open_printer), with the control strings of the defaults. Its close gives 1
-// when there was no pipe to write to, or its command has stopped reading.
+// The printer pipe (open_printer), with the control strings of the defaults. Its close returns 1 if
+// there was no pipe to write to, or if the pipe's command has stopped reading.
 extern const OutputDevice kPrinterDevice;
 
 // ---- The print file: what a list is printed into instead of the printer or the screen
@@ -75,74 +75,76 @@ int print_file_close();
 // the next one is opened.
 const std::string& print_file_problem();
 
-// ---- The output channel: takes lines with their markers, counts lines and pages, puts header and
-// footer texts where they belong, and gives what is left to a device.
+// ---- The output channel: takes lines with their markers, counts lines and pages, inserts header
+// and footer texts, and passes the rest to a device.
 //
-// There is one. What is written while none is open is system error 45; opening an open one is 42,
-// closing a closed one 43, a marker of no known name 5, a header or footer text of more than 1,000
-// characters 44.
+// A process has one channel. Writing without an open channel is system error 45; opening an open
+// channel is 42, closing a closed one 43, a marker of no known name 5, a header or footer text of
+// more than 1,000 characters 44.
 
-// Opens the channel with pages of so many lines, at least 1. The name is for those who look at the
-// output while it is printed. The
-// first channel of a program reads what the printer understands.
+// Opens the channel with pages of so many lines, at least 1. The name is the one that users see
+// when they look at the output during printing. The first channel of a program reads the printer
+// defaults.
 void channel_open(std::string_view name, int page_length, const OutputDevice& device);
 bool channel_is_open();
 // Returns the result of the device's close.
 int channel_close();
 
-// Text with markers in it.
+// Writes text with markers in it.
 void channel_write(std::string_view text);
-// The same for text that is known to have no markers, and for a marker without operands.
+// Write text without markers, and a marker without operands.
 void channel_write_plain(std::string_view text);
 void channel_write_marker(Marker marker);
 
-// While the channel is stopped, text written to it is dropped.
+// While the channel is stopped, it drops text written to it.
 void channel_stop(bool stopped);
 
-// Of the channel that is open, or was last.
+// Returns the page length of the open channel, or of the last one.
 int channel_page_length();
 
-// Called for each number that the mask of a marker has no room for, with the total's number or 0
-// for the page; null, as when a channel opens: nobody wants to know.
+// Sets the function that the channel calls for each number that has no room in the mask of its
+// marker, with the total's number, or 0 for the page number; null, as when a channel opens, for
+// none.
 void channel_on_overflow(void (*told)(int total, std::string_view mask, double number));
 
-// The sums that "UEBERTRAG," prints, by their numbers 1 to 4. They start at 0 when a channel opens.
+// Adds to a sum that "UEBERTRAG," prints; sums have the numbers 1 to 4 and start at 0 when a
+// channel opens.
 void channel_add_total(int total, double number);
 
 // ---- The commands that take printed output: the print spooler, the local print filter, a fax
-// product. At most one of them is fed at a time, through the printer pipe. While a fax is fed, the
-// pipe of the printer waits.
+// product. The printer pipe feeds at most one of them at a time. While it feeds a fax, the pipe of
+// the printer waits.
 
 // Starts the command for a printer: "#" and a queue's name is the spooler's "lp -dQUEUE" (the name
-// cut to 245 characters), anything else the filter's "dr NAME" (cut to 247). A printer that is open
-// is closed first. 0, or the system's error number, ENOENT when PATH leads to no such command; then
-// there is no pipe.
+// cut to 245 characters), anything else the filter's "dr NAME" (cut to 247). Closes an open printer
+// first. Returns 0, or the system's error number, ENOENT when PATH leads to no such command; then
+// no pipe is open.
 int open_printer(std::string_view name);
 bool printer_is_open();
 
-// The command line of a printer.
+// Returns the command line of a printer.
 std::string printer_command(std::string_view name);
 
-// Hands the bytes to the command as one piece. The error flag is 1 when there is no pipe, else 0:
-// whether a command takes what it is given shows when it is closed, or in printer_takes_bytes.
+// Passes the bytes to the command as one piece. Sets the error flag to 1 without a pipe, else to 0.
+// printer_takes_bytes, or the status at the close, shows whether the command has taken the bytes.
 void write_printer(std::string_view bytes, int& error_flag);
 
 // False without a pipe, or when its command has stopped reading. The end of a command may go
-// unnoticed until its status is asked for.
+// unnoticed until close_printer asks for its status.
 bool printer_takes_bytes();
 
-// Ends the command's input and waits for the command. A command that was started while windows were
-// on the screen has its messages (standard output and error) shown by the user interface then; any
-// other writes them where this process does. Its exit status, 0 when none is open; 127
-// means that the command processor found no such program.
+// Ends the command's input and waits for the command. If the command was started while windows were
+// on the screen, the user interface shows its messages (standard output and error) then; otherwise
+// the command writes them where this process does. Returns the command's exit status, 0 if none is
+// open; 127 means that the command processor found no such program.
 int close_printer();
 
-// Puts the fax product's print command in the printer's place: the first of its three places that
-// has one. 0, or the system's error number: ENOENT when there is none, ENAMETOOLONG when the one
-// that FAXROOT names has a path of more than 249 characters; then there is no pipe.
+// Starts the fax product's print command in the printer's place: the first of three places that has
+// one. Returns 0, or the system's error number: ENOENT without such a command, ENAMETOOLONG when
+// the path under FAXROOT has more than 249 characters; then no pipe is open.
 int open_fax();
 
-// Ends the fax command like close_printer, and goes back to the printer that was open before.
+// Ends the fax command like close_printer, and returns to the printer that was open before.
 int close_fax();
 
 #pragma GCC visibility pop

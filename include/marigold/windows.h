@@ -23,13 +23,13 @@ namespace marigold {
 // ---- Cells
 //
 // One row of the screen as the window system keeps it: 80 characters and, after them, their 80
-// attributes. Characters are ISO 8859-1, or line-drawing codes where the attribute says so.
+// attributes. Characters are ISO 8859-1, or line-drawing codes if the attribute says so.
 
 inline constexpr int kScreenColumns = 80;
 inline constexpr int kScreenRows = 24;
 
-// Attribute bits. The two highlights without a look of their own are data that programs set and
-// read back.
+// Attribute bits. The second and the fourth highlight do not change the look of a cell: programs
+// set them and read them back.
 inline constexpr std::uint8_t kAttributeLineDrawing = 1;
 inline constexpr std::uint8_t kAttributeSecondHighlight = 2;
 inline constexpr std::uint8_t kAttributeFourthHighlight = 16;
@@ -90,21 +90,21 @@ void row_fill(ScreenRow& row, std::uint8_t character, std::uint8_t attribute);
 
 // ---- Windows: up to 30 rectangles of text over the screen.
 //
-// Windows have numbers from 1. Rows and columns given to the operations count from 1 and inside the
-// frame, except where an operation says otherwise. A window is created, then shown by activating
-// it; the active window is the topmost one. Every operation checks its window number first: outside
-// 0 to 30, or a free one, is system error 24.
+// Windows have numbers from 1. Rows and columns of the operations count from 1 and inside the
+// frame, except where a comment says otherwise. A program creates a window, then activates it to
+// show it; the active window is the topmost one. Every operation first checks its window number: a
+// number outside 0 to 30, or a free one, is system error 24.
 //
-// The range check: what is printed at a place beyond the window's last row or column goes to its
-// first one (the second one within a frame), and what is longer than the row is cut. The user
-// interface shows a one-line message for each, with the name of the operation, and the operation
+// The range check: output at a place beyond the window's last row or column goes to its first one
+// (the second one within a frame), and output longer than the row is cut. A one-line message of the
+// user interface, with the operation's name in front, reports each correction, and the operation
 // goes on. Rows and columns before the first one become the first one without a message.
 //
-// Text written into a window reaches the terminal when the window is activated, refreshed or the
-// active one and live; otherwise the screen stays as it is.
+// Text written into a window reaches the terminal when the window is activated or refreshed, or at
+// once if the window is active and live; otherwise the screen stays as it is.
 
 inline constexpr int kWindows = 30;
-inline constexpr int kNoWindow = 999;  // the active window's number when there is none
+inline constexpr int kNoWindow = 999;  // wi_active() without an active window
 
 struct WindowPlace {
   int row;     // on the screen, from 1
@@ -115,54 +115,53 @@ struct WindowPlace {
 };
 
 // Takes the lowest free number. System error 25 outside the screen; 23 for the 31st window, with a
-// line on standard error before it. Not shown yet. Windows under 3 rows or columns get no frame. A
-// height or width of 0 makes a window that shows nothing.
+// line on standard error before it. Does not show the window. Windows under 3 rows or columns get
+// no frame. A window with height or width 0 shows nothing.
 void create_w(int& window, int top, int left, int height, int width, bool no_frame);
-// Beside the active window, its corner moved by the offsets; pulled back so that it ends in row 19
-// and column 80 at most and begins in row 1 and column 1 at least. With none active at row 3,
-// column 1.
+// Creates a window beside the active one, with the active window's corner moved by the offsets, but
+// so that it ends in row 19 and column 80 at most and begins in row 1 and column 1 at least.
+// Without an active window it begins at row 3, column 1.
 void create_beside_w(int& window, int row_offset, int column_offset, int height, int width,
                      bool no_frame);
-// Without a frame at row 21, column 2, 3 rows by 78 columns.
+// Creates a window without a frame at row 21, column 2, 3 rows by 78 columns.
 void create_message_w(int& window);
-// Without a frame in row 24, as wide as the text (cut to 78), bright, shown.
+// Creates and shows a bright window without a frame in row 24, as wide as the text (cut to 78).
 void create_status_w(int& window, const char* text);
-// Two rows at the top with a centred title, shown below the window that was on top. Kinds: 0 no
-// second line, 1 a horizontal line, 2 a row of "=".
+// Creates two rows at the top with a centred title, shown below the window that was on top. Kinds:
 void create_header_w(int& window, const char* text, int kind);
 void p_destroy_kopfzeile(int window);
 
-// Plain blanks within the frame, whatever the window's attribute.
+// Fills the inside of the frame with plain blanks, whatever the window's attribute.
 void p_clear_w(int window);
-// Plain blanks. The place and the columns are put through the range check; rows beyond the window
-// are left out.
+// Fills a region with plain blanks. The place and the columns go through the range check; rows
+// beyond the window are left out.
 void rangecl_w(int window, int row, int column, int rows, int columns);
-// Moves the region's rows one up or down and blanks the one that becomes free. What lies outside
-// the window is left out without a message.
+// Moves the region's rows one up or down and blanks the freed row. Leaves out without a message any
+// part outside the window.
 void p_scr_pos_w(int window, int row, int column, int rows, int columns, bool down);
 void p_scroll_w(int window, bool down);
 // Four characters, each "1" or anything else: second highlight, reverse, bright, fourth highlight.
 void p_set_atr(int window, const char* attribute);
 void p_Mset_atr(int window, int attribute_index);
-// With the range check; nothing for an empty text or null.
+// Prints with the range check; does nothing for an empty text or null.
 void p_printstr(int window, int row, int column, const char* text);
 void p_printchar(int window, int row, int column, char character);
-// Copies of a line-drawing character, beginning one column left of the given one. With the range
-// check of the given place; nothing for a code outside 0 to 10.
+// Prints copies of a line-drawing character, beginning one column left of the given one. Applies
+// the range check to the given place; does nothing for a code outside 0 to 10.
 void p_printsonder(int window, int row, int column, int code, int count);
-// Cells 1 to count of a row record, with their own attributes. With the range check.
+// Prints cells 1 to count of a row record, with their own attributes, with the range check.
 void p_print_tzeile(int window, int row, int column, int count, const ScreenRow& cells);
-// Puts the window on top and writes all of it to the terminal; nothing when it is there.
+// Puts the window on top and writes all of it to the terminal; does nothing if it is on top.
 void p_active_w(int window);
-// Takes the window off the screen; the next one below is the active one then. Nothing when it is
+// Takes the window off the screen; the next one below becomes active. Does nothing if the window is
 // not shown.
 void p_de_active_w(int window);
 void p_destroy_w(int window);
-// As far as the screen reaches.
+// Moves the window as far as the screen reaches.
 void p_move_w(int window, int row_delta, int column_delta);
-// Top and left from 0; height and width only where not -1; what would not be on the screen is
-// brought there. Only the record: cells stay at their columns of the screen, and nothing is drawn.
-// Nothing for the active window.
+// Changes place and size: top and left from 0; height and width only if not -1; the result lies
+// within the screen. Changes only the record: cells stay at their columns of the screen, and
+// nothing is drawn. Does nothing for the active window.
 void p_adjust_w(int window, int top, int left, int height, int width);
 // Composes the window's rectangle from all windows and writes it.
 void p_refreshany_w(int window);
@@ -171,73 +170,75 @@ void get_window_paras(int window, WindowPlace& place);
 // flushing.
 void wi_refresh_active();
 
-// Text written into the active window goes to the terminal at once.
+// The live flag: text written into the active window goes to the terminal at once.
 bool wi_live();
 void wi_set_live(bool live);
-// Destroying and activating end with a refresh of the terminal.
+// The flushing flag: destroying and activating end with a refresh of the terminal.
 bool wi_flushing();
 void wi_set_flushing(bool flushing);
-// kNoWindow when there is none.
+// Returns the active window's number, or kNoWindow.
 int wi_active();
-// Places the terminal's cursor at a place of a window, or its nearest one, and remembers it: after
-// an ignored key (Ctrl-R) the cursor is put back here.
+// Places the terminal's cursor at a place of a window, or the nearest one, and remembers that
+// place: after an ignored key (Ctrl-R) the cursor returns there.
 void wi_set_cursor(int window, int row, int column);
 void wi_restore_cursor();
 
 // ---- The screen
 
-// Brings what was written to the screen.
+// Brings the written cells to the screen.
 void terminal_refresh();
-// Shows the whole screen again, on a terminal on which others have written; only when the window
-// system is active.
+// Shows the whole screen again on a terminal on which other programs have written; only when the
+// window system is active.
 void terminal_repaint();
-// Brought onto the screen where it must be.
+// Sets the cursor; a place outside the screen moves onto it.
 void terminal_set_cursor(int column, int row);
 void terminal_show_cursor(bool visible);
 void terminal_bell();
 
 // ---- Keys
 //
-// When the keyboard has come to its end (Console::keyboard_lost), it gives Escape, by which a
-// program leaves what it is in; none is waiting then. One that goes on reading is ended after 100
-// of them, with the terminal given back, a line on standard error and exit status 1.
+// At the end of the keyboard's input each read gives Escape, by which a program leaves its current
+// work; no key is waiting then. A program that goes on reading ends after 100 of them, with the
+// terminal given back, a line on standard error and exit status 1.
+//
+// Ctrl-R, which is kKeyIgnored without a character, always repaints the screen (terminal_repaint).
 
-// Ctrl-R, which is kKeyIgnored without a character, has the screen painted again (terminal_repaint)
-// whoever reads it.
-
-// Waits for a key: its code; its character, or the second byte of a key that has none, or 0.
+// Waits for a key. Returns its code and gives its character, or the second byte of a key without a
+// character, or 0.
 int key_read(std::uint8_t& character);
-// The same when a key is waiting, else kKeyEscape at once.
+// Reads a key as key_read does if one is waiting, else returns kKeyEscape at once.
 int key_poll(std::uint8_t& character);
 bool key_is_waiting();
-// Whether the keyboard has come to its end: an Escape was no key of the user's.
+// Whether the keyboard's input has ended: an Escape was then no key of the user's.
 bool key_is_lost();
-// Repeats key_read until the code is neither kKeyIgnored nor kKeyEscape. Keys that have a hook call
-// it first (debug displays and statistics of the layers above; null: nothing). While a hook runs
-// its key has none.
+// Repeats key_read until the code is neither kKeyIgnored nor kKeyEscape. A key with a hook calls
+// the hook first (debug displays and statistics of the layers above). While a hook runs its key has
+// no hook.
 void key_wait(std::uint8_t& character, int& code);
 
 // Ctrl-Home, and Ctrl-F "g" on a plain terminal: back to the very start.
 inline constexpr int kKeyStart = 4;
 
-// Waits for a key and returns its code (KeyCode, or kKeyStart) and its character. Unlike
-// key_wait it returns Escape, which leaves a field. Ignored keys put the cursor back and are waited
-// out; a key with a hook calls it. Once the keyboard is lost every call returns Escape.
+// Waits for a key. Returns its code (KeyCode, or kKeyStart) and gives its character. Unlike
+// key_wait it returns Escape, which leaves a field. For an ignored key it puts the cursor back and
+// reads again; a key with a hook calls the hook. At the end of the keyboard's input every call
+// returns Escape.
 int field_key(std::uint8_t& character);
 
-// ---- Messages: in the last row of the screen, and in a box in its middle. Both wait for a key and
-// leave the screen as it was. Control characters are shown as ".". Only while the window system is
-// active.
+// ---- Messages: in the last row of the screen, and in a box in its middle. Both functions wait for
+// a key and leave the screen as it was. They show control characters as ".". Only while the window
+// system is active.
 
-// One line of at most 80 characters, over all windows; it needs none itself. The help key names the
-// help page on it ("_BLONF_"; "" or null for none) and is told when the user asks for help.
+// Shows one line of at most 80 characters over all windows; needs no window. The help key names the
+// help page on the line ("_BLONF_"; "" or null for none); the function shows the key if the user
+// asks for help.
 void message_line(const char* text, const char* help_key);
 
-// Text of any length, broken between words into lines of at most 60 characters; what goes beyond
-// fifteen lines is left out. Line ends stand for themselves.
+// Shows a text of any length, broken between words into lines of at most 60 characters, without the
+// lines after the fifteenth. Keeps the text's own line ends.
 void warning_box(const char* text);
 
-// Shows that there is no help for this key, as the help key of a field does.
+// Reports that no help exists for this help key.
 void help_show(const char* help_key);
 
 // ---- A list of entries of which the user chooses one.
@@ -247,12 +248,12 @@ struct SelectionEntry {
   bool can_be_chosen = true;  // headings and lines cannot
 };
 
-// The layout is a text of nine digits. The first one "1": a letter, large or small,
-// goes on to the next entry that begins with it. The second one "1": the entries stand side by side
-// in one row without a frame; otherwise below each other in a frame, with the title above them. The
-// others are kept for programs that set them, and mean nothing.
+// The layout is a text of nine digits. First digit "1": a letter, large or small, moves to the next
+// entry that begins with it. Second digit "1": the entries lie side by side in one row without a
+// frame; otherwise one below the other in a frame, with the title above them. The other digits have
+// no effect; programs may set them.
 struct SelectionField {
-  int row = 1;  // of the upper left corner on the screen; brought onto it where it must be
+  int row = 1;  // of the upper left corner on the screen; moved onto the screen if need be
   int column = 1;
   std::string_view title;
   std::span<const SelectionEntry> entries;
@@ -261,18 +262,18 @@ struct SelectionField {
 };
 
 // Shows the entries, lets the user choose with the cursor keys, Home, End, the page keys and first
-// letters, and takes them away again. The number of the entry chosen with Enter, from 1; 0 for
-// Escape, and when nothing can be chosen. More entries than there is room for are scrolled.
+// letters, and removes the entries again. Returns the number of the entry chosen with Enter, from
+// 1; 0 for Escape, and if no entry can be chosen. Scrolls if there are more entries than room.
 int selection_field(const SelectionField& field);
 
 // ---- Fields in which the user types a text or a number.
 //
-// A field stands in a window, at a row and column of it, in reverse, and shows `width` characters,
-// at least one and at most a screen's width; a longer text scrolls. Control characters in it are
-// shown as "." and cannot be typed. Letters, Insert, Delete, Backspace, Left, Right, Home and End
-// edit. The other keys leave the field, and the function returns their code: Enter, Tab, Up, Down,
-// the page and function keys with the new value; Escape and kKeyStart with the value as it was.
-// Ctrl-A shows the help key.
+// A field lies in a window, at a row and column of it, in reverse, and shows `width` characters, at
+// least one and at most a screen's width; a longer text scrolls. It shows control characters as "."
+// and does not accept them. Letters, Insert, Delete, Backspace, Left, Right, Home and End edit. All
+// other keys leave the field, and the function returns their code: Enter, Tab, Up, Down, the page
+// and function keys with the new value; Escape and kKeyStart with the old value. Ctrl-A shows a
+// message about the help key.
 
 struct FieldPlace {
   int window = 0;
@@ -282,15 +283,16 @@ struct FieldPlace {
   const char* help_key = "";
 };
 
-// A text of at least and at most so many characters; the user is told the bounds and stays in the
-// field until they hold.
+// Edits a text with at least `least` and at most `most` characters. Outside these bounds the user
+// gets a message with the bounds and stays in the field.
 int text_field(const FieldPlace& place, std::string& text, std::size_t least, std::size_t most);
 
-// A number that is shown and read by a mask (core.h), between two bounds. The field is as wide
-// as the mask.
+// Edits a number between two bounds, shown and read by a mask (core.h). The field is as wide as the
+// mask.
 int number_field(const FieldPlace& place, std::string_view mask, double& value, double least,
                  double most);
 
 #pragma GCC visibility pop
 
 }  // namespace marigold
+// no second line, 1 a horizontal line, 2 a row of "=".

@@ -27,7 +27,7 @@ struct State {
 };
 State state;
 
-// What is said of an exception that nobody catches.
+// Ends the process for an exception that nobody catches, with the report below the screen's output.
 [[noreturn]] void terminate_below_the_screen() {
   user_interface().hand_terminal_back();
   state.terminate_before();

@@ -19,7 +19,7 @@ bool is_number(std::string_view text) {
   return !text.empty() && std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
 }
 
-// The converter's name for the name of a code set.
+// Returns the converter's name of a code set.
 std::string converter_name(const std::string& name) {
   constexpr std::string_view kIsoFamily = "8859";
   if (name == kIsoFamily) return "ISO-8859-1";
@@ -64,8 +64,8 @@ bool is_inside_character(std::string_view text, std::size_t position) {
          (static_cast<unsigned char>(text[position]) & kTopBits) == kContinuation;
 }
 
-// The converter drops some characters without a word, and in some code sets two codes stand for one
-// character. So what was converted has to lead back to where it came from.
+// Converts there and back, and compares: the converter drops some characters silently, and in some
+// code sets one character has two codes.
 std::size_t convert_both_ways(const CharacterConversion& there, const CharacterConversion& back,
                               std::string_view input, std::string& output) {
   const std::size_t failed = there.convert(input, output);
@@ -80,11 +80,11 @@ std::size_t convert_both_ways(const CharacterConversion& there, const CharacterC
 }  // namespace
 
 bool hides_ascii(std::string_view converter_name, const CharacterConversion& from_utf8) {
-  // The usual ones, to spare them 65,000 conversions.
+  // The usual code sets need no search, which takes 65,000 conversions.
   for (const std::string_view innocent : {"UTF-8", "utf-8", "utf8", "ASCII", "ISO-8859-1"})
     if (converter_name == innocent) return false;
-  // No code set has such characters only beyond the first 65,536. In one that puts accents behind
-  // their letters (1258) the letter comes first, and is the letter.
+  // A code set with such characters has some within the first 65,536. In a code set with accents
+  // after their letters (1258) the letter comes first and is plain ASCII.
   constexpr char32_t kFirst = 0x80;
   constexpr char32_t kLast = 0xFFFF;
   std::string bytes;

@@ -56,7 +56,7 @@ TEST(FormatTest, DirectivesFormatTheirArgument) {
       {"%e %E %G %g", {"12345.678", "0.5", "0.00001", "nonsense"}, "1.234568e+04 5.000000E-01 1E-05 0"},
       {"%c%5c|%-3c|%c%b|%b", {"hello", "xy", "z", "", "a\\tb%d", ""}, "h    x|z  |\0a\tb%d|"s},
       {"%100000d|", {"1"}, std::string(99999, ' ') + "1|"},
-      // No modifier changes how much of a value is used, but "h".
+      // Only the modifier "h" changes how much of a value is used.
       {"%hd %hu %hx", {"70000", "-1", "65537"}, "4464 65535 1"},
       {"%ld %lu %Lx %li", {"-1", "-1", "-1", "2147483648"}, "-1 4294967295 ffffffff 2147483647"},
       {"%lf %Lg %he %LG", {"1.5", "1.5", "1.5", "1.5"}, "1.500000 1.5 1.500000e+00 1.5"},
@@ -96,7 +96,7 @@ TEST(FormatTest, EscapesWriteControlBytes) {
   expect_formatted({
       {R"(\a\b\f\n\r\t\v\\\"\q)", {}, "\a\b\f\n\r\t\v\\\"q", "\\q: invalid escape"},
       {R"(\101\%d)", {}, "101%d", "\\1: invalid escape\\%: invalid escape"},
-      // The character behind the digits belongs to the escape.
+      // The character after the digits belongs to the escape.
       {R"(\x41n|\0101n|\x41q\x41%d\x41\n)", {}, "A\n|A\n|AqA%dA\\n"},
       {R"(\x41B|\x4142|\x41c|\x141)", {}, "\x1B|\x14" "2|\x1C|A"},  // at most three digits, the low 8 bits
       {R"(\x4G\x4g|\07778\08|)", {}, "\4G\4g|\xFF" "8\0" "8|"s},

@@ -9,7 +9,7 @@ namespace marigold::test {
 class FailingOutput final : public Output {
  public:
   std::string received;
-  int result = 0;  // of the deliveries to come
+  int result = 0;  // of the next deliveries
 
  protected:
   int deliver(std::string_view bytes) override {
@@ -30,7 +30,7 @@ TEST(OutputTest, NothingFollowsAFailedDelivery) {
   EXPECT_EQ(output.failure(), ENOSPC);
 }
 
-// Of options.h: what no run of the command shows, as nothing reads it yet.
+// An option of options.h that nothing reads, so no run of the command shows it.
 TEST(OptionsTest, TheTextFileIsKept) {
   char words[][4] = {"p", "-nt", "-v"};
   char* pointers[] = {words[0], words[1], words[2]};

@@ -68,7 +68,7 @@ TEST_F(ScrivelTest, OptionsAreTakenAsTheClassicParserDoes) {
       {"-x:n KEY", "", unknown + "x\n" + unknown + ":\n" + usage, 1},
       {"---n KEY", "", unknown + "-\n" + unknown + "-\n" + usage, 1},
       {"-nt", "", "./scrivel: argument missing for -t\n" + usage, 1},
-      // Of a long option each letter is one.
+      // Each letter of a long option counts as an option.
       {"--nov", "", unknown + "-\n" + unknown + "o\n" + usage, 1},
   });
 }
@@ -80,7 +80,7 @@ TEST_F(ScrivelTest, WithoutADatabaseEveryKeyIsItsText) {
   std::filesystem::create_directories("locale/default");
   write_file(kTexts + ".pag", std::string(5000, '\xAA'));
   write_file(kTexts + ".dir", "");
-  // What is there and is no database is reported by both who try it.
+  // Both readers of a damaged database report it.
   const std::string reason = "./locale/default/textdb: Invalid argument\n";
   expect({{"HELLO", "HELLO\n", reason + reason + missing}});
 }
@@ -130,7 +130,7 @@ TEST_F(ScrivelTest, LostOutputIsNeverSilent) {
 
 TEST_F(ScrivelTest, OutputGoesOutInOneWrite) {
   write_textdb(kTexts, {{"A+", "one"}, {"A+1", "two"}, {"A+2", "%d %d"}});
-  // A datagram a write: what arrives in the first one is all of it.
+  // Each write is a datagram: the first one must have the whole output.
   const Finished run = run_shell(
       "perl -MSocket -e 'socketpair(A, B, AF_UNIX, SOCK_DGRAM, 0) or die; "
       "if (!fork) { open(STDOUT, \">&\", \\*B); exec \"./scrivel\", \"A+\", 1, 2 } "
@@ -139,7 +139,8 @@ TEST_F(ScrivelTest, OutputGoesOutInOneWrite) {
 }
 
 TEST_F(ScrivelTest, LongTextsReachASlowReaderOfAPipeThatDoesNotBlock) {
-  // Many times what a pipe holds, and single bytes up to a field and a text that just do not fit.
+  // Many times the capacity of a pipe, and single bytes up to a field and a text that just do not
+  // fit.
   const std::string text(1'000'000, 'x');
   const std::string percents(65'536 + 65'530, '%');
   write_textdb(kTexts, {{"LONG", text + percents + percents + "%6dtail"}});
@@ -157,7 +158,7 @@ TEST_F(ScrivelTest, ADamagedDatabaseEndsTheRunWithWhatWasWritten) {
   write_textdb(kTexts, records);
   const std::string bytes = read_file(kTexts + ".pag");
   int faults_in_the_chain = 0;
-  // Cut at any length it is refused, or ends in a store fault, or answers: no crash, no hang.
+  // Cut at any length, a store is refused, or ends in a store fault, or answers: no crash, no hang.
   for (std::size_t length = 0; length < bytes.size(); length += 3001) {
     write_file(kTexts + ".pag", bytes.substr(0, length));
     const Finished run = run_shell("./scrivel A+");

@@ -25,7 +25,7 @@ TEST(DatesTest, TheCheckReportsWhatIsNoDate) {
   user_interface_start();
 }
 
-// The C library's calendar agrees with ours from 1901 on to 1999.
+// The C library's calendar agrees with the runtime's from 1901 to 1999.
 TEST(DatesTest, EveryDayHasItsNumberAndWeekdayAndComesBack) {
   const char* const names[] = {"Sonntag",    "Montag",  "Dienstag", "Mittwoch",
                                "Donnerstag", "Freitag", "Samstag"};

@@ -9,7 +9,7 @@ namespace marigold::test {
 
 using Node = DictionaryTree::Node;
 
-// The height of a subtree whose balances and order are as promised; -1000 spoils the sum.
+// Returns the height of a subtree with correct balances and order; -1000 spoils the sum.
 static int checked_height(const Node* node, std::string_view above, std::string_view below) {
   if (node == nullptr) return 0;
   const std::string_view name = node->name.view();

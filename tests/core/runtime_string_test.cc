@@ -16,7 +16,7 @@ TEST(RuntimeStringTest, LengthIsMeasuredUpTo249Characters) {
   user_interface_start();
 }
 
-// Of user_interface.h: the default of what nothing calls yet.
+// The default of a function of user_interface.h that nothing calls yet.
 TEST(UserInterfaceTest, TheSafeAnswerIsTaken) {
   const auto ask = [] { EXPECT_EQ(user_interface().choose("asked", {}, "_HELP_"), 0); };
   EXPECT_EQ(errors_of(ask), "asked\n");
@@ -26,7 +26,7 @@ TEST(RuntimeStringTest, NationalLettersHaveCapitals) {
   std::string text = "az{`\xE0\xF6\xF8\xFE\xDF\xF7\xFF_1";
   for (char& character : text)
     character = st_upper(character);
-  // Sharp s, the division sign and y with diaeresis have none.
+  // Sharp s, the division sign and y with diaeresis have no capital.
   EXPECT_EQ(text, "AZ{`\xC0\xD6\xD8\xDE\xDF\xF7\xFF_1");
 }
 

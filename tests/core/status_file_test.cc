@@ -14,7 +14,7 @@ const std::regex kHeader(
 struct StatusFileTest : testing::Test {
   StatusFileTest() { settings_read(); }
   ~StatusFileTest() override { status_start(); }
-  // The file without its header, which has to be as it should.
+  // Returns the file without its header, which must be right.
   static std::string events() { return std::regex_replace(read_file("pstatus.tmp"), kHeader, ""); }
 
   WorkDirectory directory;
@@ -37,8 +37,8 @@ TEST_F(StatusFileTest, PathEventsAreWrittenAsTheyHappen) {
       "LOCKPATH = 3\nLOCKPATH =12: archive\nFREEPATH = 3\nLOCKPATH = 5\nLOCKPATH = 6: stock\n");
 }
 
-// Whatever has the name is replaced itself; nobody waits for a pipe, and a second program in the
-// directory has a file of its own.
+// A start replaces whatever has the name; it does not wait for a pipe, and a second program in the
+// directory gets a file of its own.
 TEST_F(StatusFileTest, AStartMakesTheFileAgain) {
   for (const char* plant : {"mkfifo", "ln -s victim", "ln victim", "ln -s nowhere", "cp victim"}) {
     run_shell("rm -f pstatus.tmp victim; echo precious > victim; "s + plant + " pstatus.tmp");
@@ -50,7 +50,7 @@ TEST_F(StatusFileTest, AStartMakesTheFileAgain) {
     EXPECT_FALSE(std::filesystem::exists("nowhere")) << plant;
   }
   status_open("orders");
-  run_shell("rm -f pstatus.tmp; echo other > pstatus.tmp");  // a second program's
+  run_shell("rm -f pstatus.tmp; echo other > pstatus.tmp");  // of a second program
   status_close();
   EXPECT_EQ(read_file("pstatus.tmp"), "other\n");
 }

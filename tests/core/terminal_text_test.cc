@@ -20,7 +20,8 @@ TEST(TerminalTextTest, TheLocalesNameTellsTheCharacterSet) {
 }
 
 TEST(TerminalTextTest, ControlCharactersAreShown) {
-  // The text; on a terminal with UTF-8, with ISO 8859-1, and if that is not known.
+  // The text; its form on a terminal with UTF-8, with ISO 8859-1, and with an unknown character
+  // set.
   const std::tuple<std::string, std::string, std::string> rows[] = {
       {"plain\ttext~", "plain\ttext~", "plain\ttext~"},
       {"\0\x1b\r\x7f"s, "\\x00\\x1B\\x0D\\x7F", "\\x00\\x1B\\x0D\\x7F"},
@@ -30,7 +31,7 @@ TEST(TerminalTextTest, ControlCharactersAreShown) {
       {"\xc2\x9b", "\\xC2\\x9B", "\xc2\\x9B"},
       {"\xc2\xa0\xe2\x82\xac", "\xc2\xa0\xe2\x82\xac", "\xc2\xa0\xe2\\x82\xac"},
       {"\xf0\x9f\x98\x80", "\xf0\x9f\x98\x80", "\xf0\\x9F\\x98\\x80"},
-      // Not UTF-8: cut, longer than it need be, a surrogate, too large.
+      // Not UTF-8: cut, longer than necessary, a surrogate, too large.
       {"\xe2\x82", "\xe2\\x82", "\xe2\\x82"},
       {"\xe0\x82\x9b", "\xe0\\x82\\x9B", "\xe0\\x82\\x9B"},
       {"\xed\xa0\x80", "\xed\xa0\\x80", "\xed\xa0\\x80"},

@@ -29,7 +29,7 @@ TEST_F(DataTest, CriticalPathsAreReadyTogetherOrNotAtAll) {
   std::filesystem::create_directories("definitions");
   setenv("DEFINITION_DIRECTORY", "definitions", 1);
   settings_read();
-  // By the numbers of the entries: the first is in the directory of class 4.
+  // By the numbers of the entries: the first one is in the directory of class 4.
   write_file("definitions/PATHVER.DES", "PATH 1 2\nPATH 2 3 PATH 3 1 PATH 5 7\nEND.");
   for (const auto& [path_class, version] : {std::pair{4, 2}, {5, 3}, {6, 2}, {8, 7}}) {
     std::filesystem::create_directories(data_directory(path_class));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Keyed and random files through the calls that serve both, and the keyed ones' own ends.
+// Keyed and random files through the calls that serve both, and fatal errors of keyed files.
 
 #include "runtime/data/access/data_file.h"
 
@@ -23,7 +23,7 @@ namespace {
 
 const auto kAborts = testing::KilledBySignal(SIGABRT);
 
-// The next, previous, first ... record by a key: its number, or the result.
+// Returns the next, previous, first ... record by a key: its number, or the result.
 std::string step(DataFile& file, char way, int key) {
   const int result = way == 'n'   ? data_read_next(file, key)
                      : way == 'p' ? data_read_previous(file, key)
@@ -44,7 +44,7 @@ int open(const char* name, LockWait wait = LockWait::kTell) {
   return data_open(name, wait);
 }
 
-// Both kinds of files do the same.
+// Both kinds of files behave alike.
 struct BothKinds : DataTest, testing::WithParamInterface<const char*> {
   DataFile& file = data_file(GetParam());
 };
@@ -76,7 +76,7 @@ TEST_P(BothKinds, RecordsAreWrittenReplacedAndDeleted) {
   EXPECT_EQ(write(file, 2, "deux"), 0);
   EXPECT_EQ(read(file, 2), 0);
   EXPECT_EQ(data_get_text(file, "NAME"), "deux");
-  for (const int result : {0, 3, 3}) {  // what is not there counts as deleted
+  for (const int result : {0, 3, 3}) {  // a missing record counts as deleted
     fill(file, 2, "kept");
     EXPECT_EQ(data_exists(file, 1), result);
     EXPECT_EQ(data_get_text(file, "NAME"), "kept");
@@ -109,7 +109,7 @@ TEST_P(BothKinds, PositionedReadsPassOverWhatIsNotThere) {
     fill(file, from);
     EXPECT_EQ(steps(file, "gn"), delivered) << from;
   }
-  // Who has come to the end stands on the last record, and sees what another process adds.
+  // At the end the file stands at its last record, and sees records that another process adds.
   EXPECT_EQ(steps(file, "ln"), "30 - ");
   EXPECT_TRUE(
       elsewhere([&] { return open(GetParam()) == 0 && write(data_file(GetParam()), 50) == 0; }));
@@ -117,7 +117,7 @@ TEST_P(BothKinds, PositionedReadsPassOverWhatIsNotThere) {
   EXPECT_EQ(steps(file, "n"), "- ");
   fill(file, 50);
   data_delete(file);
-  EXPECT_EQ(steps(file, "p"), "30 ");  // the last one has gone meanwhile
+  EXPECT_EQ(steps(file, "p"), "30 ");  // another process has deleted the last one
 }
 
 TEST_P(BothKinds, LocksOfRecordsHoldBetweenProcesses) {
@@ -199,7 +199,7 @@ TEST_P(BothKinds, LockedFilesAndRecordsAreWaitedForAsWanted) {
 }
 
 TEST_P(BothKinds, ManyProcessesMakeAndFillOneFile) {
-  int gate[2];  // closed when all stand ready
+  int gate[2];  // closed when all are ready
   ASSERT_EQ(pipe(gate), 0);
   const auto fill_many = [&](int start) {
     begin_process();
@@ -209,7 +209,7 @@ TEST_P(BothKinds, ManyProcessesMakeAndFillOneFile) {
     clock_sleep_hook = [](int) { usleep(1000); };
     DataFile& own = data_file(GetParam());
     bool done = data_open(own, LockWait::kWait) == 0;
-    // Random files give the numbers themselves.
+    // Random files assign the numbers themselves.
     for (int i = 0; i < 1000 && done; ++i)
       done = write(own, own.definition.type == FileType::kIsam ? start + i : 0, "name") == 0;
     data_close(own);
@@ -251,7 +251,7 @@ TEST_F(DataTest, ASecondaryKeyFindsOnlyItsValue) {
     fill(other, 0, "c");
     return data_read(other, 2, true, LockWait::kTell) == 4 && read(other, 2) == 0;
   }));
-  // After the end by one key, turning round by another starts from the record's value.
+  // After the end by one key, a turn by another key starts from the record's value.
   EXPECT_EQ(steps(file, "ln", 2), "4 - ");
   fill(file, 3);
   EXPECT_EQ(steps(file, "p", 1), "2 ");
@@ -279,8 +279,8 @@ TEST_F(DataTest, AFileWhoseMakerDiedIsFinished) {
   EXPECT_EQ(info.data_bytes, std::filesystem::file_size("data/4/CUSTOMER.dat"));
 }
 
-// Dies at each call of the system by which a file is made, and at each step of its keys: the next
-// one to open the file finds or makes a whole one, with its version.
+// A process dies at each system call that makes a file, and at each step of its keys: the next
+// process that opens the file finds or makes a whole one, with its version.
 TEST_P(BothKinds, AFirstOpenThatIsKilledAnywhereIsFinished) {
   static int calls_left = 0;
   bool died = true;
@@ -304,7 +304,7 @@ TEST_P(BothKinds, AFirstOpenThatIsKilledAnywhereIsFinished) {
   }
 }
 
-// The same between the file and its version.
+// The same between the file and its version record.
 TEST_P(BothKinds, AFileWithoutRecordsGetsTheVersionThatItLacks) {
   ASSERT_EQ(open(GetParam()), kDataDone);
   data_close(file);
@@ -326,7 +326,7 @@ TEST_P(BothKinds, RecordsOfAnotherVersionEndTheProgram) {
   }
 }
 
-// A journal of another run, or of other files, says nothing about this one.
+// A journal of another run, or of other files, does not concern this file.
 TEST_P(BothKinds, AFileThatIsHalfRestoredEndsTheProgram) {
   const std::string journal =
       data_directory(definition_get(GetParam()).path_class) + "/" + kRestoreJournal;
@@ -361,7 +361,7 @@ File& opened(File& file) {
 TEST_F(DataTest, WhatNobodyCanResolveEndsTheProcess) {
   data_close(opened(data_file("CUSTOMER")));
   struct Row {
-    void (*change)(Own& own);  // and it is opened then
+    void (*change)(Own& own);  // then the file is opened
     const char* said;
     int number;
   };
@@ -369,10 +369,11 @@ TEST_F(DataTest, WhatNobodyCanResolveEndsTheProcess) {
   // The last two spoil the file.
   for (const Row& row : std::initializer_list<Row>{
            {[](Own& own) { own.definition.record_length = 50; },
-            "data/4/CUSTOMER: its records have 42 bytes, defined are 50\n\nstr: data/4/C", 105},
+            "data/4/CUSTOMER: its record length is 42, the definition has 50\n\nstr: data/4/C",
+            105},
            {[](Own& own) { own.definition.keys.key_count = 1; },
-            "has 2 keys, defined are 1\n\nstr: d", 105},
-           {[](Own& own) { own.definition.keys.keys[1].segments[0].length = 9; }, "key 2 is not as",
+            "its number of keys is 2, the definition has 1\n\nstr: d", 105},
+           {[](Own& own) { own.definition.keys.keys[1].segments[0].length = 9; }, "key 2 differs f",
             105},
            {[](Own& own) { own.file.read_only = true, own.definition.path_class = 5; },
             "^\nstr: data/5/C", 1002},
@@ -432,7 +433,7 @@ TEST_F(DataTest, ARandomFileHasItsRecordsInTheirPlaces) {
   EXPECT_EQ(bytes.substr(126, 8), "\0\0\0\4four"s);
   EXPECT_EQ(read_file("elsewhere.ver"), "3\n");
   EXPECT_FALSE(std::filesystem::exists("data"));
-  // A record that was cut off is none, and gives its place to the next.
+  // A record that was cut off is no record, and the next one gets its place.
   std::filesystem::resize_file("elsewhere", 160);
   EXPECT_EQ(steps(file, "f"), "- ");
   EXPECT_EQ(write(file, 0, "new"), 0);

@@ -14,7 +14,7 @@ const std::string kKeys = "BEGINKEY KEY 1 SEGMENT 1 IS F ENDKEY ";
 const std::string kIsam = kHead + "TYPE ISAM " + kFields + kKeys + "ENDFILE ";
 const std::string kEnd = "END.\n";
 
-// A set of one keyed file with these fields, the first of which is F, and entries of keys.
+// Returns a set of one keyed file with these fields, the first of which is F, and these keys.
 static std::string with_fields(const std::string& fields, const std::string& keys = kKeys) {
   return kHead + "TYPE ISAM BEGINFIE " + fields + " ENDFIELD " + keys + "ENDFILE END.";
 }
@@ -184,10 +184,10 @@ TEST(DefinitionSetTest, EveryErrorHasItsNumber) {
 
 TEST(DefinitionSetTest, ACheckerGoesOnWithTheNextDefinition) {
   const std::string text =
-      "BEGINFIL NAME A\nVERSON 1\n" +  // the definition ends here
+      "BEGINFIL NAME A\nVERSON 1\n" +  // this definition ends here
       kHead.substr(0, 14) +
       "C VERSION\nBEGINFIL NAME X\n"                      // and here, where the next one begins
-      "VERSION 1 $ENDIF\nBEGINFIL NAME D VERSION '1\n" +  // a quote that nothing closes
+      "VERSION 1 $ENDIF\nBEGINFIL NAME D VERSION '1\n" +  // an unclosed quote
       std::string(300, ' ') +
       "\n" + kIsam + "\n$IFDEF UNIX $ELSE $ENDIF\n" + kIsam;
   const DefinitionScan result = scan(text, AfterScanError::kNextDefinition);

@@ -15,7 +15,7 @@
 namespace marigold::test {
 namespace {
 
-// Who holds class 4: "s" and "x", own locks in capitals.
+// Returns the holders of class 4: "s" and "x", own locks in capitals.
 std::string holders() {
   std::vector<LockHolder> found;
   EXPECT_EQ(lock_file_holders(4, found), 0);
@@ -28,7 +28,7 @@ std::string holders() {
   return letters;
 }
 
-// What has happened, as the status file has it.
+// Returns the events in the status file.
 std::string events() {
   const std::string text = read_file("pstatus.tmp");
   return text.substr(std::min(text.find("LOCK"), text.size()));
@@ -57,7 +57,7 @@ TEST_F(DataTest, AClassIsHeldBySeveralOrByOne) {
     EXPECT_EQ(holders(), "Ss");
     EXPECT_EQ(path_lock_shared(4), 0);  // held already
     EXPECT_EQ(errors_of([] { EXPECT_EQ(path_lock_exclusive(4), 4); }), message);
-    EXPECT_EQ(holders(), "s");  // ours was given back, and not taken again
+    EXPECT_EQ(holders(), "s");  // ours was given back and not taken again
     EXPECT_EQ(path_lock_shared(4), 0);
     EXPECT_EQ(holders(), "Ss");
     other.kill_it();
@@ -80,7 +80,7 @@ TEST_F(DataTest, AClassIsHeldBySeveralOrByOne) {
   EXPECT_EXIT(path_lock_shared(31), testing::KilledBySignal(SIGABRT), "error\n        64\n");
 }
 
-// A child that is forked and executes nothing has nothing of what its parent has open.
+// A forked child holds none of its parent's open files and locks.
 TEST_F(DataTest, AForkedChildHoldsNothing) {
   const FileDefinition defined = stock();
   DataFile file(defined);
@@ -137,7 +137,7 @@ TEST_F(DataTest, SharedLocksAreWaitedFor) {
             "LOCK.$$$ file lock active         \n");
   holder = nullptr;
   EXPECT_EQ(read_file("data/4/lock.$$$").size(), 64U);
-  write_file("data/4/lock.$$$", std::string(64, '?'));  // the lock counts, not what is said of it
+  write_file("data/4/lock.$$$", std::string(64, '?'));  // the lock counts, not the record
   std::vector<LockHolder> found;
   EXPECT_EQ(lock_file_holders(4, found), 0);
   EXPECT_TRUE(found.size() == 1 && found[0].process == 0);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What the tests of data files share: a work directory with settings, two defined files, and other
+// Shared by the tests of data files: a work directory with settings, two defined files, and other
 // processes.
 #pragma once
 
@@ -22,7 +22,7 @@ FileDefinition customer();
 // STOCK: the same fields in a random file.
 FileDefinition stock();
 
-// What a process does first: both files are defined, nothing is open, fatal errors are reported.
+// Begins a process: both files are defined, nothing is open, fatal errors are reported.
 void begin_process();
 
 // A process that has begun, with its data in data/N.
@@ -32,10 +32,10 @@ struct DataTest : testing::Test {
   WorkDirectory directory;
 };
 
-// Runs in another process, after begin_process; true when it says so.
+// Runs the body in another process, after begin_process; returns the body's result.
 bool elsewhere(const std::function<bool()>& body);
 
-// Another process that has done this, said so, and lives until it is killed.
+// Another process that has run a body and lives until it is killed.
 class OtherProcess {
  public:
   explicit OtherProcess(const std::function<bool()>& body);

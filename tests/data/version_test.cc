@@ -60,7 +60,7 @@ TEST_F(DataTest, TablesSayWhichVersionFollows) {
   EXPECT_EQ(version_look_up_file("KUNDEN", 1, flag), 1);  // no tables
   EXPECT_FALSE(flag);
   EXPECT_EQ(version_look_up_path(4), -1);
-  // A long name counts by its first 8 characters; a fault ends the table.
+  // The first 8 characters of a long name count; a fault ends the table.
   write_file("definitions/FILEVER.DES",
              "# name old new flag\nKUNDEN 1 2 1\nKUNDEN 1 3 0 KUNDEN 2 4.5 2\n"
              "LIEFERANTEN 0 1 1 KUNDEN 7 x 0 KUNDEN 8 9 0 END.");

@@ -12,7 +12,7 @@ TEST(FileTest, OnlyRegularFilesAreReadable) {
   run_shell("mkfifo pipe; mkdir directory; ln -s nowhere dangling; ln -s .out link");
   EXPECT_TRUE(file_readable("link"));
   for (const char* name : {"directory", "dangling", "pipe", "missing", "", "/dev/null"})
-    EXPECT_FALSE(file_readable(name)) << name;  // opened the ordinary way, the pipe would wait
+    EXPECT_FALSE(file_readable(name)) << name;  // opened in the ordinary way, the pipe would wait
 }
 
 TEST(FileTest, FailuresAreErrorNumbers) {

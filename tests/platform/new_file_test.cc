@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Files are made, replaced and removed by their names alone, whatever somebody has put there.
+// Makes, replaces and removes files by their names, whatever other users have put there.
 
 #include "runtime/platform/new_file.h"
 
@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char* kInTheWay[] = {"link", "dangling", "pipe", "taken", "twin"};
 
-// The names above, a file that two of them lead to, and none that the dangling link leads to.
+// Makes the names above, a file with two names, and no target for the dangling link.
 void put_in_the_way() {
   run_shell(
       "rm -rf -- * ; echo precious > victim; chmod 600 victim; ln -s victim link;"
@@ -87,7 +87,7 @@ TEST(NewFileTest, AccessIsTakenOverWithoutTheRightsOfAProgram) {
     EXPECT_EQ(file_put("file", "new"), 0);
     EXPECT_EQ(run_shell("stat -c %a file").out, shown);
   }
-  // The access of a link's target is not that of the name.
+  // The permissions of a link's target are not those of the name.
   run_shell("chmod 777 file; ln -s file link; umask");
   EXPECT_EQ(file_put("link", "new"), 0);
   EXPECT_EQ(run_shell("umask 0; stat -c %a link").out,
@@ -116,9 +116,9 @@ TEST(NewFileTest, OwnerAndAccessListGoAlong) {
   }
 }
 
-// In a test of its own: what the process can do depends on who it is.
+// In a test of its own, because its steps depend on the user of the process.
 TEST(NewFileTest, AGroupThatCannotBeGivenGetsNoRights) {
-  if (geteuid() != 0) return;  // nobody else can set the stage
+  if (geteuid() != 0) return;  // only the superuser can prepare the test
   const WorkDirectory directory;
   run_shell("echo old > file; chown 1234:4321 file; chmod 660 file; chmod 777 .");
   const pid_t child = fork();

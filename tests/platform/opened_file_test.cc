@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Signals of the system that concern opened files are error numbers, and stay signals for others.
+// Signals of the system that concern opened files become error numbers; other signals stay signals.
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -19,7 +19,7 @@
 namespace marigold::test {
 namespace {
 
-// In a process of its own, which ends with 0 when all is as expected.
+// Runs the body in a process of its own, which must end with 0.
 template <typename Body>
 void expect_in_a_process(Body body) {
   const auto run = [&] {
@@ -45,12 +45,12 @@ TEST(OpenedFileTest, AFileThatMayNotBeLongerIsAnError) {
     EXPECT_EQ(file_append("writer", bytes), EFBIG);
     EXPECT_EQ(mapped.reserve(10'001), EFBIG);
     EXPECT_EQ(std::filesystem::file_size("mapped"), 9'000U);
-    // What is started from here is ended as ever.
+    // A program started from here is still ended by the signal.
     EXPECT_NE(run_shell("sh -c 'head -c 20000 /dev/zero > long'").status, 0);
   });
 }
 
-// A page of a mapped file that is no longer there.
+// Returns a page of a mapped file that no longer exists.
 volatile char* foreign_page() {
   write_file("foreign", "x");
   const int file = open("foreign", O_RDONLY | O_CLOEXEC);
@@ -60,7 +60,7 @@ volatile char* foreign_page() {
 
 TEST(OpenedFileTest, BusErrorsOfOthersAreLeftToThem) {
   const WorkDirectory directory;
-  signal(SIGBUS, SIG_DFL);  // a sanitizer's would speak
+  signal(SIGBUS, SIG_DFL);  // a sanitizer's handler would report
   const auto with_a_mapped_file = [](const std::function<void()>& body) {
     MappedFile mapped;
     EXPECT_EQ(mapped.create("mapped") + mapped.reserve(8192) + mapped.map(8192), 0);
@@ -90,7 +90,7 @@ TEST(OpenedFileTest, AMissingPageIsFilledInOrLeft) {
     EXPECT_TRUE(file.was_hit());
     EXPECT_EQ(file.sync(), EIO);
     EXPECT_EQ(file.view_again(), ENODATA);
-    // Left at the touch, again and again, also from within.
+    // The guard leaves at the touch, repeatedly, also from within.
     for (int round = 0; round < 2; ++round) {
       int steps = 0;
       auto inner = [&] {

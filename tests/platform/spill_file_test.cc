@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What a rebuild has its memory and its second thread from: the file for what is too much, and the
-// worker.
+// Help for rebuilds: the spill file, for runs that do not fit in memory, and the worker thread.
 
 #include "runtime/platform/spill_file.h"
 

@@ -53,7 +53,7 @@ static Instruction jump(std::uint32_t target, bool negated = false) {
   return result;
 }
 
-// Every instruction, each kind of value, jumps to an instruction and to the end.
+// Returns every instruction, each kind of value, and jumps to an instruction and to the end.
 static BlockInstructions every_instruction() {
   const BlockValue number = {.kind = Kind::kNumber, .number = -2.5};
   const BlockValue variable = {.kind = Kind::kVariable, .variable = "SPALTE", .generation = 3};
@@ -103,14 +103,14 @@ TEST(BlockCodeTest, BytesAreThoseOfTheFormat) {
   std::string bytes;
   encode_block({jump(2, true), instruction(Code::kPitch, {whole(-2)}), text("ab")}, bytes);
   EXPECT_EQ(bytes,
-            "\x17\x01\x01\x00N\x07\x00\x00\x00\x13\x00\x00\x00"  // 13 bytes, and 6 behind them
+            "\x17\x01\x01\x00N\x07\x00\x00\x00\x13\x00\x00\x00"  // 13 bytes, and 6 after them
             "\x01\x00\xFE\xFF\xFF\xFF"
             "\x03\x02\x00"
             "ab\x15"s);
 }
 
 TEST(BlockCodeTest, DamagedBlocksAreRefused) {
-  // A block that is cut anywhere ends too early.
+  // A block that is cut anywhere has no end.
   std::string whole_block;
   encode_block(every_instruction(), whole_block);
   BlockInstructions block;

@@ -114,8 +114,8 @@ TEST_F(ListInstallTest, BothKindsOfFilesStandSideBySide) {
   EXPECT_EQ(lists(kOwnListFiles), kNew);
 }
 
-// Installs the new lists in a process that is killed before its n-th step. False when there were
-// fewer.
+// Installs the new lists in a process that is killed before its n-th step. Returns false if there
+// are fewer steps.
 static bool killed_at(int step) {
   const pid_t child = fork();
   if (child == 0) {
@@ -142,7 +142,7 @@ TEST_F(ListInstallTest, AKillAtAnyStepLeavesAllListsOldOrNew) {
     ++(found == kOld ? old_ones : new_ones);
     EXPECT_TRUE(found == kOld || found == kNew);
     EXPECT_TRUE(killed || found == kNew);
-    // The next installation removes whatever is left.
+    // The next installation removes all leftovers.
     ASSERT_TRUE(install(found));
     EXPECT_EQ(lists(), found);
     EXPECT_EQ(files_in_directory(), files);
@@ -162,7 +162,7 @@ TEST_F(ListInstallTest, AFailingDiskLeavesTheOldListsOrIsGotOver) {
     std::string problem;
     const bool done = install(kNew, kPlainListFiles, &problem);
     list_install_step_hook = nullptr;
-    const bool goes_on = problem.find("the next run puts them in place") != std::string::npos;
+    const bool goes_on = problem.find("the next run installs them") != std::string::npos;
     EXPECT_EQ(done, problem.empty());
     EXPECT_EQ(lists(), done || goes_on ? kNew : kOld);
     if (done || HasFailure()) break;

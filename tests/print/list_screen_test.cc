@@ -38,7 +38,7 @@ TEST_F(ListScreenTest, AKeyAsksAndTheSecondAnswerAborts) {
   list_open("L", {.show_progress = true});
   EXPECT_EQ(wi_active(), window);
   EXPECT_EQ(last_row(), "Press any key to interrupt");
-  EXPECT_EQ(recording().cell(kScreenRows, 40).colour, kColourPlain);  // the text alone is reverse
+  EXPECT_EQ(recording().cell(kScreenRows, 40).colour, kColourPlain);  // only the text is reverse
   EXPECT_EQ(recording().cell(kScreenRows, 1).colour, kColourReverse);
   list_print("B");
   EXPECT_FALSE(list_check_abort());
@@ -49,7 +49,7 @@ TEST_F(ListScreenTest, AKeyAsksAndTheSecondAnswerAborts) {
     EXPECT_TRUE(recording().keys.empty());
     EXPECT_EQ(recording().text(kScreenRows), progress);
   }
-  recording().type("\x12");  // paints the screen, and nobody is asked
+  recording().type("\x12");  // repaints the screen; no question
   EXPECT_FALSE(list_check_abort());
   list_print("B");
   recording().type("x\xE0M\r"s);
@@ -63,7 +63,7 @@ TEST_F(ListScreenTest, AKeyAsksAndTheSecondAnswerAborts) {
   EXPECT_EQ(wi_active(), window);
 }
 
-// Also where there is no room left for the last line above the footer.
+// Also without room for the last line above the footer.
 TEST_F(ListScreenTest, AnAbortNearTheFootOfAPageGoesOnTheNextOne) {
   write_list({.page_length = 5, .last_line = 5, .abort_text = "stopped"},
              {{"B", {words("b"), next_line()}},
@@ -123,7 +123,7 @@ TEST_F(ListScreenTest, AListForTheScreenIsShownWhenItIsClosed) {
     bool complete = false;
     list_open("L");
     list_print("B");
-    recording().type("\0>x\r\0;"s);  // a key that is typed meanwhile asks whether to go on
+    recording().type("\0>x\r\0;"s);  // a key typed meanwhile leads to the question
     list_close(&complete);
     return complete;
   };

@@ -25,7 +25,7 @@ namespace marigold::test {
 inline BlockValue number(std::int32_t value) {
   return {.integer = value};
 }
-// Lines and columns; modes 1 absolute, 2 current, 3 current and so many more.
+// Lines and columns; modes: 1 absolute, 2 current, 3 relative to the current one.
 inline Instruction place(int line_mode, int line, int column_mode = 1, int column = 1) {
   return {.code = BlockCode::kPlace,
           .values = {number(line_mode), number(line), number(column_mode), number(column)}};
@@ -40,8 +40,8 @@ inline Instruction next_line() {
   return place(3, 1);
 }
 
-// ---- What is printed: text as it is, "<" for a backspace, markers by their names, line ends, and
-// a line of "=" at the end of a page.
+// ---- Printed output: text as it is, "<" for a backspace, markers by their names, line ends, and a
+// line of "=" at the end of a page.
 
 inline std::string printed;
 
@@ -93,7 +93,7 @@ struct PrintTest : testing::Test {
     data_close_all();
   }
 
-  // Writes the files of one list, "L", in the place of those that are there.
+  // Writes the files of one list, "L", in place of existing ones.
   static void write_list(const ListProperties& page, const std::vector<TestBlock>& blocks,
                          const ListFiles& files = kPlainListFiles) {
     std::string code;
@@ -126,8 +126,8 @@ struct PrintTest : testing::Test {
     data_close(lists);
     write_file(std::string(files.store), block_store_of(code));
   }
-  // What the blocks print, in this order, from opening to closing; without the markers that every
-  // list begins with.
+  // Returns the output of the blocks, in this order, from opening to closing; without the markers
+  // that every list begins with.
   static std::string print(const std::vector<std::string>& blocks) {
     printed.clear();
     list_open("L");

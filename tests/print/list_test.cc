@@ -33,15 +33,15 @@ TEST_F(ListTest, BlocksStandWhereTheyArePlaced) {
       {{words("a\5TTMMJJ\5\5PAGE,##\5"), place(2, 0, 1, 13), words("b")},
        "a21.11.26 1 b\n\n\n\n\n\n"},
       {{words("abc"), place(2, 0, 1, 2), words("B")}, "abc<<B\n\n\n\n\n\n"},
-      // Lines count from the first one of the page; the margin is there where something is.
+      // Lines count from the first one of the page; only lines with text have the margin.
       {{place(1, 2), words("x")},
        "\n\n  x\n\n\n\n",
        {.page_length = 6, .start_column = 3, .first_line = 2, .last_line = 5}},
-      // What is printed in bold does not move the column until bold is off.
+      // Bold text does not move the column until bold is off.
       {{only(kBoldOn), words("ab"), only(kBoldOff), place(2, 0, 1, 5), words("c")},
        "[FETTEIN]ab[FETTAUS]  c\n\n\n\n\n\n"},
       {{only(kBoldOn), words("ab"), place(2, 0, 1, 3), words("c")}, "[FETTEIN]ab  c\n\n\n\n\n\n"},
-      // In another pitch than that of the columns: from the line's start.
+      // In a pitch other than that of the columns, places are found from the line's start.
       {{place(1, 1, 1, 3), only(kPitch, 17), words("ab"), place(2, 0, 1, 5), words("c")},
        "  [16Z]ab<<[10Z]    [16Z]c\n\n\n\n\n\n"},
       {{only(kPitch, 12), only(kColumnPitch, 12), words("ab"), place(2, 0, 1, 4), words("c")},
@@ -133,7 +133,7 @@ TEST_F(ListTest, HeadersAndFootersLookTheSameInWhateverTheyInterrupt) {
             "h i\n[FETTEIN][16Z]b\n[FETTAUS][10Z]f\n====\n");
 }
 
-// No page comes of them that has nothing but its header.
+// An eject makes no page that has nothing but its header.
 TEST_F(ListTest, EjectsInBlocksWaitForWhatFollows) {
   const struct {
     std::vector<std::string> blocks;
@@ -176,7 +176,7 @@ TEST_F(ListTest, EjectsInBlocksWaitForWhatFollows) {
   }
 }
 
-// Nothing that a block says keeps the engine from coming to an end.
+// No block keeps the engine from coming to an end.
 TEST_F(ListTest, PlacesBeyondThePageEndOnTheNextOne) {
   const TestBlock head = {"HEAD", {place(1, 99), words("head"), only(kEject), words("er")}};
   const TestBlock foot = {"FOOT", {place(1, 99), words("foot")}, {.footer_lines = 1}};
@@ -248,7 +248,7 @@ TEST_F(ListTest, FieldsAreWrittenByWidthAlignmentAndMask) {
   EXPECT_EQ(told, "");
 }
 
-// A number is never cut, and a value that is empty is no fault.
+// A number is never cut, and an empty value is no fault.
 TEST_F(ListTest, NumbersWithoutRoomAreToldAndEmptyValuesAreBlank) {
   struct Fields : ListRecord {
     bool get(std::string_view field, int /*element*/, ListFieldValue& value) const override {
@@ -306,13 +306,13 @@ TEST_F(ListTest, NumbersWithoutRoomAreToldAndEmptyValuesAreBlank) {
     list_print("B");
     list_close();
     EXPECT_EQ(printed, "[10Z]40\nab" + expected + ".\n====\n");
-    // A marker's number is reported where its text begins.
+    // The place of a marker's number is that of its text.
     const std::string column = instruction.code == kText ? "1" : "3";
     EXPECT_EQ(told, overflow.empty()
                         ? ""
                         : "LP1:L:page 1, line 2, column " + column + ": " + overflow + " \n");
   }
-  // One message a list, unless the program wants to know of each.
+  // One message a list, unless the program asks for each number.
   const Instruction narrow = {.code = kField, .text = "N", .mask = "0"};
   write_list(kShortPage, {{"B", {narrow, narrow, next_line()}}});
   const auto print_twice = [] {
@@ -402,7 +402,7 @@ TEST_F(ListTest, VariablesAreKnownByTheirWholeNameAndGeneration) {
   EXPECT_EQ(variable_place("ABC", 1)->kind, VariableKind::kNotSet);
   EXPECT_EQ(variable_place("ABC", 0)->number, 5);
   EXPECT_EQ(variable_place("AABA", 1)->number, 36);
-  // A place outlives what is unset, and what others leave is used again.
+  // A place stays valid when its variable is unset, and the room of others is used again.
   const Variable* place = variable_place("ABC", 1);
   for (std::int32_t generation = 2; generation < 300; ++generation) {
     ASSERT_TRUE(variable_set("ABC", generation, generation));
@@ -477,7 +477,7 @@ TEST_F(ListTest, WhatGoesWrongIsToldAndAbortsTheList) {
     EXPECT_TRUE(list_check_abort());
     list_close();
     EXPECT_EQ(told, message);
-    EXPECT_EQ(printed, "[10Z]a\n\n\n\n\n\n====\n");  // the page is ended all the same
+    EXPECT_EQ(printed, "[10Z]a\n\n\n\n\n\n====\n");  // the page ends all the same
   }
   told.clear();
   EXPECT_EQ(print({"NONE", "B"}), "");
@@ -525,7 +525,7 @@ TEST_F(ListTest, PagesAndStoresThatAreNoneAreRefused) {
   EXPECT_DEATH(channel_write("x"), "error 45\n");
 }
 
-// The engine of keyed files opens for writing what it may write, and must not ask for more.
+// A user who may not write the files opens them for reading only.
 TEST_F(ListTest, WhoMayOnlyReadTheListFilesPrints) {
   write_list(kShortPage, {{"B", {words("b")}}});
   for (const auto& entry : std::filesystem::directory_iterator("."))
@@ -543,7 +543,7 @@ TEST_F(ListTest, WhoMayOnlyReadTheListFilesPrints) {
   std::filesystem::permissions(".", std::filesystem::perms(0755));
 }
 
-// Also where a file that is only read and cannot be opened is the end of the program.
+// Opening a read-only file that fails would end the program.
 TEST_F(ListTest, OpeningWaitsForWhoHasAListFileForHimself) {
   write_list(kShortPage, {{"B", {words("b")}}});
   static int holder = 0;

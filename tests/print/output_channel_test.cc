@@ -20,7 +20,7 @@ TEST_F(OutputChannelTest, HeaderAndFooterTextsStandOnEveryPage) {
   EXPECT_EQ(printed, "top 2\n3\n\nbottom\n====\ntop 3\n\n\nbottom\n====\n");
   printed.clear();
   channel_write(std::string(251, 'x'));
-  EXPECT_EQ(printed, "top 4\n" + std::string(250, 'x'));  // as much as a line's buffer holds
+  EXPECT_EQ(printed, "top 4\n" + std::string(250, 'x'));  // the size of a line's buffer
   EXPECT_EQ(channel_close(), 0);
   EXPECT_EQ(printed, "top 4\n" + std::string(251, 'x'));
 }

@@ -21,7 +21,7 @@ std::string repeated(const std::string& text, int times) {
 
 struct PrintCommandTest : testing::Test {
   PrintCommandTest() {
-    // The commands stand in the test's own directory.
+    // The commands lie in the test's own directory.
     setenv("PATH", "/usr/bin:/bin:.", 1);
     unsetenv("FAXROOT");
   }
@@ -69,7 +69,7 @@ TEST_F(PrintCommandTest, BytesReachTheCommandUntilItIsClosed) {
 }
 
 TEST_F(PrintCommandTest, CommandsThatEndEarlyOrAreNotThereHarmNobody) {
-  // The script; the status of closing.
+  // The script, and the status of closing.
   const std::pair<std::string, int> rows[] = {
       {"exit 4\n", 4}, {"read line; exec <&-; exit 5\n", 5}, {"kill -PIPE $$\n", 128 + 13}};
   for (const auto& [script, status] : rows) {
@@ -87,8 +87,8 @@ TEST_F(PrintCommandTest, CommandsThatEndEarlyOrAreNotThereHarmNobody) {
   EXPECT_EQ(close_printer(), 0);
 }
 
-// Nothing is written where the screen is; more than a pipe holds does not stop anyone, nor does
-// what the command leaves running.
+// The command writes nothing to the screen; more than a pipe holds blocks nobody, and neither does
+// a process that the command leaves running.
 TEST_F(PrintCommandTest, WhileWindowsAreShownTheCommandsMessagesAreTold) {
   static std::string told;
   user_interface().message = [](const char* text, const char*) { told += "message:"s + text; };
@@ -136,7 +136,7 @@ TEST_F(PrintCommandTest, TheFaxStandsInFrontOfThePrinter) {
   std::filesystem::create_directories(fax_root + "/bin");
   write_command(fax_root + "/bin/comfaxpr", "echo \"$@\" >faxed; cat >>faxed\n");
   setenv("FAXROOT", ("./" + repeated("./", 120) + fax_root).c_str(), 1);
-  EXPECT_EQ(open_fax(), ENAMETOOLONG);  // and not the end of the program
+  EXPECT_EQ(open_fax(), ENAMETOOLONG);  // does not end the program
   close_fax();
   setenv("FAXROOT", fax_root.c_str(), 1);
   EXPECT_EQ(open_fax(), 0);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What a list leaves in its two temporary files, and what becomes of them when the disk is full.
+// The two temporary files of a list's screen output, also on a full disk.
 
 #include "runtime/print/output/screen_output.h"
 
@@ -65,7 +65,7 @@ TEST_F(ScreenOutputTest, LinesAreMadeOfTextBackspacesAndHighlights) {
       {"abc<<<     def", "abc  def"},
       {"ab  <<<<    x", "ab  x"},
       {"ab  <c", "ab c"},
-      {"ab<<<  (  x)y", "ab\001 x\002y", 'X'},  // a highlight does not end the swallowing
+      {"ab<<<  (  x)y", "ab\001 x\002y", 'X'},  // a highlight does not end it
       {"(bold) plain", "\001bold\002 plain", 'X'},
       {"plain)", "plain"},
       {"(a)b)", "\001a\002b", 'X'},
@@ -136,7 +136,7 @@ TEST_F(ScreenOutputTest, AFullDiskLeavesOneLine) {
     std::size_t bytes;  // for the printer
     int lines;          // for the display
   } cases[] = {
-      {100000, 200000, 1},  // the printer's bytes, while the list is printed
+      {100000, 200000, 1},  // the printer's bytes, during printing
       {100000, 10, 1000},   // the display
       {1000, 2000, 1},      // at the end
       {1000, 10, 4},
@@ -162,7 +162,7 @@ TEST_F(ScreenOutputTest, AFullDiskLeavesOneLine) {
 
 TEST_F(ScreenOutputTest, FilesThatCannotBeMadeAreToldAndWhatIsInTheWayGoes) {
   screen_output_remove();
-  ASSERT_EQ(mkfifo("DRUCK.TMP", 0600), 0);  // would be waited for
+  ASSERT_EQ(mkfifo("DRUCK.TMP", 0600), 0);  // opening it would wait
   write_file("precious", "kept");
   std::filesystem::create_symlink("precious", "VIDEO.TMP");
   EXPECT_EQ(screen_output_start(), 0);
@@ -182,7 +182,7 @@ TEST_F(ScreenOutputTest, FilesThatCannotBeMadeAreToldAndWhatIsInTheWayGoes) {
   std::filesystem::remove_all("VIDEO.TMP");
 }
 
-// Of two who print to the screen in one directory.
+// Two programs print to the screen in one directory; the second one uses another directory.
 TEST_F(ScreenOutputTest, TheSecondHasADirectoryOfItsOwn) {
   using std::filesystem::perms;
   std::filesystem::create_directory("tmp");
@@ -206,7 +206,7 @@ TEST_F(ScreenOutputTest, TheSecondHasADirectoryOfItsOwn) {
     EXPECT_EQ(screen_output_remove(), 0);
     EXPECT_TRUE(std::filesystem::is_empty("tmp"));
     EXPECT_EQ(read_file(held), "the first one's");
-    // Killed, the first one has left its file.
+    // The first program, killed, has left its file.
     first.close();
     EXPECT_EQ(screen_output_start(), 0);
     EXPECT_EQ(screen_output_directory(), "");
@@ -214,7 +214,7 @@ TEST_F(ScreenOutputTest, TheSecondHasADirectoryOfItsOwn) {
       EXPECT_EQ(std::filesystem::status(file).permissions(), perms(0600)) << file;
     EXPECT_EQ(read_file(held), "");
   }
-  // The directory goes with the process, too.
+  // The process removes the directory at its end.
   screen_output_remove();
   RecordFile first;
   first.create("VIDEO.TMP");
@@ -227,14 +227,15 @@ TEST_F(ScreenOutputTest, TheSecondHasADirectoryOfItsOwn) {
   EXPECT_TRUE(std::filesystem::is_empty("tmp"));
   setenv("TMPDIR", "nowhere", 1);
   const std::string told = errors_of([] { EXPECT_EQ(screen_output_start(), ENOENT); });
-  EXPECT_TRUE(told.starts_with("VIDEO.TMP belongs to somebody else, and nowhere/")) << told;
+  EXPECT_TRUE(told.starts_with("VIDEO.TMP belongs to another program or user, and nowhere/"))
+      << told;
   EXPECT_TRUE(told.ends_with(": No such file or directory\n")) << told;
   unsetenv("TMPDIR");
 }
 
 void ignore(int /*signal*/) {}
 
-// A file of whoever comes next, who is not concerned.
+// Leaves files that another program would have made.
 void leave_a_file() {
   screen_output_remove();
   std::ofstream("DRUCK.TMP").flush();
@@ -268,7 +269,7 @@ TEST_F(ScreenOutputTest, TheEndOfTheProcessTakesTheFilesAlong) {
       {SIG_DFL, [] { std::exit(0); }, exits, 0, false},
       {SIG_DFL, leave_it_to_a_child, exits, 0, true},
   };
-  screen_output_remove();  // what a child inherits stays its parent's
+  screen_output_remove();  // inherited files stay the parent's
   for (const auto& row : cases) {
     const auto run = [&] {
       if (row.signal != 0) std::signal(row.signal, row.handler);

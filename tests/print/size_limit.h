@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A disk that is full, by a limit on the size of files.
+// Simulates a full disk by a limit on the size of files.
 #pragma once
 
 #include <sys/resource.h>
@@ -8,7 +8,7 @@
 
 namespace marigold::test {
 
-// Files of this process can be no longer than this, as long as it lives.
+// While this object lives, files of this process can be no longer than `bytes`.
 struct SizeLimit {
   explicit SizeLimit(rlim_t bytes) {
     getrlimit(RLIMIT_FSIZE, &before);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The choice of an output and the viewer, typed into and looked at as they wait for each key.
+// The choice of an output and the viewer: tests type keys and look at the screen at each wait for a
+// key.
 
 #include "runtime/print/viewer/viewer.h"
 
@@ -31,7 +32,7 @@ std::string repeated(const std::string& text, int times) {
   return times == 0 ? "" : text + repeated(text, times - 1);
 }
 
-// What stood on the screen whenever a key was waited for, the last one at the end.
+// The screens at each wait for a key, the last one at the end.
 std::vector<Recording> screens;
 
 Console watched_console() {
@@ -102,7 +103,7 @@ struct ViewerTest : testing::Test {
     open_subsystems().window_system = false;
   }
 
-  // The screen before the F1 that ends the viewer, which leaves everything as it was.
+  // Returns the screen before the F1 that ends the viewer, which must restore everything.
   const Recording& view(const std::string& keys, int page_length = 30,
                         int (*print_bytes)(std::span<const char>) = print) const {
     const ConsoleBuffer before = recording().cells;
@@ -215,8 +216,8 @@ char look(std::uint16_t colour) {
   return colour == kColourPlain ? 'p' : 'b';
 }
 
-// Among what is searched for: an umlaut of the keyboard, at the end of a full line; of "line 8" the
-// fourth hit, in line 82.
+// Among the texts searched for: an umlaut of the keyboard, at the end of a full line; the fourth
+// hit of "line 8", in line 82.
 TEST_F(ViewerTest, HighlightsAndHitsTakeNoColumns) {
   screen_output_start();
   screen_output_text("one ");
@@ -233,7 +234,7 @@ TEST_F(ViewerTest, HighlightsAndHitsTakeNoColumns) {
   const struct {
     const char* keys;
     const char* position;
-    std::string text;  // the first row begins so
+    std::string text;  // beginning of the first row
     std::string looks;
   } cases[] = {{"", "1-1:1-1", "one TWO three two", "ppppbbbp"},
                {"^l^l^l^l^l", "1-1:1-6", "WO three two", "bbp"},
@@ -266,7 +267,7 @@ TEST_F(ViewerTest, ASearchIsBrokenOffByAKey) {
   EXPECT_TRUE(was_shown("Suche abgebrochen"));
   make_list(5000, 20);
   screens.clear();
-  EXPECT_EQ(view("snowhere\r\x12+").text(1, 72, 9), "1-20:20-1");  // this one paints the screen
+  EXPECT_EQ(view("snowhere\r\x12+").text(1, 72, 9), "1-20:20-1");  // Ctrl-R repaints the screen
   EXPECT_TRUE(was_shown("Nicht gefunden: nowhere"));
 }
 
@@ -298,7 +299,7 @@ TEST_F(ViewerTest, ThePrinterGetsTheBytes) {
   printer = {};
   view("^4\r", 60, [](std::span<const char>) { return 1; });
   EXPECT_TRUE(was_shown("Drucker nicht bereit !"));
-  // Whatever becomes of the names, what is printed and removed is the list.
+  // Whatever becomes of the names, the viewer prints and removes the list's files.
   printer = {};
   for (const char* file : {"DRUCK.TMP", "VIDEO.TMP"}) {
     std::filesystem::remove(file);
@@ -311,7 +312,7 @@ TEST_F(ViewerTest, ThePrinterGetsTheBytes) {
 }
 
 TEST_F(ViewerTest, AFullDiskIsShownAndNotPrinted) {
-  for (const rlim_t limit : {1000, 100}) {  // also where not even the line about it can be written
+  for (const rlim_t limit : {1000, 100}) {  // also without room for the line about it
     screen_output_start();
     {
       const SizeLimit in_force(limit);
@@ -345,7 +346,7 @@ TEST_F(ViewerTest, WithoutAKeyboardOrAFileItEnds) {
   EXPECT_TRUE(was_shown("VIDEO.TMP: No such file or directory"));
 }
 
-// A program in a terminal: it asks, makes a list and shows it.
+// A program in a terminal: asks, makes a list and shows it.
 void run_program() {
   terminal_reset(nullptr);
   errors_of([] { runtime_start("print"); });

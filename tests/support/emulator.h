@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A terminal to look at: libvterm with what the tests of the console ask it.
+// A terminal emulator for tests: libvterm, with the questions that the tests of the console ask.
 #pragma once
 
 #include <vterm.h>
@@ -35,7 +35,7 @@ class Emulator {
     return {position.col + 1, position.row + 1};
   }
 
-  // Whether what a program writes next would be in reverse.
+  // Whether the next output of a program would be in reverse.
   bool writes_in_reverse() {
     feed("x");
     VTermScreenCell cell{};
@@ -50,7 +50,7 @@ class Emulator {
     return cell;
   }
 
-  // ASCII alone, without blanks at the end; row from 1.
+  // Returns a row, from 1, in ASCII without blanks at the end.
   std::string row_text(int row) const {
     std::string text;
     VTermScreenCell cell{};
@@ -59,7 +59,7 @@ class Emulator {
     return text.substr(0, text.find_last_not_of(' ') + 1);
   }
 
-  // Where the upper left 80 by 24 cells are not these cells; "" when they are.
+  // Returns the first difference of the upper left 80 by 24 cells from these cells; "" without one.
   std::string difference(const ConsoleBuffer& expected) const {
     for (int index = 0; index < static_cast<int>(expected.size()); ++index) {
       const VTermPos place{index / kScreenColumns, index % kScreenColumns};
@@ -69,7 +69,7 @@ class Emulator {
       const char32_t character = code_page_437_character(cell.character);
       const bool reverse = cell.colour >= kColourReverse;
       const bool bold = cell.colour == kColourBright || cell.colour == kColourReverseBright;
-      const bool bold_counts = reverse || character != ' ';  // it cannot be seen of a blank
+      const bool bold_counts = reverse || character != ' ';  // a blank does not show it
       if ((seen.chars[0] == 0 ? ' ' : seen.chars[0]) != character ||
           (seen.attrs.reverse != 0) != reverse || (bold_counts && (seen.attrs.bold != 0) != bold))
         return "row " + std::to_string(place.row + 1) + ", column " + std::to_string(place.col + 1);

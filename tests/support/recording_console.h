@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A console that shows nothing and remembers everything, with a keyboard that types what a test has
-// queued.
+// A console that shows nothing and records all calls, with a keyboard that types the bytes a test
+// has queued.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ struct Recording {
   int writes = 0;
   int column = 0;  // of the cursor, from 1; 0: never placed
   int row = 0;
-  // Keys still to be typed. When none is left, the keyboard is lost until the test queues more.
+  // Bytes still to be typed. Without any the keyboard is lost until the test queues more.
   std::deque<std::uint8_t> keys;
   bool keyboard_lost = false;
   // Every call but those of the keyboard, a letter each: S size, C clear, W write, P place_cursor,
@@ -28,7 +28,7 @@ struct Recording {
   [[nodiscard]] const ConsoleCell& cell(int at_row, int at_column) const {
     return cells.at(static_cast<std::size_t>((at_row - 1) * kScreenColumns + at_column - 1));
   }
-  // The characters of a row, from 1, or of a part of it.
+  // Returns the characters of a row, from 1, or of a part of it.
   [[nodiscard]] std::string text(int at_row, int first = 1, int count = kScreenColumns) const {
     std::string characters;
     for (int place = first; place < first + count; ++place)
@@ -37,7 +37,7 @@ struct Recording {
   }
 };
 
-// What happened since recording_reset.
+// The recording since recording_reset.
 inline Recording& recording() {
   static Recording state;
   return state;
@@ -55,7 +55,7 @@ inline std::uint8_t next_recorded_key() {
   return key;
 }
 
-// For terminal_reset.
+// The console to pass to terminal_reset.
 inline const Console& recording_console() {
   static constexpr Console kConsole{
       .size = [] { recording().calls += 'S'; },

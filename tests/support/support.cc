@@ -13,8 +13,7 @@ namespace marigold::test {
 
 namespace {
 
-// Where TMPDIR says, or in memory where there is such a place: most of what the tests write is
-// synced.
+// Returns TMPDIR, or a directory in memory if there is one: the tests sync most of their files.
 std::string parent_of_work() {
   const char* const memory = "/dev/shm";
   const bool said = std::getenv("TMPDIR") != nullptr;
@@ -70,7 +69,7 @@ Finished run_shell(const std::string& command_line) {
 
 void expect_runs(const std::string& program, std::initializer_list<Finished> rows) {
   for (const Finished& expected : rows) {
-    // Without a shell between, which would have its own word about a program that is killed.
+    // Without a shell in between, which would report a killed program in words of its own.
     const Finished run = run_shell("exec " + program + " " + expected.command_line);
     EXPECT_EQ(run.out, expected.out) << run.command_line;
     EXPECT_EQ(run.err, expected.err) << run.command_line;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What most tests need: the test framework, the way to files, a directory of their own, text
+// Shared by most tests: the test framework, access to files, a directory for each test, text
 // databases by an independent writer, captured messages, and running a program.
 #pragma once
 
@@ -17,7 +17,7 @@ namespace marigold::test {
 
 using std::string_literals::operator""s;
 
-// Makes a new directory the current one; gone with all that is in it at the end of the test.
+// Makes a new directory the current one; the destructor removes it and its contents.
 struct WorkDirectory {
   WorkDirectory();
   explicit WorkDirectory(const std::string& parent);
@@ -28,15 +28,15 @@ struct WorkDirectory {
 
 using Records = std::vector<std::pair<std::string, std::string>>;
 
-// Writes PATH.pag and PATH.dir with Perl's own interface to the store, and the directories above
-// them. Keys and values get a zero byte, or what else is to stand behind them.
+// Writes PATH.pag and PATH.dir with Perl's own interface to the store, and makes missing
+// directories. Appends a zero byte, or `behind`, to keys and values.
 void write_textdb(const std::string& path, const Records& records,
                   const std::string& behind = std::string(1, '\0'));
 
 void write_file(const std::string& path, const std::string& content);
 std::string read_file(const std::string& path);
 
-// What a call writes to standard error.
+// Returns the output of a call on standard error.
 template <typename Call>
 std::string errors_of(Call call) {
   testing::internal::CaptureStderr();
@@ -44,16 +44,16 @@ std::string errors_of(Call call) {
   return testing::internal::GetCapturedStderr();
 }
 
-// A shell command line and what came of it. Output that it redirects itself is not in here.
+// A shell command line and its results. Redirected output is not included.
 struct Finished {
   std::string command_line;
   std::string out = "";
   std::string err = "";
-  int status = 0;  // exit status; 128 + the signal's number when one ended it
+  int status = 0;  // exit status; 128 + the number of the signal that ended it
 };
 Finished run_shell(const std::string& command_line);
 
-// Runs the program for each row: with these words, and this has to come of it.
+// Runs the program for each row with the row's words, and expects the row's results.
 void expect_runs(const std::string& program, std::initializer_list<Finished> rows);
 
 }  // namespace marigold::test

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A program that uses the terminal, in a pty with an emulator behind it and a shell of sorts
-// around.
+// A program that uses the terminal, in a pty with an emulator and a simple shell.
 #pragma once
 
 #include <fcntl.h>
@@ -27,7 +26,8 @@ inline void write_all(int descriptor, const void* bytes, std::size_t size) {
   if (write(descriptor, bytes, size) != static_cast<ssize_t>(size)) std::_Exit(3);
 }
 
-// In the foreground, without what sanitizers and core dumps would add to a death.
+// Starts the program in the foreground, without a death report of sanitizers and without core
+// dumps.
 [[noreturn]] inline void start_program(int report, void (*program)()) {
   std::signal(SIGTTOU, SIG_IGN);
   setpgid(0, 0);
@@ -45,8 +45,8 @@ inline void write_all(int descriptor, const void* bytes, std::size_t size) {
   std::_Exit(0);
 }
 
-// A shell of sorts in a pty, which starts the program and reports what becomes of it: without one a
-// stop has no effect.
+// A simple shell in a pty, which starts the program and reports its wait statuses: without a shell
+// a stop has no effect.
 [[noreturn]] inline void run_shell(int report, void (*program)()) {
   const pid_t child = fork();
   if (child == 0) start_program(report, program);
@@ -110,12 +110,12 @@ class TerminalSession {
   bool shows_only(const std::string& row) {
     return wait_until([&] { return emulator.row_text(1) == row && emulator.row_text(2).empty(); });
   }
-  // What becomes of the program next, as a wait status; a dumped core does not matter.
+  // Returns the program's next wait status; a core dump does not count.
   int outcome() {
     pollfd waiting{report_, POLLIN, 0};
     wait_until([&] { return poll(&waiting, 1, 0) == 1; });
     const int status = next_report();
-    if (!WIFSTOPPED(status)) program_ = 0;  // its number may be another's soon
+    if (!WIFSTOPPED(status)) program_ = 0;  // its number may be reused soon
     return status & ~WCOREFLAG;
   }
   bool restored() {
@@ -141,7 +141,7 @@ class TerminalSession {
   }
   std::string modes() const {
     termios now;
-    std::memset(&now, 0, sizeof now);  // its padding, too
+    std::memset(&now, 0, sizeof now);  // its padding too
     tcgetattr(master_, &now);
     return {reinterpret_cast<const char*>(&now), sizeof now};
   }

@@ -14,7 +14,7 @@ struct CharTableTest : testing::Test {
     user_interface_start();
     load();
   }
-  // Loads by what the environment says now; the warnings.
+  // Loads the tables for the present environment; returns the warnings.
   static std::string load() { return errors_of(char_tables_load); }
   static char input(char byte) {
     return static_cast<char>(char_map_input(static_cast<std::uint8_t>(byte)));
@@ -27,7 +27,7 @@ struct CharTableTest : testing::Test {
 };
 
 TEST_F(CharTableTest, BuiltInTablesShowCodePage437) {
-  // The last four are the platform's own.
+  // The last four characters are the platform's own.
   const std::string characters =
       "\a\t\n\f\r ~\xC7\xE9\xFF\xE4\xD6\xDF\xC6\xD1\xA2\xA4\xBD\xA0\xD7\xF8\xB6\xB7";
   const std::string bytes =
@@ -36,7 +36,8 @@ TEST_F(CharTableTest, BuiltInTablesShowCodePage437) {
     EXPECT_EQ(input(bytes[index]), characters.at(index)) << index;
     EXPECT_EQ(output(characters[index]), bytes[index]) << index;
   }
-  // One to one for ASCII, five control characters and 56 others, and one byte more.
+  // One to one for ASCII, five control characters and 56 others; one byte is given for one
+  // character more.
   int shown = 0;
   int given = 0;
   for (int code = -128; code < 128; ++code) {
@@ -113,7 +114,8 @@ TEST_F(CharTableTest, TablesAreLoadedWhereTheyAreAskedFor) {
   }
 }
 
-// Of examples/char_tables: no sample begins with a warning, and either table serves both ways.
+// The tables of examples/char_tables: no sample begins with a warning, and either table serves both
+// ways.
 TEST_F(CharTableTest, TheSampleLanguagesHaveTables) {
   std::filesystem::current_path(EXAMPLES);
   for (const char* language : {"english_us.8859", "german_at.utf8", "german_de.8859", "french"}) {

@@ -42,7 +42,7 @@ TEST_F(CodeSetTest, DatabasesAreNotMadeInCodeSetsThatHideAscii) {
   for (const char* name : {"8859", "8859-15", "utf8", "EUC-JP", "EUC-KR", "EUC-TW", "GB2312",
                            "1258", "KOI8-R", "850", "TIS-620"})
     EXPECT_TRUE(code_set.open_for_texts(name, reason)) << name << reason;
-  // A database that was made in one can still be read.
+  // A database in such a code set can still be read.
   EXPECT_TRUE(code_set.open("BIG5", reason));
 }
 
@@ -50,7 +50,7 @@ TEST_F(CodeSetTest, TheFirstCharacterThatIsLackingIsFoundAndDescribed) {
   ASSERT_TRUE(code_set.open("8859", reason));
   const std::tuple<std::string, std::size_t, const char*> rows[] = {
       {"ä\xF0\x9F\x98\x80", 2, "\"\xF0\x9F\x98\x80\" (U+1F600)"},
-      {std::string(5000, 'x') + "ł", 5000, "\"ł\" (U+0142)"},  // behind the converter's first piece
+      {std::string(5000, 'x') + "ł", 5000, "\"ł\" (U+0142)"},  // after the first piece
       {"\xF3\xA0\x80\xA1", 0, "\"\xF3\xA0\x80\xA1\" (U+E0021)"},  // the converter would drop it
   };
   for (const auto& [text, position, description] : rows) {

@@ -24,7 +24,7 @@ TEST(LanguageTest, IdentifiersAreSplitWithDefaults) {
       {"english_us.8859", "english us 8859"}, {"de_at.1252", "de at 1252"}, {"_us", "german us 8859"},
       {"", "german germany 8859"}, {"__..", "german germany 8859"}, {"english", "english germany 8859"},
       {".1252", "german germany 1252"}, {"en_us_gb", "en gb 8859"}, {"en.iso.8859", "en germany 8859"},
-      {"en_us_", "en us 8859"},  // entered again, nothing written: keeps its value
+      {"en_us_", "en us 8859"},  // entered again without text: keeps its value
       {"en.utf_us", "en us utf"}, {"en_longer_us", "en us 8859"},
   };
   // clang-format on
@@ -61,7 +61,7 @@ TEST(LanguageTest, TheFirstElementWithARegularFileWins) {
     EXPECT_EQ(lang_find_dir(element, "db.pag", path, "german_at"), result);
     return std::to_string(result).append(file.view()).append(" ").append(element.view());
   };
-  std::filesystem::create_directories("german/at/db.pag");  // is no file
+  std::filesystem::create_directories("german/at/db.pag");  // a directory is no file
   EXPECT_EQ(find(), "-1 ");
   write_file("plain", "");
   EXPECT_EQ(find(), "0plain plain");

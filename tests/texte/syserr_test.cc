@@ -48,7 +48,7 @@ TEST(SyserrTest, FatalWritesTheStatusHandsTheTerminalBackAndAborts) {
       raise_fatal(38), testing::KilledBySignal(SIGABRT),
       "^terminal back\nerror\n        38\nst: string too long\nplease [a-z ]*\nsoft[a-z ]*\\.\n$");
   const auto fatal_with_a_passing_file = [] {
-    std::signal(SIGABRT, [](int) {});  // as while a console is held, which gives it back
+    std::signal(SIGABRT, [](int) {});  // like the handler of a held console, which gives it back
     write_file("passing", "of a customer");
     passing_file_note("passing");
     std::signal(SIGABRT, SIG_DFL);

@@ -40,7 +40,7 @@ TEST(SysmsgTest, OnlyPrefixedRecordsReplaceEntries) {
   EXPECT_EQ(syschr_no, '\0');
   EXPECT_EQ(systxt_back.view(), long_text.substr(0, 255));
   EXPECT_EQ(changed_entries(), 4);
-  // The database was given back: the next one to be opened gets its slot.
+  // The database was closed: the next one opened gets its slot.
   EXPECT_EQ(txt_open("another language", "textdb"), 0);
   setenv("LANGUAGE_SEARCHPATH", "./nowhere/%N", 1);
   txt_start();

@@ -31,13 +31,13 @@ TEST_F(TxtTest, OpensAreSharedByLanguageAndName) {
   write_textdb("textdb", {{"A", "text a"}});
   ASSERT_EQ(open(), 0);
   EXPECT_EQ(txt_open("german", "textdb"), 1);  // the same file, another language
-  run_shell("mv textdb.pag moved");            // what is open is not searched again
+  run_shell("mv textdb.pag moved");            // an open one is not searched for again
   EXPECT_EQ(txt_open("english_us.8859", "textdb"), 0);
   txt_close(0);
   EXPECT_STREQ(txt_fetch(0, "A"), "text a");
   txt_close(0);
   EXPECT_EQ(txt_fetch(0, "A"), nullptr);
-  txt_close(0);  // one too many does nothing
+  txt_close(0);  // one close too many does nothing
   run_shell("mv moved textdb.pag");
   EXPECT_EQ(txt_open("french", "textdb"), 0);  // the slot is free again
   for (const int handle : {-1, 2, 9, 10, 11, 1000}) {
@@ -55,7 +55,7 @@ TEST_F(TxtTest, TheEleventhDatabaseIsRefusedOnlyIfItExists) {
   };
   EXPECT_EQ(open_eleventh("db"), "txt_open(): too many databases\n");
   EXPECT_EQ(open_eleventh("missing"), "");
-  EXPECT_EQ(txt_open("0", "db"), 0);  // a share needs no slot
+  EXPECT_EQ(txt_open("0", "db"), 0);  // a shared use needs no slot
 }
 
 TEST_F(TxtTest, KeysAndTextsCarryTheirZeroByte) {
@@ -74,8 +74,8 @@ TEST_F(TxtTest, WhatCannotBeOpenedIsReportedWithItsPath) {
   write_textdb("some/where", {{"A", "a"}});
   run_shell("rm textdb.dir; cp some/where.pag textdb.pag");
   EXPECT_EQ(errors_of(open_fails), "./textdb: No such file or directory\n");
-  EXPECT_FALSE(std::filesystem::exists("textdb.dir"));  // reading leaves nothing behind
-  run_shell("ln textdb.pag textdb.dir");                // as old installations have it
+  EXPECT_FALSE(std::filesystem::exists("textdb.dir"));  // reading leaves no file
+  run_shell("ln textdb.pag textdb.dir");                // as in old installations
   EXPECT_EQ(errors_of(open_fails), "./textdb: Invalid argument\n");
   EXPECT_EQ(run_shell("cmp textdb.pag textdb.dir").status, 0);
   const std::pair<const char*, const char*> companions[] = {
@@ -93,7 +93,8 @@ TEST_F(TxtTest, WhatCannotBeOpenedIsReportedWithItsPath) {
   EXPECT_TRUE(errors_of(open_fails).starts_with("No such file"));
 }
 
-// What becomes of a process of its own: the exit status, or 128 and the number of a signal.
+// Returns the status of a call in a process of its own: the exit status, or 128 plus a signal's
+// number.
 template <typename Call>
 int status_of(Call call) {
   const pid_t child = fork();
@@ -107,8 +108,8 @@ int status_of(Call call) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-// A copy that goes wrong, an installation script that writes with cat: while the database is open
-// its file loses its end, or gets other bytes from some place on.
+// A failed copy, or an installation script that writes with cat: while the database is open its
+// file loses its end, or gets other bytes from some offset on.
 TEST_F(TxtTest, AStoreThatIsCutOrWrittenWhileItIsOpenIsNoMoreThanDamaged) {
   Records records;
   for (int i = 0; i < 300; ++i)
@@ -125,7 +126,7 @@ TEST_F(TxtTest, AStoreThatIsCutOrWrittenWhileItIsOpenIsNoMoreThanDamaged) {
     return right;
   };
   int faults = 0;
-  for (const bool shared : {false, true}) {  // who shares a database may keep it open
+  for (const bool shared : {false, true}) {  // several users may share it
     for (const char filler : {'\0', '\x01', '\xFF'}) {
       for (std::size_t length = 0; length <= whole.size(); length += 2011) {
         write_file("textdb.pag", whole);
@@ -148,7 +149,7 @@ TEST_F(TxtTest, AStoreThatIsCutOrWrittenWhileItIsOpenIsNoMoreThanDamaged) {
   EXPECT_GT(faults, 0);
 }
 
-// The text database of the program: what the command does not show.
+// The program's text database, as far as runs of the command do not show it.
 TEST_F(TxtTest, TextsOfAModuleFallBackToTheirKeys) {
   write_textdb("textdb", {{"menu.KEY", "of the menu"}, {".KEY", "of none"}});
   settings_read();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // marigold data backup, restore and dump --snapshot: beside programs that write, killed, and with
-// backups that somebody has changed.
+// backups that other users have changed.
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -64,14 +64,14 @@ struct DataBackupTest : DataToolTest {
     const Finished done = run_shell("./marigold data load " + name + " " + input);
     EXPECT_EQ(done.status, 0) << done.err;
   }
-  // The contents of all files, as programs see them.
+  // Returns the contents of all files, as programs see them.
   static std::string state() {
     return run_shell(
                "for f in BOX CRATE SLOTS; do ./marigold data dump $f; ./marigold data check $f; "
                "done 2>&1; cat data/1/*.ver data/2/*.ver")
         .out;
   }
-  // What runs have left behind.
+  // Returns the leftovers of runs.
   static std::string left() {
     return run_shell("find . -name '.*.*' -o -name '*.unrestored' -o -name 'RESTORE*'; ls scratch")
         .out;
@@ -129,7 +129,7 @@ TEST_F(DataBackupTest, TakesWhatIsNamed) {
             "./1/PATHCONV.ver ./MANIFEST\n");
   run_shell("echo 8 > data/1/PATHCONV.ver; rm data/1/*.idx");
   EXPECT_EQ(run("restore to BOX").status, 0);
-  EXPECT_EQ(read_file("data/1/PATHCONV.ver"), "8\n");  // it is not the version of BOX alone
+  EXPECT_EQ(read_file("data/1/PATHCONV.ver"), "8\n");  // the version is not that of BOX alone
   EXPECT_FALSE(std::filesystem::exists("data/1/CRATE.idx"));
   EXPECT_EQ(run("restore to --class 1").status, 0);
   EXPECT_EQ(read_file("data/1/PATHCONV.ver"), "7\n");
@@ -186,7 +186,7 @@ TEST_F(DataBackupTest, AnArchiveLeadsNowhereElse) {
   write_file("victim", "precious");
   const std::string parts = "MANIFEST 1/* 2/*";
   const struct {
-    std::string make;  // in a copy of the backup
+    std::string make;  // changes a copy of the backup
     std::string said;
   } kRows[] = {
       {"echo x > ../up; tar --zstd -Pcf ../bad " + parts + " ../up", "../up: is not in the"},
@@ -232,7 +232,7 @@ TEST_F(DataBackupTest, FilesInUseAreNotReplaced) {
   EXPECT_EQ(run("restore out BOX").status + run("check BOX").status, 0);
 }
 
-// One process counts up in two files, always in the first one first.
+// A process counts up in two files, always in the first one first.
 TEST_F(DataBackupTest, AClassIsOfOneMoment) {
   const Beside writer([] {
     const int first = ISOPEN("data/1/BOX", kShared);
@@ -260,7 +260,7 @@ TEST_F(DataBackupTest, AClassIsOfOneMoment) {
   }
 }
 
-// More than a program may have open at once.
+// More files than a program may have open at once.
 TEST_F(DataBackupTest, AClassMayHaveManyFiles) {
   run_shell(
       "for i in $(seq 40); do for s in dat idx ver; do cp data/1/BOX.$s data/1/MANY$i.$s; done; "
@@ -281,7 +281,7 @@ TEST_F(DataBackupTest, WithoutAWholeCopyThereIsNone) {
   EXPECT_EQ(damaged.status, 2);
   EXPECT_NE(damaged.err.find("./data/1/BOX: a record is damaged\n"), std::string::npos)
       << damaged.err;
-  std::filesystem::resize_file("data/2/SLOTS", 64 << 20);  // so that reading it takes a while
+  std::filesystem::resize_file("data/2/SLOTS", 64 << 20);  // so that its reading takes time
   const Beside writer([] {
     const int file = open("data/2/SLOTS", O_WRONLY);
     for (std::uint32_t count = 0;; ++count)
@@ -294,7 +294,7 @@ TEST_F(DataBackupTest, WithoutAWholeCopyThereIsNone) {
     usleep(1000);
   const Finished never_quiet = run("backup SLOTS out");
   EXPECT_EQ(never_quiet.status, 1);
-  EXPECT_NE(never_quiet.err.find("./data/2/SLOTS: programs change it"), std::string::npos);
+  EXPECT_NE(never_quiet.err.find("./data/2/SLOTS: programs keep changing it"), std::string::npos);
   write_file("data/2/SLOTS.ver", "3\n");
   EXPECT_NE(run("backup SLOTS out").err.find("its records have version 3"), std::string::npos);
   EXPECT_FALSE(std::filesystem::exists("out"));
@@ -311,7 +311,7 @@ TEST_F(DataBackupTest, StoppedOrKilledItIsWholeOrNotThere) {
     for (const std::string signal : {"TERM", "KILL"}) {
       for (int step = 0; step < 12; ++step) {
         run_shell("rm -rf out");
-        const std::string before = left();  // by those that were killed
+        const std::string before = left();  // leftovers of killed runs
         run_shell("timeout -s " + signal + " 0.0" + std::to_string(4 + step * 7) +
                   " ./marigold data " + command);
         EXPECT_TRUE(signal == "KILL" || left().size() <= before.size()) << left();
@@ -321,7 +321,7 @@ TEST_F(DataBackupTest, StoppedOrKilledItIsWholeOrNotThere) {
   }
   run_shell("rm -rf out; mkdir .out.0123456789abcdef; cd .out.0123456789abcdef; touch MANIFEST x");
   EXPECT_EQ(run("backup out").status, 0);
-  EXPECT_EQ(run_shell("find . -name '.out.*' -type d").out, "");  // a file may be a minute old
+  EXPECT_EQ(run_shell("find . -name '.out.*' -type d").out, "");  // files stay for a minute
 }
 
 // ---- Restoring, at each of its steps
@@ -345,7 +345,7 @@ int come_first(const char* step) {
   return 0;
 }
 
-// Two directories, each with a file that is replaced, one that is new and one that goes.
+// Swaps two directories, each with a replaced, a new and a removed file.
 void swap_files(Problems& problems) {
   RestoreSwap swap;
   for (const std::string directory : {"a/", "b/"}) {
@@ -409,7 +409,7 @@ TEST_F(DataBackupTest, ARestoreIsWholeOrNotAtAll) {
       EXPECT_TRUE(recover_restore(place, problems)) << problems.front();
     EXPECT_EQ(contents(), WEXITSTATUS(status) == kUndone ? before : after) << step;
   }
-  start_swap();  // a journal of somebody who may write in "a" only
+  start_swap();  // of a user who may write in "a" only
   const std::string top = std::filesystem::current_path().string();
   for (const std::string& line :
        {"new ../b/Z"s, "new /" + top + "/b/Z", "at " + top + "/b\nnew X"}) {
@@ -417,7 +417,7 @@ TEST_F(DataBackupTest, ARestoreIsWholeOrNotAtAll) {
     EXPECT_TRUE(recover_restore("a", problems));
     EXPECT_EQ(contents(), before) << line;
   }
-  start_swap();  // what cannot be removed keeps its journal, and the next one is told of it
+  start_swap();  // a file that cannot be removed keeps its journal, and the next run reports it
   const std::string journal = "run\n" + top + "/a/RESTORE.journal\nat " + top + "/a\nold Z\nend\n";
   write_file("a/RESTORE.journal", journal + "done\n");
   std::filesystem::create_directory("a/Z.unrestored");
@@ -458,7 +458,7 @@ TEST_F(DataBackupTest, AKilledRestoreIsMadeGoodByTheNext) {
 
 // ---- dump --snapshot
 
-// A process moves records from key to key. In a plain dump some are missing and some come twice.
+// A process moves records from key to key. A plain dump misses some and has some twice.
 TEST_F(DataBackupTest, ADumpOfOneMomentHasEachRecordOnce) {
   constexpr int kRecords = 3000;
   std::string lines = "NUMBER,NAME[1]\n";

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// marigold data check in its forms, recover and compact, and what info says of backups.
+// marigold data check in its forms, recover and compact, and the backups that info shows.
 
 #include <nlohmann/json.hpp>
 
@@ -53,7 +53,7 @@ TEST_F(DataCareTest, AQuickCheckSeesWhatNeedsNoWalk) {
   struct Row {
     const char* damage;
     std::string finding;
-    bool seen_by_opening;  // nothing more is looked at
+    bool seen_by_opening;  // opening finds it, and check looks no further
   };
   const Row rows[] = {
       {"true", "", false},
@@ -63,17 +63,17 @@ TEST_F(DataCareTest, AQuickCheckSeesWhatNeedsNoWalk) {
        "the second copy of the data file's header is damaged", false},
       {"truncate -s 9000 data/1/BOX.dat", "is damaged, or no keyed file", true},
       {"rm data/1/BOX.idx",
-       "./data/1/BOX.idx: is missing; \"marigold data rebuild BOX\" makes it from ./data/1/BOX.dat",
+       "./data/1/BOX.idx: is missing; \"marigold data rebuild BOX\" rebuilds it from ./data/1/BOX.dat",
        true},
       {"rm data/1/BOX.dat",
-       "./data/1/BOX.dat: is missing, and ./data/1/BOX.idx holds no records; bring both back from "
+       "./data/1/BOX.dat: is missing, and ./data/1/BOX.idx holds no records; restore both from "
        "a backup",
        true},
       {"touch -d '2 minutes ago' data/1/.BOX.idx.0123456789abcdef",
        "left by a run that was killed: ./data/1/.BOX.idx.0123456789abcdef", false},
       {"echo 1 > data/1/BOX.ver",
        "its records have version 1, ./definitions/FILEBOX.DES defines version 2; \"marigold data "
-       "convert\" brings them to it",
+       "convert\" converts them",
        false},
   };
   for (const Row& row : rows) {
@@ -93,10 +93,10 @@ TEST_F(DataCareTest, AQuickCheckSeesWhatNeedsNoWalk) {
     EXPECT_EQ(std::count(looked.begin(), looked.end(), "records"), row.seen_by_opening ? 0 : 1);
     EXPECT_EQ(document["files"][0]["findings"].size(), static_cast<std::size_t>(status));
   }
-  // A record is not looked at, and a random file's end is.
+  // No record is read, but the end of a random file is.
   run_shell("rm -r data; cp -r whole data; truncate -s 19 data/2/SLOTS");
   damage(4096 + 20, 4);
-  const std::string rest = slots + "its end is 3 bytes of a record of 8\n";
+  const std::string rest = slots + "it ends with 3 bytes of a record of 8\n";
   expect({{"check --quick BOX SLOTS",
            kBox + "no damage seen, quick look" + unwalked + rest + slots + "quick look" + unwalked,
            "", 1}});
@@ -147,7 +147,7 @@ TEST_F(DataCareTest, InfoShowsTheLastBackup) {
   const json document = json::parse(run_shell("./marigold data info --json BOX").out);
   EXPECT_EQ(document["last_backup"], "2028-02-29T23:59:59Z");
   EXPECT_EQ(document["backup_place"], "/backup/of today");
-  // Neither of two trees over 400 records is one page, and no page of theirs is nearly empty.
+  // Each of the two trees over 400 records has more than one page, and no page is nearly empty.
   EXPECT_EQ(document["depths"][1], 2);
   EXPECT_GT(document["fill"], 0.3);
   EXPECT_LE(document["fill"], 1.0);
@@ -173,10 +173,11 @@ TEST_F(DataCareTest, CompactingGivesTheSpaceBack) {
            "can be given back\n",
            2},
           {"compact NONE", "", "NONE: no set in ./definitions defines it\n", 2}});
-  // What it would lose is left alone.
+  // Compact refuses a file of which it would lose records.
   damage(4096 + 20, 4);
   expect({{"compact BOX", "",
-           kBox + "is damaged, or no keyed file; \"marigold data check BOX\" says more\n", 2}});
+           kBox + "is damaged, or no keyed file; \"marigold data check BOX\" reports the damage\n",
+           2}});
   run_shell("cp data/1/BOX.dat elsewhere; ln -sf ../../elsewhere data/1/BOX.dat");
   expect(
       {{"compact BOX", "", kBox + "is a link; name the file that it leads to with --path\n", 2}});
@@ -193,7 +194,7 @@ TEST_F(DataCareTest, RecordsAreRecovered) {
   expect({{"recover BOX", kBox + "390 records\n"},
           {"dump BOX", records},
           {"check BOX", kBox + "390 records, no damage\n"}});
-  // A torn record in the last slot, and one whose sequence is gone.
+  // A torn record in the last slot, and one whose sequence number is lost.
   run_shell("rm -r data; cp -r whole data");
   damage(0, 4096);
   damage(4096 + 399 * 56 + 20, 36);
@@ -203,18 +204,19 @@ TEST_F(DataCareTest, RecordsAreRecovered) {
           {"recover BOX", kBox + "388 records\n"}});
   run_shell("rm -r data; cp -r whole data; rm data/1/BOX.idx");
   damage(0, 4096);
-  expect({{"recover BOX",
-           kBox +
-               "390 records, of 10 deleted it is not known whether that was final, none of which "
-               "could be checked for damage" +
-               kept,
-           "", 1},
-          {"dump BOX", records}});
+  expect(
+      {{"recover BOX",
+        kBox +
+            "390 records, 10 deleted without evidence that the deletion was final, none of which "
+            "could be checked for damage" +
+            kept,
+        "", 1},
+       {"dump BOX", records}});
   const std::string data = "./data/1/BOX.dat: ";
   run_shell("rm -r data; cp -r whole data; sed 's/LEN 40/LEN 48/' definitions/FILEBOX.DES > l.DES");
   expect({{"recover BOX --set ./l.DES", "",
-           data + "its header is whole, and names other records than ./l.DES; take the definition "
-                  "under which it was written\n",
+           data + "its header is whole and has other records than ./l.DES; use the definition "
+                  "with which it was written\n",
            2}});
   damage(0, 4096);
   expect({{"recover BOX --set ./l.DES", "",
@@ -223,7 +225,7 @@ TEST_F(DataCareTest, RecordsAreRecovered) {
           {"recover SLOTS", "", "./data/2/SLOTS: a random file has no header\n", 2}});
   run_shell("rm data/1/BOX.dat");
   expect({{"recover BOX", "",
-           data + "is missing, and ./data/1/BOX.idx holds no records; bring both back from a "
+           data + "is missing, and ./data/1/BOX.idx holds no records; restore both from a "
                   "backup\n",
            2}});
 }

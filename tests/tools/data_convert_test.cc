@@ -46,17 +46,18 @@ TEST(DataConvertTest, ShowsThePlanConvertsAndExits) {
   std::filesystem::create_directories("broken");
   write_file("broken/FILEBAD.DES", "\nBEGINFILE NAME X VERSON");
   std::filesystem::create_directory("data/4/PATHCONV.ver");
-  expect_runs("./marigold data convert",
-              {{"--dry-run DATA", plan, "", 1},
-               {"--dry-run --class 5 DATA"},
-               {"DATA", "./data/4/ARTICLES: 1 -> 2, 1 record, texts cut in 1 record\n",
-                "./data/4/PATHCONV.ver: Is a directory\n", 2},
-               {"NONE broken/FILEBAD.DES", "",
-                "./definitions/FILENONE.DES: No such file or directory\n"
-                "broken/FILEBAD.DES:2: scan: syntax error; \"marigold data scan\" tells more\n",
-                2},
-               {"DATA definitions/FILEDATA.DES", "",
-                "definitions/FILEDATA.DES:1: ARTICLES is defined by two sets\n", 2}});
+  expect_runs(
+      "./marigold data convert",
+      {{"--dry-run DATA", plan, "", 1},
+       {"--dry-run --class 5 DATA"},
+       {"DATA", "./data/4/ARTICLES: 1 -> 2, 1 record, texts cut in 1 record\n",
+        "./data/4/PATHCONV.ver: Is a directory\n", 2},
+       {"NONE broken/FILEBAD.DES", "",
+        "./definitions/FILENONE.DES: No such file or directory\n"
+        "broken/FILEBAD.DES:2: scan: syntax error; \"marigold data scan\" reports all errors\n",
+        2},
+       {"DATA definitions/FILEDATA.DES", "",
+        "definitions/FILEDATA.DES:1: ARTICLES is defined by two sets\n", 2}});
   std::filesystem::remove("data/4/PATHCONV.ver");
   expect_runs("./marigold data convert",
               {{"--dry-run DATA",
@@ -71,7 +72,8 @@ TEST(DataConvertTest, ShowsThePlanConvertsAndExits) {
   expect_runs(
       "./marigold data convert",
       {{"DATA", "",
-        "ARTICLES: convert: file version newer than expected (version 3, defined is 2)\n", 1}});
+        "ARTICLES: convert: file version newer than expected (version 3, the definition has 2)\n",
+        1}});
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// marigold data info, check, rebuild and locks as operators run them, and how they find a file.
+// marigold data info, check, rebuild and locks as operators run them, and their search for a file.
 
 #include <unistd.h>
 
@@ -50,7 +50,8 @@ TEST_F(DataInfoTest, ShowsWhatTheFileIsAndHolds) {
   write_file("data/1/BOX.ver", "1.5\n");
   const std::string version =
       "version   2 defined, 1.5 written\nbackup    never\nclass 1   not locked\n";
-  expect({{"info BOX", kFields + "records   another process has the file for itself\n" + version}});
+  expect({{"info BOX",
+           kFields + "records   another process has the file open exclusively\n" + version}});
   ISCLOSE(file);
   expect(
       {{"info BOX", kFields + "records   2\ndeleted   1, 56 bytes\nsize      " +
@@ -102,7 +103,7 @@ TEST_F(DataInfoTest, FindsTheDefinitionOrSaysWhyNot) {
   // A program would refuse such a file.
   write_file("longer.DES", first.substr(0, first.find("LEN 40")) + "LEN 41" +
                                first.substr(first.find("LEN 40") + 6) + "END.");
-  const std::string misfit = "./data/1/BOX: its records have 40 bytes, defined are 41\n";
+  const std::string misfit = "./data/1/BOX: its record length is 40, the definition has 41\n";
   expect({{"check BOX --set ./longer.DES", misfit, "", 1},
           {"dump BOX --set ./longer.DES", "", misfit, 2},
           {"load BOX --set ./longer.DES three.csv", "", misfit, 2},
@@ -165,7 +166,7 @@ TEST_F(DataInfoTest, TheSampleIsSoundAndComesOutAsItWentIn) {
           {"dump CUSTOMER", read_file(sample + "/customers.csv")},
           {"dump ARTICLE", read_file(sample + "/articles.csv")},
           {"dump ORDERS --json", read_file(sample + "/orders.jsonl")}});
-  // Two processes book on the same customer, a hundred times each.
+  // Two processes add to the same customer's balance, a hundred times each.
   EXPECT_EQ(run_shell(BOOK " 10060 0.5 100 & " BOOK " 10060 -1 100 & wait").status, 0);
   const Finished run = run_shell("./marigold data dump CUSTOMER --from 10060 --to 10060 | tail -1");
   EXPECT_TRUE(run.out.ends_with(",2,930\n")) << run.out;

@@ -48,7 +48,7 @@ TEST_F(DataLoadTest, RecordsGoInAndComeOutInTheOrderOfAKey) {
            kBoxHeader + "5,a,zz,,-0.0,311299,0000,-32768\n"},
           {"dump BOX --path three --from 10", kBoxHeader},
           {"dump BOX --path three --key 3", "", "BOX: there is no key 3\n", 2},
-          {"dump BOX --path three --from 1,2", "", "2 values for 1 parts of the key\n", 2},
+          {"dump BOX --path three --from 1,2", "", "2 values for 1 part of the key\n", 2},
           {"dump BOX --path three --to x", "", "NUMBER: \"x\" is no whole number\n", 2}});
 }
 
@@ -127,13 +127,13 @@ TEST_F(DataLoadTest, EveryRejectedLineIsNamedAndNothingIsLoaded) {
       {{"load BOX bad.json", "",
         lines(
             "bad.json",
-            {"1: NAME: 1 elements, 2 are expected", "2: NAME: there are more than 2 elements",
+            {"1: NAME: 1 element, 2 expected", "2: NAME: there are more than 2 elements",
              "3: NAME: an array of 2 elements is expected",
              "4: NUMBER: an array where a value is expected",
              "5: NUMBER: 20.5 is no whole number in range",
              "6: NUMBER: 18446744073709551616 is no whole number in range",
              "7: the field NUMBER of the primary key is missing", "8: there is no field \"X\"",
-             "9: the field NUMBER is there twice", "10: NUMBER: null where a value is expected",
+             "9: the field NUMBER occurs twice", "10: NUMBER: null where a value is expected",
              "11: NUMBER: an object where a value is expected",
              "12: an array where an object is expected", "13: a value where an object is expected",
              "14: KIND: a number where a text is expected",
@@ -170,7 +170,7 @@ TEST_F(DataLoadTest, WhatSpreadsheetsWriteLoads) {
 }
 
 TEST_F(DataLoadTest, ALineWithoutEndIsRefused) {
-  // Each with the bytes that its last line may have, or one more.
+  // Each input with the most bytes that its last line may have, or one more.
   const std::string bytes(std::size_t{16} << 20, 'x');
   const std::string json = "{\"NUMBER\":1,\"KIND\":\"";
   const std::string too_long = "the line is longer than 16777216 bytes\n";
@@ -204,7 +204,7 @@ TEST_F(DataLoadTest, UnusableInputLeavesEverythingAsItWas) {
   expect(
       {{"load BOX column.csv", "", "column.csv:1: there is no field \"NAM\"\n", 2},
        {"load BOX element.csv", "", "element.csv:1: there is no field \"NAME\"\n", 2},
-       {"load BOX twice.csv", "", "twice.csv:1: the column NUMBER is there twice\n", 2},
+       {"load BOX twice.csv", "", "twice.csv:1: the column NUMBER occurs twice\n", 2},
        {"load BOX key.csv", "", "key.csv:1: the column NUMBER of the primary key is missing\n", 2},
        {"load BOX quote.csv", "", "quote.csv:1: a double quote out of place at byte 5\n", 2},
        {"load BOX empty.csv", "", "empty.csv:1: there is no header with the names of the columns\n",
@@ -245,17 +245,17 @@ TEST_F(DataLoadTest, RandomFilesByNumber) {
   expect({{"check SLOTS",
            "./data/2/SLOTS: record 2: its deletion mark is 3\n"
            "./data/2/SLOTS: record 3: its SNR is 17\n"
-           "./data/2/SLOTS: its end is 3 bytes of a record of 8\n",
+           "./data/2/SLOTS: it ends with 3 bytes of a record of 8\n",
            "", 1},
           {"dump SLOTS", "SNR,T\n1,a\n4,D\n5,z\n"},
           {"rebuild SLOTS", "", "./data/2/SLOTS: a random file has no indexes\n", 2}});
 }
 
-// ---- What the fields can hold
+// ---- Contents of fields
 
 constexpr int kBoxLength = 40;
 
-// Opens BOX for itself, as a foreign program.
+// Opens BOX exclusively, as a program of another vendor.
 int open_box() {
   return ISOPEN("data/1/BOX", kIsInputOutput | kIsExclusive);
 }
@@ -306,7 +306,7 @@ TEST_F(DataLoadTest, HostileRecordsComeBackByteForByte) {
     EXPECT_EQ(read_all(base), written) << base;
   EXPECT_EQ(read_file("2.csv"), read_file("1.csv"));
   EXPECT_EQ(read_file("2.json"), read_file("1.json"));
-  // Other code sets: what has no place in them is named, the rest is written.
+  // Other code sets: dump names texts that the code set lacks, and writes the others.
   const Finished run = run_shell("./marigold data dump BOX --code-set ASCII 2>&1 >some.csv");
   EXPECT_NE(run.out.find(": left out: NAME[1]: its bytes are not text in the code set ASCII\n"),
             std::string::npos);
@@ -326,14 +326,14 @@ TEST_F(DataLoadTest, WhatADumpCannotHoldIsNamed) {
   EXPECT_EQ(ISWRITE(file, record.data()), 0);
   ISCLOSE(file);
   expect({{"dump BOX", kBoxHeader + kThree,
-           "./data/1/BOX: NUMBER=4: left out: NAME[1]: there are bytes behind the zero byte that "
+           "./data/1/BOX: NUMBER=4: left out: NAME[1]: there are bytes after the zero byte that "
            "ends the text\nmarigold: 1 record left out\n",
            1}});
   write_file("six.csv", "NUMBER\n6\n");
   expect({{"load BOX six.csv", kLoaded + "1 record loaded\n"}});
 }
 
-// ---- What goes wrong outside
+// ---- Faults outside of the tool
 
 TEST_F(DataLoadTest, AFullDiskChangesNothing) {
   write_file("good.csv", kBoxHeader + kThree);
@@ -342,7 +342,7 @@ TEST_F(DataLoadTest, AFullDiskChangesNothing) {
     big.append(std::to_string(i % 2 == 0 ? i : 2000000000 - i)).append(",1\n");
   write_file("big.csv", big);
   write_file("slots.csv", "SNR,T\n50000,x\n");
-  // The messages go through a pipe, which has no limit.
+  // The messages go through a pipe, which no limit affects.
   const auto limited = [](const std::string& blocks, const std::string& command) {
     return run_shell("{ (ulimit -f " + blocks + "; ./marigold data " + command +
                      "; echo status $? >&2) 2>&1; } | cat")
@@ -377,7 +377,7 @@ TEST_F(DataLoadTest, AStopTakesEverythingBack) {
   write_file("good.csv", kBoxHeader + kThree);
   expect({{"load BOX --path b good.csv", "b: 3 records loaded\n"}});
   write_file("more.csv", "NUMBER\n100\n101\n");
-  // Asked to stop before it starts, by a signal that waits for it.
+  // Gets a signal to stop before its start, which blocks it until then.
   const std::string stop =
       "perl -MPOSIX -e 'sigprocmask(SIG_BLOCK, POSIX::SigSet->new(SIGHUP)); kill HUP => $$; "
       "exec @ARGV' ./marigold data";
@@ -413,7 +413,7 @@ TEST_F(DataLoadTest, OthersWhoUseTheFileAreLeftInPeace) {
   file = open_box();
   expect({{"dump BOX", "", "./data/1/BOX" + used, 2}, {"check BOX", "", "./data/1/BOX" + used, 2}});
   ISCLOSE(file);
-  // The tool is as exclusive while it reads its input from a pipe.
+  // The tool holds the file exclusively also while it reads its input from a pipe.
   const Finished run = run_shell(
       "mkfifo pipe; ./marigold data load SLOTS pipe --replace & exec 3>pipe; sleep 0.3; "
       "./marigold data dump SLOTS; printf 'SNR,T\\n1,y\\n' >&3; exec 3>&-; wait");

@@ -24,7 +24,7 @@ TEST(DataScanTest, FindsReportsAndExits) {
   const std::string summary = "definitions/FILEGOOD.DES: 1 file, 1 field, 1 key\n";
   const std::string syntax = bad + "1: scan: syntax error: expected VERSION, found \"VERSON\"\n";
   const std::string full =
-      "FULL.DES:3: FULL: LEN leaves no byte behind the fields for the deletion marker\n";
+      "FULL.DES:3: FULL: LEN leaves no byte after the fields for the deletion marker\n";
   expect_runs(
       "./marigold data scan",
       {{"GOOD", summary},
@@ -40,7 +40,7 @@ TEST(DataScanTest, FindsReportsAndExits) {
         "", 1},
        {"--json GOOD FULL.DES",
         "{\"file\":\"definitions/FILEGOOD.DES\",\"files\":1,\"fields\":1,\"keys\":1}\n"
-        "{\"file\":\"FULL.DES\",\"line\":3,\"message\":\"FULL: LEN leaves no byte behind the "
+        "{\"file\":\"FULL.DES\",\"line\":3,\"message\":\"FULL: LEN leaves no byte after the "
         "fields for the deletion marker\"}\n"
         "{\"file\":\"FULL.DES\",\"files\":1,\"fields\":1,\"keys\":1}\n",
         "", 1},
@@ -54,7 +54,7 @@ TEST(DataScanTest, FindsReportsAndExits) {
             "{\"file\":\"definitions/FILEBAD.DES\",\"line\":1,\"message\":\"scan: syntax error: "
             "expected VERSION, found \\\"VERSON\\\"\",\"error\":7,\"expected\":\"VERSION\","
             "\"found\":\"VERSON\"}\n");
-  // Well formed, and yet nothing opens them.
+  // Well formed, but no program can open them.
   const std::string text = " PREVAL NIL ENDFIELD ";
   write_file(
       "USELESS.DES",
@@ -67,7 +67,7 @@ TEST(DataScanTest, FindsReportsAndExits) {
   expect_runs("./marigold data scan",
               {{"USELESS.DES",
                 at + "1: LONG: LEN is more than the 32767 bytes that a keyed file takes\n" + at +
-                    "2: FULL: LEN leaves no byte behind the fields for the deletion marker\n" +
+                    "2: FULL: LEN leaves no byte after the fields for the deletion marker\n" +
                     "USELESS.DES: 2 files, 2 fields, 1 key\n",
                 "", 1}});
   unsetenv("DEFINITION_DIRECTORY");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// marigold data where it meets half a file, another process, another version and another set.
+// marigold data with half a file, another process, another version and another set.
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -62,7 +62,7 @@ TEST_F(DataSeamsTest, HalfAPairIsNoMissingFile) {
   load_three();
   run_shell("cp -r data whole; rm data/1/BOX.idx");
   const std::string refused =
-      "./data/1/BOX.idx: is missing; \"marigold data rebuild BOX\" makes it from ./data/1/BOX.dat\n";
+      "./data/1/BOX.idx: is missing; \"marigold data rebuild BOX\" rebuilds it from ./data/1/BOX.dat\n";
   expect({{"load BOX four.csv", "", refused, 2},
           {"load BOX four.csv --replace", "", refused, 2},
           {"rebuild BOX", kLoaded + "3 records\n"},
@@ -70,12 +70,12 @@ TEST_F(DataSeamsTest, HalfAPairIsNoMissingFile) {
   EXPECT_EQ(numbers(), "1 2 3 4 ");
   run_shell("rm -r data; mv whole data; rm data/1/BOX.dat");
   expect({{"load BOX four.csv", "",
-           "./data/1/BOX.dat: is missing, and ./data/1/BOX.idx holds no records; bring both back "
+           "./data/1/BOX.dat: is missing, and ./data/1/BOX.idx holds no records; restore both "
            "from a backup\n",
            2}});
 }
 
-// The place is held while the lines come; whoever looks finds a file in use.
+// The load holds the place while lines arrive; other processes find a file in use.
 TEST_F(DataSeamsTest, AMissingFileIsHeldWhileItsLinesAreRead) {
   struct Row {
     const char* file;
@@ -86,7 +86,7 @@ TEST_F(DataSeamsTest, AMissingFileIsHeldWhileItsLinesAreRead) {
   for (const Row& row : {Row{"BOX", "NUMBER", "7", "7"}, Row{"SLOTS", "SNR,T", "7,a", "7,a"}}) {
     const std::string file = row.file;
     run_shell("rm -rf data lines; mkfifo lines");
-    // The pipe holds two lines back until the other load has been refused.
+    // The pipe holds back two lines until the other load has been refused.
     const std::string script = "./marigold data load " + file +
                                " lines 2>load.err & "
                                "exec 3>lines; echo '" +
@@ -108,15 +108,15 @@ TEST_F(DataSeamsTest, AMissingFileIsHeldWhileItsLinesAreRead) {
     EXPECT_NE(out.find(std::string("\n") + row.dumped), std::string::npos) << out;
     EXPECT_NE(out.find("1 record loaded"), std::string::npos) << out;
   }
-  // A load that fails leaves the place as it was.
+  // A failed load leaves the place as it was.
   expect({{"load BOX nosuch.csv", "", "nosuch.csv: No such file or directory\n", 2}});
   run_shell("rm -rf data; echo NUMBER > bad.csv; echo x >> bad.csv");
   EXPECT_EQ(run_shell("./marigold data load BOX bad.csv").status, 1);
   EXPECT_EQ(run_shell("find data -type f").out, "");
 }
 
-// A program stands between opening and its lock while a load puts another file in place: what it
-// writes then must be in the file that has the name.
+// A load replaces the file while a program is between opening and locking: the program's writes
+// must reach the file that has the name.
 TEST_F(DataSeamsTest, AProgramLocksTheFileThatHasTheName) {
   settings_read();
   definition_start();
@@ -127,8 +127,8 @@ TEST_F(DataSeamsTest, AProgramLocksTheFileThatHasTheName) {
     run_shell(
         "rm -rf data; echo NUMBER > none.csv; echo SNR > none_slots.csv; ./marigold data load "s +
         name + (keyed ? " none.csv" : " none_slots.csv"));
-    // Loads of no lines into an empty file replace it again and again; not for ever, should the
-    // test be killed.
+    // Loads of no lines replace an empty file again and again, but not without end, in case the
+    // test is killed.
     const std::string loop = "for i in $(seq 20000); do ./marigold data load "s + name +
                              (keyed ? " none.csv" : " none_slots.csv") + "; done";
     const Background loads(loop);
@@ -155,10 +155,10 @@ TEST_F(DataSeamsTest, RecordsOfAnotherVersionAreRefused) {
   expect({{"load SLOTS slots.csv", "./data/2/SLOTS: 1 record loaded\n"}});
   const std::string older =
       ": its records have version 1, ./definitions/FILEBOX.DES defines version ";
-  const std::string convert = "; \"marigold data convert\" brings them to it\n";
+  const std::string convert = "; \"marigold data convert\" converts them\n";
   const std::string newer =
       ": its records have version 3, ./definitions/FILEBOX.DES defines version ";
-  const std::string take = "; take the definition of that version\n";
+  const std::string take = "; use the definition of that version\n";
   const auto both = [](const std::string& reason) {
     const std::string text = "./data/1/BOX" + reason;
     expect({{"dump BOX", "", text, 2},
@@ -177,7 +177,7 @@ TEST_F(DataSeamsTest, RecordsOfAnotherVersionAreRefused) {
   expect({{"dump SLOTS", "", slots, 2},
           {"load SLOTS slots.csv --replace", "", slots, 2},
           {"check SLOTS", slots, "", 1}});
-  // Nobody knows better than the definition where no record says anything.
+  // Without a version record the definition counts.
   std::filesystem::remove("data/1/BOX.ver");
   EXPECT_EQ(numbers(), "1 2 3 ");
 }
@@ -212,7 +212,7 @@ TEST_F(DataSeamsTest, WhatARebuildLosesIsToldAndKept) {
     lines += std::to_string(i) + "\n";
   write_file("forty.csv", lines);
   expect({{"load BOX forty.csv", kLoaded + "40 records loaded\n"}});
-  // A header of 4,096 bytes, and 12 slots of 56 bytes and a piece of one.
+  // The header has 4,096 bytes; 12 slots of 56 bytes and a part of one follow.
   run_shell("cp data/1/BOX.dat whole; truncate -s 4800 data/1/BOX.dat; cp data/1/BOX.dat cut");
   const std::string lost = kLoaded + "12 records, 28 lost; the damaged file stays as ";
   expect({{"check BOX", kLoaded + "is damaged, or no keyed file\n", "", 1},
@@ -220,7 +220,7 @@ TEST_F(DataSeamsTest, WhatARebuildLosesIsToldAndKept) {
           {"check BOX", kLoaded + "12 records, no damage\n"},
           {"rebuild BOX", kLoaded + "12 records\n"}});
   EXPECT_EQ(run_shell("cmp cut data/1/BOX.damaged.dat").status, 0);
-  // A torn record; the copy of before is its owner's.
+  // A torn record; the copy from before belongs to its owner.
   std::fstream file("data/1/BOX.dat", std::ios::in | std::ios::out | std::ios::binary);
   file.seekp(4096 + 20).write("torn", 4);
   file.close();
@@ -229,7 +229,7 @@ TEST_F(DataSeamsTest, WhatARebuildLosesIsToldAndKept) {
            "", 1}});
 }
 
-// A link or a text in the place of the index is replaced, and not written into.
+// A link or a text in place of the index is replaced, not written into.
 TEST_F(DataSeamsTest, ARebuildReplacesWhatIsNoIndex) {
   load_three();
   run_shell(
@@ -240,7 +240,7 @@ TEST_F(DataSeamsTest, ARebuildReplacesWhatIsNoIndex) {
   EXPECT_EQ(run_shell("stat -c %a data/1/BOX.idx").out, "600\n");
 }
 
-// A program that was killed leaves the lock of a record that was never written.
+// A killed program leaves the placeholder of a lock on a record that was never written.
 TEST_F(DataSeamsTest, PlaceholdersAreNoRecords) {
   load_three();
   settings_read();
@@ -283,7 +283,7 @@ TEST_F(DataSeamsTest, NumbersFarBeyondTheEndNeedForce) {
   EXPECT_EQ(std::filesystem::file_size("data/2/SLOTS"), 8 * 1000002U);
 }
 
-// What a load has written before the disk was full is not there any more, nor is its space taken.
+// A failed load on a full disk removes the records that it has written and returns their space.
 TEST_F(DataSeamsTest, AFailedLoadGivesTheSpaceBack) {
   load_three();
   std::string big = "NUMBER\n";
@@ -298,7 +298,7 @@ TEST_F(DataSeamsTest, AFailedLoadGivesTheSpaceBack) {
           {"check BOX", kLoaded + "19993 records, no damage\n"}});
 }
 
-// Whoever may read a file can lock it, without a record and for as long as he likes.
+// A process that may read a file can lock it, without a lock record and for any time.
 TEST_F(DataSeamsTest, StrangersWhoHoldLocksAreNamed) {
   load_three();
   write_file("data/1/lock.$$$", "");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What the tests of "marigold data" share.
+// Shared by the tests of "marigold data".
 #pragma once
 
 #include "tests/support/support.h"

@@ -6,7 +6,7 @@
 namespace marigold::test {
 namespace {
 
-// The notes of a source, a line each, with line and column only.
+// Returns the notes of a source, one a line, with line and column only.
 std::string notes_of(const std::string& text, const KnownFields* fields = nullptr) {
   std::string result;
   for (const SourceNote& note : compile_lists(text, fields).notes)
@@ -20,14 +20,14 @@ StoredList compiled(const std::string& text) {
   return source.lists.empty() ? StoredList{} : source.lists[0].list;
 }
 
-// The instructions of a list's first block, as bytes.
+// Returns the instructions of a list's first block, as bytes.
 std::string code_of(const std::string& lines, const std::string& head = "body B",
                     const std::string& list = "list L") {
   const StoredList result = compiled(list + "\n" + head + "\n" + lines);
   return result.blocks.empty() ? "" : result.blocks[0].code;
 }
 
-// ---- What instructions are expected, written down one by one
+// ---- Expected instructions, written one by one
 
 struct Expected {
   BlockInstructions instructions = {};
@@ -91,7 +91,7 @@ TEST(ListSourceTest, LinesBecomeInstructions) {
     Expected expected;
   };
   const Row rows[] = {
-      // Lines of each kind of block; empty ones in between, not behind.
+      // Lines of each kind of block; empty ones in between, not after the last.
       {"body B", "|a\n\n|b\n\n", Expected().first().text("a").next().next().text("b").next()},
       {"body B", "|\n", Expected().first().next()},
       {"header B", "|a\n\n|b",
@@ -162,7 +162,7 @@ TEST(ListSourceTest, LinesBecomeInstructions) {
            .text(std::string_view("\"\0\\", 3))
            .text("")
            .text("b")},
-      // Fields: the braces as room, a width, a mask.
+      // Fields: the braces as width, a width, a mask.
       {"body B raw",
        "|{N}{N    }{   N}{N 7}{N 7 right}{N[-2] #0,00}{N 0,00 total 2}{'n'}{N width -1 mask}",
        Expected()
@@ -181,7 +181,7 @@ TEST(ListSourceTest, LinesBecomeInstructions) {
            .field("F", 2, 9, kMask, "# }", 0, BlockCode::kRecordField)
            .field("F", 1, 9, kRight, "#0", 0, BlockCode::kRecordField)
            .field("F", 1, 2, kLeft, "#0", 0, BlockCode::kRecordField)},
-      // Numbers, dates, the rest.
+      // Numbers, dates, other items.
       {"body B raw", "|{page}{page ##0}{register 9 '0'}{date}{longdate}{eject}{b}{b}{/b}{code 99}",
        Expected()
            .mask(BlockCode::kPage, "")
@@ -215,7 +215,7 @@ TEST(ListSourceTest, LinesBecomeInstructions) {
   };
   for (const Row& row : rows)
     EXPECT_EQ(code_of(row.lines, row.head), row.expected.bytes()) << row.head << "\n" << row.lines;
-  // In a list of another pitch no block relies on what the one before has left.
+  // In a list of another pitch no block relies on the pitch after the block before it.
   EXPECT_EQ(
       code_of("|a\n10|b", "body B", "list L CPI 12"),
       Expected().first().pitch(12).text("a").next().pitch(10).text("b").next().pitch(12).bytes());
@@ -255,7 +255,7 @@ TEST(ListSourceTest, RecordsTakeTheirValuesFromTheSource) {
 
 TEST(ListSourceTest, MessagesNameThePlace) {
   struct Row {
-    std::string text;  // in a block, unless it begins with a list or is none
+    std::string text;  // lines of a block, or a whole source
     std::string notes;
   };
   const std::string wide(137, 'x');
@@ -274,7 +274,7 @@ TEST(ListSourceTest, MessagesNameThePlace) {
       {"list L\nlist L", "2:6: this list is in line 1 already\n"},
       {"list L\nbody B\nbody B", "3:6: the list has a block of this name already\n"},
       {"list L\nbody B big", "2:8: expected same, raw, REP, ZEIL, BLEN or SAME, found \"big\"\n"},
-      {"list L\nif N", "2:1: if and end stand in blocks\n"},
+      {"list L\nif N", "2:1: if and end belong in a block\n"},
       // Lines and margins
       {"x|a", "3:1: expected \"b\", a pitch, a condition or \"|\" in the margin, found \"x|a\"\n"},
       {"?|a", "3:2: expected a name, found \"|a\"\n"},
@@ -282,9 +282,9 @@ TEST(ListSourceTest, MessagesNameThePlace) {
        "3:2: lists are printed in ISO 8859-1, which lacks \"\xE2\x82\xAC\" (U+20AC)\n"},
       {"|a\tb", "3:3: a tab has no width on paper; write blanks\n"},
       {"|a}b", "3:3: \"}\" without \"{\"; the character itself is written \"}}\"\n"},
-      // Items; reading goes on behind each
+      // Items; reading goes on after each
       {"|{foo}{page x}{N 5 5x}",
-       "3:3: \"foo\" is no word of this language; a name in small letters stands in single quotes\n"
+       "3:3: \"foo\" is no word of this language; a name in small letters needs single quotes\n"
        "3:13: expected \"}\", found \"x\"\n"
        "3:21: expected a width, a mask, left, right, mask or total, found \"x\"\n"},
       {"|{N", "3:4: expected a width, a mask or \"}\", found the end of the line\n"},
@@ -304,11 +304,11 @@ TEST(ListSourceTest, MessagesNameThePlace) {
       {"|{if N}a\n|{end}",
        "3:2: {if without {end} on its line\n4:6: {end} without {if on its line\n"},
       {"|{if N}{b}{end}", "3:16: bold print is on or off here, depending on the condition\n"},
-      {"|{jump N L}", "3:8: jumps stand in raw blocks\n"},
+      {"|{jump N L}", "3:8: only raw blocks have jumps\n"},
       {"list L\nbody B raw\n|{at L}{jump N L}{jump N M}",
        "3:14: no {at L} follows in this block\n3:24: no {at M} follows in this block\n"},
       {"list L\nbody B raw\nb|x", "3:1: a raw block has nothing in the margin\n"},
-      // Legal, and surely wrong
+      // Legal, but surely wrong
       {"|" + wide,
        "3:138: warning: the line is wider than any paper at its pitch, which takes 136 characters\n"},
       {"12|" + wide + "\n|{column 130}{N 9}\n|{if A}" + wide.substr(60) + "{end}{if B}" +
@@ -317,7 +317,7 @@ TEST(ListSourceTest, MessagesNameThePlace) {
       {"|{@QQ}", "3:4: warning: there is no such marker; printing would end\n"},
       {"11|x", "3:1: warning: printers have the pitches 10, 12 and 17\n"},
       {"list L PL 0",
-       "1:1: warning: a page of no lines\n1:1: warning: the first line lies behind the last one\n"},
+       "1:1: warning: a page of no lines\n1:1: warning: the first line lies after the last one\n"},
       {"list L PL 20 LZ 30", "1:1: warning: the last line lies below the page\n"},
       {"list L PL 3\nfooter F\n|\n|\n|\nbody B same\n|\n|\n|\n|\n",
        "2:1: warning: the footer leaves no line of the page\n"
@@ -335,7 +335,7 @@ TEST(ListSourceTest, MessagesNameThePlace) {
 }
 
 TEST(ListSourceTest, WhatIsShownIsTheSourceAgain) {
-  // As an author writes it, shown as it is.
+  // An author's source, shown unchanged.
   const std::string own =
       "list L\n  PL 60 EZ 2 LZ 58 ES 4 CPI 10\n  NAME '#laser'\n  ABRTXT 'Schlu\xC3\x9F'\n\n"
       "header H\n"
@@ -360,11 +360,11 @@ TEST(ListSourceTest, WhatIsShownIsTheSourceAgain) {
       "|{at L4}\n"
       "|{pitch bits 7FF0000000000000}\n"
       "|{line mode $V +0 column =3}\n"s;
-  // The last line is not as it would be shown; only what follows is.
+  // The last line differs from its shown form; only the other lines are the same.
   const std::string page = own.substr(0, own.find("body R raw"));
   EXPECT_EQ(show_list(compiled(page)), page.substr(0, page.size() - 1));
 
-  // Whatever else the instructions are, they come back.
+  // All other instructions come back too.
   for (const char* block : {
            "body B\n?N|a\n?N|b\n|{b}",
            "body B\n|{\"a\"}{\"b\"}{\"\"}{\"c\"}",

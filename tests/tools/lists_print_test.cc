@@ -52,7 +52,7 @@ TEST_F(ListsPrintTest, RecordsAndVariablesFillThePages) {
   EXPECT_NE(pdf.find("/Count 2"), std::string::npos);
 }
 
-// What the author of the list and the reader of the paper would not see is told.
+// Reports faults that neither the author of the list nor the reader of the paper would see.
 TEST_F(ListsPrintTest, CellsStayAsTheyAreAndWhatHasNoRoomIsTold) {
   write_file("n.list",
              "list N\n  PL 3\nbody LINE\n|{A}|{A ##0,00}|{.A}|{.A ##0,00}|\n"
@@ -113,7 +113,7 @@ TEST_F(ListsPrintTest, FaultsAreTold) {
            "Anna           1,00\nEva            3,00\nme\n\f",
            "bad.csv:3: 1 value for 2 columns\nbad.csv:4: column 1: is not valid UTF-8\n", 1},
           {"print L -d . --records twice.csv --set WHO=me", "Kärnten 1\nme\n\n\n\n  0,00\n\f",
-           "twice.csv:1: the column NAME is there twice\n", 1},
+           "twice.csv:1: the column NAME occurs twice\n", 1},
           {"print L -d . --records long.csv --header '' --footer '' --to file out", "",
            "long.csv:3: the line is longer than 16777216 bytes\nout: not written\n", 2},
           {"print NONE -d .", "", "LP1:NONE:Liste nicht gefunden!\n", 2},

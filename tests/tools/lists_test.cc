@@ -50,7 +50,7 @@ TEST_F(ListsToolTest, ErrorsChangeNothing) {
   const std::string messages =
       "bad.list:1:13: expected PL, found \"x\"\n"
       "bad.list:3:1: warning: printers have the pitches 10, 12 and 17\n"
-      "bad.list:3:5: \"foo\" is no word of this language; a name in small letters stands in single "
+      "bad.list:3:5: \"foo\" is no word of this language; a name in small letters needs single "
       "quotes\n";
   write_file("twice.list", "list X\nlist ONE\n");
   expect({{"compile one.list -o print", "", ""},
@@ -72,7 +72,7 @@ TEST_F(ListsToolTest, ErrorsChangeNothing) {
 
 TEST_F(ListsToolTest, DamagedBlocksAreNotKept) {
   expect({{"compile one.list two.list -o print", "", ""},
-          // A store that belongs to another directory: its first block, and nothing behind it.
+          // A store of another directory: it has the first block and ends after it.
           {"compile one.list -o other", "", ""}});
   std::filesystem::copy_file("other/DRUCK.BIN", "print/DRUCK.BIN",
                              std::filesystem::copy_options::overwrite_existing);
@@ -89,7 +89,7 @@ TEST_F(ListsToolTest, DamagedBlocksAreNotKept) {
           {"show print", kOne + "\n" + kTwo}});
 }
 
-// Which file it was is all that its owner can do something about.
+// The message names the file, because its owner can act only on that.
 TEST_F(ListsToolTest, MemoryThatRunsOutIsReportedWithTheFile) {
   const auto message = [] {
     return errors_of([] { EXPECT_EQ(report_failure(std::bad_alloc()), kExitUnusable); });

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Names at which the runtime makes files, taken by somebody who may write in the directory: the
-// file of another user behind a link must stay as it is, and nothing may wait for a pipe.
+// Names at which the runtime makes files, planted by a user who may write in the directory: the
+// file of another user that a link leads to must stay as it is, and no run may wait for a pipe.
 
 #include "tests/tools/data_support.h"
 
@@ -10,7 +10,7 @@ namespace {
 struct Work {
   const char* command;
   const char* prepare;
-  std::vector<const char*> names;  // those it makes, in the end or for a while
+  std::vector<const char*> names;  // files that it makes, in the end or for a while
 };
 
 const std::vector<Work> kWorks = {
@@ -71,7 +71,7 @@ struct PlantedNamesTest : DataToolTest {
     run_shell("sed 's/VERSION 2/VERSION 1/' definitions/FILEBOX.DES > definitions/FILEBOX_1.DES");
   }
 
-  // What was planted is put at the name after the preparation, and the work done.
+  // Plants a link, pipe or directory at the name after the preparation, then does the work.
   static Finished run(const Work& work, const char* plant, const char* name) {
     const std::string path(name);
     const std::size_t slash = path.rfind('/');
@@ -89,12 +89,12 @@ TEST_F(PlantedNamesTest, LeadNowhereAndNobodyWaits) {
   for (const Work& work : kWorks) {
     for (const char* name : work.names) {
       for (const char* plant : kPlants) {
-        // A pipe that the user names is waited for, and Ctrl-C ends that.
+        // The tool waits for a pipe that the user names; Ctrl-C ends the wait.
         if (name == "out.csv"s && plant == kPipe) continue;
         const std::string what = std::string(work.command) + ": " + plant + " " + name;
         const Finished done = run(work, plant, name);
         EXPECT_LE(done.status, 2) << what << "\n" << done.err;
-        // A second name that was put aside or refused is not the runtime's to remove.
+        // The runtime must not remove a second name that was put aside or refused.
         run_shell("find data print db out out.csv -samefile victim -delete");
         EXPECT_EQ(run_shell("echo $(stat -c '%a %h' victim) $(cat victim)").out, kVictim) << what;
         EXPECT_FALSE(std::filesystem::exists("nowhere")) << what;

@@ -36,14 +36,14 @@ TEST_F(PoFileTest, FilesThatCannotBeTextsAreRefusedAtTheirLine) {
       {with_charset("UTF-8", entry_a("\"\xE4\"")), "4: invalid multibyte sequence"},
       {with_charset("UTF-8", entry_a("\"\\344\"")), "4: a character is not UTF-8, the charset of the file"},
       {entry_a("\"\xE4\""), "2: a character is not ASCII, the charset of the file"},
-      // The library would end such texts at the zero byte and say nothing.
+      // The library would end such texts at the zero byte without a message.
       {entry_a("\"a\\000b\""), zero}, {entry_a("\"\\\\\\0\""), zero}, {entry_a("\"\\400\""), zero},
       {entry_a("\"\\x123456789abcdef12300\""), zero}, {entry_a({"\"a\0b\"", 5}), zero},
       {"\xEF\xBB\xBF" + a, "1: begins with a byte order mark"},
       {"# all of it a comment\r" + a, "1: a carriage return inside a line; lines end with a line feed"},
       {with_charset("BIG5", entry_a("\"\xA5\x5C\xFF\"")), "4: a character is not BIG5, the charset of the file"},
       {with_charset("BIG5", entry_a("\"\\377\"")), "4: a character is not BIG5, the charset of the file"},
-      {with_charset("BI\"\n\"G5", ""), "2: the charset \"BIG5\" does not stand on one line with its label"},
+      {with_charset("BI\"\n\"G5", ""), "2: the charset \"BIG5\" is not on one line with its label"},
   };
   // clang-format on
   for (const auto& [content, first_problem] : rows) {
@@ -87,7 +87,7 @@ msgstr ""
   EXPECT_EQ(read, "GREET:5: Grüß Gott\\n\1A\nF:10: f %d (fuzzy)\nE1:14: \nE2:17: \nU:20: (none)\n");
 }
 
-// As editors of other systems write them.
+// Editors of other systems write such files.
 TEST_F(PoFileTest, LinesMayEndWithCarriageReturns) {
   std::string lines = with_charset(
       "UTF-8", "#. empty\nmsgid \"E\"\nmsgstr \"\"\n#, fuzzy\n" + entry_a("\"a\"\n\"b\""));

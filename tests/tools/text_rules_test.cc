@@ -56,13 +56,13 @@ TEST(TextRulesTest, FormatsSizesAndSystemTexts) {
       {"ID", "%*.", "the text ends in the directive \"%*.\""},
       {"ID", "\\ä", "\\ä is not an escape"}, {"ID", "a\\", "the text ends in a backslash"},
       {"ID", "\\1", "\\1 is not an escape"}, {"ID", "\\xg", "an escape \\x without hexadecimal digits"},
-      {"ID", "\\x41%d \\x41\\q", ""},  // the numeric escape takes the character behind it
+      {"ID", "\\x41%d \\x41\\q", ""},  // the numeric escape takes the next character
       {x250, "ä" + x250.substr(1), ""},  // 250 bytes in ISO 8859-1
       {"ID", x250 + "x", "the text has 251 bytes, more than 250"},
       {x250 + "x", "t", "the id has 251 bytes, more than 250"},
       {"ID", "5 €", "the code set 8859 lacks \"€\" (U+20AC)"},
       {"SYSDEF.systxt_back", "zurück", ""}, {"SYSDEF.systxt_record", "Datensatz ", ""},
-      {"SYSDEF.syschr_yes", "j", ""}, {"SYSDEF.systxt_datefmt", "%d.%m.%y", ""},  // is no format
+      {"SYSDEF.syschr_yes", "j", ""}, {"SYSDEF.systxt_datefmt", "%d.%m.%y", ""},  // no format
       {"SYSDEF.systxt_back", "zurück ", blanks("zurück ", "back")},
       {"SYSDEF.systxt_unheard", "x", "no entry of the system catalogue"},
       {"SYSDEF.syschr_yes", "ja", "only the first character of \"ja\" is used"},
@@ -103,7 +103,7 @@ TEST(TextRulesTest, TranslationsTakeTheSameArguments) {
       {"%s %.3s", "%s %.*s", "directive 2 is \"%.*s\", the reference has \"%.3s\""},
       {"%s %s", "%s", "1 directive, the reference has 2"},
       {"Hello", "Hallo %s %s", "2 directives, the reference has 0"},
-      {"%q", "%s", ""},  // what the invalid one is for cannot be known
+      {"%q", "%s", ""},  // the purpose of an invalid directive is unknown
   };
   for (const auto& [reference, translation, finding] : rows) {
     EXPECT_EQ(findings_beside({{"ID", reference}}, {{"ID", translation}}),
@@ -112,7 +112,7 @@ TEST(TextRulesTest, TranslationsTakeTheSameArguments) {
   EXPECT_EQ(findings_beside({{"SYSDEF.systxt_datefmt", "%m"}}, {{"SYSDEF.systxt_datefmt", "%d"}}), "");
 }
 
-// Of text_id.h: the order. Only numbers as the command writes them continue a chain.
+// The order of text_id.h. Only numbers in the command's form continue a chain.
 TEST(TextIdTest, ListsChainsByNumberAndSystemTextsByTheCatalogue) {
   const std::vector<std::string> listed = {
       "A", "A+", "A+1", "A+2", "A+10", "A+-1", "A+0", "A+01", "A+02", "A+1 ", "A+1x", "A+9999999999", "A+B+",
@@ -141,7 +141,7 @@ TEST(TextRulesTest, MissingAndSurplusTexts) {
             "de.po:1: \"SYSDEF.systxt_ok\" is missing (en.po:1)\n");
 }
 
-// msgmerge takes the text of a reference for a translation of its new ids.
+// msgmerge copies the text of a reference as the translation of a new id.
 TEST(TextRulesTest, TextsOfTheReferenceAreNoTranslations) {
   const auto finding = [](const std::string& text, const PoEntry& translation,
                           const std::string& language = "de_AT") {

@@ -92,7 +92,7 @@ TEST_F(TextsTest, AWordThatIsNotKnownIsNamedWithTheOneThatIsMeant) {
       {"", ": a command is missing; its commands are texts, data, lists"},
       {"texts build --oputput=x a.po",
        " texts build: unknown option \"--oputput\"; did you mean \"--output\"?"},
-      {"texts dump -x a", " texts dump: unknown option \"-x\"; --help shows the ones there are"},
+      {"texts dump -x a", " texts dump: unknown option \"-x\"; --help lists the options"},
       {"texts dump a b c", " texts dump: \"b\" is a word too many"},
   };
   for (const auto& [words, message] : rows) {
@@ -119,7 +119,7 @@ TEST_F(TextsTest, ADatabaseWithTextsIsNotReplacedByOneWithout) {
   expect({{"build none.po -o textdb", "", left_out + refused, 2}});
 }
 
-// What msgmerge makes of it has no text of the reference.
+// A translation that msgmerge makes of the template has no text of the reference.
 TEST_F(TextsTest, ATemplateHasTheTextsAsComments) {
   write_file("en.po", kHeader + "# One argument: ä.\n#\n# same\n" + entry("A", "Hello %s\\n") +
                           "#. empty\n" + entry("E", "") + entry("SYSDEF.systxt_ok", " OK "));
@@ -138,7 +138,7 @@ TEST_F(TextsTest, ATemplateHasTheTextsAsComments) {
         "t.pot:19: \"SYSDEF.systxt_ok\" is not translated (en.po:13)\n",
         "marigold: 2 findings\n", 1}});
   EXPECT_EQ(read_file("t.pot"), texts);
-  // Of the runtime's 136 texts the file has one already.
+  // The file has one of the runtime's 136 texts already.
   EXPECT_EQ(run_shell("./marigold texts template --system en.po | grep -c '^msgid \"SYSDEF'").out,
             "136\n");
 }
@@ -170,7 +170,7 @@ TEST_F(TextsTest, AReaderKeepsWhatItHasOpenedAndAStopChangesNothing) {
   TextStore reader;
   ASSERT_TRUE(reader.open("db/textdb"));
   std::filesystem::permissions("db/textdb.pag", std::filesystem::perms::owner_read);
-  // Asked to stop before it starts: by a signal that waits for it, or by one that it is to ignore.
+  // Gets a signal to stop before its start: one that it blocks until then, or one that it ignores.
   const std::string stop =
       "perl -MPOSIX -e '$SIG{TERM} = shift; sigprocmask(SIG_BLOCK, POSIX::SigSet->new(SIGTERM)); "
       "kill TERM => $$; exec @ARGV' ";
@@ -237,14 +237,15 @@ TEST_F(TextsTest, RecordsThatPoCannotHoldAreNamed) {
   const Finished run = run_shell(
       "rm textdb.dir; (./marigold texts dump textdb --code-set 1252 || echo status $?) 2>messages; "
       "sort messages >&2; ls textdb.*");  // reading makes no new .dir
-  EXPECT_EQ(run.err,
-            "textdb: \"\": left out: the empty id is that of the header in a PO file\n"
-            "textdb: \"<228><255>\": left out: a PO file cannot hold the byte 4\n"
-            "textdb: \"BYTE\": left out: its bytes are not text in the code set 1252\n"
-            "textdb: \"IN\\000SIDE\": left out: a PO file cannot hold the byte 0\n"
-            "textdb: \"NOZERO\": left out: the key has no zero byte behind it, no reader finds it\n"
-            "textdb: \"OPEN\": the text has no zero byte behind it; written as if it had\n"
-            "textdb: \"ZERO\": left out: a PO file cannot hold the byte 0\n");
+  EXPECT_EQ(
+      run.err,
+      "textdb: \"\": left out: the empty id is that of the header in a PO file\n"
+      "textdb: \"<228><255>\": left out: a PO file cannot hold the byte 4\n"
+      "textdb: \"BYTE\": left out: its bytes are not text in the code set 1252\n"
+      "textdb: \"IN\\000SIDE\": left out: a PO file cannot hold the byte 0\n"
+      "textdb: \"NOZERO\": left out: the key has no zero byte after it, so no reader finds it\n"
+      "textdb: \"OPEN\": the text has no zero byte after it; written as if it had one\n"
+      "textdb: \"ZERO\": left out: a PO file cannot hold the byte 0\n");
   EXPECT_EQ(run.out,
             "msgid \"\"\nmsgstr \"\"\n\"MIME-Version: 1.0\\n\"\n"
             "\"Content-Type: text/plain; charset=UTF-8\\n\"\n"

@@ -33,7 +33,7 @@ int recur(int depth) {
 }
 
 // The program in the terminal shows the bytes of its keys. "q" ends it, "a" aborts it, "f" recurs
-// for ever, "l" hands the terminal back until the next key, "p" paints the screen again.
+// without end, "l" gives the terminal back until the next key, "p" repaints the screen.
 void run_program() {
   const Console& console = system_console();
   std::string keys = "keys:";
@@ -53,10 +53,10 @@ void run_program() {
   }
 }
 
-// Ends an application in ways that say why.
+// Ends an application in ways that leave a message.
 void end_badly(char how) noexcept {
   int window = 0;
-  if (how == 't') static_cast<void>(std::string().at(1));  // nobody catches this
+  if (how == 't') static_cast<void>(std::string().at(1));  // nothing catches this
   if (how == 'f') raise_fatal(38);
   if (how == 'd') data_fatal("CUST\x1bOMER", 105);
   if (how == 'i') isam::fatal_inconsistency("CUSTOMER", "tree", 7);
@@ -66,7 +66,7 @@ void end_badly(char how) noexcept {
 }
 
 // An application that shows a row in reverse and, from the first SIGUSR1 on, its keys. "x" ends it
-// without giving the terminal back, "e" with it, others badly.
+// without giving the terminal back, "e" after giving it back, other keys end it badly.
 void run_application() {
   sigset_t start;
   sigemptyset(&start);
@@ -114,9 +114,9 @@ struct Application : OwnDirectory, TerminalSession {
   bool shows(const std::string& text) {
     return wait_until([&] { return emulator.row_text(1) == text; });
   }
-  // A row, from 1, that begins like this; 0: none.
+  // Returns the number, from 1, of the row that begins with this text; 0 without one.
   int row_of(const std::string& text) {
-    restored();  // reads what is there
+    restored();  // reads the pending output
     int row = kScreenRows;
     while (row > 0 && !emulator.row_text(row).starts_with(text))
       --row;
@@ -152,7 +152,7 @@ TEST(ConsolePosixTest, ShowsTheScreenReadsKeysAndLeaves) {
 }
 
 TEST(ConsolePosixTest, WhateverEndsTheProgramTheTerminalIsRestored) {
-  // Without a key the signal is sent. Ctrl-\ ends it, Ctrl-C is a key.
+  // Without a key the test sends the signal. Ctrl-\ ends the program, Ctrl-C is a key.
   const std::pair<std::string, int> rows[] = {{"\x03\x1c", SIGQUIT}, {"a", SIGABRT}, {"f", SIGSEGV},
                                               {"", SIGHUP},          {"", SIGINT},   {"", SIGQUIT},
                                               {"", SIGTERM},         {"", SIGABRT},  {"", SIGSEGV},
@@ -179,7 +179,7 @@ TEST(ConsolePosixTest, ControlCIsAKeyAndTheScreenIsPaintedAgainOnDemand) {
   EXPECT_TRUE(session.shows("keys: 3 112"));
 }
 
-// Bytes come as they are (155, a cent sign, is no control sequence), a byte that is no character is
+// Bytes arrive unchanged (155, a cent sign, is no control sequence), a byte that is no character is
 // Escape; nothing is echoed or edited before the first read.
 TEST(ConsolePosixTest, AVt100sKeyboardIsTakenAtTheStart) {
   Application session;
@@ -229,7 +229,7 @@ TEST(ConsolePosixTest, AVt100IsPaintedAgainAfterAStopAndOnControlR) {
   EXPECT_EQ(session.emulator.row_text(5), "");
 }
 
-// On the screen that the shell has, in this order and with nothing that a terminal obeys.
+// The messages appear on the shell's screen, in this order and without control sequences.
 TEST(ConsolePosixTest, WhateverEndsAnApplicationBadlyCanBeReadAfterwards) {
   const std::tuple<const char*, int, std::vector<std::string>> rows[] = {
       {"f", SIGABRT, {"error", "        38", "st: string too long", "please document"}},

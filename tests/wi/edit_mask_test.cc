@@ -70,7 +70,7 @@ TEST(EditMaskTest, TextsAreReadByTheirMask) {
   }
 }
 
-// Long masks take another way to the same digits.
+// Long masks use another algorithm, which must give the same digits.
 TEST(EditMaskTest, MasksOfAnyLengthShowTheSame) {
   const std::string words(40, 'x');
   for (const std::string mask : {"-##.##0,00", "#0.###,#", "-#.###.###", "00.00", ".##,0#.#"}) {
@@ -83,7 +83,7 @@ TEST(EditMaskTest, MasksOfAnyLengthShowTheSame) {
   }
 }
 
-// What is shown is read back as the number rounded to the mask's places.
+// A shown number reads back as the number rounded to the mask's places.
 TEST(EditMaskTest, ShownAndReadAgain) {
   for (int i = -20000; i <= 20000; i += 7) {
     double read = 0;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Messages, selections and input fields, typed into and looked at as they wait for each key.
+// Messages, selections and input fields: tests type keys and look at the screen at each wait for a
+// key.
 
 #include <array>
 #include <limits>
@@ -36,7 +37,7 @@ const std::string kEscape = "\x1B";
 const std::string kHelp = "\x01";
 const std::string kBack = "\b";
 
-// What stood on the screen, row by row, whenever a key was waited for.
+// The screens, row by row, at each wait for a key.
 std::vector<std::string> screens;
 
 std::string screen() {
@@ -78,7 +79,7 @@ struct FieldsTest : testing::Test {
     open_subsystems().window_system = false;
   }
 
-  // All keys were taken, and the screen is as it was before.
+  // Expects that all keys were taken and the screen is as before.
   void expect_left_as_found() const {
     EXPECT_TRUE(recording().keys.empty());
     EXPECT_FALSE(recording().keyboard_lost);
@@ -237,7 +238,7 @@ TEST_F(FieldsTest, TextsAreEdited) {
       {kEnd + "!!!!"s + kEnter + kEnter, kKeyEnter, "roses!!!"},  // the fourth one: a message
       {kDelete + kDelete + kEnter + kEnter + "ch"s + kEnter, kKeyEnter, "chses", 4},
       {kHelp + kEnter + std::string("\0;", 2), kKeyF1, "roses"},
-      {"\x12\x19\x04"s + "a" + kEnter, kKeyEnter, "aroses"},  // keys that mean nothing here
+      {"\x12\x19\x04"s + "a" + kEnter, kKeyEnter, "aroses"},  // keys without a meaning here
       {"\a\x03"s, kKeyEscape, "roses"},                       // Ctrl-G and Ctrl-C
       {"\a\x15"s + kEnter, kKeyEnter, "\xB6roses"},           // Ctrl-G and a section sign
       {"\x81"s + kEnter, kKeyEnter, "\xFCroses"},             // u with dots, of code page 437
@@ -295,7 +296,7 @@ TEST_F(FieldsTest, NumbersAreEditedByTheirMask) {
       {erase + "12,25"s + kEnter, kKeyEnter, 12.25},
       {erase + kEnter, kKeyEnter, 0},
       {erase + "-3"s + kEnter, kKeyEnter, -3},
-      {erase + "101"s + kEnter + kEnter + kBack + kEnter, kKeyEnter, 10},  // beyond the bounds
+      {erase + "101"s + kEnter + kEnter + kBack + kEnter, kKeyEnter, 10},  // out of bounds
       {erase + "1x"s + kEnter + kEnter + kEscape, kKeyEscape, 1.5},
       {erase + "7"s + kControlHome, kKeyStart, 1.5},
   };

@@ -13,7 +13,7 @@ struct Row {
   std::string keys;
 };
 
-// A byte at a time, as slow lines deliver them, and a pause at the end.
+// Sends a byte at a time, as slow lines do, and a pause at the end.
 void expect_keys(const std::vector<Row>& rows, KeyCharacters characters = KeyCharacters::kUtf8) {
   for (const Row& row : rows) {
     KeyDecoder decoder(characters);
@@ -27,7 +27,7 @@ void expect_keys(const std::vector<Row>& rows, KeyCharacters characters = KeyCha
   }
 }
 
-// Of a key's forms, parted by blanks and each behind an Escape, with "x" typed after it.
+// Tests the forms of a key, separated by blanks and each after an Escape, with "x" typed after it.
 void expect_forms(const std::string& forms, const std::string& key) {
   for (std::size_t start = 0; start < forms.size();) {
     const std::size_t end = std::min(forms.find(' ', start), forms.size());
@@ -51,7 +51,7 @@ TEST(KeySequencesTest, KeysInEveryForm) {
       {"OS [14~ [[D", "\0>"s}, {"[15~ [[E", "\0?"s}, {"[17~", "\0@"s}, {"[18~", "\0A"s}, {"[19~", "\0B"s},
       {"[20~", "\0C"s}, {"[21~", "\0D"s}, {"[23~", "\xe0\x85"}, {"[24~", "\xe0\x86"},
       {"[1;2P O2P", "\0T"s}, {"[15;5~", "\0b"s}, {"[Z", "\0\x0f"s}, {"OM", "\r"}, {"Op", "0"},
-      // Unknown ones are swallowed whole.
+      // Unknown ones are dropped whole.
       {"[99~ [?1;2c [200~ [1;2;3;4;5;6;7X [<0;10;10M [M123 [?25;1$y [1;5u [99999999999999~ OZ", ""},
       {"]0;title\a P1$r0m\x1b\\ _G\x1b\\", ""}};
   // clang-format on
@@ -68,7 +68,7 @@ TEST(KeySequencesTest, CharactersAndControlCharacters) {
                {"\x1b"
                 "ax\x1bä",
                 "ax\x84"},                // with Alt
-               {"α☺¶€\U0001F600x", "x"},  // no byte, or one that means something else
+               {"α☺¶€\U0001F600x", "x"},  // no byte, or one with another meaning
                {"\xc0\xaf\xe0\x80\xaf\xff\x80!", "!"},
                {"\xc3x\xc3\xc3\xa4", "x\x84"}});
   expect_keys({{"\xe4\xdf", "\x84\xe1"},
@@ -80,7 +80,7 @@ TEST(KeySequencesTest, CharactersAndControlCharacters) {
                 "\0;"s},
                {"\xa7", "\x15"}},
               KeyCharacters::kLatin);
-  // No code page between: what looks like a control of 8 bits is a letter, and 224 no prefix.
+  // Without a code page: a byte that looks like an 8-bit control is a letter, and 224 is no prefix.
   expect_keys({{"\xe4\xdf\x8fP\x9b\x41\xff", "\xe4\xdf\x8fP\x9b\x41\xff"},
                {"\xe0x\x1b[A", "\xe0\xe0x\xe0H"},
                {"\x1b\xe4", "\xe4"}},
@@ -114,7 +114,7 @@ TEST(KeySequencesTest, TimeTellsAnEscapeFromASequence) {
                {"\xe2\x82", ""},
                {"\x1b[1\x1b[A", "\xe0H"},
                {"\x1b[1\rx", "\rx"}});
-  KeyDecoder slow(KeyCharacters::kUtf8);  // what is left of a character may take its time
+  KeyDecoder slow(KeyCharacters::kUtf8);  // the rest of a character may be late
   for (const char byte : "ä─"s) {
     slow.feed(static_cast<std::uint8_t>(byte));
     slow.end_sequence();

@@ -14,7 +14,7 @@ struct KeysTest : testing::Test {
     recording_reset();
     terminal_reset(&recording_console());
   }
-  // Code and character of the one key that the bytes are.
+  // Returns code and character of the single key in these bytes.
   static std::pair<int, int> key_of(const std::string& bytes) {
     recording().type(bytes);
     const int code = key_read(character);
@@ -91,7 +91,7 @@ TEST_F(KeysTest, WaitingRunsTheHooksThatTheSettingsAllow) {
     key_hooks() = {.restore_cursor = [] { hooks_run = 'r'; },
                    .debug_fields = [] { hooks_run += 'f'; },
                    .debug_list = [] { hooks_run += 'l'; },
-                   .statistics = [] { hooks_run += wait() == 22 ? 's' : '?'; }};  // not once more
+                   .statistics = [] { hooks_run += wait() == 22 ? 's' : '?'; }};  // not again
     recording().keys = {0x1B, 0x12, 0x1B, 0x04, 0x0C, 0x19, 0x19};
     for (const int code : {29, 28, 22})
       EXPECT_EQ(wait(), code);
@@ -99,12 +99,12 @@ TEST_F(KeysTest, WaitingRunsTheHooksThatTheSettingsAllow) {
   }
   terminal_reset(&recording_console());
   recording().keys = {0x12, 'q'};
-  EXPECT_EQ(wait(), kKeyCharacter);  // none in place: nothing happens
+  EXPECT_EQ(wait(), kKeyCharacter);  // no hook is set: nothing happens
 }
 
 TEST_F(KeysTest, PollingNeverWaitsAndALostKeyboardEndsWhoKeepsAskingForKeys) {
   EXPECT_EQ(key_poll(character), kKeyEscape);
-  EXPECT_FALSE(recording().keyboard_lost);  // it has not been read
+  EXPECT_FALSE(recording().keyboard_lost);  // poll has not read it
   recording().type("ab");
   EXPECT_EQ(key_poll(character), kKeyCharacter);
   EXPECT_EQ(character, 'a');
@@ -113,7 +113,7 @@ TEST_F(KeysTest, PollingNeverWaitsAndALostKeyboardEndsWhoKeepsAskingForKeys) {
   for (int escape = 0; escape < 100; ++escape)
     EXPECT_EQ(key_read(character), kKeyEscape);
   EXPECT_FALSE(key_is_waiting());
-  EXPECT_EQ(key_poll(character), kKeyEscape);  // may go on for ever
+  EXPECT_EQ(key_poll(character), kKeyEscape);  // may go on without end
   EXPECT_EXIT(wait(), testing::ExitedWithCode(1), "^the keyboard input has ended\n$");
   EXPECT_EQ(key_of("a").first, kKeyCharacter);
   EXPECT_EQ(key_read(character), kKeyEscape);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A full application from its start to its end, and the display for those who configure one.
+// A full application from its start to its end, and the display for administrators.
 
 #include "marigold/application.h"
 
@@ -17,7 +17,7 @@
 namespace marigold::test {
 namespace {
 
-// The sample program on a terminal of its own, typed into.
+// Runs the sample program on a terminal of its own and types keys.
 Finished run_on_terminal(const std::string& settings, const std::string& keys) {
   return run_shell("printf '" + keys + "' | " + settings + " script -qec " WINDOWS_PATH " screen");
 }
@@ -51,7 +51,7 @@ TEST(RuntimeTest, KeyStatisticsCountOverTheKeyDatabase) {
   definition_start();
   setenv("DEFINITION_DIRECTORY", ".", 1);
   errors_of([] { runtime_start("test"); });
-  key_statistics();  // no such database: nothing is shown, and no key is waited for
+  key_statistics();  // without the database nothing is shown, and no key is read
   EXPECT_FALSE(recording().keyboard_lost);
 
   write_file("FILEKEYS.DES", kKeyDatabase);

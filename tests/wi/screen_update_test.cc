@@ -14,7 +14,7 @@ ConsoleCell& at(ConsoleBuffer& cells, int row, int column) {
   return cells[static_cast<std::size_t>((row - 1) * kScreenColumns + column - 1)];
 }
 
-// A terminal that gets all updates and shall show what was wanted.
+// A terminal that gets all updates and must show the wanted screen.
 struct Display {
   explicit Display(int columns = kScreenColumns, int rows = kScreenRows, bool utf8 = true)
       : emulator(columns, rows, utf8) {
@@ -40,7 +40,7 @@ int below(std::mt19937& random, int end) {
   return static_cast<int>(random() % static_cast<unsigned>(end));
 }
 
-// Blanks, any bytes, letters, or every other cell of them, in one colour.
+// Changes blanks, any bytes, letters, or every other cell of them, in one colour.
 void change_something(Display& display, std::mt19937& random) {
   constexpr std::uint16_t kColours[] = {7, 15, 112, 240};
   const int top = 1 + below(random, kScreenRows);
@@ -95,8 +95,8 @@ TEST(ScreenUpdateTest, TheGraphicSetIsEnteredForFramesOnly) {
   EXPECT_EQ(display.emulator.difference(display.wanted), "");
 }
 
-// Sizes that a serial line feels: rows changed, columns, character, most bytes. The cursor rests in
-// the last row.
+// Sizes that matter on a serial line: changed rows, columns, character, most bytes. The cursor
+// rests in the last row.
 TEST(ScreenUpdateTest, ChangesStaySmall) {
   const std::tuple<int, int, char, std::size_t> rows[] = {
       {24, 80, '#', 2090}, {1, 80, '#', 94}, {1, 10, '#', 24}, {1, 1, '#', 16},
@@ -115,7 +115,7 @@ TEST(ScreenUpdateTest, ChangesStaySmall) {
 }
 
 TEST(ScreenUpdateTest, NeighbouringChangesAreJoined) {
-  // Of two changes in row 1, the first in column 1: the second's column, what is between, the
+  // Two changes in row 1, the first in column 1: the second's column, the character in between, the
   // bytes.
   const std::tuple<int, std::uint8_t, const char*> rows[] = {
       {6, 'x', "#xxxx#\r"}, {8, 'x', "#\x1b[6C#\r"}, {4, 196, "#\x1b[2C#\r"}};

@@ -21,7 +21,7 @@ struct TerminalTest : testing::Test {
   }
   ~TerminalTest() override { open_subsystems().window_system = false; }
 
-  // A record with these characters from column 1, and these attributes.
+  // Returns a record with these characters from column 1, and these attributes.
   static ScreenRow row_of(const std::string& characters, const std::vector<int>& attributes = {}) {
     ScreenRow row;
     row_fill(row, ' ', 0);
@@ -33,9 +33,9 @@ struct TerminalTest : testing::Test {
     setenv("COMFAXUSEVT100", "", 1);
     terminal_reset(&recording_console());
     EXPECT_TRUE(terminal_is_vt100());
-    unsetenv("COMFAXUSEVT100");  // has been decided
+    unsetenv("COMFAXUSEVT100");  // the mode is chosen by now
   }
-  // The bytes that reach standard output.
+  // Returns the bytes that reach standard output.
   template <typename Call>
   static std::string bytes_of(Call call) {
     testing::internal::CaptureStdout();
@@ -89,7 +89,7 @@ TEST_F(TerminalTest, CellsReachTheConsoleAtTheNextRefresh) {
   EXPECT_EQ(recording().text(2), std::string(80, ' '));
   terminal_refresh();
   EXPECT_EQ(recording().text(2), " bc\0\xC4\0"s + std::string(74, ' '));
-  terminal_write_row(row_of(""), 2, 3, 1000);  // no further than the row
+  terminal_write_row(row_of(""), 2, 3, 1000);  // not beyond the row
   terminal_write_row(row, 0, 1, 80);
   terminal_write_row(row, 25, 1, 80);
   terminal_write_row(row, 3, 0, 80);
@@ -108,7 +108,7 @@ TEST_F(TerminalTest, CellsReachTheConsoleAtTheNextRefresh) {
 
 TEST_F(TerminalTest, Vt100RowsWaitForTheRefreshAndShowOnlyReverseVideo) {
   use_vt100();
-  // More than is kept for one refresh: all of it comes, in order.
+  // More than is kept for one refresh: all of it arrives, in order.
   std::string expected;
   std::string bytes;
   for (int count = 0; count < 1000; ++count) {
@@ -120,7 +120,7 @@ TEST_F(TerminalTest, Vt100RowsWaitForTheRefreshAndShowOnlyReverseVideo) {
       {"abcd", {0, 64, 96, 32}, "a\x1B[7mbc\x1B[md"},
       {"abcde", {32, 2, 34, 16, 0}, "abcde"},
       {"abc", {80, 66, 82}, "\x1B[7mabc"},
-      {"ab", {66, 16}, "a\x1B[mb"},  // the attribute outlives the segment
+      {"ab", {66, 16}, "a\x1B[mb"},  // the attribute stays for the next segment
       {"\x02\x04\x00\x0A\x0B"s, {1, 1, 1, 1, 1}, "\xDA\xC4\xBF\xB4."},
       {"\xE4\x80\x1B\x05"s, {0, 0, 0, 65}, "\x84..\x1B[7m\xB3"}};
   for (const auto& [characters, attributes, shown] : rows) {
@@ -132,7 +132,8 @@ TEST_F(TerminalTest, Vt100RowsWaitForTheRefreshAndShowOnlyReverseVideo) {
 }
 
 TEST_F(TerminalTest, NoCellReachesAVt100AsAControlCharacter) {
-  // The locale, what a cent sign is as the second byte behind a frame's byte 194, and behind "a".
+  // The locale; the bytes of a cent sign as the second byte after a frame's byte 194, and after
+  // "a".
   const std::tuple<const char*, std::string, std::string> rows[] = {
       {"", "\xC2\x9B", "a\x9B"},
       {"de_DE.ISO-8859-1", "\xC2.", "a."},
@@ -169,7 +170,7 @@ TEST_F(TerminalTest, AVt100sKeyboardIsHeldFromTheDecisionOn) {
   EXPECT_EQ(taken, 1);
   terminal_write_row(row_of("a"), 1, 1, 1);
   EXPECT_EQ(bytes_of(terminal_refresh), "\x1B[1;1Ha\x1B[1;1H");
-  again = true;  // a shell has had the terminal meanwhile
+  again = true;  // a shell has used the terminal meanwhile
   EXPECT_EQ(bytes_of(terminal_refresh), "\x1B[m\x1B[H\x1B[J\x1B[1;1Ha\x1B[1;1H");
 }
 

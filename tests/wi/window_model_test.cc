@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Windows at random against a painter's model: the screen is a picture, a window a smaller one. The
-// model knows what stays behind: only the active window is painted, by its dirty rows or, when
-// live, by what has changed; hiding, moving and refreshing paint a rectangle from all windows;
-// anything else leaves the picture alone.
+// Random window operations against a model: the screen is a picture, and each window a smaller one.
+// In the model only the active window is painted, by its dirty rows or, when live, by its changes;
+// hiding, moving and refreshing paint a rectangle from all windows; other operations leave the
+// picture as it is.
 
 #include <cstdio>
 #include <random>
@@ -38,7 +38,7 @@ void paint_row(Picture& picture, const Painting& window, int row) {
 struct WindowModelTest : WindowTest {
   int below(int bound) { return static_cast<int>(random_() % static_cast<unsigned>(bound)); }
   Painting& with(int number) { return *std::ranges::find(all_, number, &Painting::number); }
-  // As often as not the active one, which shows most.
+  // In half of the cases the active window, which shows most.
   Painting& some_window() {
     if (!stack_.empty() && below(2) == 0) return with(stack_.back());
     return all_[below(static_cast<int>(all_.size()))];
@@ -61,7 +61,7 @@ struct WindowModelTest : WindowTest {
       if (window.dirty[row]) paint_row(screen_, window, row);
     window.dirty.assign(window.at.height, false);
   }
-  // Of the rows and columns inside a window, some or all, as the operations count them.
+  // Returns some or all rows and columns inside a window, as the operations count them.
   Rectangle some_region(const Painting& window, bool all) {
     const int rows = window.at.height - 2 * window.inset;
     const int columns = window.at.width - 2 * window.inset;
@@ -100,7 +100,7 @@ struct WindowModelTest : WindowTest {
     std::fill_n(&screen_[window.at.top + row][window.at.left + column], at.width, cell);
     ++refreshes_;
   }
-  // Blanked, or scrolled up or down.
+  // Blanks a region, or scrolls it up or down.
   void change_region(Painting& window) {
     const int step = below(3) - 1;
     const bool all = below(4) == 0;
@@ -108,7 +108,7 @@ struct WindowModelTest : WindowTest {
     const int first = top + window.inset - 1;
     const int end = first + height;
     const int column = left + window.inset - 1;
-    // What is given beyond the window is cut.
+    // Any part beyond the window is cut.
     const int rows = height + (end == window.at.height ? below(30) : 0);
     const int before = first == 0 && column == 0 ? below(30) : 0;
     if (all && step == 0)
@@ -173,7 +173,7 @@ struct WindowModelTest : WindowTest {
     wi_refresh_active();
     paint_active();
   }
-  // Somebody else's output: what is not written by the next operations stays.
+  // Writes like another program: cells stay that the next operations do not write.
   void smear(Painting& window) {
     ScreenRow line;
     row_fill(line, '#', 0);

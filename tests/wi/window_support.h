@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A fresh window manager over a recording console, and what the terminal shows.
+// A fresh window manager over a recording console, and the contents of its terminal.
 #pragma once
 
 #include <string>
@@ -22,7 +22,7 @@ class WindowTest : public testing::Test {
     settings_read();
     recording_reset();
     terminal_reset(&recording_console());
-    errors_of(terminal_start);  // there are no character tables for the language
+    errors_of(terminal_start);  // the language has no character tables
     wi_start();
     said.clear();
     user_interface().message = [](const char* text, const char* help_key) {
@@ -45,12 +45,12 @@ class WindowTest : public testing::Test {
     p_active_w(window);
     return window;
   }
-  // What the terminal layer was given, whether it has been refreshed or not.
+  // Returns the contents of the terminal layer, refreshed or not.
   static std::string screen(int row, int column, int count) {
     terminal_refresh();
     return recording().text(row, column, count);
   }
-  static inline std::string said;  // messages, a line each
+  static inline std::string said;  // messages, one a line
 };
 
 }  // namespace marigold::test

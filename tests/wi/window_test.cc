@@ -23,7 +23,7 @@ Place place_of(int window) {
   return {place.row, place.column, place.height, place.width, place.no_frame};
 }
 
-// Operations that take a window, with numbers to go with it.
+// Operations on a window, with numbers for them.
 void (*const kOperations[])(int, int, int) = {
     [](int w, int, int) { p_destroy_kopfzeile(w); },
     [](int w, int, int) { p_clear_w(w); },
@@ -46,7 +46,7 @@ void (*const kOperations[])(int, int, int) = {
     [](int w, int a, int b) { wi_set_cursor(w, a, b); },
     [](int w, int, int) { p_destroy_w(w); }};
 
-// With the sanitizers the wild numbers also show what is touched beside the tables.
+// With the sanitizers the wild numbers also show accesses beside the tables.
 TEST_F(WindowTest, BadWindowsAreError24AndWildNumbersStayWithinTheirWindow) {
   const int values[] = {INT_MIN, INT_MIN + 1, -80, -1, 0, 1, 25, 81, INT_MAX - 1, INT_MAX};
   const int bad[] = {-1, 0, 31, 3, INT_MAX, INT_MIN};

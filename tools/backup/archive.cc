@@ -33,7 +33,7 @@ class ArchiveWriter {
   int open(FileWriter& file) {
     if (out_ == nullptr || disk_ == nullptr) return ENOMEM;
     archive_read_disk_set_standard_lookup(disk_.get());
-    // What the machine's library cannot do itself it would hand to a program of its own choice.
+    // A library without zstd would call a program of its own choice for the compression.
     if (archive_write_add_filter_zstd(out_.get()) != ARCHIVE_OK) return ENOTSUP;
     if (archive_write_set_format_pax_restricted(out_.get()) != ARCHIVE_OK)
       return error_of(out_.get());
@@ -110,7 +110,7 @@ bool write_archive(const BackupTree& tree, const BackupManifest& manifest, const
     reason = file_error(path, failed);
     return false;
   }
-  // For its owner alone, as everything in a backup's directory is behind that directory.
+  // For its owner only: in a backup's directory the directory protects the files.
   int failed = file.sync();
   if (failed == 0) failed = file.close();
   if (failed != 0) reason = file_error(path, failed);

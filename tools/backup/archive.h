@@ -9,8 +9,8 @@
 
 namespace marigold {
 
-// Writes the finished tree under a temporary name and puts the archive in place when it is whole.
-// False with the reason.
+// Writes the finished tree under a temporary name and installs the archive when it is whole.
+// Returns false and the reason on a failure.
 bool write_archive(const BackupTree& tree, const BackupManifest& manifest, const std::string& path,
                    std::string& reason);
 

@@ -12,14 +12,14 @@
 namespace marigold {
 namespace {
 
-// The names of all files of a set, or of one class, that can have data.
+// Gives the names of all files of a set, or of one class, that can have data.
 bool names_in_set(const std::string& path, int path_class, std::vector<std::string>& names,
                   Problems& problems) {
   DefinitionScan scan;
   if (!scan_set(path, scan, problems)) return false;
   for (const ScannedFile& file : scan.files) {
     const FileDefinition& definition = *file.definition;
-    if (definition.type == FileType::kChained) continue;  // nothing can open one
+    if (definition.type == FileType::kChained) continue;  // no program can open one
     if (path_class < 0 || definition.path_class == path_class)
       names.emplace_back(definition.name.view());
   }
@@ -72,7 +72,7 @@ bool find_backup_groups(const BackupSelection& selection, std::vector<BackupGrou
     group.path_class = path_class;
     group.targets.push_back(std::move(target));
   }
-  std::size_t most = 0;  // that are open at once
+  std::size_t most = 0;  // open at once
   for (auto& [number, group] : by_class) {
     most = std::max(most, group.targets.size());
     groups.push_back(std::move(group));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The data files that a backup is about, class by class.
+// The data files of a backup, class by class.
 #pragma once
 
 #include <string>
@@ -9,22 +9,22 @@
 
 namespace marigold {
 
-// As the command line names them: neither names nor a class mean all files.
+// Options of the command line: without names and without a class, all files.
 struct BackupSelection {
   std::vector<std::string> names;
   int path_class = -1;
   std::string set;  // as in DataFileOptions
 };
 
-// The files of one path class that are backed up together.
+// Files of one path class that are backed up together.
 struct BackupGroup {
   int path_class = 0;
   std::vector<DataTarget> targets;
 };
 
-// Finds the definitions, and orders them by class and name. A class or all files are those that
-// have any data; `absent` gets the names of the others. False with the problems: also when more
-// keyed files of a class are wanted than the engine can open at once.
+// Finds the definitions and orders them by class and name. For a class, or for all files, takes
+// only those with data; `absent` gets the names of the others. Returns false and the problems, also
+// for more keyed files of a class than the engine can open at once.
 bool find_backup_groups(const BackupSelection& selection, std::vector<BackupGroup>& groups,
                         std::vector<std::string>& absent, Problems& problems);
 

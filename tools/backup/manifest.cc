@@ -68,7 +68,7 @@ class Parser {
     return true;
   }
 
-  // No name is taken from outside: a part has one of the few that its owner gives it.
+  // No name comes from outside: a part has one of the few names that its owner determines.
   [[nodiscard]] bool is_expected(const std::string& name) const {
     if (manifest_.classes.empty()) return false;
     if (!in_file_) return name == std::to_string(manifest_.classes.back().number) + "/PATHCONV.ver";
@@ -95,7 +95,7 @@ class Parser {
   std::set<std::string> parts_;
 };
 
-// A file without one of its parts is no backup of it.
+// A backup of a file has all of its parts.
 bool has_its_parts(const BackupFile& file) {
   const auto has = [&file](const std::string& name) {
     return std::ranges::any_of(file.parts, [&](const auto& part) { return part.name == name; });

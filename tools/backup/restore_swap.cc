@@ -29,13 +29,13 @@ std::string directory_of(const std::string& path) {
   return std::filesystem::path(path).parent_path().string();
 }
 
-// Renaming does nothing to two names of one file: so the second name is removed after it. 0, or the
-// first error.
+// A rename between two names of one file does nothing, so the second name is removed afterwards.
+// Returns 0, or the first error.
 int put_back(const RestoreJournal& journal) {
   int first = 0;
   for (const std::string& path : journal.old_files) {
     const std::string second = kept(path);
-    if (!file_exists(second.c_str())) continue;  // its place was not touched
+    if (!file_exists(second.c_str())) continue;  // its place is unchanged
     int failed = step("put back");
     if (failed == 0) failed = file_replace(second.c_str(), path.c_str());
     if (failed == 0) failed = file_remove(second.c_str());
@@ -48,7 +48,7 @@ int put_back(const RestoreJournal& journal) {
   return first;
 }
 
-// 0, or the first error.
+// Returns 0, or the first error.
 int forget(const RestoreJournal& journal) {
   int first = 0;
   for (const std::string& path : journal.old_files) {
@@ -75,13 +75,13 @@ RestoreSwap::~RestoreSwap() {
   }
 }
 
-// With an absolute path, for the journal: another run may have another current directory.
+// Takes absolute paths for the journal, since another run may have another current directory.
 void RestoreSwap::add(const std::string& path, const std::string& staged) {
   replacements_.push_back(
       {std::filesystem::absolute(path).string(), staged, file_exists(path.c_str())});
 }
 
-// A second name that somebody else has given is not taken for an old file.
+// Refuses a second name that another program has made: it is not that of an old file.
 int RestoreSwap::check_names() {
   for (const Replacement& one : replacements_) {
     failed_path_ = kept(one.path);
@@ -141,7 +141,7 @@ int RestoreSwap::bring_in() {
     } else if (one.had_old) {
       failed = file_replace(one.staged.c_str(), one.path.c_str());
     } else {
-      // Nobody holds a file that is not there: one that a program has made meanwhile stays.
+      // A missing file cannot be held, so a file that a program has made meanwhile stays.
       failed = file_link(one.staged.c_str(), one.path.c_str());
       if (failed == 0) static_cast<void>(file_remove(one.staged.c_str()));
     }
@@ -151,8 +151,8 @@ int RestoreSwap::bring_in() {
   return 0;
 }
 
-// From the word in the journal on the restore is done, whatever the disk holds of the word: without
-// it the old files come back, which keep their second names until the disk holds it.
+// The journal's word for "done" decides, durable or not: without it the next run puts the old files
+// back, and these keep their second names until the word is durable.
 int RestoreSwap::commit() {
   failed_path_ = journals_.front();
   int failed = step("commit");
@@ -161,7 +161,8 @@ int RestoreSwap::commit() {
   return failed == 0 ? counting_.sync() : failed;
 }
 
-// The journal that counts goes last: whoever finds it removes the second names that are left.
+// Removes the decisive journal last, so that a run that finds it can remove the remaining second
+// names.
 int RestoreSwap::forget_old() {
   for (const Replacement& one : replacements_) {
     if (!one.linked) continue;
@@ -186,8 +187,8 @@ int RestoreSwap::undo() {
 
 bool RestoreSwap::run(Problems& problems) {
   if (replacements_.empty()) return true;
-  // Indexes last: until one has followed, its pair does not belong together, and nobody can change
-  // what might have to be put back.
+  // Indexes last: until the index is replaced, its pair does not match, and no program can change
+  // files that may have to be put back.
   std::stable_partition(replacements_.begin(), replacements_.end(),
                         [](const Replacement& one) { return !one.path.ends_with(".idx"); });
   int failed = check_names();
@@ -199,7 +200,7 @@ bool RestoreSwap::run(Problems& problems) {
     problems.push_back(file_error(failed_path_, failed));
     if (const int not_undone = undo())
       problems.push_back(file_error(failed_path_, not_undone) +
-                         ": the old files could not all be put back; run the restore again");
+                         ": not all old files could be put back; run the restore again");
     return false;
   }
   if (failed == 0) failed = forget_old();
@@ -226,7 +227,7 @@ bool fail(Problems& problems, const std::string& problem) {
   return false;
 }
 
-// What the run was about in all its directories, and its journals, the one that counts first.
+// Returns all files of the run in all its directories, and its journals, the decisive one first.
 RestoreJournal all_of(const RestoreJournal& counting, std::vector<std::string>& journals) {
   RestoreJournal whole;
   journals.push_back(counting.counting);
@@ -260,12 +261,12 @@ bool recover_restore(const std::string& directory, Problems& problems) {
   if (!file_exists(found.c_str())) return true;
   RestoreJournal journal;
   if (!read_restore_journal(found, journal)) {
-    if (is_alive(found)) return fail(problems, found + ": another restore is at work");
+    if (is_alive(found)) return fail(problems, found + ": another restore is running");
     const int failed = remove_journals({found});
     return failed == 0 || fail(problems, file_error(found, failed));
   }
   if (is_alive(journal.counting))
-    return fail(problems, journal.counting + ": another restore is at work");
+    return fail(problems, journal.counting + ": another restore is running");
   RestoreJournal counting;
   std::vector<std::string> journals;
   int failed = 0;

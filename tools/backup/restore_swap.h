@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Puts the files of a backup in the places of those that are there: all of them, or none.
+// Installs the files of a backup in place of the existing ones: all of them, or none.
 //
-// The old files get a second name, PATH.unrestored, before the first is replaced, and keep it until
-// all are. A journal in each of their directories, RESTORE.journal, says which files a run is
-// about. As long as the one in the first file's directory does not say that the restore is done,
-// whoever finds it puts the old files back. Otherwise the second names are worth nothing.
-// docs/formats/backup.md describes the journals.
+// Before the first file is replaced, each old file gets a second name, PATH.unrestored, and keeps
+// it until all are replaced. A journal in each of their directories, RESTORE.journal, names the
+// files of the run. The journal in the first file's directory decides: until it says that the
+// restore is done, a run that finds it puts the old files back; afterwards the second names are to
+// be removed. docs/formats/backup.md describes the journals.
 #pragma once
 
 #include <string>
@@ -17,7 +17,7 @@
 
 namespace marigold {
 
-// A test may let a step fail: it is called with the step's name before each. Null otherwise.
+// Called with a step's name before each step; null except in tests that make a step fail.
 extern int (*restore_step_hook)(const char* step);
 
 class RestoreSwap {
@@ -25,13 +25,14 @@ class RestoreSwap {
   RestoreSwap() = default;
   RestoreSwap(const RestoreSwap&) = delete;
   RestoreSwap& operator=(const RestoreSwap&) = delete;
-  // Removes the new files that were not put in place.
+  // Removes the new files that were not installed.
   ~RestoreSwap();
 
-  // `staged` is the new file, in the same directory and on the disk; "": there shall be none.
+  // `staged` is the new file, in the same directory and durable; "": the path shall have no file.
   void add(const std::string& path, const std::string& staged);
 
-  // False with the problems. Then everything is as before, unless they say that it could not be.
+  // Returns false and the problems on a failure. Then all files are as before, unless the problems
+  // say otherwise.
   bool run(Problems& problems);
 
  private:
@@ -39,7 +40,7 @@ class RestoreSwap {
     std::string path;
     std::string staged;
     bool had_old = false;
-    bool linked = false;  // under its second name
+    bool linked = false;  // has its second name
   };
 
   int check_names();
@@ -51,15 +52,15 @@ class RestoreSwap {
   int undo();
 
   std::vector<Replacement> replacements_;
-  std::vector<std::string> journals_;  // the one that counts first
-  FileWriter counting_;                // open, so that others know of this run
+  std::vector<std::string> journals_;  // the decisive one first
+  FileWriter counting_;                // open, so that others notice this run
   std::string failed_path_;
   bool done_ = false;
 };
 
-// Puts back what a killed run has left half done in this directory and those that belong to it, or
-// removes what it has left when it was done. False with the problem: a run is at work, or files
-// that would be put back are in use.
+// Puts back the files that a killed run has replaced in this directory and those of the same run,
+// or, if the run was done, removes its leftovers. Returns false and the problem: another run is
+// working, or files that would be put back are in use.
 bool recover_restore(const std::string& directory, Problems& problems);
 
 }  // namespace marigold

@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// One file on its way to a sink.
+// One file that is passed to a sink.
 class CheckedPart {
  public:
   CheckedPart(const BackupPart& part, PartSink& sink) : part_(part), sink_(sink) {}
@@ -39,7 +39,7 @@ class CheckedPart {
       return differs("its checksum is not that of the manifest", reason);
     return sink_.finish(reason);
   }
-  // Whether the file itself was at fault, and not the sink.
+  // Whether the failure lies in the file, not in the sink.
   [[nodiscard]] bool differs() const { return differs_; }
 
  private:
@@ -83,7 +83,7 @@ class BackupDirectory : public BackupSource {
   }
 
  private:
-  // False when it makes no sense to go on.
+  // Returns false if further reading makes no sense.
   bool read_part(const BackupPart& part, PartSink& sink, Problems& problems) {
     const std::string path = path_ + "/" + part.name;
     RecordFile file;
@@ -153,7 +153,7 @@ class BackupArchive : public BackupSource {
       text += bytes;
       return text.size() <= kLongestManifest;
     };
-    if (!read_data(append, problem)) return false;  // no more than its size comes
+    if (!read_data(append, problem)) return false;  // never above its size
     std::string reason;
     return parse_manifest(text, manifest_, reason) || fail(problem, "its manifest " + reason);
   }
@@ -209,7 +209,7 @@ class BackupArchive : public BackupSource {
     return true;
   }
 
-  // Null at the end.
+  // Gives null at the end.
   bool next(archive_entry*& entry, std::string& problem) {
     const int result = archive_read_next_header(archive_.get(), &entry);
     if (result == ARCHIVE_EOF) entry = nullptr;

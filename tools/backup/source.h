@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A backup that is read: a directory, or an archive. It comes from outside: nothing in it is taken
-// that its manifest does not name, and no byte more than the manifest says.
+// Reads a backup from a directory or an archive. A backup comes from outside: the reader takes only
+// files that its manifest names, and no more bytes than the manifest states.
 #pragma once
 
 #include <memory>
@@ -12,14 +12,15 @@
 
 namespace marigold {
 
-// Takes the bytes of a backup's files. False with the reason ends the reading.
+// Takes the bytes of a backup's files. A function that returns false gives the reason and ends the
+// reading.
 class PartSink {
  public:
   virtual ~PartSink() = default;
-  // `path` is the file with its owner and permissions; "" where there is none, in an archive.
+  // `path` is the file whose owner and permissions count; "" without one, in an archive.
   virtual bool begin(const BackupPart& part, const std::string& path, std::string& reason) = 0;
   virtual bool write(std::string_view bytes, std::string& reason) = 0;
-  // All bytes have come, and they are those of the manifest.
+  // Called after the last byte of a file, when all bytes match the manifest.
   virtual bool finish(std::string& reason) = 0;
 };
 
@@ -27,15 +28,15 @@ class BackupSource {
  public:
   virtual ~BackupSource() = default;
   [[nodiscard]] const BackupManifest& manifest() const { return manifest_; }
-  // Hands all files to the sink, each compared with the manifest. False with the problems: every
-  // file that is missing, additional, or of another size or checksum; or what the sink said.
+  // Passes all files to the sink, each compared with the manifest. Returns false and the problems:
+  // every missing or additional file, every wrong size or checksum; or the reason of the sink.
   virtual bool read(PartSink& sink, Problems& problems) = 0;
 
  protected:
   BackupManifest manifest_;
 };
 
-// Null with the problem: there is no backup, or its manifest is damaged.
+// Returns null and the problem if there is no backup or its manifest is damaged.
 std::unique_ptr<BackupSource> open_backup(const std::string& path, std::string& problem);
 
 }  // namespace marigold

@@ -24,12 +24,12 @@ std::string without_slashes(std::string path) {
   return path;
 }
 
-// Made first, locked while the run is alive, and written last.
+// Made first, locked while the run lives, and written last.
 std::string manifest_path(const std::string& directory) {
   return directory + "/" + kManifestName;
 }
 
-// What cannot be removed is in nobody's way.
+// A leftover that cannot be removed may stay: it is in no one's way.
 void remove_abandoned(const std::string& path) {
   for (const std::string& left : new_files_abandoned(path)) {
     RecordFile manifest;
@@ -41,7 +41,8 @@ void remove_abandoned(const std::string& path) {
   }
 }
 
-// Makes a directory with a manifest that is locked. Until it has one another run may remove it.
+// Makes a directory with a locked manifest. Until the manifest exists another run may remove the
+// directory.
 int make_locked(const std::string& path, RecordFile& manifest) {
   constexpr int kMostTimes = 10;
   int failed = ENOENT;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A backup's directory while it is being filled: under a temporary name beside its place, for this
-// user alone, and put in place in one step when it is whole.
+// The directory of a backup in progress: under a temporary name beside its place, for this user
+// only, and installed in one step when it is whole.
 #pragma once
 
 #include <string>
@@ -11,44 +11,44 @@
 
 namespace marigold {
 
-// While it lives, signals that ask the process to end wait. At its end what was not put in place is
-// removed.
+// During its life, signals that ask the process to end wait. The destructor removes the directory
+// unless it was installed.
 class BackupTree {
  public:
-  // `path` is where the backup will stand.
+  // `path` is the final path of the backup.
   explicit BackupTree(const std::string& path);
   ~BackupTree();
   BackupTree(const BackupTree&) = delete;
   BackupTree& operator=(const BackupTree&) = delete;
 
-  // Removes what runs for the same place have left that were killed. False with the reason: the
-  // place is taken by something other than an empty directory.
+  // Removes the leftovers of killed runs for the same path. Returns false and the reason if the
+  // path is taken by anything but an empty directory.
   bool make(std::string& reason);
   bool make_class(int path_class, std::string& reason);
-  // Where the file of this name in the backup is for now.
+  // Returns the present path of the file with this name in the backup.
   [[nodiscard]] std::string path_of(const std::string& name) const {
     return temporary_ + "/" + name;
   }
 
-  // Makes a part of these bytes, with the access of the file at `like`.
+  // Makes a part of these bytes, with owner and permissions of the file at `like`.
   bool add_bytes(const std::string& name, const std::string& bytes, const std::string& like,
                  BackupPart& part, std::string& reason);
-  // Tells of a file that is there: its size and checksum.
+  // Gives the size and checksum of a file of the tree.
   bool describe(const std::string& name, BackupPart& part, std::string& reason) const;
 
-  // Writes the manifest, and brings all names to the disk.
+  // Writes the manifest and makes all names durable.
   bool finish(const BackupManifest& manifest, std::string& reason);
   bool put_in_place(std::string& reason);
 
-  // For work that cannot be given up halfway: ends the process when it was asked to stop, with
-  // everything removed.
+  // For long work: ends the process, and removes everything first, if a signal has asked the
+  // process to stop.
   void end_if_stopped();
 
  private:
   StopSignalsHold hold_;
   std::string path_;
   std::string temporary_;
-  RecordFile manifest_;  // locked: this run is alive
+  RecordFile manifest_;  // locked while this run lives
   bool made_ = false;
 };
 

@@ -16,15 +16,15 @@ class Checksum {
  public:
   Checksum() { sha256_init(&state_); }
   void add(std::string_view bytes);
-  // As 64 hexadecimal digits; the next one begins.
+  // Returns the checksum as 64 hexadecimal digits and begins the next one.
   std::string take();
 
  private:
   sha256_ctx state_{};
 };
 
-// Hands all bytes of an open file to the function, in order, until it returns false (ECANCELED).
-// 0, or the system's error number.
+// Passes all bytes of an open file to the function, in order, until the function returns false
+// (ECANCELED). Returns 0, or the system's error number.
 int read_in_pieces(const RecordFile& file, const std::function<bool(std::string_view)>& take);
 
 }  // namespace marigold

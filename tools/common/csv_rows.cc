@@ -55,7 +55,7 @@ void CsvRows::forget() {
   rows_ = 0;
 }
 
-// Each line by itself, so that it is known where a row begins.
+// Parses line by line, so that the line is known in which a row begins.
 bool CsvRows::parse_line(std::string& reason) {
   const std::size_t taken =
       csv_parse(&parser_, physical_.data(), physical_.size(), take_cell, take_row, this);
@@ -67,7 +67,7 @@ bool CsvRows::parse_line(std::string& reason) {
   } else {
     reason = csv_strerror(csv_error(&parser_));
   }
-  csv_fini(&parser_, nullptr, nullptr, nullptr);  // the next line begins afresh
+  csv_fini(&parser_, nullptr, nullptr, nullptr);  // the next line is parsed from the start
   return false;
 }
 

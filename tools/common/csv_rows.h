@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Rows of comma-separated values (RFC 4180), with the lines in which they stand.
+// Reads rows of comma-separated values (RFC 4180), with their line numbers.
 #pragma once
 
 #include <csv.h>
@@ -12,37 +12,37 @@
 
 namespace marigold {
 
-// Cells are separated by commas and may stand in double quotes, doubled within. Blanks count. Line
-// ends are LF or CR LF; empty lines are passed over.
+// Commas separate cells. A cell may be in double quotes, with inner quotes doubled. Blanks count.
+// Line ends are LF or CR LF; empty lines are skipped.
 class CsvRows {
  public:
   enum class Outcome {
     kRow,
-    kFault,     // the line is no row; reading goes on behind it
-    kUnusable,  // nor can any other be read: it is longer than it may be
+    kFault,     // the line is no row; reading goes on after it
+    kUnusable,  // the line is too long, and no more rows can be read
     kEnd,
   };
 
-  // The stream outlives it. A row has at most so many bytes.
+  // The stream outlives this object. A row has at most `longest` bytes.
   CsvRows(std::istream& input, std::size_t longest);
   ~CsvRows() { csv_free(&parser_); }
   CsvRows(const CsvRows&) = delete;
   CsvRows& operator=(const CsvRows&) = delete;
 
-  // The next row; for anything but a row or the end the reason.
+  // Reads the next row. Without a row, and not at the end, gives the reason.
   Outcome next(std::string& reason);
 
-  // The first row, which names the columns: false with the reason when there is none.
+  // Reads the first row, which names the columns. Returns false and the reason without such a row.
   bool next_header(std::string& reason);
 
-  // Whether the row has a value for each of so many columns; else the reason.
+  // Whether the row has a value for each of so many columns; otherwise gives the reason.
   [[nodiscard]] bool has_values(std::size_t columns, std::string& reason) const;
 
-  // Of the row, valid until the next one.
+  // Cells of the row, valid until the next row.
   [[nodiscard]] std::size_t size() const { return ends_.size(); }
   [[nodiscard]] std::string_view cell(std::size_t number) const;
 
-  // In which the row or fault begins, from 1.
+  // Line in which the row or fault begins, from 1.
   [[nodiscard]] int line() const { return std::max(first_line_, 1); }
 
  private:
@@ -57,9 +57,9 @@ class CsvRows {
   csv_parser parser_{};
   std::string physical_;
   std::string bytes_;              // of all cells
-  std::vector<std::size_t> ends_;  // of the cells in it
-  int rows_ = 0;                   // complete ones since the last that was delivered
-  int line_ = 0;                   // read last
+  std::vector<std::size_t> ends_;  // end of each cell in `bytes_`
+  int rows_ = 0;                   // complete since the last returned one
+  int line_ = 0;                   // number of the line read last
   int first_line_ = 0;
 };
 

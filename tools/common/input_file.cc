@@ -31,12 +31,12 @@ LineRead read_line(std::istream& input, std::size_t longest, std::string& line) 
   for (;;) {
     input.getline(piece.data(), piece.size());
     const auto count = static_cast<std::size_t>(input.gcount());
-    const bool whole = input.good();  // its end has been taken, and counted
+    const bool whole = input.good();  // the line's end was read and counted
     line.append(piece.data(), whole ? count - 1 : count);
     if (line.size() > longest) return LineRead::kTooLong;
     if (whole) return LineRead::kLine;
     if (input.eof() || input.bad()) return line.empty() ? LineRead::kEnd : LineRead::kLine;
-    input.clear();  // there is more than a piece
+    input.clear();  // the line is longer than a piece
   }
 }
 

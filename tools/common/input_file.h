@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A file that a command reads a line at a time.
+// Reads a command's input file line by line.
 #pragma once
 
 #include <cstddef>
@@ -9,28 +9,27 @@
 
 namespace marigold {
 
-// False with the problem, also for a directory.
+// Opens a file. Returns false and the problem, also for a directory.
 bool open_input(const std::string& path, std::ifstream& file, std::string& problem);
 
-// The longest line or row, in bytes. A device or a damaged file can be one line without end,
-// and would be taken into memory until there is none left; nothing that people write by hand or
-// that a list prints comes near it.
+// Greatest length of a line or row, in bytes. A device or a damaged file can be one line without
+// end and would fill the memory. No line of a person or of a list comes near this length.
 inline constexpr std::size_t kLongestLine = std::size_t{16} << 20;
 
-// The same of lines that are records of this length: with their field's name, and as escapes, bytes
-// take at most 32 each.
+// Returns the greatest length of a line for a record of this length: with the name of its field and
+// as an escape, a byte takes at most 32 bytes.
 std::size_t longest_line_of(int record_length);
 
 enum class LineRead {
   kLine,
-  kEnd,      // also when reading fails: the stream is bad then
-  kTooLong,  // reading cannot go on
+  kEnd,      // also after a failed read: the stream is bad then
+  kTooLong,  // no more lines can be read
 };
 
-// The next line, without its end; the last one may lack it.
+// Reads the next line, without its line end; the last line may lack one.
 LineRead read_line(std::istream& input, std::size_t longest, std::string& line);
 
-// "the line is longer than 16777216 bytes"
+// Returns "the line is longer than 16777216 bytes".
 std::string too_long(std::size_t longest);
 
 }  // namespace marigold

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// JSON as the tool prints it: an object a line, its members in the order in which they were put in.
+// JSON in the form of this tool: one object a line, with its members in the order of insertion.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -9,7 +9,7 @@ namespace marigold {
 
 using OrderedJson = nlohmann::ordered_json;
 
-// Paths and names may be in any encoding; what is no UTF-8 is replaced.
+// Paths and names may have any encoding; bytes that are not UTF-8 are replaced.
 inline std::string as_json_line(const OrderedJson& object) {
   return object.dump(-1, ' ', false, OrderedJson::error_handler_t::replace) + "\n";
 }

@@ -15,12 +15,12 @@ constexpr std::chrono::milliseconds kPause{200};
 constexpr const char* kClearLine = "\r\033[K";
 
 struct State {
-  std::optional<Progress> rebuild;  // that goes on
+  std::optional<Progress> rebuild;  // the running one
 };
 State state;
 
 void show_rebuild(const std::string& base, std::uint64_t done, std::uint64_t all) {
-  if (!state.rebuild.has_value()) state.rebuild.emplace(base + ": making the indexes again");
+  if (!state.rebuild.has_value()) state.rebuild.emplace(base + ": rebuilding the indexes");
   state.rebuild->at(done, all);
   if (done == all) state.rebuild.reset();
 }

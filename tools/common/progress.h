@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// How far a long piece of work has come, for who watches it.
+// Shows the user the progress of long work.
 #pragma once
 
 #include <chrono>
@@ -8,8 +8,8 @@
 
 namespace marigold {
 
-// A line on standard error that counts up, when that is a terminal and the work takes longer than a
-// second. It is gone at the end of the object's life.
+// A line with a growing count on standard error, if that is a terminal and the work takes longer
+// than a second. The destructor removes the line.
 class Progress {
  public:
   // The line is "WHAT: 123000 records".
@@ -18,18 +18,18 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  // One more is done. Cheap: the clock is looked at now and then.
+  // Counts one more item. Cheap: it reads the clock only now and then.
   void step() {
     constexpr std::int64_t kSeldom = 1024;
     if (++done_ % kSeldom == 0 && terminal_) show(std::to_string(done_) + " records");
   }
 
-  // So much of all is done: the line is "WHAT: 37 %".
+  // Shows the part of the work that is done: the line is "WHAT: 37 %".
   void at(std::uint64_t done, std::uint64_t all) {
     if (terminal_ && all > 0) show(std::to_string(done * 100 / all) + " %");
   }
 
-  // Takes the line away, before something else is written.
+  // Removes the line, before other output.
   void hide();
 
  private:
@@ -44,8 +44,8 @@ class Progress {
   Clock::time_point next_;
 };
 
-// From now on such a line shows how far the engine is while it makes the indexes of a file again
-// because the power has failed.
+// From now on shows such a line while the engine rebuilds the indexes of a file, for example after
+// a power failure.
 void progress_of_rebuilds();
 
 }  // namespace marigold

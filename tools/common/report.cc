@@ -21,7 +21,7 @@ State state;
 void report(std::string_view line) {
   std::string whole = error_text(line, LineEnds::kShown);
   whole += '\n';
-  stream_write(Stream::kError, whole);  // where a failure could be told is just what has failed
+  stream_write(Stream::kError, whole);  // standard error itself has failed
 }
 
 int report_unusable(const Problems& problems) {

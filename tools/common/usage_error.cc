@@ -11,7 +11,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-// How many slips lead from one word to the other.
+// Returns the least number of slips that turn one word into the other.
 std::size_t slips_between(std::string_view from, std::string_view to) {
   std::vector<std::vector<std::size_t>> least(from.size() + 1,
                                               std::vector<std::size_t>(to.size() + 1));
@@ -54,7 +54,7 @@ std::string listed(const Names& names) {
   return list;
 }
 
-// "marigold data": the words that chose the command.
+// Returns the words that chose the command: "marigold data".
 std::string words_of(const CLI::App& command) {
   const CLI::App* parent = command.get_parent();
   return (parent == nullptr ? "" : words_of(*parent) + " ") + command.get_name();
@@ -103,11 +103,11 @@ std::string usage_error(const CLI::App& tool, const CLI::Error& error) {
   if (!commands.empty() && words.empty()) return whole + ": a command is missing; " + choice;
   if (!commands.empty() && !is_option(words.front()))
     return whole + ": " + unknown("command", words.front(), commands, choice);
-  // An unknown option comes before what else may be wrong: its value is a word too many as well.
+  // Reports an unknown option before other faults: its value counts as a surplus word too.
   if (const auto option = std::ranges::find_if(words, is_option); option != words.end()) {
     const std::string name = option->substr(0, option->find('='));
     return whole + ": " +
-           unknown("option", name, option_names(command), "--help shows the ones there are");
+           unknown("option", name, option_names(command), "--help lists the options");
   }
   if (!words.empty()) return whole + ": \"" + words.front() + "\" is a word too many";
   return std::string("marigold: ") + error.what();

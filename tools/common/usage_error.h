@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Wrong usage, explained: which word is unknown, and which one it may have been meant for.
+// Explains wrong usage: names the unknown word and a known word that the user may have meant.
 #pragma once
 
 #include <CLI/App.hpp>
@@ -9,12 +9,12 @@
 
 namespace marigold {
 
-// One line about a command line that could not be parsed. `tool` is the tool that tried.
+// Returns one line about a command line that could not be parsed. `tool` is the tool that parsed
+// it.
 std::string usage_error(const CLI::App& tool, const CLI::Error& error);
 
-// The name nearest to a word: the one that the fewest slips (a letter too many, missing, wrong, or
-// two exchanged) turn it into; empty when that takes more slips than a third of its letters, or
-// three.
+// Returns the name nearest to a word, by the number of slips (a letter too many, missing or wrong,
+// or two exchanged); empty if that number exceeds three, or a third of the word's letters.
 std::string nearest_name(std::string_view word, std::span<const std::string> names);
 
 }  // namespace marigold

@@ -23,7 +23,7 @@ class Backup {
   Backup(const DataBackup& options, std::vector<BackupGroup>& groups)
       : options_(options), groups_(groups), tree_(place()) {}
 
-  // The exit status.
+  // Makes the backup and returns the exit status.
   int run();
 
  private:
@@ -137,7 +137,7 @@ bool Backup::put_in_place(std::string& problem) {
                                   : write_archive(tree_, manifest_, options_.archive, problem);
 }
 
-// The backup is whole by now, also when this fails.
+// Notes the backup in the files' records. The backup is whole by then, also when a note fails.
 int Backup::note_last_backups() {
   std::error_code unknown;
   const std::string target = std::filesystem::absolute(place(), unknown).string();

@@ -31,13 +31,14 @@ struct Checked {
 };
 
 int open_for_check(OpenKeyedFile& file, const std::string& base, bool quick) {
-  // Whoever may write keeps the others from writing meanwhile, which a quick look does not need.
+  // A process that may write keeps others from writing during the check; a quick look does not need
+  // that.
   const int failed = quick ? EACCES : file.open(base, kIsInputOutput | kIsManualLock);
   if (failed != EACCES && failed != EROFS && failed != EPERM) return failed;
   return file.open(base, kIsInput | kIsReadOnly | kIsManualLock);
 }
 
-// Goes over records and trees.
+// Verifies records and trees.
 int walk_keyed(OpenKeyedFile& file, const IsamInfo& info, Checked& checked) {
   std::vector<std::string> findings;
   const auto watch = [&checked](std::uint64_t done, std::uint64_t all) {
@@ -60,12 +61,12 @@ int look_into_keyed(const DataTarget& target, Checked& checked) {
   if (!check_version(target, reason) || !isam_fits(*target.definition, info, reason))
     checked.findings.push_back(reason);
   if (info.made_anew != std::string_view())
-    checked.findings.push_back("its indexes were made again: " + std::string(info.made_anew));
+    checked.findings.push_back("its indexes were rebuilt: " + std::string(info.made_anew));
   checked.looked_at = {"headers", "pairing", "sizes", "version", "definition"};
   return checked.quick ? 0 : walk_keyed(file, info, checked);
 }
 
-// 0, or why the file could not be looked at.
+// Returns 0, or the number of the reason why the file cannot be checked.
 int check_keyed(const DataTarget& target, Checked& checked) {
   const int failed = look_into_keyed(target, checked);
   const bool half = failed == ENOENT && (file_exists((target.base + ".dat").c_str()) ||
@@ -76,7 +77,7 @@ int check_keyed(const DataTarget& target, Checked& checked) {
   return 0;
 }
 
-// Things beside the file that somebody should see to.
+// Finds files beside the data file that need the operator's attention.
 void look_beside(const DataTarget& target, Checked& checked) {
   for (const std::string& left : abandoned_of(target.base))
     checked.findings.push_back("left by a run that was killed: " + left);
@@ -89,8 +90,7 @@ void look_beside(const DataTarget& target, Checked& checked) {
   checked.looked_at.push_back("left_behind");
 }
 
-// What a record of a random file has to be: live and at its number's place, deleted, or never
-// written.
+// Checks a record of a random file: live with the number of its place, deleted, or never written.
 void check_record(const char* record, std::size_t length, std::int64_t number, Checked& checked) {
   constexpr char kDeleted = 1;
   const std::string name = "record " + std::to_string(number) + ": ";
@@ -134,12 +134,12 @@ int check_numbered(DataTarget& target, Checked& checked) {
   const auto length = static_cast<std::size_t>(target.definition->record_length);
   if (!checked.quick) failed = walk_numbered(file, length, checked);
   if (bytes % length != 0)
-    checked.findings.push_back("its end is " + counted(bytes % length, "byte") +
+    checked.findings.push_back("it ends with " + counted(bytes % length, "byte") +
                                " of a record of " + std::to_string(length));
   return failed;
 }
 
-// ---- What is said
+// ---- Output
 
 std::string as_text(const std::string& base, const Checked& checked) {
   std::string text;
@@ -164,7 +164,7 @@ OrderedJson as_json(const std::string& base, const Checked& checked) {
   return object;
 }
 
-// What comes of all files.
+// Results of all files.
 struct Outcome {
   bool json = false;
   bool clean = true;

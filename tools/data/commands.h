@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// marigold data: the data files of an application and their definitions.
+// marigold data: works on the data files of an application and their definitions.
 //
-// Each command returns an exit status (see report.h) and has said all there is to say.
+// Each command reports all problems itself and returns an exit status (report.h).
 #pragma once
 
 #include <string>
@@ -27,7 +27,7 @@ int data_info(const DataInfo& options);
 struct DataCheck {
   std::vector<std::string> files;
   DataFileOptions file;  // without a name
-  bool quick = false;    // no walk over records and indexes
+  bool quick = false;    // does not visit records and indexes
   bool json = false;
 };
 int data_check(const DataCheck& options);
@@ -55,7 +55,7 @@ struct DataDump {
   std::string from;  // see WalkRange
   std::string to;
   std::string output;     // empty: standard output
-  bool snapshot = false;  // the records of one moment
+  bool snapshot = false;  // walks the records of one moment
 };
 int data_dump(const DataDump& options);
 
@@ -80,22 +80,22 @@ int data_locks(const DataLocks& options);
 
 struct DataConvert {
   std::vector<std::string> sets;  // names, or paths of definition sets
-  int path_class = -1;            // only the files of this class
-  bool dry_run = false;           // show the plan
-  bool keep_backup = false;       // the old files, as BASE.version-N
+  int path_class = -1;            // only files of this class
+  bool dry_run = false;           // only show the plan
+  bool keep_backup = false;       // keep the old files, as BASE.version-N
 };
 int data_convert(const DataConvert& options);
 
 struct DataBackup {
   BackupSelection selection;
-  std::string to;       // a directory that is not there, or empty
-  std::string archive;  // in its place: an archive that is not there
+  std::string to;       // a new directory, or empty
+  std::string archive;  // in its place: a new archive
 };
 int data_backup(const DataBackup& options);
 
 struct DataRestore {
   std::string from;                // a directory or an archive
-  std::vector<std::string> names;  // none: all of the class, or of the backup
+  std::vector<std::string> names;  // none: all files of the class, or of the backup
   int path_class = -1;
   std::string set;       // as in DataFileOptions
   bool dry_run = false;  // check only

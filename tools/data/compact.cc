@@ -11,7 +11,7 @@ namespace {
 std::string reason_for(const DataTarget& target, int failed) {
   const std::string name(target.definition->name.view());
   std::string text = data_error(target.base, failed);
-  if (failed == kIsBadFile) text += "; \"marigold data check " + name + "\" says more";
+  if (failed == kIsBadFile) text += "; \"marigold data check " + name + "\" reports the damage";
   return text;
 }
 
@@ -25,8 +25,8 @@ int data_compact(const DataCompact& options) {
   DataTarget target;
   Problems problems;
   if (!find_data_file(options.file, target, problems)) return report_unusable(problems);
-  // Cutting deleted records off the end would give their numbers to new ones, and other files may
-  // still name the old ones by them.
+  // A random file stays as it is: without the deleted records at its end, new records would get
+  // their numbers, by which other files may still refer to the old ones.
   if (target.definition->type != FileType::kIsam)
     return report_unusable({target.base + ": the numbers of a random file's records are their "
                                           "places, none of which can be given back"});

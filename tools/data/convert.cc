@@ -25,8 +25,8 @@ using Clock = std::chrono::steady_clock;
 
 // ---- The files
 
-// Takes the definitions of a set into the list. The first fault of a set is told; "marigold data
-// scan" has them all.
+// Loads the definitions of a set into the list. Reports only the first fault of a set; "marigold
+// data scan" reports all.
 void load_set(const std::string& set, Problems& problems) {
   const bool is_path = set.find('/') != std::string::npos || set.ends_with(".DES");
   const std::string path = is_path ? set : definition_set_path(set);
@@ -40,7 +40,7 @@ void load_set(const std::string& set, Problems& problems) {
     SystemText reason;
     syserr_text(reason, error.number);
     problems.push_back(at_line(path, error.line) + std::string(reason.view()) +
-                       "; \"marigold data scan\" tells more");
+                       "; \"marigold data scan\" reports all errors");
   }
   for (ScannedFile& file : scan.files) {
     const std::string name(file.definition->name.view());
@@ -49,10 +49,10 @@ void load_set(const std::string& set, Problems& problems) {
   }
 }
 
-// The definitions of the sets that were not named, which keep a class from having its version.
+// The definitions of sets that the user has not named; they keep a class from getting its version.
 class OtherFiles {
  public:
-  // Sets with errors are problems: nobody knows what they define.
+  // A set with errors is a problem, because its files are not known.
   void load(Problems& problems) {
     std::vector<std::string> paths;
     if (!find_definition_sets(paths, problems)) return;
@@ -136,7 +136,7 @@ std::string class_text(const ClassConversion& plan) {
   return text;
 }
 
-// Exit status 1: there is something to do.
+// Exit status 1 means that there is work to do.
 int show_plan(const std::vector<const FileDefinition*>& files) {
   Problems problems;
   const VersionTables tables = read_version_tables(problems);
@@ -151,7 +151,8 @@ int show_plan(const std::vector<const FileDefinition*>& files) {
 
 // ---- The run
 
-// One line that is written over, for somebody at a terminal; once the work has taken a second.
+// A progress line for a user at a terminal, which overwrites itself, once the work has taken a
+// second.
 class Progress {
  public:
   void show(const FileConversion& file, std::uint64_t done, std::uint64_t all) {

@@ -22,7 +22,7 @@ class Dump {
   int run(RecordWalk& walk);
 
  private:
-  // By which a message names a record: those of the primary key, or the number.
+  // Returns the columns by which a message names a record: those of the primary key, or the number.
   static std::vector<Column> identifying_columns(const RecordText& text) {
     if (text.file().type != FileType::kIsam) return {text.columns().front()};
     return key_columns(text.file(), text.file().keys.keys.front());
@@ -98,7 +98,7 @@ int data_dump(const DataDump& options) {
   const WalkRange range{.key = options.key, .from = options.from, .to = options.to};
   const auto walk = options.snapshot ? walk_snapshot(target, text, range, problem)
                                      : walk_records(target, text, range, problem);
-  // The file is open by now, and no conversion can come in between.
+  // The file is open by now, so no conversion can begin.
   std::string reason;
   if (walk != nullptr && !check_version(target, reason)) problem = target.base + ": " + reason;
   if (!problem.empty()) return report_unusable({problem});

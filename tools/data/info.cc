@@ -19,11 +19,11 @@
 namespace marigold {
 namespace {
 
-// What is known of the file behind a definition.
+// Facts about the file of a definition.
 struct Found {
   bool exists = false;
-  bool in_use = false;  // by a process that has it for itself
-  std::string problem;  // why nothing is known, or what does not fit
+  bool in_use = false;  // by a process that has it open exclusively
+  std::string problem;  // the reason why nothing is known, or a misfit
   std::int64_t records = -1;
   std::int64_t deleted = 0;
   std::uint64_t deleted_bytes = 0;
@@ -89,7 +89,7 @@ void look_at_numbered(DataTarget& target, Found& found) {
   if (failed != 0) return note(found, failed);
   found.exists = true;
   found.records = 0;
-  // The file is open: looking at each of its records is the only way to count them.
+  // The file is open: a look at each record is the only way to count the records.
   std::vector<char> record(length);
   const auto places = static_cast<std::int64_t>(found.data_bytes / length);
   for (std::int64_t number = 1; number <= places; ++number) {
@@ -112,12 +112,12 @@ Found look_at(DataTarget& target) {
   found.has_version = file_readable((target.base + ".ver").c_str());
   if (found.has_version) found.version = version_read_file(target.handle());
   found.backup = backup_record_read(target.handle());
-  // A class that cannot be looked at is held by nobody who is known.
+  // A class whose lock file cannot be read has no known holder.
   lock_file_holders(target.definition->path_class, found.holders);
   return found;
 }
 
-// ---- As text
+// ---- Text output
 
 std::string line(std::string_view name, const std::string& value) {
   constexpr std::size_t kNames = 10;
@@ -168,7 +168,7 @@ std::string pages_text(const Found& found) {
 
 std::string state_text(const FileDefinition& file, const Found& found) {
   if (!found.exists) return line("records", "the file does not exist");
-  if (found.in_use) return line("records", "another process has the file for itself");
+  if (found.in_use) return line("records", "another process has the file open exclusively");
   if (found.records < 0) return line("records", "not known: " + found.problem);
   std::string text = line("records", std::to_string(found.records));
   text +=
@@ -206,7 +206,7 @@ std::string as_text(const DataTarget& target, const Found& found) {
   return text;
 }
 
-// ---- As JSON
+// ---- JSON output
 
 OrderedJson fields_as_json(const FileDefinition& file) {
   OrderedJson fields = OrderedJson::array();

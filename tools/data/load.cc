@@ -19,7 +19,7 @@ namespace {
 // The lines of a file, or of standard input.
 class Input {
  public:
-  // Of standard input a line has at most so many bytes.
+  // A line of standard input has at most so many bytes.
   bool open(const std::string& path, std::size_t longest_line, std::string& problem);
   [[nodiscard]] std::istream& stream() {
     if (file_.is_open()) return file_;
@@ -32,7 +32,7 @@ class Input {
   std::ifstream file_;
   bool read_all(std::size_t longest_line, std::string& problem);
 
-  // Whoever types the lines can stop doing so as long as they are not being loaded.
+  // Standard input, read whole first, so that Ctrl-C while typing loads nothing.
   std::istringstream all_;
 };
 
@@ -84,7 +84,7 @@ class Load {
   int run();
 
  private:
-  // False when nothing can be loaded, with the problem.
+  // Returns false and the problem if no record can be loaded.
   bool take_lines(LoadSink& file, std::string& problem);
   bool take_record(LoadSink& file, char* record, std::string& problem);
   void reject(const std::string& reason) {

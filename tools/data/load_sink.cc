@@ -21,10 +21,10 @@
 namespace marigold {
 namespace {
 
-// Records of a random file that a load may leave out behind its end.
+// Greatest gap of numbers that a load may leave after the end of a random file.
 constexpr std::int64_t kFarBeyond = 1'000'000;
 
-// Signals are looked at once in so many records.
+// The load checks for signals once in so many records.
 constexpr std::int64_t kSeldom = 256;
 
 bool fail(std::string& problem, const std::string& path, int number) {
@@ -43,8 +43,8 @@ bool asked_to_stop(std::int64_t records) {
   return records % kSeldom == 0 && stop_signals_pending();
 }
 
-// The files that will stand in the place of the old ones, with their version record. It goes first:
-// without the others it does no harm.
+// The files that replace the old ones, with their version record. The version record is installed
+// first: without the other files it does no harm.
 class FreshFiles {
  public:
   explicit FreshFiles(const DataTarget& target) : target_(target), files_(target.base) {}
@@ -66,7 +66,8 @@ class FreshFiles {
   FileWriter version_;
 };
 
-// As programs do it: the directory of an explicit path is its owner's.
+// Makes a missing data directory, as programs do; the directory of an explicit path is its owner's
+// task.
 bool make_directory(const DataTarget& target, std::string& problem) {
   const int failed = data_make_directory(target.handle());
   return failed == 0 || fail(problem, target.base, failed);
@@ -74,9 +75,9 @@ bool make_directory(const DataTarget& target, std::string& problem) {
 
 // ---- A keyed file without records
 
-// The pair in whose place the new one will be put. It is held from the first line to the last, and
-// made empty when it is missing: so nobody else can make it, or fill it, meanwhile. A pair that was
-// made goes again unless it is replaced.
+// The pair that the new one replaces. The sink holds the pair from the first line to the last, and
+// makes an empty one if it is missing, so that no other process makes or fills it meanwhile. A pair
+// that was made is removed again unless it is replaced.
 class HeldPair {
  public:
   HeldPair(const DataTarget& target, OpenKeyedFile file)
@@ -166,7 +167,8 @@ class GrownKeyed : public LoadSink {
 
  private:
   [[nodiscard]] std::string key_of(const char* record) const;
-  // 0, and whether the file has a record with this primary key, which is put into the scratch.
+  // Returns 0, and whether the file has a record with this primary key, which goes into the scratch
+  // record.
   int look(const char* record, bool& exists);
   int write(std::size_t number);
   int take_back(std::size_t number);
@@ -184,9 +186,9 @@ class GrownKeyed : public LoadSink {
   OpenKeyedFile file_;
   std::vector<char> scratch_;
   std::vector<char> records_;
-  std::vector<bool> replaces_;            // by their numbers
-  std::unordered_set<std::string> keys_;  // of all of them
-  std::vector<char> old_records_;         // those that were replaced, in their order
+  std::vector<bool> replaces_;            // by number of the new record
+  std::unordered_set<std::string> keys_;  // primary keys of all new records
+  std::vector<char> old_records_;         // replaced ones, in their order
 };
 
 std::string GrownKeyed::key_of(const char* record) const {
@@ -241,8 +243,8 @@ int GrownKeyed::take_back(std::size_t number) {
 bool GrownKeyed::take_all_back(std::size_t written, std::string& problem) {
   while (written > 0) {
     if (const int failed = take_back(written - 1)) {
-      problem += "; " + counted(written, "record") +
-                 " stay loaded, taking them back failed: " + data_error(failed);
+      problem +=
+          "; " + counted(written, "record") + " could not be taken back: " + data_error(failed);
       return false;
     }
     --written;
@@ -265,8 +267,8 @@ bool GrownKeyed::commit(std::string& problem) {
   return false;
 }
 
-// What the records took that are not in the file any more: a disk may just be full. Somebody else
-// may have the file by then, who goes on using the space.
+// Returns the space of records that were taken back, since the disk may be full. If another process
+// has opened the file meanwhile, it uses that space again.
 void GrownKeyed::give_back_space() {
   IsRebuildReport ignored;
   if (file_.close() == 0) static_cast<void>(isrebuild(target_.base.c_str(), ignored));
@@ -297,14 +299,13 @@ class Numbered : public LoadSink {
   DataTarget& target_;
   LoadRules rules_;
   std::uint64_t length_;
-  // The file in whose place the copy will be put, or, made empty, the one that was missing. See
-  // HeldPair.
+  // The file that the copy replaces, or the empty one made for a missing file. See HeldPair.
   OpenNumberedFile old_;
   RecordFile held_;
   bool made_ = false;
   FreshFiles files_;
   RecordFile copy_;
-  std::int64_t last_ = 0;  // the greatest number
+  std::int64_t last_ = 0;  // greatest number so far
   std::unordered_set<std::int64_t> numbers_;
 };
 
@@ -322,7 +323,7 @@ int Numbered::copy_old() {
   return 0;
 }
 
-// Makes the file that is missing and locks it before somebody else does.
+// Makes the missing file and locks it before another process does.
 int Numbered::hold_place() {
   const char* path = target_.base.c_str();
   const int failed = held_.create(path);
@@ -330,7 +331,7 @@ int Numbered::hold_place() {
   made_ = true;
   const int locked = held_.lock(kRandomFileLock, 1, true);
   if (locked == 0 && held_.is_still_at(path)) return 0;
-  made_ = false;  // whoever was quicker has it now
+  made_ = false;  // another process has made it
   return locked == 0 || locked == EAGAIN ? kIsFileLocked : locked;
 }
 
@@ -371,7 +372,7 @@ int Numbered::add(char* record, Added& added) {
   const bool live = count == length_ && old_record.back() == kLiveMarker &&
                     isld_int4(old_record.data()) == number;
   const bool fresh = numbers_.insert(number).second;
-  // A slip of the pen would make a file of gigabytes.
+  // A mistyped number would make a file of gigabytes.
   const bool far = number > last_ + kFarBeyond && !rules_.far_beyond;
   added = !fresh                    ? Added::kComesTwice
           : live && !rules_.replace ? Added::kExists
@@ -392,7 +393,7 @@ LoadSink::Added Numbered::add(char* record, std::string& problem) {
   return Added::kFailed;
 }
 
-// ---- Which it is
+// ---- Choice of the sink
 
 std::unique_ptr<LoadSink> open_numbered(DataTarget& target, const LoadRules& rules,
                                         std::string& problem) {

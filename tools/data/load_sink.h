@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Where loaded records go: into a data file, all of them or none.
+// Destination of loaded records: a data file, which gets all of them or none.
 #pragma once
 
 #include <memory>
@@ -10,40 +10,41 @@
 
 namespace marigold {
 
-// The file is taken for this process alone, and signals that ask the process to end wait, from
-// opening until the object's end. Without a commit that has succeeded the file is as it was.
+// From its opening to its destructor the sink holds the file for this process alone, and signals
+// that ask the process to end wait. Without a successful commit the file is unchanged.
 class LoadSink {
  public:
   enum class Added {
     kTaken,
     kComesTwice,  // an earlier record has the primary key or number
-    kExists,      // the file has it
+    kExists,      // the file has such a record
     kTooFar,      // the number lies far beyond the end of the file
-    kFailed,      // nothing can be loaded
+    kFailed,      // no record can be loaded
   };
 
   virtual ~LoadSink() = default;
 
-  // Takes a record to be written. For a failure the problem.
+  // Takes a record for writing. Gives the problem of a failure.
   virtual Added add(char* record, std::string& problem) = 0;
 
-  // Writes everything that was taken. False with the problem; then nothing has been written, or the
-  // problem says what.
+  // Writes all taken records. Returns false and the problem; then no record is written, or the
+  // problem names the records that are.
   virtual bool commit(std::string& problem) = 0;
 
-  // Of the records that were taken.
+  // Counts of the taken records.
   std::int64_t loaded = 0;
   std::int64_t replaced = 0;
 };
 
-// Opens the file, or begins a new one. Null with the problem; the target outlives the result.
+// Opens the file, or begins a new one. Returns null and the problem on a failure; the target
+// outlives the result.
 //
-//   keyed file, none there or empty   a new pair of files is made beside it and put in its place
-//   keyed file with records           they are kept in memory and then written one by one; those
-//                                     that are written when one fails are taken back
-//   random file                       a copy is made beside it, changed, and put in its place
+//   keyed file, missing or empty   a new pair of files is made beside it and installed
+//   keyed file with records        records stay in memory and are then written one by one; if
+//                                  one write fails, those before it are taken back
+//   random file                    a copy is made beside it, changed and installed
 struct LoadRules {
-  bool replace = false;     // records that exist are replaced and not refused
+  bool replace = false;     // records that exist are replaced, not refused
   bool far_beyond = false;  // numbers of a random file may lie far beyond its end
 };
 std::unique_ptr<LoadSink> open_load_sink(DataTarget& target, const LoadRules& rules,

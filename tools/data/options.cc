@@ -59,12 +59,15 @@ void add_code_set(CLI::App& command, std::string& code_set) {
 }
 
 void register_info(CLI::App& data, int& status) {
-  CLI::App* command = data.add_subcommand("info", "Show what a data file is and holds");
+  CLI::App* command =
+      data.add_subcommand("info", "Show the definition, size and state of a data file");
   const auto options = std::make_shared<DataInfo>();
   add_file(*command, options->file);
   add_place(*command, options->file);
   command->add_flag("--json", options->json, "Write a JSON object");
-  command->footer("Exit status 0: done; 1: the file is damaged or not as defined; 2: unusable.\n");
+  command->footer(
+      "Exit status 0: done; 1: the file is damaged or differs from its\n"
+      "definition; 2: unusable.\n");
   command->callback([options, &status] { status = data_info(*options); });
 }
 
@@ -76,16 +79,15 @@ void register_check(CLI::App& data, int& status) {
       ->type_name("");
   add_place(*command, options->file);
   command->add_flag("--quick", options->quick,
-                    "Look at headers, sizes, versions and leftovers only, not at records and "
-                    "indexes");
+                    "Check only headers, sizes, versions and leftovers, not records and indexes");
   command->add_flag("--json", options->json, "Write one JSON object for all files");
-  command->footer("Exit status 0: no damage; 1: findings; 2: a file cannot be looked at.\n");
+  command->footer("Exit status 0: no damage; 1: findings; 2: a file cannot be checked.\n");
   command->callback([options, &status] { status = data_check(*options); });
 }
 
 void register_rebuild(CLI::App& data, int& status) {
   CLI::App* command =
-      data.add_subcommand("rebuild", "Make the indexes of a data file anew from its records");
+      data.add_subcommand("rebuild", "Rebuild the indexes of a data file from its records");
   const auto options = std::make_shared<DataRebuild>();
   add_file(*command, options->file);
   add_place(*command, options->file);
@@ -94,8 +96,8 @@ void register_rebuild(CLI::App& data, int& status) {
 }
 
 void register_recover(CLI::App& data, int& status) {
-  CLI::App* command = data.add_subcommand(
-      "recover", "Bring back the records of a data file whose header is damaged");
+  CLI::App* command =
+      data.add_subcommand("recover", "Recover the records of a data file whose header is damaged");
   const auto options = std::make_shared<DataRecover>();
   add_file(*command, options->file);
   add_place(*command, options->file);
@@ -113,8 +115,9 @@ void register_compact(CLI::App& data, int& status) {
   add_file(*command, options->file);
   add_place(*command, options->file);
   command->footer(
-      "Nobody may use the file meanwhile. It takes the space of a second, smaller file for a while.\n"
-      "Exit status 0: done; 1: done, and the file is not as defined; 2: not done.\n");
+      "No program may use the file meanwhile. For a while it takes the space of a second, smaller\n"
+      "file.\n"
+      "Exit status 0: done; 1: done, and the file differs from its definition; 2: not done.\n");
   command->callback([options, &status] { status = data_compact(*options); });
 }
 
@@ -177,7 +180,7 @@ void register_load(CLI::App& data, int& status) {
 }
 
 void register_locks(CLI::App& data, int& status) {
-  CLI::App* command = data.add_subcommand("locks", "Show who holds a path class");
+  CLI::App* command = data.add_subcommand("locks", "Show the processes that hold a path class");
   const auto options = std::make_shared<DataLocks>();
   constexpr int kLastClass = 30;
   command->add_option("CLASS", options->path_class, "The number of the class, 0 to 30")
@@ -203,13 +206,13 @@ void register_convert(CLI::App& data, int& status) {
       ->check(CLI::Range(0, kLastClass))
       ->type_name("N");
   command->add_flag("--dry-run", options->dry_run,
-                    "Show which files would be converted, and what becomes of their fields");
+                    "Show the files to convert and the changes of their fields");
   command->add_flag("--keep-backup", options->keep_backup,
                     "Keep each old file beside the new one, as NAME.version-N");
   command->footer(
       "The steps from version to version are those of FILEVER.DES. Version N of the file KUNDEN is\n"
       "defined in FILEKUNDEN_N.DES: copy a set under that name before you change it.\n"
-      "Nobody may use the files meanwhile. Interrupted at any moment, run it again.\n"
+      "No program may use the files meanwhile. After an interruption run the command again.\n"
       "Exit status 0: all files have their version; 1: not converted, or --dry-run has found\n"
       "something to convert; 2: a set cannot be read, or a file cannot be written.\n"
       "Example:\n"
@@ -229,7 +232,8 @@ void add_set(CLI::App& command, std::string& set) {
       ->type_name("SET");
 }
 
-// NAMES come before the last word, so both are taken together and parted here.
+// NAMES come before the last word, so the parser takes all words together and this function splits
+// them.
 int run_backup(DataBackup options, std::vector<std::string> words) {
   if (options.archive.empty()) {
     if (words.empty()) return report_unusable({"marigold: backup needs a directory, or --archive"});
@@ -260,16 +264,16 @@ void register_backup(CLI::App& data, int& status) {
       ->type_name("PATH");
   command->footer(
       "The files of a path class are all of one moment, and programs go on writing meanwhile.\n"
-      "TO must not exist, or be an empty directory; it is there when it is whole.\n"
-      "Exit status 0: done; 1: done, but not noted beside the files, or a random file does not\n"
-      "stay as it is for long enough, and there is no backup; 2: not done.\n"
+      "TO must not exist, or must be an empty directory; it appears when the backup is whole.\n"
+      "Exit status 0: done; 1: done, but not noted beside the files, or no backup because a random\n"
+      "file kept changing; 2: not done.\n"
       "Example:\n"
       "  marigold data backup --class 1 /backups/monday\n");
   command->callback([options, words, &status] { status = run_backup(*options, *words); });
 }
 
 void register_restore(CLI::App& data, int& status) {
-  CLI::App* command = data.add_subcommand("restore", "Put the files of a backup in their places");
+  CLI::App* command = data.add_subcommand("restore", "Restore data files from a backup");
   const auto options = std::make_shared<DataRestore>();
   command->add_option("FROM", options->from, "The backup: a directory or an archive")
       ->required()
@@ -282,7 +286,7 @@ void register_restore(CLI::App& data, int& status) {
   command->add_flag("--dry-run", options->dry_run, "Check the backup, and change nothing");
   command->footer(
       "The whole backup is checked first. Either all files are restored or none.\n"
-      "Nobody may use the files meanwhile. Interrupted at any moment, run it again.\n"
+      "No program may use the files meanwhile. After an interruption run the command again.\n"
       "Exit status 0: done; 1: the backup is damaged, nothing was changed; 2: not done.\n");
   command->callback([options, &status] { status = data_restore(*options); });
 }

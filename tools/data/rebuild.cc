@@ -31,7 +31,7 @@ int data_rebuild(const DataRebuild& options) {
     summary += ", " + std::to_string(rebuilt.lost) + " lost; the damaged file stays as ";
     summary += rebuilt.kept;
   }
-  const std::string reason = misfit_of(target);  // which a conversion may put right
+  const std::string reason = misfit_of(target);  // a conversion may repair it
   if (!reason.empty()) report(reason);
   const bool clean = rebuilt.lost == 0 && reason.empty();
   return write_output(summary + "\n", clean ? kExitClean : kExitFindings);

@@ -23,9 +23,9 @@ std::string reason_for(const DataTarget& target, int failed) {
              std::to_string(target.definition->record_length) + " bytes";
     case kIsBadArgument:
     case kIsBadKey:
-      return data + ": its header is whole, and names other " +
+      return data + ": its header is whole and has other " +
              (failed == kIsBadKey ? "keys" : "records") + " than " + target.set_path +
-             "; take the definition under which it was written";
+             "; use the definition with which it was written";
     default:
       return data_error(failed == kIsFileLocked ? target.base : data, failed);
   }
@@ -38,8 +38,8 @@ std::string summary(const DataTarget& target, const IsRecoverReport& report) {
   if (report.superseded > 0)
     text += ", " + std::to_string(report.superseded) + " left out for later ones of the same key";
   if (report.undecided > 0)
-    text += ", of " + std::to_string(report.undecided) +
-            " deleted it is not known whether that was final";
+    text += ", " + std::to_string(report.undecided) +
+            " deleted without evidence that the deletion was final";
   if (!report.checked) text += ", none of which could be checked for damage";
   if (!report.kept.empty()) text += "; the damaged file stays as " + report.kept;
   return text + "\n";

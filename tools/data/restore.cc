@@ -29,7 +29,7 @@ bool fail(Problems& problems, const std::string& problem) {
   return false;
 }
 
-// A file to be restored: held exclusively, if there is one in its place.
+// A file to restore; an existing file in its place is held exclusively.
 struct Restored {
   const BackupFile* entry = nullptr;
   DataTarget target;
@@ -37,7 +37,7 @@ struct Restored {
   OpenNumberedFile numbered;
 };
 
-// Looks at all the bytes of a backup, and shows how far that has come.
+// Verifies all bytes of a backup, and shows the progress.
 class CheckingSink : public PartSink {
  public:
   CheckingSink(const std::string& what, const BackupManifest& manifest) : progress_(what) {
@@ -58,10 +58,10 @@ class CheckingSink : public PartSink {
   std::uint64_t all_ = 0;
 };
 
-// Writes the wanted files beside their places.
+// Writes the wanted files beside their final places.
 class StagingSink : public CheckingSink {
  public:
-  // `places`: where a file of the backup goes.
+  // `places`: the destination of each file of the backup.
   StagingSink(const std::string& what, const BackupManifest& manifest,
               const std::map<std::string, std::string>& places, RestoreSwap& swap)
       : CheckingSink(what, manifest), places_(places), swap_(swap) {}
@@ -118,7 +118,7 @@ class Restore {
  public:
   Restore(const DataRestore& options, BackupSource& source) : options_(options), source_(source) {}
 
-  // The exit status.
+  // Restores the files and returns the exit status.
   int run();
 
  private:
@@ -198,7 +198,7 @@ bool Restore::select(Problems& problems) {
          fail(problems, data_error(options_.from, iserrno));
 }
 
-// As far as that can be seen without holding the file.
+// Finds users of a file as far as that is possible without holding the file.
 bool Restore::check_use(const Restored& file, Problems& problems) const {
   const std::string text = data_error(file.target.base, kIsFileLocked);
   for (const char* suffix : {"", ".dat", ".idx"}) {
@@ -217,7 +217,7 @@ bool Restore::take_classes(const std::set<int>& classes, Problems& problems) {
   return true;
 }
 
-// A file that is damaged or missing cannot be held, and nobody can use it.
+// A damaged or missing file cannot be held, and no process can use it.
 bool Restore::hold(Restored& file, Problems& problems) {
   int failed = 0;
   if (file.entry->type == FileType::kIsam) {
@@ -247,7 +247,7 @@ void Restore::find_places() {
     for (const BackupPart& part : file->entry->parts)
       places_[part.name] = file->target.base + part.name.substr(stem);
   }
-  if (!options_.names.empty()) return;  // the version of a class is that of all its files
+  if (!options_.names.empty()) return;  // only all files of a class restore its version
   for (const BackupClass& one : source_.manifest().classes) {
     for (const BackupPart& part : one.parts) {
       if (classes_.contains(one.number)) places_[part.name] = version_path_record(one.number);
@@ -259,14 +259,14 @@ bool Restore::replace(Problems& problems) {
   const StopSignalsHold hold;
   for (const auto& [part, place] : places_) {
     for (const std::string& left : new_files_abandoned(place))
-      static_cast<void>(file_remove(left.c_str()));  // in nobody's way, should it stay
+      static_cast<void>(file_remove(left.c_str()));  // may stay: it is in no one's way
   }
   RestoreSwap swap;
   {
     StagingSink sink(options_.from, source_.manifest(), places_, swap);
     if (!source_.read(sink, problems)) return false;
   }
-  // A record of the version that the old file had would be one of another file.
+  // The old file's version record would state a wrong version for the restored file.
   for (const auto& file : files_) {
     const std::string record = version_file_record(file->target.base);
     if (file->entry->version == "-" && file_exists(record.c_str())) swap.add(record, "");

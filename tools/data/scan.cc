@@ -14,13 +14,13 @@
 namespace marigold {
 namespace {
 
-// Of a token in a message; values are longer only when something is wrong with their quotes.
+// Greatest length of a token in a message; longer tokens have unbalanced quotes.
 constexpr std::size_t kShownOfToken = 40;
 
 struct Finding {
   std::string file;
   int line = 0;
-  int number = 0;  // of the system error; 0 when the definition is well formed
+  int number = 0;  // of the system error; 0 for a well-formed definition
   std::string message;
   std::string expected = {};
   std::string found = {};
@@ -38,7 +38,7 @@ struct Result {
   Problems unreadable;
 };
 
-// On one line, and not longer than a reader wants it.
+// Returns the token on one line, cut to a readable length.
 std::string shown(std::string token) {
   if (token.empty()) return "the end of the set";
   if (token.size() > kShownOfToken) token = token.substr(0, kShownOfToken) + "...";
@@ -59,12 +59,11 @@ Finding as_finding(const std::string& path, const ScanError& error) {
           .found = error.found};
 }
 
-// Why a file of this definition cannot be opened, though the definition is well formed; "" when it
-// can.
+// Returns the reason why a file of this well-formed definition cannot be opened; "" if it can.
 std::string hindrance(const FileDefinition& definition) {
-  if (definition.type == FileType::kChained) return "";  // nothing opens them
+  if (definition.type == FileType::kChained) return "";  // no program opens them
   if (definition.used_length >= definition.record_length)
-    return "LEN leaves no byte behind the fields for the deletion marker";
+    return "LEN leaves no byte after the fields for the deletion marker";
   if (definition.type == FileType::kIsam && definition.record_length > kIsLongestRecord)
     return "LEN is more than the " + std::to_string(kIsLongestRecord) +
            " bytes that a keyed file takes";

@@ -8,8 +8,8 @@ namespace marigold {
 namespace {
 
 constexpr int kUsualPitch = 10;
-constexpr int kLongestLine = 250;  // characters that the print engine collects for a line
-// The widest paper that list printers take, in tenths of an inch.
+constexpr int kLongestLine = 250;  // longest line of the print engine
+// Widest paper of list printers, in tenths of an inch.
 constexpr int kPaperTenths = 136;
 
 constexpr std::int32_t kAbsolute = static_cast<std::int32_t>(PlaceMode::kAbsolute);
@@ -23,8 +23,8 @@ BlockValue integer_value(std::int32_t value) {
 }  // namespace
 
 BlockCompiler::BlockCompiler(const BlockSetting& setting) : setting_(setting) {
-  // The engine begins a list with the usual pitch, and each block leaves the list's behind it. Of
-  // another one a block does not know whether it is the first.
+  // The engine begins a list with the usual pitch, and each block ends with the list's pitch. If
+  // the list has another pitch, a block cannot know whether it is the first one.
   if (setting_.pitch == kUsualPitch) pitch_ = {.text = kUsualPitch, .columns = kUsualPitch};
 }
 
@@ -78,7 +78,7 @@ void BlockCompiler::open(SourceLine& line, const Instruction& jump, bool within_
                    .place = line.at()});
 }
 
-// What is conditional has been measured, and may not be there for what follows.
+// The code after a conditional part can rely neither on its pitch nor on its place.
 void BlockCompiler::close(SourceLine& line) {
   flush();
   const Open condition = open_.back();
@@ -95,7 +95,7 @@ void BlockCompiler::if_line(SourceLine& line) {
   Instruction jump;
   line.skip_blanks();
   const std::size_t place = line.at();
-  if (!condition(line, jump)) jump = {.code = BlockCode::kJump};  // for its end
+  if (!condition(line, jump)) jump = {.code = BlockCode::kJump};  // keeps its end acceptable
   line.skip_blanks();
   if (!jump.text.empty() && !line.at_end()) line.expected("the end of the line");
   open(line, jump, false);
@@ -150,7 +150,7 @@ bool BlockCompiler::margin(SourceLine& line, Margin& margin) {
 
 // ---- Lines
 
-// The first line of a body block is the line that printing has reached.
+// The first line of a body block is the current line of the page.
 void BlockCompiler::start() {
   if (!code_.empty() || lines_ > 0 || !open_.empty() || setting_.raw) return;
   if (setting_.kind == BlockKind::kBody) add_place(integer_value(kCurrent), 0);
@@ -169,7 +169,7 @@ void BlockCompiler::page_line(SourceLine& line) {
   beyond_.reset();
   limit_ = std::min(kLongestLine,
                     (kPaperTenths - std::max(setting_.start_column - 1, 0)) * wanted.pitch / 10);
-  // Before the condition: what follows can rely on it.
+  // Before the condition, so that the following lines can rely on the pitch.
   if (page && !line.at_end() && pitch_ != pitch) add_pitch(wanted.pitch);
   if (wanted.condition) open(line, wanted.jump, false);
   if (page && !body) add_place(integer_value(kAbsolute), lines_);

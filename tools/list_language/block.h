@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The lines of a block, as its author writes them, compiled into its instructions.
+// Compiles the lines of a block, as its author writes them, into its instructions.
 #pragma once
 
 #include <deque>
@@ -14,36 +14,36 @@
 
 namespace marigold {
 
-// How many elements the fields of records have, by their names; of a definition set.
+// Numbers of elements of the fields of a definition set, by field name.
 using KnownFields = std::map<std::string, int, std::less<>>;
 
 struct BlockSetting {
   BlockKind kind = BlockKind::kBody;
-  bool raw = false;  // nothing is added to what the lines say
+  bool raw = false;  // adds nothing to the lines' instructions
   int pitch = 10;    // of the list
   int start_column = 1;
-  const KnownFields* fields = nullptr;  // null: any field may be meant
+  const KnownFields* fields = nullptr;  // null: every field is accepted
 };
 
 class BlockCompiler {
  public:
   explicit BlockCompiler(const BlockSetting& setting);
 
-  // The lines in their order. What is wrong is noted, and compiling goes on.
+  // Compile the lines in their order. A fault is noted, and compiling goes on.
   void page_line(SourceLine& line);
-  void if_line(SourceLine& line);  // behind the word
+  void if_line(SourceLine& line);  // after the word
   void end_line(SourceLine& line);
 
-  // The end of the block: its bytes. `line` is the last one, for what is missing there.
+  // Ends the block and returns its bytes. `line` is the last line, for notes about missing ends.
   std::string finish(SourceLine& line);
 
-  // For a line that cannot be read: those behind it keep their numbers.
+  // Counts a line that cannot be compiled, so that the lines after it keep their numbers.
   void skip_line() { ++lines_; }
 
   [[nodiscard]] int lines() const { return lines_; }
 
  private:
-  // The pitch that printing has reached, as far as that can be known here.
+  // Pitch of the printer at this point, as far as the compiler knows it.
   struct Pitch {
     std::optional<int> text;
     std::optional<int> columns;
@@ -133,16 +133,16 @@ class BlockCompiler {
   BlockSetting setting_;
   BlockInstructions code_;
   std::deque<std::string> texts_;  // of the instructions
-  std::string text_;               // not yet an instruction
+  std::string text_;               // text without an instruction so far
   std::vector<Open> open_;
-  std::vector<Label> jumps_;  // that lead to a label
+  std::vector<Label> jumps_;  // those to a label
   std::map<std::string, std::size_t, std::less<>> labels_;
   Pitch pitch_;
   bool pitch_touched_ = false;
   bool bold_ = false;
   int lines_ = 0;
-  int position_ = 0;  // characters on the line so far
-  int limit_ = 0;     // that fit on it
+  int position_ = 0;  // characters of the line so far
+  int limit_ = 0;     // most characters of the line
   std::optional<std::size_t> beyond_;
 };
 

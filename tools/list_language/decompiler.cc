@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// From what stands in the list files to a source. A block is shown as lines of a page if that
-// compiles to the same block again, and instruction by instruction if not.
+// Turns stored lists into a source. Shows a block as lines of a page if these compile to the same
+// block again, else instruction by instruction.
 
 #include <algorithm>
 #include <array>
@@ -57,7 +57,8 @@ class PageLines {
   PageLines(const BlockInstructions& code, BlockKind kind, int pitch)
       : code_(code), body_(kind == BlockKind::kBody), usual_(pitch), pitch_(pitch) {}
 
-  // Nothing when the instructions are not of this form; what they give need not be right.
+  // Returns nothing if the instructions do not have this form. The returned lines may still be
+  // wrong: the caller compiles them for comparison.
   std::optional<std::vector<std::string>> lines() {
     if (body_ && !code_.empty()) {
       if (!is_place(code_[0], PlaceMode::kCurrent, 0)) return std::nullopt;
@@ -81,7 +82,7 @@ class PageLines {
   struct Line {
     std::string margin;
     std::string text;
-    bool is_control = false;  // if or end, with nothing of the page on it
+    bool is_control = false;  // if or end, without text of the page
   };
   struct Open {
     std::size_t target = 0;
@@ -92,14 +93,14 @@ class PageLines {
   [[nodiscard]] bool is(std::size_t at, BlockCode code) const {
     return at < code_.size() && code_[at].code == code;
   }
-  // Where a line ends (body) or begins (header, footer).
+  // Whether a line ends (body) or begins (header, footer) here.
   [[nodiscard]] bool is_boundary(std::size_t at) const {
     if (at >= code_.size()) return false;
     return body_ ? is_place(code_[at], PlaceMode::kCurrentPlus, 1)
                  : code_[at].code == BlockCode::kPlace &&
                        is_place(code_[at], PlaceMode::kAbsolute, code_[at].values[1].integer);
   }
-  // The pitch that both instructions here set; 0 if they are others.
+  // Returns the pitch that both instructions set here; 0 for other instructions.
   [[nodiscard]] int pitch_pair(std::size_t at) const {
     if (!is(at, BlockCode::kPitch) || !is(at + 1, BlockCode::kColumnPitch)) return 0;
     const BlockValue& pitch = code_[at].values[0];
@@ -107,8 +108,8 @@ class PageLines {
     return pair ? pitch.integer : 0;
   }
 
-  // In a body every line ends with its move; in the others what belongs to the next line, a pitch
-  // and conditions, stands before the next move.
+  // In a body each line ends with its move. In other blocks the pitch and the conditions of the
+  // next line come before the next move.
   [[nodiscard]] bool at_line_start() const {
     if (body_) return !in_line_;
     std::size_t at = at_;
@@ -126,7 +127,7 @@ class PageLines {
     if (const int pitch = pitch_pair(at_); pitch != 0) {
       pitch_ = pitch;
       at_ += 2;
-      if (at_ == code_.size()) return;  // back to the list's
+      if (at_ == code_.size()) return;  // back to the list's pitch
     }
     if (is(at_, BlockCode::kJump) && covers_lines(at_)) {
       open_lines();
@@ -143,7 +144,7 @@ class PageLines {
     }
   }
 
-  // Whether a jump leaves out whole lines.
+  // Whether a jump skips whole lines.
   [[nodiscard]] bool covers_lines(std::size_t at) const {
     const std::size_t target = code_[at].target;
     if (body_) return is_boundary(target - 1);
@@ -153,7 +154,7 @@ class PageLines {
   void open_lines() {
     const Instruction& jump = code_[at_];
     std::size_t boundaries = 0;
-    bool plain = true;  // nothing that cannot stand behind a condition in a margin
+    bool plain = true;  // all can follow a condition in a margin
     for (std::size_t at = at_ + 1; at < jump.target; ++at) {
       boundaries += is_boundary(at) ? 1U : 0U;
       plain = plain && (body_ || at > at_ + 1 || is_boundary(at));
@@ -223,7 +224,7 @@ class PageLines {
     }
   }
 
-  // Bold print pauses for a move, and ends with its line: neither is written.
+  // Bold print pauses for a move and ends with its line: neither needs an item.
   void bold_off() {
     const bool pauses = is(at_, BlockCode::kPlace) && is(at_ + 1, BlockCode::kBoldOn);
     if (bold_ && pauses) {
@@ -233,7 +234,7 @@ class PageLines {
     }
     const bool line_ends = body_ ? is_boundary(at_) : at_ == code_.size() || at_line_start();
     if (!line_ends) {
-      // It is not the line that is bold.
+      // The text is bold, not the line.
       if (margin_bold_) text_.insert(0, "{b}");
       margin_bold_ = false;
       item("{/b}");
@@ -281,13 +282,13 @@ class PageLines {
   bool fits_ = true;
   std::vector<Open> open_;
   std::vector<Line> lines_;
-  // The line that has begun.
+  // State of the current line.
   bool in_line_ = false;
   std::string text_;
   std::string condition_;
   bool margin_bold_ = false;
   bool bold_ = false;
-  bool behind_text_ = false;  // a text has been shown as it is, and another one would join it
+  bool behind_text_ = false;  // another text would join the one just shown
 };
 
 // ---- Blocks and lists
@@ -347,7 +348,7 @@ std::string show_block(const StoredBlock& block, const StoredList& list) {
   BlockInstructions code;
   std::string reason;
   if (!decode_block(block.code, 0, code, reason)) return {};
-  // Nothing in the files says which kind a block is; a footer is known by its lines.
+  // The files do not have the kind of a block; a footer has lines in its record.
   for (const BlockKind kind : {BlockKind::kBody, BlockKind::kFooter, BlockKind::kHeader}) {
     if (kind == BlockKind::kFooter && block.footer_lines == 0) continue;
     const auto lines = PageLines(code, kind, list.pitch).lines();

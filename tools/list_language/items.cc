@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What stands in braces in a line of a block.
+// Compiles the items in braces in a line of a block.
 
 #include <algorithm>
 #include <bit>
@@ -54,7 +54,7 @@ const BlockCompiler::Word BlockCompiler::kWords[] = {
     {"code", &BlockCompiler::code_item},
 };
 
-// After an error reading goes on behind the item, whose end may have been read.
+// After an error, reading goes on after the item, whose end may have been read already.
 void BlockCompiler::item(SourceLine& line) {
   if (item_inside(line) || line.text()[line.at() - 1] == '}') return;
   const std::size_t end = line.text().find('}', line.at());
@@ -79,9 +79,9 @@ bool BlockCompiler::item_inside(SourceLine& line) {
   const auto* row = std::ranges::find(kWords, word, &Word::word);
   if (row == std::end(kWords))
     return line.error_at(place, in_message(word) +
-                                    " is no word of this language; a name in small letters stands "
-                                    "in single quotes");
-  if (row->handler == &BlockCompiler::place_item) line.go_to(place);  // it has several words
+                                    " is no word of this language; a name in small letters needs "
+                                    "single quotes");
+  if (row->handler == &BlockCompiler::place_item) line.go_to(place);  // several words
   return (this->*row->handler)(line);
 }
 
@@ -116,7 +116,7 @@ bool BlockCompiler::marker_item(SourceLine& line) {
   return true;
 }
 
-// Always an instruction of its own.
+// A quoted text always becomes an instruction of its own.
 bool BlockCompiler::quoted_item(SourceLine& line) {
   std::string text;
   if (!line.quoted("a text", '"', text) || !end_of_item(line)) return false;
@@ -143,7 +143,7 @@ bool BlockCompiler::variable(SourceLine& line, std::string_view& name, std::int3
   std::string text;
   line.skip_blanks();
   if (is_small(line.next()))
-    return line.expected("a name; one in small letters stands in single quotes");
+    return line.expected("a name; one in small letters needs single quotes");
   if (!line.name("a name", text)) return false;
   if (text.size() > kLongestBlockText) return line.error("a name has at most 65535 characters");
   name = keep(text);
@@ -177,7 +177,7 @@ bool BlockCompiler::field_item(SourceLine& line, std::size_t leading) {
   if (!field_options(line, field, has_width, has_alignment)) return false;
   const std::size_t end = line.at() - 1;
   const std::size_t last = line.text().find_last_not_of(" \t", end - 1);
-  // In an item "{ }" the blank counts once.
+  // Each blank in "{ }" counts once.
   const std::size_t trailing = end - 1 - last;
   if (!has_alignment && !field.mask.empty()) field.alignment = Alignment::kMask;
   if (leading + trailing > 0) {
@@ -195,7 +195,7 @@ bool BlockCompiler::field_item(SourceLine& line, std::size_t leading) {
   return true;
 }
 
-// Up to and with the brace that ends the item.
+// Reads up to the brace that ends the item, and takes it.
 bool BlockCompiler::field_options(SourceLine& line, Instruction& field, bool& has_width,
                                   bool& has_alignment) {
   constexpr std::pair<std::string_view, Alignment> kAlignments[] = {
@@ -284,7 +284,7 @@ bool BlockCompiler::long_date_item(SourceLine& line) {
   return simple_item(line, BlockCode::kLongDate, kLongDateWidth);
 }
 
-// ---- How and where
+// ---- Pitch and place
 
 bool BlockCompiler::eject_item(SourceLine& line) {
   return simple_item(line, BlockCode::kEject, 0);
@@ -321,7 +321,7 @@ bool BlockCompiler::value(SourceLine& line, BlockValue& value) {
   }
   const std::size_t place = line.at();
   if (!is_small(line.next())) return plain_value(line, value);
-  // What no decimal number is: infinities and the like, by all of their bits.
+  // Values without a decimal number, infinities and the like, given by all of their bits.
   if (line.word() != "bits") return line.error_at(place, "expected a value");
   line.skip_blanks();
   constexpr std::size_t kDigits = 16;
@@ -352,8 +352,8 @@ bool BlockCompiler::columns_item(SourceLine& line) {
   return true;
 }
 
-// "40": there. "+2": so much further. "=" and a value, "mode" and two values: what only other
-// programs make.
+// "40": absolute. "+2": relative. "=" and a value, or "mode" and two values: forms that only other
+// programs produce.
 bool BlockCompiler::position(SourceLine& line, BlockValue& mode, BlockValue& where) {
   line.skip_blanks();
   mode.integer = kAbsolute;
@@ -401,7 +401,7 @@ bool BlockCompiler::place_item(SourceLine& line) {
 
 // ---- Conditions
 
-// Printing is left out when the condition does not hold.
+// The jump skips the conditional part if the condition does not hold.
 bool BlockCompiler::condition(SourceLine& line, Instruction& jump) {
   jump.code = BlockCode::kJump;
   line.skip_blanks();
@@ -414,7 +414,7 @@ bool BlockCompiler::condition(SourceLine& line, Instruction& jump) {
 bool BlockCompiler::if_item(SourceLine& line) {
   Instruction jump;
   const std::size_t place = line.at();
-  if (!condition(line, jump)) jump = {.code = BlockCode::kJump};  // for its end
+  if (!condition(line, jump)) jump = {.code = BlockCode::kJump};  // keeps its end acceptable
   open(line, jump, true);
   open_.back().place = place - 3;
   return end_of_item(line);
@@ -434,10 +434,10 @@ bool BlockCompiler::jump_item(SourceLine& line) {
   const std::size_t place = line.at();
   Instruction jump;
   if (!condition(line, jump)) return false;
-  jump.negated = !jump.negated;  // here the condition is one for leaving
+  jump.negated = !jump.negated;  // this condition is the one to jump
   std::string label;
   if (!line.name("a label", label) || !end_of_item(line)) return false;
-  if (!setting_.raw) return line.error_at(place, "jumps stand in raw blocks");
+  if (!setting_.raw) return line.error_at(place, "only raw blocks have jumps");
   add(jump);
   jumps_.push_back(
       {.name = label, .jump = code_.size() - 1, .line = line.number(), .place = place});
@@ -449,7 +449,7 @@ bool BlockCompiler::at_item(SourceLine& line) {
   const std::size_t place = line.at();
   std::string label;
   if (!line.name("a label", label) || !end_of_item(line)) return false;
-  if (!setting_.raw) return line.error_at(place, "labels stand in raw blocks");
+  if (!setting_.raw) return line.error_at(place, "only raw blocks have labels");
   flush();
   const bool fresh = labels_.emplace(label, code_.size()).second;
   return fresh || line.error_at(place, "the block has this label already");

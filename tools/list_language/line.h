@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A line of a list source, read word by word, and what is said about the lines of a source.
+// A line of a list source, read word by word, and the notes about lines of a source.
 //
-// Lines are ISO 8859-1 here: a character is a byte, and its column its place.
+// Lines are ISO 8859-1 here: a character is a byte, and its column is its place in the line.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,7 @@ struct SourceNote {
   std::string message = {};
 };
 
-// "FILE:LINE:COLUMN: [warning: ]MESSAGE"
+// Returns "FILE:LINE:COLUMN: [warning: ]MESSAGE".
 std::string as_message(const std::string& file, const SourceNote& note);
 
 class SourceLine {
@@ -29,35 +29,34 @@ class SourceLine {
   [[nodiscard]] std::string_view text() const { return text_; }
   [[nodiscard]] int number() const { return number_; }
 
-  // ---- Where reading stands, from 0
+  // ---- Position of the reader, from 0
   [[nodiscard]] std::size_t at() const { return at_; }
   void go_to(std::size_t at) { at_ = at; }
   [[nodiscard]] bool at_end() const { return at_ == text_.size(); }
   [[nodiscard]] char next() const { return at_end() ? '\0' : text_[at_]; }
   [[nodiscard]] std::string_view rest() const { return text_.substr(at_); }
 
-  // ---- Taking something, if it is there
-  std::size_t skip_blanks();  // how many there were
+  // ---- Optional parts
+  std::size_t skip_blanks();  // returns their number
   bool take(char character);
-  // A word that begins with a letter or "_" and goes on with them and digits; "" if there is none.
+  // Takes a word: a letter or "_", then letters, "_" and digits; "" without one.
   std::string_view word();
-  // As many of these characters as there are.
+  // Takes as many of these characters as follow.
   std::string_view run_of(std::string_view characters);
 
-  // ---- Taking something that has to be there: false, and an error has been noted, if it is not.
-  // Blanks before it are passed over.
+  // ---- Required parts: skip blanks before the part; return false, and note an error, without it.
   bool integer(std::string_view what, std::int64_t least, std::int64_t most, std::int64_t& value);
-  // A text in quotes of this kind; \\ and \" and \' and \xHH in it are one character each.
+  // Takes a text in quotes of this kind; \\ and \" and \' and \xHH in it are one character each.
   bool quoted(std::string_view what, char quote, std::string& text);
-  // A word, or a text in single quotes.
+  // Takes a word, or a text in single quotes.
   bool name(std::string_view what, std::string& name);
 
   // ---- Notes; an error returns false
   bool error(std::string message) { return error_at(at_, std::move(message)); }
   bool error_at(std::size_t place, std::string message);
-  bool expected(std::string_view what);  // and says what was found
+  bool expected(std::string_view what);  // and names the text found
   void warning_at(std::size_t place, std::string message);
-  // About an earlier line.
+  // Notes an error of an earlier line.
   void error_elsewhere(int line, std::size_t place, std::string message);
 
  private:
@@ -69,17 +68,17 @@ class SourceLine {
   std::size_t at_ = 0;
 };
 
-// A piece of a line, for a message: UTF-8, in double quotes.
+// Returns a piece of a line for a message: UTF-8, in double quotes.
 std::string in_message(std::string_view piece);
 
-// What a reader can see, and no editor changes.
+// Whether a reader can see the character and no editor changes it.
 bool is_visible(char character);
 
-// The value of a hexadecimal digit, -1 for any other character.
+// Returns the value of a hexadecimal digit, -1 for any other character.
 int hex_digit(char character);
 
-// A name as it is written in a source: in quotes when it has to be. Names of lists and blocks are
-// words; those of variables and fields are, too, and their first letter is a capital.
+// Returns a name in the form of a source: in quotes if necessary. Names of lists and blocks are
+// words; names of variables and fields are words that begin with a capital.
 enum class NameKind { kList, kVariable };
 std::string written_name(std::string_view name, NameKind kind);
 std::string written_quoted(std::string_view text, char quote);

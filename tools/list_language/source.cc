@@ -13,7 +13,7 @@
 namespace marigold {
 namespace {
 
-constexpr std::string_view kEngineEject = "<<NP>>";  // a block's name that means something else
+constexpr std::string_view kEngineEject = "<<NP>>";  // reserved name: it ejects the page
 
 constexpr std::int64_t kLeast = std::numeric_limits<std::int16_t>::min();
 constexpr std::int64_t kMost = std::numeric_limits<std::int16_t>::max();
@@ -27,7 +27,7 @@ bool is_comment(std::string_view line) {
   return first != std::string_view::npos && line[first] == '#';
 }
 
-// Takes a source apart into lists, blocks and their lines.
+// Splits a source into lists, blocks and their lines.
 class SourceCompiler {
  public:
   SourceCompiler(CompiledSource& result, const KnownFields* fields)
@@ -49,7 +49,7 @@ class SourceCompiler {
   }
 
  private:
-  // The block that is being compiled.
+  // The block in progress.
   struct Block {
     StoredBlock stored;
     BlockSetting setting;
@@ -82,7 +82,7 @@ class SourceCompiler {
     take_words(line);
   }
 
-  // Opened for the first line that needs it: most have ASCII alone.
+  // Opened for the first line that needs it: most lines are ASCII.
   const CodeSet& code_set() {
     std::string reason;
     if (code_set_.name().empty()) code_set_.open("8859", reason);
@@ -99,7 +99,7 @@ class SourceCompiler {
     if (block_) block_->compiler.skip_line();
   }
 
-  // A section begins with its word, a line of a block has "|" behind its margin.
+  // A section begins with its word; a line of a block has "|" after its margin.
   void take_words(SourceLine& line) {
     line.skip_blanks();
     const std::size_t place = line.at();
@@ -120,20 +120,20 @@ class SourceCompiler {
       take_properties(line);
     } else if (!skipping_) {
       line.error("expected \"list\" and the name of a list");
-      skipping_ = true;  // said once
+      skipping_ = true;  // reported once
     }
   }
 
   void take_condition(SourceLine& line, bool begins) {
     if (!block_) {
-      line.error_at(0, "if and end stand in blocks");
+      line.error_at(0, "if and end belong in a block");
       return;
     }
     take_empty_lines();
     begins ? block_->compiler.if_line(line) : block_->compiler.end_line(line);
   }
 
-  // Those that another line of the block follows are lines of the page.
+  // Empty lines before another line of the block are lines of the page.
   void take_empty_lines() {
     for (; empty_lines_ > 0; --empty_lines_) {
       SourceLine empty("", number_, result_.notes);
@@ -217,7 +217,7 @@ class SourceCompiler {
            check_text(line, place, what, text, most);
   }
 
-  // What follows from the properties; blocks that come later are measured by them.
+  // Completes the properties of the list, which the blocks after them need.
   void finish_properties() {
     if (!in_list_) return;
     in_list_ = false;
@@ -228,7 +228,7 @@ class SourceCompiler {
     if (list.page_length < 1) line.warning_at(0, "a page of no lines");
     if (list.first_line < 1) line.warning_at(0, "the first line of a page is 1");
     if (list.first_line > list.last_line)
-      line.warning_at(0, "the first line lies behind the last one");
+      line.warning_at(0, "the first line lies after the last one");
     if (list.last_line > list.page_length) line.warning_at(0, "the last line lies below the page");
     if (list.start_column < 1) line.warning_at(0, "the first column of a line is 1");
     if (list.pitch != 10 && list.pitch != 12 && list.pitch != 17)
@@ -340,11 +340,11 @@ class SourceCompiler {
   CodeSet code_set_;
   int number_ = 0;
   std::unordered_map<std::string, int> list_lines_;
-  std::unordered_set<std::string> block_names_;  // of the list
-  int empty_lines_ = 0;         // that are lines of the block if another one follows
-  bool in_list_ = false;        // and no block of it has begun
-  bool has_last_line_ = false;  // "LZ" has been given
-  bool skipping_ = false;       // no list has begun, and that has been said
+  std::unordered_set<std::string> block_names_;  // of this list
+  int empty_lines_ = 0;                          // lines of the block if another one follows
+  bool in_list_ = false;                         // and none of its blocks has begun
+  bool has_last_line_ = false;                   // "LZ" has been given
+  bool skipping_ = false;                        // before the first list; already reported
   std::optional<Block> block_;
 };
 

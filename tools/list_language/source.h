@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The source language of lists and blocks, docs/formats/list-source.md: from a text to what stands
-// in the list files, and back.
+// Compiles the source language of lists and blocks, docs/formats/list-source.md, into the contents
+// of the list files, and decompiles these.
 #pragma once
 
 #include <string>
@@ -15,7 +15,7 @@ namespace marigold {
 
 struct SourceList {
   StoredList list = {};
-  int line = 0;  // where it begins
+  int line = 0;  // first line of the list
 };
 
 struct CompiledSource {
@@ -24,15 +24,15 @@ struct CompiledSource {
   [[nodiscard]] bool has_errors() const;
 };
 
-// Compiles a source in UTF-8. With errors the lists are of use only for what their names are. Of
-// the fields of records only those are known, or all if it is null.
+// Compiles a source in UTF-8. With errors, only the names of the lists are usable. Accepts only
+// these fields of records; null accepts all.
 CompiledSource compile_lists(std::string_view text, const KnownFields* fields);
 
-// The source of a list, in UTF-8: compiled, it gives the list again, and shown again the same text.
-// Its blocks have no faults.
+// Returns the source of a list, in UTF-8. Compiling it gives the list again, and showing that list
+// the same text. The list's blocks must have no faults.
 std::string show_list(const StoredList& list);
 
-// The lines of a block in it, with the one that names it.
+// Returns the lines of a block in that source, with the line that names it.
 std::string show_block(const StoredBlock& block, const StoredList& list);
 
 }  // namespace marigold

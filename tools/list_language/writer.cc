@@ -20,7 +20,7 @@ std::string in_braces(std::string_view words) {
   return std::string("{").append(words).append("}");
 }
 
-// The marker at the beginning of a text, without the bytes around it; "" if there is none.
+// Returns the marker at the beginning of a text, without the bytes around it; "" without one.
 std::string_view leading_marker(std::string_view text) {
   if (text.empty() || text.front() != kMarkerByte) return {};
   const std::size_t end = text.find(kMarkerByte, 1);
@@ -94,7 +94,7 @@ std::string as_printed_number(std::string_view words, std::string_view mask) {
   return in_braces(text);
 }
 
-// With as many blanks as the field has room for, where the page shall look like that.
+// Fills the item with blanks to the width of the field, if blanks can show that width.
 std::string as_field(const Instruction& field) {
   const bool of_record = field.code == BlockCode::kRecordField;
   std::string words(of_record ? "." : "");
@@ -105,7 +105,7 @@ std::string as_field(const Instruction& field) {
   const Alignment usual = field.mask.empty() ? Alignment::kLeft : Alignment::kMask;
   const auto usual_width = static_cast<std::int32_t>(field.mask.size());
   const auto drawn = static_cast<std::int32_t>(words.size()) + 2;
-  constexpr std::int32_t kWidest = 250;  // blanks beyond it show nothing
+  constexpr std::int32_t kWidest = 250;  // more blanks show nothing
   const bool draw = field.width != usual_width && field.width > drawn && field.width <= kWidest;
   const bool to_the_right = draw && field.alignment == Alignment::kRight;
   if (field.alignment != usual && !to_the_right) {

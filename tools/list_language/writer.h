@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// How the instructions of a block are written in a list source: their texts, and what stands in
-// braces. ISO 8859-1, as a SourceLine.
+// Writes the instructions of a block in the form of a list source: texts, and items in braces. ISO
+// 8859-1, as a SourceLine.
 #pragma once
 
 #include <string>
@@ -10,13 +10,13 @@
 
 namespace marigold {
 
-// A text as it stands on a line, its markers and what cannot be seen in braces.
+// Returns a text in the form of a line, with markers and invisible characters in braces.
 std::string written_text(std::string_view text);
 
-// A variable and its generation, if that is not 0.
+// Returns a variable and its generation, if that is not 0.
 std::string written_variable(std::string_view name, std::int32_t generation);
 
-// An instruction in braces, a text quoted; any but a jump and the end.
+// Returns an instruction in braces, with a text in quotes; for any but a jump and the end.
 std::string written_item(const Instruction& instruction);
 
 }  // namespace marigold

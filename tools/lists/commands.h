@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// marigold lists: lists and blocks from a source that their author reads, and back.
+// marigold lists: compiles lists and blocks from readable sources, shows them as sources, and
+// prints.
 //
-// Each command returns an exit status (see report.h) and has said all there is to say.
+// Each command reports all problems itself and returns an exit status (report.h).
 #pragma once
 
 #include <optional>
@@ -12,13 +13,13 @@ namespace marigold {
 
 struct ListsSources {
   std::vector<std::string> paths;
-  std::string definitions;  // name or path of a definition set; empty: fields are not looked at
+  std::string definitions;  // definition set, name or path; empty: no check of fields
 };
 
 struct ListsCompile {
   ListsSources sources;
   std::string output;  // the print directory
-  bool own = false;    // the files that the print engine looks at first
+  bool own = false;    // the files that the print engine searches first
   bool verbose = false;
 };
 int lists_compile(const ListsCompile& options);
@@ -44,14 +45,14 @@ struct ListsPrint {
   std::vector<std::string> texts;      // NAME=VALUE, a text in any case
   std::string records;                 // path of comma-separated values; empty: no records
   std::string printer;                 // for F4 in the viewer; empty: none
-  // Blocks at the top and foot of each page, first, for each record, last: "" for none. Without a
-  // word the list's own HEADER, FOOTER, START, LINE and END, those that there are.
+  // Blocks at the top and foot of each page, first, for each record, last: "" for none. Without the
+  // option the list's own HEADER, FOOTER, START, LINE and END, if they exist.
   std::optional<std::string> header;
   std::optional<std::string> footer;
   std::optional<std::string> start;
   std::optional<std::string> line;
   std::optional<std::string> end;
-  // In lines; -1: as the list has it.
+  // In lines; -1: as in the list.
   int first_line = -1;
   int last_line = -1;
   int page_length = -1;

@@ -11,7 +11,7 @@
 namespace marigold {
 namespace {
 
-// A block that leads nowhere cannot be kept.
+// A kept list cannot have a block without code.
 void check_kept(const std::string& directory, const StoredList& list, Problems& problems) {
   for (const StoredBlock& block : list.blocks) {
     if (block.fault.empty()) continue;
@@ -20,7 +20,7 @@ void check_kept(const std::string& directory, const StoredList& list, Problems& 
   }
 }
 
-// The lists that the directory will have.
+// Returns the lists that the directory will have.
 std::vector<StoredList> merged(const std::string& directory, std::vector<StoredList> old_lists,
                                const std::vector<StoredList>& lists, Problems& problems) {
   std::vector<StoredList> result = lists;

@@ -10,7 +10,8 @@ namespace marigold {
 
 namespace {
 
-// A number beyond 2 to the 53rd stands for several whole numbers; is it just this one?
+// Whether a number beyond 2 to the 53rd, which stands for several whole numbers, has exactly these
+// digits.
 bool keeps_whole(std::string_view digits, double value) {
   constexpr double kLargestWhole = 9007199254740992;
   if (std::abs(value) <= kLargestWhole || digits.find('e') != std::string_view::npos) return true;
@@ -43,7 +44,7 @@ bool CsvRecord::begin(std::string& reason) {
   for (std::size_t column = 0; column < rows_.size(); ++column) {
     const std::string name(rows_.cell(column));
     if (columns_.emplace(name, column).second) continue;
-    reason = "the column " + name + " is there twice";
+    reason = "the column " + name + " occurs twice";
     return false;
   }
   return true;

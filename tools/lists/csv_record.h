@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Rows of comma-separated values as the records that a list prints.
+// Rows of comma-separated values, as the records that a list prints.
 #pragma once
 
 #include <map>
@@ -14,27 +14,27 @@
 
 namespace marigold {
 
-// The first row names the fields; those with several elements as "PHONE[1]" and so on. Cells are
+// The first row names the fields, a field with several elements as "PHONE[1]" and so on. Cells are
 // UTF-8; lists print ISO 8859-1.
 class CsvRecord : public ListRecord {
  public:
   enum class Outcome { kRecord, kFault, kUnusable, kEnd };
 
-  // The stream outlives it.
+  // The stream outlives this object.
   explicit CsvRecord(std::istream& input) : rows_(input, kLongestLine) {}
 
-  // Takes the names of the fields. False with the reason.
+  // Reads the names of the fields. Returns false and the reason on a failure.
   bool begin(std::string& reason);
-  // The next record; for a fault the reason, and the next call goes on behind it. kUnusable
-  // has a reason, too, and is the last.
+  // Reads the next record. Gives the reason of a fault; the next call goes on after it. kUnusable
+  // has a reason too and is the last outcome.
   Outcome next(std::string& reason);
   [[nodiscard]] int line() const { return rows_.line(); }
 
-  // A cell is a number when it looks like one; printed without a mask it stays as it stands. An
-  // empty one is empty, also under a mask.
+  // A cell with the form of a number is a number; without a mask it is printed as it is in the
+  // file. An empty cell is empty, also by a mask.
   bool get(std::string_view field, int element, ListFieldValue& value) const override;
 
-  // Sets a variable for each cell, by its column's name and without "[1]", with the same value.
+  // Sets a variable for each cell, with its column's name without "[1]" and with the same value.
   void set_variables() const;
 
  private:
@@ -52,9 +52,9 @@ class CsvRecord : public ListRecord {
   std::vector<Cell> cells_;
 };
 
-// Whether all of a text is a decimal number, with a point or a comma before its fraction; also the
-// forms that data files are written out with, 1e-07. Not when the digits before the fraction are
-// more than a number can keep: masks would show others.
+// Whether a whole text is a decimal number, with a point or a comma before its fraction; also in
+// the forms of dumped data files, 1e-07. False if the digits before the fraction are more than a
+// number can hold: masks would show others.
 bool decimal_number(std::string_view text, double& number);
 
 }  // namespace marigold

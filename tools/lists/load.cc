@@ -55,7 +55,8 @@ class Loader {
   }
 
  private:
-  // Within one source that has been looked at.
+  // Notes lists of this source that an earlier source has. Lists twice in one source are noted
+  // already.
   void check_names(const std::string& path, CompiledSource& source) {
     for (const SourceList& list : source.lists) {
       const auto earlier = places_.find(list.list.name);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The sources of lists that a command is about, read and compiled.
+// Reads and compiles the sources of lists of a command.
 #pragma once
 
 #include <string>
@@ -14,12 +14,12 @@ namespace marigold {
 struct LoadedSources {
   std::vector<StoredList> lists;
   std::vector<std::string> messages;   // in the order of the files and lines
-  bool errors = false;                 // among the messages
-  std::vector<std::string> summaries;  // "FILE: 2 lists, 7 blocks", of files without errors
+  bool errors = false;                 // whether a message is an error
+  std::vector<std::string> summaries;  // "FILE: 2 lists, 7 blocks", for files without errors
   Problems unreadable;
 };
 
-// A list may stand in one of the files.
+// Loads the sources. Only one of the files may have a list of a given name.
 LoadedSources load_sources(const ListsSources& sources);
 
 }  // namespace marigold

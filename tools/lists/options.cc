@@ -22,9 +22,8 @@ void add_sources(CLI::App& command, ListsSources& sources) {
 }
 
 void add_own(CLI::App& command, bool& own) {
-  command.add_flag(
-      "--own", own,
-      "The files ILISTEN, IBLOECKE and IDRUCK.BIN, in which lists are looked for first");
+  command.add_flag("--own", own,
+                   "The files ILISTEN, IBLOECKE and IDRUCK.BIN, which are searched first");
 }
 
 void register_compile(CLI::App& lists, int& status) {
@@ -39,7 +38,8 @@ void register_compile(CLI::App& lists, int& status) {
       ->required()
       ->type_name("DIR");
   add_own(*command, options->own);
-  command->add_flag("-v,--verbose", options->verbose, "Say how many lists the directory has");
+  command->add_flag("-v,--verbose", options->verbose,
+                    "Report the number of lists in the directory");
   command->footer(
       "A list that the directory has already is replaced whole; lists that the sources do not name\n"
       "stay. After an error nothing has changed.\n"

@@ -6,8 +6,8 @@
 
 namespace marigold {
 
-// Adds the command to the tool. When it is chosen, parsing runs it and puts its exit status into
-// `status`, which outlives the parsing.
+// Adds the command to the tool. If the user chooses it, parsing runs it and puts its exit status
+// into `status`, which outlives the parsing.
 void lists_register(CLI::App& tool, int& status);
 
 }  // namespace marigold

@@ -24,10 +24,11 @@
 namespace marigold {
 namespace {
 
-// A column of the records that names the block to print a record with.
+// Column of the records that names the block for a record.
 constexpr std::string_view kBlockColumn = "BLOCK";
 
-// ---- Messages. The functions that the engine and the targets call have no object.
+// ---- Messages. The functions that the engine and the targets call have no object, hence the
+// state.
 
 struct State {
   bool holding = false;  // the list is on the screen: messages wait for its end
@@ -63,7 +64,7 @@ void warn_of_overflow(const ListOverflow& overflow) {
   say_at_record("warning: list " + state.list + ", " + list_overflow_text(overflow));
 }
 
-// Which record has printed it is not known: a line goes to paper when the next one begins.
+// The record is not known: a line is printed only when the next one begins.
 void warn_of_width(const BeyondPage& place) {
   state.warned = true;
   say("warning: list " + state.list + ", page " + std::to_string(place.page) + ", line " +
@@ -78,7 +79,7 @@ struct Target {
   std::string name;
 };
 
-// What the words of --to mean; false with the problem.
+// Parses the words of --to; returns false and the problem on a failure.
 bool parse_target(const std::vector<std::string>& words, Target& target, std::string& problem) {
   target = {words.empty() ? "file" : words[0], words.size() > 1 ? words[1] : ""};
   const bool known = target.kind == "printer" || target.kind == "screen" || target.kind == "file" ||
@@ -121,7 +122,7 @@ bool open_target(const Target& target, std::string& problem) {
   return device != nullptr;
 }
 
-// What a list that was aborted would leave of a file is not worth the one that is there.
+// An aborted list must not replace an existing file.
 void give_up(const Target& target) {
   const bool is_file = target.kind == "file" || target.kind == "pdf";
   if (is_file && !target.name.empty()) print_file_fail(target.name + ": not written");
@@ -137,7 +138,7 @@ int close_printer_target(const Target& target, bool complete) {
   return kExitClean;
 }
 
-// The exit status, with everything said.
+// Reports everything and returns the exit status.
 int close_target(const Target& target, bool complete) {
   list_to_device(nullptr);
   if (target.kind == "screen") {
@@ -150,9 +151,9 @@ int close_target(const Target& target, bool complete) {
   return print_file_problem().empty() ? kExitUnusable : report_unusable({print_file_problem()});
 }
 
-// ---- What is printed
+// ---- Printed values and blocks
 
-// NAME=VALUE; false when it is not.
+// Splits NAME=VALUE; returns false for another form.
 bool split(const std::string& setting, std::string& name, std::string& value) {
   const std::size_t equals = setting.find('=');
   if (equals == 0 || equals == std::string::npos) return false;
@@ -178,7 +179,7 @@ bool set_variables(const ListsPrint& options, Problems& problems) {
     else if (latin1.to_bytes(text, value) == std::string::npos)
       list_set(name, value);
     else
-      problems.push_back(option + setting + ": has characters that lists do not know");
+      problems.push_back(option + setting + ": has characters that ISO 8859-1 lacks");
   };
   for (const std::string& setting : options.variables)
     set(setting, false);
@@ -196,7 +197,7 @@ struct Blocks {
   std::string end;
 };
 
-// One that was asked for must be there.
+// A requested block must exist.
 std::string choose(const char* option, const std::optional<std::string>& asked, const char* usual,
                    Problems& problems) {
   std::string block = asked.value_or(usual);
@@ -234,7 +235,7 @@ void print_record(const CsvRecord& record, const std::string& line) {
   if (list_check_abort()) say_at_record("list " + state.list + " ends with this record");
 }
 
-// The exit status: rows with faults, which have been told, are left out.
+// Returns the exit status. Rows with faults are reported and left out.
 int print_each_record(CsvRecord& record, const std::string& line, Progress& progress) {
   std::string reason;
   if (!record.begin(reason)) {
@@ -276,7 +277,7 @@ int unusable(const Problems& problems) {
   return kExitUnusable;
 }
 
-// The exit status.
+// Returns the exit status.
 int print_list(const ListsPrint& options, std::istream& input) {
   const ListOptions page = {.show_progress = false,
                             .first_line = options.first_line,
@@ -297,10 +298,10 @@ int print_list(const ListsPrint& options, std::istream& input) {
     status = print_records(options, blocks.line, input);
   if (status == kExitUnusable) return status;
   print_if_there(blocks.end);
-  return list_check_abort() ? kExitUnusable : status;  // the reason has been shown
+  return list_check_abort() ? kExitUnusable : status;  // the user has seen the reason
 }
 
-// The printer's control strings, when the directory has them.
+// Loads the printer's control strings, if the directory has them.
 bool load_defaults(std::string& problem) {
   const std::string path = print_defaults_path(list_directory());
   PrintDefaults defaults;

@@ -53,7 +53,7 @@ OrderedJson as_json(const StoredList& list) {
           {"blocks", blocks}};
 }
 
-// Those that were asked for, in the order of their names.
+// Returns the requested lists, in the order of their names.
 std::vector<StoredList> chosen(const ListsShow& options, const std::string& path,
                                std::vector<StoredList> lists, Problems& problems) {
   if (options.lists.empty()) return lists;

@@ -31,7 +31,7 @@ class CsvLines : public RecordLines {
   CsvRows rows_;
   std::string presets_;
   std::vector<const FieldDefinition*> required_;
-  std::vector<Column> columns_;  // of the input
+  std::vector<Column> columns_;  // in the order of the input
 };
 
 bool CsvLines::take_column(std::string_view name, std::string& reason) {
@@ -44,7 +44,7 @@ bool CsvLines::take_column(std::string_view name, std::string& reason) {
   if (std::ranges::any_of(columns_, [&](const Column& other) {
         return other.field == column.field && other.index == column.index;
       })) {
-    reason = "the column " + std::string(name) + " is there twice";
+    reason = "the column " + std::string(name) + " occurs twice";
     return false;
   }
   columns_.push_back(column);
@@ -57,7 +57,7 @@ bool CsvLines::take_header(std::string& reason) {
     if (!take_column(rows_.cell(i), reason)) return false;
   }
   for (const FieldDefinition* field : required_) {
-    // A key has the first element of its field.
+    // A key uses the first element of its field.
     const Column wanted{field, 1};
     if (std::ranges::any_of(columns_,
                             [&](const Column& c) { return c.field == field && c.index == 1; }))
@@ -68,7 +68,7 @@ bool CsvLines::take_header(std::string& reason) {
   return true;
 }
 
-// A number that the row does not tell has its preset; a key must be told.
+// A number that the row lacks gets its preset; a key needs a value.
 bool CsvLines::is_left_out(const Column& column, std::string_view cell) const {
   return cell.empty() && !is_text(*column.field) &&
          std::ranges::find(required_, column.field) == required_.end();

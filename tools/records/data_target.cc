@@ -30,12 +30,12 @@ constexpr std::string_view kSetSuffix = ".DES";
 constexpr std::string_view kVersionTable = "FILEVER.DES";
 
 struct Search {
-  std::vector<std::string> sets;  // those that define the file
+  std::vector<std::string> sets;  // sets that define the file
   std::unique_ptr<FileDefinition> definition;
-  std::string first_fault;  // of a set that has errors: the definition may hide behind them
+  std::string first_fault;  // of a set with errors, which may define the file
 };
 
-// FILEDATA_3.DES has older definitions, which are there for conversions.
+// FILEDATA_3.DES has older definitions, which only conversions use.
 bool may_define_files(std::string_view name) {
   if (!name.starts_with(kSetPrefix) || !name.ends_with(kSetSuffix) || name == kVersionTable)
     return false;
@@ -104,7 +104,7 @@ bool check_found(const DataFileOptions& options, const Search& search, Problems&
   return true;
 }
 
-// Whoever points at one of the two files means the pair.
+// A user who names one of the two files means the pair.
 std::string without_suffix(const std::string& path, FileType type) {
   const fs::path whole(path);
   const bool of_pair = whole.extension() == ".dat" || whole.extension() == ".idx";
@@ -168,8 +168,8 @@ std::string half_pair_text(const DataTarget& target) {
   const std::string index = target.base + ".idx";
   if (file_exists(data.c_str()))
     return index + ": is missing; \"marigold data rebuild " +
-           std::string(target.definition->name.view()) + "\" makes it from " + data;
-  return data + ": is missing, and " + index + " holds no records; bring both back from a backup";
+           std::string(target.definition->name.view()) + "\" rebuilds it from " + data;
+  return data + ": is missing, and " + index + " holds no records; restore both from a backup";
 }
 
 bool check_version(const DataTarget& target, std::string& reason) {
@@ -183,14 +183,14 @@ bool check_version(const DataTarget& target, std::string& reason) {
   if (!found || *found == wanted) return true;
   reason = "its records have version " + version_text(*found) + ", " + target.set_path +
            " defines version " + version_text(wanted) + "; ";
-  reason += *found < wanted ? "\"marigold data convert\" brings them to it"
-                            : "take the definition of that version";
+  reason += *found < wanted ? "\"marigold data convert\" converts them"
+                            : "use the definition of that version";
   return false;
 }
 
 namespace {
 
-// A copy of the file elsewhere is nobody's concern.
+// A copy of the file elsewhere needs no lock of the class.
 bool lies_in_its_class(const DataTarget& target) {
   if (target.in_class) return true;
   std::error_code unknown;

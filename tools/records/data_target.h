@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Which data file a command is about: its definition, and where it lies.
+// The data file of a command: its definition and its place.
 #pragma once
 
 #include <memory>
@@ -13,55 +13,55 @@
 
 namespace marigold {
 
-// As the command line names it.
+// Options of the command line.
 struct DataFileOptions {
   std::string file;  // its name in the definition set
-  std::string set;   // name or path of the definition set; empty: whichever defines the file
+  std::string set;   // name or path of the definition set; empty: the set that defines the file
   std::string path;  // without ".dat" and the like; empty: the file's place by its path class
 };
 
 struct DataTarget {
   std::string set_path;
   std::unique_ptr<const FileDefinition> definition;
-  std::string base;       // where it lies, without ".dat" and the like
+  std::string base;       // its path without ".dat" and the like
   bool in_class = false;  // in the data directory of its path class
 
-  // A handle for it.
+  // Returns a handle for the file.
   [[nodiscard]] DataFile handle() const;
 };
 
-// "DATA", or a path when it has a "/" in it or ends in ".DES".
+// Returns the path of a set: of "DATA", or the given path if it has a "/" in it or ends in ".DES".
 std::string definition_path_of(const std::string& set);
 
-// The paths of all definition sets of the definitions directory, sorted, without the version table
-// and older definitions (FILEDATA_3.DES). False with the problem.
+// Gives the paths of all definition sets in the definitions directory, sorted, without the version
+// table and older definitions (FILEDATA_3.DES). Returns false and the problem on a failure.
 bool find_definition_sets(std::vector<std::string>& paths, Problems& problems);
 
-// Scans the file of a set. False with the problem: it cannot be read, or has errors.
+// Scans the file of a set. Returns false and the problem if the file cannot be read or has errors.
 bool scan_set(const std::string& path, DefinitionScan& scan, Problems& problems);
 
-// Finds the definition. Without a set it looks through those of
-// find_definition_sets. False with the problems: no set defines the file, or several do, or a set
-// cannot be read, or the file is of a kind that cannot be opened. The list of definitions stays as
-// it is.
+// Finds the definition. Without a set, searches all sets of find_definition_sets. Returns false and
+// the problems: no set defines the file, or several do, or a set cannot be read, or the file is of
+// a kind that cannot be opened. The list of definitions stays as it is.
 bool find_data_file(const DataFileOptions& options, DataTarget& target, Problems& problems);
 
-// Takes the path class of the file as the programs that write into it do, in multi-user operation,
-// for the rest of the process. False with the problem, which says who has it for himself.
+// Takes the path class of the file as programs that write into it do, in multi-user operation, for
+// the rest of the process. Returns false and the problem, which names the process that has the
+// class exclusively.
 bool take_class(const DataTarget& target, Problems& problems);
 
-// What a result of the engine or the system means for the owner of a file.
+// Returns the meaning of a result of the engine or the system for the owner of a file.
 std::string data_error(int number);
 
-// What to do when one file of a pair is missing.
+// Returns advice for a pair of which one file is missing.
 std::string half_pair_text(const DataTarget& target);
 
 // Whether the records were written under the version of the definition, and no restore of the file
-// was interrupted. A file without a version record counts so. False with the reason, which names
-// both versions.
+// was interrupted. True for a file without a version record. Otherwise gives the reason, which
+// names both versions.
 bool check_version(const DataTarget& target, std::string& reason);
 
-// "PATH: " and that.
+// Returns "PATH: " and the text of data_error(number).
 std::string data_error(const std::string& path, int number);
 
 }  // namespace marigold

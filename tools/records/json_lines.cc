@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/common/input_file.h"
+#include "tools/common/report.h"
 #include "tools/records/record_lines.h"
 
 namespace marigold {
@@ -10,8 +11,8 @@ namespace {
 
 using Json = nlohmann::json;
 
-// Takes the values of one object as the parser meets them: no tree of them is built. Each function
-// returns whether to go on; `reason` says why not.
+// Takes the values of one object as the parser finds them, without building a tree. Each function
+// returns whether to go on; `reason` gives the cause if not.
 class ObjectReader {
  public:
   explicit ObjectReader(RecordText& text)
@@ -23,7 +24,7 @@ class ObjectReader {
     seen_.assign(seen_.size(), false);
     reason_.clear();
   }
-  // All that the object has was taken.
+  // Call it after all values of the object.
   bool finish();
   [[nodiscard]] const std::string& reason() const { return reason_; }
 
@@ -33,7 +34,7 @@ class ObjectReader {
   bool boolean(bool /*value*/) { return fail(name() + "true or false where a value is expected"); }
   bool number_integer(Json::number_integer_t value) { return put(std::int64_t{value}); }
   bool number_unsigned(Json::number_unsigned_t value) {
-    // What no field can hold must not become negative.
+    // A number that no field can hold must not become negative.
     constexpr Json::number_unsigned_t kMost = std::numeric_limits<std::int64_t>::max();
     return value > kMost ? put(static_cast<double>(value)) : put(static_cast<std::int64_t>(value));
   }
@@ -41,7 +42,7 @@ class ObjectReader {
     return put(value);
   }
   bool string(const Json::string_t& value) { return put(std::string_view(value)); }
-  bool binary(const Json::binary_t& /*value*/) { return false; }  // not in texts
+  bool binary(const Json::binary_t& /*value*/) { return false; }  // JSON texts have none
   bool start_object(std::size_t /*elements*/);
   bool key(const Json::string_t& name);
   bool end_object() { return true; }
@@ -70,8 +71,8 @@ class ObjectReader {
   std::vector<bool> seen_;  // by the field's first column
   char* record_ = nullptr;
   Place place_ = Place::kOutside;
-  std::size_t first_ = 0;  // column of the field
-  int elements_ = 0;       // taken of it
+  std::size_t first_ = 0;  // first column of the current field
+  int elements_ = 0;       // taken so far
   std::string reason_;
 };
 
@@ -92,7 +93,7 @@ bool ObjectReader::start_object(std::size_t /*elements*/) {
   return true;
 }
 
-// Objects mostly have the fields in their order: the search begins behind the one before.
+// Objects mostly have the fields in the same order, so the search begins after the last field.
 bool ObjectReader::find_field(std::string_view name) {
   const std::vector<Column>& columns = text_.columns();
   for (std::size_t tried = 0; tried < columns.size(); ++tried) {
@@ -106,7 +107,7 @@ bool ObjectReader::key(const Json::string_t& name) {
   elements_ = 0;
   if (!find_field(name)) return fail("there is no field \"" + name + "\"");
   place_ = Place::kField;
-  if (seen_[first_]) return fail("the field " + name + " is there twice");
+  if (seen_[first_]) return fail("the field " + name + " occurs twice");
   seen_[first_] = true;
   return true;
 }
@@ -121,15 +122,15 @@ bool ObjectReader::start_array(std::size_t /*elements*/) {
 
 bool ObjectReader::end_array() {
   if (elements_ < times())
-    return fail(name() + std::to_string(elements_) + " elements, " + std::to_string(times()) +
-                " are expected");
+    return fail(name() + counted(static_cast<std::size_t>(elements_), "element") + ", " +
+                std::to_string(times()) + " expected");
   place_ = Place::kField;
   return true;
 }
 
 bool ObjectReader::parse_error(std::size_t /*position*/, const std::string& /*token*/,
                                const Json::exception& fault) {
-  // Without the library's own beginning, and the line number, which is always 1.
+  // Drops the library's prefix, and the line number, which is always 1.
   constexpr std::string_view kBeforeColumn = "parse error at line 1, ";
   std::string_view what = fault.what();
   what.remove_prefix(std::min(what.find("] ") + 2, what.size()));

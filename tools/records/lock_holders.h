@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Who holds a path class, as the commands show it.
+// The holders of a path class, in the form that the commands show.
 #pragma once
 
 #include <string>
@@ -9,11 +9,11 @@
 
 namespace marigold {
 
-// "process 4711 on pult3, shared"
+// Returns "process 4711 on pult3, shared".
 std::string describe_holder(const LockHolder& holder);
 OrderedJson holder_as_json(const LockHolder& holder);
 
-// Why the class could not be taken: its directory and its holders, as far as they are known.
+// Returns the reason why the class could not be taken: its directory and its known holders.
 std::string locked_class_text(int path_class);
 
 }  // namespace marigold

@@ -64,7 +64,7 @@ OpenNumberedFile::~OpenNumberedFile() {
 
 int OpenNumberedFile::open(const DataTarget& target, bool exclusive) {
   {
-    // What the access layer would make, or end the process for.
+    // The access layer would make a missing file, and end the process for other failures.
     RecordFile probe;
     if (const int failed = probe.open(target.base.c_str(), exclusive)) return failed;
   }

@@ -45,7 +45,7 @@ void append_whole(std::int32_t number, std::ptrdiff_t digits, std::string& lines
 
 void append_real(double number, std::string& lines) {
   NumberText text;
-  // As a whole number the sign would be lost to readers of JSON.
+  // A reader of JSON would lose the sign of a whole number.
   if (number == 0 && std::signbit(number)) {
     lines += "-0.0";
     return;
@@ -53,7 +53,7 @@ void append_real(double number, std::string& lines) {
   lines.append(text.data(), std::to_chars(text.data(), text.data() + text.size(), number).ptr);
 }
 
-// Characters that stand for themselves in every code set, and need no care in a line.
+// Characters that are the same in every code set and need no quoting in a line.
 bool is_plain(char character) {
   constexpr char kLastPlain = '~';
   return character >= ' ' && character <= kLastPlain;
@@ -87,14 +87,14 @@ bool fail(std::string& reason, const Column& column, std::string what) {
   return false;
 }
 
-// For a message: on one line, and not longer than a reader wants it.
+// Returns the text for a message: on one line, cut to a readable length.
 std::string shown(std::string_view text) {
   constexpr std::size_t kShown = 40;
   std::string beginning(text.substr(0, kShown));
   std::ranges::replace_if(
       beginning, [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7F'; }, ' ');
   while (text.size() > kShown && !beginning.empty() && !is_plain(beginning.back()))
-    beginning.pop_back();  // half a character perhaps
+    beginning.pop_back();  // perhaps half a character
   std::string quoted(1, '"');
   return quoted.append(beginning).append(text.size() > kShown ? "...\"" : "\"");
 }
@@ -104,7 +104,7 @@ std::string size_limit(const Column& column) {
   return "longer than " + std::to_string(size) + (size == 1 ? " byte" : " bytes");
 }
 
-// Spreadsheets write whole numbers so: 22.0.
+// Spreadsheets write whole numbers in this form: 22.0.
 std::string_view without_zero_fraction(std::string_view text) {
   const std::size_t point = text.find('.');
   if (point == std::string_view::npos || point == 0 || point + 1 == text.size()) return text;
@@ -156,7 +156,7 @@ RecordText::RecordText(const FileDefinition& file, const CodeSet& code_set)
     : file_(file), code_set_(code_set), columns_(columns_of(file)) {
   for (const Column& column : columns_) {
     const std::string name = column_name(column);
-    // A name that is no text in the code set stays as it is; no line is better than no dump.
+    // A name that is no text in the code set stays as it is: that is better than no dump.
     names_.push_back(code_set.to_text(name, converted_) == std::string::npos ? converted_ : name);
   }
 }
@@ -178,7 +178,7 @@ bool RecordText::take_text(const Column& column, const char* record, std::string
       text.data() + text.size(),
       static_cast<std::size_t>(place + column.field->size - (text.data() + text.size())));
   if (rest.find_first_not_of('\0') != std::string_view::npos)
-    return fail(reason, column, "there are bytes behind the zero byte that ends the text");
+    return fail(reason, column, "there are bytes after the zero byte that ends the text");
   if (std::ranges::all_of(text, is_plain)) return true;
   if (code_set_.to_text(text, converted_) != std::string::npos)
     return fail(reason, column, "its bytes are not text in the code set " + code_set_.name());
@@ -195,7 +195,7 @@ bool RecordText::append_csv_element(const Column& column, const char* record, st
   } else {
     std::string_view text;
     if (!take_text(column, record, text, reason)) return false;
-    // A line without anything in it would be none.
+    // An empty line would be skipped.
     if (text.empty() && columns_.size() == 1) lines += "\"\"";
     append_csv_text(text, lines);
   }
@@ -336,7 +336,7 @@ bool RecordText::put(const Column& column, std::int64_t number, char* record, st
 }
 
 bool RecordText::put(const Column& column, double number, char* record, std::string& reason) {
-  constexpr double kMost = 2147483648;  // beyond all whole numbers of fields
+  constexpr double kMost = 2147483648;  // above all whole numbers of fields
   const bool is_whole = std::abs(number) <= kMost && std::trunc(number) == number;
   if (is_whole && !is_text(*column.field) && column.field->type != FieldType::kReal)
     return put(column, static_cast<std::int64_t>(number), record, reason);

@@ -2,12 +2,12 @@
 // Records as text: the form of each element of a field, and the lines of CSV and JSON.
 //
 //   whole numbers  decimal. In CSV a DATE has at least six digits (DDMMYY) and a TIME four (HHMM),
-//                  as definition sets write them; nothing looks whether there is such a day
+//                  as in definition sets; no check that such a day exists
 //   REAL           the shortest decimal number that reads back as the same; "inf", "-inf", "nan",
 //                  in JSON as strings
 //   texts          the characters before the first zero byte, converted from the code set
 //
-// Whatever is written here is read back as the same element.
+// Every element written here reads back as the same element.
 #pragma once
 
 #include <cstdint>
@@ -26,30 +26,31 @@ struct Column {
   int index = 1;
 };
 
-// All elements in the order of the definition.
+// Returns all elements in the order of the definition.
 std::vector<Column> columns_of(const FileDefinition& file);
 
 std::string column_name(const Column& column);
 
-// The elements of a key's segments.
+// Returns the elements of a key's segments.
 std::vector<Column> key_columns(const FileDefinition& file, const KeyDefinition& key);
 
 class RecordText {
  public:
-  // Both outlive it.
+  // Both arguments outlive this object.
   RecordText(const FileDefinition& file, const CodeSet& code_set);
 
-  // ---- Writing. A line with its end is appended; false with the reason, and nothing appended,
-  // when a text is none in the code set or has bytes behind its end.
+  // ---- Writing. Each function appends a whole line with its line end. Returns false and the
+  // reason, and appends nothing, for a text that is none in the code set or has bytes after its
+  // end.
 
   void append_csv_header(std::string& lines) const;
   bool append_csv(const char* record, std::string& lines, std::string& reason);
   bool append_json(const char* record, std::string& lines, std::string& reason);
 
-  // The elements for a message: "NUMBER=12, NAME=Anna". Never fails.
+  // Returns the elements for a message: "NUMBER=12, NAME=Anna". Never fails.
   std::string describe(const std::vector<Column>& columns, const char* record);
 
-  // ---- Reading into a record. False with the reason, and the record as it was.
+  // ---- Reading into a record. Returns false and the reason, and leaves the record as it was.
 
   bool put(const Column& column, std::string_view text, char* record, std::string& reason);
   bool put(const Column& column, std::int64_t number, char* record, std::string& reason);
@@ -57,9 +58,9 @@ class RecordText {
 
   [[nodiscard]] const FileDefinition& file() const { return file_; }
   [[nodiscard]] const std::vector<Column>& columns() const { return columns_; }
-  // Of the columns, in UTF-8.
+  // Returns the names of the columns, in UTF-8.
   [[nodiscard]] const std::vector<std::string>& names() const { return names_; }
-  // Of the field to which a column belongs, the first one of that field.
+  // Returns the name of the field whose first column this is.
   [[nodiscard]] std::string_view field_name(std::size_t column) const;
 
  private:

@@ -10,11 +10,12 @@
 #include "runtime/data/access/isam_access.h"
 #include "tools/common/csv_rows.h"
 #include "tools/common/input_file.h"
+#include "tools/common/report.h"
 
 namespace marigold {
 namespace {
 
-// Puts the values of an option into a record; `count` says how many there were.
+// Puts the values of an option into a record; `count` is their number.
 bool put_values(RecordText& text, const std::vector<Column>& columns, const std::string& values,
                 std::string& record, std::size_t& count, std::string& reason) {
   count = 0;
@@ -23,8 +24,8 @@ bool put_values(RecordText& text, const std::vector<Column>& columns, const std:
   CsvRows rows(input, kLongestLine);
   if (rows.next(reason) != CsvRows::Outcome::kRow) return false;
   if (rows.size() > columns.size()) {
-    reason = std::to_string(rows.size()) + " values for " + std::to_string(columns.size()) +
-             " parts of the key";
+    reason =
+        counted(rows.size(), "value") + " for " + counted(columns.size(), "part") + " of the key";
     return false;
   }
   for (; count < rows.size(); ++count) {
@@ -109,7 +110,7 @@ class KeyedWalk : public RecordWalk {
 RecordWalk::Outcome KeyedWalk::next(char* record, std::string& reason) {
   for (;;) {
     int failed = ISREAD(file_.number(), record, next_) == 0 ? 0 : iserrno;
-    // The record found first may have been deleted since.
+    // Another process may have deleted the record since it was found.
     if (failed == kIsNoCurrent && next_ == kIsCurrent)
       failed = ISREAD(file_.number(), record, kIsNext) == 0 ? 0 : iserrno;
     next_ = kIsNext;
@@ -139,10 +140,10 @@ class NumberedWalk : public RecordWalk {
 
   std::size_t length_;
   OpenNumberedFile file_;
-  std::int64_t number_ = 1;  // of the next record
+  std::int64_t number_ = 1;  // number of the next record
   std::int64_t last_ = std::numeric_limits<std::int32_t>::max();
   std::vector<char> ahead_;  // records from number_ on
-  std::size_t used_ = 0;     // bytes of them
+  std::size_t used_ = 0;     // bytes of `ahead_` already returned
 };
 
 bool NumberedWalk::limit(RecordText& text, const WalkRange& range, std::string& reason) {

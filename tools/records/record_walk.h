@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Going over the records of a data file in the order of a key, without the access layer: an
-// operator's tool says what is wrong where a program would end.
+// Walks the records of a data file in the order of a key, without the access layer: a tool must
+// report a fault for which a program would end.
 #pragma once
 
 #include <memory>
@@ -16,7 +16,7 @@
 
 namespace marigold {
 
-// A keyed file that is closed at the end of the object's life.
+// A keyed file, which the destructor closes.
 class OpenKeyedFile {
  public:
   OpenKeyedFile() = default;
@@ -24,10 +24,10 @@ class OpenKeyedFile {
   OpenKeyedFile(OpenKeyedFile&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
   OpenKeyedFile& operator=(OpenKeyedFile&&) = delete;
 
-  // Results: 0, or the engine's or the system's error number.
+  // Results: 0, or the error number of the engine or the system.
   int open(const std::string& base, int mode);
   int build(const FileDefinition& file, const std::string& base);
-  // A pair that is to take the place of `like`; see isbuild_like.
+  // Builds a pair that will replace `like`; see isbuild_like.
   int build_like(const FileDefinition& file, const std::string& base, const std::string& like);
   int close();
   int info(IsamInfo& info) const;
@@ -38,15 +38,15 @@ class OpenKeyedFile {
   int number_ = -1;
 };
 
-// How many records of a keyed file are live: the others are placeholders, which a program that was
-// killed has left behind its lock. 0, or the engine's number.
+// Counts the live records of a keyed file. The others are placeholders that a killed program has
+// left for its locks. Returns 0, or the engine's error number.
 int count_records(int number, const IsamInfo& info, std::int64_t& records);
 
-// What is the matter with a keyed file that has just been made again, as a line that names it; ""
-// for nothing. It was made from what it says of itself, whether its definition is that or not.
+// Returns a line that names a keyed file and its difference from its definition; "" without one.
+// For a file that was just rebuilt: the rebuild uses the file's own description.
 std::string misfit_of(const DataTarget& target);
 
-// A random file that is closed at the end of the object's life; see random_file.h.
+// A random file, which the destructor closes; see random_file.h.
 class OpenNumberedFile {
  public:
   OpenNumberedFile() = default;
@@ -54,9 +54,9 @@ class OpenNumberedFile {
   OpenNumberedFile(const OpenNumberedFile&) = delete;
   OpenNumberedFile& operator=(const OpenNumberedFile&) = delete;
 
-  // Opens what is there, to read it or exclusively to write it. 0, kIsFileLocked when another
-  // process has it in use in a way that excludes this one, or the system's error number. The
-  // target outlives the object.
+  // Opens an existing file, for reading, or exclusively for writing. Returns 0, kIsFileLocked when
+  // another process's use excludes this one, or the system's error number. The target outlives this
+  // object.
   int open(const DataTarget& target, bool exclusive);
   [[nodiscard]] RecordFile& bytes() const;
 
@@ -64,10 +64,10 @@ class OpenNumberedFile {
   std::optional<DataFile> file_;
 };
 
-// The marker of a record that is there; see isam_access.h and random_file.h.
+// Deletion marker of a live record; see isam_access.h and random_file.h.
 inline constexpr char kLiveMarker = 0;
 
-// Which records, and in which order.
+// The records of a walk and their order.
 struct WalkRange {
   int key = 1;       // of a keyed file
   std::string from;  // values of the first segments of the key, or the number, as in a CSV line;
@@ -78,13 +78,13 @@ class RecordWalk {
  public:
   virtual ~RecordWalk() = default;
   enum class Outcome { kRecord, kEnd, kFailed };
-  // Puts the next live record into the buffer of the file's record length. For a failure the reason
-  // without the file's name.
+  // Puts the next live record into the buffer, which has the file's record length. Gives the reason
+  // of a failure, without the file's name.
   virtual Outcome next(char* record, std::string& reason) = 0;
 };
 
-// Opens the file for reading, by whoever else it is used. Null with the problem; the arguments
-// outlive the result.
+// Opens the file for reading, also while other processes use it. Returns null and the problem on a
+// failure; the arguments outlive the result.
 std::unique_ptr<RecordWalk> walk_records(DataTarget& target, RecordText& text,
                                          const WalkRange& range, std::string& problem);
 

@@ -142,8 +142,8 @@ class Moment {
       if (!file->read_again(progress_, same, problem)) return MomentOutcome::kFailed;
       if (same) continue;
       problem = file->target().base +
-                ": programs change it all the time, and a random file can "
-                "only be copied while it stays as it is";
+                ": programs keep changing it, and a random file can be copied only "
+                "while it does not change";
       return MomentOutcome::kNotQuiet;
     }
     return MomentOutcome::kTaken;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Copies of data files of one moment, made while programs change them.
+// Copies data files as they are at one moment, while programs change them.
 #pragma once
 
 #include <cstdint>
@@ -14,29 +14,30 @@
 
 namespace marigold {
 
-// A data file of which a copy is wanted. Keyed files are copied from a snapshot of the engine. A
-// random file has none: it is copied before the moment and read again after it, and when both
-// readings agree in every byte, the copy is the file of that moment.
+// A data file to copy. A keyed file is copied from a snapshot of the engine. A random file has no
+// snapshot: it is copied before the moment and read again after it. If both readings agree in every
+// byte, the copy is the file of that moment.
 class SnapshotFile {
  public:
   explicit SnapshotFile(DataTarget& target) : target_(target) {}
 
-  // Opens the file; no conversion can come in between from then on. False with the problem: also
-  // when it is not as it is defined, or holds records of another version.
+  // Opens the file; from then on no conversion can begin. Returns false and the problem, also for a
+  // file that differs from its definition or has records of another version.
   bool open(std::string& problem);
 
   [[nodiscard]] bool is_keyed() const { return target_.definition->type == FileType::kIsam; }
   [[nodiscard]] int number() const { return keyed_.number(); }
   [[nodiscard]] const DataTarget& target() const { return target_; }
 
-  // Of a random file, to be called before the moment and after it. `copy` is the base of the copy.
+  // For a random file: call copy_numbered before the moment and read_again after it. `copy` is the
+  // base of the copy.
   bool copy_numbered(const std::string& copy, Progress& progress, std::string& problem);
   bool read_again(Progress& progress, bool& same, std::string& problem);
 
-  // Of a keyed file, after the moment.
+  // For a keyed file: call it after the moment.
   bool write_keyed(const std::string& copy, const IsWatch& watch, std::string& problem);
 
-  // Records in the copy; of a random file: places.
+  // Records in the copy; for a random file, its places.
   [[nodiscard]] std::int64_t records() const { return records_; }
 
  private:
@@ -53,9 +54,9 @@ class SnapshotFile {
 
 enum class MomentOutcome { kTaken, kNotQuiet, kFailed };
 
-// Copies the random files and begins the snapshots of the keyed ones: all of one moment. `copy`
-// gives the base of a file's copy, `moment` is that moment as backup_time gives it. kNotQuiet:
-// random files were changed at each of several attempts; the problem names the first of them.
+// Copies the random files and begins the snapshots of the keyed ones, all of one moment. `copy`
+// returns the base of a file's copy, `moment` is that moment in the form of backup_time. kNotQuiet:
+// random files were changed during each of several attempts; the problem names the first of them.
 MomentOutcome take_moment(std::vector<std::unique_ptr<SnapshotFile>>& files,
                           const std::function<std::string(const DataTarget&)>& copy,
                           Progress& progress, std::string& moment, std::string& problem);

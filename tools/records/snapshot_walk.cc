@@ -24,7 +24,7 @@ class Scratch {
   }
   [[nodiscard]] std::string base() const { return path_ + "/copy"; }
 
-  // Ends the process when it was asked to stop.
+  // Ends the process if a signal has asked for it.
   void end_if_stopped() {
     if (!stop_signals_pending()) return;
     remove();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Going over the records of one moment of a data file, while programs change it.
+// Walks the records that a data file has at one moment, while programs change the file.
 #pragma once
 
 #include <memory>
@@ -9,9 +9,9 @@
 
 namespace marigold {
 
-// As walk_records, from a copy of one moment. The copy lies in a directory for this user alone
-// below the one for temporary files; its name is gone when this returns, its space when the walk
-// ends. Signals that ask the process to end take effect, and leave nothing behind.
+// Like walk_records, but from a copy of one moment. The copy lies in a private directory below the
+// one for temporary files; its name is removed when this function returns, its space is freed when
+// the walk ends. Signals that ask the process to end take effect and leave no file.
 std::unique_ptr<RecordWalk> walk_snapshot(DataTarget& target, RecordText& text,
                                           const WalkRange& range, std::string& problem);
 

@@ -15,10 +15,10 @@
 namespace marigold {
 namespace {
 
-// The records to be, and what has been met on the way to them.
+// The records of the new database, and the facts noted while they are collected.
 struct Collection {
-  std::map<std::string, std::string> texts;    // in the code set, zero bytes not yet behind them
-  std::map<std::string, std::string> defined;  // where: "german.po:12"
+  std::map<std::string, std::string> texts;    // in the code set, without their zero bytes
+  std::map<std::string, std::string> defined;  // place in its file: "german.po:12"
   Problems problems;
   Problems warnings;
 };
@@ -82,7 +82,8 @@ class TextCollector {
   Collection& collection_;
 };
 
-// Sorted by id, so that the order of the PO files does not matter to the bytes of the database.
+// Returns the records in the order of their ids, so that the order of the PO files does not change
+// the bytes of the database.
 std::vector<TextRecord> make_records(const std::map<std::string, std::string>& texts) {
   std::vector<TextRecord> records;
   records.reserve(texts.size());
@@ -91,7 +92,7 @@ std::vector<TextRecord> make_records(const std::map<std::string, std::string>& t
   return records;
 }
 
-// A directory is a slip of whoever wants the database in it, not beside it.
+// A directory is a mistake of a user who wants the database in it, not beside it.
 bool names_a_database(const std::string& path) {
   std::error_code unknown;
   return std::filesystem::path(path).has_filename() &&
@@ -105,7 +106,7 @@ bool has_text(const std::vector<TextRecord>& records) {
   return std::ranges::any_of(records, is_text);
 }
 
-// Whether texts would be lost: those of a database that is there, and also one that cannot be read.
+// Whether texts would be lost: those of an existing database, also of one that cannot be read.
 bool database_has_text(const std::string& path) {
   std::vector<TextRecord> records;
   std::string reason;

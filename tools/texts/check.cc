@@ -21,7 +21,7 @@ std::string as_json(const Finding& finding) {
                                          {"rule", finding.rule},
                                          {"id", finding.id},
                                          {"message", finding.message}};
-  // File names may be in any encoding.
+  // File names may have any encoding.
   return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }
 
@@ -29,7 +29,7 @@ void sort_by_line(Findings& findings) {
   std::ranges::stable_sort(findings, {}, &Finding::line);
 }
 
-// The findings of all files, in the order of the files and of their lines.
+// Returns the findings of all files, by file and line.
 Findings find_all(const PoFile& reference, const std::vector<PoFile>& others,
                   const CodeSet& code_set, bool use_fuzzy) {
   Findings all;

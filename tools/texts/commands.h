@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// marigold texts: text databases from PO files and back, and what is wrong with the texts.
+// marigold texts: makes text databases from PO files, writes PO files from databases, checks texts.
 //
-// Each command returns an exit status (see report.h) and has said all there is to say.
+// Each command reports all problems itself and returns an exit status (report.h).
 #pragma once
 
 #include <string>
@@ -14,7 +14,7 @@ struct TextsBuild {
   std::string output;  // DIR/textdb
   std::string code_set;
   bool use_fuzzy = false;
-  bool force = false;  // also when no text is left of a database that has some
+  bool force = false;  // also if a database that has texts would get none
   bool verbose = false;
 };
 int texts_build(const TextsBuild& options);

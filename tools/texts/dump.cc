@@ -11,7 +11,7 @@
 namespace marigold {
 namespace {
 
-// Turns records into entries, and says of each one that PO cannot hold exactly what is the matter.
+// Turns records into entries, and reports each record that PO cannot hold exactly.
 class EntryMaker {
  public:
   EntryMaker(const std::string& database, const CodeSet& code_set)
@@ -22,12 +22,12 @@ class EntryMaker {
     const std::string_view key = without_zero(record.key);
     const std::string_view text = without_zero(record.value);
     if (key.size() == record.key.size()) {
-      return leave_out(key, "the key has no zero byte behind it, no reader finds it");
+      return leave_out(key, "the key has no zero byte after it, so no reader finds it");
     }
     if (key.empty()) return leave_out(key, "the empty id is that of the header in a PO file");
     if (!convert(key, key, entry.id) || !convert(key, text, entry.text)) return;
     if (text.size() == record.value.size()) {
-      complain(key, "the text has no zero byte behind it; written as if it had");
+      complain(key, "the text has no zero byte after it; written as if it had one");
     }
     entries_.push_back(std::move(entry));
   }
@@ -58,7 +58,7 @@ class EntryMaker {
     complain(key, "left out: " + reason);
   }
 
-  // Bytes beyond ASCII are shown by their numbers: what they mean is just what may be in doubt.
+  // Shows bytes beyond ASCII by their numbers, because their meaning is the thing in doubt.
   void complain(std::string_view key, const std::string& what) {
     std::string shown;
     for (const char character : key) {

@@ -19,7 +19,7 @@ void add_code_set(CLI::App& command, std::string& code_set) {
       ->type_name("NAME");
 }
 
-// What the command line leaves open.
+// Sets the default of an option that the command line lacks.
 void complete_code_set(std::string& code_set) {
   if (code_set.empty()) code_set = code_set_of_environment();
 }
@@ -44,7 +44,7 @@ void register_build(CLI::App& texts, int& status) {
   add_use_fuzzy(*command, options->use_fuzzy);
   command->add_flag("--force", options->force,
                     "Replace a database that has texts by one that has none");
-  command->add_flag("-v,--verbose", options->verbose, "Say how many texts the database has");
+  command->add_flag("-v,--verbose", options->verbose, "Report the number of texts in the database");
   command->footer(
       "Example:\n"
       "  marigold texts build german_system.po german_at.po -o locale/german/at/textdb\n");
@@ -104,7 +104,7 @@ void register_check(CLI::App& texts, int& status) {
   add_code_set(*command, options->code_set);
   add_use_fuzzy(*command, options->use_fuzzy);
   command->add_flag("--json", options->json, "Write each finding as a JSON object on a line");
-  command->add_flag("-v,--verbose", options->verbose, "Say so when nothing was found");
+  command->add_flag("-v,--verbose", options->verbose, "Report also when nothing is found");
   command->footer(
       "Exit status 0: nothing found; 1: findings, on standard output; 2: a file cannot be read.\n"
       "Example:\n"

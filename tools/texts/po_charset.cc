@@ -70,15 +70,16 @@ std::size_t PoCharset::escape(std::string_view file, std::string& escaped) const
 }
 
 bool PoCharset::escape_line(std::string_view line, std::string& escaped) const {
-  // No reader looks for escapes in a comment, and for nothing but the end of the line.
+  // Readers look in a comment for its line end only, not for escapes.
   const bool is_comment = line.starts_with('#');
-  // Characters that follow each other go together: in a charset with shifts they share them.
+  // Converts a run of characters together: a charset with shifts shares them within a run.
   while (!line.empty()) {
     const auto run_start = std::ranges::find_if_not(line, is_ascii);
     escaped.append(line.begin(), run_start);
     const auto run_end = std::find_if(run_start, line.end(), is_ascii);
     std::string bytes;
-    // What the charset has two codes for may come back as the other one, which means the same.
+    // A character with two codes in the charset may come back with the other code; both mean the
+    // same.
     if (from_utf8_.convert({run_start, run_end}, bytes) != std::string::npos) return false;
     if (is_comment) {
       escaped += bytes;

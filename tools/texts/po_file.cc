@@ -21,7 +21,7 @@
 namespace marigold {
 namespace {
 
-// Of every file that is written here.
+// Header of every written file.
 constexpr const char* kHeader =
     "msgid \"\"\n"
     "msgstr \"\"\n"
@@ -32,7 +32,8 @@ constexpr const char* kHeader =
 constexpr std::string_view kMeantEmpty = "empty";
 constexpr std::string_view kMeantSame = "same";
 
-// What the library's handlers, which are plain functions, write to. Set during one call of it.
+// Destination of the library's handlers, which are plain functions. Set during one call of the
+// library.
 struct Reading {
   const std::string* path = nullptr;
   Problems* problems = nullptr;
@@ -44,7 +45,7 @@ Reading reading;
 void note_problem(int severity, const char* file, std::size_t line, std::string_view text) {
   const bool has_line = file != nullptr && line != static_cast<std::size_t>(-1);
   reading.complaint_line = has_line ? static_cast<int>(line) : 0;
-  // Warnings are about other uses of PO files, or about the charset, which is judged here.
+  // Warnings concern other uses of PO files, or the charset, which this module judges itself.
   if (severity == PO_SEVERITY_WARNING || reading.problems == nullptr) return;
   const std::string place =
       has_line ? at_line(*reading.path, reading.complaint_line) : *reading.path + ": ";
@@ -54,11 +55,11 @@ void note_problem(int severity, const char* file, std::size_t line, std::string_
 void on_complaint(int severity, po_message_t, const char* file, std::size_t line, std::size_t, int,
                   const char* text) {
   note_problem(severity, file, line, text);
-  // The library demands not to be returned to.
+  // The library forbids a return from this handler.
   if (severity == PO_SEVERITY_FATAL_ERROR) std::longjmp(reading.abandon, 1);
 }
 
-// About two messages: the place of the first one is the one to mend.
+// The complaint names two messages; the user has to correct the first one.
 void on_double_complaint(int severity, po_message_t message, const char* file, std::size_t line,
                          std::size_t column, int multiline, const char* text, po_message_t,
                          const char*, std::size_t, std::size_t, int, const char*) {
@@ -75,13 +76,14 @@ using LibraryFile = std::unique_ptr<std::remove_pointer_t<po_file_t>, Freer>;
 using LibraryMessages = std::unique_ptr<std::remove_pointer_t<po_message_iterator_t>, Freer>;
 
 po_file_t read_or_abandon(const char* path) {
-  // The library's C frames are all that is jumped over.
+  // The jump skips only C frames of the library.
   if (setjmp(reading.abandon) != 0) return nullptr;
   return po_file_read(path, &kHandler);
 }
 
-// The library tells the place of a message only along with a complaint about it. So one is
-// provoked: a translation that lacks the directive of its id. The message is of no use afterwards.
+// The library gives the place of a message only with a complaint about it. So this function
+// provokes a complaint, by a translation that lacks the directive of its id. The message is
+// unusable afterwards.
 int spoil_for_line(po_message_t message) {
   reading.problems = nullptr;
   reading.complaint_line = 0;
@@ -93,7 +95,8 @@ int spoil_for_line(po_message_t message) {
   return reading.complaint_line;
 }
 
-// The low byte of the number of the escape whose backslash is at the position, if it has one.
+// Returns the low byte of the escape whose backslash is at the position, or nothing without an
+// escape.
 std::optional<unsigned> number_of_escape(std::string_view line, std::size_t position) {
   const std::string_view behind = line.substr(position + 1);
   const bool hexadecimal = behind.starts_with('x');
@@ -104,7 +107,7 @@ std::optional<unsigned> number_of_escape(std::string_view line, std::size_t posi
   digits = digits.substr(0, digits.find_first_not_of(digit_set));
   if (!hexadecimal) digits = digits.substr(0, kMostOctalDigits);
   if (hexadecimal && digits.size() > kHexDigitsOfByte) {
-    digits.remove_prefix(digits.size() - kHexDigitsOfByte);  // there may be any number of them
+    digits.remove_prefix(digits.size() - kHexDigitsOfByte);  // any number may follow
   }
   if (digits.empty()) return std::nullopt;
   constexpr unsigned kByte = 0xFF;
@@ -120,8 +123,8 @@ bool has_zero_byte(std::string_view line) {
   return false;
 }
 
-// What the library would pass over in silence: it ends texts at their first zero byte, and takes a
-// file whose lines end with carriage returns alone for one line, a comment.
+// Finds faults that the library ignores silently: it ends texts at their first zero byte, and reads
+// a file whose lines end with carriage returns alone as a single line, a comment.
 bool look_at_bytes(const std::string& path, std::string_view bytes, Problems& problems) {
   for (int number = 1; !bytes.empty(); ++number) {
     std::string_view line = bytes.substr(0, bytes.find('\n'));
@@ -139,7 +142,7 @@ bool look_at_bytes(const std::string& path, std::string_view bytes, Problems& pr
   return problems.empty();
 }
 
-// Authors write "#. empty" in the template, from where it goes into every translation; a translator
+// Authors write "#. empty" in the template, which passes it on to every translation; a translator
 // writes "# empty".
 std::string all_comments(po_message_t message) {
   std::string lines;
@@ -154,7 +157,8 @@ std::vector<std::string> split_comments(std::string_view comments) {
   while (!comments.empty()) {
     std::string_view line = comments.substr(0, comments.find('\n'));
     comments.remove_prefix(std::min(line.size() + 1, comments.size()));
-    // Editors leave blanks at the ends of lines, and files of other systems a carriage return.
+    // Editors leave blanks at the ends of lines, and files of other systems have a carriage return
+    // there.
     constexpr std::string_view kBlanks = " \t\r";
     line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
     lines.emplace_back(line.substr(0, line.find_last_not_of(kBlanks) + 1));
@@ -175,7 +179,8 @@ std::string header_field(const char* header, const char* name) {
 // Turns the library's messages into entries, each converted to UTF-8.
 class Collector {
  public:
-  // The charset by which the file was made readable; it has no name when there was no need to.
+  // `escaped` is the charset by which the file was made readable; without a name if it was not
+  // needed.
   Collector(const PoCharset& escaped, PoFile& file, Problems& problems)
       : escaped_(escaped), file_(file), problems_(problems) {}
 
@@ -197,17 +202,17 @@ class Collector {
       name = field.substr(label + kLabel.size());
       name.resize(std::min(name.find_first_of(" \t\r\n;"), name.size()));
     }
-    const bool placeholder = name == "CHARSET";  // of a template that nobody has filled in
+    const bool placeholder = name == "CHARSET";  // in an unfilled template
     known_ = charset_.open(placeholder || name.empty() ? "ASCII" : name);
   }
 
-  // Why the header's charset will not do, or null.
+  // Returns the reason why the header's charset is unusable; empty if it is usable.
   [[nodiscard]] std::string reason_to_refuse_charset() const {
     const std::string charset = "the charset \"" + charset_.name() + "\" ";
     if (!known_) return charset + "is not known";
-    // Nothing but a header that is spread over strings hides it from the first look.
+    // Only a header that is spread over several strings hides its charset from po_charset_named.
     const bool unexpected = charset_.hides_ascii() && charset_.name() != escaped_.name();
-    return unexpected ? charset + "does not stand on one line with its label" : "";
+    return unexpected ? charset + "is not on one line with its label" : "";
   }
 
   void collect_domain(po_file_t source, const char* domain) {
@@ -235,7 +240,8 @@ class Collector {
 
   void take_comments(PoEntry& entry, const std::string& bytes) {
     std::string comments;
-    // Up to the first character that is none of the charset: comments are not worth a refusal.
+    // Up to the first byte that is no text of the charset: a comment is no reason to refuse the
+    // file.
     charset_.to_utf8(bytes, comments);
     entry.comments = split_comments(comments);
     const auto say = [&entry](std::string_view word) {
@@ -270,7 +276,7 @@ class Collector {
   bool known_ = false;
 };
 
-// Gives the library the file, or where it could not read it a copy that it can.
+// Passes the library the file, or a readable copy if the library could not read the file.
 LibraryFile read_with_library(const std::string& path, const std::string& bytes, bool is_copy,
                               Problems& problems) {
   ScratchFile copy;
@@ -289,7 +295,7 @@ LibraryFile read_with_library(const std::string& path, const std::string& bytes,
 void load(const std::string& path, PoFile& file, Problems& problems) {
   std::string bytes;
   if (const int error = file_read(path.c_str(), bytes); error != 0) {
-    // Pipes do not count: the file is read twice.
+    // Pipes are refused, because this function reads the file twice.
     problems.push_back(error == EINVAL ? path + ": is no regular file" : file_error(path, error));
     return;
   }
@@ -359,7 +365,7 @@ std::string po_template(const std::vector<PoEntry>& entries) {
   for (const PoEntry& entry : entries) {
     file += '\n';
     for (const std::string& comment : entry.comments) {
-      // Whether a translation may be the same is said for each language.
+      // Each language decides whether a translation may be the same.
       if (comment != kMeantSame)
         file.append(comment.empty() ? "#." : "#. ").append(comment) += '\n';
     }
@@ -372,8 +378,8 @@ std::string po_template(const std::vector<PoEntry>& entries) {
 }  // namespace marigold
 
 #ifdef __SANITIZE_ADDRESS__
-// The library never frees the comments that it hands out. The sanitizer finds these functions by
-// name in what the program makes visible.
+// The library never frees the comments that it returns. The sanitizer finds these functions by name
+// among the program's visible symbols.
 extern "C" {
 [[gnu::visibility("default")]] const char* __lsan_default_suppressions();
 [[gnu::visibility("default")]] const char* __lsan_default_options();

@@ -14,14 +14,14 @@ namespace marigold {
 struct PoEntry {
   std::string id;
   std::string text;
-  int line = 0;              // where the text stands in its file
-  bool fuzzy = false;        // marked as not yet sure
-  bool meant_empty = false;  // the comment "empty": an empty text is one, not a missing translation
-  bool meant_same = false;   // the comment "same": a translation may be the text of the reference
+  int line = 0;              // line of the text in its file
+  bool fuzzy = false;        // marked as uncertain
+  bool meant_empty = false;  // the comment "empty": the text is empty, not missing
+  bool meant_same = false;   // the comment "same": the text may equal the reference's
   std::vector<std::string> comments =
       {};  // of authors and translators, a line each, without their "#"
 
-  // An empty text without the mark is a translation that is still to be made.
+  // An empty text without the mark is a missing translation.
   [[nodiscard]] bool has_text() const { return meant_empty || !text.empty(); }
 };
 
@@ -29,28 +29,27 @@ struct PoFile {
   std::string path;
   // In the order of the file; without its header and obsolete entries.
   std::vector<PoEntry> entries;
-  std::string language = "";  // as the header names it: "de_AT"; empty when it does not
+  std::string language = "";  // from the header: "de_AT"; empty without one
 };
 
-// Reads a PO file. False with at least one problem "FILE:LINE: REASON" when it cannot be read, is
-// not well-formed, or holds what a text database cannot: an id twice, contexts, plural forms, other
-// domains, zero bytes, or characters that its charset does not have. A file whose header names no
-// charset is ASCII.
+// Reads a PO file. Returns false and at least one problem "FILE:LINE: REASON" when the file cannot
+// be read, is not well-formed, or has something that a text database cannot hold: an id twice,
+// contexts, plural forms, other domains, zero bytes, or characters that its charset lacks. A file
+// whose header names no charset is ASCII.
 bool po_load(const std::string& path, PoFile& file, Problems& problems);
 
-// The whole file of these entries, in UTF-8. Every text must be free of zero bytes and of
-// kPoSeparator.
+// Returns a whole file with these entries, in UTF-8. No text may have zero bytes or kPoSeparator.
 std::string po_format(const std::vector<PoEntry>& entries);
 
-// A template of these entries, in UTF-8, for msgmerge and editors: ids with their comments and
-// without texts. The text of each is in a comment.
+// Returns a template with these entries, in UTF-8, for msgmerge and editors: ids with their
+// comments and without texts. A comment gives the text of each id.
 std::string po_template(const std::vector<PoEntry>& entries);
 
-// The one character besides the zero byte that cannot stand in a PO file: it separates context and
-// id in compiled files, and readers refuse it.
+// The one character besides the zero byte that a PO file cannot hold: it separates context and id
+// in compiled files, and readers refuse it.
 inline constexpr char kPoSeparator = '\4';
 
-// A text in quotes, its control characters as escapes; for PO files and for messages.
+// Returns a text in quotes, with control characters as escapes; for PO files and for messages.
 std::string po_quote(std::string_view text);
 
 }  // namespace marigold

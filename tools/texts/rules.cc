@@ -24,7 +24,7 @@ EntriesById by_id(const PoFile& file) {
   return entries;
 }
 
-// An id in a message: as it is where that is safe to show.
+// Returns an id for a message: unquoted if it is safe to show.
 std::string shown(const std::string& id) {
   const std::string quoted = po_quote(id);
   return quoted.size() == id.size() + 2 ? id : quoted;
@@ -35,7 +35,7 @@ void add(Findings& findings, std::string_view rule, const PoFile& file, const Po
   findings.push_back({rule, file.path, entry.line, entry.id, message});
 }
 
-// Faults of one text begin with its id.
+// Messages about a single text begin with its id.
 void add_fault(Findings& findings, std::string_view rule, const PoFile& file, const PoEntry& entry,
                const std::string& message) {
   add(findings, rule, file, entry, shown(entry.id) + ": " + message);
@@ -46,14 +46,13 @@ struct FormatFault {
   std::string message;
 };
 
-// The directives of a text that take arguments, as they stand in it, and what is wrong with its
-// format.
+// The directives of a text that take arguments, as the text has them, and the faults of its format.
 struct FormatParts {
   std::vector<std::string_view> directives;
   std::vector<FormatFault> faults;
 };
 
-// A directive or escape as it stands in a text, its last character whole.
+// Returns a directive or escape of a text, its last character whole.
 std::string quoted_part(std::string_view text, std::size_t length) {
   const std::size_t last = length - 1;
   return po_quote(text.substr(0, last + character_length(text, last)));
@@ -105,8 +104,8 @@ FormatParts take_apart(std::string_view text) {
   }
 }
 
-// What a directive does with arguments. Flags, widths and digits are the translator's choice; "d"
-// and "i" are the same.
+// Use of arguments by a directive. Flags, widths and digits are the translator's choice; "d" and
+// "i" are equal.
 struct ArgumentUse {
   bool width_from_argument;
   bool precision_from_argument;
@@ -156,9 +155,9 @@ Blanks blanks_of(std::string_view text) {
   return {leading, end == std::string_view::npos ? 0 : text.size() - end - 1};
 }
 
-// Whether a side of a text of unchanged width keeps what blanks are there for. Two and more are
-// padding, which gives way to a longer word; a single one keeps words apart and stays; where there
-// was none, none comes.
+// Whether one side of a text of unchanged width keeps the purpose of its blanks. Two or more are
+// padding, which a longer word may replace; a single one separates words and stays; a side without
+// blanks gets none.
 bool padding_may_change(std::size_t built_in, std::size_t translated) {
   if (built_in == 0) return translated == 0;
   return built_in > 1 || translated > 0;
@@ -246,8 +245,8 @@ void compare_directives(const PoFile& reference, const PoEntry& wanted, const Po
                         const PoEntry& entry, Findings& findings) {
   const FormatParts expected = take_apart(wanted.text);
   const FormatParts found = take_apart(entry.text);
-  // An invalid directive takes an argument all the same; it is a finding of its own, and what
-  // follows it cannot be judged.
+  // An invalid directive takes an argument too. It is a finding of its own, and the directives
+  // after it cannot be judged.
   const auto is_directive_fault = [](const FormatFault& fault) {
     return fault.rule == "directive";
   };
@@ -270,8 +269,8 @@ void compare_directives(const PoFile& reference, const PoEntry& wanted, const Po
   }
 }
 
-// Whether a text has words that another language has other ones for: two letters in a row outside
-// directives and escapes. "%5.2f %%" has none.
+// Whether a text has words that change with the language: two letters in a row outside directives
+// and escapes. "%5.2f %%" has none.
 bool has_words(std::string_view text) {
   int letters = 0;
   while (!text.empty() && letters < 2) {
@@ -287,12 +286,13 @@ bool has_words(std::string_view text) {
   return letters >= 2;
 }
 
-// "de" for "de_AT".
+// Returns "de" for "de_AT".
 std::string_view language_of(const PoFile& file) {
   return std::string_view(file.language).substr(0, file.language.find_first_of("_-.@"));
 }
 
-// msgmerge puts the text of a reference into a translation that lacks it, and calls it translated.
+// msgmerge copies the reference's text into a translation that lacks it, and marks it as
+// translated.
 bool is_copied(const PoFile& reference, const PoEntry& wanted, const PoFile& file,
                const PoEntry& entry) {
   const std::string_view language = language_of(file);
@@ -310,7 +310,7 @@ void check_texts(const PoFile& file, const CodeSet& code_set, bool use_fuzzy, Fi
   for (const PoEntry& entry : file.entries) {
     if (!counts(entry, use_fuzzy)) continue;
     check_size(file, entry, code_set, findings);
-    // System texts are no formats: the runtime shows them as they are.
+    // System texts are no formats: the runtime shows them unchanged.
     if (is_system_text(entry)) {
       check_system_text(file, entry, findings);
     } else {

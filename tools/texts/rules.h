@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What can be wrong with texts: alone, as a file, and beside the texts of a reference language.
+// Rules for texts: for one text, for a file, and for a translation of a reference.
 #pragma once
 
 #include <string>
@@ -16,20 +16,20 @@ struct Finding {
   std::string file;
   int line = 0;
   std::string id;
-  std::string message;  // names the id where it is needed
+  std::string message;  // names the id if necessary
 };
 using Findings = std::vector<Finding>;
 
-// Rules for the texts of one file: length and characters in the code set, directives and escapes,
-// system texts against the catalogue, chains without gaps. Entries without a text, and fuzzy ones
-// unless they are wanted, count as absent.
+// Checks the texts of one file: length and characters in the code set, directives and escapes,
+// system texts against the catalogue, chains without gaps. Entries without a text count as absent,
+// and so do fuzzy ones unless `use_fuzzy` is set.
 void check_texts(const PoFile& file, const CodeSet& code_set, bool use_fuzzy, Findings& findings);
 
-// A reference lacks no text: entries without one are findings of their own.
+// Checks a reference: each entry without a text is a finding.
 void check_reference(const PoFile& file, bool use_fuzzy, Findings& findings);
 
-// Rules for a translation: missing and surplus ids, texts that are still those of the reference's
-// language, and directives that take their arguments in another way.
+// Checks a translation: missing and surplus ids, texts that are still those of the reference's
+// language, and directives that use their arguments in another way.
 void check_translation(const PoFile& reference, const PoFile& file, bool use_fuzzy,
                        Findings& findings);
 

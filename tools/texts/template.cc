@@ -11,7 +11,7 @@
 namespace marigold {
 namespace {
 
-// Every entry of the catalogue that the program's own file does not have.
+// Adds every entry of the catalogue that the program's own file lacks.
 void add_system_texts(PoFile& file) {
   for (const CatalogueEntry& known : sysmsg_entries()) {
     PoEntry entry;

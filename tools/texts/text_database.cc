@@ -28,7 +28,7 @@ std::string store_error(const std::string& path, gdbm_error code, int system_err
   return message;
 }
 
-// The store's interface dates from before const.
+// The store's interface lacks const.
 datum as_datum(const std::string& bytes) {
   return {const_cast<char*>(bytes.data()), static_cast<int>(bytes.size())};
 }
@@ -45,13 +45,13 @@ bool store_all(GDBM_FILE store, const std::string& path, std::span<const TextRec
       return false;
     }
   }
-  // Closing would not tell that something could not be written.
+  // Closing the store would not report a failed write.
   if (gdbm_sync(store) == 0) return true;
   reason = store_error(path, gdbm_last_errno(store), errno);
   return false;
 }
 
-// The store itself, in a file that was made for it.
+// Fills a store in the file that was made for it.
 bool fill_store(const FileWriter& file, const std::string& path,
                 std::span<const TextRecord> records, std::string& reason) {
   const int descriptor = file.share();
@@ -77,8 +77,8 @@ std::string companion_contents() {
   return bytes;
 }
 
-// The database being read, for what the store calls when it cannot go on. That is told no more than
-// the reason, and may not return.
+// The database being read, for the function that the store calls when it cannot go on. That
+// function gets only the reason, and must not return.
 struct ReadState {
   std::string file;
 };
@@ -103,10 +103,10 @@ bool text_database_write(const std::string& path, std::span<const TextRecord> re
   working_on(path);
   NewFiles files(path);
   if (!files.make_directories(reason)) return false;
-  // A reader looks for .pag, opens it and then .dir; where .dir is missing, the store leaves an
-  // empty one behind that no reader accepts any more. So .dir goes first. Between the two moves a
-  // reader has the old .pag with the new .dir, which is harmless: .dir holds no more than the
-  // store's name and version, and the texts are all in .pag.
+  // A reader looks for .pag, opens it and then .dir; if .dir is missing, the store leaves an empty
+  // one, which no later reader accepts. So .dir is installed first. Between the two steps a reader
+  // has the old .pag with the new .dir, which is harmless: .dir holds only the store's name and
+  // version, and all texts are in .pag.
   FileWriter companion;
   FileWriter store;
   if (!files.make(".dir", companion, reason) || !files.make(".pag", store, reason)) return false;
@@ -121,11 +121,11 @@ bool text_database_write(const std::string& path, std::span<const TextRecord> re
 bool text_database_read(const std::string& path, std::vector<TextRecord>& records,
                         std::string& reason) {
   working_on(path);
-  // Not through the ndbm interface: it needs .dir and spoils a database that has lost it, as told
-  // above.
+  // Not through the ndbm interface: it needs .dir, and spoils a database that has lost it (see
+  // text_database_write).
   const std::string& file = reading.file = path + ".pag";
   errno = 0;
-  // Not mapped: a file that is cut meanwhile is a damaged one and no signal.
+  // Not mapped, so that a file that is cut meanwhile is a damaged file and not a signal.
   constexpr int kFlags = GDBM_READER | GDBM_NOMMAP;
   const Store store(gdbm_open(file.c_str(), 0, kFlags, 0, end_with_store_fault));
   if (store == nullptr) {

@@ -8,25 +8,26 @@
 
 namespace marigold {
 
-// Bytes as they are stored, zero bytes included.
+// A record with the bytes of the store, zero bytes included.
 struct TextRecord {
   std::string key;
   std::string value;
 };
 
-// The path of a database without its suffix, from what a user gives: "DIR/textdb" or the name of
-// one of its files.
+// Returns the path of a database without its suffix, for a user's "DIR/textdb" or the name of one
+// of its files.
 std::string text_database_path(std::string_view given);
 
-// Builds the database in the place of the one that may be there, which stays as it is until the new
-// one is whole. Missing directories are made. Keys may not repeat. The same records in the same
-// order give the same bytes. False with the reason when it cannot be written, or a signal has asked
-// the process to end; then nothing has changed.
+// Builds the database in place of an existing one, which stays as it is until the new one is whole.
+// Makes missing directories. Keys may not repeat. The same records in the same order give the same
+// bytes. Returns false and the reason when the database cannot be written, or a signal asks the
+// process to end; then nothing has changed.
 bool text_database_write(const std::string& path, std::span<const TextRecord> records,
                          std::string& reason);
 
-// All records, in no particular order. Works without the companion .dir file. False with the reason
-// when the database cannot be opened or is damaged; the records read until then are kept.
+// Reads all records, in no particular order. Works without the companion .dir file. Returns false
+// and the reason when the database cannot be opened or is damaged; the records read until then are
+// kept.
 bool text_database_read(const std::string& path, std::vector<TextRecord>& records,
                         std::string& reason);
 

@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::size_t kMostDigits = 9;
 
-// The place of a system text in the catalogue, from 1; behind the last one for an unknown key; 0
-// for a text of the program.
+// Returns the place of a system text in the catalogue, from 1; a place after the last one for an
+// unknown key; 0 for a text of the program.
 std::size_t catalogue_place(std::string_view id) {
   if (!id.starts_with(kSystemPrefix)) return 0;
   const auto entries = sysmsg_entries();

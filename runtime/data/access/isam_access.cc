@@ -283,13 +283,13 @@ int isam_finish_making(const FileDefinition& file, const std::string& base) {
 bool isam_fits(const FileDefinition& file, const IsamInfo& info, std::string& reason) {
   const int same = keys_in_common(file, info);
   if (info.record_length != file.record_length) {
-    reason = "its records have " + std::to_string(info.record_length) + " bytes, defined are " +
-             std::to_string(file.record_length);
+    reason = "its record length is " + std::to_string(info.record_length) +
+             ", the definition has " + std::to_string(file.record_length);
   } else if (info.key_count != file.keys.key_count) {
-    reason = "it has " + std::to_string(info.key_count) + " keys, defined are " +
+    reason = "its number of keys is " + std::to_string(info.key_count) + ", the definition has " +
              std::to_string(file.keys.key_count);
   } else if (same != file.keys.key_count) {
-    reason = "key " + std::to_string(same + 1) + " is not as it is defined";
+    reason = "key " + std::to_string(same + 1) + " differs from its definition";
   } else {
     return true;
   }

@@ -192,7 +192,8 @@ int ClassRun::build(Job& job) {
     problem(kConversionRefused, conversion.base, text);
   const std::uint64_t more = job.result.misfits - job.result.misfit_texts.size();
   if (more > 0)
-    problem(kConversionRefused, conversion.base, "and " + std::to_string(more) + " more records");
+    problem(kConversionRefused, conversion.base,
+            "and " + std::to_string(more) + " more record" + (more == 1 ? "" : "s"));
   tell(all);
   return job.result.misfits == 0 ? kConversionDone : kConversionRefused;
 }

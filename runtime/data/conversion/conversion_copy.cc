@@ -128,7 +128,7 @@ int OldFile::open_numbered(const std::string& path, std::string& reason) {
   const auto length = static_cast<std::uint64_t>(definition_->record_length);
   count_ = size / length;
   if (size % length == 0) return 0;
-  reason = "its " + std::to_string(size) + " bytes are no whole number of records of " +
+  reason = "its size, " + std::to_string(size) + ", is no multiple of the record length, " +
            std::to_string(length);
   return kIsBadFile;
 }

@@ -55,9 +55,9 @@ void read_table(const std::string& path, int (*read)(Table&), Table& table, Prob
 std::string dead_end(const FileDefinition& file, const std::vector<double>& way) {
   if (way.front() > file.version)
     return error_text(kErrorFileVersionNewer) + " (version " + version_text(way.front()) +
-           ", defined is " + version_text(file.version) + ")";
+           ", the definition has " + version_text(file.version) + ")";
   return file_version_table_path() + " leads from version " + versions_text(way) +
-         " no further, defined is " + version_text(file.version);
+         " no further, the definition has " + version_text(file.version);
 }
 
 // Adds the versions after the first one.
@@ -204,7 +204,7 @@ ClassConversion plan_class(int path_class, std::span<const FileDefinition* const
   plan.wanted = find_path_version(tables.paths, path_class);
   if (plan.wanted >= 0 && plan.version > plan.wanted)
     problems.push_back(version_path_record(path_class) + ": " + error_text(kErrorPathVersionNewer) +
-                       " (version " + version_text(plan.version) + ", wanted is " +
+                       " (version " + version_text(plan.version) + ", required is " +
                        version_text(plan.wanted) + ")");
   for (const FileDefinition* file : files) {
     if (file->path_class != path_class) continue;

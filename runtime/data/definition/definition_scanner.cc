@@ -40,7 +40,7 @@ std::string_view expected_by_reader(int error) {
     case kScanIfdefUnexpected:
       return "$ENDIF first";
     case kScanElseUnexpected:
-      return "one $ELSE behind $IFDEF";
+      return "one $ELSE after $IFDEF";
     case kScanEndifUnexpected:
       return "$IFDEF first";
     case kScanBadQualifier:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What blocks say: finding them, and obeying their instructions one after the other.
+// Finds blocks and carries out their instructions one after the other.
 
 #include "runtime/print/engine/block_run.h"
 
@@ -66,7 +66,7 @@ void refuse_field(const Instruction& field, const char* fault, Run& run) {
   refuse(field.text, fault);
 }
 
-// Behind the field: what is carried over to a new page does not hold the number that begins it.
+// Called after the field: the total at the end of a page must not have a number of the next page.
 void add_to_total(int total, double number, Run& run) {
   if (total == 0) return;
   run.text.print();
@@ -98,14 +98,14 @@ void print_variable(const BlockStep& step, Run& run) {
   }
 }
 
-// By the mask of the block, or that of the record, or as the record shows it.
+// Edits by the mask of the block, or by that of the record, or takes the record's text.
 void print_value(const BlockStep& step, const ListFieldValue& value, Run& run) {
   const Instruction& field = step.instruction;
   if (value.is_number && !field.mask.empty())
     run.text.add_number(step.mask, value.number, field);
   else if (value.is_number && (!value.mask.empty() || value.text.empty()))
     run.text.add_number(NumberMask(value.mask), value.number, field);
-  else if (const std::string text(value.text);  // a header printed on the way may ask for another
+  else if (const std::string text(value.text);  // a header may read the record again
            value.is_number)
     run.text.add_number(text, value.number, field);
   else
@@ -172,13 +172,13 @@ void tell_unknown(const Instruction& instruction) {
   user_interface().message(("Unknown Meta:" + std::to_string(code)).c_str(), "_UNKNM_");
 }
 
-// Text before it may end a page.
+// Prints the text before it first, since that may end a page.
 void print_page_number(const BlockStep& step, Run& run) {
   run.text.print();
   if (!list().aborted) run.text.add_number(step.mask, page_of_next_text(), step.instruction);
 }
 
-// What is not text; the text before it stands as it was told then.
+// Carries out an instruction that is no text, after printing the text before it.
 void obey_order(const BlockStep& step, Run& run) {
   const Instruction& instruction = step.instruction;
   run.text.print();
@@ -228,7 +228,7 @@ void obey(const BlockStep& step, Run& run) {
 }
 
 Block& block_entry(std::string_view name) {
-  // Compared in place: the operator would call into the library, for each line of a list.
+  // A plain comparison: the operator would call into the library for each line of a list.
   if (list().last_block != nullptr && std::ranges::equal(list().last_block->first, name))
     return list().last_block->second;
   auto known = list().blocks.find(name);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Blocks of the open list: found in its files and printed.
+// Finds the blocks of the open list in its files, and prints them.
 #pragma once
 
 #include <string_view>
@@ -8,10 +8,10 @@
 
 namespace marigold {
 
-// The block by its name, null when there is none or it is damaged: then the list is aborted and the
-// user has been told.
+// Returns the block of that name. Null if it is missing or damaged: the list is then aborted, and
+// the user has seen a message.
 const Block* block_find(std::string_view name);
-// Its record alone; null without a word when there is none.
+// Returns the block with its record only; null, without a message, if there is none.
 const Block* block_record(std::string_view name);
 void block_run(std::string_view name, BlockKind kind);
 

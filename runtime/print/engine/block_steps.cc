@@ -29,7 +29,7 @@ std::size_t width_of(std::string_view text) {
     width += std::min(marker, text.size());
     if (marker == std::string_view::npos) break;
     const std::size_t end = text.find(kMarkerByte, marker + 1);
-    if (end == std::string_view::npos) break;  // the channel will tell
+    if (end == std::string_view::npos) break;  // the channel reports it
     width += marker_width(marker_of(text.substr(marker + 1, end - marker - 1)));
     text.remove_prefix(end + 1);
   }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A block made ready to be printed many times: what is the same each time is worked out once.
+// Prepares a block for many printings: work with the same result each time is done once.
 #pragma once
 
 #include <vector>
@@ -10,7 +10,7 @@
 
 namespace marigold {
 
-// What kPlace asks for, with its numbers known.
+// The order of a kPlace instruction, with known numbers.
 struct PlaceOrder {
   PlaceMode line_mode = PlaceMode::kCurrent;
   int line = 0;
@@ -18,23 +18,25 @@ struct PlaceOrder {
   int column = 0;
 };
 
-// An instruction and what follows from it. The texts lie where those of the instruction do.
+// An instruction with prepared data. Its texts lie where those of the instruction do.
 struct BlockStep {
   Instruction instruction;
-  NumberMask mask;                     // of what has one
+  NumberMask mask;                     // of an instruction with a mask
   const Variable* variable = nullptr;  // of kField and kJump
-  PlaceOrder place = {};               // of kPlace, when it is fixed
-  bool is_fixed = false;               // it hangs on no variable
+  PlaceOrder place = {};               // of kPlace, if is_fixed
+  bool is_fixed = false;               // depends on no variable
   bool has_markers = false;            // of kText
-  std::size_t width = 0;               // of kText: of what is printed
+  std::size_t width = 0;               // of kText: width of the printed text
 };
 
-// Valid as long as the variables are: until the next variables_clear.
+// Returns the steps, which are valid as long as the variables are: until the next variables_clear.
 std::vector<BlockStep> block_steps(const BlockInstructions& block);
 
-// A number of characters, lines or columns out of a block: of a size that can be reckoned with.
+// Returns a block's number of characters, lines or columns, cut to a size that sums cannot
+// overflow.
 int block_count(double number);
-// The same of a value; false for a variable's, which is only known when the block is printed.
+// Gives the count of a value; returns false for a variable, whose value is known only at the
+// printing of the block.
 bool block_count_known(const BlockValue& value, int& count);
 
 }  // namespace marigold

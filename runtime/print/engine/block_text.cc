@@ -24,14 +24,14 @@ std::uint64_t word_at(const char* text) {
   return word;
 }
 
-// Whether one of eight characters is.
+// Whether one of eight characters is a control character.
 bool has_control(std::uint64_t characters) {
   constexpr std::uint64_t kEach = 0x0101010101010101;
   constexpr std::uint64_t kHighBits = 0x80 * kEach;
   return ((characters - ' ' * kEach) & ~characters & kHighBits) != 0;
 }
 
-// Everything printed of fields comes by here: eight characters at a time, the last ones again.
+// All text of fields passes here, so it compares eight characters at a time, the last ones twice.
 bool has_control(const char* text, std::size_t size) {
   constexpr std::size_t kHalf = sizeof(std::uint32_t);
   constexpr std::size_t kWhole = sizeof(std::uint64_t);
@@ -45,7 +45,7 @@ bool has_control(const char* text, std::size_t size) {
   return has_control(word_at<std::uint64_t>(text + size - kWhole));
 }
 
-// As a reader of the list knows it.
+// Returns the name by which a reader of the list knows the field.
 std::string overflow_name(const Instruction& field) {
   if (field.code == BlockCode::kPage) return "page";
   if (field.code == BlockCode::kField || field.code == BlockCode::kRecordField)
@@ -95,7 +95,7 @@ void BlockText::add_text(std::string_view text, const Instruction& field) {
   add_piece(text);
 }
 
-// Printed first: only then is it known on which page it stands.
+// Prints first, because only then the page of the number is known.
 void BlockText::report_overflow(std::string_view mask, double number, std::size_t size,
                                 const Instruction& field) {
   print();
@@ -128,7 +128,7 @@ void BlockText::add_number(const NumberMask& mask, double number, const Instruct
 
 void BlockText::add_number(std::string_view text, double number, const Instruction& field) {
   const auto width = static_cast<std::size_t>(std::clamp(field.width, 0, kWidestLine));
-  if (width > 0 && text.size() > width)  // blanks of its mask can go
+  if (width > 0 && text.size() > width)  // blanks of its mask can be left out
     text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
   if (width == 0 || text.size() <= width) return add_text(text, field);
   add_text(std::string(width, '*'), field);

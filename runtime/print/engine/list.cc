@@ -28,14 +28,14 @@ namespace {
 
 constexpr std::string_view kChannelName = "***********";
 
-// What outlives a list.
+// State that outlives a list.
 struct Choice {
   bool to_screen = false;
   const OutputDevice* device = nullptr;
   std::string viewer_printer;
 };
 
-// Of a printer that is open for the viewer alone.
+// A printer that is open for the viewer alone.
 struct ViewerPrinter {
   bool open = false;
   bool failed = false;  // since the viewer began
@@ -57,7 +57,7 @@ void refuse(std::string_view reason, const char* help_key) {
 
 // ---- Opening
 
-// Without its files there is nothing to show; the user has been told.
+// Without the files of the screen there is nothing to show; the user has seen a message.
 int start_screen() {
   if (screen_output_start() == 0) return kListDone;
   list().to_screen = false;
@@ -65,7 +65,7 @@ int start_screen() {
   return kListBad;
 }
 
-// Printing for nobody would end as if all were well.
+// Refuses to print without a device: the program would otherwise end as if all were well.
 int start_device() {
   if (list().to_screen) return start_screen();
   if (state.choice.device != nullptr || printer_is_open()) return kListDone;
@@ -73,7 +73,7 @@ int start_device() {
   return kListNoPrinter;
 }
 
-// Finds the list in one pair of definition files, which stay open then.
+// Finds the list in one pair of definition files, which then stay open.
 bool found_in(const ListFiles& files) {
   if (!list_records_open(files)) return false;
   if (!list_record_read(files, list().name, list().properties)) {
@@ -140,7 +140,7 @@ const OutputDevice& device() {
   return list().to_screen ? kScreenDevice : kPrinterDevice;
 }
 
-// What the printer is in before it prints anything.
+// Sends the printer its first pitch before any text.
 void set_printer() {
   list().shown.pitch = 0;
   page_flush_attributes();
@@ -167,7 +167,7 @@ void end_viewer_print() {
   user_interface().message(message.c_str(), "");
 }
 
-// False when the user wanted to print and could not.
+// Returns false if the user wanted to print and could not.
 bool show_viewer(const std::string& name) {
   state.viewer_printer = {};
   viewer_run({.name = name,
@@ -184,14 +184,14 @@ bool show_viewer(const std::string& name) {
   return !state.viewer_printer.failed;
 }
 
-// An aborted list still ends its page: what is printed next shall not begin on half of one.
+// An aborted list still ends its page: the next list must not begin on half a page.
 void end_last_page() {
   if (!list().printed) return;
   channel_stop(false);
   page_eject(false);
 }
 
-// One message for a list, however long it is; "" when all numbers had room.
+// Returns one message for a list, however long it is; "" if all numbers had room.
 std::string overflow_message() {
   const std::size_t count = list().overflows_kept;
   if (count == 0) return {};
@@ -205,7 +205,7 @@ struct Ending {
   std::string overflows;
 };
 
-// Gives the device all that there is. The list is no more then.
+// Passes the rest of the list to the device and forgets the list.
 Ending finish() {
   progress_end();
   end_last_page();
@@ -217,7 +217,7 @@ Ending finish() {
   return ending;
 }
 
-// A carried total or page number that the channel edits.
+// Reports a carried total or page number that the channel edits.
 void overflow_in_channel(int total, std::string_view mask, double number) {
   const std::string name = total == 0 ? "page" : "total " + std::to_string(total);
   list_overflow({.list = list().name,
@@ -229,8 +229,8 @@ void overflow_in_channel(int total, std::string_view mask, double number) {
                  .column = list().column});
 }
 
-// The program ends without having closed its list. What it printed is on its way to paper; who was
-// to see it on the screen has left.
+// Called when the program ends without closing its list. Printed output is on its way to paper;
+// screen output has lost its user.
 void end_with_program() {
   const bool to_screen = list().to_screen;
   finish();
@@ -261,7 +261,7 @@ int list_open(std::string_view name, const ListOptions& options) {
   list().today = print_today();
   variables_clear();
   open_subsystems().print_engine = true;
-  program_end_add(end_with_program);  // before the channel's: it closes that
+  program_end_add(end_with_program);  // before the channel's end: it closes the channel
   list().to_screen = state.choice.to_screen && state.choice.device == nullptr;
   int result = start_device();
   if (options.show_progress && !list().to_screen) progress_show();

@@ -9,7 +9,7 @@
 namespace marigold {
 namespace {
 
-// What outlives a list.
+// State that outlives a list.
 struct State {
   void (*on_overflow)(const ListOverflow& overflow) = nullptr;
 };

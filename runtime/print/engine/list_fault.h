@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Faults of the open list: those that end it, and numbers that have no room.
+// Faults of the open list: those that abort it, and numbers that have no room.
 #pragma once
 
 #include <string>
@@ -8,9 +8,9 @@
 
 namespace marigold {
 
-// Tells the user and aborts the list.
+// Shows the user the message and aborts the list.
 void list_fail(const std::string& message, const char* help_key);
-// Reports it to the program, or keeps the first one for the end of the list.
+// Reports the number to the program, or keeps the first one for the end of the list.
 void list_overflow(const ListOverflow& overflow);
 
 }  // namespace marigold

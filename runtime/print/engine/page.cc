@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Where text stands on the page: lines, columns, pitches, the ejecting of pages.
+// Places text on the page: lines, columns, pitches, page ejects.
 
 #include "runtime/print/engine/page.h"
 
@@ -41,7 +41,7 @@ void write_backspaces(int count) {
 
 // ---- Attributes
 
-// A pitch that no printer string is known for stays as it is.
+// For a pitch without a control string the printer stays as it is.
 void write_pitch(int pitch) {
   if (pitch == 10) channel_write_marker(Marker::kPitch10);
   if (pitch == 12) channel_write_marker(Marker::kPitch12);
@@ -50,7 +50,7 @@ void write_pitch(int pitch) {
 
 // ---- Lines
 
-// The left margin stands in the list's own pitch, whatever the block prints in.
+// The left margin is in the list's own pitch, whatever the pitch of the block.
 void begin_line() {
   if (std::exchange(list().line_begun, true)) return;
   list().column = 1;
@@ -68,14 +68,14 @@ void move_down(int line) {
 
 // ---- Columns
 
-// What was printed since the last move counts only in the pitch of the columns, and not in bold:
-// printers move by other widths then. So has every block been laid out.
+// Text since the last move counts only if it has the pitch of the columns and is not bold, because
+// printers move by other widths then. Every existing block is laid out for this count.
 void count_moved() {
   const int moved = std::exchange(list().moved, 0);
   if (list().column_pitch == list().wanted.pitch && !list().wanted.bold) list().column += moved;
 }
 
-// In another pitch the place is found from the line's start.
+// In another pitch, finds the place from the line's start.
 void move_from_start(int column) {
   write_backspaces(list().column - 1);
   const int pitch = std::exchange(list().wanted.pitch, list().column_pitch);
@@ -121,7 +121,8 @@ void fresh_page() {
   list().line_begun = false;
 }
 
-// A header or footer looks the same whatever block the page ends in, and leaves no trace in it.
+// A header or footer looks the same whatever block the page ends in, and changes nothing for that
+// block.
 void run_aside(const std::string& block, BlockKind kind) {
   const Attributes wanted = std::exchange(list().wanted, Attributes{});
   const int column_pitch = list().column_pitch;
@@ -150,7 +151,7 @@ bool body_begins_page() {
   return list().waiting.waits || list().page_fresh;
 }
 
-// Everything that must stand above it. False when the header was no good.
+// Prints everything that must come before the body. Returns false if the header aborts the list.
 bool begin_body_page() {
   if (list().waiting.waits) eject_now();
   if (list().page_fresh) start_body();
@@ -162,12 +163,12 @@ bool begin_body_page() {
 int line_of(const PlaceOrder& order, BlockKind kind) {
   if (order.line_mode == PlaceMode::kCurrent) return list().line;
   if (order.line_mode == PlaceMode::kCurrentPlus) return list().line + order.line;
-  // A footer's lines stand below the last one that a body may use.
+  // A footer's lines lie below the last one that a body may use.
   if (kind == BlockKind::kFooter) return list().footer_line + order.line;
   return list().properties.first_line + order.line - 1;
 }
 
-// A move on the page that is to come. If no text follows there will be none.
+// Notes a move on the next page, which begins only if text follows.
 void place_waiting(const PlaceOrder& order) {
   constexpr int kEnough = 1'000'000;
   WaitingEject& waiting = list().waiting;
@@ -194,14 +195,14 @@ void place_body(const PlaceOrder& order) {
       .column = order.column_mode == PlaceMode::kAbsolute ? column_from(1, order) : 1};
 }
 
-// Header and footer stay on their page: one that ejected it would print itself again.
+// Header and footer stay on their page: one that ejected the page would print itself again.
 void place_aside(const PlaceOrder& order, BlockKind kind) {
   const int last = std::max(list().line, list().properties.page_length);
   move_down(std::clamp(line_of(order, kind), list().line, last));
   move_to_column(column_of(order));
 }
 
-// Makes everything ready for text of this width; false when there is nothing to print it on.
+// Prepares the page for text of this width; returns false if nothing can be printed.
 inline bool prepare(std::size_t width, BlockKind kind) {
   if (list().aborted) return false;
   if (kind == BlockKind::kBody) {

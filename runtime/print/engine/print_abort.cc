@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The user while a list is printed: the progress line, the question whether to abort, the end of a
-// list that was aborted.
+// The user's part in printing: the progress line, the question whether to abort, the end of an
+// aborted list.
 
 #include "runtime/print/engine/print_abort.h"
 
@@ -73,7 +73,7 @@ void progress_end() {
 bool abort_was_chosen() {
   if (!key_is_waiting()) return false;
   std::uint8_t character = 0;
-  // It was for asking, and answers nothing; Ctrl-R was for the screen.
+  // The key asked for the question and answers nothing; Ctrl-R only repainted the screen.
   const bool repainted = key_read(character) == kKeyIgnored && character == 0;
   return !repainted && user_chooses_abort();
 }

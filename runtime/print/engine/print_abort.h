@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The progress line of a list, and the question whether to stop printing.
+// Shows the progress line of a list, and asks the user whether to stop printing.
 #pragma once
 
 namespace marigold {
@@ -8,7 +8,7 @@ void progress_show();
 void progress_end();
 // Whether a key has been pressed and the user then chose to abort.
 bool abort_was_chosen();
-// What a list that the user aborts shows and prints last.
+// Shows and prints the last words of a list that the user aborts.
 void abort_announce();
 
 }  // namespace marigold

@@ -10,9 +10,9 @@ namespace marigold {
 namespace {
 
 struct State {
-  std::deque<Variable> variables;  // they keep their places
+  std::deque<Variable> variables;  // a deque, so that they keep their addresses
   std::size_t set = 0;
-  Variable* last = nullptr;  // that was asked for
+  Variable* last = nullptr;  // the variable asked for last
   std::array<double, kRegisters> registers{};
 };
 State state;
@@ -24,8 +24,8 @@ std::uint64_t number_at(const char* from) {
   return number;
 }
 
-// All of a name of up to 8 characters, as those have to be compared for every value of every
-// record; of a longer one the beginning. Names of different lengths may share an outline.
+// Returns all of a name of up to 8 characters, because every value of every record compares names;
+// of a longer name its beginning. Names of different lengths may have the same outline.
 std::uint64_t outline_of(std::string_view name) {
   const std::size_t size = name.size();
   const char* const from = name.data();
@@ -37,7 +37,7 @@ std::uint64_t outline_of(std::string_view name) {
          number_at<std::uint8_t>(from + size - 1) << 16;
 }
 
-// Names as they are compared.
+// A name in the form for comparisons.
 struct Wanted {
   std::string_view name;
   std::uint64_t outline;
@@ -59,8 +59,8 @@ Variable* look_through(const Wanted& wanted) {
   return state.last = &*found;
 }
 
-// Programs set their variables in the same order for each record: the one that came behind the last
-// one before is looked at first. Null when there is none of the name, set or not.
+// Finds the variable, set or not; null if there is none. Programs set their variables in the same
+// order for each record, so it first tries the one that followed the last variable before.
 Variable* find(std::string_view name, std::int32_t generation) {
   const Wanted wanted{name, outline_of(name), generation};
   Variable* const next = state.last == nullptr ? nullptr : state.last->next;
@@ -68,7 +68,8 @@ Variable* find(std::string_view name, std::int32_t generation) {
   return state.last = next;
 }
 
-// One that is not set and that nobody watches gives its room: lists may unset as many as they like.
+// Uses the room of a variable that is not set and not watched: lists may unset any number of
+// variables.
 Variable& add(std::string_view name, std::int32_t generation) {
   const auto is_free = [](const Variable& variable) {
     return variable.kind == VariableKind::kNotSet && !variable.watched;
@@ -81,7 +82,7 @@ Variable& add(std::string_view name, std::int32_t generation) {
   return *room;
 }
 
-// The variable, to be given a value, or null when it would be one too many.
+// Returns the variable to give a value to, or null if there is no room for one more.
 Variable* to_be_set(std::string_view name, std::int32_t generation, VariableKind kind) {
   Variable* variable = find(name, generation);
   if (variable == nullptr || variable->kind == VariableKind::kNotSet) {
@@ -112,7 +113,7 @@ bool variable_set(std::string_view name, std::int32_t generation, double number,
 bool variable_set(std::string_view name, std::int32_t generation, std::string_view text) {
   Variable* variable = to_be_set(name, generation, VariableKind::kText);
   if (variable == nullptr) return false;
-  // In the same memory: an assignment would look whether the text is a part of itself.
+  // Into the same memory: an assignment would first check whether the text is a part of itself.
   variable->text.clear();
   variable->text.append(text);
   return true;

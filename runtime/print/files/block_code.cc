@@ -49,7 +49,7 @@ bool prints_number(BlockCode code) {
   return code >= BlockCode::kPage && code <= BlockCode::kLastRegister;
 }
 
-// The target is filled in when all places are known.
+// A jump's target is filled in when the places of all instructions are known.
 void put_instruction(std::string& bytes, const Instruction& instruction) {
   put(bytes, static_cast<std::uint8_t>(instruction.code), 1);
   if (prints_number(instruction.code)) return put_text(bytes, instruction.mask);
@@ -78,7 +78,8 @@ void put_instruction(std::string& bytes, const Instruction& instruction) {
 
 // ---- Decoding
 
-// Takes numbers and texts from the store; once it has ended, all are 0 and empty.
+// Takes numbers and texts from the store. Beyond the store's end every number is 0, every text
+// empty.
 struct Reader {
   std::string_view store;
   std::size_t at = 0;
@@ -107,7 +108,7 @@ constexpr const char* kBadKind = "a value of no known kind";
 constexpr const char* kBadAlignment = "a field of no known alignment";
 constexpr const char* kBadTotal = "a carried total that is none of the four";
 
-// The functions below give the reason why it is none, or null.
+// Each of the functions below returns the reason why the bytes are wrong, or null.
 const char* take_value(Reader& reader, BlockValue& value) {
   const std::uint64_t kind = reader.number(1);
   if (kind > static_cast<std::uint64_t>(BlockValue::Kind::kVariable)) return kBadKind;
@@ -166,14 +167,14 @@ const char* take_operands(Reader& reader, Instruction& instruction) {
       instruction.negated = reader.number(1) != 0;
       instruction.text = reader.text();
       instruction.generation = reader.integer();
-      instruction.target = static_cast<std::uint32_t>(reader.number(4));  // still a place
+      instruction.target = static_cast<std::uint32_t>(reader.number(4));  // a place
       return nullptr;
     default:
       return nullptr;
   }
 }
 
-// From places, counted from the block's first byte, to the numbers of the instructions there.
+// Turns places, counted from the block's first byte, into numbers of the instructions there.
 bool resolve_jumps(BlockInstructions& block, const std::vector<std::uint32_t>& places) {
   for (std::size_t index = 0; index < block.size(); ++index) {
     if (block[index].code != BlockCode::kJump) continue;

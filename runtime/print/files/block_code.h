@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The instructions of a block, as the list compiler makes them and the print engine obeys them.
+// The instructions of a block, which the list compiler makes and the print engine carries out.
 //
 // A block is a sequence of instructions in the block store (block_store.h), from its offset to the
-// code that ends it. Here an instruction is decoded; its texts lie in the store's bytes, or in what
-// the compiler keeps. Bytes of each: docs/formats/block-store.md.
+// code that ends it. An Instruction here is decoded; its texts lie in the store's bytes, or in the
+// compiler's. Layout of each instruction: docs/formats/block-store.md.
 #pragma once
 
 #include <array>
@@ -28,15 +28,15 @@ enum class BlockCode : std::uint8_t {
   kLastRegister = 20,
   kEnd = 21,
   kEject = 22,
-  kJump = 23,         // behind some instructions of the block, by whether a variable is set
+  kJump = 23,         // skips instructions of the block if a variable is set
   kColumnPitch = 24,  // one value: the pitch in which columns are counted
-  kRecordField = 25,  // a field of the record that the program has handed over
+  kRecordField = 25,  // a field of the record that the program has set
 };
 
-// What a block is printed as. Its record does not tell; whoever prints it knows.
+// Use of a block. Its record does not have the kind: the caller that prints the block knows it.
 enum class BlockKind { kBody, kHeader, kFooter };
 
-// A number in a block: given there, or a numeric variable's at the time of printing.
+// A number in a block: a constant, or the value of a numeric variable at the time of printing.
 struct BlockValue {
   enum class Kind : std::uint8_t { kInteger = 0, kNumber = 1, kVariable = 2 };
   Kind kind = Kind::kInteger;
@@ -51,18 +51,18 @@ enum class PlaceMode : std::uint8_t { kAbsolute = 1, kCurrent = 2, kCurrentPlus 
 
 enum class Alignment : std::uint8_t { kLeft = 0, kRight = 1, kMask = 2 };
 
-// What is not used by the code is as it is here.
+// Fields that a code does not use keep the defaults.
 struct Instruction {
-  BlockCode code = BlockCode::kEnd;       // or a number that means nothing
-  std::array<BlockValue, 4> values = {};  // of kPitch, kColumnPitch (the first), kPlace (all)
+  BlockCode code = BlockCode::kEnd;       // or an unknown number
+  std::array<BlockValue, 4> values = {};  // of kPitch and kColumnPitch (the first), kPlace (all)
   std::string_view text = {};             // of kText; the name of kField, kRecordField and kJump
   std::int32_t generation = 0;            // of a variable; the element (from 1) of kRecordField
-  std::int32_t width = 0;                 // characters; 0: as many as there are
+  std::int32_t width = 0;                 // characters; 0: as many as the value has
   Alignment alignment = Alignment::kLeft;
   std::string_view mask = {};  // also of kPage and the registers; "": as many digits as needed
   std::int32_t total = 0;      // 1 to 4: the carried total to add the number to; 0: none
-  bool negated = false;        // kJump: when the variable is not set
-  std::uint32_t target = 0;    // kJump: the number, in the block, of the instruction to go on with
+  bool negated = false;        // kJump: jump when the variable is not set
+  std::uint32_t target = 0;    // kJump: number of the instruction in the block to go on with
   bool operator==(const Instruction&) const = default;
 };
 
@@ -71,13 +71,13 @@ using BlockInstructions = std::vector<Instruction>;
 
 inline constexpr std::size_t kLongestBlockText = 0xFFFF;  // its count has 16 bits
 
-// Appends the block's bytes, the end included. The instructions are as a decoder accepts them:
-// jumps lead forward and to at most the end, no text is longer than kLongestBlockText.
+// Appends the block's bytes, the end included. The instructions must be acceptable to the decoder:
+// jumps lead forward and at most to the end, and no text is longer than kLongestBlockText.
 void encode_block(const BlockInstructions& block, std::string& bytes);
 
-// Decodes the block that begins at this offset of a block store. False, and why, when what stands
-// there cannot be a block: the store ends within it, a mode or kind is none, a jump leads back,
-// into the middle of an instruction or out of the block. The texts lie in `store`.
+// Decodes the block that begins at this offset of a block store. Returns false and the reason if
+// these bytes cannot be a block: the store ends within it, a mode or kind is unknown, or a jump
+// leads back, into the middle of an instruction or out of the block. The texts lie in `store`.
 bool decode_block(std::string_view store, std::uint32_t offset, BlockInstructions& block,
                   std::string& reason);
 

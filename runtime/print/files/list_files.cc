@@ -8,10 +8,10 @@
 namespace marigold {
 namespace {
 
-// A list's page is told in lines (PL, EZ, LZ), columns (ES) and characters per inch (CPI); NAME is
-// where its output goes, ABRTXT what stands last on a list that was aborted. A block has its place
-// in the store (OFF), "J" in SAME when it stays on one page, how often it is to be repeated (REP),
-// the lines that it takes as a footer (ZEIL) and those that it is long (BLEN).
+// A list's page is given in lines (PL, EZ, LZ), columns (ES) and characters per inch (CPI); NAME is
+// the name of its output, ABRTXT the last text of a list that was aborted. A block has its offset
+// in the store (OFF), "J" in SAME if it stays on one page, its number of repetitions (REP), its
+// lines as a footer (ZEIL) and its length in lines (BLEN).
 constexpr std::string_view kDefinitions = R"(
 BEGINFILE NAME ILISTEN VERSION 1 PATH 0 LEN 160 TYPE ISAM
 BEGINFIELD
@@ -56,7 +56,7 @@ FileDefinition plain_twin(std::string_view text, std::size_t index) {
   return definition;
 }
 
-// They lie beside the block store, where the compiler puts them.
+// The files lie beside the block store, where the compiler puts them.
 void define(FileDefinition definition) {
   const DefinitionName name = definition.name;
   if (definition_add(std::move(definition)))

@@ -56,7 +56,7 @@ std::vector<Replacement> replacements(const std::string& directory, const ListFi
 
 // ---- The steps
 
-// Waits a few seconds for those who hold the lock in a way that excludes this one.
+// Waits a few seconds for processes with a lock that excludes this one.
 bool lock_opened(const std::string& path, RecordFile& file, bool exclusive, std::string& problem) {
   int failed = file.lock(0, 1, exclusive);
   for (int second = 0; failed == EAGAIN && second < kSecondsToWait; ++second) {
@@ -72,12 +72,12 @@ bool lock(const std::string& directory, const ListFiles& files, RecordFile& file
   const std::string path = beside_lists(directory, files, ".lock");
   int failed = file.open_own(path.c_str(), true);
   if (failed == ENOENT) failed = file.create(path.c_str());
-  if (failed == EEXIST) failed = file.open_own(path.c_str(), true);  // made by another just now
+  if (failed == EEXIST) failed = file.open_own(path.c_str(), true);  // made by another process
   if (failed != 0) return fail(problem, path, failed);
   return lock_opened(path, file, true, problem);
 }
 
-// Where nothing was ever installed there is nothing to hold.
+// A directory without an installation has no lock file to hold.
 bool lock_shared(const std::string& directory, const ListFiles& files, RecordFile& file,
                  std::string& problem) {
   const std::string path = beside_lists(directory, files, ".lock");
@@ -100,7 +100,8 @@ bool remove_new_files(const std::string& directory, const ListFiles& files, std:
   return removed;
 }
 
-// What is committed. Files that an earlier attempt has put in place are not there any more.
+// Installs committed files. A file that an earlier attempt has installed has its ".new" name no
+// more.
 bool roll_forward(const std::string& directory, const ListFiles& files, std::string& problem) {
   for (const Replacement& file : replacements(directory, files)) {
     if (!file_exists(file.fresh.c_str())) continue;
@@ -141,8 +142,8 @@ bool build(const std::string& directory, const ListFiles& files,
          write_version(directory, files.blocks, problem);
 }
 
-// The names of the new files are on the disk before the one of the commit file: both lie in one
-// directory, whose sync brings them all.
+// The sync of the directory makes the names of the new files durable before the commit file's name:
+// both lie in that directory.
 bool commit(const std::string& directory, const ListFiles& files, std::string& problem) {
   const std::string path = commit_path(directory, files);
   int failed = step("names of the new files");
@@ -188,14 +189,14 @@ bool ListInstallation::put_in_place(const std::vector<StoredList>& lists, std::s
   const StopSignalsHold hold;
   const bool ready =
       build(directory_, files_, lists, problem) && commit(directory_, files_, problem);
-  // A commit that was refused may be there all the same, when only the directory's sync failed.
+  // A commit that failed may have left its file, if only the sync of the directory failed.
   if (!ready && !is_committed(directory_, files_)) {
     std::string ignored;
     remove_new_files(directory_, files_, ignored);
     return false;
   }
   if (roll_forward(directory_, files_, problem)) return true;
-  problem += "; the new lists are whole, the next run puts them in place";
+  problem += "; the new lists are whole, the next run installs them";
   return false;
 }
 

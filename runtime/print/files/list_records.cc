@@ -21,8 +21,8 @@ bool is_there(DataFile* file) {
   return file != nullptr && file_exists((data_path(*file) + ".dat").c_str());
 }
 
-// Applications define these files themselves, and choose the numbers' types. What no number of
-// lines or bytes can be reads as 0.
+// Applications may define these files themselves and choose the numbers' types. A value that cannot
+// be a number of lines or bytes reads as 0.
 int number(const DataFile& file, std::string_view name) {
   const FieldDefinition* field = file.definition.find_field(name);
   double value = 0;
@@ -38,7 +38,7 @@ std::string text(const DataFile& file, std::string_view name) {
   return std::string(value.substr(0, value.find_last_not_of(' ') + 1));
 }
 
-// False when no record can have this value.
+// Returns false if no record can have this value.
 bool put_key(DataFile& file, std::string_view name, std::string_view value) {
   const FieldDefinition* field = file.definition.find_field(name);
   return field != nullptr && field_put(*field, 1, file.record.data(), value) == kFieldDone;
@@ -48,7 +48,7 @@ bool read_record(DataFile& file) {
   return data_read(file, kPrimaryKey, false, LockWait::kTell) == kDataDone;
 }
 
-// Whether another process has the file for itself.
+// Whether another process has the file open exclusively.
 bool is_taken(const DataFile& file) {
   const int number = ISOPEN(data_path(file).c_str(), kIsInput | kIsReadOnly | kIsManualLock);
   if (number < 0) return iserrno == kIsFileLocked;
@@ -56,8 +56,9 @@ bool is_taken(const DataFile& file) {
   return false;
 }
 
-// Opens a file to be read and no more, whatever its definition says: many who print may not write
-// it. Waits before, since the opening of a read-only file that is taken would end the program.
+// Opens a file for reading only, whatever its definition says, because many users who print may not
+// write it. Waits first, since opening a read-only file that another process has locked ends the
+// program.
 void open_to_read(std::string_view name) {
   DataFile& file = data_file(name);
   while (lock_try_again(file, is_taken(file) ? kDataLocked : kDataDone, LockWait::kTellAndWait,

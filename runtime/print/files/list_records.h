@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A list and its blocks as their definition files have them. A list's default pitch (CPI) is for
-// its compiler, which puts it into the blocks: the engine begins every list at 10.
+// Reads a list and its blocks from their definition files. Only the compiler uses a list's default
+// pitch (CPI), which it puts into the blocks: the engine begins every list at 10.
 #pragma once
 
 #include <cstdint>
@@ -28,12 +28,12 @@ struct BlockProperties {
   int length = 0;           // BLEN, lines
 };
 
-// Opens both definition files to be read; waits for who has one for himself. False when one of them
-// is not there: none is made.
+// Opens both definition files for reading; waits while another process has one open exclusively.
+// Returns false when a file is missing, and makes none.
 bool list_records_open(const ListFiles& files);
 void list_records_close(const ListFiles& files);
 
-// False when there is no such list or block.
+// Return false if there is no such list or block.
 bool list_record_read(const ListFiles& files, std::string_view list, ListProperties& properties);
 bool block_record_read(const ListFiles& files, std::string_view list, std::string_view block,
                        BlockProperties& properties);

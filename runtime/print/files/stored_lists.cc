@@ -24,17 +24,18 @@ bool fail(std::string& problem, const std::string& path, const std::string& reas
   return false;
 }
 
-// The engine's own numbers have names, not texts.
+// The engine's own error numbers have names but no texts.
 bool fail(std::string& problem, const std::string& path, int number) {
-  if (number == kIsFileLocked) return fail(problem, path, "another process has it for itself");
+  if (number == kIsFileLocked)
+    return fail(problem, path, "another process has it open exclusively");
   if (number == kIsBadFile) return fail(problem, path, "is damaged, or no keyed file");
   if (number == kIsDuplicate) return fail(problem, path, "two records have one name");
   const std::string name = iserror_name(number);
   return fail(problem, path, name.empty() ? system_error_text(number) : "unexpected error " + name);
 }
 
-// A keyed file, closed at the end of the object's life. The engine is used without the access layer
-// above it, which would end the process where an author wants to be told.
+// A keyed file, which the destructor closes. This class calls the engine without the access layer
+// above it: that layer would end the process where an author needs a message.
 class KeyedFile {
  public:
   KeyedFile(const FileDefinition& definition, std::string path)
@@ -64,7 +65,7 @@ class KeyedFile {
     return ISCLOSE(std::exchange(number_, -1)) == 0 || fail(problem, path_, iserrno);
   }
 
-  // Goes over all records by the first key.
+  // Visits all records in the order of the first key.
   bool walk(const std::function<void()>& take, std::string& problem) {
     number_ = ISOPEN(path_.c_str(), kIsInput | kIsReadOnly | kIsManualLock);
     if (number_ < 0) return fail(problem, path_, iserrno);
@@ -78,8 +79,8 @@ class KeyedFile {
     return iserrno == kIsEndOfFile || fail(problem, path_, iserrno);
   }
 
-  // An unknown field, which only a definition set that is not for lists can cause, reads as nothing
-  // and takes nothing.
+  // Only a definition set that is not for lists can lack a field: get then returns an empty value,
+  // and put does nothing.
   template <typename Value>
   Value get(std::string_view name) const {
     Value value{};
@@ -185,7 +186,8 @@ bool write_lists(const NewListFile& paths, std::string_view name,
   return file.close(problem);
 }
 
-// The blocks' bytes are appended to `store`, whose header counts in their offsets.
+// Appends the blocks' bytes to `store`. Their offsets count from the start of the file, header
+// included.
 bool write_blocks(const NewListFile& paths, std::string_view name,
                   const std::vector<StoredList>& lists, std::string& store, std::string& problem) {
   KeyedFile file(list_file_definition(name), paths.path);

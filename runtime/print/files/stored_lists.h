@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Lists as they stand in the list files, all of a directory at once: for those who make, replace
-// and look at them. The print engine reads the few records that it needs by their keys.
+// All lists in the list files of a directory: for tools that make, replace and show lists. The
+// print engine reads the few records that it needs by their keys.
 //
-// Texts are ISO 8859-1. Numbers are those of the fields of the same name in list_files.h.
+// Texts are ISO 8859-1. Numbers have the meaning of the fields of the same name in list_files.h.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@
 
 namespace marigold {
 
-// Of the names of lists and blocks, of a list's output name and of its text on abort.
+// Longest name of a list or block, output name, and abort text of a list.
 inline constexpr std::size_t kLongestListName = 20;
 inline constexpr std::size_t kLongestOutputName = 40;
 inline constexpr std::size_t kLongestAbortText = 80;
@@ -26,7 +26,7 @@ struct StoredBlock {
   std::int16_t footer_lines = 0;  // "ZEIL"
   std::int16_t length = 0;        // "BLEN", in lines
   std::string code = {};          // its bytes in the store, the end included
-  std::string fault = {};         // why it has none: its record leads to no block
+  std::string fault = {};         // reason why it has no code: its record leads to no block
   bool operator==(const StoredBlock&) const = default;
 };
 
@@ -43,24 +43,25 @@ struct StoredList {
   bool operator==(const StoredList&) const = default;
 };
 
-// The path of one of the files, of keyed ones without ".dat" and ".idx".
+// Returns the path of one of the files, for keyed files without ".dat" and ".idx".
 std::string list_file_path(const std::string& directory, std::string_view name);
 
-// The definition of one of the keyed files, the built-in one unless a definition set has another.
+// Returns the definition of one of the keyed files, the built-in one unless a definition set has
+// another.
 const FileDefinition& list_file_definition(std::string_view name);
 
-// Reads all lists, by their names, and their blocks in the order in which they lie in the store,
-// which is the one of their source. Files that are not there hold none. False with the problem,
-// "PATH: REASON", when one of them cannot be read.
+// Reads all lists, ordered by name, and their blocks in the order of the store, which is that of
+// their source. A missing file holds no list. Returns false and the problem, "PATH: REASON", when a
+// file cannot be read.
 bool stored_lists_read(const std::string& directory, const ListFiles& files,
                        std::vector<StoredList>& lists, std::string& problem);
 
-// Makes the three files at these paths (of keyed files without ".dat" and ".idx"), which are free,
-// and brings them to the disk. The blocks of each list have different names. False with the
-// problem; some of the files may be there then.
+// Makes the three files at these paths (for keyed files without ".dat" and ".idx"), which must be
+// free, and makes them durable. No two blocks of a list have one name. Returns false and the
+// problem; some of the files may exist then.
 struct NewListFile {
   std::string path;
-  std::string like;  // the file whose owner and permissions it takes over, if it is there
+  std::string like;  // its owner and permissions go to the new file, if it exists
 };
 struct NewListFiles {
   NewListFile lists;

@@ -11,7 +11,7 @@ struct MarkerRow {
   Marker marker;
 };
 
-// In the order of their numbers, which is that of the enumeration.
+// In the order of the enumeration, so that the number of a marker is its index.
 constexpr MarkerRow kMarkers[] = {
     {"\5NL\5", Marker::kNewLine},        {"\5NP\5", Marker::kNewPage},
     {"\00510Z\5", Marker::kPitch10},     {"\00512Z\5", Marker::kPitch12},

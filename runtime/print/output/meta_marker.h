@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The markers that output lines carry for the output channel: a name between two bytes of value 5.
 //
-// Two of them have operands behind a comma, up to the closing byte: "PAGE,MASK" and
-// "UEBERTRAG,TOTAL,MASK". An empty mask shows as many digits as there are.
+// Two markers have operands after a comma, up to the closing byte: "PAGE,MASK" and
+// "UEBERTRAG,TOTAL,MASK". An empty mask shows as many digits as the number has.
 #pragma once
 
 #include <cstddef>
@@ -20,13 +20,13 @@ struct MarkerText {
   std::string_view mask = {};  // of kTotal and kPage
 };
 
-// What stands between the marker bytes.
+// Parses the text between the marker bytes.
 MarkerText marker_of(std::string_view name);
 
-// The characters that it prints; a number without a mask counts as none.
+// Returns the number of characters that the marker prints; a number without a mask counts as none.
 std::size_t marker_width(const MarkerText& marker);
 
-// A marker without operands, with its bytes around it.
+// Returns the bytes of a marker without operands, marker bytes included.
 std::string_view marker_text(Marker marker);
 
 }  // namespace marigold

@@ -21,8 +21,8 @@ NumberText by_mask(std::string_view mask, double number) {
 
 NumberText number_text(std::string_view mask, double number) {
   if (!mask.empty()) return by_mask(mask, number);
-  constexpr double kLargestWhole = 9007199254740992;  // 2 to the 53rd: each one below is exact
-  constexpr int kDigits = 15;                         // what a decimal number keeps in a double
+  constexpr double kLargestWhole = 9007199254740992;  // 2 to the 53rd: all below are exact
+  constexpr int kDigits = 15;                         // decimal digits that a double keeps
   const bool whole = std::abs(number) <= kLargestWhole && std::trunc(number) == number;
   std::array<char, 32> form{};
   char* const begin = form.data();

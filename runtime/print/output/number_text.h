@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Numbers as lists print them.
+// Numbers in the form in which lists print them.
 #pragma once
 
 #include <string>
@@ -9,11 +9,11 @@ namespace marigold {
 
 struct NumberText {
   std::string text;
-  bool fits = true;  // else asterisks stand for it
+  bool fits = true;  // false: the text is asterisks
 };
 
-// The number by the mask, or with as many digits as it has when the mask is empty: up to 15, and
-// all of a whole number that a double holds exactly.
+// Returns the number edited by the mask. With an empty mask it has as many digits as it needs: up
+// to 15, and all of a whole number that a double holds exactly.
 NumberText number_text(std::string_view mask, double number);
 
 }  // namespace marigold

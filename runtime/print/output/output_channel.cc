@@ -24,7 +24,7 @@ struct State {
   const OutputDevice* device = nullptr;  // null: closed
   std::string name;
   int page_length = 1;
-  int line = 0;  // ended on this page
+  int line = 0;  // lines ended on this page
   int page = 0;
   bool page_begun = false;
   bool line_begun = false;
@@ -40,7 +40,7 @@ struct State {
   int footer_lines = 0;
   bool collecting = false;
   std::string collected;
-  bool repeating = false;  // one of them is being printed
+  bool repeating = false;  // the header or footer is being printed
 };
 State state;
 
@@ -137,7 +137,7 @@ int lines_of(std::string_view text) {
   return lines;
 }
 
-// True when the marker was one of those that rule the collecting.
+// Returns true if the marker begins or ends a collected text.
 bool rule_collecting(Marker marker) {
   switch (marker) {
     case Marker::kCollect:
@@ -192,7 +192,7 @@ void obey(const MarkerText& marker) {
   }
 }
 
-// The marker at the front of the text, its bytes included.
+// Returns the marker at the front of the text, its marker bytes included.
 std::string_view first_marker(std::string_view text) {
   const std::size_t end = text.find(kMarkerByte, 1);
   if (end == std::string_view::npos) raise_fatal(kErrorPrintMarker);

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The output channel: takes the lines of a list with their markers (meta_marker.h), counts lines
-// and pages, puts header and footer texts where they belong, and gives what is left to a device.
+// and pages, inserts header and footer texts, and passes the rest to a device.
 //
-// Process-wide; there is one. What is written while none is open is system error
-// 45; opening an open one is 42, closing a closed one 43, a marker of no known name 5, a header or
-// footer text of more than 1,000 characters 44.
+// A process has one channel. Writing without an open channel is system error 45; opening an open
+// one is 42, closing a closed one 43, a marker of no known name 5, a header or footer text of more
+// than 1,000 characters 44.
 #pragma once
 
 #include "marigold/output.h"  // IWYU pragma: export

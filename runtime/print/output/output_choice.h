@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Asks the user where a list goes.
+// Asks the user for the device of a list.
 #pragma once
 
 namespace marigold {
 
-// Shows the selection and takes it away again. True for the screen; the printer for anything else
-// that the user does. Help key "VIDEO01".
+// Shows the selection and removes it again. Returns true for the screen; any other key of the user
+// chooses the printer. Help key "VIDEO01".
 bool output_choose_screen();
 
 }  // namespace marigold

@@ -31,7 +31,7 @@ std::string_view control_string(Marker marker) {
   }
 }
 
-// ---- The printer. Its command is woken once for many lines.
+// ---- The printer. The buffer wakes the command once for many lines.
 
 constexpr std::size_t kPrinterBuffer = std::size_t{256} << 10;
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The two devices that a list is printed on.
+// The devices on which a list is printed.
 #pragma once
 
 #include "runtime/print/output/output_channel.h"
 
 namespace marigold {
 
-// The screen: the files that the viewer shows (screen_output.h), which the caller has started. Its
-// close ends them.
+// The screen: the files that the viewer shows (screen_output.h). The caller has started them; the
+// device's close ends them.
 extern const OutputDevice kScreenDevice;
 
 }  // namespace marigold

@@ -20,8 +20,8 @@ namespace {
 constexpr std::size_t kLongestQueue = 245;
 constexpr std::size_t kLongestPrinter = 247;
 
-// Where the fax product may be, in the order in which it is looked for. The first place is named by
-// the environment, and the command processor puts the name in.
+// Directories of the fax product, in the order of the search. An environment variable names the
+// first one, and the command processor inserts its value.
 struct FaxPlace {
   const char* variable;
   std::string_view directory;
@@ -43,14 +43,14 @@ struct State {
 };
 State state;
 
-// A path of any length: as a setting, one of 250 characters would end the process.
+// Returns a path of any length. As a setting, a path of 250 characters would end the process.
 std::string value_of(const char* variable) {
   const char* const value = std::getenv(variable);
   return value == nullptr ? "" : value;
 }
 
-// The command processor itself always starts, so its search is made before. Without a PATH it has
-// one of its own.
+// The command processor itself always starts, so the runtime looks for the program first. Without a
+// PATH the command processor has a default.
 bool in_search_path(std::string_view program) {
   if (std::getenv("PATH") == nullptr) return true;
   const std::string directories = value_of("PATH");
@@ -64,7 +64,7 @@ bool in_search_path(std::string_view program) {
   }
 }
 
-// On a screen that is held, the command's messages would stand in the middle of a window.
+// While windows are on the screen, messages of the command would appear in the middle of a window.
 CommandOutput output_while_on_screen() {
   return open_subsystems().window_system ? CommandOutput::kCollected : CommandOutput::kPassedOn;
 }
@@ -74,7 +74,7 @@ int start(const std::string& command) {
   return state.feed.pipe.start(command.c_str(), output_while_on_screen());
 }
 
-// The characters that a UTF-8 command writes as those of the windows; "?" for others.
+// Turns the characters of a UTF-8 command into those of the windows; "?" for others.
 std::string as_in_windows(std::string_view text) {
   std::string shown;
   for (std::size_t place = 0; place < text.size(); ++place) {
@@ -90,7 +90,7 @@ std::string as_in_windows(std::string_view text) {
   return shown;
 }
 
-// Blanks stand for tabs; blank lines and line ends behind the last line go.
+// Turns tabs into blanks, and drops blanks and line ends after the last text.
 std::string told_output(CommandPipe& pipe) {
   std::string text = pipe.take_output();
   std::erase(text, '\r');
@@ -119,7 +119,7 @@ int start_fax(const FaxPlace& place) {
   program.append(kFaxProgram);
   if (program.size() > kLongestString) return ENAMETOOLONG;
   if (!command_exists(program.c_str())) return ENOENT;
-  // In quotes: its directory may have blanks in its name.
+  // In quotes, because its directory may have blanks in its name.
   if (by_name) program = std::string("\"$").append(place.variable).append("\"").append(kFaxProgram);
   return start(program.append(kFaxArguments));
 }

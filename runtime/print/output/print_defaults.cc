@@ -34,7 +34,7 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-// ---- Values. Each gives the reason why it is none, or null.
+// ---- Values. Each function returns the reason why a value is wrong, or null.
 
 std::optional<char> hexadecimal(std::string_view digits) {
   unsigned value = 0;
@@ -51,7 +51,7 @@ struct Escape {
 constexpr Escape kEscapes[] = {{'e', 27}, {'n', '\n'}, {'r', '\r'}, {'t', '\t'},
                                {'f', 12}, {'s', ' '},  {'\\', '\\'}};
 
-// Takes an escape, whose backslash has been taken, from the front of the text.
+// Takes an escape from the front of the text; its backslash has been taken already.
 std::optional<char> take_escape(std::string_view& text) {
   if (text.starts_with('x')) {
     const std::optional<char> byte = hexadecimal(text.substr(1, 2));

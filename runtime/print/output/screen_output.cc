@@ -22,16 +22,16 @@ namespace marigold {
 namespace {
 
 constexpr std::size_t kPieceSize = 65536;
-constexpr std::size_t kLeastWidth = 78;  // what the viewer shows of a line
+constexpr std::size_t kLeastWidth = 78;  // columns of a line that the viewer shows
 constexpr std::string_view kEndMark = "*** ANZEIGEN-ENDE ";
 
-// A new file that is written from its beginning, in pieces, and held until it is removed. Results:
-// 0 or the system's error number.
+// A new file, written from its beginning in pieces, and held until it is removed. Results: 0 or the
+// system's error number.
 class TemporaryFile {
  public:
   explicit TemporaryFile(const char* name) : name_(name) {}
 
-  // EAGAIN when somebody else has a file of the name there.
+  // EAGAIN if another program or user has a file of that name.
   int create(const std::string& directory) {
     constexpr int kPatience = 20;
     path_ = directory + name_;
@@ -40,7 +40,7 @@ class TemporaryFile {
       failed = clear_away();
       if (failed == 0) failed = file_.create(path_.c_str(), NewFileAccess::kOwnerOnly);
     }
-    // Before it was locked, another program may have taken it for one that was left.
+    // Before the lock another program may have taken the file for a left one.
     if (failed == 0 && (file_.lock(0, 1, true) != 0 || !file_.is_still_at(path_.c_str())))
       failed = EAGAIN;
     if (failed != 0) {
@@ -64,7 +64,7 @@ class TemporaryFile {
   }
 
   int flush() {
-    // A limit on the size of files is a full disk as well, and not the end of the program.
+    // A limit on the size of files counts as a full disk and does not end the program.
     stop_signals_hold();
     const int failed = file_.write(written_, pending_);
     stop_signals_release();
@@ -73,14 +73,14 @@ class TemporaryFile {
     return failed;
   }
 
-  // Forgets what was written and what is pending.
+  // Drops the written and the pending bytes.
   int begin_again() {
     pending_.clear();
     written_ = 0;
     return file_.cut();
   }
 
-  // A file that has its name no longer is gone already, and the other one is not ours.
+  // A file that has lost its name is gone already, and a file that now has the name is not ours.
   int remove() {
     if (!file_.is_open()) return 0;
     passing_file_forget(path_.c_str());
@@ -95,9 +95,9 @@ class TemporaryFile {
   [[nodiscard]] const std::string& path() const { return path_; }
 
  private:
-  // Frees the name: of the file of a killed program, and of anything that is no file. A pipe would
-  // be waited for, a link leads to somebody else's file. The lock is held until the name is free,
-  // so that of two programs that find the same file one removes it.
+  // Frees the name: removes the file of a killed program, and anything that is no plain file
+  // (opening a pipe would wait, a link may lead to another user's file). The lock is held until the
+  // name is free, so that only one of two programs that find the same file removes it.
   [[nodiscard]] int clear_away() const {
     if (!file_exists(path_.c_str())) return 0;
     RecordFile left;
@@ -155,16 +155,16 @@ int refuse(const std::string& path, int failed) {
   return failed;
 }
 
-// Which of the two could not be made.
+// Returns the path of the file that could not be made.
 const std::string& path_at_fault() {
   return state.printer.file().is_open() ? state.display.path() : state.printer.path();
 }
 
-// For the second of two who print to the screen in one directory.
+// For the second of two programs that print to the screen in one directory.
 int create_in_own_directory(const std::string& taken) {
   if (const int failed = file_make_private_directory(state.directory)) {
     const std::string directory = std::exchange(state.directory, {});
-    return refuse(taken + " belongs to somebody else, and " + directory, failed);
+    return refuse(taken + " belongs to another program or user, and " + directory, failed);
   }
   state.directory += '/';
   const int failed = create_in(state.directory);
@@ -190,7 +190,7 @@ std::string_view bytes_of(const DisplayRecord& record) {
   return {record.text.data(), sizeof record};
 }
 
-// The files make room for the one line. If not even that can be written, the viewer says it.
+// The files now hold the one line only. If that line cannot be written either, the viewer shows it.
 void give_up() {
   forget();
   state.taking = false;
@@ -215,18 +215,18 @@ bool is_switch(char c) {
   return c == kHighlightOn || c == kHighlightOff;
 }
 
-// Also switches that came with the text.
+// Also finds switches that came with the text.
 bool has_switch(std::string_view text) {
   return text.find(kHighlightOn) != text.npos || text.find(kHighlightOff) != text.npos;
 }
 
-// A switch beyond the end of the line is as little part of it as a character.
+// A switch beyond the end of the line is dropped like a character there.
 void close_highlights() {
   while (state.line.highlights_on > state.line.highlights_off && !line_is_full())
     screen_output_highlight(false);
 }
 
-// Whole marks and a part of one, up to the width.
+// Stores whole marks and a part of one, up to the width.
 void fill_with_end_marks() {
   while (state.line.length + kEndMark.size() < state.width)
     store(kEndMark);

@@ -35,7 +35,7 @@ struct State {
   HPDF_Font plain = nullptr;
   HPDF_Font bold_font = nullptr;
   HPDF_Page page = nullptr;  // null between pages
-  int pages = 0;             // begun
+  int pages = 0;             // begun so far
   int line = 0;              // of the page, from 0
   float x = 0;               // from the left margin
   std::size_t column = 0;    // from 0
@@ -62,11 +62,11 @@ void begin_page() {
   HPDF_Page_SetSize(state.page, HPDF_PAGE_SIZE_A4, HPDF_PAGE_PORTRAIT);
 }
 
-// Where the line's letters stand. The lines of a long page are set closer.
+// Returns the baseline of the line's letters. The lines of a long page are closer together.
 float baseline() {
   const float room = (kPageHeight - 2 * kMargin) / static_cast<float>(channel_page_length());
   const float height = std::min(kLineHeight, room);
-  constexpr float kBelow = 0.25F;  // of a line: what letters reach below their baseline
+  constexpr float kBelow = 0.25F;  // part of a line below the baseline
   return kPageHeight - kMargin - height * (static_cast<float>(state.line + 1) - kBelow);
 }
 
@@ -80,9 +80,9 @@ void show(std::string_view text) {
   HPDF_Page_EndText(state.page);
 }
 
-// Blanks at the end are no loss.
+// Notes characters beyond the right edge of the page. Blanks at the end do not count.
 void check_width(std::string_view piece) {
-  constexpr float kHair = 0.01F;  // what many characters add up to by rounding
+  constexpr float kHair = 0.01F;  // rounding error of many characters
   const float room = kPageWidth - kMargin - state.x + kHair;
   const auto fitting = static_cast<std::size_t>(std::max(room / character_width(), 0.0F));
   const std::size_t size = piece.find_last_not_of(' ') + 1;
@@ -133,7 +133,7 @@ void end_page() {
 }
 
 void write_document() {
-  // What fails has been noted; the library leaves a length as it is then.
+  // Failures are noted already; on a failure the library leaves the length unchanged.
   if (HPDF_SaveToStream(state.document.get()) != HPDF_OK) return;
   HPDF_ResetStream(state.document.get());
   std::array<HPDF_BYTE, 4096> bytes{};

@@ -18,7 +18,7 @@ struct State {
 };
 State state;
 
-// A blank prints nothing over what stands there.
+// Puts a character into the line. A blank does not overwrite the character in its place.
 void put(char character) {
   if (character == kBackspace) {
     if (state.column > 0) --state.column;

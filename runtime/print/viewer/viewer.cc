@@ -22,8 +22,8 @@ namespace {
 
 constexpr int kKeyF4 = kKeyF1 + 3;
 
-// Home, End and the page keys do nothing, as on every other screen with these keys: who pages does
-// so with + - * and /.
+// Home, End and the page keys do nothing, as on every other screen with these keys: + - * and /
+// turn pages.
 struct Move {
   int code;
   char character;
@@ -63,7 +63,7 @@ std::string key_text() {
   return text;
 }
 
-// What is drawn goes to the screen when all of it is.
+// Everything drawn during the life of this object reaches the screen at once.
 class LiveOff {
  public:
   LiveOff() : live_(wi_live()) { wi_set_live(false); }
@@ -75,7 +75,7 @@ class LiveOff {
   bool live_;
 };
 
-// A field in the place of the key line.
+// A field in place of the key line.
 class Prompt {
  public:
   explicit Prompt(const std::string& text)
@@ -119,7 +119,7 @@ class Viewer {
     if (const int failed = screen_.show(file_, position_, {search_, hit_})) tell_failed(failed);
   }
 
-  // Stays in the key line until the next key.
+  // The notice stays in the key line until the next key.
   void set_notice(const std::string& text) {
     notice_ = text;
     screen_.show_key_line(text);
@@ -148,7 +148,7 @@ class Viewer {
     set_notice(key_text());
   }
 
-  // False when the user gave it up.
+  // Returns false if the user leaves the field.
   static bool ask(const std::string& what, std::string& typed) {
     const Prompt prompt(what);
     return text_field(prompt.place(kLongestAnswer), typed, 0, kLongestAnswer) == kKeyEnter;
@@ -166,7 +166,7 @@ class Viewer {
     }
   }
 
-  // No text takes the marks away.
+  // An empty text removes the marks.
   void ask_search() {
     std::string typed;
     if (!ask("Suchen: ", typed)) return;
@@ -177,7 +177,7 @@ class Viewer {
     search_from({position_.line(), 0});
   }
 
-  // Behind the last hit as long as the user has not moved away from it.
+  // Searches after the last hit while that hit is in sight, else from the first shown line.
   void search_next() {
     if (search_.empty()) return ask_search();
     if (hit_.line != 0 && position_.in_sight(hit_.line)) {
@@ -209,7 +209,7 @@ class Viewer {
   static bool broken_off() {
     std::uint8_t character = 0;
     if (!key_is_waiting()) return false;
-    // Ctrl-R has painted the screen, and is no wish to stop.
+    // Ctrl-R has repainted the screen; the user does not want to stop.
     return key_read(character) != kKeyIgnored || character != 0;
   }
 
@@ -226,9 +226,9 @@ class Viewer {
   ViewerPosition position_;
   ViewerScreen screen_;
   ViewerSearch search_;
-  SearchPlace hit_;       // line 0: none
-  std::string searched_;  // as typed
-  std::string notice_;    // what the key line shows
+  SearchPlace hit_;       // line 0: no hit
+  std::string searched_;  // as the user has typed it
+  std::string notice_;    // the text in the key line
 };
 
 }  // namespace

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Shows what a list has printed to the screen, after screen_output_end: pages and scrolls in both
-// directions, searches, and sends the printer's bytes to the printer after all.
+// Shows the screen output of a list after screen_output_end: pages and scrolls in both directions,
+// searches, and sends the printer's bytes to the printer.
 //
-// Takes the whole screen and gives it back as it was. Reads no more of the file than what it shows,
-// however long that is; only a search reads on, and any key breaks it off. "?" shows all keys.
+// Takes the whole screen and restores it at the end. Reads only the part of the file that it shows,
+// however long the file is; only a search reads on, and any key stops it. "?" shows all keys.
 #pragma once
 
 #include <cstddef>
@@ -12,27 +12,27 @@
 
 namespace marigold {
 
-// A call of ViewerJob::print gets at most so many bytes.
+// Most bytes that a call of ViewerJob::print gets.
 inline constexpr std::size_t kPrintPiece = 125;
 
 struct ViewerJob {
-  std::string_view name;  // of the list, for the title
-  // Lines of a printed page, by which the viewer turns pages. Below 1 the list is one page, however
-  // long.
+  std::string_view name;  // of the list, shown in the title
+  // Lines of a printed page, by which the viewer turns pages. Below 1 the list is one page,
+  // whatever its length.
   int page_length = 0;
-  // Before the first bytes of a printing: 0, or else there is no printer; and behind the last ones.
-  // Null: nothing needs to be done.
+  // Called before the first bytes of a printing, and after the last ones. begin_print returns 0, or
+  // another number without a printer. Null: nothing to do.
   int (*begin_print)() = nullptr;
   void (*end_print)() = nullptr;
-  // Sends bytes to the printer: 0, or else there is no printer. Null: there is none.
+  // Sends bytes to the printer. Returns 0, or another number without a printer. Null: no printer.
   int (*print)(std::span<const char> bytes) = nullptr;
-  // Whether the user wants to stop printing; asked before each piece. Null: never.
+  // Whether the user wants to stop printing; called before each piece. Null: never.
   bool (*aborted)() = nullptr;
 };
 
-// Returns when the user ends the viewer with F1, or the keyboard is lost. Both temporary files are
-// still there then (screen_output_remove). What cannot be read or printed is told by a one-line
-// message; without a "VIDEO.TMP" there is nothing else to see.
+// Returns when the user ends the viewer with F1, or when the keyboard's input ends. Both temporary
+// files still exist then (screen_output_remove). A one-line message reports anything that cannot be
+// read or printed; without a "VIDEO.TMP" the message is all that the user sees.
 void viewer_run(const ViewerJob& job);
 
 }  // namespace marigold

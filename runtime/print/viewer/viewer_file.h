@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The display lines of a list, read by their numbers, and a line as the screen shows it.
+// Reads the display lines of a list by their numbers, and turns them into lines of the screen.
 #pragma once
 
 #include <array>
@@ -16,15 +16,16 @@ namespace marigold {
 // Lines have numbers from 1. Results: 0 for done, else the system's error number.
 class ViewerFile {
  public:
-  // Takes an open file, which outlives it; ENOENT for one that is not. Bytes behind the last whole
-  // record do not count.
+  // Takes an open file, which outlives this object; ENOENT for a closed one. Bytes after the last
+  // whole record do not count.
   int open(const RecordFile& file);
-  // Where the output was given up and not even that could be written, this stands for the file.
+  // Shows the line about a full disk in place of the file, if the output could not even write that
+  // line.
   void show_disk_full();
 
   [[nodiscard]] std::int64_t lines() const { return lines_; }
-  // As many records as there is room for, or as there are from this line on: that is `count`. On
-  // failure it is 0.
+  // Reads as many records from this line on as there are, or as have room, and gives their number
+  // in `count`; on a failure 0.
   int read(std::int64_t first, std::span<DisplayRecord> records, std::size_t& count) const;
 
  private:
@@ -32,7 +33,7 @@ class ViewerFile {
   std::int64_t lines_ = 0;
 };
 
-// The text without the switches.
+// A line without its switches.
 struct VisibleLine {
   std::array<char, kDisplayColumns> text;
   std::array<bool, kDisplayColumns> highlighted;

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The keys of the viewer, for its user.
+// Shows the user the keys of the viewer.
 #pragma once
 
 namespace marigold {
 
-// Shows them in a window over the text until a key is pressed.
+// Shows the keys in a window over the text until the user presses a key.
 void viewer_help();
 
 }  // namespace marigold

@@ -6,7 +6,7 @@
 namespace marigold {
 namespace {
 
-// Longer than any list, and small enough to be counted with.
+// Longer than any list, and small enough for sums without overflow.
 constexpr std::int64_t kOnePage = std::int64_t{1} << 56;
 
 }  // namespace
@@ -42,7 +42,7 @@ void ViewerPosition::go_to_column(int column) {
 
 void ViewerPosition::bring_into_sight(std::int64_t line, int column, int count) {
   if (!in_sight(line)) go_to(line);
-  // The end first: of more columns than are shown, the first ones are.
+  // The end first, so that of too many columns the first ones are shown.
   if (column + count > column_ + kViewerColumns) go_to_column(column + count - kViewerColumns);
   if (column < column_) go_to_column(column);
 }

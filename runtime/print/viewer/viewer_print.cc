@@ -16,7 +16,7 @@
 namespace marigold {
 namespace {
 
-// So many pieces are read at once.
+// Number of pieces read at once.
 constexpr std::size_t kReadPieces = 512;
 
 void tell_failed(int failed) {
@@ -29,7 +29,7 @@ void tell_no_printer() {
   user_interface().message("Drucker nicht bereit !", "");
 }
 
-// False when printing is over before its end.
+// Returns false if printing ends before the last byte.
 bool print_pieces(const ViewerJob& job, std::span<const char> bytes) {
   while (!bytes.empty()) {
     if (job.aborted != nullptr && job.aborted()) return false;

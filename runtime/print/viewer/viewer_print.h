@@ -6,8 +6,8 @@
 
 namespace marigold {
 
-// Until their end, or until the user aborts. A file that cannot be read and a printer that is not
-// there are told by a one-line message.
+// Sends the bytes until their end, or until the user aborts. A one-line message reports a file that
+// cannot be read and a missing printer.
 void viewer_print(const ViewerJob& job);
 
 }  // namespace marigold

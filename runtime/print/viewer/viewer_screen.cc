@@ -10,7 +10,7 @@ namespace {
 constexpr const char* kLineText = "1000";  // of title and key line
 constexpr int kPositionColumns = 20;       // at the right end of the title
 
-// Places on the frame, as rows and columns within it count.
+// Rows and columns of the frame, by the numbers of rows and columns within it.
 constexpr int kTopFrame = 0;
 constexpr int kBottomFrame = kViewerRows + 1;
 constexpr int kLeftFrame = 0;
@@ -124,7 +124,7 @@ int ViewerScreen::show_lines(const ViewerFile& file, const ViewerPosition& posit
   return failed;
 }
 
-// A position that is longer than its columns takes some of the name's.
+// A position text that is longer than its columns shortens the name.
 void ViewerScreen::show_title(const ViewerPosition& position) {
   const std::string place = position_text(position);
   const int place_columns = std::max(kPositionColumns, static_cast<int>(place.size()));

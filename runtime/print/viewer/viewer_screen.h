@@ -13,22 +13,22 @@
 
 namespace marigold {
 
-// What the lines are shown with.
+// Highlights of the shown lines.
 struct ViewerMarks {
   const ViewerSearch& search;  // its hits are reverse
-  SearchPlace hit;             // the one that the user was brought to last is bright as well
+  SearchPlace hit;             // the latest hit of the user's search is bright as well
 };
 
-// The windows are on the screen as long as this object lives. With the live flag off: everything
-// that is drawn goes to the screen in one piece.
+// The windows are on the screen while this object lives. With the live flag off, everything drawn
+// reaches the screen in one piece.
 class ViewerScreen {
  public:
   explicit ViewerScreen(std::string_view name);
 
-  // Shows the lines of this position. After a move by one line the window is scrolled and one line
-  // drawn. 0, or the system's error number of reading; then lines are missing.
+  // Shows the lines of this position. After a move by one line, scrolls the window and draws one
+  // line. Returns 0, or the system's error number of a failed read; then lines are missing.
   int show(const ViewerFile& file, const ViewerPosition& position, const ViewerMarks& marks);
-  // The next `show` draws all lines: the marks have changed.
+  // Makes the next `show` draw all lines, because the marks have changed.
   void draw_all_next() { shown_line_ = 0; }
   void show_key_line(std::string_view text);
 

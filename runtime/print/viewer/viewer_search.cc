@@ -9,11 +9,11 @@
 namespace marigold {
 namespace {
 
-// About 1 MiB: big enough to be read fast, small enough that a key is seen at once.
+// About 1 MiB: large enough for fast reads, small enough to react to a key at once.
 constexpr std::size_t kPieceRecords = 4096;
 
-// Whether the first and the last character of a text stand at their distance anywhere in the line.
-// Nearly always they do not, and this is found out without a branch, many places at a time.
+// Whether the first and the last character of a text occur at their distance anywhere in the line.
+// Nearly always they do not, and this test finds that out without a branch, many places at a time.
 bool may_hold(std::string_view line, std::string_view text) {
   if (text.size() > line.size()) return false;
   const std::string_view ends = line.substr(text.size() - 1);
