@@ -35,21 +35,27 @@ function(marigold_room name folder)
   target_link_libraries(marigold_${name} PUBLIC ${ROOM_SEES} PRIVATE ${ROOM_USES})
 endfunction()
 
-# marigold_precompile(NAME TARGETS TARGET... HEADERS HEADER... [OPTIONS OPTION...])
+# marigold_precompile(NAME [PROGRAMS] TARGETS TARGET... HEADERS HEADER... [OPTIONS OPTION...] [LIBRARIES LIBRARY...])
 #
-# Reads the headers once for targets that are compiled with the same options. Most of the time of a short source goes into the
+# Reads the headers once for targets that are compiled with the same options: rooms, or programs. Most of the time of a short source goes into the
 # headers of the standard library. Sources include what they need all the same; builds without this notice if one does not.
 function(marigold_precompile name)
   if(NOT MARIGOLD_PRECOMPILE)
     return()
   endif()
-  cmake_parse_arguments(PARSE_ARGV 1 ALIKE "" "" "TARGETS;HEADERS;OPTIONS")
+  cmake_parse_arguments(PARSE_ARGV 1 ALIKE "PROGRAMS" "" "TARGETS;HEADERS;OPTIONS;LIBRARIES")
   set(source ${CMAKE_CURRENT_BINARY_DIR}/headers_${name}.cc)
   file(CONFIGURE OUTPUT ${source} CONTENT "")
   add_library(marigold_headers_${name} OBJECT ${source})
-  set_target_properties(marigold_headers_${name} PROPERTIES
-    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  if(ALIKE_PROGRAMS)
+    set_target_properties(marigold_headers_${name} PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+    list(PREPEND ALIKE_OPTIONS -fPIE)
+  else()
+    set_target_properties(marigold_headers_${name} PROPERTIES
+      CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  endif()
   target_compile_options(marigold_headers_${name} PRIVATE ${ALIKE_OPTIONS})
+  target_link_libraries(marigold_headers_${name} PRIVATE ${ALIKE_LIBRARIES})
   target_precompile_headers(marigold_headers_${name} PRIVATE ${ALIKE_HEADERS})
   foreach(target IN LISTS ALIKE_TARGETS)
     target_precompile_headers(${target} REUSE_FROM marigold_headers_${name})

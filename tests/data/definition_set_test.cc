@@ -183,13 +183,12 @@ TEST(DefinitionSetTest, EveryErrorHasItsNumber) {
 }
 
 TEST(DefinitionSetTest, ACheckerGoesOnWithTheNextDefinition) {
-  const std::string text =
-      "BEGINFIL NAME A\nVERSON 1\n" +  // this definition ends here
-      kHead.substr(0, 14) +
-      "C VERSION\nBEGINFIL NAME X\n"                      // and here, where the next one begins
-      "VERSION 1 $ENDIF\nBEGINFIL NAME D VERSION '1\n" +  // an unclosed quote
-      std::string(300, ' ') +
-      "\n" + kIsam + "\n$IFDEF UNIX $ELSE $ENDIF\n" + kIsam;
+  const std::string text = "BEGINFIL NAME A\nVERSON 1\n" +  // this definition ends here
+                           kHead.substr(0, 14) +
+                           "C VERSION\nBEGINFIL NAME X\n"  // and here, where the next one begins
+                           "VERSION 1 $ENDIF\nBEGINFIL NAME D VERSION '1\n" +  // an unclosed quote
+                           std::string(300, ' ') +
+                           "\n" + kIsam + "\n$IFDEF UNIX $ELSE $ENDIF\n" + kIsam;
   const DefinitionScan result = scan(text, AfterScanError::kNextDefinition);
   std::string found;
   for (const ScanError& error : result.errors)

@@ -50,7 +50,7 @@ TEST_F(CodeSetTest, TheFirstCharacterThatIsLackingIsFoundAndDescribed) {
   ASSERT_TRUE(code_set.open("8859", reason));
   const std::tuple<std::string, std::size_t, const char*> rows[] = {
       {"ä\xF0\x9F\x98\x80", 2, "\"\xF0\x9F\x98\x80\" (U+1F600)"},
-      {std::string(5000, 'x') + "ł", 5000, "\"ł\" (U+0142)"},  // after the first piece
+      {std::string(5000, 'x') + "ł", 5000, "\"ł\" (U+0142)"},     // after the first piece
       {"\xF3\xA0\x80\xA1", 0, "\"\xF3\xA0\x80\xA1\" (U+E0021)"},  // the converter would drop it
   };
   for (const auto& [text, position, description] : rows) {
