@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 #include "runtime/core/new_files.h"
 #include "runtime/core/settings.h"

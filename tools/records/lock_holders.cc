@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "tools/records/lock_holders.h"
 
+#include <nlohmann/json.hpp>
 #include <vector>
 
 #include "runtime/data/access/data_path.h"

@@ -7,11 +7,11 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
-#include <nlohmann/json.hpp>
 #include <span>
 
 #include "runtime/data/access/field_access.h"
 #include "runtime/isam/isam.h"
+#include "tools/common/json_text.h"
 
 namespace marigold {
 namespace {
@@ -78,7 +78,7 @@ void append_json_text(std::string_view text, std::string& lines) {
   if (as_it_is) {
     lines.append(1, '"').append(text).append(1, '"');
   } else {
-    lines += nlohmann::json(text).dump();
+    lines += as_json_string(text);
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include "runtime/platform/stream.h"
 #include "runtime/texte/code_set.h"
+#include "tools/common/json_text.h"
 #include "tools/texts/commands.h"
 #include "tools/texts/po_file.h"
 #include "tools/texts/rules.h"
@@ -16,13 +17,11 @@ std::string as_line(const Finding& finding) {
 }
 
 std::string as_json(const Finding& finding) {
-  const nlohmann::ordered_json object = {{"file", finding.file},
-                                         {"line", finding.line},
-                                         {"rule", finding.rule},
-                                         {"id", finding.id},
-                                         {"message", finding.message}};
-  // File names may have any encoding.
-  return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+  return as_json_line({{"file", finding.file},
+                       {"line", finding.line},
+                       {"rule", finding.rule},
+                       {"id", finding.id},
+                       {"message", finding.message}});
 }
 
 void sort_by_line(Findings& findings) {
