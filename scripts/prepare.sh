@@ -1,19 +1,24 @@
 # shellcheck shell=sh
 # ./run and ./test source this file with `top` set to the project's folder. `prepare programs` or
-# `prepare tests` installs missing packages and builds in build/release. Quiet if nothing is to be
+# `prepare tests` installs missing packages and builds in build/release; `prepare checks` installs
+# what scripts/check calls. Quiet if nothing is to be
 # done; a step that fails shows its output and ends the script.
 
 packages_for_commands='g++:g++ cmake:cmake ninja:ninja-build zstd:zstd'
 # Looks for perl as a package: perl-base, which every system has, brings the command without its
 # modules.
 other_packages='perl libgdbm-dev libgdbm-compat-dev libgettextpo-dev libcli11-dev libcsv-dev libhpdf-dev libarchive-dev nettle-dev nlohmann-json3-dev'
+check_packages='clang clang-format clang-tidy shellcheck mandoc'
 test_packages='libgtest-dev libvterm-dev make pkg-config dpkg-dev file'
 
 missing_packages() {
   for pair in $packages_for_commands; do
     command -v "${pair%%:*}" >/dev/null 2>&1 || echo "${pair#*:}"
   done
-  for package in $other_packages $([ "$wanted" = programs ] || echo "$test_packages"); do
+  wanted_packages=$other_packages
+  [ "$wanted" = programs ] || wanted_packages="$wanted_packages $test_packages"
+  [ "$wanted" != checks ] || wanted_packages="$wanted_packages $check_packages"
+  for package in $wanted_packages; do
     [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || echo "$package"
   done
 }
@@ -82,5 +87,5 @@ build=$top/build/release
 prepare() {
   wanted=$1
   install_missing
-  build_release
+  [ "$wanted" = checks ] || build_release
 }

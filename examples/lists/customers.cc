@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// customers [FILE]   prints the customers of the sample shop by their names: as PDF into FILE.pdf, as text into any other
-//                    file or, without one, to standard output.
+// customers [FILE]   prints the customers of the sample shop, ordered by name: as PDF into FILE.pdf,
+//                    as text into any other file or, without one, to standard output.
 //
-// Before: marigold data load CUSTOMER customers.csv; marigold lists compile lists/customers.list -o print
+// Needs data and lists: marigold data load CUSTOMER customers.csv
+//                       marigold lists compile lists/customers.list -o print
 
 #include <marigold/lists.h>
 #include <marigold/pdf.h>

@@ -108,7 +108,7 @@ int channel_page_length();
 void channel_on_overflow(void (*told)(int total, std::string_view mask, double number));
 
 // Adds to a sum that "UEBERTRAG," prints; sums have the numbers 1 to 4 and start at 0 when a
-// channel opens.
+// channel opens. Any other number is system error 5.
 void channel_add_total(int total, double number);
 
 // ---- The commands that take printed output: the print spooler, the local print filter, a fax

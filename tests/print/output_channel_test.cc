@@ -41,6 +41,8 @@ TEST_F(OutputChannelTest, UnknownMarkersAndLongHeadersEndTheProgram) {
   for (const char* text : {"\5XX\5", "\5NL", "\5\5", "\5PAGE\5", "\5UEBERTRAG,5,#\5",
                            "\5UEBERTRAG,1#\5", "\5UEBERTRAG,\5", "\5nl\5"})
     EXPECT_DEATH(channel_write(text), "error 5\n") << text;
+  for (const int total : {0, 5, -1})
+    EXPECT_DEATH(channel_add_total(total, 1), "error 5\n") << total;
   channel_write("\5BB\5" + std::string(1000, 'x'));
   EXPECT_DEATH(channel_write("y"), "error 44\n");
   channel_close();

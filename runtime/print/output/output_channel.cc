@@ -283,6 +283,7 @@ void channel_on_overflow(void (*told)(int total, std::string_view mask, double n
 }
 
 void channel_add_total(int total, double number) {
+  if (total < 1 || total > kTotals) raise_fatal(kErrorPrintMarker);
   state.totals.at(static_cast<std::size_t>(total) - 1) += number;
 }
 
