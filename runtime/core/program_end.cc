@@ -27,8 +27,7 @@ void program_end_add(void (*close)()) {
 
 void program_end_remove(void (*close)()) {
   auto& closers = state.closers;
-  const auto rest = std::ranges::remove(closers, close);
-  std::ranges::fill(rest, nullptr);
+  std::fill(std::remove(closers.begin(), closers.end(), close), closers.end(), nullptr);
 }
 
 void program_end_run() {
