@@ -4,6 +4,7 @@
 
 #include "fuzz/fuzz_input.h"
 #include "runtime/core/user_interface.h"
+#include "runtime/print/engine/block_run.h"
 #include "runtime/print/engine/list_state.h"
 #include "runtime/print/output/print_defaults.h"
 
@@ -32,6 +33,7 @@ void open_list(const std::uint8_t* page, const BlockInstructions& instructions) 
   variable_set("A", 0, 2.5);
   variable_set("B", 0, "text");
   list.open = true;
+  list.run_block = block_run;
   list.name = "L";
   list.today = "21.11.2026";
   ListProperties& properties = list.properties;
