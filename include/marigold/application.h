@@ -9,11 +9,11 @@ namespace marigold {
 
 #pragma GCC visibility push(default)
 
-// Starts everything, in this order: the standard streams, the report of system errors, the settings
-// from the environment, the system message catalogue, the terminal, the windows with the user
-// interface's functions and the keys that they serve, and the program status file under the
-// program's name. Afterwards the program loads its definition sets (definition_set_load, data.h)
-// and its own texts (textdb_setup, texts.h).
+// Starts everything, in this order: the standard streams, the user interface on standard error, the
+// report of system errors, the settings from the environment, the system message catalogue, the
+// terminal, the windows with the user interface's functions and the keys that they serve, and the
+// program status file under the program's name. Afterwards the program loads its definition sets
+// (definition_set_load, data.h) and its own texts (textdb_setup, texts.h).
 //
 // Without a terminal the function says so on standard error and ends the process with status 1.
 void runtime_start(const char* program);

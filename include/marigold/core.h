@@ -32,7 +32,7 @@ class TextBuffer {
 
   constexpr void clear() { set_length(0); }
 
-  // Takes the text, or its first Capacity characters. The text may not lie in this buffer.
+  // Takes the text, or its first Capacity bytes. The text may not lie in this buffer.
   constexpr void assign_cut(std::string_view text) {
     clear();
     append_cut(text);
