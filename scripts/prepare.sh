@@ -8,7 +8,7 @@ packages_for_commands='g++:g++ cmake:cmake ninja:ninja-build zstd:zstd'
 # Looks for perl as a package: perl-base, which every system has, brings the command without its
 # modules.
 other_packages='perl libgdbm-dev libgdbm-compat-dev libgettextpo-dev libcli11-dev libcsv-dev libhpdf-dev libarchive-dev nettle-dev nlohmann-json3-dev'
-check_packages='git clang clang-format clang-tidy shellcheck mandoc'
+check_packages='git clang libclang-rt-14-dev clang-format clang-tidy shellcheck mandoc'
 test_packages='libgtest-dev libvterm-dev make pkg-config dpkg-dev file'
 
 missing_packages() {
