@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <nlohmann/json.hpp>
 #include <string_view>
 #include <vector>
 
@@ -155,13 +154,14 @@ std::string as_text(const std::string& base, const Checked& checked) {
   return text;
 }
 
-OrderedJson as_json(const std::string& base, const Checked& checked) {
-  OrderedJson object = {{"path", base},
-                        {"looked_at", checked.looked_at},
-                        {"findings", checked.findings},
-                        {"status", checked.findings.empty() ? kExitClean : kExitFindings}};
+Json as_json(const std::string& base, const Checked& checked) {
+  Json object =
+      Json::object({{"path", base},
+                    {"looked_at", checked.looked_at},
+                    {"findings", checked.findings},
+                    {"status", int{checked.findings.empty() ? kExitClean : kExitFindings}}});
   const bool counted = std::ranges::count(checked.looked_at, std::string_view("records")) > 0;
-  if (counted) object["records"] = checked.records;
+  if (counted) object.set("records", checked.records);
   return object;
 }
 
@@ -170,13 +170,14 @@ struct Outcome {
   bool json = false;
   bool clean = true;
   std::string text;
-  OrderedJson files = OrderedJson::array();
+  Json files = Json::array();
   Problems problems;
 };
 
 void note_unusable(const std::string& name, const Problems& problems, Outcome& outcome) {
   outcome.problems.insert(outcome.problems.end(), problems.begin(), problems.end());
-  outcome.files.push_back({{"file", name}, {"problems", problems}, {"status", kExitUnusable}});
+  outcome.files.push_back(
+      Json::object({{"file", name}, {"problems", problems}, {"status", int{kExitUnusable}}}));
 }
 
 void check_file(const DataFileOptions& options, bool quick, Outcome& outcome) {
@@ -192,13 +193,13 @@ void check_file(const DataFileOptions& options, bool quick, Outcome& outcome) {
   look_beside(target, checked);
   outcome.clean = outcome.clean && checked.findings.empty();
   outcome.text += as_text(target.base, checked);
-  OrderedJson object = {{"file", options.file}};
+  Json object = Json::object({{"file", options.file}});
   object.update(as_json(target.base, checked));
   outcome.files.push_back(object);
 }
 
 std::string document_of(const Outcome& outcome, bool quick, int status) {
-  return as_json_line({{"quick", quick}, {"files", outcome.files}, {"status", status}});
+  return Json::object({{"quick", quick}, {"files", outcome.files}, {"status", status}}).line();
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 
@@ -209,22 +208,22 @@ std::string as_text(const DataTarget& target, const Found& found) {
 
 // ---- JSON output
 
-OrderedJson fields_as_json(const FileDefinition& file) {
-  OrderedJson fields = OrderedJson::array();
+Json fields_as_json(const FileDefinition& file) {
+  Json fields = Json::array();
   for (const FieldDefinition& field : file.fields)
-    fields.push_back({{"name", field.name.view()},
-                      {"type", field_type_keyword(field.type)},
-                      {"size", field.size},
-                      {"times", field.times},
-                      {"offset", field.offset}});
+    fields.push_back(Json::object({{"name", field.name.view()},
+                                   {"type", field_type_keyword(field.type)},
+                                   {"size", field.size},
+                                   {"times", field.times},
+                                   {"offset", field.offset}}));
   return fields;
 }
 
-OrderedJson keys_as_json(const FileDefinition& file) {
-  OrderedJson keys = OrderedJson::array();
+Json keys_as_json(const FileDefinition& file) {
+  Json keys = Json::array();
   for (const KeyDefinition& key :
        std::span(file.keys.keys).first(static_cast<std::size_t>(file.keys.key_count))) {
-    OrderedJson names = OrderedJson::array();
+    Json names = Json::array();
     for (const Column& column : key_columns(file, key))
       names.push_back(column.field->name.view());
     keys.push_back(names);
@@ -234,38 +233,39 @@ OrderedJson keys_as_json(const FileDefinition& file) {
 
 std::string as_json(const DataTarget& target, const Found& found) {
   const FileDefinition& file = *target.definition;
-  OrderedJson object = {{"file", file.name.view()},
-                        {"type", is_keyed(file) ? "ISAM" : "RANDOM"},
-                        {"set", target.set_path},
-                        {"path", target.base},
-                        {"record_length", file.record_length},
-                        {"used_length", file.used_length},
-                        {"fields", fields_as_json(file)},
-                        {"keys", keys_as_json(file)},
-                        {"exists", found.exists},
-                        {"in_use", found.in_use}};
+  Json object = Json::object({{"file", file.name.view()},
+                              {"type", is_keyed(file) ? "ISAM" : "RANDOM"},
+                              {"set", target.set_path},
+                              {"path", target.base},
+                              {"record_length", file.record_length},
+                              {"used_length", file.used_length},
+                              {"fields", fields_as_json(file)},
+                              {"keys", keys_as_json(file)},
+                              {"exists", found.exists},
+                              {"in_use", found.in_use}});
   if (found.records >= 0) {
-    object["records"] = found.records;
-    object["deleted"] = found.deleted;
-    object["deleted_bytes"] = found.deleted_bytes;
-    object["data_bytes"] = found.data_bytes;
+    object.set("records", found.records);
+    object.set("deleted", found.deleted);
+    object.set("deleted_bytes", found.deleted_bytes);
+    object.set("data_bytes", found.data_bytes);
     if (is_keyed(file)) {
       constexpr double kDigits = 1000;
-      object["index_bytes"] = found.index_bytes;
-      object["fill"] = std::round(found.fill * kDigits) / kDigits;
-      object["depths"] = found.depths;
+      object.set("index_bytes", found.index_bytes);
+      object.set("fill", std::round(found.fill * kDigits) / kDigits);
+      object.set("depths", found.depths);
     }
   }
-  if (!found.problem.empty()) object["problem"] = found.problem;
-  object["version"] = file.version;
-  object["version_written"] = found.has_version ? OrderedJson(found.version) : OrderedJson();
-  object["last_backup"] = found.backup ? OrderedJson(found.backup->time) : OrderedJson();
-  if (found.backup) object["backup_place"] = found.backup->place;
-  object["class"] = file.path_class;
-  object["holders"] = OrderedJson::array();
+  if (!found.problem.empty()) object.set("problem", found.problem);
+  object.set("version", file.version);
+  object.set("version_written", found.has_version ? Json(found.version) : Json());
+  object.set("last_backup", found.backup ? Json(found.backup->time) : Json());
+  if (found.backup) object.set("backup_place", found.backup->place);
+  object.set("class", file.path_class);
+  Json holders = Json::array();
   for (const LockHolder& holder : found.holders)
-    object["holders"].push_back(holder_as_json(holder));
-  return as_json_line(object);
+    holders.push_back(holder_as_json(holder));
+  object.set("holders", holders);
+  return object.line();
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <nlohmann/json.hpp>
 
 #include "runtime/core/new_files.h"
 #include "runtime/core/settings.h"
@@ -18,7 +17,7 @@ int data_locks(const DataLocks& options) {
     return report_unusable({file_error(data_directory(options.path_class), failed)});
   std::string output;
   for (const LockHolder& holder : holders) {
-    output += options.json ? as_json_line(holder_as_json(holder)) : describe_holder(holder) + "\n";
+    output += options.json ? holder_as_json(holder).line() : describe_holder(holder) + "\n";
   }
   return write_output(output, kExitClean);
 }

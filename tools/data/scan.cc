@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "runtime/core/new_files.h"
 #include "runtime/core/settings.h"
@@ -88,14 +87,14 @@ std::vector<Finding> findings_of(const std::string& path, const DefinitionScan& 
 
 std::string written(const Finding& finding, bool json) {
   if (!json) return at_line(finding.file, finding.line) + finding.message + "\n";
-  OrderedJson object = {
-      {"file", finding.file}, {"line", finding.line}, {"message", finding.message}};
+  Json object =
+      Json::object({{"file", finding.file}, {"line", finding.line}, {"message", finding.message}});
   if (finding.number != 0) {
-    object["error"] = finding.number;
-    object["expected"] = finding.expected;
-    object["found"] = finding.found;
+    object.set("error", finding.number);
+    object.set("expected", finding.expected);
+    object.set("found", finding.found);
   }
-  return as_json_line(object);
+  return object.line();
 }
 
 std::string summary(const std::string& path, const DefinitionScan& scan, bool json) {
@@ -107,8 +106,11 @@ std::string summary(const std::string& path, const DefinitionScan& scan, bool js
   if (!json)
     return path + ": " + counted(counts.files, "file") + ", " + counted(counts.fields, "field") +
            ", " + counted(counts.keys, "key") + "\n";
-  return as_json_line(
-      {{"file", path}, {"files", counts.files}, {"fields", counts.fields}, {"keys", counts.keys}});
+  return Json::object({{"file", path},
+                       {"files", counts.files},
+                       {"fields", counts.fields},
+                       {"keys", counts.keys}})
+      .line();
 }
 
 void scan_set(const std::string& path, bool json, Result& result) {

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <algorithm>
-#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "runtime/core/new_files.h"
@@ -21,37 +20,37 @@ std::string utf8(const CodeSet& code_set, const std::string& bytes) {
   return text;
 }
 
-OrderedJson source_lines(const std::string& source) {
-  OrderedJson lines = OrderedJson::array();
+Json source_lines(const std::string& source) {
+  Json lines = Json::array();
   std::istringstream stream(source);
   for (std::string line; std::getline(stream, line);)
     lines.push_back(line);
   return lines;
 }
 
-OrderedJson as_json(const StoredList& list) {
+Json as_json(const StoredList& list) {
   CodeSet latin1;
   std::string reason;
   latin1.open("8859", reason);
-  OrderedJson blocks = OrderedJson::array();
+  Json blocks = Json::array();
   for (const StoredBlock& block : list.blocks) {
     const std::string same(block.same == '\0' ? 0 : 1, block.same);
-    blocks.push_back({{"BLOCK", utf8(latin1, block.name)},
-                      {"SAME", utf8(latin1, same)},
-                      {"REP", block.repeat},
-                      {"ZEIL", block.footer_lines},
-                      {"BLEN", block.length},
-                      {"source", source_lines(show_block(block, list))}});
+    blocks.push_back(Json::object({{"BLOCK", utf8(latin1, block.name)},
+                                   {"SAME", utf8(latin1, same)},
+                                   {"REP", block.repeat},
+                                   {"ZEIL", block.footer_lines},
+                                   {"BLEN", block.length},
+                                   {"source", source_lines(show_block(block, list))}}));
   }
-  return {{"LISTE", utf8(latin1, list.name)},
-          {"PL", list.page_length},
-          {"EZ", list.first_line},
-          {"LZ", list.last_line},
-          {"ES", list.start_column},
-          {"CPI", list.pitch},
-          {"NAME", utf8(latin1, list.output_name)},
-          {"ABRTXT", utf8(latin1, list.abort_text)},
-          {"blocks", blocks}};
+  return Json::object({{"LISTE", utf8(latin1, list.name)},
+                       {"PL", list.page_length},
+                       {"EZ", list.first_line},
+                       {"LZ", list.last_line},
+                       {"ES", list.start_column},
+                       {"CPI", list.pitch},
+                       {"NAME", utf8(latin1, list.output_name)},
+                       {"ABRTXT", utf8(latin1, list.abort_text)},
+                       {"blocks", blocks}});
 }
 
 // Returns the requested lists, in the order of their names.
@@ -100,7 +99,7 @@ int lists_show(const ListsShow& options) {
   for (StoredList& list : lists) {
     leave_out_damaged(path, list, damaged);
     if (options.json) {
-      output += as_json_line(as_json(list));
+      output += as_json(list).line();
     } else {
       output.append(output.empty() ? "" : "\n").append(show_list(list));
     }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "tools/records/lock_holders.h"
 
-#include <nlohmann/json.hpp>
 #include <vector>
 
 #include "runtime/data/access/data_path.h"
@@ -15,10 +14,10 @@ std::string describe_holder(const LockHolder& holder) {
   return text + (holder.exclusive ? ", exclusive" : ", shared");
 }
 
-OrderedJson holder_as_json(const LockHolder& holder) {
-  return {{"process", holder.process},
-          {"host", holder.host},
-          {"mode", holder.exclusive ? "exclusive" : "shared"}};
+Json holder_as_json(const LockHolder& holder) {
+  return Json::object({{"process", holder.process},
+                       {"host", holder.host},
+                       {"mode", holder.exclusive ? "exclusive" : "shared"}});
 }
 
 std::string locked_class_text(int path_class) {

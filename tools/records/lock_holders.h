@@ -11,7 +11,7 @@ namespace marigold {
 
 // Returns "process 4711 on pult3, shared".
 std::string describe_holder(const LockHolder& holder);
-OrderedJson holder_as_json(const LockHolder& holder);
+Json holder_as_json(const LockHolder& holder);
 
 // Returns the reason why the class could not be taken: its directory and its known holders.
 std::string locked_class_text(int path_class);

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "runtime/platform/stream.h"
 #include "runtime/texte/code_set.h"
@@ -17,11 +16,12 @@ std::string as_line(const Finding& finding) {
 }
 
 std::string as_json(const Finding& finding) {
-  return as_json_line({{"file", finding.file},
+  return Json::object({{"file", finding.file},
                        {"line", finding.line},
                        {"rule", finding.rule},
                        {"id", finding.id},
-                       {"message", finding.message}});
+                       {"message", finding.message}})
+      .line();
 }
 
 void sort_by_line(Findings& findings) {
