@@ -46,6 +46,7 @@ void print_customers() {
   list_set("SUM", sum);
   list_print("TOTALS");
   list_set_record(nullptr);
+  if (list_check_abort()) print_file_fail("the list was aborted: nothing is written");
 }
 
 }  // namespace

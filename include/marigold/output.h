@@ -54,7 +54,10 @@ extern const OutputDevice kPrinterDevice;
 
 // ---- The print file: what a list is printed into instead of the printer or the screen
 // (list_to_device). There is one at a time. It is put in place when it is whole, so that no program
-// sees half of it, and not at all after a failure.
+// sees half of it, and not at all after a failure. The file does not know whether a list was
+// aborted: call print_file_fail before list_close then (list_check_abort), or the file holds the
+// part that was printed. While a file is open, signals that ask the process to end wait for its
+// close.
 
 // Opens the print file for text in UTF-8: lines as they look on paper, without blanks at their
 // ends, and a form feed after each page in the place of its last empty lines. An empty path is

@@ -175,6 +175,8 @@ const OutputDevice* pdf_sink_open(const std::string& path, void (*beyond)(const 
   state.document.reset(HPDF_New(note_error, nullptr));
   if (state.document == nullptr) {
     reason = "PDF: no memory";
+    print_file_fail(reason);
+    print_file_close();
     return nullptr;
   }
   HPDF_SetCompressionMode(state.document.get(), HPDF_COMP_ALL);
