@@ -1,19 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // marigold: the tool for users who write, translate and operate the files of applications.
 
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <exception>
-#include <iostream>
 #include <string>
 
 #include "marigold/core.h"
 #include "runtime/platform/stream.h"
 #include "runtime/texte/syserr.h"
+#include "tools/common/command_line.h"
 #include "tools/common/progress.h"
 #include "tools/common/report.h"
-#include "tools/common/usage_error.h"
 #include "tools/data/options.h"
 #include "tools/lists/options.h"
 #include "tools/texts/options.h"
@@ -21,23 +17,12 @@
 namespace {
 
 int run(int argc, char** argv) {
-  int status = marigold::kExitClean;
-  CLI::App tool("Author's and operator's tool of the Marigold runtime", "marigold");
-  tool.set_version_flag("--version", std::string("marigold ") + marigold::library_version());
-  tool.require_subcommand(1);
-  marigold::texts_register(tool, status);
-  marigold::data_register(tool, status);
-  marigold::lists_register(tool, status);
-  try {
-    tool.parse(argc, argv);
-  } catch (const CLI::Success& asked) {  // help or the version was asked for
-    tool.exit(asked);
-    status = std::cout.flush().good() ? marigold::kExitClean : marigold::kExitUnusable;
-  } catch (const CLI::ParseError& error) {
-    status = marigold::report_unusable(
-        {marigold::usage_error(tool, error), "Run with --help for the usage."});
-  }
-  return status;
+  marigold::Tool tool("marigold", "Author's and operator's tool of the Marigold runtime",
+                      std::string("marigold ") + marigold::library_version());
+  marigold::texts_register(tool);
+  marigold::data_register(tool);
+  marigold::lists_register(tool);
+  return tool.run(argc, argv);
 }
 
 }  // namespace

@@ -2,12 +2,11 @@
 // The command line of "marigold lists".
 #pragma once
 
-#include <CLI/App.hpp>
+#include "tools/common/command_line.h"
 
 namespace marigold {
 
-// Adds the command to the tool. If the user chooses it, parsing runs it and puts its exit status
-// into `status`, which outlives the parsing.
-void lists_register(CLI::App& tool, int& status);
+// Adds the group of commands to the tool.
+void lists_register(Command tool);
 
 }  // namespace marigold
