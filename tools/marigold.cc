@@ -21,21 +21,22 @@
 namespace {
 
 int run(int argc, char** argv) {
-  int status = marigold::kExitClean;
+  int status = marigold::inner::kExitClean;
   CLI::App tool("Author's and operator's tool of the Marigold runtime", "marigold");
   tool.set_version_flag("--version", std::string("marigold ") + marigold::library_version());
   tool.require_subcommand(1);
-  marigold::texts_register(tool, status);
-  marigold::data_register(tool, status);
-  marigold::lists_register(tool, status);
+  marigold::inner::texts_register(tool, status);
+  marigold::inner::data_register(tool, status);
+  marigold::inner::lists_register(tool, status);
   try {
     tool.parse(argc, argv);
   } catch (const CLI::Success& asked) {  // help or the version was asked for
     tool.exit(asked);
-    status = std::cout.flush().good() ? marigold::kExitClean : marigold::kExitUnusable;
+    status =
+        std::cout.flush().good() ? marigold::inner::kExitClean : marigold::inner::kExitUnusable;
   } catch (const CLI::ParseError& error) {
-    status = marigold::report_unusable(
-        {marigold::usage_error(tool, error), "Run with --help for the usage."});
+    status = marigold::inner::report_unusable(
+        {marigold::inner::usage_error(tool, error), "Run with --help for the usage."});
   }
   return status;
 }
@@ -43,12 +44,12 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  marigold::stream_start();
-  marigold::syserr_start();
-  marigold::progress_of_rebuilds();
+  marigold::inner::stream_start();
+  marigold::inner::syserr_start();
+  marigold::inner::progress_of_rebuilds();
   try {
     return run(argc, argv);
   } catch (const std::exception& failure) {  // out of memory
-    return marigold::report_failure(failure);
+    return marigold::inner::report_failure(failure);
   }
 }

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <vector>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 using Names = std::vector<std::string>;
@@ -113,4 +113,4 @@ std::string usage_error(const CLI::App& tool, const CLI::Error& error) {
   return std::string("marigold: ") + error.what();
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

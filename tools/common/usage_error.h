@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 // Returns one line about a command line that could not be parsed. `tool` is the tool that parsed
 // it.
@@ -17,4 +17,4 @@ std::string usage_error(const CLI::App& tool, const CLI::Error& error);
 // or two exchanged); empty if that number exceeds three, or a third of the word's letters.
 std::string nearest_name(std::string_view word, std::span<const std::string> names);
 
-}  // namespace marigold
+}  // namespace marigold::inner

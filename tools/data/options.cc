@@ -8,7 +8,7 @@
 #include "tools/common/report.h"
 #include "tools/data/commands.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 void register_scan(CLI::App& data, int& status) {
@@ -310,4 +310,4 @@ void data_register(CLI::App& tool, int& status) {
   register_restore(*data, status);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -7,7 +7,7 @@
 
 #include "tools/lists/commands.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 void add_sources(CLI::App& command, ListsSources& sources) {
@@ -153,4 +153,4 @@ void lists_register(CLI::App& tool, int& status) {
   register_print(*lists, status);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -8,7 +8,7 @@
 #include "runtime/texte/code_set.h"
 #include "tools/texts/commands.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 void add_code_set(CLI::App& command, std::string& code_set) {
@@ -126,4 +126,4 @@ void texts_register(CLI::App& tool, int& status) {
   register_template(*texts, status);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -4,10 +4,10 @@
 
 #include <CLI/App.hpp>
 
-namespace marigold {
+namespace marigold::inner {
 
 // Adds the command to the tool. If the user chooses it, parsing runs it and puts its exit status
 // into `status`, which outlives the parsing.
 void texts_register(CLI::App& tool, int& status);
 
-}  // namespace marigold
+}  // namespace marigold::inner
