@@ -16,7 +16,7 @@
 #include "runtime/wi/window/compose.h"
 #include "runtime/wi/window/window_table.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 constexpr int kLowest = 1;
@@ -65,13 +65,13 @@ void refresh(benchmark::State& state) {
 }
 
 }  // namespace
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench
 
 int main(int argc, char** argv) {
-  using marigold::bench::compose;
+  using marigold::inner::bench::compose;
   benchmark::RegisterBenchmark("compose/same", compose, true);
   benchmark::RegisterBenchmark("compose/staggered", compose, false);
-  benchmark::RegisterBenchmark("refresh/staggered", marigold::bench::refresh);
+  benchmark::RegisterBenchmark("refresh/staggered", marigold::inner::bench::refresh);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   benchmark::RunSpecifiedBenchmarks();

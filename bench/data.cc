@@ -31,7 +31,7 @@
 #include "runtime/data/access/isam_access.h"
 #include "runtime/data/definition/definition_set.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 constexpr int kSecondKey = 2;
@@ -248,8 +248,8 @@ int run(int argc, char** argv) {
 }
 
 }  // namespace
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench
 
 int main(int argc, char** argv) {
-  return marigold::bench::run(argc, argv);
+  return marigold::inner::bench::run(argc, argv);
 }

@@ -30,7 +30,7 @@
 
 #include "runtime/isam/isam.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 constexpr int kLength = 1000;
@@ -187,10 +187,10 @@ void measure(Notes& notes, int rounds) {
 }
 
 }  // namespace
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench
 
 int main(int argc, char** argv) {
-  using namespace marigold::bench;
+  using namespace marigold::inner::bench;
   const long mib = argc > 1 ? std::atol(argv[1]) : 1024;
   const int rounds = argc > 2 ? std::atoi(argv[2]) : 5;
   const auto records = static_cast<std::int32_t>(mib * 1024 * 1024 / kLength);

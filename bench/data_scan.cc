@@ -21,7 +21,7 @@
 #include "runtime/data/definition/definition_set.h"
 #include "runtime/platform/new_file.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 constexpr const char* kFields = R"(
@@ -82,7 +82,7 @@ int measure(int files, int rounds) {
 }
 
 }  // namespace
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench
 
 int main(int argc, char** argv) {
   const int files = argc > 1 ? std::atoi(argv[1]) : 1000;
@@ -90,8 +90,8 @@ int main(int argc, char** argv) {
   std::string directory = std::filesystem::temp_directory_path() / "data_scan_XXXXXX";
   if (mkdtemp(directory.data()) == nullptr) return 1;
   setenv("DEFINITION_DIRECTORY", directory.c_str(), 1);
-  marigold::settings_read();
-  const int status = marigold::bench::measure(files, rounds);
+  marigold::inner::settings_read();
+  const int status = marigold::inner::bench::measure(files, rounds);
   std::filesystem::remove_all(directory);
   return status;
 }

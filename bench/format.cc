@@ -26,7 +26,7 @@
 
 #include "command/format.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 // All directives in one text, so that the cost of calling the formatter does not count.
@@ -216,7 +216,7 @@ void run_all() {
 }
 
 }  // namespace
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench
 
 int main(int argc, char** argv) {
   std::string time = "--benchmark_min_time=0.02";
@@ -231,7 +231,7 @@ int main(int argc, char** argv) {
   words.push_back(nullptr);
   benchmark::Initialize(&count, words.data());
   if (benchmark::ReportUnrecognizedArguments(count, words.data())) return 1;
-  marigold::bench::register_all();
-  marigold::bench::run_all();
+  marigold::inner::bench::register_all();
+  marigold::inner::bench::run_all();
   return 0;
 }

@@ -6,7 +6,7 @@
 #include "bench/growth_store.h"
 #include "bench/isam_keys.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 void must(int result, const char* what) {
@@ -76,4 +76,4 @@ std::unique_ptr<GrowthStore> make_engine_growth(const std::string& directory, bo
   return std::make_unique<EngineGrowth>(directory, shared);
 }
 
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench

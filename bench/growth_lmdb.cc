@@ -2,7 +2,7 @@
 #include "bench/growth_store.h"
 #include "bench/lmdb_environment.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 constexpr std::size_t kMapSize = std::size_t{16} << 30;
@@ -147,4 +147,4 @@ std::unique_ptr<GrowthStore> make_lmdb_growth(const std::string& directory) {
   return std::make_unique<LmdbGrowth>(directory);
 }
 
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench

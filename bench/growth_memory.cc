@@ -9,7 +9,7 @@
 
 #include "bench/growth_store.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 constexpr std::size_t kSlotSize = 144;  // the engine's, for 128 bytes
@@ -72,4 +72,4 @@ void BareMemory::scan(const std::vector<std::uint32_t>& places,
   }
 }
 
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench

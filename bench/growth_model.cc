@@ -5,7 +5,7 @@
 
 #include "bench/growth_store.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 std::uint64_t big_endian(const char* bytes, int count) {
@@ -120,4 +120,4 @@ bool GrowthModel::walk_is_right(int key, std::vector<std::uint64_t> digests) con
   return true;
 }
 
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench

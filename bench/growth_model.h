@@ -6,7 +6,7 @@
 
 #include "bench/isam_workload.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 
 // Keys are in the order of their use, so that a driver does not wait for memory when it walks them.
 // Digests are those of growth_store.h, in the order of the results.
@@ -50,4 +50,4 @@ class GrowthModel {
   std::vector<const Record*> now_;  // by number; null for a deleted record
 };
 
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench

@@ -11,7 +11,7 @@
 
 #include "bench/isam_workload.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 
 // Sums up a record's bytes, fast enough to run within the measured time.
 inline std::uint64_t digest(const Record& record) {
@@ -62,4 +62,4 @@ class BareMemory {
   std::size_t size_ = 0;
 };
 
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench

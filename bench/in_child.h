@@ -11,7 +11,7 @@
 #include <filesystem>
 #include <string>
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 
 // Runs a body in a process of its own, so that its memory and caches do not count in the next one.
 template <typename Body>
@@ -40,4 +40,4 @@ int in_own_directory(const char* name, int argc, char** argv, Measure measure) {
   return done ? 0 : 1;
 }
 
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench

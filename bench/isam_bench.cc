@@ -23,7 +23,7 @@
 #include "bench/isam_keys.h"
 #include "bench/isam_workload.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 [[noreturn]] void die(const std::string& what) {
@@ -294,8 +294,8 @@ int run(int argc, char** argv) {
 }
 
 }  // namespace
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench
 
 int main(int argc, char** argv) {
-  return marigold::bench::run(argc, argv);
+  return marigold::inner::bench::run(argc, argv);
 }

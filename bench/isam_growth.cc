@@ -37,7 +37,7 @@
 #include "bench/growth_model.h"
 #include "bench/growth_store.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 
 // A function of its own, which profilers find by its name.
 [[gnu::noinline]] static void timed_part(const std::function<void()>& body) {
@@ -246,8 +246,8 @@ int run(int argc, char** argv) {
 }
 
 }  // namespace
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench
 
 int main(int argc, char** argv) {
-  return marigold::bench::run(argc, argv);
+  return marigold::inner::bench::run(argc, argv);
 }

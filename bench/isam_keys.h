@@ -4,7 +4,7 @@
 
 #include "runtime/isam/isam.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 
 // 0: the primary key; 1 and 2 allow duplicates.
 inline KeyDescription key_of(int number) {
@@ -16,4 +16,4 @@ inline KeyDescription key_of(int number) {
   return key;
 }
 
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench

@@ -18,7 +18,7 @@
 #include "bench/isam_keys.h"
 #include "bench/isam_workload.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 // Returns the private memory of this process that no file holds, in KiB.
@@ -65,10 +65,10 @@ bool read_and_report(const std::string& base, std::uint64_t count) {
 }
 
 }  // namespace
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench
 
 int main(int argc, char** argv) {
-  using namespace marigold::bench;
+  using namespace marigold::inner::bench;
   return in_own_directory("isam_memory", argc, argv,
                           [](const std::string& base, std::uint64_t count) {
                             return in_child([&] { return make(base, count); }) &&

@@ -28,7 +28,7 @@
 #include "bench/isam_keys.h"
 #include "bench/store_of_processes.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 [[noreturn]] void die(const char* what) {
@@ -216,10 +216,10 @@ std::unique_ptr<StoreOfProcesses> open_engine_store(const std::string& directory
   return std::make_unique<EngineStore>(directory);
 }
 
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench
 
 int main(int argc, char** argv) {
-  using namespace marigold::bench;
+  using namespace marigold::inner::bench;
   const std::uint64_t count = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 200'000;
   const std::string directory = argc > 2 ? argv[2] : ".";
   const double seconds = argc > 3 ? std::strtod(argv[3], nullptr) : 2;

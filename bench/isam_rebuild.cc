@@ -25,7 +25,7 @@
 #include "bench/isam_workload.h"
 #include "runtime/isam/layout.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -107,9 +107,9 @@ bool measure(const std::string& base, std::uint64_t count) {
 }
 
 }  // namespace
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench
 
 int main(int argc, char** argv) {
-  using namespace marigold::bench;
+  using namespace marigold::inner::bench;
   return in_own_directory("isam_rebuild", argc, argv, measure);
 }

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <numeric>
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 constexpr std::uint64_t kSeed = 20240229;
@@ -141,4 +141,4 @@ Workload::Workload(std::uint64_t n) : count(n), records(n) {
   }
 }
 
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench

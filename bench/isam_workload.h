@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 
 struct Record {
   std::array<char, 128> bytes{};
@@ -41,4 +41,4 @@ std::uint64_t hash(const Record& record);
 // Hash of the second key alone: stores may return records with one name in any order.
 std::uint64_t hash_name(const Record& record);
 
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench

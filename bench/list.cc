@@ -40,7 +40,7 @@
 #include "runtime/print/output/print_defaults.h"
 #include "runtime/print/output/screen_output.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 using enum BlockCode;
@@ -265,7 +265,7 @@ void run(int pages, const std::string& only) {
 }
 
 }  // namespace
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench
 
 int main(int count, char** arguments) {
   const int pages = count > 1 ? std::atoi(arguments[1]) : 100000;
@@ -273,7 +273,7 @@ int main(int count, char** arguments) {
   std::string directory = (parent / "list_bench.XXXXXX").string();
   if (pages < 10 || mkdtemp(directory.data()) == nullptr) return 1;
   std::filesystem::current_path(directory);
-  marigold::bench::run(pages, count > 3 ? arguments[3] : "");
+  marigold::inner::bench::run(pages, count > 3 ? arguments[3] : "");
   std::filesystem::current_path("/");
   std::filesystem::remove_all(directory);
   return 0;

@@ -10,7 +10,7 @@
 
 #include "bench/isam_workload.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 
 inline void must(int result, const char* what) {
   if (result == 0) return;
@@ -51,4 +51,4 @@ class LmdbEnvironment {
   MDB_env* environment_ = nullptr;
 };
 
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench

@@ -4,7 +4,7 @@
 #include "bench/lmdb_environment.h"
 #include "bench/store_of_processes.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 constexpr std::size_t kMapSize = std::size_t{4} << 30;
@@ -67,4 +67,4 @@ std::unique_ptr<StoreOfProcesses> open_lmdb_store(const std::string& directory) 
   return std::make_unique<LmdbStore>(directory);
 }
 
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench

@@ -46,7 +46,7 @@ ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t count) {  //
 }
 }
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 constexpr int kRepetitions = 2000;
@@ -261,8 +261,8 @@ int run() {
 }
 
 }  // namespace
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench
 
 int main() {
-  return marigold::bench::run();
+  return marigold::inner::bench::run();
 }

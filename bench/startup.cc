@@ -38,7 +38,7 @@
 
 #include "bench/startup_files.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 constexpr int kWarmUpRounds = 5;
@@ -299,8 +299,8 @@ int run(const Options& options) {
 }
 
 }  // namespace
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench
 
 int main(int argc, char** argv) {
-  return marigold::bench::run(marigold::bench::parse_options(argc, argv));
+  return marigold::inner::bench::run(marigold::inner::bench::parse_options(argc, argv));
 }

@@ -19,7 +19,7 @@ extern "C" {
 #include <ndbm.h>
 }
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 namespace fs = std::filesystem;
@@ -110,4 +110,4 @@ bool startup_files_make(const std::string& directory) {
   }
 }
 
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench

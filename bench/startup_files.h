@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 
 // The measured text, in both of them, and the result with the argument "Anna".
 inline constexpr const char* kGreetingId = "GREET";
@@ -29,4 +29,4 @@ inline constexpr const char* kCatalogueDirectory = "catalogue";
 // message and no catalogue.
 bool startup_files_make(const std::string& directory);
 
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench

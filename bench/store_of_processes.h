@@ -8,7 +8,7 @@
 
 #include "bench/isam_workload.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 
 class StoreOfProcesses {
  public:
@@ -30,4 +30,4 @@ std::unique_ptr<StoreOfProcesses> open_engine_store(const std::string& directory
 void make_lmdb_store(const std::string& directory, const Workload& workload);
 std::unique_ptr<StoreOfProcesses> open_lmdb_store(const std::string& directory);
 
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench

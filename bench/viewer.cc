@@ -27,7 +27,7 @@
 #include "runtime/wi/terminal/terminal.h"
 #include "runtime/wi/window/window_table.h"
 
-namespace marigold::bench {
+namespace marigold::inner::bench {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -158,15 +158,15 @@ int run(int lines) {
 }
 
 }  // namespace
-}  // namespace marigold::bench
+}  // namespace marigold::inner::bench
 
 int main(int count, char** words) {
-  using marigold::bench::state;
+  using marigold::inner::bench::state;
   const int lines = count > 1 ? std::atoi(words[1]) : 1000000;
   if (count > 2) state.rounds = std::atoi(words[2]);
   if (lines < 1 || state.rounds < 1) {
     std::fprintf(stderr, "usage: viewer [LINES] [ROUNDS]\n");
     return 2;
   }
-  return marigold::bench::run(lines);
+  return marigold::inner::bench::run(lines);
 }

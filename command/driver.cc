@@ -12,7 +12,7 @@
 #include "runtime/platform/system_error.h"
 #include "runtime/texte/texte.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr int kSuccess = 0;
@@ -86,4 +86,4 @@ int run_command(std::span<char* const> command_line, Output& output) {
   return kFailure;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -6,11 +6,11 @@
 
 #include "command/output.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Runs the command for the words of its command line, the program's name first, and returns the
 // exit status: 0, or 1 for a usage error, for a continuation key that became too long, or for
 // output that could not be written. Flushes all output before it returns.
 int run_command(std::span<char* const> command_line, Output& output);
 
-}  // namespace marigold
+}  // namespace marigold::inner

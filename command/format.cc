@@ -13,7 +13,7 @@
 #include "marigold/core.h"
 #include "runtime/texte/format_language.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr char kBackslash = '\\';
@@ -266,4 +266,4 @@ Formatted format_escapes(std::string_view text, Output& output) {
   return result;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

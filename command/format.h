@@ -13,7 +13,7 @@
 
 #include "command/output.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // The words that directives consume, from the left.
 using Arguments = std::span<char* const>;
@@ -30,4 +30,4 @@ enum class Formatted {
 // Copies a text and decodes only its escapes: the directive "%b".
 [[nodiscard]] Formatted format_escapes(std::string_view text, Output& output);
 
-}  // namespace marigold
+}  // namespace marigold::inner

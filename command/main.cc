@@ -10,7 +10,7 @@
 
 namespace {
 
-marigold::StandardOutput output;
+marigold::inner::StandardOutput output;
 
 // A damaged text database ends the process in the middle of a chain; the texts before it are still
 // written.
@@ -23,10 +23,10 @@ void flush_output() {
 int main(int argc, char** argv) {
   char name[] = "scrivel";
   char* nameless[] = {name, nullptr};
-  marigold::stream_start();
-  marigold::syserr_start();
+  marigold::inner::stream_start();
+  marigold::inner::syserr_start();
   std::atexit(flush_output);
   const bool has_name = argc > 0;
-  return marigold::run_command(
+  return marigold::inner::run_command(
       {has_name ? argv : nameless, has_name ? static_cast<std::size_t>(argc) : 1}, output);
 }

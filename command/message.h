@@ -7,7 +7,7 @@
 
 #include "runtime/core/terminal_text.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Returns bytes for a message on standard error: on a terminal with control characters made
 // visible, line ends included, else unchanged. The requested text itself goes to standard output
@@ -16,4 +16,4 @@ inline std::string shown(std::string_view bytes) {
   return error_text(bytes, LineEnds::kShown);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

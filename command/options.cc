@@ -7,7 +7,7 @@
 
 #include "command/message.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 using Words = std::span<char* const>;
@@ -80,4 +80,4 @@ Options options_parse(Words command_line) {
   return options;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -4,7 +4,7 @@
 
 #include <span>
 
-namespace marigold {
+namespace marigold::inner {
 
 struct Options {
   bool verbose = false;       // -v
@@ -21,4 +21,4 @@ struct Options {
 // standard error, except "-?".
 Options options_parse(std::span<char* const> command_line);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -5,7 +5,7 @@
 
 #include "runtime/platform/stream.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 void Output::write(std::string_view bytes) {
   if (bytes.size() > kCapacity - used_) flush();
@@ -31,4 +31,4 @@ int StandardOutput::deliver(std::string_view bytes) {
   return stream_write(Stream::kOutput, bytes);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -10,7 +10,7 @@
 #include <new>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 // Collects up to 64 KiB. Keeps the first failure and drops all later bytes: a reader sees the
 // beginning of the output and never an output with a hole. A subclass determines the destination.
@@ -85,4 +85,4 @@ void Output::print_on_heap(const char* directive, Value value, std::size_t lengt
   write({whole.get(), length});
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -8,7 +8,7 @@
 #include "runtime/print/engine/list_state.h"
 #include "runtime/print/output/print_defaults.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 using fuzz::require;
@@ -65,10 +65,11 @@ void print_list() {
 }
 
 }  // namespace
-}  // namespace marigold
+}  // namespace marigold::inner
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace marigold;
+  using namespace marigold::inner;
   constexpr std::size_t kPage = 4;
   if (size <= kPage) return 0;
   const std::string_view store(reinterpret_cast<const char*>(data) + kPage, size - kPage);

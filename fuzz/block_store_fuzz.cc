@@ -14,7 +14,7 @@
 #include "runtime/print/files/block_code.h"
 #include "tools/list_language/source.h"
 
-namespace marigold::fuzz {
+namespace marigold::inner::fuzz {
 namespace {
 
 void check_jumps(const BlockInstructions& code) {
@@ -42,11 +42,11 @@ void check_block(std::string_view store, std::uint32_t offset) {
 }
 
 }  // namespace
-}  // namespace marigold::fuzz
+}  // namespace marigold::inner::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   const std::string_view store(reinterpret_cast<const char*>(data) + 1, size - 1);
-  marigold::fuzz::check_block(store, *data);
+  marigold::inner::fuzz::check_block(store, *data);
   return 0;
 }

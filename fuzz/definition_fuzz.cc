@@ -13,7 +13,7 @@
 #include "fuzz/fuzz_input.h"
 #include "runtime/data/definition/definition_set.h"
 
-namespace marigold::fuzz {
+namespace marigold::inner::fuzz {
 namespace {
 
 constexpr int kErrors[] = {7, 9, 10, 11, 13, 14, 15, 16, 19, 20, 56, 57, 58, 59, 60};
@@ -109,11 +109,11 @@ void check_tokens(std::string_view text) {
 }
 
 }  // namespace
-}  // namespace marigold::fuzz
+}  // namespace marigold::inner::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);
-  marigold::fuzz::check_set(text);
-  marigold::fuzz::check_tokens(text);
+  marigold::inner::fuzz::check_set(text);
+  marigold::inner::fuzz::check_tokens(text);
   return 0;
 }

@@ -15,7 +15,7 @@
 #include "fuzz/fuzz_input.h"
 #include "runtime/texte/format_language.h"
 
-namespace marigold::fuzz {
+namespace marigold::inner::fuzz {
 namespace {
 
 // Most digits of a width: wider fields would fill the memory.
@@ -121,9 +121,9 @@ void check(std::vector<std::string> lines) {
 }
 
 }  // namespace
-}  // namespace marigold::fuzz
+}  // namespace marigold::inner::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  marigold::fuzz::check(marigold::fuzz::split_lines(data, size));
+  marigold::inner::fuzz::check(marigold::inner::fuzz::split_lines(data, size));
   return 0;
 }

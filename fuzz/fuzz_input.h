@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace marigold::fuzz {
+namespace marigold::inner::fuzz {
 
 // Returns the lines of an input without their line ends; always at least one.
 inline std::vector<std::string> split_lines(const std::uint8_t* data, std::size_t size) {
@@ -29,4 +29,4 @@ inline void require(bool promise) {
   if (!promise) std::abort();
 }
 
-}  // namespace marigold::fuzz
+}  // namespace marigold::inner::fuzz

@@ -14,7 +14,7 @@
 #include "runtime/wi/console/console.h"
 #include "runtime/wi/console/key_sequences.h"
 
-namespace marigold::fuzz {
+namespace marigold::inner::fuzz {
 namespace {
 
 constexpr std::size_t kMostKeyBytes = 3;
@@ -55,11 +55,11 @@ void check_input(KeyCharacters characters, std::span<const std::uint8_t> bytes) 
 }
 
 }  // namespace
-}  // namespace marigold::fuzz
+}  // namespace marigold::inner::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
-  marigold::fuzz::check_input(static_cast<marigold::KeyCharacters>(data[0] % 3),
-                              {data + 1, size - 1});
+  marigold::inner::fuzz::check_input(static_cast<marigold::inner::KeyCharacters>(data[0] % 3),
+                                     {data + 1, size - 1});
   return 0;
 }

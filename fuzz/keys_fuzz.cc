@@ -12,7 +12,7 @@
 #include "fuzz/fuzz_input.h"
 #include "runtime/wi/terminal/terminal.h"
 
-namespace marigold::fuzz {
+namespace marigold::inner::fuzz {
 namespace {
 
 struct Keyboard {
@@ -99,9 +99,9 @@ void check(const std::uint8_t* data, std::size_t size) {
 }
 
 }  // namespace
-}  // namespace marigold::fuzz
+}  // namespace marigold::inner::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  marigold::fuzz::check(data, size);
+  marigold::inner::fuzz::check(data, size);
   return 0;
 }

@@ -15,7 +15,7 @@
 #include "runtime/platform/named_file.h"
 #include "runtime/texte/language.h"
 
-namespace marigold::fuzz {
+namespace marigold::inner::fuzz {
 namespace {
 
 constexpr int kStringTooLong = 38;
@@ -107,10 +107,10 @@ void run(Check check, const Input& input) {
 }
 
 }  // namespace
-}  // namespace marigold::fuzz
+}  // namespace marigold::inner::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace marigold::fuzz;
+  using namespace marigold::inner::fuzz;
   marigold::user_interface().fatal = throw_number;
   std::vector<std::string> lines = split_lines(data, size);
   lines.resize(3);

@@ -15,7 +15,7 @@
 #include "runtime/print/files/block_code.h"
 #include "tools/list_language/source.h"
 
-namespace marigold::fuzz {
+namespace marigold::inner::fuzz {
 namespace {
 
 void check_notes(const CompiledSource& source) {
@@ -40,10 +40,10 @@ void check_list(const StoredList& list) {
 }
 
 }  // namespace
-}  // namespace marigold::fuzz
+}  // namespace marigold::inner::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace marigold;
+  using namespace marigold::inner;
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   const CompiledSource source = compile_lists(text, nullptr);
   fuzz::check_notes(source);

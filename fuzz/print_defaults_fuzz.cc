@@ -6,13 +6,13 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);
-  marigold::PrintDefaults defaults;
-  const auto errors = marigold::print_defaults_scan(text, defaults);
-  bool right = defaults.pitch_10.size() <= marigold::kLongestPitchText &&
-               defaults.pitch_12.size() <= marigold::kLongestPitchText &&
-               defaults.pitch_17.size() <= marigold::kLongestPitchText &&
-               defaults.bold_on.size() <= marigold::kLongestBoldText &&
-               defaults.bold_off.size() <= marigold::kLongestBoldText &&
+  marigold::inner::PrintDefaults defaults;
+  const auto errors = marigold::inner::print_defaults_scan(text, defaults);
+  bool right = defaults.pitch_10.size() <= marigold::inner::kLongestPitchText &&
+               defaults.pitch_12.size() <= marigold::inner::kLongestPitchText &&
+               defaults.pitch_17.size() <= marigold::inner::kLongestPitchText &&
+               defaults.bold_on.size() <= marigold::inner::kLongestBoldText &&
+               defaults.bold_off.size() <= marigold::inner::kLongestBoldText &&
                (defaults.today.empty() || defaults.today.size() == 10) &&
                defaults.page_limit >= 0 && defaults.page_limit_first_line >= 0;
   int before = 0;
@@ -20,6 +20,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     right = right && line > before && !reason.empty();
     before = line;
   }
-  marigold::fuzz::require(right);
+  marigold::inner::fuzz::require(right);
   return 0;
 }

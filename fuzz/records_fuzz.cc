@@ -16,7 +16,7 @@
 #include "runtime/data/definition/definition_set.h"
 #include "tools/records/record_lines.h"
 
-namespace marigold::fuzz {
+namespace marigold::inner::fuzz {
 namespace {
 
 using Outcome = RecordLines::Outcome;
@@ -87,14 +87,14 @@ void check_lines(bool json, const std::string& bytes) {
 }
 
 }  // namespace
-}  // namespace marigold::fuzz
+}  // namespace marigold::inner::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
   const bool json = data[0] % 2 == 0;
   std::string bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
   const bool digit = !bytes.empty() && bytes[0] >= '0' && bytes[0] <= '9';
-  marigold::fuzz::check_lines(json,
-                              (digit && !json ? std::string(marigold::fuzz::kHeader) : "") + bytes);
+  marigold::inner::fuzz::check_lines(
+      json, (digit && !json ? std::string(marigold::inner::fuzz::kHeader) : "") + bytes);
   return 0;
 }

@@ -39,7 +39,7 @@ void __wrap_exit(int status) {
   __real_exit(status);
 }
 
-namespace marigold::fuzz {
+namespace marigold::inner::fuzz {
 namespace {
 
 // Ids of the seed's texts, an id that the seed lacks, and the empty id.
@@ -87,25 +87,25 @@ void read_texts(const std::string& path, std::size_t file_size) {
 }
 
 }  // namespace
-}  // namespace marigold::fuzz
+}  // namespace marigold::inner::fuzz
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
-  using marigold::fuzz::directory;
+  using marigold::inner::fuzz::directory;
   directory = std::filesystem::temp_directory_path() / "textdb_fuzz-XXXXXX";
-  marigold::fuzz::require(mkdtemp(directory.data()) != nullptr);
-  std::atexit(marigold::fuzz::remove_directory);
-  marigold::fuzz::make_store();
+  marigold::inner::fuzz::require(mkdtemp(directory.data()) != nullptr);
+  std::atexit(marigold::inner::fuzz::remove_directory);
+  marigold::inner::fuzz::make_store();
   return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string path = marigold::fuzz::store_path();
-  marigold::fuzz::write_file(path + ".pag", data, size);
+  const std::string path = marigold::inner::fuzz::store_path();
+  marigold::inner::fuzz::write_file(path + ".pag", data, size);
   in_store = true;
   try {
-    marigold::fuzz::read_texts(path, size);
+    marigold::inner::fuzz::read_texts(path, size);
   } catch (const ProcessEnd& end) {
-    marigold::fuzz::require(end.status == kFaultStatus);
+    marigold::inner::fuzz::require(end.status == kFaultStatus);
   }
   in_store = false;
   return 0;

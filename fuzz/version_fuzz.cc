@@ -16,7 +16,7 @@
 #include "runtime/data/access/version.h"
 #include "runtime/data/definition/version_table.h"
 
-namespace marigold::fuzz {
+namespace marigold::inner::fuzz {
 namespace {
 
 constexpr int kErrors[] = {7, 10, 60};
@@ -61,10 +61,10 @@ void check_look_up(const FileVersionTable& table) {
 }
 
 }  // namespace
-}  // namespace marigold::fuzz
+}  // namespace marigold::inner::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace marigold;
+  using namespace marigold::inner;
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   fuzz::check_table(text, scan_file_versions);
   fuzz::check_table(text, scan_path_versions);

@@ -17,23 +17,23 @@
 namespace {
 
 int run(int argc, char** argv) {
-  marigold::Tool tool("marigold", "Author's and operator's tool of the Marigold runtime",
-                      std::string("marigold ") + marigold::library_version());
-  marigold::texts_register(tool);
-  marigold::data_register(tool);
-  marigold::lists_register(tool);
+  marigold::inner::Tool tool("marigold", "Author's and operator's tool of the Marigold runtime",
+                             std::string("marigold ") + marigold::library_version());
+  marigold::inner::texts_register(tool);
+  marigold::inner::data_register(tool);
+  marigold::inner::lists_register(tool);
   return tool.run(argc, argv);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  marigold::stream_start();
-  marigold::syserr_start();
-  marigold::progress_of_rebuilds();
+  marigold::inner::stream_start();
+  marigold::inner::syserr_start();
+  marigold::inner::progress_of_rebuilds();
   try {
     return run(argc, argv);
   } catch (const std::exception& failure) {  // out of memory
-    return marigold::report_failure(failure);
+    return marigold::inner::report_failure(failure);
   }
 }

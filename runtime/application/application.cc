@@ -20,6 +20,9 @@
 #include "runtime/wi/window/window_table.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 struct State {

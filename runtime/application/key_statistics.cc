@@ -9,7 +9,7 @@
 #include "runtime/data/access/field_access.h"
 #include "runtime/wi/window/window_text.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr const char* kDatabase = "TASTENDB";
@@ -76,4 +76,4 @@ void key_statistics() {
     code = field_key(character);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

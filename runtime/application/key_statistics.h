@@ -3,10 +3,10 @@
 // input fields, counted over the key database TASTENDB.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // Shows the counts and waits until the user confirms; shows nothing if the database cannot be
 // opened. runtime_start puts it into key_hooks().statistics.
 void key_statistics();
 
-}  // namespace marigold
+}  // namespace marigold::inner

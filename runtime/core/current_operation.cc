@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/core/current_operation.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 struct State {
@@ -20,4 +20,4 @@ const char* current_operation() {
   return state.name;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -3,7 +3,7 @@
 // name stays until the next operation starts.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // Keeps only the pointer: pass a literal.
 void set_current_operation(const char* name);
@@ -11,4 +11,4 @@ void set_current_operation(const char* name);
 // Returns "" before the first operation.
 const char* current_operation();
 
-}  // namespace marigold
+}  // namespace marigold::inner

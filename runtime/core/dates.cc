@@ -9,6 +9,9 @@
 #include "runtime/platform/clock.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 constexpr int kMonths = 12;

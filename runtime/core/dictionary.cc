@@ -6,7 +6,7 @@
 
 #include "runtime/core/system_errors.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::int8_t kEven = 0;  // the balance of a node with subtrees of one height
@@ -107,4 +107,4 @@ DictionaryTree::Node* DictionaryTree::find(std::string_view name) const {
   return node;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -17,7 +17,7 @@
 
 #include "runtime/core/system_errors.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 inline constexpr std::size_t kDictionaryNameLength = 8;
 using DictionaryName = TextBuffer<kDictionaryNameLength>;
@@ -104,4 +104,4 @@ Value& dictionary_value(const Dictionary<Value>& dictionary, std::string_view na
   return *value;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

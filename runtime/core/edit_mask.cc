@@ -9,6 +9,9 @@
 #include <cstring>
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 bool is_place(char c) {
@@ -133,7 +136,7 @@ void fill_fraction(char* part, std::size_t length, const char* digits) {
 
 }  // namespace
 
-NumberMask::NumberMask(std::string_view text)
+inner::NumberMask::NumberMask(std::string_view text)
     : text_(text),
       comma_(before_comma(text).size()),
       whole_places_(places(text.substr(0, comma_))),
@@ -142,7 +145,7 @@ NumberMask::NumberMask(std::string_view text)
   if (text.size() <= kQuickSize) count_places();
 }
 
-void NumberMask::count_places() {
+void inner::NumberMask::count_places() {
   const std::size_t shown_from = std::min(text_.find('0'), comma_);
   std::size_t place = whole_places_ + fraction_places_;
   for (std::size_t i = 0; i < std::min<std::size_t>(place, kMostDigits); ++i)
@@ -162,14 +165,14 @@ void NumberMask::count_places() {
   if (has_sign_) zero_[0] = ' ';
 }
 
-bool NumberMask::edit(double value, char* edited) const {
+bool inner::NumberMask::edit(double value, char* edited) const {
   const bool fits = std::isfinite(value) && fill(value, edited);
   if (!fits) std::fill_n(edited, text_.size(), '*');
   return fits;
 }
 
 // The functions below return false if the number does not fit.
-bool NumberMask::fill(double value, char* edited) const {
+bool inner::NumberMask::fill(double value, char* edited) const {
   std::uint64_t number = 0;
   if (text_.size() > kQuickSize || !round_quickly(std::abs(value), fraction_places_, number))
     return fill_exactly(value, edited);
@@ -179,7 +182,7 @@ bool NumberMask::fill(double value, char* edited) const {
   return true;
 }
 
-bool NumberMask::fill_quickly(std::uint64_t number, char* edited) const {
+bool inner::NumberMask::fill_quickly(std::uint64_t number, char* edited) const {
   if (number > most_) return false;
   std::memcpy(edited, zero_.data(), text_.size());
   const std::uint8_t* place = places_.data();
@@ -195,7 +198,7 @@ bool NumberMask::fill_quickly(std::uint64_t number, char* edited) const {
   return true;
 }
 
-bool NumberMask::fill_exactly(double value, char* edited) const {
+bool inner::NumberMask::fill_exactly(double value, char* edited) const {
   std::ranges::copy(text_, edited);
   if (fraction_places_ > 390) return false;  // more places than the shortest form of any number
   Digits digits;

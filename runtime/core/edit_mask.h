@@ -10,7 +10,7 @@
 
 #include "marigold/core.h"  // IWYU pragma: export
 
-namespace marigold {
+namespace marigold::inner {
 
 // A mask with its places counted, to edit many numbers by it. The caller keeps the mask's text
 // alive.
@@ -49,4 +49,4 @@ class NumberMask {
   std::uint64_t most_ = 0;  // the greatest number that fits, in units of the last place
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -7,7 +7,7 @@
 
 #include "runtime/core/terminal_text.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 void line_output_text(int line, int /*column*/, const char* text, int width) {
   const long long bound =
@@ -22,4 +22,4 @@ void line_output_number(int /*line*/, int /*column*/, int number) {
   std::fflush(stderr);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

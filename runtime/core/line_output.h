@@ -8,7 +8,7 @@
 // other way remains to report them.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // A line ends where the sum of its line number and the index of a character reaches this bound.
 inline constexpr int kLineOutputBound = 63;
@@ -21,4 +21,4 @@ void line_output_text(int line, int column, const char* text, int width);
 // Writes the number right-aligned in ten columns, a longer one whole.
 void line_output_number(int line, int column, int number);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -6,7 +6,7 @@
 
 #include "runtime/platform/system_error.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 bool fail(const std::string& path, int error, std::string& reason) {
@@ -80,4 +80,4 @@ bool NewFiles::replace(const std::string& suffix, std::string& reason) const {
   return error == 0 || fail(target, error, reason);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -10,7 +10,7 @@
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/stop_signals.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // While it lives, signals that ask the process to end wait. At its end the temporary files that
 // were not put in place are removed.
@@ -58,4 +58,4 @@ std::vector<std::string> abandoned_of(const std::string& base);
 // Returns "PATH: " and the text of a system error number.
 std::string file_error(const std::string& path, int error);
 
-}  // namespace marigold
+}  // namespace marigold::inner

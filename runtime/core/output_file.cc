@@ -7,7 +7,7 @@
 #include "runtime/core/terminal_text.h"
 #include "runtime/platform/stop_signals.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 bool OutputFile::fail(int error, std::string& reason) const {
   reason = file_error(path_.empty() ? "standard output" : path_, error);
@@ -57,4 +57,4 @@ bool write_file(const std::string& path, std::string_view bytes, std::string& re
   return file.open(path, reason) && file.write(bytes, reason) && file.finish(reason);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

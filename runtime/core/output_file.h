@@ -9,7 +9,7 @@
 
 #include "runtime/core/new_files.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 class OutputFile {
  public:
@@ -38,4 +38,4 @@ class OutputFile {
 // the reason.
 bool write_file(const std::string& path, std::string_view bytes, std::string& reason);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -7,7 +7,7 @@
 #include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 struct State {
@@ -37,4 +37,4 @@ void program_end_run() {
   }
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -3,7 +3,7 @@
 // a room adds a function while it has something open.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // Adds a function that runs at the program's end, after the functions added before. Adding a
 // function twice has no effect. More than eight functions at once are system error 34.
@@ -13,4 +13,4 @@ void program_end_remove(void (*close)());
 // Calls the functions, each once. A function may remove others.
 void program_end_run();
 
-}  // namespace marigold
+}  // namespace marigold::inner

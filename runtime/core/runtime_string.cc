@@ -6,7 +6,7 @@
 #include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 namespace {
 
@@ -28,4 +28,4 @@ char st_upper(char character) {
   return ascii_letter || national_letter ? static_cast<char>(code - kCaseDistance) : character;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

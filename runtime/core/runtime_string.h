@@ -4,7 +4,7 @@
 
 #include "marigold/core.h"  // IWYU pragma: export
 
-namespace marigold {
+namespace marigold::inner {
 
 // The longest text that the length routine accepts: one less than the buffer holds, so that a
 // buffer that was filled to its end is noticed.
@@ -19,4 +19,4 @@ int st_length(const char* text);
 // and y with diaeresis).
 char st_upper(char character);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 struct State {
@@ -63,4 +63,4 @@ OpenSubsystems& open_subsystems() {
   return state.open;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -8,7 +8,7 @@
 
 #include "runtime/core/runtime_string.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 struct Settings {
   bool screen_dump = false;                 // SCREEN_DUMP is "ENABLED"
@@ -56,4 +56,4 @@ OpenSubsystems& open_subsystems();
 // settings_read does.
 void settings_read_variable(const char* name, RuntimeString& target);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -12,7 +12,7 @@
 #include "runtime/platform/clock.h"
 #include "runtime/platform/new_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr const char* kFileName = "pstatus.tmp";
@@ -108,4 +108,4 @@ void status_close_with_error(int number) {
   close_file();
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

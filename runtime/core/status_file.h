@@ -24,7 +24,7 @@
 // place of ERROR.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // Path classes have the numbers 0 to 30.
 inline constexpr int kPathClasses = 31;
@@ -43,4 +43,4 @@ void status_path_event(int path, bool locked, const char* name);
 void status_close();
 void status_close_with_error(int number);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -5,7 +5,7 @@
 // 1000.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 enum SystemError : int {
   kErrorUnknownFile = 1,    // no definition set names the file
@@ -53,4 +53,4 @@ enum SystemError : int {
   kErrorSetEnd = 60,
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -7,7 +7,7 @@
 
 #include "runtime/platform/stream.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 bool is_there(const char* value) {
@@ -104,4 +104,4 @@ std::string error_text(std::string_view text, LineEnds line_ends) {
   return visible_text(text, terminal_charset(), line_ends);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

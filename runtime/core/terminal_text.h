@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 // Place of a terminal's control characters above 127.
 enum class TerminalCharset {
@@ -35,4 +35,4 @@ int write_visible(std::string_view bytes);
 // Returns the text for standard error: visible_text on a terminal, elsewhere the text unchanged.
 std::string error_text(std::string_view text, LineEnds line_ends);
 
-}  // namespace marigold
+}  // namespace marigold::inner

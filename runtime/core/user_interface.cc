@@ -8,6 +8,9 @@
 #include "runtime/platform/clock.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 void write_text(const char* text) {
@@ -64,11 +67,11 @@ UserInterface& user_interface() {
   return state;
 }
 
-void user_interface_start() {
+void inner::user_interface_start() {
   state = kStandardError;
 }
 
-void raise_fatal(int number) {
+void inner::raise_fatal(int number) {
   state.fatal(number);
   std::abort();
 }

@@ -10,7 +10,7 @@
 
 #include "marigold/core.h"  // IWYU pragma: export
 
-namespace marigold {
+namespace marigold::inner {
 
 // Puts the standard-error functions back in all fields.
 void user_interface_start();
@@ -19,4 +19,4 @@ void user_interface_start();
 // does.
 [[noreturn]] void raise_fatal(int number);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -13,7 +13,7 @@
 #include "runtime/isam/rebuild.h"
 #include "runtime/isam/space.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 void (*change_step_hook)() = nullptr;
 
@@ -298,4 +298,4 @@ bool read_was_whole(const File& file, std::uint64_t changes) {
   return changes_of(file).load(std::memory_order_relaxed) == changes;
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

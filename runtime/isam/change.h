@@ -22,7 +22,7 @@
 #include "runtime/isam/file.h"
 #include "runtime/isam/slots.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // ---- Changing
 
@@ -95,4 +95,4 @@ int read_begin(File& file, std::uint64_t& changes);
 // Whether no change has begun since read_begin gave `changes`.
 bool read_was_whole(const File& file, std::uint64_t changes);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

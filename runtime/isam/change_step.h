@@ -2,7 +2,7 @@
 // Steps of a change, at each of which a process may die.
 #pragma once
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // Marks a step: every store before it stays before it.
 void change_step();
@@ -10,4 +10,4 @@ void change_step();
 // Called at each step, so that a test can kill the process there. Null in every other program.
 extern void (*change_step_hook)();
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

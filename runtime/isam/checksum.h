@@ -9,7 +9,7 @@
 #include <cstring>
 #include <span>
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // Four lanes of 8 bytes each: the engine computes the checksum of every record and page it reads,
 // and a single lane would wait for its multiplier. Each step can be inverted, so a change of a
@@ -41,4 +41,4 @@ inline std::uint32_t checksum(std::span<const std::byte> bytes, std::uint64_t se
   return static_cast<std::uint32_t>(long_checksum(bytes, seed) >> 32);
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -6,7 +6,7 @@
 
 #include "runtime/isam/checksum.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 std::uint32_t data_header_checksum(const DataHeader& header) {
   DataHeader copy;
@@ -50,4 +50,4 @@ bool page_checksum_fits(File& file, PageNumber number) {
   return true;
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

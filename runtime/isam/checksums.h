@@ -4,7 +4,7 @@
 
 #include "runtime/isam/file.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 std::uint32_t data_header_checksum(const DataHeader& header);
 // Checksum of a clean file's header, without the fields that change while the file is open.
@@ -16,4 +16,4 @@ std::uint32_t page_checksum(const std::byte* page);
 // the page.
 bool page_checksum_fits(File& file, PageNumber number);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -7,7 +7,7 @@
 #include "runtime/isam/space.h"
 #include "runtime/isam/tree.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 class CollisionResolver {
@@ -111,4 +111,4 @@ int resolve_collisions(File& file, Versions& versions, std::vector<SlotNumber>& 
   return CollisionResolver(file, versions, set_aside, live).run();
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -8,7 +8,7 @@
 #include "runtime/isam/file.h"
 #include "runtime/isam/slot_set.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // Two surviving slots with one primary key; no version between the two survives.
 struct VersionPair {
@@ -24,4 +24,4 @@ using Versions = std::vector<VersionPair>;
 int resolve_collisions(File& file, Versions& versions, std::vector<SlotNumber>& set_aside,
                        SlotSet& live);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -20,7 +20,7 @@
 #include "runtime/isam/slots.h"
 #include "runtime/platform/stop_signals.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 class Compaction {
@@ -90,4 +90,4 @@ int file_compact(const OpenRequest& request, IsCompactReport& report, const IsWa
   return failed == 0 ? closed : failed;
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -5,9 +5,9 @@
 #include "runtime/isam/file.h"
 #include "runtime/isam/isam.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // Does the work of iscompact. Results: 0, or the number for iserrno.
 int file_compact(const OpenRequest& request, IsCompactReport& report, const IsWatch& watch);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

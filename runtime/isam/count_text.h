@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // Returns a count with its noun: "1 record", "2 records".
 inline std::string count_text(std::uint64_t count, const char* one, const char* many) {
@@ -18,4 +18,4 @@ inline std::string entries_text(std::uint64_t count) {
   return count_text(count, "entry", "entries");
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

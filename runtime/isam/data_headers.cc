@@ -5,7 +5,7 @@
 
 #include "runtime/isam/checksums.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 std::optional<DataHeader> whole_header(std::span<const std::byte> head, std::uint64_t offset) {
   DataHeader header;
@@ -22,4 +22,4 @@ std::optional<DataHeader> whole_header(std::span<const std::byte> head) {
   return {};
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

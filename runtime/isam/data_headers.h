@@ -8,7 +8,7 @@
 
 #include "runtime/isam/layout.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // Reads the copy at one of kDataHeaders from the first bytes of a data file; none when it is
 // damaged.
@@ -17,4 +17,4 @@ std::optional<DataHeader> whole_header(std::span<const std::byte> head, std::uin
 // Reads the first whole copy of the two.
 std::optional<DataHeader> whole_header(std::span<const std::byte> head);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -9,7 +9,7 @@
 
 #include "runtime/isam/isam.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 std::size_t sort_run_bytes = 0;
 
@@ -282,4 +282,4 @@ std::span<const std::byte> EntrySort::next_block() {
   return block_;
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

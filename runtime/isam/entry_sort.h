@@ -21,7 +21,7 @@
 #include "runtime/platform/spill_file.h"
 #include "runtime/platform/worker.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 using EntryBytes = std::vector<std::byte>;
 
@@ -110,4 +110,4 @@ class EntrySort {
   EntryBytes ahead_;  // block that the second thread fills
 };
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -11,7 +11,7 @@
 #include "runtime/platform/last_words.h"
 #include "runtime/platform/new_file.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 constexpr const char* kReportFile = "disam.err";
@@ -53,4 +53,4 @@ void fatal_inconsistency(const std::string& base, const char* module, int line) 
   std::exit(EXIT_FAILURE);
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

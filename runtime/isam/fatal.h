@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // Notes an operation of the engine as active while the object lives; the report lists the
 // operations, outermost first. The name is static.
@@ -20,4 +20,4 @@ class OperationScope {
 // damaged file is an error number (105), never fatal.
 [[noreturn]] void fatal_inconsistency(const std::string& base, const char* module, int line);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

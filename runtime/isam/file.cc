@@ -22,7 +22,7 @@
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 std::uint32_t slot_size_for(std::uint32_t record_length) {
@@ -535,4 +535,4 @@ int file_put_in_use(File& file) {
   return failed;
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

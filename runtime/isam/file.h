@@ -18,7 +18,7 @@
 #include "runtime/isam/slot_hints.h"
 #include "runtime/platform/mapped_file.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // Values derived from a key once and used at every step in its tree.
 struct TreeShape {
@@ -149,4 +149,4 @@ inline constexpr int kRoundsToRegister = 10'000;
 int register_lock(File& file, int most_rounds = kRoundsToRegister);
 void register_unlock(File& file);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

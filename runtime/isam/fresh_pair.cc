@@ -16,7 +16,7 @@
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/stop_signals.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 bool is_link(const std::string& path) {
@@ -119,4 +119,4 @@ int FreshPair::install_index() {
   return install(fresh_index_, index_path_);
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -15,7 +15,7 @@
 #include "runtime/isam/file.h"
 #include "runtime/isam/isam.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // Results: 0, or the number for iserrno. The caller has the old pair for itself.
 class FreshPair {
@@ -80,4 +80,4 @@ class HalvesWatch {
   std::uint64_t trees_;
 };
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -8,7 +8,7 @@
 #include "runtime/isam/count_text.h"
 #include "runtime/isam/data_headers.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 // The first whole copy of the header opens the file; the other one must be there for the day when
@@ -81,4 +81,4 @@ int file_fill(File& file, double& fill) {
   return 0;
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

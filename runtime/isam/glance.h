@@ -7,10 +7,10 @@
 
 #include "runtime/isam/file.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // Do the work of isglance and isfill. Results: 0, or the number for iserrno.
 int file_glance(File& file, std::vector<std::string>& findings);
 int file_fill(File& file, double& fill);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

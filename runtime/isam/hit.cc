@@ -7,7 +7,7 @@
 
 #include "runtime/isam/change.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 int after_hit(File& file) {
   int reason = 0;
@@ -49,4 +49,4 @@ void leave_writer_lock(File& file) {
   }
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

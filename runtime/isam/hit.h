@@ -18,7 +18,7 @@
 #include "runtime/isam/change.h"
 #include "runtime/platform/missing_page.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 inline bool was_hit(const File& file) {
   const bool hit = file.index.was_hit() || file.data.was_hit();
@@ -73,4 +73,4 @@ int change(File& file, Body body) {
 // another seat and gives up its own, so that other processes take the holder of the lock for dead.
 void leave_writer_lock(File& file);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

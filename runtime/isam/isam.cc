@@ -20,6 +20,7 @@
 #include "runtime/isam/key.h"
 #include "runtime/isam/read.h"
 #include "runtime/isam/reason.h"
+#include "runtime/isam/rebuild.h"
 #include "runtime/isam/record_lock.h"
 #include "runtime/isam/recover.h"
 #include "runtime/isam/repair.h"
@@ -30,11 +31,12 @@
 
 namespace marigold {
 
+using namespace inner;
+using namespace inner::isam;
+
 int iserrno = 0;
 
 namespace {
-
-using namespace isam;
 
 constexpr std::size_t kLongestName = 1024;
 constexpr int kReadModes = 0xFF;
@@ -401,6 +403,10 @@ int isfill(int descriptor, double& fill) {
     if (opened == nullptr) return fail(kIsNotOpen);
     return finish(*opened->file, file_fill(*opened->file, fill));
   });
+}
+
+void is_watch_rebuilds(IsRebuildWatch watch) {
+  watch_rebuilds(std::move(watch));
 }
 
 int ischeck(int number, std::vector<std::string>& findings, const IsWatch& watch) {

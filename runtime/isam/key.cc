@@ -6,7 +6,7 @@
 #include <cmath>
 #include <cstring>
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 constexpr std::uint64_t kSignBit = std::uint64_t{1} << 63;
@@ -109,4 +109,4 @@ bool key_is_of_record(const KeyDescription& key, const char* record, const std::
   return true;
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -9,7 +9,7 @@
 
 #include "runtime/isam/isam.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // 0, or 103 when the description does not fit records of this length.
 int validate_key(const KeyDescription& key, int record_length);
@@ -30,4 +30,4 @@ void key_from_record(const KeyDescription& key, const char* record, std::byte* t
 // Whether key_from_record would write these bytes for the record.
 bool key_is_of_record(const KeyDescription& key, const char* record, const std::byte* bytes);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -18,7 +18,7 @@
 #include "runtime/isam/isam.h"
 #include "runtime/platform/boot_identity.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 static_assert(std::endian::native == std::endian::little,
               "the files are read as they lie in memory");
@@ -219,4 +219,4 @@ inline constexpr std::uint64_t kRunLockBytes = std::uint64_t{1} << 31;
 inline constexpr std::uint64_t kRecordLocks = kUseLock + (std::uint64_t{1} << 33);
 inline constexpr std::uint64_t kRecordLockBytes = std::uint64_t{1} << 61;
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

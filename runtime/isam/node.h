@@ -11,7 +11,7 @@
 #include "runtime/isam/checksums.h"
 #include "runtime/isam/file.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // ---- Probes: the whole bytes that an entry is compared by. They are handled in pieces of 8 bytes,
 // since a call of the C library for a few bytes costs more than its work
@@ -138,4 +138,4 @@ inline void node_entry(const Node& node, std::uint32_t index, Probe& entry) {
     put(at, piece_at(from + at - prefix));
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -5,7 +5,7 @@
 
 #include "runtime/isam/change.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 bool is_saved(const File& file, PageNumber page) {
@@ -276,4 +276,4 @@ void start_node(File& file, PageNumber page, std::uint8_t kind, std::size_t tree
   if (file.logging) file.saved_pages.push_back(page);
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

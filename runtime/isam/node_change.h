@@ -6,7 +6,7 @@
 
 #include "runtime/isam/tree.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // An entry on its way into a node: the bytes that it is compared by, filled up with zeros, and its
 // number.
@@ -87,4 +87,4 @@ void page_give(File& file, PageNumber number);
 // Makes a page that was taken a node without entries.
 void start_node(File& file, PageNumber page, std::uint8_t kind, std::size_t tree);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

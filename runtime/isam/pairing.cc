@@ -8,7 +8,7 @@
 #include "runtime/isam/checksums.h"
 #include "runtime/isam/hit.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 constexpr std::uint64_t kCleanBit = 1;
@@ -142,4 +142,4 @@ int stamp_clean(File& file) {
   return file.data.sync();
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

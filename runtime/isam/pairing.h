@@ -10,7 +10,7 @@
 
 #include "runtime/isam/file.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 enum class Fit {
   kClean,    // as it was closed
@@ -42,4 +42,4 @@ inline DataMark& data_mark(const File& file) {
   return *reinterpret_cast<DataMark*>(file.data.memory() + kDataMark);
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -10,7 +10,7 @@
 #include "runtime/isam/record.h"
 #include "runtime/isam/slots.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 // ---- Positions
@@ -364,4 +364,4 @@ int cursor_find(File& file, Cursor& cursor, const Search& search, ReadBuffer& bu
   return result.error;
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

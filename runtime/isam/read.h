@@ -9,7 +9,7 @@
 
 #include "runtime/isam/tree.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // Position of a descriptor in its key: at an entry, or between two.
 struct Position {
@@ -55,4 +55,4 @@ Search make_search(const TreeShape& shape, const char* record, int mode, int len
 // cursor has not moved.
 int cursor_find(File& file, Cursor& cursor, const Search& search, ReadBuffer& buffer, bool copy);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/isam/reason.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 const char* reason_noted = "";
@@ -21,4 +21,4 @@ const char* noted_reason() {
   return reason_noted;
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

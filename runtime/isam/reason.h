@@ -2,7 +2,7 @@
 // Reasons of failures whose number alone says too little.
 #pragma once
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // Notes the reason and returns the number. The text is a constant.
 int refuse(int number, const char* reason);
@@ -14,4 +14,4 @@ inline constexpr const char* kHalfDone =
 void forget_reason();
 const char* noted_reason();
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

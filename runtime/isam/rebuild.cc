@@ -18,22 +18,13 @@
 #include "runtime/isam/space.h"
 #include "runtime/isam/tree_build.h"
 
-namespace marigold {
+namespace marigold::inner::isam {
 namespace {
 
 struct RebuildState {
   IsRebuildWatch watch;
 };
 RebuildState state;
-
-}  // namespace
-
-void is_watch_rebuilds(IsRebuildWatch watch) {
-  state.watch = std::move(watch);
-}
-
-namespace isam {
-namespace {
 
 // Bytes of slots that are read before they leave the process's memory.
 constexpr std::uint64_t kPieceBytes = std::uint64_t{4} << 20;
@@ -335,6 +326,10 @@ int Rebuild::mark_slots() {
   return was_hit(file_) ? after_hit(file_) : failed;
 }
 
+void watch_rebuilds(IsRebuildWatch watch) {
+  state.watch = std::move(watch);
+}
+
 int rebuild_indexes(File& file, const RebuildOptions& options) {
   if (const int failed = put_in_use(file, kStateRebuild)) return failed;
   Rebuild rebuild(file, options);
@@ -377,5 +372,4 @@ int has_duplicates(const File& file, const TreeShape& shape, bool& found) {
   }
 }
 
-}  // namespace isam
-}  // namespace marigold
+}  // namespace marigold::inner::isam

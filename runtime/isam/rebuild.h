@@ -20,13 +20,13 @@
 #include "runtime/isam/file.h"
 #include "runtime/isam/isam.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 struct RebuildOptions {
   // The file gives up the slots after the last record; rebuild_indexes gives their space back as
   // well.
   bool give_back = false;
-  IsWatch watch = {};  // null: the watch set by is_watch_rebuilds
+  IsWatch watch = {};  // null: the watch set by watch_rebuilds
 };
 
 // Numbers of slots found.
@@ -60,6 +60,9 @@ class Rebuild {
   std::unique_ptr<Work> work_;
 };
 
+// The watch of rebuilds that have none of their own.
+void watch_rebuilds(IsRebuildWatch watch);
+
 // Does both steps on the index that the file has. The index is marked until it is whole, so that
 // the next process to open it starts over after an interruption.
 int rebuild_indexes(File& file, const RebuildOptions& options = {});
@@ -67,4 +70,4 @@ int rebuild_indexes(File& file, const RebuildOptions& options = {});
 // Whether two records have the same value of a key, which the file need not have.
 int has_duplicates(const File& file, const TreeShape& shape, bool& found);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -5,7 +5,7 @@
 
 #include "runtime/isam/slots.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 std::uint64_t record_sequence(const std::byte* slot) {
   return sequence_of(*reinterpret_cast<const SlotHeader*>(slot));
@@ -56,4 +56,4 @@ void record_store(File& file, SlotNumber slot, const char* record, std::uint64_t
   header->checksum = slot_checksum(file, at);
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -5,7 +5,7 @@
 #include "runtime/isam/checksum.h"
 #include "runtime/isam/tree.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 std::uint64_t record_sequence(const std::byte* slot);
 
@@ -31,4 +31,4 @@ bool place_has_key(File& file, std::size_t tree, Place place, const Probe& probe
 // Writes a live record into a slot. Within a change.
 void record_store(File& file, SlotNumber slot, const char* record, std::uint64_t sequence);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

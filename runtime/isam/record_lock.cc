@@ -7,7 +7,7 @@
 #include "runtime/isam/hit.h"
 #include "runtime/isam/record.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 // Returns the byte that stands for records with this primary key.
@@ -47,4 +47,4 @@ int record_not_locked(const File& file, const char* record) {
   return locked ? kIsLocked : 0;
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -7,7 +7,7 @@
 
 #include "runtime/isam/file.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // Locks the record for this process and gives the byte that stands for it. 107 when another process
 // has locked it.
@@ -20,4 +20,4 @@ int record_unlock_all(File& file);
 // 107 when another process has locked the record, else 0.
 int record_not_locked(const File& file, const char* record);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

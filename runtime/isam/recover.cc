@@ -27,7 +27,7 @@
 #include "runtime/platform/record_file.h"
 #include "runtime/platform/stop_signals.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 // Slots that fit a wrong number by chance: one in so many.
@@ -400,4 +400,4 @@ int file_recover(const OpenRequest& request, std::uint32_t record_length,
   return rebuild(request, report, watch);
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

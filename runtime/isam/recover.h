@@ -7,11 +7,11 @@
 #include "runtime/isam/file.h"
 #include "runtime/isam/isam.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // Does the work of isrecover. Results: 0, or the number for iserrno.
 int file_recover(const OpenRequest& request, std::uint32_t record_length,
                  std::span<const KeyDescription> keys, IsRecoverReport& report,
                  const IsWatch& watch);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

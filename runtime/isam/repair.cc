@@ -16,7 +16,7 @@
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/record_file.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 // ---- Loss
@@ -208,4 +208,4 @@ int file_rebuild(const OpenRequest& request, IsRebuildReport& report, const IsWa
   return failed;
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

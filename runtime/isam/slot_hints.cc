@@ -5,7 +5,7 @@
 #include <bit>
 #include <utility>
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 constexpr std::size_t kFirstBuckets = 64;
@@ -59,4 +59,4 @@ void SlotHints::move_bucket() {
   if (++moved_ == former_.count) former_ = Table{};
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

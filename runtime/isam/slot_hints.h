@@ -12,7 +12,7 @@
 #include "runtime/isam/layout.h"
 #include "runtime/platform/zeroed_memory.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 class SlotHints {
  public:
@@ -77,4 +77,4 @@ class SlotHints {
   std::uint32_t failures_ = 0;  // lookups without a guess in a row
 };
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

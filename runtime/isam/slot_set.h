@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 class SlotSet {
  public:
@@ -21,4 +21,4 @@ class SlotSet {
   std::vector<std::uint64_t> words_;
 };
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -19,7 +19,7 @@
 #include "runtime/isam/reason.h"
 #include "runtime/isam/space.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 // A file that is never flushed is settled when gone slots exceed this size and half of the file.
@@ -262,4 +262,4 @@ int slots_settle_ripe(File& file) {
   return file.contents().ripe.count == 0 ? ripen(file) : settle_ripe(file);
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -11,7 +11,7 @@
 #include "runtime/isam/checksum.h"
 #include "runtime/isam/file.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // ---- Reading a slot
 
@@ -121,4 +121,4 @@ int begin_epoch(File& file);
 // Frees the slots that were kept for snapshots, unless a process still reads one.
 int slots_free_kept(File& file);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -17,7 +17,7 @@
 #include "runtime/isam/space.h"
 #include "runtime/platform/new_file.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 // Slots read between two looks at the count of changes.
@@ -249,4 +249,4 @@ int snapshot_write(Snapshot& snapshot, const File& file, const OpenRequest& requ
   return failed;
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

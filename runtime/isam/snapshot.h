@@ -18,7 +18,7 @@
 #include "runtime/isam/file.h"
 #include "runtime/isam/isam.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 class Snapshot {
  public:
@@ -67,4 +67,4 @@ class Snapshot {
 int snapshot_write(Snapshot& snapshot, const File& file, const OpenRequest& request,
                    const IsWatch& watch);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

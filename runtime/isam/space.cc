@@ -9,7 +9,7 @@
 #include "runtime/isam/change.h"
 #include "runtime/isam/slots.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 // Growth ahead of need: so many bytes at least, or a fraction of the file, in whole units.
@@ -108,4 +108,4 @@ int make_grown_visible(File& file) {
   return note_space(file);
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -6,7 +6,7 @@
 
 #include "runtime/isam/file.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // Maps the whole file and gives its size; 105 when that is less than `needed`.
 int measure(MappedFile& file, std::uint64_t needed, std::uint64_t& space);
@@ -41,4 +41,4 @@ int file_grow_index(File& file, std::uint64_t pages);
 // level and one more.
 int change_prepare_space(File& file);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -24,7 +24,7 @@
 
 #include "runtime/isam/node.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // More levels than a tree of all possible slots can have.
 inline constexpr std::size_t kMostLevels = 32;
@@ -88,4 +88,4 @@ void tree_set_number(File& file, Place place, SlotNumber slot);
 // Makes an empty tree.
 void tree_create(File& file, std::size_t tree);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

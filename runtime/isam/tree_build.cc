@@ -9,7 +9,7 @@
 #include "runtime/isam/checksums.h"
 #include "runtime/isam/space.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 // Bytes to which a node is filled.
@@ -182,4 +182,4 @@ int TreeBuilder::finish() {
   return 0;
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -12,7 +12,7 @@
 
 #include "runtime/isam/node_change.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 class TreeBuilder {
  public:
@@ -61,4 +61,4 @@ class TreeBuilder {
   PageNumber remembered_;                  // pages from here on are still in this process's memory
 };
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

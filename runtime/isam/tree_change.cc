@@ -8,7 +8,7 @@
 #include "runtime/isam/node_change.h"
 #include "runtime/isam/tree.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 // Links a new leaf between a leaf and its right neighbour.
@@ -304,4 +304,4 @@ int tree_remove(File& file, std::size_t tree, Path& path) {
   return 0;
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -7,7 +7,7 @@
 
 #include "runtime/isam/tree.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 constexpr std::size_t kPieces = 2 * kPiece;  // the first two
@@ -169,4 +169,4 @@ bool tree_end(File& file, std::size_t tree, Place& place) {
   return true;
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -6,7 +6,7 @@
 #include "runtime/isam/checksum.h"
 #include "runtime/isam/reason.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 int as_refusal(int failed) {
@@ -65,4 +65,4 @@ int take_seat(File& file) {
   return failed == EAGAIN ? kIsNoLock : failed;
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -7,7 +7,7 @@
 
 #include "runtime/isam/file.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // Takes the use lock in the mode of the opening, and the lock of this run of the machine. 113 when
 // another process has the file open in a way that excludes this one.
@@ -22,4 +22,4 @@ int take_run_lock(File& file);
 // this seat, its last holder left it there.
 int take_seat(File& file);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

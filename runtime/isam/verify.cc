@@ -10,7 +10,7 @@
 #include "runtime/isam/slots.h"
 #include "runtime/isam/tree.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 enum class Use : std::uint8_t { kNone, kUsed, kFree };
@@ -289,4 +289,4 @@ std::vector<std::string> verify_file(File& file, const IsWatch& watch) {
   return Verification(file, watch).run();
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

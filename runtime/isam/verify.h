@@ -8,7 +8,7 @@
 #include "runtime/isam/file.h"
 #include "runtime/isam/isam.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 // Returns a line for each finding; none for a sound file. Verified are:
 //   trees   order, bounds, levels, no empty node, links between leaves, numbers of entries, an
@@ -18,4 +18,4 @@ namespace marigold::isam {
 // The caller is the writer, or has the file for itself.
 std::vector<std::string> verify_file(File& file, const IsWatch& watch = {});
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -17,7 +17,7 @@
 #include "runtime/isam/space.h"
 #include "runtime/isam/tree.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 // Entries of one record in all trees, and the paths to their places.
@@ -236,4 +236,4 @@ int add_key(File& file, const KeyDescription& key) {
   return again != 0 ? again : failed;
 }
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -7,7 +7,7 @@
 
 #include "runtime/isam/file.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 
 int write_record(File& file, const char* record);
 int delete_record(File& file, const char* record);
@@ -15,4 +15,4 @@ int replace_record(File& file, const char* record);
 
 int add_key(File& file, const KeyDescription& key);
 
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

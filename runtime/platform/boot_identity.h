@@ -6,7 +6,7 @@
 #include <array>
 #include <cstddef>
 
-namespace marigold {
+namespace marigold::inner {
 
 using BootIdentity = std::array<std::byte, 16>;
 
@@ -21,4 +21,4 @@ BootIdentity boot_identity();
 // in every program.
 extern BootIdentity (*boot_identity_hook)();
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 // One direction between two encodings. Names are those of the system's converter ("UTF-8",
 // "ISO-8859-15", "CP1252").
@@ -31,4 +31,4 @@ class CharacterConversion {
   std::unique_ptr<Converter> converter_;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -2,7 +2,7 @@
 // The local wall clock, and waiting.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // A moment in local time. Month 1 to 12, day 1 to 31, weekday 0 (Sunday) to 6; year with four
 // digits.
@@ -25,4 +25,4 @@ extern void (*clock_sleep_hook)(int seconds);
 // Waits for this time, also if signals arrive meanwhile.
 void clock_sleep(int seconds);
 
-}  // namespace marigold
+}  // namespace marigold::inner

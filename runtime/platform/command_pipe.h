@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 // Destination of the command's standard output and standard error.
 enum class CommandOutput {
@@ -56,4 +56,4 @@ class CommandPipe {
 // Whether the path names a program that this process may run.
 bool command_exists(const char* path);
 
-}  // namespace marigold
+}  // namespace marigold::inner

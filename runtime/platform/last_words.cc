@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/platform/last_words.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 struct State {
@@ -19,4 +19,4 @@ void last_words_begin() {
   if (state.leave != nullptr) state.leave();
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

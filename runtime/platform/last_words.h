@@ -6,11 +6,11 @@
 // hand_terminal_back.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // Sets the function that leaves the terminal; null if no floor holds the terminal.
 void last_words_set_leave(void (*leave)());
 // Leaves the terminal. May be called again.
 void last_words_begin();
 
-}  // namespace marigold
+}  // namespace marigold::inner

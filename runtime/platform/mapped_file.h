@@ -12,7 +12,7 @@
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/opened_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 enum class FileAccess { kRead, kReadWrite };
 
@@ -104,4 +104,4 @@ class MappedFile : public OpenedFile {
 // up to a millisecond.
 void wait_a_little(int round);
 
-}  // namespace marigold
+}  // namespace marigold::inner

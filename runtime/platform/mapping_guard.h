@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-namespace marigold {
+namespace marigold::inner {
 
 // While a guard lives, a missing page reads as zeros, like the rest of the file's last page.
 // Several guards may overlap. A guard that the system does not allow has no effect and no error.
@@ -34,4 +34,4 @@ class MappingGuard {
   std::int64_t size_;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

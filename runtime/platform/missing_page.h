@@ -9,7 +9,7 @@
 // bytes can go on until it next asks for was_hit.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // Runs the body, and leaves it at the first missing page that it touches, as if it had ended there.
 // Returns false then, and the view has not changed. The jump runs no destructors, so the body must
@@ -21,4 +21,4 @@ bool run_until_missing_page(Body& body) {
   return run_until_missing_page([](void* context) { (*static_cast<Body*>(context))(); }, &body);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 // Returns the length of a regular file that this process may read, in bytes; -1 if the path names
 // no such file. Follows links. A directory, a pipe or a device is no such file, and the function
@@ -39,4 +39,4 @@ int file_sync_directory(const char* path);
 // Whether a file of any kind has this name.
 bool file_exists(const char* path);
 
-}  // namespace marigold
+}  // namespace marigold::inner

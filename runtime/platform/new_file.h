@@ -19,7 +19,7 @@
 #include <utility>
 #include <vector>
 
-namespace marigold {
+namespace marigold::inner {
 
 // The byte that a FileWriter keeps locked in a file that it has made, if the file system has locks.
 // It lies far beyond any contents.
@@ -126,4 +126,4 @@ std::string new_file_name(std::string_view path);
 // files has changed within the last minute.
 std::vector<std::string> new_files_abandoned(const std::string& path);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -15,7 +15,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace marigold {
+namespace marigold::inner {
 
 class OpenedFile {
  public:
@@ -64,4 +64,4 @@ class OpenedFile {
   OpenedFile* previous_ = nullptr;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -5,7 +5,7 @@
 // For processes of one thread.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // Notes a path for removal, four paths at most; further ones stay. They are removed in the order in
 // which they were noted, so note a directory after its files. The path must stay valid while it is
@@ -18,4 +18,4 @@ void passing_file_forget(const char* path);
 // end the process.
 void passing_files_remove();
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace marigold {
+namespace marigold::inner {
 
 // Returns the number of the process. A forked child has another number than its parent.
 long process_number();
@@ -24,4 +24,4 @@ std::vector<LockingProcess> processes_locking(const char* path);
 // Returns the name of the machine without its domain; "" if the system does not give the name.
 std::string host_name();
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -13,7 +13,7 @@
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/opened_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 class RecordFile : public OpenedFile {
  public:
@@ -53,4 +53,4 @@ class RecordFile : public OpenedFile {
   int locked_exclusively_by_other(std::uint64_t offset, bool& locked) const;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

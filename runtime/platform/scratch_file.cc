@@ -6,7 +6,7 @@
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/passing_files.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 int ScratchFile::write(std::string_view bytes) {
   const char* directory = std::getenv("TMPDIR");
@@ -26,4 +26,4 @@ ScratchFile::~ScratchFile() {
   passing_file_forget(path_.c_str());
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

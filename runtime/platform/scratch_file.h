@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 class ScratchFile {
  public:
@@ -25,4 +25,4 @@ class ScratchFile {
   std::string path_;  // empty: no file
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <span>
 
-namespace marigold {
+namespace marigold::inner {
 
 class SpillFile {
  public:
@@ -33,4 +33,4 @@ class SpillFile {
   int descriptor_ = -1;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

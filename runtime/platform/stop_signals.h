@@ -5,7 +5,7 @@
 // For processes of one thread. Holds nest: the last release ends them.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // Holds such signals back from now on. A write beyond the process's limit on file sizes, which
 // would end the process by a signal too, becomes a failed write.
@@ -25,4 +25,4 @@ struct StopSignalsHold {
   StopSignalsHold& operator=(const StopSignalsHold&) = delete;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

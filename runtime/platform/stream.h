@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 enum class Stream { kOutput = 1, kError = 2 };
 
@@ -21,4 +21,4 @@ int stream_write(Stream stream, std::string_view bytes);
 // Whether the stream is a terminal, so that a user may be watching.
 bool stream_is_terminal(Stream stream);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -3,10 +3,10 @@
 
 #include <system_error>
 
-namespace marigold {
+namespace marigold::inner {
 
 std::string system_error_text(int result) {
   return std::generic_category().message(system_number(result));
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

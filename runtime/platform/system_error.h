@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <string>
 
-namespace marigold {
+namespace marigold::inner {
 
 inline constexpr int kFirstBeyondSystem = 100;
 inline constexpr int kSystemErrorOffset = 1000;
@@ -32,4 +32,4 @@ inline int system_error() {
 // Returns the system's text for a result.
 std::string system_error_text(int result);
 
-}  // namespace marigold
+}  // namespace marigold::inner

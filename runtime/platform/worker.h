@@ -11,7 +11,7 @@
 #include <mutex>
 #include <thread>
 
-namespace marigold {
+namespace marigold::inner {
 
 class Worker {
  public:
@@ -42,4 +42,4 @@ class Worker {
   bool ends_ = false;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

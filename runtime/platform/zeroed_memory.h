@@ -6,7 +6,7 @@
 
 #include <cstddef>
 
-namespace marigold {
+namespace marigold::inner {
 
 class ZeroedMemory {
  public:
@@ -30,4 +30,4 @@ class ZeroedMemory {
   std::size_t mapped_bytes_ = 0;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -15,7 +15,7 @@
 #include "runtime/platform/named_file.h"
 #include "runtime/texte/language.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr const char* kFileName = "char_table";
@@ -212,4 +212,4 @@ std::uint8_t char_map_output(std::uint8_t character) {
   return state.output[character];
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

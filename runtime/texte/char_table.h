@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace marigold {
+namespace marigold::inner {
 
 enum class CharTable { kInput = 0, kOutput = 1 };
 
@@ -36,4 +36,4 @@ std::uint8_t char_map_input(std::uint8_t byte);
 // Returns the byte that shows a character on the screen; 0: none.
 std::uint8_t char_map_output(std::uint8_t character);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -10,6 +10,9 @@
 #include "runtime/texte/language.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 constexpr char kFirstAscii = 1;
@@ -79,7 +82,7 @@ std::size_t convert_both_ways(const CharacterConversion& there, const CharacterC
 
 }  // namespace
 
-bool hides_ascii(std::string_view converter_name, const CharacterConversion& from_utf8) {
+bool inner::hides_ascii(std::string_view converter_name, const CharacterConversion& from_utf8) {
   // The usual code sets need no search, which takes 65,000 conversions.
   for (const std::string_view innocent : {"UTF-8", "utf-8", "utf8", "ASCII", "ISO-8859-1"})
     if (converter_name == innocent) return false;
@@ -164,7 +167,7 @@ std::string code_set_of_environment() {
   return lang_split_identifier(settings().language_identifier.view()).code_set.c_str();
 }
 
-std::size_t character_length(std::string_view text, std::size_t position) {
+std::size_t inner::character_length(std::string_view text, std::size_t position) {
   std::size_t length = 1;
   while (is_inside_character(text, position + length))
     ++length;
@@ -179,7 +182,7 @@ std::string latin1_as_utf8(std::string_view bytes) {
   return text;
 }
 
-std::string describe_character(std::string_view text, std::size_t position) {
+std::string inner::describe_character(std::string_view text, std::size_t position) {
   while (position > 0 && is_inside_character(text, position))
     --position;
   const std::string_view character = text.substr(position, character_length(text, position));
@@ -196,7 +199,7 @@ std::string describe_character(std::string_view text, std::size_t position) {
   return std::string("\"").append(character).append("\" (").append(code.data()).append(")");
 }
 
-bool is_utf8(std::string_view text) {
+bool inner::is_utf8(std::string_view text) {
   CharacterConversion same;
   std::string copy;
   return same.open("UTF-8", "UTF-8") && same.convert(text, copy) == std::string::npos;

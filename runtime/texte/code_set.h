@@ -8,7 +8,7 @@
 #include "marigold/code_sets.h"
 #include "runtime/platform/character_conversion.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Returns whether some character takes several bytes of which one after the first is below 128 and
 // so looks like an ASCII character. `from_utf8` converts to the code set of this name.
@@ -22,4 +22,4 @@ bool is_utf8(std::string_view text);
 // Number of bytes of the character at a position of a UTF-8 text, at least 1.
 std::size_t character_length(std::string_view text, std::size_t position);
 
-}  // namespace marigold
+}  // namespace marigold::inner

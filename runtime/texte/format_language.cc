@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::string_view kFlags = "-+ #";
@@ -112,4 +112,4 @@ bool escape_letter_is_known(char letter) {
   return is_one_of(kEscapeLetters, letter);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

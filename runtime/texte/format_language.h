@@ -14,7 +14,7 @@
 #include <cstddef>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 enum class DirectiveKind {
   kPercent,      // "%%"
@@ -57,4 +57,4 @@ Escape escape_parse(std::string_view text);
 // Whether the language has a non-numeric escape with this letter.
 bool escape_letter_is_known(char letter);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -6,6 +6,9 @@
 #include "runtime/platform/named_file.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 // A longer path is cut: st_length measures at most this length.
@@ -48,7 +51,7 @@ int find(RuntimeString& element, RuntimeString& path, std::string_view name,
 
 }  // namespace
 
-LanguageFields lang_split_identifier(std::string_view identifier) {
+LanguageFields inner::lang_split_identifier(std::string_view identifier) {
   LanguageFields fields;
   RuntimeString* field = &fields.language;
   bool entered = true;  // a field keeps its old text until its first new character
@@ -68,8 +71,8 @@ LanguageFields lang_split_identifier(std::string_view identifier) {
   return fields;
 }
 
-void lang_expand_element(RuntimeString& output, std::string_view path_template,
-                         std::string_view identifier, std::size_t& position) {
+void inner::lang_expand_element(RuntimeString& output, std::string_view path_template,
+                                std::string_view identifier, std::size_t& position) {
   const LanguageFields fields = lang_split_identifier(identifier);
   output.clear();
   while (position < path_template.size()) {
@@ -89,7 +92,8 @@ void lang_expand_element(RuntimeString& output, std::string_view path_template,
   }
 }
 
-void lang_subst_name(RuntimeString& output, std::string_view element, std::string_view name) {
+void inner::lang_subst_name(RuntimeString& output, std::string_view element,
+                            std::string_view name) {
   output.clear();
   while (!element.empty() && output.length() < kLongestPath) {
     const bool is_name = element.starts_with("%N");
@@ -111,8 +115,8 @@ int lang_find_dir(RuntimeString& output, std::string_view name, std::string_view
   return find(output, path, name, path_template, identifier);
 }
 
-void lang_path_list(RuntimeString& output, std::string_view path_template,
-                    std::string_view identifier) {
+void inner::lang_path_list(RuntimeString& output, std::string_view path_template,
+                           std::string_view identifier) {
   output.clear();
   RuntimeString element;
   for (std::size_t position = 0; position < path_template.size();) {

@@ -18,7 +18,7 @@
 #include "marigold/texts.h"  // IWYU pragma: export
 #include "runtime/core/runtime_string.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Values of fields that an identifier leaves empty. They are German although the default identifier
 // is English: the platform's installations rely on both, so "english" alone means the territory
@@ -54,4 +54,4 @@ void lang_subst_name(RuntimeString& output, std::string_view element, std::strin
 void lang_path_list(RuntimeString& output, std::string_view path_template,
                     std::string_view identifier);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -11,6 +11,9 @@
 #include "runtime/texte/sysmsg.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 struct NumberRange {
@@ -37,7 +40,7 @@ constexpr int kTextWidth = 60;
 
 }  // namespace
 
-void syserr_start() {
+void inner::syserr_start() {
   user_interface().fatal = syserr_fatal;
 }
 

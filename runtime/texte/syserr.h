@@ -9,10 +9,10 @@
 
 #include "marigold/texts.h"  // IWYU pragma: export
 
-namespace marigold {
+namespace marigold::inner {
 
 // Sets syserr_fatal as the function that the lower floors reach through raise_fatal. Call it before
 // the settings are read, because that can fail.
 void syserr_start();
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-namespace marigold {
+namespace marigold::inner {
 
 // NOLINTBEGIN(bugprone-macro-parentheses): a name that is declared stands without them
 #define SYSTEM_TEXT(key, text) constinit SystemText key{text};
@@ -42,4 +42,4 @@ const CatalogueEntry* sysmsg_entry(std::string_view key) {
   return entry == std::end(kEntries) ? nullptr : entry;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

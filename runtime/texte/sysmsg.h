@@ -13,7 +13,7 @@
 
 #include "runtime/texte/txt.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // NOLINTBEGIN(bugprone-macro-parentheses): a name that is declared stands without them
 #define SYSTEM_TEXT(key, text) extern SystemText key;
@@ -40,4 +40,4 @@ std::span<const CatalogueEntry> sysmsg_entries();
 // Returns the entry with this key, or null.
 const CatalogueEntry* sysmsg_entry(std::string_view key);
 
-}  // namespace marigold
+}  // namespace marigold::inner

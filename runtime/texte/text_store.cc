@@ -9,7 +9,7 @@
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/named_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr int kReadOnly = 0;  // O_RDONLY of the system, and 0 on all of them
@@ -98,4 +98,4 @@ const char* TextStore::fetch(const char* id) {
   return unterminated_.c_str();
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -15,7 +15,7 @@ extern "C" {
 
 #include "runtime/platform/mapping_guard.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 class TextStore {
  public:
@@ -53,4 +53,4 @@ class TextStore {
   std::string unterminated_;  // the last text fetched, if it had no zero byte of its own
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

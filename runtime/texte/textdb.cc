@@ -7,6 +7,9 @@
 #include "runtime/texte/txt.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 constexpr const char* kDatabase = "textdb";

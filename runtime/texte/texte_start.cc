@@ -7,6 +7,8 @@
 
 namespace marigold {
 
+using namespace inner;
+
 void texte_start(const char* module) {
   stream_start();
   syserr_start();

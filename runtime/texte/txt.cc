@@ -15,6 +15,9 @@
 #include "runtime/texte/text_store.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 constexpr int kNoHandle = -1;
@@ -108,7 +111,7 @@ const char* fetch_system_text(const char* key) {
 
 }  // namespace
 
-void txt_start() {
+void inner::txt_start() {
   state = State{};
 }
 
@@ -128,17 +131,17 @@ const char* txt_fetch(int handle, const char* id) {
   return slot == nullptr ? nullptr : slot->store.fetch(id);
 }
 
-void txt_open_sysdef(const char* /*name*/) {
+void inner::txt_open_sysdef(const char* /*name*/) {
   // Filling the catalogue fetches every entry. With system calls a run of the command on a
   // translated database was a sixth slower.
   state.system_handle = open_database(nullptr, "textdb", OpenFor::kManyTexts);
 }
 
-void txt_close_sysdef() {
+void inner::txt_close_sysdef() {
   txt_close(state.system_handle);
 }
 
-void txt_sysdef_text(SystemText& destination, const char* key, std::string_view fallback) {
+void inner::txt_sysdef_text(SystemText& destination, const char* key, std::string_view fallback) {
   const char* text = fetch_system_text(key);
   const std::string_view found = text == nullptr ? fallback : text;
   // Writes only a text that differs: an unwritten page needs no memory of its own, and most entries
@@ -146,7 +149,7 @@ void txt_sysdef_text(SystemText& destination, const char* key, std::string_view 
   if (destination.view() != found) destination.assign_cut(found);
 }
 
-void txt_sysdef_char(char& destination, const char* key, char fallback) {
+void inner::txt_sysdef_char(char& destination, const char* key, char fallback) {
   const char* text = fetch_system_text(key);
   destination = text == nullptr ? fallback : *text;
 }

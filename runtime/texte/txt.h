@@ -10,7 +10,7 @@
 
 #include "marigold/texts.h"  // IWYU pragma: export
 
-namespace marigold {
+namespace marigold::inner {
 
 // Closes what is open and forgets it, as at the start of the process.
 void txt_start();
@@ -27,4 +27,4 @@ void txt_sysdef_text(SystemText& destination, const char* key, std::string_view 
 // text gives the zero byte: no character.
 void txt_sysdef_char(char& destination, const char* key, char fallback);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -5,7 +5,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 struct Row {
@@ -110,4 +110,4 @@ TEST(FormatTest, EscapesWriteControlBytes) {
 // clang-format on
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

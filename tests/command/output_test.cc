@@ -4,7 +4,7 @@
 #include "command/options.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 class FailingOutput final : public Output {
  public:
@@ -38,4 +38,4 @@ TEST(OptionsTest, TheTextFileIsKept) {
   EXPECT_STREQ(options_parse(std::span(pointers).first(1)).text_file, "COMMONTXT");
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -3,7 +3,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 const std::string kTexts = "locale/default/textdb";
 
@@ -176,4 +176,4 @@ TEST_F(ScrivelTest, IsLinkedWhole) {
 }
 #endif
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -6,7 +6,7 @@
 #include "runtime/core/user_interface.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 TEST(DatesTest, TheCheckReportsWhatIsNoDate) {
   static std::string shown;  // for a function without a state of its own
@@ -100,4 +100,4 @@ TEST(DatesTest, Texts) {
     EXPECT_EQ(format(number).view(), expected) << number;
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

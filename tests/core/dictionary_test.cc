@@ -5,7 +5,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 using Node = DictionaryTree::Node;
 
@@ -60,4 +60,4 @@ TEST(DictionaryTest, NamesAreCutAndUnique) {
   EXPECT_DEATH(dictionary_value(dictionary, "XY"), "system error 2\n");
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -4,7 +4,7 @@
 #include "runtime/core/user_interface.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 TEST(RuntimeStringTest, LengthIsMeasuredUpTo249Characters) {
   EXPECT_EQ(st_length(std::string(249, 'x').c_str()), 249);
@@ -39,4 +39,4 @@ TEST(TextBufferTest, AppendIsWholeOrNotAtAll) {
   EXPECT_STREQ(buffer.c_str(), "abcde");
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -3,7 +3,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 TEST(SettingsTest, AnEmptyEnvironmentGivesTheDefaults) {
   clearenv();
@@ -40,4 +40,4 @@ TEST(SettingsTest, FlagsWantTheirOneKeyword) {
   }
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

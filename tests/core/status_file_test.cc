@@ -6,7 +6,7 @@
 #include "runtime/core/settings.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 const std::regex kHeader(
     "^PROGRAMM =invoice\nDATUM    =[0-3]\\d-[01]\\d-2\\d{3}\nUHRZEIT  =[0-2]\\d:[0-5]\\d:[0-6]\\d\n");
@@ -86,4 +86,4 @@ TEST_F(StatusFileTest, AFileThatCannotBeMadeIsNoTrouble) {
   status_close();
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -3,7 +3,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 TEST(TerminalTextTest, TheLocalesNameTellsTheCharacterSet) {
   using enum TerminalCharset;
@@ -45,4 +45,4 @@ TEST(TerminalTextTest, ControlCharactersAreShown) {
   EXPECT_EQ(visible_text("a\nb\r", TerminalCharset::kUtf8, LineEnds::kKept), "a\nb\\x0D");
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

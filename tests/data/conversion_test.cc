@@ -19,7 +19,7 @@
 #include "runtime/platform/mapped_file.h"
 #include "tests/data/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 // A field, a type and a preset a line.
 static std::string define(const std::string& name, int version, const std::string& type,
@@ -459,4 +459,4 @@ TEST_F(ConversionTest, TheHeadingHasTheValuesInItsPlaces) {
   EXPECT_EQ(conversion_heading(conversion), "File:ITEM       Path:5    Old:1     New:12.5");
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -8,7 +8,7 @@
 #include "runtime/platform/clock.h"
 #include "tests/data/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 using enum CriticalPathState;
 
@@ -61,4 +61,4 @@ TEST_F(DataTest, CriticalPathsAreReadyTogetherOrNotAtAll) {
   critical_path_start();
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -18,7 +18,7 @@
 #include "runtime/platform/mapped_file.h"
 #include "tests/data/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 const auto kAborts = testing::KilledBySignal(SIGABRT);
@@ -441,4 +441,4 @@ TEST_F(DataTest, ARandomFileHasItsRecordsInTheirPlaces) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -5,7 +5,7 @@
 #include "runtime/texte/syserr.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 const std::string kHead = "BEGINFIL NAME A VERSION 1 PATH 2 LEN 64 ";
 const std::string kFields =
@@ -243,4 +243,4 @@ TEST(DefinitionSetTest, LoadingFillsTheListOrEndsTheProcess) {
   user_interface_start();
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -3,7 +3,7 @@
 
 #include "tests/data/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 TEST_F(DataTest, FieldsStandInTheirPortableForms) {
   DataFile& file = data_file("CUSTOMER");
@@ -55,4 +55,4 @@ TEST_F(DataTest, WrongUseOfAFieldIsRefused) {
   EXPECT_EQ(record, std::string(42, 'r'));
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

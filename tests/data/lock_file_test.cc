@@ -12,7 +12,7 @@
 #include "runtime/platform/process.h"
 #include "tests/data/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 // Returns the holders of class 4: "s" and "x", own locks in capitals.
@@ -144,4 +144,4 @@ TEST_F(DataTest, SharedLocksAreWaitedFor) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

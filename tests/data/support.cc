@@ -12,7 +12,7 @@
 #include "runtime/platform/clock.h"
 #include "runtime/texte/syserr.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 void add_field(FileDefinition& file, const char* name, FieldType type, int size,
@@ -127,4 +127,4 @@ int read(DataFile& file, int number, bool lock, LockWait wait) {
   return data_read(file, 1, lock, wait);
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -12,7 +12,7 @@
 #include "runtime/data/access/field_access.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 // CUSTOMER: keyed by the LONGINT SNR and by the STRING NAME; path class 4, version 3, 42 bytes.
 //   SNR LONGINT at 0, NAME STRING 10 at 4, ZONE INT 3 times at 14 with presets 7, NIL, -1,
@@ -54,4 +54,4 @@ int write(DataFile& file, int number, std::string_view name = "");
 // The result of a keyed read of this number.
 int read(DataFile& file, int number, bool lock = false, LockWait wait = LockWait::kWait);
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

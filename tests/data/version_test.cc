@@ -4,7 +4,7 @@
 #include "runtime/core/settings.h"
 #include "tests/data/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 TEST(VersionTest, NumbersAreWrittenWithoutWhatSaysNothing) {
   const std::pair<double, const char*> rows[] = {{0, "0"},
@@ -86,4 +86,4 @@ TEST_F(DataTest, ADirectoryHasAVersionRecord) {
   EXPECT_EXIT(version_write_path(8, 1), testing::KilledBySignal(SIGABRT), "^error\n        41\n");
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

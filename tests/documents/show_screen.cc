@@ -16,7 +16,7 @@
 #include "runtime/wi/console/console.h"
 #include "tests/support/terminal_session.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 char** command_line = nullptr;
@@ -97,10 +97,10 @@ int run() {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test
 
 int main(int argc, char** argv) {
   if (argc < 2) return 2;
-  marigold::test::command_line = argv + 1;
-  return marigold::test::run();
+  marigold::inner::test::command_line = argv + 1;
+  return marigold::inner::test::run();
 }

@@ -9,7 +9,7 @@
 #include "runtime/isam/file.h"
 #include "tests/isam/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 struct ForkTest : TortureTest {
@@ -100,4 +100,4 @@ TEST_F(ForkTest, AnInheritedDescriptorIsNotOpen) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

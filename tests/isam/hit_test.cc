@@ -18,7 +18,7 @@
 #include "runtime/isam/file.h"
 #include "tests/isam/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 constexpr int kNumbers = 200;
@@ -390,4 +390,4 @@ TEST_F(HitTest, AFullDiskIsAnErrorAndReadingGoesOn) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

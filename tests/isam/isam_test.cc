@@ -23,7 +23,7 @@
 #include "runtime/isam/layout.h"
 #include "tests/isam/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 constexpr KeyDescription kPrimary{0, 1, {{{0, 4, kIsInt4}}}};
@@ -477,4 +477,4 @@ TEST(IsamLockTest, TheRegisterIsNotWaitedForWithoutEnd) {
   isam::register_unlock(file);
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -13,7 +13,7 @@
 
 #include "tests/isam/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 constexpr std::uint64_t kBehindEquals = ~std::uint64_t{0};
@@ -206,4 +206,4 @@ TEST(IsamModelTest, RandomOperationsAgreeWithListsInMemory) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -17,7 +17,7 @@
 #include "runtime/platform/mapped_file.h"
 #include "tests/isam/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 struct PairingTest : TortureTest {
@@ -355,4 +355,4 @@ TEST_F(PairingTest, AReaderWhoIsAloneIsAlone) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -14,7 +14,7 @@
 #include "runtime/platform/stop_signals.h"
 #include "tests/isam/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 constexpr std::size_t kWideSlot = kWideRecord + sizeof(isam::SlotHeader);
@@ -433,4 +433,4 @@ TEST_F(TortureTest, RecoveringSurvivesDeathAtEveryStep) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

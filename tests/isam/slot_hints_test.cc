@@ -9,7 +9,7 @@
 
 #include "runtime/isam/checksum.h"
 
-namespace marigold::isam {
+namespace marigold::inner::isam {
 namespace {
 
 std::uint64_t hash_of(std::uint64_t key) {
@@ -60,4 +60,4 @@ TEST(SlotHintsTest, ATableThatMayNotGrowForgets) {
 }
 
 }  // namespace
-}  // namespace marigold::isam
+}  // namespace marigold::inner::isam

@@ -11,7 +11,7 @@
 #include "runtime/isam/layout.h"
 #include "tests/isam/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 struct SnapshotTest : TortureTest {
@@ -151,4 +151,4 @@ TEST_F(SnapshotTest, ADamagedRecordIsNoCopy) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -13,7 +13,7 @@
 #include "runtime/isam/layout.h"
 #include "runtime/platform/mapped_file.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 std::string wide_record(std::int32_t number, std::uint32_t version) {
   std::mt19937 random(static_cast<unsigned>(number) * 7919U + version);
@@ -153,4 +153,4 @@ int wait_for(int process) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

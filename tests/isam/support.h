@@ -16,7 +16,7 @@
 #include "runtime/isam/isam.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 inline constexpr int kExclusiveMode = kIsInputOutput | kIsExclusive;
 inline constexpr int kSharedMode = kIsInputOutput | kIsManualLock;
@@ -103,4 +103,4 @@ inline int run_process(const std::function<void()>& body) {
   return wait_for(start_process(body));
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -15,7 +15,7 @@
 #include "runtime/isam/file.h"
 #include "tests/isam/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 long steps_left = 0;  // of a child; the parent never reaches the last one
@@ -406,4 +406,4 @@ TEST_F(TortureTest, TheOthersGoOnWhenOneIsKilled) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -24,7 +24,7 @@
 #include "runtime/platform/system_error.h"
 #include "tests/isam/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 struct Fault {
@@ -492,10 +492,10 @@ static bool memory_fails() {
   return is_due(std::nullopt);
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test
 
 void* operator new(std::size_t size) {
-  void* memory = marigold::test::memory_fails() ? nullptr : std::malloc(size);
+  void* memory = marigold::inner::test::memory_fails() ? nullptr : std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }

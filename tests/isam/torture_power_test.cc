@@ -13,7 +13,7 @@
 #include "runtime/platform/mapped_file.h"
 #include "tests/isam/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 constexpr std::size_t kSector = 512;
@@ -425,4 +425,4 @@ TEST_F(TortureTest, FlushedRecordsSurviveAPowerLoss) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

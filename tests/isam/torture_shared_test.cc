@@ -11,7 +11,7 @@
 
 #include "tests/isam/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 constexpr int kProcesses = 8;
@@ -129,4 +129,4 @@ TEST_F(TortureTest, OneOfSeveralProcessesBuildsAFile) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -5,7 +5,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 TEST(FileTest, OnlyRegularFilesAreReadable) {
   const WorkDirectory directory;
@@ -22,4 +22,4 @@ TEST(FileTest, FailuresAreErrorNumbers) {
   EXPECT_NE(file_remove("/dev"), 0);
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -13,7 +13,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 constexpr const char* kInTheWay[] = {"link", "dangling", "pipe", "taken", "twin"};
@@ -147,4 +147,4 @@ TEST(NewFileTest, AbandonedFilesAreThoseThatNobodyUses) {
             (std::vector<std::string>{name + ".dat", name + ".idx"}));
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

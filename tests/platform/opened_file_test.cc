@@ -16,7 +16,7 @@
 #include "runtime/platform/record_file.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 // Runs the body in a process of its own, which must end with 0.
@@ -117,4 +117,4 @@ TEST(OpenedFileTest, AMissingPageIsFilledInOrLeft) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

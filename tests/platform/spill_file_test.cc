@@ -15,7 +15,7 @@
 #include "runtime/platform/worker.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 TEST(SpillFileTest, ItHasNoNameAndItsLimitIsAnError) {
@@ -62,4 +62,4 @@ TEST(WorkerTest, TasksAreDoneInOrderAndSignalsStayWithTheOwner) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -5,7 +5,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 using Code = BlockCode;
 using Kind = BlockValue::Kind;
@@ -156,4 +156,4 @@ TEST(BlockCodeTest, DamagedBlocksAreRefused) {
   EXPECT_TRUE(decode_block(jump_to + "\x0D\x00\x00\x00\x15"s, 0, block, reason)) << "to the end";
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -3,7 +3,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 TEST(BlockStoreTest, HasAHeaderWithItsChecksum) {
   // 0xCBF43926 is the published check value of this CRC-32 for these nine digits.
@@ -37,4 +37,4 @@ TEST(BlockStoreTest, ReadsWhatIsWholeAndRefusesTheRest) {
   }
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -14,7 +14,7 @@
 #include "runtime/print/files/block_store.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 int countdown = 0;
 
@@ -196,4 +196,4 @@ TEST_F(ListInstallTest, DamageIsToldAndOneBadBlockSpoilsNoOther) {
   }
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

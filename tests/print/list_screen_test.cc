@@ -9,7 +9,7 @@
 #include "tests/print/list_support.h"
 #include "tests/support/recording_console.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 struct ListScreenTest : PrintTest {
@@ -168,4 +168,4 @@ TEST_F(ListScreenTest, TheEndOfTheProgramEndsItsListAndShowsNone) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

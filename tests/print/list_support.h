@@ -18,7 +18,7 @@
 #include "runtime/print/output/print_defaults.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 // ---- Instructions
 
@@ -141,4 +141,4 @@ struct PrintTest : testing::Test {
   static inline std::string told;  // one-line messages and their help keys
 };
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -10,7 +10,7 @@
 #include "runtime/print/engine/variables.h"
 #include "tests/print/list_support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 using enum BlockCode;
@@ -592,4 +592,4 @@ TEST_F(ListTest, OwnFilesComeFirstAndOptionsGoBeforeRecords) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

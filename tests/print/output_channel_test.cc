@@ -3,7 +3,7 @@
 
 #include "tests/print/list_support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 using OutputChannelTest = PrintTest;
@@ -50,4 +50,4 @@ TEST_F(OutputChannelTest, UnknownMarkersAndLongHeadersEndTheProgram) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -9,7 +9,7 @@
 #include "runtime/core/user_interface.h"
 #include "tests/print/list_support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 std::string repeated(const std::string& text, int times) {
@@ -226,4 +226,4 @@ TEST_F(ListOutputTest, TheFirstListReadsTheDefaults) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

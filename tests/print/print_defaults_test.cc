@@ -3,7 +3,7 @@
 
 #include "tests/print/list_support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 using PrintDefaultsTest = PrintTest;
@@ -60,4 +60,4 @@ TEST_F(PrintDefaultsTest, TheFileIsReadOrThatIsTheEnd) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

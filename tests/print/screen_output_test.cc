@@ -17,7 +17,7 @@
 #include "runtime/core/user_interface.h"
 #include "tests/print/size_limit.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 std::string record(const std::string& text, char flag = ' ') {
@@ -285,4 +285,4 @@ TEST_F(ScreenOutputTest, TheEndOfTheProcessTakesTheFilesAlong) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -6,7 +6,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 // While this object lives, files of this process can be no longer than `bytes`.
 struct SizeLimit {
@@ -20,4 +20,4 @@ struct SizeLimit {
   rlimit before{};
 };
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

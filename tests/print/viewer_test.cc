@@ -18,7 +18,7 @@
 #include "tests/support/recording_console.h"
 #include "tests/support/terminal_session.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 // Keys are written as on a plain terminal, "^" for Ctrl-F: "^1" F1, "^4" F4, "^h" "^j" "^k" "^l"
@@ -399,4 +399,4 @@ TEST_F(ViewerTerminalTest, ASignalThatEndsItLeavesNothingBehind) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

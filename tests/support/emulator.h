@@ -12,7 +12,7 @@
 #include "runtime/wi/console/console.h"
 #include "runtime/wi/console/cursor_movement.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 class Emulator {
  public:
@@ -95,4 +95,4 @@ class Emulator {
   bool alternate_screen_ = false;
 };
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -10,7 +10,7 @@
 
 #include "runtime/wi/console/console.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 struct Recording {
   ConsoleBuffer cells{};  // as last written; not touched by a clear
@@ -81,4 +81,4 @@ inline const Console& recording_console() {
   return kConsole;
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

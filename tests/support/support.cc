@@ -9,7 +9,7 @@
 #include <iomanip>
 #include <sstream>
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 namespace {
 
@@ -77,4 +77,4 @@ void expect_runs(const std::string& program, std::initializer_list<Finished> row
   }
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

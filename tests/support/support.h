@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 using std::string_literals::operator""s;
 
@@ -56,4 +56,4 @@ Finished run_shell(const std::string& command_line);
 // Runs the program for each row with the row's words, and expects the row's results.
 void expect_runs(const std::string& program, std::initializer_list<Finished> rows);
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -20,7 +20,7 @@
 
 #include "tests/support/emulator.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 inline void write_all(int descriptor, const void* bytes, std::size_t size) {
   if (write(descriptor, bytes, size) != static_cast<ssize_t>(size)) std::_Exit(3);
@@ -153,4 +153,4 @@ class TerminalSession {
   std::string modes_before_;
 };
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

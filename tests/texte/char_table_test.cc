@@ -5,7 +5,7 @@
 #include "runtime/core/user_interface.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 struct CharTableTest : testing::Test {
   void SetUp() override {
@@ -148,4 +148,4 @@ TEST_F(CharTableTest, TheSampleLanguagesHaveTables) {
   }
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -3,7 +3,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 struct CodeSetTest : testing::Test {
   CodeSet code_set;
@@ -61,4 +61,4 @@ TEST_F(CodeSetTest, TheFirstCharacterThatIsLackingIsFoundAndDescribed) {
   EXPECT_EQ(code_set.to_text("a\x81", converted), 1U);
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -4,7 +4,7 @@
 #include "runtime/core/settings.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 using List = std::vector<std::string>;
 
@@ -83,4 +83,4 @@ TEST(LanguageTest, TheListStopsBelow250Characters) {
   EXPECT_EQ(list(most + "y;z"), hundreds);  // 202 + 47 + 1 would be 250
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -10,7 +10,7 @@
 #include "runtime/texte/sysmsg.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 TEST(SyserrTest, NumbersShareTextsByRange) {
   const std::pair<int, const char*> rows[] = {
@@ -64,4 +64,4 @@ TEST(SyserrTest, FatalWritesTheStatusHandsTheTerminalBackAndAborts) {
   user_interface_start();
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

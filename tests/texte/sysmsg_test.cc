@@ -5,7 +5,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 static std::ptrdiff_t changed_entries() {
   return std::ranges::count_if(sysmsg_entries(), [](const CatalogueEntry& entry) {
@@ -47,4 +47,4 @@ TEST(SysmsgTest, OnlyPrefixedRecordsReplaceEntries) {
   sysmsg_init();  // back to the built-in texts
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

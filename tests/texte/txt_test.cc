@@ -11,7 +11,7 @@
 #include "runtime/core/settings.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 struct TxtTest : testing::Test {
   TxtTest() {
@@ -161,4 +161,4 @@ TEST_F(TxtTest, TextsOfAModuleFallBackToTheirKeys) {
   EXPECT_EQ(textdb_module_text(text, "KEY"), "of none");
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -16,7 +16,7 @@
 #include "tests/tools/data_support.h"
 #include "tools/backup/restore_swap.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 constexpr int kBoxLength = 40;
@@ -493,4 +493,4 @@ TEST_F(DataBackupTest, ADumpOfOneMomentHasEachRecordOnce) {
   EXPECT_EQ(left(), "");
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

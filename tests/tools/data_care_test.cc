@@ -9,7 +9,7 @@
 #include "runtime/isam/isam.h"
 #include "tests/tools/data_support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 using nlohmann::json;
 
@@ -230,4 +230,4 @@ TEST_F(DataCareTest, RecordsAreRecovered) {
            2}});
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

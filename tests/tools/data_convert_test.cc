@@ -7,7 +7,7 @@
 #include "runtime/data/definition/definition_set.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 std::string articles(const std::string& version, const std::string& fields) {
@@ -77,4 +77,4 @@ TEST(DataConvertTest, ShowsThePlanConvertsAndExits) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

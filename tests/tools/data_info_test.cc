@@ -11,7 +11,7 @@
 #include "runtime/platform/process.h"
 #include "tests/tools/data_support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 using DataInfoTest = DataToolTest;
@@ -174,4 +174,4 @@ TEST_F(DataInfoTest, TheSampleIsSoundAndComesOutAsItWentIn) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

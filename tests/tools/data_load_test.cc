@@ -11,7 +11,7 @@
 #include "runtime/isam/isam.h"
 #include "tests/tools/data_support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 using DataLoadTest = DataToolTest;
@@ -422,4 +422,4 @@ TEST_F(DataLoadTest, OthersWhoUseTheFileAreLeftInPeace) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

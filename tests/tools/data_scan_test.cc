@@ -3,7 +3,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 const std::string kFile =
     "VERSION 1 PATH 0 LEN 4 TYPE ISAM BEGINFIELD FIELD F TYPE STRING 2 TIMES ";
@@ -74,4 +74,4 @@ TEST(DataScanTest, FindsReportsAndExits) {
   expect_runs("./marigold data scan", {{"GOOD", "./" + summary}});
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -17,7 +17,7 @@
 #include "runtime/platform/process.h"
 #include "tests/tools/data_support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 // A shell command that runs until the end of the object's life.
 class Background {
@@ -348,4 +348,4 @@ TEST_F(DataSeamsTest, BytesFromFilesDoNothingToATerminal) {
   EXPECT_NE(run_shell("./marigold data dump BOX").out.find('\x1B'), std::string::npos);
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -4,7 +4,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 // A work directory with the tool and a definition set of two files, BOX with keys NUMBER and NAME,
 // SIZE, and SLOTS by number. Data lies in data/1 and data/2.
@@ -38,4 +38,4 @@ struct DataToolTest : testing::Test {
 
 inline const std::string kBoxHeader = "NUMBER,NAME[1],NAME[2],KIND,RATE,DAY,AT,SIZE\n";
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

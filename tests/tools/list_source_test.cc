@@ -3,7 +3,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 // Returns the notes of a source, one a line, with line and column only.
@@ -387,4 +387,4 @@ TEST(ListSourceTest, WhatIsShownIsTheSourceAgain) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -5,7 +5,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 struct ListsPrintTest : testing::Test {
   ListsPrintTest() {
@@ -134,4 +134,4 @@ TEST_F(ListsPrintTest, FaultsAreTold) {
           {"print L -d . --to file none/out", "", "none/out: No such file or directory\n", 2}});
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

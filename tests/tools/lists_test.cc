@@ -7,7 +7,7 @@
 #include "tools/lists/load.h"
 #include "tools/texts/po_file.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 const std::string kHead = "  PL 72 EZ 1 LZ 72 ES 1 CPI 10\n";
 const std::string kOne = "list ONE\n" + kHead + "\nbody B\n|one\n";
@@ -121,4 +121,4 @@ TEST_F(ListsToolTest, FieldsAreComparedWithADefinitionSet) {
   EXPECT_EQ(samples.out.find("warning"), std::string::npos) << samples.out;
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -4,7 +4,7 @@
 
 #include "tests/tools/data_support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 struct Work {
@@ -104,4 +104,4 @@ TEST_F(PlantedNamesTest, LeadNowhereAndNobodyWaits) {
   }
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

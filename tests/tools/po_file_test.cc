@@ -3,7 +3,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 struct PoFileTest : testing::Test {
@@ -123,4 +123,4 @@ TEST_F(PoFileTest, OldMultiByteCharsetsAreRead) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -7,7 +7,7 @@
 #include "tests/support/support.h"
 #include "tools/texts/text_id.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 using Entries = std::vector<PoEntry>;
@@ -168,4 +168,4 @@ TEST(TextRulesTest, TextsOfTheReferenceAreNoTranslations) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -9,7 +9,7 @@
 #include "tests/support/support.h"
 #include "tools/texts/text_database.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 const std::string kBoth = "textdb.dir\ntextdb.pag\n";
@@ -287,4 +287,4 @@ TEST_F(TextsTest, ControlCharactersAreVisibleOnATerminal) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

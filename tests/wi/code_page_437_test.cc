@@ -3,7 +3,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 static std::string shown(const TerminalGlyphs& glyphs, const std::string& bytes) {
   std::string all;
@@ -42,4 +42,4 @@ TEST(CodePage437Test, TheEnvironmentNamesTheCharactersThatATerminalHas) {
   }
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -13,7 +13,7 @@
 #include "tests/support/support.h"
 #include "tests/support/terminal_session.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 // Every glyph in two colours below a first row of text.
@@ -317,4 +317,4 @@ TEST(ConsolePosixTest, WithoutATerminalTheProgramEnds) {
   EXPECT_EQ(gone.outcome(), W_EXITCODE(1, 0));
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

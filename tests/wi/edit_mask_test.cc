@@ -6,7 +6,7 @@
 #include <cmath>
 #include <limits>
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 TEST(EditMaskTest, NumbersAreShownByTheirMask) {
@@ -93,4 +93,4 @@ TEST(EditMaskTest, ShownAndReadAgain) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

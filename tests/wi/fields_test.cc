@@ -17,7 +17,7 @@
 #include "tests/support/recording_console.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 // Keys as the console sends them.
@@ -313,4 +313,4 @@ TEST_F(FieldsTest, NumbersAreEditedByTheirMask) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

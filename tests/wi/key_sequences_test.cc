@@ -5,7 +5,7 @@
 
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 struct Row {
@@ -125,4 +125,4 @@ TEST(KeySequencesTest, TimeTellsAnEscapeFromASequence) {
   EXPECT_EQ(slow.take(), 0xC4);
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

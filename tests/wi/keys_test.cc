@@ -5,7 +5,7 @@
 #include "tests/support/recording_console.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 struct KeysTest : testing::Test {
   void SetUp() override {
@@ -119,4 +119,4 @@ TEST_F(KeysTest, PollingNeverWaitsAndALostKeyboardEndsWhoKeepsAskingForKeys) {
   EXPECT_EQ(key_read(character), kKeyEscape);
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -14,7 +14,7 @@
 #include "tests/support/recording_console.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 // Runs the sample program on a terminal of its own and types keys.
@@ -92,4 +92,4 @@ TEST(RuntimeTest, KeyStatisticsCountOverTheKeyDatabase) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

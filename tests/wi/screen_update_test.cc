@@ -7,7 +7,7 @@
 #include "tests/support/emulator.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 ConsoleCell& at(ConsoleBuffer& cells, int row, int column) {
@@ -128,4 +128,4 @@ TEST(ScreenUpdateTest, NeighbouringChangesAreJoined) {
   }
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -9,7 +9,7 @@
 #include "tests/support/recording_console.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 struct TerminalTest : testing::Test {
   TerminalTest() {
@@ -221,4 +221,4 @@ TEST(ConsoleSizeTest, ShrinkingBeginsWithTheWindow) {
   }
 }
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -10,7 +10,7 @@
 
 #include "tests/wi/window_support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 using Cells = std::vector<ConsoleCell>;
@@ -216,4 +216,4 @@ TEST_F(WindowModelTest, TheTerminalShowsWhatThePainterPaints) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

@@ -13,7 +13,7 @@
 #include "tests/support/recording_console.h"
 #include "tests/support/support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 
 class WindowTest : public testing::Test {
  protected:
@@ -53,4 +53,4 @@ class WindowTest : public testing::Test {
   static inline std::string said;  // messages, one a line
 };
 
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

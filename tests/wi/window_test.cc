@@ -8,7 +8,7 @@
 #include "runtime/wi/window/window_range.h"
 #include "tests/wi/window_support.h"
 
-namespace marigold::test {
+namespace marigold::inner::test {
 namespace {
 
 const std::string kRow = "row value to high! (Reduced to 1)\n";
@@ -197,4 +197,4 @@ TEST_F(WindowTest, HeadersComeBelowTheTopWindow) {
 }
 
 }  // namespace
-}  // namespace marigold::test
+}  // namespace marigold::inner::test

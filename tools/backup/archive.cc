@@ -11,7 +11,7 @@
 #include "tools/common/checksum.h"
 #include "tools/common/progress.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 struct Free {
@@ -117,4 +117,4 @@ bool write_archive(const BackupTree& tree, const BackupManifest& manifest, const
   return failed == 0 && fresh.put_in_place(reason);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -7,11 +7,11 @@
 
 #include "tools/backup/tree.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Writes the finished tree under a temporary name and installs the archive when it is whole.
 // Returns false and the reason on a failure.
 bool write_archive(const BackupTree& tree, const BackupManifest& manifest, const std::string& path,
                    std::string& reason);
 
-}  // namespace marigold
+}  // namespace marigold::inner

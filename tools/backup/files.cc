@@ -9,7 +9,7 @@
 #include "runtime/platform/named_file.h"
 #include "tools/backup/manifest.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // Gives the names of all files of a set, or of one class, that can have data.
@@ -82,4 +82,4 @@ bool find_backup_groups(const BackupSelection& selection, std::vector<BackupGrou
   return false;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -7,7 +7,7 @@
 
 #include "tools/records/data_target.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Options of the command line: without names and without a class, all files.
 struct BackupSelection {
@@ -28,4 +28,4 @@ struct BackupGroup {
 bool find_backup_groups(const BackupSelection& selection, std::vector<BackupGroup>& groups,
                         std::vector<std::string>& absent, Problems& problems);
 
-}  // namespace marigold
+}  // namespace marigold::inner

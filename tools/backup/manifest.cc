@@ -10,7 +10,7 @@
 #include "runtime/data/access/isam_access.h"
 #include "tools/common/checksum.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::string_view kFirstLine = "marigold-backup 1";
@@ -191,4 +191,4 @@ bool parse_manifest(const std::string& text, BackupManifest& manifest, std::stri
   return false;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

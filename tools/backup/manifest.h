@@ -9,7 +9,7 @@
 
 #include "runtime/data/definition/definition.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 inline constexpr const char* kManifestName = "MANIFEST";
 // More than any number of files needs.
@@ -58,4 +58,4 @@ std::string manifest_text(const BackupManifest& manifest);
 // class determines.
 bool parse_manifest(const std::string& text, BackupManifest& manifest, std::string& reason);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -11,7 +11,7 @@
 #include "runtime/platform/process.h"
 #include "runtime/platform/record_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 int (*restore_step_hook)(const char* step) = nullptr;
 
@@ -287,4 +287,4 @@ bool recover_restore(const std::string& directory, Problems& problems) {
   return failed == 0 || fail(problems, file_error(found, failed));
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -15,7 +15,7 @@
 #include "runtime/platform/new_file.h"
 #include "tools/common/report.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Called with a step's name before each step; null except in tests that make a step fail.
 extern int (*restore_step_hook)(const char* step);
@@ -63,4 +63,4 @@ class RestoreSwap {
 // working, or files that would be put back are in use.
 bool recover_restore(const std::string& directory, Problems& problems);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -14,7 +14,7 @@
 #include "runtime/platform/named_file.h"
 #include "tools/common/checksum.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 namespace fs = std::filesystem;
@@ -270,4 +270,4 @@ std::unique_ptr<BackupSource> open_backup(const std::string& path, std::string& 
   return nullptr;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -10,7 +10,7 @@
 #include "tools/backup/manifest.h"
 #include "tools/common/report.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Takes the bytes of a backup's files. A function that returns false gives the reason and ends the
 // reading.
@@ -39,4 +39,4 @@ class BackupSource {
 // Returns null and the problem if there is no backup or its manifest is damaged.
 std::unique_ptr<BackupSource> open_backup(const std::string& path, std::string& problem);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -10,7 +10,7 @@
 #include "runtime/platform/new_file.h"
 #include "tools/common/checksum.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 bool fail(const std::string& path, int error, std::string& reason) {
@@ -135,4 +135,4 @@ void BackupTree::end_if_stopped() {
   stop_signals_hold();
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -9,7 +9,7 @@
 #include "runtime/platform/stop_signals.h"
 #include "tools/backup/manifest.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // During its life, signals that ask the process to end wait. The destructor removes the directory
 // unless it was installed.
@@ -52,4 +52,4 @@ class BackupTree {
   bool made_ = false;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

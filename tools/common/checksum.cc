@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace marigold {
+namespace marigold::inner {
 
 void Checksum::add(std::string_view bytes) {
   sha256_update(&state_, bytes.size(), reinterpret_cast<const std::uint8_t*>(bytes.data()));
@@ -33,4 +33,4 @@ int read_in_pieces(const RecordFile& file, const std::function<bool(std::string_
   return 0;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -10,7 +10,7 @@
 
 #include "runtime/platform/record_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 class Checksum {
  public:
@@ -27,4 +27,4 @@ class Checksum {
 // (ECANCELED). Returns 0, or the system's error number.
 int read_in_pieces(const RecordFile& file, const std::function<bool(std::string_view)>& take);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -12,7 +12,7 @@
 #include "tools/common/nearest_name.h"
 #include "tools/common/report.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 using Names = std::vector<std::string>;
@@ -214,4 +214,4 @@ int Tool::run(int argc, char** argv) {
   return state_->status;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

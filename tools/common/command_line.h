@@ -18,7 +18,7 @@ class App;
 class Option;
 }  // namespace CLI
 
-namespace marigold {
+namespace marigold::inner {
 
 // A word or an option of a command. A copy refers to the same one; valid as long as the tool.
 class CommandOption {
@@ -102,4 +102,4 @@ class Tool : public Command {
   std::unique_ptr<State> state_;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

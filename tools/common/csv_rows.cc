@@ -4,7 +4,7 @@
 #include "tools/common/input_file.h"
 #include "tools/common/report.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::size_t kCellGrowth = 4096;
@@ -95,4 +95,4 @@ CsvRows::Outcome CsvRows::next(std::string& reason) {
   return Outcome::kFault;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

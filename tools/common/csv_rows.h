@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace marigold {
+namespace marigold::inner {
 
 // Commas separate cells. A cell may be in double quotes, with inner quotes doubled. Blanks count.
 // Line ends are LF or CR LF; empty lines are skipped.
@@ -63,4 +63,4 @@ class CsvRows {
   int first_line_ = 0;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

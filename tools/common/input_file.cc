@@ -8,7 +8,7 @@
 
 #include "runtime/core/new_files.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 bool open_input(const std::string& path, std::ifstream& file, std::string& problem) {
   std::error_code unknown;
@@ -44,4 +44,4 @@ std::string too_long(std::size_t longest) {
   return "the line is longer than " + std::to_string(longest) + " bytes";
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -7,7 +7,7 @@
 #include <istream>
 #include <string>
 
-namespace marigold {
+namespace marigold::inner {
 
 // Opens a file. Returns false and the problem, also for a directory.
 bool open_input(const std::string& path, std::ifstream& file, std::string& problem);
@@ -32,4 +32,4 @@ LineRead read_line(std::istream& input, std::size_t longest, std::string& line);
 // Returns "the line is longer than 16777216 bytes".
 std::string too_long(std::size_t longest);
 
-}  // namespace marigold
+}  // namespace marigold::inner

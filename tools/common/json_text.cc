@@ -3,7 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 using Value = nlohmann::ordered_json;
@@ -63,4 +63,4 @@ std::string as_json_string(std::string_view text) {
   return written(Value(text));
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

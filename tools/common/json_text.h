@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-namespace marigold {
+namespace marigold::inner {
 
 class Json {
  public:
@@ -61,4 +61,4 @@ class Json {
 // Returns the text as a string of JSON, with its quotes.
 std::string as_json_string(std::string_view text);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <vector>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // Returns the least number of slips that turn one word into the other.
@@ -44,4 +44,4 @@ std::string nearest_name(std::string_view word, std::span<const std::string> nam
   return nearest;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

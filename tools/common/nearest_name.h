@@ -6,10 +6,10 @@
 #include <string>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 // Returns the name nearest to a word, by the number of slips (a letter too many, missing or wrong,
 // or two exchanged); empty if that number exceeds three, or a third of the word's letters.
 std::string nearest_name(std::string_view word, std::span<const std::string> names);
 
-}  // namespace marigold
+}  // namespace marigold::inner

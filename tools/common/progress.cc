@@ -7,7 +7,7 @@
 #include "runtime/isam/isam.h"
 #include "runtime/platform/stream.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::chrono::seconds kPatience{1};
@@ -49,4 +49,4 @@ void progress_of_rebuilds() {
   is_watch_rebuilds(show_rebuild);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-namespace marigold {
+namespace marigold::inner {
 
 // A line with a growing count on standard error, if that is a terminal and the work takes longer
 // than a second. The destructor removes the line.
@@ -48,4 +48,4 @@ class Progress {
 // a power failure.
 void progress_of_rebuilds();
 
-}  // namespace marigold
+}  // namespace marigold::inner

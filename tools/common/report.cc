@@ -8,7 +8,7 @@
 #include "runtime/platform/stream.h"
 #include "runtime/platform/system_error.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 struct State {
@@ -55,4 +55,4 @@ int write_output(std::string_view bytes, int status) {
   return kExitUnusable;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

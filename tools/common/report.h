@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-namespace marigold {
+namespace marigold::inner {
 
 enum ExitStatus {
   kExitClean = 0,
@@ -41,4 +41,4 @@ std::string counted(std::size_t number, std::string_view noun);
 // fails, reports it and returns kExitUnusable.
 int write_output(std::string_view bytes, int status);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -13,7 +13,7 @@
 #include "tools/data/commands.h"
 #include "tools/records/snapshot_copy.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::size_t kLongestRecord = 4096;  // of a version
@@ -195,4 +195,4 @@ int data_backup(const DataBackup& options) {
   return status;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -17,7 +17,7 @@
 #include "tools/data/commands.h"
 #include "tools/records/record_walk.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 struct Checked {
@@ -220,4 +220,4 @@ int data_check(const DataCheck& options) {
   return outcome.problems.empty() ? written : report_unusable(outcome.problems);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -10,7 +10,7 @@
 #include "tools/backup/files.h"
 #include "tools/records/data_target.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 struct DataScan {
   std::vector<std::string> sets;  // names, or paths of definition sets
@@ -102,4 +102,4 @@ struct DataRestore {
 };
 int data_restore(const DataRestore& options);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -5,7 +5,7 @@
 #include "tools/data/commands.h"
 #include "tools/records/record_walk.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 std::string reason_for(const DataTarget& target, int failed) {
@@ -47,4 +47,4 @@ int data_compact(const DataCompact& options) {
                       misfit.empty() ? kExitClean : kExitFindings);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

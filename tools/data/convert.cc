@@ -18,7 +18,7 @@
 #include "tools/data/commands.h"
 #include "tools/records/data_target.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -226,4 +226,4 @@ int data_convert(const DataConvert& options) {
   return options.dry_run ? show_plan(files) : convert(files, others, options.keep_backup);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -5,7 +5,7 @@
 #include "tools/records/record_walk.h"
 #include "tools/records/snapshot_walk.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::size_t kPieceOfOutput = std::size_t{1} << 16;
@@ -105,4 +105,4 @@ int data_dump(const DataDump& options) {
   return Dump(options, target, text).run(*walk);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -16,7 +16,7 @@
 #include "tools/records/lock_holders.h"
 #include "tools/records/record_walk.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // Facts about the file of a definition.
@@ -279,4 +279,4 @@ int data_info(const DataInfo& options) {
   return write_output(options.json ? as_json(target, found) : as_text(target, found), status);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -13,7 +13,7 @@
 #include "tools/data/load_sink.h"
 #include "tools/records/record_lines.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // The lines of a file, or of standard input.
@@ -186,4 +186,4 @@ int data_load(const DataLoad& options) {
   return Load(options, target, text, input).run();
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -18,7 +18,7 @@
 #include "runtime/platform/stop_signals.h"
 #include "tools/records/record_walk.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // Greatest gap of numbers that a load may leave after the end of a random file.
@@ -439,4 +439,4 @@ std::unique_ptr<LoadSink> open_load_sink(DataTarget& target, const LoadRules& ru
   return open_numbered(target, rules, problem);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

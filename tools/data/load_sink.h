@@ -8,7 +8,7 @@
 #include "tools/records/data_target.h"
 #include "tools/records/record_text.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // From its opening to its destructor the sink holds the file for this process alone, and signals
 // that ask the process to end wait. Without a successful commit the file is unchanged.
@@ -50,4 +50,4 @@ struct LoadRules {
 std::unique_ptr<LoadSink> open_load_sink(DataTarget& target, const LoadRules& rules,
                                          std::string& problem);
 
-}  // namespace marigold
+}  // namespace marigold::inner

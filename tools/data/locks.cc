@@ -8,7 +8,7 @@
 #include "tools/data/commands.h"
 #include "tools/records/lock_holders.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 int data_locks(const DataLocks& options) {
   settings_read();
@@ -22,4 +22,4 @@ int data_locks(const DataLocks& options) {
   return write_output(output, kExitClean);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -6,7 +6,7 @@
 #include "tools/common/report.h"
 #include "tools/data/commands.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr int kLastClass = 30;  // of the path classes
@@ -270,4 +270,4 @@ void data_register(Command tool) {
   register_restore(data);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

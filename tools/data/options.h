@@ -4,9 +4,9 @@
 
 #include "tools/common/command_line.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Adds the group of commands to the tool.
 void data_register(Command tool);
 
-}  // namespace marigold
+}  // namespace marigold::inner

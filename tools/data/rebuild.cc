@@ -4,7 +4,7 @@
 #include "tools/data/commands.h"
 #include "tools/records/record_walk.h"
 
-namespace marigold {
+namespace marigold::inner {
 int data_rebuild(const DataRebuild& options) {
   DataTarget target;
   Problems problems;
@@ -37,4 +37,4 @@ int data_rebuild(const DataRebuild& options) {
   return write_output(summary + "\n", clean ? kExitClean : kExitFindings);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

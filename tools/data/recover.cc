@@ -9,7 +9,7 @@
 #include "tools/data/commands.h"
 #include "tools/records/record_walk.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 std::string reason_for(const DataTarget& target, int failed) {
@@ -75,4 +75,4 @@ int data_recover(const DataRecover& options) {
                       certain && misfit.empty() ? kExitClean : kExitFindings);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -21,7 +21,7 @@
 #include "tools/records/lock_holders.h"
 #include "tools/records/record_walk.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 bool fail(Problems& problems, const std::string& problem) {
@@ -321,4 +321,4 @@ int data_restore(const DataRestore& options) {
   return Restore(options, *source).run();
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

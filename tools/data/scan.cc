@@ -11,7 +11,7 @@
 #include "tools/common/report.h"
 #include "tools/data/commands.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // Greatest length of a token in a message; longer tokens have unbalanced quotes.
@@ -139,4 +139,4 @@ int data_scan(const DataScan& options) {
   return result.unreadable.empty() ? status : report_unusable(result.unreadable);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

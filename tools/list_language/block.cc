@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr int kUsualPitch = 10;
@@ -253,4 +253,4 @@ std::string BlockCompiler::finish(SourceLine& line) {
   return bytes;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -12,7 +12,7 @@
 #include "runtime/print/files/block_code.h"
 #include "tools/list_language/line.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Numbers of elements of the fields of a definition set, by field name.
 using KnownFields = std::map<std::string, int, std::less<>>;
@@ -146,4 +146,4 @@ class BlockCompiler {
   std::optional<std::size_t> beyond_;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

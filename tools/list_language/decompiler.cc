@@ -11,7 +11,7 @@
 #include "tools/list_language/source.h"
 #include "tools/list_language/writer.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 bool is_place(const Instruction& instruction, PlaceMode mode, std::int32_t line) {
@@ -366,4 +366,4 @@ std::string show_list(const StoredList& list) {
   return text;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -10,7 +10,7 @@
 #include "runtime/print/output/meta_marker.h"
 #include "tools/list_language/block.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr int kShortDateWidth = 8;
@@ -468,4 +468,4 @@ bool BlockCompiler::code_item(SourceLine& line) {
   return true;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -6,7 +6,7 @@
 
 #include "runtime/texte/code_set.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::string_view kHexDigits = "0123456789ABCDEF";
@@ -192,4 +192,4 @@ std::string written_name(std::string_view name, NameKind kind) {
   return plain ? std::string(name) : written_quoted(name, '\'');
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

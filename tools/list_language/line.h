@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace marigold {
+namespace marigold::inner {
 
 struct SourceNote {
   int line = 0;    // both from 1
@@ -83,4 +83,4 @@ enum class NameKind { kList, kVariable };
 std::string written_name(std::string_view name, NameKind kind);
 std::string written_quoted(std::string_view text, char quote);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -10,7 +10,7 @@
 
 #include "runtime/texte/code_set.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::string_view kEngineEject = "<<NP>>";  // reserved name: it ejects the page
@@ -360,4 +360,4 @@ CompiledSource compile_lists(std::string_view text, const KnownFields* fields) {
   return result;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -11,7 +11,7 @@
 #include "tools/list_language/block.h"
 #include "tools/list_language/line.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 struct SourceList {
   StoredList list = {};
@@ -35,4 +35,4 @@ std::string show_list(const StoredList& list);
 // Returns the lines of a block in that source, with the line that names it.
 std::string show_block(const StoredBlock& block, const StoredList& list);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -11,7 +11,7 @@
 #include "runtime/print/output/meta_marker.h"
 #include "tools/list_language/line.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::string_view kHexDigits = "0123456789ABCDEF";
@@ -185,4 +185,4 @@ std::string written_item(const Instruction& instruction) {
   }
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -8,7 +8,7 @@
 
 #include "runtime/print/files/block_code.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Returns a text in the form of a line, with markers and invisible characters in braces.
 std::string written_text(std::string_view text);
@@ -19,4 +19,4 @@ std::string written_variable(std::string_view name, std::int32_t generation);
 // Returns an instruction in braces, with a text in quotes; for any but a jump and the end.
 std::string written_item(const Instruction& instruction);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -2,7 +2,7 @@
 #include "tools/lists/commands.h"
 #include "tools/lists/load.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 int lists_check(const ListsCheck& options) {
   const LoadedSources loaded = load_sources(options.sources);
@@ -15,4 +15,4 @@ int lists_check(const ListsCheck& options) {
   return loaded.unreadable.empty() ? status : report_unusable(loaded.unreadable);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

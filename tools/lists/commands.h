@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace marigold {
+namespace marigold::inner {
 
 struct ListsSources {
   std::vector<std::string> paths;
@@ -59,4 +59,4 @@ struct ListsPrint {
 };
 int lists_print(const ListsPrint& options);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -8,7 +8,7 @@
 #include "tools/lists/commands.h"
 #include "tools/lists/load.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // A kept list cannot have a block without code.
@@ -64,4 +64,4 @@ int lists_compile(const ListsCompile& options) {
   return loaded.errors ? kExitFindings : install(options, loaded.lists);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -6,7 +6,7 @@
 #include <charconv>
 #include <cmath>
 
-namespace marigold {
+namespace marigold::inner {
 
 namespace {
 
@@ -110,4 +110,4 @@ void CsvRecord::set_variables() const {
   }
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -12,7 +12,7 @@
 #include "tools/common/csv_rows.h"
 #include "tools/common/input_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // The first row names the fields, a field with several elements as "PHONE[1]" and so on. Cells are
 // UTF-8; lists print ISO 8859-1.
@@ -57,4 +57,4 @@ class CsvRecord : public ListRecord {
 // number can hold: masks would show others.
 bool decimal_number(std::string_view text, double& number);
 
-}  // namespace marigold
+}  // namespace marigold::inner

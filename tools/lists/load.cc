@@ -10,7 +10,7 @@
 #include "runtime/platform/named_file.h"
 #include "tools/records/data_target.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 bool load_fields(const std::string& set, KnownFields& fields, Problems& problems) {
@@ -89,4 +89,4 @@ LoadedSources load_sources(const ListsSources& sources) {
   return loaded;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -9,7 +9,7 @@
 #include "tools/list_language/source.h"
 #include "tools/lists/commands.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 struct LoadedSources {
   std::vector<StoredList> lists;
@@ -22,4 +22,4 @@ struct LoadedSources {
 // Loads the sources. Only one of the files may have a list of a given name.
 LoadedSources load_sources(const ListsSources& sources);
 
-}  // namespace marigold
+}  // namespace marigold::inner

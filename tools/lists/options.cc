@@ -5,7 +5,7 @@
 
 #include "tools/lists/commands.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 void add_sources(Command command, ListsSources& sources) {
@@ -136,4 +136,4 @@ void lists_register(Command tool) {
   register_print(lists);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -21,7 +21,7 @@
 #include "tools/lists/commands.h"
 #include "tools/lists/csv_record.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // Column of the records that names the block for a record.
@@ -339,4 +339,4 @@ int lists_print(const ListsPrint& options) {
   return std::max(status, closed);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

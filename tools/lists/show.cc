@@ -11,7 +11,7 @@
 #include "tools/list_language/source.h"
 #include "tools/lists/commands.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 std::string utf8(const CodeSet& code_set, const std::string& bytes) {
@@ -109,4 +109,4 @@ int lists_show(const ListsShow& options) {
   return write_output(output, damaged.empty() ? kExitClean : kExitFindings);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

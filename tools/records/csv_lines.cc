@@ -7,7 +7,7 @@
 #include "tools/common/input_file.h"
 #include "tools/records/record_lines.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 class CsvLines : public RecordLines {
@@ -118,4 +118,4 @@ std::unique_ptr<RecordLines> csv_lines(RecordText& text, std::istream& input) {
   return std::make_unique<CsvLines>(text, input);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

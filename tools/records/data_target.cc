@@ -20,7 +20,7 @@
 #include "runtime/platform/system_error.h"
 #include "tools/records/lock_holders.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 namespace fs = std::filesystem;
@@ -258,4 +258,4 @@ std::string data_error(const std::string& path, int number) {
   return text;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

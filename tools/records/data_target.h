@@ -11,7 +11,7 @@
 #include "runtime/data/definition/definition_set.h"
 #include "tools/common/report.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Options of the command line.
 struct DataFileOptions {
@@ -64,4 +64,4 @@ bool check_version(const DataTarget& target, std::string& reason);
 // Returns "PATH: " and the text of data_error(number).
 std::string data_error(const std::string& path, int number);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -6,7 +6,7 @@
 #include "tools/common/report.h"
 #include "tools/records/record_lines.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 using Json = nlohmann::json;
@@ -190,4 +190,4 @@ std::unique_ptr<RecordLines> json_lines(RecordText& text, std::istream& input) {
   return std::make_unique<JsonLines>(text, input);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

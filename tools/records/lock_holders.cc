@@ -5,7 +5,7 @@
 
 #include "runtime/data/access/data_path.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 std::string describe_holder(const LockHolder& holder) {
   std::string text =
@@ -32,4 +32,4 @@ std::string locked_class_text(int path_class) {
   return text;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

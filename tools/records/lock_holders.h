@@ -7,7 +7,7 @@
 #include "runtime/data/access/lock_file.h"
 #include "tools/common/json_text.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Returns "process 4711 on pult3, shared".
 std::string describe_holder(const LockHolder& holder);
@@ -16,4 +16,4 @@ Json holder_as_json(const LockHolder& holder);
 // Returns the reason why the class could not be taken: its directory and its known holders.
 std::string locked_class_text(int path_class);
 
-}  // namespace marigold
+}  // namespace marigold::inner

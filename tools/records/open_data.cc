@@ -6,7 +6,7 @@
 #include "runtime/data/access/random_file.h"
 #include "tools/records/record_walk.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 int OpenKeyedFile::open(const std::string& base, int mode) {
   number_ = ISOPEN(base.c_str(), mode);
@@ -80,4 +80,4 @@ RecordFile& OpenNumberedFile::bytes() const {
   return *random_bytes(*file_);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

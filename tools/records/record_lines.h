@@ -9,7 +9,7 @@
 
 #include "tools/records/record_text.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 class RecordLines {
  public:
@@ -47,4 +47,4 @@ std::vector<const FieldDefinition*> required_fields(const FileDefinition& file);
 // Returns a live record with presets in all fields.
 std::string preset_record(const FileDefinition& file);
 
-}  // namespace marigold
+}  // namespace marigold::inner

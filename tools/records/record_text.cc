@@ -13,7 +13,7 @@
 #include "runtime/isam/isam.h"
 #include "tools/common/json_text.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::size_t kLongestNumber = 32;
@@ -347,4 +347,4 @@ bool RecordText::put(const Column& column, double number, char* record, std::str
   return fail(reason, column, shown_number + " is no whole number in range");
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

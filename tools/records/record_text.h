@@ -18,7 +18,7 @@
 #include "runtime/data/definition/definition.h"
 #include "runtime/texte/code_set.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // An element of a field: NAME, or NAME[1], NAME[2] of a field with several.
 struct Column {
@@ -81,4 +81,4 @@ class RecordText {
 
 bool is_text(const FieldDefinition& field);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -12,7 +12,7 @@
 #include "tools/common/input_file.h"
 #include "tools/common/report.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // Puts the values of an option into a record; `count` is their number.
@@ -231,4 +231,4 @@ std::unique_ptr<RecordWalk> walk_records(DataTarget& target, RecordText& text,
                                                     : walk_numbered(target, text, range, problem);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

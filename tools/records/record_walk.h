@@ -14,7 +14,7 @@
 #include "tools/records/data_target.h"
 #include "tools/records/record_text.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // A keyed file, which the destructor closes.
 class OpenKeyedFile {
@@ -88,4 +88,4 @@ class RecordWalk {
 std::unique_ptr<RecordWalk> walk_records(DataTarget& target, RecordText& text,
                                          const WalkRange& range, std::string& problem);
 
-}  // namespace marigold
+}  // namespace marigold::inner

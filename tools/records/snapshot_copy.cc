@@ -13,7 +13,7 @@
 #include "runtime/platform/stop_signals.h"
 #include "tools/common/checksum.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr int kAttempts = 5;
@@ -168,4 +168,4 @@ MomentOutcome take_moment(std::vector<std::unique_ptr<SnapshotFile>>& files,
   return outcome;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -12,7 +12,7 @@
 #include "tools/records/data_target.h"
 #include "tools/records/record_walk.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // A data file to copy. A keyed file is copied from a snapshot of the engine. A random file has no
 // snapshot: it is copied before the moment and read again after it. If both readings agree in every
@@ -61,4 +61,4 @@ MomentOutcome take_moment(std::vector<std::unique_ptr<SnapshotFile>>& files,
                           const std::function<std::string(const DataTarget&)>& copy,
                           Progress& progress, std::string& moment, std::string& problem);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -6,7 +6,7 @@
 #include "runtime/platform/stop_signals.h"
 #include "tools/records/snapshot_copy.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 class Scratch {
@@ -72,4 +72,4 @@ std::unique_ptr<RecordWalk> walk_snapshot(DataTarget& target, RecordText& text,
   return walk;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -7,7 +7,7 @@
 
 #include "tools/records/record_walk.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Like walk_records, but from a copy of one moment. The copy lies in a private directory below the
 // one for temporary files; its name is removed when this function returns, its space is freed when
@@ -15,4 +15,4 @@ namespace marigold {
 std::unique_ptr<RecordWalk> walk_snapshot(DataTarget& target, RecordText& text,
                                           const WalkRange& range, std::string& problem);
 
-}  // namespace marigold
+}  // namespace marigold::inner

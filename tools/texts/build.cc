@@ -12,7 +12,7 @@
 #include "tools/texts/text_database.h"
 #include "tools/texts/text_id.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // The records of the new database, and the facts noted while they are collected.
@@ -145,4 +145,4 @@ int texts_build(const TextsBuild& options) {
   return kExitClean;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

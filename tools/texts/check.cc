@@ -8,7 +8,7 @@
 #include "tools/texts/po_file.h"
 #include "tools/texts/rules.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 std::string as_line(const Finding& finding) {
@@ -69,4 +69,4 @@ int texts_check(const TextsCheck& options) {
   return status;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace marigold {
+namespace marigold::inner {
 
 struct TextsBuild {
   std::vector<std::string> inputs;
@@ -43,4 +43,4 @@ struct TextsTemplate {
 };
 int texts_template(const TextsTemplate& options);
 
-}  // namespace marigold
+}  // namespace marigold::inner

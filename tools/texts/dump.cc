@@ -8,7 +8,7 @@
 #include "tools/texts/text_database.h"
 #include "tools/texts/text_id.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // Turns records into entries, and reports each record that PO cannot hold exactly.
@@ -100,4 +100,4 @@ int texts_dump(const TextsDump& options) {
   return write_file(options.output, file, reason) ? status : report_unusable({reason});
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -7,7 +7,7 @@
 #include "tools/common/report.h"
 #include "tools/texts/commands.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 void add_code_set(Command command, std::string& code_set) {
@@ -116,4 +116,4 @@ void texts_register(Command tool) {
   register_template(texts);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

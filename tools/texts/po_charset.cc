@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdio>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr char kFirstPrintable = ' ';
@@ -35,7 +35,7 @@ bool PoCharset::open(const std::string& name) {
   const bool known = name.find('/') == std::string::npos && to_utf8_.open("UTF-8", name) &&
                      from_utf8_.open(name, "UTF-8");
   if (!known) return false;
-  hides_ascii_ = marigold::hides_ascii(name, from_utf8_);
+  hides_ascii_ = marigold::inner::hides_ascii(name, from_utf8_);
   if (hides_ascii_) find_other_ascii();
   return true;
 }
@@ -109,4 +109,4 @@ int po_line_at(std::string_view file, std::size_t position) {
   return 1 + static_cast<int>(std::count(file.begin(), end, '\n'));
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

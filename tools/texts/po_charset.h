@@ -13,7 +13,7 @@
 
 #include "runtime/texte/code_set.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 class PoCharset {
  public:
@@ -53,4 +53,4 @@ std::string po_charset_named(std::string_view file);
 // Returns the number, from 1, of the line in which a position of a file lies.
 int po_line_at(std::string_view file, std::size_t position);
 
-}  // namespace marigold
+}  // namespace marigold::inner

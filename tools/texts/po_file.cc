@@ -18,7 +18,7 @@
 #include "runtime/platform/scratch_file.h"
 #include "tools/texts/po_charset.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // Header of every written file.
@@ -375,7 +375,7 @@ std::string po_template(const std::vector<PoEntry>& entries) {
   return file;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner
 
 #ifdef __SANITIZE_ADDRESS__
 // The library never frees the comments that it returns. The sanitizer finds these functions by name

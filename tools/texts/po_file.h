@@ -9,7 +9,7 @@
 
 #include "tools/common/report.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 struct PoEntry {
   std::string id;
@@ -52,4 +52,4 @@ inline constexpr char kPoSeparator = '\4';
 // Returns a text in quotes, with control characters as escapes; for PO files and for messages.
 std::string po_quote(std::string_view text);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -8,7 +8,7 @@
 #include "runtime/texte/sysmsg.h"
 #include "tools/texts/text_id.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 using EntriesById = std::map<std::string_view, const PoEntry*>;
@@ -355,4 +355,4 @@ void check_translation(const PoFile& reference, const PoFile& file, bool use_fuz
   }
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

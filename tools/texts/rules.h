@@ -9,7 +9,7 @@
 #include "runtime/texte/code_set.h"
 #include "tools/texts/po_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 struct Finding {
   std::string_view rule;  // a word for programs that read findings
@@ -33,4 +33,4 @@ void check_reference(const PoFile& file, bool use_fuzzy, Findings& findings);
 void check_translation(const PoFile& reference, const PoFile& file, bool use_fuzzy,
                        Findings& findings);
 
-}  // namespace marigold
+}  // namespace marigold::inner

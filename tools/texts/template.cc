@@ -8,7 +8,7 @@
 #include "tools/texts/po_file.h"
 #include "tools/texts/text_id.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // Adds every entry of the catalogue that the program's own file lacks.
@@ -36,4 +36,4 @@ int texts_template(const TextsTemplate& options) {
   return write_file(options.output, output, reason) ? kExitClean : report_unusable({reason});
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -14,7 +14,7 @@
 #include "runtime/platform/stop_signals.h"
 #include "tools/common/report.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 struct Closer {
@@ -150,4 +150,4 @@ bool text_database_read(const std::string& path, std::vector<TextRecord>& record
   return false;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

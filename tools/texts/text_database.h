@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace marigold {
+namespace marigold::inner {
 
 // A record with the bytes of the store, zero bytes included.
 struct TextRecord {
@@ -31,4 +31,4 @@ bool text_database_write(const std::string& path, std::span<const TextRecord> re
 bool text_database_read(const std::string& path, std::vector<TextRecord>& records,
                         std::string& reason);
 
-}  // namespace marigold
+}  // namespace marigold::inner

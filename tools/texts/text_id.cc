@@ -7,7 +7,7 @@
 #include "runtime/texte/sysmsg.h"
 #include "tools/common/report.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::size_t kMostDigits = 9;
@@ -51,4 +51,4 @@ bool listed_before(std::string_view id, std::string_view other) {
   return listing_key(id) < listing_key(other);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 inline constexpr std::string_view kSystemPrefix = "SYSDEF.";
 
@@ -32,4 +32,4 @@ std::optional<ChainPlace> chain_place(std::string_view id);
 // system texts in the order of the catalogue.
 bool listed_before(std::string_view id, std::string_view other);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -10,7 +10,7 @@
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::string_view kTimeShape = "dddd-dd-ddTdd:dd:ddZ";
@@ -60,4 +60,4 @@ int backup_record_write(const DataFile& file, const BackupRecord& record) {
   return file_put(backup_record_path(file).c_str(), line + "\n", like.c_str());
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -11,7 +11,7 @@
 
 #include "runtime/data/access/data_handle.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 struct BackupRecord {
   std::string time;   // "2026-11-22T09:12:05Z"
@@ -30,4 +30,4 @@ int backup_record_write(const DataFile& file, const BackupRecord& record);
 // Returns a moment in the form that records use.
 std::string backup_time(std::chrono::sys_seconds moment);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -9,7 +9,7 @@
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/system_error.h"
 
-namespace marigold {
+namespace marigold::inner {
 void data_fatal(const char* name, int error) {
   user_interface().hand_terminal_back();
   const std::string shown =
@@ -18,4 +18,4 @@ void data_fatal(const char* name, int error) {
   raise_fatal(error < kFirstBeyondSystem ? kSystemErrorOffset + error : error);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

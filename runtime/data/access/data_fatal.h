@@ -3,11 +3,11 @@
 // failure.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // Writes "\nstr: %s\n" with the name of the operation or file to standard error and raises the
 // system error: the engine's numbers (from 100) unchanged, the operating system's with 1000 added.
 // An empty name stands for the current operation.
 [[noreturn]] void data_fatal(const char* name, int error);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -18,6 +18,9 @@
 #include "runtime/data/access/version.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 using ByKey = int (*)(DataFile& file, int key);

@@ -4,6 +4,9 @@
 #include <map>
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 struct State {
@@ -23,7 +26,7 @@ DataFile& handle_of(const FileDefinition& definition) {
 
 }  // namespace
 
-DataFile* data_file_find(std::string_view name) {
+DataFile* inner::data_file_find(std::string_view name) {
   const FileDefinition* definition = definition_find(name);
   return definition == nullptr ? nullptr : &handle_of(*definition);
 }
@@ -40,7 +43,7 @@ bool data_is_open(const DataFile& file) {
   return file.open;
 }
 
-std::vector<DataFile*> data_files() {
+std::vector<DataFile*> inner::data_files() {
   std::vector<DataFile*> files;
   if (state.generation != definition_generation()) return files;
   for (const FileDefinition* definition : definitions_by_name()) {

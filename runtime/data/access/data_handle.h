@@ -12,7 +12,7 @@
 #include "marigold/data.h"  // IWYU pragma: export
 #include "runtime/data/definition/definition.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // The open file, for the operations of its kind.
 struct EngineState {
@@ -21,13 +21,17 @@ struct EngineState {
   bool behind_last = false;  // the last read looked for a next record and found none
 };
 
+}  // namespace marigold::inner
+
+namespace marigold {
+
 // The definition outlives the handle.
 struct DataFile {
-  explicit DataFile(const FileDefinition& of) : definition(of), read_only(of.read_only) {}
+  explicit DataFile(const inner::FileDefinition& of) : definition(of), read_only(of.read_only) {}
   DataFile(DataFile&&) = default;
   DataFile(const DataFile&) = delete;
 
-  const FileDefinition& definition;
+  const inner::FileDefinition& definition;
   // The application sets the following two before it opens the file. `read_only` begins as in the
   // definition.
   bool read_only = false;
@@ -37,9 +41,13 @@ struct DataFile {
 
   // The record buffer, record_length bytes; empty while the file is closed.
   std::vector<char> record;
-  EngineState engine;
+  inner::EngineState engine;
   bool open = false;
 };
+
+}  // namespace marigold
+
+namespace marigold::inner {
 
 // Returns the handle of a file name of the list (cut as definition_find cuts it), or null. The
 // handle stays valid until definition_start.
@@ -48,4 +56,4 @@ DataFile* data_file_find(std::string_view name);
 // All handles that have been asked for, in the order of their names.
 std::vector<DataFile*> data_files();
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -6,7 +6,7 @@
 #include "runtime/core/settings.h"
 #include "runtime/platform/new_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 std::string data_directory(int path_class) {
   constexpr std::string_view kClass = "%p";
@@ -36,4 +36,4 @@ int data_make_directory(const DataFile& file) {
   return file.explicit_path.empty() ? data_make_directory(file.definition.path_class) : 0;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -6,7 +6,7 @@
 
 #include "runtime/data/access/data_handle.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Returns the data directory of a path class, without a slash at its end: DATA_DIRECTORY with the
 // class's number for each "%p".
@@ -23,4 +23,4 @@ int data_make_directory(int path_class);
 // because the application is responsible for its directory.
 int data_make_directory(const DataFile& file);
 
-}  // namespace marigold
+}  // namespace marigold::inner

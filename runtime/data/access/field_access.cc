@@ -10,6 +10,9 @@
 #include "runtime/isam/isam.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 // The kinds of values that programs read from fields and put into fields.
@@ -78,26 +81,28 @@ void put_by_name(DataFile& file, std::string_view name, int index, Value value) 
 
 }  // namespace
 
-int field_get(const FieldDefinition& field, int index, const char* record, std::int16_t& value) {
+int inner::field_get(const FieldDefinition& field, int index, const char* record,
+                     std::int16_t& value) {
   const int failed = check(field, index, Kind::kInteger);
   if (failed == kFieldDone) value = isld_int2(record + place(field, index));
   return failed;
 }
 
-int field_get(const FieldDefinition& field, int index, const char* record, std::int32_t& value) {
+int inner::field_get(const FieldDefinition& field, int index, const char* record,
+                     std::int32_t& value) {
   const int failed = check(field, index, Kind::kLong);
   if (failed == kFieldDone) value = isld_int4(record + place(field, index));
   return failed;
 }
 
-int field_get(const FieldDefinition& field, int index, const char* record, double& value) {
+int inner::field_get(const FieldDefinition& field, int index, const char* record, double& value) {
   const int failed = check(field, index, Kind::kDouble);
   if (failed == kFieldDone) value = isld_double(record + place(field, index));
   return failed;
 }
 
-int field_get(const FieldDefinition& field, int index, const char* record,
-              std::string_view& value) {
+int inner::field_get(const FieldDefinition& field, int index, const char* record,
+                     std::string_view& value) {
   if (const int failed = check(field, index, Kind::kText)) return failed;
   const char* text = record + place(field, index);
   const auto size = static_cast<std::size_t>(field.size);
@@ -107,7 +112,8 @@ int field_get(const FieldDefinition& field, int index, const char* record,
   return kFieldDone;
 }
 
-int field_get_number(const FieldDefinition& field, int index, const char* record, double& value) {
+int inner::field_get_number(const FieldDefinition& field, int index, const char* record,
+                            double& value) {
   std::int16_t small = 0;
   std::int32_t large = 0;
   if (kind_of(field.type) == Kind::kDouble) return field_get(field, index, record, value);
@@ -118,25 +124,26 @@ int field_get_number(const FieldDefinition& field, int index, const char* record
   return failed;
 }
 
-int field_put(const FieldDefinition& field, int index, char* record, std::int16_t value) {
+int inner::field_put(const FieldDefinition& field, int index, char* record, std::int16_t value) {
   const int failed = check(field, index, Kind::kInteger);
   if (failed == kFieldDone) isst_int2(value, record + place(field, index));
   return failed;
 }
 
-int field_put(const FieldDefinition& field, int index, char* record, std::int32_t value) {
+int inner::field_put(const FieldDefinition& field, int index, char* record, std::int32_t value) {
   const int failed = check(field, index, Kind::kLong);
   if (failed == kFieldDone) isst_int4(value, record + place(field, index));
   return failed;
 }
 
-int field_put(const FieldDefinition& field, int index, char* record, double value) {
+int inner::field_put(const FieldDefinition& field, int index, char* record, double value) {
   const int failed = check(field, index, Kind::kDouble);
   if (failed == kFieldDone) isst_double(value, record + place(field, index));
   return failed;
 }
 
-int field_put(const FieldDefinition& field, int index, char* record, std::string_view value) {
+int inner::field_put(const FieldDefinition& field, int index, char* record,
+                     std::string_view value) {
   if (const int failed = check(field, index, Kind::kText)) return failed;
   const auto size = static_cast<std::size_t>(field.size);
   if (value.size() > size) return kFieldTextTooLong;
@@ -148,7 +155,7 @@ int field_put(const FieldDefinition& field, int index, char* record, std::string
   return kFieldDone;
 }
 
-void fields_preset(const FileDefinition& file, std::span<char> record) {
+void inner::fields_preset(const FileDefinition& file, std::span<char> record) {
   std::ranges::fill(record, '\0');
   for (const FieldDefinition& field : file.fields) {
     for (std::size_t i = 0; i < field.presets.size(); ++i) {

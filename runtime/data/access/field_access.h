@@ -21,7 +21,7 @@
 #include "runtime/core/system_errors.h"
 #include "runtime/data/access/data_handle.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // By definition, on any buffer that holds a record: for those who go over many records. By name, in
 // the record buffer of an open file: marigold/data.h.
@@ -52,4 +52,4 @@ int field_put(const FieldDefinition& field, int index, char* record, std::string
 // Cuts a preset text that is too long.
 void fields_preset(const FileDefinition& file, std::span<char> record);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -14,7 +14,7 @@
 #include "runtime/data/access/data_path.h"
 #include "runtime/platform/mapped_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr char kLive = 0;
@@ -406,4 +406,4 @@ void is_release(DataFile& file) {
   if (ISRELEASE(file.engine.descriptor) != 0) fatal();
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

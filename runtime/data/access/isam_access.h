@@ -20,7 +20,7 @@
 #include "runtime/data/access/data_result.h"
 #include "runtime/isam/isam.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Returns the engine's description of a key. Only the primary key is without duplicates.
 KeyDescription isam_key(const FileDefinition& file, int key);
@@ -86,4 +86,4 @@ void is_flush_and_forget(DataFile& file);
 // Gives back all record locks of this process on the file.
 void is_release(DataFile& file);
 
-}  // namespace marigold
+}  // namespace marigold::inner

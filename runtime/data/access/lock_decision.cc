@@ -7,7 +7,7 @@
 #include "runtime/platform/clock.h"
 #include "runtime/texte/sysmsg.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr const char* kHelpKey = "__lock_";
@@ -40,4 +40,4 @@ bool lock_try_again(const DataFile& file, int result, LockWait wait, LockPhase p
   return false;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

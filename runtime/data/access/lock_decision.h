@@ -6,7 +6,7 @@
 #include "runtime/data/access/data_handle.h"
 #include "runtime/data/access/data_result.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 enum class LockPhase { kOpening = 0, kReading = 1 };
 
@@ -15,4 +15,4 @@ enum class LockPhase { kOpening = 0, kReading = 1 };
 // for a file that is not in the list of definitions.
 bool lock_try_again(const DataFile& file, int result, LockWait wait, LockPhase phase);
 
-}  // namespace marigold
+}  // namespace marigold::inner

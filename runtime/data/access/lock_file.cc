@@ -21,6 +21,9 @@
 #include "runtime/platform/process.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 constexpr std::int32_t kHolderLength = 64;    // bytes of a record
@@ -143,7 +146,7 @@ int take(int path_class, bool exclusive, std::optional<LockWait> wait) {
 
 }  // namespace
 
-void path_lock_start() {
+void inner::path_lock_start() {
   for (Entry& entry : state.entries) {
     forget_inherited(entry);
     if (entry.handle != nullptr) random_close(entry.handle->file);
@@ -196,7 +199,7 @@ void add_nameless(int path_class, std::vector<LockHolder>& holders) {
 
 }  // namespace
 
-int lock_file_holders(int path_class, std::vector<LockHolder>& holders) {
+int inner::lock_file_holders(int path_class, std::vector<LockHolder>& holders) {
   holders.clear();
   RecordFile file;
   if (const int failed = file.open(lock_path(path_class).c_str(), false))

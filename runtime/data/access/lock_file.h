@@ -17,7 +17,7 @@
 
 #include "marigold/data.h"  // IWYU pragma: export
 
-namespace marigold {
+namespace marigold::inner {
 
 // Closes and forgets all lock files and writes nothing to the status file.
 void path_lock_start();
@@ -33,4 +33,4 @@ struct LockHolder {
 // file system the list has only the holders whose locks the file system passes on.
 int lock_file_holders(int path_class, std::vector<LockHolder>& holders);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -15,7 +15,7 @@
 #include "runtime/isam/isam.h"
 #include "runtime/platform/mapped_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // ---- Bytes that processes lock, far beyond the data
@@ -289,4 +289,4 @@ RecordFile* random_bytes(const DataFile& file) {
   return open == nullptr ? nullptr : &open->bytes;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -22,7 +22,7 @@
 #include "runtime/data/access/data_result.h"
 #include "runtime/platform/record_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Each process that has the file open keeps this byte locked, shared or exclusive.
 inline constexpr std::uint64_t kRandomFileLock = std::uint64_t{1} << 62;
@@ -77,4 +77,4 @@ void random_close(DataFile& file);
 // the file is not open.
 RecordFile* random_bytes(const DataFile& file);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -8,7 +8,7 @@
 
 #include "runtime/platform/named_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::string_view kAt = "at ";
@@ -81,4 +81,4 @@ bool is_half_restored(const std::string& base) {
          !counting.done;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace marigold {
+namespace marigold::inner {
 
 // Name of the journal; each directory of the files has one.
 inline constexpr const char* kRestoreJournal = "RESTORE.journal";
@@ -41,4 +41,4 @@ inline constexpr const char* kHalfRestored =
 // while the file is open: no restore of the file begins then.
 bool is_half_restored(const std::string& base);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -14,7 +14,7 @@
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 std::string version_text(double version) {
   constexpr int kMostDigits = 12;
   constexpr int kMostDecimals = 5;
@@ -83,4 +83,4 @@ void version_write_path(int path_class, double version) {
     raise_fatal(kErrorPathVersion);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

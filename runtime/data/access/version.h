@@ -15,7 +15,7 @@
 
 #include "runtime/data/access/data_handle.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Returns a version in the form of the version records: 3, 12.5, 2.25; at most 5 decimals, without
 // zeros at the end.
@@ -57,4 +57,4 @@ std::optional<double> version_read_record(const std::string& path);
 // the system's error number; the old record then stays as it was.
 int version_write_record(const std::string& path, double version, const std::string& like = "");
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -17,7 +17,7 @@
 #include "runtime/platform/stop_signals.h"
 #include "runtime/texte/sysmsg.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // Number of files that a run converts before it puts the first of them in place. Each old file
@@ -296,4 +296,4 @@ std::string conversion_heading(const FileConversion& conversion) {
   return line;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -24,7 +24,7 @@
 
 #include "runtime/data/conversion/conversion_plan.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Results of a run.
 inline constexpr int kConversionDone = 0;     // every file and class has its version
@@ -68,4 +68,4 @@ int conversion_run(std::span<const FileDefinition* const> files, const Conversio
 // after its colon.
 std::string conversion_heading(const FileConversion& conversion);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -11,7 +11,7 @@
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/system_error.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr char kLive = 0;
@@ -231,4 +231,4 @@ int copy_records(OldFile& from, NewFile& to, std::span<const RecordMapping> step
   }
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

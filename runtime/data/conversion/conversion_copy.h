@@ -16,7 +16,7 @@
 #include "runtime/data/definition/definition.h"
 #include "runtime/platform/record_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 std::string error_number_text(int number);
 
@@ -97,4 +97,4 @@ using CopyWatch = std::function<bool(std::uint64_t passed)>;
 int copy_records(OldFile& from, NewFile& to, std::span<const RecordMapping> steps,
                  const CopyWatch& watch, CopyResult& result);
 
-}  // namespace marigold
+}  // namespace marigold::inner

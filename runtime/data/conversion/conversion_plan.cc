@@ -14,7 +14,7 @@
 #include "runtime/platform/system_error.h"
 #include "runtime/texte/syserr.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 using Problems = std::vector<std::string>;
@@ -231,4 +231,4 @@ std::vector<ClassConversion> plan_classes(std::span<const FileDefinition* const>
   return plans;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -16,7 +16,7 @@
 #include "runtime/data/definition/definition.h"
 #include "runtime/data/definition/version_table.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 struct FileConversion {
   const FileDefinition* file = nullptr;
@@ -76,4 +76,4 @@ std::string versions_text(const std::vector<double>& versions);
 // Returns the name of the set that defines an older version.
 std::string older_set_name(const FileDefinition& file, double version);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -2,7 +2,7 @@
 // The hook before the steps of a conversion that change the disk.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // Called before each step if set: 0 lets the step happen, a system error number replaces the step.
 // Tests use the hook to let a disk fail or to kill the process at each step; it is null in every
@@ -13,4 +13,4 @@ inline int conversion_step(const char* step) {
   return conversion_step_hook == nullptr ? 0 : conversion_step_hook(step);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

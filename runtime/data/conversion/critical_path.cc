@@ -12,6 +12,9 @@
 #include "runtime/data/access/version.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 constexpr int kNoClass = -1;

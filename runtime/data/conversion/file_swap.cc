@@ -9,7 +9,7 @@
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 int (*conversion_step_hook)(const char* step) = nullptr;
 
@@ -170,4 +170,4 @@ int FileSwap::finish(bool keep) {
   return replace(record, kept_base(*version) + kRecord);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -24,7 +24,7 @@
 
 #include "runtime/data/definition/definition.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 class FileSwap {
  public:
@@ -70,4 +70,4 @@ class FileSwap {
   std::string failed_path_;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

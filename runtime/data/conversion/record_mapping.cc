@@ -11,7 +11,7 @@
 
 #include "runtime/data/access/field_access.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 bool is_text(FieldType type) {
@@ -180,4 +180,4 @@ std::string record_text(const FileDefinition& file, const char* record) {
   return text;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -16,7 +16,7 @@
 
 #include "runtime/data/definition/definition.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 enum class FieldFate { kKept, kChanged, kNew, kDropped };
 
@@ -75,4 +75,4 @@ std::string element_text(const FieldDefinition& field, int element, const char* 
 // Returns a record's primary key, or its number, for the user: "NUMBER 4711, PLACE 'Wien'".
 std::string record_text(const FileDefinition& file, const char* record);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -7,7 +7,7 @@
 
 #include "runtime/core/system_errors.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 struct State {
@@ -79,4 +79,4 @@ std::vector<const FileDefinition*> definitions_by_name() {
   return files;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -18,7 +18,7 @@
 
 #include "runtime/core/dictionary.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 inline constexpr std::size_t kDefinitionNameLength = kDictionaryNameLength;
 using DefinitionName = DictionaryName;  // of a file or field, cut as a dictionary cuts names
@@ -139,4 +139,4 @@ const FileDefinition& definition_get(std::string_view file_name);
 // Returns all definitions in the order of their names. The order of the sets has no effect.
 std::vector<const FileDefinition*> definitions_by_name();
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -6,7 +6,7 @@
 
 #include "runtime/data/definition/definition_scanner.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 std::string segment_name(int key, int segment) {
@@ -73,4 +73,4 @@ bool DefinitionScanner::check_key(const KeyDefinition& key, int number) {
       std::to_string(length) + " bytes");
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -5,7 +5,7 @@
 #include <limits>
 #include <utility>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::int32_t kMostInt32 = std::numeric_limits<std::int32_t>::max();
@@ -317,4 +317,4 @@ bool DefinitionScanner::fail(int number, std::string_view expected, std::string_
   return false;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

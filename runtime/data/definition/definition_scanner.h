@@ -9,7 +9,7 @@
 
 #include "runtime/data/definition/definition_set.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 class DefinitionScanner {
  public:
@@ -60,4 +60,4 @@ class DefinitionScanner {
   DefinitionScan scan_;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -9,6 +9,9 @@
 #include "runtime/platform/named_file.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 struct State {
@@ -34,11 +37,11 @@ void refuse_defined(const std::vector<ScannedFile>& files) {
 
 }  // namespace
 
-DefinitionScan scan_definitions(std::string_view text, AfterScanError after_error) {
+DefinitionScan inner::scan_definitions(std::string_view text, AfterScanError after_error) {
   return DefinitionScanner(text, after_error).run();
 }
 
-std::string definition_set_path(std::string_view set_name) {
+std::string inner::definition_set_path(std::string_view set_name) {
   std::string path(settings().definition_directory.view());
   return path.append("/FILE").append(set_name).append(".DES");
 }
@@ -57,15 +60,15 @@ void definition_set_load(std::string_view set_name) {
   definitions_mark_loaded();
 }
 
-std::string_view definition_set_name() {
+std::string_view inner::definition_set_name() {
   return state.set_name.view();
 }
 
-int definition_set_line() {
+int inner::definition_set_line() {
   return state.line;
 }
 
-bool definition_set_line_shown(int error_number) {
+bool inner::definition_set_line_shown(int error_number) {
   return error_number == kScanWordTooLong || error_number == kScanValueTooLong ||
          (error_number >= kScanIfdefUnexpected && error_number <= kScanBadQualifier);
 }

@@ -15,7 +15,7 @@
 #include "runtime/data/definition/definition.h"
 #include "runtime/data/definition/scan_tokens.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 struct ScanError {
   int number = 0;  // of the system error, see ScanErrorNumber
@@ -53,4 +53,4 @@ int definition_set_line();
 // programs of the platform.
 bool definition_set_line_shown(int error_number);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -5,7 +5,7 @@
 #include <charconv>
 #include <cmath>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 bool is_separator(char character) {
@@ -141,4 +141,4 @@ bool token_real(std::string_view token, double& number) {
   return to_number(token, number) && std::isfinite(number);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

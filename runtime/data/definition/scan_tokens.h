@@ -23,7 +23,7 @@
 
 #include "runtime/core/system_errors.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 inline constexpr std::size_t kWordLength = 8;
 inline constexpr std::size_t kLongestValue = 249;
@@ -110,4 +110,4 @@ bool token_integer(std::string_view token, std::int32_t least, std::int32_t most
 // Reads a finite decimal number with a point, in any of the C library's decimal forms.
 bool token_real(std::string_view token, double& number);
 
-}  // namespace marigold
+}  // namespace marigold::inner

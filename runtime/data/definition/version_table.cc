@@ -9,7 +9,7 @@
 #include "runtime/core/settings.h"
 #include "runtime/platform/named_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::int32_t kLastPathClass = 30;
@@ -142,4 +142,4 @@ std::optional<double> scan_version_record(std::string_view text) {
   return good && version >= 0 ? std::optional(version) : std::nullopt;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -11,7 +11,7 @@
 
 #include "runtime/data/definition/definition_set.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 struct FileVersionEntry {
   DefinitionName file;
@@ -61,4 +61,4 @@ double find_path_version(const PathVersionTable& table, int path_class);
 // is not a version. Versions are not negative.
 std::optional<double> scan_version_record(std::string_view text);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -4,7 +4,7 @@
 
 #include "runtime/platform/boot_identity.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 BootIdentity (*boot_identity_hook)() = nullptr;
 
@@ -38,4 +38,4 @@ BootIdentity boot_identity() {
   return identity;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

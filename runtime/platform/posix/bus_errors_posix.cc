@@ -7,7 +7,7 @@
 #include "runtime/platform/mapping_guard.h"
 #include "runtime/platform/opened_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 struct State {
@@ -60,4 +60,4 @@ void bus_errors_release() {
   state.is_up = false;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

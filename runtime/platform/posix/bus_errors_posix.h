@@ -4,11 +4,11 @@
 // any object maps files, and passes a SIGBUS for any other page to the earlier handler.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // Calls are counted. A handler that a program sets later stays, and should pass on the signals that
 // are not its own.
 void bus_errors_watch();
 void bus_errors_release();
 
-}  // namespace marigold
+}  // namespace marigold::inner

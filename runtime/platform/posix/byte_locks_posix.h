@@ -11,7 +11,7 @@
 
 #include "runtime/platform/system_error.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Sets F_RDLCK, F_WRLCK or F_UNLCK on `count` bytes. EAGAIN if another open file has locked one of
 // them.
@@ -47,4 +47,4 @@ inline int byte_locked_exclusively_by_other(int descriptor, std::uint64_t offset
   return range_locked_by_other(descriptor, offset, 1, F_RDLCK, locked);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -7,7 +7,7 @@
 
 #include "runtime/platform/character_conversion.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 class CharacterConversion::Converter {
  public:
@@ -65,4 +65,4 @@ std::size_t CharacterConversion::convert(std::string_view text, std::string& out
   }
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

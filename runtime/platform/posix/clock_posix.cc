@@ -6,7 +6,7 @@
 
 #include "runtime/platform/clock.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 void (*clock_sleep_hook)(int seconds) = nullptr;
 
@@ -30,4 +30,4 @@ void clock_sleep(int seconds) {
   }
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -16,7 +16,7 @@
 #include "runtime/platform/stream.h"
 #include "runtime/platform/system_error.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr int kSignalStatus = 128;
@@ -234,4 +234,4 @@ bool command_exists(const char* path) {
   return stat(path, &status) == 0 && S_ISREG(status.st_mode) && access(path, X_OK) == 0;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -17,7 +17,7 @@
 #include "runtime/platform/posix/regular_file_posix.h"
 #include "runtime/platform/system_error.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 int (*file_fault_hook)(FileCall call) = nullptr;
 void (*file_synced_hook)(const MappedFile& file, std::uint64_t offset,
@@ -219,4 +219,4 @@ void wait_a_little(int round) {
   nanosleep(&pause, nullptr);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

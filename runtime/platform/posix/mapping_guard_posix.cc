@@ -10,7 +10,7 @@
 #include "runtime/platform/mapping_guard.h"
 #include "runtime/platform/posix/bus_errors_posix.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 struct State {
@@ -57,4 +57,4 @@ bool MappingGuard::file_is_shorter() const {
   return size_of(descriptor_) < size_;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

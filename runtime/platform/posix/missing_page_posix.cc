@@ -12,7 +12,7 @@
 #include "runtime/platform/opened_file.h"
 #include "runtime/platform/system_error.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // Jump target for the body that runs until a missing page; each thread has its own.
@@ -69,4 +69,4 @@ bool OpenedFile::fill_in(std::uint64_t offset) {
   return true;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -14,7 +14,7 @@
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/system_error.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 int sync_and_close(int descriptor) {
@@ -96,4 +96,4 @@ bool file_exists(const char* path) {
   return lstat(path, &status) == 0;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

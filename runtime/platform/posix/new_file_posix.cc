@@ -20,7 +20,7 @@
 #include "runtime/platform/posix/size_limit_posix.h"
 #include "runtime/platform/system_error.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr mode_t kNewFileMode = 0666;
@@ -352,4 +352,4 @@ std::vector<std::string> new_files_abandoned(const std::string& path) {
   return found;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

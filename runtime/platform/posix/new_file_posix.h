@@ -6,7 +6,7 @@
 
 #include "runtime/platform/new_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Makes an empty regular file for reading and writing.
 int make_exclusively(const char* path, NewFileAccess access, int& descriptor);
@@ -14,4 +14,4 @@ int make_exclusively(const char* path, NewFileAccess access, int& descriptor);
 // FileWriter::take_access, for any open file.
 int take_access_of(int descriptor, const char* like);
 
-}  // namespace marigold
+}  // namespace marigold::inner

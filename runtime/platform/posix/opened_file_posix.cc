@@ -11,7 +11,7 @@
 #include "runtime/platform/posix/bus_errors_posix.h"
 #include "runtime/platform/posix/byte_locks_posix.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 struct State {
@@ -86,4 +86,4 @@ int OpenedFile::set_lock(short kind, std::uint64_t offset, std::uint64_t count) 
   return set_byte_lock(descriptor_, kind, offset, count);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

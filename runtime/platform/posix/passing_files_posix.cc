@@ -10,7 +10,7 @@
 #include <csignal>
 #include <cstdlib>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr int kEndSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGABRT};
@@ -69,4 +69,4 @@ void passing_files_remove() {
     if (const char* const noted = path; noted != nullptr && unlink(noted) != 0) rmdir(noted);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -13,7 +13,7 @@
 #include <fstream>
 #include <system_error>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 namespace fs = std::filesystem;
@@ -75,4 +75,4 @@ std::string host_name() {
   return whole.substr(0, whole.find('.'));
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -11,7 +11,7 @@
 #include "runtime/platform/record_file.h"
 #include "runtime/platform/system_error.h"
 
-namespace marigold {
+namespace marigold::inner {
 int RecordFile::open(const char* path, bool writable) {
   int descriptor = -1;
   if (const int failed = open_regular(path, writable, descriptor)) return failed;
@@ -101,4 +101,4 @@ int RecordFile::locked_exclusively_by_other(std::uint64_t offset, bool& locked) 
   return byte_locked_exclusively_by_other(descriptor_, offset, locked);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

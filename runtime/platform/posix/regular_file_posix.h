@@ -16,7 +16,7 @@
 #include "runtime/platform/posix/size_limit_posix.h"
 #include "runtime/platform/system_error.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Opens a regular file. EINVAL for any other file, and the function does not wait for the other end
 // of a pipe. A failure leaves nothing open. `more` adds flags of the system's call.
@@ -62,4 +62,4 @@ inline bool is_open_file_at(int descriptor, const char* path) {
          opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -3,7 +3,7 @@
 
 #include <csignal>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 struct State {
@@ -23,4 +23,4 @@ void survive_size_limit() {
   state.is_handled = sigaction(SIGXFSZ, &action, nullptr) == 0;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

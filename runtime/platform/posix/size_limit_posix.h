@@ -3,10 +3,10 @@
 // does not end the process.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // Call it before a file is opened for writing. A program that has a handler for SIGXFSZ, or ignores
 // the signal, keeps its setting; programs started from here begin with the default.
 void survive_size_limit();
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -15,7 +15,7 @@
 #include "runtime/platform/posix/new_file_posix.h"
 #include "runtime/platform/posix/regular_file_posix.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // Makes a file that never has a name, on file systems that can.
@@ -106,4 +106,4 @@ int SpillFile::read(std::uint64_t offset, std::span<std::byte> bytes) const {
   return read_exactly(descriptor_, offset, bytes);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -3,7 +3,7 @@
 
 #include "runtime/platform/stop_signals.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr int kStopSignals[] = {SIGINT, SIGTERM, SIGHUP};
@@ -53,4 +53,4 @@ void stop_signals_release() {
   sigprocmask(SIG_SETMASK, &state.mask_before, nullptr);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

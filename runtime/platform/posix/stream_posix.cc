@@ -9,7 +9,7 @@
 #include "runtime/platform/stream.h"
 #include "runtime/platform/system_error.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr int kFirstFreeDescriptor = 3;
@@ -52,4 +52,4 @@ bool stream_is_terminal(Stream stream) {
   return isatty(static_cast<int>(stream)) == 1;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -6,7 +6,7 @@
 
 #include "runtime/platform/worker.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 Worker::~Worker() {
   if (!thread_.joinable()) return;
@@ -68,4 +68,4 @@ void Worker::work() {
   }
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -8,7 +8,7 @@
 #include "runtime/platform/system_error.h"
 #include "runtime/platform/zeroed_memory.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::size_t kLargePage = std::size_t{2} << 20;
@@ -53,4 +53,4 @@ int ZeroedMemory::take(std::size_t bytes) {
   return 0;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

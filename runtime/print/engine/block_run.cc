@@ -13,7 +13,7 @@
 #include "runtime/print/engine/page.h"
 #include "runtime/print/output/print_defaults.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 ListState& list() {
@@ -283,4 +283,4 @@ void block_run(std::string_view name, BlockKind kind) {
   if (kind == BlockKind::kHeader && !list().aborted) page_next_line();
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

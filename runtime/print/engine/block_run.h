@@ -6,7 +6,7 @@
 
 #include "runtime/print/engine/list_state.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Returns the block of that name. Null if it is missing or damaged: the list is then aborted, and
 // the user has seen a message.
@@ -15,4 +15,4 @@ const Block* block_find(std::string_view name);
 const Block* block_record(std::string_view name);
 void block_run(std::string_view name, BlockKind kind);
 
-}  // namespace marigold
+}  // namespace marigold::inner

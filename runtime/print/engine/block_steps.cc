@@ -6,7 +6,7 @@
 
 #include "runtime/print/output/meta_marker.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::int32_t kMostCounted = 1'000'000;
@@ -80,4 +80,4 @@ bool block_count_known(const BlockValue& value, int& count) {
   return true;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -8,7 +8,7 @@
 #include "runtime/print/engine/variables.h"
 #include "runtime/print/files/block_code.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // The order of a kPlace instruction, with known numbers.
 struct PlaceOrder {
@@ -39,4 +39,4 @@ int block_count(double number);
 // printing of the block.
 bool block_count_known(const BlockValue& value, int& count);
 
-}  // namespace marigold
+}  // namespace marigold::inner

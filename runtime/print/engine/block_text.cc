@@ -10,7 +10,7 @@
 #include "runtime/print/engine/page.h"
 #include "runtime/print/output/number_text.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 bool is_control(char character) {
@@ -141,4 +141,4 @@ void BlockText::add_empty(const Instruction& field) {
   add_text({}, blanks);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

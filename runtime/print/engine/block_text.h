@@ -11,7 +11,7 @@
 #include "runtime/print/engine/block_steps.h"
 #include "runtime/print/engine/list_state.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 class BlockText {
  public:
@@ -52,4 +52,4 @@ class BlockText {
   std::array<char, kWidestLine> text_;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -4,6 +4,8 @@
 #include "runtime/data/access/field_access.h"
 
 namespace marigold {
+
+using namespace inner;
 bool DataRecord::get(std::string_view field_name, int element, ListFieldValue& value) const {
   const FieldDefinition* field = file_.definition.find_field(field_name);
   if (field == nullptr || !file_.open) return false;

@@ -24,6 +24,9 @@
 #include "runtime/print/viewer/viewer.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 constexpr std::string_view kChannelName = "***********";

@@ -7,6 +7,9 @@
 #include "runtime/print/output/output_channel.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 // State that outlives a list.
@@ -17,13 +20,13 @@ State state;
 
 }  // namespace
 
-void list_fail(const std::string& message, const char* help_key) {
+void inner::list_fail(const std::string& message, const char* help_key) {
   list_state().aborted = true;
   if (channel_is_open()) channel_stop(true);
   user_interface().message(message.c_str(), help_key);
 }
 
-void list_overflow(const ListOverflow& overflow) {
+void inner::list_overflow(const ListOverflow& overflow) {
   if (state.on_overflow != nullptr) return state.on_overflow(overflow);
   if (list_state().overflows_kept++ == 0)
     list_state().first_overflow = list_overflow_text(overflow);

@@ -6,11 +6,11 @@
 
 #include "marigold/lists.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Shows the user the message and aborts the list.
 void list_fail(const std::string& message, const char* help_key);
 // Reports the number to the program, or keeps the first one for the end of the list.
 void list_overflow(const ListOverflow& overflow);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/print/engine/list_state.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 ListState state;
@@ -12,4 +12,4 @@ ListState& list_state() {
   return state;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -13,7 +13,7 @@
 #include "runtime/print/engine/block_steps.h"
 #include "runtime/print/files/list_records.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Greatest column and width: the length of a display line.
 inline constexpr int kWidestLine = 250;
@@ -90,4 +90,4 @@ struct ListState {
 
 ListState& list_state();
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -9,7 +9,7 @@
 
 #include "runtime/print/output/output_channel.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr char kBackspace = 8;
@@ -286,4 +286,4 @@ void page_eject(bool goes_on) {
   if (goes_on) start_body();
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

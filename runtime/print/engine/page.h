@@ -6,7 +6,7 @@
 
 #include "runtime/print/engine/list_state.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Writes the pitch and bold markers that the printer needs before the next text.
 void page_flush_attributes();
@@ -26,4 +26,4 @@ void page_next_line();
 // Returns the page of the next text.
 int page_of_next_text();
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -12,7 +12,7 @@
 #include "runtime/texte/sysmsg.h"
 #include "runtime/wi/terminal/terminal.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr int kProgressRow = 24;
@@ -87,4 +87,4 @@ void abort_announce() {
   terminal_refresh();
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

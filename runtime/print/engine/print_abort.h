@@ -2,7 +2,7 @@
 // Shows the progress line of a list, and asks the user whether to stop printing.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 void progress_show();
 void progress_end();
@@ -11,4 +11,4 @@ bool abort_was_chosen();
 // Shows and prints the last words of a list that the user aborts.
 void abort_announce();
 
-}  // namespace marigold
+}  // namespace marigold::inner

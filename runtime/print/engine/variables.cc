@@ -6,7 +6,7 @@
 #include <cstring>
 #include <deque>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 struct State {
@@ -145,4 +145,4 @@ double register_get(std::size_t index) {
   return index < kRegisters ? state.registers.at(index) : 0;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

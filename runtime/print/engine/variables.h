@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 inline constexpr std::size_t kMostVariables = 120;
 inline constexpr std::size_t kRegisters = 10;
@@ -56,4 +56,4 @@ const Variable* variable_place(std::string_view name, std::int32_t generation);
 void register_set(std::size_t index, double number);
 double register_get(std::size_t index);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <bit>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // ---- Encoding
@@ -233,4 +233,4 @@ bool decode_block(std::string_view store, std::uint32_t offset, BlockInstruction
   return false;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

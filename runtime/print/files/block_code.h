@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-namespace marigold {
+namespace marigold::inner {
 
 enum class BlockCode : std::uint8_t {
   kPitch = 1,  // one value: 10, 12 or 17 characters per inch
@@ -81,4 +81,4 @@ void encode_block(const BlockInstructions& block, std::string& bytes);
 bool decode_block(std::string_view store, std::uint32_t offset, BlockInstructions& block,
                   std::string& reason);
 
-}  // namespace marigold
+}  // namespace marigold::inner

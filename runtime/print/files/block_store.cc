@@ -7,7 +7,7 @@
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/system_error.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::string_view kMagic = "MGBLOCKS";
@@ -72,4 +72,4 @@ std::string block_store_of(std::string_view blocks) {
   return store.append(blocks);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 inline constexpr std::size_t kBlockStoreHeader = 16;
 
@@ -24,4 +24,4 @@ bool block_store_read(const char* path, std::string& store, std::string& reason)
 // Returns a store with these blocks, which begin at kBlockStoreHeader.
 std::string block_store_of(std::string_view blocks);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -5,7 +5,7 @@
 #include "runtime/data/access/data_handle.h"
 #include "runtime/data/definition/definition_set.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // A list's page is given in lines (PL, EZ, LZ), columns (ES) and characters per inch (CPI); NAME is
@@ -90,4 +90,4 @@ std::string list_store_path(const ListFiles& files) {
   return path_in(list_directory(), files.store);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

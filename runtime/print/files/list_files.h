@@ -13,7 +13,7 @@
 #include <string>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 struct ListFiles {
   std::string_view lists;  // names of definitions
@@ -36,4 +36,4 @@ void list_files_use(std::string_view directory);
 std::string list_directory();
 std::string list_store_path(const ListFiles& files);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -11,7 +11,7 @@
 #include "runtime/platform/stop_signals.h"
 #include "runtime/platform/system_error.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 int (*list_install_step_hook)(const char* step) = nullptr;
 
@@ -200,4 +200,4 @@ bool ListInstallation::put_in_place(const std::vector<StoredList>& lists, std::s
   return false;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

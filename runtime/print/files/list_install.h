@@ -18,7 +18,7 @@
 #include "runtime/print/files/list_files.h"
 #include "runtime/print/files/stored_lists.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Called before each step that changes the disk, if set: 0 lets the step happen, a system error
 // number replaces it. For tests in which a disk fails or a process is killed at each step; null in
@@ -61,4 +61,4 @@ class ListInstallation {
   RecordFile lock_;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

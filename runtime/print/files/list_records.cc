@@ -12,7 +12,7 @@
 #include "runtime/isam/isam.h"
 #include "runtime/platform/named_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr int kPrimaryKey = 1;
@@ -111,4 +111,4 @@ bool block_record_read(const ListFiles& files, std::string_view list, std::strin
   return true;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

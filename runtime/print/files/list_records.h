@@ -9,7 +9,7 @@
 
 #include "runtime/print/files/list_files.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 struct ListProperties {
   int page_length = 0;      // PL, lines
@@ -38,4 +38,4 @@ bool list_record_read(const ListFiles& files, std::string_view list, ListPropert
 bool block_record_read(const ListFiles& files, std::string_view list, std::string_view block,
                        BlockProperties& properties);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -16,7 +16,7 @@
 #include "runtime/print/files/block_code.h"
 #include "runtime/print/files/block_store.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 bool fail(std::string& problem, const std::string& path, const std::string& reason) {
@@ -244,4 +244,4 @@ bool stored_lists_write(const NewListFiles& paths, const ListFiles& files,
   return failed == 0 || fail(problem, paths.store.path, failed);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

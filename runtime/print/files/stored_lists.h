@@ -12,7 +12,7 @@
 #include "runtime/data/definition/definition.h"
 #include "runtime/print/files/list_files.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Longest name of a list or block, output name, and abort text of a list.
 inline constexpr std::size_t kLongestListName = 20;
@@ -71,4 +71,4 @@ struct NewListFiles {
 bool stored_lists_write(const NewListFiles& paths, const ListFiles& files,
                         const std::vector<StoredList>& lists, std::string& problem);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 // Names of files in the current directory.
 inline constexpr const char* kPrinterFile = "DRUCK.TMP";  // the printer's bytes
@@ -44,4 +44,4 @@ constexpr DisplayRecord display_record(std::string_view text) {
   return record;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

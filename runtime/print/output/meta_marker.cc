@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 struct MarkerRow {
@@ -59,4 +59,4 @@ std::string_view marker_text(Marker marker) {
   return kMarkers[static_cast<std::size_t>(marker)].text;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -10,7 +10,7 @@
 
 #include "marigold/output.h"  // IWYU pragma: export
 
-namespace marigold {
+namespace marigold::inner {
 
 inline constexpr char kMarkerByte = 5;
 
@@ -29,4 +29,4 @@ std::size_t marker_width(const MarkerText& marker);
 // Returns the bytes of a marker without operands, marker bytes included.
 std::string_view marker_text(Marker marker);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -8,7 +8,7 @@
 
 #include "runtime/core/edit_mask.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 NumberText by_mask(std::string_view mask, double number) {
@@ -34,4 +34,4 @@ NumberText number_text(std::string_view mask, double number) {
   return {.text = {begin, end}};
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

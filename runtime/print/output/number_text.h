@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 struct NumberText {
   std::string text;
@@ -16,4 +16,4 @@ struct NumberText {
 // to 15, and all of a whole number that a double holds exactly.
 NumberText number_text(std::string_view mask, double number);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -14,6 +14,9 @@
 #include "runtime/print/output/print_defaults.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 constexpr std::size_t kLineBuffer = 250;

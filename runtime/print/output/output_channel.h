@@ -10,8 +10,8 @@
 #include "marigold/output.h"  // IWYU pragma: export
 #include "runtime/print/output/meta_marker.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 inline constexpr int kTotals = 4;
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -3,7 +3,7 @@
 
 #include "marigold/windows.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr SelectionEntry kEntries[] = {
@@ -25,4 +25,4 @@ bool output_choose_screen() {
                           .help_key = "VIDEO01"}) == kScreenEntry;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -8,6 +8,9 @@
 #include "runtime/print/output/screen_output.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 constexpr std::string_view kLineEnd = "\r\n";
@@ -87,7 +90,7 @@ constexpr OutputDevice kPrinterDevice{
     .close = end_printing,
 };
 
-constexpr OutputDevice kScreenDevice{
+constexpr OutputDevice inner::kScreenDevice{
     .text = show_text,
     .control = show_control,
     .end_line =

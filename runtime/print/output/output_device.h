@@ -4,10 +4,10 @@
 
 #include "runtime/print/output/output_channel.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // The screen: the files that the viewer shows (screen_output.h). The caller has started them; the
 // device's close ends them.
 extern const OutputDevice kScreenDevice;
 
-}  // namespace marigold
+}  // namespace marigold::inner

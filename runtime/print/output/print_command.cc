@@ -15,6 +15,9 @@
 #include "runtime/platform/command_pipe.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 constexpr std::size_t kLongestQueue = 245;

@@ -14,7 +14,7 @@
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/system_error.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::string_view kFileName = "DEFAULT.DAT";
@@ -215,4 +215,4 @@ std::string print_short_date(std::string_view day) {
   return std::string(day.substr(0, 6)).append(day.substr(year));
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace marigold {
+namespace marigold::inner {
 
 inline constexpr std::size_t kLongestPitchText = 250;
 inline constexpr std::size_t kLongestBoldText = 10;
@@ -70,4 +70,4 @@ std::string print_today();
 // Returns the first six characters of such a day and its last two, DD.MM.YY.
 std::string print_short_date(std::string_view day);
 
-}  // namespace marigold
+}  // namespace marigold::inner

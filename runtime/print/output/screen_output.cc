@@ -18,7 +18,7 @@
 #include "runtime/platform/system_error.h"
 #include "runtime/print/output/display_record.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::size_t kPieceSize = 65536;
@@ -333,4 +333,4 @@ const std::string& screen_output_directory() {
   return state.directory;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

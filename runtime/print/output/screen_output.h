@@ -24,7 +24,7 @@
 
 #include "runtime/platform/record_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Makes both files, in place of those that a dead program has left, and removes those of an earlier
 // output. Returns 0, or the system's error number: then the user has seen a one-line message,
@@ -67,4 +67,4 @@ const std::string& screen_output_directory();
 // file that could not be removed.
 int screen_output_remove();
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -5,6 +5,9 @@
 #include "runtime/core/output_file.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 constexpr std::size_t kBuffer = std::size_t{64} << 10;

@@ -17,7 +17,7 @@
 #include "runtime/print/viewer/viewer_screen.h"
 #include "runtime/print/viewer/viewer_search.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr int kKeyF4 = kKeyF1 + 3;
@@ -245,4 +245,4 @@ void viewer_run(const ViewerJob& job) {
   Viewer(job, file).run();
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -10,7 +10,7 @@
 #include <span>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 // Most bytes that a call of ViewerJob::print gets.
 inline constexpr std::size_t kPrintPiece = 125;
@@ -35,4 +35,4 @@ struct ViewerJob {
 // read or printed; without a "VIDEO.TMP" the message is all that the user sees.
 void viewer_run(const ViewerJob& job);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 
-namespace marigold {
+namespace marigold::inner {
 
 int ViewerFile::open(const RecordFile& file) {
   lines_ = 0;
@@ -55,4 +55,4 @@ void visible_line(const DisplayRecord& record, VisibleLine& line) {
   }
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -11,7 +11,7 @@
 #include "runtime/platform/record_file.h"
 #include "runtime/print/output/display_record.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Lines have numbers from 1. Results: 0 for done, else the system's error number.
 class ViewerFile {
@@ -44,4 +44,4 @@ struct VisibleLine {
 
 void visible_line(const DisplayRecord& record, VisibleLine& line);
 
-}  // namespace marigold
+}  // namespace marigold::inner

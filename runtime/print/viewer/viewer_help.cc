@@ -7,7 +7,7 @@
 #include "marigold/windows.h"
 #include "runtime/wi/window/window_text.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr int kWidth = 56;
@@ -54,4 +54,4 @@ void viewer_help() {
   field_key(character);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -2,9 +2,9 @@
 // Shows the user the keys of the viewer.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // Shows the keys in a window over the text until the user presses a key.
 void viewer_help();
 
-}  // namespace marigold
+}  // namespace marigold::inner

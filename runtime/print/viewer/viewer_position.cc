@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // Longer than any list, and small enough for sums without overflow.
@@ -47,4 +47,4 @@ void ViewerPosition::bring_into_sight(std::int64_t line, int column, int count) 
   if (column < column_) go_to_column(column);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace marigold {
+namespace marigold::inner {
 
 // Size of the inside of the viewer's text window.
 inline constexpr int kViewerRows = 20;
@@ -64,4 +64,4 @@ class ViewerPosition {
   int column_ = 1;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -13,7 +13,7 @@
 #include "runtime/print/output/display_record.h"
 #include "runtime/print/output/screen_output.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // Number of pieces read at once.
@@ -64,4 +64,4 @@ void viewer_print(const ViewerJob& job) {
   if (job.end_print != nullptr) job.end_print();
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -4,10 +4,10 @@
 
 #include "runtime/print/viewer/viewer.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Sends the bytes until their end, or until the user aborts. A one-line message reports a file that
 // cannot be read and a missing printer.
 void viewer_print(const ViewerJob& job);
 
-}  // namespace marigold
+}  // namespace marigold::inner

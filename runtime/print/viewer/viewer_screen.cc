@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr const char* kLineText = "1000";  // of title and key line
@@ -150,4 +150,4 @@ void ViewerScreen::put_on_frame(int row, int column, bool marked, char mark,
   p_print_tzeile(text_.number(), row, column, 1, cell);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -11,7 +11,7 @@
 #include "runtime/print/viewer/viewer_search.h"
 #include "runtime/wi/window/window_text.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Highlights of the shown lines.
 struct ViewerMarks {
@@ -47,4 +47,4 @@ class ViewerScreen {
   int shown_column_ = 0;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

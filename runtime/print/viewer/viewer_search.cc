@@ -6,7 +6,7 @@
 
 #include "runtime/wi/terminal/letters.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // About 1 MiB: large enough for fast reads, small enough to react to a key at once.
@@ -68,4 +68,4 @@ std::size_t ViewerSearch::find_in_record(const DisplayRecord& record, std::size_
   return find(line, from);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

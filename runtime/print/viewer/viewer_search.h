@@ -10,7 +10,7 @@
 
 #include "runtime/print/viewer/viewer_file.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // A place in the list: line from 1, column of the line's visible text from 0.
 struct SearchPlace {
@@ -44,4 +44,4 @@ class ViewerSearch {
   std::vector<DisplayRecord> records_;  // of a piece
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -7,7 +7,7 @@
 
 #include "runtime/core/terminal_text.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // clang-format off
@@ -193,4 +193,4 @@ TerminalGlyphs terminal_glyphs(TerminalCharacters characters) {
   return glyphs;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

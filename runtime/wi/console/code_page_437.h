@@ -6,7 +6,7 @@
 #include <array>
 #include <cstdint>
 
-namespace marigold {
+namespace marigold::inner {
 
 // Returns the glyph of a byte. Bytes below 32 and 127 have glyphs too, as the Windows console shows
 // them; 0 is a blank.
@@ -38,4 +38,4 @@ using TerminalGlyphs = std::array<TerminalGlyph, 256>;
 // Returns the glyphs by bytes of code page 437. No byte of a glyph is a control character.
 TerminalGlyphs terminal_glyphs(TerminalCharacters characters);
 
-}  // namespace marigold
+}  // namespace marigold::inner

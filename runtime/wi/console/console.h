@@ -12,7 +12,7 @@
 
 #include "marigold/windows.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // A cell: a character of code page 437 and its colours, both in the form of the Windows console.
 struct ConsoleCell {
@@ -69,4 +69,4 @@ struct Console {
 // Returns the console of the operating system.
 const Console& system_console();
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -7,7 +7,7 @@
 
 #include "marigold/windows.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 struct ConsoleSize {
   int columns;
@@ -37,4 +37,4 @@ constexpr ConsoleSizing console_sizing(ConsoleSize buffer, ConsoleSize largest_w
           std::min(kScreenRows, largest_window.rows) - 1};
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

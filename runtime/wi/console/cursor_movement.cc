@@ -3,7 +3,7 @@
 
 #include <charconv>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr int kSequenceFrame = 3;  // escape, bracket, final character
@@ -112,4 +112,4 @@ void append_motion(std::string& out, const CursorMotion& motion) {
   append_axis(out, motion.horizontal);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace marigold {
+namespace marigold::inner {
 
 // Column 0: at the right edge, after a character was written into the last column; terminals differ
 // in the cursor's place then.
@@ -38,4 +38,4 @@ struct CursorMotion {
 CursorMotion plan_motion(CursorPosition from, CursorPosition to, bool has_axis_positions);
 void append_motion(std::string& out, const CursorMotion& motion);
 
-}  // namespace marigold
+}  // namespace marigold::inner

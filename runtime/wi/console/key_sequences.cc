@@ -10,7 +10,7 @@
 #include "runtime/wi/console/console.h"
 #include "runtime/wi/console/key_tables.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::uint8_t kEscapeByte = 27;
@@ -302,4 +302,4 @@ void KeyDecoder::type_string() {
   if (with_escape) feed_ground(kEscapeByte);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

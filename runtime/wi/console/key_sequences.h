@@ -22,7 +22,7 @@
 #include <cstdint>
 #include <string>
 
-namespace marigold {
+namespace marigold::inner {
 
 // How the terminal sends characters beyond ASCII.
 enum class KeyCharacters { kUtf8, kLatin, kBytes };
@@ -94,4 +94,4 @@ class KeyDecoder {
   std::size_t taken_ = 0;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

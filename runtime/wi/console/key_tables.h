@@ -7,7 +7,7 @@
 #include <iterator>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 enum Key : int {
   kNoKey = -1,
@@ -88,4 +88,4 @@ inline constexpr struct {
                {'m', '-'},  {'n', '.'},  {'o', '/'}, {'p', '0'}, {'q', '1'}, {'r', '2'}, {'s', '3'},
                {'t', '4'},  {'u', '5'},  {'v', '6'}, {'w', '7'}, {'x', '8'}, {'y', '9'}};
 
-}  // namespace marigold
+}  // namespace marigold::inner

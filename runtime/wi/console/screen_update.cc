@@ -9,7 +9,7 @@
 #include <span>
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 using RowOfCells = std::span<const ConsoleCell, kScreenColumns>;
@@ -229,4 +229,4 @@ void screen_update(ShownScreen& shown, const ConsoleBuffer& wanted, const Wanted
   update.place_cursor(cursor);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

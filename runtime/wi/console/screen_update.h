@@ -10,7 +10,7 @@
 #include "runtime/wi/console/console.h"
 #include "runtime/wi/console/cursor_movement.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Look of a cell's colours on a terminal.
 enum class CellLook : std::uint8_t { kPlain, kBright, kReverse, kReverseBright };
@@ -48,4 +48,4 @@ void screen_erase(ShownScreen& shown, std::string& out);
 void screen_update(ShownScreen& shown, const ConsoleBuffer& wanted, const WantedCursor& cursor,
                    const TerminalKind& kind, std::string& out);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -3,6 +3,9 @@
 #include "runtime/wi/terminal/terminal.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 // Second bytes of keys without a code of their own.

@@ -9,6 +9,9 @@
 #include "runtime/wi/window/window_text.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 std::string text_of(const SystemText& text) {

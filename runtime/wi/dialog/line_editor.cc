@@ -5,7 +5,7 @@
 
 #include "runtime/wi/terminal/terminal.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // key_read gives a key like Ctrl-G as a character, but no text holds it.
@@ -65,4 +65,4 @@ Edited line_edit(LineEditor& line, int code, std::uint8_t character) {
   return edited;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-namespace marigold {
+namespace marigold::inner {
 
 struct LineEditor {
   std::string text;
@@ -27,4 +27,4 @@ enum class Edited {
 // Right, Home and End. Control characters have no effect. The cursor stays within the visible part.
 Edited line_edit(LineEditor& line, int code, std::uint8_t character);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -12,6 +12,9 @@
 #include "runtime/wi/window/window_text.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 constexpr std::size_t kWarningColumns = 60;

@@ -9,6 +9,9 @@
 #include "runtime/wi/window/window_text.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 bool has_digit(std::string_view layout, std::size_t place) {

@@ -14,7 +14,7 @@
 #include "runtime/texte/sysmsg.h"
 #include "runtime/wi/window/window_text.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr int kQuestionColumns = 40;
@@ -128,4 +128,4 @@ void window_interface_end() {
   last_words_set_leave(nullptr);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

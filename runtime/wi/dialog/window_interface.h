@@ -15,10 +15,10 @@
 // These functions do not report fatal errors.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // Set these functions in place of those in force, and restore the earlier ones. Not nested.
 void window_interface_start();
 void window_interface_end();
 
-}  // namespace marigold
+}  // namespace marigold::inner

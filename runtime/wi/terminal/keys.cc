@@ -12,6 +12,9 @@
 #include "runtime/wi/terminal/terminal_console.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 // Escapes that a program gets once its keyboard is lost: enough to leave all nested work.
@@ -105,15 +108,15 @@ bool run_hook(void (*&hook)()) {
 
 }  // namespace
 
-void keys_reset() {
+void inner::keys_reset() {
   state = State{};
 }
 
-KeyHooks& key_hooks() {
+KeyHooks& inner::key_hooks() {
   return state.hooks;
 }
 
-bool key_hooks_run(int code) {
+bool inner::key_hooks_run(int code) {
   const bool function_keys = settings().debug && settings().debug_function_keys;
   if (code == kKeyIgnored) return run_hook(state.hooks.restore_cursor);
   if (code == kKeyDebugFields && settings().debug) return run_hook(state.hooks.debug_fields);
@@ -122,11 +125,11 @@ bool key_hooks_run(int code) {
   return false;
 }
 
-std::uint8_t key_plain_terminal_byte() {
+std::uint8_t inner::key_plain_terminal_byte() {
   return state.plain_terminal_byte;
 }
 
-std::uint8_t key_raw(std::uint8_t& byte) {
+std::uint8_t inner::key_raw(std::uint8_t& byte) {
   byte = terminal_console().read_key();
   state.escapes = key_is_lost() ? state.escapes + 1 : 0;
   if (state.escapes > kMostEscapes) end_without_keyboard();

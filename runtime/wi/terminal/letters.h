@@ -5,7 +5,7 @@
 #include <array>
 #include <cstddef>
 
-namespace marigold {
+namespace marigold::inner {
 
 // Treats large and small letters of ISO 8859-1 as equal, and umlauts typed on the keyboard as equal
 // to those of the national 7-bit set: there "[", "\\" and "]" are the large umlauts, "{", "|" and
@@ -30,4 +30,4 @@ inline char fold_letter(char c) {
   return kFoldedLetters[static_cast<unsigned char>(c)];
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

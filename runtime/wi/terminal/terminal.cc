@@ -12,6 +12,9 @@
 #include "runtime/wi/terminal/vt100.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 enum class Mode { kUndecided, kConsole, kVt100 };
@@ -81,17 +84,17 @@ bool take_keyboard() {
 
 }  // namespace
 
-void terminal_reset(const Console* console) {
+void inner::terminal_reset(const Console* console) {
   state = State{};
   state.console = console;
   keys_reset();
 }
 
-const Console& terminal_console() {
+const Console& inner::terminal_console() {
   return state.console != nullptr ? *state.console : system_console();
 }
 
-bool terminal_is_vt100() {
+bool inner::terminal_is_vt100() {
   if (state.mode == Mode::kUndecided) {
     // The variable counts as set even if it is empty.
     const bool asked_for = std::getenv("COMFAXUSEVT100") != nullptr;
@@ -106,7 +109,7 @@ bool terminal_is_vt100() {
   return state.mode == Mode::kVt100;
 }
 
-void terminal_start() {
+void inner::terminal_start() {
   char_tables_load();
   state.given_back = false;
   if (terminal_is_vt100()) {
@@ -118,7 +121,7 @@ void terminal_start() {
   }
 }
 
-void terminal_end() {
+void inner::terminal_end() {
   if (!open_subsystems().window_system) return;
   if (!state.given_back) {
     // Later output must not be in reverse.
@@ -133,7 +136,7 @@ void terminal_end() {
   state.given_back = true;
 }
 
-void terminal_clear() {
+void inner::terminal_clear() {
   if (!open_subsystems().window_system) return;
   state.given_back = false;
   state.cells.fill({});
@@ -192,7 +195,7 @@ void terminal_bell() {
   state.vt100.flush();
 }
 
-void terminal_write_row(const ScreenRow& from, int row, int column, int count) {
+void inner::terminal_write_row(const ScreenRow& from, int row, int column, int count) {
   if (row < 1 || row > kScreenRows || column < 1 || column > kScreenColumns) return;
   if (terminal_is_vt100()) state.vt100.place_cursor(column, row);
   const auto first_cell = static_cast<std::size_t>(row - 1) * kScreenColumns;
@@ -208,12 +211,12 @@ void row_fill(ScreenRow& row, std::uint8_t character, std::uint8_t attribute) {
   row.attributes.fill(attribute);
 }
 
-void line_drawing_start(std::array<std::uint8_t, kLineDrawingCodes>& codes) {
+void inner::line_drawing_start(std::array<std::uint8_t, kLineDrawingCodes>& codes) {
   for (std::uint8_t code = 0; code < kLineDrawingCodes; ++code)
     codes[code] = code;
 }
 
-void attribute_table_start(std::array<std::uint8_t, 16>& table) {
+void inner::attribute_table_start(std::array<std::uint8_t, 16>& table) {
   constexpr std::array<std::uint8_t, 4> kByIndexBit = {kAttributeSecondHighlight, kAttributeReverse,
                                                        kAttributeBright, kAttributeFourthHighlight};
   table.fill(0);

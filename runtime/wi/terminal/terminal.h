@@ -13,7 +13,7 @@
 #include "marigold/windows.h"  // IWYU pragma: export
 #include "runtime/wi/console/console.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Sets the module's state afresh: mode undecided, cursor at 1,1. With a console of a test's own;
 // null: the system's.
@@ -55,4 +55,4 @@ bool key_hooks_run(int code);
 // this byte, and the input fields know one more such key.
 std::uint8_t key_plain_terminal_byte();
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -4,7 +4,7 @@
 
 #include "runtime/wi/console/console.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 // Returns the console in force: the system's, or the one that a test has given to terminal_reset.
 const Console& terminal_console();
@@ -12,4 +12,4 @@ const Console& terminal_console();
 // Resets the state of the keys: no hooks, keyboard present.
 void keys_reset();
 
-}  // namespace marigold
+}  // namespace marigold::inner

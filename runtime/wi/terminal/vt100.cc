@@ -7,7 +7,7 @@
 #include "marigold/windows.h"
 #include "runtime/platform/stream.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 struct Transition {
@@ -82,4 +82,4 @@ void Vt100::append(std::string_view bytes) {
   bytes_.append_cut(bytes);
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -14,7 +14,7 @@
 #include "marigold/core.h"
 #include "runtime/core/terminal_text.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 class Vt100 {
  public:
@@ -46,4 +46,4 @@ class Vt100 {
   char last_ = 0;  // byte appended
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -6,7 +6,7 @@
 
 #include "runtime/wi/window/window_table.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 Rectangle overlap(const Rectangle& a, const Rectangle& b) {
@@ -65,4 +65,4 @@ void write_rectangle(int window) {
   }
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -3,7 +3,7 @@
 // to the terminal. The caller has checked the window numbers.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // Composes the screen without the window: right in the window's rectangle, blank elsewhere.
 void compose_hide(int window);
@@ -15,4 +15,4 @@ void compose_show(int window);
 // Writes the window's rectangle of the composed screen to the terminal, without a refresh.
 void write_rectangle(int window);
 
-}  // namespace marigold
+}  // namespace marigold::inner

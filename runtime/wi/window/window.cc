@@ -10,6 +10,9 @@
 #include "runtime/wi/window/window_table.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 bool is_on_top(int window) {
@@ -45,7 +48,7 @@ void shift_cells(Window& window, int new_left) {
 
 }  // namespace
 
-void wi_start() {
+void inner::wi_start() {
   WindowState& state = window_state();
   state = WindowState{};
   for (ScreenRow& row : state.composed)

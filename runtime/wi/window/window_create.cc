@@ -11,6 +11,9 @@
 #include "runtime/wi/window/window_table.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 constexpr int kSmallestFramed = 3;  // rows and columns
@@ -83,7 +86,7 @@ void draw_header_line(int window, int kind) {
 
 }  // namespace
 
-bool wi_has_free_window() {
+bool inner::wi_has_free_window() {
   return find_free() != 0;
 }
 

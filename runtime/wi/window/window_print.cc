@@ -7,6 +7,9 @@
 #include "runtime/wi/window/window_table.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 constexpr std::size_t kAttributeLetters = 4;

@@ -7,7 +7,7 @@
 #include "runtime/core/user_interface.h"
 #include "runtime/wi/window/window_table.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // The messages of one check. None of them has a help page.
@@ -65,4 +65,4 @@ WindowSpan check_range(const char* operation, int window, int row, int column, i
           static_cast<int>(target.at.left + inner_column + inset - 1), static_cast<int>(cells)};
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

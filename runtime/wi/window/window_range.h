@@ -2,7 +2,7 @@
 // The range check of the window manager: finds the place of a write into a window.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // A place in the window table: row of the window and column of the screen, both from 0. With a
 // count of 0 there is nothing to write.
@@ -18,4 +18,4 @@ struct WindowSpan {
 // checked the number itself.
 WindowSpan check_range(const char* operation, int window, int row, int column, int count);
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -6,6 +6,9 @@
 #include "runtime/wi/window/window_table.h"
 
 namespace marigold {
+
+using namespace inner;
+
 namespace {
 
 // Returns the part of a region that lies in the window, in rows of the window and columns of the

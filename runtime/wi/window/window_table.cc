@@ -6,7 +6,7 @@
 #include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constinit WindowState state;
@@ -41,4 +41,4 @@ void refresh_if_live(int window) {
   if (state.live && wi_active() == window) wi_refresh_active();
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

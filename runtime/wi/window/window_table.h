@@ -14,7 +14,7 @@
 #include "marigold/windows.h"
 #include "runtime/wi/terminal/terminal.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 inline constexpr std::uint8_t kAttributePlain = 0;
 
@@ -76,4 +76,4 @@ void refresh_if_live(int window);
 // After `terminal_start`.
 void wi_start();
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -13,7 +13,7 @@
 #include "runtime/wi/terminal/terminal.h"
 #include "runtime/wi/window/window_table.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 inline constexpr const char* kPlainText = "0000";
 inline constexpr const char* kReverseText = "0100";
@@ -87,4 +87,4 @@ class OwnWindow {
   int number_ = 0;
 };
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -21,7 +21,7 @@
 #include "runtime/wi/console/posix/keyboard_posix.h"
 #include "runtime/wi/console/screen_update.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr std::uint8_t kRepaintKey = 0x12;  // Ctrl-R
@@ -199,4 +199,4 @@ const Console& system_console() {
   return kPosixConsole;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -14,7 +14,7 @@
 #include "runtime/platform/passing_files.h"
 #include "runtime/wi/console/posix/console_tty_posix.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 void end_process(int signal);
@@ -171,4 +171,4 @@ SignalNotes signals_take_notes() {
   return {.continued = take(state.continued), .resized = take(state.resized)};
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -4,7 +4,7 @@
 // terminal and a continued process are noted, and wake a reader that waits for keys.
 #pragma once
 
-namespace marigold {
+namespace marigold::inner {
 
 // Installs the handlers; an ignored signal stays ignored. May be called again.
 void signals_install();
@@ -22,4 +22,4 @@ SignalNotes signals_take_notes();
 int signals_wake_descriptor();
 void signals_empty_wake_descriptor();
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -13,7 +13,7 @@
 
 #include "marigold/windows.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 constexpr int kForegroundTries = 10;
@@ -199,4 +199,4 @@ void tty_gone() {
   end_program("the terminal is gone");
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

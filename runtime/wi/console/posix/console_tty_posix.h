@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-namespace marigold {
+namespace marigold::inner {
 
 enum class TtyHold : int {
   kNone,
@@ -52,4 +52,4 @@ TtySize tty_size();
 // Ends the program when the terminal has gone away: a message on standard error, exit status 1.
 [[noreturn]] void tty_gone();
 
-}  // namespace marigold
+}  // namespace marigold::inner

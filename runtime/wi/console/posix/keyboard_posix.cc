@@ -12,7 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -102,4 +102,4 @@ std::uint8_t keyboard_take() {
   return state.decoder.take();
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner

@@ -11,7 +11,7 @@
 
 #include "runtime/wi/console/key_sequences.h"
 
-namespace marigold {
+namespace marigold::inner {
 
 inline constexpr int kEscapeMilliseconds = 50;
 
@@ -31,4 +31,4 @@ bool keyboard_has_byte();
 // Returns the next byte. Call it after KeyWait::kKey.
 std::uint8_t keyboard_take();
 
-}  // namespace marigold
+}  // namespace marigold::inner

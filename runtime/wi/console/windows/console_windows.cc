@@ -8,7 +8,7 @@
 #include "runtime/wi/console/console.h"
 #include "runtime/wi/console/console_size.h"
 
-namespace marigold {
+namespace marigold::inner {
 namespace {
 
 // The results of the console's calls have no effect: a screen that cannot be changed stays as it
@@ -97,4 +97,4 @@ const Console& system_console() {
   return kWindowsConsole;
 }
 
-}  // namespace marigold
+}  // namespace marigold::inner
