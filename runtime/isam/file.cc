@@ -117,7 +117,7 @@ int validate_former_version(const File& file) {
   if (header.version > kFormerIndexVersion) return 0;
   if (header.state == kStateInUse && header.boot == boot_identity()) return kIsBadFile;
   bool others = false;
-  const int failed = file.exclusive ? 0 : file.index.locked_by_other(kUseLock, others);
+  const int failed = has_other_users(file, others);
   return others ? kIsFileLocked : failed;
 }
 
@@ -172,7 +172,7 @@ int hold_alone(File& file) {
   int failed = EAGAIN;
   for (int round = 0; failed == EAGAIN && round < kMostRounds; ++round) {
     if (round > 0) wait_a_little(round);
-    failed = file.index.lock(kUseLock, true);
+    failed = hold_if_alone(file);
   }
   return failed == EAGAIN ? refuse(kIsFileLocked,
                                    "its indexes must be rebuilt, and other processes have it open")
@@ -351,9 +351,7 @@ int make_clean(File& file) {
 
 int close_registered(File& file) {
   bool others = false;
-  if (!file.exclusive) {
-    if (const int failed = file.index.locked_by_other(kUseLock, others)) return failed;
-  }
+  if (const int failed = has_other_users(file, others)) return failed;
   if (others) return file_flush(file);
   // Nothing was changed. A full disk could refuse even the store of the writer lock.
   if (file.header().state != kStateInUse) return file.data.sync();

@@ -12,6 +12,7 @@
 #include "runtime/isam/rebuild.h"
 #include "runtime/isam/slots.h"
 #include "runtime/isam/space.h"
+#include "runtime/isam/use_locks.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/record_file.h"
@@ -120,7 +121,7 @@ class FreshIndex {
     const int failed = old_index_.open(path, FileAccess::kReadWrite);
     if (failed == ENOENT) return 0;
     if (failed != 0) return failed;
-    if (const int taken = locked(old_index_.lock(kUseLock, true))) return taken;
+    if (const int taken = take_closed_index(old_index_)) return taken;
     if (!old_index_.is_still_at(path)) return kIsFileLocked;
     std::uint64_t space = 0;
     if (measure(old_index_, kPageSize, space) == 0)

@@ -81,14 +81,24 @@ class MappedFile : public OpenedFile {
   void start_sync(std::uint64_t offset, std::uint64_t bytes);
 
   // Locks one byte, also beyond the end of the file, against other objects of any process. A
-  // further call for the byte changes the kind of the lock. EAGAIN if another object holds a lock
-  // that excludes this one.
+  // further call for the byte makes an exclusive lock a shared one; lock_if_alone does the reverse.
+  // EAGAIN if another object holds a lock that excludes this one.
   int lock(std::uint64_t offset, bool exclusive);
-  // Gives back one byte, or a range of them.
+  // Makes this object's shared lock of the byte exclusive if no other object holds a lock on it.
+  // EAGAIN if another one does; the lock is then shared as before. Some systems do not change a
+  // lock in one step. So the caller holds, exclusively, a lock that every object takes before it
+  // locks this byte exclusively: none can come between the steps.
+  int lock_if_alone(std::uint64_t offset);
+  // Gives back this object's locks of one byte, or of a range.
   int unlock(std::uint64_t offset, std::uint64_t count = 1);
-  // Whether another object holds a lock on the byte, or on one of the bytes: any lock, or an
-  // exclusive one. A process that may only read the file can hold no exclusive lock.
+  // Whether another object holds a lock of any kind on one of the bytes; this object may hold
+  // shared ones. Some systems find out only if they lock the bytes exclusively for a moment. So the
+  // caller holds, exclusively, a lock that every object takes before it locks one of these bytes.
   int locked_by_other(std::uint64_t offset, bool& locked, std::uint64_t count = 1) const;
+  // Whether another object holds an exclusive lock on the byte. Needs no other lock: a system that
+  // cannot ask takes a shared lock for a moment, which makes no such call and no shared lock of
+  // others fail, and lets an exclusive lock of others try again. A process that may only read the
+  // file can hold no exclusive lock on POSIX systems.
   int locked_exclusively_by_other(std::uint64_t offset, bool& locked) const;
 
   // Whether a page of the view was missing (see missing_page.h). Later stores may have gone into

@@ -219,7 +219,7 @@ bool is_alive(const std::string& journal) {
   RecordFile file;
   bool locked = false;
   return file.open(journal.c_str(), false) == 0 &&
-         file.locked_by_other(kFileAliveLock, locked) == 0 && locked;
+         file.locked_exclusively_by_other(kFileAliveLock, locked) == 0 && locked;
 }
 
 bool fail(Problems& problems, const std::string& problem) {

@@ -196,6 +196,11 @@ int MappedFile::lock(std::uint64_t offset, bool exclusive) {
   return set_lock(exclusive ? Lock::kExclusive : Lock::kShared, offset, 1);
 }
 
+// The system changes the kind in one step, whoever else locks the byte meanwhile.
+int MappedFile::lock_if_alone(std::uint64_t offset) {
+  return lock(offset, true);
+}
+
 int MappedFile::unlock(std::uint64_t offset, std::uint64_t count) {
   return set_lock(Lock::kNone, offset, count);
 }
