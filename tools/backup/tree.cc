@@ -18,15 +18,9 @@ bool fail(const std::string& path, int error, std::string& reason) {
   return false;
 }
 
-std::string without_slashes(std::string path) {
-  while (path.size() > 1 && path.back() == '/')
-    path.pop_back();
-  return path;
-}
-
 // Made first, locked while the run lives, and written last.
 std::string manifest_path(const std::string& directory) {
-  return directory + "/" + kManifestName;
+  return path_join(directory, kManifestName);
 }
 
 // A leftover that cannot be removed may stay: it is in no one's way.
@@ -57,7 +51,7 @@ int make_locked(const std::string& path, RecordFile& manifest) {
 }  // namespace
 
 BackupTree::BackupTree(const std::string& path)
-    : path_(without_slashes(path)), temporary_(new_file_name(path_)) {}
+    : path_(path_without_end(path)), temporary_(new_file_name(path_)) {}
 
 BackupTree::~BackupTree() {
   if (made_) file_remove_tree(temporary_.c_str());
@@ -88,7 +82,7 @@ bool BackupTree::add_bytes(const std::string& name, const std::string& bytes,
   if (error == 0) error = file.take_access(like.c_str());
   if (error == 0) error = file.sync();
   if (error == 0) error = file.close();
-  return error == 0 ? describe(name, part, reason) : fail(path_ + "/" + name, error, reason);
+  return error == 0 ? describe(name, part, reason) : fail(path_join(path_, name), error, reason);
 }
 
 bool BackupTree::describe(const std::string& name, BackupPart& part, std::string& reason) const {
@@ -104,20 +98,20 @@ bool BackupTree::describe(const std::string& name, BackupPart& part, std::string
     });
   }
   part.checksum = checksum.take();
-  return error == 0 || fail(path_ + "/" + name, error == ECANCELED ? EINTR : error, reason);
+  return error == 0 || fail(path_join(path_, name), error == ECANCELED ? EINTR : error, reason);
 }
 
 bool BackupTree::finish(const BackupManifest& manifest, std::string& reason) {
   int error = 0;
   for (const BackupClass& one : manifest.classes) {
-    const std::string inside = path_of(std::to_string(one.number) + "/" + kManifestName);
+    const std::string inside = path_of(path_join(std::to_string(one.number), kManifestName));
     if (error == 0) error = file_sync_directory(inside.c_str());
   }
   const std::string path = path_of(kManifestName);
   if (error == 0) error = manifest_.write(0, manifest_text(manifest));
   if (error == 0) error = manifest_.sync();
   if (error == 0) error = file_sync_directory(path.c_str());
-  return error == 0 || fail(path_ + "/" + kManifestName, error, reason);
+  return error == 0 || fail(path_join(path_, kManifestName), error, reason);
 }
 
 bool BackupTree::put_in_place(std::string& reason) {

@@ -7,6 +7,7 @@
 #include "runtime/core/user_interface.h"
 #include "runtime/data/definition/definition_scanner.h"
 #include "runtime/platform/named_file.h"
+#include "runtime/platform/path.h"
 
 namespace marigold {
 namespace {
@@ -39,8 +40,8 @@ DefinitionScan scan_definitions(std::string_view text, AfterScanError after_erro
 }
 
 std::string definition_set_path(std::string_view set_name) {
-  std::string path(settings().definition_directory.view());
-  return path.append("/FILE").append(set_name).append(".DES");
+  const std::string name = std::string("FILE").append(set_name).append(".DES");
+  return path_join(settings().definition_directory.view(), name);
 }
 
 void definition_set_load(std::string_view set_name) {

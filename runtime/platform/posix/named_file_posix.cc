@@ -9,9 +9,9 @@
 #include <new>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 
 #include "runtime/platform/named_file.h"
+#include "runtime/platform/path.h"
 #include "runtime/platform/posix/descriptor_posix.h"
 #include "runtime/platform/system_error.h"
 
@@ -82,10 +82,8 @@ int file_sync(const char* path) {
 }
 
 int file_sync_directory(const char* path) {
-  const std::string_view name(path);
-  const std::size_t slash = name.rfind('/');
-  std::string directory = ".";
-  if (slash != std::string_view::npos) directory = name.substr(0, slash == 0 ? 1 : slash);
+  std::string directory(path_directory(path));
+  if (directory.empty()) directory = ".";
   FileHandle opened(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   return sync_and_close(opened);
 }

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "runtime/platform/named_file.h"
+#include "runtime/platform/path.h"
 #include "runtime/platform/posix/byte_locks_posix.h"
 #include "runtime/platform/posix/regular_file_posix.h"
 #include "runtime/platform/posix/size_limit_posix.h"
@@ -290,9 +291,7 @@ int file_remove_tree(const char* path) {
 }
 
 int file_make_private_directory(std::string& path) {
-  const char* parent = std::getenv("TMPDIR");
-  path = parent == nullptr || *parent == '\0' ? "/tmp" : parent;
-  path.append("/marigold.").append(random_word());
+  path = path_join(path_for_temporary_files(), "marigold." + random_word());
   return file_make_own_directory(path.c_str());
 }
 
@@ -304,26 +303,15 @@ int file_make_directory(const char* path) {
 
 // ---- Temporary names
 
-namespace {
-
-std::size_t name_begin(std::string_view path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string_view::npos ? 0 : slash + 1;
-}
-
-}  // namespace
-
 std::string new_file_name(std::string_view path) {
-  const std::size_t begin = name_begin(path);
-  std::string name(path.substr(0, begin));
-  return name.append(".").append(path.substr(begin)).append(".").append(random_word());
+  const std::string name(path_name(path));
+  return path_beside(path, "." + name + "." + random_word());
 }
 
 std::vector<std::string> new_files_abandoned(const std::string& path) {
   namespace fs = std::filesystem;
-  const std::string directory = path.substr(0, name_begin(path));
-  const std::string head =
-      std::string(".").append(path, name_begin(path), std::string::npos).append(".");
+  const std::string directory = path_beside(path, "");
+  const std::string head = std::string(".").append(path_name(path)).append(".");
   std::vector<std::string> found;
   std::vector<std::string> used;  // heads and words
   std::error_code error;

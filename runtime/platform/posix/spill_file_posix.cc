@@ -7,11 +7,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <ctime>
 #include <string>
 
 #include "runtime/platform/mapped_file.h"
+#include "runtime/platform/path.h"
 #include "runtime/platform/posix/new_file_posix.h"
 #include "runtime/platform/posix/regular_file_posix.h"
 
@@ -21,8 +21,8 @@ namespace {
 // Makes a file that never has a name, on file systems that can.
 int make_nameless(const std::string& path, FileHandle& file) {
 #ifdef O_TMPFILE
-  const std::size_t slash = path.rfind('/');
-  const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  std::string directory(path_directory(path));
+  if (directory.empty()) directory = ".";
   file = FileHandle(open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR));
   return file.is_open() ? 0 : system_error();
 #else
@@ -76,9 +76,7 @@ int SpillFile::make(const char* beside) {
   if (fault != 0) return fault;
   const int failed = make_beside(beside, handle_);
   if (failed != EACCES && failed != EPERM && failed != EROFS) return failed;
-  const char* directory = std::getenv("TMPDIR");
-  const std::string other = directory == nullptr || *directory == '\0' ? "/tmp" : directory;
-  return make_beside(other + "/marigold", handle_);
+  return make_beside(path_join(path_for_temporary_files(), "marigold"), handle_);
 }
 
 int SpillFile::write(std::uint64_t offset, std::span<const std::byte> bytes) {
