@@ -251,6 +251,7 @@ int clear_leftover(const OpenRequest& request) {
   if (read_index_header(leftover) != ENOENT) return EEXIST;
   const int no_data = leftover.data.open(request.data_path.c_str(), FileAccess::kReadWrite);
   if (no_data != 0 ? no_data != ENOENT : !data_is_unborn(leftover)) return EEXIST;
+  file_unmap(leftover);  // and keeps the lock until both names are free
   if (const int failed = file_remove(request.data_path.c_str())) return failed;
   return file_remove(request.index_path.c_str());
 }
@@ -313,6 +314,7 @@ int create_both(File& file, const OpenRequest& request, std::uint32_t record_len
   if (failed == 0) failed = file.index.identity(file.identity);
   if (failed == 0 && !request.exclusive) failed = share(file);
   if (failed != 0) {
+    file_unmap(file);  // without the lock, another process might have the names by now
     file_remove(request.data_path.c_str());
     file_remove(request.index_path.c_str());
   }
@@ -503,7 +505,18 @@ int file_open(std::shared_ptr<File>& file, const OpenRequest& request) {
   return kIsFileLocked;
 }
 
-int file_close(File& file) {
+void file_unmap(File& file) {
+  file.index.unmap();
+  file.data.unmap();
+}
+
+int file_map_again(File& file) {
+  const int failed = file.index.map(file.index_space);
+  return failed == 0 ? file.data.map(file.data_space) : failed;
+}
+
+int file_retire(File& file) {
+  if (file.is_retired()) return 0;
   int failed = 0;
   if (file.writable) {
     failed = register_lock(file);
@@ -515,6 +528,12 @@ int file_close(File& file) {
     }
   }
   failed = unless_hit(file, failed);
+  file_unmap(file);
+  return failed;
+}
+
+int file_close(File& file) {
+  const int failed = file_retire(file);
   file.index.close();
   file.data.close();
   return failed;

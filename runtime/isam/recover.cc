@@ -49,7 +49,8 @@ int copy_file(RecordFile& from, const std::string& like, const std::string& to) 
   }
   if (failed == 0) failed = copy.take_access(like.c_str());
   if (failed == 0) failed = copy.sync();
-  if (failed == 0) failed = copy.close();
+  const int not_closed = copy.close();
+  if (failed == 0) failed = not_closed;
   if (failed != 0) file_remove(to.c_str());
   return failed;
 }

@@ -68,6 +68,7 @@ int keep_damaged(const File& file, const OpenRequest& request, std::string& kept
   if (failed != 0) return failed;
   failed = write_copy(file, request, copy);
   if (failed == 0) failed = file_sync_directory(kept.c_str());
+  static_cast<void>(copy.close());
   if (failed != 0) file_remove(kept.c_str());
   return failed;
 }
@@ -90,7 +91,10 @@ class FreshIndex {
     for (const std::string& left : new_files_abandoned(request.index_path))
       file_remove(left.c_str());
   }
-  ~FreshIndex() { file_remove(fresh_path_.c_str()); }
+  ~FreshIndex() {
+    file_.index.close();
+    file_remove(fresh_path_.c_str());
+  }
   FreshIndex(const FreshIndex&) = delete;
   FreshIndex& operator=(const FreshIndex&) = delete;
 
@@ -126,6 +130,7 @@ class FreshIndex {
     std::uint64_t space = 0;
     if (measure(old_index_, kPageSize, space) == 0)
       known_ = known_records(old_index_, header_, data_mark(file_));
+    old_index_.unmap();
     return 0;
   }
 
@@ -175,9 +180,12 @@ class FreshIndex {
     }
     change_step();
     if (const int failed = rebuild.mark_slots()) return failed;
+    if (opened_ != nullptr) opened_->index.unmap();  // its lock lasts until the new one is there
     change_step();
-    if (const int failed = file_replace(fresh_path_.c_str(), request_.index_path.c_str()))
+    if (const int failed = file_replace(fresh_path_.c_str(), request_.index_path.c_str())) {
+      if (opened_ != nullptr) static_cast<void>(file_map_again(*opened_));
       return failed;
+    }
     change_step();
     return 0;
   }

@@ -53,15 +53,20 @@ class MappedFile : public OpenedFile {
 
   // Makes the file at least this long with disk space for every byte, so that no store to the
   // memory fails for want of space. On a disk that keeps old versions of overwritten data, or
-  // shares data, this is no promise. ENOSPC, EFBIG, EDQUOT; the length is then as before. New bytes
-  // are zero.
+  // shares data, this is no promise. ENOSPC, EFBIG, EDQUOT; the length is then as before, also where
+  // a mapped file cannot be cut: there the system must take all of the space in one step or none.
+  // New bytes are zero.
   int reserve(std::uint64_t bytes);
-  // Cuts the file to this length. The caller must not touch the memory beyond the new end.
+  // Cuts the file to this length. Earlier addresses become void; a failure leaves everything as
+  // before. No other object may have mapped the file: some systems refuse then.
   int truncate(std::uint64_t bytes);
   // Maps at least the first `bytes`, and address space for as much again, so that the view of a
   // growing file rarely moves. The caller must not touch memory beyond the end of the file. Earlier
   // addresses become void. A failure leaves everything as before.
   int map(std::uint64_t bytes);
+  // Gives the memory back; the file stays open and keeps its locks. Some systems refuse to replace,
+  // to remove or to cut a file that anybody has mapped, so do this before. map may follow.
+  using OpenedFile::unmap;
   [[nodiscard]] std::byte* memory() const { return memory_; }
   [[nodiscard]] std::uint64_t mapped() const { return mapped_; }
   // Takes a range out of this process's memory until the process touches it again; the system keeps

@@ -39,6 +39,8 @@ class OpenedFile {
 
   enum class Lock { kNone, kShared, kExclusive };
 
+  // See MappedFile.
+  void unmap();
   // Closes an open file and takes the other one over.
   void take(FileHandle file);
   // Gives bytes this kind of lock, whatever kind they have. EAGAIN if another object has locked one

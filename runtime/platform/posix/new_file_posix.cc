@@ -244,7 +244,8 @@ int file_make(const char* path, std::string_view bytes) {
   if (const int failed = file.make(path)) return failed;
   int failed = file.write(bytes);
   if (failed == 0) failed = file.sync();
-  if (failed == 0) failed = file.close();
+  const int not_closed = file.close();
+  if (failed == 0) failed = not_closed;
   if (failed != 0) file_remove(path);
   return failed;
 }
@@ -256,7 +257,8 @@ int file_put(const char* path, std::string_view bytes, const char* like) {
   int failed = file.write(bytes);
   if (failed == 0) failed = file.take_access(like == nullptr ? path : like);
   if (failed == 0) failed = file.sync();
-  if (failed == 0) failed = file.close();
+  const int not_closed = file.close();
+  if (failed == 0) failed = not_closed;
   if (failed == 0) failed = file_replace(fresh.c_str(), path);
   if (failed != 0) file_remove(fresh.c_str());
   return failed;

@@ -46,14 +46,18 @@ void OpenedFile::forget_all() {
   }
 }
 
-void OpenedFile::forget() {
-  if (memory_ != nullptr) {
-    munmap(memory_, mapped_);
-    bus_errors_release();
-  }
-  static_cast<void>(handle_.close());
+void OpenedFile::unmap() {
+  if (memory_ == nullptr) return;
+  munmap(memory_, mapped_);
+  bus_errors_release();
   memory_ = nullptr;
   mapped_ = 0;
+  if (hit_ == kFilledIn) hit_ = kStopped;  // the private pages are gone
+}
+
+void OpenedFile::forget() {
+  unmap();
+  static_cast<void>(handle_.close());
   locks_ = 0;
   hit_ = kNotHit;
   next_ = nullptr;
