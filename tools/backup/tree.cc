@@ -2,6 +2,7 @@
 #include "tools/backup/tree.h"
 
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <system_error>
 
@@ -18,19 +19,32 @@ bool fail(const std::string& path, int error, std::string& reason) {
   return false;
 }
 
-// Made first, locked while the run lives, and written last.
+// Made first, locked until the backup is whole, and written last.
 std::string manifest_path(const std::string& directory) {
   return path_join(directory, kManifestName);
+}
+
+// Whether a manifest without a lock may be that of a live run, which closes a written manifest and
+// then renames the directory: some systems refuse to rename one with an open file in it.
+bool is_just_written(const RecordFile& manifest, const std::string& path) {
+  constexpr auto kMoment = std::chrono::minutes(1);
+  std::uint64_t size = 0;
+  std::error_code failed;
+  const auto changed = std::filesystem::last_write_time(path, failed);
+  if (manifest.size(size) != 0 || failed) return true;
+  return size > 0 && std::filesystem::file_time_type::clock::now() - changed < kMoment;
 }
 
 // A leftover that cannot be removed may stay: it is in no one's way.
 void remove_abandoned(const std::string& path) {
   for (const std::string& left : new_files_abandoned(path)) {
     RecordFile manifest;
-    const int failed = manifest.open_own(manifest_path(left).c_str(), true);
+    const std::string path_of_manifest = manifest_path(left);
+    const int failed = manifest.open_own(path_of_manifest.c_str(), true);
     if (failed == ENOENT) static_cast<void>(file_remove_directory(left.c_str()));
     if (failed == ENOTDIR) static_cast<void>(file_remove(left.c_str()));  // an archive
-    if (failed == 0 && manifest.lock(0, 1, true) == 0)
+    if (failed == 0 && manifest.lock(0, 1, true) == 0 &&
+        !is_just_written(manifest, path_of_manifest))
       static_cast<void>(file_remove_tree(left.c_str()));
   }
 }
@@ -115,6 +129,7 @@ bool BackupTree::finish(const BackupManifest& manifest, std::string& reason) {
 }
 
 bool BackupTree::put_in_place(std::string& reason) {
+  manifest_.close();
   const int error =
       stop_signals_pending() ? EINTR : file_replace(temporary_.c_str(), path_.c_str());
   if (error != 0) return fail(path_, error, reason);
