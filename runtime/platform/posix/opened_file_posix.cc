@@ -5,6 +5,7 @@
 #include <pthread.h>
 #include <sys/mman.h>
 
+#include <array>
 #include <csignal>
 #include <cstdlib>
 #include <type_traits>
@@ -90,8 +91,8 @@ void OpenedFile::close() {
 
 int OpenedFile::set_lock(Lock kind, std::uint64_t offset, std::uint64_t count) {
   locks_ = 1;
-  const short of_system = kind == Lock::kNone ? F_UNLCK : kind == Lock::kShared ? F_RDLCK : F_WRLCK;
-  return set_byte_lock(handle_, of_system, offset, count);
+  static constexpr std::array<short, 3> kOfSystem = {F_UNLCK, F_RDLCK, F_WRLCK};
+  return set_byte_lock(handle_, kOfSystem[static_cast<std::size_t>(kind)], offset, count);
 }
 
 }  // namespace marigold
