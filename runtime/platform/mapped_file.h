@@ -86,8 +86,8 @@ class MappedFile : public OpenedFile {
   void start_sync(std::uint64_t offset, std::uint64_t bytes);
 
   // Locks one byte, also beyond the end of the file, against other objects of any process. A
-  // further call for the byte makes an exclusive lock a shared one; lock_if_alone does the reverse.
-  // EAGAIN if another object holds a lock that excludes this one.
+  // further call for the byte leaves its lock as it is, or makes an exclusive one shared;
+  // lock_if_alone does the reverse. EAGAIN if another object holds a lock that excludes this one.
   int lock(std::uint64_t offset, bool exclusive);
   // Makes this object's shared lock of the byte exclusive if no other object holds a lock on it.
   // EAGAIN if another one does; the lock is then shared as before. Some systems do not change a

@@ -44,8 +44,8 @@ class RecordFile : public OpenedFile {
   int write(std::uint64_t offset, std::span<const char> bytes);
 
   // Locks bytes, shared or (in a file opened for writing) exclusive. A further call for the same
-  // bytes makes an exclusive lock a shared one. EAGAIN if another object has locked one of the
-  // bytes in a way that excludes this lock.
+  // bytes leaves the lock as it is, or makes an exclusive one shared. EAGAIN if another object has
+  // locked one of the bytes in a way that excludes this lock.
   int lock(std::uint64_t offset, std::uint64_t count, bool exclusive);
   int unlock(std::uint64_t offset, std::uint64_t count);
   // Whether another object holds a lock on the byte, for reports: a system that cannot ask takes a
