@@ -2,8 +2,8 @@
 #include "runtime/core/new_files.h"
 
 #include <cerrno>
-#include <filesystem>
 
+#include "runtime/platform/path.h"
 #include "runtime/platform/system_error.h"
 
 namespace marigold::inner {
@@ -60,7 +60,7 @@ bool NewFiles::finish(std::string_view suffix, FileWriter& file, std::string& re
 }
 
 bool NewFiles::make_directories(std::string& reason) const {
-  const std::string directory = std::filesystem::path(path_).parent_path().string();
+  const std::string directory(path_directory(path_));
   const int error = directory.empty() ? 0 : file_make_directory(directory.c_str());
   return error == 0 || fail(directory, error, reason);
 }

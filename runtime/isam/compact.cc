@@ -77,15 +77,16 @@ int file_compact(const OpenRequest& request, IsCompactReport& report, const IsWa
   if (const int failed = file_open(old, request)) return failed;
   // Records whose deletion is not settled would come back.
   int failed = slots_settle(*old);
+  Compaction compaction(*old, request, watch);
+  if (failed == 0)
+    failed = as_writer(*old, [&] { return unless_hit(*old, compaction.make(report)); });
   if (failed == 0) {
-    failed = as_writer(*old, [&] {
-      Compaction compaction(*old, request, watch);
-      const int made = unless_hit(*old, compaction.make(report));
-      return made == 0 ? compaction.install() : made;
-    });
+    file_unmap(*old);  // keeps the locks while the names change
+    failed = compaction.install();
   }
   // A data file that was replaced has no name any more and need not be made clean.
   if (!old->data.is_still_at(request.data_path.c_str())) return failed;
+  if (old->is_retired() && file_map_again(*old) != 0) return failed;
   const int closed = file_close(*old);
   return failed == 0 ? closed : failed;
 }

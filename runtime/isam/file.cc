@@ -117,7 +117,7 @@ int validate_former_version(const File& file) {
   if (header.version > kFormerIndexVersion) return 0;
   if (header.state == kStateInUse && header.boot == boot_identity()) return kIsBadFile;
   bool others = false;
-  const int failed = file.exclusive ? 0 : file.index.locked_by_other(kUseLock, others);
+  const int failed = has_other_users(file, others);
   return others ? kIsFileLocked : failed;
 }
 
@@ -172,7 +172,7 @@ int hold_alone(File& file) {
   int failed = EAGAIN;
   for (int round = 0; failed == EAGAIN && round < kMostRounds; ++round) {
     if (round > 0) wait_a_little(round);
-    failed = file.index.lock(kUseLock, true);
+    failed = hold_if_alone(file);
   }
   return failed == EAGAIN ? refuse(kIsFileLocked,
                                    "its indexes must be rebuilt, and other processes have it open")
@@ -251,6 +251,7 @@ int clear_leftover(const OpenRequest& request) {
   if (read_index_header(leftover) != ENOENT) return EEXIST;
   const int no_data = leftover.data.open(request.data_path.c_str(), FileAccess::kReadWrite);
   if (no_data != 0 ? no_data != ENOENT : !data_is_unborn(leftover)) return EEXIST;
+  file_unmap(leftover);  // and keeps the lock until both names are free
   if (const int failed = file_remove(request.data_path.c_str())) return failed;
   return file_remove(request.index_path.c_str());
 }
@@ -313,6 +314,7 @@ int create_both(File& file, const OpenRequest& request, std::uint32_t record_len
   if (failed == 0) failed = file.index.identity(file.identity);
   if (failed == 0 && !request.exclusive) failed = share(file);
   if (failed != 0) {
+    file_unmap(file);  // without the lock, another process might have the names by now
     file_remove(request.data_path.c_str());
     file_remove(request.index_path.c_str());
   }
@@ -351,9 +353,7 @@ int make_clean(File& file) {
 
 int close_registered(File& file) {
   bool others = false;
-  if (!file.exclusive) {
-    if (const int failed = file.index.locked_by_other(kUseLock, others)) return failed;
-  }
+  if (const int failed = has_other_users(file, others)) return failed;
   if (others) return file_flush(file);
   // Nothing was changed. A full disk could refuse even the store of the writer lock.
   if (file.header().state != kStateInUse) return file.data.sync();
@@ -505,7 +505,18 @@ int file_open(std::shared_ptr<File>& file, const OpenRequest& request) {
   return kIsFileLocked;
 }
 
-int file_close(File& file) {
+void file_unmap(File& file) {
+  file.index.unmap();
+  file.data.unmap();
+}
+
+int file_map_again(File& file) {
+  const int failed = file.index.map(file.index_space);
+  return failed == 0 ? file.data.map(file.data_space) : failed;
+}
+
+int file_retire(File& file) {
+  if (file.is_retired()) return 0;
   int failed = 0;
   if (file.writable) {
     failed = register_lock(file);
@@ -517,6 +528,12 @@ int file_close(File& file) {
     }
   }
   failed = unless_hit(file, failed);
+  file_unmap(file);
+  return failed;
+}
+
+int file_close(File& file) {
+  const int failed = file_retire(file);
   file.index.close();
   file.data.close();
   return failed;

@@ -79,6 +79,8 @@ struct File {
   // A byte for each page: this process has made it, or found its checksum right or void.
   std::vector<std::uint8_t> intact_pages;
 
+  // Whether only the locks are left; see file_retire.
+  [[nodiscard]] bool is_retired() const { return index.memory() == nullptr; }
   [[nodiscard]] IndexHeader& header() const {
     return *reinterpret_cast<IndexHeader*>(index.memory());
   }
@@ -123,6 +125,14 @@ int file_open(std::shared_ptr<File>& file, const OpenRequest& request);
 // Brings everything to the disk, and marks the file clean if no other process has it open. Both
 // files are closed even on a failure.
 int file_close(File& file);
+// Does the work of file_close, but keeps both files open and locked, without memory: on every
+// system another file can then take their names, or they can be removed, before other processes
+// open anything there. Only file_close may follow.
+int file_retire(File& file);
+// Gives the memory of both files back before they are replaced or removed, and does no more; and
+// takes it again if they have stayed.
+void file_unmap(File& file);
+int file_map_again(File& file);
 // Makes all records durable. The indexes can be rebuilt from them.
 int file_flush(File& file);
 // Puts the file in use on the disk. The caller must not be the writer.

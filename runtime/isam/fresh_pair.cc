@@ -57,6 +57,8 @@ FreshPair::FreshPair(const OpenRequest& request)
 }
 
 FreshPair::~FreshPair() {
+  file_.index.close();
+  file_.data.close();
   for (const std::string& path : {fresh_index_, fresh_data_}) {
     if (!path.empty()) file_remove(path.c_str());
   }

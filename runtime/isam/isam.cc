@@ -84,12 +84,18 @@ int operation(const char* name, Body body) {
   }
 }
 
-Descriptor* descriptor_at(int number) {
+// The descriptor of an open file, also of one that has retired.
+Descriptor* held_descriptor_at(int number) {
   const auto index = static_cast<std::size_t>(number);  // a number below 0 becomes one above all
   if (index >= state.descriptors.size()) return nullptr;
   Descriptor& descriptor = state.descriptors[index];
   const bool is_ours = descriptor.file != nullptr && descriptor.file->index.is_open();
   return is_ours ? &descriptor : nullptr;
+}
+
+Descriptor* descriptor_at(int number) {
+  Descriptor* const descriptor = held_descriptor_at(number);
+  return descriptor == nullptr || descriptor->file->is_retired() ? nullptr : descriptor;
 }
 
 // ---- Opening
@@ -299,9 +305,20 @@ int isopenlimit(int files) {
   });
 }
 
-int ISCLOSE(int number) {
+int inner::isretire(int number) {
   return operation("ISCLOSE", [&] {
     Descriptor* descriptor = descriptor_at(number);
+    if (descriptor == nullptr) return fail(kIsNotOpen);
+    File& file = *descriptor->file;
+    if (!file.exclusive) return fail(kIsBadArgument);
+    descriptor->snapshot = nullptr;
+    return finish(file, file_retire(file));
+  });
+}
+
+int ISCLOSE(int number) {
+  return operation("ISCLOSE", [&] {
+    Descriptor* descriptor = held_descriptor_at(number);
     if (descriptor == nullptr) return fail(kIsNotOpen);
     const std::shared_ptr<File> file = std::move(descriptor->file);
     *descriptor = Descriptor{};  // ends its snapshot as well

@@ -7,6 +7,7 @@
 #include "runtime/isam/change_step.h"
 #include "runtime/isam/checksums.h"
 #include "runtime/isam/hit.h"
+#include "runtime/isam/use_locks.h"
 
 namespace marigold::inner::isam {
 namespace {
@@ -40,7 +41,7 @@ bool is_of_this_run(const File& file) {
   if (file.header().boot != own) return false;
   if (own != kUnknownBoot) return true;
   bool others = false;
-  return file.index.locked_by_other(kUseLock, others) == 0 && others;
+  return has_other_users(file, others) == 0 && others;
 }
 
 // Whether the stamps, the run and the files are those with which the pair was put in use.

@@ -23,6 +23,7 @@
 #include "runtime/isam/fresh_pair.h"
 #include "runtime/isam/repair.h"
 #include "runtime/isam/slots.h"
+#include "runtime/isam/use_locks.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/record_file.h"
 #include "runtime/platform/stop_signals.h"
@@ -48,7 +49,8 @@ int copy_file(RecordFile& from, const std::string& like, const std::string& to) 
   }
   if (failed == 0) failed = copy.take_access(like.c_str());
   if (failed == 0) failed = copy.sync();
-  if (failed == 0) failed = copy.close();
+  const int not_closed = copy.close();
+  if (failed == 0) failed = not_closed;
   if (failed != 0) file_remove(to.c_str());
   return failed;
 }
@@ -145,8 +147,11 @@ class Recovery {
 
   // Locks both files, so that no other process has them.
   int open() {
-    if (const int failed = take(data_, request_.data_path)) return failed;
-    const int failed = take(index_, request_.index_path);
+    if (const int failed = data_.open(request_.data_path.c_str(), true)) return failed;
+    const int locked = data_.lock(kUseLock, 1, true);
+    if (locked != 0) return locked == EAGAIN ? kIsFileLocked : locked;
+    if (!data_.is_still_at(request_.data_path.c_str())) return kIsFileLocked;
+    const int failed = take_index();
     if (failed != 0 && failed != ENOENT) return failed;
     read_start(data_, head_);
     read_start(index_, index_head_);
@@ -176,11 +181,11 @@ class Recovery {
   }
 
  private:
-  static int take(RecordFile& file, const std::string& path) {
-    if (const int failed = file.open(path.c_str(), true)) return failed;
-    const int failed = file.lock(kUseLock, 1, true);
-    if (failed != 0) return failed == EAGAIN ? kIsFileLocked : failed;
-    return file.is_still_at(path.c_str()) ? 0 : kIsFileLocked;
+  int take_index() {
+    const char* path = request_.index_path.c_str();
+    if (const int failed = index_.open(path, true)) return failed;
+    if (const int failed = take_closed_index(index_)) return failed;
+    return index_.is_still_at(path) ? 0 : kIsFileLocked;
   }
 
   // Reads the start of a file. Bytes that the disk cannot read count as zeros.

@@ -12,6 +12,7 @@
 #include "runtime/isam/rebuild.h"
 #include "runtime/isam/slots.h"
 #include "runtime/isam/space.h"
+#include "runtime/isam/use_locks.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/record_file.h"
@@ -67,6 +68,7 @@ int keep_damaged(const File& file, const OpenRequest& request, std::string& kept
   if (failed != 0) return failed;
   failed = write_copy(file, request, copy);
   if (failed == 0) failed = file_sync_directory(kept.c_str());
+  static_cast<void>(copy.close());
   if (failed != 0) file_remove(kept.c_str());
   return failed;
 }
@@ -89,7 +91,10 @@ class FreshIndex {
     for (const std::string& left : new_files_abandoned(request.index_path))
       file_remove(left.c_str());
   }
-  ~FreshIndex() { file_remove(fresh_path_.c_str()); }
+  ~FreshIndex() {
+    file_.index.close();
+    file_remove(fresh_path_.c_str());
+  }
   FreshIndex(const FreshIndex&) = delete;
   FreshIndex& operator=(const FreshIndex&) = delete;
 
@@ -120,11 +125,12 @@ class FreshIndex {
     const int failed = old_index_.open(path, FileAccess::kReadWrite);
     if (failed == ENOENT) return 0;
     if (failed != 0) return failed;
-    if (const int taken = locked(old_index_.lock(kUseLock, true))) return taken;
+    if (const int taken = take_closed_index(old_index_)) return taken;
     if (!old_index_.is_still_at(path)) return kIsFileLocked;
     std::uint64_t space = 0;
     if (measure(old_index_, kPageSize, space) == 0)
       known_ = known_records(old_index_, header_, data_mark(file_));
+    old_index_.unmap();
     return 0;
   }
 
@@ -174,9 +180,12 @@ class FreshIndex {
     }
     change_step();
     if (const int failed = rebuild.mark_slots()) return failed;
+    if (opened_ != nullptr) opened_->index.unmap();  // its lock lasts until the new one is there
     change_step();
-    if (const int failed = file_replace(fresh_path_.c_str(), request_.index_path.c_str()))
+    if (const int failed = file_replace(fresh_path_.c_str(), request_.index_path.c_str())) {
+      if (opened_ != nullptr) static_cast<void>(file_map_again(*opened_));
       return failed;
+    }
     change_step();
     return 0;
   }

@@ -35,7 +35,38 @@ int be_alone(File& file) {
   return others ? kIsFileLocked : failed;
 }
 
+// Takes the use lock between taking the register lock and giving it back, by the file's functions.
+template <typename Lock, typename Unlock>
+int take_registered(Lock lock, Unlock unlock) {
+  int failed = lock(kRegisterLock);
+  if (failed == 0) {
+    failed = lock(kUseLock);
+    const int not_unlocked = unlock(kRegisterLock);
+    if (failed == 0) failed = not_unlocked;
+  }
+  return as_refusal(failed);
+}
+
 }  // namespace
+
+int has_other_users(const File& file, bool& others) {
+  others = false;
+  return file.exclusive ? 0 : file.index.locked_by_other(kUseLock, others);
+}
+
+int hold_if_alone(File& file) {
+  return file.index.lock_if_alone(kUseLock);
+}
+
+int take_closed_index(MappedFile& index) {
+  return take_registered([&](std::uint64_t byte) { return index.lock(byte, true); },
+                         [&](std::uint64_t byte) { return index.unlock(byte); });
+}
+
+int take_closed_index(RecordFile& index) {
+  return take_registered([&](std::uint64_t byte) { return index.lock(byte, 1, true); },
+                         [&](std::uint64_t byte) { return index.unlock(byte, 1); });
+}
 
 int take_run_lock(File& file) {
   const std::uint64_t run = kRunLocks + long_checksum(boot_identity()) % (kRunLockBytes - 1);

@@ -3,8 +3,11 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
+
+#include "runtime/platform/file_handle.h"
 
 namespace marigold::inner {
 
@@ -27,7 +30,7 @@ class CommandPipe {
   // Starts the command, after closing a running one. Returns 0, or the system's error number. A
   // program that the command processor does not find shows only in the exit status.
   int start(const char* command, CommandOutput output = CommandOutput::kPassedOn);
-  [[nodiscard]] bool is_open() const { return descriptor_ >= 0; }
+  [[nodiscard]] bool is_open() const { return input_.is_open(); }
   // Writes all bytes and waits while the command is slow to read them. Returns 0, or the system's
   // error number: EPIPE if the command has stopped reading, which never ends this process.
   int write(std::string_view bytes);
@@ -40,16 +43,18 @@ class CommandPipe {
   std::string take_output();
 
  private:
+  static constexpr std::intptr_t kNoProcess = -1;
+
   bool collect();
   void drop_output();
   void drop_output_end();
 
-  int descriptor_ = -1;
-  // The reading end of the command's output; -1 if the output is passed on or has ended. Processes
-  // that a command has left in the background may still write to it, so it stays open until the
-  // next start.
-  int output_descriptor_ = -1;
-  long process_ = -1;
+  FileHandle input_;  // the writing end of the command's input
+  // The reading end of the command's output; not open if the output is passed on or has ended.
+  // Processes that a command has left in the background may still write to it, so it stays open
+  // until the next start.
+  FileHandle output_end_;
+  std::intptr_t process_ = kNoProcess;
   std::string output_;
 };
 

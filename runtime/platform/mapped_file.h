@@ -53,15 +53,20 @@ class MappedFile : public OpenedFile {
 
   // Makes the file at least this long with disk space for every byte, so that no store to the
   // memory fails for want of space. On a disk that keeps old versions of overwritten data, or
-  // shares data, this is no promise. ENOSPC, EFBIG, EDQUOT; the length is then as before. New bytes
-  // are zero.
+  // shares data, this is no promise. ENOSPC, EFBIG, EDQUOT; the length is then as before, also where
+  // a mapped file cannot be cut: there the system must take all of the space in one step or none.
+  // New bytes are zero.
   int reserve(std::uint64_t bytes);
-  // Cuts the file to this length. The caller must not touch the memory beyond the new end.
+  // Cuts the file to this length. Earlier addresses become void; a failure leaves everything as
+  // before. No other object may have mapped the file: some systems refuse then.
   int truncate(std::uint64_t bytes);
   // Maps at least the first `bytes`, and address space for as much again, so that the view of a
   // growing file rarely moves. The caller must not touch memory beyond the end of the file. Earlier
   // addresses become void. A failure leaves everything as before.
   int map(std::uint64_t bytes);
+  // Gives the memory back; the file stays open and keeps its locks. Some systems refuse to replace,
+  // to remove or to cut a file that anybody has mapped, so do this before. map may follow.
+  using OpenedFile::unmap;
   [[nodiscard]] std::byte* memory() const { return memory_; }
   [[nodiscard]] std::uint64_t mapped() const { return mapped_; }
   // Takes a range out of this process's memory until the process touches it again; the system keeps
@@ -81,14 +86,24 @@ class MappedFile : public OpenedFile {
   void start_sync(std::uint64_t offset, std::uint64_t bytes);
 
   // Locks one byte, also beyond the end of the file, against other objects of any process. A
-  // further call for the byte changes the kind of the lock. EAGAIN if another object holds a lock
-  // that excludes this one.
+  // further call for the byte leaves its lock as it is, or makes an exclusive one shared;
+  // lock_if_alone does the reverse. EAGAIN if another object holds a lock that excludes this one.
   int lock(std::uint64_t offset, bool exclusive);
-  // Gives back one byte, or a range of them.
+  // Makes this object's shared lock of the byte exclusive if no other object holds a lock on it.
+  // EAGAIN if another one does; the lock is then shared as before. Some systems do not change a
+  // lock in one step. So the caller holds, exclusively, a lock that every object takes before it
+  // locks this byte exclusively: none can come between the steps.
+  int lock_if_alone(std::uint64_t offset);
+  // Gives back this object's locks of one byte, or of a range.
   int unlock(std::uint64_t offset, std::uint64_t count = 1);
-  // Whether another object holds a lock on the byte, or on one of the bytes: any lock, or an
-  // exclusive one. A process that may only read the file can hold no exclusive lock.
+  // Whether another object holds a lock of any kind on one of the bytes; this object may hold
+  // shared ones. Some systems find out only if they lock the bytes exclusively for a moment. So the
+  // caller holds, exclusively, a lock that every object takes before it locks one of these bytes.
   int locked_by_other(std::uint64_t offset, bool& locked, std::uint64_t count = 1) const;
+  // Whether another object holds an exclusive lock on the byte. Needs no other lock: a system that
+  // cannot ask takes a shared lock for a moment, which makes no such call and no shared lock of
+  // others fail, and lets an exclusive lock of others try again. A process that may only read the
+  // file can hold no exclusive lock on POSIX systems.
   int locked_exclusively_by_other(std::uint64_t offset, bool& locked) const;
 
   // Whether a page of the view was missing (see missing_page.h). Later stores may have gone into

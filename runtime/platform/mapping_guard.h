@@ -8,14 +8,16 @@
 
 #include <cstdint>
 
+#include "runtime/platform/file_handle.h"
+
 namespace marigold::inner {
 
 // While a guard lives, a missing page reads as zeros, like the rest of the file's last page.
 // Several guards may overlap. A guard that the system does not allow has no effect and no error.
 class MappingGuard {
  public:
-  // Takes the descriptor of the mapped file; the caller keeps it.
-  explicit MappingGuard(int descriptor);
+  // Takes the mapped file by its number in the C library; the caller keeps it.
+  explicit MappingGuard(LibraryFile file);
   ~MappingGuard();
   MappingGuard(const MappingGuard&) = delete;
   MappingGuard& operator=(const MappingGuard&) = delete;
@@ -30,7 +32,7 @@ class MappingGuard {
   [[nodiscard]] bool file_is_shorter() const;
 
  private:
-  int descriptor_;
+  LibraryFile file_;
   std::int64_t size_;
 };
 

@@ -4,8 +4,8 @@
 //
 // A user who may write in a directory can put a link, a pipe or another user's file at any name in
 // it, at any moment. So a new file is made exclusively: a name that is taken by any kind of file is
-// an error. Owner, group, permissions and access control list change through the open descriptor,
-// never by name. A file never gets the bits that lend a program its owner's rights (set-user-id,
+// an error. Owner, group, permissions and access control list change through the open file, never
+// by name. A file never gets the bits that lend a program its owner's rights (set-user-id,
 // set-group-id), nor the sticky bit. Renaming, linking and removing affect a link itself, not the
 // file to which it leads.
 //
@@ -16,8 +16,9 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
+
+#include "runtime/platform/file_handle.h"
 
 namespace marigold::inner {
 
@@ -33,15 +34,6 @@ enum class NewFileAccess {
 // A file that its maker is writing.
 class FileWriter {
  public:
-  FileWriter() = default;
-  FileWriter(FileWriter&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-  FileWriter& operator=(FileWriter&& other) noexcept {
-    close();
-    descriptor_ = std::exchange(other.descriptor_, -1);
-    return *this;
-  }
-  ~FileWriter() { close(); }
-
   // Closes an open file and makes an empty one. EEXIST if a file of any kind has the name.
   // new_files_abandoned counts the file as in use while it is open.
   int make(const char* path, NewFileAccess access = NewFileAccess::kByMask);
@@ -51,7 +43,7 @@ class FileWriter {
   int make_again(const char* path);
   // Opens an existing device or pipe and waits for the reader of a pipe. ENXIO for a regular file.
   int open_device(const char* path);
-  [[nodiscard]] bool is_open() const { return descriptor_ >= 0; }
+  [[nodiscard]] bool is_open() const { return handle_.is_open(); }
 
   // Writes all bytes. After a failure an unknown number of the first ones may be in the file.
   int write(std::string_view bytes);
@@ -65,12 +57,12 @@ class FileWriter {
   // Closes the file. A failure may mean that contents are lost. Returns 0 if no file is open.
   int close();
 
-  // Returns a second descriptor of the open file, for a library that takes and closes a descriptor;
-  // -1 if the process has no descriptor left.
-  [[nodiscard]] int share() const;
+  // Returns the open file a second time, for a library that takes a file by its number and closes
+  // it; -1 if the process has no number left.
+  [[nodiscard]] LibraryFile share() const;
 
  private:
-  int descriptor_ = -1;
+  FileHandle handle_;
 };
 
 // Makes a file with these contents and makes it durable. EEXIST as above; a failure leaves no file.

@@ -11,9 +11,10 @@
 // Only one thread opens, closes and forks.
 #pragma once
 
-#include <csignal>
 #include <cstddef>
 #include <cstdint>
+
+#include "runtime/platform/file_handle.h"
 
 namespace marigold::inner {
 
@@ -23,7 +24,7 @@ class OpenedFile {
   OpenedFile& operator=(const OpenedFile&) = delete;
 
   // Also false for a file that a forked child has inherited.
-  [[nodiscard]] bool is_open() const { return descriptor_ >= 0; }
+  [[nodiscard]] bool is_open() const { return handle_.is_open(); }
   // Unmaps, gives all locks of this object back, even if another process has the descriptor too,
   // and closes.
   void close();
@@ -36,20 +37,25 @@ class OpenedFile {
   OpenedFile() = default;
   ~OpenedFile() { close(); }
 
-  // Closes an open file and takes the descriptor over.
-  void take(int descriptor);
-  // Like set_byte_lock.
-  int set_lock(short kind, std::uint64_t offset, std::uint64_t count);
+  enum class Lock { kNone, kShared, kExclusive };
 
-  int descriptor_ = -1;
+  // See MappedFile.
+  void unmap();
+  // Closes an open file and takes the other one over.
+  void take(FileHandle file);
+  // Gives bytes this kind of lock, whatever kind they have. EAGAIN if another object has locked one
+  // of them in a way that excludes the lock.
+  int set_lock(Lock kind, std::uint64_t offset, std::uint64_t count);
+
+  FileHandle handle_;
   std::byte* memory_ = nullptr;
   std::uint64_t mapped_ = 0;
   bool writable_ = false;
 
   // State after a missing page: kStopped has not changed the view, kFilledIn has put private pages
   // into it.
-  enum Hit : std::sig_atomic_t { kNotHit, kStopped, kFilledIn };
-  volatile std::sig_atomic_t hit_ = kNotHit;
+  enum Hit : int { kNotHit, kStopped, kFilledIn };
+  volatile int hit_ = kNotHit;
   volatile int hit_reason_ = 0;
 
  private:
@@ -59,7 +65,9 @@ class OpenedFile {
   static void forget_all();
   void forget();
 
-  bool had_locks_ = false;
+  // The system's note of this object's locks; 0: it has taken none. A system that unlocks only
+  // exactly what was locked has the address of its list here.
+  std::uintptr_t locks_ = 0;
   OpenedFile* next_ = nullptr;
   OpenedFile* previous_ = nullptr;
 };

@@ -43,13 +43,15 @@ class RecordFile : public OpenedFile {
   // Writes all bytes. After a failure an unknown number of the first ones may be in the file.
   int write(std::uint64_t offset, std::span<const char> bytes);
 
-  // Locks bytes, shared or (in a file opened for writing) exclusive. A further call changes the
-  // kind. EAGAIN if another object has locked one of the bytes in a way that excludes this lock.
+  // Locks bytes, shared or (in a file opened for writing) exclusive. A further call for the same
+  // bytes leaves the lock as it is, or makes an exclusive one shared. EAGAIN if another object has
+  // locked one of the bytes in a way that excludes this lock.
   int lock(std::uint64_t offset, std::uint64_t count, bool exclusive);
   int unlock(std::uint64_t offset, std::uint64_t count);
-  // Whether another object holds a lock on the byte: any lock, or an exclusive one. A process that
-  // may only read the file can hold no exclusive lock.
+  // Whether another object holds a lock on the byte, for reports: a system that cannot ask takes a
+  // shared lock for a moment, and so misses the shared locks of others.
   int locked_by_other(std::uint64_t offset, bool& locked) const;
+  // Whether another object holds an exclusive lock on the byte; see MappedFile.
   int locked_exclusively_by_other(std::uint64_t offset, bool& locked) const;
 };
 

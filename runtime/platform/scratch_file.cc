@@ -1,17 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/platform/scratch_file.h"
 
-#include <cstdlib>
-
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/passing_files.h"
+#include "runtime/platform/path.h"
 
 namespace marigold::inner {
 
 int ScratchFile::write(std::string_view bytes) {
-  const char* directory = std::getenv("TMPDIR");
-  if (directory == nullptr || *directory == '\0') directory = "/tmp";
-  const std::string name = new_file_name(std::string(directory) + "/marigold");
+  const std::string name = new_file_name(path_join(path_for_temporary_files(), "marigold"));
   FileWriter file;
   if (const int error = file.make(name.c_str(), NewFileAccess::kOwnerOnly)) return error;
   path_ = name;

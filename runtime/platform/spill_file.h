@@ -9,19 +9,16 @@
 #include <cstdint>
 #include <span>
 
+#include "runtime/platform/file_handle.h"
+
 namespace marigold::inner {
 
 class SpillFile {
  public:
-  SpillFile() = default;
-  ~SpillFile();
-  SpillFile(const SpillFile&) = delete;
-  SpillFile& operator=(const SpillFile&) = delete;
-
   // Makes an empty file in the directory of the file at this path, for this user alone; if that
   // directory is not writable, in the one for temporary files (TMPDIR, else /tmp). Call it once.
   int make(const char* beside);
-  [[nodiscard]] bool is_made() const { return descriptor_ >= 0; }
+  [[nodiscard]] bool is_made() const { return handle_.is_open(); }
 
   // Writes all bytes. ENOSPC and so on if a part cannot be written; EFBIG beyond the process's
   // limit on file sizes, without a signal.
@@ -30,7 +27,7 @@ class SpillFile {
   int read(std::uint64_t offset, std::span<std::byte> bytes) const;
 
  private:
-  int descriptor_ = -1;
+  FileHandle handle_;
 };
 
 }  // namespace marigold::inner

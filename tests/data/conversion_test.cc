@@ -297,6 +297,17 @@ TEST_F(ConversionTest, ASignalThatAsksToEndLeavesTheOldFiles) {
   expect_old();
 }
 
+// Some systems refuse to replace or to remove a file that a process has mapped. Its lock stays.
+TEST_F(ConversionTest, NoFileIsReplacedWhileItIsMapped) {
+  conversion_step_hook = [](const char* step) {
+    if (step == "replace"s || step == "remove"s) {
+      EXPECT_EQ(read_file("/proc/self/maps").find("/data/5/ITEM"), std::string::npos) << step;
+    }
+    return 0;
+  };
+  EXPECT_EQ(run(), kConversionDone);
+}
+
 TEST_F(ConversionTest, AFailingDiskLeavesTheOldFilesOrIsGotOver) {
   struct Row {
     const char* what;

@@ -432,5 +432,60 @@ TEST_F(TortureTest, RecoveringSurvivesDeathAtEveryStep) {
   }
 }
 
+// ---- Replacing files
+
+struct Seen {
+  std::uint64_t number = 0;
+  bool mapped = false;
+};
+std::map<std::string, Seen> seen;  // the files at the last step
+
+std::uint64_t number_of(const std::string& path) {
+  MappedFile file;
+  FileIdentity identity;
+  EXPECT_EQ(file.open(path.c_str(), FileAccess::kRead) + file.identity(identity), 0);
+  return identity.number;
+}
+
+// Some systems refuse to replace a file that a process has mapped.
+void expect_replaced_unmapped() {
+  for (auto& [path, last] : seen) {
+    const std::uint64_t number = number_of(path);
+    EXPECT_FALSE(number != last.number && last.mapped) << path;
+    last = {.number = number, .mapped = is_mapped(path)};
+  }
+}
+
+TEST_F(TortureTest, NoFileIsReplacedWhileItIsMapped) {
+  struct Case {
+    const char* what;
+    bool damaged;
+    std::function<int()> run;
+  };
+  IsRebuildReport rebuilt;
+  IsCompactReport compacted;
+  IsRecoverReport recovered;
+  const Case kCases[] = {
+      {"rebuild", false, [&] { return isrebuild("good", rebuilt); }},
+      {"rebuild of a damaged index", true, [&] { return isrebuild("good", rebuilt); }},
+      {"compact", false, [&] { return iscompact("good", compacted); }},
+      {"recover", true, [&] { return isrecover("good", kWideRecord, kWideKeys, recovered); }},
+  };
+  for (const Case& one : kCases) {
+    SCOPED_TRACE(one.what);
+    const Contents contents = build_with_gaps(20);
+    if (one.damaged) damage("good.idx", 0, 4096);
+    const std::uint64_t before = number_of("good.idx");
+    seen = {{"good.dat", {}}, {"good.idx", {}}};
+    isam::change_step_hook = expect_replaced_unmapped;
+    EXPECT_EQ(error_of(one.run()), 0);
+    isam::change_step_hook = nullptr;
+    EXPECT_NE(number_of("good.idx"), before);
+    expect_holds("good", contents);
+    std::filesystem::remove("good.dat");
+    std::filesystem::remove("good.idx");
+  }
+}
+
 }  // namespace
 }  // namespace marigold::inner::test

@@ -200,8 +200,8 @@ TEST_F(ScreenOutputTest, TheSecondHasADirectoryOfItsOwn) {
     screen_output_text("shown");
     screen_output_end_line();
     screen_output_end();
-    EXPECT_EQ(read_file(own + "DRUCK.TMP"), "printed");
-    EXPECT_EQ(read_file(own + "VIDEO.TMP").substr(0, 253), record("shown"));
+    EXPECT_EQ(read_file(own + "/DRUCK.TMP"), "printed");
+    EXPECT_EQ(read_file(own + "/VIDEO.TMP").substr(0, 253), record("shown"));
     EXPECT_EQ(std::filesystem::status(own).permissions(), perms(0700));
     EXPECT_EQ(screen_output_remove(), 0);
     EXPECT_TRUE(std::filesystem::is_empty("tmp"));

@@ -61,6 +61,11 @@ std::string read_file(const std::string& path) {
   return content.str();
 }
 
+bool is_mapped(const std::string& path) {
+  const std::string line_end = std::filesystem::canonical(path).string() + "\n";
+  return read_file("/proc/self/maps").find(line_end) != std::string::npos;
+}
+
 Finished run_shell(const std::string& command_line) {
   const int result = std::system(("{ " + command_line + "\n} >.out 2>.err").c_str());
   const int status = WIFEXITED(result) ? WEXITSTATUS(result) : 128 + WTERMSIG(result);

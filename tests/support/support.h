@@ -35,6 +35,8 @@ void write_textdb(const std::string& path, const Records& records,
 
 void write_file(const std::string& path, const std::string& content);
 std::string read_file(const std::string& path);
+// Whether this process has the file of this name in its memory.
+bool is_mapped(const std::string& path);
 
 // Returns the output of a call on standard error.
 template <typename Call>

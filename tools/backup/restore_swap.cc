@@ -8,6 +8,7 @@
 #include "runtime/core/new_files.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
+#include "runtime/platform/path.h"
 #include "runtime/platform/process.h"
 #include "runtime/platform/record_file.h"
 
@@ -23,10 +24,6 @@ int step(const char* name) {
 
 std::string kept(const std::string& path) {
   return path + ".unrestored";
-}
-
-std::string directory_of(const std::string& path) {
-  return std::filesystem::path(path).parent_path().string();
 }
 
 // A rename between two names of one file does nothing, so the second name is removed afterwards.
@@ -93,16 +90,16 @@ int RestoreSwap::check_names() {
 int RestoreSwap::write_journals() {
   RestoreJournal journal;
   journal.run = new_file_name("");
-  journal.counting = directory_of(replacements_.front().path) + "/" + kRestoreJournal;
+  journal.counting = path_beside(replacements_.front().path, kRestoreJournal);
   for (const Replacement& one : replacements_)
     (one.had_old ? journal.old_files : journal.new_files).push_back(one.path);
   for (const Replacement& one : replacements_) {
-    const std::string directory = directory_of(one.path);
+    const std::string directory(path_directory(one.path));
     if (std::ranges::find(journal.directories, directory) == journal.directories.end())
       journal.directories.push_back(directory);
   }
   for (const std::string& directory : journal.directories) {
-    const std::string path = directory + "/" + kRestoreJournal;
+    const std::string path = path_join(directory, kRestoreJournal);
     failed_path_ = path;
     FileWriter other;
     FileWriter& file = journals_.empty() ? counting_ : other;
@@ -219,7 +216,7 @@ bool is_alive(const std::string& journal) {
   RecordFile file;
   bool locked = false;
   return file.open(journal.c_str(), false) == 0 &&
-         file.locked_by_other(kFileAliveLock, locked) == 0 && locked;
+         file.locked_exclusively_by_other(kFileAliveLock, locked) == 0 && locked;
 }
 
 bool fail(Problems& problems, const std::string& problem) {
@@ -232,7 +229,7 @@ RestoreJournal all_of(const RestoreJournal& counting, std::vector<std::string>& 
   RestoreJournal whole;
   journals.push_back(counting.counting);
   for (const std::string& directory : counting.directories) {
-    const std::string path = directory + "/" + kRestoreJournal;
+    const std::string path = path_join(directory, kRestoreJournal);
     RestoreJournal one;
     if (!read_restore_journal(path, one) || one.run != counting.run) continue;
     whole.old_files.insert(whole.old_files.end(), one.old_files.begin(), one.old_files.end());
@@ -257,7 +254,7 @@ bool is_free(const RestoreJournal& journal, Problems& problems) {
 }  // namespace
 
 bool recover_restore(const std::string& directory, Problems& problems) {
-  const std::string found = directory + "/" + kRestoreJournal;
+  const std::string found = path_join(directory, kRestoreJournal);
   if (!file_exists(found.c_str())) return true;
   RestoreJournal journal;
   if (!read_restore_journal(found, journal)) {

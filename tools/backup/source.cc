@@ -12,6 +12,7 @@
 
 #include "runtime/core/new_files.h"
 #include "runtime/platform/named_file.h"
+#include "runtime/platform/path.h"
 #include "tools/common/checksum.h"
 
 namespace marigold::inner {
@@ -63,7 +64,7 @@ class BackupDirectory : public BackupSource {
   explicit BackupDirectory(std::string path) : path_(std::move(path)) {}
 
   bool open(std::string& problem) {
-    const std::string at = path_ + "/" + kManifestName;
+    const std::string at = path_join(path_, kManifestName);
     std::string text;
     std::string reason;
     if (const int failed = file_read(at.c_str(), text, kLongestManifest)) {
@@ -85,7 +86,7 @@ class BackupDirectory : public BackupSource {
  private:
   // Returns false if further reading makes no sense.
   bool read_part(const BackupPart& part, PartSink& sink, Problems& problems) {
-    const std::string path = path_ + "/" + part.name;
+    const std::string path = path_join(path_, part.name);
     RecordFile file;
     CheckedPart checked(part, sink);
     std::string reason;
@@ -115,8 +116,7 @@ class BackupDirectory : public BackupSource {
     std::error_code error;
     for (fs::recursive_directory_iterator at(path_, error), end; !error && at != end;
          at.increment(error)) {
-      std::string name = at->path().string().substr(path_.size());
-      name.erase(0, name.find_first_not_of('/'));
+      const std::string name = at->path().lexically_relative(path_).generic_string();
       const auto found = known.find(name);
       std::error_code unknown;
       const bool directory = fs::is_directory(at->symlink_status(unknown));

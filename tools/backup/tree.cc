@@ -2,6 +2,7 @@
 #include "tools/backup/tree.h"
 
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <system_error>
 
@@ -18,25 +19,32 @@ bool fail(const std::string& path, int error, std::string& reason) {
   return false;
 }
 
-std::string without_slashes(std::string path) {
-  while (path.size() > 1 && path.back() == '/')
-    path.pop_back();
-  return path;
+// Made first, locked until the backup is whole, and written last.
+std::string manifest_path(const std::string& directory) {
+  return path_join(directory, kManifestName);
 }
 
-// Made first, locked while the run lives, and written last.
-std::string manifest_path(const std::string& directory) {
-  return directory + "/" + kManifestName;
+// Whether a manifest without a lock may be that of a live run, which closes a written manifest and
+// then renames the directory: some systems refuse to rename one with an open file in it.
+bool is_just_written(const RecordFile& manifest, const std::string& path) {
+  constexpr auto kMoment = std::chrono::minutes(1);
+  std::uint64_t size = 0;
+  std::error_code failed;
+  const auto changed = std::filesystem::last_write_time(path, failed);
+  if (manifest.size(size) != 0 || failed) return true;
+  return size > 0 && std::filesystem::file_time_type::clock::now() - changed < kMoment;
 }
 
 // A leftover that cannot be removed may stay: it is in no one's way.
 void remove_abandoned(const std::string& path) {
   for (const std::string& left : new_files_abandoned(path)) {
     RecordFile manifest;
-    const int failed = manifest.open_own(manifest_path(left).c_str(), true);
+    const std::string path_of_manifest = manifest_path(left);
+    const int failed = manifest.open_own(path_of_manifest.c_str(), true);
     if (failed == ENOENT) static_cast<void>(file_remove_directory(left.c_str()));
     if (failed == ENOTDIR) static_cast<void>(file_remove(left.c_str()));  // an archive
-    if (failed == 0 && manifest.lock(0, 1, true) == 0)
+    if (failed == 0 && manifest.lock(0, 1, true) == 0 &&
+        !is_just_written(manifest, path_of_manifest))
       static_cast<void>(file_remove_tree(left.c_str()));
   }
 }
@@ -57,7 +65,7 @@ int make_locked(const std::string& path, RecordFile& manifest) {
 }  // namespace
 
 BackupTree::BackupTree(const std::string& path)
-    : path_(without_slashes(path)), temporary_(new_file_name(path_)) {}
+    : path_(path_without_end(path)), temporary_(new_file_name(path_)) {}
 
 BackupTree::~BackupTree() {
   if (made_) file_remove_tree(temporary_.c_str());
@@ -88,7 +96,7 @@ bool BackupTree::add_bytes(const std::string& name, const std::string& bytes,
   if (error == 0) error = file.take_access(like.c_str());
   if (error == 0) error = file.sync();
   if (error == 0) error = file.close();
-  return error == 0 ? describe(name, part, reason) : fail(path_ + "/" + name, error, reason);
+  return error == 0 ? describe(name, part, reason) : fail(path_join(path_, name), error, reason);
 }
 
 bool BackupTree::describe(const std::string& name, BackupPart& part, std::string& reason) const {
@@ -104,23 +112,24 @@ bool BackupTree::describe(const std::string& name, BackupPart& part, std::string
     });
   }
   part.checksum = checksum.take();
-  return error == 0 || fail(path_ + "/" + name, error == ECANCELED ? EINTR : error, reason);
+  return error == 0 || fail(path_join(path_, name), error == ECANCELED ? EINTR : error, reason);
 }
 
 bool BackupTree::finish(const BackupManifest& manifest, std::string& reason) {
   int error = 0;
   for (const BackupClass& one : manifest.classes) {
-    const std::string inside = path_of(std::to_string(one.number) + "/" + kManifestName);
+    const std::string inside = path_of(path_join(std::to_string(one.number), kManifestName));
     if (error == 0) error = file_sync_directory(inside.c_str());
   }
   const std::string path = path_of(kManifestName);
   if (error == 0) error = manifest_.write(0, manifest_text(manifest));
   if (error == 0) error = manifest_.sync();
   if (error == 0) error = file_sync_directory(path.c_str());
-  return error == 0 || fail(path_ + "/" + kManifestName, error, reason);
+  return error == 0 || fail(path_join(path_, kManifestName), error, reason);
 }
 
 bool BackupTree::put_in_place(std::string& reason) {
+  manifest_.close();
   const int error =
       stop_signals_pending() ? EINTR : file_replace(temporary_.c_str(), path_.c_str());
   if (error != 0) return fail(path_, error, reason);

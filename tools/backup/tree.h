@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "runtime/platform/path.h"
 #include "runtime/platform/record_file.h"
 #include "runtime/platform/stop_signals.h"
 #include "tools/backup/manifest.h"
@@ -27,7 +28,7 @@ class BackupTree {
   bool make_class(int path_class, std::string& reason);
   // Returns the present path of the file with this name in the backup.
   [[nodiscard]] std::string path_of(const std::string& name) const {
-    return temporary_ + "/" + name;
+    return path_join(temporary_, name);
   }
 
   // Makes a part of these bytes, with owner and permissions of the file at `like`.

@@ -7,6 +7,7 @@
 #include "runtime/data/access/backup_record.h"
 #include "runtime/data/access/version.h"
 #include "runtime/platform/named_file.h"
+#include "runtime/platform/path.h"
 #include "tools/backup/archive.h"
 #include "tools/backup/tree.h"
 #include "tools/common/progress.h"
@@ -114,8 +115,8 @@ int Backup::copy_group(BackupGroup& group) {
     if (!files.back()->open(problem)) return report_unusable({problem});
   }
   const auto copy = [this](const DataTarget& target) {
-    return tree_.path_of(std::to_string(target.definition->path_class) + "/" +
-                         std::string(target.definition->name.view()));
+    return tree_.path_of(
+        path_join(std::to_string(target.definition->path_class), target.definition->name.view()));
   };
   Progress progress("class " + std::to_string(group.path_class));
   BackupClass one{.number = group.path_class, .moment = "", .parts = {}};

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
-#include <filesystem>
 #include <functional>
 #include <string_view>
 #include <vector>
@@ -11,6 +10,7 @@
 #include "runtime/data/access/isam_access.h"
 #include "runtime/data/conversion/file_swap.h"
 #include "runtime/platform/named_file.h"
+#include "runtime/platform/path.h"
 #include "tools/backup/restore_swap.h"
 #include "tools/common/json_text.h"
 #include "tools/common/progress.h"
@@ -81,10 +81,9 @@ int check_keyed(const DataTarget& target, Checked& checked) {
 void look_beside(const DataTarget& target, Checked& checked) {
   for (const std::string& left : abandoned_of(target.base))
     checked.findings.push_back("left by a run that was killed: " + left);
-  const auto journal = std::filesystem::path(target.base).replace_filename(kRestoreJournal);
+  const std::string journal = path_beside(target.base, kRestoreJournal);
   if (file_exists(journal.c_str()))
-    checked.findings.push_back("beside " + journal.string() +
-                               " of an interrupted restore; run it again");
+    checked.findings.push_back("beside " + journal + " of an interrupted restore; run it again");
   if (FileSwap(target.base, target.definition->type).has_leftovers())
     checked.findings.push_back("left by an interrupted conversion; run it again to finish it");
   checked.looked_at.push_back("left_behind");

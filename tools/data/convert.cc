@@ -11,6 +11,7 @@
 #include "runtime/data/conversion/conversion.h"
 #include "runtime/data/definition/definition_set.h"
 #include "runtime/platform/named_file.h"
+#include "runtime/platform/path.h"
 #include "runtime/platform/stream.h"
 #include "runtime/texte/syserr.h"
 #include "runtime/texte/sysmsg.h"
@@ -28,7 +29,7 @@ using Clock = std::chrono::steady_clock;
 // Loads the definitions of a set into the list. Reports only the first fault of a set; "marigold
 // data scan" reports all.
 void load_set(const std::string& set, Problems& problems) {
-  const bool is_path = set.find('/') != std::string::npos || set.ends_with(".DES");
+  const bool is_path = path_has_directory(set) || set.ends_with(".DES");
   const std::string path = is_path ? set : definition_set_path(set);
   std::string text;
   if (const int error = file_read(path.c_str(), text)) {

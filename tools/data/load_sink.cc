@@ -84,6 +84,7 @@ class HeldPair {
       : target_(target), file_(std::move(file)) {}
   ~HeldPair() {
     if (!made_) return;
+    file_.retire();
     for (const char* suffix : {".dat", ".idx"})
       file_remove((target_.base + suffix).c_str());
   }
@@ -99,6 +100,8 @@ class HeldPair {
     problem = half_pair_text(target_);
     return false;
   }
+  // Comes before the new pair takes the names, and keeps the locks.
+  void retire() { file_.retire(); }
   void replaced() { made_ = false; }
 
  private:
@@ -137,6 +140,7 @@ class FreshKeyed : public LoadSink {
   bool commit(std::string& problem) override {
     const int failed = file_.close();
     if (failed != 0) return fail(problem, target_.base, failed);
+    old_pair_.retire();
     if (!files_.put_in_place(problem)) return false;
     old_pair_.replaced();
     return true;

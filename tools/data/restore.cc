@@ -226,6 +226,7 @@ bool Restore::hold(Restored& file, Problems& problems) {
   } else {
     failed = file.numbered.open(file.target, true);
   }
+  file.keyed.retire();
   return failed == 0 || failed == ENOENT || fail(problems, data_error(file.target.base, failed));
 }
 

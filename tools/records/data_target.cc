@@ -16,6 +16,7 @@
 #include "runtime/data/access/version.h"
 #include "runtime/isam/isam.h"
 #include "runtime/platform/named_file.h"
+#include "runtime/platform/path.h"
 #include "runtime/platform/process.h"
 #include "runtime/platform/system_error.h"
 #include "tools/records/lock_holders.h"
@@ -114,7 +115,7 @@ std::string without_suffix(const std::string& path, FileType type) {
 }  // namespace
 
 std::string definition_path_of(const std::string& set) {
-  const bool path = set.find('/') != std::string::npos || set.ends_with(kSetSuffix);
+  const bool path = path_has_directory(set) || set.ends_with(kSetSuffix);
   return path ? set : definition_set_path(set);
 }
 

@@ -35,6 +35,10 @@ int OpenKeyedFile::close() {
   return result == 0 ? 0 : iserrno;
 }
 
+void OpenKeyedFile::retire() {
+  if (is_open()) isretire(number_);
+}
+
 int OpenKeyedFile::info(IsamInfo& info) const {
   return isinfo(number_, info) == 0 ? 0 : iserrno;
 }

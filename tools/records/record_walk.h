@@ -30,6 +30,9 @@ class OpenKeyedFile {
   // Builds a pair that will replace `like`; see isbuild_like.
   int build_like(const FileDefinition& file, const std::string& base, const std::string& like);
   int close();
+  // Ends the use of a pair that is exclusively open, if it is, and keeps its locks until it is
+  // closed. Comes before another pair takes its place, so a failure does no harm.
+  void retire();
   int info(IsamInfo& info) const;
   [[nodiscard]] int number() const { return number_; }
   [[nodiscard]] bool is_open() const { return number_ >= 0; }

@@ -3,6 +3,7 @@
 
 #include "runtime/core/new_files.h"
 #include "runtime/platform/new_file.h"
+#include "runtime/platform/path.h"
 #include "runtime/platform/stop_signals.h"
 #include "tools/records/snapshot_copy.h"
 
@@ -22,7 +23,7 @@ class Scratch {
     made_ = failed == 0;
     return made_;
   }
-  [[nodiscard]] std::string base() const { return path_ + "/copy"; }
+  [[nodiscard]] std::string base() const { return path_join(path_, "copy"); }
 
   // Ends the process if a signal has asked for it.
   void end_if_stopped() {

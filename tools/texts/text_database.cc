@@ -54,14 +54,14 @@ bool store_all(GDBM_FILE store, const std::string& path, std::span<const TextRec
 // Fills a store in the file that was made for it.
 bool fill_store(const FileWriter& file, const std::string& path,
                 std::span<const TextRecord> records, std::string& reason) {
-  const int descriptor = file.share();
-  if (descriptor < 0) {
+  const LibraryFile shared = file.share();
+  if (shared < 0) {
     reason = file_error(path, errno);
     return false;
   }
   constexpr int kFlags = GDBM_NEWDB | GDBM_NOLOCK | GDBM_CLOERROR;
   errno = 0;
-  const Store store(gdbm_fd_open(descriptor, path.c_str(), 0, kFlags, nullptr));
+  const Store store(gdbm_fd_open(shared, path.c_str(), 0, kFlags, nullptr));
   if (store != nullptr) return store_all(store.get(), path, records, reason);
   reason = store_error(path, gdbm_errno, errno);
   return false;

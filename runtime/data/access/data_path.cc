@@ -5,6 +5,7 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/platform/new_file.h"
+#include "runtime/platform/path.h"
 
 namespace marigold::inner {
 
@@ -15,13 +16,11 @@ std::string data_directory(int path_class) {
   for (std::size_t at = directory.find(kClass); at != std::string::npos;
        at = directory.find(kClass, at + number.size()))
     directory.replace(at, kClass.size(), number);
-  while (directory.size() > 1 && directory.ends_with('/'))
-    directory.pop_back();
-  return directory;
+  return std::string(path_without_end(directory));
 }
 
 std::string data_path(const FileDefinition& file) {
-  return data_directory(file.path_class) + "/" + std::string(file.name.view());
+  return path_join(data_directory(file.path_class), file.name.view());
 }
 
 std::string data_path(const DataFile& file) {

@@ -18,6 +18,7 @@
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/lock_decision.h"
 #include "runtime/data/access/random_file.h"
+#include "runtime/platform/path.h"
 #include "runtime/platform/process.h"
 
 namespace marigold {
@@ -54,7 +55,7 @@ Entry& entry_of(int path_class) {
 }
 
 std::string lock_path(int path_class) {
-  return data_directory(path_class) + "/lock.$$$";
+  return path_join(data_directory(path_class), "lock.$$$");
 }
 
 // ---- Holders

@@ -2,11 +2,11 @@
 #include "runtime/data/access/restore_journal.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <sstream>
 #include <string_view>
 
 #include "runtime/platform/named_file.h"
+#include "runtime/platform/path.h"
 
 namespace marigold::inner {
 namespace {
@@ -16,17 +16,9 @@ constexpr std::string_view kOld = "old ";
 constexpr std::string_view kNew = "new ";
 constexpr std::string_view kEnd = "\nend\n";
 
-std::string directory_of(const std::string& path) {
-  return std::filesystem::path(path).parent_path().string();
-}
-
-std::string name_of(const std::string& path) {
-  return std::filesystem::path(path).filename().string();
-}
-
 bool has_file(const std::vector<std::string>& paths, const std::string& name) {
   return std::ranges::any_of(paths, [&name](const std::string& path) {
-    const std::string other = name_of(path);
+    const std::string_view other = path_name(path);
     return other == name || other == name + ".dat" || other == name + ".idx";
   });
 }
@@ -38,10 +30,10 @@ std::string restore_journal_text(const RestoreJournal& journal, const std::strin
   for (const std::string& other : journal.directories)
     text.append(kAt).append(other).append("\n");
   for (const std::string& path : journal.old_files) {
-    if (directory_of(path) == directory) text.append(kOld).append(name_of(path)).append("\n");
+    if (path_directory(path) == directory) text.append(kOld).append(path_name(path)).append("\n");
   }
   for (const std::string& path : journal.new_files) {
-    if (directory_of(path) == directory) text.append(kNew).append(name_of(path)).append("\n");
+    if (path_directory(path) == directory) text.append(kNew).append(path_name(path)).append("\n");
   }
   return text + "end\n";
 }
@@ -56,27 +48,28 @@ bool read_restore_journal(const std::string& path, RestoreJournal& journal) {
   std::istringstream lines(text.substr(0, end));
   std::getline(lines, journal.run);
   std::getline(lines, journal.counting);
-  const std::string directory = directory_of(path) + "/";
   for (std::string line; std::getline(lines, line);) {
     if (line.starts_with(kAt)) {
       journal.directories.push_back(line.substr(kAt.size()));
       continue;
     }
-    if (line.find('/') != std::string::npos) return false;
-    if (line.starts_with(kOld)) journal.old_files.push_back(directory + line.substr(kOld.size()));
-    if (line.starts_with(kNew)) journal.new_files.push_back(directory + line.substr(kNew.size()));
+    if (path_has_directory(line)) return false;
+    if (line.starts_with(kOld))
+      journal.old_files.push_back(path_beside(path, line.substr(kOld.size())));
+    if (line.starts_with(kNew))
+      journal.new_files.push_back(path_beside(path, line.substr(kNew.size())));
   }
   return true;
 }
 
 bool is_half_restored(const std::string& base) {
-  const std::string path = std::filesystem::path(base).replace_filename(kRestoreJournal).string();
+  const std::string path = path_beside(base, kRestoreJournal);
   if (!file_exists(path.c_str())) return false;
   RestoreJournal journal;
   RestoreJournal counting;
   if (!read_restore_journal(path, journal)) return false;
-  const bool named =
-      has_file(journal.old_files, name_of(base)) || has_file(journal.new_files, name_of(base));
+  const std::string name(path_name(base));
+  const bool named = has_file(journal.old_files, name) || has_file(journal.new_files, name);
   return named && read_restore_journal(journal.counting, counting) && counting.run == journal.run &&
          !counting.done;
 }

@@ -195,6 +195,7 @@ int ClassRun::build(Job& job) {
     problem(kConversionRefused, conversion.base,
             "and " + std::to_string(more) + " more record" + (more == 1 ? "" : "s"));
   tell(all);
+  job.old_file.retire();
   return job.result.misfits == 0 ? kConversionDone : kConversionRefused;
 }
 

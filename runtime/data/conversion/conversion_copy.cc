@@ -139,6 +139,10 @@ void OldFile::close() {
   bytes_.close();
 }
 
+void OldFile::retire() {
+  if (descriptor_ >= 0) isretire(descriptor_);  // nothing was written
+}
+
 int OldFile::next(std::vector<char>& record, bool& live) {
   record.resize(static_cast<std::size_t>(definition_->record_length));
   if (is_keyed(*definition_)) {

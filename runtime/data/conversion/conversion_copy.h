@@ -33,6 +33,9 @@ class OldFile {
   // keys than the definition's is error 105, with the reason. The definition outlives the object.
   int open(const FileDefinition& definition, const std::string& base, std::string& reason);
   void close();
+  // Ends the reading and keeps the file locked until it is closed: another file can then take its
+  // place.
+  void retire();
 
   // Returns the number of records, including placeholders and deleted records.
   [[nodiscard]] std::uint64_t count() const { return count_; }

@@ -10,6 +10,7 @@
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/lock_file.h"
 #include "runtime/data/access/version.h"
+#include "runtime/platform/path.h"
 
 namespace marigold {
 
@@ -38,10 +39,8 @@ Entry* entry_at(int number) {
 
 // Returns one form for all spellings of a directory.
 std::string normal(std::string_view directory) {
-  std::string text = std::filesystem::path(directory).lexically_normal().generic_string();
-  while (text.size() > 1 && text.ends_with('/'))
-    text.pop_back();
-  return text;
+  const std::string text = std::filesystem::path(directory).lexically_normal().generic_string();
+  return std::string(path_without_end(text));
 }
 
 bool is_open(const Entry& entry) {

@@ -7,6 +7,7 @@
 #include "runtime/core/user_interface.h"
 #include "runtime/data/definition/definition_scanner.h"
 #include "runtime/platform/named_file.h"
+#include "runtime/platform/path.h"
 
 namespace marigold {
 
@@ -42,8 +43,8 @@ DefinitionScan inner::scan_definitions(std::string_view text, AfterScanError aft
 }
 
 std::string inner::definition_set_path(std::string_view set_name) {
-  std::string path(settings().definition_directory.view());
-  return path.append("/FILE").append(set_name).append(".DES");
+  const std::string name = std::string("FILE").append(set_name).append(".DES");
+  return path_join(settings().definition_directory.view(), name);
 }
 
 void definition_set_load(std::string_view set_name) {

@@ -8,6 +8,7 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/platform/named_file.h"
+#include "runtime/platform/path.h"
 
 namespace marigold::inner {
 namespace {
@@ -53,8 +54,7 @@ class TableReader {
 };
 
 std::string table_path(std::string_view name) {
-  std::string path(settings().definition_directory.view());
-  return path.append("/").append(name);
+  return path_join(settings().definition_directory.view(), name);
 }
 
 template <typename Table>

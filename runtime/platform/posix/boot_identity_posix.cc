@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "runtime/platform/boot_identity.h"
+#include "runtime/platform/posix/descriptor_posix.h"
 
 namespace marigold::inner {
 
@@ -13,11 +14,10 @@ namespace {
 // 32 hexadecimal digits with dashes between.
 BootIdentity read_identity() {
   BootIdentity identity{};
-  const int descriptor = ::open("/proc/sys/kernel/random/boot_id", O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) return kUnknownBoot;
+  const FileHandle file(::open("/proc/sys/kernel/random/boot_id", O_RDONLY | O_CLOEXEC));
+  if (!file.is_open()) return kUnknownBoot;
   std::array<char, 36> text{};
-  const ssize_t length = read(descriptor, text.data(), text.size());
-  ::close(descriptor);
+  const ssize_t length = read(descriptor_of(file), text.data(), text.size());
   std::size_t digit = 0;
   for (ssize_t i = 0; i < length && digit < 2 * identity.size(); ++i) {
     const char c = text[static_cast<std::size_t>(i)];

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "runtime/platform/command_pipe.h"
+#include "runtime/platform/posix/descriptor_posix.h"
 #include "runtime/platform/stream.h"
 #include "runtime/platform/system_error.h"
 
@@ -58,12 +59,12 @@ void ignore_broken_pipes() {
 
 // Enlarges the pipe, so that the command and this process wait for each other less often. A smaller
 // pipe works as well.
-void enlarge(int descriptor) {
+void enlarge(const FileHandle& end) {
 #ifdef F_SETPIPE_SZ
   constexpr int kPipeBytes = 1 << 20;
-  static_cast<void>(fcntl(descriptor, F_SETPIPE_SZ, kPipeBytes));
+  static_cast<void>(fcntl(descriptor_of(end), F_SETPIPE_SZ, kPipeBytes));
 #else
-  static_cast<void>(descriptor);
+  static_cast<void>(end);
 #endif
 }
 
@@ -75,26 +76,23 @@ int spawn(const char* command, int input, int output, pid_t& process) {
                                    const_cast<char* const*>(arguments), environ));
 }
 
-// The two ends of a pipe. A failed start closes both.
+// The two ends of a pipe.
 struct PipeEnds {
-  PipeEnds() = default;
-  PipeEnds(const PipeEnds&) = delete;
-  PipeEnds& operator=(const PipeEnds&) = delete;
-  ~PipeEnds() {
-    for (const int end : ends)
-      if (end >= 0) ::close(end);
+  int open() {
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) return system_error();
+    reading = FileHandle(ends[0]);
+    writing = FileHandle(ends[1]);
+    return 0;
   }
-  int open() { return pipe2(ends.data(), O_CLOEXEC) == 0 ? 0 : system_error(); }
-  [[nodiscard]] int reading() const { return ends[0]; }
-  [[nodiscard]] int writing() const { return ends[1]; }
-  int take_reading() { return std::exchange(ends[0], -1); }
-  int take_writing() { return std::exchange(ends[1], -1); }
 
-  std::array<int, 2> ends{-1, -1};
+  FileHandle reading;
+  FileHandle writing;
 };
 
 // Makes this process's ends non-blocking: a process that waits for two ends must not block on one.
-void do_not_wait(int descriptor) {
+void do_not_wait(const FileHandle& end) {
+  const int descriptor = descriptor_of(end);
   fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) | O_NONBLOCK);
 }
 
@@ -104,7 +102,7 @@ bool comes_later(int error) {
 
 // Returns false while the process runs; after that gives its exit status as the command processor
 // reports it.
-bool has_ended(long process, int options, int& exit_status) {
+bool has_ended(std::intptr_t process, int options, int& exit_status) {
   int status = 0;
   pid_t ended = 0;
   do {
@@ -120,18 +118,18 @@ bool has_ended(long process, int options, int& exit_status) {
 }  // namespace
 
 CommandPipe::CommandPipe(CommandPipe&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)),
-      output_descriptor_(std::exchange(other.output_descriptor_, -1)),
-      process_(std::exchange(other.process_, -1)),
+    : input_(std::move(other.input_)),
+      output_end_(std::move(other.output_end_)),
+      process_(std::exchange(other.process_, kNoProcess)),
       output_(std::exchange(other.output_, {})) {}
 
 CommandPipe& CommandPipe::operator=(CommandPipe&& other) noexcept {
   if (this == &other) return *this;
   close();
   drop_output();
-  descriptor_ = std::exchange(other.descriptor_, -1);
-  output_descriptor_ = std::exchange(other.output_descriptor_, -1);
-  process_ = std::exchange(other.process_, -1);
+  input_ = std::move(other.input_);
+  output_end_ = std::move(other.output_end_);
+  process_ = std::exchange(other.process_, kNoProcess);
   output_ = std::exchange(other.output_, {});
   return *this;
 }
@@ -152,15 +150,16 @@ int CommandPipe::start(const char* command, CommandOutput output) {
   const bool collecting = output == CommandOutput::kCollected;
   if (const int failed = collecting ? back.open() : 0; failed != 0) return failed;
   pid_t process = -1;
-  const int failed = spawn(command, input.reading(), back.writing(), process);
+  const int failed =
+      spawn(command, descriptor_of(input.reading), descriptor_of(back.writing), process);
   if (failed != 0) return failed;
-  descriptor_ = input.take_writing();
-  output_descriptor_ = back.take_reading();
+  input_ = std::move(input.writing);
+  output_end_ = std::move(back.reading);
   process_ = process;
-  enlarge(descriptor_);
+  enlarge(input_);
   if (!collecting) return 0;
-  do_not_wait(descriptor_);
-  do_not_wait(output_descriptor_);
+  do_not_wait(input_);
+  do_not_wait(output_end_);
   return 0;
 }
 
@@ -168,8 +167,8 @@ int CommandPipe::start(const char* command, CommandOutput output) {
 // command waits for ever.
 bool CommandPipe::collect() {
   std::array<char, 4096> bytes{};
-  while (output_descriptor_ >= 0) {
-    const ssize_t count = read(output_descriptor_, bytes.data(), bytes.size());
+  while (output_end_.is_open()) {
+    const ssize_t count = read(descriptor_of(output_end_), bytes.data(), bytes.size());
     if (count < 0 && errno == EINTR) continue;
     if (count < 0 && comes_later(errno)) return true;
     if (count <= 0) break;
@@ -184,14 +183,15 @@ bool CommandPipe::collect() {
 // this process while this process waits for the command.
 int CommandPipe::write(std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t written = ::write(descriptor_, bytes.data(), bytes.size());
+    const ssize_t written = ::write(descriptor_of(input_), bytes.data(), bytes.size());
     if (written >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(written));
       continue;
     }
     if (!comes_later(errno)) return system_error();
-    std::array<pollfd, 2> ends = {{{.fd = descriptor_, .events = POLLOUT, .revents = 0},
-                                   {.fd = output_descriptor_, .events = POLLIN, .revents = 0}}};
+    std::array<pollfd, 2> ends = {
+        {{.fd = descriptor_of(input_), .events = POLLOUT, .revents = 0},
+         {.fd = descriptor_of(output_end_), .events = POLLIN, .revents = 0}}};
     poll(ends.data(), ends.size(), -1);
     if (ends[1].revents != 0) collect();
   }
@@ -200,11 +200,11 @@ int CommandPipe::write(std::string_view bytes) {
 
 int CommandPipe::close() {
   if (!is_open()) return 0;
-  ::close(std::exchange(descriptor_, -1));
-  const long process = std::exchange(process_, -1);
+  static_cast<void>(input_.close());
+  const std::intptr_t process = std::exchange(process_, kNoProcess);
   int status = 0;
   while (collect()) {
-    pollfd output{.fd = output_descriptor_, .events = POLLIN, .revents = 0};
+    pollfd output{.fd = descriptor_of(output_end_), .events = POLLIN, .revents = 0};
     // Checks again for the command's end, because a background process may keep the output open.
     poll(&output, 1, kLookMilliseconds);
     if (!has_ended(process, WNOHANG, status)) continue;
@@ -226,7 +226,7 @@ void CommandPipe::drop_output() {
 }
 
 void CommandPipe::drop_output_end() {
-  if (output_descriptor_ >= 0) ::close(std::exchange(output_descriptor_, -1));
+  static_cast<void>(output_end_.close());
 }
 
 bool command_exists(const char* path) {

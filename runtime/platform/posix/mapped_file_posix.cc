@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "runtime/platform/mapped_file.h"
 #include "runtime/platform/posix/bus_errors_posix.h"
@@ -63,40 +64,40 @@ void* map_again(int descriptor, int protection, void* before, std::uint64_t mapp
 int MappedFile::open(const char* path, FileAccess access) {
   if (const int fault = injected_fault(FileCall::kOpen)) return fault;
   const bool writable = access == FileAccess::kReadWrite;
-  int descriptor = -1;
-  if (const int failed = open_regular(path, writable, descriptor)) return failed;
-  take(descriptor);
+  FileHandle file;
+  if (const int failed = open_regular(path, writable, file)) return failed;
+  take(std::move(file));
   writable_ = writable;
   return 0;
 }
 
 int MappedFile::create(const char* path, NewFileAccess access) {
   if (const int fault = injected_fault(FileCall::kOpen)) return fault;
-  int descriptor = -1;
-  if (const int failed = make_exclusively(path, access, descriptor)) return failed;
-  take(descriptor);
+  FileHandle file;
+  if (const int failed = make_exclusively(path, access, file)) return failed;
+  take(std::move(file));
   writable_ = true;
   return 0;
 }
 
 int MappedFile::take_access(const char* like) {
-  return take_access_of(descriptor_, like);
+  return take_access_of(handle_, like);
 }
 
 int MappedFile::size(std::uint64_t& bytes) const {
-  return size_of_open(descriptor_, bytes);
+  return size_of_open(handle_, bytes);
 }
 
 int MappedFile::identity(FileIdentity& identity) const {
   struct stat status {};
-  if (fstat(descriptor_, &status) != 0) return system_error();
+  if (fstat(descriptor_of(handle_), &status) != 0) return system_error();
   identity = {.device = static_cast<std::uint64_t>(status.st_dev),
               .number = static_cast<std::uint64_t>(status.st_ino)};
   return 0;
 }
 
 bool MappedFile::is_still_at(const char* path) const {
-  return is_open_file_at(descriptor_, path);
+  return is_open_file_at(handle_, path);
 }
 
 int MappedFile::reserve(std::uint64_t bytes) {
@@ -106,18 +107,18 @@ int MappedFile::reserve(std::uint64_t bytes) {
   if (bytes <= present) return 0;
   rlimit limit{};
   if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && bytes > limit.rlim_cur) return EFBIG;
-  int failed = system_result(posix_fallocate(descriptor_, static_cast<off_t>(present),
+  int failed = system_result(posix_fallocate(descriptor_of(handle_), static_cast<off_t>(present),
                                              static_cast<off_t>(bytes - present)));
-  if (failed == 0) failed = write_zeros(descriptor_, present, bytes);
+  if (failed == 0) failed = write_zeros(descriptor_of(handle_), present, bytes);
   // The file may have grown by a part of the space; a file longer than its header says would count
   // as damaged.
-  if (failed != 0 && ftruncate(descriptor_, static_cast<off_t>(present)) != 0)
+  if (failed != 0 && ftruncate(descriptor_of(handle_), static_cast<off_t>(present)) != 0)
     return system_error();
   return failed;
 }
 
 int MappedFile::truncate(std::uint64_t bytes) {
-  return ftruncate(descriptor_, static_cast<off_t>(bytes)) == 0 ? 0 : system_error();
+  return ftruncate(descriptor_of(handle_), static_cast<off_t>(bytes)) == 0 ? 0 : system_error();
 }
 
 int MappedFile::map(std::uint64_t bytes) {
@@ -127,7 +128,7 @@ int MappedFile::map(std::uint64_t bytes) {
   const int protection = writable_ ? PROT_READ | PROT_WRITE : PROT_READ;
   // A view with private pages cannot simply move, so it is mapped again without them.
   const bool moves = hit_ != kFilledIn;
-  void* memory = map_again(descriptor_, protection, memory_, mapped_, bytes, moves);
+  void* memory = map_again(descriptor_of(handle_), protection, memory_, mapped_, bytes, moves);
   if (memory == MAP_FAILED) return system_error();
   if (memory_ == nullptr) bus_errors_watch();
   if (hit_ == kFilledIn) hit_ = kStopped;
@@ -141,7 +142,7 @@ int MappedFile::view_again() {
     if (const int fault = injected_fault(FileCall::kMap)) return fault;
     const int protection = writable_ ? PROT_READ | PROT_WRITE : PROT_READ;
     const int flags = MAP_SHARED | MAP_FIXED;
-    if (mmap(memory_, mapped_, protection, flags, descriptor_, 0) == MAP_FAILED)
+    if (mmap(memory_, mapped_, protection, flags, descriptor_of(handle_), 0) == MAP_FAILED)
       return system_error();
   }
   hit_ = kNotHit;
@@ -149,7 +150,7 @@ int MappedFile::view_again() {
 }
 
 int MappedFile::read(std::uint64_t offset, std::span<std::byte> bytes) const {
-  return read_exactly(descriptor_, offset, bytes);
+  return read_exactly(handle_, offset, bytes);
 }
 
 // A shared view loses nothing: the stored bytes belong to the file.
@@ -163,7 +164,7 @@ void MappedFile::forget(std::uint64_t offset, std::uint64_t bytes) const {
 int MappedFile::sync() {
   if (const int fault = injected_fault(FileCall::kSync)) return fault;
   if (was_hit()) return hit_reason_ == ENODATA ? EIO : hit_reason_;
-  if (fdatasync(descriptor_) != 0) return system_error();
+  if (fdatasync(descriptor_of(handle_)) != 0) return system_error();
   std::uint64_t bytes = 0;
   if (file_synced_hook != nullptr && size(bytes) == 0) file_synced_hook(*this, 0, bytes);
   return 0;
@@ -181,7 +182,7 @@ int MappedFile::sync_part(std::uint64_t offset, std::uint64_t bytes) {
 void MappedFile::start_sync(std::uint64_t offset, std::uint64_t bytes) {
 #ifdef SYNC_FILE_RANGE_WRITE
   // The sync that follows reports a failure.
-  static_cast<void>(sync_file_range(descriptor_, static_cast<off_t>(offset),
+  static_cast<void>(sync_file_range(descriptor_of(handle_), static_cast<off_t>(offset),
                                     static_cast<off_t>(bytes), SYNC_FILE_RANGE_WRITE));
 #else
   static_cast<void>(offset);
@@ -192,19 +193,24 @@ void MappedFile::start_sync(std::uint64_t offset, std::uint64_t bytes) {
 int MappedFile::lock(std::uint64_t offset, bool exclusive) {
   if (const int fault = injected_fault(FileCall::kLock)) return fault;
   // A file opened for reading takes no exclusive lock; the system returns EBADF.
-  return set_lock(exclusive ? F_WRLCK : F_RDLCK, offset, 1);
+  return set_lock(exclusive ? Lock::kExclusive : Lock::kShared, offset, 1);
+}
+
+// The system changes the kind in one step, whoever else locks the byte meanwhile.
+int MappedFile::lock_if_alone(std::uint64_t offset) {
+  return lock(offset, true);
 }
 
 int MappedFile::unlock(std::uint64_t offset, std::uint64_t count) {
-  return set_lock(F_UNLCK, offset, count);
+  return set_lock(Lock::kNone, offset, count);
 }
 
 int MappedFile::locked_by_other(std::uint64_t offset, bool& locked, std::uint64_t count) const {
-  return range_locked_by_other(descriptor_, offset, count, F_WRLCK, locked);
+  return range_locked_by_other(handle_, offset, count, F_WRLCK, locked);
 }
 
 int MappedFile::locked_exclusively_by_other(std::uint64_t offset, bool& locked) const {
-  return byte_locked_exclusively_by_other(descriptor_, offset, locked);
+  return byte_locked_exclusively_by_other(handle_, offset, locked);
 }
 
 void wait_a_little(int round) {

@@ -27,7 +27,7 @@ std::int64_t size_of(int descriptor) {
 
 }  // namespace
 
-MappingGuard::MappingGuard(int descriptor) : descriptor_(descriptor), size_(size_of(descriptor)) {
+MappingGuard::MappingGuard(LibraryFile file) : file_(file), size_(size_of(file)) {
   if (state.guards++ > 0) return;
   state.hit = 0;
   state.page_size = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
@@ -54,7 +54,7 @@ bool MappingGuard::was_hit() {
 }
 
 bool MappingGuard::file_is_shorter() const {
-  return size_of(descriptor_) < size_;
+  return size_of(file_) < size_;
 }
 
 }  // namespace marigold::inner

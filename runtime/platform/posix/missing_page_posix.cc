@@ -10,6 +10,7 @@
 #include <cstdint>
 
 #include "runtime/platform/opened_file.h"
+#include "runtime/platform/posix/descriptor_posix.h"
 #include "runtime/platform/system_error.h"
 
 namespace marigold::inner {
@@ -39,7 +40,7 @@ bool OpenedFile::meet(std::uint64_t offset) {
   char byte = 0;
   const auto page_size = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
   const std::uint64_t page = offset / page_size * page_size;
-  const ssize_t got = pread(descriptor_, &byte, 1, static_cast<off_t>(page));
+  const ssize_t got = pread(descriptor_of(handle_), &byte, 1, static_cast<off_t>(page));
   const int reason = got < 0 ? system_error() : got == 0 ? ENODATA : ENOSPC;
   if (hit_ == kNotHit || reason == ENODATA) hit_reason_ = reason;
   if (way_out == nullptr) return fill_in(page);
@@ -50,7 +51,7 @@ bool OpenedFile::meet(std::uint64_t offset) {
 bool OpenedFile::fill_in(std::uint64_t offset) {
   const auto page_size = static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE));
   struct stat status {};
-  if (fstat(descriptor_, &status) != 0) return false;
+  if (fstat(descriptor_of(handle_), &status) != 0) return false;
   const auto size = static_cast<std::uint64_t>(status.st_size);
   std::uint64_t end = offset + page_size;
   if (offset >= size) {
@@ -62,7 +63,7 @@ bool OpenedFile::fill_in(std::uint64_t offset) {
   std::byte* const at = memory_ + offset;
   if (mmap(at, end - offset, PROT_READ | PROT_WRITE, flags, -1, 0) == MAP_FAILED) return false;
   // Bytes that cannot be read stay zeros.
-  if (offset < size && pread(descriptor_, at, page_size, static_cast<off_t>(offset)) < 0)
+  if (offset < size && pread(descriptor_of(handle_), at, page_size, static_cast<off_t>(offset)) < 0)
     hit_reason_ = system_error();
   if (!writable_) mprotect(at, end - offset, PROT_READ);
   hit_ = kFilledIn;

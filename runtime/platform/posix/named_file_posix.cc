@@ -9,18 +9,20 @@
 #include <new>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 
 #include "runtime/platform/named_file.h"
+#include "runtime/platform/path.h"
+#include "runtime/platform/posix/descriptor_posix.h"
 #include "runtime/platform/system_error.h"
 
 namespace marigold::inner {
 namespace {
 
-int sync_and_close(int descriptor) {
-  const int failed = fsync(descriptor) != 0 ? system_error() : 0;
-  if (close(descriptor) != 0 && failed == 0) return system_error();
-  return failed;
+int sync_and_close(FileHandle& file) {
+  if (!file.is_open()) return system_error();
+  const int failed = fsync(descriptor_of(file)) != 0 ? system_error() : 0;
+  const int not_closed = file.close();
+  return failed != 0 ? failed : not_closed;
 }
 
 constexpr std::size_t kReadStep = 65536;
@@ -55,40 +57,35 @@ int read_regular(int descriptor, std::string& bytes, std::size_t most) {
 
 std::int64_t file_size(const char* path) {
   // O_NONBLOCK: opening a named pipe without a writer would wait for one.
-  const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor < 0) return -1;
+  const FileHandle file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (!file.is_open()) return -1;
   struct stat status {};
-  const bool regular = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
-  close(descriptor);
+  const bool regular = fstat(descriptor_of(file), &status) == 0 && S_ISREG(status.st_mode);
   return regular ? std::int64_t{status.st_size} : -1;
 }
 
 int file_read(const char* path, std::string& bytes, std::size_t most) {
   // O_NONBLOCK: see file_size.
-  const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor < 0) return system_error();
-  int failed = ENOMEM;
+  const FileHandle file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (!file.is_open()) return system_error();
   try {
-    failed = read_regular(descriptor, bytes, most);
+    return read_regular(descriptor_of(file), bytes, most);
   } catch (const std::bad_alloc&) {
   } catch (const std::length_error&) {  // longer than any text
   }
-  close(descriptor);
-  return failed;
+  return ENOMEM;
 }
 
 int file_sync(const char* path) {
-  const int descriptor = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  return descriptor < 0 ? system_error() : sync_and_close(descriptor);
+  FileHandle file(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  return sync_and_close(file);
 }
 
 int file_sync_directory(const char* path) {
-  const std::string_view name(path);
-  const std::size_t slash = name.rfind('/');
-  std::string directory = ".";
-  if (slash != std::string_view::npos) directory = name.substr(0, slash == 0 ? 1 : slash);
-  const int descriptor = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  return descriptor < 0 ? system_error() : sync_and_close(descriptor);
+  std::string directory(path_directory(path));
+  if (directory.empty()) directory = ".";
+  FileHandle opened(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return sync_and_close(opened);
 }
 
 bool file_exists(const char* path) {

@@ -13,8 +13,10 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <utility>
 
 #include "runtime/platform/named_file.h"
+#include "runtime/platform/path.h"
 #include "runtime/platform/posix/byte_locks_posix.h"
 #include "runtime/platform/posix/regular_file_posix.h"
 #include "runtime/platform/posix/size_limit_posix.h"
@@ -82,35 +84,31 @@ int copy_access(int from, bool readable, const struct stat& wanted, int to) {
 }
 
 // Opens a regular file that has no other name and was not reached through a link.
-int open_to_append(const char* path, int more, int& descriptor) {
+int open_to_append(const char* path, int more, FileHandle& file) {
   survive_size_limit();
-  const int opened =
-      open(path, O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | more, kNewFileMode);
-  if (opened < 0) return system_error();
+  FileHandle opened(
+      open(path, O_WRONLY | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | more, kNewFileMode));
+  if (!opened.is_open()) return system_error();
   struct stat status {};
-  int failed = fstat(opened, &status) != 0 ? system_error() : 0;
-  if (failed == 0 && !S_ISREG(status.st_mode)) failed = EINVAL;
-  if (failed == 0 && status.st_nlink > 1) failed = EMLINK;
-  if (failed != 0) {
-    close(opened);
-    return failed;
-  }
-  descriptor = opened;
+  if (fstat(descriptor_of(opened), &status) != 0) return system_error();
+  if (!S_ISREG(status.st_mode)) return EINVAL;
+  if (status.st_nlink > 1) return EMLINK;
+  file = std::move(opened);
   return 0;
 }
 
-// Opens a descriptor to examine a file, never through a link. Only a readable descriptor gives the
-// access control list.
-int open_to_look(const char* path, bool& readable) {
-  const int descriptor = open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-  readable = descriptor >= 0;
-  if (readable || errno != EACCES) return descriptor;
-  return open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC);
+// Opens a file to examine it, never through a link. Only a readable file gives its access control
+// list.
+FileHandle open_to_look(const char* path, bool& readable) {
+  FileHandle file(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  readable = file.is_open();
+  if (readable || errno != EACCES) return file;
+  return FileHandle(open(path, O_PATH | O_NOFOLLOW | O_CLOEXEC));
 }
 
-int write_all(int descriptor, std::string_view bytes) {
+int write_all(const FileHandle& file, std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    const ssize_t written = write(descriptor_of(file), bytes.data(), bytes.size());
     if (written >= 0) bytes.remove_prefix(static_cast<std::size_t>(written));
     if (written < 0 && errno != EINTR) return system_error();
   }
@@ -143,50 +141,46 @@ bool is_word(std::string_view text) {
 // cannot be examined counts as in use.
 bool is_in_use(const char* path) {
   constexpr time_t kMoment = 60;
-  const int descriptor = open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor < 0) return errno != ENOENT && errno != ELOOP;
+  const FileHandle file(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!file.is_open()) return errno != ENOENT && errno != ELOOP;
   struct stat status {};
-  bool used = fstat(descriptor, &status) != 0;
-  if (!used && S_ISREG(status.st_mode)) {
-    bool locked = false;
-    used = time(nullptr) - status.st_mtime < kMoment ||
-           range_locked_by_other(descriptor, 0, 0, F_WRLCK, locked) != 0 || locked;
-  }
-  close(descriptor);
-  return used;
+  if (fstat(descriptor_of(file), &status) != 0) return true;
+  if (!S_ISREG(status.st_mode)) return false;
+  bool locked = false;
+  return time(nullptr) - status.st_mtime < kMoment ||
+         range_locked_by_other(file, 0, 0, F_WRLCK, locked) != 0 || locked;
 }
 
 }  // namespace
 
-int make_exclusively(const char* path, NewFileAccess access, int& descriptor) {
+int make_exclusively(const char* path, NewFileAccess access, FileHandle& file) {
   survive_size_limit();
   const mode_t mode = access == NewFileAccess::kOwnerOnly ? kOwnerMode : kNewFileMode;
-  const int made = open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
-  if (made < 0) return system_error();
-  descriptor = made;
+  FileHandle made(open(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+  if (!made.is_open()) return system_error();
+  file = std::move(made);
   return 0;
 }
 
-int take_access_of(int descriptor, const char* like) {
+int take_access_of(const FileHandle& file, const char* like) {
   bool readable = false;
-  const int from = open_to_look(like, readable);
-  if (from < 0 && errno != ENOENT && errno != ELOOP && errno != ENXIO) return system_error();
+  const FileHandle look = open_to_look(like, readable);
+  if (!look.is_open() && errno != ENOENT && errno != ELOOP && errno != ENXIO) return system_error();
+  const int from = descriptor_of(look);
+  const int to = descriptor_of(file);
   struct stat wanted {};
-  const bool found = from >= 0 && fstat(from, &wanted) == 0 && S_ISREG(wanted.st_mode);
-  const int failed = found ? copy_access(from, readable, wanted, descriptor)
-                     : fchmod(descriptor, kNewFileMode & ~process_mask()) == 0 ? 0
-                                                                               : system_error();
-  if (from >= 0) close(from);
-  return failed;
+  if (look.is_open() && fstat(from, &wanted) == 0 && S_ISREG(wanted.st_mode))
+    return copy_access(from, readable, wanted, to);
+  return fchmod(to, kNewFileMode & ~process_mask()) == 0 ? 0 : system_error();
 }
 
 // ---- FileWriter
 
 int FileWriter::make(const char* path, NewFileAccess access) {
   close();
-  if (const int failed = make_exclusively(path, access, descriptor_)) return failed;
+  if (const int failed = make_exclusively(path, access, handle_)) return failed;
   // Some file systems have no locks; a new file there counts as in use for a minute.
-  static_cast<void>(set_byte_lock(descriptor_, F_WRLCK, kFileAliveLock, 1));
+  static_cast<void>(set_byte_lock(handle_, F_WRLCK, kFileAliveLock, 1));
   return 0;
 }
 
@@ -195,8 +189,8 @@ int FileWriter::make_again(const char* path) {
   const int not_removed = file_remove(path);
   if (not_removed == 0) return make(path);
   if (not_removed != EACCES && not_removed != EPERM && not_removed != EROFS) return not_removed;
-  if (const int failed = open_to_append(path, 0, descriptor_)) return failed;
-  if (ftruncate(descriptor_, 0) == 0) return 0;
+  if (const int failed = open_to_append(path, 0, handle_)) return failed;
+  if (ftruncate(descriptor_of(handle_), 0) == 0) return 0;
   const int failed = system_error();
   close();
   return failed;
@@ -207,44 +201,42 @@ int FileWriter::open_device(const char* path) {
   struct stat status {};
   if (stat(path, &status) != 0) return system_error();
   if (S_ISREG(status.st_mode)) return ENXIO;
-  descriptor_ = open(path, O_WRONLY | O_CLOEXEC | O_NOCTTY);
-  if (descriptor_ < 0) return system_error();
+  handle_ = FileHandle(open(path, O_WRONLY | O_CLOEXEC | O_NOCTTY));
+  if (!handle_.is_open()) return system_error();
   // Another file may have taken the name since stat.
-  if (fstat(descriptor_, &status) == 0 && !S_ISREG(status.st_mode)) return 0;
+  if (fstat(descriptor_of(handle_), &status) == 0 && !S_ISREG(status.st_mode)) return 0;
   close();
   return ENXIO;
 }
 
 int FileWriter::write(std::string_view bytes) {
-  return write_all(descriptor_, bytes);
+  return write_all(handle_, bytes);
 }
 
 int FileWriter::take_access(const char* like) {
-  return take_access_of(descriptor_, like);
+  return take_access_of(handle_, like);
 }
 
 int FileWriter::sync() {
-  return fsync(descriptor_) == 0 ? 0 : system_error();
+  return fsync(descriptor_of(handle_)) == 0 ? 0 : system_error();
 }
 
 int FileWriter::close() {
-  if (descriptor_ < 0) return 0;
-  const int closed = ::close(descriptor_);
-  descriptor_ = -1;
-  return closed == 0 ? 0 : system_error();
+  return handle_.close();
 }
 
-int FileWriter::share() const {
-  return fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
+LibraryFile FileWriter::share() const {
+  return fcntl(descriptor_of(handle_), F_DUPFD_CLOEXEC, 0);
 }
 
 // ---- Files by their names
 
 int file_append(const char* path, std::string_view bytes) {
-  int descriptor = -1;
-  if (const int failed = open_to_append(path, O_CREAT, descriptor)) return failed;
-  const int failed = write_all(descriptor, bytes);
-  return close(descriptor) == 0 || failed != 0 ? failed : system_error();
+  FileHandle file;
+  if (const int failed = open_to_append(path, O_CREAT, file)) return failed;
+  const int failed = write_all(file, bytes);
+  const int not_closed = file.close();
+  return failed != 0 ? failed : not_closed;
 }
 
 int file_make(const char* path, std::string_view bytes) {
@@ -252,7 +244,8 @@ int file_make(const char* path, std::string_view bytes) {
   if (const int failed = file.make(path)) return failed;
   int failed = file.write(bytes);
   if (failed == 0) failed = file.sync();
-  if (failed == 0) failed = file.close();
+  const int not_closed = file.close();
+  if (failed == 0) failed = not_closed;
   if (failed != 0) file_remove(path);
   return failed;
 }
@@ -264,7 +257,8 @@ int file_put(const char* path, std::string_view bytes, const char* like) {
   int failed = file.write(bytes);
   if (failed == 0) failed = file.take_access(like == nullptr ? path : like);
   if (failed == 0) failed = file.sync();
-  if (failed == 0) failed = file.close();
+  const int not_closed = file.close();
+  if (failed == 0) failed = not_closed;
   if (failed == 0) failed = file_replace(fresh.c_str(), path);
   if (failed != 0) file_remove(fresh.c_str());
   return failed;
@@ -299,9 +293,7 @@ int file_remove_tree(const char* path) {
 }
 
 int file_make_private_directory(std::string& path) {
-  const char* parent = std::getenv("TMPDIR");
-  path = parent == nullptr || *parent == '\0' ? "/tmp" : parent;
-  path.append("/marigold.").append(random_word());
+  path = path_join(path_for_temporary_files(), "marigold." + random_word());
   return file_make_own_directory(path.c_str());
 }
 
@@ -313,26 +305,15 @@ int file_make_directory(const char* path) {
 
 // ---- Temporary names
 
-namespace {
-
-std::size_t name_begin(std::string_view path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string_view::npos ? 0 : slash + 1;
-}
-
-}  // namespace
-
 std::string new_file_name(std::string_view path) {
-  const std::size_t begin = name_begin(path);
-  std::string name(path.substr(0, begin));
-  return name.append(".").append(path.substr(begin)).append(".").append(random_word());
+  const std::string name(path_name(path));
+  return path_beside(path, "." + name + "." + random_word());
 }
 
 std::vector<std::string> new_files_abandoned(const std::string& path) {
   namespace fs = std::filesystem;
-  const std::string directory = path.substr(0, name_begin(path));
-  const std::string head =
-      std::string(".").append(path, name_begin(path), std::string::npos).append(".");
+  const std::string directory = path_beside(path, "");
+  const std::string head = std::string(".").append(path_name(path)).append(".");
   std::vector<std::string> found;
   std::vector<std::string> used;  // heads and words
   std::error_code error;

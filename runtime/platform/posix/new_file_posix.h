@@ -9,9 +9,9 @@
 namespace marigold::inner {
 
 // Makes an empty regular file for reading and writing.
-int make_exclusively(const char* path, NewFileAccess access, int& descriptor);
+int make_exclusively(const char* path, NewFileAccess access, FileHandle& file);
 
 // FileWriter::take_access, for any open file.
-int take_access_of(int descriptor, const char* like);
+int take_access_of(const FileHandle& file, const char* like);
 
 }  // namespace marigold::inner

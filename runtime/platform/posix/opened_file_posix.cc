@@ -4,15 +4,20 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
+#include <array>
+#include <csignal>
 #include <cstdlib>
+#include <type_traits>
+#include <utility>
 
 #include "runtime/platform/posix/bus_errors_posix.h"
 #include "runtime/platform/posix/byte_locks_posix.h"
 
 namespace marigold::inner {
 namespace {
+
+static_assert(std::is_same_v<std::sig_atomic_t, int>, "a handler of signals sets OpenedFile::hit_");
 
 struct State {
   OpenedFile* first = nullptr;
@@ -42,22 +47,25 @@ void OpenedFile::forget_all() {
   }
 }
 
-void OpenedFile::forget() {
-  if (memory_ != nullptr) {
-    munmap(memory_, mapped_);
-    bus_errors_release();
-  }
-  if (descriptor_ >= 0) ::close(descriptor_);
+void OpenedFile::unmap() {
+  if (memory_ == nullptr) return;
+  munmap(memory_, mapped_);
+  bus_errors_release();
   memory_ = nullptr;
   mapped_ = 0;
-  descriptor_ = -1;
-  had_locks_ = false;
+  if (hit_ == kFilledIn) hit_ = kStopped;  // the private pages are gone
+}
+
+void OpenedFile::forget() {
+  unmap();
+  static_cast<void>(handle_.close());
+  locks_ = 0;
   hit_ = kNotHit;
   next_ = nullptr;
   previous_ = nullptr;
 }
 
-void OpenedFile::take(int descriptor) {
+void OpenedFile::take(FileHandle file) {
   close();
   if (!state.watches_forks) {
     // Without this handler a forked child would keep the locks unnoticed, so a failure ends the
@@ -65,7 +73,7 @@ void OpenedFile::take(int descriptor) {
     if (pthread_atfork(nullptr, nullptr, forget_all) != 0) std::abort();
     state.watches_forks = true;
   }
-  descriptor_ = descriptor;
+  handle_ = std::move(file);
   next_ = state.first;
   if (next_ != nullptr) next_->previous_ = this;
   state.first = this;
@@ -75,15 +83,16 @@ void OpenedFile::close() {
   if (!is_open()) return;
   // Gives the locks back, because another process may have inherited or received the descriptor and
   // closing alone would leave the locks in force.
-  if (had_locks_) set_byte_lock(descriptor_, F_UNLCK, 0, 0);
+  if (locks_ != 0) set_byte_lock(handle_, F_UNLCK, 0, 0);
   if (next_ != nullptr) next_->previous_ = previous_;
   (previous_ != nullptr ? previous_->next_ : state.first) = next_;
   forget();
 }
 
-int OpenedFile::set_lock(short kind, std::uint64_t offset, std::uint64_t count) {
-  had_locks_ = true;
-  return set_byte_lock(descriptor_, kind, offset, count);
+int OpenedFile::set_lock(Lock kind, std::uint64_t offset, std::uint64_t count) {
+  locks_ = 1;
+  static constexpr std::array<short, 3> kOfSystem = {F_UNLCK, F_RDLCK, F_WRLCK};
+  return set_byte_lock(handle_, kOfSystem[static_cast<std::size_t>(kind)], offset, count);
 }
 
 }  // namespace marigold::inner

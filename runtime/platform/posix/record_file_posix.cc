@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "runtime/platform/posix/byte_locks_posix.h"
 #include "runtime/platform/posix/new_file_posix.h"
@@ -12,59 +13,55 @@
 #include "runtime/platform/system_error.h"
 
 namespace marigold::inner {
+
 int RecordFile::open(const char* path, bool writable) {
-  int descriptor = -1;
-  if (const int failed = open_regular(path, writable, descriptor)) return failed;
-  take(descriptor);
+  FileHandle file;
+  if (const int failed = open_regular(path, writable, file)) return failed;
+  take(std::move(file));
   return 0;
 }
 
 int RecordFile::open_own(const char* path, bool writable) {
-  int descriptor = -1;
-  if (const int failed = open_regular(path, writable, descriptor, O_NOFOLLOW)) return failed;
+  FileHandle file;
+  if (const int failed = open_regular(path, writable, file, O_NOFOLLOW)) return failed;
   struct stat status {};
-  const int failed = fstat(descriptor, &status) != 0 ? system_error()
-                     : status.st_nlink > 1           ? EMLINK
-                                                     : 0;
-  if (failed != 0) {
-    ::close(descriptor);
-    return failed;
-  }
-  take(descriptor);
+  if (fstat(descriptor_of(file), &status) != 0) return system_error();
+  if (status.st_nlink > 1) return EMLINK;
+  take(std::move(file));
   return 0;
 }
 
 int RecordFile::create(const char* path, NewFileAccess access) {
-  int descriptor = -1;
-  if (const int failed = make_exclusively(path, access, descriptor)) return failed;
-  take(descriptor);
+  FileHandle file;
+  if (const int failed = make_exclusively(path, access, file)) return failed;
+  take(std::move(file));
   return 0;
 }
 
 int RecordFile::take_access(const char* like) {
-  return take_access_of(descriptor_, like);
+  return take_access_of(handle_, like);
 }
 
 int RecordFile::cut() {
-  return ftruncate(descriptor_, 0) != 0 ? system_error() : 0;
+  return ftruncate(descriptor_of(handle_), 0) != 0 ? system_error() : 0;
 }
 
 int RecordFile::size(std::uint64_t& bytes) const {
-  return size_of_open(descriptor_, bytes);
+  return size_of_open(handle_, bytes);
 }
 
 bool RecordFile::is_still_at(const char* path) const {
-  return is_open_file_at(descriptor_, path);
+  return is_open_file_at(handle_, path);
 }
 
 int RecordFile::sync() {
-  return fdatasync(descriptor_) == 0 ? 0 : system_error();
+  return fdatasync(descriptor_of(handle_)) == 0 ? 0 : system_error();
 }
 
 int RecordFile::read(std::uint64_t offset, std::span<char> bytes, std::size_t& count) const {
   count = 0;
   while (count < bytes.size()) {
-    const ssize_t got = pread(descriptor_, bytes.data() + count, bytes.size() - count,
+    const ssize_t got = pread(descriptor_of(handle_), bytes.data() + count, bytes.size() - count,
                               static_cast<off_t>(offset + count));
     if (got == 0) break;
     if (got < 0 && errno != EINTR) return system_error();
@@ -76,7 +73,7 @@ int RecordFile::read(std::uint64_t offset, std::span<char> bytes, std::size_t& c
 int RecordFile::write(std::uint64_t offset, std::span<const char> bytes) {
   while (!bytes.empty()) {
     const ssize_t written =
-        pwrite(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+        pwrite(descriptor_of(handle_), bytes.data(), bytes.size(), static_cast<off_t>(offset));
     if (written < 0 && errno != EINTR) return system_error();
     if (written <= 0) continue;
     offset += static_cast<std::uint64_t>(written);
@@ -86,19 +83,19 @@ int RecordFile::write(std::uint64_t offset, std::span<const char> bytes) {
 }
 
 int RecordFile::lock(std::uint64_t offset, std::uint64_t count, bool exclusive) {
-  return set_lock(exclusive ? F_WRLCK : F_RDLCK, offset, count);
+  return set_lock(exclusive ? Lock::kExclusive : Lock::kShared, offset, count);
 }
 
 int RecordFile::unlock(std::uint64_t offset, std::uint64_t count) {
-  return set_lock(F_UNLCK, offset, count);
+  return set_lock(Lock::kNone, offset, count);
 }
 
 int RecordFile::locked_by_other(std::uint64_t offset, bool& locked) const {
-  return byte_locked_by_other(descriptor_, offset, locked);
+  return byte_locked_by_other(handle_, offset, locked);
 }
 
 int RecordFile::locked_exclusively_by_other(std::uint64_t offset, bool& locked) const {
-  return byte_locked_exclusively_by_other(descriptor_, offset, locked);
+  return byte_locked_exclusively_by_other(handle_, offset, locked);
 }
 
 }  // namespace marigold::inner

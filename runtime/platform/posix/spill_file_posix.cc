@@ -7,11 +7,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <ctime>
 #include <string>
 
 #include "runtime/platform/mapped_file.h"
+#include "runtime/platform/path.h"
 #include "runtime/platform/posix/new_file_posix.h"
 #include "runtime/platform/posix/regular_file_posix.h"
 
@@ -19,31 +19,30 @@ namespace marigold::inner {
 namespace {
 
 // Makes a file that never has a name, on file systems that can.
-int make_nameless(const std::string& path, int& descriptor) {
+int make_nameless(const std::string& path, FileHandle& file) {
 #ifdef O_TMPFILE
-  const std::size_t slash = path.rfind('/');
-  const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-  descriptor = open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  return descriptor < 0 ? system_error() : 0;
+  std::string directory(path_directory(path));
+  if (directory.empty()) directory = ".";
+  file = FileHandle(open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  return file.is_open() ? 0 : system_error();
 #else
   static_cast<void>(path);
-  static_cast<void>(descriptor);
+  static_cast<void>(file);
   return EOPNOTSUPP;
 #endif
 }
 
-int make_and_unlink(const std::string& path, int& descriptor) {
+int make_and_unlink(const std::string& path, FileHandle& file) {
   const std::string name = new_file_name(path);
-  if (const int failed = make_exclusively(name.c_str(), NewFileAccess::kOwnerOnly, descriptor))
+  if (const int failed = make_exclusively(name.c_str(), NewFileAccess::kOwnerOnly, file))
     return failed;
   return file_remove(name.c_str());
 }
 
-int make_beside(const std::string& path, int& descriptor) {
-  const int failed = make_nameless(path, descriptor);
-  return failed == EOPNOTSUPP || failed == EISDIR || failed == ENOENT
-             ? make_and_unlink(path, descriptor)
-             : failed;
+int make_beside(const std::string& path, FileHandle& file) {
+  const int failed = make_nameless(path, file);
+  return failed == EOPNOTSUPP || failed == EISDIR || failed == ENOENT ? make_and_unlink(path, file)
+                                                                      : failed;
 }
 
 // While the object lives, a write beyond the process's limit on file sizes fails without the signal
@@ -71,19 +70,13 @@ class NoSizeSignal {
 
 }  // namespace
 
-SpillFile::~SpillFile() {
-  if (descriptor_ >= 0) close(descriptor_);
-}
-
 int SpillFile::make(const char* beside) {
   const int fault =
       file_fault_hook == nullptr ? 0 : system_result(file_fault_hook(FileCall::kOpen));
   if (fault != 0) return fault;
-  const int failed = make_beside(beside, descriptor_);
+  const int failed = make_beside(beside, handle_);
   if (failed != EACCES && failed != EPERM && failed != EROFS) return failed;
-  const char* directory = std::getenv("TMPDIR");
-  const std::string other = directory == nullptr || *directory == '\0' ? "/tmp" : directory;
-  return make_beside(other + "/marigold", descriptor_);
+  return make_beside(path_join(path_for_temporary_files(), "marigold"), handle_);
 }
 
 int SpillFile::write(std::uint64_t offset, std::span<const std::byte> bytes) {
@@ -93,7 +86,7 @@ int SpillFile::write(std::uint64_t offset, std::span<const std::byte> bytes) {
   const NoSizeSignal guard;
   while (!bytes.empty()) {
     const ssize_t written =
-        pwrite(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+        pwrite(descriptor_of(handle_), bytes.data(), bytes.size(), static_cast<off_t>(offset));
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) return written < 0 ? system_error() : ENOSPC;
     offset += static_cast<std::uint64_t>(written);
@@ -103,7 +96,7 @@ int SpillFile::write(std::uint64_t offset, std::span<const std::byte> bytes) {
 }
 
 int SpillFile::read(std::uint64_t offset, std::span<std::byte> bytes) const {
-  return read_exactly(descriptor_, offset, bytes);
+  return read_exactly(handle_, offset, bytes);
 }
 
 }  // namespace marigold::inner

@@ -4,6 +4,7 @@
 #include "runtime/core/settings.h"
 #include "runtime/data/access/data_handle.h"
 #include "runtime/data/definition/definition_set.h"
+#include "runtime/platform/path.h"
 
 namespace marigold::inner {
 namespace {
@@ -45,10 +46,6 @@ struct State {
 };
 State state;
 
-std::string path_in(std::string_view directory, std::string_view name) {
-  return std::string(directory).append("/").append(name);
-}
-
 FileDefinition plain_twin(std::string_view text, std::size_t index) {
   FileDefinition definition =
       std::move(*scan_definitions(text, AfterScanError::kStop).files.at(index).definition);
@@ -60,7 +57,7 @@ FileDefinition plain_twin(std::string_view text, std::size_t index) {
 void define(FileDefinition definition) {
   const DefinitionName name = definition.name;
   if (definition_add(std::move(definition)))
-    data_file(name.view()).explicit_path = path_in(list_directory(), name.view());
+    data_file(name.view()).explicit_path = path_join(list_directory(), name.view());
 }
 
 }  // namespace
@@ -78,7 +75,7 @@ void list_files_use(std::string_view directory) {
   list_files_define();
   for (const ListFiles& files : {kOwnListFiles, kPlainListFiles}) {
     for (const std::string_view name : {files.lists, files.blocks})
-      data_file(name).explicit_path = path_in(list_directory(), name);
+      data_file(name).explicit_path = path_join(list_directory(), name);
   }
 }
 
@@ -87,7 +84,7 @@ std::string list_directory() {
 }
 
 std::string list_store_path(const ListFiles& files) {
-  return path_in(list_directory(), files.store);
+  return path_join(list_directory(), files.store);
 }
 
 }  // namespace marigold::inner

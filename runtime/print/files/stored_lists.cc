@@ -12,6 +12,7 @@
 #include "runtime/isam/isam.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
+#include "runtime/platform/path.h"
 #include "runtime/platform/system_error.h"
 #include "runtime/print/files/block_code.h"
 #include "runtime/print/files/block_store.h"
@@ -215,7 +216,7 @@ bool write_blocks(const NewListFile& paths, std::string_view name,
 }  // namespace
 
 std::string list_file_path(const std::string& directory, std::string_view name) {
-  return directory + (directory.ends_with('/') ? "" : "/") + std::string(name);
+  return path_join(directory, name);
 }
 
 const FileDefinition& list_file_definition(std::string_view name) {

@@ -13,6 +13,7 @@
 #include "runtime/core/terminal_text.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/command_pipe.h"
+#include "runtime/platform/path.h"
 
 namespace marigold {
 
@@ -59,9 +60,9 @@ bool in_search_path(std::string_view program) {
   const std::string directories = value_of("PATH");
   std::string_view left = directories;
   for (;;) {
-    const std::size_t end = std::min(left.find(':'), left.size());
+    const std::size_t end = std::min(left.find(path_list_separator()), left.size());
     const std::string_view directory = end == 0 ? "." : left.substr(0, end);
-    if (command_exists(std::string(directory).append("/").append(program).c_str())) return true;
+    if (command_exists(path_join(directory, program).c_str())) return true;
     if (end == left.size()) return false;
     left.remove_prefix(end + 1);
   }

@@ -12,6 +12,7 @@
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/named_file.h"
+#include "runtime/platform/path.h"
 #include "runtime/platform/system_error.h"
 
 namespace marigold::inner {
@@ -150,7 +151,7 @@ std::vector<PrintDefaultsError> print_defaults_scan(std::string_view text,
 }
 
 std::string print_defaults_path(std::string_view directory) {
-  return std::string(directory).append("/").append(kFileName);
+  return path_join(directory, kFileName);
 }
 
 int print_defaults_read(const std::string& path, PrintDefaults& defaults,

@@ -13,6 +13,7 @@
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/passing_files.h"
+#include "runtime/platform/path.h"
 #include "runtime/platform/record_file.h"
 #include "runtime/platform/stop_signals.h"
 #include "runtime/platform/system_error.h"
@@ -34,7 +35,7 @@ class TemporaryFile {
   // EAGAIN if another program or user has a file of that name.
   int create(const std::string& directory) {
     constexpr int kPatience = 20;
-    path_ = directory + name_;
+    path_ = path_join(directory, name_);
     int failed = EEXIST;
     for (int round = 0; failed == EEXIST && round < kPatience; ++round) {
       failed = clear_away();
@@ -128,7 +129,7 @@ struct DisplayLine {
 struct State {
   TemporaryFile printer{kPrinterFile};
   TemporaryFile display{kDisplayFile};
-  std::string directory;  // with a slash at its end; "": the current one
+  std::string directory;  // "": the current one
   DisplayLine line;
   std::size_t width = kLeastWidth;
   bool taking = false;  // between start and end, unless the disk is full
@@ -166,7 +167,6 @@ int create_in_own_directory(const std::string& taken) {
     const std::string directory = std::exchange(state.directory, {});
     return refuse(taken + " belongs to another program or user, and " + directory, failed);
   }
-  state.directory += '/';
   const int failed = create_in(state.directory);
   passing_file_note(state.directory.c_str());
   return failed == 0 ? 0 : refuse(path_at_fault(), failed);

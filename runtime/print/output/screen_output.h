@@ -60,7 +60,7 @@ void screen_output_end();
 // Return the files of the last ended output. The files are closed after their removal.
 const RecordFile& screen_output_printer();
 const RecordFile& screen_output_display();
-// Returns the directory of the files: "" for the current one, else a path with a slash at its end.
+// Returns the directory of the files; "" for the current one.
 const std::string& screen_output_directory();
 
 // Removes both files, also during an output. Returns 0, or the system's error number for the first

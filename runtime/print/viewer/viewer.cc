@@ -8,6 +8,7 @@
 
 #include "marigold/windows.h"
 #include "runtime/core/user_interface.h"
+#include "runtime/platform/path.h"
 #include "runtime/platform/system_error.h"
 #include "runtime/print/output/screen_output.h"
 #include "runtime/print/viewer/viewer_file.h"
@@ -53,7 +54,7 @@ constexpr std::size_t kLongestAnswer = 60;
 
 void tell_failed(int failed) {
   const std::string text =
-      screen_output_directory() + kDisplayFile + ": " + system_error_text(failed);
+      path_join(screen_output_directory(), kDisplayFile) + ": " + system_error_text(failed);
   user_interface().message(text.c_str(), "");
 }
 

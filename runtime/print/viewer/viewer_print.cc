@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "runtime/core/user_interface.h"
+#include "runtime/platform/path.h"
 #include "runtime/platform/record_file.h"
 #include "runtime/platform/system_error.h"
 #include "runtime/print/output/display_record.h"
@@ -21,7 +22,7 @@ constexpr std::size_t kReadPieces = 512;
 
 void tell_failed(int failed) {
   const std::string text =
-      screen_output_directory() + kPrinterFile + ": " + system_error_text(failed);
+      path_join(screen_output_directory(), kPrinterFile) + ": " + system_error_text(failed);
   user_interface().message(text.c_str(), "");
 }
 
