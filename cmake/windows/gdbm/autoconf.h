@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Answers of GNU dbm's configure script for mingw-w64. Nothing is mapped: a mapped file could not be
-// replaced.
+// Answers of GNU dbm's configure script for mingw-w64. Nothing is mapped: others could not replace a
+// mapped file.
 #pragma once
 
 #define GDBM_THREAD_LOCAL __thread
