@@ -11,6 +11,10 @@
 
 namespace marigold::inner {
 
+// Comments of authors that mean something; see PoEntry.
+inline constexpr std::string_view kMeantEmpty = "empty";
+inline constexpr std::string_view kMeantSame = "same";
+
 struct PoEntry {
   std::string id;
   std::string text;
