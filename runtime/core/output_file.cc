@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "runtime/core/terminal_text.h"
+#include "runtime/platform/library_path.h"
 #include "runtime/platform/stop_signals.h"
 
 namespace marigold::inner {
@@ -18,7 +19,7 @@ bool OutputFile::open(const std::string& path, std::string& reason) {
   path_ = path;
   if (path.empty()) return true;
   std::error_code unknown;
-  const std::filesystem::file_status status = std::filesystem::status(path, unknown);
+  const std::filesystem::file_status status = std::filesystem::status(library_path(path), unknown);
   if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
     const int error = file_.open_device(path.c_str());
     return error == 0 || fail(error, reason);

@@ -12,16 +12,18 @@
 #include "runtime/isam/rebuild.h"
 #include "runtime/isam/slots.h"
 #include "runtime/isam/space.h"
+#include "runtime/platform/library_path.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/stop_signals.h"
+#include "runtime/platform/system_error.h"
 
 namespace marigold::inner::isam {
 namespace {
 
 bool is_link(const std::string& path) {
   std::error_code unknown;
-  return std::filesystem::is_symlink(path, unknown);
+  return std::filesystem::is_symlink(library_path(path), unknown);
 }
 
 std::uint64_t draw_id() {
@@ -66,7 +68,7 @@ FreshPair::~FreshPair() {
 
 int FreshPair::create(std::uint32_t record_length, std::span<const TreeShape> trees,
                       std::uint64_t id) {
-  if (is_link(data_path_)) return ELOOP;
+  if (is_link(data_path_)) return system_result(ELOOP);
   int failed = file_.index.create(fresh_index_.c_str(), NewFileAccess::kOwnerOnly);
   if (failed == 0) failed = file_.index.lock(kUseLock, true);  // not abandoned
   if (failed == 0) failed = file_.data.create(fresh_data_.c_str(), NewFileAccess::kOwnerOnly);

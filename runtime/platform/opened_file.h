@@ -51,6 +51,9 @@ class OpenedFile {
   std::byte* memory_ = nullptr;
   std::uint64_t mapped_ = 0;
   bool writable_ = false;
+  // The system's note of this object's locks; 0: it has taken none. A system that unlocks only
+  // exactly what was locked has the address of its list here.
+  std::uintptr_t locks_ = 0;
 
   // State after a missing page: kStopped has not changed the view, kFilledIn has put private pages
   // into it.
@@ -65,9 +68,6 @@ class OpenedFile {
   static void forget_all();
   void forget();
 
-  // The system's note of this object's locks; 0: it has taken none. A system that unlocks only
-  // exactly what was locked has the address of its list here.
-  std::uintptr_t locks_ = 0;
   OpenedFile* next_ = nullptr;
   OpenedFile* previous_ = nullptr;
 };

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "runtime/core/new_files.h"
+#include "runtime/platform/library_path.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/path.h"
@@ -74,8 +75,8 @@ RestoreSwap::~RestoreSwap() {
 
 // Takes absolute paths for the journal, since another run may have another current directory.
 void RestoreSwap::add(const std::string& path, const std::string& staged) {
-  replacements_.push_back(
-      {std::filesystem::absolute(path).string(), staged, file_exists(path.c_str())});
+  replacements_.push_back({path_of_library(std::filesystem::absolute(library_path(path))), staged,
+                           file_exists(path.c_str())});
 }
 
 // Refuses a second name that another program has made: it is not that of an old file.

@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "runtime/core/new_files.h"
+#include "runtime/platform/library_path.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/path.h"
 #include "tools/common/checksum.h"
@@ -114,14 +115,14 @@ class BackupDirectory : public BackupSource {
     for (const BackupPart* part : manifest_.parts())
       known[part->name] = true;
     std::error_code error;
-    for (fs::recursive_directory_iterator at(path_, error), end; !error && at != end;
+    for (fs::recursive_directory_iterator at(library_path(path_), error), end; !error && at != end;
          at.increment(error)) {
-      const std::string name = at->path().lexically_relative(path_).generic_string();
+      const std::string name = path_of_library(at->path().lexically_relative(library_path(path_)));
       const auto found = known.find(name);
       std::error_code unknown;
       const bool directory = fs::is_directory(at->symlink_status(unknown));
       if (found == known.end() || found->second == directory) {
-        problems.push_back(at->path().string() + ": is not in the manifest");
+        problems.push_back(path_of_library(at->path()) + ": is not in the manifest");
         if (directory) at.disable_recursion_pending();
       }
     }
@@ -263,7 +264,7 @@ std::unique_ptr<BackupSource> opened(const std::string& path, std::string& probl
 
 std::unique_ptr<BackupSource> open_backup(const std::string& path, std::string& problem) {
   std::error_code error;
-  const fs::file_status status = fs::status(path, error);
+  const fs::file_status status = fs::status(library_path(path), error);
   if (fs::is_directory(status)) return opened<BackupDirectory>(path, problem);
   if (fs::is_regular_file(status)) return opened<BackupArchive>(path, problem);
   problem = file_error(path, fs::exists(status) ? EINVAL : ENOENT);

@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "runtime/core/new_files.h"
+#include "runtime/platform/library_path.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "tools/common/checksum.h"
@@ -30,7 +31,7 @@ bool is_just_written(const RecordFile& manifest, const std::string& path) {
   constexpr auto kMoment = std::chrono::minutes(1);
   std::uint64_t size = 0;
   std::error_code failed;
-  const auto changed = std::filesystem::last_write_time(path, failed);
+  const auto changed = std::filesystem::last_write_time(library_path(path), failed);
   if (manifest.size(size) != 0 || failed) return true;
   return size > 0 && std::filesystem::file_time_type::clock::now() - changed < kMoment;
 }
@@ -73,9 +74,10 @@ BackupTree::~BackupTree() {
 
 bool BackupTree::make(std::string& reason) {
   std::error_code unknown;
-  const auto status = std::filesystem::symlink_status(path_, unknown);
-  const bool empty = std::filesystem::is_directory(status) &&
-                     std::filesystem::is_empty(path_, unknown) && !unknown;
+  const std::filesystem::path path = library_path(path_);
+  const auto status = std::filesystem::symlink_status(path, unknown);
+  const bool empty =
+      std::filesystem::is_directory(status) && std::filesystem::is_empty(path, unknown) && !unknown;
   if (std::filesystem::exists(status) && !empty) return fail(path_, EEXIST, reason);
   remove_abandoned(path_);
   const int error = make_locked(temporary_, manifest_);

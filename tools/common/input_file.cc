@@ -7,14 +7,15 @@
 #include <filesystem>
 
 #include "runtime/core/new_files.h"
+#include "runtime/platform/library_path.h"
 
 namespace marigold::inner {
 
 bool open_input(const std::string& path, std::ifstream& file, std::string& problem) {
   std::error_code unknown;
   errno = 0;
-  if (std::filesystem::is_directory(path, unknown)) errno = EISDIR;
-  if (errno == 0) file.open(path, std::ios::binary);
+  if (std::filesystem::is_directory(library_path(path), unknown)) errno = EISDIR;
+  if (errno == 0) file.open(library_path(path), std::ios::binary);
   if (!file.is_open()) problem = file_error(path, errno);
   return file.is_open();
 }

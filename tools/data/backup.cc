@@ -6,6 +6,7 @@
 #include "runtime/core/new_files.h"
 #include "runtime/data/access/backup_record.h"
 #include "runtime/data/access/version.h"
+#include "runtime/platform/library_path.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/path.h"
 #include "tools/backup/archive.h"
@@ -141,7 +142,8 @@ bool Backup::put_in_place(std::string& problem) {
 // Notes the backup in the files' records. The backup is whole by then, also when a note fails.
 int Backup::note_last_backups() {
   std::error_code unknown;
-  const std::string target = std::filesystem::absolute(place(), unknown).string();
+  const std::string target =
+      path_of_library(std::filesystem::absolute(library_path(place()), unknown));
   int status = kExitClean;
   for (std::size_t i = 0; i < groups_.size(); ++i) {
     for (const DataTarget& one : groups_[i].targets) {

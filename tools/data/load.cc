@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "runtime/core/new_files.h"
+#include "runtime/platform/library_path.h"
 #include "tools/common/input_file.h"
 #include "tools/common/progress.h"
 #include "tools/data/commands.h"
@@ -63,7 +64,7 @@ bool Input::open(const std::string& path, std::size_t longest_line, std::string&
 
 bool is_json(const DataLoad& options) {
   if (options.format != LinesFormat::kBySuffix) return options.format == LinesFormat::kJson;
-  const std::string suffix = std::filesystem::path(options.input).extension().string();
+  const std::string suffix = path_of_library(library_path(options.input).extension());
   return suffix == ".json" || suffix == ".jsonl" || suffix == ".ndjson";
 }
 

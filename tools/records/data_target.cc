@@ -15,6 +15,7 @@
 #include "runtime/data/access/restore_journal.h"
 #include "runtime/data/access/version.h"
 #include "runtime/isam/isam.h"
+#include "runtime/platform/library_path.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/path.h"
 #include "runtime/platform/process.h"
@@ -82,7 +83,8 @@ bool complain(Problems& problems, const std::string& name, const std::string& re
 
 std::string searched(const DataFileOptions& options) {
   if (!options.set.empty()) return definition_path_of(options.set) + " does not define it";
-  return "no set in " + fs::path(definition_set_path("")).parent_path().string() + " defines it";
+  return "no set in " + path_of_library(library_path(definition_set_path("")).parent_path()) +
+         " defines it";
 }
 
 bool check_found(const DataFileOptions& options, const Search& search, Problems& problems) {
@@ -107,9 +109,10 @@ bool check_found(const DataFileOptions& options, const Search& search, Problems&
 
 // A user who names one of the two files means the pair.
 std::string without_suffix(const std::string& path, FileType type) {
-  const fs::path whole(path);
+  const fs::path whole = library_path(path);
   const bool of_pair = whole.extension() == ".dat" || whole.extension() == ".idx";
-  return type == FileType::kIsam && of_pair ? fs::path(whole).replace_extension().string() : path;
+  return type == FileType::kIsam && of_pair ? path_of_library(fs::path(whole).replace_extension())
+                                            : path;
 }
 
 }  // namespace
@@ -121,12 +124,13 @@ std::string definition_path_of(const std::string& set) {
 
 bool find_definition_sets(std::vector<std::string>& paths, Problems& problems) {
   const std::string any = definition_set_path("");
-  const fs::path directory = fs::path(any).parent_path();
+  const fs::path directory = library_path(any).parent_path();
   std::error_code error;
   for (fs::directory_iterator at(directory, error), end; !error && at != end; at.increment(error)) {
-    if (may_define_files(at->path().filename().string())) paths.push_back(at->path().string());
+    const std::string path = path_of_library(at->path());
+    if (may_define_files(std::string(path_name(path)))) paths.push_back(path);
   }
-  if (error) problems.push_back(directory.string() + ": " + error.message());
+  if (error) problems.push_back(path_of_library(directory) + ": " + error.message());
   std::ranges::sort(paths);
   return !error;
 }
@@ -195,9 +199,9 @@ namespace {
 bool lies_in_its_class(const DataTarget& target) {
   if (target.in_class) return true;
   std::error_code unknown;
-  const fs::path directory = fs::path(target.base).parent_path();
+  const fs::path directory = library_path(target.base).parent_path();
   return fs::equivalent(directory.empty() ? "." : directory,
-                        data_directory(target.definition->path_class), unknown);
+                        library_path(data_directory(target.definition->path_class)), unknown);
 }
 
 }  // namespace
@@ -230,7 +234,7 @@ std::string text_of(int number) {
       return "cannot be locked";
     case kIsNoMemory:
       return "not enough memory";
-    case ELOOP:
+    case system_result(ELOOP):
       return "is a link; name the file that it leads to with --path";
     default:
       break;

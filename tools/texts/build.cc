@@ -4,6 +4,7 @@
 #include <map>
 #include <system_error>
 
+#include "runtime/platform/library_path.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/stream.h"
 #include "runtime/texte/code_set.h"
@@ -95,8 +96,8 @@ std::vector<TextRecord> make_records(const std::map<std::string, std::string>& t
 // A directory is a mistake of a user who wants the database in it, not beside it.
 bool names_a_database(const std::string& path) {
   std::error_code unknown;
-  return std::filesystem::path(path).has_filename() &&
-         !std::filesystem::is_directory(path, unknown);
+  return library_path(path).has_filename() &&
+         !std::filesystem::is_directory(library_path(path), unknown);
 }
 
 bool has_text(const std::vector<TextRecord>& records) {

@@ -10,6 +10,7 @@
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/lock_file.h"
 #include "runtime/data/access/version.h"
+#include "runtime/platform/library_path.h"
 #include "runtime/platform/path.h"
 
 namespace marigold {
@@ -39,7 +40,7 @@ Entry* entry_at(int number) {
 
 // Returns one form for all spellings of a directory.
 std::string normal(std::string_view directory) {
-  const std::string text = std::filesystem::path(directory).lexically_normal().generic_string();
+  const std::string text = path_of_library(library_path(directory).lexically_normal());
   return std::string(path_without_end(text));
 }
 

@@ -12,9 +12,9 @@
 #include <utility>
 
 #include "runtime/platform/mapped_file.h"
+#include "runtime/platform/new_file_steps.h"
 #include "runtime/platform/posix/bus_errors_posix.h"
 #include "runtime/platform/posix/byte_locks_posix.h"
-#include "runtime/platform/posix/new_file_posix.h"
 #include "runtime/platform/posix/regular_file_posix.h"
 #include "runtime/platform/system_error.h"
 

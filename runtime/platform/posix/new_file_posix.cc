@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "runtime/platform/posix/new_file_posix.h"
+#include "runtime/platform/new_file_steps.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -16,7 +16,6 @@
 #include <utility>
 
 #include "runtime/platform/named_file.h"
-#include "runtime/platform/path.h"
 #include "runtime/platform/posix/byte_locks_posix.h"
 #include "runtime/platform/posix/regular_file_posix.h"
 #include "runtime/platform/posix/size_limit_posix.h"
@@ -115,42 +114,6 @@ int write_all(const FileHandle& file, std::string_view bytes) {
   return 0;
 }
 
-// ---- Temporary names
-
-std::string random_word() {
-  constexpr std::size_t kBytes = 8;
-  std::array<unsigned char, kBytes> bytes{};
-  if (getentropy(bytes.data(), bytes.size()) != 0) std::abort();  // no such kernel is supported
-  std::string word;
-  for (const unsigned char byte : bytes) {
-    std::array<char, 3> digits{};
-    std::snprintf(digits.data(), digits.size(), "%02x", byte);
-    word += digits.data();
-  }
-  return word;
-}
-
-constexpr std::size_t kWordLength = 16;
-
-bool is_word(std::string_view text) {
-  return text.size() == kWordLength &&
-         text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
-}
-
-// Whether a process holds a lock on the file, or has changed it within the last minute. A file that
-// cannot be examined counts as in use.
-bool is_in_use(const char* path) {
-  constexpr time_t kMoment = 60;
-  const FileHandle file(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (!file.is_open()) return errno != ENOENT && errno != ELOOP;
-  struct stat status {};
-  if (fstat(descriptor_of(file), &status) != 0) return true;
-  if (!S_ISREG(status.st_mode)) return false;
-  bool locked = false;
-  return time(nullptr) - status.st_mtime < kMoment ||
-         range_locked_by_other(file, 0, 0, F_WRLCK, locked) != 0 || locked;
-}
-
 }  // namespace
 
 int make_exclusively(const char* path, NewFileAccess access, FileHandle& file) {
@@ -172,6 +135,24 @@ int take_access_of(const FileHandle& file, const char* like) {
   if (look.is_open() && fstat(from, &wanted) == 0 && S_ISREG(wanted.st_mode))
     return copy_access(from, readable, wanted, to);
   return fchmod(to, kNewFileMode & ~process_mask()) == 0 ? 0 : system_error();
+}
+
+std::array<unsigned char, 8> random_bytes() {
+  std::array<unsigned char, 8> bytes{};
+  if (getentropy(bytes.data(), bytes.size()) != 0) std::abort();  // no such kernel is supported
+  return bytes;
+}
+
+bool is_in_use(const char* path) {
+  constexpr time_t kMoment = 60;
+  const FileHandle file(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!file.is_open()) return errno != ENOENT && errno != ELOOP;
+  struct stat status {};
+  if (fstat(descriptor_of(file), &status) != 0) return true;
+  if (!S_ISREG(status.st_mode)) return false;
+  bool locked = false;
+  return time(nullptr) - status.st_mtime < kMoment ||
+         range_locked_by_other(file, 0, 0, F_WRLCK, locked) != 0 || locked;
 }
 
 // ---- FileWriter
@@ -221,10 +202,6 @@ int FileWriter::sync() {
   return fsync(descriptor_of(handle_)) == 0 ? 0 : system_error();
 }
 
-int FileWriter::close() {
-  return handle_.close();
-}
-
 LibraryFile FileWriter::share() const {
   return fcntl(descriptor_of(handle_), F_DUPFD_CLOEXEC, 0);
 }
@@ -237,31 +214,6 @@ int file_append(const char* path, std::string_view bytes) {
   const int failed = write_all(file, bytes);
   const int not_closed = file.close();
   return failed != 0 ? failed : not_closed;
-}
-
-int file_make(const char* path, std::string_view bytes) {
-  FileWriter file;
-  if (const int failed = file.make(path)) return failed;
-  int failed = file.write(bytes);
-  if (failed == 0) failed = file.sync();
-  const int not_closed = file.close();
-  if (failed == 0) failed = not_closed;
-  if (failed != 0) file_remove(path);
-  return failed;
-}
-
-int file_put(const char* path, std::string_view bytes, const char* like) {
-  const std::string fresh = new_file_name(path);
-  FileWriter file;
-  if (const int failed = file.make(fresh.c_str(), NewFileAccess::kOwnerOnly)) return failed;
-  int failed = file.write(bytes);
-  if (failed == 0) failed = file.take_access(like == nullptr ? path : like);
-  if (failed == 0) failed = file.sync();
-  const int not_closed = file.close();
-  if (failed == 0) failed = not_closed;
-  if (failed == 0) failed = file_replace(fresh.c_str(), path);
-  if (failed != 0) file_remove(fresh.c_str());
-  return failed;
 }
 
 int file_replace(const char* from, const char* to) {
@@ -290,47 +242,6 @@ int file_remove_tree(const char* path) {
   std::error_code failed;
   std::filesystem::remove_all(path, failed);
   return system_result(failed.value());
-}
-
-int file_make_private_directory(std::string& path) {
-  path = path_join(path_for_temporary_files(), "marigold." + random_word());
-  return file_make_own_directory(path.c_str());
-}
-
-int file_make_directory(const char* path) {
-  std::error_code failed;
-  std::filesystem::create_directories(path, failed);
-  return system_result(failed.value());
-}
-
-// ---- Temporary names
-
-std::string new_file_name(std::string_view path) {
-  const std::string name(path_name(path));
-  return path_beside(path, "." + name + "." + random_word());
-}
-
-std::vector<std::string> new_files_abandoned(const std::string& path) {
-  namespace fs = std::filesystem;
-  const std::string directory = path_beside(path, "");
-  const std::string head = std::string(".").append(path_name(path)).append(".");
-  std::vector<std::string> found;
-  std::vector<std::string> used;  // heads and words
-  std::error_code error;
-  for (fs::directory_iterator at(directory.empty() ? "." : directory, error), end;
-       !error && at != end; at.increment(error)) {
-    const std::string name = at->path().filename().string();
-    if (!name.starts_with(head) || name.size() < head.size() + kWordLength) continue;
-    if (!is_word(std::string_view(name).substr(head.size(), kWordLength))) continue;
-    found.push_back(directory + name);
-    if (is_in_use(found.back().c_str()))
-      used.push_back(directory + name.substr(0, head.size() + kWordLength));
-  }
-  std::erase_if(found, [&used](const std::string& name) {
-    return std::ranges::any_of(used, [&](const std::string& one) { return name.starts_with(one); });
-  });
-  std::ranges::sort(found);
-  return found;
 }
 
 }  // namespace marigold::inner

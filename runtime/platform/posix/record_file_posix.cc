@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <utility>
 
+#include "runtime/platform/new_file_steps.h"
 #include "runtime/platform/posix/byte_locks_posix.h"
-#include "runtime/platform/posix/new_file_posix.h"
 #include "runtime/platform/posix/regular_file_posix.h"
 #include "runtime/platform/record_file.h"
 #include "runtime/platform/system_error.h"

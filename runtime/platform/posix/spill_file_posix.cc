@@ -11,8 +11,8 @@
 #include <string>
 
 #include "runtime/platform/mapped_file.h"
+#include "runtime/platform/new_file_steps.h"
 #include "runtime/platform/path.h"
-#include "runtime/platform/posix/new_file_posix.h"
 #include "runtime/platform/posix/regular_file_posix.h"
 
 namespace marigold::inner {

@@ -2,21 +2,10 @@
 #include <signal.h>
 
 #include <system_error>
-#include <utility>
 
 #include "runtime/platform/worker.h"
 
 namespace marigold::inner {
-
-Worker::~Worker() {
-  if (!thread_.joinable()) return;
-  {
-    const std::lock_guard lock(mutex_);
-    ends_ = true;
-  }
-  changed_.notify_all();
-  thread_.join();
-}
 
 // Blocks all signals while it starts the thread, because a thread begins with the signal mask of
 // its starter.
@@ -33,39 +22,6 @@ bool Worker::start() {
   }
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
   return !refused_;
-}
-
-bool Worker::is_busy() {
-  const std::lock_guard lock(mutex_);
-  return tasks_.size() >= kMostTasks;
-}
-
-void Worker::run(std::function<void()> task) {
-  if (!start() || is_busy()) return task();
-  {
-    const std::lock_guard lock(mutex_);
-    tasks_.push_back(std::move(task));
-  }
-  changed_.notify_all();
-}
-
-void Worker::wait() {
-  std::unique_lock lock(mutex_);
-  changed_.wait(lock, [this] { return tasks_.empty(); });
-}
-
-void Worker::work() {
-  std::unique_lock lock(mutex_);
-  for (;;) {
-    changed_.wait(lock, [this] { return ends_ || !tasks_.empty(); });
-    if (tasks_.empty()) return;
-    std::function<void()>& task = tasks_.front();  // a place in a deque stays where it is
-    lock.unlock();
-    task();
-    lock.lock();
-    tasks_.pop_front();
-    changed_.notify_all();
-  }
 }
 
 }  // namespace marigold::inner

@@ -105,7 +105,7 @@ class TemporaryFile {
     const int failed = left.open_own(path_.c_str(), true);
     if (failed == ENOENT) return 0;
     const bool is_no_file =
-        failed == ELOOP || failed == EINVAL || failed == EISDIR || failed == ENXIO;
+        failed == system_result(ELOOP) || failed == EINVAL || failed == EISDIR || failed == ENXIO;
     if (is_no_file) return file_remove(path_.c_str());
     if (failed != 0 || left.lock(0, 1, true) != 0) return EAGAIN;
     return left.is_still_at(path_.c_str()) ? file_remove(path_.c_str()) : EEXIST;
