@@ -29,8 +29,11 @@ set(CMAKE_FIND_LIBRARY_SUFFIXES .a)
 set(definitions "-D_WIN32_WINNT=0x0A00 -D__USE_MINGW_ANSI_STDIO=1 -DLIBARCHIVE_STATIC")
 set(CMAKE_C_FLAGS_INIT "${definitions}")
 set(CMAKE_CXX_FLAGS_INIT "${definitions}")
+# Libraries that CMake knows by their names alone lie there too.
+set(CMAKE_C_STANDARD_INCLUDE_DIRECTORIES "${MARIGOLD_WINDOWS_LIBRARIES}/include")
+set(CMAKE_CXX_STANDARD_INCLUDE_DIRECTORIES "${MARIGOLD_WINDOWS_LIBRARIES}/include")
 # A program is one file, without the compiler's DLLs. The object names UTF-8 the code page of the
 # process, for arguments, environment and the narrow functions of the system.
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-static ${MARIGOLD_WINDOWS_LIBRARIES}/lib/utf8.o")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-static ${MARIGOLD_WINDOWS_LIBRARIES}/lib/utf8.o -L${MARIGOLD_WINDOWS_LIBRARIES}/lib")
 
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../scripts/wine)

@@ -4,6 +4,7 @@
 #pragma once
 
 #define GDBM_THREAD_LOCAL __thread
+#define HAVE_FLOCK 1
 #define HAVE_FSYNC 1
 #define HAVE_FTRUNCATE 1
 #define HAVE_LOCALE_H 1

@@ -60,3 +60,18 @@ int gdbm_open_shared(const char* name, int flags, ...) {
   if (descriptor < 0) CloseHandle(file);
   return descriptor;
 }
+
+// A byte far beyond any contents stands for the file: Windows lets nobody read or write locked
+// bytes.
+int gdbm_flock(int descriptor, int operation) {
+  const HANDLE file = (HANDLE)_get_osfhandle(descriptor);
+  OVERLAPPED place = {0};
+  place.OffsetHigh = 0x40000000;
+  const DWORD kind = operation & LOCK_EX ? LOCKFILE_EXCLUSIVE_LOCK : 0;
+  const BOOL done = operation & LOCK_UN
+                        ? UnlockFileEx(file, 0, 1, 0, &place)
+                        : LockFileEx(file, LOCKFILE_FAIL_IMMEDIATELY | kind, 0, 1, 0, &place);
+  if (done) return 0;
+  errno = GetLastError() == ERROR_LOCK_VIOLATION ? EWOULDBLOCK : error_number(GetLastError());
+  return -1;
+}

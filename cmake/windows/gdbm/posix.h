@@ -19,6 +19,14 @@ int gdbm_open_shared(const char* name, int flags, ...);
 
 #define fsync _commit
 
+// Locks a whole file for readers or for one writer; it never waits here.
+#define LOCK_SH 1
+#define LOCK_EX 2
+#define LOCK_NB 4
+#define LOCK_UN 8
+int gdbm_flock(int descriptor, int operation);
+#define flock gdbm_flock
+
 // GNU dbm asks for the page size only, for the size of a buffer of zeros.
 #define _SC_PAGESIZE 0
 #define sysconf(name) 4096

@@ -1,0 +1,348 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "runtime/platform/new_file_steps.h"
+
+#include <aclapi.h>
+#include <bcrypt.h>
+#include <fcntl.h>
+#include <io.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <utility>
+
+#include "runtime/platform/library_path.h"
+#include "runtime/platform/system_error.h"
+#include "runtime/platform/windows/system_windows.h"
+
+namespace marigold::inner {
+namespace {
+
+// Another program, a virus scanner above all, may have a file open for a moment in a way that keeps
+// it from being replaced or removed.
+constexpr int kTries = 50;
+constexpr DWORD kPauseMilliseconds = 10;
+
+template <typename Call>
+int try_for_a_while(Call call) {
+  for (int i = 1;; ++i) {
+    if (call()) return 0;
+    const DWORD error = GetLastError();
+    const bool may_pass = error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION;
+    if (!may_pass || i == kTries) return result_of(error);
+    Sleep(kPauseMilliseconds);
+  }
+}
+
+// ---- Access
+
+// Rights for the owner alone, whoever that is.
+struct OwnerOnly {
+  OwnerOnly() {
+    SID_IDENTIFIER_AUTHORITY creator = SECURITY_CREATOR_SID_AUTHORITY;
+    PSID owner = owner_sid.data();
+    InitializeSid(owner, &creator, 1);
+    *GetSidSubAuthority(owner, 0) = SECURITY_CREATOR_OWNER_RIGHTS_RID;
+    auto* const rights = reinterpret_cast<ACL*>(list.data());
+    InitializeAcl(rights, static_cast<DWORD>(list.size()), ACL_REVISION);
+    AddAccessAllowedAceEx(rights, ACL_REVISION, OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE,
+                          FILE_ALL_ACCESS, owner);
+    InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
+    SetSecurityDescriptorDacl(&descriptor, TRUE, rights, FALSE);
+    SetSecurityDescriptorControl(&descriptor, SE_DACL_PROTECTED, SE_DACL_PROTECTED);
+  }
+
+  alignas(DWORD) std::array<std::byte, 64> owner_sid{};
+  alignas(DWORD) std::array<std::byte, 256> list{};
+  SECURITY_DESCRIPTOR descriptor{};
+  SECURITY_ATTRIBUTES attributes{sizeof(SECURITY_ATTRIBUTES), &descriptor, FALSE};
+};
+
+// Gives an open file this access control list; none: what its directory gives its files.
+int set_list(const FileHandle& file, ACL* list) {
+  ACL empty{};
+  InitializeAcl(&empty, sizeof empty, ACL_REVISION);
+  const SECURITY_INFORMATION kinds =
+      DACL_SECURITY_INFORMATION | UNPROTECTED_DACL_SECURITY_INFORMATION;
+  return result_of(SetSecurityInfo(handle_of(file), SE_FILE_OBJECT, kinds, nullptr, nullptr,
+                                   list == nullptr ? &empty : list, nullptr));
+}
+
+constexpr DWORD kNewFileAccess = GENERIC_READ | GENERIC_WRITE | DELETE | READ_CONTROL | WRITE_DAC;
+
+// Opens a regular file that has no other name and was not reached through a link, and goes to its
+// end.
+int open_to_append(const char* path, DWORD disposition, FileHandle& file) {
+  FileHandle opened;
+  if (const int failed = open_file(path, GENERIC_READ | GENERIC_WRITE, disposition, opened,
+                                   FILE_FLAG_OPEN_REPARSE_POINT))
+    return failed;
+  BY_HANDLE_FILE_INFORMATION status{};
+  if (GetFileType(handle_of(opened)) != FILE_TYPE_DISK) return EINVAL;
+  if (GetFileInformationByHandle(handle_of(opened), &status) == 0) return windows_error();
+  if ((status.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) return system_result(ELOOP);
+  if (status.nNumberOfLinks > 1) return EMLINK;
+  const LARGE_INTEGER none{};
+  if (SetFilePointerEx(handle_of(opened), none, nullptr, FILE_END) == 0) return windows_error();
+  file = std::move(opened);
+  return 0;
+}
+
+int write_all(const FileHandle& file, std::string_view bytes) {
+  constexpr std::size_t kMost = std::size_t{1} << 30;
+  while (!bytes.empty()) {
+    DWORD written = 0;
+    const auto count = static_cast<DWORD>(std::min(bytes.size(), kMost));
+    if (WriteFile(handle_of(file), bytes.data(), count, &written, nullptr) == 0)
+      return windows_error();
+    if (written == 0) return ENOSPC;
+    bytes.remove_prefix(written);
+  }
+  return 0;
+}
+
+// ---- Names
+
+// Renames as other systems do: the name leads to the old file or to the new one at any moment, and
+// programs that have the old one open keep it. File systems that cannot do so do it in two steps.
+bool replace_open(HANDLE file, const wchar_t* to) {
+  constexpr DWORD kReplace =
+      0x1 | 0x2 | 0x40;  // an existing file, at once, also if it is read-only
+  constexpr auto kRenameInfoEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(22);
+  struct Rename {
+    DWORD flags;
+    HANDLE directory;
+    DWORD bytes;
+    wchar_t name[4096];
+  };
+  static_assert(offsetof(Rename, name) == offsetof(FILE_RENAME_INFO, FileName));
+  Rename rename{};
+  const std::size_t length = std::wcslen(to);
+  rename.flags = kReplace;
+  rename.bytes = static_cast<DWORD>(length * sizeof(wchar_t));
+  std::memcpy(rename.name, to, rename.bytes);
+  return SetFileInformationByHandle(file, kRenameInfoEx, &rename, sizeof rename) != 0;
+}
+
+// Removes as other systems do, with the name gone at once.
+bool remove_open(HANDLE file) {
+  constexpr auto kDispositionInfoEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(21);
+  DWORD flags = 0x1 | 0x2 | 0x10;  // remove, at once, also if it is read-only
+  return SetFileInformationByHandle(file, kDispositionInfoEx, &flags, sizeof flags) != 0;
+}
+
+int change_names(const char* from, const char* to, BOOL (*change)(const wchar_t*, const wchar_t*)) {
+  const WidePath old_name(from);
+  const WidePath new_name(to);
+  if (const int failed = old_name.failed() != 0 ? old_name.failed() : new_name.failed())
+    return failed;
+  return try_for_a_while([&] { return change(old_name.text(), new_name.text()) != 0; });
+}
+
+int missing_is_done(int failed) {
+  return failed == ENOENT ? 0 : failed;
+}
+
+int make_directory(const char* path, SECURITY_ATTRIBUTES* security) {
+  const WidePath wide(path);
+  if (const int failed = wide.failed()) return failed;
+  return CreateDirectoryW(wide.text(), security) != 0 ? 0 : windows_error();
+}
+
+}  // namespace
+
+int make_exclusively(const char* path, NewFileAccess access, FileHandle& file) {
+  OwnerOnly owner_only;
+  SECURITY_ATTRIBUTES* const security =
+      access == NewFileAccess::kOwnerOnly ? &owner_only.attributes : nullptr;
+  return open_file(path, kNewFileAccess, CREATE_NEW, file, FILE_FLAG_OPEN_REPARSE_POINT, security);
+}
+
+int take_access_of(const FileHandle& file, const char* like) {
+  FileHandle model;
+  const int failed =
+      open_file(like, READ_CONTROL, OPEN_EXISTING, model, FILE_FLAG_OPEN_REPARSE_POINT);
+  if (failed == ENOENT) return set_list(file, nullptr);
+  if (failed != 0) return failed;
+  PSECURITY_DESCRIPTOR descriptor = nullptr;
+  ACL* list = nullptr;
+  const DWORD error = GetSecurityInfo(handle_of(model), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
+                                      nullptr, nullptr, &list, nullptr, &descriptor);
+  if (error != ERROR_SUCCESS) return result_of(error);
+  const int result = set_list(file, list);
+  LocalFree(descriptor);
+  return result;
+}
+
+std::array<unsigned char, 8> random_bytes() {
+  std::array<unsigned char, 8> bytes{};
+  constexpr ULONG kSystemsChoice = BCRYPT_USE_SYSTEM_PREFERRED_RNG;
+  if (BCryptGenRandom(nullptr, bytes.data(), bytes.size(), kSystemsChoice) != 0) std::abort();
+  return bytes;
+}
+
+bool is_in_use(const char* path) {
+  constexpr std::int64_t kMoment = 60LL * 10'000'000;  // a minute, in the system's units
+  constexpr std::uint64_t kAll = (std::uint64_t{1} << 63) - 1;
+  FileHandle file;
+  const int failed = open_regular(path, false, file, false, FILE_FLAG_OPEN_REPARSE_POINT);
+  if (failed != 0) return failed == EACCES || failed == EBUSY;
+  FILE_BASIC_INFO times{};
+  if (GetFileInformationByHandleEx(handle_of(file), FileBasicInfo, &times, sizeof times) == 0)
+    return true;
+  LARGE_INTEGER now{};
+  GetSystemTimePreciseAsFileTime(reinterpret_cast<FILETIME*>(&now));
+  if (now.QuadPart - times.LastWriteTime.QuadPart < kMoment) return true;
+  if (try_lock(file, 0, kAll, true) != 0) return true;
+  return unlock_range(file, 0, kAll) != 0;
+}
+
+// ---- FileWriter
+
+int FileWriter::make(const char* path, NewFileAccess access) {
+  close();
+  if (const int failed = make_exclusively(path, access, handle_)) return failed;
+  // Some file systems have no locks; a new file there counts as in use for a minute.
+  static_cast<void>(try_lock(handle_, kFileAliveLock, 1, true));
+  return 0;
+}
+
+int FileWriter::make_again(const char* path) {
+  close();
+  const int not_removed = file_remove(path);
+  if (not_removed == 0) return make(path);
+  if (not_removed != EACCES && not_removed != EPERM && not_removed != EROFS) return not_removed;
+  return open_to_append(path, TRUNCATE_EXISTING, handle_);
+}
+
+int FileWriter::open_device(const char* path) {
+  close();
+  FileHandle file;
+  if (const int failed = open_file(path, GENERIC_WRITE, OPEN_EXISTING, file)) return failed;
+  if (GetFileType(handle_of(file)) == FILE_TYPE_DISK) return ENXIO;
+  handle_ = std::move(file);
+  return 0;
+}
+
+int FileWriter::write(std::string_view bytes) {
+  return write_all(handle_, bytes);
+}
+
+int FileWriter::take_access(const char* like) {
+  return take_access_of(handle_, like);
+}
+
+int FileWriter::sync() {
+  return FlushFileBuffers(handle_of(handle_)) != 0 ? 0 : windows_error();
+}
+
+LibraryFile FileWriter::share() const {
+  HANDLE copy = nullptr;
+  const HANDLE self = GetCurrentProcess();
+  if (DuplicateHandle(self, handle_of(handle_), self, &copy, 0, FALSE, DUPLICATE_SAME_ACCESS) == 0)
+    return -1;
+  const int number = _open_osfhandle(reinterpret_cast<std::intptr_t>(copy), _O_BINARY | _O_RDWR);
+  if (number < 0) CloseHandle(copy);
+  return number;
+}
+
+// ---- Files by their names
+
+int file_append(const char* path, std::string_view bytes) {
+  FileHandle file;
+  if (const int failed = open_to_append(path, OPEN_ALWAYS, file)) return failed;
+  const int failed = write_all(file, bytes);
+  const int not_closed = file.close();
+  return failed != 0 ? failed : not_closed;
+}
+
+namespace {
+
+BOOL move(const wchar_t* from, const wchar_t* to) {
+  return MoveFileExW(from, to, MOVEFILE_WRITE_THROUGH);
+}
+
+// Where the system cannot rename over a file that somebody has open, the file goes aside first. A
+// program that looks between the two steps finds no file of this name.
+int replace_in_two_steps(const char* from, const char* to) {
+  const std::string aside = new_file_name(to);
+  if (const int failed = change_names(to, aside.c_str(), move)) return failed;
+  const int failed = change_names(from, to, move);
+  if (failed != 0)
+    static_cast<void>(change_names(aside.c_str(), to, move));
+  else
+    static_cast<void>(file_remove(aside.c_str()));
+  return failed;
+}
+
+}  // namespace
+
+int file_replace(const char* from, const char* to) {
+  const WidePath name(to);
+  if (const int failed = name.failed()) return failed;
+  FileHandle file;
+  if (const int failed = open_file(from, DELETE | SYNCHRONIZE, OPEN_EXISTING, file,
+                                   FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS))
+    return failed;
+  if (replace_open(handle_of(file), name.text())) return 0;
+  if (const int failed = file.close()) return failed;
+  const WidePath old_name(from);
+  constexpr DWORD kAtOnce = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
+  if (MoveFileExW(old_name.text(), name.text(), kAtOnce) != 0) return 0;
+  const int failed = windows_error();
+  return failed == EACCES || failed == EBUSY ? replace_in_two_steps(from, to) : failed;
+}
+
+int file_link(const char* from, const char* to) {
+  return change_names(from, to, [](const wchar_t* old_name, const wchar_t* new_name) {
+    return CreateHardLinkW(new_name, old_name, nullptr);
+  });
+}
+
+int file_remove(const char* path) {
+  const WidePath wide(path);
+  if (const int failed = wide.failed()) return failed;
+  FileHandle file;
+  const int failed =
+      open_file(path, DELETE | SYNCHRONIZE, OPEN_EXISTING, file, FILE_FLAG_OPEN_REPARSE_POINT);
+  if (failed == 0 && remove_open(handle_of(file))) return 0;
+  static_cast<void>(file.close());
+  if (failed == ENOENT) return 0;
+  return missing_is_done(try_for_a_while([&] { return DeleteFileW(wide.text()) != 0; }));
+}
+
+int file_remove_directory(const char* path) {
+  const WidePath wide(path);
+  if (const int failed = wide.failed()) return failed;
+  return missing_is_done(try_for_a_while([&] { return RemoveDirectoryW(wide.text()) != 0; }));
+}
+
+int file_make_own_directory(const char* path) {
+  OwnerOnly owner_only;
+  return make_directory(path, &owner_only.attributes);
+}
+
+// A link to a directory is removed, and not what lies behind it.
+int file_remove_tree(const char* path) {
+  const WidePath wide(path);
+  if (const int failed = wide.failed()) return failed;
+  const DWORD attributes = GetFileAttributesW(wide.text());
+  if (attributes == INVALID_FILE_ATTRIBUTES) return missing_is_done(windows_error());
+  if ((attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) return file_remove(path);
+  int failed = 0;
+  if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
+    std::error_code error;
+    for (std::filesystem::directory_iterator at(library_path(path), error), end;
+         !error && at != end; at.increment(error)) {
+      const int one = file_remove_tree(path_of_library(at->path()).c_str());
+      if (failed == 0) failed = one;
+    }
+    if (failed == 0 && error) failed = system_result(error.value());
+  }
+  return failed != 0 ? failed : file_remove_directory(path);
+}
+
+}  // namespace marigold::inner
