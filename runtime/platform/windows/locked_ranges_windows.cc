@@ -27,8 +27,8 @@ struct LockedRange {
 
 namespace {
 
-// Tries a lock. A probe of another process holds a shared lock for a moment, which keeps an exclusive
-// one away: so one that fails is tried again.
+// Tries a lock. A probe of another process holds a shared lock for a moment, which keeps an
+// exclusive one away: so one that fails is tried again.
 int try_patiently(const FileHandle& file, std::uint64_t offset, std::uint64_t count,
                   bool exclusive) {
   constexpr int kTries = 6;
