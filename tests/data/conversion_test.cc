@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/data/conversion/conversion.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <csignal>
 #include <limits>
@@ -88,6 +85,12 @@ struct ConversionTest : DataTest {
     conversion_step_hook = nullptr;
     file_fault_hook = nullptr;
     data_close_all();
+  }
+
+  // Begins a child that converts.
+  static void begin_child() {
+    begin_process();
+    clock_sleep_hook = [](int) {};
   }
 
   static void load(std::initializer_list<const char*> sets) {
@@ -224,18 +227,17 @@ struct ConversionTest : DataTest {
 int countdown = 0;
 
 static bool is_killed_at(int step) {
-  const pid_t child = fork();
-  if (child == 0) {
-    countdown = step;
+  const auto convert = [](int dies_at) {
+    ConversionTest::begin_child();
+    countdown = dies_at;
     // A death between two records has the same effect as one before closing.
     conversion_step_hook = [](const char* at) {
-      return at != "write"s && --countdown == 0 ? raise(SIGKILL) : 0;
+      if (at != "write"s && --countdown == 0) die_now();
+      return 0;
     };
-    _exit(ConversionTest::run());
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  return WIFSIGNALED(status);
+    std::_Exit(ConversionTest::run());
+  };
+  return run_child(convert, step) == kKilled;
 }
 
 TEST_F(ConversionTest, ConvertsEveryFieldAndTellsWhatItDid) {
@@ -283,17 +285,15 @@ TEST_F(ConversionTest, KilledAtAnyStepTheNextRunGoesOn) {
 }
 
 TEST_F(ConversionTest, ASignalThatAsksToEndLeavesTheOldFiles) {
-  const pid_t child = fork();
-  if (child == 0) {
+  const auto stop = [] {
+    begin_child();
     countdown = 3;  // the first file is copied, the second one begun
     conversion_step_hook = [](const char* step) {
       return step == "create"s && --countdown == 1 ? raise(SIGTERM) : 0;
     };
-    _exit(run());
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+    std::_Exit(run());
+  };
+  EXPECT_EQ(run_child(stop), kStopped);
   expect_old();
 }
 
@@ -449,10 +449,11 @@ TEST_F(ConversionTest, WhoeverUsesTheDataIsNoticed) {
   setenv("IS_MULTIUSER", "FALSE", 1);
   settings_read();
   for (const char* name : {"ITEM", "BOX"}) {
-    const OtherProcess user([name] {
-      definition_set_load(name + "_1"s);
-      return data_open(name, LockWait::kTell) == kDataDone;
-    });
+    const auto use = [](const std::string& used) {
+      definition_set_load(used + "_1");
+      return data_open(used, LockWait::kTell) == kDataDone;
+    };
+    const OtherProcess user(use, name);
     ASSERT_TRUE(user.ready());
     ConversionReport report;
     EXPECT_EQ(run(report), kConversionLocked);

@@ -20,7 +20,7 @@ static std::vector<CriticalPathState> states() {
 }
 
 static bool can_be_taken_elsewhere(int path_class) {
-  return elsewhere([path_class] { return path_lock_exclusive(path_class) == kDataDone; });
+  return elsewhere([](int number) { return path_lock_exclusive(number) == kDataDone; }, path_class);
 }
 
 TEST_F(DataTest, CriticalPathsAreReadyTogetherOrNotAtAll) {

@@ -3,9 +3,6 @@
 
 #include "runtime/data/access/data_file.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <vector>
 
 #include "runtime/core/user_interface.h"
@@ -111,8 +108,10 @@ TEST_P(BothKinds, PositionedReadsPassOverWhatIsNotThere) {
   }
   // At the end the file stands at its last record, and sees records that another process adds.
   EXPECT_EQ(steps(file, "ln"), "30 - ");
-  EXPECT_TRUE(
-      elsewhere([&] { return open(GetParam()) == 0 && write(data_file(GetParam()), 50) == 0; }));
+  const auto add = [](const std::string& name) {
+    return open(name.c_str()) == 0 && write(data_file(name), 50) == 0;
+  };
+  EXPECT_TRUE(elsewhere(add, GetParam()));
   EXPECT_EQ(steps(file, "n"), "50 ");
   EXPECT_EQ(steps(file, "n"), "- ");
   fill(file, 50);
@@ -125,10 +124,10 @@ TEST_P(BothKinds, LocksOfRecordsHoldBetweenProcesses) {
   write(file, 10, "ten");
   EXPECT_EQ(read(file, 10, true), 0);
   EXPECT_EQ(read(file, 15, true), 3);  // a number that has no record yet
-  const auto results_elsewhere = [&] {
-    std::string results;
-    EXPECT_TRUE(elsewhere([&] {
-      DataFile& other = data_file(GetParam());
+  const auto results_elsewhere = [] {
+    const auto body = [](const std::string& name) {
+      std::string results;
+      DataFile& other = data_file(name);
       data_open(other, LockWait::kTell);
       for (const int number : {10, 15}) {
         for (const bool lock : {false, true})
@@ -138,7 +137,8 @@ TEST_P(BothKinds, LocksOfRecordsHoldBetweenProcesses) {
       }
       write_file("results", results);
       return true;
-    }));
+    };
+    EXPECT_TRUE(elsewhere(body, GetParam()));
     return read_file("results");
   };
   EXPECT_EQ(results_elsewhere(), "04443444");
@@ -169,11 +169,12 @@ TEST_P(BothKinds, LockedFilesAndRecordsAreWaitedForAsWanted) {
           Row{LockWait::kAsk, true, 0, 2, 2}, Row{LockWait::kTellAndWait, false, 0, 2, 2},
           Row{LockWait::kWait, false, 0, 2, 0}}) {
       data_close(file);
-      OtherProcess other([&] {
-        DataFile& held = data_file(name);
-        return data_open(held, LockWait::kTell, !reading) == 0 && write(held, 1) == 0 &&
-               (!reading || read(held, 1, true) == 0);
-      });
+      const auto hold = [](const std::string& held_name, bool record) {
+        DataFile& held = data_file(held_name);
+        return data_open(held, LockWait::kTell, !record) == 0 && write(held, 1) == 0 &&
+               (!record || read(held, 1, true) == 0);
+      };
+      OtherProcess other(hold, name, reading);
       ASSERT_TRUE(other.ready());
       holder = &other;
       sleeps = 0;
@@ -199,29 +200,28 @@ TEST_P(BothKinds, LockedFilesAndRecordsAreWaitedForAsWanted) {
 }
 
 TEST_P(BothKinds, ManyProcessesMakeAndFillOneFile) {
-  int gate[2];  // closed when all are ready
-  ASSERT_EQ(pipe(gate), 0);
-  const auto fill_many = [&](int start) {
+  constexpr int kProcesses = 4;
+  const auto fill_many = [](const std::string& name, int start) {
     begin_process();
-    close(gate[1]);
-    char none = 0;
-    if (::read(gate[0], &none, 1) != 0) return 1;
-    clock_sleep_hook = [](int) { usleep(1000); };
-    DataFile& own = data_file(GetParam());
+    const Shared<std::atomic<int>> ready("ready");
+    ++*ready;
+    while (*ready < kProcesses)
+      sleep_us(100);
+    clock_sleep_hook = [](int) { sleep_us(1000); };
+    DataFile& own = data_file(name);
     bool done = data_open(own, LockWait::kWait) == 0;
     // Random files assign the numbers themselves.
     for (int i = 0; i < 1000 && done; ++i)
       done = write(own, own.definition.type == FileType::kIsam ? start + i : 0, "name") == 0;
     data_close(own);
-    return done ? 0 : 1;
+    return done;
   };
-  for (int child = 0; child < 4; ++child) {
-    if (fork() == 0) _exit(fill_many(1000 * child));
-  }
-  close(gate[0]);
-  close(gate[1]);
-  for (int status = 0; wait(&status) > 0;)
-    EXPECT_EQ(status, 0);
+  const Shared<std::atomic<int>> ready("ready");
+  std::vector<Process> children;
+  for (int child = 0; child < kProcesses; ++child)
+    children.push_back(start_child(fill_many, GetParam(), 1000 * child));
+  for (Process& child : children)
+    EXPECT_EQ(child.wait(), 0);
   ASSERT_EQ(open(GetParam()), 0);
   int count = 0;
   for (int result = data_read_first(file, 1); result == 0; result = data_read_next(file, 1))
@@ -286,17 +286,18 @@ TEST_P(BothKinds, AFirstOpenThatIsKilledAnywhereIsFinished) {
   bool died = true;
   for (int call = 0; died; ++call) {
     run_shell("rm -rf data");
-    died = !elsewhere([&] {
-      calls_left = call;
+    const auto open_and_die = [](const std::string& name, int after) {
+      calls_left = after;
+      isam::change_step_hook = [] {
+        if (calls_left-- == 0) die_now();
+      };
       file_fault_hook = [](FileCall) {
-        if (calls_left-- == 0) _exit(1);
+        isam::change_step_hook();
         return 0;
       };
-      isam::change_step_hook = [] {
-        if (calls_left-- == 0) _exit(1);
-      };
-      return data_open(GetParam(), LockWait::kTell) == kDataDone;
-    });
+      return data_open(name, LockWait::kTell) == kDataDone;
+    };
+    died = !elsewhere(open_and_die, GetParam(), call);
     ASSERT_EQ(open(GetParam()), kDataDone) << call;
     EXPECT_EQ(version_read_file(file), 3) << call;
     EXPECT_EQ(write(file, 1, "one"), 0) << call;

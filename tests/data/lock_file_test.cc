@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/data/access/lock_file.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <csignal>
 
 #include "runtime/core/settings.h"
@@ -14,19 +11,6 @@
 
 namespace marigold::inner::test {
 namespace {
-
-// Returns the holders of class 4: "s" and "x", own locks in capitals.
-std::string holders() {
-  std::vector<LockHolder> found;
-  EXPECT_EQ(lock_file_holders(4, found), 0);
-  std::string letters;
-  for (const LockHolder& holder : found) {
-    EXPECT_EQ(holder.host, host_name().substr(0, 40));
-    const bool own = holder.process == process_number();
-    letters += holder.exclusive ? (own ? "X" : "x") : (own ? "S" : "s");
-  }
-  return letters;
-}
 
 // Returns the events in the status file.
 std::string events() {
@@ -67,7 +51,7 @@ TEST_F(DataTest, AClassIsHeldBySeveralOrByOne) {
   EXPECT_EQ(path_lock_exclusive(4), 0);
   EXPECT_EQ(holders(), "X");
   EXPECT_FALSE(elsewhere([] {
-    clock_sleep_hook = [](int) { _exit(1); };
+    clock_sleep_hook = [](int) { die_now(); };
     return path_lock_shared(4) == 0;
   }));
   path_lock_release(12);
@@ -78,49 +62,6 @@ TEST_F(DataTest, AClassIsHeldBySeveralOrByOne) {
             "LOCKPATH = 4\nLOCKPATH =12: data/12\nFREEPATH = 4\nLOCKPATH = 4\nFREEPATH = 4\n"
             "LOCKPATH = 4\nFREEPATH =12: data/12\nFREEPATH = 4\n");
   EXPECT_EXIT(path_lock_shared(31), testing::KilledBySignal(SIGABRT), "error\n        64\n");
-}
-
-// A forked child holds none of its parent's open files and locks.
-TEST_F(DataTest, AForkedChildHoldsNothing) {
-  const FileDefinition defined = stock();
-  DataFile file(defined);
-  ASSERT_EQ(data_open(file, LockWait::kTell), kDataDone);
-  ASSERT_EQ(write(file, 0), kDataDone);
-  ASSERT_EQ(path_lock_shared(4), 0);
-  ASSERT_EQ(read(file, 1, true), kDataDone);
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  const pid_t child = fork();
-  if (child == 0 && ::write(ends[1], "b", 1) != 1) _exit(1);  // it has begun
-  while (child == 0)
-    pause();
-  char begun = 0;
-  ASSERT_EQ(::read(ends[0], &begun, 1), 1);
-  const auto in_the_child = [&] {
-    path_lock_release_all();  // as at the end of a program: the parent's stay
-    EXPECT_DEATH(read(file, 1), "random_read\nerror\n *101\n");
-    EXPECT_EQ(holders(), "s");
-    EXPECT_EQ(path_lock_shared(4), 0);
-    EXPECT_EQ(holders(), "sS");
-    return !HasFailure();
-  };
-  const pid_t looking = fork();
-  if (looking == 0) _exit(in_the_child() ? 0 : 1);
-  int status = 0;
-  waitpid(looking, &status, 0);
-  EXPECT_EQ(status, 0);
-  EXPECT_EQ(holders(), "S");
-  path_lock_release_all();
-  EXPECT_EQ(holders(), "");
-  data_close(file);
-  EXPECT_TRUE(elsewhere([] {
-    const FileDefinition defined_there = stock();
-    DataFile own(defined_there);
-    return data_open(own, LockWait::kTell) == kDataDone && read(own, 1, true) == kDataDone &&
-           path_lock_exclusive(4) == 0;
-  }));
-  kill(child, SIGKILL);
-  waitpid(child, nullptr, 0);
 }
 
 TEST_F(DataTest, SharedLocksAreWaitedFor) {

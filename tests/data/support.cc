@@ -1,15 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "tests/data/support.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
-
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/data/access/lock_file.h"
 #include "runtime/platform/clock.h"
+#include "runtime/platform/process.h"
 #include "runtime/texte/syserr.h"
 
 namespace marigold::inner::test {
@@ -83,32 +79,31 @@ DataTest::~DataTest() {
   clock_sleep_hook = nullptr;
 }
 
-bool elsewhere(const std::function<bool()>& body) {
-  return OtherProcess(body).ready();
+void answer_and_stay(bool result) {
+  write_file("answer", result && !testing::Test::HasFailure() ? "y" : "n");
+  for (;;)
+    sleep_us(100'000);
 }
 
-OtherProcess::OtherProcess(const std::function<bool()>& body) {
-  int ends[2];
-  if (pipe(ends) != 0) std::abort();
-  child_ = fork();
-  if (child_ == 0) {
-    begin_process();
-    const char answer = body() ? 'y' : 'n';
-    if (::write(ends[1], &answer, 1) != 1) _exit(1);
-    for (;;)
-      pause();
+void OtherProcess::wait_for_answer() {
+  std::string answer;
+  while (answer.empty() && child_.is_running()) {
+    sleep_us(200);
+    answer = read_file("answer");
   }
-  close(ends[1]);
-  char answer = 0;
-  ready_ = ::read(ends[0], &answer, 1) == 1 && answer == 'y';
-  close(ends[0]);
+  ready_ = answer == "y";
 }
 
-void OtherProcess::kill_it() {
-  if (child_ < 0) return;
-  kill(child_, SIGKILL);
-  waitpid(child_, nullptr, 0);
-  child_ = -1;
+std::string holders() {
+  std::vector<LockHolder> found;
+  EXPECT_EQ(lock_file_holders(4, found), 0);
+  std::string letters;
+  for (const LockHolder& holder : found) {
+    EXPECT_EQ(holder.host, host_name().substr(0, 40));
+    const bool own = holder.process == process_number();
+    letters += holder.exclusive ? (own ? "X" : "x") : (own ? "S" : "s");
+  }
+  return letters;
 }
 
 void fill(DataFile& file, int number, std::string_view name) {

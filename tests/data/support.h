@@ -3,13 +3,9 @@
 // processes.
 #pragma once
 
-#include <sys/types.h>
-
-#include <array>
-#include <functional>
-
 #include "runtime/data/access/data_file.h"
 #include "runtime/data/access/field_access.h"
+#include "tests/support/process.h"
 #include "tests/support/support.h"
 
 namespace marigold::inner::test {
@@ -32,21 +28,47 @@ struct DataTest : testing::Test {
   WorkDirectory directory;
 };
 
-// Runs the body in another process, after begin_process; returns the body's result.
-bool elsewhere(const std::function<bool()>& body);
+// A body of a child, as a body of its own that begins the process, shows the result in the file
+// "answer", and stays until it is killed.
+void answer_and_stay(bool result);
+template <typename Body, typename Method = decltype(&Body::operator())>
+struct Staying;
+template <typename Body, typename... Parameters>
+struct Staying<Body, bool (Body::*)(Parameters...) const> {
+  void operator()(Parameters... parameters) const {
+    begin_process();
+    answer_and_stay(Body()(parameters...));
+  }
+};
 
-// Another process that has run a body and lives until it is killed.
+// Another process that has run a body, after begin_process, and lives until it is killed.
 class OtherProcess {
  public:
-  explicit OtherProcess(const std::function<bool()>& body);
-  ~OtherProcess() { kill_it(); }
-  void kill_it();
+  template <typename Body, typename... Values>
+  explicit OtherProcess(Body, const Values&... values) {
+    std::filesystem::remove("answer");
+    child_ = start_child(Staying<Body>(), values...);
+    wait_for_answer();
+  }
+  void kill_it() { child_.kill(); }
+  // Whether the body has returned true.
   [[nodiscard]] bool ready() const { return ready_; }
 
  private:
-  pid_t child_ = -1;
+  void wait_for_answer();
+
+  Process child_;
   bool ready_ = false;
 };
+
+// Runs the body in another process, after begin_process; returns the body's result.
+template <typename Body, typename... Values>
+bool elsewhere(Body body, const Values&... values) {
+  return OtherProcess(body, values...).ready();
+}
+
+// Returns the holders of class 4: "s" and "x", own locks in capitals.
+std::string holders();
 
 // Puts a record with this number and name into the buffer.
 void fill(DataFile& file, int number, std::string_view name = "");

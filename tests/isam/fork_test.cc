@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Forked children: everything they inherit stays their parent's alone.
 
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -8,6 +9,7 @@
 
 #include "runtime/isam/file.h"
 #include "tests/isam/support.h"
+#include "tests/support/posix/fork.h"
 
 namespace marigold::inner::test {
 namespace {
@@ -26,14 +28,15 @@ struct LivingChild {
   }
   ~LivingChild() {
     kill(process, SIGKILL);
-    wait_for(process);
+    waitpid(process, nullptr, 0);
   }
   int process;
 };
 
 TEST_F(ForkTest, AChildKeepsNoLockOfAParentThatDiesInAChange) {
+  const Shared<std::atomic<int>> number("number");
   static std::atomic<int>* child = nullptr;
-  child = &shared<std::atomic<int>>();
+  child = &*number;
   const auto die_in_a_change = [] {
     const int file = ISOPEN("file", kSharedMode);
     std::string record(kWideRecord, '\0');
@@ -50,9 +53,9 @@ TEST_F(ForkTest, AChildKeepsNoLockOfAParentThatDiesInAChange) {
     };
     ISWRITE(file, wide_record(2000, 1).data());
   };
-  EXPECT_EQ(run_process(die_in_a_change), -SIGKILL);
+  EXPECT_EQ(run_forked(die_in_a_change), kKilled);
   const auto go_on = [] {
-    alarm(5);  // limits the wait
+    end_within(5);
     const int file = ISOPEN("file", kExclusiveMode);
     std::string record(kWideRecord, '\0');
     EXPECT_EQ(error_of(ISREAD(file, record.data(), kIsFirst | kIsLock)), 0);
@@ -60,7 +63,7 @@ TEST_F(ForkTest, AChildKeepsNoLockOfAParentThatDiesInAChange) {
     EXPECT_EQ(verify(file), "");
     EXPECT_EQ(error_of(ISCLOSE(file)), 0);
   };
-  EXPECT_EQ(run_process(go_on), 0);
+  EXPECT_EQ(run_child(go_on), 0);
   kill(*child, SIGKILL);
 }
 
@@ -68,7 +71,7 @@ TEST_F(ForkTest, ClosingGivesTheLocksBackWhoeverHasTheDescriptor) {
   const int file = ISOPEN("file", kExclusiveMode);
   const LivingChild child;
   EXPECT_EQ(error_of(ISCLOSE(file)), 0);
-  EXPECT_EQ(run_process([] { EXPECT_GE(ISOPEN("file", kExclusiveMode), 0) << iserrno; }), 0);
+  EXPECT_EQ(run_child([] { EXPECT_GE(ISOPEN("file", kExclusiveMode), 0) << iserrno; }), 0);
 }
 
 TEST_F(ForkTest, AnInheritedDescriptorIsNotOpen) {
@@ -93,7 +96,7 @@ TEST_F(ForkTest, AnInheritedDescriptorIsNotOpen) {
     EXPECT_EQ(error_of(ISREAD(own, record.data(), kIsNext | kIsLock)), 0);
     EXPECT_EQ(error_of(ISCLOSE(own)), 0);
   };
-  EXPECT_EQ(run_process(in_the_child), 0);
+  EXPECT_EQ(run_forked(in_the_child), 0);
   EXPECT_EQ(error_of(ISREAD(file, record.data(), kIsCurrent)), 0);
   EXPECT_EQ(error_of(ISDELETE(file, record.data())), 0);
   EXPECT_EQ(error_of(ISCLOSE(file)), 0);

@@ -17,6 +17,7 @@
 
 #include "runtime/isam/file.h"
 #include "tests/isam/support.h"
+#include "tests/support/posix/fork.h"
 
 namespace marigold::inner::test {
 namespace {
@@ -44,7 +45,7 @@ struct HitTest : TortureTest {
       EXPECT_EQ(examine("file", found), "");
       EXPECT_TRUE(found == expected);
     };
-    EXPECT_EQ(run_process(look), 0);
+    EXPECT_EQ(run_forked(look), 0);
   }
 
   Contents start;
@@ -95,7 +96,7 @@ TEST_F(HitTest, AFileThatIsCutIsABadOne) {
         // The cut part cannot be read, so the whole file is refused.
         EXPECT_EQ(error_of(ISOPEN("file", mode)), kIsBadFile);
       };
-      EXPECT_EQ(run_process(use), 0) << mode;
+      EXPECT_EQ(run_forked(use), 0) << mode;
     }
   }
 }
@@ -129,7 +130,7 @@ TEST_F(HitTest, AFileThatIsCutWithinAChangeIsABadOne) {
         }
         if (steps_left > 0) _exit(kNoSuchStep);
         // No process waits for this dead writer.
-        EXPECT_EQ(run_process([&] {
+        EXPECT_EQ(run_forked([&] {
                     alarm(5);
                     EXPECT_EQ(error_of(ISOPEN("file", kSharedMode)), kIsBadFile);
                   }),
@@ -138,7 +139,7 @@ TEST_F(HitTest, AFileThatIsCutWithinAChangeIsABadOne) {
         const int closed = error_of(ISCLOSE(file));
         EXPECT_TRUE(closed == kIsBadFile || closed == 0) << closed;
       };
-      const int status = run_process(use);
+      const int status = run_forked(use);
       if (status == kNoSuchStep) break;
       ASSERT_EQ(status, 0);
     }
@@ -163,7 +164,7 @@ TEST_F(HitTest, AFileThatIsCutWhileItsKeysAreMadeIsABadOne) {
         EXPECT_TRUE(error == kIsBadFile || error == 0) << error;
         ISCLOSE(file);
       };
-      status = run_process(use);
+      status = run_forked(use);
       ASSERT_TRUE(status == 0 || status == kNoSuchStep)
           << status << " " << row.name << " cut to " << row.length << " at step " << step;
     }
@@ -259,7 +260,7 @@ TEST_F(HitTest, AStoreThatTheDiskHasNoRoomForIsAnError) {
     int refused = 0;
     for (long step = 0, status = 0; status == 0; step += amount(5, 1), ++refused) {
       copy_pair("start", "file");
-      status = run_process([&] { use_full_disk(mode, step, start); });
+      status = run_forked([&] { use_full_disk(mode, step, start); });
       ASSERT_TRUE(status == 0 || status == kNoSuchStep)
           << mode << (lasts ? " for long" : " once") << " from step " << step;
     }
@@ -289,7 +290,7 @@ TEST_F(HitTest, OpeningReadingAndClosingNeedNoSpace) {
       EXPECT_EQ(iscount(file), static_cast<std::int64_t>(count));
       EXPECT_EQ(error_of(ISCLOSE(file)), 0);
     };
-    EXPECT_EQ(run_process(read_all), 0) << mode;
+    EXPECT_EQ(run_forked(read_all), 0) << mode;
   }
 }
 
@@ -367,7 +368,7 @@ void write_on_a_full_disk() {
   HitTest::expect_elsewhere(contents);
   std::filesystem::remove("filler");
   const std::string last = wide_record(4'000, 1);
-  EXPECT_EQ(run_process([&] {
+  EXPECT_EQ(run_forked([&] {
               const int own = ISOPEN("file", kSharedMode);
               EXPECT_EQ(error_of(ISWRITE(own, last.data())), 0);
               EXPECT_EQ(error_of(ISCLOSE(own)), 0);
@@ -383,7 +384,7 @@ void write_on_a_full_disk() {
 }
 
 TEST_F(HitTest, AFullDiskIsAnErrorAndReadingGoesOn) {
-  const int status = run_process(write_on_a_full_disk);
+  const int status = run_forked(write_on_a_full_disk);
   if (status == kNotMounted)
     GTEST_SKIP() << "no file system can be mounted here; the played full disk stands for it";
   EXPECT_EQ(status, 0);

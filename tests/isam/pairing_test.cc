@@ -2,12 +2,8 @@
 // A pair of files between two openings: restored in parts, copied while in use, moved to another
 // machine, after a restart of this one, and beside processes that wait or may only read.
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <cerrno>
-#include <csignal>
 #include <cstddef>
 #include <cstring>
 
@@ -47,12 +43,12 @@ struct PairingTest : TortureTest {
   }
   // Does the same in a process that is killed afterwards, so that nothing is closed.
   template <typename Body>
-  static void and_die(const Body& body) {
-    EXPECT_EQ(run_process([&] {
-                body();
-                if (!HasFailure()) raise(SIGKILL);
-              }),
-              -SIGKILL);
+  static void and_die(const Body&) {
+    const auto body_and_death = [] {
+      Body()();
+      if (!HasFailure()) die_now();
+    };
+    EXPECT_EQ(run_child(body_and_death), kKilled);
   }
   static void copy(const std::string& from, const std::string& to) {
     write_file(to, read_file(from));  // in place: a restored file keeps its number
@@ -75,12 +71,13 @@ TEST_F(PairingTest, ARunThatBeginsWithARebuildKeepsWhatItDoes) {
       build_wide("file", records(0, 50));
       interrupt_making_the_indexes();
     }
-    const OtherRun later;
     and_die([] {
+      const OtherRun later(1);
       const int file = ISOPEN("file", kSharedMode);
       change(file, 50, 50, 1);
       change(file, 0, 20, 0);
     });
+    const OtherRun the_same(1);
     EXPECT_EQ(why_made_anew("file"), "");
     EXPECT_EQ(contents_of("file"), records(20, 80));
     std::filesystem::remove("file.idx");
@@ -91,12 +88,13 @@ TEST_F(PairingTest, ARunThatBeginsWithARebuildKeepsWhatItDoes) {
 TEST_F(PairingTest, AnotherMachineMayNotHaveTheFileAtTheSameTime) {
   build_wide("file", records(0, 10));
   const auto elsewhere = [](int mode) {
-    return run_process([mode] {
+    const auto body = [](int opens) {
       const OtherRun other;
-      const int file = ISOPEN("file", mode);
-      EXPECT_EQ(isreason() != ""s, file < 0 && mode != kExclusiveMode);
+      const int file = ISOPEN("file", opens);
+      EXPECT_EQ(isreason() != ""s, file < 0 && opens != kExclusiveMode);
       std::_Exit(error_of(file));
-    });
+    };
+    return run_child(body, mode);
   };
   const auto expect_elsewhere = [&](int error) {
     for (const int mode : {kSharedMode, kExclusiveMode, int{kIsInput}})
@@ -225,30 +223,33 @@ int wait_at_the_disk(FileCall call) {
   if (call != FileCall::kSync || meeting->seen) return 0;
   meeting->syncing = true;
   for (int wait = 0; wait < 10'000 && !meeting->seen; ++wait)
-    usleep(1000);
+    sleep_us(1000);
   EXPECT_TRUE(meeting->seen);
   return 0;
 }
 
 TEST_F(PairingTest, OthersWriteWhileAProcessWaitsForTheDisk) {
-  const auto replace_and_flush = [](int file) {
+  const auto replace_and_flush = [] {
+    const Shared<Meeting> with_parent("meeting");
+    meeting = &*with_parent;
+    const int file = ISOPEN("file", kSharedMode);
     EXPECT_EQ(perform({Does::kReplace, 1, 2}, file), 0);
     file_fault_hook = wait_at_the_disk;
     EXPECT_EQ(ISFLUSH(file), 0);
     file_fault_hook = nullptr;
   };
   build_wide("file", records(0, 50));
-  meeting = &shared<Meeting>();
+  const Shared<Meeting> with_child("meeting");
   const int file = ISOPEN("file", kSharedMode);
   change(file, 100, 1, 1);
-  const int flushing = start_process([&] { replace_and_flush(ISOPEN("file", kSharedMode)); });
-  while (!meeting->syncing)
-    usleep(100);
+  Process flushing = start_child(replace_and_flush);
+  while (!with_child->syncing && flushing.is_running())
+    sleep_us(100);
   change(file, 101, 50, 1);
   change(file, 10, 20, 0);
   EXPECT_EQ(verify(file), "");
-  meeting->seen = true;
-  EXPECT_EQ(wait_for(flushing), 0);
+  with_child->seen = true;
+  EXPECT_EQ(flushing.wait(), 0);
   EXPECT_EQ(ISCLOSE(file), 0);
   EXPECT_EQ(contents_of("file").size(), 50U + 51 - 20);
 }
@@ -258,10 +259,10 @@ class Stage {
  public:
   void reach(int stage) { at_ = stage; }
   void wait_for(int stage) const {
-    alarm(20);  // limits the wait
+    end_within(20);
     while (at_ < stage)
-      usleep(100);
-    alarm(0);
+      sleep_us(100);
+    end_within(0);
   }
 
  private:
@@ -271,86 +272,83 @@ class Stage {
 // Processes that may read the files of "file" but not write them: of other users, and of their
 // owner, who has them open at that time.
 void restrict_to_reading(bool restricted) {
+  using std::filesystem::perms;
   for (const char* name : {"file.idx", "file.dat"})
-    EXPECT_EQ(chmod(name, restricted ? 0444 : 0644), 0);
-  EXPECT_EQ(chmod(".", 0755), 0);
-}
-
-void become_a_reader() {
-  constexpr uid_t kNobody = 65534;
-  if (geteuid() == 0) {
-    ASSERT_EQ(setresuid(kNobody, kNobody, kNobody), 0);
-  }
+    std::filesystem::permissions(name, restricted ? perms(0444) : perms(0644));
+  std::filesystem::permissions(".", perms(0755));
 }
 
 TEST_F(PairingTest, AReaderIsToldOfAWriterThatDied) {
   build_wide("file", records(0, 20));
-  Stage& stage = shared<Stage>();
-  const int writer = start_process([&] {
+  const Shared<Stage> stage("stage");
+  Process writer = start_child([] {
     static long steps_left = 0;
+    const Shared<Stage> common("stage");
     const int file = ISOPEN("file", kSharedMode);
     change(file, 20, 1, 1);
-    stage.reach(1);
-    stage.wait_for(2);
+    common->reach(1);
+    common->wait_for(2);
     steps_left = 15;
     isam::change_step_hook = [] {
-      if (--steps_left == 0) raise(SIGKILL);
+      if (--steps_left == 0) die_now();
     };
     change(file, 21, 1, 1);
   });
-  stage.wait_for(1);
+  stage->wait_for(1);
   restrict_to_reading(true);
-  const int reader = start_process([&] {
+  Process reader = start_child([] {
+    const Shared<Stage> common("stage");
     become_a_reader();
     const int file = ISOPEN("file", kIsInput);
     const auto expect_read = [&](int error) {
-      alarm(20);
+      end_within(20);
       std::string record = wide_record(3, 0);
       EXPECT_EQ(error_of(ISREAD(file, record.data(), kIsEqual)), error);
       EXPECT_EQ(isreason() != ""s, error != 0);
     };
     expect_read(0);
-    stage.reach(2);
-    stage.wait_for(3);
+    common->reach(2);
+    common->wait_for(3);
     expect_read(EACCES);
-    EXPECT_EQ(run_process([] { EXPECT_EQ(error_of(ISOPEN("file", kIsInput)), EACCES); }), 0);
-    stage.reach(4);
-    stage.wait_for(5);
+    EXPECT_EQ(run_child([] { EXPECT_EQ(error_of(ISOPEN("file", kIsInput)), EACCES); }), 0);
+    common->reach(4);
+    common->wait_for(5);
     expect_read(0);
   });
-  EXPECT_EQ(wait_for(writer), -SIGKILL);
-  stage.reach(3);
-  stage.wait_for(4);
+  EXPECT_EQ(writer.wait(), kKilled);
+  stage->reach(3);
+  stage->wait_for(4);
   restrict_to_reading(false);
   EXPECT_EQ(contents_of("file"), records(0, 21));
-  stage.reach(5);
-  EXPECT_EQ(wait_for(reader), 0);
+  stage->reach(5);
+  EXPECT_EQ(reader.wait(), 0);
 }
 
 TEST_F(PairingTest, AReaderWhoIsAloneIsAlone) {
   build_wide("file", records(0, 5));
-  Stage& stage = shared<Stage>();
+  const Shared<Stage> stage("stage");
   constexpr int kAlone = kIsInput | kIsExclusive;
   restrict_to_reading(true);
-  const int reader = start_process([&] {
+  Process reader = start_child([] {
+    const Shared<Stage> common("stage");
     become_a_reader();
     const int file = ISOPEN("file", kAlone);
     EXPECT_GE(file, 0) << iserrno;
-    stage.reach(1);
-    stage.wait_for(2);
+    common->reach(1);
+    common->wait_for(2);
     EXPECT_EQ(ISCLOSE(file), 0);
-    stage.reach(3);
-    stage.wait_for(4);
+    common->reach(3);
+    common->wait_for(4);
     EXPECT_EQ(error_of(ISOPEN("file", kAlone)), kIsFileLocked);
   });
-  stage.wait_for(1);
+  stage->wait_for(1);
   EXPECT_EQ(error_of(ISOPEN("file", kIsInput)), kIsFileLocked);
-  stage.reach(2);
-  stage.wait_for(3);
+  stage->reach(2);
+  stage->wait_for(3);
   const int file = ISOPEN("file", kIsInput);
   EXPECT_GE(file, 0) << iserrno;
-  stage.reach(4);
-  EXPECT_EQ(wait_for(reader), 0);
+  stage->reach(4);
+  EXPECT_EQ(reader.wait(), 0);
   EXPECT_EQ(ISCLOSE(file), 0);
 }
 

@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Snapshots: the records of one moment, whatever is changed while they are read.
 
-#include <unistd.h>
-
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <csignal>
 
 #include "runtime/isam/layout.h"
 #include "tests/isam/support.h"
@@ -81,12 +78,13 @@ TEST_F(SnapshotTest, HoldsTheMomentWhileEverythingChanges) {
 TEST_F(SnapshotTest, SnapshotsOfSeveralFilesAreOfOneMoment) {
   build_wide("one", {{1, wide_record(1, 0)}});
   build_wide("two", {{1, wide_record(1, 0)}});
-  std::atomic<bool>& stop = shared<std::atomic<bool>>();
+  const Shared<std::atomic<bool>> stop("stop");
   const auto number_in = [](const std::string& record) { return isld_int4(record.data() + 4); };
-  const int counting = start_process([&] {
+  Process counting = start_child([] {
+    const Shared<std::atomic<bool>> stops("stop");
     const int files[] = {ISOPEN("one", kSharedMode), ISOPEN("two", kSharedMode)};
     std::string record = wide_record(1, 0);
-    for (std::int32_t count = 1; !stop; ++count) {
+    for (std::int32_t count = 1; !*stops; ++count) {
       isst_int4(count, record.data() + 4);
       for (const int file : files)
         EXPECT_EQ(ISREPLACE(file, record.data()), 0) << iserrno;
@@ -96,7 +94,7 @@ TEST_F(SnapshotTest, SnapshotsOfSeveralFilesAreOfOneMoment) {
   const std::array files = {ISOPEN("two", kSharedMode), ISOPEN("one", kSharedMode)};
   for (int round = 0; round < amount(60, 2000); ++round) {
     ASSERT_EQ(issnapshot(files), 0) << iserrno;
-    usleep(500);
+    sleep_us(500);
     Contents of_two = read(files[0]);
     Contents of_one = read(files[1]);
     const std::int32_t behind = number_in(of_one[1]) - number_in(of_two[1]);
@@ -104,8 +102,8 @@ TEST_F(SnapshotTest, SnapshotsOfSeveralFilesAreOfOneMoment) {
     for (const int file : files)
       ASSERT_EQ(issnapshot_end(file), 0);
   }
-  stop = true;
-  EXPECT_EQ(wait_for(counting), 0);
+  *stop = true;
+  EXPECT_EQ(counting.wait(), 0);
   for (const int file : files) {
     EXPECT_EQ(verify(file), "");
     EXPECT_EQ(ISCLOSE(file), 0);
@@ -116,18 +114,17 @@ TEST_F(SnapshotTest, AReaderThatDiesKeepsNothing) {
   Contents contents = some_contents(150, 3);
   build_wide("file", contents);
   const int file = ISOPEN("file", kSharedMode);
-  std::atomic<int>& stage = shared<std::atomic<int>>();
-  const int reader = start_process([&] {
+  Process reader = start_child([] {
     EXPECT_EQ(begin(ISOPEN("file", kSharedMode)), 0);
-    stage = 1;
-    pause();
+    write_file("begun", "");
+    for (;;)
+      sleep_us(100'000);
   });
-  while (stage < 1)
-    usleep(100);
+  while (!std::filesystem::exists("begun") && reader.is_running())
+    sleep_us(100);
   churn(file, contents, 5);
   churn(file, contents, 6);
-  kill(reader, SIGKILL);
-  EXPECT_EQ(wait_for(reader), -SIGKILL);
+  EXPECT_EQ(reader.kill(), kKilled);
   churn(file, contents, 7);
   const auto size = std::filesystem::file_size("file.dat");
   for (unsigned round = 0; round < 6; ++round)

@@ -1,10 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "tests/isam/support.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
@@ -93,6 +89,21 @@ Contents some_contents(std::int32_t numbers, unsigned seed) {
   return contents;
 }
 
+void save(const char* path, const Contents& contents) {
+  std::string bytes;
+  for (const auto& [number, record] : contents)
+    bytes += record;
+  write_file(path, bytes);
+}
+
+Contents saved(const char* path) {
+  const std::string bytes = read_file(path);
+  Contents contents;
+  for (std::size_t at = 0; at < bytes.size(); at += kWideRecord)
+    contents[isld_int4(&bytes[at])] = bytes.substr(at, kWideRecord);
+  return contents;
+}
+
 void copy_pair(const std::string& from, const std::string& to) {
   for (const char* suffix : {".dat", ".idx"})
     std::filesystem::copy_file(from + suffix, to + suffix,
@@ -118,39 +129,38 @@ namespace {
 
 unsigned char run_played = 0;  // 0: the machine's own
 
+BootIdentity boot_identity_played() {
+  BootIdentity identity{};
+  identity.fill(std::byte{run_played});
+  return identity;
+}
+
+void play_run(unsigned char number) {
+  run_played = number;
+  boot_identity_hook = number == 0 ? nullptr : boot_identity_played;
+}
+
 }  // namespace
 
 OtherRun::OtherRun() : before_(run_played) {
   static unsigned char runs = 0;
-  run_played = ++runs == 0 ? ++runs : runs;
-  boot_identity_hook = [] {
-    BootIdentity identity{};
-    identity.fill(std::byte{run_played});
-    return identity;
-  };
+  play_run(++runs == 0 ? ++runs : runs);
+}
+
+OtherRun::OtherRun(int number) : before_(run_played) {
+  play_run(static_cast<unsigned char>(number));
 }
 
 OtherRun::~OtherRun() {
-  run_played = before_;
-  if (run_played == 0) boot_identity_hook = nullptr;
+  play_run(before_);
+}
+
+int OtherRun::number() {
+  return run_played;
 }
 
 int amount(int in_short, int in_long) {
-  static const std::vector<std::string> words = testing::internal::GetArgvs();
-  return std::ranges::find(words, "--long") == words.end() ? in_short : in_long;
-}
-
-int start_process(const std::function<void()>& body) {
-  const pid_t child = fork();
-  if (child != 0) return child;
-  body();
-  _exit(testing::Test::HasFailure() ? 1 : 0);
-}
-
-int wait_for(int process) {
-  int status = 0;
-  waitpid(process, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  return is_long_run() ? in_long : in_short;
 }
 
 }  // namespace marigold::inner::test

@@ -1,19 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Shared parts of the engine's tests: a file of three keys with entries so long that every tree
-// soon has several levels, a list in memory of the records that it must hold, operations on both,
-// and processes. The torture tests are short by default; with --long they run for minutes and
+// soon has several levels, a list in memory of the records that it must hold, and operations on
+// both. The torture tests are short by default; with --long they run for minutes and
 // report how much they did.
 #pragma once
 
-#include <sys/mman.h>
-
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "runtime/isam/isam.h"
+#include "tests/support/process.h"
 #include "tests/support/support.h"
 
 namespace marigold::inner::test {
@@ -64,6 +62,10 @@ inline int perform(const Operation& operation, int file) {
 }
 Contents some_contents(std::int32_t numbers, unsigned seed);
 
+// Pass a list to a child.
+void save(const char* path, const Contents& contents);
+Contents saved(const char* path);
+
 void copy_pair(const std::string& from, const std::string& to);
 // Makes copies pass for the files themselves, which hold their own numbers while they are in use.
 void pass_for_own(const std::string& base);
@@ -72,6 +74,9 @@ void pass_for_own(const std::string& base);
 class OtherRun {
  public:
   OtherRun();
+  // The run that another process plays: its number there, 0 for the machine's own.
+  explicit OtherRun(int number);
+  static int number();
   ~OtherRun();
   OtherRun(const OtherRun&) = delete;
   OtherRun& operator=(const OtherRun&) = delete;
@@ -86,21 +91,5 @@ int amount(int in_short, int in_long);
 struct TortureTest : testing::Test {
   WorkDirectory directory;
 };
-
-// Memory that processes share and that outlives them.
-template <typename T>
-T& shared() {
-  void* memory =
-      mmap(nullptr, sizeof(T), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  return *new (memory) T{};
-}
-
-// Starts a body in a process of its own, which ends with 1 after a failed expectation, and waits
-// for one process: returns its exit status, or minus the signal that ended it.
-int start_process(const std::function<void()>& body);
-int wait_for(int process);
-inline int run_process(const std::function<void()>& body) {
-  return wait_for(start_process(body));
-}
 
 }  // namespace marigold::inner::test

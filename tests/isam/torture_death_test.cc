@@ -1,128 +1,137 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Processes that are killed in the middle of an operation.
 
-#include <fcntl.h>
-#include <sys/prctl.h>
-#include <unistd.h>
-
 #include <array>
 #include <atomic>
-#include <csignal>
 #include <random>
-#include <utility>
 
 #include "runtime/isam/entry_sort.h"
 #include "runtime/isam/file.h"
+#include "runtime/platform/record_file.h"
 #include "tests/isam/support.h"
 
 namespace marigold::inner::test {
 namespace {
 
-long steps_left = 0;  // of a child; the parent never reaches the last one
+// A child reports here until it dies.
+struct Report {
+  std::atomic<std::size_t> acknowledged = 0;  // operations that returned
+  std::atomic<long> copy = 0;                 // number of a copy that outlives the child
+};
+Report* report = nullptr;
+long steps_left = 0;
+bool leaves_copy = false;
 
-std::atomic<int>* orphan = nullptr;  // a child forked earlier, where it must outlive its parent
+// Lets this child die at a step. At some steps a copy of it lives on with everything that the copy
+// has inherited.
+void die_at(long step) {
+  static const Shared<Report> shared("report");
+  report = &*shared;
+  steps_left = step;
+  leaves_copy = step % 8 == 2;
+  isam::change_step_hook = [] {
+    if (--steps_left != 0) return;
+    if (leaves_copy) report->copy = leave_copy();
+    die_now();
+  };
+}
 
-void die_at_last_step() {
-  if (--steps_left != 0) return;
-  if (orphan != nullptr && fork() == 0) {
-    *orphan = getpid();
-    for (;;)
-      pause();
+// Performs the operations on an open file. Those with a y succeed. After `flushed` of them comes a
+// flush, so that slots deleted so far can be reused from then on.
+void perform_and_report(int file, const std::vector<Operation>& operations,
+                        const std::string& succeeds, std::size_t flushed) {
+  for (std::size_t i = 0; i < operations.size(); ++i) {
+    EXPECT_EQ(perform(operations[i], file) == 0, succeeds[i] == 'y');
+    EXPECT_EQ(++report->acknowledged == flushed ? ISFLUSH(file) : 0, 0);
   }
-  while (orphan != nullptr && *orphan == 0)
-    usleep(20);  // until the child has begun
-  raise(SIGKILL);
+}
+
+// Returns which of the operations on the list succeed.
+std::string outcomes(const std::vector<Operation>& operations, Contents contents) {
+  std::string letters;
+  for (const Operation& operation : operations)
+    letters += apply(operation, contents) ? 'y' : 'n';
+  return letters;
 }
 
 struct DeathTest : TortureTest {
-  DeathTest() {
-    isam::change_step_hook = die_at_last_step;
-    prctl(PR_SET_CHILD_SUBREAPER, 1);
-  }
-  ~DeathTest() override {
-    end_orphan();
-    isam::change_step_hook = nullptr;
-  }
+  DeathTest() { adopt_copies(); }
+  ~DeathTest() override { end_old_copy(); }
 
-  // Lets a process work on "file" until it is killed at this step; returns its status. After some
-  // steps a child lives on with everything that it inherits; after others the next process is
-  // killed as well, while it recovers the file.
-  int kill_at(long step, const std::function<void()>& work) {
-    end_orphan();
-    static auto& forked = shared<std::atomic<int>>();
-    forked = 0;
-    const int status = run_process([&] {
-      orphan = step % 8 == 2 ? &forked : nullptr;
-      steps_left = step;
-      work();
-    });
-    orphan_ = forked;
-    forks += orphan_ == 0 ? 0 : 1;
-    kills += status == -SIGKILL ? 1 : 0;
+  // Lets a child work on "file" until it is killed at this step, the first word of its body; returns
+  // its status. After some steps the next process is killed as well, while it recovers the file.
+  template <typename Work, typename... Values>
+  int kill_at(long step, Work work, const Values&... values) {
+    end_old_copy();
+    reported->acknowledged = 0;
+    const int status = run_child(work, step, values...);
+    copies += reported->copy == 0 ? 0 : 1;
+    kills += status == kKilled ? 1 : 0;
     if (kills % 10'000 == 9'999) print_kills("so far");
-    if (status != -SIGKILL || step % 4 != 1) return status;
-    const int next = run_process([&] {
-      steps_left = step % 31 + 1;
+    if (status != kKilled || step % 4 != 1) return status;
+    const auto open_and_close = [](long dies_at, int number) {
+      const OtherRun run(number);
+      die_at(dies_at);
+      leaves_copy = false;
       ISCLOSE(ISOPEN("file", kSharedMode));
-    });
-    EXPECT_TRUE(next == 0 || next == -SIGKILL) << next;
-    kills_again += next == -SIGKILL ? 1 : 0;
+    };
+    const int next = run_child(open_and_close, step % 31 + 1, OtherRun::number());
+    EXPECT_TRUE(next == 0 || next == kKilled) << next;
+    kills_again += next == kKilled ? 1 : 0;
     return status;
   }
 
+  // Expects the records after the operations that were acknowledged, with or without the next one.
+  void expect_acknowledged(Contents expected, const std::vector<Operation>& operations) {
+    const std::size_t acknowledged = reported->acknowledged;
+    for (std::size_t i = 0; i < acknowledged; ++i)
+      apply(operations[i], expected);
+    Contents with_next = expected;
+    if (acknowledged < operations.size()) apply(operations[acknowledged], with_next);
+    Contents found;
+    EXPECT_EQ(examine("file", found), "");
+    EXPECT_TRUE(found == expected || found == with_next);
+  }
+
   void print_kills(const char* where) const {
-    std::printf(
-        "[ killed ] %d times %s, beside %d forked children; %d times while that was made good\n",
-        kills, where, forks, kills_again);
+    std::printf("[ killed ] %d times %s, beside %d copies; %d times while that was made good\n",
+                kills, where, copies, kills_again);
   }
 
   int kills = 0;
   int kills_again = 0;
-  int forks = 0;
+  int copies = 0;
+  const Shared<Report> reported{"report"};
 
  private:
-  void end_orphan() {
-    if (orphan_ == 0) return;
-    kill(orphan_, SIGKILL);
-    wait_for(std::exchange(orphan_, 0));
+  void end_old_copy() {
+    if (const long copy = reported->copy.exchange(0); copy != 0) end_copy(copy);
   }
-  int orphan_ = 0;
 };
 
 TEST_F(DeathTest, KilledAtEveryStepNothingIsHalfDone) {
-  const int numbers = 90;
+  constexpr int numbers = 90;
   const Contents start = some_contents(numbers, 5);
   build_wide("start", start);
-  auto& acknowledged = shared<std::atomic<std::size_t>>();  // operations that returned
+  const auto work = [](long step, unsigned seed, const std::string& succeeds) {
+    die_at(step);
+    const int file = ISOPEN("file", kSharedMode);
+    perform_and_report(file, random_operations(seed, 6, numbers), succeeds, 4);
+    EXPECT_EQ(ISCLOSE(file), 0);
+  };
   for (unsigned seed = 0; kills < amount(600, 50'000); ++seed) {
     const auto operations = random_operations(seed + 100, 6, numbers);
-    const auto work = [&] {
-      const int file = ISOPEN("file", kSharedMode);
-      Contents contents = start;
-      for (const Operation& operation : operations) {
-        EXPECT_EQ(perform(operation, file) == 0, apply(operation, contents));
-        // Slots deleted so far can be reused from then on.
-        EXPECT_EQ(++acknowledged == 4 ? ISFLUSH(file) : 0, 0);
-      }
-      EXPECT_EQ(ISCLOSE(file), 0);
-    };
+    const std::string succeeds = outcomes(operations, start);
     // Not many in a short run, so that they fall into many different operations.
     const int stride = amount(17, 1);
     for (long step = 1 + seed % static_cast<unsigned>(stride);; step += stride) {
       SCOPED_TRACE("seed " + std::to_string(seed) + " step " + std::to_string(step));
       copy_pair("start", "file");
-      acknowledged = 0;
-      const int status = kill_at(step, work);
-      Contents expected = start;
-      for (std::size_t i = 0; i < acknowledged; ++i)
-        apply(operations[i], expected);
-      Contents with_next = expected;
-      if (acknowledged < operations.size()) apply(operations[acknowledged], with_next);
-      Contents found;
-      ASSERT_EQ(examine("file", found), "");
-      ASSERT_TRUE(found == expected || found == with_next);
+      const int status = kill_at(step, work, seed + 100, succeeds);
+      expect_acknowledged(start, operations);
       if (status == 0) break;
-      ASSERT_EQ(status, -SIGKILL);
+      ASSERT_EQ(status, kKilled);
+      ASSERT_FALSE(HasFailure());
     }
   }
   print_kills("in operations");
@@ -131,66 +140,64 @@ TEST_F(DeathTest, KilledAtEveryStepNothingIsHalfDone) {
 // Builds files, adds keys, restarts the machine during use, rebuilds indexes and reads snapshots,
 // with a death at each step, and often another restart after it. Operations acknowledged in the
 // last run must hold.
+enum Life { kBuild, kAddKey, kSnapshot, kRestart, kRebuild, kLives };
+constexpr KeyDescription kLaterKey{1, 1, {{{200, 20, kIsCharacters}}}};
+
+void live(Life life, unsigned seed, const std::string& succeeds) {
+  if (life == kRebuild) {
+    IsRebuildReport rebuilt;
+    EXPECT_EQ(error_of(isrebuild("file", rebuilt)), 0);
+  }
+  if (life == kAddKey) {
+    const int alone = ISOPEN("file", kExclusiveMode);
+    EXPECT_EQ(error_of(ISADDINDEX(alone, kLaterKey)), 0);
+    EXPECT_EQ(ISCLOSE(alone), 0);
+  }
+  const int file = life == kBuild ? ISBUILD("file", kWideRecord, kWidePrimary, kSharedMode)
+                                  : ISOPEN("file", kSharedMode);
+  EXPECT_GE(file, 0) << iserrno;
+  EXPECT_EQ(life == kSnapshot ? issnapshot(std::array{file}) : 0, 0);
+  perform_and_report(file, random_operations(seed, 12, 60), succeeds, 5);
+  EXPECT_EQ(life == kSnapshot ? issnapshot_end(file) : 0, 0);
+  EXPECT_EQ(ISCLOSE(file), 0);
+}
+
 TEST_F(DeathTest, KilledAroundARunNothingIsLost) {
   const Contents start = some_contents(60, 5);
   build_wide("start", start);
-  enum Life { kBuild, kAddKey, kSnapshot, kRestart, kRebuild, kLives };
-  auto& acknowledged = shared<std::atomic<std::size_t>>();
-  std::vector<Operation> drawn;
-  const auto& operations = drawn;
-  const KeyDescription later{1, 1, {{{200, 20, kIsCharacters}}}};
-  const auto live = [&](Life life) {
-    if (life == kRebuild) {
-      IsRebuildReport report;
-      EXPECT_EQ(error_of(isrebuild("file", report)), 0);
-    }
-    if (life == kAddKey) {
-      const int alone = ISOPEN("file", kExclusiveMode);
-      EXPECT_EQ(error_of(ISADDINDEX(alone, later)), 0);
-      EXPECT_EQ(ISCLOSE(alone), 0);
-    }
-    const int file = life == kBuild ? ISBUILD("file", kWideRecord, kWidePrimary, kSharedMode)
-                                    : ISOPEN("file", kSharedMode);
-    EXPECT_GE(file, 0) << iserrno;
-    EXPECT_EQ(life == kSnapshot ? issnapshot(std::array{file}) : 0, 0);
-    Contents contents = life == kBuild ? Contents() : start;
-    for (const Operation& operation : operations) {
-      EXPECT_EQ(perform(operation, file) == 0, apply(operation, contents));
-      ++acknowledged;
-      EXPECT_EQ(acknowledged == 5 ? ISFLUSH(file) : 0, 0);
-    }
-    EXPECT_EQ(life == kSnapshot ? issnapshot_end(file) : 0, 0);
-    EXPECT_EQ(ISCLOSE(file), 0);
+  const auto dies = [](long step, Life life, unsigned seed, const std::string& succeeds) {
+    const OtherRun run(1);
+    die_at(step);
+    live(life, seed, succeeds);
   };
-  const auto use_and_leave = [&] {  // in the run before
-    EXPECT_EQ(ISREPLACE(ISOPEN("file", kSharedMode), start.begin()->second.data()), 0);
+  const auto use_and_leave = [] {  // in the run before
+    const int file = ISOPEN("file", kSharedMode);
+    std::string record(kWideRecord, '\0');
+    EXPECT_EQ(ISREAD(file, record.data(), kIsFirst), 0);
+    EXPECT_EQ(ISREPLACE(file, record.data()), 0);
   };
   for (int round = 0; (round < kLives || kills < amount(0, 30'000)) && !HasFailure(); ++round) {
-    const int life = round % kLives;
-    drawn = random_operations(static_cast<unsigned>(77 + round / kLives), 12, 60);
-    int status = -SIGKILL;
+    const Life life = static_cast<Life>(round % kLives);
+    const auto seed = static_cast<unsigned>(77 + round / kLives);
+    const Contents before = life == kBuild ? Contents() : start;
+    const auto operations = random_operations(seed, 12, 60);
+    const std::string succeeds = outcomes(operations, before);
+    int status = kKilled;
     for (long step = 1; status != 0 && !HasFailure(); step += amount(7, 1)) {
       SCOPED_TRACE("round " + std::to_string(round) + " step " + std::to_string(step));
       for (const char* name : {"file.idx", "file.dat"})
         std::filesystem::remove(name);
       if (life != kBuild) copy_pair("start", "file");
-      EXPECT_EQ(life == kRestart ? run_process(use_and_leave) : 0, 0);
-      acknowledged = 0;
-      const OtherRun run;
-      status = kill_at(step, [&] { live(static_cast<Life>(life)); });
-      ASSERT_TRUE(status == 0 || status == -SIGKILL) << status;
-      Contents expected = life == kBuild ? Contents() : start;
-      for (std::size_t i = 0; i < acknowledged; ++i)
-        apply(operations[i], expected);
-      Contents with_next = expected;
-      if (acknowledged < operations.size()) apply(operations[acknowledged], with_next);
-      Contents found;
+      EXPECT_EQ(life == kRestart ? run_child(use_and_leave) : 0, 0);
+      const OtherRun run(1);
+      status = kill_at(step, dies, life, seed, succeeds);
+      ASSERT_TRUE(status == 0 || status == kKilled) << status;
       // A file whose builder was killed does not exist, and can be built.
-      if (life == kBuild && acknowledged == 0 && ISCLOSE(ISOPEN("file", kSharedMode)) != 0) {
+      if (life == kBuild && reported->acknowledged == 0 &&
+          ISCLOSE(ISOPEN("file", kSharedMode)) != 0) {
         EXPECT_EQ(ISCLOSE(ISBUILD("file", kWideRecord, kWidePrimary, kSharedMode)), 0) << iserrno;
       }
-      EXPECT_EQ(examine("file", found), "");
-      EXPECT_TRUE(found == expected || found == with_next);
+      expect_acknowledged(before, operations);
     }
   }
   print_kills("around a run");
@@ -206,27 +213,25 @@ TEST_F(DeathTest, KilledAtEveryStepARebuildLosesNothing) {
     contents.erase(contents.begin());
   }
   ASSERT_EQ(ISCLOSE(start), 0);
-  const auto rebuild = [] {
-    IsRebuildReport report;
-    EXPECT_EQ(isrebuild("file", report), 0);
+  const auto make_keys = [](long step, int round) {
+    die_at(step);
+    isam::sort_run_bytes = (step + round / 2) % 2 == 0 ? 0 : 3000;
+    if (round % 2 == 0) {
+      IsRebuildReport rebuilt;
+      EXPECT_EQ(isrebuild("file", rebuilt), 0);
+    } else {
+      const int file = ISOPEN("file", kExclusiveMode);
+      EXPECT_EQ(ISADDINDEX(file, kLaterKey), 0);
+      EXPECT_EQ(ISCLOSE(file), 0);
+    }
   };
-  const auto add_key = [] {
-    const int file = ISOPEN("file", kExclusiveMode);
-    const KeyDescription key{1, 1, {{{200, 20, kIsCharacters}}}};
-    EXPECT_EQ(ISADDINDEX(file, key), 0);
-    EXPECT_EQ(ISCLOSE(file), 0);
-  };
-  const auto either = [&](int round) { return round % 2 == 0 ? rebuild() : add_key(); };
   for (int round = 0; (round < 2 || kills < amount(0, 10'000)) && !HasFailure(); ++round) {
-    int status = -SIGKILL;
+    int status = kKilled;
     long step = 0;
-    while (status == -SIGKILL && !HasFailure()) {
+    while (status == kKilled && !HasFailure()) {
       SCOPED_TRACE(++step);
       copy_pair("start", "file");
-      status = kill_at(step, [&] {
-        isam::sort_run_bytes = (step + round / 2) % 2 == 0 ? 0 : 3000;
-        either(round);
-      });
+      status = kill_at(step, make_keys, round);
       Contents found;
       EXPECT_EQ(examine("file", found), "");
       EXPECT_TRUE(found == contents);
@@ -241,7 +246,7 @@ TEST_F(DeathTest, KilledAtEveryStepARebuildLosesNothing) {
 // the page that the merge frees.
 TEST_F(DeathTest, APageGivenUpAndTakenAgainIsWholeWhenTheChangeIsUndone) {
   const KeyDescription key{0, 1, {{{4, 200, kIsCharacters}}}};
-  const auto record = [](std::int32_t number, const std::string& text) {
+  static const auto record = [](std::int32_t number, const std::string& text) {
     std::string bytes = std::string(4, '\0') + text + std::string(200 - text.size(), ' ');
     isst_int4(number, bytes.data());
     return bytes;
@@ -255,17 +260,17 @@ TEST_F(DeathTest, APageGivenUpAndTakenAgainIsWholeWhenTheChangeIsUndone) {
     ASSERT_EQ(ISDELETE(start, record(number, "").data()), 0);
   }
   ASSERT_EQ(ISCLOSE(start), 0);
-  const std::string moved = record(159, "1005");
-  int status = -SIGKILL;
+  const auto move = [](long step) {
+    die_at(step);
+    const int file = ISOPEN("file", kSharedMode);
+    EXPECT_EQ(ISREPLACE(file, record(159, "1005").data()), 0);
+    EXPECT_EQ(ISCLOSE(file), 0);
+  };
+  int status = kKilled;
   for (long step = 1; status != 0 && !HasFailure(); ++step) {
     SCOPED_TRACE(step);
     copy_pair("start", "file");
-    status = run_process([&] {
-      steps_left = step;
-      const int file = ISOPEN("file", kSharedMode);
-      EXPECT_EQ(ISREPLACE(file, moved.data()), 0);
-      EXPECT_EQ(ISCLOSE(file), 0);
-    });
+    status = kill_at(step, move);
     const int file = ISOPEN("file", kSharedMode);
     EXPECT_EQ(verify(file), "");
     EXPECT_EQ(ISCLOSE(file), 0);
@@ -275,37 +280,30 @@ TEST_F(DeathTest, APageGivenUpAndTakenAgainIsWholeWhenTheChangeIsUndone) {
 
 // A process that may only read a file can lock each of its bytes shared: the seats of dead writers,
 // and the bytes of records. No process waits for such locks.
-void lock_as_a_reader(int descriptor, std::uint64_t first, std::uint64_t count) {
-  struct flock range {};
-  range.l_type = F_RDLCK;
-  range.l_start = static_cast<off_t>(first);
-  range.l_len = static_cast<off_t>(count);
-  EXPECT_EQ(fcntl(descriptor, F_OFD_SETLK, &range), 0);
-}
-
 TEST_F(DeathTest, AReaderWithLocksKeepsNobodyFromWriting) {
   build_wide("file", some_contents(20, 1));
-  const auto die_in_a_change = [] {
-    const int file = ISOPEN("file", kSharedMode);
-    steps_left = 20;
-    ISWRITE(file, wide_record(2000, 1).data());
-  };
-  const auto go_on_beside_the_reader = [&] {
-    alarm(5);                                      // limits the wait
+  const auto go_on_beside_the_reader = [] {
+    const auto die_in_a_change = [] {
+      const int file = ISOPEN("file", kSharedMode);
+      die_at(20);
+      ISWRITE(file, wide_record(2000, 1).data());
+    };
+    end_within(5);
     const int file = ISOPEN("file", kSharedMode);  // has seat 0; the dead one has 1
     std::string record(kWideRecord, '\0');
     EXPECT_EQ(ISREAD(file, record.data(), kIsFirst | kIsLock), 0);
     EXPECT_EQ(ISRELEASE(file), 0);
-    EXPECT_EQ(run_process(die_in_a_change), -SIGKILL);
-    const int reader = open("file.idx", O_RDONLY | O_CLOEXEC);
-    lock_as_a_reader(reader, isam::kSeatLocks + 1, isam::kSeats - 1);
-    lock_as_a_reader(reader, isam::kRecordLocks, isam::kRecordLockBytes);
+    EXPECT_EQ(run_child(die_in_a_change), kKilled);
+    RecordFile reader;
+    EXPECT_EQ(reader.open("file.idx", false), 0);
+    EXPECT_EQ(reader.lock(isam::kSeatLocks + 1, isam::kSeats - 1, false), 0);
+    EXPECT_EQ(reader.lock(isam::kRecordLocks, isam::kRecordLockBytes, false), 0);
     EXPECT_EQ(error_of(ISWRITE(file, wide_record(1000, 1).data())), 0);
     EXPECT_EQ(error_of(ISDELETE(file, record.data())), 0);
     EXPECT_EQ(verify(file), "");
     EXPECT_EQ(error_of(ISCLOSE(file)), 0);
   };
-  EXPECT_EQ(run_process(go_on_beside_the_reader), 0);
+  EXPECT_EQ(run_child(go_on_beside_the_reader), 0);
 }
 
 // Three processes work on one file, each on numbers of its own. Now one, now another is killed at a
@@ -354,23 +352,23 @@ void work_for_ever(std::size_t index, unsigned seed, Team& team) {
 }
 
 TEST_F(TortureTest, TheOthersGoOnWhenOneIsKilled) {
-  Team& team = shared<Team>();
+  const Shared<Team> shared_team("team");
+  Team& team = *shared_team;
   build_wide("file", {});
-  std::array<int, kWorkers> children{};
+  std::array<Process, kWorkers> children;
   std::mt19937 random(7);
   const auto spawn = [&](std::size_t index) {
     const auto seed = static_cast<unsigned>(random());
-    children[index] = start_process([&] { work_for_ever(index, seed, team); });
+    children[index] = start_child(
+        [](std::size_t own, unsigned from) { work_for_ever(own, from, *Shared<Team>("team")); },
+        index, seed);
   };
-  const auto end = [&](std::size_t index) {
-    kill(children[index], SIGKILL);
-    ASSERT_EQ(wait_for(children[index]), -SIGKILL);
-  };
+  const auto end = [&](std::size_t index) { ASSERT_EQ(children[index].kill(), kKilled); };
   for (std::size_t index = 0; index < kWorkers; ++index)
     spawn(index);
   const int kills = amount(60, 20'000);
   for (int count = 0; count < kills && !HasFailure(); ++count) {
-    usleep(static_cast<useconds_t>(random() % 8000));
+    sleep_us(static_cast<long>(random() % 8000));
     const std::size_t victim = random() % kWorkers;
     end(victim);
     // No process is blocked: all the others make progress.
@@ -379,7 +377,7 @@ TEST_F(TortureTest, TheOthersGoOnWhenOneIsKilled) {
       const std::atomic<long>& done = team.workers[other].done;
       const long before = done;
       for (int wait = 0; wait < 5000 && done == before; ++wait)
-        usleep(1000);
+        sleep_us(1000);
       EXPECT_GT(done, before) << "after kill " << count;
     }
     spawn(victim);

@@ -2,9 +2,6 @@
 // Faults beneath the engine: failing calls of the system, lack of memory, files that were cut and
 // overwritten, and large files.
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -12,6 +9,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <new>
 #include <optional>
 #include <random>
@@ -79,7 +77,7 @@ class FaultRun {
     EXPECT_EQ(attempt([&] { return ISRELEASE(file_); }), 0);
     change(400);
     close();
-    look("file");
+    look("file", expected_, 4);
   }
 
  private:
@@ -93,10 +91,14 @@ class FaultRun {
       EXPECT_EQ(iscount(file_), static_cast<std::int64_t>(expected_.size()));
       // No process is blocked, and the next process after this one's death finds the state from
       // before.
-      EXPECT_EQ(shared_ ? run_process([this] { look("file"); }) : 0, 0);
+      if (shared_) {
+        save("expected", expected_);
+        const auto look_elsewhere = [] { look("file", saved("expected"), 4); };
+        EXPECT_EQ(run_child(look_elsewhere), 0);
+      }
       copy_pair("file", "image");
       pass_for_own("image");
-      look("image");
+      look("image", expected_, shared_ ? 4 : 3);
     }
     fault.for_long = false;
     const int second = error_of(call());
@@ -104,14 +106,14 @@ class FaultRun {
     return second;
   }
 
-  void look(const std::string& base) {
+  static void look(const std::string& base, const Contents& expected, int keys) {
     Contents found;
     EXPECT_EQ(examine(base, found), "");
-    EXPECT_TRUE(found == expected_);
+    EXPECT_TRUE(found == expected);
     const int file = ISOPEN(base.c_str(), kIsInput);
     IsamInfo info;
     EXPECT_EQ(isinfo(file, info), 0);
-    EXPECT_EQ(info.key_count, shared_ ? 4 : 3);
+    EXPECT_EQ(info.key_count, keys);
     EXPECT_EQ(ISCLOSE(file), 0);
   }
 
@@ -119,7 +121,7 @@ class FaultRun {
   void build(int mode) {
     int built = -1;
     const auto call = [&] {
-      EXPECT_TRUE(access("new.idx", F_OK) != 0 && access("new.dat", F_OK) != 0);
+      EXPECT_TRUE(!std::filesystem::exists("new.idx") && !std::filesystem::exists("new.dat"));
       return built = ISBUILD("new", kWideRecord, kWidePrimary, mode);
     };
     EXPECT_EQ(attempt(call), 0);
@@ -156,17 +158,15 @@ class FaultRun {
 
   // Another process makes the file longer than this one has mapped it.
   void grow_elsewhere() {
-    Contents more;
-    for (std::int32_t number = 1000; number < 1100; ++number)
-      more[number] = wide_record(number, 1);
-    const auto write = [&more] {
+    const auto write = [] {
       const int file = ISOPEN("file", kSharedMode);
-      for (const auto& [number, record] : more)
-        EXPECT_EQ(ISWRITE(file, record.data()), 0);
+      for (std::int32_t number = 1000; number < 1100; ++number)
+        EXPECT_EQ(perform({Does::kWrite, number, 1}, file), 0);
       EXPECT_EQ(ISCLOSE(file), 0);
     };
-    EXPECT_EQ(run_process(write), 0);
-    expected_.merge(more);
+    EXPECT_EQ(run_child(write), 0);
+    for (std::int32_t number = 1000; number < 1100; ++number)
+      expected_[number] = wide_record(number, 1);
   }
 
   int file_ = -1;
@@ -346,15 +346,16 @@ bool use_all_ways(const Moments& moments, bool strictly, bool change) {
 // Does the work of write_file, but empty pages take no space and no time.
 void write_sparse(const char* name, const std::string& bytes) {
   static const std::string empty(4096, '\0');
-  const int file = open(name, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  EXPECT_EQ(ftruncate(file, static_cast<off_t>(bytes.size())), 0);
+  std::ofstream file(name, std::ios::binary);
   for (std::size_t at = 0; at < bytes.size(); at += empty.size()) {
     const std::size_t length = std::min(empty.size(), bytes.size() - at);
     if (bytes.compare(at, length, empty, 0, length) == 0) continue;
-    EXPECT_EQ(pwrite(file, &bytes[at], length, static_cast<off_t>(at)),
-              static_cast<ssize_t>(length));
+    file.seekp(static_cast<std::streamoff>(at));
+    file.write(&bytes[at], static_cast<std::streamsize>(length));
   }
-  close(file);
+  file.close();
+  EXPECT_TRUE(file);
+  std::filesystem::resize_file(name, bytes.size());
 }
 
 // Changes bytes: overwrites them, cuts the file, empties it, copies bytes from elsewhere or from
@@ -403,33 +404,46 @@ constexpr DamageRow kDamageRows[] = {{"ManyRecords", 60, false, 500'000},
                                      {"InUse", 9, true, 4'500'000}};
 struct DamageTest : TortureTest, testing::WithParamInterface<int> {};
 
+struct Progress {
+  std::atomic<int> variant = 0;
+  std::atomic<int> opened = 0;
+};
+
+void try_variants(const DamageRow& row, Progress& progress) {
+  const Moments moments = make_moments(row.numbers, row.in_use);
+  const int variants = amount(300, row.variants_in_long);
+  auto& variant = progress.variant;
+  for (const int end = std::min(variant + 20'000, variants); variant < end; ++variant) {
+    if (variant % 100 == 0) end_within(120);
+    std::mt19937 random(static_cast<unsigned>(variant));
+    const std::size_t later = random() % 8 == 0 ? 0 : 1;
+    const unsigned places = random() % 2 == 0 ? 1 : random() % 4 + 2;
+    Pair pair = moments.pairs[later];
+    bool strictly = places == 1 && later == 1 && !row.in_use;
+    for (unsigned place = 0; place < places; ++place)
+      strictly = damage(pair, moments.pairs[1 - later], random) && strictly;
+    for (std::size_t half = 0; half < 2; ++half)
+      write_sparse(kNames[half], pair[half]);
+    progress.opened += use_all_ways(moments, strictly, variant % 4 == 0) ? 1 : 0;
+    if (testing::Test::HasFailure()) return;
+  }
+}
+
 // A process of its own for many variants shows which of them ends or stops it.
 TEST_P(DamageTest, IsRefusedOrAnswersRight) {
   const DamageRow& row = kDamageRows[GetParam()];
-  const Moments moments = make_moments(row.numbers, row.in_use);
   const int variants = amount(300, row.variants_in_long);
-  auto& variant = shared<std::atomic<int>>();
-  auto& opened = shared<std::atomic<int>>();
-  const auto go_on = [&] {
-    for (const int end = std::min(variant + 20'000, variants); variant < end; ++variant) {
-      if (variant % 100 == 0) alarm(120);  // limits the wait
-      std::mt19937 random(static_cast<unsigned>(variant));
-      const std::size_t later = random() % 8 == 0 ? 0 : 1;
-      const unsigned places = random() % 2 == 0 ? 1 : random() % 4 + 2;
-      Pair pair = moments.pairs[later];
-      bool strictly = places == 1 && later == 1 && !row.in_use;
-      for (unsigned place = 0; place < places; ++place)
-        strictly = damage(pair, moments.pairs[1 - later], random) && strictly;
-      for (std::size_t half = 0; half < 2; ++half)
-        write_sparse(kNames[half], pair[half]);
-      opened += use_all_ways(moments, strictly, variant % 4 == 0) ? 1 : 0;
-      if (HasFailure()) return;
-    }
+  const Shared<Progress> progress("progress");
+  const std::atomic<int>& variant = progress->variant;
+  const auto go_on = [](int which) {
+    const Shared<Progress> common("progress");
+    try_variants(kDamageRows[which], *common);
   };
   while (variant < variants) {
-    ASSERT_EQ(run_process(go_on), 0) << "at variant " << variant;
+    ASSERT_EQ(run_child(go_on, GetParam()), 0) << "at variant " << variant;
     if (variant % 500'000 != 0 && variant != variants) continue;
-    std::printf("[ damaged] %d variants, of which %d could be opened\n", +variant, +opened);
+    std::printf("[ damaged] %d variants, of which %d could be opened\n", +variant,
+                +progress->opened);
     std::fflush(stdout);
   }
 }
@@ -438,7 +452,7 @@ INSTANTIATE_TEST_SUITE_P(Files, DamageTest, testing::Range(0, 3),
                          [](const auto& row) { return kDamageRows[row.param].name; });
 
 TEST_F(TortureTest, UndoRefusesAnAreaThatNoChangeHasLeft) {
-  const auto undo_so_much = [](const Moments& moments, bool in_use, std::uint64_t used) {
+  static const auto undo_so_much = [](const Moments& moments, bool in_use, std::uint64_t used) {
     Pair pair = moments.pairs[1];
     constexpr std::size_t kUsed = offsetof(isam::IndexHeader, undo_used);
     std::memcpy(&pair[0][kUsed], &used, sizeof used);
@@ -450,13 +464,12 @@ TEST_F(TortureTest, UndoRefusesAnAreaThatNoChangeHasLeft) {
     EXPECT_TRUE(in_use || read_file(kNames[1]) == pair[1]);
   };
   for (const bool in_use : {false, true}) {
-    const Moments moments = make_moments(9, in_use);
-    EXPECT_EQ(run_process([&] {
-                for (std::uint64_t used = 8; used < 2000 && !HasFailure(); used += 8)
-                  undo_so_much(moments, in_use, used);
-              }),
-              0)
-        << in_use;
+    const auto undo_all = [](bool used_now) {
+      const Moments moments = make_moments(9, used_now);
+      for (std::uint64_t used = 8; used < 2000 && !HasFailure(); used += 8)
+        undo_so_much(moments, used_now, used);
+    };
+    EXPECT_EQ(run_child(undo_all, in_use), 0) << in_use;
   }
 }
 

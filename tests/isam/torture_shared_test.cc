@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Many processes on one file.
 
-#include <sched.h>
-#include <time.h>
-#include <unistd.h>
-
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <random>
+#include <thread>
 
 #include "tests/isam/support.h"
 
@@ -32,7 +30,7 @@ void count_up(int file, Tally& tally) {
   while (ISREAD(file, record.data(), kIsEqual | kIsLock) != 0) {
     if (iserrno != kIsLocked) ++tally.wrong;
     isst_int4(kCounter, record.data());
-    usleep(50);
+    sleep_us(50);
   }
   isst_int4(isld_int4(record.data() + 4) + 1, record.data() + 4);
   if (ISDELETE(file, record.data()) != 0 || ISWRITE(file, record.data()) != 0) ++tally.wrong;
@@ -44,8 +42,9 @@ void work(unsigned seed, int seconds, Tally& tally) {
   std::mt19937 random(seed);
   const int file = ISOPEN("file", kSharedMode);
   ASSERT_GE(file, 0) << iserrno;
-  const time_t end = time(nullptr) + seconds;
-  for (int i = 0; i % 64 != 0 || time(nullptr) < end; ++i) {
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + std::chrono::seconds(seconds);
+  for (int i = 0; i % 64 != 0 || Clock::now() < end; ++i) {
     const auto number = static_cast<std::int32_t>(random() % kNumbers);
     std::string record = wide_record(number, 1);
     const unsigned what = random() % 20;
@@ -71,56 +70,61 @@ TEST_F(TortureTest, ManyProcessesLoseNothing) {
   std::string counter(kWideRecord, '\0');
   isst_int4(kCounter, counter.data());
   build_wide("file", {{kCounter, counter}});
-  Tally& tally = shared<Tally>();
-  const int seconds = amount(2, 60);
-  std::vector<int> children;
-  for (unsigned i = 0; i < kProcesses; ++i)
-    children.push_back(start_process([&] { work(i + 1, seconds, tally); }));
-  for (const int child : children)
-    EXPECT_EQ(wait_for(child), 0);
-  EXPECT_EQ(tally.wrong, 0);
+  const Shared<Tally> tally("tally");
+  std::vector<Process> children;
+  for (unsigned seed = 1; seed <= kProcesses; ++seed) {
+    children.push_back(
+        start_child([](unsigned own) { work(own, amount(2, 60), *Shared<Tally>("tally")); }, seed));
+  }
+  for (Process& child : children)
+    EXPECT_EQ(child.wait(), 0);
+  EXPECT_EQ(tally->wrong, 0);
   Contents found;
   EXPECT_EQ(examine("file", found), "");
-  EXPECT_EQ(isld_int4(found[kCounter].data() + 4), tally.counted);
+  EXPECT_EQ(isld_int4(found[kCounter].data() + 4), tally->counted);
   for (std::int32_t number = 0; number < kNumbers; ++number) {
-    const int there = tally.there[static_cast<std::size_t>(number)];
+    const int there = tally->there[static_cast<std::size_t>(number)];
     EXPECT_EQ(there, found.contains(number) ? 1 : 0) << number;
   }
-  std::printf("[ shared ] %ld operations, %ld of them under the lock\n", tally.operations.load(),
-              tally.counted.load());
+  std::printf("[ shared ] %ld operations, %ld of them under the lock\n", tally->operations.load(),
+              tally->counted.load());
 }
 
 // Each of the processes builds the file or finds it built, and writes a record of its own.
-TEST_F(TortureTest, OneOfSeveralProcessesBuildsAFile) {
-  constexpr int kBuilders = 4;
-  const int files = amount(1'500, 20'000);
-  auto& arrived = shared<std::atomic<int>>();
-  const auto build_all = [&](std::int32_t own) {
-    for (int i = 0; i < files; ++i) {
-      const std::string name = "new" + std::to_string(i);
-      ++arrived;
-      while (arrived < kBuilders * (i + 1))
-        sched_yield();
-      int file = -1;
-      while (file < 0) {
-        file = ISBUILD(name.c_str(), kWideRecord, kWidePrimary, kSharedMode);
-        if (file >= 0) break;
-        ASSERT_TRUE(iserrno == EEXIST || iserrno == kIsFileLocked) << iserrno;
-        file = ISOPEN(name.c_str(), kSharedMode);
-        ASSERT_TRUE(file >= 0 || iserrno == ENOENT || iserrno == kIsFileLocked) << iserrno;
-      }
-      ASSERT_EQ(ISWRITE(file, wide_record(own, 1).data()), 0) << iserrno;
-      ASSERT_EQ(ISCLOSE(file), 0) << iserrno;
+constexpr int kBuilders = 4;
+
+void build_all(std::int32_t own, int files, std::atomic<int>& arrived) {
+  for (int i = 0; i < files; ++i) {
+    const std::string name = "new" + std::to_string(i);
+    ++arrived;
+    while (arrived < kBuilders * (i + 1))
+      std::this_thread::yield();
+    int file = -1;
+    while (file < 0) {
+      file = ISBUILD(name.c_str(), kWideRecord, kWidePrimary, kSharedMode);
+      if (file >= 0) break;
+      ASSERT_TRUE(iserrno == EEXIST || iserrno == kIsFileLocked) << iserrno;
+      file = ISOPEN(name.c_str(), kSharedMode);
+      ASSERT_TRUE(file >= 0 || iserrno == ENOENT || iserrno == kIsFileLocked) << iserrno;
     }
+    ASSERT_EQ(ISWRITE(file, wide_record(own, 1).data()), 0) << iserrno;
+    ASSERT_EQ(ISCLOSE(file), 0) << iserrno;
+  }
+}
+
+TEST_F(TortureTest, OneOfSeveralProcessesBuildsAFile) {
+  const int files = amount(1'500, 20'000);
+  const Shared<std::atomic<int>> arrived("arrived");
+  const auto body = [](std::int32_t own, int all) {
+    const Shared<std::atomic<int>> common("arrived");
+    build_all(own, all, *common);
+    *common += kBuilders * all;  // no process waits for a failed one
   };
-  std::vector<int> children;
+  std::vector<Process> children;
   for (std::int32_t own = 0; own < kBuilders; ++own)
-    children.push_back(start_process([&, own] {
-      build_all(own);
-      arrived += kBuilders * files;  // no process waits for a failed one
-    }));
-  for (const int child : children)
-    EXPECT_EQ(wait_for(child), 0);
+    children.push_back(start_child(body, own, files));
+  for (Process& child : children)
+    EXPECT_EQ(child.wait(), 0);
   for (int i = 0; i < files; ++i) {
     Contents found;
     EXPECT_EQ(examine("new" + std::to_string(i), found), "");

@@ -1,25 +1,42 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/platform/named_file.h"
 
-#include "runtime/platform/new_file.h"
+#include <cerrno>
+#include <chrono>
 
+#include "runtime/platform/new_file.h"
 #include "tests/support/support.h"
 
 namespace marigold::inner::test {
-
-TEST(FileTest, OnlyRegularFilesAreReadable) {
-  const WorkDirectory directory;
-  run_shell("mkfifo pipe; mkdir directory; ln -s nowhere dangling; ln -s .out link");
-  EXPECT_TRUE(file_readable("link"));
-  for (const char* name : {"directory", "dangling", "pipe", "missing", "", "/dev/null"})
-    EXPECT_FALSE(file_readable(name)) << name;  // opened in the ordinary way, the pipe would wait
-}
 
 TEST(FileTest, FailuresAreErrorNumbers) {
   EXPECT_EQ(file_sync("missing"), ENOENT);
   EXPECT_EQ(file_replace("missing", "old"), ENOENT);
   EXPECT_EQ(file_remove("missing"), 0);
-  EXPECT_NE(file_remove("/dev"), 0);
+  const WorkDirectory directory;
+  std::filesystem::create_directory("directory");
+  write_file("directory/file", "");
+  EXPECT_NE(file_remove("directory"), 0);
+}
+
+TEST(FileTest, AbandonedFilesAreThoseThatNobodyUses) {
+  const WorkDirectory directory;
+  const std::string name = new_file_name("d/file");
+  EXPECT_TRUE(name.starts_with("d/.file."));
+  EXPECT_NE(new_file_name("d/file"), name);
+  std::filesystem::create_directory("d");
+  const std::string used = new_file_name("d/file");
+  FileWriter held;
+  ASSERT_EQ(held.make((used + ".idx").c_str()), 0);
+  for (const std::string& path : {name + ".dat", name + ".idx", used + ".dat", "d/.file.0123"s,
+                                  "d/file.0123456789abcdef"s, "d/.other.0123456789abcdef"s})
+    write_file(path, "left");
+  using Clock = std::filesystem::file_time_type::clock;
+  for (const auto& entry : std::filesystem::directory_iterator("d"))
+    std::filesystem::last_write_time(entry, Clock::now() - std::chrono::minutes(2));
+  write_file("d/.file.fedcba9876543210", "a moment ago");
+  EXPECT_EQ(new_files_abandoned("d/file"),
+            (std::vector<std::string>{name + ".dat", name + ".idx"}));
 }
 
 }  // namespace marigold::inner::test

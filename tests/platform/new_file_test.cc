@@ -4,13 +4,14 @@
 #include "runtime/platform/new_file.h"
 
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 
+#include "runtime/platform/named_file.h"
+#include "tests/support/posix/fork.h"
 #include "tests/support/support.h"
 
 namespace marigold::inner::test {
@@ -77,6 +78,14 @@ TEST(NewFileTest, AppendingWritesIntoNobodyElsesFile) {
   EXPECT_EQ(read_file("taken"), "old\nmore\n");
 }
 
+TEST(NewFileTest, OnlyRegularFilesAreReadable) {
+  const WorkDirectory directory;
+  run_shell("mkfifo pipe; mkdir directory; ln -s nowhere dangling; ln -s .out link");
+  EXPECT_TRUE(file_readable("link"));
+  for (const char* name : {"directory", "dangling", "pipe", "missing", "", "/dev/null"})
+    EXPECT_FALSE(file_readable(name)) << name;  // opened in the ordinary way, the pipe would wait
+}
+
 TEST(NewFileTest, AccessIsTakenOverWithoutTheRightsOfAProgram) {
   const WorkDirectory directory;
   const std::pair<mode_t, const char*> rows[] = {
@@ -121,30 +130,12 @@ TEST(NewFileTest, AGroupThatCannotBeGivenGetsNoRights) {
   if (geteuid() != 0) return;  // only the superuser can prepare the test
   const WorkDirectory directory;
   run_shell("echo old > file; chown 1234:4321 file; chmod 660 file; chmod 777 .");
-  const pid_t child = fork();
-  if (child == 0) _exit(setgid(1235) != 0 || setuid(1235) != 0 ? 99 : file_put("file", "new"));
-  int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
+  const auto put_as_another = [] {
+    EXPECT_EQ(setgid(1235) + setuid(1235), 0);
+    EXPECT_EQ(file_put("file", "new"), 0);
+  };
+  EXPECT_EQ(run_forked(put_as_another), 0);
   EXPECT_EQ(run_shell("stat -c '%u %g %a' file").out, "1235 1235 600\n");
-}
-
-TEST(NewFileTest, AbandonedFilesAreThoseThatNobodyUses) {
-  const WorkDirectory directory;
-  const std::string name = new_file_name("d/file");
-  EXPECT_TRUE(name.starts_with("d/.file."));
-  EXPECT_NE(new_file_name("d/file"), name);
-  std::filesystem::create_directory("d");
-  const std::string used = new_file_name("d/file");
-  FileWriter held;
-  ASSERT_EQ(held.make((used + ".idx").c_str()), 0);
-  for (const std::string& path : {name + ".dat", name + ".idx", used + ".dat", "d/.file.0123"s,
-                                  "d/file.0123456789abcdef"s, "d/.other.0123456789abcdef"s})
-    write_file(path, "left");
-  run_shell("touch -d '2 minutes ago' d/.* d/*");
-  write_file("d/.file.fedcba9876543210", "a moment ago");
-  EXPECT_EQ(new_files_abandoned("d/file"),
-            (std::vector<std::string>{name + ".dat", name + ".idx"}));
 }
 
 }  // namespace marigold::inner::test

@@ -6,14 +6,19 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <span>
+#include <thread>
 
 #include "runtime/platform/mapped_file.h"
 #include "runtime/platform/missing_page.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/record_file.h"
+#include "runtime/platform/spill_file.h"
+#include "runtime/platform/worker.h"
 #include "tests/support/support.h"
 
 namespace marigold::inner::test {
@@ -66,11 +71,30 @@ TEST(OpenedFileTest, AFileThatMayNotBeLongerIsAnError) {
     EXPECT_EQ(records.write(10'000, bytes), EFBIG);
     EXPECT_EQ(writer.write(bytes), EFBIG);
     EXPECT_EQ(file_append("writer", bytes), EFBIG);
+    SpillFile spilled;
+    EXPECT_EQ(spilled.make("data"), 0);
+    EXPECT_EQ(spilled.write(10'000, std::as_bytes(std::span(bytes))), EFBIG);
     EXPECT_EQ(mapped.reserve(10'001), EFBIG);
     EXPECT_EQ(std::filesystem::file_size("mapped"), 9'000U);
     // A program started from here is still ended by the signal.
     EXPECT_NE(run_shell("sh -c 'head -c 20000 /dev/zero > long'").status, 0);
   });
+}
+
+std::atomic<int> signals_of_owner = 0;
+thread_local bool is_owner = false;
+
+TEST(WorkerTest, SignalsStayWithTheOwner) {
+  is_owner = true;
+  const auto before = std::signal(SIGUSR1, [](int) { signals_of_owner += is_owner ? 1 : 100; });
+  {
+    Worker worker;
+    for (int i = 0; i < 100; ++i)
+      worker.run([] { std::this_thread::yield(); });
+    kill(getpid(), SIGUSR1);
+  }
+  EXPECT_EQ(signals_of_owner, 1);
+  std::signal(SIGUSR1, before);
 }
 
 // Returns a page of a mapped file that no longer exists.

@@ -1,17 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/print/files/list_install.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cerrno>
-#include <csignal>
 
 #include "runtime/core/settings.h"
 #include "runtime/data/access/data_file.h"
 #include "runtime/data/access/field_access.h"
 #include "runtime/print/files/block_code.h"
 #include "runtime/print/files/block_store.h"
+#include "tests/support/process.h"
 #include "tests/support/support.h"
 
 namespace marigold::inner::test {
@@ -43,15 +40,16 @@ const Lists kNew = {{.name = "A",
                     {.name = "B", .blocks = {}}};
 
 struct ListInstallTest : testing::Test {
-  ListInstallTest() {
-    settings_read();
-    definition_start();
-  }
+  ListInstallTest() { start(); }
   ~ListInstallTest() override {
     list_install_step_hook = nullptr;
     data_close_all();
   }
 
+  static void start() {
+    settings_read();
+    definition_start();
+  }
   static bool install(const Lists& lists, const ListFiles& files = kPlainListFiles,
                       std::string* problem = nullptr) {
     std::string reason;
@@ -117,16 +115,18 @@ TEST_F(ListInstallTest, BothKindsOfFilesStandSideBySide) {
 // Installs the new lists in a process that is killed before its n-th step. Returns false if there
 // are fewer steps.
 static bool killed_at(int step) {
-  const pid_t child = fork();
-  if (child == 0) {
-    countdown = step;
-    list_install_step_hook = [](const char*) { return --countdown == 0 ? raise(SIGKILL) : 0; };
-    _exit(ListInstallTest::install(kNew) ? 0 : 1);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 0);
-  return WIFSIGNALED(status);
+  const auto install_and_die = [](int dies_at) {
+    ListInstallTest::start();
+    countdown = dies_at;
+    list_install_step_hook = [](const char*) {
+      if (--countdown == 0) die_now();
+      return 0;
+    };
+    return ListInstallTest::install(kNew);
+  };
+  const int status = run_child(install_and_die, step);
+  EXPECT_TRUE(status == kKilled || status == 0) << status;
+  return status == kKilled;
 }
 
 TEST_F(ListInstallTest, AKillAtAnyStepLeavesAllListsOldOrNew) {

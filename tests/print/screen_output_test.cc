@@ -3,10 +3,6 @@
 
 #include "runtime/print/output/screen_output.h"
 
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
@@ -16,6 +12,7 @@
 
 #include "runtime/core/user_interface.h"
 #include "tests/print/size_limit.h"
+#include "tests/support/process.h"
 
 namespace marigold::inner::test {
 namespace {
@@ -223,7 +220,7 @@ TEST_F(ScreenOutputTest, TheSecondHasADirectoryOfItsOwn) {
     screen_output_start();
     std::_Exit(std::filesystem::is_empty("tmp") ? 1 : raise(SIGTERM));
   };
-  EXPECT_EXIT(run(), testing::KilledBySignal(SIGTERM), "");
+  EXPECT_EQ(run_child(run), kStopped);
   EXPECT_TRUE(std::filesystem::is_empty("tmp"));
   setenv("TMPDIR", "nowhere", 1);
   const std::string told = errors_of([] { EXPECT_EQ(screen_output_start(), ENOENT); });
@@ -231,57 +228,6 @@ TEST_F(ScreenOutputTest, TheSecondHasADirectoryOfItsOwn) {
       << told;
   EXPECT_TRUE(told.ends_with(": No such file or directory\n")) << told;
   unsetenv("TMPDIR");
-}
-
-void ignore(int /*signal*/) {}
-
-// Leaves files that another program would have made.
-void leave_a_file() {
-  screen_output_remove();
-  std::ofstream("DRUCK.TMP").flush();
-  std::ofstream("VIDEO.TMP").flush();
-}
-
-void leave_it_to_a_child() {
-  const pid_t child = fork();
-  if (child == 0) raise(SIGTERM);
-  waitpid(child, nullptr, 0);
-  std::_Exit(0);
-}
-
-TEST_F(ScreenOutputTest, TheEndOfTheProcessTakesTheFilesAlong) {
-  const auto dies = [](int status) { return WIFSIGNALED(status); };
-  const auto exits = [](int status) { return WIFEXITED(status); };
-  const struct {
-    void (*handler)(int);
-    void (*at_last)();
-    bool (*outcome)(int);
-    int signal;
-    bool left;
-  } cases[] = {
-      {SIG_DFL, nullptr, dies, SIGINT, false},
-      {SIG_DFL, nullptr, dies, SIGTERM, false},
-      {SIG_DFL, nullptr, dies, SIGHUP, false},
-      {SIG_IGN, nullptr, exits, SIGHUP, true},
-      {ignore, nullptr, exits, SIGTERM, true},
-      {SIG_DFL, leave_a_file, dies, SIGTERM, true},
-      {SIG_DFL, nullptr, dies, SIGABRT, false},
-      {SIG_DFL, [] { std::exit(0); }, exits, 0, false},
-      {SIG_DFL, leave_it_to_a_child, exits, 0, true},
-  };
-  screen_output_remove();  // inherited files stay the parent's
-  for (const auto& row : cases) {
-    const auto run = [&] {
-      if (row.signal != 0) std::signal(row.signal, row.handler);
-      screen_output_start();
-      if (row.at_last != nullptr) row.at_last();
-      raise(row.signal);
-      std::_Exit(0);
-    };
-    EXPECT_EXIT(run(), row.outcome, "") << row.signal;
-    EXPECT_EQ(std::filesystem::exists("DRUCK.TMP"), row.left) << row.signal;
-    EXPECT_EQ(std::filesystem::exists("VIDEO.TMP"), row.left) << row.signal;
-  }
 }
 
 }  // namespace

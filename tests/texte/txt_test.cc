@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/texte/txt.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstring>
 
 #include "marigold/texts.h"
 #include "runtime/core/settings.h"
+#include "tests/support/process.h"
 #include "tests/support/support.h"
 
 namespace marigold::inner::test {
@@ -93,53 +91,54 @@ TEST_F(TxtTest, WhatCannotBeOpenedIsReportedWithItsPath) {
   EXPECT_TRUE(errors_of(open_fails).starts_with("No such file"));
 }
 
-// Returns the status of a call in a process of its own: the exit status, or 128 plus a signal's
-// number.
-template <typename Call>
-int status_of(Call call) {
-  const pid_t child = fork();
-  if (child == 0) {
-    if (std::freopen("/dev/null", "w", stderr) == nullptr) _exit(1);
-    call();
-    _exit(0);
+static Records many_texts() {
+  Records records;
+  for (int i = 0; i < 300; ++i)
+    records.emplace_back("SYSDEF." + std::to_string(i), std::string(100, 'x'));
+  return records;
+}
+
+static bool all_are_right() {
+  bool right = true;
+  for (const auto& [id, text] : many_texts()) {
+    SystemText found;
+    txt_sysdef_text(found, id.c_str() + std::strlen("SYSDEF."), "missing");
+    right = right && found.view() == text;
   }
-  int status = 0;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return right;
+}
+
+// Reads the database while it loses its end from an offset on, or gets other bytes there. Returns
+// whether a cut one was right to its end.
+static bool read_while_it_changes(bool shared, char filler, std::size_t length) {
+  const std::string whole = read_file("whole");
+  write_file("textdb.pag", whole);
+  TxtTest::search("./%l/%N;./%N");
+  if (std::freopen("errors", "w", stderr) == nullptr) return false;
+  txt_open_sysdef("SYSDEF");
+  if (shared) TxtTest::open();
+  const bool cut = filler == '\0';
+  const std::size_t rest = cut ? 0 : whole.size() - length;
+  write_file("textdb.pag", whole.substr(0, length) + std::string(rest, filler));
+  const bool right = all_are_right();
+  txt_close_sysdef();  // the last moment to find out
+  return right || !cut;
 }
 
 // A failed copy, or an installation script that writes with cat: while the database is open its
 // file loses its end, or gets other bytes from some offset on.
 TEST_F(TxtTest, AStoreThatIsCutOrWrittenWhileItIsOpenIsNoMoreThanDamaged) {
-  Records records;
-  for (int i = 0; i < 300; ++i)
-    records.emplace_back("SYSDEF." + std::to_string(i), std::string(100, 'x'));
-  write_textdb("textdb", records);
-  const std::string whole = read_file("textdb.pag");
-  const auto all_are_right = [&records] {
-    bool right = true;
-    for (const auto& [id, text] : records) {
-      SystemText found;
-      txt_sysdef_text(found, id.c_str() + std::strlen("SYSDEF."), "missing");
-      right = right && found.view() == text;
-    }
-    return right;
+  write_textdb("textdb", many_texts());
+  std::filesystem::copy_file("textdb.pag", "whole");
+  const auto size = std::filesystem::file_size("whole");
+  const auto read = [](bool shares, char with, std::size_t from) {
+    return read_while_it_changes(shares, with, from);
   };
   int faults = 0;
   for (const bool shared : {false, true}) {  // several users may share it
     for (const char filler : {'\0', '\x01', '\xFF'}) {
-      for (std::size_t length = 0; length <= whole.size(); length += 2011) {
-        write_file("textdb.pag", whole);
-        const int status = status_of([&] {
-          txt_open_sysdef("SYSDEF");
-          if (shared) open();
-          const bool cut = filler == '\0';
-          const std::size_t rest = cut ? 0 : whole.size() - length;
-          write_file("textdb.pag", whole.substr(0, length) + std::string(rest, filler));
-          const bool right = all_are_right();
-          txt_close_sysdef();  // the last moment to find out
-          if (cut && !right) _exit(1);
-        });
+      for (std::size_t length = 0; length <= size; length += 2011) {
+        const int status = run_child(read, shared, filler, length);
         EXPECT_TRUE(status == 0 || status == 255)
             << shared << int{filler} << ' ' << length << ' ' << status;
         faults += status == 255 ? 1 : 0;

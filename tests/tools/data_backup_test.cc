@@ -2,17 +2,14 @@
 // marigold data backup, restore and dump --snapshot: beside programs that write, killed, and with
 // backups that other users have changed.
 
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
 #include <cstdlib>
-#include <functional>
 #include <set>
 
 #include "runtime/isam/isam.h"
 #include "runtime/platform/named_file.h"
+#include "runtime/platform/process.h"
+#include "runtime/platform/record_file.h"
+#include "tests/support/process.h"
 #include "tests/tools/data_support.h"
 #include "tools/backup/restore_swap.h"
 
@@ -21,25 +18,6 @@ namespace {
 
 constexpr int kBoxLength = 40;
 constexpr int kShared = kIsInputOutput | kIsManualLock;
-
-// A process that runs until the end of the object's life.
-class Beside {
- public:
-  explicit Beside(const std::function<void()>& body) : process_(fork()) {
-    if (process_ != 0) return;
-    body();
-    _exit(0);
-  }
-  ~Beside() {
-    kill(process_, SIGKILL);
-    waitpid(process_, nullptr, 0);
-  }
-  Beside(const Beside&) = delete;
-  Beside& operator=(const Beside&) = delete;
-
- private:
-  pid_t process_;
-};
 
 std::string box(std::int32_t number, const std::string& name) {
   std::string record(kBoxLength, '\0');
@@ -214,7 +192,7 @@ TEST_F(DataBackupTest, FilesInUseAreNotReplaced) {
   EXPECT_EQ(run("backup out").status, 0);
   const int held = ISOPEN("data/1/CRATE", kShared);
   const std::string said = "./data/1/CRATE: another process is using the file (process " +
-                           std::to_string(getpid()) + ")\n";
+                           std::to_string(process_number()) + ")\n";
   expect({{"restore out", "", said, 2}, {"restore --dry-run out", "", said, 2}});
   EXPECT_EQ(run("restore out BOX").status, 0);
   EXPECT_EQ(ISCLOSE(held), 0);
@@ -234,7 +212,7 @@ TEST_F(DataBackupTest, FilesInUseAreNotReplaced) {
 
 // A process counts up in two files, always in the first one first.
 TEST_F(DataBackupTest, AClassIsOfOneMoment) {
-  const Beside writer([] {
+  const Process writer = start_child([] {
     const int first = ISOPEN("data/1/BOX", kShared);
     const int second = ISOPEN("data/1/CRATE", kShared);
     for (std::int32_t count = 10;; ++count) {
@@ -282,16 +260,17 @@ TEST_F(DataBackupTest, WithoutAWholeCopyThereIsNone) {
   EXPECT_NE(damaged.err.find("./data/1/BOX: a record is damaged\n"), std::string::npos)
       << damaged.err;
   std::filesystem::resize_file("data/2/SLOTS", 64 << 20);  // so that its reading takes time
-  const Beside writer([] {
-    const int file = open("data/2/SLOTS", O_WRONLY);
-    for (std::uint32_t count = 0;; ++count)
-      if (pwrite(file, &count, sizeof count, 8) < 0) _exit(1);
+  const Process writer = start_child([] {
+    RecordFile file;
+    EXPECT_EQ(file.open("data/2/SLOTS", true), 0);
+    for (char count = 0; file.write(8, std::string(4, count)) == 0; ++count) {
+    }
   });
   const auto begun = [] {
     return run_shell("head -c 12 data/2/SLOTS").out.substr(8) != "\0\0\0\2"s;
   };
   while (!begun())
-    usleep(1000);
+    sleep_us(1000);
   const Finished never_quiet = run("backup SLOTS out");
   EXPECT_EQ(never_quiet.status, 1);
   EXPECT_NE(never_quiet.err.find("./data/2/SLOTS: programs keep changing it"), std::string::npos);
@@ -339,7 +318,7 @@ int fail_later(const char*) {
 constexpr int kUndone = 9;
 constexpr int kDone = 8;
 int die_later(const char* step) {
-  if (--steps_left == 0) _exit(step == "forget"s ? kDone : kUndone);
+  if (--steps_left == 0) std::_Exit(step == "forget"s ? kDone : kUndone);
   return 0;
 }
 
@@ -400,18 +379,17 @@ TEST_F(DataBackupTest, ARestoreIsWholeOrNotAtAll) {
   }
   for (int step = 1, status = kUndone; status != 0; ++step) {
     start_swap();
-    steps_left = step;
-    const pid_t child = fork();
-    if (child == 0) {
+    const auto swap_and_die = [](int dies_at) {
+      steps_left = dies_at;
       restore_step_hook = die_later;
-      swap_files(problems);
-      _exit(0);
-    }
-    waitpid(child, &status, 0);
+      Problems none;
+      swap_files(none);
+    };
+    status = run_child(swap_and_die, step);
     problems.clear();
     for (const char* place : {"b", "a"})
       EXPECT_TRUE(recover_restore(place, problems)) << problems.front();
-    EXPECT_EQ(contents(), WEXITSTATUS(status) == kUndone ? before : after) << step;
+    EXPECT_EQ(contents(), status == kUndone ? before : after) << step;
   }
   start_swap();  // of a user who may write in "a" only
   const std::string top = std::filesystem::current_path().string();
@@ -471,7 +449,7 @@ TEST_F(DataBackupTest, ADumpOfOneMomentHasEachRecordOnce) {
   write_file("many.csv", lines);
   load("BOX", "many.csv");
   std::filesystem::create_directory("scratch");
-  const Beside writer([] {
+  const Process writer = start_child([] {
     const int file = ISOPEN("data/1/BOX", kShared);
     for (unsigned round = 0;; ++round) {
       const std::string name(1, static_cast<char>('a' + round * 7 % 26));

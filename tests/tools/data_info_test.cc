@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // marigold data info, check, rebuild and locks as operators run them, and their search for a file.
 
-#include <unistd.h>
-
 #include <fstream>
 
 #include "runtime/core/settings.h"
@@ -148,7 +146,7 @@ TEST_F(DataInfoTest, ShowsWhoHoldsAClass) {
           {"locks 31", "",
            "marigold: CLASS: Value 31 not in range 0 to 30\nRun with --help for the usage.\n", 2}});
   ASSERT_EQ(path_lock_exclusive(4), 0);
-  const std::string process = std::to_string(getpid());
+  const std::string process = std::to_string(process_number());
   const std::string host = host_name();
   expect({{"locks 4", "process " + process + " on " + host + ", exclusive\n"},
           {"locks 4 --json",

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // marigold data dump and load as operators run them.
 
-#include <unistd.h>
-
 #include <cfloat>
 #include <cmath>
 #include <fstream>
 #include <random>
 
 #include "runtime/isam/isam.h"
+#include "runtime/platform/process.h"
 #include "tests/tools/data_support.h"
 
 namespace marigold::inner::test {
@@ -399,7 +398,7 @@ TEST_F(DataLoadTest, OthersWhoUseTheFileAreLeftInPeace) {
   expect({{"load BOX good.csv", kLoaded + "3 records loaded\n"},
           {"load SLOTS slots.csv", "./data/2/SLOTS: 1 record loaded\n"}});
   const std::string in_use = ": another process is using the file (process ";
-  const std::string used = in_use + std::to_string(getpid()) + ")\n";
+  const std::string used = in_use + std::to_string(process_number()) + ")\n";
   int file = ISOPEN("data/1/BOX", kIsInputOutput | kIsManualLock);
   expect({{"load BOX good.csv --replace", "", "./data/1/BOX" + used, 2},
           {"rebuild BOX", "", "./data/1/BOX" + used, 2},

@@ -15,6 +15,7 @@
 #include "runtime/data/definition/definition_set.h"
 #include "runtime/isam/isam.h"
 #include "runtime/platform/process.h"
+#include "tests/support/process.h"
 #include "tests/tools/data_support.h"
 
 namespace marigold::inner::test {
@@ -307,7 +308,7 @@ TEST_F(DataSeamsTest, StrangersWhoHoldLocksAreNamed) {
       "open($f{$_}, q(<), $_) or die; fcntl($f{$_}, 37, $lock) or die } "
       "open(F, q(>), q(ready)); sleep' 'data/1/lock.$$$' data/1/BOX.idx");
   for (int i = 0; i < 5000 && !std::filesystem::exists("ready"); ++i)
-    usleep(1000);
+    sleep_us(1000);
   const std::string number = std::to_string(stranger.process());
   EXPECT_EQ(run_shell("./marigold data locks 1").out,
             "process " + number + " on " + host_name() + ", shared\n");
@@ -324,8 +325,9 @@ TEST_F(DataSeamsTest, AClassThatIsTakenIsNotWrittenInto) {
   for (const char* command : {"load BOX four.csv", "rebuild BOX", "recover BOX", "compact BOX"}) {
     const Finished run = run_shell("timeout 20 ./marigold data "s + command);
     EXPECT_EQ(run.status, 2) << command;
-    EXPECT_EQ(run.err, "./data/1: the directory is locked: process " + std::to_string(getpid()) +
-                           " on " + host_name() + ", exclusive\n");
+    EXPECT_EQ(run.err, "./data/1: the directory is locked: process " +
+                           std::to_string(process_number()) + " on " + host_name() +
+                           ", exclusive\n");
   }
   path_lock_release_all();
   expect({{"load BOX four.csv", kLoaded + "1 record loaded\n"}});

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The temporary files of a list's screen output when a signal ends the process, or does not.
+
+#include <sys/wait.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "runtime/core/user_interface.h"
+#include "runtime/print/output/screen_output.h"
+#include "tests/support/posix/fork.h"
+#include "tests/support/support.h"
+
+namespace marigold::inner::test {
+namespace {
+
+void ignore(int /*signal*/) {}
+
+// Leaves files that another program would have made.
+void leave_a_file() {
+  screen_output_remove();
+  std::ofstream("DRUCK.TMP").flush();
+  std::ofstream("VIDEO.TMP").flush();
+}
+
+void leave_it_to_a_child() {
+  run_forked([] { raise(SIGTERM); });
+  std::_Exit(0);
+}
+
+TEST(ScreenOutputSignalTest, TheEndOfTheProcessTakesTheFilesAlong) {
+  const auto dies = [](int status) { return WIFSIGNALED(status); };
+  const auto exits = [](int status) { return WIFEXITED(status); };
+  const struct {
+    void (*handler)(int);
+    void (*at_last)();
+    bool (*outcome)(int);
+    int signal;
+    bool left;
+  } cases[] = {
+      {SIG_DFL, nullptr, dies, SIGINT, false},
+      {SIG_DFL, nullptr, dies, SIGTERM, false},
+      {SIG_DFL, nullptr, dies, SIGHUP, false},
+      {SIG_IGN, nullptr, exits, SIGHUP, true},
+      {ignore, nullptr, exits, SIGTERM, true},
+      {SIG_DFL, leave_a_file, dies, SIGTERM, true},
+      {SIG_DFL, nullptr, dies, SIGABRT, false},
+      {SIG_DFL, [] { std::exit(0); }, exits, 0, false},
+      {SIG_DFL, leave_it_to_a_child, exits, 0, true},
+  };
+  const WorkDirectory directory;
+  user_interface_start();
+  for (const auto& row : cases) {
+    const auto run = [&] {
+      if (row.signal != 0) std::signal(row.signal, row.handler);
+      screen_output_start();
+      if (row.at_last != nullptr) row.at_last();
+      raise(row.signal);
+      std::_Exit(0);
+    };
+    EXPECT_EXIT(run(), row.outcome, "") << row.signal;
+    EXPECT_EQ(std::filesystem::exists("DRUCK.TMP"), row.left) << row.signal;
+    EXPECT_EQ(std::filesystem::exists("VIDEO.TMP"), row.left) << row.signal;
+  }
+}
+
+}  // namespace
+}  // namespace marigold::inner::test
