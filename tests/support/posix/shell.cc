@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The parts of support.h that need a shell, or the files of the system.
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <iomanip>
+#include <sstream>
+
+#include "tests/support/support.h"
+
+namespace marigold::inner::test {
+
+void write_textdb(const std::string& path, const Records& records, const std::string& behind) {
+  std::filesystem::create_directories(std::filesystem::absolute(path).parent_path());
+  std::ostringstream packed;
+  for (const auto& [key, value] : records) {
+    for (const std::string& bytes : {key, value})
+      packed << std::setw(10) << bytes.size() + behind.size() << bytes << behind;
+  }
+  write_file(".records", packed.str());
+  const Finished perl = run_shell(
+      "perl -MNDBM_File -MFcntl -e 'tie(my %db, \"NDBM_File\", shift, O_RDWR|O_CREAT, 0666) or die; "
+      "local $/; %db = unpack(\"(A10/a)*\", <STDIN>)' '" +
+      path + "' <.records");
+  EXPECT_EQ(perl.status, 0) << perl.err;
+}
+
+bool is_mapped(const std::string& path) {
+  const std::string line_end = std::filesystem::canonical(path).string() + "\n";
+  return read_file("/proc/self/maps").find(line_end) != std::string::npos;
+}
+
+Finished run_shell(const std::string& command_line) {
+  const int result = std::system(("{ " + command_line + "\n} >.out 2>.err").c_str());
+  const int status = WIFEXITED(result) ? WEXITSTATUS(result) : 128 + WTERMSIG(result);
+  return {command_line, read_file(".out"), read_file(".err"), status};
+}
+
+void expect_runs(const std::string& program, std::initializer_list<Finished> rows) {
+  for (const Finished& expected : rows) {
+    // Without a shell in between, which would report a killed program in words of its own.
+    const Finished run = run_shell("exec " + program + " " + expected.command_line);
+    EXPECT_EQ(run.out, expected.out) << run.command_line;
+    EXPECT_EQ(run.err, expected.err) << run.command_line;
+    EXPECT_EQ(run.status, expected.status) << run.command_line;
+  }
+}
+
+}  // namespace marigold::inner::test
