@@ -475,7 +475,8 @@ TEST_F(TortureTest, UndoRefusesAnAreaThatNoChangeHasLeft) {
 
 // In the long run an offset needs more than 32 bits.
 TEST(LargeFileTest, TheLongestRecordsAreFoundAgain) {
-  const WorkDirectory directory(std::filesystem::temp_directory_path().string());  // much for memory
+  const WorkDirectory directory(
+      std::filesystem::temp_directory_path().string());  // much for memory
   const std::int32_t records = amount(100, 140'000);
   const auto large_record = [](std::int32_t number) {
     std::string record(kIsLongestRecord, '=');
