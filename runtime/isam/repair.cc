@@ -179,13 +179,17 @@ class FreshIndex {
       settled_word(file_) = settled_epoch(file_) * kTwice;
     }
     change_step();
+    if (opened_ != nullptr) file_unmap(*opened_);  // its locks last until the new one is there
+    const int failed = replace_index(rebuild);
+    if (failed != 0 && opened_ != nullptr) static_cast<void>(file_map_again(*opened_));
+    return failed;
+  }
+
+  int replace_index(Rebuild& rebuild) {
     if (const int failed = rebuild.mark_slots()) return failed;
-    if (opened_ != nullptr) opened_->index.unmap();  // its lock lasts until the new one is there
     change_step();
-    if (const int failed = file_replace(fresh_path_.c_str(), request_.index_path.c_str())) {
-      if (opened_ != nullptr) static_cast<void>(file_map_again(*opened_));
+    if (const int failed = file_replace(fresh_path_.c_str(), request_.index_path.c_str()))
       return failed;
-    }
     change_step();
     return 0;
   }

@@ -91,7 +91,7 @@ TEST_F(ForkTest, AnInheritedDescriptorIsNotOpen) {
       EXPECT_EQ(error, kIsNotOpen);
     // The child opens files of its own, and meets its parent's locks.
     const int own = ISOPEN("file", kSharedMode);
-    EXPECT_EQ(own, file);
+    EXPECT_GE(own, 0);
     EXPECT_EQ(error_of(ISREAD(own, record.data(), kIsFirst | kIsLock)), kIsLocked);
     EXPECT_EQ(error_of(ISREAD(own, record.data(), kIsNext | kIsLock)), 0);
     EXPECT_EQ(error_of(ISCLOSE(own)), 0);

@@ -106,8 +106,7 @@ Contents saved(const char* path) {
 
 void copy_pair(const std::string& from, const std::string& to) {
   for (const char* suffix : {".dat", ".idx"})
-    std::filesystem::copy_file(from + suffix, to + suffix,
-                               std::filesystem::copy_options::overwrite_existing);
+    write_file(to + suffix, read_file(from + suffix));
 }
 
 void pass_for_own(const std::string& base) {

@@ -183,7 +183,7 @@ constexpr Fault kFaults[] = {{FileCall::kOpen, EMFILE},
                              {FileCall::kSync, 1000 + ETIMEDOUT},
                              {FileCall::kSync, EIO, 0, true},
                              {FileCall::kLock, ENOLCK},
-                             {FileCall::kLock, 1000 + ESTALE},
+                             {FileCall::kLock, 1000 + EHOSTUNREACH},
                              {std::nullopt, kIsNoMemory},
                              {std::nullopt, kIsNoMemory, 0, true}};
 // The n-th call fails, for every n until a run meets no fault.
@@ -475,7 +475,8 @@ TEST_F(TortureTest, UndoRefusesAnAreaThatNoChangeHasLeft) {
 
 // In the long run an offset needs more than 32 bits.
 TEST(LargeFileTest, TheLongestRecordsAreFoundAgain) {
-  const WorkDirectory directory(std::filesystem::temp_directory_path());  // much for memory
+  const WorkDirectory directory(
+      std::filesystem::temp_directory_path().string());  // much for memory
   const std::int32_t records = amount(100, 140'000);
   const auto large_record = [](std::int32_t number) {
     std::string record(kIsLongestRecord, '=');

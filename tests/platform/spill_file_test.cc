@@ -14,12 +14,16 @@
 namespace marigold::inner::test {
 namespace {
 
-TEST(SpillFileTest, ItHasNoName) {
+TEST(SpillFileTest, ItIsGoneWithTheObject) {
   const WorkDirectory directory;
-  SpillFile file;
-  EXPECT_FALSE(file.is_made());
-  ASSERT_EQ(file.make("data"), 0);
+  {
+    SpillFile file;
+    EXPECT_FALSE(file.is_made());
+    ASSERT_EQ(file.make("data"), 0);
+  }
   EXPECT_TRUE(std::filesystem::is_empty("."));
+  SpillFile file;
+  ASSERT_EQ(file.make("data"), 0);
   const std::vector<std::byte> bytes(100'000, std::byte{7});
   ASSERT_EQ(file.write(50'000, bytes), 0);
   std::vector<std::byte> read(bytes.size());

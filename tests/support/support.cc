@@ -34,7 +34,8 @@ WorkDirectory::WorkDirectory(const std::string& parent) {
 
 WorkDirectory::~WorkDirectory() {
   std::filesystem::current_path(std::filesystem::temp_directory_path());
-  std::filesystem::remove_all(path);
+  std::error_code left;  // a process that a failed test has left behind may have a file open
+  std::filesystem::remove_all(path, left);
 }
 
 void write_file(const std::string& path, const std::string& content) {

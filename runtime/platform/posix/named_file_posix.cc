@@ -82,9 +82,9 @@ int file_sync(const char* path) {
 }
 
 int file_sync_directory(const char* path) {
-  std::string directory(path_directory(path));
-  if (directory.empty()) directory = ".";
-  FileHandle opened(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const std::string directory(path_directory(path));
+  const char* const name = directory.empty() ? "." : directory.c_str();
+  FileHandle opened(open(name, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   return sync_and_close(opened);
 }
 

@@ -21,9 +21,9 @@ namespace {
 // Makes a file that never has a name, on file systems that can.
 int make_nameless(const std::string& path, FileHandle& file) {
 #ifdef O_TMPFILE
-  std::string directory(path_directory(path));
-  if (directory.empty()) directory = ".";
-  file = FileHandle(open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  const std::string directory(path_directory(path));
+  const char* const name = directory.empty() ? "." : directory.c_str();
+  file = FileHandle(open(name, O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR));
   return file.is_open() ? 0 : system_error();
 #else
   static_cast<void>(path);

@@ -92,6 +92,9 @@ int MappedFile::reserve(std::uint64_t bytes) {
 
 // The system cuts no file that is mapped, so the view is taken away meanwhile.
 int MappedFile::truncate(std::uint64_t bytes) {
+  std::uint64_t present = 0;
+  if (const int failed = size(present)) return failed;
+  if (present == bytes) return 0;
   const std::uint64_t mapped = mapped_;
   unmap();
   const int failed = set_length(handle_, bytes);
