@@ -196,7 +196,7 @@ struct ConversionTest : DataTest {
   static void expect_contents(const std::set<std::string>& expected) {
     std::set<std::string> found;
     for (const auto& entry : std::filesystem::directory_iterator("data/5"))
-      found.insert(entry.path().filename());
+      found.insert(entry.path().filename().string());
     EXPECT_EQ(found, expected);
   }
   static bool old_file_is_in_force() {

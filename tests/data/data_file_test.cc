@@ -18,8 +18,6 @@
 namespace marigold::inner::test {
 namespace {
 
-const auto kAborts = testing::KilledBySignal(SIGABRT);
-
 // Returns the next, previous, first ... record by a key: its number, or the result.
 std::string step(DataFile& file, char way, int key) {
   const int result = way == 'n'   ? data_read_next(file, key)
@@ -321,7 +319,7 @@ TEST_P(BothKinds, RecordsOfAnotherVersionEndTheProgram) {
   data_close(file);
   for (const auto& [version, number] : {std::pair{2.0, "105"}, {4.0, "40"}}) {
     version_write_file(file, version);
-    EXPECT_EXIT(open(GetParam()), kAborts,
+    EXPECT_EXIT(open(GetParam()), aborted,
                 std::string(GetParam()) + ": its records have version " + version_text(version) +
                     ", the definition has version 3\nerror\n +" + number);
   }
@@ -343,7 +341,7 @@ TEST_P(BothKinds, AFileThatIsHalfRestoredEndsTheProgram) {
   }
   write_file(journal,
              head + name + (file.definition.type == FileType::kIsam ? ".dat" : "") + "\nend\n");
-  EXPECT_EXIT(open(GetParam()), kAborts, name + ": a restore of it was interrupted; run mari");
+  EXPECT_EXIT(open(GetParam()), aborted, name + ": a restore of it was interrupted; run mari");
 }
 
 using File = DataFile;
@@ -408,7 +406,7 @@ TEST_F(DataTest, WhatNobodyCanResolveEndsTheProcess) {
           row.change(own);
           opened(own.file);
         },
-        kAborts, testing::ContainsRegex(report))
+        aborted, testing::ContainsRegex(report))
         << report;
   }
   write_file("file", "");

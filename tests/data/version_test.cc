@@ -47,8 +47,7 @@ TEST_F(DataTest, AVersionRecordStandsBesideItsFile) {
   }
   std::filesystem::remove("data/4/CUSTOMER.ver");
   std::filesystem::create_directories("data/4/CUSTOMER.ver/in the way");
-  EXPECT_EXIT(version_write_file(file, 4), testing::KilledBySignal(SIGABRT),
-              "^error\n        12\n");
+  EXPECT_EXIT(version_write_file(file, 4), aborted, "^error\n        12\n");
   EXPECT_FALSE(std::filesystem::exists("data/4/CUSTOMER.ver.new"));
 }
 
@@ -83,7 +82,7 @@ TEST_F(DataTest, ADirectoryHasAVersionRecord) {
   version_write_path(7, 2.25);
   EXPECT_EQ(read_file("data/7/PATHCONV.ver"), "2.25\n");
   EXPECT_EQ(version_read_path(7), 2.25);
-  EXPECT_EXIT(version_write_path(8, 1), testing::KilledBySignal(SIGABRT), "^error\n        41\n");
+  EXPECT_EXIT(version_write_path(8, 1), aborted, "^error\n        41\n");
 }
 
 }  // namespace marigold::inner::test

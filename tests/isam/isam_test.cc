@@ -318,6 +318,7 @@ TEST_F(IsamTest, FindingsCountInSingularAndPlural) {
   EXPECT_EQ(isglance(file, findings), 0);
   EXPECT_EQ(findings,
             (std::vector<std::string>{"2 records in 1 slot", "key 1: 1 entry for 2 records"}));
+  EXPECT_EQ(ISCLOSE(file), 0);
 }
 
 TEST_F(IsamTest, AnIndexOfTheFormerVersionIsMadeAnewUnlessSomebodyNeedsIt) {

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "marigold/output.h"
 
-#include <unistd.h>
-
 #include <cerrno>
 #include <filesystem>
 
 #include "runtime/core/user_interface.h"
 #include "tests/print/list_support.h"
+#include "tests/support/process.h"
 
 namespace marigold::inner::test {
 namespace {
@@ -194,7 +193,7 @@ TEST_F(ListOutputTest, AListThatGoesNowhereIsAnError) {
     EXPECT_EQ(list_open("L"), kListDone);
     list_print("B");
     list_close(&complete);
-    usleep(10'000);
+    sleep_us(10'000);
   }
   EXPECT_FALSE(complete);
   EXPECT_EQ(close_printer(), 0);

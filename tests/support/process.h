@@ -74,6 +74,9 @@ void end_copy(long number);
 // of a user who may.
 void become_a_reader();
 
+// For EXPECT_EXIT: whether the process has aborted.
+bool aborted(int status);
+
 // Whether the program was started with --long.
 bool is_long_run();
 

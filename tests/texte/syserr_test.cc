@@ -8,6 +8,7 @@
 #include "runtime/core/user_interface.h"
 #include "runtime/platform/passing_files.h"
 #include "runtime/texte/sysmsg.h"
+#include "tests/support/process.h"
 #include "tests/support/support.h"
 
 namespace marigold::inner::test {
@@ -45,7 +46,7 @@ TEST(SyserrTest, FatalWritesTheStatusHandsTheTerminalBackAndAborts) {
   user_interface().hand_terminal_back = [] { std::fputs("terminal back\n", stderr); };
   status_open("program");
   EXPECT_EXIT(
-      raise_fatal(38), testing::KilledBySignal(SIGABRT),
+      raise_fatal(38), aborted,
       "^terminal back\nerror\n        38\nst: string too long\nplease [a-z ]*\nsoft[a-z ]*\\.\n$");
   const auto fatal_with_a_passing_file = [] {
     std::signal(SIGABRT, [](int) {});  // like the handler of a held console, which gives it back
@@ -54,7 +55,7 @@ TEST(SyserrTest, FatalWritesTheStatusHandsTheTerminalBackAndAborts) {
     std::signal(SIGABRT, SIG_DFL);
     raise_fatal(38);
   };
-  EXPECT_EXIT(fatal_with_a_passing_file(), testing::KilledBySignal(SIGABRT), "");
+  EXPECT_EXIT(fatal_with_a_passing_file(), aborted, "");
   EXPECT_FALSE(std::filesystem::exists("passing"));
   EXPECT_TRUE(read_file("pstatus.tmp").ends_with("EXIT     =ERROR\nFEHLER   =  38\n"));
   EXPECT_TRUE(errors_of([] {

@@ -263,8 +263,9 @@ TEST_F(DataBackupTest, WithoutAWholeCopyThereIsNone) {
   const Process writer = start_child([] {
     RecordFile file;
     EXPECT_EQ(file.open("data/2/SLOTS", true), 0);
-    for (char count = 0; file.write(8, std::string(4, count)) == 0; ++count) {
-    }
+    std::string bytes(4, '\0');
+    for (std::int32_t count = 0; file.write(8, bytes) == 0; ++count)
+      isst_int4(count, bytes.data());  // so many that none soon comes again
   });
   const auto begun = [] {
     return run_shell("head -c 12 data/2/SLOTS").out.substr(8) != "\0\0\0\2"s;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The temporary files of a list's screen output when a signal ends the process, or does not.
+// The temporary files of a list's screen output where something else has their names, and when a
+// signal ends the process, or does not.
 
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <csignal>
@@ -16,6 +18,19 @@
 namespace marigold::inner::test {
 namespace {
 
+TEST(ScreenOutputPosixTest, WhatIsInTheWayGoes) {
+  const WorkDirectory directory;
+  user_interface_start();
+  ASSERT_EQ(mkfifo("DRUCK.TMP", 0600), 0);  // opening it would wait
+  write_file("precious", "kept");
+  std::filesystem::create_symlink("precious", "VIDEO.TMP");
+  EXPECT_EQ(screen_output_start(), 0);
+  screen_output_end();
+  EXPECT_EQ(read_file("precious"), "kept");
+  EXPECT_TRUE(std::filesystem::is_regular_file("DRUCK.TMP"));
+  EXPECT_EQ(screen_output_remove(), 0);
+}
+
 void ignore(int /*signal*/) {}
 
 // Leaves files that another program would have made.
@@ -30,7 +45,7 @@ void leave_it_to_a_child() {
   std::_Exit(0);
 }
 
-TEST(ScreenOutputSignalTest, TheEndOfTheProcessTakesTheFilesAlong) {
+TEST(ScreenOutputPosixTest, TheEndOfTheProcessTakesTheFilesAlong) {
   const auto dies = [](int status) { return WIFSIGNALED(status); };
   const auto exits = [](int status) { return WIFEXITED(status); };
   const struct {
