@@ -158,6 +158,13 @@ int OtherRun::number() {
   return run_played;
 }
 
+void restrict_to_reading(bool restricted) {
+  using std::filesystem::perms;
+  for (const char* name : {"file.idx", "file.dat"})
+    std::filesystem::permissions(name, restricted ? perms(0444) : perms(0644));
+  std::filesystem::permissions(".", perms(0755));
+}
+
 int amount(int in_short, int in_long) {
   return is_long_run() ? in_long : in_short;
 }

@@ -5,6 +5,7 @@
 // report how much they did.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -84,6 +85,25 @@ class OtherRun {
  private:
   unsigned char before_;
 };
+
+// Stage that two processes reach in turns.
+class Stage {
+ public:
+  void reach(int stage) { at_ = stage; }
+  void wait_for(int stage) const {
+    end_within(20);
+    while (at_ < stage)
+      sleep_us(100);
+    end_within(0);
+  }
+
+ private:
+  std::atomic<int> at_ = 0;
+};
+
+// Leaves the files of "file" to be read but not written: by other users, and by their owner, who has
+// them open at that time.
+void restrict_to_reading(bool restricted);
 
 // Amount of work: little, or much with --long.
 int amount(int in_short, int in_long);
