@@ -59,6 +59,7 @@ TEST_F(TortureTest, CompactingGivesBackTheSpaceOfDeletedRecords) {
   const Contents contents = build_with_gaps(2000);
   const std::string order = all_texts("good");
   std::filesystem::permissions("good.dat", std::filesystem::perms(0640));
+  const auto access = std::filesystem::status("good.dat").permissions();  // what a system has of it
   const int held = ISOPEN("good", kSharedMode);
   IsCompactReport report;
   EXPECT_EQ(error_of(iscompact("good", report)), kIsFileLocked);
@@ -80,7 +81,7 @@ TEST_F(TortureTest, CompactingGivesBackTheSpaceOfDeletedRecords) {
   EXPECT_EQ(report.data_after, std::filesystem::file_size("good.dat"));
   EXPECT_EQ(report.index_after, std::filesystem::file_size("good.idx"));
   EXPECT_LT(report.data_after + report.index_after, report.data_before + report.index_before);
-  EXPECT_EQ(std::filesystem::status("good.dat").permissions(), std::filesystem::perms(0640));
+  EXPECT_EQ(std::filesystem::status("good.dat").permissions(), access);
   EXPECT_EQ(all_texts("good"), order);
   expect_holds("good", contents);
   // Only the pair is left; a file without a record is just a header.

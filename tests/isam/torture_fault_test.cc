@@ -19,6 +19,7 @@
 #include "runtime/isam/entry_sort.h"
 #include "runtime/isam/layout.h"
 #include "runtime/platform/mapped_file.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/platform/system_error.h"
 #include "tests/isam/support.h"
 
@@ -121,7 +122,7 @@ class FaultRun {
   void build(int mode) {
     int built = -1;
     const auto call = [&] {
-      EXPECT_TRUE(!std::filesystem::exists("new.idx") && !std::filesystem::exists("new.dat"));
+      EXPECT_TRUE(!file_exists("new.idx") && !file_exists("new.dat"));  // without the heap
       return built = ISBUILD("new", kWideRecord, kWidePrimary, mode);
     };
     EXPECT_EQ(attempt(call), 0);

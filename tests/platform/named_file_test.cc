@@ -19,6 +19,21 @@ TEST(FileTest, FailuresAreErrorNumbers) {
   EXPECT_NE(file_remove("directory"), 0);
 }
 
+TEST(FileTest, TheNameOfARemovedFileIsFreeAtOnce) {
+  const WorkDirectory directory;
+  FileWriter first;
+  FileWriter second;
+  ASSERT_EQ(first.make("file"), 0);
+  EXPECT_EQ(file_remove("file"), 0);
+  EXPECT_FALSE(std::filesystem::exists("file"));
+  EXPECT_EQ(second.make("file"), 0);
+  EXPECT_EQ(second.write("second"), 0);
+  EXPECT_EQ(first.write("first") + first.close(), 0);
+  EXPECT_EQ(read_file("file"), "second");
+  EXPECT_EQ(second.close() + file_remove("file"), 0);
+  EXPECT_TRUE(std::filesystem::is_empty("."));
+}
+
 TEST(FileTest, AbandonedFilesAreThoseThatNobodyUses) {
   const WorkDirectory directory;
   const std::string name = new_file_name("d/file");

@@ -80,6 +80,9 @@ bool aborted(int status);
 // Whether the program was started with --long.
 bool is_long_run();
 
+// Whether processes and files take some ten times as long as on Linux, as they do under Wine.
+bool is_slow_system();
+
 inline void sleep_us(long microseconds) {
   std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
 }

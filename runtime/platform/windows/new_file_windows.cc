@@ -10,33 +10,14 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <span>
 #include <utility>
 
-#include "runtime/platform/library_path.h"
 #include "runtime/platform/system_error.h"
 #include "runtime/platform/windows/system_windows.h"
 
 namespace marigold::inner {
 namespace {
-
-// Another program, a virus scanner above all, may have a file open for a moment in a way that keeps
-// it from being replaced or removed.
-constexpr int kTries = 50;
-constexpr DWORD kPauseMilliseconds = 10;
-
-template <typename Call>
-int try_for_a_while(Call call) {
-  for (int i = 1;; ++i) {
-    if (call()) return 0;
-    const DWORD error = GetLastError();
-    const bool may_pass = error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION;
-    if (!may_pass || i == kTries) return result_of(error);
-    Sleep(kPauseMilliseconds);
-  }
-}
 
 // ---- Access
 
@@ -119,48 +100,6 @@ int write_all(const FileHandle& file, std::string_view bytes) {
     bytes.remove_prefix(written);
   }
   return 0;
-}
-
-// ---- Names
-
-// Renames as other systems do: the name leads to the old file or to the new one at any moment, and
-// programs that have the old one open keep it. File systems that cannot do so do it in two steps.
-bool replace_open(HANDLE file, const wchar_t* to) {
-  constexpr DWORD kReplace =
-      0x1 | 0x2 | 0x40;  // an existing file, at once, also if it is read-only
-  constexpr auto kRenameInfoEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(22);
-  struct Rename {
-    DWORD flags;
-    HANDLE directory;
-    DWORD bytes;
-    wchar_t name[4096];
-  };
-  static_assert(offsetof(Rename, name) == offsetof(FILE_RENAME_INFO, FileName));
-  Rename rename{};
-  const std::size_t length = std::wcslen(to);
-  rename.flags = kReplace;
-  rename.bytes = static_cast<DWORD>(length * sizeof(wchar_t));
-  std::memcpy(rename.name, to, rename.bytes);
-  return SetFileInformationByHandle(file, kRenameInfoEx, &rename, sizeof rename) != 0;
-}
-
-// Removes as other systems do, with the name gone at once.
-bool remove_open(HANDLE file) {
-  constexpr auto kDispositionInfoEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(21);
-  DWORD flags = 0x1 | 0x2 | 0x10;  // remove, at once, also if it is read-only
-  return SetFileInformationByHandle(file, kDispositionInfoEx, &flags, sizeof flags) != 0;
-}
-
-int change_names(const char* from, const char* to, BOOL (*change)(const wchar_t*, const wchar_t*)) {
-  const WidePath old_name(from);
-  const WidePath new_name(to);
-  if (const int failed = old_name.failed() != 0 ? old_name.failed() : new_name.failed())
-    return failed;
-  return try_for_a_while([&] { return change(old_name.text(), new_name.text()) != 0; });
-}
-
-int missing_is_done(int failed) {
-  return failed == ENOENT ? 0 : failed;
 }
 
 int make_directory(const char* path, SECURITY_ATTRIBUTES* security) {
@@ -276,90 +215,9 @@ int file_append(const char* path, std::string_view bytes) {
   return failed != 0 ? failed : not_closed;
 }
 
-namespace {
-
-BOOL move(const wchar_t* from, const wchar_t* to) {
-  return MoveFileExW(from, to, MOVEFILE_WRITE_THROUGH);
-}
-
-// Where the system cannot rename over a file that somebody has open, the file goes aside first. A
-// program that looks between the two steps finds no file of this name.
-int replace_in_two_steps(const char* from, const char* to) {
-  const std::string aside = new_file_name(to);
-  if (const int failed = change_names(to, aside.c_str(), move)) return failed;
-  const int failed = change_names(from, to, move);
-  if (failed != 0)
-    static_cast<void>(change_names(aside.c_str(), to, move));
-  else
-    static_cast<void>(file_remove(aside.c_str()));
-  return failed;
-}
-
-}  // namespace
-
-int file_replace(const char* from, const char* to) {
-  const WidePath name(to);
-  if (const int failed = name.failed()) return failed;
-  FileHandle file;
-  if (const int failed = open_file(from, DELETE | SYNCHRONIZE, OPEN_EXISTING, file,
-                                   FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS))
-    return failed;
-  if (replace_open(handle_of(file), name.text())) return 0;
-  if (const int failed = file.close()) return failed;
-  const WidePath old_name(from);
-  constexpr DWORD kAtOnce = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
-  if (MoveFileExW(old_name.text(), name.text(), kAtOnce) != 0) return 0;
-  const int failed = windows_error();
-  return failed == EACCES || failed == EBUSY ? replace_in_two_steps(from, to) : failed;
-}
-
-int file_link(const char* from, const char* to) {
-  return change_names(from, to, [](const wchar_t* old_name, const wchar_t* new_name) {
-    return CreateHardLinkW(new_name, old_name, nullptr);
-  });
-}
-
-int file_remove(const char* path) {
-  const WidePath wide(path);
-  if (const int failed = wide.failed()) return failed;
-  FileHandle file;
-  const int failed =
-      open_file(path, DELETE | SYNCHRONIZE, OPEN_EXISTING, file, FILE_FLAG_OPEN_REPARSE_POINT);
-  if (failed == 0 && remove_open(handle_of(file))) return 0;
-  static_cast<void>(file.close());
-  if (failed == ENOENT) return 0;
-  return missing_is_done(try_for_a_while([&] { return DeleteFileW(wide.text()) != 0; }));
-}
-
-int file_remove_directory(const char* path) {
-  const WidePath wide(path);
-  if (const int failed = wide.failed()) return failed;
-  return missing_is_done(try_for_a_while([&] { return RemoveDirectoryW(wide.text()) != 0; }));
-}
-
 int file_make_own_directory(const char* path) {
   OwnerOnly owner_only;
   return make_directory(path, &owner_only.attributes);
-}
-
-// A link to a directory is removed, and not what lies behind it.
-int file_remove_tree(const char* path) {
-  const WidePath wide(path);
-  if (const int failed = wide.failed()) return failed;
-  const DWORD attributes = GetFileAttributesW(wide.text());
-  if (attributes == INVALID_FILE_ATTRIBUTES) return missing_is_done(windows_error());
-  if ((attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) return file_remove(path);
-  int failed = 0;
-  if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
-    std::error_code error;
-    for (std::filesystem::directory_iterator at(library_path(path), error), end;
-         !error && at != end; at.increment(error)) {
-      const int one = file_remove_tree(path_of_library(at->path()).c_str());
-      if (failed == 0) failed = one;
-    }
-    if (failed == 0 && error) failed = system_result(error.value());
-  }
-  return failed != 0 ? failed : file_remove_directory(path);
 }
 
 }  // namespace marigold::inner
