@@ -260,6 +260,23 @@ TEST(ConsoleWindowsTest, TheWalkThroughTheWindowsIsShown) {
   }
 }
 
+// Without a look at the sequences, which Wine's console does not know.
+TEST(ConsoleWindowsTest, AVt100IsWrittenByCodePage437) {
+  Session session(CP_UTF8);
+  setenv("COMFAXUSEVT100", "1", 1);
+  session.start(WINDOWS_PATH);
+  unsetenv("COMFAXUSEVT100");
+  EXPECT_TRUE(session.wait_until([&] {
+    const std::u16string text = session.text();
+    return text.find(u"\u250C\u2500\u2500") != std::u16string::npos &&
+           text.find(u"F1 end") != std::u16string::npos;
+  }));
+  EXPECT_FALSE(session.modes_restored());
+  session.type({{.key = VK_F1}});
+  EXPECT_EQ(session.outcome(), 0U);
+  EXPECT_TRUE(session.modes_restored());
+}
+
 TEST(ConsoleWindowsTest, AListIsShownInTheViewer) {
   for (const UINT code_page : kCodePages) {
     SCOPED_TRACE(code_page);

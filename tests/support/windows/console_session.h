@@ -171,6 +171,17 @@ class ConsoleSession {
     CloseHandle(screen);
   }
   COORD cursor() const { return info().dwCursorPosition; }
+  // Returns the shown screen from its first row to the cursor's.
+  std::u16string text() const {
+    std::u16string text;
+    for (const CHAR_INFO& cell : shown(0, static_cast<int>(cursor().Y) + 1))
+      text += static_cast<char16_t>(cell.Char.UnicodeChar);
+    return text;
+  }
+  bool modes_restored() const {
+    const UsersConsole found = now();
+    return found.input_mode == before_.input_mode && found.output_mode == before_.output_mode;
+  }
   // Whether the user has everything back.
   bool restored() const { return now() == before_; }
 

@@ -9,9 +9,12 @@
 #include <algorithm>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 #include <utility>
 
+#include "runtime/platform/stream.h"
 #include "runtime/wi/console/changed_cells.h"
+#include "runtime/wi/console/code_page_437.h"
 #include "runtime/wi/console/console.h"
 #include "runtime/wi/console/console_size.h"
 #include "runtime/wi/console/windows/console_events_windows.h"
@@ -130,6 +133,24 @@ bool take_keyboard() {
   return console_has_keyboard() && attend(ConsoleHold::kVt100);
 }
 
+// The console shows a VT100's bytes by code page 437, as it shows cells.
+void send(std::string_view bytes) {
+  if (!stream_is_terminal(Stream::kOutput)) {
+    static_cast<void>(stream_write(Stream::kOutput, bytes));
+    return;
+  }
+  constexpr std::uint8_t kFirstBeyondAscii = 128;
+  std::wstring characters;
+  for (const char each : bytes) {
+    const auto byte = static_cast<std::uint8_t>(each);
+    characters +=
+        static_cast<wchar_t>(byte < kFirstBeyondAscii ? byte : code_page_437_character(byte));
+  }
+  DWORD written = 0;
+  WriteConsoleW(GetStdHandle(STD_OUTPUT_HANDLE), characters.data(),
+                static_cast<DWORD>(characters.size()), &written, nullptr);
+}
+
 // Returns true if there is a key; false only without waiting.
 bool wait_for_key(bool waiting) {
   for (;;) {
@@ -172,6 +193,7 @@ constexpr Console kWindowsConsole{.size = size,
                                   .key_waiting = key_waiting,
                                   .leave = leave,
                                   .take_keyboard = take_keyboard,
+                                  .send = send,
                                   .repaint = repaint};
 
 }  // namespace
