@@ -3,8 +3,7 @@
 // was found. Process-wide.
 //
 // Full-screen work has a screen buffer of its own, so that the user's keeps its size, its contents
-// and its cursor. The system shows the user's buffer again when the process that holds the console
-// is killed; the input mode stays then.
+// and its cursor.
 #pragma once
 
 #include "runtime/platform/windows/system_windows.h"
