@@ -59,9 +59,9 @@ struct Console {
   void (*leave)();
   // VT100 mode: takes the keyboard before the first key is read, so that the terminal neither
   // echoes nor edits keys typed until then. From then on a key byte above 127 is the byte that a
-  // POSIX terminal sent (224 doubled) and not one of code page 437. Returns true if it took the terminal
-  // (again): the contents of the screen are then unknown. If that happens while keys are read, the
-  // console gives Ctrl-R as a key. Null: nothing to do.
+  // POSIX terminal sent (224 doubled) and not one of code page 437. Returns true if it took the
+  // terminal (again): the contents of the screen are then unknown. If that happens while keys are
+  // read, the console gives Ctrl-R as a key. Null: nothing to do.
   bool (*take_keyboard)() = nullptr;
   // VT100 mode: sends bytes to standard output. Null: as they are.
   void (*send)(std::string_view bytes) = nullptr;

@@ -72,8 +72,8 @@ void show_size_message(ConsoleSize size) {
 // Paints the whole screen on a console with unknown contents.
 void paint_all() {
   console_fit();
-  console_erase();
   const ConsoleSize size = console_size();
+  if (size != kScreenSize) console_erase();
   state.too_small = is_too_small(size);
   if (state.too_small) return show_size_message(size);
   console_write(state.wanted, {});
