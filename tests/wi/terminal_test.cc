@@ -208,16 +208,19 @@ TEST(TerminalTablesTest, AttributesHaveABitForEachOfTheirIndex) {
               (index & 1) * 2 + (index & 2) * 32 + (index & 4) * 8 + (index & 8) * 2);
 }
 
+// No step makes the window larger than the buffer.
 TEST(ConsoleSizeTest, ShrinkingBeginsWithTheWindow) {
-  using enum ConsoleOrder;
-  const std::tuple<ConsoleSize, ConsoleSize, ConsoleSizing> rows[] = {
-      {{120, 300}, {200, 60}, {kWindowFirst, 79, 23}},
-      {{40, 25}, {80, 24}, {kBufferFirst, 79, 23}},
-      {{96, 20}, {79, 20}, {kNeither, 78, 19}}};  // as many cells
-  for (const auto& [buffer, largest, expected] : rows) {
-    const ConsoleSizing sizing = console_sizing(buffer, largest);
-    EXPECT_EQ(sizing.order, expected.order);
-    EXPECT_EQ(std::pair(sizing.right, sizing.bottom), std::pair(expected.right, expected.bottom));
+  const struct {
+    ConsoleSize buffer, window, largest, shrunk, last;
+  } rows[] = {{{120, 300}, {120, 30}, {200, 60}, {80, 24}, {80, 24}},
+              {{40, 25}, {40, 25}, {80, 24}, {40, 24}, {80, 24}},
+              {{96, 20}, {96, 20}, {120, 60}, {80, 20}, {80, 24}},  // as many cells
+              {{300, 10}, {120, 10}, {79, 20}, {80, 10}, {79, 20}}};
+  for (const auto& [buffer, window, largest, shrunk, last] : rows) {
+    const ConsoleSizing sizing = console_sizing(window, largest);
+    EXPECT_EQ(sizing.shrunk_window, shrunk);
+    EXPECT_EQ(smaller(sizing.shrunk_window, buffer), shrunk);
+    EXPECT_EQ(sizing.window, last);
   }
 }
 

@@ -2,6 +2,7 @@
 #include "runtime/platform/stop_signals.h"
 
 #include <atomic>
+#include <cstdlib>
 
 #include "runtime/platform/windows/system_windows.h"
 
@@ -42,7 +43,8 @@ bool stop_signals_pending() {
 void stop_signals_release() {
   if (--state.holds > 0) return;
   SetConsoleCtrlHandler(on_event, FALSE);
-  if (state.is_waiting.exchange(false)) ExitProcess(kStoppedStatus);
+  // With what the program does at its exit: the handlers of events have not run.
+  if (state.is_waiting.exchange(false)) std::exit(kStoppedStatus);
 }
 
 }  // namespace marigold::inner

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstdint>
+#include <string_view>
 
 #include "marigold/windows.h"
 
@@ -57,11 +58,13 @@ struct Console {
   // terminal again. May be called again.
   void (*leave)();
   // VT100 mode: takes the keyboard before the first key is read, so that the terminal neither
-  // echoes nor edits keys typed until then. From then on a key byte above 127 is the byte that the
-  // terminal sent (224 doubled) and not one of code page 437. Returns true if it took the terminal
-  // (again): the contents of the screen are then unknown. If that happens while keys are read, the
-  // console gives Ctrl-R as a key. Null: nothing to do.
+  // echoes nor edits keys typed until then. From then on a key byte above 127 is the byte that a
+  // POSIX terminal sent (224 doubled) and not one of code page 437. Returns true if it took the
+  // terminal (again): the contents of the screen are then unknown. If that happens while keys are
+  // read, the console gives Ctrl-R as a key. Null: nothing to do.
   bool (*take_keyboard)() = nullptr;
+  // VT100 mode: sends bytes to standard output. Null: as they are.
+  void (*send)(std::string_view bytes) = nullptr;
   // Shows the cells written last on a screen with unknown contents. Null: `write` does it.
   void (*repaint)() = nullptr;
 };

@@ -3,38 +3,43 @@
 #pragma once
 
 #include <algorithm>
-#include <cstdint>
+#include <string>
 
 #include "marigold/windows.h"
 
 namespace marigold::inner {
 
 struct ConsoleSize {
-  int columns;
-  int rows;
+  int columns = 0;
+  int rows = 0;
+  bool operator==(const ConsoleSize&) const = default;
 };
 
-// A console refuses a window larger than its buffer, and a buffer smaller than its window. So
-// shrinking begins with the window, and growing with the buffer.
-enum class ConsoleOrder : std::uint8_t { kNeither, kWindowFirst, kBufferFirst };
+inline constexpr ConsoleSize kScreenSize = {kScreenColumns, kScreenRows};
 
+// A console refuses a window larger than its buffer, and a buffer smaller than its window. So the
+// window is shrunk first, then the buffer becomes 80 by 24, and then the window grows.
 struct ConsoleSizing {
-  ConsoleOrder order;
-  // The window's last column and row, from 0; its first are 0. The buffer becomes 80 by 24.
-  int right;
-  int bottom;
+  ConsoleSize shrunk_window;
+  ConsoleSize window;
 };
 
-// Compares the present buffer by its number of cells; the largest window is the one that fits on
-// the display. A buffer with as many cells in another shape stays as it is.
-constexpr ConsoleSizing console_sizing(ConsoleSize buffer, ConsoleSize largest_window) {
-  constexpr int kCells = kScreenColumns * kScreenRows;
-  const int cells = buffer.columns * buffer.rows;
-  ConsoleOrder order = ConsoleOrder::kNeither;
-  if (cells > kCells) order = ConsoleOrder::kWindowFirst;
-  if (cells < kCells) order = ConsoleOrder::kBufferFirst;
-  return {order, std::min(kScreenColumns, largest_window.columns) - 1,
-          std::min(kScreenRows, largest_window.rows) - 1};
+constexpr ConsoleSize smaller(ConsoleSize one, ConsoleSize other) {
+  return {std::min(one.columns, other.columns), std::min(one.rows, other.rows)};
 }
+
+// Takes the present window and the largest one that fits on the display: on a small display the
+// window shows a part of the buffer.
+constexpr ConsoleSizing console_sizing(ConsoleSize window, ConsoleSize largest_window) {
+  return {.shrunk_window = smaller(window, kScreenSize),
+          .window = smaller(kScreenSize, largest_window)};
+}
+
+constexpr bool is_too_small(ConsoleSize size) {
+  return size.columns < kScreenColumns || size.rows < kScreenRows;
+}
+
+// Returns the message for a terminal that is too small, cut to its columns.
+std::string size_message(ConsoleSize size);
 
 }  // namespace marigold::inner

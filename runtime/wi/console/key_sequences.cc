@@ -6,7 +6,6 @@
 #include <string_view>
 #include <utility>
 
-#include "runtime/wi/console/code_page_437.h"
 #include "runtime/wi/console/console.h"
 #include "runtime/wi/console/key_tables.h"
 
@@ -18,12 +17,8 @@ constexpr std::uint8_t kFirstPrintable = 32;
 constexpr std::uint8_t kDeleteByte = 127;  // the byte of most terminals for Backspace
 constexpr std::uint8_t kBackspace = 8;
 constexpr std::uint8_t kBell = 7;
-// Every German keyboard has the section sign, and no control character has its byte.
-constexpr std::uint8_t kSectionSign = 21;
 constexpr int kLargestNumber = 9999;
 
-constexpr unsigned kShift = 1;
-constexpr unsigned kControl = 4;
 constexpr int kLargestModifiers = 16;  // as the parameter of a sequence: 1 more than the bits
 
 int find_letter(char letter) {
@@ -46,37 +41,6 @@ bool is_lower_arrow(char letter) {
 }
 
 }  // namespace
-
-void KeyDecoder::put(std::uint8_t key_byte) {
-  if (taken_ == keys_.size()) {
-    keys_.clear();
-    taken_ = 0;
-  }
-  keys_ += static_cast<char>(key_byte);
-}
-
-std::uint8_t KeyDecoder::take() {
-  return static_cast<std::uint8_t>(keys_[taken_++]);
-}
-
-void KeyDecoder::put_key(int key, unsigned modifiers) {
-  if (key == kNoKey) return;
-  const KeyBytes& bytes = kKeyBytes[key];
-  const bool modified = (modifiers & (kShift | kControl)) != 0;
-  if (bytes.prefix != kNoPrefix) {
-    put(bytes.prefix);
-  } else if (modified) {
-    put(kKeyPrefixFunction);
-  }
-  put((modifiers & kControl) != 0 ? bytes.control
-      : (modifiers & kShift) != 0 ? bytes.shift
-                                  : bytes.plain);
-}
-
-void KeyDecoder::put_character(char32_t character) {
-  const std::uint8_t byte = code_page_437_byte(character);
-  if ((byte >= kFirstPrintable && byte != kKeyPrefixCursor) || byte == kSectionSign) put(byte);
-}
 
 void KeyDecoder::begin(State state, char introducer) {
   state_ = state;
@@ -136,9 +100,8 @@ void KeyDecoder::feed_ground(std::uint8_t byte) {
   if (byte == kEscapeByte) {
     begin(State::kEscape, 0);
     escapes_ = 1;
-  } else if (byte == 0) {  // Ctrl-@: alone it would be a prefix
-    put(kKeyPrefixFunction);
-    put(3);
+  } else if (byte == 0) {
+    put_zero();
   } else if (byte == kDeleteByte) {
     put(kBackspace);
   } else if (byte < kDeleteByte) {

@@ -6,11 +6,8 @@
 // Without a code page (KeyCharacters::kBytes) a character is the byte that the terminal sent; 224,
 // otherwise a prefix, is doubled then.
 //
-// Modifiers: the decoder ignores Alt (as a parameter or as an Escape in front). Control gives the
-// second byte that the Windows console has for the key, 'w' for Ctrl-Home. Shift does so for
-// function keys and Shift-Tab, and has no effect on other keys. The decoder drops characters that
-// key_read would mistake for something else: those that the code page has below 32, except for the
-// section sign, and the Greek alpha, whose byte is the prefix 224.
+// decoded_keys.h describes modifiers and characters that are dropped. Alt, which has no effect, is a
+// parameter or an Escape in front.
 //
 // The decoder drops a terminal's report (Escape "]", "P" or "_", up to its end) as a whole. The
 // same keys typed with Alt begin alike: bytes that are no report, or have no end in time, count as
@@ -22,12 +19,14 @@
 #include <cstdint>
 #include <string>
 
+#include "runtime/wi/console/decoded_keys.h"
+
 namespace marigold::inner {
 
 // How the terminal sends characters beyond ASCII.
 enum class KeyCharacters { kUtf8, kLatin, kBytes };
 
-class KeyDecoder {
+class KeyDecoder : public DecodedKeys {
  public:
   explicit KeyDecoder(KeyCharacters characters) : characters_(characters) {}
 
@@ -40,10 +39,6 @@ class KeyDecoder {
   // Ends a sequence when nothing has followed in time: an Escape was a key, a string was typed, and
   // any other beginning is dropped.
   void end_sequence();
-
-  bool has_key() const { return taken_ < keys_.size(); }
-  // Returns the next key byte. Call it only if has_key().
-  std::uint8_t take();
 
  private:
   enum class State {
@@ -60,9 +55,6 @@ class KeyDecoder {
   static constexpr std::size_t kMostNumbers = 4;
   static constexpr std::size_t kLongestString = 255;  // longer than any report
 
-  void put(std::uint8_t key_byte);
-  void put_key(int key, unsigned modifiers);
-  void put_character(char32_t character);
   void begin(State state, char introducer);
   bool take_parameter(std::uint8_t byte);
   unsigned modifiers(std::size_t place) const;
@@ -90,8 +82,6 @@ class KeyDecoder {
   char32_t character_ = 0;
   char32_t least_ = 0;  // the first character with this number of bytes
   std::string string_;  // kString: its bytes so far
-  std::string keys_;
-  std::size_t taken_ = 0;
 };
 
 }  // namespace marigold::inner

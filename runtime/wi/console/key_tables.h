@@ -1,60 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The keys for which terminals have sequences, with the bytes that terminals send and the key bytes
-// for them. Only key_sequences.cc uses this header.
+// The sequences that terminals send for keys. Only key_sequences.cc uses this header.
 #pragma once
 
-#include <cstdint>
-#include <iterator>
 #include <string_view>
 
+#include "runtime/wi/console/decoded_keys.h"
+
 namespace marigold::inner {
-
-enum Key : int {
-  kNoKey = -1,
-  kUp,
-  kDown,
-  kRight,
-  kLeft,
-  kHome,
-  kEnd,
-  kPageUp,
-  kPageDown,
-  kInsert,
-  kDelete,
-  kTab,
-  kF1,
-  kF2,
-  kF3,
-  kF4,
-  kF5,
-  kF6,
-  kF7,
-  kF8,
-  kF9,
-  kF10,
-  kF11,
-  kF12,
-};
-
-// The bytes of a key in the Windows console, in the order of Key.
-struct KeyBytes {
-  std::uint8_t prefix;  // kNoPrefix: the plain key is one byte, the others have prefix 0
-  std::uint8_t plain;
-  std::uint8_t shift;
-  std::uint8_t control;
-};
-inline constexpr std::uint8_t kNoPrefix = 1;
-// clang-format off
-inline constexpr KeyBytes kKeyBytes[] = {
-    {224, 'H', 'H', 141}, {224, 'P', 'P', 145}, {224, 'M', 'M', 't'}, {224, 'K', 'K', 's'},
-    {224, 'G', 'G', 'w'}, {224, 'O', 'O', 'u'}, {224, 'I', 'I', 134}, {224, 'Q', 'Q', 'v'},
-    {224, 'R', 'R', 146}, {224, 'S', 'S', 147}, {kNoPrefix, 9, 15, 148},
-    {0, ';', 'T', '^'}, {0, '<', 'U', '_'}, {0, '=', 'V', '`'}, {0, '>', 'W', 'a'}, {0, '?', 'X', 'b'},
-    {0, '@', 'Y', 'c'}, {0, 'A', 'Z', 'd'}, {0, 'B', '[', 'e'}, {0, 'C', '\\', 'f'}, {0, 'D', ']', 'g'},
-    {224, 133, 135, 137}, {224, 134, 136, 138},
-};
-// clang-format on
-static_assert(std::size(kKeyBytes) == kF12 + 1);
 
 // Final characters after Escape "[" and, except for 'Z', after Escape "O".
 inline constexpr struct {

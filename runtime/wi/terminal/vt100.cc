@@ -6,6 +6,7 @@
 
 #include "marigold/windows.h"
 #include "runtime/platform/stream.h"
+#include "runtime/wi/terminal/terminal_console.h"
 
 namespace marigold::inner {
 namespace {
@@ -71,7 +72,12 @@ void Vt100::put(std::uint8_t byte) {
 }
 
 void Vt100::flush() {
-  static_cast<void>(stream_write(Stream::kOutput, bytes_.view()));
+  const auto send = terminal_console().send;
+  if (send != nullptr) {
+    send(bytes_.view());
+  } else {
+    static_cast<void>(stream_write(Stream::kOutput, bytes_.view()));
+  }
   bytes_.clear();
 }
 

@@ -7,8 +7,6 @@
 // size has changed. A terminal smaller than 80 by 24 cells shows a message instead.
 
 #include <algorithm>
-#include <cstddef>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -16,6 +14,7 @@
 
 #include "runtime/wi/console/code_page_437.h"
 #include "runtime/wi/console/console.h"
+#include "runtime/wi/console/console_size.h"
 #include "runtime/wi/console/posix/console_signals_posix.h"
 #include "runtime/wi/console/posix/console_tty_posix.h"
 #include "runtime/wi/console/posix/keyboard_posix.h"
@@ -72,21 +71,13 @@ void send() {
   state.bytes.clear();
 }
 
-void append_size_message(std::string& bytes, TtySize size) {
-  char message[80];
-  const int length =
-      std::snprintf(message, sizeof message, "The terminal has %d x %d, needed: %d x %d",
-                    size.columns, size.rows, kScreenColumns, kScreenRows);
-  bytes.append(message, static_cast<std::size_t>(std::min(length, size.columns)));
-}
-
 // Paints the whole screen on a terminal with unknown contents.
 void paint_all() {
-  const TtySize size = tty_size();
-  state.too_small = size.columns < kScreenColumns || size.rows < kScreenRows;
+  const ConsoleSize size = tty_size();
+  state.too_small = is_too_small(size);
   screen_erase(state.shown, state.bytes);
   if (state.too_small) {
-    append_size_message(state.bytes, size);
+    state.bytes += size_message(size);
   } else {
     screen_update(state.shown, state.wanted, state.cursor, state.kind, state.bytes);
   }

@@ -11,8 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "marigold/windows.h"
-
 namespace marigold::inner {
 namespace {
 
@@ -187,10 +185,10 @@ void tty_write(std::string_view bytes) {
   }
 }
 
-TtySize tty_size() {
+ConsoleSize tty_size() {
   winsize size{};
   if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0)
-    return {.columns = kScreenColumns, .rows = kScreenRows};
+    return kScreenSize;
   return {.columns = size.ws_col, .rows = size.ws_row};
 }
 

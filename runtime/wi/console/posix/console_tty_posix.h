@@ -5,6 +5,8 @@
 
 #include <string_view>
 
+#include "runtime/wi/console/console_size.h"
+
 namespace marigold::inner {
 
 enum class TtyHold : int {
@@ -19,11 +21,6 @@ enum class TtyHold : int {
 enum class TtyEnd {
   kOrderly,  // the program has ended a VT100's screen itself
   kSudden,   // it could not: set normal video and go to the line below the screen
-};
-
-struct TtySize {
-  int columns = 0;
-  int rows = 0;
 };
 
 // Takes the terminal, unless the process has this hold or a stronger one (later in TtyHold)
@@ -47,7 +44,7 @@ void tty_restore(int patience, TtyEnd end);
 void tty_write(std::string_view bytes);
 
 // Returns the size, 80 by 24 for a terminal that does not know its own.
-TtySize tty_size();
+ConsoleSize tty_size();
 
 // Ends the program when the terminal has gone away: a message on standard error, exit status 1.
 [[noreturn]] void tty_gone();

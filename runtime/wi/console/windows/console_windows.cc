@@ -1,86 +1,188 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <conio.h>
-#include <windows.h>
+// The Windows console: cells as the characters that code page 437 gives them, whatever the
+// console's own code page, on a screen buffer of the program's own.
+//
+// The console is taken at the first use of the screen or the keyboard, and given back in `leave`, at
+// the program's exit and before an event, an abort or a fault ends the process. Meanwhile the wanted
+// screen is kept, and painted when the console is taken again and when its size has changed.
 
-#include <array>
+#include <algorithm>
 #include <cstdlib>
+#include <string>
+#include <string_view>
+#include <utility>
 
+#include "runtime/platform/stream.h"
+#include "runtime/wi/console/changed_cells.h"
+#include "runtime/wi/console/code_page_437.h"
 #include "runtime/wi/console/console.h"
 #include "runtime/wi/console/console_size.h"
+#include "runtime/wi/console/windows/console_events_windows.h"
+#include "runtime/wi/console/windows/console_hold_windows.h"
+#include "runtime/wi/console/windows/keyboard_windows.h"
 
 namespace marigold::inner {
 namespace {
 
-// The results of the console's calls have no effect: a screen that cannot be changed stays as it
-// is.
-
-// The size given to WriteConsoleOutputA has always been one row more than the screen has, and the
-// buffer has room for it. The region below never reaches that row.
-constexpr SHORT kDeclaredRows = kScreenRows + 1;
-
-constexpr DWORD kCursorSize = 100;  // percent of the cell: a full block
+constexpr std::uint8_t kRepaintKey = 0x12;  // Ctrl-R
 
 struct State {
-  HANDLE output = nullptr;
-  std::array<CHAR_INFO, std::size_t{kScreenColumns} * kDeclaredRows> cells{};
+  bool started = false;
+  bool too_small = false;
+  bool repaint_key_due = false;           // VT100 mode: the program's next key is Ctrl-R
+  ConsoleHold used = ConsoleHold::kNone;  // the strongest hold used so far
+  ConsoleBuffer wanted{};
+  ConsoleBuffer shown{};
+  int column = 1;
+  int row = 1;
+  bool cursor_visible = true;
 };
+State state;
 
-constinit State state;
+void leave() {
+  console_restore(ConsoleEnd::kOrderly);
+  events_remove();
+}
 
-void size_buffer() {
-  SetConsoleScreenBufferSize(state.output, {kScreenColumns, kScreenRows});
+// Gives the console back for a program that ends without calling leave.
+void leave_at_exit() {
+  console_restore(ConsoleEnd::kSudden);
+  events_remove();
+}
+
+void start() {
+  if (state.started) return;
+  std::atexit(leave_at_exit);
+  state.started = true;
+}
+
+void place_and_show_cursor() {
+  console_place_cursor(state.column, state.row);
+  console_show_cursor(state.cursor_visible);
+}
+
+void show_size_message(ConsoleSize size) {
+  ConsoleBuffer cells{};
+  std::ranges::transform(size_message(size), cells.begin(), [](char character) {
+    return ConsoleCell{.character = static_cast<std::uint8_t>(character)};
+  });
+  console_write(cells, {});
+}
+
+// Paints the whole screen on a console with unknown contents.
+void paint_all() {
+  console_fit();
+  const ConsoleSize size = console_size();
+  if (size != kScreenSize) console_erase();
+  state.too_small = is_too_small(size);
+  if (state.too_small) return show_size_message(size);
+  console_write(state.wanted, {});
+  state.shown = state.wanted;
+  place_and_show_cursor();
+}
+
+// Takes the strongest hold used so far. Returns true if it took the console (again).
+bool attend(ConsoleHold wanted) {
+  start();
+  state.used = std::max(state.used, wanted);
+  if (console_held() >= state.used) return false;
+  events_await_end();
+  // Installs the handlers first, so that an event at any moment gives the console back.
+  events_install();
+  const bool taken = console_take(state.used);
+  if (taken && state.used == ConsoleHold::kScreen) paint_all();
+  return taken;
 }
 
 void size() {
-  state.output = GetStdHandle(STD_OUTPUT_HANDLE);
-  CONSOLE_SCREEN_BUFFER_INFO info{};
-  GetConsoleScreenBufferInfo(state.output, &info);
-  const COORD largest = GetLargestConsoleWindowSize(state.output);
-  const ConsoleSizing sizing =
-      console_sizing({info.dwSize.X, info.dwSize.Y}, {largest.X, largest.Y});
-  const SMALL_RECT window = {0, 0, static_cast<SHORT>(sizing.right),
-                             static_cast<SHORT>(sizing.bottom)};
-  if (sizing.order == ConsoleOrder::kNeither) return;
-  if (sizing.order == ConsoleOrder::kBufferFirst) size_buffer();
-  SetConsoleWindowInfo(state.output, TRUE, &window);
-  if (sizing.order == ConsoleOrder::kWindowFirst) size_buffer();
+  attend(ConsoleHold::kScreen);
+}
+
+void repaint() {
+  if (!attend(ConsoleHold::kScreen)) paint_all();
 }
 
 void clear() {
-  static_cast<void>(std::system("cls"));
+  state.wanted = {};
+  repaint();
 }
 
 void write(const ConsoleBuffer& cells) {
-  for (std::size_t index = 0; index < cells.size(); ++index) {
-    state.cells[index].Char.AsciiChar = static_cast<CHAR>(cells[index].character);
-    state.cells[index].Attributes = cells[index].colour;
-  }
-  SMALL_RECT region = {0, 0, kScreenColumns - 1, kScreenRows - 1};
-  WriteConsoleOutputA(state.output, state.cells.data(), {kScreenColumns, kDeclaredRows}, {0, 0},
-                      &region);
+  state.wanted = cells;
+  attend(ConsoleHold::kScreen);
+  if (state.too_small) return;
+  console_write(state.wanted, changed_cells(state.shown, state.wanted));
+  state.shown = state.wanted;
 }
 
 void place_cursor(int column, int row) {
-  SetConsoleCursorPosition(state.output,
-                           {static_cast<SHORT>(column - 1), static_cast<SHORT>(row - 1)});
+  state.column = std::clamp(column, 1, kScreenColumns);
+  state.row = std::clamp(row, 1, kScreenRows);
+  attend(ConsoleHold::kScreen);
+  console_place_cursor(state.column, state.row);
 }
 
 void show_cursor(bool visible) {
-  const CONSOLE_CURSOR_INFO cursor = {kCursorSize, visible ? TRUE : FALSE};
-  SetConsoleCursorInfo(state.output, &cursor);
+  state.cursor_visible = visible;
+  attend(ConsoleHold::kScreen);
+  console_show_cursor(visible);
+}
+
+bool take_keyboard() {
+  // Without a keyboard the first wait for a key ends the program.
+  return console_has_keyboard() && attend(ConsoleHold::kVt100);
+}
+
+// The console shows a VT100's bytes by code page 437, as it shows cells.
+void send(std::string_view bytes) {
+  if (!stream_is_terminal(Stream::kOutput)) {
+    static_cast<void>(stream_write(Stream::kOutput, bytes));
+    return;
+  }
+  constexpr std::uint8_t kFirstBeyondAscii = 128;
+  std::wstring characters;
+  for (const char each : bytes) {
+    const auto byte = static_cast<std::uint8_t>(each);
+    characters +=
+        static_cast<wchar_t>(byte < kFirstBeyondAscii ? byte : code_page_437_character(byte));
+  }
+  DWORD written = 0;
+  WriteConsoleW(GetStdHandle(STD_OUTPUT_HANDLE), characters.data(),
+                static_cast<DWORD>(characters.size()), &written, nullptr);
+}
+
+// Returns true if there is a key; false only without waiting.
+bool wait_for_key(bool waiting) {
+  for (;;) {
+    if (attend(ConsoleHold::kKeyboard) && state.used == ConsoleHold::kVt100)
+      state.repaint_key_due = true;
+    if (state.repaint_key_due) return true;
+    switch (keyboard_wait(console_input(), events_wake_handle(), waiting)) {
+      case KeyWait::kKey:
+        return true;
+      case KeyWait::kNone:
+        return false;
+      case KeyWait::kResized:
+        if (state.used == ConsoleHold::kScreen) paint_all();
+        break;
+      case KeyWait::kWoken:
+        break;
+      case KeyWait::kGone:
+        console_gone();
+    }
+  }
 }
 
 std::uint8_t read_key() {
-  return static_cast<std::uint8_t>(_getch());
+  wait_for_key(true);
+  // Gives Ctrl-R only between keys, not between the two bytes of a key.
+  if (!keyboard_has_byte() && std::exchange(state.repaint_key_due, false)) return kRepaintKey;
+  return keyboard_take();
 }
 
 bool key_waiting() {
-  return _kbhit() != 0;
+  return wait_for_key(false);
 }
-
-// Nothing to do: the console keeps the state in which it was found, except for its size and its
-// cursor, which the terminal layer shows at its end.
-void leave() {}
 
 constexpr Console kWindowsConsole{.size = size,
                                   .clear = clear,
@@ -89,7 +191,10 @@ constexpr Console kWindowsConsole{.size = size,
                                   .show_cursor = show_cursor,
                                   .read_key = read_key,
                                   .key_waiting = key_waiting,
-                                  .leave = leave};
+                                  .leave = leave,
+                                  .take_keyboard = take_keyboard,
+                                  .send = send,
+                                  .repaint = repaint};
 
 }  // namespace
 
