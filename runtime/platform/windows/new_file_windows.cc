@@ -71,7 +71,7 @@ int set_list(const FileHandle& file, ACL* list) {
                                    list == nullptr ? &empty : list, nullptr));
 }
 
-constexpr DWORD kNewFileAccess = GENERIC_READ | GENERIC_WRITE | DELETE | READ_CONTROL | WRITE_DAC;
+constexpr DWORD kNewFileAccess = GENERIC_READ | GENERIC_WRITE | READ_CONTROL | WRITE_DAC;
 
 // Opens a regular file that has no other name and was not reached through a link, and goes to its
 // end.
