@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <span>
 #include <utility>
 
 #include "runtime/platform/library_path.h"
@@ -39,13 +40,29 @@ int try_for_a_while(Call call) {
 
 // ---- Access
 
-// Rights for the owner alone, whoever that is.
+// Finds the user of this process, or, if the system does not say, a file's owner, whoever that is.
+void find_user(std::span<std::byte, SECURITY_MAX_SID_SIZE> sid) {
+  HANDLE token = nullptr;
+  alignas(TOKEN_USER) std::array<std::byte, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> bytes{};
+  DWORD length = 0;
+  const auto* const user = reinterpret_cast<const TOKEN_USER*>(bytes.data());
+  const bool opened = OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) != 0;
+  const bool found =
+      opened && GetTokenInformation(token, TokenUser, bytes.data(), bytes.size(), &length) != 0 &&
+      CopySid(SECURITY_MAX_SID_SIZE, sid.data(), user->User.Sid) != 0;
+  if (opened) CloseHandle(token);
+  if (found) return;
+  SID_IDENTIFIER_AUTHORITY creator = SECURITY_CREATOR_SID_AUTHORITY;
+  InitializeSid(sid.data(), &creator, 1);
+  *GetSidSubAuthority(sid.data(), 0) = SECURITY_CREATOR_OWNER_RIGHTS_RID;
+}
+
+// Rights for the user of this process alone. Wine takes rights of "the owner, whoever that is" for
+// nobody's.
 struct OwnerOnly {
   OwnerOnly() {
-    SID_IDENTIFIER_AUTHORITY creator = SECURITY_CREATOR_SID_AUTHORITY;
+    find_user(owner_sid);
     PSID owner = owner_sid.data();
-    InitializeSid(owner, &creator, 1);
-    *GetSidSubAuthority(owner, 0) = SECURITY_CREATOR_OWNER_RIGHTS_RID;
     auto* const rights = reinterpret_cast<ACL*>(list.data());
     InitializeAcl(rights, static_cast<DWORD>(list.size()), ACL_REVISION);
     AddAccessAllowedAceEx(rights, ACL_REVISION, OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE,
@@ -55,7 +72,7 @@ struct OwnerOnly {
     SetSecurityDescriptorControl(&descriptor, SE_DACL_PROTECTED, SE_DACL_PROTECTED);
   }
 
-  alignas(DWORD) std::array<std::byte, 64> owner_sid{};
+  alignas(DWORD) std::array<std::byte, SECURITY_MAX_SID_SIZE> owner_sid{};
   alignas(DWORD) std::array<std::byte, 256> list{};
   SECURITY_DESCRIPTOR descriptor{};
   SECURITY_ATTRIBUTES attributes{sizeof(SECURITY_ATTRIBUTES), &descriptor, FALSE};
