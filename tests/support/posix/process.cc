@@ -71,6 +71,10 @@ bool aborted(int status) {
   return WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
 }
 
+void ask_to_stop() {
+  raise(SIGTERM);
+}
+
 void die_now() {
   raise(SIGKILL);
   std::abort();
