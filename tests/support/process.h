@@ -169,6 +169,14 @@ int run_child(Body body, const Values&... values) {
   return start_child(body, values...).wait();
 }
 
+// Makes a command of the system, PATH, that runs a child with the command's words.
+void place_child_command(const std::string& path, const char* name);
+
+template <typename Body>
+void place_child(const std::string& path, Body) {
+  place_child_command(path, Registered<Body>::entry.name());
+}
+
 // ---- Memory
 
 // Maps a file of the current directory, which is made with zeros; `made` says so.

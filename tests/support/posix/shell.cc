@@ -31,6 +31,11 @@ bool is_mapped(const std::string& path) {
   return read_file("/proc/self/maps").find(line_end) != std::string::npos;
 }
 
+bool is_private(const std::string& path) {
+  constexpr auto kOthers = std::filesystem::perms::group_all | std::filesystem::perms::others_all;
+  return (std::filesystem::status(path).permissions() & kOthers) == std::filesystem::perms::none;
+}
+
 void make_older(const std::string& path) {
   const auto now = std::filesystem::file_time_type::clock::now();
   std::filesystem::last_write_time(path, now - std::chrono::minutes(2));

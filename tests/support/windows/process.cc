@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <string_view>
 
 #include "tests/support/windows/start.h"
@@ -32,6 +33,12 @@ std::string quoted(const std::string& word) {
     result += c;
   }
   return result.append(backslashes, '\\') + '"';
+}
+
+std::string own_path() {
+  std::array<char, 32'768> path{};
+  GetModuleFileNameA(nullptr, path.data(), static_cast<DWORD>(path.size()));
+  return path.data();
 }
 
 HANDLE as_handle(std::intptr_t handle) {
@@ -97,9 +104,7 @@ Process::Process(const char* name, const Words& words) {
   if (is_long_run()) all.push_back("--long");
   all.insert(all.end(), {"--child", name});
   all.insert(all.end(), words.begin(), words.end());
-  std::array<char, 32'768> program{};
-  GetModuleFileNameA(nullptr, program.data(), static_cast<DWORD>(program.size()));
-  handle_ = reinterpret_cast<std::intptr_t>(start_program(program.data(), all, nullptr));
+  handle_ = reinterpret_cast<std::intptr_t>(start_program(own_path(), all, nullptr));
 }
 
 int Process::wait() {
@@ -161,6 +166,11 @@ void end_copy(long) {}
 
 // The attribute of a file for reading only binds every user.
 void become_a_reader() {}
+
+void place_child_command(const std::string& path, const char* name) {
+  std::ofstream(path + ".cmd", std::ios::binary)
+      << '@' << quoted(own_path()) << " --child " << quoted(name) << " %*\r\n";
+}
 
 void* shared_memory_map(const char* name, std::size_t bytes, bool& made) {
   const HANDLE file = CreateFileW(wide(name).c_str(), GENERIC_READ | GENERIC_WRITE,

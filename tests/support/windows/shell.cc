@@ -2,6 +2,7 @@
 // The parts of support.h that start programs or need calls of the system.
 #include <windows.h>
 
+#include <aclapi.h>
 #include <fcntl.h>
 extern "C" {
 #include <ndbm.h>
@@ -113,6 +114,23 @@ void write_textdb(const std::string& path, const Records& records, const std::st
     EXPECT_EQ(dbm_store(store, as_datum(bytes[0]), as_datum(bytes[1]), DBM_REPLACE), 0);
   }
   dbm_close(store);
+}
+
+bool is_private(const std::string& path) {
+  ACL* list = nullptr;
+  PSECURITY_DESCRIPTOR descriptor = nullptr;
+  EXPECT_EQ(GetNamedSecurityInfoW(wide(path).c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
+                                  nullptr, nullptr, &list, nullptr, &descriptor),
+            0U);
+  bool is_shared = list == nullptr;
+  for (DWORD i = 0; list != nullptr && i < list->AceCount; ++i) {
+    ACCESS_ALLOWED_ACE* entry = nullptr;
+    GetAce(list, i, reinterpret_cast<void**>(&entry));
+    for (const auto group : {WinWorldSid, WinAuthenticatedUserSid, WinBuiltinUsersSid})
+      is_shared = is_shared || IsWellKnownSid(&entry->SidStart, group) != 0;
+  }
+  LocalFree(descriptor);
+  return !is_shared;
 }
 
 void make_older(const std::string& path) {
