@@ -2,7 +2,6 @@
 #include "command/driver.h"
 
 #include <cstdio>
-#include <cstring>
 #include <string>
 
 #include "command/format.h"
@@ -82,7 +81,7 @@ int run_command(std::span<char* const> command_line, Output& output) {
   output.flush();
   if (output.failure() == 0) return status;
   std::fprintf(stderr, "%s: standard output: %s\n", shown(program).c_str(),
-               std::strerror(system_number(output.failure())));
+               system_error_text(output.failure()).c_str());
   return kFailure;
 }
 

@@ -106,9 +106,15 @@ void write_blanks(std::size_t count, Output& output) {
   output.write(kBlanks.substr(0, count));
 }
 
+// Whether a field would have more columns than the C library can count. Some libraries would print
+// it without its width, and say nothing.
+bool is_too_wide(std::string_view digits) {
+  return to_size(digits) == kMostColumns;
+}
+
 // Writes a text in its field. For a text, flags other than "-" and leading zeros have no effect.
 void write_padded(std::string_view text, std::size_t width, bool left, Output& output) {
-  if (width == kMostColumns) return output.fail(EOVERFLOW);  // as the C library does for numbers
+  if (width == kMostColumns) return output.fail(EOVERFLOW);
   const std::size_t padding = width - std::min(width, text.size());
   if (!left) write_blanks(padding, output);
   output.write(text);
@@ -151,6 +157,9 @@ std::string library_directive(const Directive& parsed, const StarSizes& stars) {
 
 void write_number(const Directive& parsed, const StarSizes& stars, const char* word,
                   Output& output) {
+  std::string_view precision;
+  const bool too_precise = has_precision(parsed, stars, precision) && is_too_wide(precision);
+  if (too_precise || is_too_wide(width_of(parsed, stars))) return output.fail(EOVERFLOW);
   const std::string directive = library_directive(parsed, stars);
   const char* digits = word == nullptr ? "" : word;
   if (is_one_of("di", parsed.conversion)) {

@@ -58,7 +58,12 @@ class CommandPipe {
   std::string output_;
 };
 
-// Whether the path names a program that this process may run.
+// A word of a command line: the path `rest` after the value of a variable, which the command
+// processor inserts. In quotes, because a directory may have blanks in its name.
+std::string command_path(std::string_view variable, std::string_view rest);
+
+// Whether the path names a program that this process may run, on Windows also without the ending of
+// its file.
 bool command_exists(const char* path);
 
 }  // namespace marigold::inner

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "marigold/core.h"
 
+#include <chrono>
 #include <ctime>
 
 #include "runtime/core/user_interface.h"
@@ -25,17 +26,18 @@ TEST(DatesTest, TheCheckReportsWhatIsNoDate) {
   user_interface_start();
 }
 
-// The C library's calendar agrees with the runtime's from 1901 to 1999.
+// The library's calendar agrees with the runtime's from 1901 to 1999.
 TEST(DatesTest, EveryDayHasItsNumberAndWeekdayAndComesBack) {
   const char* const names[] = {"Sonntag",    "Montag",  "Dienstag", "Mittwoch",
                                "Donnerstag", "Freitag", "Samstag"};
-  std::tm day{};
-  day.tm_mday = 1;
-  day.tm_year = 1;
-  day.tm_hour = 12;
-  for (int number = 366; number <= 36524; ++number, ++day.tm_mday) {
-    timegm(&day);  // carries the days into months and years
-    const int date = day.tm_mday * 10000 + (day.tm_mon + 1) * 100 + day.tm_year;
+  using namespace std::chrono_literals;
+  std::chrono::sys_days day = 1901y / 1 / 1;
+  for (int number = 366; number <= 36524; ++number, day += std::chrono::days(1)) {
+    const std::chrono::year_month_day parts(day);
+    const unsigned weekday = std::chrono::weekday(day).c_encoding();
+    const int date =
+        static_cast<int>(unsigned{parts.day()} * 10000 + unsigned{parts.month()} * 100) +
+        int{parts.year()} - 1900;
     int result = 0;
     ASSERT_EQ(date_day_number(date, result), 1) << date;
     ASSERT_EQ(result, number) << date;
@@ -43,10 +45,10 @@ TEST(DatesTest, EveryDayHasItsNumberAndWeekdayAndComesBack) {
     int index = -1;
     const char* name = nullptr;
     ASSERT_EQ(date_weekday(date, index, name), 1);
-    ASSERT_EQ(index, day.tm_wday) << date;
-    ASSERT_STREQ(name, names[day.tm_wday]);
+    ASSERT_EQ(index, static_cast<int>(weekday)) << date;
+    ASSERT_STREQ(name, names[weekday]);
   }
-  EXPECT_EQ(day.tm_year * 10000 + day.tm_mon * 100 + day.tm_mday, 991132);  // one past 31 December
+  EXPECT_EQ(day, std::chrono::sys_days(2000y / 1 / 1));
 }
 
 TEST(DatesTest, InvalidDatesAreAnsweredInSilence) {

@@ -289,7 +289,8 @@ TEST_F(ConversionTest, ASignalThatAsksToEndLeavesTheOldFiles) {
     begin_child();
     countdown = 3;  // the first file is copied, the second one begun
     conversion_step_hook = [](const char* step) {
-      return step == "create"s && --countdown == 1 ? raise(SIGTERM) : 0;
+      if (step == "create"s && --countdown == 1) ask_to_stop();
+      return 0;
     };
     std::_Exit(run());
   };

@@ -46,9 +46,8 @@ TEST(FileTest, AbandonedFilesAreThoseThatNobodyUses) {
   for (const std::string& path : {name + ".dat", name + ".idx", used + ".dat", "d/.file.0123"s,
                                   "d/file.0123456789abcdef"s, "d/.other.0123456789abcdef"s})
     write_file(path, "left");
-  using Clock = std::filesystem::file_time_type::clock;
   for (const auto& entry : std::filesystem::directory_iterator("d"))
-    std::filesystem::last_write_time(entry, Clock::now() - std::chrono::minutes(2));
+    make_older(entry.path().string());
   write_file("d/.file.fedcba9876543210", "a moment ago");
   EXPECT_EQ(new_files_abandoned("d/file"),
             (std::vector<std::string>{name + ".dat", name + ".idx"}));

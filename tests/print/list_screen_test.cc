@@ -6,6 +6,7 @@
 #include "runtime/wi/dialog/window_interface.h"
 #include "runtime/wi/terminal/terminal.h"
 #include "runtime/wi/window/window_table.h"
+#include "tests/print/command_support.h"
 #include "tests/print/list_support.h"
 #include "tests/support/recording_console.h"
 
@@ -116,9 +117,11 @@ TEST_F(ListScreenTest, AListForTheScreenIsShownWhenItIsClosed) {
   EXPECT_FALSE(std::filesystem::exists("VIDEO.TMP") || std::filesystem::exists("DRUCK.TMP"));
   EXPECT_EQ(wi_active(), window);
   // F4 opens a printer of its own each time.
-  setenv("PATH", "/usr/bin:/bin:.", 1);
-  write_file("dr", "#!/bin/sh\necho \"$1\" >>names; cat >>out\n");
-  std::filesystem::permissions("dr", std::filesystem::perms::owner_all);
+  search_here();
+  place_child("dr", [](const std::string& name) {
+    write_file("names", read_file("names") + name + "\n");
+    keep_input("out");
+  });
   const auto print_and_close = [] {
     bool complete = false;
     list_open("L");
@@ -133,7 +136,7 @@ TEST_F(ListScreenTest, AListForTheScreenIsShownWhenItIsClosed) {
   EXPECT_EQ(read_file("names") + read_file("out"),
             "laser\nlaser\nb\r\n\r\n\r\n\r\nb\r\n\r\n\r\n\r\n");
   EXPECT_EQ(told, "");
-  write_file("dr", "#!/bin/sh\nexit 3\n");
+  place_child("dr", [](const std::string&) { std::_Exit(3); });
   EXPECT_FALSE(print_and_close());
   EXPECT_EQ(told, "dr laser: the print command ended with status 3 \n");
   told.clear();

@@ -526,23 +526,6 @@ TEST_F(ListTest, PagesAndStoresThatAreNoneAreRefused) {
   EXPECT_DEATH(channel_write("x"), "error 45\n");
 }
 
-// A user who may not write the files opens them for reading only.
-TEST_F(ListTest, WhoMayOnlyReadTheListFilesPrints) {
-  write_list(kShortPage, {{"B", {words("b")}}});
-  for (const auto& entry : std::filesystem::directory_iterator("."))
-    std::filesystem::permissions(entry.path(), std::filesystem::perms(0444));
-  std::filesystem::permissions(".", std::filesystem::perms(0555));
-  const auto run = [] {
-    become_a_reader();
-    const bool may_write = std::ofstream("LISTEN.dat", std::ios::app).is_open();
-    const bool right = print({"B"}) == "b\n\n\n\n\n\n====\n" && told.empty();
-    std::_Exit(may_write ? 8 : right ? 0 : 1);
-  };
-  EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
-  EXPECT_FALSE(data_file("LISTEN").read_only);
-  std::filesystem::permissions(".", std::filesystem::perms(0755));
-}
-
 // Opening a read-only file that fails would end the program.
 TEST_F(ListTest, OpeningWaitsForWhoHasAListFileForHimself) {
   write_list(kShortPage, {{"B", {words("b")}}});

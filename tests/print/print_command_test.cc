@@ -2,11 +2,13 @@
 #include "marigold/output.h"
 
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 
 #include "runtime/core/user_interface.h"
+#include "tests/print/command_support.h"
 #include "tests/print/list_support.h"
-#include "tests/support/process.h"
 
 namespace marigold::inner::test {
 namespace {
@@ -20,17 +22,12 @@ std::string repeated(const std::string& text, int times) {
 
 struct PrintCommandTest : testing::Test {
   PrintCommandTest() {
-    // The commands lie in the test's own directory.
-    setenv("PATH", "/usr/bin:/bin:.", 1);
+    search_here();
     unsetenv("FAXROOT");
   }
   ~PrintCommandTest() override {
     close_fax();
     close_printer();
-  }
-  static void write_command(const std::string& path, const std::string& script) {
-    write_file(path, "#!/bin/sh\n" + script);
-    std::filesystem::permissions(path, std::filesystem::perms::owner_all);
   }
   static int write(std::string_view bytes) {
     int error_flag = 7;
@@ -55,7 +52,11 @@ TEST_F(PrintCommandTest, NamesAreCommandLines) {
 }
 
 TEST_F(PrintCommandTest, BytesReachTheCommandUntilItIsClosed) {
-  write_command("dr", "echo \"$@\" >name; cat >out; exit 3\n");
+  place_child("dr", [](const std::string& first, const std::string& second) {
+    write_file("name", first + " " + second + "\n");
+    keep_input("out");
+    std::_Exit(3);
+  });
   EXPECT_EQ(write("nobody"), 1);
   EXPECT_EQ(open_printer("a printer"), 0);
   EXPECT_EQ(write("one\r\n"s), 0);
@@ -68,72 +69,54 @@ TEST_F(PrintCommandTest, BytesReachTheCommandUntilItIsClosed) {
 }
 
 TEST_F(PrintCommandTest, CommandsThatEndEarlyOrAreNotThereHarmNobody) {
-  // The script, and the status of closing.
-  const std::pair<std::string, int> rows[] = {
-      {"exit 4\n", 4}, {"read line; exec <&-; exit 5\n", 5}, {"kill -PIPE $$\n", 128 + 13}};
-  for (const auto& [script, status] : rows) {
-    write_command("dr", script);
-    EXPECT_EQ(open_printer(""), 0);
-    for (int i = 0; i < 100; ++i)
-      EXPECT_EQ(write(std::string(10000, 'x') + "\n"), 0);  // more than a pipe holds
-    EXPECT_EQ(close_printer(), status);
-  }
-  std::filesystem::permissions("dr", std::filesystem::perms::owner_read);
-  EXPECT_EQ(open_printer("gone"), ENOENT);
-  std::filesystem::remove("dr");
-  EXPECT_EQ(open_printer("gone"), ENOENT);
+  place_child("dr", [](const std::string&) { std::_Exit(4); });
+  EXPECT_EQ(open_printer("quick"), 0);
+  for (int i = 0; i < 100; ++i)
+    EXPECT_EQ(write(std::string(10000, 'x') + "\n"), 0);  // more than a pipe holds
+  EXPECT_EQ(close_printer(), 4);
+  EXPECT_EQ(open_printer("#gone"), ENOENT);
   EXPECT_FALSE(printer_is_open());
   EXPECT_EQ(close_printer(), 0);
 }
 
-// The command writes nothing to the screen; more than a pipe holds blocks nobody, and neither does
-// a process that the command leaves running.
 TEST_F(PrintCommandTest, WhileWindowsAreShownTheCommandsMessagesAreTold) {
   static std::string told;
   user_interface().message = [](const char* text, const char*) { told += "message:"s + text; };
   user_interface().warning = [](const char* text) { told += "warning:"s + text; };
-  std::string first_lines;
-  while (first_lines.size() < 4096)
-    first_lines += std::string(63, 'x') + "\n";
-  const std::tuple<std::string, int, std::string> rows[] = {
-      {"cat >out", 0, ""},
-      {"echo; cat >out", 0, ""},
-      {"cat >out; echo 'no\tpaper\r' >&2; exit 3", 3, "message:no paper"},
-      {"echo one; cat >out; echo two >&2", 0, "warning:one\ntwo"},
-      {"yes " + std::string(63, 'x') + " | head -c 1000000 >&2; cat >out", 0,
-       "warning:" + first_lines.substr(0, first_lines.size() - 1)},
-      {"cat >out; echo now; (sleep 30; echo later >&2) & exit 2", 2, "message:now"},
-      {"cat >out; printf 'Gr\\303\\274n\\342\\202\\254\\302\\247'", 0, "message:Gr\xFCn?\xA7"},
-      {"exec >&- 2>&-; cat >out; exit 4", 4, ""}};
   open_subsystems().window_system = true;
-  setenv("LC_ALL", "C.UTF-8", 1);
-  for (const auto& [script, status, expected] : rows) {
+  const auto complain = [](const std::string& name) {
+    keep_input("out");
+    std::fputs(name == "one" ? "no\tpaper\n" : "one\ntwo\n", stderr);
+    std::fflush(stderr);
+    std::_Exit(3);
+  };
+  place_child("dr", complain);
+  for (const auto& [name, expected] :
+       {std::pair{"one", "message:no paper"}, {"two", "warning:one\ntwo"}}) {
     told.clear();
-    write_command("dr", script + "\n");
-    EXPECT_EQ(open_printer(""), 0);
-    const std::string errors = errors_of([] {
-      for (int i = 0; i < 300; ++i)
-        EXPECT_EQ(write(std::string(10000, 'x')), 0);
-      close_printer();
-    });
-    EXPECT_EQ(errors, "");
-    EXPECT_EQ(told, expected) << script;
+    EXPECT_EQ(open_printer(name), 0);
+    EXPECT_EQ(write(std::string(3'000'000, 'x')), 0);
+    EXPECT_EQ(close_printer(), 3);
+    EXPECT_EQ(told, expected);
   }
+  EXPECT_EQ(read_file("out").size(), 6'000'000U);
   open_subsystems().window_system = false;
-  unsetenv("LC_ALL");
   user_interface_start();
 }
 
 TEST_F(PrintCommandTest, TheFaxStandsInFrontOfThePrinter) {
-  write_command("dr", "cat >printed\n");
-  open_printer("");
+  place_child("dr", [](const std::string& file) { keep_input(file); });
+  open_printer("printed");
   EXPECT_EQ(open_fax(), ENOENT);
   EXPECT_EQ(write("lost"), 1);
   close_fax();
   EXPECT_EQ(write("before "), 0);
   const std::string fax_root = "a fax; exit 3";
   std::filesystem::create_directories(fax_root + "/bin");
-  write_command(fax_root + "/bin/comfaxpr", "echo \"$@\" >faxed; cat >>faxed\n");
+  place_child(fax_root + "/bin/comfaxpr", [](const std::string& option, const std::string& value) {
+    write_file("faxed", option + " " + value + "\n");
+    keep_input("faxed");
+  });
   setenv("FAXROOT", ("./" + repeated("./", 120) + fax_root).c_str(), 1);
   EXPECT_EQ(open_fax(), ENAMETOOLONG);  // does not end the program
   close_fax();
@@ -151,9 +134,8 @@ TEST_F(PrintCommandTest, TheFaxStandsInFrontOfThePrinter) {
 using ListOutputTest = PrintTest;
 
 TEST_F(ListOutputTest, ThePrinterGetsItsOwnControlStrings) {
-  setenv("PATH", "/usr/bin:/bin:.", 1);
-  write_file("dr", "#!/bin/sh\ncat >out\n");
-  std::filesystem::permissions("dr", std::filesystem::perms::owner_all);
+  search_here();
+  place_child("dr", [](const std::string& file) { keep_input(file); });
   print_defaults_set(
       {.pitch_10 = "<10>", .pitch_17 = "<17>", .bold_on = "<b>", .bold_off = "</b>"});
   list_to_device(nullptr);
@@ -163,7 +145,7 @@ TEST_F(ListOutputTest, ThePrinterGetsItsOwnControlStrings) {
       {{"B",
         {only(kPitch, 17), words("a"), only(kBoldOn), words("b"), only(kBoldOff), words("c")}}});
   bool complete = false;
-  ASSERT_EQ(open_printer(""), 0);
+  ASSERT_EQ(open_printer("out"), 0);
   list_open("L");
   list_print("B");
   EXPECT_EQ(list_close(&complete), "name");
@@ -173,7 +155,7 @@ TEST_F(ListOutputTest, ThePrinterGetsItsOwnControlStrings) {
 }
 
 TEST_F(ListOutputTest, AListThatGoesNowhereIsAnError) {
-  setenv("PATH", "/usr/bin:/bin:.", 1);
+  search_here();
   write_list({.page_length = 2, .last_line = 2}, {{"B", {words("b")}}});
   list_to_device(nullptr);
   bool complete = true;
@@ -185,9 +167,8 @@ TEST_F(ListOutputTest, AListThatGoesNowhereIsAnError) {
   EXPECT_EQ(told, "LP1:L:Drucker nicht bereit ! \n");
   told.clear();
   // A command that ends before it has read everything.
-  write_file("dr", "#!/bin/sh\n");
-  std::filesystem::permissions("dr", std::filesystem::perms::owner_all);
-  ASSERT_EQ(open_printer(""), 0);
+  place_child("dr", [](const std::string&) {});
+  ASSERT_EQ(open_printer("out"), 0);
   complete = true;
   for (int tries = 0; tries < 1000 && complete; ++tries) {
     EXPECT_EQ(list_open("L"), kListDone);
@@ -200,14 +181,13 @@ TEST_F(ListOutputTest, AListThatGoesNowhereIsAnError) {
 }
 
 TEST_F(ListOutputTest, TheFirstListReadsTheDefaults) {
-  setenv("PATH", "/usr/bin:/bin:.", 1);
-  write_file("dr", "#!/bin/sh\ncat >out\n");
-  std::filesystem::permissions("dr", std::filesystem::perms::owner_all);
+  search_here();
+  place_child("dr", [](const std::string& file) { keep_input(file); });
   write_list({.page_length = 2, .last_line = 2},
              {{"B", {only(BlockCode::kBoldOn), words("b"), {.code = BlockCode::kLongDate}}}});
   list_to_device(nullptr);
   print_defaults_reset();
-  ASSERT_EQ(open_printer(""), 0);
+  ASSERT_EQ(open_printer("out"), 0);
   EXPECT_DEATH(list_open("L"), "DEFAULT.DAT: No such file or directory\n.*error 60\n");
   EXPECT_DEATH(channel_open("", 4, kVisibleDevice), "error 60\n");
   write_file("DEFAULT.DAT", "pitch_10 = <10>\nbold_on = <b>\ntoday = 24.12.2025\n");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The temporary files of a list's screen output where something else has their names, and when a
-// signal ends the process, or does not.
+// signal ends the process, or does not; and on a full disk.
 
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -12,7 +12,9 @@
 
 #include "runtime/core/user_interface.h"
 #include "runtime/print/output/screen_output.h"
+#include "tests/print/size_limit.h"
 #include "tests/support/posix/fork.h"
+#include "tests/support/process.h"
 #include "tests/support/support.h"
 
 namespace marigold::inner::test {
@@ -28,6 +30,39 @@ TEST(ScreenOutputPosixTest, WhatIsInTheWayGoes) {
   screen_output_end();
   EXPECT_EQ(read_file("precious"), "kept");
   EXPECT_TRUE(std::filesystem::is_regular_file("DRUCK.TMP"));
+  EXPECT_EQ(screen_output_remove(), 0);
+}
+
+TEST(ScreenOutputPosixTest, AFullDiskLeavesOneLine) {
+  const WorkDirectory directory;
+  user_interface_start();
+  const std::string message = "DISKETTE/LAUFWERK VOLL: BEIM ERSTELLEN DER TEMPOR[REN DATEIEN !!!";
+  const struct {
+    rlim_t limit;
+    std::size_t bytes;  // for the printer
+    int lines;          // for the display
+  } cases[] = {
+      {100000, 200000, 1},  // the printer's bytes, during printing
+      {100000, 10, 1000},   // the display
+      {1000, 2000, 1},      // at the end
+      {1000, 10, 4},
+  };
+  for (const auto& [limit, bytes, lines] : cases) {
+    ASSERT_EQ(screen_output_start(), 0);
+    EXPECT_FALSE(screen_output_disk_full());
+    const SizeLimit in_force(limit);
+    screen_output_bytes(std::string(bytes, 'b'));
+    for (int line = 0; line < lines; ++line) {
+      screen_output_text(std::string(100, 'w'));
+      screen_output_end_line();
+    }
+    screen_output_bytes("more");
+    screen_output_end();
+    EXPECT_TRUE(screen_output_disk_full()) << limit << " " << bytes;
+    EXPECT_EQ(screen_output_width(), 78);
+    EXPECT_EQ(read_file("VIDEO.TMP"), message + std::string(250 - message.size(), ' ') + " \r\n");
+    EXPECT_TRUE(std::filesystem::is_empty("DRUCK.TMP"));
+  }
   EXPECT_EQ(screen_output_remove(), 0);
 }
 
@@ -79,6 +114,23 @@ TEST(ScreenOutputPosixTest, TheEndOfTheProcessTakesTheFilesAlong) {
     EXPECT_EQ(std::filesystem::exists("DRUCK.TMP"), row.left) << row.signal;
     EXPECT_EQ(std::filesystem::exists("VIDEO.TMP"), row.left) << row.signal;
   }
+}
+
+// A second program has its files in a directory of its own, which goes at its end too.
+TEST(ScreenOutputPosixTest, AStopTakesTheDirectoryAlong) {
+  const WorkDirectory directory;
+  std::filesystem::create_directory("tmp");
+  setenv("TMPDIR", "tmp", 1);
+  RecordFile first;
+  ASSERT_EQ(first.create("VIDEO.TMP") + first.lock(0, 1, true), 0);
+  const auto run = [] {
+    screen_output_start();
+    if (std::filesystem::is_empty("tmp")) std::_Exit(1);
+    ask_to_stop();
+  };
+  EXPECT_EQ(run_child(run), kStopped);
+  EXPECT_TRUE(std::filesystem::is_empty("tmp"));
+  unsetenv("TMPDIR");
 }
 
 }  // namespace

@@ -2,127 +2,13 @@
 // The choice of an output and the viewer: tests type keys and look at the screen at each wait for a
 // key.
 
-#include "runtime/print/viewer/viewer.h"
-
 #include <algorithm>
 
-#include "marigold/application.h"
-#include "runtime/core/settings.h"
-#include "runtime/core/user_interface.h"
 #include "runtime/print/output/output_choice.h"
-#include "runtime/print/output/screen_output.h"
-#include "runtime/wi/dialog/window_interface.h"
-#include "runtime/wi/terminal/terminal.h"
-#include "runtime/wi/window/window_table.h"
-#include "tests/print/size_limit.h"
-#include "tests/support/recording_console.h"
-#include "tests/support/terminal_session.h"
+#include "tests/print/viewer_support.h"
 
 namespace marigold::inner::test {
 namespace {
-
-// Keys are written as on a plain terminal, "^" for Ctrl-F: "^1" F1, "^4" F4, "^h" "^j" "^k" "^l"
-// the cursor keys, "^i" Insert, "^x" Delete, "^g" the start.
-std::string typed(std::string keys) {
-  std::ranges::replace(keys, '^', '\x06');
-  return keys;
-}
-
-std::string repeated(const std::string& text, int times) {
-  return times == 0 ? "" : text + repeated(text, times - 1);
-}
-
-// The screens at each wait for a key, the last one at the end.
-std::vector<Recording> screens;
-
-Console watched_console() {
-  Console console = recording_console();
-  console.read_key = [] {
-    screens.push_back(recording());
-    return recording_console().read_key();
-  };
-  return console;
-}
-
-bool was_shown(std::string_view text, int row = kScreenRows) {
-  return std::ranges::any_of(screens, [&](const Recording& screen) {
-    return screen.text(row).find(text) != std::string::npos;
-  });
-}
-
-struct Printer {
-  std::string got;
-  std::size_t longest_piece = 0;
-  int pieces_until_abort = 2000;
-  std::string key_line;
-};
-Printer printer;
-
-int print(std::span<const char> bytes) {
-  printer.got.append(bytes.data(), bytes.size());
-  printer.longest_piece = std::max(printer.longest_piece, bytes.size());
-  printer.key_line = recording().text(kScreenRows);
-  return 0;
-}
-
-std::string list_line(int number, std::size_t length) {
-  std::string text = "line " + std::to_string(number) + " ";
-  while (text.size() < length)
-    text += static_cast<char>('!' + text.size() % 80);
-  return text.substr(0, length);
-}
-
-void make_list(int lines, std::size_t length) {
-  screen_output_start();
-  for (int number = 1; number <= lines; ++number) {
-    screen_output_text(list_line(number, length));
-    screen_output_end_line();
-  }
-  screen_output_end();
-}
-
-struct ViewerTest : testing::Test {
-  ViewerTest() {
-    screens.clear();
-    printer = {};
-    recording_reset();
-    settings_read();
-    terminal_reset(&console);
-    errors_of([] { terminal_start(); });
-    wi_start();
-    wi_set_live(true);
-    user_interface_start();
-    window_interface_start();
-    create_w(window, 2, 1, 5, 60, false);
-    p_printstr(window, 1, 1, "beneath");
-    p_active_w(window);
-  }
-  ~ViewerTest() override {
-    screen_output_remove();
-    window_interface_end();
-    open_subsystems().window_system = false;
-  }
-
-  // Returns the screen before the F1 that ends the viewer, which must restore everything.
-  const Recording& view(const std::string& keys, int page_length = 30,
-                        int (*print_bytes)(std::span<const char>) = print) const {
-    const ConsoleBuffer before = recording().cells;
-    recording().type(typed(keys + "^1"));
-    viewer_run({.name = "Kunden", .page_length = page_length, .print = print_bytes, .aborted = [] {
-                  return --printer.pieces_until_abort < 0;
-                }});
-    EXPECT_TRUE(recording().keys.empty());
-    EXPECT_FALSE(recording().keyboard_lost);
-    EXPECT_EQ(recording().cells, before);
-    EXPECT_EQ(wi_active(), window);
-    EXPECT_TRUE(wi_live());
-    return screens.at(screens.size() - 2);  // F1 is two bytes
-  }
-
-  WorkDirectory directory;
-  Console console = watched_console();
-  int window = 0;
-};
 
 TEST_F(ViewerTest, TheUserChooses) {
   const std::pair<const char*, bool> cases[] = {
@@ -302,37 +188,13 @@ TEST_F(ViewerTest, ThePrinterGetsTheBytes) {
   // Whatever becomes of the names, the viewer prints and removes the list's files.
   printer = {};
   for (const char* file : {"DRUCK.TMP", "VIDEO.TMP"}) {
-    std::filesystem::remove(file);
+    std::filesystem::rename(file, file + ".gone"s);
     write_file(file, "somebody else's");
   }
   EXPECT_EQ(view("^4").text(3, 2, 15), "*** ANZEIGEN-EN");
   EXPECT_EQ(printer.got, bytes);
   screen_output_remove();
   EXPECT_EQ(read_file("DRUCK.TMP") + read_file("VIDEO.TMP"), "somebody else'ssomebody else's");
-}
-
-TEST_F(ViewerTest, AFullDiskIsShownAndNotPrinted) {
-  for (const rlim_t limit : {1000, 100}) {  // also without room for the line about it
-    screen_output_start();
-    {
-      const SizeLimit in_force(limit);
-      screen_output_bytes(std::string(2000, 'b'));
-      screen_output_end();
-    }
-    const Recording& screen = view("^4+");
-    EXPECT_EQ(screen.text(3, 2, 67),
-              "DISKETTE/LAUFWERK VOLL: BEIM ERSTELLEN DER TEMPOR[REN DATEIEN !!!  ");
-    EXPECT_EQ(screen.text(24, 1, 59),
-              "Cursor-Steuerung  +-=Bl{ttern  */=Seite  F1=Ende           ");
-  }
-  setenv("COMFAXUSEVT100", "", 1);  // the console of these tests has no bell
-  terminal_reset(&console);
-  testing::internal::CaptureStdout();
-  recording().type(typed("^4^1"));
-  viewer_run({.name = "Kunden", .print = print});
-  EXPECT_EQ(std::ranges::count(testing::internal::GetCapturedStdout(), '\a'), 1);
-  unsetenv("COMFAXUSEVT100");
-  EXPECT_EQ(printer.got, "");
 }
 
 TEST_F(ViewerTest, WithoutAKeyboardOrAFileItEnds) {
@@ -344,58 +206,6 @@ TEST_F(ViewerTest, WithoutAKeyboardOrAFileItEnds) {
   recording().type("\r");
   viewer_run({.name = "Kunden"});
   EXPECT_TRUE(was_shown("VIDEO.TMP: No such file or directory"));
-}
-
-// A program in a terminal: asks, makes a list and shows it.
-void run_program() {
-  terminal_reset(nullptr);
-  errors_of([] { runtime_start("print"); });
-  if (output_choose_screen()) {
-    make_list(9000, 20);
-    viewer_run({.name = "Kunden", .page_length = 60});
-    screen_output_remove();
-  }
-  runtime_end();
-}
-
-struct ViewerTerminalTest : testing::Test {
-  bool shows(int row, const std::string& text) {
-    return session.wait_until(
-        [&] { return session.emulator.row_text(row).find(text) != std::string::npos; });
-  }
-  void choose_the_screen() {
-    ASSERT_TRUE(shows(13, "Bildschirm"));
-    session.type("b\r");
-    ASSERT_TRUE(shows(1, "1-1:1-1"));
-  }
-
-  WorkDirectory directory;
-  TerminalSession session{run_program};
-};
-
-TEST_F(ViewerTerminalTest, AListIsChosenShownAndLeft) {
-  choose_the_screen();
-  session.type("*+\x1b[B");
-  EXPECT_TRUE(shows(1, "2-21:81-1"));
-  EXPECT_TRUE(shows(3, "line 81"));
-  EXPECT_TRUE(shows(22, "line 100"));
-  session.type("sLINE 8900\r");
-  EXPECT_TRUE(shows(3, "line 8900"));
-  session.type("\x1bOP");
-  EXPECT_EQ(session.outcome(), 0);
-  EXPECT_TRUE(session.restored());
-  EXPECT_FALSE(std::filesystem::exists("VIDEO.TMP"));
-}
-
-TEST_F(ViewerTerminalTest, ASignalThatEndsItLeavesNothingBehind) {
-  choose_the_screen();
-  for (const char* file : {"DRUCK.TMP", "VIDEO.TMP"})
-    ASSERT_TRUE(std::filesystem::exists(file));
-  session.send(SIGHUP);
-  EXPECT_EQ(session.outcome(), SIGHUP);
-  EXPECT_TRUE(session.restored());
-  for (const char* file : {"DRUCK.TMP", "VIDEO.TMP"})
-    EXPECT_FALSE(std::filesystem::exists(file));
 }
 
 }  // namespace

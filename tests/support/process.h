@@ -28,8 +28,9 @@ namespace marigold::inner::test {
 using Words = std::vector<std::string>;
 
 // How a process can end besides its exit status (0 to 255).
-inline constexpr int kKilled = -9;    // without a chance to do anything: by Process::kill, die_now
-inline constexpr int kStopped = -15;  // by the signal SIGTERM
+inline constexpr int kKilled = -9;  // without a chance to do anything: by Process::kill, die_now
+inline constexpr int kStopped =
+    -15;  // asked to: by the signal SIGTERM, or by an event of a console
 inline constexpr int kTooLate = -14;  // by end_within
 
 // A running process. The destructor kills it.
@@ -55,6 +56,9 @@ class Process {
  private:
   std::intptr_t handle_ = 0;  // the system's; 0 for none
 };
+
+// Asks this process to stop, as a user or the system does.
+void ask_to_stop();
 
 // Ends this process like Process::kill.
 [[noreturn]] void die_now();
@@ -166,6 +170,14 @@ Process start_child(Body, const Values&... values) {
 template <typename Body, typename... Values>
 int run_child(Body body, const Values&... values) {
   return start_child(body, values...).wait();
+}
+
+// Makes a command of the system, PATH, that runs a child with the command's words.
+void place_child_command(const std::string& path, const char* name);
+
+template <typename Body>
+void place_child(const std::string& path, Body) {
+  place_child_command(path, Registered<Body>::entry.name());
 }
 
 // ---- Memory

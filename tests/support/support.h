@@ -28,8 +28,8 @@ struct WorkDirectory {
 
 using Records = std::vector<std::pair<std::string, std::string>>;
 
-// Writes PATH.pag and PATH.dir with Perl's own interface to the store, and makes missing
-// directories. Appends a zero byte, or `behind`, to keys and values.
+// Writes PATH.pag and PATH.dir with an interface to the store that is not ours (Perl's on POSIX),
+// and makes missing directories. Appends a zero byte, or `behind`, to keys and values.
 void write_textdb(const std::string& path, const Records& records,
                   const std::string& behind = std::string(1, '\0'));
 
@@ -37,6 +37,10 @@ void write_file(const std::string& path, const std::string& content);
 std::string read_file(const std::string& path);
 // Whether this process has the file of this name in its memory.
 bool is_mapped(const std::string& path);
+// Whether nobody but the user of this process has rights to a file or directory.
+bool is_private(const std::string& path);
+// Lets a file look as if it had been written two minutes ago, also while it is open.
+void make_older(const std::string& path);
 
 // Returns the output of a call on standard error.
 template <typename Call>
@@ -53,9 +57,14 @@ struct Finished {
   std::string err = "";
   int status = 0;  // exit status; 128 + the number of the signal that ended it
 };
+// Under Wine it is the shell of the system below, which runs placed programs under Wine again.
 Finished run_shell(const std::string& command_line);
 
-// Runs the program for each row with the row's words, and expects the row's results.
+// Makes a program callable as ./NAME in the current directory, for both functions below and above.
+void place_program(const std::string& path, const std::string& name);
+
+// Runs the program for each row with the row's words, and expects the row's results. A row without
+// pipes and patterns needs no shell.
 void expect_runs(const std::string& program, std::initializer_list<Finished> rows);
 
 }  // namespace marigold::inner::test

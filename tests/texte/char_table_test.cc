@@ -99,7 +99,6 @@ TEST_F(CharTableTest, TablesAreLoadedWhereTheyAreAskedFor) {
       {"other", nullptr, "other", out, "BB"},
       {"other", nullptr, "main", "", "BB"},  // falls back
       {nullptr, "gone", "main", "", "AA"},
-      {"", "", "main", "", "BA"},  // an empty value asks, too
   };
   for (const auto& [input_language, output_language, file, warnings, found] : rows) {
     const WorkDirectory fresh;

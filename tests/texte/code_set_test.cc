@@ -30,17 +30,13 @@ TEST_F(CodeSetTest, CodeSetsThatTextsCannotBeInAreRefused) {
   }
 }
 
-// Second bytes that are "%" or a backslash, shifts by escape sequences, accents before their
-// letters.
+// Second bytes that are "%" or a backslash.
 TEST_F(CodeSetTest, DatabasesAreNotMadeInCodeSetsThatHideAscii) {
-  for (const char* name :
-       {"BIG5", "BIG5-HKSCS", "932", "936", "949", "950", "GBK", "GB18030", "JOHAB", "ISO-2022-JP",
-        "ISO-2022-KR", "SHIFT_JISX0213", "ISO_6937", "T.61"}) {
+  for (const char* name : {"BIG5", "932", "936", "949", "950", "GBK", "GB18030"}) {
     EXPECT_FALSE(code_set.open_for_texts(name, reason)) << name;
     EXPECT_TRUE(reason.starts_with("the code set \"" + std::string(name) + "\" cannot"));
   }
-  for (const char* name : {"8859", "8859-15", "utf8", "EUC-JP", "EUC-KR", "EUC-TW", "GB2312",
-                           "1258", "KOI8-R", "850", "TIS-620"})
+  for (const char* name : {"8859", "8859-15", "utf8", "1258", "KOI8-R", "850"})
     EXPECT_TRUE(code_set.open_for_texts(name, reason)) << name << reason;
   // A database in such a code set can still be read.
   EXPECT_TRUE(code_set.open("BIG5", reason));
@@ -59,6 +55,7 @@ TEST_F(CodeSetTest, TheFirstCharacterThatIsLackingIsFoundAndDescribed) {
   }
   ASSERT_TRUE(code_set.open("1252", reason));
   EXPECT_EQ(code_set.to_text("a\x81", converted), 1U);
+  EXPECT_EQ(code_set.to_bytes("\xC2\x81", converted), 0U);
 }
 
 }  // namespace marigold::inner::test

@@ -35,8 +35,10 @@ TEST(SyserrTest, TheReportIsBoundedByThePlaceOfItsLines) {
     syserr_show(-2147483647 - 1);
     std::_Exit(0);
   };
-  const char* report = "^x{6}\n-2147483648\nx{60}\nx{58}\nx{57}\n$";
-  EXPECT_EXIT(show_long_texts(), testing::ExitedWithCode(0), report);
+  std::string report = "^xxxxxx\n-2147483648\n";
+  for (const std::size_t length : {60, 58, 57})
+    report += std::string(length, 'x') + "\n";
+  EXPECT_EXIT(show_long_texts(), testing::ExitedWithCode(0), report + "$");
 }
 
 TEST(SyserrTest, FatalWritesTheStatusHandsTheTerminalBackAndAborts) {
@@ -44,20 +46,22 @@ TEST(SyserrTest, FatalWritesTheStatusHandsTheTerminalBackAndAborts) {
   settings_read();
   syserr_start();
   user_interface().hand_terminal_back = [] { std::fputs("terminal back\n", stderr); };
-  status_open("program");
-  EXPECT_EXIT(
-      raise_fatal(38), aborted,
-      "^terminal back\nerror\n        38\nst: string too long\nplease [a-z ]*\nsoft[a-z ]*\\.\n$");
+  EXPECT_EXIT(raise_fatal(38), aborted,
+              "^terminal back\nerror\n        38\nst: string too long\nplease .*\nsoft.*\\.\n$");
   const auto fatal_with_a_passing_file = [] {
     std::signal(SIGABRT, [](int) {});  // like the handler of a held console, which gives it back
+    settings_read();
+    syserr_start();
+    status_open("program");
     write_file("passing", "of a customer");
     passing_file_note("passing");
     std::signal(SIGABRT, SIG_DFL);
     raise_fatal(38);
   };
-  EXPECT_EXIT(fatal_with_a_passing_file(), aborted, "");
+  EXPECT_NE(run_child(fatal_with_a_passing_file), 0);
   EXPECT_FALSE(std::filesystem::exists("passing"));
   EXPECT_TRUE(read_file("pstatus.tmp").ends_with("EXIT     =ERROR\nFEHLER   =  38\n"));
+  status_open("program");
   EXPECT_TRUE(errors_of([] {
                 syserr_report(1);
               }).starts_with("terminal back\nerror\n         1\ndat: file"));

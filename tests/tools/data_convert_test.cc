@@ -20,7 +20,7 @@ TEST(DataConvertTest, ShowsThePlanConvertsAndExits) {
   const WorkDirectory directory;
   unsetenv("DATA_DIRECTORY");
   unsetenv("DEFINITION_DIRECTORY");
-  std::filesystem::create_symlink(MARIGOLD, "marigold");
+  place_program(MARIGOLD, "marigold");
   std::filesystem::create_directory("definitions");
   write_file(
       "definitions/FILEARTICLES_1.DES",

@@ -12,7 +12,7 @@ const std::string kRest = " ENDFIELD\nBEGINKEY KEY 1 SEGMENT 1 IS F ENDKEY ENDFI
 TEST(DataScanTest, FindsReportsAndExits) {
   const WorkDirectory directory;
   setenv("DEFINITION_DIRECTORY", "definitions", 1);
-  std::filesystem::create_symlink(MARIGOLD, "marigold");
+  place_program(MARIGOLD, "marigold");
   std::filesystem::create_directory("definitions");
   const std::string good = "BEGINFILE NAME GOOD " + kFile + "1 PREVAL NIL" + kRest;
   write_file("definitions/FILEGOOD.DES", good + "END.\n");

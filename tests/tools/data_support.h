@@ -12,7 +12,7 @@ struct DataToolTest : testing::Test {
   DataToolTest() {
     for (const char* name : {"DEFINITION_DIRECTORY", "DATA_DIRECTORY", "IS_MULTIUSER"})
       unsetenv(name);
-    std::filesystem::create_symlink(MARIGOLD, "marigold");
+    place_program(MARIGOLD, "marigold");
     std::filesystem::create_directory("definitions");
     write_file(
         "definitions/FILEBOX.DES",

@@ -9,7 +9,7 @@ namespace marigold::inner::test {
 
 struct ListsPrintTest : testing::Test {
   ListsPrintTest() {
-    std::filesystem::create_symlink(MARIGOLD, "marigold");
+    place_program(MARIGOLD, "marigold");
     write_file("l.list",
                "list L\n  PL 6 EZ 1 LZ 6 ES 1 CPI 10 ABRTXT 'stopped'\n"
                "header HEADER\nb |Kärnten {page #}\n"

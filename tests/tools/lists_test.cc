@@ -16,7 +16,7 @@ const std::string kTwo = "list TWO\n" + kHead + "\nbody B\n|two {page ##0}\n\nhe
 struct ListsToolTest : testing::Test {
   ListsToolTest() {
     unsetenv("DEFINITION_DIRECTORY");
-    std::filesystem::create_symlink(MARIGOLD, "marigold");
+    place_program(MARIGOLD, "marigold");
     write_file("one.list", kOne);
     write_file("two.list", kTwo);
     write_file("bad.list", "list BAD PL x\nbody B\n11|{foo}\n");

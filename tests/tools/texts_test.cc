@@ -36,7 +36,7 @@ Texts records_of(const std::string& database) {
 struct TextsTest : testing::Test {
   TextsTest() {
     unsetenv("LANGUAGE_IDENTIFIER");
-    std::filesystem::create_symlink(MARIGOLD, "marigold");
+    place_program(MARIGOLD, "marigold");
     write_file("good.po", kHeader + entry("GREET", "Grüß Gott %s"));
   }
   static void expect(std::initializer_list<Finished> runs) {
@@ -186,7 +186,8 @@ TEST_F(TextsTest, AReaderKeepsWhatItHasOpenedAndAStopChangesNothing) {
 TEST_F(TextsTest, DamageIsReportedWithTheFile) {
   expect({{"build good.po -o textdb"}});
   const std::string whole = read_file("textdb.pag");
-  for (const std::size_t length : {0UL, 1UL, 100UL, 4096UL, whole.size() / 2}) {
+  for (const std::size_t length :
+       std::initializer_list<std::size_t>{0, 1, 100, 4096, whole.size() / 2}) {
     write_file("textdb.pag", whole.substr(0, length));
     const Finished run = run_shell("./marigold texts dump textdb");
     EXPECT_EQ(run.status, 2) << length;

@@ -30,7 +30,7 @@ struct TerminalTest : testing::Test {
     return row;
   }
   static void use_vt100() {
-    setenv("COMFAXUSEVT100", "", 1);
+    setenv("COMFAXUSEVT100", "1", 1);
     terminal_reset(&recording_console());
     EXPECT_TRUE(terminal_is_vt100());
     unsetenv("COMFAXUSEVT100");  // the mode is chosen by now
@@ -164,7 +164,7 @@ TEST_F(TerminalTest, AVt100sKeyboardIsHeldFromTheDecisionOn) {
   static bool again = false;
   Console console = recording_console();
   console.take_keyboard = [] { return ++taken == 1 || std::exchange(again, false); };
-  setenv("COMFAXUSEVT100", "", 1);
+  setenv("COMFAXUSEVT100", "1", 1);
   terminal_reset(&console);
   EXPECT_TRUE(terminal_is_vt100());
   EXPECT_EQ(taken, 1);

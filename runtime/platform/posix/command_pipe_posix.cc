@@ -229,6 +229,10 @@ void CommandPipe::drop_output_end() {
   static_cast<void>(output_end_.close());
 }
 
+std::string command_path(std::string_view variable, std::string_view rest) {
+  return std::string("\"$").append(variable).append("\"").append(rest);
+}
+
 bool command_exists(const char* path) {
   struct stat status {};
   return stat(path, &status) == 0 && S_ISREG(status.st_mode) && access(path, X_OK) == 0;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/platform/character_conversion.h"
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <charconv>
@@ -51,11 +52,22 @@ std::optional<UINT> code_page_of(std::string name) {
   return std::nullopt;
 }
 
+// The code pages of Windows give a byte without a character the control character of its number,
+// which such a text would not have on other systems.
+bool leaves_bytes_free(UINT code_page) {
+  return code_page == 874 || (code_page >= 1250 && code_page <= 1258);
+}
+
+bool has_control_of_c1(std::wstring_view text) {
+  return std::ranges::any_of(text, [](wchar_t c) { return c >= 0x80 && c < 0xA0; });
+}
+
 }  // namespace
 
 class CharacterConversion::Converter {
  public:
-  Converter(UINT to, UINT from) : to_(to), from_(from) {}
+  Converter(UINT to, UINT from)
+      : to_(to), from_(from), no_c1_(leaves_bytes_free(to) || leaves_bytes_free(from)) {}
 
   // Converts the text if each of its characters has an exact counterpart.
   bool convert(std::string_view text, std::string& output) const {
@@ -66,6 +78,8 @@ class CharacterConversion::Converter {
     const int units =
         MultiByteToWideChar(from_, MB_ERR_INVALID_CHARS, text.data(), length, wide.data(), length);
     if (units == 0) return false;
+    wide.resize(static_cast<std::size_t>(units));
+    if (no_c1_ && has_control_of_c1(wide)) return false;
     constexpr std::size_t kMostBytes = 4;  // of a character
     output.resize(static_cast<std::size_t>(units) * kMostBytes);
     BOOL replaced = FALSE;
@@ -91,6 +105,7 @@ class CharacterConversion::Converter {
  private:
   UINT to_;
   UINT from_;
+  bool no_c1_;
 };
 
 CharacterConversion::CharacterConversion() = default;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <utility>
 
 #include "runtime/platform/new_file.h"
@@ -19,6 +20,13 @@ SECURITY_ATTRIBUTES inherited() {
   return {.nLength = sizeof(SECURITY_ATTRIBUTES),
           .lpSecurityDescriptor = nullptr,
           .bInheritHandle = TRUE};
+}
+
+bool is_file(const std::string& path) {
+  const WidePath wide(path.c_str());
+  if (wide.failed() != 0) return false;
+  const DWORD attributes = GetFileAttributesW(wide.text());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
 // The two ends of a pipe; the command inherits the reading one.
@@ -159,11 +167,25 @@ void CommandPipe::drop_output_end() {
   static_cast<void>(output_end_.close());
 }
 
+std::string command_path(std::string_view variable, std::string_view rest) {
+  std::string path = std::string("\"%").append(variable).append("%").append(rest).append("\"");
+  std::ranges::replace(path, '/', '\\');
+  return path;
+}
+
+// The command processor runs only files whose names end as PATHEXT lists.
 bool command_exists(const char* path) {
-  const WidePath wide(path);
-  if (wide.failed() != 0) return false;
-  const DWORD attributes = GetFileAttributesW(wide.text());
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+  const std::string name = path;
+  const std::size_t dot = name.find_last_of("./\\");
+  if (dot != std::string::npos && name[dot] == '.' && is_file(name)) return true;
+  const char* const value = std::getenv("PATHEXT");
+  std::string_view endings = value == nullptr ? ".COM;.EXE;.BAT;.CMD" : value;
+  while (!endings.empty()) {
+    const std::size_t length = std::min(endings.find(';'), endings.size());
+    if (length > 0 && is_file(name + std::string(endings.substr(0, length)))) return true;
+    endings.remove_prefix(std::min(length + 1, endings.size()));
+  }
+  return false;
 }
 
 }  // namespace marigold::inner

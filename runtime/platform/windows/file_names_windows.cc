@@ -71,6 +71,12 @@ int change_names(const char* from, const char* to, BOOL (*change)(const wchar_t*
   return try_for_a_while([&] { return change(old_name.text(), new_name.text()) != 0; });
 }
 
+bool is_plain_directory(const wchar_t* path) {
+  constexpr DWORD kKinds = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+  const DWORD attributes = GetFileAttributesW(path);
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & kKinds) == FILE_ATTRIBUTE_DIRECTORY;
+}
+
 int missing_is_done(int failed) {
   return failed == ENOENT ? 0 : failed;
 }
@@ -160,6 +166,7 @@ int file_link(const char* from, const char* to) {
 int file_remove(const char* path) {
   const WidePath wide(path);
   if (const int failed = wide.failed()) return failed;
+  if (is_plain_directory(wide.text())) return EISDIR;  // the system would only deny the access
   FileHandle file;
   const int failed =
       open_file(path, DELETE | SYNCHRONIZE, OPEN_EXISTING, file, FILE_FLAG_OPEN_REPARSE_POINT);

@@ -2,6 +2,7 @@
 #include "runtime/platform/path.h"
 
 #include <array>
+#include <cstdlib>
 
 #include "runtime/platform/windows/system_windows.h"
 
@@ -24,7 +25,10 @@ char path_list_separator() {
   return ';';
 }
 
+// TMPDIR as on other systems, else what the system has.
 std::string path_for_temporary_files() {
+  const char* const directory = std::getenv("TMPDIR");
+  if (directory != nullptr && *directory != '\0') return directory;
   std::array<wchar_t, MAX_PATH + 1> wide{};
   std::array<char, 4 * wide.size()> path{};
   if (GetTempPathW(static_cast<DWORD>(wide.size()), wide.data()) == 0 ||

@@ -123,8 +123,7 @@ int start_fax(const FaxPlace& place) {
   program.append(kFaxProgram);
   if (program.size() > kLongestString) return ENAMETOOLONG;
   if (!command_exists(program.c_str())) return ENOENT;
-  // In quotes, because its directory may have blanks in its name.
-  if (by_name) program = std::string("\"$").append(place.variable).append("\"").append(kFaxProgram);
+  if (by_name) program = command_path(place.variable, kFaxProgram);
   return start(program.append(kFaxArguments));
 }
 

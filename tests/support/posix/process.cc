@@ -12,6 +12,8 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 
 #include "tests/support/posix/fork.h"
 
@@ -75,6 +77,10 @@ bool aborted(int status) {
   return WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
 }
 
+void ask_to_stop() {
+  raise(SIGTERM);
+}
+
 void die_now() {
   raise(SIGKILL);
   std::abort();
@@ -120,6 +126,12 @@ void end_copy(long number) {
 void become_a_reader() {
   constexpr uid_t kNobody = 65534;
   if (geteuid() == 0 && setresuid(kNobody, kNobody, kNobody) != 0) give_up("setresuid");
+}
+
+void place_child_command(const std::string& path, const char* name) {
+  const std::string program = std::filesystem::canonical("/proc/self/exe").string();
+  std::ofstream(path) << "#!/bin/sh\nexec '" << program << "' --child '" << name << "' \"$@\"\n";
+  std::filesystem::permissions(path, std::filesystem::perms::owner_all);
 }
 
 void* shared_memory_map(const char* name, std::size_t bytes, bool& made) {

@@ -2,6 +2,7 @@
 // The parts of support.h that need a shell, or the files of the system.
 #include <sys/wait.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <iomanip>
 #include <sstream>
@@ -28,6 +29,20 @@ void write_textdb(const std::string& path, const Records& records, const std::st
 bool is_mapped(const std::string& path) {
   const std::string line_end = std::filesystem::canonical(path).string() + "\n";
   return read_file("/proc/self/maps").find(line_end) != std::string::npos;
+}
+
+bool is_private(const std::string& path) {
+  constexpr auto kOthers = std::filesystem::perms::group_all | std::filesystem::perms::others_all;
+  return (std::filesystem::status(path).permissions() & kOthers) == std::filesystem::perms::none;
+}
+
+void make_older(const std::string& path) {
+  const auto now = std::filesystem::file_time_type::clock::now();
+  std::filesystem::last_write_time(path, now - std::chrono::minutes(2));
+}
+
+void place_program(const std::string& path, const std::string& name) {
+  std::filesystem::create_symlink(path, name);
 }
 
 Finished run_shell(const std::string& command_line) {

@@ -20,7 +20,3 @@ int clearenv() {
   }
   return 0;
 }
-
-time_t timegm(tm* parts) {
-  return _mkgmtime(parts);
-}

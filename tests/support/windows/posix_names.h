@@ -3,10 +3,7 @@
 // build includes this header before each test source.
 #pragma once
 
-#include <time.h>
-
 // An empty value removes a variable, and `overwrite` is always true.
 int setenv(const char* name, const char* value, int overwrite);
 int unsetenv(const char* name);
 int clearenv();
-time_t timegm(tm* parts);

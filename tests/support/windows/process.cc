@@ -3,9 +3,14 @@
 
 #include <windows.h>
 
+#include <array>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <string_view>
+
+#include "tests/support/windows/start.h"
 
 namespace marigold::inner::test {
 
@@ -15,20 +20,8 @@ namespace {
 constexpr UINT kKilledCode = 0x4B494C4C;
 constexpr UINT kTooLateCode = 0x4C415445;
 constexpr UINT kSignalCode = 3;
-
-[[noreturn]] void give_up(const char* call) {
-  std::fprintf(stderr, "%s: error %lu\n", call, GetLastError());
-  std::abort();
-}
-
-std::wstring wide(std::string_view text) {
-  const int length = static_cast<int>(text.size());
-  std::wstring result(text.size(), L'\0');
-  const int used =
-      length == 0 ? 0 : MultiByteToWideChar(CP_UTF8, 0, text.data(), length, result.data(), length);
-  result.resize(static_cast<std::size_t>(used));
-  return result;
-}
+constexpr UINT kMinusOne = 0xFFFFFFFF;
+constexpr UINT kEventCode = 0xC000013A;  // of a process that Ctrl-C or Ctrl-Break has ended
 
 // Quotes a word as the start of a C program reads it: backslashes count double before a quote.
 std::string quoted(const std::string& word) {
@@ -42,6 +35,12 @@ std::string quoted(const std::string& word) {
   return result.append(backslashes, '\\') + '"';
 }
 
+std::string own_path() {
+  std::array<char, 32'768> path{};
+  GetModuleFileNameA(nullptr, path.data(), static_cast<DWORD>(path.size()));
+  return path.data();
+}
+
 HANDLE as_handle(std::intptr_t handle) {
   return reinterpret_cast<HANDLE>(handle);
 }
@@ -52,27 +51,43 @@ void CALLBACK end_too_late(PVOID, BOOLEAN) {
 
 }  // namespace
 
-Process::Process(const char* name, const Words& words) {
-  std::wstring program(32'768, L'\0');
-  program.resize(GetModuleFileNameW(nullptr, program.data(), static_cast<DWORD>(program.size())));
-  std::string line = is_long_run() ? "test --long --child " : "test --child ";
-  line += quoted(name);
+void give_up(const char* call) {
+  std::fprintf(stderr, "%s: error %lu\n", call, GetLastError());
+  std::abort();
+}
+
+std::wstring wide(std::string_view text) {
+  const int length = static_cast<int>(text.size());
+  std::wstring result(text.size(), L'\0');
+  const int used =
+      length == 0 ? 0 : MultiByteToWideChar(CP_UTF8, 0, text.data(), length, result.data(), length);
+  result.resize(static_cast<std::size_t>(used));
+  return result;
+}
+
+HANDLE start_program(const std::string& path, const Words& words, const HANDLE* streams) {
+  std::string line;
   for (const std::string& word : words)
-    line += " " + quoted(word);
+    line += (line.empty() ? "" : " ") + quoted(word);
   std::wstring wide_line = wide(line);
   STARTUPINFOW start{};
   start.cb = sizeof start;
+  if (streams != nullptr) {
+    start.dwFlags = STARTF_USESTDHANDLES;
+    start.hStdInput = streams[0];
+    start.hStdOutput = streams[1];
+    start.hStdError = streams[2];
+  }
   PROCESS_INFORMATION process{};
-  // Inherits the standard streams of a redirected run alone: no other handle is inheritable.
-  if (CreateProcessW(program.c_str(), wide_line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                     &start, &process) == 0)
-    give_up("CreateProcessW");
+  // No other handle is inheritable but the standard streams of a redirected run.
+  if (CreateProcessW(wide(path).c_str(), wide_line.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                     nullptr, &start, &process) == 0)
+    give_up(path.c_str());
   CloseHandle(process.hThread);
-  handle_ = reinterpret_cast<std::intptr_t>(process.hProcess);
+  return process.hProcess;
 }
 
-int Process::wait() {
-  const HANDLE process = as_handle(std::exchange(handle_, 0));
+int status_of(HANDLE process) {
   DWORD code = 0;
   if (WaitForSingleObject(process, INFINITE) != WAIT_OBJECT_0 ||
       GetExitCodeProcess(process, &code) == 0)
@@ -80,7 +95,20 @@ int Process::wait() {
   CloseHandle(process);
   if (code == kKilledCode) return kKilled;
   if (code == kTooLateCode) return kTooLate;
-  return code == kSignalCode ? kStopped : static_cast<int>(code);
+  if (code == kMinusOne) return 255;  // as much of it as other systems pass on
+  return code == kSignalCode || code == kEventCode ? kStopped : static_cast<int>(code);
+}
+
+Process::Process(const char* name, const Words& words) {
+  Words all = {"test"};
+  if (is_long_run()) all.push_back("--long");
+  all.insert(all.end(), {"--child", name});
+  all.insert(all.end(), words.begin(), words.end());
+  handle_ = reinterpret_cast<std::intptr_t>(start_program(own_path(), all, nullptr));
+}
+
+int Process::wait() {
+  return status_of(as_handle(std::exchange(handle_, 0)));
 }
 
 int Process::kill() {
@@ -99,6 +127,22 @@ bool is_slow_system() {
 
 bool aborted(int status) {
   return status == static_cast<int>(kSignalCode);
+}
+
+void ask_to_stop() {
+  static std::atomic<bool> seen = false;
+  FreeConsole();
+  AllocConsole();
+  // The handler that was added last is called first, and leaves the event to the others.
+  const auto note = [](DWORD) -> BOOL {
+    seen = true;
+    return FALSE;
+  };
+  if (SetConsoleCtrlHandler(note, TRUE) == 0 || GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0) == 0)
+    give_up("GenerateConsoleCtrlEvent");
+  while (!seen)
+    Sleep(1);
+  Sleep(300);  // for the others, and the end of the process
 }
 
 void die_now() {
@@ -126,6 +170,11 @@ void end_copy(long) {}
 
 // The attribute of a file for reading only binds every user.
 void become_a_reader() {}
+
+void place_child_command(const std::string& path, const char* name) {
+  std::ofstream(path + ".cmd", std::ios::binary)
+      << '@' << quoted(own_path()) << " --child " << quoted(name) << " %*\r\n";
+}
 
 void* shared_memory_map(const char* name, std::size_t bytes, bool& made) {
   const HANDLE file = CreateFileW(wide(name).c_str(), GENERIC_READ | GENERIC_WRITE,
