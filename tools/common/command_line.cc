@@ -196,6 +196,7 @@ Tool::Tool(std::unique_ptr<State> state)
 Tool::Tool(const char* name, const char* help, const std::string& version)
     : Tool(std::make_unique<State>(name, help)) {
   state_->app.set_version_flag("--version", version);
+  state_->app.allow_windows_style_options(false);  // "/a/path" is a path on every system
   state_->app.require_subcommand(1);
 }
 

@@ -88,6 +88,8 @@ class Stream {
 };
 
 Finished run_simple(const std::string& line, const Simple& simple) {
+  for (const char* left : {".out", ".err"})  // of the run before, if this one writes elsewhere
+    write_file(left, "");
   const Stream in(simple.streams[0], true);
   const Stream out(simple.streams[1], false);
   const Stream err(simple.streams[2], false);
