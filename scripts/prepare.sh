@@ -1,8 +1,8 @@
 # shellcheck shell=sh
 # ./run and ./test source this file with `top` set to the project's folder. `prepare programs` or
-# `prepare tests` installs missing packages and builds in build/release; `prepare checks` installs
-# what scripts/check calls. Quiet if nothing is to be
-# done; a step that fails shows its output and ends the script.
+# `prepare tests` installs missing packages and builds in build/release; `prepare windows` does the
+# same for Windows in build/windows-tested; `prepare checks` installs what scripts/check calls. Quiet
+# if nothing is to be done; a step that fails shows its output and ends the script.
 
 packages_for_commands='g++:g++ cmake:cmake ninja:ninja-build zstd:zstd'
 # Looks for perl as a package: perl-base, which every system has, brings the command without its
@@ -10,6 +10,8 @@ packages_for_commands='g++:g++ cmake:cmake ninja:ninja-build zstd:zstd'
 other_packages='perl libgdbm-dev libgdbm-compat-dev libgettextpo-dev libcli11-dev libcsv-dev libhpdf-dev libarchive-dev nettle-dev nlohmann-json3-dev'
 check_packages='git clang libclang-rt-14-dev clang-format clang-tidy shellcheck mandoc'
 test_packages='libgtest-dev libvterm-dev make pkg-config dpkg-dev file'
+# The compiler for Windows, Wine, and what the sources of Debian's libraries are unpacked with.
+windows_packages='g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 googletest ca-certificates xz-utils'
 
 missing_packages() {
   for pair in $packages_for_commands; do
@@ -17,6 +19,7 @@ missing_packages() {
   done
   wanted_packages=$other_packages
   [ "$wanted" = programs ] || wanted_packages="$wanted_packages $test_packages"
+  [ "$wanted" != windows ] || wanted_packages="$wanted_packages $windows_packages"
   [ "$wanted" != checks ] || wanted_packages="$wanted_packages $check_packages"
   for package in $wanted_packages; do
     [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || echo "$package"
@@ -84,11 +87,31 @@ build_release() {
   exec 9>&-
 }
 
+# The tests of the Windows build read and write files of the Linux build, which must be there. Tests
+# do not become faster by more optimisation than this; the preset's own folder has it all.
+build_windows() {
+  mkdir -p "$windows_build"
+  exec 9>"$windows_build/.lock"
+  flock 9
+  cd "$top" || exit 1
+  [ -f "$windows_build/build.ninja" ] || echo 'Building for Windows, which takes some minutes the first time...' >&2
+  quietly "$windows_build/libraries.log" scripts/windows_libraries build/windows-libraries
+  [ -f "$windows_build/build.ninja" ] ||
+    quietly "$windows_build/configure.log" cmake --preset windows -B "$windows_build" -DCMAKE_CXX_FLAGS_RELEASE='-O1 -DNDEBUG'
+  quietly "$windows_build/build.log" cmake --build "$windows_build"
+  flock -u 9
+  exec 9>&-
+}
+
 # shellcheck disable=SC2154
 build=$top/build/release
+windows_build=$top/build/windows-tested
 
 prepare() {
   wanted=$1
   install_missing
-  [ "$wanted" = checks ] || build_release
+  case $wanted in
+    windows) build_windows ;;
+    programs | tests) build_release ;;
+  esac
 }

@@ -2,7 +2,6 @@
 // Files made again beside themselves: compacted, and recovered from a damaged header.
 
 #include <cerrno>
-#include <csignal>
 #include <cstddef>
 #include <cstring>
 #include <random>
@@ -108,13 +107,14 @@ TEST_F(TortureTest, CompactingRefusesWhatItWouldLoseAndStopsWhenAsked) {
   EXPECT_TRUE(read_file("file.dat") == bytes);
   EXPECT_EQ(error_of(iscompact("nothing", report)), ENOENT);
   copy_pair("good", "file");
-  {
+  const auto is_asked_to_stop = [] {
     const StopSignalsHold hold;
-    raise(SIGTERM);
-    EXPECT_EQ(error_of(iscompact("file", report)), EINTR);
-    signal(SIGTERM, SIG_IGN);  // discards the pending signal
-  }
-  signal(SIGTERM, SIG_DFL);
+    ask_to_stop();
+    IsCompactReport none;
+    EXPECT_EQ(error_of(iscompact("file", none)), EINTR);
+    if (HasFailure()) std::_Exit(1);
+  };
+  EXPECT_EQ(run_child(is_asked_to_stop), kStopped);
   expect_holds("file", contents);
   EXPECT_EQ(files_here(), 4U);
 }
