@@ -80,9 +80,15 @@ HANDLE start_program(const std::string& path, const Words& words, const HANDLE* 
   }
   PROCESS_INFORMATION process{};
   // No other handle is inheritable but the standard streams of a redirected run.
-  if (CreateProcessW(wide(path).c_str(), wide_line.data(), nullptr, nullptr, TRUE, 0, nullptr,
-                     nullptr, &start, &process) == 0)
-    give_up(path.c_str());
+  // Wine fails in this way now and then while the machine is busy.
+  constexpr int kTries = 5;
+  const std::wstring program = wide(path);
+  for (int i = 1; CreateProcessW(program.c_str(), wide_line.data(), nullptr, nullptr, TRUE, 0,
+                                 nullptr, nullptr, &start, &process) == 0;
+       ++i) {
+    if (GetLastError() != ERROR_INTERNAL_ERROR || i == kTries) give_up(path.c_str());
+    Sleep(100);
+  }
   CloseHandle(process.hThread);
   return process.hProcess;
 }
