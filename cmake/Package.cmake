@@ -1,10 +1,22 @@
-# Debian packages of the components: cmake --build --preset release --target package. Needs all of
-# the build; the packages go to the folder packages of the build folder.
-set(CPACK_GENERATOR DEB)
+# Debian packages of the components, or one zip of everything for Windows:
+#
+#   cmake --build --preset release --target package
+#   cmake --build --preset windows --target package
+#
+# Needs all of the build; the packages go to the folder packages of the build folder.
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_PACKAGE_CONTACT "Marigold maintainers <maintainers@marigold.example>")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
+if(WIN32)
+  set(CPACK_GENERATOR ZIP)
+  # Of the zip, and of the folder that holds everything in it.
+  set(CPACK_PACKAGE_FILE_NAME marigold-${PROJECT_VERSION}-windows-x86_64)
+  include(CPack)
+  return()
+endif()
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL marigold libmarigold1 libmarigold-pdf1 libmarigold-dev)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
