@@ -8,9 +8,7 @@
 // returns. After each group of writes the program walks all three keys and compares them with a
 // model in memory, outside the measured time. A wrong result ends the program with status 1.
 
-#include <sys/resource.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -18,6 +16,8 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <random>
+#include <system_error>
 #include <unordered_set>
 
 #include "bench/isam_keys.h"
@@ -35,17 +35,18 @@ void must(int result, const char* what) {
   if (result != 0) die(what);
 }
 
-double wall_now() {
+double seconds_of(clockid_t clock) {
   timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
+  clock_gettime(clock, &now);
   return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
 }
 
+double wall_now() {
+  return seconds_of(CLOCK_MONOTONIC);
+}
+
 double cpu_now() {
-  rusage used{};
-  getrusage(RUSAGE_SELF, &used);
-  return static_cast<double>(used.ru_utime.tv_sec + used.ru_stime.tv_sec) +
-         1e-6 * static_cast<double>(used.ru_utime.tv_usec + used.ru_stime.tv_usec);
+  return seconds_of(CLOCK_PROCESS_CPUTIME_ID);
 }
 
 class Run {
@@ -283,8 +284,10 @@ int run(int argc, char** argv) {
   const std::uint64_t count = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 200'000;
   if (count < 4 || count > 50'000'000) die("N must be 4 to 50000000");
   const std::string parent = argc > 2 ? argv[2] : std::filesystem::temp_directory_path().string();
-  std::string directory = parent + "/isam_bench.XXXXXX";
-  if (mkdtemp(directory.data()) == nullptr) die("cannot make a directory in " + parent);
+  const std::string directory = parent + "/isam_bench." + std::to_string(std::random_device{}());
+  std::error_code error;
+  if (!std::filesystem::create_directory(directory, error))
+    die("cannot make a directory in " + parent);
   const Workload workload(count);
   std::puts("store,mode,op,n,seconds,ops_per_s,file_bytes,checksum,cpu_seconds");
   for (const bool shared : {false, true})
