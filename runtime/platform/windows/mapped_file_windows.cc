@@ -165,6 +165,10 @@ int MappedFile::lock_if_alone(std::uint64_t offset) {
   return lock(offset, true);
 }
 
+bool MappedFile::may_lock_exclusively() const {
+  return true;
+}
+
 int MappedFile::unlock(std::uint64_t offset, std::uint64_t count) {
   return set_lock(Lock::kNone, offset, count);
 }
