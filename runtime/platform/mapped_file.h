@@ -39,9 +39,11 @@ class MappedFile : public OpenedFile {
  public:
   MappedFile() = default;
 
-  // Opens a regular file. ENOENT and so on from the system; EINVAL for anything but a regular file.
+  // Opens a regular file. ENOENT and so on from the system; EINVAL for anything but a regular file;
+  // kOnNetworkDrive (system_error.h) where views of such a file differ between machines.
   int open(const char* path, FileAccess access);
-  // Makes a new file for reading and writing. EEXIST if the name is taken.
+  // Makes a new file for reading and writing. EEXIST if the name is taken;
+  // kOnNetworkDrive as above, and there is no new file then.
   int create(const char* path, NewFileAccess access = NewFileAccess::kByMask);
   // Like FileWriter::take_access.
   int take_access(const char* like);

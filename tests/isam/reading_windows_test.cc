@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Processes that may only read a file, on a system where a look for others is a lock.
+// Processes that may only read a file, on a system where a look for others is a lock, and files that
+// this system cannot share.
 
 #include <cerrno>
 
 #include "runtime/isam/file.h"
 #include "runtime/platform/named_file.h"
+#include "runtime/platform/system_error.h"
+#include "runtime/platform/windows/remote_file_windows.h"
 #include "tests/isam/support.h"
 
 namespace marigold::inner::test {
@@ -42,6 +45,23 @@ TEST(ReadingTest, AReaderWaitsUntilAnotherOneHasLookedForOthers) {
   EXPECT_GE(file, 0) << iserrno << " " << isreason();
   EXPECT_EQ(ISCLOSE(file), 0);
   EXPECT_EQ(looking.wait(), 0);
+}
+
+TEST(ReadingTest, FilesOnNetworkDrivesAreRefusedWithAReason) {
+  const WorkDirectory directory;
+  build_wide("file", {});
+  remote_file_hook = [] { return true; };
+  IsRebuildReport report;
+  EXPECT_LT(ISOPEN("file", kSharedMode), 0);
+  EXPECT_EQ(std::pair(int{iserrno}, std::string(isreason())),
+            std::pair(kOnNetworkDrive, "keyed files must be on a drive of this machine"s));
+  EXPECT_EQ(error_of(ISBUILD("new", kWideRecord, kWidePrimary, kExclusiveMode)), kOnNetworkDrive);
+  EXPECT_EQ(error_of(isrebuild("file", report)), kOnNetworkDrive);
+  remote_file_hook = nullptr;
+  EXPECT_FALSE(file_exists("new.idx") || file_exists("new.dat"));
+  Contents found;
+  EXPECT_EQ(examine("file", found), "");
+  EXPECT_EQ(*isreason(), '\0');
 }
 
 }  // namespace
