@@ -42,7 +42,8 @@ class TemporaryFile {
       if (failed == 0) failed = file_.create(path_.c_str(), NewFileAccess::kOwnerOnly);
     }
     // Before the lock another program may have taken the file for a left one.
-    if (failed == 0 && (file_.lock(kFileAliveLock, 1, true) != 0 || !file_.is_still_at(path_.c_str())))
+    if (failed == 0 &&
+        (file_.lock(kFileAliveLock, 1, true) != 0 || !file_.is_still_at(path_.c_str())))
       failed = EAGAIN;
     if (failed != 0) {
       file_.close();
