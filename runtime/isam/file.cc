@@ -478,7 +478,7 @@ namespace {
 
 int open_once(File& file, const OpenRequest& request) {
   if (const int failed = open_both(file, request)) return failed;
-  if (!file.writable) return unless_hit(file, open_registered(file));
+  if (!file.index.may_lock_exclusively()) return unless_hit(file, open_registered(file));
   if (const int failed = register_lock(file)) return failed;
   const int failed = unless_hit(file, open_registered(file));
   register_unlock(file);

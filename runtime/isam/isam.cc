@@ -28,6 +28,7 @@
 #include "runtime/isam/space.h"
 #include "runtime/isam/verify.h"
 #include "runtime/isam/write.h"
+#include "runtime/platform/system_error.h"
 
 namespace marigold {
 
@@ -567,6 +568,7 @@ int iscompact(const char* base, IsCompactReport& report, const IsWatch& watch) {
 }
 
 const char* isreason() {
+  if (iserrno == kOnNetworkDrive) return "keyed files must be on a drive of this machine";
   return noted_reason();
 }
 

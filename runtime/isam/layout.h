@@ -17,6 +17,7 @@
 
 #include "runtime/isam/isam.h"
 #include "runtime/platform/boot_identity.h"
+#include "runtime/platform/opened_file.h"
 
 namespace marigold::inner::isam {
 
@@ -194,10 +195,10 @@ inline constexpr std::uint8_t kLeaf = 1;
 inline constexpr std::uint8_t kInner = 2;
 inline constexpr std::uint8_t kFreePage = 3;
 
-// ---- Bytes for locks, far beyond everything stored
+// ---- Bytes for locks
 
 // Held shared by all processes that have the file open, or exclusively by one.
-inline constexpr std::uint64_t kUseLock = std::uint64_t{1} << 62;
+inline constexpr std::uint64_t kUseLock = kFirstLock;
 // One byte for each process that may write the file: its seat.
 inline constexpr std::uint64_t kSeatLocks = kUseLock + 1;
 inline constexpr std::uint32_t kSeats = 4096;
@@ -218,5 +219,6 @@ inline constexpr std::uint64_t kRunLockBytes = std::uint64_t{1} << 31;
 // record.
 inline constexpr std::uint64_t kRecordLocks = kUseLock + (std::uint64_t{1} << 33);
 inline constexpr std::uint64_t kRecordLockBytes = std::uint64_t{1} << 61;
+static_assert(kRecordLocks + kRecordLockBytes <= kPlatformLocks);
 
 }  // namespace marigold::inner::isam

@@ -39,9 +39,11 @@ class MappedFile : public OpenedFile {
  public:
   MappedFile() = default;
 
-  // Opens a regular file. ENOENT and so on from the system; EINVAL for anything but a regular file.
+  // Opens a regular file. ENOENT and so on from the system; EINVAL for anything but a regular file;
+  // kOnNetworkDrive (system_error.h) where views of such a file differ between machines.
   int open(const char* path, FileAccess access);
-  // Makes a new file for reading and writing. EEXIST if the name is taken.
+  // Makes a new file for reading and writing. EEXIST if the name is taken;
+  // kOnNetworkDrive as above, and there is no new file then.
   int create(const char* path, NewFileAccess access = NewFileAccess::kByMask);
   // Like FileWriter::take_access.
   int take_access(const char* like);
@@ -94,6 +96,8 @@ class MappedFile : public OpenedFile {
   // lock in one step. So the caller holds, exclusively, a lock that every object takes before it
   // locks this byte exclusively: none can come between the steps.
   int lock_if_alone(std::uint64_t offset);
+  // Whether lock can take exclusive locks: some systems let only those do so who may write the file.
+  [[nodiscard]] bool may_lock_exclusively() const;
   // Gives back this object's locks of one byte, or of a range.
   int unlock(std::uint64_t offset, std::uint64_t count = 1);
   // Whether another object holds a lock of any kind on one of the bytes; this object may hold
@@ -102,8 +106,7 @@ class MappedFile : public OpenedFile {
   int locked_by_other(std::uint64_t offset, bool& locked, std::uint64_t count = 1) const;
   // Whether another object holds an exclusive lock on the byte. Needs no other lock: a system that
   // cannot ask takes a shared lock for a moment, which makes no such call and no shared lock of
-  // others fail, and lets an exclusive lock of others try again. A process that may only read the
-  // file can hold no exclusive lock on POSIX systems.
+  // others fail, and lets an exclusive lock of others try again.
   int locked_exclusively_by_other(std::uint64_t offset, bool& locked) const;
 
   // Whether a page of the view was missing (see missing_page.h). Later stores may have gone into

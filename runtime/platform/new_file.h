@@ -18,13 +18,12 @@
 #include <string_view>
 #include <vector>
 
-#include "runtime/platform/file_handle.h"
+#include "runtime/platform/opened_file.h"
 
 namespace marigold::inner {
 
 // The byte that a FileWriter keeps locked in a file that it has made, if the file system has locks.
-// It lies far beyond any contents.
-inline constexpr std::uint64_t kFileAliveLock = std::uint64_t{1} << 62;
+inline constexpr std::uint64_t kFileAliveLock = kFirstLock;
 
 enum class NewFileAccess {
   kByMask,     // 0666 less the process mask

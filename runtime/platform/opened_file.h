@@ -18,6 +18,11 @@
 
 namespace marigold::inner {
 
+// Bytes that processes lock lie far beyond the contents of every file: some systems let nobody read
+// or write a byte that somebody else has locked. The last ones belong to this floor.
+inline constexpr std::uint64_t kFirstLock = std::uint64_t{1} << 62;
+inline constexpr std::uint64_t kPlatformLocks = std::uint64_t{7} << 60;
+
 class OpenedFile {
  public:
   OpenedFile(const OpenedFile&) = delete;
@@ -44,7 +49,8 @@ class OpenedFile {
   // Closes an open file and takes the other one over.
   void take(FileHandle file);
   // Gives bytes this kind of lock, whatever kind they have. EAGAIN if another object has locked one
-  // of them in a way that excludes the lock.
+  // of them in a way that excludes the lock; EINVAL for bytes that are not between kFirstLock and
+  // kPlatformLocks.
   int set_lock(Lock kind, std::uint64_t offset, std::uint64_t count);
 
   FileHandle handle_;
@@ -60,6 +66,10 @@ class OpenedFile {
   enum Hit : int { kNotHit, kStopped, kFilledIn };
   volatile int hit_ = kNotHit;
   volatile int hit_reason_ = 0;
+
+  static constexpr bool are_for_locks(std::uint64_t offset, std::uint64_t count) {
+    return offset >= kFirstLock && offset < kPlatformLocks && count <= kPlatformLocks - offset;
+  }
 
  private:
   bool meet(std::uint64_t offset);

@@ -19,6 +19,10 @@ constexpr int system_result(int number) {
   return number < kFirstBeyondSystem ? number : number + kSystemErrorOffset;
 }
 
+// Result for a file that several machines see, where the system shows each of them an own view of
+// it. Linux names this number EREMOTE; no C library for Windows uses it.
+inline constexpr int kOnNetworkDrive = 66;
+
 // Returns the system's number of such a result.
 constexpr int system_number(int result) {
   return result < kSystemErrorOffset ? result : result - kSystemErrorOffset;

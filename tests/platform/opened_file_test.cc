@@ -34,29 +34,6 @@ void expect_in_a_process(Body body) {
   EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }
 
-TEST(OpenedFileTest, ALockBecomesExclusiveOnlyIfItIsAlone) {
-  const WorkDirectory directory;
-  constexpr std::uint64_t kByte = std::uint64_t{1} << 62;
-  MappedFile one;
-  MappedFile other;
-  EXPECT_EQ(one.create("file") + other.open("file", FileAccess::kReadWrite), 0);
-  EXPECT_EQ(one.lock(kByte, false) + other.lock(kByte, false) + other.lock(kByte + 1, false), 0);
-  EXPECT_EQ(one.lock_if_alone(kByte), EAGAIN);
-  bool any = false;
-  bool exclusive = true;
-  EXPECT_EQ(other.locked_by_other(kByte, any), 0);
-  EXPECT_EQ(other.locked_exclusively_by_other(kByte, exclusive), 0);
-  EXPECT_TRUE(any && !exclusive) << "still shared";
-  EXPECT_EQ(one.locked_by_other(kByte, any, 2), 0);
-  EXPECT_TRUE(any);
-  EXPECT_EQ(other.unlock(kByte - 4, 8), 0) << "more than was locked";
-  EXPECT_EQ(one.locked_by_other(kByte, any, 2), 0);
-  EXPECT_FALSE(any);
-  EXPECT_EQ(one.lock_if_alone(kByte), 0);
-  EXPECT_EQ(other.lock(kByte, false), EAGAIN);
-  EXPECT_EQ(one.lock(kByte, false) + other.lock(kByte, false), 0);
-}
-
 TEST(OpenedFileTest, AFileThatMayNotBeLongerIsAnError) {
   const WorkDirectory directory;
   expect_in_a_process([] {

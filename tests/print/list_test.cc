@@ -546,7 +546,7 @@ TEST_F(ListTest, OpeningWaitsForAnInstallation) {
   write_list(kShortPage, {{"B", {words("b")}}});
   write_file("LISTEN.lock", "");
   installer.open("LISTEN.lock", true);
-  ASSERT_EQ(installer.lock(0, 1, true), 0);
+  ASSERT_EQ(installer.lock(kFirstLock, 1, true), 0);
   static int slept = 0;
   clock_sleep_hook = [](int) { ++slept; };
   EXPECT_EQ(list_open("L"), kListBad);

@@ -122,7 +122,7 @@ TEST(ScreenOutputPosixTest, AStopTakesTheDirectoryAlong) {
   std::filesystem::create_directory("tmp");
   setenv("TMPDIR", "tmp", 1);
   RecordFile first;
-  ASSERT_EQ(first.create("VIDEO.TMP") + first.lock(0, 1, true), 0);
+  ASSERT_EQ(first.create("VIDEO.TMP") + first.lock(kFirstLock, 1, true), 0);
   const auto run = [] {
     screen_output_start();
     if (std::filesystem::is_empty("tmp")) std::_Exit(1);

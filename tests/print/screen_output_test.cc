@@ -147,7 +147,7 @@ TEST_F(ScreenOutputTest, TheSecondHasADirectoryOfItsOwn) {
     screen_output_remove();
     RecordFile first;
     ASSERT_EQ(first.create(held.c_str()), 0);
-    ASSERT_EQ(first.lock(0, 1, true), 0);
+    ASSERT_EQ(first.lock(kFirstLock, 1, true), 0);
     first.write(0, "the first one's"s);
     ASSERT_EQ(screen_output_start(), 0);
     const std::string own = screen_output_directory();
@@ -173,7 +173,7 @@ TEST_F(ScreenOutputTest, TheSecondHasADirectoryOfItsOwn) {
   screen_output_remove();
   RecordFile first;
   first.create("VIDEO.TMP");
-  first.lock(0, 1, true);
+  first.lock(kFirstLock, 1, true);
   setenv("TMPDIR", "nowhere", 1);
   const std::string told = errors_of([] { EXPECT_EQ(screen_output_start(), ENOENT); });
   EXPECT_TRUE(told.starts_with("VIDEO.TMP belongs to another program or user, and nowhere/"))

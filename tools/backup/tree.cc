@@ -44,7 +44,7 @@ void remove_abandoned(const std::string& path) {
     const int failed = manifest.open_own(path_of_manifest.c_str(), true);
     if (failed == ENOENT) static_cast<void>(file_remove_directory(left.c_str()));
     if (failed == ENOTDIR) static_cast<void>(file_remove(left.c_str()));  // an archive
-    if (failed == 0 && manifest.lock(0, 1, true) == 0 &&
+    if (failed == 0 && manifest.lock(kFileAliveLock, 1, true) == 0 &&
         !is_just_written(manifest, path_of_manifest))
       static_cast<void>(file_remove_tree(left.c_str()));
   }
@@ -60,7 +60,7 @@ int make_locked(const std::string& path, RecordFile& manifest) {
     if (failed != 0) return failed;
     failed = manifest.create(manifest_path(path).c_str(), NewFileAccess::kOwnerOnly);
   }
-  return failed == 0 ? manifest.lock(0, 1, true) : failed;
+  return failed == 0 ? manifest.lock(kFileAliveLock, 1, true) : failed;
 }
 
 }  // namespace

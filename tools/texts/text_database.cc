@@ -60,8 +60,9 @@ bool fill_store(const FileWriter& file, const std::string& path,
     return false;
   }
   constexpr int kFlags = GDBM_NEWDB | GDBM_NOLOCK | GDBM_CLOERROR;
+  constexpr int kBlockSize = 4096;  // not the system's: the same texts are the same bytes on any
   errno = 0;
-  const Store store(gdbm_fd_open(shared, path.c_str(), 0, kFlags, nullptr));
+  const Store store(gdbm_fd_open(shared, path.c_str(), kBlockSize, kFlags, nullptr));
   if (store != nullptr) return store_all(store.get(), path, records, reason);
   reason = store_error(path, gdbm_errno, errno);
   return false;

@@ -25,7 +25,7 @@
 namespace marigold::inner {
 
 // Each process that has the file open keeps this byte locked, shared or exclusive.
-inline constexpr std::uint64_t kRandomFileLock = std::uint64_t{1} << 62;
+inline constexpr std::uint64_t kRandomFileLock = kFirstLock;
 
 // A random file locks no byte from here on for itself: users of random_bytes may lock them.
 inline constexpr std::uint64_t kRandomUserLocks = kRandomFileLock + (std::uint64_t{1} << 34);

@@ -192,13 +192,17 @@ void MappedFile::start_sync(std::uint64_t offset, std::uint64_t bytes) {
 
 int MappedFile::lock(std::uint64_t offset, bool exclusive) {
   if (const int fault = injected_fault(FileCall::kLock)) return fault;
-  // A file opened for reading takes no exclusive lock; the system returns EBADF.
   return set_lock(exclusive ? Lock::kExclusive : Lock::kShared, offset, 1);
 }
 
 // The system changes the kind in one step, whoever else locks the byte meanwhile.
 int MappedFile::lock_if_alone(std::uint64_t offset) {
   return lock(offset, true);
+}
+
+// In a file that is open for reading alone the system returns EBADF.
+bool MappedFile::may_lock_exclusively() const {
+  return writable_;
 }
 
 int MappedFile::unlock(std::uint64_t offset, std::uint64_t count) {

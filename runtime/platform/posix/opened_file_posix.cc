@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <type_traits>
@@ -90,6 +91,7 @@ void OpenedFile::close() {
 }
 
 int OpenedFile::set_lock(Lock kind, std::uint64_t offset, std::uint64_t count) {
+  if (kind != Lock::kNone && !are_for_locks(offset, count)) return EINVAL;
   locks_ = 1;
   static constexpr std::array<short, 3> kOfSystem = {F_UNLCK, F_RDLCK, F_WRLCK};
   return set_byte_lock(handle_, kOfSystem[static_cast<std::size_t>(kind)], offset, count);

@@ -6,6 +6,7 @@
 #include <memory>
 #include <new>
 
+#include "runtime/platform/opened_file.h"
 #include "runtime/platform/windows/system_windows.h"
 
 namespace marigold::inner {
@@ -27,16 +28,42 @@ struct LockedRange {
 
 namespace {
 
-// Tries a lock. A probe of another process holds a shared lock for a moment, which keeps an
-// exclusive one away: so one that fails is tried again.
-int try_patiently(const FileHandle& file, std::uint64_t offset, std::uint64_t count,
-                  bool exclusive) {
+// Whether somebody holds an exclusive lock in a range that could not be locked a moment ago.
+bool is_held_exclusively(const FileHandle& file, std::uint64_t offset, std::uint64_t count) {
+  if (try_lock(file, offset, count, false) != 0) return true;
+  static_cast<void>(unlock_range(file, offset, count));
+  return false;
+}
+
+// Tries an exclusive lock some times, within some milliseconds.
+int try_exclusively(const FileHandle& file, std::uint64_t offset, std::uint64_t count) {
   constexpr int kTries = 6;
   int failed = EAGAIN;
   for (int i = 0; failed == EAGAIN && i < kTries; ++i) {
     if (i > 0) Sleep(i < kTries / 2 ? 0 : 1);
-    failed = try_lock(file, offset, count, exclusive);
-    if (!exclusive) break;
+    failed = try_lock(file, offset, count, true);
+  }
+  return failed;
+}
+
+// A byte that this process has tried in vain for the longest time.
+std::atomic<std::uint64_t> tried_in_vain = 0;
+
+// Tries a new exclusive lock. A process that looks for a holder has a shared lock for a moment,
+// which is long if the system lets other processes go on within it. So while only shared locks are
+// in the way, the lock is tried again, but once: a caller that comes again for the same byte waits
+// by itself.
+int try_patiently(const FileHandle& file, std::uint64_t offset, std::uint64_t count) {
+  constexpr ULONGLONG kLongestMilliseconds = 250;
+  if (tried_in_vain == offset) return try_exclusively(file, offset, count);
+  const ULONGLONG end = GetTickCount64() + kLongestMilliseconds;
+  int failed = try_exclusively(file, offset, count);
+  while (failed == EAGAIN && !is_held_exclusively(file, offset, count)) {
+    if (GetTickCount64() >= end) {
+      tried_in_vain = offset;
+      return EAGAIN;
+    }
+    failed = try_exclusively(file, offset, count);
   }
   return failed;
 }
@@ -47,7 +74,7 @@ int try_patiently(const FileHandle& file, std::uint64_t offset, std::uint64_t co
 bool shared_replaces_exclusive(const FileHandle& file) {
   static std::atomic<int> answer = -1;
   if (answer >= 0) return answer == 1;
-  const std::uint64_t byte = (std::uint64_t{1} << 62) + 1 + GetCurrentProcessId();
+  const std::uint64_t byte = kPlatformLocks + GetCurrentProcessId();
   if (try_lock(file, byte, 1, true) != 0) return false;
   static_cast<void>(try_lock(file, byte, 1, false));
   static_cast<void>(unlock_range(file, byte, 1));
@@ -86,7 +113,10 @@ int LockedRanges::take(std::uint64_t offset, std::uint64_t count, bool exclusive
 int LockedRanges::add(std::uint64_t offset, std::uint64_t count, bool exclusive) {
   std::unique_ptr<LockedRange> range(new (std::nothrow) LockedRange{offset, count, exclusive});
   if (range == nullptr) return ENOMEM;
-  if (const int failed = try_patiently(file_, offset, count, exclusive)) return failed;
+  const int failed =
+      exclusive ? try_patiently(file_, offset, count) : try_lock(file_, offset, count, false);
+  if (failed != 0) return failed;
+  if (tried_in_vain == offset) tried_in_vain = 0;
   range->next = first();
   list_ = reinterpret_cast<std::uintptr_t>(range.release());
   return 0;
@@ -94,7 +124,7 @@ int LockedRanges::add(std::uint64_t offset, std::uint64_t count, bool exclusive)
 
 int LockedRanges::raise(LockedRange& range) {
   if (const int failed = unlock_range(file_, range.offset, range.count)) return failed;
-  const int failed = try_patiently(file_, range.offset, range.count, true);
+  const int failed = try_exclusively(file_, range.offset, range.count);
   if (failed != 0) take_back(file_, range);
   range.exclusive = failed == 0;
   return failed;
@@ -157,7 +187,7 @@ int LockedRanges::probe(std::uint64_t offset, std::uint64_t count, bool& locked)
   for (LockedRange* own = first(); own != nullptr; own = own->next)
     if (own->overlaps(offset, count))
       static_cast<void>(unlock_range(file_, own->offset, own->count));
-  int failed = try_patiently(file_, offset, count, true);
+  int failed = try_exclusively(file_, offset, count);
   locked = failed == EAGAIN;
   if (failed == 0) failed = unlock_range(file_, offset, count);
   for (LockedRange* own = first(); own != nullptr; own = own->next)

@@ -58,6 +58,11 @@ int MappedFile::create(const char* path, NewFileAccess access) {
   if (const int fault = injected_fault(FileCall::kOpen)) return fault;
   FileHandle file;
   if (const int failed = make_exclusively(path, access, file)) return failed;
+  if (is_remote(file)) {
+    static_cast<void>(file.close());
+    const int not_removed = file_remove(path);
+    return not_removed != 0 ? not_removed : kOnNetworkDrive;
+  }
   take(std::move(file));
   writable_ = true;
   return 0;
@@ -163,6 +168,10 @@ int MappedFile::lock(std::uint64_t offset, bool exclusive) {
 
 int MappedFile::lock_if_alone(std::uint64_t offset) {
   return lock(offset, true);
+}
+
+bool MappedFile::may_lock_exclusively() const {
+  return true;
 }
 
 int MappedFile::unlock(std::uint64_t offset, std::uint64_t count) {

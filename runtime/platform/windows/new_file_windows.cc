@@ -59,14 +59,30 @@ struct OwnerOnly {
   SECURITY_ATTRIBUTES attributes{sizeof(SECURITY_ATTRIBUTES), &descriptor, FALSE};
 };
 
-// Gives an open file this access control list; none: what its directory gives its files.
-int set_list(const FileHandle& file, ACL* list) {
+// Gives an open file the access control list that its directory gives its files.
+int set_list_of_directory(const FileHandle& file) {
   ACL empty{};
   InitializeAcl(&empty, sizeof empty, ACL_REVISION);
   const SECURITY_INFORMATION kinds =
       DACL_SECURITY_INFORMATION | UNPROTECTED_DACL_SECURITY_INFORMATION;
-  return result_of(SetSecurityInfo(handle_of(file), SE_FILE_OBJECT, kinds, nullptr, nullptr,
-                                   list == nullptr ? &empty : list, nullptr));
+  return result_of(
+      SetSecurityInfo(handle_of(file), SE_FILE_OBJECT, kinds, nullptr, nullptr, &empty, nullptr));
+}
+
+// Gives an open file this list as it is, with what the other file has taken over from its directory,
+// and no more: SetSecurityInfo would add what the new directory gives.
+int set_list_of(const FileHandle& file, PSECURITY_DESCRIPTOR descriptor) {
+  constexpr SECURITY_DESCRIPTOR_CONTROL kAsked = SE_DACL_AUTO_INHERIT_REQ;
+  SECURITY_DESCRIPTOR_CONTROL control = 0;
+  DWORD revision = 0;
+  if (GetSecurityDescriptorControl(descriptor, &control, &revision) == 0) return windows_error();
+  // Without this request the system forgets which rights come from the directory.
+  if ((control & SE_DACL_AUTO_INHERITED) != 0 &&
+      SetSecurityDescriptorControl(descriptor, kAsked, kAsked) == 0)
+    return windows_error();
+  return SetKernelObjectSecurity(handle_of(file), DACL_SECURITY_INFORMATION, descriptor) != 0
+             ? 0
+             : windows_error();
 }
 
 constexpr DWORD kNewFileAccess = GENERIC_READ | GENERIC_WRITE | READ_CONTROL | WRITE_DAC;
@@ -121,14 +137,13 @@ int take_access_of(const FileHandle& file, const char* like) {
   FileHandle model;
   const int failed =
       open_file(like, READ_CONTROL, OPEN_EXISTING, model, FILE_FLAG_OPEN_REPARSE_POINT);
-  if (failed == ENOENT) return set_list(file, nullptr);
+  if (failed == ENOENT) return set_list_of_directory(file);
   if (failed != 0) return failed;
   PSECURITY_DESCRIPTOR descriptor = nullptr;
-  ACL* list = nullptr;
   const DWORD error = GetSecurityInfo(handle_of(model), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
-                                      nullptr, nullptr, &list, nullptr, &descriptor);
+                                      nullptr, nullptr, nullptr, nullptr, &descriptor);
   if (error != ERROR_SUCCESS) return result_of(error);
-  const int result = set_list(file, list);
+  const int result = set_list_of(file, descriptor);
   LocalFree(descriptor);
   return result;
 }

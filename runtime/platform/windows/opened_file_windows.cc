@@ -39,7 +39,7 @@ void OpenedFile::close() {
 int OpenedFile::set_lock(Lock kind, std::uint64_t offset, std::uint64_t count) {
   LockedRanges ranges(handle_, locks_);
   if (kind == Lock::kNone) return ranges.release(offset, count);
-  if (kind == Lock::kExclusive && !writable_) return EBADF;  // as on other systems
+  if (!are_for_locks(offset, count)) return EINVAL;
   return ranges.take(offset, count, kind == Lock::kExclusive);
 }
 

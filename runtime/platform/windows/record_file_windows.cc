@@ -71,6 +71,7 @@ int RecordFile::write(std::uint64_t offset, std::span<const char> bytes) {
 }
 
 int RecordFile::lock(std::uint64_t offset, std::uint64_t count, bool exclusive) {
+  if (exclusive && !writable_) return EBADF;  // as on other systems
   return set_lock(exclusive ? Lock::kExclusive : Lock::kShared, offset, count);
 }
 

@@ -35,6 +35,7 @@ constexpr ErrorText kTexts[] = {
     {EPROTO, "Protocol error"},
     {ETIMEDOUT, "Connection timed out"},
     {ETXTBSY, "Text file busy"},
+    {kOnNetworkDrive, "File is on a network drive"},
 };
 
 }  // namespace

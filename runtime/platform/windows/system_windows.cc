@@ -3,8 +3,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <string_view>
 
 #include "runtime/platform/system_error.h"
+#include "runtime/platform/windows/remote_file_windows.h"
 
 namespace marigold::inner {
 namespace {
@@ -67,13 +69,28 @@ OVERLAPPED place_of(std::uint64_t offset) {
   return place;
 }
 
-bool is_remote(HANDLE file) {
-  FILE_REMOTE_PROTOCOL_INFO protocol{};
-  return GetFileInformationByHandleEx(file, FileRemoteProtocolInfo, &protocol, sizeof protocol) !=
-         0;
+// Whether the name that leads to the file without letters of drives is that of another machine.
+bool has_name_of_network(HANDLE file) {
+  constexpr std::wstring_view kNetwork = L"\\\\?\\UNC\\";
+  std::array<wchar_t, 4096> name;
+  const DWORD length = GetFinalPathNameByHandleW(file, name.data(), static_cast<DWORD>(name.size()),
+                                                 VOLUME_NAME_DOS);
+  return length < name.size() && std::wstring_view(name.data(), length).starts_with(kNetwork);
 }
 
 }  // namespace
+
+bool (*remote_file_hook)() = nullptr;
+
+// Not every file system of a network knows the first question.
+bool is_remote(const FileHandle& file) {
+  if (remote_file_hook != nullptr) return remote_file_hook();
+  FILE_REMOTE_PROTOCOL_INFO protocol{};
+  const HANDLE handle = handle_of(file);
+  return GetFileInformationByHandleEx(handle, FileRemoteProtocolInfo, &protocol, sizeof protocol) !=
+             0 ||
+         has_name_of_network(handle);
+}
 
 int result_of(DWORD error) {
   const auto* const found = std::ranges::find(kErrors, error, &ErrorNumber::windows);
@@ -111,7 +128,7 @@ int open_regular(const char* path, bool writable, FileHandle& file, bool local, 
   if ((flags & FILE_FLAG_OPEN_REPARSE_POINT) != 0 &&
       (status.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0)
     return system_result(ELOOP);
-  if (local && is_remote(handle)) return EXDEV;
+  if (local && is_remote(opened)) return kOnNetworkDrive;
   file = std::move(opened);
   return 0;
 }

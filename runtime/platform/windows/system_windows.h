@@ -54,8 +54,12 @@ inline constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHA
 int open_file(const char* path, DWORD access, DWORD disposition, FileHandle& file, DWORD flags = 0,
               SECURITY_ATTRIBUTES* security = nullptr);
 
-// Opens a regular file. EISDIR for a directory, EINVAL for a device or a pipe. If `local`, EXDEV for
-// a file on a network drive: a view of such a file does not show what other machines write.
+// Whether an open file is on a network drive. A view of such a file does not show what other
+// machines write.
+bool is_remote(const FileHandle& file);
+
+// Opens a regular file. EISDIR for a directory, EINVAL for a device or a pipe; kOnNetworkDrive, if
+// the file is to be `local`.
 int open_regular(const char* path, bool writable, FileHandle& file, bool local, DWORD flags = 0);
 
 int size_of_open(const FileHandle& file, std::uint64_t& bytes);

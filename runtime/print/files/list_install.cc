@@ -58,10 +58,10 @@ std::vector<Replacement> replacements(const std::string& directory, const ListFi
 
 // Waits a few seconds for processes with a lock that excludes this one.
 bool lock_opened(const std::string& path, RecordFile& file, bool exclusive, std::string& problem) {
-  int failed = file.lock(0, 1, exclusive);
+  int failed = file.lock(kFirstLock, 1, exclusive);
   for (int second = 0; failed == EAGAIN && second < kSecondsToWait; ++second) {
     clock_sleep(1);
-    failed = file.lock(0, 1, exclusive);
+    failed = file.lock(kFirstLock, 1, exclusive);
   }
   if (failed == EAGAIN) problem = path + ": another process is installing lists";
   return failed == 0 || (failed != EAGAIN && fail(problem, path, failed));

@@ -8,7 +8,7 @@
 // ones: they are installed one by one, and the commit file is removed. Any process that finds a
 // commit file completes these steps.
 //
-// "LISTEN.lock" stays: a process that installs holds a lock on its first byte.
+// "LISTEN.lock" stays: a process that installs holds a lock on it.
 #pragma once
 
 #include <string>

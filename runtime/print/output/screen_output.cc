@@ -42,7 +42,8 @@ class TemporaryFile {
       if (failed == 0) failed = file_.create(path_.c_str(), NewFileAccess::kOwnerOnly);
     }
     // Before the lock another program may have taken the file for a left one.
-    if (failed == 0 && (file_.lock(0, 1, true) != 0 || !file_.is_still_at(path_.c_str())))
+    if (failed == 0 &&
+        (file_.lock(kFileAliveLock, 1, true) != 0 || !file_.is_still_at(path_.c_str())))
       failed = EAGAIN;
     if (failed != 0) {
       file_.close();
@@ -107,7 +108,7 @@ class TemporaryFile {
     const bool is_no_file =
         failed == system_result(ELOOP) || failed == EINVAL || failed == EISDIR || failed == ENXIO;
     if (is_no_file) return file_remove(path_.c_str());
-    if (failed != 0 || left.lock(0, 1, true) != 0) return EAGAIN;
+    if (failed != 0 || left.lock(kFileAliveLock, 1, true) != 0) return EAGAIN;
     return left.is_still_at(path_.c_str()) ? file_remove(path_.c_str()) : EEXIST;
   }
 
