@@ -21,6 +21,10 @@ struct LockingProcess {
 // same user, and all of them to root; some systems show none.
 std::vector<LockingProcess> processes_locking(const char* path);
 
+// Whether another process holds a lock on a byte of the file. Where the system shows no holders:
+// whether any process has the file open.
+bool is_file_in_use(const char* path);
+
 // Returns the name of the machine without its domain; "" if the system does not give the name.
 std::string host_name();
 

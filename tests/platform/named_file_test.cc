@@ -19,6 +19,21 @@ TEST(FileTest, FailuresAreErrorNumbers) {
   EXPECT_NE(file_remove("directory"), 0);
 }
 
+TEST(FileTest, OnlyADirectoryReplacesADirectoryAndOnlyAnEmptyOne) {
+  const WorkDirectory directory;
+  for (const char* made : {"empty", "full", "new"})
+    std::filesystem::create_directory(made);
+  write_file("full/inside", "");
+  write_file("file", "");
+  EXPECT_EQ(file_replace("file", "empty"), EISDIR);
+  EXPECT_EQ(file_put("empty", "bytes"), EISDIR);
+  EXPECT_EQ(file_replace("new", "full"), ENOTEMPTY);
+  EXPECT_EQ(file_replace("full", "empty"), 0);
+  EXPECT_TRUE(std::filesystem::exists("empty/inside"));
+  const auto left = std::filesystem::directory_iterator(".");
+  EXPECT_EQ(std::distance(begin(left), end(left)), 3);  // empty, new, file
+}
+
 TEST(FileTest, TheNameOfARemovedFileIsFreeAtOnce) {
   const WorkDirectory directory;
   FileWriter first;

@@ -37,6 +37,8 @@ void write_file(const std::string& path, const std::string& content);
 std::string read_file(const std::string& path);
 // Whether this process has the file of this name in its memory.
 bool is_mapped(const std::string& path);
+// Whether the system names the process that holds a lock.
+bool names_lock_holders();
 // Whether nobody but the user of this process has rights to a file or directory.
 bool is_private(const std::string& path);
 // Lets a file look as if it had been written two minutes ago, also while it is open.

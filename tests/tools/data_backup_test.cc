@@ -6,7 +6,9 @@
 #include <set>
 
 #include "runtime/isam/isam.h"
+#include "runtime/platform/library_path.h"
 #include "runtime/platform/named_file.h"
+#include "runtime/platform/path.h"
 #include "runtime/platform/process.h"
 #include "runtime/platform/record_file.h"
 #include "tests/support/process.h"
@@ -18,6 +20,12 @@ namespace {
 
 constexpr int kBoxLength = 40;
 constexpr int kShared = kIsInputOutput | kIsManualLock;
+
+// Programs are killed at so many moments of their run.
+const int kKills = is_slow_system() ? 4 : 12;
+std::string seconds(int moment) {
+  return (is_slow_system() ? " 0." : " 0.0") + std::to_string(moment);
+}
 
 std::string box(std::int32_t number, const std::string& name) {
   std::string record(kBoxLength, '\0');
@@ -65,10 +73,12 @@ TEST_F(DataBackupTest, GivesBackWhatWasLost) {
   const std::string before = state();
   EXPECT_EQ(run("backup out").status, 0);
   EXPECT_EQ(run("backup --archive out.tar.zst").status, 0);
-  EXPECT_EQ(run_shell("stat -c %a out out/1 out/MANIFEST").out, "700\n700\n600\n");
+  for (const char* path : {"out", "out/1", "out/MANIFEST"})
+    EXPECT_TRUE(is_private(path)) << path;
   const std::string noted = read_file("data/2/SLOTS.backup");
-  EXPECT_EQ(noted.find("Z /"), 19U) << noted;
-  EXPECT_TRUE(noted.ends_with("/out.tar.zst\n")) << noted;
+  const std::string place =
+      path_join(path_of_library(std::filesystem::current_path()), "out.tar.zst");
+  EXPECT_EQ(noted.substr(19), "Z " + place + "\n");
   write_file("new.csv", "NUMBER,NAME[1]\n1,z\n9,z\n");
   const char* from = "out";
   const char* other = "out.tar.zst";
@@ -130,11 +140,9 @@ TEST_F(DataBackupTest, AChangedBackupIsRefusedAndNothingTouched) {
       {"rm 1/CRATE.idx", 1, "1/CRATE.idx: No such file"},
       {"touch 1/more", 1, "1/more: is not in the manifest"},
       {"mkdir 3", 1, "3: is not in the manifest"},
-      {"rm 2/SLOTS; mkfifo 2/SLOTS", 1, "2/SLOTS: "},
       {"rm 2/SLOTS; mkdir 2/SLOTS", 1, "2/SLOTS: "},
       {"sed -i s/BOX/BOY/ MANIFEST", 2, "MANIFEST: is damaged"},
       {"sed -i '$d' MANIFEST", 2, "MANIFEST: is damaged"},
-      {"rm MANIFEST; mkfifo MANIFEST", 2, "MANIFEST: "},
       {"rm MANIFEST", 2, "MANIFEST: No such file"},
       {"sed -i 's/backup 1/backup 2/' MANIFEST;" + seal, 2, "line 1 is of another version"},
       {"sed -i 's,part 2/SLOTS ,part 2/../SLOTS ,' MANIFEST;" + seal, 2, "MANIFEST: line"},
@@ -191,8 +199,8 @@ TEST_F(DataBackupTest, AnArchiveLeadsNowhereElse) {
 TEST_F(DataBackupTest, FilesInUseAreNotReplaced) {
   EXPECT_EQ(run("backup out").status, 0);
   const int held = ISOPEN("data/1/CRATE", kShared);
-  const std::string said = "./data/1/CRATE: another process is using the file (process " +
-                           std::to_string(process_number()) + ")\n";
+  const std::string said =
+      "./data/1/CRATE: another process is using the file" + this_process() + "\n";
   expect({{"restore out", "", said, 2}, {"restore --dry-run out", "", said, 2}});
   EXPECT_EQ(run("restore out BOX").status, 0);
   EXPECT_EQ(ISCLOSE(held), 0);
@@ -287,13 +295,15 @@ TEST_F(DataBackupTest, StoppedOrKilledItIsWholeOrNotThere) {
     lines += std::to_string(i) + "\n";
   write_file("many.csv", lines);
   load("BOX", "many.csv");
+  // A program under Wine cannot handle the signals of the system below.
+  const Words signals = is_slow_system() ? Words{"KILL"} : Words{"TERM", "KILL"};
   for (const std::string command : {"backup out", "backup --archive out"}) {
-    for (const std::string signal : {"TERM", "KILL"}) {
-      for (int step = 0; step < 12; ++step) {
+    for (const std::string& signal : signals) {
+      for (int step = 0; step < kKills; ++step) {
         run_shell("rm -rf out");
         const std::string before = left();  // leftovers of killed runs
-        run_shell("timeout -s " + signal + " 0.0" + std::to_string(4 + step * 7) +
-                  " ./marigold data " + command);
+        run_shell("timeout -s " + signal + seconds(4 + step * 84 / kKills) + " ./marigold data " +
+                  command);
         EXPECT_TRUE(signal == "KILL" || left().size() <= before.size()) << left();
         EXPECT_TRUE(!file_exists("out") || run("restore --dry-run out").status == 0);
       }
@@ -426,11 +436,11 @@ TEST_F(DataBackupTest, ARestoreIsWholeOrNotAtAll) {
 TEST_F(DataBackupTest, AKilledRestoreIsMadeGoodByTheNext) {
   EXPECT_EQ(run("backup out").status, 0);
   const std::string before = state();
-  for (int step = 0; step < 12; ++step) {
+  for (int step = 0; step < kKills; ++step) {
     write_file("new.csv", "NUMBER\n" + std::to_string(100 + step) + "\n");
     load("BOX", "new.csv");
     load("CRATE", "new.csv");
-    run_shell("timeout -s KILL 0.0" + std::to_string(20 + step * 5) +
+    run_shell("timeout -s KILL" + seconds(20 + step * 60 / kKills) +
               " ./marigold data restore out");
     const Finished done = run("restore out");
     EXPECT_EQ(done.status, 0) << done.err;
@@ -450,6 +460,9 @@ TEST_F(DataBackupTest, ADumpOfOneMomentHasEachRecordOnce) {
   write_file("many.csv", lines);
   load("BOX", "many.csv");
   std::filesystem::create_directory("scratch");
+  const char* const set = std::getenv("TMPDIR");
+  const std::string tmpdir = set == nullptr ? "" : set;
+  setenv("TMPDIR", "scratch", 1);
   const Process writer = start_child([] {
     const int file = ISOPEN("data/1/BOX", kShared);
     for (unsigned round = 0;; ++round) {
@@ -458,22 +471,22 @@ TEST_F(DataBackupTest, ADumpOfOneMomentHasEachRecordOnce) {
     }
   });
   for (int round = 0; round < 20; ++round) {
+    const Finished dump = run_shell("./marigold data dump BOX --snapshot --key 2 >dumped");
+    EXPECT_EQ(dump.err, "");
     const Finished done = run_shell(
-        "TMPDIR=scratch ./marigold data dump BOX --snapshot --key 2 | tail -n +2 | cut -d, -f1,2 > "
-        "all; wc -l < all; cut -d, -f1 all | sort -u | wc -l; cut -d, -f2 all | sort -c");
+        "tail -n +2 dumped | cut -d, -f1,2 > all; wc -l < all; cut -d, -f1 all | sort -u | wc -l; "
+        "cut -d, -f2 all | sort -c");
     EXPECT_EQ(done.out, "3003\n3003\n") << done.err;
     EXPECT_EQ(done.err, "");
   }
-  const Finished part = run_shell(
-      "TMPDIR=scratch ./marigold data dump BOX --snapshot --key 2 --from f --to h | tail -n +2 | "
-      "cut -d, -f2 | sort -u | xargs");
+  run_shell("./marigold data dump BOX --snapshot --key 2 --from f --to h >dumped");
+  const Finished part = run_shell("tail -n +2 dumped | cut -d, -f2 | sort -u | xargs");
   EXPECT_EQ(part.out, "f g h\n");
-  EXPECT_EQ(run_shell("TMPDIR=scratch ./marigold data dump SLOTS --snapshot").out,
-            "SNR,T\n1,x\n2,y\n");
-  for (int step = 1; step < 10; ++step)
-    run_shell("TMPDIR=scratch timeout 0.0" + std::to_string(step) +
-              " ./marigold data dump BOX --snapshot");
+  EXPECT_EQ(run_shell("./marigold data dump SLOTS --snapshot").out, "SNR,T\n1,x\n2,y\n");
+  for (int step = 1; step < 10 && !is_slow_system(); ++step)  // by a signal
+    run_shell("timeout 0.0" + std::to_string(step) + " ./marigold data dump BOX --snapshot");
   EXPECT_EQ(left(), "");
+  tmpdir.empty() ? unsetenv("TMPDIR") : setenv("TMPDIR", tmpdir.c_str(), 1);
 }
 
 }  // namespace marigold::inner::test

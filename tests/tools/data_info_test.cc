@@ -156,6 +156,7 @@ TEST_F(DataInfoTest, ShowsWhoHoldsAClass) {
 
 TEST_F(DataInfoTest, TheSampleIsSoundAndComesOutAsItWentIn) {
   const std::string sample = SAMPLE_DATA;
+  place_program(BOOK, "book");
   setenv("DEFINITION_DIRECTORY", (sample + "/definitions").c_str(), 1);
   expect({{"scan SHOP", sample + "/definitions/FILESHOP.DES: 4 files, 25 fields, 5 keys\n"},
           {"load CUSTOMER " + sample + "/customers.csv", "./data/1/CUSTOMER: 24 records loaded\n"},
@@ -165,10 +166,10 @@ TEST_F(DataInfoTest, TheSampleIsSoundAndComesOutAsItWentIn) {
           {"dump ARTICLE", read_file(sample + "/articles.csv")},
           {"dump ORDERS --json", read_file(sample + "/orders.jsonl")}});
   // Two processes add to the same customer's balance, a hundred times each.
-  EXPECT_EQ(run_shell(BOOK " 10060 0.5 100 & " BOOK " 10060 -1 100 & wait").status, 0);
+  EXPECT_EQ(run_shell("./book 10060 0.5 100 & ./book 10060 -1 100 & wait").status, 0);
   const Finished run = run_shell("./marigold data dump CUSTOMER --from 10060 --to 10060 | tail -1");
   EXPECT_TRUE(run.out.ends_with(",2,930\n")) << run.out;
-  expect_runs(BOOK, {{"7 1", "", "There is no customer 7\n", 1}});
+  expect_runs("./book", {{"7 1", "", "There is no customer 7\n", 1}});
 }
 
 }  // namespace

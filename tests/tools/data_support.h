@@ -2,6 +2,7 @@
 // Shared by the tests of "marigold data".
 #pragma once
 
+#include "runtime/platform/process.h"
 #include "tests/support/support.h"
 
 namespace marigold::inner::test {
@@ -35,6 +36,11 @@ struct DataToolTest : testing::Test {
 
   WorkDirectory directory;
 };
+
+// The end of a message about a file that this process holds, where the system names holders.
+inline std::string this_process() {
+  return names_lock_holders() ? " (process " + std::to_string(process_number()) + ")" : "";
+}
 
 inline const std::string kBoxHeader = "NUMBER,NAME[1],NAME[2],KIND,RATE,DAY,AT,SIZE\n";
 

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // marigold lists print as operators run it.
 
+#include <cstdlib>
 #include <filesystem>
 
-#include "tests/support/support.h"
+#include "tests/print/command_support.h"
 
 namespace marigold::inner::test {
 
@@ -22,10 +23,6 @@ struct ListsPrintTest : testing::Test {
   }
   static void expect(std::initializer_list<Finished> runs) {
     expect_runs("./marigold lists", runs);
-  }
-  static void write_printer(const std::string& script) {
-    write_file("dr", "#!/bin/sh\n" + script);
-    std::filesystem::permissions("dr", std::filesystem::perms::owner_all);
   }
 
   WorkDirectory directory;
@@ -83,21 +80,26 @@ TEST_F(ListsPrintTest, CellsStayAsTheyAreAndWhatHasNoRoomIsTold) {
 }
 
 TEST_F(ListsPrintTest, ThePrinterGetsItsControlStrings) {
-  write_printer("echo \"$*\" >name; cat >printed\n");
+  place_child("dr", [](const std::string& name) {
+    write_file("name", name + "\n");
+    std::filesystem::remove("printed");
+    keep_input("printed");
+  });
   write_file("DEFAULT.DAT",
              "pitch_12 = <12>\npitch_10 = <10>\nbold_on = <b>\nbold_off = </b>\nx\n");
   const std::string warning = "./DEFAULT.DAT:5: neither a comment (#) nor KEY = VALUE\n";
-  setenv("PATH", ".:/usr/bin:/bin", 1);
+  search_here();
   expect({{"print L -d . --footer '' --line END --set WHO=me --to printer laser", "", warning}});
   EXPECT_EQ(read_file("name"), "laser\n");
   setenv("PRINT_DIRECTORY", ".", 1);
   expect({{"print L --footer '' --line END --set WHO=me --to printer laser", "", warning}});
   unsetenv("PRINT_DIRECTORY");
   EXPECT_EQ(read_file("printed"), "<10><b>K\xe4rnten 1\r\n</b>me\r\nme\r\n\r\n\r\n\r\n");
-  write_printer("exit 3\n");
+  place_child("dr", [](const std::string&) { std::_Exit(3); });
   expect({{"print L -d . --line END --set WHO=me --to printer laser", "",
            warning + "dr laser: the print command ended with status 3\n", 2}});
   std::filesystem::remove("dr");
+  std::filesystem::remove("dr.cmd");
   expect({{"print L -d . --line END --set WHO=me --to printer laser", "",
            warning + "dr laser: No such file or directory\n", 2}});
   std::filesystem::remove("DEFAULT.DAT");

@@ -5,7 +5,6 @@
 
 #include "tests/support/support.h"
 #include "tools/lists/load.h"
-#include "tools/texts/po_file.h"
 
 namespace marigold::inner::test {
 
@@ -74,8 +73,7 @@ TEST_F(ListsToolTest, DamagedBlocksAreNotKept) {
   expect({{"compile one.list two.list -o print", "", ""},
           // A store of another directory: it has the first block and ends after it.
           {"compile one.list -o other", "", ""}});
-  std::filesystem::copy_file("other/DRUCK.BIN", "print/DRUCK.BIN",
-                             std::filesystem::copy_options::overwrite_existing);
+  write_file("print/DRUCK.BIN", read_file("other/DRUCK.BIN"));
   const std::string reason = "its offset lies beyond the end of the block store";
   expect({{"show print", kOne + "\nlist TWO\n" + kHead,
            "print/LISTEN: list TWO, block B: " + reason +
@@ -91,15 +89,9 @@ TEST_F(ListsToolTest, DamagedBlocksAreNotKept) {
 
 // The message names the file, because its owner can act only on that.
 TEST_F(ListsToolTest, MemoryThatRunsOutIsReportedWithTheFile) {
-  const auto message = [] {
-    return errors_of([] { EXPECT_EQ(report_failure(std::bad_alloc()), kExitUnusable); });
-  };
   load_sources({.paths = {"two.list", "one.list"}, .definitions = ""});
-  EXPECT_EQ(message(), "one.list: out of memory\n");
-  PoFile file;
-  Problems problems;
-  po_load("none.po", file, problems);
-  EXPECT_EQ(message(), "none.po: out of memory\n");
+  EXPECT_EQ(errors_of([] { EXPECT_EQ(report_failure(std::bad_alloc()), kExitUnusable); }),
+            "one.list: out of memory\n");
 }
 
 TEST_F(ListsToolTest, FieldsAreComparedWithADefinitionSet) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "tools/texts/po_file.h"
 
+#include <new>
+
 #include "tests/support/support.h"
 
 namespace marigold::inner::test {
@@ -120,6 +122,12 @@ TEST_F(PoFileTest, OldMultiByteCharsetsAreRead) {
     EXPECT_TRUE(po_load("in.po", file, problems)) << charset << problems.at(0);
     EXPECT_EQ(file.entries.empty() ? "none" : file.entries[0].text, text) << charset;
   }
+}
+
+TEST_F(PoFileTest, MemoryThatRunsOutIsReportedWithTheFile) {
+  po_load("none.po", file, problems);
+  EXPECT_EQ(errors_of([] { EXPECT_EQ(report_failure(std::bad_alloc()), kExitUnusable); }),
+            "none.po: out of memory\n");
 }
 
 }  // namespace

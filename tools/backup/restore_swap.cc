@@ -243,7 +243,7 @@ RestoreJournal all_of(const RestoreJournal& counting, std::vector<std::string>& 
 bool is_free(const RestoreJournal& journal, Problems& problems) {
   for (const auto* files : {&journal.old_files, &journal.new_files}) {
     for (const std::string& path : *files) {
-      if (!processes_locking(path.c_str()).empty())
+      if (is_file_in_use(path.c_str()))
         return fail(problems, path +
                                   ": was half restored by a run that was killed, and another "
                                   "process is using it");

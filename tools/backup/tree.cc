@@ -36,6 +36,14 @@ bool is_just_written(const RecordFile& manifest, const std::string& path) {
   return size > 0 && std::filesystem::file_time_type::clock::now() - changed < kMoment;
 }
 
+// Removes a tree while its manifest is locked. Some systems keep a directory in which a file is open,
+// so the rest goes once the manifest is closed.
+void remove_with_lock(const std::string& tree, RecordFile& manifest) {
+  static_cast<void>(file_remove_tree(tree.c_str()));
+  manifest.close();
+  static_cast<void>(file_remove_tree(tree.c_str()));
+}
+
 // A leftover that cannot be removed may stay: it is in no one's way.
 void remove_abandoned(const std::string& path) {
   for (const std::string& left : new_files_abandoned(path)) {
@@ -46,7 +54,7 @@ void remove_abandoned(const std::string& path) {
     if (failed == ENOTDIR) static_cast<void>(file_remove(left.c_str()));  // an archive
     if (failed == 0 && manifest.lock(kFileAliveLock, 1, true) == 0 &&
         !is_just_written(manifest, path_of_manifest))
-      static_cast<void>(file_remove_tree(left.c_str()));
+      remove_with_lock(left, manifest);
   }
 }
 
@@ -69,7 +77,7 @@ BackupTree::BackupTree(const std::string& path)
     : path_(path_without_end(path)), temporary_(new_file_name(path_)) {}
 
 BackupTree::~BackupTree() {
-  if (made_) file_remove_tree(temporary_.c_str());
+  if (made_) remove();
 }
 
 bool BackupTree::make(std::string& reason) {
@@ -139,9 +147,13 @@ bool BackupTree::put_in_place(std::string& reason) {
   return true;
 }
 
+void BackupTree::remove() {
+  remove_with_lock(temporary_, manifest_);
+}
+
 void BackupTree::end_if_stopped() {
   if (!stop_signals_pending()) return;
-  file_remove_tree(temporary_.c_str());
+  remove();
   stop_signals_release();  // the signal takes effect here
   stop_signals_hold();
 }

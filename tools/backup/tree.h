@@ -46,6 +46,8 @@ class BackupTree {
   void end_if_stopped();
 
  private:
+  void remove();
+
   StopSignalsHold hold_;
   std::string path_;
   std::string temporary_;

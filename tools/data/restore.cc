@@ -202,8 +202,7 @@ bool Restore::select(Problems& problems) {
 bool Restore::check_use(const Restored& file, Problems& problems) const {
   const std::string text = data_error(file.target.base, kIsFileLocked);
   for (const char* suffix : {"", ".dat", ".idx"}) {
-    if (!processes_locking((file.target.base + suffix).c_str()).empty())
-      return fail(problems, text);
+    if (is_file_in_use((file.target.base + suffix).c_str())) return fail(problems, text);
   }
   return true;
 }

@@ -68,6 +68,10 @@ std::vector<LockingProcess> processes_locking(const char* path) {
   return found;
 }
 
+bool is_file_in_use(const char* path) {
+  return !processes_locking(path).empty();
+}
+
 std::string host_name() {
   std::array<char, 256> name{};
   if (gethostname(name.data(), name.size() - 1) != 0) return "";

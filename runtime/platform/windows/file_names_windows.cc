@@ -139,6 +139,14 @@ int replace_in_two_steps(const char* from, const char* to) {
   return failed;
 }
 
+// As on other systems, an empty directory gives way to a directory, and none to a file. The system
+// would only deny the access, as it does for a file that is open and may go aside.
+int give_way(const wchar_t* from, const wchar_t* to) {
+  if (!is_plain_directory(to)) return 0;
+  if (!is_plain_directory(from)) return EISDIR;
+  return RemoveDirectoryW(to) != 0 ? 0 : windows_error();
+}
+
 }  // namespace
 
 int file_replace(const char* from, const char* to) {
@@ -148,9 +156,10 @@ int file_replace(const char* from, const char* to) {
   if (const int failed = open_file(from, DELETE | SYNCHRONIZE, OPEN_EXISTING, file,
                                    FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS))
     return failed;
+  const WidePath old_name(from);
+  if (const int failed = give_way(old_name.text(), name.text())) return failed;
   if (replace_open(handle_of(file), name.text())) return 0;
   if (const int failed = file.close()) return failed;
-  const WidePath old_name(from);
   constexpr DWORD kAtOnce = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
   if (MoveFileExW(old_name.text(), name.text(), kAtOnce) != 0) return 0;
   const int failed = windows_error();

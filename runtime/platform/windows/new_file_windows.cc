@@ -135,8 +135,8 @@ int make_exclusively(const char* path, NewFileAccess access, FileHandle& file) {
 
 int take_access_of(const FileHandle& file, const char* like) {
   FileHandle model;
-  const int failed =
-      open_file(like, READ_CONTROL, OPEN_EXISTING, model, FILE_FLAG_OPEN_REPARSE_POINT);
+  const int failed = open_file(like, READ_CONTROL, OPEN_EXISTING, model,
+                               FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS);
   if (failed == ENOENT) return set_list_of_directory(file);
   if (failed != 0) return failed;
   PSECURITY_DESCRIPTOR descriptor = nullptr;

@@ -17,6 +17,24 @@ std::vector<LockingProcess> processes_locking(const char* path) {
   return {};
 }
 
+// Nobody gets a file alone that somebody has open. Another program, a virus scanner above all, may
+// have it open for a moment.
+bool is_file_in_use(const char* path) {
+  constexpr int kTries = 10;
+  constexpr DWORD kPauseMilliseconds = 10;
+  const WidePath wide(path);
+  if (wide.failed() != 0) return false;
+  for (int i = 1; i <= kTries; ++i) {
+    const HANDLE alone = CreateFileW(wide.text(), GENERIC_READ, 0, nullptr, OPEN_EXISTING,
+                                     FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    const DWORD error = GetLastError();
+    if (alone != INVALID_HANDLE_VALUE) CloseHandle(alone);
+    if (alone != INVALID_HANDLE_VALUE || error != ERROR_SHARING_VIOLATION) return false;
+    Sleep(kPauseMilliseconds);
+  }
+  return true;
+}
+
 std::string host_name() {
   std::array<char, 256> name{};
   DWORD length = static_cast<DWORD>(name.size());

@@ -118,6 +118,10 @@ void write_textdb(const std::string& path, const Records& records, const std::st
   dbm_close(store);
 }
 
+bool names_lock_holders() {
+  return false;
+}
+
 bool is_private(const std::string& path) {
   ACL* list = nullptr;
   PSECURITY_DESCRIPTOR descriptor = nullptr;
