@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "tools/records/snapshot_walk.h"
 
+#include <utility>
+
 #include "runtime/core/new_files.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/path.h"
@@ -24,6 +26,7 @@ class Scratch {
     return made_;
   }
   [[nodiscard]] std::string base() const { return path_join(path_, "copy"); }
+  [[nodiscard]] const std::string& path() const { return path_; }
 
   // Ends the process if a signal has asked for it.
   void end_if_stopped() {
@@ -42,6 +45,24 @@ class Scratch {
   StopSignalsHold hold_;
   std::string path_;
   bool made_ = false;
+};
+
+// Some systems keep a directory in which a file is open, so it goes after the walk.
+class SnapshotWalk : public RecordWalk {
+ public:
+  SnapshotWalk(std::string directory, std::unique_ptr<RecordWalk> walk)
+      : directory_(std::move(directory)), walk_(std::move(walk)) {}
+  SnapshotWalk(const SnapshotWalk&) = delete;
+  SnapshotWalk& operator=(const SnapshotWalk&) = delete;
+  ~SnapshotWalk() override {
+    walk_.reset();
+    static_cast<void>(file_remove_tree(directory_.c_str()));  // mostly gone already
+  }
+  Outcome next(char* record, std::string& reason) override { return walk_->next(record, reason); }
+
+ private:
+  std::string directory_;
+  std::unique_ptr<RecordWalk> walk_;
 };
 
 bool make_copy(DataTarget& target, Scratch& scratch, std::string& problem) {
@@ -70,7 +91,8 @@ std::unique_ptr<RecordWalk> walk_snapshot(DataTarget& target, RecordText& text,
   const std::string base = std::exchange(target.base, scratch.base());
   auto walk = walk_records(target, text, range, problem);
   target.base = base;
-  return walk;
+  if (!walk) return nullptr;
+  return std::make_unique<SnapshotWalk>(scratch.path(), std::move(walk));
 }
 
 }  // namespace marigold::inner

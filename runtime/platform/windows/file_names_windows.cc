@@ -130,13 +130,18 @@ int remove_in_two_steps(const char* path) {
 int replace_in_two_steps(const char* from, const char* to) {
   const AsideName aside(to);
   if (*aside.text() == '\0') return ENAMETOOLONG;
-  if (const int failed = change_names(to, aside.text(), move)) return failed;
-  const int failed = change_names(from, to, move);
-  if (failed != 0)
-    static_cast<void>(change_names(aside.text(), to, move));
-  else
-    static_cast<void>(remove_named(WidePath(aside.text()).text()));
-  return failed;
+  for (int i = 1;; ++i) {
+    const int not_aside = change_names(to, aside.text(), move);
+    if (not_aside != 0 && not_aside != ENOENT) return not_aside;
+    const int failed = change_names(from, to, move);
+    // Somebody else has replaced the file between the two steps, so it is theirs that gives way.
+    const bool again = failed == EEXIST && i < kTries;
+    if (not_aside == 0 && (failed == 0 || again))
+      static_cast<void>(remove_named(WidePath(aside.text()).text()));
+    else if (not_aside == 0)
+      static_cast<void>(change_names(aside.text(), to, move));
+    if (!again) return failed;
+  }
 }
 
 // As on other systems, an empty directory gives way to a directory, and none to a file. The system
