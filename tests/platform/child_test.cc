@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The tests' own means: a child gets its words as they are, and no failure in it goes unnoticed.
 
-#include <atomic>
-
 #include "tests/support/process.h"
 #include "tests/support/support.h"
 
@@ -43,19 +41,6 @@ TEST(ChildTest, TheStatusShowsHowAChildEnds) {
   EXPECT_TRUE(running.is_running());
   EXPECT_EQ(running.kill(), kKilled);
   EXPECT_FALSE(running.is_running());
-}
-
-TEST(ChildTest, SharedMemoryOutlivesItsWriter) {
-  const WorkDirectory directory;
-  const Shared<std::atomic<int>> number("number");
-  const auto count_and_die = [] {
-    ++*Shared<std::atomic<int>>("number");
-    die_now();
-  };
-  for (int round = 1; round <= 3; ++round) {
-    EXPECT_EQ(run_child(count_and_die), kKilled);
-    EXPECT_EQ(*number, round);
-  }
 }
 
 }  // namespace
