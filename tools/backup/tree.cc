@@ -36,8 +36,8 @@ bool is_just_written(const RecordFile& manifest, const std::string& path) {
   return size > 0 && std::filesystem::file_time_type::clock::now() - changed < kMoment;
 }
 
-// Removes a tree while its manifest is locked. Some systems keep a directory in which a file is open,
-// so the rest goes once the manifest is closed.
+// Removes a tree while its manifest is locked. Some systems keep a directory in which a file is
+// open, so the rest goes once the manifest is closed.
 void remove_with_lock(const std::string& tree, RecordFile& manifest) {
   static_cast<void>(file_remove_tree(tree.c_str()));
   manifest.close();
