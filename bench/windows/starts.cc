@@ -3,10 +3,10 @@
 //
 //   starts [RUNS]
 //
-// Runs two commands of scrivel, a program that does nothing, and "cmd /c exit" RUNS times each (100),
-// in turns, with the sample texts of this build folder. Standard output gets CSV: the median wall
-// time of a command, and its ratio to the program that does nothing, which is this one with the word
-// "nothing". A command that does not print the expected text ends the benchmark with status 1.
+// Runs two commands of scrivel, a program that does nothing, and "cmd /c exit" RUNS times each
+// (100), in turns, with the sample texts of this build folder. Standard output gets CSV: the median
+// wall time of a command, and its ratio to the program that does nothing, which is this one with the
+// word "nothing". A command that does not print the expected text ends the benchmark with status 1.
 
 #include <fcntl.h>
 #include <io.h>
