@@ -206,7 +206,8 @@ TEST_F(TortureTest, RecordsComeBackWithoutAHeader) {
     if (read_file("good.dat")[at + 8] == 0x4C) live.push_back(at);
   }
   const auto tear = [&](std::size_t record, std::size_t at) {
-    damage("file.dat", live[record] + at, 1);
+    damage("file.dat", live[record] + at, 1,
+           static_cast<char>(~read_file("file.dat")[live[record] + at]));
   };
   struct Row {
     const char* what;
