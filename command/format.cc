@@ -109,7 +109,8 @@ void write_blanks(std::size_t count, Output& output) {
 // Whether a field would have more columns than the C library can count. Some libraries would print
 // it without its width, and say nothing.
 bool is_too_wide(std::string_view digits) {
-  return to_size(digits) == kMostColumns;
+  constexpr std::size_t kShortest = std::numeric_limits<std::int32_t>::digits10 + 1;
+  return digits.size() >= kShortest && to_size(digits) == kMostColumns;
 }
 
 // Writes a text in its field. For a text, flags other than "-" and leading zeros have no effect.

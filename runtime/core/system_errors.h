@@ -32,6 +32,8 @@ enum SystemError : int {
   kErrorIsClosed = 43,          // the same closed twice
   kErrorCollected = 44,         // too much text collected for a line
   kErrorChannelClosed = 45,     // printing without an open output channel
+  kErrorMenu = 47,              // menus inside one another without end
+  kErrorMenuEntry = 48,         // nothing follows when the user chooses the entry
   kErrorPrintDefaults = 60,     // the print engine's DEFAULT.DAT is missing
   kErrorPathClass = 64,         // no such path class
 

@@ -16,8 +16,8 @@ namespace marigold::inner {
 
 enum class FileAccess { kRead, kReadWrite };
 
-// The calls that a test can let fail.
-enum class FileCall { kOpen, kReserve, kMap, kSync, kLock };
+// The calls that a test can let fail. kWrite is one of RecordFile, whose syncs are kSync as well.
+enum class FileCall { kOpen, kReserve, kMap, kSync, kLock, kWrite };
 
 // Called before each such call if set: 0 lets the call happen, an error number replaces it. Null in
 // every program but tests.

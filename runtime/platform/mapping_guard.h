@@ -18,7 +18,7 @@ class MappingGuard {
  public:
   // Takes the mapped file by its number in the C library; the caller keeps it.
   explicit MappingGuard(LibraryFile file);
-  ~MappingGuard();
+  ~MappingGuard();  // NOLINT(performance-trivially-destructible): not on every system
   MappingGuard(const MappingGuard&) = delete;
   MappingGuard& operator=(const MappingGuard&) = delete;
 

@@ -15,6 +15,10 @@
 
 namespace marigold::inner {
 
+// Called after each successful sync if set, for tests that simulate a power loss. Null in every
+// program but tests.
+extern void (*record_synced_hook)(const class RecordFile& file);
+
 class RecordFile : public OpenedFile {
  public:
   RecordFile() = default;

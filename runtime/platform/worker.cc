@@ -15,6 +15,13 @@ Worker::~Worker() {
   thread_.join();
 }
 
+bool Worker::start() {
+  if (thread_.joinable() || refused_) return !refused_;
+  thread_ = quiet_thread([this] { work(); });
+  refused_ = !thread_.joinable();
+  return !refused_;
+}
+
 bool Worker::is_busy() {
   const std::lock_guard lock(mutex_);
   return tasks_.size() >= kMostTasks;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A second thread for long work, in a runtime that otherwise has one thread.
+// A second thread for long work, in a runtime that otherwise has one thread that works.
 //
 // Signals stay with the thread that owns the worker. Only the owner may touch mapped files, because
 // a missing page of such a file raises a signal.
@@ -12,6 +12,10 @@
 #include <thread>
 
 namespace marigold::inner {
+
+// Starts a thread that gets no signals. Returns a thread that is not joinable if the system has none
+// left.
+std::thread quiet_thread(std::function<void()> body);
 
 class Worker {
  public:

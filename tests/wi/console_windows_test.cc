@@ -191,6 +191,20 @@ TEST(ConsoleWindowsTest, WhateverEndsTheProgramTheConsoleIsRestored) {
   }
 }
 
+// "h" begins work without a call, while a key waits.
+TEST(ConsoleWindowsTest, KeysTypedAheadAreTakenAndWorkIsSeenWhileTheyWait) {
+  Session session;
+  session.run();
+  ASSERT_TRUE(session.comes("ready"));
+  session.type(u"bcdegijkmnorstuvwxyz0z");
+  EXPECT_TRUE(session.comes("22: 1 122"));
+  session.type(u"xhy");
+  EXPECT_TRUE(session.comes("23: 1 120"));
+  session.interrupt();
+  session.outcome();
+  EXPECT_TRUE(session.restored());
+}
+
 TEST(ConsoleWindowsTest, TheConsoleIsLeftAndTakenAgain) {
   Session session;
   session.run();

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "runtime/platform/mapped_file.h"
 #include "runtime/platform/new_file_steps.h"
 #include "runtime/platform/posix/byte_locks_posix.h"
 #include "runtime/platform/posix/regular_file_posix.h"
@@ -13,6 +14,16 @@
 #include "runtime/platform/system_error.h"
 
 namespace marigold::inner {
+
+void (*record_synced_hook)(const RecordFile& file) = nullptr;
+
+namespace {
+
+int injected_fault(FileCall call) {
+  return file_fault_hook == nullptr ? 0 : system_result(file_fault_hook(call));
+}
+
+}  // namespace
 
 int RecordFile::open(const char* path, bool writable) {
   FileHandle file;
@@ -55,7 +66,10 @@ bool RecordFile::is_still_at(const char* path) const {
 }
 
 int RecordFile::sync() {
-  return fdatasync(descriptor_of(handle_)) == 0 ? 0 : system_error();
+  if (const int fault = injected_fault(FileCall::kSync)) return fault;
+  if (fdatasync(descriptor_of(handle_)) != 0) return system_error();
+  if (record_synced_hook != nullptr) record_synced_hook(*this);
+  return 0;
 }
 
 int RecordFile::read(std::uint64_t offset, std::span<char> bytes, std::size_t& count) const {
@@ -71,6 +85,7 @@ int RecordFile::read(std::uint64_t offset, std::span<char> bytes, std::size_t& c
 }
 
 int RecordFile::write(std::uint64_t offset, std::span<const char> bytes) {
+  if (const int fault = injected_fault(FileCall::kWrite)) return fault;
   while (!bytes.empty()) {
     const ssize_t written =
         pwrite(descriptor_of(handle_), bytes.data(), bytes.size(), static_cast<off_t>(offset));

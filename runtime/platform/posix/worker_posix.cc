@@ -2,6 +2,7 @@
 #include <signal.h>
 
 #include <system_error>
+#include <utility>
 
 #include "runtime/platform/worker.h"
 
@@ -9,19 +10,18 @@ namespace marigold::inner {
 
 // Blocks all signals while it starts the thread, because a thread begins with the signal mask of
 // its starter.
-bool Worker::start() {
-  if (thread_.joinable() || refused_) return !refused_;
+std::thread quiet_thread(std::function<void()> body) {
+  std::thread thread;
   sigset_t all;
   sigset_t before;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &before);
   try {
-    thread_ = std::thread([this] { work(); });
-  } catch (const std::system_error&) {
-    refused_ = true;
+    thread = std::thread(std::move(body));
+  } catch (const std::system_error&) {  // the thread is not joinable
   }
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  return !refused_;
+  return thread;
 }
 
 }  // namespace marigold::inner

@@ -6,6 +6,7 @@
 namespace marigold::inner {
 
 int FileHandle::close_value(std::intptr_t value) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr)
   return CloseHandle(reinterpret_cast<HANDLE>(value)) != 0 ? 0 : windows_error();
 }
 

@@ -186,9 +186,11 @@ int file_remove(const char* path) {
       open_file(path, DELETE | SYNCHRONIZE, OPEN_EXISTING, file, FILE_FLAG_OPEN_REPARSE_POINT);
   if (failed == ENOENT) return 0;
   if (failed == 0 && remove_open(handle_of(file))) return 0;
-  const bool can_at_once = failed != 0 || GetLastError() != ERROR_INVALID_PARAMETER;
+  const DWORD error = failed == 0 ? GetLastError() : ERROR_SUCCESS;
   static_cast<void>(file.close());
-  return can_at_once ? remove_named(wide.text()) : remove_in_two_steps(path);
+  const bool is_unknown = error == ERROR_INVALID_PARAMETER || error == ERROR_INVALID_FUNCTION ||
+                          error == ERROR_NOT_SUPPORTED;
+  return is_unknown ? remove_in_two_steps(path) : remove_named(wide.text());
 }
 
 int file_remove_directory(const char* path) {

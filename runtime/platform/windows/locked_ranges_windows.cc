@@ -93,7 +93,7 @@ void take_back(const FileHandle& file, const LockedRange& range) {
 }  // namespace
 
 LockedRange* LockedRanges::first() const {
-  return reinterpret_cast<LockedRange*>(list_);
+  return reinterpret_cast<LockedRange*>(list_);  // NOLINT(performance-no-int-to-ptr)
 }
 
 LockedRange* LockedRanges::find(std::uint64_t offset, std::uint64_t count) const {

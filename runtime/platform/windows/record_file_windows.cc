@@ -4,12 +4,23 @@
 #include <cerrno>
 #include <utility>
 
+#include "runtime/platform/mapped_file.h"
 #include "runtime/platform/new_file_steps.h"
 #include "runtime/platform/system_error.h"
 #include "runtime/platform/windows/locked_ranges_windows.h"
 #include "runtime/platform/windows/system_windows.h"
 
 namespace marigold::inner {
+
+void (*record_synced_hook)(const RecordFile& file) = nullptr;
+
+namespace {
+
+int injected_fault(FileCall call) {
+  return file_fault_hook == nullptr ? 0 : system_result(file_fault_hook(call));
+}
+
+}  // namespace
 
 int RecordFile::open(const char* path, bool writable) {
   FileHandle file;
@@ -59,7 +70,10 @@ bool RecordFile::is_still_at(const char* path) const {
 }
 
 int RecordFile::sync() {
-  return !writable_ || FlushFileBuffers(handle_of(handle_)) != 0 ? 0 : windows_error();
+  if (const int fault = injected_fault(FileCall::kSync)) return fault;
+  if (writable_ && FlushFileBuffers(handle_of(handle_)) == 0) return windows_error();
+  if (record_synced_hook != nullptr) record_synced_hook(*this);
+  return 0;
 }
 
 int RecordFile::read(std::uint64_t offset, std::span<char> bytes, std::size_t& count) const {
@@ -67,6 +81,7 @@ int RecordFile::read(std::uint64_t offset, std::span<char> bytes, std::size_t& c
 }
 
 int RecordFile::write(std::uint64_t offset, std::span<const char> bytes) {
+  if (const int fault = injected_fault(FileCall::kWrite)) return fault;
   return write_at(handle_, offset, bytes.data(), bytes.size());
 }
 

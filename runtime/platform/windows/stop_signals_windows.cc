@@ -9,7 +9,8 @@
 namespace marigold::inner {
 namespace {
 
-constexpr UINT kStoppedStatus = 0xC000013A;  // as the system ends a process at Ctrl-C
+constexpr int kStoppedStatus =
+    static_cast<int>(0xC000013A);  // as the system ends a process at Ctrl-C
 
 struct HoldState {
   std::atomic<int> holds = 0;

@@ -19,7 +19,8 @@
 namespace marigold::inner {
 
 inline HANDLE handle_of(const FileHandle& file) {
-  return reinterpret_cast<HANDLE>(file.value());
+  // A handle of the system is a number in a pointer.
+  return reinterpret_cast<HANDLE>(file.value());  // NOLINT(performance-no-int-to-ptr)
 }
 
 inline FileHandle file_of(HANDLE handle) {

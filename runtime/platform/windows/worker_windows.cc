@@ -1,18 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <system_error>
+#include <utility>
 
 #include "runtime/platform/worker.h"
 
 namespace marigold::inner {
 
-bool Worker::start() {
-  if (thread_.joinable() || refused_) return !refused_;
+std::thread quiet_thread(std::function<void()> body) {
   try {
-    thread_ = std::thread([this] { work(); });
+    return std::thread(std::move(body));
   } catch (const std::system_error&) {
-    refused_ = true;
+    return {};
   }
-  return !refused_;
 }
 
 }  // namespace marigold::inner

@@ -65,7 +65,10 @@ std::wstring wide(std::string_view text) {
   return result;
 }
 
-HANDLE start_program(const std::string& path, const Words& words, const HANDLE* streams) {
+namespace {
+
+PROCESS_INFORMATION create_process(const std::string& path, const Words& words,
+                                   const HANDLE* streams) {
   std::string line;
   for (const std::string& word : words)
     line += (line.empty() ? "" : " ") + quoted(word);
@@ -89,8 +92,19 @@ HANDLE start_program(const std::string& path, const Words& words, const HANDLE* 
     if (GetLastError() != ERROR_INTERNAL_ERROR || i == kTries) give_up(path.c_str());
     Sleep(100);
   }
+  return process;
+}
+
+}  // namespace
+
+HANDLE start_program(const std::string& path, const Words& words, const HANDLE* streams) {
+  const PROCESS_INFORMATION process = create_process(path, words, streams);
   CloseHandle(process.hThread);
   return process.hProcess;
+}
+
+void start_below_wine(const std::string& path, const Words& words) {
+  create_process(path, words, nullptr);
 }
 
 int status_of(HANDLE process) {

@@ -167,7 +167,7 @@ Finished run_shell(const std::string& command_line) {
       "line=$(cat .line; echo x); rm .line; (eval \"${line%x}\") </dev/null >.out 2>.err; echo $? "
       ">.status";
   write_file(".line", command_line);
-  CloseHandle(start_program("Z:\\bin\\sh", {"sh", "-c", kScript}, nullptr));
+  start_below_wine("Z:\\bin\\sh", {"sh", "-c", kScript});
   std::string status;
   while (!status.ends_with("\n")) {
     sleep_us(2'000);

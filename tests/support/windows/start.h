@@ -20,6 +20,9 @@ std::wstring wide(std::string_view text);
 // inheritable handles, or those of this process. The caller closes the handle that it gets, which is
 // null for a program of the system below Wine.
 HANDLE start_program(const std::string& path, const Words& words, const HANDLE* streams);
+// Starts a program of the system below Wine, for which Wine gives no handles: those in its answer
+// are any numbers, and may be handles of this process.
+void start_below_wine(const std::string& path, const Words& words);
 
 // Waits for the end and closes the handle. Returns what Process::wait returns.
 int status_of(HANDLE process);

@@ -34,8 +34,8 @@ struct State {
   HANDLE screen = INVALID_HANDLE_VALUE;  // the program's own, kept until it ends
   HANDLE found_screen = INVALID_HANDLE_VALUE;
   DWORD found_input_mode = 0;
-  DWORD found_output_mode = 0;  // of standard output, for kVt100
-  bool output_is_console = false;
+  DWORD found_output_mode = 0;                  // of standard output, for kVt100
+  std::atomic<bool> output_is_console = false;  // for kVt100
 };
 State state;
 
@@ -150,6 +150,11 @@ CHAR_INFO as_char_info(const ConsoleCell& cell) {
 
 ConsoleHold console_held() {
   return state.held;
+}
+
+bool console_shows_output() {
+  const ConsoleHold held = console_held();
+  return held == ConsoleHold::kScreen || (held == ConsoleHold::kVt100 && state.output_is_console);
 }
 
 bool console_has_keyboard() {

@@ -3,26 +3,15 @@
 // was found. Process-wide.
 //
 // Full-screen work has a screen buffer of its own, so that the user's keeps its size, its contents
-// and its cursor.
+// and its cursor. With any hold all keys come as events, and Ctrl-Break still ends the program.
 #pragma once
 
 #include "runtime/platform/windows/system_windows.h"
 #include "runtime/wi/console/changed_cells.h"
+#include "runtime/wi/console/console_hold.h"
 #include "runtime/wi/console/console_size.h"
 
 namespace marigold::inner {
-
-enum class ConsoleHold : int {
-  kNone,
-  kKeyboard,  // all keys as events, Ctrl-C among them; Ctrl-Break still ends the program
-  kVt100,     // the same, while the program itself writes a VT100's screen to standard output
-  kScreen,    // the same, on a screen buffer of its own
-};
-
-enum class ConsoleEnd {
-  kOrderly,  // the program has ended a VT100's screen itself
-  kSudden,   // it could not: set normal video and go to the line below the screen
-};
 
 // Takes the console, unless the process has this hold or a stronger one (later in ConsoleHold)
 // already. Returns true if it took the console; for kScreen the contents of the screen are then
@@ -30,6 +19,8 @@ enum class ConsoleEnd {
 // standard output) is not a console.
 bool console_take(ConsoleHold wanted);
 ConsoleHold console_held();
+// Whether this process holds the console and its output is shown there. Any thread may call it.
+bool console_shows_output();
 // Whether standard input is a console that console_take can take without a screen.
 bool console_has_keyboard();
 // Gives the console back, if this process holds it. Any thread may call it.

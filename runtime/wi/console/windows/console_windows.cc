@@ -4,7 +4,8 @@
 //
 // The console is taken at the first use of the screen or the keyboard, and given back in `leave`, at
 // the program's exit and before an event, an abort or a fault ends the process. Meanwhile the wanted
-// screen is kept, and painted when the console is taken again and when its size has changed.
+// screen is kept, and painted when the console is taken again and when its size has changed. A late
+// screen (late_screen.h) is written by a thread, which does not take the console.
 
 #include <algorithm>
 #include <cstdlib>
@@ -17,6 +18,7 @@
 #include "runtime/wi/console/code_page_437.h"
 #include "runtime/wi/console/console.h"
 #include "runtime/wi/console/console_size.h"
+#include "runtime/wi/console/late_screen.h"
 #include "runtime/wi/console/windows/console_events_windows.h"
 #include "runtime/wi/console/windows/console_hold_windows.h"
 #include "runtime/wi/console/windows/keyboard_windows.h"
@@ -26,26 +28,40 @@ namespace {
 
 constexpr std::uint8_t kRepaintKey = 0x12;  // Ctrl-R
 
-struct State {
-  bool started = false;
-  bool too_small = false;
-  bool repaint_key_due = false;           // VT100 mode: the program's next key is Ctrl-R
-  ConsoleHold used = ConsoleHold::kNone;  // the strongest hold used so far
-  ConsoleBuffer wanted{};
-  ConsoleBuffer shown{};
+constexpr ScreenLine kLine{.is_held = console_shows_output,
+                           .keys_wait = [] { return keyboard_has_input(console_input()); },
+                           .room = [] { return kAnyRoom; }};
+
+// The cursor as the program wants it, and as it was set last.
+struct Cursor {
   int column = 1;
   int row = 1;
-  bool cursor_visible = true;
+  bool visible = true;
+  bool operator==(const Cursor&) const = default;
+};
+
+// The screen's lock guards `too_small` and all that follows it.
+struct State {
+  bool started = false;
+  bool repaint_key_due = false;           // VT100 mode: the program's next key is Ctrl-R
+  ConsoleHold used = ConsoleHold::kNone;  // the strongest hold used so far
+  bool too_small = false;
+  ConsoleBuffer wanted{};
+  ConsoleBuffer shown{};
+  Cursor cursor;
+  Cursor shown_cursor;
 };
 State state;
 
 void leave() {
+  screen_finish();
   console_restore(ConsoleEnd::kOrderly);
   events_remove();
 }
 
 // Gives the console back for a program that ends without calling leave.
 void leave_at_exit() {
+  screen_finish();
   console_restore(ConsoleEnd::kSudden);
   events_remove();
 }
@@ -57,8 +73,9 @@ void start() {
 }
 
 void place_and_show_cursor() {
-  console_place_cursor(state.column, state.row);
-  console_show_cursor(state.cursor_visible);
+  console_place_cursor(state.cursor.column, state.cursor.row);
+  console_show_cursor(state.cursor.visible);
+  state.shown_cursor = state.cursor;
 }
 
 void show_size_message(ConsoleSize size) {
@@ -71,6 +88,7 @@ void show_size_message(ConsoleSize size) {
 
 // Paints the whole screen on a console with unknown contents.
 void paint_all() {
+  screen_is_shown();
   console_fit();
   const ConsoleSize size = console_size();
   if (size != kScreenSize) console_erase();
@@ -83,6 +101,7 @@ void paint_all() {
 
 // Takes the strongest hold used so far. Returns true if it took the console (again).
 bool attend(ConsoleHold wanted) {
+  const ScreenLock guard;
   start();
   state.used = std::max(state.used, wanted);
   if (console_held() >= state.used) return false;
@@ -94,38 +113,54 @@ bool attend(ConsoleHold wanted) {
   return taken;
 }
 
+// Writes all of the screen, whatever the room.
+bool paint(int room) {
+  static_cast<void>(room);
+  if (state.too_small) return true;
+  console_write(state.wanted, changed_cells(state.shown, state.wanted));
+  state.shown = state.wanted;
+  if (state.cursor != state.shown_cursor) place_and_show_cursor();
+  return true;
+}
+
+void present() {
+  attend(ConsoleHold::kScreen);
+  const bool is_changed = state.wanted != state.shown || state.cursor != state.shown_cursor;
+  if (screen_is_late() || is_changed) screen_changed(kLine, paint);
+}
+
 void size() {
   attend(ConsoleHold::kScreen);
 }
 
 void repaint() {
+  const ScreenLock guard;
   if (!attend(ConsoleHold::kScreen)) paint_all();
 }
 
 void clear() {
+  const ScreenLock guard;
   state.wanted = {};
   repaint();
 }
 
 void write(const ConsoleBuffer& cells) {
+  const ScreenLock guard;
   state.wanted = cells;
-  attend(ConsoleHold::kScreen);
-  if (state.too_small) return;
-  console_write(state.wanted, changed_cells(state.shown, state.wanted));
-  state.shown = state.wanted;
+  present();
 }
 
 void place_cursor(int column, int row) {
-  state.column = std::clamp(column, 1, kScreenColumns);
-  state.row = std::clamp(row, 1, kScreenRows);
-  attend(ConsoleHold::kScreen);
-  console_place_cursor(state.column, state.row);
+  const ScreenLock guard;
+  state.cursor.column = std::clamp(column, 1, kScreenColumns);
+  state.cursor.row = std::clamp(row, 1, kScreenRows);
+  present();
 }
 
 void show_cursor(bool visible) {
-  state.cursor_visible = visible;
-  attend(ConsoleHold::kScreen);
-  console_show_cursor(visible);
+  const ScreenLock guard;
+  state.cursor.visible = visible;
+  present();
 }
 
 bool take_keyboard() {
@@ -151,19 +186,25 @@ void send(std::string_view bytes) {
                 static_cast<DWORD>(characters.size()), &written, nullptr);
 }
 
+void repaint_for_size() {
+  const ScreenLock guard;
+  if (state.used == ConsoleHold::kScreen) paint_all();
+}
+
 // Returns true if there is a key; false only without waiting.
 bool wait_for_key(bool waiting) {
   for (;;) {
     if (attend(ConsoleHold::kKeyboard) && state.used == ConsoleHold::kVt100)
       state.repaint_key_due = true;
     if (state.repaint_key_due) return true;
+    if (waiting) screen_catch_up();
     switch (keyboard_wait(console_input(), events_wake_handle(), waiting)) {
       case KeyWait::kKey:
         return true;
       case KeyWait::kNone:
         return false;
       case KeyWait::kResized:
-        if (state.used == ConsoleHold::kScreen) paint_all();
+        repaint_for_size();
         break;
       case KeyWait::kWoken:
         break;
@@ -194,6 +235,7 @@ constexpr Console kWindowsConsole{.size = size,
                                   .leave = leave,
                                   .take_keyboard = take_keyboard,
                                   .send = send,
+                                  .line = &kLine,
                                   .repaint = repaint};
 
 }  // namespace

@@ -63,6 +63,17 @@ bool keyboard_has_byte() {
   return decoder.has_key();
 }
 
+// Releases of keys, the mouse and the focus make events as well.
+bool keyboard_has_input(HANDLE input) {
+  if (keyboard_has_byte()) return true;
+  std::array<INPUT_RECORD, kMostEvents> events;
+  DWORD count = 0;
+  if (PeekConsoleInputW(input, events.data(), kMostEvents, &count) == 0) return false;
+  return std::ranges::any_of(std::span(events).first(count), [](const INPUT_RECORD& event) {
+    return event.EventType == KEY_EVENT && event.Event.KeyEvent.bKeyDown != 0;
+  });
+}
+
 std::uint8_t keyboard_take() {
   return decoder.take();
 }

@@ -21,6 +21,8 @@ enum class KeyWait {
 KeyWait keyboard_wait(HANDLE input, HANDLE wake, bool waiting);
 // Whether keyboard_take has a byte.
 bool keyboard_has_byte();
+// Whether there are keys, or events that may become keys. Reads none.
+bool keyboard_has_input(HANDLE input);
 // Returns the next byte. Call it after KeyWait::kKey.
 std::uint8_t keyboard_take();
 
