@@ -123,6 +123,8 @@ class TerminalSession {
     }
     return !emulator.alternate_screen() && emulator.cursor_visible() && modes() == modes_before_;
   }
+  // Bytes that the terminal has got.
+  long received() const { return received_; }
 
   Emulator emulator;
 
@@ -137,6 +139,7 @@ class TerminalSession {
     char bytes[4096];
     const ssize_t count = read(master_, bytes, sizeof bytes);
     if (count > 0) emulator.feed({bytes, static_cast<std::size_t>(count)});
+    if (count > 0) received_ += count;
     return count > 0;
   }
   std::string modes() const {
@@ -146,6 +149,7 @@ class TerminalSession {
     return {reinterpret_cast<const char*>(&now), sizeof now};
   }
 
+  long received_ = 0;
   int master_ = -1;
   int report_ = -1;
   pid_t shell_ = -1;

@@ -2,26 +2,46 @@
 // The sample program on a terminal.
 
 #include "tests/support/support.h"
+#include "tests/support/terminal_session.h"
 
 namespace marigold::inner::test {
 namespace {
 
-// Runs the sample program on a terminal of its own and types keys.
-Finished run_on_terminal(const std::string& settings, const std::string& keys) {
-  return run_shell("printf '" + keys + "' | " + settings + " script -qec " WINDOWS_PATH " screen");
+void run_sample() {
+  execl(WINDOWS_PATH, WINDOWS_PATH, nullptr);
 }
+void run_sample_on_vt100() {
+  setenv("COMFAXUSEVT100", "", 1);
+  run_sample();
+}
+
+struct Sample : TerminalSession {
+  explicit Sample(void (*program)() = run_sample) : TerminalSession(program, 80, 24) {}
+  bool shows(int row, const std::string& text) {
+    return wait_until([&] { return emulator.row_text(row).find(text) != std::string::npos; });
+  }
+};
 
 TEST(RuntimePosixTest, AnApplicationStartsShowsAndEnds) {
   const WorkDirectory directory;
-  EXPECT_EQ(run_on_terminal("TERM=xterm LC_ALL=C.UTF-8", "\\033OQ\\r \\033OP").status, 0);
-  const std::string screen = read_file("screen");
-  for (const char* part : {"\x1b[?1049h", "Marigold: windows", "What shall grow?",
-                           "Planted: Calendula", "\x1b[?1049l"}) {
-    EXPECT_NE(screen.find(part), std::string::npos) << part;
-  }
+  Sample console;
+  EXPECT_TRUE(console.shows(1, "Marigold: windows"));
+  EXPECT_TRUE(console.emulator.alternate_screen());
+  console.type("\x1bOQ");
+  EXPECT_TRUE(console.shows(7, "What shall grow?"));
+  console.type("\r");
+  EXPECT_TRUE(console.shows(24, "Planted: Calendula"));
+  console.type(" \x1bOP");
+  EXPECT_EQ(console.outcome(), 0);
+  EXPECT_TRUE(console.restored());
   EXPECT_NE(read_file("pstatus.tmp").find("EXIT     =OK"), std::string::npos);
-  EXPECT_EQ(run_on_terminal("COMFAXUSEVT100=", "\\0061").status, 0);
-  EXPECT_NE(read_file("screen").find("\x1b[7mWindow 3\x1b[m"), std::string::npos);
+  Sample vt100(run_sample_on_vt100);
+  EXPECT_TRUE(vt100.shows(11, "Window 3"));
+  EXPECT_NE(vt100.emulator.cell(11, 30).attrs.reverse, 0);
+  vt100.type(
+      "\x06"
+      "1");
+  EXPECT_EQ(vt100.outcome(), 0);
   const Finished without = run_shell(WINDOWS_PATH " </dev/null");
   EXPECT_EQ(without.status, 1);
   EXPECT_NE(without.err.find("standard input is not a terminal"), std::string::npos);

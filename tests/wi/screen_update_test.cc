@@ -85,6 +85,26 @@ TEST(ScreenUpdateTest, TheTerminalShowsWhatIsWantedAndNothingElseIsTouched) {
   }
 }
 
+// Each part has its row or two, and the next one begins below it, so that no row waits for ever.
+TEST(ScreenUpdateTest, AScreenThatChangesBetweenItsPartsIsWholeInTheEnd) {
+  std::mt19937 random(21);
+  Display display;
+  for (int step = 0; step < 300; ++step) {
+    bool is_whole = false;
+    for (int parts = 0; !is_whole; ++parts) {
+      ASSERT_LE(parts, 2 * kScreenRows) << step;
+      if (parts < kScreenRows) change_something(display, random);
+      std::string bytes;
+      is_whole =
+          screen_update(display.shown, display.wanted, display.cursor, display.kind, bytes, 1);
+      display.emulator.feed(bytes);
+    }
+    ASSERT_EQ(display.emulator.difference(display.wanted), "") << step;
+    ASSERT_EQ(display.emulator.cursor_visible(), display.cursor.visible);
+    ASSERT_FALSE(screen_differs(display.shown, display.wanted, display.cursor));
+  }
+}
+
 TEST(ScreenUpdateTest, TheGraphicSetIsEnteredForFramesOnly) {
   Display display(kScreenColumns, kScreenRows, false);
   display.kind.glyphs = terminal_glyphs(TerminalCharacters::kGraphicSet);

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "marigold/windows.h"
+#include "runtime/wi/console/late_screen.h"
 
 namespace marigold::inner {
 
@@ -40,7 +41,7 @@ struct Console {
   void (*size)();
   // Clears the whole screen at the start and at the end of full-screen work.
   void (*clear)();
-  // Shows the cells.
+  // Shows the cells; the console may let them be late (late_screen.h).
   void (*write)(const ConsoleBuffer& cells);
   // Column and row from 1.
   void (*place_cursor)(int column, int row);
@@ -65,6 +66,8 @@ struct Console {
   bool (*take_keyboard)() = nullptr;
   // VT100 mode: sends bytes to standard output. Null: as they are.
   void (*send)(std::string_view bytes) = nullptr;
+  // VT100 mode: the line by which the screen may be late. Null: it never is.
+  const ScreenLine* line = nullptr;
   // Shows the cells written last on a screen with unknown contents. Null: `write` does it.
   void (*repaint)() = nullptr;
 };

@@ -221,12 +221,27 @@ void screen_erase(ShownScreen& shown, std::string& out) {
   shown = {};
 }
 
-void screen_update(ShownScreen& shown, const ConsoleBuffer& wanted, const WantedCursor& cursor,
-                   const TerminalKind& kind, std::string& out) {
+bool screen_differs(const ShownScreen& shown, const ConsoleBuffer& wanted,
+                    const WantedCursor& cursor) {
+  if (shown.cursor_visible != cursor.visible) return true;
+  if (cursor.visible && shown.cursor != cursor.position) return true;
+  for (int row = 1; row <= kScreenRows; ++row) {
+    if (rows_differ(row_of(shown.cells, row), row_of(wanted, row))) return true;
+  }
+  return false;
+}
+
+bool screen_update(ShownScreen& shown, const ConsoleBuffer& wanted, const WantedCursor& cursor,
+                   const TerminalKind& kind, std::string& out, std::size_t room) {
   Update update(shown, wanted, kind, out);
-  for (int row = 1; row <= kScreenRows; ++row)
-    update.update_row(row);
+  for (int count = 0; count < kScreenRows; ++count) {
+    update.update_row(shown.next_row);
+    shown.next_row = shown.next_row % kScreenRows + 1;
+    if (out.size() >= room) return false;
+  }
+  shown.next_row = 1;
   update.place_cursor(cursor);
+  return true;
 }
 
 }  // namespace marigold::inner

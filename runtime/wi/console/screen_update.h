@@ -3,7 +3,9 @@
 // terminal itself.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <string>
 
 #include "runtime/wi/console/code_page_437.h"
@@ -29,6 +31,7 @@ struct ShownScreen {
   bool cursor_visible = true;
   CellLook look = CellLook::kPlain;
   bool graphic_set = false;
+  int next_row = 1;  // after a part of an update: the row with which the next part begins
 };
 
 struct WantedCursor {
@@ -41,11 +44,19 @@ struct WantedCursor {
 // visible.
 void screen_erase(ShownScreen& shown, std::string& out);
 
+// Whether the terminal shows other cells or another cursor.
+bool screen_differs(const ShownScreen& shown, const ConsoleBuffer& wanted,
+                    const WantedCursor& cursor);
+
 // Appends the bytes that make the terminal show these cells and this cursor, and notes the result.
 // Appends nothing without a change. An invisible cursor stays after the last change. A blank in the
 // bright colour looks like one in the plain colour, and character 0 like a blank: these are no
 // changes either.
-void screen_update(ShownScreen& shown, const ConsoleBuffer& wanted, const WantedCursor& cursor,
-                   const TerminalKind& kind, std::string& out);
+//
+// Stops after the row with which the bytes reach `room`, and then returns false. A later call goes
+// on below that row and comes back to the rows above, so that each row has its turn on a slow line.
+bool screen_update(ShownScreen& shown, const ConsoleBuffer& wanted, const WantedCursor& cursor,
+                   const TerminalKind& kind, std::string& out,
+                   std::size_t room = std::numeric_limits<std::size_t>::max());
 
 }  // namespace marigold::inner

@@ -11,6 +11,7 @@ namespace {
 // Second bytes of keys without a code of their own.
 constexpr std::uint8_t kControlHome = 'w';
 constexpr std::uint8_t kControlFStart = 'g';
+constexpr std::uint8_t kShiftTab = 15;
 
 }  // namespace
 
@@ -18,6 +19,7 @@ int field_key(std::uint8_t& character) {
   for (;;) {
     const int code = key_read(character);
     if (code == kKeyIgnored && character == kControlHome) return kKeyStart;
+    if (code == kKeyIgnored && character == kShiftTab) return kKeyBackTab;
     if (code == kKeyEscape && key_plain_terminal_byte() == kControlFStart) return kKeyStart;
     if (!key_hooks_run(code) && code != kKeyIgnored) return code;
   }

@@ -5,7 +5,7 @@
 
 #include "runtime/core/edit_mask.h"
 #include "runtime/texte/sysmsg.h"
-#include "runtime/wi/dialog/line_editor.h"
+#include "runtime/wi/dialog/line_field.h"
 #include "runtime/wi/window/window_text.h"
 
 namespace marigold {
@@ -18,29 +18,11 @@ std::string text_of(const SystemText& text) {
   return std::string(text.view());
 }
 
-void show(const FieldPlace& place, const LineEditor& line) {
-  const std::string_view shown = std::string_view(line.text).substr(line.first);
-  const int width = static_cast<int>(line.width);
-  print_with(place.window, kReverseText, place.row, place.column, fit(shown, width));
-  wi_refresh_active();
-  terminal_refresh();
-  const auto offset = static_cast<int>(std::min(line.cursor - line.first, line.width - 1));
-  const int column = std::clamp(place.column, -kScreenColumns, kScreenColumns);
-  wi_set_cursor(place.window, place.row, column + offset);
-  terminal_show_cursor(true);
-}
-
 // Edits until a key leaves the field and `accept` takes the text, or until a key discards the text.
 template <typename Accept>
 int edit(const FieldPlace& place, LineEditor& line, Accept accept) {
   for (;;) {
-    show(place, line);
-    std::uint8_t character = 0;
-    const int code = field_key(character);
-    const Edited edited = line_edit(line, code, character);
-    if (edited == Edited::kFull) message_line(systxt_toolong.c_str(), place.help_key);
-    if (edited != Edited::kNot) continue;
-    if (code == kKeyStatistics || code == kKeyDebugFields || code == kKeyDebugList) continue;
+    const int code = line_field_run(place, line, kReverseText);
     if (code == kKeyHelp) {
       help_show(place.help_key);
     } else if (code == kKeyEscape || code == kKeyStart || accept()) {
@@ -49,13 +31,18 @@ int edit(const FieldPlace& place, LineEditor& line, Accept accept) {
   }
 }
 
+void show(const FieldPlace& place, const LineEditor& line) {
+  line_field_show(place, line, kReverseText);
+}
+
 LineEditor make_editor(const FieldPlace& place, std::string text, std::size_t most) {
   return {.text = std::move(text),
           .most = most,
           .width = static_cast<std::size_t>(std::clamp(place.width, 1, kScreenColumns)),
           .cursor = 0,
           .first = 0,
-          .inserting = true};
+          .inserting = true,
+          .replacing = false};
 }
 
 std::string trimmed(std::string_view text) {
@@ -64,6 +51,32 @@ std::string trimmed(std::string_view text) {
 }
 
 }  // namespace
+
+void inner::line_field_show(const FieldPlace& place, const LineEditor& line,
+                            const char* attribute) {
+  const std::string_view shown = std::string_view(line.text).substr(line.first);
+  const int width = static_cast<int>(line.width);
+  print_with(place.window, attribute, place.row, place.column, fit(shown, width));
+  wi_refresh_active();
+  terminal_refresh();
+  const auto offset = static_cast<int>(std::min(line.cursor - line.first, line.width - 1));
+  const int column = std::clamp(place.column, -kScreenColumns, kScreenColumns);
+  wi_set_cursor(place.window, place.row, column + offset);
+  terminal_show_cursor(true);
+}
+
+int inner::line_field_run(const FieldPlace& place, LineEditor& line, const char* attribute) {
+  for (;;) {
+    line_field_show(place, line, attribute);
+    std::uint8_t character = 0;
+    const int code = field_key(character);
+    const Edited edited = line_edit(line, code, character);
+    if (edited == Edited::kFull) message_line(systxt_toolong.c_str(), place.help_key);
+    if (edited != Edited::kNot) continue;
+    if (code == kKeyStatistics || code == kKeyDebugFields || code == kKeyDebugList) continue;
+    return code;
+  }
+}
 
 int text_field(const FieldPlace& place, std::string& text, std::size_t least, std::size_t most) {
   LineEditor line = make_editor(place, text.substr(0, most), most);

@@ -15,6 +15,11 @@ bool is_control(std::uint8_t character) {
 
 Edited put(LineEditor& line, std::uint8_t character) {
   if (is_control(character)) return Edited::kDone;
+  if (line.replacing) {
+    line.text.clear();
+    line.cursor = 0;
+  }
+  line.replacing = false;
   const bool overwrites = !line.inserting && line.cursor < line.text.size();
   if (!overwrites && line.text.size() >= line.most) return Edited::kFull;
   if (overwrites) line.text.erase(line.cursor, 1);
@@ -57,6 +62,7 @@ Edited apply(LineEditor& line, int code, std::uint8_t character) {
 
 Edited line_edit(LineEditor& line, int code, std::uint8_t character) {
   const Edited edited = apply(line, code, character);
+  if (edited != Edited::kNot && code != kKeyCharacter) line.replacing = false;
   // At the end of a full field the cursor stands on the last character.
   const std::size_t last = line.first + line.width - 1;
   if (line.cursor < line.first) line.first = line.cursor;

@@ -15,6 +15,8 @@ struct LineEditor {
   std::size_t cursor = 0;
   std::size_t first = 0;  // the first visible character
   bool inserting = true;  // else a new character overwrites
+  // A character typed before any other key of the editor takes the place of the whole text.
+  bool replacing = false;
 };
 
 enum class Edited {

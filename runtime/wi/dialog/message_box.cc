@@ -2,10 +2,12 @@
 #include "marigold/windows.h"
 
 #include <algorithm>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "runtime/texte/screen_text.h"
 #include "runtime/texte/sysmsg.h"
 #include "runtime/wi/window/compose.h"
 #include "runtime/wi/window/window_table.h"
@@ -17,8 +19,8 @@ using namespace inner;
 
 namespace {
 
-constexpr std::size_t kWarningColumns = 60;
-constexpr std::size_t kWarningLines = 15;
+constexpr std::size_t kBoxColumns = 60;
+constexpr std::size_t kBoxLines = 15;
 
 std::string_view view_of(const char* text) {
   return text == nullptr ? std::string_view{} : std::string_view(text);
@@ -52,26 +54,51 @@ std::string_view next_line(std::string_view& text) {
   const std::size_t end = std::min(text.find('\n'), text.size());
   std::size_t length = end;
   std::size_t taken = std::min(end + 1, text.size());
-  if (end > kWarningColumns) {
-    const std::size_t blank = text.rfind(' ', kWarningColumns);
+  if (end > kBoxColumns) {
+    const std::size_t blank = text.rfind(' ', kBoxColumns);
     const bool between_words = blank != std::string_view::npos && blank > 0;
-    length = between_words ? blank : kWarningColumns;
-    taken = between_words ? blank + 1 : kWarningColumns;
+    length = between_words ? blank : kBoxColumns;
+    taken = between_words ? blank + 1 : kBoxColumns;
   }
   const std::string_view line = text.substr(0, length);
   text.remove_prefix(taken);
   return line;
 }
 
-std::vector<std::string_view> break_lines(std::string_view text) {
-  std::vector<std::string_view> lines;
-  while (!text.empty() && lines.size() < kWarningLines)
+// Adds the lines of a text; an empty one has no line.
+void break_lines(std::string_view text, std::vector<std::string_view>& lines) {
+  while (!text.empty())
     lines.push_back(next_line(text));
-  return lines;
 }
 
 int centred(int width, std::size_t length) {
   return std::max(1, (width - static_cast<int>(length)) / 2 + 1);
+}
+
+// Shows a title, lines and a button in the middle of the screen until the user presses a key, and
+// returns the key's code.
+int show_box(std::string_view title_text, std::span<const std::string_view> lines,
+             std::string_view button_text) {
+  std::size_t widest = std::max(title_text.size(), button_text.size());
+  for (const std::string_view line : lines)
+    widest = std::max(widest, line.size());
+  const int width = static_cast<int>(std::min(widest, kBoxColumns)) + 2;
+  const int height = static_cast<int>(lines.size()) + 4;  // title, blank, lines, blank, button
+  const OwnWindow window((kScreenRows - height - 2) / 2 + 1, (kScreenColumns - width - 2) / 2 + 1,
+                         height + 2, width + 2, false);
+  const int number = window.number();
+  const auto inside = static_cast<std::size_t>(width);
+  const std::string title = visible(title_text.substr(0, inside));
+  const std::string button = visible(button_text.substr(0, inside));
+  print_with(number, kReverseText, 1, centred(width, title.size()), title);
+  int row = 3;
+  for (const std::string_view line : lines)
+    p_printstr(number, row++, 2, visible(line).c_str());
+  const int column = centred(width, button.size());
+  print_with(number, kReverseText, height, column, button);
+  window.show();
+  wi_set_cursor(number, height, column);
+  return wait_for_key();
 }
 
 }  // namespace
@@ -82,32 +109,30 @@ void message_line(const char* text, const char* help_key) {
 }
 
 void warning_box(const char* text) {
-  const std::vector<std::string_view> lines = break_lines(view_of(text));
-  std::size_t widest = std::max(systxt_warning.view().size(), systxt_ok.view().size());
-  for (const std::string_view line : lines)
-    widest = std::max(widest, line.size());
-  const int width = static_cast<int>(std::min(widest, kWarningColumns)) + 2;
-  const int height = static_cast<int>(lines.size()) + 4;  // title, blank, lines, blank, button
-  const OwnWindow window((kScreenRows - height - 2) / 2 + 1, (kScreenColumns - width - 2) / 2 + 1,
-                         height + 2, width + 2, false);
-  const int number = window.number();
-  const auto inside = static_cast<std::size_t>(width);
-  const std::string title = visible(systxt_warning.view().substr(0, inside));
-  const std::string button = visible(systxt_ok.view().substr(0, inside));
-  print_with(number, kReverseText, 1, centred(width, title.size()), title);
-  int row = 3;
-  for (const std::string_view line : lines)
-    p_printstr(number, row++, 2, visible(line).c_str());
-  const int column = centred(width, button.size());
-  print_with(number, kReverseText, height, column, button);
-  window.show();
-  wi_set_cursor(number, height, column);
-  wait_for_key();
+  std::vector<std::string_view> lines;
+  break_lines(view_of(text), lines);
+  lines.resize(std::min(lines.size(), kBoxLines));
+  show_box(systxt_warning.view(), lines, systxt_ok.view());
 }
 
 void help_show(const char* help_key) {
-  const std::string text = std::string(systxt_nohelp.view()) + std::string(view_of(help_key));
-  message_line(text.c_str(), "");
+  const std::vector<std::string> texts = screen_text_lines(help_key);
+  if (texts.empty()) {
+    const std::string text = std::string(systxt_nohelp.view()) + std::string(view_of(help_key));
+    return message_line(text.c_str(), "");
+  }
+  std::vector<std::string_view> lines;
+  for (const std::string& text : texts) {
+    break_lines(text, lines);
+    if (text.empty()) lines.emplace_back();
+  }
+  for (std::span<const std::string_view> left = lines; !left.empty();) {
+    const std::size_t count = std::min(left.size(), kBoxLines);
+    const bool is_last = count == left.size();
+    const std::string_view button = is_last ? systxt_ok.view() : systxt_more.view();
+    if (show_box("", left.first(count), button) == kKeyEscape) return;
+    left = left.subspan(count);
+  }
 }
 
 }  // namespace marigold

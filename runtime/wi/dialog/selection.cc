@@ -108,7 +108,8 @@ class Selection {
 
   void move(int code) {
     if (current_ < 0) return;
-    if (code == kKeyUp || code == kKeyLeft) current_ = next_from(current_, -1);
+    if (code == kKeyUp || code == kKeyLeft || code == kKeyBackTab)
+      current_ = next_from(current_, -1);
     if (code == kKeyDown || code == kKeyRight || code == kKeyTab) current_ = next_from(current_, 1);
     if (code == kKeyHome) current_ = next_from(-1, 1);
     if (code == kKeyEnd) current_ = next_from(count_, -1);

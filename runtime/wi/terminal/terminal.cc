@@ -3,13 +3,12 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <span>
 
 #include "runtime/core/settings.h"
 #include "runtime/core/terminal_text.h"
 #include "runtime/texte/char_table.h"
 #include "runtime/wi/terminal/terminal_console.h"
-#include "runtime/wi/terminal/vt100.h"
+#include "runtime/wi/terminal/vt100_screen.h"
 
 namespace marigold {
 
@@ -24,8 +23,7 @@ struct State {
   Mode mode = Mode::kUndecided;
   int column = 1;  // of the cursor
   int row = 1;
-  ConsoleBuffer cells{};  // the screen at the next refresh; VT100 mode: as written
-  Vt100 vt100;
+  ConsoleBuffer cells{};    // the screen at the next refresh; VT100 mode: as written
   bool given_back = false;  // and no output since
 };
 
@@ -49,31 +47,7 @@ std::uint16_t colour_of(std::uint8_t attribute) {
 
 void put_cell(std::uint8_t character, std::uint8_t attribute, ConsoleCell& cell) {
   cell = {byte_of(character, attribute), colour_of(attribute)};
-  if (state.mode != Mode::kVt100) return;
-  state.vt100.set_attribute(attribute);
-  state.vt100.put(cell.character);
-}
-
-bool is_plain_blank(const ConsoleCell& cell) {
-  return cell.character == ' ' && cell.colour < kColourReverse;
-}
-
-void paint_vt100() {
-  state.vt100.reset_attribute();
-  state.vt100.clear();
-  for (int row = 1; row <= kScreenRows; ++row) {
-    const auto cells =
-        std::span(state.cells).subspan(std::size_t{kScreenColumns} * (row - 1UL), kScreenColumns);
-    const auto end = std::ranges::find_if_not(cells.rbegin(), cells.rend(), is_plain_blank).base();
-    if (end == cells.begin()) continue;
-    state.vt100.place_cursor(1, row);
-    for (const ConsoleCell& cell : std::span(cells.begin(), end)) {
-      state.vt100.set_attribute(cell.colour < kColourReverse ? std::uint8_t{0} : kAttributeReverse);
-      state.vt100.put(cell.character);
-    }
-  }
-  state.vt100.place_cursor(state.column, state.row);
-  state.vt100.flush();
+  if (state.mode == Mode::kVt100) vt100_put(cell.character, attribute);
 }
 
 // Returns true if the console took the terminal (again).
@@ -100,7 +74,7 @@ bool inner::terminal_is_vt100() {
     const bool asked_for = std::getenv("COMFAXUSEVT100") != nullptr;
     state.mode = asked_for ? Mode::kVt100 : Mode::kConsole;
     if (asked_for) {
-      state.vt100.set_charset(terminal_charset());
+      vt100_start(terminal_charset());
       take_keyboard();
     } else {
       terminal_console().size();
@@ -114,8 +88,7 @@ void inner::terminal_start() {
   state.given_back = false;
   if (terminal_is_vt100()) {
     state.cells.fill({});
-    state.vt100.clear();
-    state.vt100.flush();
+    vt100_clear();
   } else {
     terminal_console().clear();
   }
@@ -125,7 +98,7 @@ void inner::terminal_end() {
   if (!open_subsystems().window_system) return;
   if (!state.given_back) {
     // Later output must not be in reverse.
-    if (terminal_is_vt100()) state.vt100.set_attribute(0);
+    if (terminal_is_vt100()) vt100_end_look();
     terminal_clear();
     terminal_refresh();
     terminal_show_cursor(true);
@@ -143,8 +116,7 @@ void inner::terminal_clear() {
   if (terminal_is_vt100()) {
     state.column = 1;
     state.row = 1;
-    state.vt100.clear();
-    state.vt100.flush();
+    vt100_clear();
   } else {
     terminal_refresh();
   }
@@ -155,9 +127,8 @@ void terminal_refresh() {
   if (!terminal_is_vt100()) return terminal_console().write(state.cells);
   // A process that was stopped meanwhile holds the terminal again, and the shell has written on the
   // screen.
-  if (take_keyboard()) return paint_vt100();
-  state.vt100.place_cursor(state.column, state.row);
-  state.vt100.flush();
+  if (take_keyboard()) return vt100_repaint(state.cells, state.column, state.row);
+  vt100_refresh(state.cells, state.column, state.row);
 }
 
 void terminal_repaint() {
@@ -165,7 +136,7 @@ void terminal_repaint() {
   state.given_back = false;
   const Console& console = terminal_console();
   if (terminal_is_vt100()) {
-    paint_vt100();
+    vt100_repaint(state.cells, state.column, state.row);
   } else if (console.repaint != nullptr) {
     console.repaint();
   } else {
@@ -190,14 +161,12 @@ void terminal_show_cursor(bool visible) {
 }
 
 void terminal_bell() {
-  if (!terminal_is_vt100()) return;
-  state.vt100.bell();
-  state.vt100.flush();
+  if (terminal_is_vt100()) vt100_bell(state.cells);
 }
 
 void inner::terminal_write_row(const ScreenRow& from, int row, int column, int count) {
   if (row < 1 || row > kScreenRows || column < 1 || column > kScreenColumns) return;
-  if (terminal_is_vt100()) state.vt100.place_cursor(column, row);
+  if (terminal_is_vt100()) vt100_begin(column, row);
   const auto first_cell = static_cast<std::size_t>(row - 1) * kScreenColumns;
   const auto first = static_cast<std::size_t>(column - 1);
   const std::size_t end =

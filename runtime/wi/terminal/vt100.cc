@@ -46,24 +46,24 @@ void Vt100::bell() {
 }
 
 void Vt100::set_attribute(std::uint8_t attribute) {
-  const unsigned changed = attribute_ ^ attribute;
+  const unsigned changed = now_.attribute ^ attribute;
   for (const Transition& transition : kTransitions) {
     if ((changed & transition.attribute) == 0) continue;
     append((attribute & transition.attribute) != 0 ? transition.on : transition.off);
   }
-  attribute_ = attribute;
+  now_.attribute = attribute;
 }
 
 void Vt100::reset_attribute() {
   append("\x1B[m");
-  attribute_ = 0;
+  now_.attribute = 0;
 }
 
 bool Vt100::is_control(std::uint8_t byte) const {
   if (byte < ' ' || byte == kDelete) return true;
   if (byte < 128 || byte > 159) return false;
   return charset_ == TerminalCharset::kIso8859 ||
-         (charset_ == TerminalCharset::kUtf8 && last_ == kUtf8LeadOfControls);
+         (charset_ == TerminalCharset::kUtf8 && now_.last == kUtf8LeadOfControls);
 }
 
 void Vt100::put(std::uint8_t byte) {
@@ -79,13 +79,22 @@ void Vt100::flush() {
     static_cast<void>(stream_write(Stream::kOutput, bytes_.view()));
   }
   bytes_.clear();
+  sent_ = now_;
+  has_sent_part_ = false;
+}
+
+void Vt100::drop() {
+  bytes_.clear();
+  now_ = sent_;
 }
 
 void Vt100::append(std::string_view bytes) {
-  if (!bytes.empty()) last_ = bytes.back();
-  if (bytes_.append(bytes)) return;
-  flush();
-  bytes_.append_cut(bytes);
+  if (!bytes_.append(bytes)) {
+    flush();
+    has_sent_part_ = true;
+    bytes_.append_cut(bytes);
+  }
+  if (!bytes.empty()) now_.last = bytes.back();
 }
 
 }  // namespace marigold::inner

@@ -32,6 +32,12 @@ class Vt100 {
   // Writes a cell. 0, a character without a byte, appears as ".".
   void put(std::uint8_t byte);
   void flush();
+  // Forgets the bytes since the last flush.
+  void drop();
+  // Whether some bytes have been sent since then, because there were too many to keep.
+  [[nodiscard]] bool has_sent_part() const { return has_sent_part_; }
+  // Bytes collected.
+  [[nodiscard]] std::size_t size() const { return bytes_.length(); }
 
  private:
   // More than the rows of a full screen with all their attributes.
@@ -40,10 +46,17 @@ class Vt100 {
   [[nodiscard]] bool is_control(std::uint8_t byte) const;
   void append(std::string_view bytes);
 
+  // The terminal's state as far as later bytes depend on it.
+  struct Standing {
+    std::uint8_t attribute = 0;  // of the last cell
+    char last = 0;               // byte
+  };
+
   TextBuffer<kCapacity> bytes_;
-  std::uint8_t attribute_ = 0;  // of the last cell
+  Standing now_;   // after the bytes collected
+  Standing sent_;  // after the bytes sent
+  bool has_sent_part_ = false;
   TerminalCharset charset_ = TerminalCharset::kUnknown;
-  char last_ = 0;  // byte appended
 };
 
 }  // namespace marigold::inner

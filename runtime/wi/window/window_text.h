@@ -43,6 +43,13 @@ inline std::string fit(std::string_view text, int width) {
   return fitted;
 }
 
+// Returns the text as fit does, but with ">" in the last column of a longer one.
+inline std::string cut_visibly(std::string_view text, int width) {
+  std::string fitted = fit(text, width);
+  if (!fitted.empty() && text.size() > fitted.size()) fitted.back() = '>';
+  return fitted;
+}
+
 // Returns the text with a blank before and after it.
 inline std::string padded(std::string_view text) {
   return std::string(1, ' ').append(text).append(1, ' ');

@@ -5,6 +5,9 @@
 // in `leave`, at the program's exit and before a signal ends or stops the process. Meanwhile it
 // keeps the wanted screen, and paints it when it takes the terminal again and when the terminal's
 // size has changed. A terminal smaller than 80 by 24 cells shows a message instead.
+//
+// A late screen (late_screen.h) is sent by a thread, which neither takes the terminal nor ends the
+// program.
 
 #include <algorithm>
 #include <cstdlib>
@@ -12,12 +15,15 @@
 #include <string_view>
 #include <utility>
 
+#include "runtime/platform/stream.h"
 #include "runtime/wi/console/code_page_437.h"
 #include "runtime/wi/console/console.h"
 #include "runtime/wi/console/console_size.h"
+#include "runtime/wi/console/late_screen.h"
 #include "runtime/wi/console/posix/console_signals_posix.h"
 #include "runtime/wi/console/posix/console_tty_posix.h"
 #include "runtime/wi/console/posix/keyboard_posix.h"
+#include "runtime/wi/console/posix/line_posix.h"
 #include "runtime/wi/console/screen_update.h"
 
 namespace marigold::inner {
@@ -25,11 +31,17 @@ namespace {
 
 constexpr std::uint8_t kRepaintKey = 0x12;  // Ctrl-R
 
+constexpr ScreenLine kLine{
+    .is_held = tty_shows_output, .keys_wait = keyboard_has_input, .room = line_room};
+
+// The screen's lock guards `gone` and all that follows it.
 struct State {
   bool started = false;
+  bool is_old_terminal = false;           // a VT, real or emulated
+  bool repaint_key_due = false;           // VT100 mode: the program's next key is Ctrl-R
+  ConsoleHold used = ConsoleHold::kNone;  // the strongest hold used so far
+  bool gone = false;                      // a write has found no terminal
   bool too_small = false;
-  bool repaint_key_due = false;   // VT100 mode: the program's next key is Ctrl-R
-  TtyHold used = TtyHold::kNone;  // the strongest hold used so far
   ConsoleBuffer wanted{};
   WantedCursor cursor;
   ShownScreen shown;
@@ -38,14 +50,21 @@ struct State {
 };
 State state;
 
+// A forked child leaves the screen alone, and the lock as well, which nobody may free there.
+void finish_screen() {
+  if (!tty_is_inherited()) screen_finish();
+}
+
 void leave() {
-  tty_restore(-1, TtyEnd::kOrderly);
+  finish_screen();
+  tty_restore(-1, ConsoleEnd::kOrderly);
   signals_remove();
 }
 
 // Gives the terminal back for a program that ends without calling leave.
 void leave_at_exit() {
-  tty_restore(-1, TtyEnd::kSudden);
+  finish_screen();
+  tty_restore(-1, ConsoleEnd::kSudden);
   signals_remove();
 }
 
@@ -55,8 +74,8 @@ TerminalKind kind_from_environment() {
   keyboard_start(characters == TerminalCharacters::kUtf8 ? KeyCharacters::kUtf8
                                                          : KeyCharacters::kLatin);
   const char* term = std::getenv("TERM");
-  const bool old = term != nullptr && std::string_view(term).starts_with("vt");
-  return {.glyphs = terminal_glyphs(characters), .has_axis_positions = !old};
+  state.is_old_terminal = term != nullptr && std::string_view(term).starts_with("vt");
+  return {.glyphs = terminal_glyphs(characters), .has_axis_positions = !state.is_old_terminal};
 }
 
 void start() {
@@ -67,8 +86,13 @@ void start() {
 }
 
 void send() {
-  tty_write(state.bytes);
+  line_note_sent(state.bytes.size());
+  state.gone = !tty_write(state.bytes);
   state.bytes.clear();
+}
+
+void end_if_gone() {
+  if (state.gone) tty_gone();
 }
 
 // Paints the whole screen on a terminal with unknown contents.
@@ -82,11 +106,14 @@ void paint_all() {
     screen_update(state.shown, state.wanted, state.cursor, state.kind, state.bytes);
   }
   send();
+  screen_is_shown();
+  end_if_gone();
 }
 
 // Takes the strongest hold used so far, and brings the screen up to date after signals. Returns
 // true if it took the terminal (again).
-bool attend(TtyHold wanted) {
+bool attend(ConsoleHold wanted) {
+  const ScreenLock guard;
   start();
   state.used = std::max(state.used, wanted);
   const SignalNotes notes = signals_take_notes();
@@ -95,59 +122,81 @@ bool attend(TtyHold wanted) {
   // terminal back.
   if (notes.continued || tty_held() < state.used) signals_install();
   const bool taken = tty_hold(state.used);
-  if (state.used == TtyHold::kScreen && (taken || notes.resized)) paint_all();
+  if (taken) line_start(tty_speed(), state.is_old_terminal || state.used == ConsoleHold::kVt100);
+  if (state.used == ConsoleHold::kScreen && (taken || notes.resized)) paint_all();
   return taken;
 }
 
-void present() {
-  attend(TtyHold::kScreen);
-  if (state.too_small) return;
-  screen_update(state.shown, state.wanted, state.cursor, state.kind, state.bytes);
+bool paint(int room) {
+  if (state.too_small) return true;
+  const bool is_whole = screen_update(state.shown, state.wanted, state.cursor, state.kind,
+                                      state.bytes, static_cast<std::size_t>(room));
   send();
+  return is_whole || state.gone;
+}
+
+// A screen without a change costs no call to the system.
+void present() {
+  attend(ConsoleHold::kScreen);
+  if (screen_is_late() || screen_differs(state.shown, state.wanted, state.cursor))
+    screen_changed(kLine, paint);
+  end_if_gone();
 }
 
 void size() {
-  attend(TtyHold::kScreen);
+  attend(ConsoleHold::kScreen);
 }
 
 void repaint() {
-  if (!attend(TtyHold::kScreen)) paint_all();
+  const ScreenLock guard;
+  if (!attend(ConsoleHold::kScreen)) paint_all();
 }
 
 void clear() {
+  const ScreenLock guard;
   state.wanted = {};
   repaint();
 }
 
 void write(const ConsoleBuffer& cells) {
+  const ScreenLock guard;
   state.wanted = cells;
   present();
 }
 
 void place_cursor(int column, int row) {
+  const ScreenLock guard;
   state.cursor.position = {.column = std::clamp(column, 1, kScreenColumns),
                            .row = std::clamp(row, 1, kScreenRows)};
   present();
 }
 
 void show_cursor(bool visible) {
+  const ScreenLock guard;
   state.cursor.visible = visible;
   present();
+}
+
+void send_vt100(std::string_view bytes) {
+  line_note_sent(bytes.size());
+  static_cast<void>(stream_write(Stream::kOutput, bytes));
 }
 
 bool take_keyboard() {
   // Without a keyboard the first wait for a key ends the program.
   if (!tty_has_keyboard()) return false;
   start();
-  if (state.used != TtyHold::kVt100) keyboard_start(KeyCharacters::kBytes);
-  return attend(TtyHold::kVt100);
+  if (state.used != ConsoleHold::kVt100) keyboard_start(KeyCharacters::kBytes);
+  return attend(ConsoleHold::kVt100);
 }
 
 // Returns true if there is a key; false only without waiting.
 bool wait_for_key(bool waiting) {
   for (;;) {
-    if (attend(TtyHold::kKeyboard) && state.used == TtyHold::kVt100) state.repaint_key_due = true;
+    if (attend(ConsoleHold::kKeyboard) && state.used == ConsoleHold::kVt100)
+      state.repaint_key_due = true;
     if (state.repaint_key_due) return true;
+    if (waiting) screen_catch_up();
     switch (keyboard_wait(signals_wake_descriptor(), waiting)) {
       case KeyWait::kKey:
         return true;
@@ -182,6 +231,8 @@ constexpr Console kPosixConsole{.size = size,
                                 .key_waiting = key_waiting,
                                 .leave = leave,
                                 .take_keyboard = take_keyboard,
+                                .send = send_vt100,
+                                .line = &kLine,
                                 .repaint = repaint};
 
 }  // namespace

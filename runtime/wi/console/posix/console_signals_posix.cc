@@ -64,7 +64,7 @@ void wake() {
 void end_process(int signal) {
   const int error = errno;
   const struct sigaction& former = state.former[index_of(signal)];
-  tty_restore(kPatience, TtyEnd::kSudden);
+  tty_restore(kPatience, ConsoleEnd::kSudden);
   if (former.sa_handler == SIG_DFL) passing_files_remove();  // a handler may go on
   sigaction(signal, &former, nullptr);
   raise(signal);
@@ -73,7 +73,7 @@ void end_process(int signal) {
 
 void stop_process(int signal) {
   const int error = errno;
-  tty_restore(kPatience, TtyEnd::kSudden);
+  tty_restore(kPatience, ConsoleEnd::kSudden);
   struct sigaction ours {};
   sigaction(signal, &state.former[index_of(signal)], &ours);
   raise(signal);

@@ -6,6 +6,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -24,15 +25,17 @@ constexpr std::string_view kLeaveVt100 = "\x0f\x1b[m\x1b[24H\r\n";
 constexpr std::string_view kLeave = "\x0f\x1b[m\x1b[24H\r\n\x1b[?7h\x1b[?25h\x1b[?1049l";
 
 // tty_hold writes `held` last and handlers read it first, so `found` is complete whenever a handler
-// reads it.
+// reads it. The thread that sends a late screen reads `held` as well.
 struct State {
-  volatile sig_atomic_t held = static_cast<int>(TtyHold::kNone);
+  std::atomic<ConsoleHold> held = ConsoleHold::kNone;
   bool doubtful = false;
-  volatile sig_atomic_t output_is_terminal = 0;
+  std::atomic<bool> output_is_terminal = false;
   pid_t owner = 0;  // a forked child must not restore the terminal
   termios found{};
 };
 State state;
+static_assert(std::atomic<ConsoleHold>::is_always_lock_free);
+static_assert(std::atomic<bool>::is_always_lock_free);
 
 // Blocks signals while the object lives.
 class BlockedSignals {
@@ -66,17 +69,17 @@ sigset_t background_output() {
   std::exit(EXIT_FAILURE);
 }
 
-void require_terminals(TtyHold wanted) {
+void require_terminals(ConsoleHold wanted) {
   if (isatty(STDIN_FILENO) == 0) end_program("standard input is not a terminal");
-  if (wanted == TtyHold::kScreen && isatty(STDOUT_FILENO) == 0)
+  if (wanted == ConsoleHold::kScreen && isatty(STDOUT_FILENO) == 0)
     end_program("standard output is not a terminal");
 }
 
-termios raw_mode(const termios& found, TtyHold wanted) {
+termios raw_mode(const termios& found, ConsoleHold wanted) {
   termios raw = found;
   raw.c_iflag &= ~static_cast<tcflag_t>(ISTRIP | INLCR | IGNCR | ICRNL);
   raw.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL | ICANON | IEXTEN);
-  if (wanted == TtyHold::kScreen) raw.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+  if (wanted == ConsoleHold::kScreen) raw.c_oflag &= ~static_cast<tcflag_t>(OPOST);
   // Ctrl-C is a key of the runtime: it leaves a field and not the program. Ctrl-\ ends the program.
   raw.c_cc[VINTR] = _POSIX_VDISABLE;
   raw.c_cc[VMIN] = 1;
@@ -99,16 +102,16 @@ void wait_for_foreground() {
     kill(0, SIGTTOU);
 }
 
-void set_mode(TtyHold wanted) {
+void set_mode(ConsoleHold wanted) {
   wait_for_foreground();
   const BlockedSignals guard(all_but_background_output());
-  if (tty_held() == TtyHold::kNone) {
+  if (tty_held() == ConsoleHold::kNone) {
     if (tcgetattr(STDIN_FILENO, &state.found) != 0) tty_gone();
     state.owner = getpid();
   }
-  state.output_is_terminal = isatty(STDOUT_FILENO);
+  state.output_is_terminal = isatty(STDOUT_FILENO) == 1;
   state.doubtful = false;
-  state.held = static_cast<int>(wanted);
+  state.held = wanted;
   const termios raw = raw_mode(state.found, wanted);
   if (tcsetattr(STDIN_FILENO, TCSANOW, &raw) != 0 && errno != EINTR) tty_gone();
 }
@@ -136,8 +139,20 @@ void write_leaving(std::string_view bytes, int patience) {
 
 }  // namespace
 
-TtyHold tty_held() {
-  return static_cast<TtyHold>(state.held);
+ConsoleHold tty_held() {
+  return state.held;
+}
+
+bool tty_shows_output() {
+  return tty_held() >= ConsoleHold::kVt100 && state.output_is_terminal;
+}
+
+bool tty_is_inherited() {
+  return tty_held() != ConsoleHold::kNone && state.owner != getpid();
+}
+
+speed_t tty_speed() {
+  return cfgetospeed(&state.found);
 }
 
 bool tty_has_keyboard() {
@@ -148,41 +163,42 @@ void tty_doubt() {
   state.doubtful = true;
 }
 
-bool tty_hold(TtyHold wanted) {
+bool tty_hold(ConsoleHold wanted) {
   if (tty_held() >= wanted && !state.doubtful) return false;
   require_terminals(wanted);
   set_mode(wanted);
-  if (wanted == TtyHold::kScreen) tty_write(kEnter);
+  if (wanted == ConsoleHold::kScreen && !tty_write(kEnter)) tty_gone();
   return true;
 }
 
 // If a signal arrives in the middle, its handler runs the whole function again, and nothing is left
 // to do afterwards.
-void tty_restore(int patience, TtyEnd end) {
-  const TtyHold held = tty_held();
-  if (held == TtyHold::kNone || state.owner != getpid()) return;
+void tty_restore(int patience, ConsoleEnd end) {
+  const ConsoleHold held = tty_held();
+  if (held == ConsoleHold::kNone || state.owner != getpid()) return;
   const int error = errno;
   // Blocks the signal that would stop a background process instead of letting it end.
   const BlockedSignals guard(background_output());
-  if (held == TtyHold::kScreen) write_leaving(kLeave, patience);
-  if (held == TtyHold::kVt100 && end == TtyEnd::kSudden && state.output_is_terminal != 0)
+  if (held == ConsoleHold::kScreen) write_leaving(kLeave, patience);
+  if (held == ConsoleHold::kVt100 && end == ConsoleEnd::kSudden && state.output_is_terminal)
     write_leaving(kLeaveVt100, patience);
   tcsetattr(STDIN_FILENO, TCSANOW, &state.found);
-  state.held = static_cast<int>(TtyHold::kNone);
+  state.held = ConsoleHold::kNone;
   errno = error;
 }
 
-void tty_write(std::string_view bytes) {
-  while (!bytes.empty() && tty_held() == TtyHold::kScreen) {
+bool tty_write(std::string_view bytes) {
+  while (!bytes.empty() && tty_held() == ConsoleHold::kScreen) {
     const ssize_t written = write(STDOUT_FILENO, bytes.data(), bytes.size());
     if (written >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(written));
     } else if (!may_try_again()) {
-      tty_gone();
+      return false;
     } else if (errno != EINTR) {
       wait_for_room(-1);
     }
   }
+  return true;
 }
 
 ConsoleSize tty_size() {
@@ -193,7 +209,7 @@ ConsoleSize tty_size() {
 }
 
 void tty_gone() {
-  tty_restore(0, TtyEnd::kSudden);
+  tty_restore(0, ConsoleEnd::kSudden);
   end_program("the terminal is gone");
 }
 

@@ -2,6 +2,7 @@
 #include "runtime/wi/console/posix/keyboard_posix.h"
 
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -96,6 +97,12 @@ KeyWait keyboard_wait(int wake_descriptor, bool waiting) {
 
 bool keyboard_has_byte() {
   return state.decoder.has_key();
+}
+
+// Asked for each change of the screen.
+bool keyboard_has_input() {
+  int bytes = 0;
+  return keyboard_has_byte() || (ioctl(STDIN_FILENO, FIONREAD, &bytes) == 0 && bytes > 0);
 }
 
 std::uint8_t keyboard_take() {

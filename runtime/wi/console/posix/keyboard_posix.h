@@ -28,6 +28,8 @@ void keyboard_start(KeyCharacters characters);
 KeyWait keyboard_wait(int wake_descriptor, bool waiting);
 // Whether keyboard_take has a byte.
 bool keyboard_has_byte();
+// Whether there are keys, or bytes that the terminal has sent and that may become keys. Reads none.
+bool keyboard_has_input();
 // Returns the next byte. Call it after KeyWait::kKey.
 std::uint8_t keyboard_take();
 
