@@ -100,7 +100,7 @@ int data_read_next(DataFile& file, int key);
 int data_read_previous(DataFile& file, int key);
 
 // Writes the record and replaces one with the same primary key or number. Returns 0, or 4 without
-// waiting.
+// waiting (except to let a dead program's set of changes be finished).
 int data_write(DataFile& file);
 
 // Deletes the record with this primary key or number, if there is one. Returns 0, or 4 without
@@ -109,6 +109,41 @@ int data_delete(DataFile& file);
 
 // Gives back all record locks of the file.
 void data_release(DataFile& file);
+
+// ---- Sets of changes: records of several keyed files that are changed together or not at all, also
+// if the program is killed or the power fails. An order and its lines belong together so:
+//
+//   changes_begin();
+//   data_put_long(orders, ...), changes_write(orders);
+//   data_put_long(lines, ...), changes_write(lines);  for each line
+//   if (changes_commit(LockWait::kAsk) != kDataDone) changes_drop();
+//
+// A process has one set at a time. Reads without a lock may find a part of a set while its program
+// carries it out; a read with a lock finds no record of a set before the set is done. After a death
+// the next program that locks or changes a record of these files, or opens one of them, finishes
+// the set first. The files lie in any number of data directories, on local disks.
+
+// Begins an empty set, and drops one that was begun before.
+void changes_begin();
+
+// Add the record in the buffer of an open file to the set, to be written as by data_write or deleted
+// as by data_delete. No file is changed yet, and the buffer is free for the next record. The commit
+// carries out the changes in this order. System errors: 16 a random file; 101 no set has begun, or
+// the file is not open, or open for reading alone.
+void changes_write(DataFile& file);
+void changes_delete(DataFile& file);
+
+// Carries out all changes of the set and makes them durable. Returns 0; the set is empty then, and
+// the record locks that the program took itself stay. Returns 4 when another process has locked a
+// record of the set, after asking as `wait` says. Returns any other number, after a warning with
+// the reason, when the system refuses, for example 1028 for a full disk. After a result other than
+// 0 nothing is changed, and the set stays for a further try, or for changes_drop. A disk that fails
+// once the set is recorded ends the process with a system error; the set is then finished as after
+// a death. System errors: 101 no set has begun, or one of its files has been closed.
+int changes_commit(LockWait wait);
+
+// Drops the set. Does nothing without a set.
+void changes_drop();
 
 // ---- Fields, in the record buffer of an open file.
 //

@@ -28,7 +28,8 @@ std::uint32_t index_header_checksum(const IndexHeader& header) {
   copy.use_stamp = 0;
   copy.file_number = 0;
   const bool stamped = header.version > kUnstampedIndexVersion;
-  const std::size_t length = stamped ? sizeof copy : offsetof(IndexHeader, clean_stamp);
+  const std::size_t length =
+      stamped ? offsetof(IndexHeader, mark) : offsetof(IndexHeader, clean_stamp);
   return checksum(std::as_bytes(std::span(&copy, 1)).first(length));
 }
 

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -72,7 +73,9 @@ struct File {
     bool ripe_tried = false;
     bool all_tried = false;
   } settling;
-  const char* made_anew = "";  // why opening the file rebuilt its indexes
+  std::function<int()> guard;               // see isguard
+  std::vector<std::uint64_t> locked_bytes;  // of the records that this process has locked; sorted
+  const char* made_anew = "";               // why opening the file rebuilt its indexes
   SlotHints hints;
   // A bit for each slot: this process has made its checksum, or found it right.
   std::vector<std::uint64_t> intact_slots;

@@ -211,6 +211,10 @@ int build(const char* base, const char* like, int record_length, const KeyDescri
 // Locks the record that was read. An automatic lock replaces the one before.
 int lock_current(Descriptor& descriptor) {
   std::uint64_t byte = 0;
+  if (descriptor.file->header().mark != 0) {
+    const int failed = record_may_change(*descriptor.file, state.buffer.record.data());
+    if (failed != 0) return failed;
+  }
   if (const int failed = record_lock(*descriptor.file, state.buffer.record.data(), byte))
     return failed;
   if (!descriptor.automatic) return 0;
@@ -240,11 +244,16 @@ int read_record(Descriptor& descriptor, char* record, const Search& search, bool
   return failed;
 }
 
+// The key with this description, or the end.
+auto find_key(File& file, const KeyDescription& key) {
+  return std::ranges::find_if(file.trees,
+                              [&](const TreeShape& shape) { return key_same(shape.key, key); });
+}
+
 int start(Descriptor& descriptor, const KeyDescription& key, int length, const char* record,
           int mode) {
   const auto& trees = descriptor.file->trees;
-  const auto tree =
-      std::ranges::find_if(trees, [&](const TreeShape& shape) { return key_same(shape.key, key); });
+  const auto tree = find_key(*descriptor.file, key);
   if (tree == trees.end()) return kIsBadKey;
   const bool by_value = mode >= kIsEqual && mode <= kIsGreaterOrEqual;
   if (!by_value && mode != kIsFirst && mode != kIsLast) return kIsBadArgument;
@@ -254,6 +263,35 @@ int start(Descriptor& descriptor, const KeyDescription& key, int length, const c
   const int failed = cursor_find(*descriptor.file, cursor, search, state.buffer, false);
   if (failed == 0 || failed == kIsNoRecord || failed == kIsEndOfFile) descriptor.cursor = cursor;
   return failed;
+}
+
+int select(Descriptor& descriptor, const KeyDescription& key) {
+  File& file = *descriptor.file;
+  const auto tree = find_key(file, key);
+  if (tree == file.trees.end()) return kIsBadKey;
+  state.buffer.record.resize(std::max<std::size_t>(state.buffer.record.size(), file.record_length));
+  return cursor_change_tree(file, descriptor.cursor,
+                            static_cast<std::size_t>(tree - file.trees.begin()), state.buffer);
+}
+
+void keep_position(const Cursor& cursor, IsPosition& position) {
+  position.key = static_cast<int>(cursor.tree);
+  position.at_record = cursor.position.at_record;
+  position.before = cursor.position.forward == Bound::kNotLess;
+  std::memcpy(position.entry.data(), cursor.position.probe.data(), position.entry.size());
+}
+
+int return_to(Descriptor& descriptor, const IsPosition& kept) {
+  if (kept.key < 0 || static_cast<std::size_t>(kept.key) >= descriptor.file->trees.size())
+    return kIsBadArgument;
+  Cursor cursor{.tree = static_cast<std::size_t>(kept.key), .position = {}};
+  std::ranges::copy(kept.entry, cursor.position.probe.begin());
+  cursor.position.at_record = kept.at_record;
+  cursor.position.forward = kept.before ? Bound::kNotLess : Bound::kGreater;
+  cursor.position.backward = kept.at_record ? Bound::kNotLess : cursor.position.forward;
+  cursor.position.changes = kNoShortCut;
+  descriptor.cursor = cursor;
+  return 0;
 }
 
 // ---- Writing
@@ -278,6 +316,40 @@ int ISBUILD(const char* base, int record_length, const KeyDescription& primary, 
 int isbuild_like(const char* base, const char* like, int record_length,
                  const KeyDescription& primary, int mode) {
   return build(base, like, record_length, primary, mode);
+}
+
+int inner::isguard(int number, IsGuard guard) {
+  return operation("ISGUARD", [&] {
+    const Descriptor* descriptor = descriptor_at(number);
+    if (descriptor == nullptr) return fail(kIsNotOpen);
+    descriptor->file->guard = std::move(guard);
+    return 0;
+  });
+}
+
+int inner::ismark(int number, bool marked) {
+  return change_file("ISMARK", number, [&](File& file) {
+    file.header().mark = marked ? 1 : 0;
+    change_step();
+    return 0;
+  });
+}
+
+int inner::islock(int number, const char* record, bool& taken) {
+  return change_file("ISLOCK", number,
+                     [&](File& file) { return record_lock_once(file, record, taken); });
+}
+
+int inner::isunlock(int number, const char* record) {
+  return change_file("ISUNLOCK", number, [&](File& file) { return record_unlock(file, record); });
+}
+
+int inner::isreserve(int number, std::uint64_t records) {
+  return change_file("ISRESERV", number, [&](File& file) {
+    if (const int failed = make_visible(file)) return failed;
+    if (const int failed = change_prepare(file)) return failed;
+    return file_reserve(file, records);
+  });
 }
 
 int ISADDINDEX(int number, const KeyDescription& key) {
@@ -345,6 +417,36 @@ int ISREAD(int number, char* record, int mode) {
     const bool lock = descriptor->automatic || (mode & kIsLock) != 0;
     const TreeShape& shape = descriptor->file->trees[descriptor->cursor.tree];
     return finish(read_record(*descriptor, record, make_search(shape, record, kind, 0), lock));
+  });
+}
+
+int inner::isposition(int number, IsPosition& position) {
+  return operation("ISPOSITION", [&] {
+    const Descriptor* descriptor = descriptor_at(number);
+    if (descriptor == nullptr) return fail(kIsNotOpen);
+    keep_position(descriptor->cursor, position);
+    return 0;
+  });
+}
+
+int inner::isreturn(int number, const IsPosition& position) {
+  return operation("ISRETURN", [&] {
+    Descriptor* descriptor = descriptor_at(number);
+    return descriptor == nullptr ? fail(kIsNotOpen) : finish(return_to(*descriptor, position));
+  });
+}
+
+int inner::ischanges(int number, std::uint64_t& changes) {
+  const Descriptor* descriptor = descriptor_at(number);
+  if (descriptor == nullptr) return fail(kIsNotOpen);
+  return finish(*descriptor->file, read_begin(*descriptor->file, changes));
+}
+
+int inner::isselect(int number, const KeyDescription& key) {
+  return operation("ISSELECT", [&] {
+    Descriptor* descriptor = descriptor_at(number);
+    if (descriptor == nullptr || !descriptor->reads) return fail(kIsNotOpen);
+    return finish(select(*descriptor, key));
   });
 }
 

@@ -153,6 +153,8 @@ struct IndexHeader {
   std::uint64_t use_stamp;    // * the data file's stamp while they are in use
   std::uint64_t file_number;  // * number of the file itself while it is in use; a copy has another
   SlotChain kept;             // settled slots that a snapshot may still read
+  // * 1: the file is part of a set of changes that is not finished; see isguard.
+  std::uint64_t mark;
 };
 // A disk writes a sector whole or not at all.
 static_assert(sizeof(IndexHeader) <= 512);

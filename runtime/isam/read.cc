@@ -22,9 +22,6 @@ void stand_between(Position& position, const Probe& probe, Bound bound) {
   position.at_record = false;
 }
 
-// Matches no file at rest: the count of changes is even between two changes.
-constexpr std::uint64_t kNoShortCut = 1;
-
 // Stands at an entry that was read. Page 0 stands for an unknown place. `entry` was copied while it
 // was whole.
 void stand_at(Position& position, const TreeShape& shape, const Probe& entry, Place place,
@@ -227,6 +224,7 @@ class SlotsAround {
 
 void copy_slot(const File& file, const std::byte* slot, ReadBuffer& buffer) {
   std::memcpy(buffer.record.data(), slot + sizeof(SlotHeader), file.record_length);
+  buffer.sequence = record_sequence(slot);
 }
 
 // Copies the record of the entry in the buffer. False when the record is not whole or does not
@@ -362,6 +360,17 @@ int cursor_find(File& file, Cursor& cursor, const Search& search, ReadBuffer& bu
     stand_at(cursor.position, file.trees[cursor.tree], buffer.entry, result.place, result.changes);
   }
   return result.error;
+}
+
+int cursor_change_tree(File& file, Cursor& cursor, std::size_t tree, ReadBuffer& buffer) {
+  Cursor found = cursor;
+  if (const int failed = cursor_find(
+          file, found, make_search(file.trees[cursor.tree], nullptr, kIsCurrent, 0), buffer, true))
+    return failed;
+  const Probe entry = new_probe(file.trees[tree], buffer.record.data(), buffer.sequence);
+  cursor.tree = tree;
+  stand_at(cursor.position, file.trees[tree], entry, {}, 0);
+  return 0;
 }
 
 }  // namespace marigold::inner::isam

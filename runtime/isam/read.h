@@ -11,6 +11,9 @@
 
 namespace marigold::inner::isam {
 
+// As Position::changes: matches no file at rest, whose count of changes is even.
+inline constexpr std::uint64_t kNoShortCut = 1;
+
 // Position of a descriptor in its key: at an entry, or between two.
 struct Position {
   Probe probe{};
@@ -33,7 +36,8 @@ struct Cursor {
 // Result of a read that is not known to be whole yet. All files of a process share one buffer.
 struct ReadBuffer {
   std::vector<char> record;
-  Probe entry{};  // entry of the record in the cursor's tree
+  std::uint64_t sequence = 0;  // of the record
+  Probe entry{};               // entry of the record in the cursor's tree
 };
 
 // Target of a search: one of the read modes of isam.h, and for modes by value the first `length`
@@ -54,5 +58,8 @@ Search make_search(const TreeShape& shape, const char* record, int mode, int len
 // there is none (110, 111, 112) the cursor stands where isam.h says; after any other failure the
 // cursor has not moved.
 int cursor_find(File& file, Cursor& cursor, const Search& search, ReadBuffer& buffer, bool copy);
+
+// Moves the cursor to the entry that its record has in another tree. 112 without a record.
+int cursor_change_tree(File& file, Cursor& cursor, std::size_t tree, ReadBuffer& buffer);
 
 }  // namespace marigold::inner::isam

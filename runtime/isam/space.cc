@@ -98,6 +98,17 @@ int change_prepare_space(File& file) {
   return file.contents().free_slot != 0 ? 0 : prepare_new_slot(file);
 }
 
+int file_reserve(File& file, std::uint64_t records) {
+  if (records == 0) return 0;
+  std::uint64_t pages = file.contents().page_count;
+  for (std::size_t i = 0; i < file.trees.size(); ++i)
+    pages += file.contents().trees[i].levels + records;
+  if (const int failed = file_grow_index(file, pages)) return failed;
+  const std::uint64_t needed = data_bytes(file) + records * file.slot_size;
+  if (const int failed = grow(file.data, needed, file.data_space)) return failed;
+  return note_space(file);
+}
+
 int make_grown_visible(File& file) {
   if (index_bytes(file) > file.index_space) {
     if (const int failed = measure(file.index, index_bytes(file), file.index_space)) return failed;

@@ -40,5 +40,8 @@ int file_grow_index(File& file, std::uint64_t pages);
 // Reserves the space that adding a record may need: a slot and, for each tree, a page for every
 // level and one more.
 int change_prepare_space(File& file);
+// Reserves the space for so many further records: their slots, and in each tree a page for each of
+// them and for each level. Adding records that split more than that is rare.
+int file_reserve(File& file, std::uint64_t records);
 
 }  // namespace marigold::inner::isam

@@ -84,7 +84,7 @@ int find_record(File& file, const char* record, SlotNumber& slot, Entries& entri
   if (!place_has_key(file, 0, path.nodes[0], probe, slot)) return kIsNoRecord;
   if (slot == 0 || slot > file.slots || !slot_was_live(file, slot)) return kIsBadFile;
   if (!is_entry_of(file, 0, probe, file.slot(slot))) return kIsBadFile;
-  if (const int failed = record_not_locked(file, record)) return failed;
+  if (const int failed = record_may_change(file, record)) return failed;
   return find_further_entries(file, slot, entries);
 }
 
@@ -181,7 +181,7 @@ int write_record(File& file, const char* record) {
   Entries entries;
   if (const int failed = next_sequence(file, sequence)) return failed;
   if (const int failed = find_entries_of_new(file, record, sequence, entries)) return failed;
-  if (const int failed = record_not_locked(file, record)) return failed;
+  if (const int failed = record_may_change(file, record)) return failed;
   if (const int failed = change_prepare(file)) return failed;
   if (const int failed = change_prepare_space(file)) return failed;
   return change(file, [&] { return insert_everywhere(file, record, sequence, entries); });

@@ -3,7 +3,9 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
+#include "runtime/data/access/change_journal.h"
 #include "runtime/data/access/lock_file.h"
+#include "runtime/isam/change_step.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/process.h"
 #include "runtime/texte/syserr.h"
@@ -77,6 +79,15 @@ DataTest::~DataTest() {
   path_lock_start();
   user_interface_start();
   clock_sleep_hook = nullptr;
+}
+
+void die_when_recorded(const std::string& directory) {
+  static std::string journal;
+  journal = directory + "/" + kChangeJournal;
+  isam::change_step_hook = [] {
+    JournalPart part;
+    if (journal_parse(read_file(journal), part) == JournalState::kWhole) die_now();
+  };
 }
 
 void answer_and_stay(bool result) {

@@ -67,6 +67,9 @@ bool elsewhere(Body body, const Values&... values) {
   return OtherProcess(body, values...).ready();
 }
 
+// Lets this process die as soon as the journal of a directory, such as "data/4", has a whole set.
+void die_when_recorded(const std::string& directory);
+
 // Returns the holders of class 4: "s" and "x", own locks in capitals.
 std::string holders();
 

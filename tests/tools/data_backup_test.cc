@@ -5,12 +5,15 @@
 #include <cstdlib>
 #include <set>
 
+#include "runtime/core/settings.h"
 #include "runtime/isam/isam.h"
 #include "runtime/platform/library_path.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/path.h"
 #include "runtime/platform/process.h"
 #include "runtime/platform/record_file.h"
+#include "tests/data/support.h"
+#include "tests/isam/support.h"
 #include "tests/support/process.h"
 #include "tests/tools/data_support.h"
 #include "tools/backup/restore_swap.h"
@@ -243,6 +246,93 @@ TEST_F(DataBackupTest, AClassIsOfOneMoment) {
     EXPECT_TRUE(counts[0] == counts[1] || counts[0] == counts[1] + 1 || round == 0)
         << counts[0] << " " << counts[1];
     std::filesystem::remove_all("out");
+  }
+}
+
+// ---- Sets of changes
+
+struct Boxes {
+  Boxes() {
+    settings_read();
+    definition_set_load("BOX");
+    definition_set_load("CRATE");
+    data_open("BOX", LockWait::kWait);
+    data_open("CRATE", LockWait::kWait);
+  }
+  // Puts the count into the first record of both files, and does some work between the two.
+  static int set(int count) {
+    changes_begin();
+    for (const char* name : {"BOX", "CRATE"}) {
+      DataFile& file = data_file(name);
+      data_put_long(file, "NUMBER", 1);
+      EXPECT_EQ(data_read(file, 1, false, LockWait::kWait), 0);
+      data_put_long(file, "DAY", count);
+      for (int times = 0; times < 1000; ++times)
+        changes_write(file);
+    }
+    return changes_commit(LockWait::kWait);
+  }
+};
+
+TEST_F(DataBackupTest, ABackupHasASetOfChangesWholeOrNot) {
+  const Process writer = start_child([] {
+    const Boxes boxes;
+    for (int count = 10; Boxes::set(count) == 0;)
+      ++count;
+  });
+  std::set<std::string> seen;
+  const int rounds = is_slow_system() ? 10 : 30;  // one in five falls into a set
+  for (int round = 0; round < rounds; ++round) {
+    const Finished done = run("backup --class 1 out");
+    ASSERT_EQ(done.status, 0) << done.err;
+    std::string days[2];
+    for (int file = 0; file < 2; ++file)
+      days[file] = run("dump --path out/1/"s + (file == 0 ? "BOX BOX" : "CRATE CRATE") +
+                       " | grep ^1, | cut -d, -f6")
+                       .out;
+    EXPECT_EQ(days[0], days[1]);
+    seen.insert(days[0]);
+    std::filesystem::remove_all("out");
+  }
+  EXPECT_GT(seen.size(), 1U);
+}
+
+// Each command finishes the set of a program that was killed after it had recorded the set, or
+// refuses to work while it cannot.
+TEST_F(DataBackupTest, CommandsFinishASetOfChangesFirst) {
+  ASSERT_EQ(run("backup --class 1 out").status, 0);
+  EXPECT_EQ(run_child([] {
+              const Boxes boxes;
+              die_when_recorded("data/1");
+              Boxes::set(77);
+            }),
+            kKilled);
+  run_shell("mv data kept; echo NUMBER > none.csv; echo 'CRATE 2 3 0 END.' > FILEVER.DES");
+  const std::string other_version =
+      "printf '\\7' | dd of=data/1/CHANGES.journal bs=1 seek=2 conv=notrunc";
+  const std::string dump =
+      "dump BOX | grep -c ,000077,; ./marigold data dump CRATE | grep -c ,000077,";
+  const std::string next_version =
+      "cd definitions; cp FILECRATE.DES FILECRATE_2.DES; mv ../FILEVER.DES .; "
+      "sed -i 's/VERSION 2/VERSION 3/' FILECRATE.DES";
+  for (const auto& [command, refused] : {std::pair{"check BOX", 1},
+                                         {"dump --snapshot BOX", 2},
+                                         {"backup more", 2},
+                                         {"compact CRATE", 2},
+                                         {"load --replace CRATE none.csv", 2},
+                                         {"restore out BOX CRATE", 2},
+                                         {"convert CRATE", 2}}) {
+    if (command == "convert CRATE"s) run_shell(next_version);
+    for (const bool refuses : {true, false}) {
+      run_shell("rm -rf data more; cp -r kept data; " + (refuses ? other_version : ""));
+      for (const char* base : {"data/1/BOX", "data/1/CRATE"})
+        pass_for_own(base);
+      const Finished done = run(command);
+      const std::string said = done.out + done.err;
+      EXPECT_EQ(done.status, refuses ? refused : 0) << command << said;
+      EXPECT_EQ(said.find("another version of the runtime") != std::string::npos, refuses) << said;
+    }
+    EXPECT_EQ(run(dump).out, command == "restore out BOX CRATE"s ? "0\n0\n" : "1\n1\n") << command;
   }
 }
 

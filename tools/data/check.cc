@@ -68,6 +68,8 @@ int look_into_keyed(const DataTarget& target, Checked& checked) {
 
 // Returns 0, or the number of the reason why the file cannot be checked.
 int check_keyed(const DataTarget& target, Checked& checked) {
+  std::string unfinished;
+  if (!finish_changes(target, unfinished)) checked.findings.push_back(unfinished);
   const int failed = look_into_keyed(target, checked);
   const bool half = failed == ENOENT && (file_exists((target.base + ".dat").c_str()) ||
                                          file_exists((target.base + ".idx").c_str()));

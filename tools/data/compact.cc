@@ -31,6 +31,8 @@ int data_compact(const DataCompact& options) {
     return report_unusable({target.base + ": the numbers of a random file's records are their "
                                           "places, none of which can be given back"});
   if (!take_class(target, problems)) return report_unusable(problems);
+  std::string unfinished;
+  if (!finish_changes(target, unfinished)) return report_unusable({unfinished});
   const StopSignalsHold hold;
   IsCompactReport compacted;
   Progress progress(target.base);

@@ -94,6 +94,7 @@ int data_dump(const DataDump& options) {
   DataTarget target;
   Problems problems;
   if (!find_data_file(options.file, target, problems)) return report_unusable(problems);
+  if (!finish_changes(target, problem)) return report_unusable({problem});
   RecordText text(*target.definition, code_set);
   const WalkRange range{.key = options.key, .from = options.from, .to = options.to};
   const auto walk = options.snapshot ? walk_snapshot(target, text, range, problem)

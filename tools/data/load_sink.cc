@@ -417,7 +417,13 @@ std::unique_ptr<LoadSink> open_keyed(DataTarget& target, const LoadRules& rules,
                                      std::string& problem) {
   OpenKeyedFile file;
   IsamInfo info;
+  ChangeTurns turns;  // until no set can have the file any more
+  if (!take_change_turns({&target}, turns, problem)) return nullptr;
   int failed = file.open(target.base, kIsInputOutput | kIsExclusive);
+  if (!turns.kept_all_away()) {
+    problem = target.base + kChangesBegan;
+    return nullptr;
+  }
   if (failed == ENOENT) return make_keyed(target, std::move(file), problem);
   if (failed == 0) failed = file.info(info);
   if (failed != 0) {

@@ -137,6 +137,7 @@ class Restore {
   BackupSource& source_;
   std::vector<std::unique_ptr<Restored>> files_;
   std::set<int> classes_;
+  ChangeTurns turns_;  // a set must not come back over restored records
   std::map<std::string, std::string> places_;
 };
 
@@ -238,7 +239,13 @@ bool Restore::take_all(Problems& problems) {
   for (const int path_class : classes_) {
     if (!recover_restore(data_directory(path_class), problems)) return false;
   }
-  return std::ranges::all_of(files_, [&](auto& file) { return hold(*file, problems); });
+  std::vector<const DataTarget*> targets;
+  for (const auto& file : files_)
+    targets.push_back(&file->target);
+  std::string problem;
+  if (!take_change_turns(targets, turns_, problem)) return fail(problems, problem);
+  if (!std::ranges::all_of(files_, [&](auto& file) { return hold(*file, problems); })) return false;
+  return turns_.kept_all_away() || fail(problems, targets.front()->base + kChangesBegan);
 }
 
 void Restore::find_places() {

@@ -214,6 +214,26 @@ bool take_class(const DataTarget& target, Problems& problems) {
   return false;
 }
 
+bool take_change_turns(const std::vector<const DataTarget*>& targets, ChangeTurns& turns,
+                       std::string& problem) {
+  std::vector<std::string> directories;
+  directories.reserve(targets.size());
+  for (const DataTarget* target : targets)
+    directories.emplace_back(path_directory(target->base));
+  std::string reason;
+  if (turns.take(std::move(directories), ChangeTurns::Missing::kLeave, "", reason) == 0)
+    return true;
+  problem = "a set of changes cannot be finished: " + reason;
+  return false;
+}
+
+bool finish_changes(const DataTarget& target, std::string& problem) {
+  if (target.definition->type != FileType::kIsam) return true;
+  if (!changes_unfinished(std::string(path_directory(target.base)))) return true;
+  ChangeTurns turns;
+  return take_change_turns({&target}, turns, problem);
+}
+
 namespace {
 
 std::string text_of(int number) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "runtime/data/access/change_turns.h"
 #include "runtime/data/access/data_handle.h"
 #include "runtime/data/definition/definition.h"
 #include "runtime/data/definition/definition_set.h"
@@ -49,6 +50,16 @@ bool find_data_file(const DataFileOptions& options, DataTarget& target, Problems
 // the rest of the process. Returns false and the problem, which names the process that has the
 // class exclusively.
 bool take_class(const DataTarget& target, Problems& problems);
+
+// Finishes the sets of changes that killed programs have left in these files' directories, and takes
+// their turns. Returns false and the problem if a set cannot be finished.
+bool take_change_turns(const std::vector<const DataTarget*>& targets, ChangeTurns& turns,
+                       std::string& problem);
+// Does the same without keeping the turns, for a keyed file; does nothing for a random file.
+bool finish_changes(const DataTarget& target, std::string& problem);
+
+inline constexpr const char* kChangesBegan =
+    ": a program has begun to change it in sets meanwhile; try again";
 
 // Returns the meaning of a result of the engine or the system for the owner of a file.
 std::string data_error(int number);

@@ -111,6 +111,7 @@ class Moment {
     for (const auto& file : files) {
       if (file->is_keyed()) {
         numbers_.push_back(file->number());
+        targets_.push_back(&file->target());
       } else {
         numbered_.push_back(file.get());
       }
@@ -122,20 +123,35 @@ class Moment {
       if (!file->copy_numbered(copy_(file->target()), progress_, problem))
         return MomentOutcome::kFailed;
     }
-    if (!numbers_.empty() && issnapshot(numbers_) != 0) {
-      problem = data_error("marigold: no snapshot", iserrno);
-      return MomentOutcome::kFailed;
-    }
+    MomentOutcome outcome = begin_snapshots(problem);
+    if (outcome != MomentOutcome::kTaken) return outcome;
     moment =
         backup_time(std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now()));
-    const MomentOutcome outcome = look_again(problem);
-    if (outcome == MomentOutcome::kTaken) return outcome;
-    for (const int number : numbers_)
-      issnapshot_end(number);
+    outcome = look_again(problem);
+    if (outcome != MomentOutcome::kTaken) end_snapshots();
     return outcome;
   }
 
  private:
+  // The moment lies between two sets of changes.
+  MomentOutcome begin_snapshots(std::string& problem) {
+    if (numbers_.empty()) return MomentOutcome::kTaken;
+    ChangeTurns turns;
+    if (!take_change_turns(targets_, turns, problem)) return MomentOutcome::kFailed;
+    if (issnapshot(numbers_) != 0) {
+      problem = data_error("marigold: no snapshot", iserrno);
+      return MomentOutcome::kFailed;
+    }
+    if (turns.kept_all_away()) return MomentOutcome::kTaken;
+    problem = targets_.front()->base + kChangesBegan;
+    end_snapshots();
+    return MomentOutcome::kNotQuiet;
+  }
+  void end_snapshots() {
+    for (const int number : numbers_)
+      issnapshot_end(number);
+  }
+
   MomentOutcome look_again(std::string& problem) {
     for (SnapshotFile* file : numbered_) {
       bool same = false;
@@ -152,6 +168,7 @@ class Moment {
   const std::function<std::string(const DataTarget&)>& copy_;
   Progress& progress_;
   std::vector<int> numbers_;
+  std::vector<const DataTarget*> targets_;  // of the keyed files
   std::vector<SnapshotFile*> numbered_;
 };
 

@@ -9,6 +9,7 @@
 #include "runtime/core/settings.h"
 #include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
+#include "runtime/data/access/change_turns.h"
 #include "runtime/data/access/data_fatal.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/field_access.h"
@@ -150,6 +151,26 @@ int finish_read(DataFile& file, int result) {
   return result;
 }
 
+// Runs an operation, again after each set of changes that has to be finished first. Returns 4 when
+// another process keeps this one from finishing the set.
+template <typename Operation>
+int after_unfinished(DataFile& file, Operation operation) {
+  for (;;) {
+    const int result = operation(file);
+    if (result != kDataUnfinished) return result;
+    if (const int busy = changes_make_good(file)) return busy;
+  }
+}
+
+int open_file(DataFile& file, const Operations& operations, const std::string& path, bool& created,
+              bool exclusive) {
+  const bool keyed = file.definition.type == FileType::kIsam;
+  if (const int busy = keyed ? changes_make_good_before_open(file) : 0) return busy;
+  const int result = operations.open(file, path, created, exclusive);
+  if (keyed && result == kDataDone) changes_guard(file);
+  return result;
+}
+
 int read_by(DataFile& file, ByKey Operations::*operation, int key) {
   return finish_read(file, (operations_of(file).*operation)(file, key));
 }
@@ -165,7 +186,7 @@ int data_open(DataFile& file, LockWait wait, bool exclusive) {
   bool created = false;
   int result = kDataDone;
   do {
-    result = operations.open(file, path, created, exclusive);
+    result = open_file(file, operations, path, created, exclusive);
   } while (lock_try_again(file, result, wait, LockPhase::kOpening));
   if (result == kDataDone && is_half_restored(path)) refuse(file, kHalfRestored, kIsBadFile);
   if (created) version_write_file(file, file.definition.version);
@@ -206,7 +227,7 @@ int data_read(DataFile& file, int key, bool lock, LockWait wait) {
   const Operations& operations = operations_of(file);
   int result = kDataDone;
   do {
-    result = operations.read(file, key, lock);
+    result = after_unfinished(file, [&](DataFile& of) { return operations.read(of, key, lock); });
   } while (lock_try_again(file, result, wait, LockPhase::kReading));
   return finish_read(file, result);
 }
@@ -236,11 +257,11 @@ int data_read_previous(DataFile& file, int key) {
 }
 
 int data_write(DataFile& file) {
-  return operations_of(file).write(file);
+  return after_unfinished(file, operations_of(file).write);
 }
 
 int data_delete(DataFile& file) {
-  return operations_of(file).remove(file);
+  return after_unfinished(file, operations_of(file).remove);
 }
 
 void data_release(DataFile& file) {

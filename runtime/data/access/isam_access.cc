@@ -10,8 +10,10 @@
 
 #include "runtime/core/current_operation.h"
 #include "runtime/core/user_interface.h"
+#include "runtime/data/access/change_turns.h"
 #include "runtime/data/access/data_fatal.h"
 #include "runtime/data/access/data_path.h"
+#include "runtime/data/access/record_change.h"
 #include "runtime/platform/mapped_file.h"
 
 namespace marigold::inner {
@@ -181,6 +183,8 @@ int read_primary(DataFile& file, bool lock) {
       case kIsLocked:
         pass_locked(file, file.record, kIsEqual);
         return kDataLocked;
+      case kIsUnfinished:
+        return kDataUnfinished;
       case kIsNoRecord:
         if (!lock) return kDataNotFound;
         break;
@@ -192,6 +196,7 @@ int read_primary(DataFile& file, bool lock) {
     marker(file) = kPlaceholder;
     const int failed = write(file);
     if (failed == kIsLocked) return kDataLocked;  // by a process that has just deleted the record
+    if (failed == kIsUnfinished) return kDataUnfinished;
     if (failed != 0 && failed != kIsDuplicate) data_fatal("", failed);
   }
 }
@@ -238,11 +243,34 @@ int read_secondary(DataFile& file, int key, bool lock) {
     case kIsLocked:
       pass_locked(file, file.record, kIsCurrent);
       return kDataLocked;
+    case kIsUnfinished:
+      return kDataUnfinished;
     case kIsNoCurrent:  // another process has deleted it between the two reads
       return kDataNotFound;
     default:
       fatal();
   }
+}
+
+// Stands at the first record whose key's first bytes are as the mode says, or between two records.
+// Returns false if there is none.
+bool start_by_part(DataFile& file, int key, int bytes, int mode) {
+  if (key < 1 || key > file.definition.keys.key_count) data_fatal("", kIsBadKey);
+  const int failed = ISSTART(file.engine.descriptor, isam_key(file.definition, key), bytes,
+                             file.record.data(), mode) == 0
+                         ? 0
+                         : iserrno;
+  if (failed != 0 && failed != kIsNoRecord) data_fatal("", failed);
+  file.engine.selected_key = key;
+  file.engine.behind_last = false;
+  return failed == 0;
+}
+
+int change_result(const char* name, int failed) {
+  if (failed == 0) return kDataDone;
+  if (failed == kIsLocked) return kDataLocked;
+  if (failed == kIsUnfinished) return kDataUnfinished;
+  data_fatal(name, failed);
 }
 
 void clear(DataFile& file) {
@@ -316,19 +344,9 @@ int is_open(DataFile& file, const std::string& base, bool& created, bool exclusi
 int is_write(DataFile& file) {
   begin(file, "is_write");
   marker(file) = kLive;
-  int failed = write(file);
-  if (failed == 0) return kDataDone;
-  if (failed == kIsLocked) return kDataLocked;
-  if (failed != kIsDuplicate) data_fatal("write", failed);
-  // ISREPLACE deletes and writes in one step, so the key always has a record. Another process may
-  // delete that record meanwhile, and write it again.
-  while (failed == kIsDuplicate) {
-    failed = ISREPLACE(file.engine.descriptor, file.record.data()) == 0 ? 0 : iserrno;
-    if (failed == kIsNoRecord) failed = write(file);
-  }
-  if (failed == kIsLocked) return kDataLocked;
-  if (failed != 0) data_fatal("rewrite", failed);
-  return kDataDone;
+  bool rewrites = false;
+  const int failed = record_write(file.engine.descriptor, file.record.data(), rewrites);
+  return change_result(rewrites ? "rewrite" : "write", failed);
 }
 
 bool is_empty(const DataFile& file) {
@@ -341,10 +359,7 @@ int is_rewrite(DataFile& file) {
 
 int is_del(DataFile& file) {
   begin(file, "is_del");
-  if (ISDELETE(file.engine.descriptor, file.record.data()) == 0) return kDataDone;
-  if (iserrno == kIsLocked) return kDataLocked;
-  if (iserrno == kIsNoRecord) return kDataDone;
-  fatal();
+  return change_result("", record_delete(file.engine.descriptor, file.record.data()));
 }
 
 int is_read(DataFile& file, int key, bool lock) {
@@ -387,6 +402,54 @@ int is_readnext(DataFile& file, int key) {
 int is_readprev(DataFile& file, int key) {
   begin(file, "is_readprev");
   return read_positioned(file, key, {kIsPrevious, kIsPrevious});
+}
+
+int is_read_from_part(DataFile& file, int key, int bytes) {
+  begin(file, "is_readpart");
+  const bool found = start_by_part(file, key, bytes, kIsGreaterOrEqual);
+  return found ? read_positioned(file, key, {kIsCurrent, kIsNext}) : kDataNotFound;
+}
+
+int is_read_up_to_part(DataFile& file, int key, int bytes) {
+  begin(file, "is_readpart");
+  static_cast<void>(start_by_part(file, key, bytes, kIsGreater));  // behind them all
+  return read_positioned(file, key, {kIsPrevious, kIsPrevious});
+}
+
+void is_keep_place(DataFile& file, IsamPlace& place) {
+  begin(file, "is_keep_place");
+  if (isposition(file.engine.descriptor, place.position) != 0) fatal();
+  place.key = file.engine.selected_key;
+  place.behind_last = file.engine.behind_last;
+}
+
+int is_return_to_place(DataFile& file, const IsamPlace& place) {
+  begin(file, "is_return_to_place");
+  if (isreturn(file.engine.descriptor, place.position) != 0) fatal();
+  file.engine.selected_key = place.key;
+  file.engine.behind_last = place.behind_last;
+  const int failed = read(file, kIsCurrent);
+  if (failed != 0 && failed != kIsNoCurrent) data_fatal("", failed);
+  return failed == 0 && marker(file) == kLive ? kDataDone : kDataNotFound;
+}
+
+std::uint64_t is_changes(const DataFile& file) {
+  begin(file, "is_changes");
+  std::uint64_t changes = 0;
+  if (ischanges(file.engine.descriptor, changes) != 0) fatal();
+  return changes;
+}
+
+int is_change_key(DataFile& file, int key) {
+  begin(file, "is_change_key");
+  if (key < 1 || key > file.definition.keys.key_count) data_fatal("", kIsBadKey);
+  if (isselect(file.engine.descriptor, isam_key(file.definition, key)) != 0) {
+    if (iserrno == kIsNoCurrent) return kDataNotFound;
+    fatal();
+  }
+  file.engine.selected_key = key;
+  file.engine.behind_last = false;
+  return kDataDone;
 }
 
 void is_close(DataFile& file) {

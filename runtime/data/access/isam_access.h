@@ -9,11 +9,14 @@
 // look for, and the record that a read found. Keys have numbers from 1; key 1 is the primary key.
 //
 // Each operation names its results among kDataDone (0), kDataNotFound (3) and kDataLocked (4). No
-// operation waits for a lock. Any other outcome ends the process through data_fatal with the
-// engine's number, for example 101 for a handle that is not open and 103 for a key that the
-// definition lacks. Each operation sets its name as the current operation.
+// operation waits for a lock. Reads with a lock, writes and deletions can also return
+// kDataUnfinished: they have done nothing, since a set of changes has to be finished first
+// (change_turns.h). Any other outcome ends the process through data_fatal with the engine's number,
+// for example 101 for a handle that is not open and 103 for a key that the definition lacks. Each
+// operation sets its name as the current operation.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "runtime/data/access/data_handle.h"
@@ -74,6 +77,30 @@ int is_readfirst(DataFile& file, int key);
 int is_readlast(DataFile& file, int key);
 int is_readnext(DataFile& file, int key);
 int is_readprev(DataFile& file, int key);
+
+// Read by the first `bytes` of a key's value in the buffer: the first record in which they are not
+// less, and the last one in which they are not greater. 0 or 3.
+int is_read_from_part(DataFile& file, int key, int bytes);
+int is_read_up_to_part(DataFile& file, int key, int bytes);
+
+// A place in the order of a key that the caller keeps while the file is open: at a record, or where
+// one was. Reads in between, and changes by others, do not move it.
+struct IsamPlace {
+  IsPosition position;
+  int key = -1;
+  bool behind_last = false;
+};
+
+// Gives the place of the last read.
+void is_keep_place(DataFile& file, IsamPlace& place);
+// Returns to a place and reads its record: 0, or 3 when the record has been deleted. The next and
+// the previous record are those around the place in both cases.
+int is_return_to_place(DataFile& file, const IsamPlace& place);
+// Returns a number that differs after every change of the file by any process.
+std::uint64_t is_changes(const DataFile& file);
+
+// Selects another key and stays at the record read last: 0, or 3 when the record has been deleted.
+int is_change_key(DataFile& file, int key);
 
 // Makes all changes durable and gives all locks back. A change that cannot be written is fatal; the
 // handle is closed by then.

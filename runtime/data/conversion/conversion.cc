@@ -6,6 +6,7 @@
 #include <memory>
 #include <utility>
 
+#include "runtime/data/access/change_turns.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/lock_file.h"
 #include "runtime/data/access/version.h"
@@ -45,6 +46,7 @@ class ClassRun {
 
  private:
   int recover(int path_class, std::span<const FileDefinition* const> files);
+  int take_turns(int path_class);
   int work(const ClassConversion& plan);
   int convert(std::span<const FileConversion* const> conversions);
   int build(Job& job);
@@ -66,6 +68,7 @@ class ClassRun {
 
   const ConversionOptions& options_;
   ConversionReport& report_;
+  ChangeTurns turns_;  // of the class, until the run ends
 };
 
 std::string holders_text(int path_class) {
@@ -91,6 +94,7 @@ int ClassRun::run(int path_class, std::span<const FileDefinition* const> files,
     return problem(kConversionLocked, data_directory(path_class),
                    trimmed(systxt_convlock.view()) + holders_text(path_class));
   int result = recover(path_class, files);
+  if (result == kConversionDone) result = take_turns(path_class);
   if (result == kConversionDone) {
     // Plan again: other processes may have changed something before this one took the class.
     const ClassConversion plan = plan_class(path_class, files, tables, report_.problems);
@@ -108,6 +112,16 @@ int ClassRun::recover(int path_class, std::span<const FileDefinition* const> fil
     if (const int error = swap.recover()) return failed(swap.failed_path(), error);
   }
   return kConversionDone;
+}
+
+// A set of changes that a killed program has left is for records of the old version.
+int ClassRun::take_turns(int path_class) {
+  std::string reason;
+  const int failed =
+      turns_.take({data_directory(path_class)}, ChangeTurns::Missing::kLeave, "", reason);
+  if (failed == 0) return kConversionDone;
+  report_.problems.push_back("a set of changes cannot be finished: " + reason);
+  return failed == kIsLocked ? kConversionLocked : kConversionFailed;
 }
 
 int ClassRun::work(const ClassConversion& plan) {
@@ -164,6 +178,9 @@ int ClassRun::open_old(Job& job) {
   std::string reason;
   const FileConversion& conversion = *job.conversion;
   const int error = job.old_file.open(conversion.old_definition(), conversion.base, reason);
+  if (error == 0 && !turns_.kept_all_away())
+    return problem(kConversionLocked, conversion.base,
+                   "a program has begun to change it in sets; run the conversion again");
   if (error == 0) return kConversionDone;
   if (error == ENOENT)
     return problem(kConversionFailed, conversion.base, "one of its two files is missing");
