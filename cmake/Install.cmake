@@ -4,7 +4,7 @@
 # InstallWindows.cmake adds the rest of the zip.
 
 set(MARIGOLD_ROOMS platform core texte isam data_definition data_access data_conversion wi_console
-  wi_terminal wi_window wi_dialog print_files print_output print_sinks print_viewer print_engine application)
+  wi_terminal wi_window wi_dialog forms_progress forms_record_list forms_form forms_menu print_files print_output print_sinks print_viewer print_engine application)
 set(room_objects)
 foreach(room IN LISTS MARIGOLD_ROOMS)
   list(APPEND room_objects $<TARGET_OBJECTS:marigold_${room}>)
@@ -120,6 +120,7 @@ marigold_pkg_config(isam "Marigold runtime: the keyed-file engine" "${isam_requi
 marigold_pkg_config(texts "Marigold runtime: text databases and system errors" "marigold-core" "${stores}")
 marigold_pkg_config(data "Marigold runtime: data files by their definitions" "marigold-texts marigold-isam" "")
 marigold_pkg_config(windows "Marigold runtime: windows, keys and fields" "marigold-texts" "")
+marigold_pkg_config(forms "Marigold runtime: forms, menus and record lists" "marigold-data marigold-windows" "")
 marigold_pkg_config(lists "Marigold runtime: printed lists" "marigold-data marigold-windows" "")
 marigold_pkg_config(pdf "Marigold runtime: lists as PDF files" "marigold-lists" "-lhpdf" marigold-pdf)
 marigold_pkg_config(application "Marigold runtime: applications with windows" "marigold-data marigold-windows" "")

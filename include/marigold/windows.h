@@ -42,8 +42,8 @@ struct ScreenRow {
 };
 static_assert(sizeof(ScreenRow) == std::size_t{2} * kScreenColumns);
 
-// Internal key codes. Codes 3 and 4 never come from the keyboard; the key reader of the input
-// fields returns 4 for Ctrl-Home.
+// Internal key codes. Codes 3 and 4 never come from key_read; the key reader of the input fields
+// returns 3 for Shift-Tab and 4 for Ctrl-Home.
 enum KeyCode : int {
   kKeyIgnored = 0,
   kKeyCharacter = 1,
@@ -185,7 +185,9 @@ void wi_restore_cursor();
 
 // ---- The screen
 
-// Brings the written cells to the screen.
+// Brings the written cells to the screen. While keys wait that the program has not read, the user
+// sees them up to a quarter of a second later, on a slow line when the line has sent what came
+// before, and never sees screens that others have replaced meanwhile.
 void terminal_refresh();
 // Shows the whole screen again on a terminal on which other programs have written; only when the
 // window system is active.
@@ -219,10 +221,13 @@ void key_wait(std::uint8_t& character, int& code);
 // Ctrl-Home, and Ctrl-F "g" on a plain terminal: back to the very start.
 inline constexpr int kKeyStart = 4;
 
-// Waits for a key. Returns its code (KeyCode, or kKeyStart) and gives its character. Unlike
-// key_wait it returns Escape, which leaves a field. For an ignored key it puts the cursor back and
-// reads again; a key with a hook calls the hook. At the end of the keyboard's input every call
-// returns Escape.
+// Shift-Tab: back to the field before.
+inline constexpr int kKeyBackTab = 3;
+
+// Waits for a key. Returns its code (KeyCode, kKeyStart or kKeyBackTab) and gives its character.
+// Unlike key_wait it returns Escape, which leaves a field. For an ignored key it puts the cursor
+// back and reads again; a key with a hook calls the hook. At the end of the keyboard's input every
+// call returns Escape.
 int field_key(std::uint8_t& character);
 
 // ---- Messages: in the last row of the screen, and in a box in its middle. Both functions wait for
@@ -238,7 +243,10 @@ void message_line(const char* text, const char* help_key);
 // lines after the fifteenth. Keeps the text's own line ends.
 void warning_box(const char* text);
 
-// Reports that no help exists for this help key.
+// Shows the help text of this help key: the text of the program's text database under the key
+// ("_BLONF_"), or its texts under the key and "+" ("_BLONF_+", "_BLONF_+1" and so on), a line each.
+// A text longer than the screen is shown in pages, until Escape. Reports that no help exists for a
+// key without a text.
 void help_show(const char* help_key);
 
 // ---- A list of entries of which the user chooses one.
@@ -271,9 +279,9 @@ int selection_field(const SelectionField& field);
 // A field lies in a window, at a row and column of it, in reverse, and shows `width` characters, at
 // least one and at most a screen's width; a longer text scrolls. It shows control characters as "."
 // and does not accept them. Letters, Insert, Delete, Backspace, Left, Right, Home and End edit. All
-// other keys leave the field, and the function returns their code: Enter, Tab, Up, Down, the page
-// and function keys with the new value; Escape and kKeyStart with the old value. Ctrl-A shows a
-// message about the help key.
+// other keys leave the field, and the function returns their code: Enter, Tab, Shift-Tab, Up, Down,
+// the page and function keys with the new value; Escape and kKeyStart with the old value. Ctrl-A
+// shows a message about the help key.
 
 struct FieldPlace {
   int window = 0;

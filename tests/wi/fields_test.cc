@@ -6,101 +6,34 @@
 #include <limits>
 #include <vector>
 
-#include "marigold/application.h"
+#include "marigold/texts.h"
 #include "runtime/core/line_output.h"
-#include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/texte/char_table.h"
-#include "runtime/wi/dialog/window_interface.h"
-#include "runtime/wi/terminal/terminal.h"
+#include "runtime/texte/txt.h"
 #include "runtime/wi/window/window_table.h"
-#include "tests/support/recording_console.h"
-#include "tests/support/support.h"
+#include "tests/support/watched_session.h"
 
 namespace marigold::inner::test {
 namespace {
 
-// Keys as the console sends them.
-const std::string kUp = "\xE0H";
-const std::string kDown = "\xE0P";
-const std::string kLeft = "\xE0K";
-const std::string kRight = "\xE0M";
-const std::string kHome = "\xE0G";
-const std::string kEnd = "\xE0O";
-const std::string kPageUp = "\xE0I";
-const std::string kPageDown = "\xE0Q";
-const std::string kInsert = "\xE0R";
-const std::string kDelete = "\xE0S";
-const std::string kControlHome = "\xE0w";
-const std::string kEnter = "\r";
-const std::string kEscape = "\x1B";
-const std::string kHelp = "\x01";
-const std::string kBack = "\b";
-
-// The screens, row by row, at each wait for a key.
-std::vector<std::string> screens;
-
-std::string screen() {
-  std::string rows;
-  for (int row = 1; row <= kScreenRows; ++row)
-    rows += recording().text(row) + "\n";
-  return rows;
-}
-
-const Console& watched_console() {
-  static const Console kConsole = [] {
-    Console console = recording_console();
-    console.read_key = [] {
-      screens.push_back(screen());
-      return recording_console().read_key();
-    };
-    return console;
-  }();
-  return kConsole;
-}
-
 struct FieldsTest : testing::Test {
-  FieldsTest() {
-    screens.clear();
-    recording_reset();
-    settings_read();
-    terminal_reset(&watched_console());
-    errors_of([] { terminal_start(); });
-    wi_start();
-    user_interface_start();
-    window_interface_start();
-    create_w(window, 2, 1, 5, 60, false);
-    p_printstr(window, 1, 1, "beneath");
-    p_active_w(window);
-    terminal_refresh();
-  }
-  ~FieldsTest() override {
-    window_interface_end();
-    open_subsystems().window_system = false;
-  }
-
   // Expects that all keys were taken and the screen is as before.
   void expect_left_as_found() const {
     EXPECT_TRUE(recording().keys.empty());
     EXPECT_FALSE(recording().keyboard_lost);
-    EXPECT_EQ(screen(), screens_before);
-    EXPECT_EQ(wi_active(), window);
+    EXPECT_EQ(screen_text_now(), screens_before);
+    EXPECT_EQ(wi_active(), session.window);
   }
 
-  int window = 0;
-  std::string screens_before = screen();
+  WatchedSession session;
+  int window = session.window;
+  std::string screens_before = screen_text_now();
 };
-
-bool was_shown(std::string_view text) {
-  for (const std::string& shown : screens) {
-    if (shown.find(text) != std::string::npos) return true;
-  }
-  return false;
-}
 
 TEST_F(FieldsTest, MessagesAreShownUntilAKey) {
   int unused = 0;
-  screens_before = screen();
+  screens_before = screen_text_now();
   recording().type(kHelp + "x" + "y");
   user_interface().message("The printer is busy.", "_BUSY_");
   EXPECT_TRUE(was_shown("\nThe printer is busy."));
@@ -134,8 +67,33 @@ TEST_F(FieldsTest, MessagesAreShownUntilAKey) {
   expect_left_as_found();
 }
 
+TEST_F(FieldsTest, HelpIsATextOfTheDatabase) {
+  const WorkDirectory directory;
+  Records records = {{"_BED_", "Beds lie along the wall."},
+                     {"GARDEN._TREE_", "Trees of this garden."},
+                     {"_TREE_", "Trees."},
+                     {"_LONG_+", "first"},
+                     {"_LONG_+1", ""}};
+  for (int line = 2; line <= 20; ++line)
+    records.emplace_back("_LONG_+" + std::to_string(line), "line " + std::to_string(line));
+  write_textdb("locale/default/textdb", records);
+  setenv("LANGUAGE_SEARCHPATH", "locale/default/%N", 1);
+  settings_read();
+  textdb_setup("GARDEN");
+  recording().type(std::string(5, '\r') + kEscape);
+  for (const char* key : {"_BED_", "_TREE_", "_LONG_", "_NONE_", "_LONG_"})
+    help_show(key);
+  expect_left_as_found();
+  for (const char* shown : {" Beds lie along the wall. ", " Trees of this garden. ", " first ",
+                            " line 14", "(more)", " line 20", "No help available: _NONE_"})
+    EXPECT_TRUE(was_shown(shown)) << shown;
+  EXPECT_EQ(screens.size(), 6U);
+  unsetenv("LANGUAGE_SEARCHPATH");
+  txt_start();
+}
+
 TEST_F(FieldsTest, SelectionsReturnTheNumberChosen) {
-  screens_before = screen();
+  screens_before = screen_text_now();
   const SelectionEntry few[] = {{"Heading", false}, {"Apple"}, {"Birch"},
                                 {"------", false},  {"Ash"},   {""}};
   const SelectionEntry german[] = {{"\xC4rger"}, {"[ra"},  {"\xE9tude"},
@@ -158,6 +116,7 @@ TEST_F(FieldsTest, SelectionsReturnTheNumberChosen) {
       {few, kControlHome, 0},
       {few, kDown + kDown + kEnter, 5},
       {few, kUp + kEnter, 6},
+      {few, kShiftTab + kEnter, 6},
       {few, kEnd + kDown + kEnter, 2},
       {few, kPageDown + kEnter, 6},
       {few, kEnd + kPageUp + kEnter, 2},
@@ -203,7 +162,7 @@ TEST_F(FieldsTest, SelectionsReturnTheNumberChosen) {
 }
 
 TEST_F(FieldsTest, TheInterfaceAsks) {
-  screens_before = screen();
+  screens_before = screen_text_now();
   const std::array<const char*, 2> answers = {"go on", "abort"};
   const std::array<const char*, 2> long_answers = {"an answer too long for the last row",
                                                    "and another one"};
@@ -238,6 +197,7 @@ TEST_F(FieldsTest, TextsAreEdited) {
       {kEnd + "!!!!"s + kEnter + kEnter, kKeyEnter, "roses!!!"},  // the fourth one: a message
       {kDelete + kDelete + kEnter + kEnter + "ch"s + kEnter, kKeyEnter, "chses", 4},
       {kHelp + kEnter + std::string("\0;", 2), kKeyF1, "roses"},
+      {"x"s + kShiftTab, kKeyBackTab, "xroses"},
       {"\x12\x19\x04"s + "a" + kEnter, kKeyEnter, "aroses"},  // keys without a meaning here
       {"\a\x03"s, kKeyEscape, "roses"},                       // Ctrl-G and Ctrl-C
       {"\a\x15"s + kEnter, kKeyEnter, "\xB6roses"},           // Ctrl-G and a section sign

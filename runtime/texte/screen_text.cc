@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "runtime/texte/screen_text.h"
+
+#include "marigold/texts.h"
+
+namespace marigold::inner {
+namespace {
+
+// Whether the database has a text for the id.
+bool find(const char* id, std::string& text) {
+  if (textdb_module_text(text, id) != id) return true;
+  return textdb_text(text, id) != id;
+}
+
+}  // namespace
+
+std::string screen_text(const char* id) {
+  std::string text;
+  if (id != nullptr) find(id, text);
+  return text;
+}
+
+std::string screen_text_or(const char* id, const char* built_in) {
+  std::string text;
+  return find(id, text) ? text : built_in;
+}
+
+std::vector<std::string> screen_text_lines(const char* id) {
+  std::vector<std::string> lines;
+  std::string text;
+  if (id == nullptr || *id == '\0') return lines;
+  if (find(id, text)) {
+    lines.push_back(text);
+    return lines;
+  }
+  const std::string chain = std::string(id) + "+";
+  for (std::string next = chain; find(next.c_str(), text);) {
+    lines.push_back(text);
+    next = chain + std::to_string(lines.size());
+  }
+  return lines;
+}
+
+}  // namespace marigold::inner
