@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "payments.h"
+
+#include <marigold/forms.h>
+
+#include <string>
+
+#include "booking.h"
+#include "browser.h"
+#include "files.h"
+#include "orders.h"
+#include "texts.h"
+
+namespace shop {
+
+using namespace marigold;
+
+namespace {
+
+const char* check_order(Form& form, const FormField& field) {
+  if (!find_order(static_cast<int>(form_number(form, field.name)))) return "CHECK_ORDER";
+  return data_get_text(orders(), "STATE") == "C" ? "CHECK_CANCELLED" : nullptr;
+}
+
+double open_amount(Form& form) {
+  if (!find_order(static_cast<int>(form_number(form, "ORDER")))) return 0;
+  return money(data_get_double(orders(), "TOTAL") - data_get_double(orders(), "PAID"));
+}
+
+// Most payments are of the whole amount.
+void order_changed(Form& form, const FormField& /*field*/) {
+  form_put_number(form, "AMOUNT", open_amount(form));
+}
+
+void ask_order(Form& form, const FormField& field) {
+  int number = 0;
+  if (!choose_order(number)) return;
+  form_put_number(form, field.name, number);
+  order_changed(form, field);
+}
+
+void compute_name(Form& form, const FormField& field) {
+  const bool found = find_order(static_cast<int>(form_number(form, "ORDER")));
+  form_put_text(form, field.name, found ? customer_name(data_get_long(orders(), "CUSTOMER")) : "");
+}
+
+void compute_open(Form& form, const FormField& field) {
+  form_put_number(form, field.name, open_amount(form));
+}
+
+const char* check_amount(Form& form, const FormField& field) {
+  return form_number(form, field.name) > open_amount(form) ? "CHECK_TOO_MUCH" : nullptr;
+}
+
+constexpr FormChoice kKinds[] = {{"PAID_TRANSFER", "T"}, {"PAID_CASH", "C"}, {"PAID_CARD", "D"}};
+
+constexpr int kColumn = 19;
+
+}  // namespace
+
+void enter_payment(int order) {
+  Payment payment{.order = order, .paid_on = date_today()};
+  if (find_order(order))
+    payment.amount = money(data_get_double(orders(), "TOTAL") - data_get_double(orders(), "PAID"));
+  const FormField fields[] = {
+      {.label = "ORDER",
+       .row = 2,
+       .column = kColumn,
+       .kind = FormFieldKind::kNumber,
+       .variable = &payment.order,
+       .name = "ORDER",
+       .mask = "#####0",
+       .required = true,
+       .read_only = order != 0,
+       .check = check_order,
+       .changed = order_changed,
+       .choose = ask_order},
+      {.label = "NAME",
+       .row = 3,
+       .column = kColumn,
+       .width = 30,
+       .name = "NAME",
+       .compute = compute_name},
+      {.label = "OPEN_AMOUNT",
+       .row = 4,
+       .column = kColumn,
+       .kind = FormFieldKind::kNumber,
+       .name = "OPEN",
+       .mask = "######0,00",
+       .compute = compute_open},
+      {.label = "PAID_AMOUNT",
+       .row = 6,
+       .column = kColumn,
+       .kind = FormFieldKind::kNumber,
+       .variable = &payment.amount,
+       .name = "AMOUNT",
+       .mask = "######0,00",
+       .least = 0.01,
+       .check = check_amount},
+      {.label = "PAID_ON",
+       .row = 7,
+       .column = kColumn,
+       .kind = FormFieldKind::kDate,
+       .variable = &payment.paid_on,
+       .name = "PAIDON",
+       .required = true},
+      {.label = "PAID_KIND",
+       .row = 8,
+       .column = kColumn,
+       .kind = FormFieldKind::kChoice,
+       .variable = &payment.kind,
+       .name = "KIND",
+       .required = true,
+       .choices = kKinds},
+  };
+  Form form{.title = "PAYMENT",
+            .row = 7,
+            .column = 10,
+            .height = 11,
+            .width = 60,
+            .fields = fields,
+            .status = "FORM_KEYS",
+            .help_key = "_PAYMENT_"};
+  while (form_run(form) == kKeyEnter) {
+    const Outcome outcome = book_payment(payment);
+    if (outcome.done())
+      return tell("PAYMENT_BOOKED", {std::to_string(payment.number), money_text(payment.amount)});
+    tell_refused(outcome);
+  }
+}
+
+}  // namespace shop
