@@ -28,7 +28,15 @@ Outcome lock_article(const std::string& code) {
   return {.refused = "REFUSED_ARTICLE", .values = {code}};
 }
 
-Outcome take_stock(const Pieces& pieces) {
+void note_article(Order& order, const std::string& code) {
+  for (OrderLine& line : order.lines) {
+    if (line.code != code) continue;
+    line.text = data_get_text(articles(), "TEXT");
+    line.price = data_get_double(articles(), "PRICE");
+  }
+}
+
+Outcome take_stock(const Pieces& pieces, Order& order) {
   for (const auto& [code, wanted] : pieces) {
     if (const Outcome outcome = lock_article(code); !outcome.done()) return outcome;
     if (data_get_text(articles(), "SOLD") != "Y")
@@ -36,6 +44,7 @@ Outcome take_stock(const Pieces& pieces) {
     const double stock = data_get_double(articles(), "STOCK");
     if (stock < wanted)
       return {.refused = "REFUSED_STOCK", .values = {code, std::to_string(std::lround(stock))}};
+    note_article(order, code);
     add_to(articles(), "STOCK", -wanted);
     changes_write(articles());
   }
@@ -150,7 +159,7 @@ Outcome book_order(Order& order) {
     if (!line.code.empty()) pieces[line.code] += line.pieces;
   }
   return carry_out([&]() -> Outcome {
-    if (Outcome outcome = take_stock(pieces); !outcome.done()) return outcome;
+    if (Outcome outcome = take_stock(pieces, order); !outcome.done()) return outcome;
     if (Outcome outcome = charge_customer(order.customer, order.total()); !outcome.done())
       return outcome;
     if (Outcome outcome = take_number("ORDER", order.number); !outcome.done()) return outcome;

@@ -12,8 +12,9 @@ namespace shop {
 
 struct OrderLine {
   std::string code;  // empty: no line
-  std::string text;
   double pieces = 0;
+  // Those of the article when the order is booked; from book_order.
+  std::string text;
   double price = 0;
 };
 

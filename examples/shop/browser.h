@@ -32,7 +32,7 @@ struct BrowserLayout {
   const char* help_key;
   int fixed_parts = 0;  // as in RecordListLayout
   int row = 3;
-  int rows = 14;
+  int rows = 15;
 };
 
 // The last row of the screen while it lives: who works with which file.

@@ -55,7 +55,7 @@ constexpr MenuEntry kEntries[] = {
     {},
     {.text = "MENU_END", .number = kEnd, .key = kKeyF9}};
 constexpr Menu kMenu{
-    .title = "MENU", .row = 5, .column = 24, .entries = kEntries, .help_key = "_MENU_"};
+    .title = "MENU", .row = 5, .column = 18, .entries = kEntries, .help_key = "_MENU_"};
 
 void serve(int choice) {
   switch (choice) {

@@ -83,15 +83,10 @@ class OrderMask {
   }
 
   static void article_changed(Form& form, const FormField& field) {
-    const int row = row_of(field);
     const std::string code = in_capitals(form_text(form, field.name));
-    const bool found = !code.empty() && find_article(code);
+    const std::string pieces = name_in_row("PIECES", row_of(field));
     form_put_text(form, field.name, code);
-    form_put_text(form, name_in_row("TEXT", row), found ? data_get_text(articles(), "TEXT") : "");
-    form_put_number(form, name_in_row("PRICE", row),
-                    found ? data_get_double(articles(), "PRICE") : 0);
-    const std::string pieces = name_in_row("PIECES", row);
-    if (!found)
+    if (code.empty())
       form_put_number(form, pieces, 0);
     else if (form_number(form, pieces) == 0)
       form_put_number(form, pieces, 1);
@@ -111,23 +106,41 @@ class OrderMask {
     return !has_article && pieces != 0 ? "CHECK_NO_ARTICLE" : nullptr;
   }
 
-  static OrderLine line_in_form(Form& form, int row) {
-    return {.code = form_text(form, name_in_row("CODE", row)),
-            .text = {},
-            .pieces = form_number(form, name_in_row("PIECES", row)),
-            .price = form_number(form, name_in_row("PRICE", row))};
+  // The article of the row is in the file's buffer if there is one.
+  static bool has_article(Form& form, int row) {
+    const std::string code = form_text(form, name_in_row("CODE", row));
+    return !code.empty() && find_article(code);
+  }
+
+  static double amount_in_row(Form& form, int row) {
+    if (!has_article(form, row)) return 0;
+    const double pieces = form_number(form, name_in_row("PIECES", row));
+    return money(pieces * data_get_double(articles(), "PRICE"));
+  }
+
+  // Texts, so that rows without an article stay empty.
+  static void compute_text(Form& form, const FormField& field) {
+    const bool found = has_article(form, row_of(field));
+    form_put_text(form, field.name, found ? data_get_text(articles(), "TEXT") : "");
+  }
+
+  static void compute_price(Form& form, const FormField& field) {
+    const bool found = has_article(form, row_of(field));
+    form_put_text(form, field.name,
+                  found ? edit_number("####0,00", data_get_double(articles(), "PRICE")) : "");
   }
 
   static void compute_amount(Form& form, const FormField& field) {
-    form_put_number(form, field.name, amount_of(line_in_form(form, row_of(field))));
+    const bool found = has_article(form, row_of(field));
+    form_put_text(form, field.name,
+                  found ? edit_number("######0,00", amount_in_row(form, row_of(field))) : "");
   }
 
   // The sum of the rows shown and of the other pages.
   static void compute_total(Form& form, const FormField& field) {
-    OrderMask& mask = of(form);
-    double sum = mask.total_of_other_pages();
+    double sum = of(form).total_of_other_pages();
     for (int row = 0; row < kRows; ++row)
-      sum += amount_of(line_in_form(form, row));
+      sum += amount_in_row(form, row);
     form_put_number(form, field.name, money(sum));
   }
 
@@ -182,44 +195,33 @@ class OrderMask {
     names = {name_in_row("CODE", row), name_in_row("TEXT", row), name_in_row("PIECES", row),
              name_in_row("PRICE", row), name_in_row("AMOUNT", row)};
     const int at = kFirstRow + row;
-    fields.insert(fields.end(), {{.row = at,
-                                  .column = 2,
-                                  .width = 8,
-                                  .variable = &line(row).code,
-                                  .name = names[0].c_str(),
-                                  .help_key = "_ORDER_CODE_",
-                                  .check = check_code,
-                                  .changed = article_changed,
-                                  .choose = ask_article},
-                                 {.row = at,
-                                  .column = 12,
-                                  .width = 36,
-                                  .variable = &line(row).text,
-                                  .name = names[1].c_str(),
-                                  .read_only = true},
-                                 {.row = at,
-                                  .column = 51,
-                                  .kind = FormFieldKind::kNumber,
-                                  .variable = &line(row).pieces,
-                                  .name = names[2].c_str(),
-                                  .mask = "####0",
-                                  .least = 0,
-                                  .help_key = "_PIECES_",
-                                  .check = check_pieces},
-                                 {.row = at,
-                                  .column = 58,
-                                  .kind = FormFieldKind::kNumber,
-                                  .variable = &line(row).price,
-                                  .name = names[3].c_str(),
-                                  .mask = "####0,00",
-                                  .least = 0,
-                                  .help_key = "_ORDER_PRICE_"},
-                                 {.row = at,
-                                  .column = 67,
-                                  .kind = FormFieldKind::kNumber,
-                                  .name = names[4].c_str(),
-                                  .mask = "######0,00",
-                                  .compute = compute_amount}});
+    const FormField code = {.row = at,
+                            .column = 2,
+                            .width = 8,
+                            .variable = &line(row).code,
+                            .name = names[0].c_str(),
+                            .help_key = "_ORDER_CODE_",
+                            .check = check_code,
+                            .changed = article_changed,
+                            .choose = ask_article};
+    const FormField pieces = {.row = at,
+                              .column = 51,
+                              .kind = FormFieldKind::kNumber,
+                              .variable = &line(row).pieces,
+                              .name = names[2].c_str(),
+                              .mask = "#####",
+                              .least = 0,
+                              .help_key = "_PIECES_",
+                              .check = check_pieces};
+    const auto shown = [&](int name, int column, int width, auto compute) {
+      return FormField{.row = at,
+                       .column = column,
+                       .width = width,
+                       .name = names[static_cast<std::size_t>(name)].c_str(),
+                       .compute = compute};
+    };
+    fields.insert(fields.end(), {code, shown(1, 12, 36, compute_text), pieces,
+                                 shown(3, 58, 8, compute_price), shown(4, 67, 10, compute_amount)});
   }
 
   // Shows the mask and returns the key with which the operator leaves the page.
@@ -263,10 +265,13 @@ class OrderMask {
   }
 
   double total_of_other_pages() const {
-    const std::size_t first = static_cast<std::size_t>(page_) * kRows;
     double sum = 0;
     for (std::size_t i = 0; i < order_.lines.size(); ++i) {
-      if (i < first || i >= first + kRows) sum += amount_of(order_.lines[i]);
+      const OrderLine& entered = order_.lines[i];
+      if (i / kRows == static_cast<std::size_t>(page_) || entered.code.empty() ||
+          !find_article(entered.code))
+        continue;
+      sum += money(entered.pieces * data_get_double(articles(), "PRICE"));
     }
     return sum;
   }

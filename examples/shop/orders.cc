@@ -64,7 +64,7 @@ void look_at_lines() {
                    .help_key = "_LINES_",
                    .fixed_parts = 1,
                    .row = 6,
-                   .rows = 11});
+                   .rows = 12});
   while (!leaves(browser.run())) {
   }
 }
