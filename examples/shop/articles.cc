@@ -1,19 +1,22 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "articles.h"
 
 #include <marigold/forms.h>
 
 #include <algorithm>
+#include <iterator>
+#include <vector>
 
 #include "booking.h"
 #include "browser.h"
 #include "edit.h"
 #include "files.h"
+#include "screens.h"
 #include "texts.h"
 
 namespace shop {
 
 using namespace marigold;
+using enum FormFieldKind;
 
 namespace {
 
@@ -34,106 +37,44 @@ constexpr FormChoice kGroups[] = {
     {"GROUP_OFFICE", "O"}, {"GROUP_PAPER", "P"}, {"GROUP_WRITING", "W"}, {"GROUP_FURNITURE", "F"}};
 constexpr FormChoice kUnits[] = {{"UNIT_PIECE", "S"}, {"UNIT_PACK", "P"}, {"UNIT_BOX", "B"}};
 
-constexpr int kColumn = 19;
+// clang-format off
+const FormField kFields[] = {
+    {.label = "CODE", .row = 2, .column = 19, .field = "CODE", .read_only = true},
+    {.label = "ARTICLE_TEXT", .row = 4, .column = 19, .field = "TEXT", .required = true},
+    {.label = "GROUP", .row = 5, .column = 19, .kind = kChoice, .field = "GROUP", .required = true, .choices = kGroups},
+    {.label = "UNIT", .row = 6, .column = 19, .kind = kChoice, .field = "UNIT", .required = true, .choices = kUnits},
+    {.label = "PRICE", .row = 8, .column = 20, .kind = kNumber, .field = "PRICE", .least = 0.01, .most = 99999.99},
+    {.label = "LEAST", .row = 9, .column = 19, .kind = kNumber, .field = "LEAST", .least = 0, .most = 99999,
+     .help_key = "_LEAST_"},
+    {.label = "SOLD", .row = 10, .column = 19, .kind = kYesNo, .field = "SOLD", .help_key = "_SOLD_"},
+    {.label = "STOCK", .row = 12, .column = 19, .kind = kNumber, .field = "STOCK", .read_only = true},
+    {.label = "STOCK_VALUE", .row = 13, .column = 19, .kind = kNumber, .name = "VALUE", .mask = "########0,00",
+     .compute = compute_value}};
+// clang-format on
 
-// All fields but that of the code, which is typed for a new article alone.
-const FormField kTextField = {
-    .label = "ARTICLE_TEXT", .row = 4, .column = kColumn, .field = "TEXT", .required = true};
-const FormField kGroupField = {.label = "GROUP",
-                               .row = 5,
-                               .column = kColumn,
-                               .kind = FormFieldKind::kChoice,
-                               .field = "GROUP",
-                               .required = true,
-                               .choices = kGroups};
-const FormField kUnitField = {.label = "UNIT",
-                              .row = 6,
-                              .column = kColumn,
-                              .kind = FormFieldKind::kChoice,
-                              .field = "UNIT",
-                              .required = true,
-                              .choices = kUnits};
-const FormField kPriceField = {.label = "PRICE",
-                               .row = 8,
-                               .column = kColumn + 1,
-                               .kind = FormFieldKind::kNumber,
-                               .field = "PRICE",
-                               .least = 0.01,
-                               .most = 99999.99};
-const FormField kLeastField = {.label = "LEAST",
-                               .row = 9,
-                               .column = kColumn,
-                               .kind = FormFieldKind::kNumber,
-                               .field = "LEAST",
-                               .least = 0,
-                               .most = 99999,
-                               .help_key = "_LEAST_"};
-const FormField kSoldField = {.label = "SOLD",
-                              .row = 10,
-                              .column = kColumn,
-                              .kind = FormFieldKind::kYesNo,
-                              .field = "SOLD",
-                              .help_key = "_SOLD_"};
-const FormField kStockField = {.label = "STOCK",
-                               .row = 12,
-                               .column = kColumn,
-                               .kind = FormFieldKind::kNumber,
-                               .field = "STOCK",
-                               .read_only = true};
-const FormField kValueField = {.label = "STOCK_VALUE",
-                               .row = 13,
-                               .column = kColumn,
-                               .kind = FormFieldKind::kNumber,
-                               .name = "VALUE",
-                               .mask = "########0,00",
-                               .compute = compute_value};
+constexpr WindowPlace kPlace = {4, 8, 16, 64, false};
 
-const FormField kChangeFields[] = {
-    {.label = "CODE", .row = 2, .column = kColumn, .field = "CODE", .read_only = true},
-    kTextField,
-    kGroupField,
-    kUnitField,
-    kPriceField,
-    kLeastField,
-    kSoldField,
-    kStockField,
-    kValueField};
-
-Form article_form(const char* title, std::span<const FormField> fields) {
-  return {.title = title,
-          .row = 4,
-          .column = 8,
-          .height = 16,
-          .width = 64,
-          .fields = fields,
-          .file = &articles(),
-          .status = "FORM_KEYS",
-          .help_key = "_ARTICLE_"};
+Form article_form(const char* title, WindowPlace place, std::span<const FormField> fields,
+                  const char* help_key) {
+  Form form = mask(title, place, fields, help_key);
+  form.file = &articles();
+  return form;
 }
 
 // The code is a variable and not a field of the record: the record is read by the code when it is
 // known that no other article has it.
 bool add_article() {
   std::string code;
-  const FormField fields[] = {{.label = "CODE",
-                               .row = 2,
-                               .column = kColumn,
-                               .width = 8,
-                               .variable = &code,
-                               .name = "NEWCODE",
-                               .required = true,
-                               .help_key = "_CODE_",
-                               .check = check_code,
-                               .changed = write_in_capitals},
-                              kTextField,
-                              kGroupField,
-                              kUnitField,
-                              kPriceField,
-                              kLeastField,
-                              kSoldField};
+  std::vector<FormField> fields(std::begin(kFields), std::end(kFields));
+  fields.front() = {.label = "CODE", .row = 2, .column = 19, .width = 8, .variable = &code};
+  fields.front().name = "NEWCODE";
+  fields.front().required = true;
+  fields.front().help_key = "_CODE_";
+  fields.front().check = check_code;
+  fields.front().changed = write_in_capitals;
   data_clear_record(articles());
   data_put_double(articles(), "PRICE", 1);
-  Form form = article_form("ARTICLE_NEW", fields);
+  Form form = article_form("ARTICLE_NEW", kPlace, fields, "_ARTICLE_");
   return add_record(form, [&code]() -> Outcome {
     data_clear_record(articles());
     data_put_text(articles(), "CODE", code);
@@ -153,28 +94,15 @@ void count_stock() {
   const int read = data_read(articles(), kPrimary, true, LockWait::kAsk);
   if (read != kDataDone) return;
   double counted = data_get_double(articles(), "STOCK");
+  // clang-format off
   const FormField fields[] = {
-      {.label = "CODE", .row = 2, .column = kColumn, .field = "CODE", .read_only = true},
-      {.label = "ARTICLE_TEXT", .row = 3, .column = kColumn, .field = "TEXT", .read_only = true},
-      {.label = "STOCK",
-       .row = 4,
-       .column = kColumn,
-       .kind = FormFieldKind::kNumber,
-       .field = "STOCK",
-       .read_only = true},
-      {.label = "COUNTED",
-       .row = 5,
-       .column = kColumn,
-       .kind = FormFieldKind::kNumber,
-       .variable = &counted,
-       .name = "COUNTED",
-       .mask = "#####0",
-       .least = 0,
-       .most = 99999}};
-  Form form = article_form("ARTICLE_COUNT", fields);
-  form.height = 8;
-  form.row = 8;
-  form.help_key = "_COUNT_";
+      {.label = "CODE", .row = 2, .column = 19, .field = "CODE", .read_only = true},
+      {.label = "ARTICLE_TEXT", .row = 3, .column = 19, .field = "TEXT", .read_only = true},
+      {.label = "STOCK", .row = 4, .column = 19, .kind = kNumber, .field = "STOCK", .read_only = true},
+      {.label = "COUNTED", .row = 5, .column = 19, .kind = kNumber, .variable = &counted, .name = "COUNTED",
+       .mask = "#####0", .least = 0, .most = 99999}};
+  // clang-format on
+  Form form = article_form("ARTICLE_COUNT", {8, 8, 8, 64, false}, fields, "_COUNT_");
   for (bool stored = false; !stored && form_run(form) == kKeyEnter;) {
     const Outcome outcome = carry_out([&]() -> Outcome {
       data_put_text(articles(), "CODE", code);
@@ -225,7 +153,7 @@ void maintain_articles() {
   Browser browser(article_list("ARTICLES_KEYS"));
   for (int code = browser.run(); !leaves(code); code = browser.run()) {
     const bool is_article = !data_get_text(articles(), "CODE").empty();
-    Form form = article_form("ARTICLE", kChangeFields);
+    Form form = article_form("ARTICLE", kPlace, kFields, "_ARTICLE_");
     if (code == kKeyEnter) edit_record(form);
     if (code == kKeyF2 && add_article()) browser.go_to_record();
     if (code == kKeyF6 && is_article) count_stock();

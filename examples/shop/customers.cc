@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "customers.h"
 
 #include <marigold/forms.h>
 
@@ -8,11 +7,13 @@
 #include "browser.h"
 #include "edit.h"
 #include "files.h"
+#include "screens.h"
 #include "texts.h"
 
 namespace shop {
 
 using namespace marigold;
+using enum FormFieldKind;
 
 namespace {
 
@@ -45,77 +46,30 @@ void compute_left(Form& form, const FormField& field) {
 constexpr FormChoice kKinds[] = {
     {"KIND_PRIVATE", "P"}, {"KIND_BUSINESS", "B"}, {"KIND_PUBLIC", "O"}};
 
-constexpr int kColumn = 19;
+// The comma of the credit stands below that of the balance.
+// clang-format off
 const FormField kFields[] = {
-    {.label = "NUMBER",
-     .row = 2,
-     .column = kColumn,
-     .kind = FormFieldKind::kNumber,
-     .field = "NUMBER",
-     .read_only = true},
-    {.label = "NAME", .row = 4, .column = kColumn, .field = "NAME", .required = true},
-    {.label = "STREET", .row = 5, .column = kColumn, .field = "STREET", .required = true},
-    {.label = "POSTCODE",
-     .row = 6,
-     .column = kColumn,
-     .field = "POSTCODE",
-     .required = true,
-     .check = check_postcode},
-    {.label = "TOWN", .row = 7, .column = kColumn, .field = "TOWN", .required = true},
-    {.label = "PHONE", .row = 8, .column = kColumn, .field = "PHONE"},
-    {.label = "EMAIL", .row = 9, .column = kColumn, .field = "EMAIL", .check = check_email},
-    {.label = "KIND",
-     .row = 11,
-     .column = kColumn,
-     .kind = FormFieldKind::kChoice,
-     .field = "KIND",
-     .required = true,
-     .choices = kKinds},
-    {.label = "MAILING",
-     .row = 12,
-     .column = kColumn,
-     .kind = FormFieldKind::kYesNo,
-     .field = "MAILING"},
-    {.label = "SINCE",
-     .row = 13,
-     .column = kColumn,
-     .kind = FormFieldKind::kDate,
-     .field = "SINCE",
-     .required = true,
-     .check = check_since},
-    {.label = "CREDIT",
-     .row = 15,
-     .column = kColumn + 1,  // its comma stands below that of the balance
-     .kind = FormFieldKind::kNumber,
-     .field = "CREDIT",
-     .least = 0,
-     .most = 50000,
+    {.label = "NUMBER", .row = 2, .column = 19, .kind = kNumber, .field = "NUMBER", .read_only = true},
+    {.label = "NAME", .row = 4, .column = 19, .field = "NAME", .required = true},
+    {.label = "STREET", .row = 5, .column = 19, .field = "STREET", .required = true},
+    {.label = "POSTCODE", .row = 6, .column = 19, .field = "POSTCODE", .required = true, .check = check_postcode},
+    {.label = "TOWN", .row = 7, .column = 19, .field = "TOWN", .required = true},
+    {.label = "PHONE", .row = 8, .column = 19, .field = "PHONE"},
+    {.label = "EMAIL", .row = 9, .column = 19, .field = "EMAIL", .check = check_email},
+    {.label = "KIND", .row = 11, .column = 19, .kind = kChoice, .field = "KIND", .required = true, .choices = kKinds},
+    {.label = "MAILING", .row = 12, .column = 19, .kind = kYesNo, .field = "MAILING"},
+    {.label = "SINCE", .row = 13, .column = 19, .kind = kDate, .field = "SINCE", .required = true, .check = check_since},
+    {.label = "CREDIT", .row = 15, .column = 20, .kind = kNumber, .field = "CREDIT", .least = 0, .most = 50000,
      .help_key = "_CREDIT_"},
-    {.label = "BALANCE",
-     .row = 16,
-     .column = kColumn,
-     .kind = FormFieldKind::kNumber,
-     .field = "BALANCE",
-     .read_only = true},
-    {.label = "CREDIT_LEFT",
-     .row = 17,
-     .column = kColumn,
-     .kind = FormFieldKind::kNumber,
-     .name = "LEFT",
-     .mask = "-#####0,00",
-     .compute = compute_left},
-};
+    {.label = "BALANCE", .row = 16, .column = 19, .kind = kNumber, .field = "BALANCE", .read_only = true},
+    {.label = "CREDIT_LEFT", .row = 17, .column = 19, .kind = kNumber, .name = "LEFT", .mask = "-#####0,00",
+     .compute = compute_left}};
+// clang-format on
 
 Form customer_form(const char* title) {
-  return {.title = title,
-          .row = 3,
-          .column = 8,
-          .height = 19,
-          .width = 64,
-          .fields = kFields,
-          .file = &customers(),
-          .status = "FORM_KEYS",
-          .help_key = "_CUSTOMER_"};
+  Form form = mask(title, {3, 8, 19, 64, false}, kFields, "_CUSTOMER_");
+  form.file = &customers();
+  return form;
 }
 
 bool add_customer() {

@@ -66,6 +66,18 @@ void put_all(const Form& form, const std::vector<Value>& values) {
 
 }  // namespace
 
+Form mask(const char* title, WindowPlace place, std::span<const FormField> fields,
+          const char* help_key) {
+  return {.title = title,
+          .row = place.row,
+          .column = place.column,
+          .height = place.height,
+          .width = place.width,
+          .fields = fields,
+          .status = "FORM_KEYS",
+          .help_key = help_key};
+}
+
 bool edit_record(Form& form) {
   DataFile& file = *form.file;
   const std::vector<Value> before = values_of(form);

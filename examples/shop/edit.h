@@ -5,10 +5,15 @@
 #include <marigold/forms.h>
 
 #include <functional>
+#include <span>
 
 #include "changes.h"
 
 namespace shop {
+
+// A form with the keys of the shop in its last row: "Page Down stores" and so on.
+marigold::Form mask(const char* title, marigold::WindowPlace place,
+                    std::span<const marigold::FormField> fields, const char* help_key);
 
 // Lets the operator change the record in the buffer of the form's file. Afterwards the record is
 // read again with a lock, and only the fields that the operator has changed are written, so that

@@ -11,15 +11,10 @@
 
 #include <string>
 
-#include "articles.h"
 #include "browser.h"
-#include "customers.h"
 #include "files.h"
-#include "orders.h"
-#include "payments.h"
-#include "printing.h"
+#include "screens.h"
 #include "start.h"
-#include "statistics.h"
 #include "texts.h"
 
 namespace {

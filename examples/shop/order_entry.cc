@@ -6,17 +6,16 @@
 #include <string>
 #include <vector>
 
-#include "articles.h"
 #include "booking.h"
 #include "browser.h"
-#include "customers.h"
 #include "files.h"
-#include "orders.h"
+#include "screens.h"
 #include "texts.h"
 
 namespace shop {
 
 using namespace marigold;
+using enum FormFieldKind;
 
 namespace {
 
@@ -123,17 +122,14 @@ class OrderMask {
     const bool found = has_article(form, row_of(field));
     form_put_text(form, field.name, found ? data_get_text(articles(), "TEXT") : "");
   }
-
   static void compute_price(Form& form, const FormField& field) {
-    const bool found = has_article(form, row_of(field));
-    form_put_text(form, field.name,
-                  found ? edit_number("####0,00", data_get_double(articles(), "PRICE")) : "");
+    const double price =
+        has_article(form, row_of(field)) ? data_get_double(articles(), "PRICE") : 0;
+    form_put_text(form, field.name, price == 0 ? "" : edit_number("####0,00", price));
   }
-
   static void compute_amount(Form& form, const FormField& field) {
-    const bool found = has_article(form, row_of(field));
-    form_put_text(form, field.name,
-                  found ? edit_number("######0,00", amount_in_row(form, row_of(field))) : "");
+    const double amount = amount_in_row(form, row_of(field));
+    form_put_text(form, field.name, amount == 0 ? "" : edit_number("######0,00", amount));
   }
 
   // The sum of the rows shown and of the other pages.
@@ -153,41 +149,24 @@ class OrderMask {
 
   // ---- The form
 
+  // clang-format off
   void add_head(std::vector<FormField>& fields) {
-    fields.insert(
-        fields.end(),
-        {{.label = "CUSTOMER",
-          .row = 2,
-          .column = 13,
-          .kind = FormFieldKind::kNumber,
-          .variable = &order_.customer,
-          .name = "CUSTOMER",
-          .mask = "#####0",
-          .required = true,
-          .help_key = "_ORDER_CUSTOMER_",
-          .check = check_customer,
-          .choose = ask_customer},
-         {.row = 2, .column = 21, .width = 30, .name = "NAME", .compute = compute_customer},
-         {.label = "PLACED",
-          .label_column = 57,
-          .row = 2,
-          .column = 68,
-          .kind = FormFieldKind::kDate,
-          .variable = &order_.placed,
-          .name = "PLACED",
-          .required = true},
-         {.label = "REMARK",
-          .row = 3,
-          .column = 13,
-          .width = 40,
-          .variable = &order_.remark,
-          .name = "REMARK",
-          .help_key = "_REMARK_"},
-         {.label = "CODE", .row = 5, .column = 2, .kind = FormFieldKind::kLabel},
-         {.label = "ARTICLE_TEXT", .row = 5, .column = 12, .kind = FormFieldKind::kLabel},
-         {.label = "PIECES", .row = 5, .column = 50, .kind = FormFieldKind::kLabel},
-         {.label = "PRICE", .row = 5, .column = 60, .kind = FormFieldKind::kLabel},
-         {.label = "AMOUNT", .row = 5, .column = 71, .kind = FormFieldKind::kLabel}});
+    fields = {
+        {.label = "CUSTOMER", .row = 2, .column = 13, .kind = kNumber, .variable = &order_.customer, .name = "CUSTOMER",
+         .mask = "#####0", .required = true, .help_key = "_ORDER_CUSTOMER_", .check = check_customer,
+         .choose = ask_customer},
+        {.row = 2, .column = 21, .width = 30, .name = "NAME", .compute = compute_customer},
+        {.label = "PLACED", .label_column = 57, .row = 2, .column = 68, .kind = kDate, .variable = &order_.placed,
+         .name = "PLACED", .required = true},
+        {.label = "REMARK", .row = 3, .column = 13, .width = 40, .variable = &order_.remark, .name = "REMARK",
+         .help_key = "_REMARK_"},
+        {.label = "CODE", .row = 5, .column = 2, .kind = kLabel},
+        {.label = "ARTICLE_TEXT", .row = 5, .column = 12, .kind = kLabel},
+        {.label = "PIECES", .row = 5, .column = 50, .kind = kLabel},
+        {.label = "PRICE", .row = 5, .column = 61, .kind = kLabel},
+        {.label = "AMOUNT", .row = 5, .column = 71, .kind = kLabel},
+        {.label = "TOTAL", .label_column = 50, .row = kFirstRow + kRows + 1, .column = 67, .kind = kNumber,
+         .name = "TOTAL", .mask = "######0,00", .compute = compute_total}};
   }
 
   void add_row(std::vector<FormField>& fields, int row) {
@@ -195,34 +174,16 @@ class OrderMask {
     names = {name_in_row("CODE", row), name_in_row("TEXT", row), name_in_row("PIECES", row),
              name_in_row("PRICE", row), name_in_row("AMOUNT", row)};
     const int at = kFirstRow + row;
-    const FormField code = {.row = at,
-                            .column = 2,
-                            .width = 8,
-                            .variable = &line(row).code,
-                            .name = names[0].c_str(),
-                            .help_key = "_ORDER_CODE_",
-                            .check = check_code,
-                            .changed = article_changed,
-                            .choose = ask_article};
-    const FormField pieces = {.row = at,
-                              .column = 51,
-                              .kind = FormFieldKind::kNumber,
-                              .variable = &line(row).pieces,
-                              .name = names[2].c_str(),
-                              .mask = "#####",
-                              .least = 0,
-                              .help_key = "_PIECES_",
-                              .check = check_pieces};
-    const auto shown = [&](int name, int column, int width, auto compute) {
-      return FormField{.row = at,
-                       .column = column,
-                       .width = width,
-                       .name = names[static_cast<std::size_t>(name)].c_str(),
-                       .compute = compute};
-    };
-    fields.insert(fields.end(), {code, shown(1, 12, 36, compute_text), pieces,
-                                 shown(3, 58, 8, compute_price), shown(4, 67, 10, compute_amount)});
+    fields.insert(fields.end(), {
+        {.row = at, .column = 2, .width = 8, .variable = &line(row).code, .name = names[0].c_str(),
+         .help_key = "_ORDER_CODE_", .check = check_code, .changed = article_changed, .choose = ask_article},
+        {.row = at, .column = 12, .width = 36, .name = names[1].c_str(), .compute = compute_text},
+        {.row = at, .column = 51, .kind = kNumber, .variable = &line(row).pieces, .name = names[2].c_str(),
+         .mask = "#####", .least = 0, .help_key = "_PIECES_", .check = check_pieces},
+        {.row = at, .column = 58, .width = 8, .name = names[3].c_str(), .compute = compute_price},
+        {.row = at, .column = 67, .width = 10, .name = names[4].c_str(), .compute = compute_amount}});
   }
+  // clang-format on
 
   // Shows the mask and returns the key with which the operator leaves the page.
   int show() {
@@ -230,14 +191,6 @@ class OrderMask {
     add_head(fields);
     for (int row = 0; row < kRows; ++row)
       add_row(fields, row);
-    fields.push_back({.label = "TOTAL",
-                      .label_column = 50,
-                      .row = kFirstRow + kRows + 1,
-                      .column = 67,
-                      .kind = FormFieldKind::kNumber,
-                      .name = "TOTAL",
-                      .mask = "######0,00",
-                      .compute = compute_total});
     const std::string title = text("ORDER_NEW", {std::to_string(page_ + 1)});
     Form form{.title = title.c_str(),
               .row = 3,

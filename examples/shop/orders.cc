@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "orders.h"
 
 #include <string>
 
 #include "booking.h"
 #include "browser.h"
 #include "files.h"
-#include "payments.h"
-#include "printing.h"
+#include "screens.h"
 #include "texts.h"
 
 namespace shop {

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "payments.h"
 
 #include <marigold/forms.h>
 
@@ -7,13 +6,15 @@
 
 #include "booking.h"
 #include "browser.h"
+#include "edit.h"
 #include "files.h"
-#include "orders.h"
+#include "screens.h"
 #include "texts.h"
 
 namespace shop {
 
 using namespace marigold;
+using enum FormFieldKind;
 
 namespace {
 
@@ -54,73 +55,28 @@ const char* check_amount(Form& form, const FormField& field) {
 
 constexpr FormChoice kKinds[] = {{"PAID_TRANSFER", "T"}, {"PAID_CASH", "C"}, {"PAID_CARD", "D"}};
 
-constexpr int kColumn = 19;
-
 }  // namespace
 
 void enter_payment(int order) {
   Payment payment{.order = order, .paid_on = date_today()};
   if (find_order(order))
     payment.amount = money(data_get_double(orders(), "TOTAL") - data_get_double(orders(), "PAID"));
+  // clang-format off
   const FormField fields[] = {
-      {.label = "ORDER",
-       .row = 2,
-       .column = kColumn,
-       .kind = FormFieldKind::kNumber,
-       .variable = &payment.order,
-       .name = "ORDER",
-       .mask = "#####0",
-       .required = true,
-       .read_only = order != 0,
-       .check = check_order,
-       .changed = order_changed,
+      {.label = "ORDER", .row = 2, .column = 19, .kind = kNumber, .variable = &payment.order, .name = "ORDER",
+       .mask = "#####0", .required = true, .read_only = order != 0, .check = check_order, .changed = order_changed,
        .choose = ask_order},
-      {.label = "NAME",
-       .row = 3,
-       .column = kColumn,
-       .width = 30,
-       .name = "NAME",
-       .compute = compute_name},
-      {.label = "OPEN_AMOUNT",
-       .row = 4,
-       .column = kColumn,
-       .kind = FormFieldKind::kNumber,
-       .name = "OPEN",
-       .mask = "######0,00",
+      {.label = "NAME", .row = 3, .column = 19, .width = 30, .name = "NAME", .compute = compute_name},
+      {.label = "OPEN_AMOUNT", .row = 4, .column = 19, .kind = kNumber, .name = "OPEN", .mask = "######0,00",
        .compute = compute_open},
-      {.label = "PAID_AMOUNT",
-       .row = 6,
-       .column = kColumn,
-       .kind = FormFieldKind::kNumber,
-       .variable = &payment.amount,
-       .name = "AMOUNT",
-       .mask = "######0,00",
-       .least = 0.01,
-       .check = check_amount},
-      {.label = "PAID_ON",
-       .row = 7,
-       .column = kColumn,
-       .kind = FormFieldKind::kDate,
-       .variable = &payment.paid_on,
-       .name = "PAIDON",
+      {.label = "PAID_AMOUNT", .row = 6, .column = 19, .kind = kNumber, .variable = &payment.amount, .name = "AMOUNT",
+       .mask = "######0,00", .least = 0.01, .check = check_amount},
+      {.label = "PAID_ON", .row = 7, .column = 19, .kind = kDate, .variable = &payment.paid_on, .name = "PAIDON",
        .required = true},
-      {.label = "PAID_KIND",
-       .row = 8,
-       .column = kColumn,
-       .kind = FormFieldKind::kChoice,
-       .variable = &payment.kind,
-       .name = "KIND",
-       .required = true,
-       .choices = kKinds},
-  };
-  Form form{.title = "PAYMENT",
-            .row = 7,
-            .column = 10,
-            .height = 11,
-            .width = 60,
-            .fields = fields,
-            .status = "FORM_KEYS",
-            .help_key = "_PAYMENT_"};
+      {.label = "PAID_KIND", .row = 8, .column = 19, .kind = kChoice, .variable = &payment.kind, .name = "KIND",
+       .required = true, .choices = kKinds}};
+  // clang-format on
+  Form form = mask("PAYMENT", {7, 10, 11, 60, false}, fields, "_PAYMENT_");
   while (form_run(form) == kKeyEnter) {
     const Outcome outcome = book_payment(payment);
     if (outcome.done())

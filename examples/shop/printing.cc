@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "printing.h"
 
 #include <marigold/forms.h>
 #include <marigold/lists.h>
@@ -10,7 +9,9 @@
 #include <cstdlib>
 
 #include "booking.h"
+#include "edit.h"
 #include "files.h"
+#include "screens.h"
 #include "texts.h"
 
 namespace shop {
@@ -37,22 +38,11 @@ Destination ask_destination() {
 }
 
 bool ask_file_name(std::string& name) {
-  const FormField fields[] = {{.label = "FILE_NAME",
-                               .row = 2,
-                               .column = 14,
-                               .width = 40,
-                               .variable = &name,
-                               .name = "FILE",
-                               .most = 200,
-                               .required = true}};
-  Form form{.title = "PRINT_FILE",
-            .row = 10,
-            .column = 10,
-            .height = 5,
-            .width = 60,
-            .fields = fields,
-            .status = "FORM_KEYS",
-            .help_key = "_PRINT_"};
+  const FormField fields[] = {// clang-format off
+      {.label = "FILE_NAME", .row = 2, .column = 14, .width = 40, .variable = &name, .name = "FILE", .most = 200,
+       .required = true}};
+  // clang-format on
+  Form form = mask("PRINT_FILE", {10, 10, 5, 60, false}, fields, "_PRINT_");
   return form_run(form) == kKeyEnter;
 }
 

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "statistics.h"
 
 #include <marigold/forms.h>
 #include <marigold/lists.h>
@@ -9,13 +8,15 @@
 #include <string>
 
 #include "booking.h"
+#include "edit.h"
 #include "files.h"
-#include "printing.h"
+#include "screens.h"
 #include "texts.h"
 
 namespace shop {
 
 using namespace marigold;
+using enum FormFieldKind;
 
 namespace {
 
@@ -89,23 +90,11 @@ double year_of_last_order() {
 }
 
 bool ask_year(double& year) {
-  const FormField fields[] = {{.label = "YEAR",
-                               .row = 2,
-                               .column = 24,
-                               .kind = FormFieldKind::kNumber,
-                               .variable = &year,
-                               .name = "YEAR",
-                               .mask = "00",
-                               .least = 0,
-                               .most = 99}};
-  Form form{.title = "TURNOVER",
-            .row = 10,
-            .column = 20,
-            .height = 5,
-            .width = 40,
-            .fields = fields,
-            .status = "FORM_KEYS",
-            .help_key = "_TURNOVER_"};
+  const FormField fields[] = {// clang-format off
+      {.label = "YEAR", .row = 2, .column = 24, .kind = kNumber, .variable = &year, .name = "YEAR", .mask = "00",
+       .least = 0, .most = 99}};
+  // clang-format on
+  Form form = mask("TURNOVER", {10, 20, 5, 40, false}, fields, "_TURNOVER_");
   return form_run(form) == kKeyEnter;
 }
 
