@@ -33,7 +33,7 @@ namespace marigold {
 
 #pragma GCC visibility push(default)
 
-// A column. A number stands at its right end, anything else at its left. A number that is too wide
+// A column. A number and its title stand at its right end, anything else at its left. A number that is too wide
 // shows "*" in every place; the last place of a text that is too long shows ">".
 struct RecordColumn {
   const char* title = "";
