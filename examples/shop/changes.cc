@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "changes.h"
 
-#include <marigold/core.h>
+#include <marigold/windows.h>
 
 #include <chrono>
 #include <thread>
@@ -33,7 +33,12 @@ bool ask_without_locks(const char* text, const char* help_key) {
   }
   release_files();
   state.attempts = 0;
+  // The question takes the left half of the last row; no status line may stand beside its answers.
+  int blank = 0;
+  create_w(blank, kScreenRows, kScreenColumns / 2 + 1, 1, kScreenColumns / 2, true);
+  p_active_w(blank);
   state.again = state.ask(text, help_key);
+  p_destroy_w(blank);
   return false;  // the locks are gone, so carry_out begins again
 }
 

@@ -2,6 +2,9 @@
 // The sample shop as its operators use it.
 #include "tests/shop/shop_operator.h"
 
+#include <sstream>
+#include <vector>
+
 namespace marigold::inner::test {
 namespace {
 
@@ -128,7 +131,6 @@ TEST(ShopTest, SaysWhatIsMissing) {
     const char* before;
     const char* sentence;
   };
-  // Without a terminal the shop cannot come further than its terminal.
   const Row rows[] = {{"LANGUAGE_SEARCHPATH=nowhere/%N", "No text database with the texts"},
                       {"DEFINITION_DIRECTORY=nowhere", "nowhere has no FILESHOP.DES"},
                       {"PRINT_DIRECTORY=nowhere", "The lists are missing in nowhere"}};
@@ -138,10 +140,74 @@ TEST(ShopTest, SaysWhatIsMissing) {
     EXPECT_NE(shop.err.find(row.sentence), std::string::npos) << shop.err;
     EXPECT_NE(shop.err.find(", or set "), std::string::npos) << shop.err;
   }
-  write_file("data/1/PATHCONV.ver", "1\n");
+}
+
+// Runs a command of the tool in the folder of the shop.
+void marigold(const std::string& words) {
+  const Finished run = run_shell(MARIGOLD_DIRECTORY "/marigold " + words);
+  EXPECT_EQ(run.status, 0) << words << "\n" << run.err;
+}
+
+TEST(ShopTest, ANewFieldComesWithTheConversion) {
+  const ShopFolder folder;
+  // The files of the shop before customers had an address of the last column.
+  run_shell(
+      "mkdir old && cp definitions/FILECUSTOMER_1.DES old/FILEOLD.DES && rm data/1/CUSTOMER.* && "
+      "echo 1 >data/1/PATHCONV.ver && cut -d, -f1-11 " SHOP_DATA "/customers.csv >customers.csv");
+  setenv("DEFINITION_DIRECTORY", "old", 1);
+  marigold("data load CUSTOMER customers.csv");
+  unsetenv("DEFINITION_DIRECTORY");
+  {
+    ShopOperator anna("anna");
+    EXPECT_TRUE(anna.sees("run \"marigold data convert SHOP\""));
+    EXPECT_EQ(WEXITSTATUS(anna.outcome()), 1);
+  }
+  marigold("data convert SHOP");
   ShopOperator anna("anna");
-  EXPECT_TRUE(anna.sees("run \"marigold data convert SHOP\""));
-  EXPECT_EQ(WEXITSTATUS(anna.outcome()), 1);
+  ASSERT_TRUE(anna.sees("What would you like"));
+  anna.type(press_f(2));
+  ASSERT_TRUE(anna.type_and_see("wein", "Search: Wein"));
+  ASSERT_TRUE(anna.type_and_see(kPressEnter, "E-mail"));
+  EXPECT_NE(anna.row(7).find("Weingut Nussbaumer"), std::string::npos) << anna.screen();
+  const ShopBooks books;
+  ShopBooks::expect_whole();
+}
+
+TEST(ShopTest, AnInvoiceCarriesItsAmountsToTheNextPage) {
+  const ShopFolder folder;
+  std::string items = "NUMBER,POSITION,CODE,TEXT,PIECES,PRICE\n";
+  for (int position = 1; position <= 60; ++position)
+    items += "2000," + std::to_string(position) + ",BK-0815,Bleistift HB,2,0.85\n";
+  write_file("lines.csv", items);
+  write_file("order.csv", "NUMBER,CUSTOMER,PLACED,TOTAL\n2000,101,231126,102\n");
+  marigold("data load ORDLINE lines.csv");
+  marigold("data load ORDERS order.csv");
+  ShopOperator anna("anna");
+  ASSERT_TRUE(anna.sees("What would you like"));
+  ASSERT_TRUE(anna.type_and_see(press_f(4), "Orders by number"));
+  ASSERT_TRUE(anna.type_and_see(kPressEnd, " 2000 "));
+  ASSERT_TRUE(anna.type_and_see(press_f(5), "Print where?"));
+  ASSERT_TRUE(anna.type_and_see(kPressDown + kPressDown + kPressEnter, "invoice-2000.pdf"));
+  anna.type(kPressEnd + kPressBackspace + kPressBackspace + kPressBackspace + "txt");
+  ASSERT_TRUE(anna.type_and_see(kPressEnter, "invoice-2000.txt is written."));
+
+  std::istringstream invoice(read_file("invoice-2000.txt"));
+  int printed = 0;
+  std::vector<std::string> sums;
+  for (std::string line; std::getline(invoice, line);) {
+    printed += line.ends_with(" 1,70") ? 1 : 0;
+    const bool is_sum = line.find("carried over") != std::string::npos ||
+                        line.find("total (EUR)") != std::string::npos;
+    if (is_sum) sums.push_back(line.substr(line.find_last_of(' ') + 1));
+    // The amount carried over is that of the lines so far: cents, at 1,70 each.
+    if (line.find("carried over") == std::string::npos) continue;
+    const std::string so_far = std::to_string(170 * printed);
+    EXPECT_EQ(sums.back(),
+              so_far.substr(0, so_far.size() - 2) + "," + so_far.substr(so_far.size() - 2));
+  }
+  EXPECT_EQ(printed, 60);
+  ASSERT_EQ(sums.size(), 2U);
+  EXPECT_EQ(sums.back(), "102,00");
 }
 
 }  // namespace
