@@ -41,15 +41,20 @@ constexpr FormChoice kUnits[] = {{"UNIT_PIECE", "S"}, {"UNIT_PACK", "P"}, {"UNIT
 const FormField kFields[] = {
     {.label = "CODE", .row = 2, .column = 19, .field = "CODE", .read_only = true},
     {.label = "ARTICLE_TEXT", .row = 4, .column = 19, .field = "TEXT", .required = true},
-    {.label = "GROUP", .row = 5, .column = 19, .kind = kChoice, .field = "GROUP", .required = true, .choices = kGroups},
-    {.label = "UNIT", .row = 6, .column = 19, .kind = kChoice, .field = "UNIT", .required = true, .choices = kUnits},
-    {.label = "PRICE", .row = 8, .column = 20, .kind = kNumber, .field = "PRICE", .least = 0.01, .most = 99999.99},
-    {.label = "LEAST", .row = 9, .column = 19, .kind = kNumber, .field = "LEAST", .least = 0, .most = 99999,
-     .help_key = "_LEAST_"},
-    {.label = "SOLD", .row = 10, .column = 19, .kind = kYesNo, .field = "SOLD", .help_key = "_SOLD_"},
-    {.label = "STOCK", .row = 12, .column = 19, .kind = kNumber, .field = "STOCK", .read_only = true},
-    {.label = "STOCK_VALUE", .row = 13, .column = 19, .kind = kNumber, .name = "VALUE", .mask = "########0,00",
-     .compute = compute_value}};
+    {.label = "GROUP", .row = 5, .column = 19, .kind = kChoice, .field = "GROUP",
+     .required = true, .choices = kGroups},
+    {.label = "UNIT", .row = 6, .column = 19, .kind = kChoice, .field = "UNIT", .required = true,
+     .choices = kUnits},
+    {.label = "PRICE", .row = 8, .column = 20, .kind = kNumber, .field = "PRICE", .least = 0.01,
+     .most = 99999.99},
+    {.label = "LEAST", .row = 9, .column = 19, .kind = kNumber, .field = "LEAST", .least = 0,
+     .most = 99999, .help_key = "_LEAST_"},
+    {.label = "SOLD", .row = 10, .column = 19, .kind = kYesNo, .field = "SOLD",
+     .help_key = "_SOLD_"},
+    {.label = "STOCK", .row = 12, .column = 19, .kind = kNumber, .field = "STOCK",
+     .read_only = true},
+    {.label = "STOCK_VALUE", .row = 13, .column = 19, .kind = kNumber, .name = "VALUE",
+     .mask = "########0,00", .compute = compute_value}};
 // clang-format on
 
 constexpr WindowPlace kPlace = {4, 8, 16, 64, false};
@@ -87,8 +92,8 @@ bool add_article() {
   });
 }
 
-// Counts the stock of an article, also after a delivery. This is the one work of the shop that keeps
-// a record locked while the operator types: nobody may sell what is being counted.
+// Counts the stock of an article, also after a delivery. This is the one work of the shop that
+// keeps a record locked while the operator types: nobody may sell what is being counted.
 void count_stock() {
   const std::string code = data_get_text(articles(), "CODE");
   const int read = data_read(articles(), kPrimary, true, LockWait::kAsk);
@@ -98,9 +103,10 @@ void count_stock() {
   const FormField fields[] = {
       {.label = "CODE", .row = 2, .column = 19, .field = "CODE", .read_only = true},
       {.label = "ARTICLE_TEXT", .row = 3, .column = 19, .field = "TEXT", .read_only = true},
-      {.label = "STOCK", .row = 4, .column = 19, .kind = kNumber, .field = "STOCK", .read_only = true},
-      {.label = "COUNTED", .row = 5, .column = 19, .kind = kNumber, .variable = &counted, .name = "COUNTED",
-       .mask = "#####0", .least = 0, .most = 99999}};
+      {.label = "STOCK", .row = 4, .column = 19, .kind = kNumber, .field = "STOCK",
+       .read_only = true},
+      {.label = "COUNTED", .row = 5, .column = 19, .kind = kNumber, .variable = &counted,
+       .name = "COUNTED", .mask = "#####0", .least = 0, .most = 99999}};
   // clang-format on
   Form form = article_form("ARTICLE_COUNT", {8, 8, 8, 64, false}, fields, "_COUNT_");
   for (bool stored = false; !stored && form_run(form) == kKeyEnter;) {

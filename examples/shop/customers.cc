@@ -49,21 +49,26 @@ constexpr FormChoice kKinds[] = {
 // The comma of the credit stands below that of the balance.
 // clang-format off
 const FormField kFields[] = {
-    {.label = "NUMBER", .row = 2, .column = 19, .kind = kNumber, .field = "NUMBER", .read_only = true},
+    {.label = "NUMBER", .row = 2, .column = 19, .kind = kNumber, .field = "NUMBER",
+     .read_only = true},
     {.label = "NAME", .row = 4, .column = 19, .field = "NAME", .required = true},
     {.label = "STREET", .row = 5, .column = 19, .field = "STREET", .required = true},
-    {.label = "POSTCODE", .row = 6, .column = 19, .field = "POSTCODE", .required = true, .check = check_postcode},
+    {.label = "POSTCODE", .row = 6, .column = 19, .field = "POSTCODE", .required = true,
+     .check = check_postcode},
     {.label = "TOWN", .row = 7, .column = 19, .field = "TOWN", .required = true},
     {.label = "PHONE", .row = 8, .column = 19, .field = "PHONE"},
     {.label = "EMAIL", .row = 9, .column = 19, .field = "EMAIL", .check = check_email},
-    {.label = "KIND", .row = 11, .column = 19, .kind = kChoice, .field = "KIND", .required = true, .choices = kKinds},
+    {.label = "KIND", .row = 11, .column = 19, .kind = kChoice, .field = "KIND", .required = true,
+     .choices = kKinds},
     {.label = "MAILING", .row = 12, .column = 19, .kind = kYesNo, .field = "MAILING"},
-    {.label = "SINCE", .row = 13, .column = 19, .kind = kDate, .field = "SINCE", .required = true, .check = check_since},
-    {.label = "CREDIT", .row = 15, .column = 20, .kind = kNumber, .field = "CREDIT", .least = 0, .most = 50000,
-     .help_key = "_CREDIT_"},
-    {.label = "BALANCE", .row = 16, .column = 19, .kind = kNumber, .field = "BALANCE", .read_only = true},
-    {.label = "CREDIT_LEFT", .row = 17, .column = 19, .kind = kNumber, .name = "LEFT", .mask = "-#####0,00",
-     .compute = compute_left}};
+    {.label = "SINCE", .row = 13, .column = 19, .kind = kDate, .field = "SINCE", .required = true,
+     .check = check_since},
+    {.label = "CREDIT", .row = 15, .column = 20, .kind = kNumber, .field = "CREDIT", .least = 0,
+     .most = 50000, .help_key = "_CREDIT_"},
+    {.label = "BALANCE", .row = 16, .column = 19, .kind = kNumber, .field = "BALANCE",
+     .read_only = true},
+    {.label = "CREDIT_LEFT", .row = 17, .column = 19, .kind = kNumber, .name = "LEFT",
+     .mask = "-#####0,00", .compute = compute_left}};
 // clang-format on
 
 Form customer_form(const char* title) {

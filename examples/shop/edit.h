@@ -24,9 +24,9 @@ marigold::Form mask(const char* title, marigold::WindowPlace place,
 // types STRING and CHAR, numbers of the type REAL, dates.
 bool edit_record(marigold::Form& form);
 
-// Lets the operator fill in a new record, beginning with what is in the buffer. `take_key` locks and
-// puts the primary key, in the set of changes that writes the record. Returns whether the record was
-// written; it is in the buffer then.
+// Lets the operator fill in a new record, beginning with what is in the buffer. `take_key` locks
+// and puts the primary key, in the set of changes that writes the record. Returns whether the record
+// was written; it is in the buffer then.
 bool add_record(marigold::Form& form, const std::function<Outcome()>& take_key);
 
 }  // namespace shop

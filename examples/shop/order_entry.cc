@@ -99,10 +99,10 @@ class OrderMask {
   }
 
   static const char* check_pieces(Form& form, const FormField& field) {
-    const bool has_article = !form_text(form, name_in_row("CODE", row_of(field))).empty();
-    const double pieces = form_number(form, field.name);
-    if (has_article && pieces == 0) return "CHECK_PIECES";
-    return !has_article && pieces != 0 ? "CHECK_NO_ARTICLE" : nullptr;
+    const bool has_code = !form_text(form, name_in_row("CODE", row_of(field))).empty();
+    const bool has_pieces = form_number(form, field.name) != 0;
+    if (has_code && !has_pieces) return "CHECK_PIECES";
+    return !has_code && has_pieces ? "CHECK_NO_ARTICLE" : nullptr;
   }
 
   // The article of the row is in the file's buffer if there is one.
@@ -152,21 +152,22 @@ class OrderMask {
   // clang-format off
   void add_head(std::vector<FormField>& fields) {
     fields = {
-        {.label = "CUSTOMER", .row = 2, .column = 13, .kind = kNumber, .variable = &order_.customer, .name = "CUSTOMER",
-         .mask = "#####0", .required = true, .help_key = "_ORDER_CUSTOMER_", .check = check_customer,
-         .choose = ask_customer},
+        {.label = "CUSTOMER", .row = 2, .column = 13, .kind = kNumber,
+         .variable = &order_.customer, .name = "CUSTOMER",
+         .mask = "#####0", .required = true, .help_key = "_ORDER_CUSTOMER_",
+         .check = check_customer, .choose = ask_customer},
         {.row = 2, .column = 21, .width = 30, .name = "NAME", .compute = compute_customer},
-        {.label = "PLACED", .label_column = 57, .row = 2, .column = 68, .kind = kDate, .variable = &order_.placed,
-         .name = "PLACED", .required = true},
-        {.label = "REMARK", .row = 3, .column = 13, .width = 40, .variable = &order_.remark, .name = "REMARK",
-         .help_key = "_REMARK_"},
+        {.label = "PLACED", .label_column = 57, .row = 2, .column = 68, .kind = kDate,
+         .variable = &order_.placed, .name = "PLACED", .required = true},
+        {.label = "REMARK", .row = 3, .column = 13, .width = 40, .variable = &order_.remark,
+         .name = "REMARK", .help_key = "_REMARK_"},
         {.label = "CODE", .row = 5, .column = 2, .kind = kLabel},
         {.label = "ARTICLE_TEXT", .row = 5, .column = 12, .kind = kLabel},
         {.label = "PIECES", .row = 5, .column = 50, .kind = kLabel},
         {.label = "PRICE", .row = 5, .column = 61, .kind = kLabel},
         {.label = "AMOUNT", .row = 5, .column = 71, .kind = kLabel},
-        {.label = "TOTAL", .label_column = 50, .row = kFirstRow + kRows + 1, .column = 67, .kind = kNumber,
-         .name = "TOTAL", .mask = "######0,00", .compute = compute_total}};
+        {.label = "TOTAL", .label_column = 50, .row = kFirstRow + kRows + 1, .column = 67,
+         .kind = kNumber, .name = "TOTAL", .mask = "######0,00", .compute = compute_total}};
   }
 
   void add_row(std::vector<FormField>& fields, int row) {
@@ -176,12 +177,15 @@ class OrderMask {
     const int at = kFirstRow + row;
     fields.insert(fields.end(), {
         {.row = at, .column = 2, .width = 8, .variable = &line(row).code, .name = names[0].c_str(),
-         .help_key = "_ORDER_CODE_", .check = check_code, .changed = article_changed, .choose = ask_article},
+         .help_key = "_ORDER_CODE_", .check = check_code, .changed = article_changed,
+         .choose = ask_article},
         {.row = at, .column = 12, .width = 36, .name = names[1].c_str(), .compute = compute_text},
-        {.row = at, .column = 51, .kind = kNumber, .variable = &line(row).pieces, .name = names[2].c_str(),
+        {.row = at, .column = 51, .kind = kNumber, .variable = &line(row).pieces,
+         .name = names[2].c_str(),
          .mask = "#####", .least = 0, .help_key = "_PIECES_", .check = check_pieces},
         {.row = at, .column = 58, .width = 8, .name = names[3].c_str(), .compute = compute_price},
-        {.row = at, .column = 67, .width = 10, .name = names[4].c_str(), .compute = compute_amount}});
+        {.row = at, .column = 67, .width = 10, .name = names[4].c_str(),
+         .compute = compute_amount}});
   }
   // clang-format on
 

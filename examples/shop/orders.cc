@@ -39,12 +39,13 @@ constexpr RecordColumn kColumns[] = {{.title = "NUMBER", .field = "NUMBER"},
                                      {.title = "TOTAL", .field = "TOTAL"},
                                      {.title = "STATE", .width = 11, .text = state_column}};
 
-constexpr RecordColumn kLineColumns[] = {{.title = "POSITION", .field = "POSITION"},
-                                         {.title = "CODE", .field = "CODE"},
-                                         {.title = "ARTICLE_TEXT", .field = "TEXT"},
-                                         {.title = "PIECES", .field = "PIECES"},
-                                         {.title = "PRICE", .field = "PRICE"},
-                                         {.title = "AMOUNT", .width = 10, .text = amount_column}};
+constexpr RecordColumn kLineColumns[] = {
+    {.title = "POSITION", .field = "POSITION"},
+    {.title = "CODE", .field = "CODE"},
+    {.title = "ARTICLE_TEXT", .field = "TEXT"},
+    {.title = "PIECES", .field = "PIECES"},
+    {.title = "PRICE", .field = "PRICE"},
+    {.title = "AMOUNT_COLUMN", .width = 10, .text = amount_column}};
 
 // Shows the lines of the order in the buffer until the operator leaves them.
 void look_at_lines() {

@@ -39,8 +39,8 @@ Destination ask_destination() {
 
 bool ask_file_name(std::string& name) {
   const FormField fields[] = {// clang-format off
-      {.label = "FILE_NAME", .row = 2, .column = 14, .width = 40, .variable = &name, .name = "FILE", .most = 200,
-       .required = true}};
+      {.label = "FILE_NAME", .row = 2, .column = 14, .width = 40, .variable = &name,
+       .name = "FILE", .most = 200, .required = true}};
   // clang-format on
   Form form = mask("PRINT_FILE", {10, 10, 5, 60, false}, fields, "_PRINT_");
   return form_run(form) == kKeyEnter;
@@ -193,8 +193,9 @@ void print(const char* list_id, const std::string& file_name, const std::functio
   if (open && !blocks()) print_file_fail(text("PRINT_STOPPED"));
   bool complete = false;
   list_close(&complete);
-  output.tell_end(complete);
-  if (!open) warn("NO_LIST", {text(list_id)});
+  if (open) return output.tell_end(complete);
+  close_printer();
+  warn("NO_LIST", {text(list_id)});
 }
 
 void print_order(int number, OrderPaper paper) {

@@ -91,8 +91,8 @@ double year_of_last_order() {
 
 bool ask_year(double& year) {
   const FormField fields[] = {// clang-format off
-      {.label = "YEAR", .row = 2, .column = 24, .kind = kNumber, .variable = &year, .name = "YEAR", .mask = "00",
-       .least = 0, .most = 99}};
+      {.label = "YEAR", .row = 2, .column = 24, .kind = kNumber, .variable = &year,
+       .name = "YEAR", .mask = "00", .least = 0, .most = 99}};
   // clang-format on
   Form form = mask("TURNOVER", {10, 20, 5, 40, false}, fields, "_TURNOVER_");
   return form_run(form) == kKeyEnter;

@@ -125,6 +125,35 @@ TEST(ShopTest, TwoOperatorsMeetAtAnArticle) {
   ShopBooks::expect_whole();
 }
 
+TEST(ShopTest, PaymentsAndCancellationsKeepTheBooks) {
+  const ShopFolder folder;
+  ShopOperator anna("anna");
+  ASSERT_TRUE(anna.sees("What would you like"));
+  // A part of what is open; the mask offers all of it.
+  ASSERT_TRUE(anna.type_and_see(press_f(6), "Amount paid"));
+  ASSERT_TRUE(anna.type_and_see("1012\t", "327,00"));
+  ASSERT_TRUE(anna.type_and_see("400" + kPressPageDown, "more than is still to pay"));
+  anna.type(" ");
+  ASSERT_TRUE(anna.type_and_see("27,50" + kPressPageDown, "Payment 513 over EUR 27,50 is booked."));
+  anna.type(" ");
+  ASSERT_TRUE(anna.sees("What would you like"));
+  // An order with a payment stays; one without gives its goods back.
+  ASSERT_TRUE(anna.type_and_see(press_f(4), "Orders by number"));
+  ASSERT_TRUE(anna.type_and_see("1012", "Search: 1012"));
+  ASSERT_TRUE(anna.type_and_see(press_f(8), "Cancel order 1012?"));
+  ASSERT_TRUE(anna.type_and_see("y" + kPressEnter, "has payments and cannot be cancelled"));
+  ASSERT_TRUE(anna.type_and_see(kPressEnter, "Enter lines"));
+  ASSERT_TRUE(anna.type_and_see(kPressEnd, "1020"));
+  ASSERT_TRUE(anna.type_and_see(press_f(8), "Cancel order 1020?"));
+  ASSERT_TRUE(anna.type_and_see("y" + kPressEnter, "Order 1020 is cancelled"));
+  anna.type(" ");
+  ASSERT_TRUE(anna.type_and_see(press_f(7), "Nothing is left to pay for order 1020."));
+  const ShopBooks books;
+  EXPECT_EQ(ShopBooks::stock("BK-0815"), 1210);
+  EXPECT_EQ(ShopBooks::stock("BL-0100"), 116);
+  ShopBooks::expect_whole();
+}
+
 TEST(ShopTest, SaysWhatIsMissing) {
   const ShopFolder folder;
   struct Row {
