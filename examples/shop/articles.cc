@@ -84,9 +84,9 @@ bool add_article() {
     data_clear_record(articles());
     data_put_text(articles(), "CODE", code);
     const Outcome locked = lock_record(articles());
+    data_clear_record(articles());  // a new one, with the presets
     if (locked.done()) return {.refused = "REFUSED_CODE", .values = {code}};
     if (locked.may_try_again) return locked;
-    data_clear_record(articles());  // with the presets
     data_put_text(articles(), "CODE", code);
     return {};
   });

@@ -99,6 +99,7 @@ bool has_orders(int number) {
 // An order locks its customer, so none can be booked between the look for orders and the deletion.
 void delete_customer() {
   const int number = data_get_long(customers(), "NUMBER");
+  if (number == 0) return;
   if (!confirm("ASK_DELETE", {data_get_text(customers(), "NAME")})) return;
   const Outcome outcome = carry_out([number]() -> Outcome {
     data_put_long(customers(), "NUMBER", number);
