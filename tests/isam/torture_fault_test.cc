@@ -192,8 +192,8 @@ constexpr Fault kFaults[] = {{FileCall::kOpen, EMFILE},
                              {FileCall::kLock, 1000 + EHOSTUNREACH},
                              {std::nullopt, kIsNoMemory},
                              {std::nullopt, kIsNoMemory, 0, true}};
-// The n-th call fails, for every n until a run meets no fault. Each run starts a process, which takes
-// long under Wine, so not every n there.
+// The n-th call fails, for every n until a run meets no fault. Each run starts a process, which
+// takes long under Wine, so not every n there.
 TEST_F(TortureTest, AFailedCallLeavesTheFileAsItWas) {
   const int step = amount(is_slow_system() ? 5 : 1, 1);
   const Contents start = some_contents(40, 3);
