@@ -1,8 +1,9 @@
 # shellcheck shell=sh
 # ./run and ./test source this file with `top` set to the project's folder. `prepare programs` or
-# `prepare tests` installs missing packages and builds in build/release; `prepare windows` does the
-# same for Windows in build/windows-tested; `prepare checks` installs what scripts/check calls. Quiet
-# if nothing is to be done; a step that fails shows its output and ends the script.
+# `prepare tests` installs missing packages and builds in build/release; `prepare shop` builds the
+# sample shop beside the programs; `prepare windows` does the same for Windows in
+# build/windows-tested; `prepare checks` installs what scripts/check calls. Quiet if nothing is to be
+# done; a step that fails shows its output and ends the script.
 
 packages_for_commands='g++:g++ cmake:cmake ninja:ninja-build zstd:zstd'
 # Looks for perl as a package: perl-base, which every system has, brings the command without its
@@ -18,7 +19,10 @@ missing_packages() {
     command -v "${pair%%:*}" >/dev/null 2>&1 || echo "${pair#*:}"
   done
   wanted_packages=$other_packages
-  [ "$wanted" = programs ] || wanted_packages="$wanted_packages $test_packages"
+  case $wanted in
+    programs | shop) ;;
+    *) wanted_packages="$wanted_packages $test_packages" ;;
+  esac
   [ "$wanted" != windows ] || wanted_packages="$wanted_packages $windows_packages"
   [ "$wanted" != checks ] || wanted_packages="$wanted_packages $check_packages"
   for package in $wanted_packages; do
@@ -65,7 +69,7 @@ configure_release() {
   optimised='-O3 -DNDEBUG'
   # The tour begins sooner; its work is small. The benchmarks refuse such a folder.
   [ "$wanted" = tests ] || { testing=OFF; optimised='-O1 -DNDEBUG'; }
-  [ -f "$build/build.ninja" ] && { [ "$wanted" = programs ] || grep -q '^BUILD_TESTING:BOOL=ON' "$build/CMakeCache.txt"; } && return
+  [ -f "$build/build.ninja" ] && { [ "$wanted" != tests ] || grep -q '^BUILD_TESTING:BOOL=ON' "$build/CMakeCache.txt"; } && return
   # Objects with machine code beside the code for linking build more slowly; only an installed
   # library needs them.
   quietly "$build/configure.log" cmake --preset release -DBUILD_TESTING="$testing" -DMARIGOLD_INSTALL="$testing" \
@@ -80,9 +84,14 @@ build_release() {
   cd "$top" || exit 1
   configure_release
   [ -f "$build/command/scrivel" ] || echo 'Building, which takes a minute or two the first time...' >&2
-  target=all
-  [ "$wanted" = tests ] || target=programs
-  quietly "$build/build.log" cmake --build --preset release --target "$target"
+  [ "$wanted" != shop ] || [ -f "$build/examples/shop/shop" ] || echo 'Building the shop...' >&2
+  case $wanted in
+    tests) target=all ;;
+    shop) target='programs shop' ;;
+    *) target=programs ;;
+  esac
+  # shellcheck disable=SC2086  # words are meant to be split
+  quietly "$build/build.log" cmake --build --preset release --target $target
   flock -u 9
   exec 9>&-
 }
@@ -114,6 +123,6 @@ prepare() {
   install_missing
   case $wanted in
     windows) build_windows ;;
-    programs | tests) build_release ;;
+    programs | shop | tests) build_release ;;
   esac
 }

@@ -33,8 +33,8 @@ namespace marigold {
 
 #pragma GCC visibility push(default)
 
-// A column. A number stands at its right end, anything else at its left. A number that is too wide
-// shows "*" in every place; the last place of a text that is too long shows ">".
+// A column. A number and its title stand at its right end, anything else at its left. A number that
+// is too wide shows "*" in every place; the last place of a text that is too long shows ">".
 struct RecordColumn {
   const char* title = "";
   const char* field = "";  // of the file; "": the column shows what `text` returns

@@ -326,6 +326,20 @@ TEST_F(FormTest, TheProgramServesFunctionKeysAndChangesAreNotLostUnasked) {
     EXPECT_TRUE(was_shown(shown)) << shown;
 }
 
+TEST_F(FormTest, AChoiceNeedsNoWidthForItsVariable) {
+  constexpr FormChoice kWays[] = {{"by post", "post"}, {"by rail", "rail"}};
+  std::string way = "post";
+  const FormField field = {.label = "Way",
+                           .row = 2,
+                           .column = 10,
+                           .kind = FormFieldKind::kChoice,
+                           .variable = &way,
+                           .choices = kWays};
+  form.fields = {&field, 1};
+  EXPECT_EQ(type(kRight + kEnter), kKeyEnter);
+  EXPECT_EQ(way, "rail");
+}
+
 TEST_F(FormTest, AChangedFieldFillsOthersOnce) {
   fields[1].changed = rate_of_name;
   EXPECT_EQ(type(kEnd + "xx" + kEnter + kPageDown), kKeyEnter);

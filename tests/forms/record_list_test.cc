@@ -176,6 +176,18 @@ TEST_F(RecordListTest, ShowsTheFileAsItIsWhileOthersChangeIt) {
   }
 }
 
+TEST_F(RecordListTest, TitlesStandOverTheirColumns) {
+  const RecordColumn columns[] = {{.title = "No", .field = "SNR", .mask = "#####0"},
+                                  {.title = "Name", .field = "NAME", .width = 8}};
+  add(7, "Anna");
+  RecordListLayout described = layout(1);
+  described.columns = columns;
+  RecordList list(described);
+  after(list, kEscape);
+  EXPECT_EQ(recording().text(kTop - 1, 3, 16), "    No Name     ");
+  EXPECT_EQ(recording().text(kTop, 3, 16), "     7 Anna     ");
+}
+
 TEST_F(RecordListTest, TypingFindsTheFirstRecordThatBeginsSo) {
   const char* const names[] = {"Auer", "Bauer", "Baum", "Bz", "bauer", "\xD6st"};
   for (int i = 0; i < 6; ++i)

@@ -179,6 +179,19 @@ TEST_F(FieldsTest, TheInterfaceAsks) {
   expect_left_as_found();
 }
 
+TEST_F(FieldsTest, NoStatusLineStandsBesideTheAnswers) {
+  int status = 0;
+  create_status_w(status, std::string(78, 's').c_str());
+  terminal_refresh();
+  screens_before = screen_text_now();
+  const std::array<const char*, 2> answers = {"go on", "abort"};
+  recording().type(kEnter);
+  EXPECT_EQ(user_interface().choose("Print?", answers, "_P_"), 0);
+  EXPECT_TRUE(was_shown("Print?                                    go on  abort "));
+  EXPECT_EQ(screens.back().find('s'), std::string::npos);
+  EXPECT_EQ(screen_text_now(), screens_before);
+}
+
 TEST_F(FieldsTest, TextsAreEdited) {
   const struct {
     std::string keys;

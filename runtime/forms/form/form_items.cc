@@ -169,8 +169,10 @@ std::size_t FormItem::most_characters() const {
   const double most = std::clamp(field->most, 0.0, kEndless);
   if (definition != nullptr)
     return static_cast<std::size_t>(std::min(most, static_cast<double>(definition->size)));
-  const bool given = field->most != kFormNoMost;
-  return static_cast<std::size_t>(given ? most : std::max(field->width, 0));
+  // The width of a choice is that of its words, not of what is stored.
+  if (field->most != kFormNoMost || field->kind == FormFieldKind::kChoice)
+    return static_cast<std::size_t>(most);
+  return static_cast<std::size_t>(std::max(field->width, 0));
 }
 
 const ItemChoice* FormItem::choice() const {

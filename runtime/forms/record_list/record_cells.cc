@@ -10,6 +10,7 @@
 #include "runtime/core/user_interface.h"
 #include "runtime/data/access/field_access.h"
 #include "runtime/texte/screen_text.h"
+#include "runtime/wi/window/window_text.h"
 
 namespace marigold::inner {
 namespace {
@@ -105,6 +106,13 @@ std::vector<ShownColumn> shown_columns(const RecordListLayout& layout) {
     columns.push_back(std::move(column));
   }
   return columns;
+}
+
+std::string title_text(const ShownColumn& column) {
+  const bool is_number = column.field != nullptr && !is_text(column.field->type);
+  const int missing = column.width - static_cast<int>(column.title.size());
+  const std::string before(is_number && missing > 0 ? static_cast<std::size_t>(missing) : 0, ' ');
+  return fit(before + column.title, column.width);
 }
 
 std::string cell_text(const ShownColumn& column, const DataFile& file, void* context) {

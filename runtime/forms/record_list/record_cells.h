@@ -24,6 +24,9 @@ struct ShownColumn {
 // System error 2 for a field that the file lacks, 4 for an element that the field lacks.
 std::vector<ShownColumn> shown_columns(const RecordListLayout& layout);
 
+// Returns the title of a column, as wide as the column and on the side of its contents.
+std::string title_text(const ShownColumn& column);
+
 // Returns the text of a column for the record in the file's buffer, as wide as the column.
 std::string cell_text(const ShownColumn& column, const DataFile& file, void* context);
 

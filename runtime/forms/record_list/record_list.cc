@@ -302,7 +302,7 @@ class RecordList::Rows {
   void draw_heading() {
     std::string heading(1, ' ');
     for (const ShownColumn& column : columns_)
-      heading += fit(column.title, column.width) + ' ';
+      heading += title_text(column) + ' ';
     print_with(window_.number(), kBrightText, first_row_ - 1, 1, fit(heading, width_));
   }
   void draw_row(int row) {

@@ -35,10 +35,13 @@ struct State {
 
 State state;
 
-// The left half of the last row, in reverse.
+// A text in the left half of the last row, in reverse. With the width of the screen the rest of the
+// row is blank, so that a status line does not stand beside the answers. The questions about locks
+// have windows of the left half alone, which programs know.
 class LastRow : public OwnWindow {
  public:
-  explicit LastRow(std::string_view text) : OwnWindow(kScreenRows, 1, 1, kQuestionColumns, true) {
+  explicit LastRow(std::string_view text, int width = kQuestionColumns)
+      : OwnWindow(kScreenRows, 1, 1, width, true) {
     p_set_atr(number(), kReverseText);
     p_printstr(number(), 1, 1, fit(text, kQuestionColumns).c_str());
     show();
@@ -54,7 +57,7 @@ bool fit_beside(const std::vector<SelectionEntry>& entries) {
 
 int choose_in_window(const char* question, std::span<const char* const> answers,
                      const char* help_key) {
-  const LastRow row(question);
+  const LastRow row(question, kScreenColumns);
   std::vector<SelectionEntry> entries;
   for (const char* answer : answers)
     entries.push_back({.text = answer});
