@@ -83,7 +83,7 @@ bool add_article() {
   return add_record(form, [&code]() -> Outcome {
     data_clear_record(articles());
     data_put_text(articles(), "CODE", code);
-    const Outcome locked = lock_record(articles());
+    Outcome locked = lock_record(articles());
     data_clear_record(articles());  // a new one, with the presets
     if (locked.done()) return {.refused = "REFUSED_CODE", .values = {code}};
     if (locked.may_try_again) return locked;

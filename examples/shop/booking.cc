@@ -23,7 +23,7 @@ void add_to(DataFile& file, const char* field, double amount) {
 
 Outcome lock_article(const std::string& code) {
   data_put_text(articles(), "CODE", code);
-  const Outcome outcome = lock_record(articles());
+  Outcome outcome = lock_record(articles());
   if (outcome.done() || outcome.may_try_again) return outcome;
   return {.refused = "REFUSED_ARTICLE", .values = {code}};
 }
@@ -38,7 +38,7 @@ void note_article(Order& order, const std::string& code) {
 
 Outcome take_stock(const Pieces& pieces, Order& order) {
   for (const auto& [code, wanted] : pieces) {
-    if (const Outcome outcome = lock_article(code); !outcome.done()) return outcome;
+    if (Outcome outcome = lock_article(code); !outcome.done()) return outcome;
     if (data_get_text(articles(), "SOLD") != "Y")
       return {.refused = "REFUSED_NOT_SOLD", .values = {code}};
     const double stock = data_get_double(articles(), "STOCK");
@@ -53,7 +53,7 @@ Outcome take_stock(const Pieces& pieces, Order& order) {
 
 Outcome give_stock_back(const Pieces& pieces) {
   for (const auto& [code, ordered] : pieces) {
-    if (const Outcome outcome = lock_article(code); !outcome.done()) return outcome;
+    if (Outcome outcome = lock_article(code); !outcome.done()) return outcome;
     add_to(articles(), "STOCK", ordered);
     changes_write(articles());
   }
@@ -62,13 +62,13 @@ Outcome give_stock_back(const Pieces& pieces) {
 
 Outcome lock_customer(int number) {
   data_put_long(customers(), "NUMBER", number);
-  const Outcome outcome = lock_record(customers());
+  Outcome outcome = lock_record(customers());
   if (outcome.done() || outcome.may_try_again) return outcome;
   return {.refused = "REFUSED_CUSTOMER", .values = {std::to_string(number)}};
 }
 
 Outcome charge_customer(int number, double amount) {
-  if (const Outcome outcome = lock_customer(number); !outcome.done()) return outcome;
+  if (Outcome outcome = lock_customer(number); !outcome.done()) return outcome;
   add_to(customers(), "BALANCE", amount);
   const double credit = data_get_double(customers(), "CREDIT");
   const double balance = data_get_double(customers(), "BALANCE");
@@ -120,7 +120,7 @@ Pieces pieces_of_order(int number) {
 // Locks an order that is not cancelled.
 Outcome lock_order(int number) {
   data_put_long(orders(), "NUMBER", number);
-  if (const Outcome outcome = lock_record(orders()); !outcome.done()) return outcome;
+  if (Outcome outcome = lock_record(orders()); !outcome.done()) return outcome;
   if (data_get_text(orders(), "STATE") == "C")
     return {.refused = "REFUSED_CANCELLED", .values = {std::to_string(number)}};
   return {};

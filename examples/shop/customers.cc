@@ -83,7 +83,7 @@ bool add_customer() {
   Form form = customer_form("CUSTOMER_NEW");
   return add_record(form, [] {
     int number = 0;
-    const Outcome outcome = take_number("CUSTOMER", number);
+    Outcome outcome = take_number("CUSTOMER", number);
     data_put_long(customers(), "NUMBER", number);
     return outcome;
   });

@@ -86,7 +86,7 @@ void run_menu() {
 
 // Returns why the shop cannot go on, or "" after a normal end.
 std::string run_shop() {
-  if (const std::string fault = wrong_version(); !fault.empty()) return fault;
+  if (std::string fault = wrong_version(); !fault.empty()) return fault;
   if (!open_files()) return text("START_FILE_IN_USE");
   run_menu();
   return key_is_lost() ? text("INPUT_ENDED") : "";

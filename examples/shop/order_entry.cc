@@ -25,7 +25,7 @@ constexpr int kFirstRow = 7;
 
 // Names of the fields of a row for the functions of the form.
 std::string name_in_row(const char* name, int row) {
-  return name + std::to_string(row);
+  return std::string(name).append(std::to_string(row));
 }
 
 int row_of(const FormField& field) {
@@ -53,7 +53,9 @@ class OrderMask {
 
  private:
   // The line of the order in a row of the mask.
-  OrderLine& line(int row) { return order_.lines[static_cast<std::size_t>(page_ * kRows + row)]; }
+  OrderLine& line(int row) {
+    return order_.lines[static_cast<std::size_t>(page_) * kRows + static_cast<std::size_t>(row)];
+  }
 
   static OrderMask& of(Form& form) { return *static_cast<OrderMask*>(form.context); }
 
@@ -217,7 +219,7 @@ class OrderMask {
 
   void turn_to(int page) {
     page_ = page;
-    const auto needed = static_cast<std::size_t>((page + 1) * kRows);
+    const std::size_t needed = (static_cast<std::size_t>(page) + 1) * kRows;
     if (order_.lines.size() < needed) order_.lines.resize(needed);
   }
 

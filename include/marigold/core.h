@@ -179,7 +179,8 @@ std::int32_t date_to_sort_layout(std::int32_t date);
 // Returns DDMM alone if the year is 0.
 std::int32_t date_to_display_layout(std::int32_t sorted);
 
-// Returns 1 if the first date is not later than the second, else 0.
+// Returns 1 if the first date is not later than the second, else 0. Both are dates, not in the sort
+// layout.
 int date_not_later(std::int32_t first, std::int32_t second);
 
 std::int32_t date_today();

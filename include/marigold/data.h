@@ -85,7 +85,9 @@ void data_close_all();
 // is not open.
 void data_clear_record(DataFile& file);
 
-// Reads by the key value in the record. Returns 0, 3 or 4.
+// Reads by the key value in the record. Returns 0, 3 or 4. With `lock` the record is locked for this
+// process until data_release; by key 1, or a number, a missing record (3) is locked as well, for a
+// program that is about to write it. data_exists avoids that.
 int data_read(DataFile& file, int key, bool lock, LockWait wait);
 
 // Whether data_read without a lock would find a record: 0 or 3. The record stays as it is.

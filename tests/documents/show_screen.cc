@@ -3,15 +3,29 @@
 //
 //   show_screen PROGRAM [ARGUMENT...] < STEPS
 //
-// A step is a line: "wait TEXT" until the text is on the screen (ASCII), or "type KEYS", where \e is
-// Escape and \t is Tab. After the steps the screen is settled once nothing has changed on it for a
-// while. For each row there are two lines: its characters in UTF-8, and a digit for each of them, 1
-// for bright, 2 for reverse, 3 for both, 0 for neither. Exit status 1 when a text does not come.
+// A step is a line:
+//
+//   wait TEXT    until the text is on the screen (ASCII)
+//   type KEYS    where \e is Escape and \t is Tab. After an Escape alone the terminal rests, so that
+//                no program takes the next key for the rest of a key sequence.
+//   rows COUNT   until the rows that are not empty are the next COUNT lines of the input, in UTF-8.
+//                Dates such as 14.11.26 count as equal. One line may be "...", for rows without
+//                letters.
+//   exit         until the program has ended by itself with status 0; the last step
+//
+// Without an exit the screen is settled once nothing has changed on it for a while. For each row
+// there are two lines then: its characters in UTF-8, and a digit for each of them, 1 for bright, 2
+// for reverse, 3 for both, 0 for neither. Exit status 1 when something does not come; standard error
+// has the rows that are there instead.
 
+#include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cstdio>
 #include <iostream>
+#include <regex>
 #include <string>
+#include <thread>
 
 #include "runtime/wi/console/console.h"
 #include "tests/support/terminal_session.h"
@@ -54,6 +68,26 @@ void append_utf8(std::uint32_t character, std::string& text) {
   put(0x80U | (character & 0x3FU));
 }
 
+std::string without_dates(const std::string& text) {
+  const std::regex date("[0-9]{2}\\.[0-9]{2}\\.[0-9]{2}");
+  return std::regex_replace(text, date, "DD.MM.YY");
+}
+
+// Returns the rows that are not empty, in UTF-8, without the blanks at their ends.
+std::string rows(const Emulator& emulator) {
+  std::string lines;
+  for (int row = 1; row <= kScreenRows; ++row) {
+    std::string line;
+    for (int column = 1; column <= kScreenColumns; ++column) {
+      const VTermScreenCell cell = emulator.cell(row, column);
+      append_utf8(cell.chars[0] == 0 ? ' ' : cell.chars[0], line);
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    if (!line.empty()) lines += line + "\n";
+  }
+  return lines;
+}
+
 std::string cells(const Emulator& emulator) {
   std::string lines;
   for (int row = 1; row <= kScreenRows; ++row) {
@@ -81,18 +115,53 @@ std::string settled_cells(TerminalSession& session) {
   return seen;
 }
 
+bool are_rows(const std::string& rows, const std::string& expected) {
+  const std::string left_out = "...\n";
+  const std::size_t place = expected.find("\n" + left_out);
+  if (place == std::string::npos) return rows == expected;
+  const std::string head = expected.substr(0, place + 1);
+  const std::string tail = expected.substr(place + 1 + left_out.size());
+  if (rows.size() < head.size() + tail.size() || !rows.starts_with(head) || !rows.ends_with(tail))
+    return false;
+  const std::string between = rows.substr(head.size(), rows.size() - head.size() - tail.size());
+  return std::none_of(between.begin(), between.end(),
+                      [](unsigned char character) { return std::isalpha(character) != 0; });
+}
+
+bool rows_come(TerminalSession& session, int count) {
+  std::string expected;
+  for (std::string line; count > 0 && std::getline(std::cin, line); --count)
+    expected += line + "\n";
+  expected = without_dates(expected);
+  return session.wait_until(
+      [&] { return are_rows(without_dates(rows(session.emulator)), expected); });
+}
+
+void type(TerminalSession& session, const std::string& keys) {
+  session.type(keys);
+  if (keys == "\x1B") std::this_thread::sleep_for(std::chrono::milliseconds(200));
+}
+
+// Returns false for a step that fails.
+bool take_step(TerminalSession& session, const std::string& word, const std::string& operand) {
+  if (word == "rows") return rows_come(session, std::stoi(operand));
+  if (word == "exit") return session.outcome() == 0;
+  if (word == "wait") return session.wait_until([&] { return shows(session.emulator, operand); });
+  type(session, operand);
+  return word == "type";
+}
+
 int run() {
   TerminalSession session(run_program, kScreenColumns, kScreenRows);
-  for (std::string step; std::getline(std::cin, step);) {
-    const std::string operand = with_controls(step.substr(5));
-    if (step.starts_with("type ")) {
-      session.type(operand);
-    } else if (!session.wait_until([&] { return shows(session.emulator, operand); })) {
-      std::cerr << operand << ": did not come\n" << cells(session.emulator);
-      return 1;
-    }
+  std::string word;
+  for (std::string step; word != "exit" && std::getline(std::cin, step);) {
+    word = step.substr(0, step.find(' '));
+    const std::string operand = with_controls(step.substr(std::min(word.size() + 1, step.size())));
+    if (take_step(session, word, operand)) continue;
+    std::cerr << step << ": did not come; the rows are\n" << rows(session.emulator);
+    return 1;
   }
-  std::cout << settled_cells(session);
+  if (word != "exit") std::cout << settled_cells(session);
   return 0;
 }
 

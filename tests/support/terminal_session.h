@@ -112,8 +112,7 @@ class TerminalSession {
   bool shows_only(const std::string& row) {
     return wait_until([&] { return emulator.row_text(1) == row && emulator.row_text(2).empty(); });
   }
-  // Returns the program's next wait status, or -1 if there is none in time; a core dump does not
-  // count.
+  // Returns the program's next wait status; a core dump does not count. -1: there is none yet.
   int outcome() {
     pollfd waiting{report_, POLLIN, 0};
     if (!wait_until([&] { return poll(&waiting, 1, 0) == 1; })) return -1;

@@ -28,7 +28,7 @@ constexpr int kBitsPerByte = 10;  // with a start bit and a stop bit
 
 // The backlog of a busy line, as a part of a second: a line is idle sooner if the process is
 // delayed for longer than that, and a key waits so much longer for its effect.
-constexpr int kBacklogsPerSecond = 24;
+constexpr int kBacklogsPerSecond = 60;
 
 struct State {
   int bytes_per_second = kFastBaud / kBitsPerByte;

@@ -16,7 +16,7 @@ namespace marigold::inner {
 // pseudo-terminals.
 void line_start(speed_t speed, bool estimates);
 void line_note_sent(std::size_t bytes);
-// Bytes that the line takes before its backlog reaches 1/24 second; kAnyRoom if it has none.
+// Bytes that the line takes before its backlog reaches 1/60 second; kAnyRoom if it has none.
 int line_room();
 
 }  // namespace marigold::inner
