@@ -7,6 +7,7 @@
 
 #include <functional>
 
+#include "tests/print/size_limit.h"
 #include "tests/shop/shop_operator.h"
 
 namespace marigold::inner::test {
@@ -155,16 +156,23 @@ void limit_files(const ShopOperator& shop, rlim_t bytes) {
   ASSERT_EQ(prlimit(program, RLIMIT_FSIZE, &limit, nullptr), 0);
 }
 
+// Stores while the disk is full, up to the mask that comes back.
+void store_in_vain(ShopOperator& shop, const std::string& key, const std::string& title) {
+  ASSERT_TRUE(shop.type_and_see(key, "File too large"));
+  ASSERT_TRUE(shop.type_and_see(kPressEnter, "Nothing is changed, and nothing is lost."));
+  ASSERT_TRUE(shop.type_and_see(kPressEnter, title));
+}
+
 TEST(ShopSeamsTest, AFullDiskLeavesTheOrderInItsMask) {
   const ShopFolder folder;
   ShopOperator anna("anna");
   go_to(anna, kOrderPlace);
   limit_files(anna, 0);
   for (int attempt = 0; attempt < 2; ++attempt) {
-    ASSERT_TRUE(anna.type_and_see(press_f(2), "WARNING!"));
-    EXPECT_NE(anna.screen().find("File too large"), std::string::npos) << anna.screen();
-    ASSERT_TRUE(anna.type_and_see(kPressEnter, "Nothing is changed, and nothing is lost."));
-    ASSERT_TRUE(anna.type_and_see(kPressEnter, "New order, page 1"));
+    ASSERT_NO_FATAL_FAILURE(store_in_vain(anna, press_f(2), "New order, page 1"));
+    // The order is not dropped without a word.
+    ASSERT_TRUE(anna.type_and_see(kPressEscape, "Drop the whole order?"));
+    ASSERT_TRUE(anna.type_and_see("n" + kPressEnter, "New order, page 1"));
     EXPECT_EQ(anna.row(10),
               "| BK-0815   Bleistift HB                              20      0,85      17,00  |");
     const ShopBooks books;
@@ -177,6 +185,60 @@ TEST(ShopSeamsTest, AFullDiskLeavesTheOrderInItsMask) {
   expect_unlocked_and_whole();
   const ShopBooks books;
   EXPECT_EQ(ShopBooks::stock("BK-0815"), 1180);
+}
+
+// Adds lines of orders, which cost nothing, until a file would be longer than this.
+void fill_lines(rlim_t bytes) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  const SizeLimit limit(bytes);
+  const ShopBooks books;
+  DataFile& lines = data_file("ORDLINE");
+  int position = 0;
+  testing::internal::CaptureStderr();
+  do {
+    changes_begin();
+    data_clear_record(lines);
+    data_put_long(lines, "NUMBER", 900);
+    data_put_long(lines, "POSITION", ++position);
+    changes_write(lines);
+  } while (changes_commit(LockWait::kWait) == kDataDone);
+  changes_drop();
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("File too large"), std::string::npos);
+  EXPECT_GT(position, 1);
+}
+
+TEST(ShopSeamsTest, AnOrderThatFitsNoLongerIntoItsFileIsBookedLater) {
+  const ShopFolder folder;
+  const auto size = std::filesystem::file_size("data/1/ORDLINE.dat");
+  fill_lines(size);
+  EXPECT_EQ(std::filesystem::file_size("data/1/ORDLINE.dat"), size);
+  ShopOperator anna("anna");
+  go_to(anna, kOrderPlace);
+  limit_files(anna, size);
+  ASSERT_NO_FATAL_FAILURE(store_in_vain(anna, press_f(2), "New order, page 1"));
+  {
+    const ShopBooks books;
+    EXPECT_EQ(ShopBooks::stock("BK-0815"), 1200);
+    ShopBooks::expect_whole();
+  }
+  expect_unlocked_and_whole();
+  limit_files(anna, RLIM_INFINITY);
+  ASSERT_TRUE(anna.type_and_see(press_f(2), "Order 1021 over EUR 17,00 is booked."));
+  expect_unlocked_and_whole();
+}
+
+TEST(ShopSeamsTest, AFullDiskLeavesANewCustomerInTheMask) {
+  const ShopFolder folder;
+  ShopOperator anna("anna");
+  go_to(anna, kMaskPlace);
+  anna.type("\tAm Hof 3\t1010\tWien");
+  limit_files(anna, 0);
+  ASSERT_NO_FATAL_FAILURE(store_in_vain(anna, kPressPageDown, "New customer"));
+  ASSERT_TRUE(anna.type_and_see(kPressEscape, "Drop what you have entered?"));
+  ASSERT_TRUE(anna.type_and_see("n" + kPressEnter, "New customer"));
+  EXPECT_TRUE(anna.sees("Am Hof 3"));
+  limit_files(anna, RLIM_INFINITY);
+  ASSERT_TRUE(anna.type_and_see(kPressPageDown, "The customer has the number 131."));
 }
 
 // ---- What lies beside the shop
