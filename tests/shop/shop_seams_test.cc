@@ -241,6 +241,22 @@ TEST(ShopSeamsTest, AFullDiskLeavesANewCustomerInTheMask) {
   ASSERT_TRUE(anna.type_and_see(kPressPageDown, "The customer has the number 131."));
 }
 
+// The count was right when it was made, and is wrong after a sale.
+TEST(ShopSeamsTest, ACountThatTheDiskRefusedOverwritesNoSale) {
+  const ShopFolder folder;
+  ShopOperator josef("josef");
+  go_to(josef, kOrderPlace);
+  ShopOperator anna("anna");
+  go_to(anna, {"counting", {{press_f(3), "Articles by code"}, {press_f(6), "Count the stock"}}});
+  limit_files(anna, 0);
+  ASSERT_NO_FATAL_FAILURE(store_in_vain(anna, "1201" + kPressPageDown, "Count the stock"));
+  ASSERT_TRUE(josef.type_and_see(press_f(2), "is booked."));
+  limit_files(anna, RLIM_INFINITY);
+  ASSERT_TRUE(anna.type_and_see(kPressPageDown, "somebody else has changed"));
+  const ShopBooks books;
+  EXPECT_EQ(ShopBooks::stock("BK-0815"), 1180);
+}
+
 // ---- What lies beside the shop
 
 // Root may do everything that the permissions of files forbid. Without the capability for that the
