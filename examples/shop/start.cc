@@ -4,6 +4,7 @@
 #include <marigold/data.h>
 #include <marigold/texts.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -20,6 +21,8 @@ namespace {
 
 constexpr int kDataClass = 1;     // PATH in the definitions
 constexpr int kCriticalPath = 1;  // PATH 1 in PATHVER.DES
+constexpr const char* kListFiles[] = {"DEFAULT.DAT", "LISTEN.dat", "LISTEN.idx", "BLOECKE.dat",
+                                      "BLOECKE.idx"};
 
 std::string setting(const char* name, const char* when_empty) {
   const char* value = std::getenv(name);
@@ -87,12 +90,10 @@ std::string missing_surroundings() {
     return "shop: " + definitions +
            " has no FILESHOP.DES. Start the shop in its folder, or set DEFINITION_DIRECTORY.";
   const std::string lists = setting("PRINT_DIRECTORY", "./print");
-  for (const char* name : {"DEFAULT.DAT", "LISTEN.dat", "LISTEN.idx", "BLOECKE.dat", "BLOECKE.idx"}) {
-    if (!is_there(lists, name))
-      return "shop: The lists are missing in " + lists +
-             ". Compile them (marigold lists compile lists/*.list -o " + lists +
-             ") and put DEFAULT.DAT beside them, or set PRINT_DIRECTORY.";
-  }
+  if (!std::ranges::all_of(kListFiles, [&](const char* name) { return is_there(lists, name); }))
+    return "shop: The lists are missing in " + lists +
+           ". Compile them (marigold lists compile lists/*.list -o " + lists +
+           ") and put DEFAULT.DAT beside them, or set PRINT_DIRECTORY.";
   return "";
 }
 

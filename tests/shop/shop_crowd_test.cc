@@ -156,10 +156,9 @@ class Clerk {
 
   // Leaves a mask in which something was typed.
   void give_up_mask() {
-    const int seen = step(kPressEscape, {kAtMenu, kWouldBeLost, kDropsOrder});
-    if (seen > 0) step((seen == 1 ? "q" : "y") + kPressEnter, {kAtMenu, kDropsOrder});
-    if (seen > 0 && operator_.row(24).find(kDropsOrder.text) != std::string::npos)
-      step("y" + kPressEnter, {kAtMenu});
+    int seen = step(kPressEscape, {kAtMenu, kDropsOrder, kWouldBeLost});
+    if (seen == 2) seen = step("q" + kPressEnter, {kAtMenu, kDropsOrder});
+    if (seen == 1) step("y" + kPressEnter, {kAtMenu});
   }
 
   // A warning may follow when the list is seen already, and takes the first Escape.
@@ -192,7 +191,8 @@ class Clerk {
       const int article = below(kArticles);
       const int pieces = 1 + below(5);
       wanted[static_cast<std::size_t>(article)] += pieces;
-      keys += kCodes[article] + kPressTab + std::to_string(pieces) + kPressTab;
+      keys.append(kCodes[article]).append(kPressTab);
+      keys.append(std::to_string(pieces)).append(kPressTab);
     }
     const int seen = store(keys + press_f(2), {{24, "is booked."}, kWarned});
     if (seen == 0) {
@@ -209,8 +209,8 @@ class Clerk {
     ASSERT_GE(number, kFirstOrder);
     ASSERT_LT(number, kFirstOrder + kMostOrders);
     for (std::size_t i = 0; i < kArticles; ++i) {
-      EXPECT_EQ(crowd_.pieces[static_cast<std::size_t>(number - kFirstOrder)][i].exchange(wanted[i]),
-                0)
+      EXPECT_EQ(
+          crowd_.pieces[static_cast<std::size_t>(number - kFirstOrder)][i].exchange(wanted[i]), 0)
           << "order " << number << " comes twice";
       crowd_.taken[i] += wanted[i];
     }
@@ -237,9 +237,8 @@ class Clerk {
   void pay(int number) {
     step(press_f(6), {{0, "Still to pay"}});
     const std::string amount = std::to_string(1 + below(40));
-    const int seen =
-        store(std::to_string(number) + kPressTab + amount + kPressPageDown,
-              {{24, "is booked."}, kWarned, {24, "Order: "}, {24, "Amount paid: "}});
+    const int seen = store(std::to_string(number) + kPressTab + amount + kPressPageDown,
+                           {{24, "is booked."}, kWarned, {24, "Order: "}, {24, "Amount paid: "}});
     crowd_.payments += seen == 0 ? 1 : 0;
     if (seen == 0) {
       step(kPressEnter, {kAtMenu});
@@ -385,6 +384,7 @@ TEST(ShopCrowdTest, StockIsWhatWasThereAndBookedAndGivenBack) {
     const Shared<Crowd> crowd("crowd");
     crowd->newest = kFirstOrder - 1;
     std::vector<Process> processes;
+    processes.reserve(static_cast<std::size_t>(operators));
     for (int i = 0; i < operators; ++i)
       processes.push_back(start_child(kWorker, "clerk" + std::to_string(i),
                                       seed + static_cast<unsigned>(i), is_long_run() ? 60 : 5));

@@ -9,6 +9,7 @@
 
 #include "tests/print/size_limit.h"
 #include "tests/shop/shop_operator.h"
+#include "tests/support/process.h"
 
 namespace marigold::inner::test {
 namespace {
@@ -27,9 +28,10 @@ struct Place {
 const Place kMenuPlace = {"menu", {{"", kMenuTitle}}};
 const Place kListPlace = {"list", {{press_f(3), "Articles by code"}, {"ku", "Search: KU"}}};
 const Place kMaskPlace = {
-    "mask", {{press_f(2), "Customers by name"}, {press_f(2), "New customer"}, {"Zauner", "Zauner"}}};
-const Place kOrderPlace = {"order",
-                           {{press_f(5), "New order"}, {"103" + kTabs3 + "bk-0815\t20\t", "17,00"}}};
+    "mask",
+    {{press_f(2), "Customers by name"}, {press_f(2), "New customer"}, {"Zauner", "Zauner"}}};
+const Place kOrderPlace = {
+    "order", {{press_f(5), "New order"}, {"103" + kTabs3 + "bk-0815\t20\t", "17,00"}}};
 
 void go_to(ShopOperator& shop, const Place& place) {
   ASSERT_TRUE(shop.sees(kMenuTitle));
@@ -63,11 +65,9 @@ TEST(ShopSeamsTest, AClosedTerminalLeavesNoLocksAndNoHalfOrder) {
       kListPlace,
       kMaskPlace,
       kOrderPlace,
-      {"counting", {{press_f(3), "Articles by code"}, {press_f(6), "Count the stock"}}},
-      {"question",
-       {{press_f(5), "New order"}, {"103" + kTabs3 + "bk-0815\t1\t" + press_f(5), "Your chan"}}}};
+      {"counting", {{press_f(3), "Articles by code"}, {press_f(6), "Count the stock"}}}};
   for (const bool with_signal : {false, true}) {
-    for (const Place& place : std::span(places).first(5)) {
+    for (const Place& place : places) {
       SCOPED_TRACE(std::string(place.name) + (with_signal ? ", signal" : ""));
       ShopOperator anna("anna");
       go_to(anna, place);
@@ -99,11 +99,12 @@ TEST(ShopSeamsTest, AClosedTerminalEndsTheQuestionAboutALock) {
 
 TEST(ShopSeamsTest, ATerminalThatIsClosedWhileTheShopBooks) {
   const ShopFolder folder;
-  for (int i = 0; i < 8; ++i) {
+  const int times = is_long_run() ? 50 : 8;  // the stock is enough for 60 orders
+  for (int i = 0; i < times; ++i) {
     ShopOperator anna("anna");
     go_to(anna, kOrderPlace);
     anna.type(press_f(2));
-    usleep(static_cast<useconds_t>(i) * 1500);
+    sleep_us(i * 12'000L / times);
     if (i % 2 == 0) anna.session().send(SIGHUP);
     anna.session().hang_up();
     EXPECT_EQ(anna.outcome(), i % 2 == 0 ? SIGHUP : W_EXITCODE(1, 0));
@@ -280,8 +281,7 @@ TEST(ShopSeamsTest, SaysWhatToDoAboutFilesAndDefinitions) {
       {"truncate -s 100 data/1/ARTICLE.dat", "Damage is found by"},
       {"truncate -s 0 data/1/ORDERS.idx", "Damage is found by"},
       {"head -c 70000 /dev/urandom >data/1/NUMBERS.dat", "Damage is found by"},
-      {"sed -i 's/LEN 96/LEN 100/' definitions/FILESHOP.DES", "do the definitions fit them?",
-       true},
+      {"sed -i 's/LEN 96/LEN 100/' definitions/FILESHOP.DES", "do the definitions fit them?", true},
       {"sed -i 's/VERSION 2/VERSION 3/' definitions/FILESHOP.DES", "do the definitions fit them?",
        true},
       {"sed -i 's/TYPE ISAM/TIPE ISAM/' definitions/FILESHOP.DES", "data scan SHOP"},
@@ -318,7 +318,35 @@ TEST(ShopSeamsTest, SaysWhatToDoAboutFilesAndDefinitions) {
     EXPECT_NE(screen.find(row.sentence), std::string::npos) << anna.screen();
     EXPECT_NE(screen.find("shop: "), std::string::npos) << anna.screen();
     std::filesystem::current_path(shop);
-    run_shell("chmod -R u+rwX '" + shop + ".broken' && rm -r '" + shop + ".broken'");
+    run_shell("chmod -R u+rwX ../shop.broken && rm -r ../shop.broken");
+  }
+}
+
+TEST(ShopSeamsTest, SaysWhatToDoAboutDamagedLists) {
+  const ShopFolder folder;
+  struct Row {
+    const char* before;
+    const char* sentence;
+    bool goes_on;
+  };
+  const std::string to_file = kPressDown + kPressDown + kPressEnter;
+  for (const Row& row : {Row{"truncate -s 1000 print/DRUCK.BIN", "missing or damaged", true},
+                         Row{"truncate -s 10 print/LISTEN.dat", "a list cannot be used", false}}) {
+    SCOPED_TRACE(row.before);
+    EXPECT_EQ(run_shell(row.before).status, 0);
+    ShopOperator anna("anna");
+    go_to(anna, {"orders", {{press_f(4), "Orders by number"}, {press_f(5), "Print where?"}}});
+    ASSERT_TRUE(anna.type_and_see(to_file, "invoice-"));
+    anna.type(kPressEnter);
+    if (row.goes_on) {
+      ASSERT_TRUE(anna.sees("DRUCK.BIN: a damaged block store"));
+      anna.type(kPressEnter);
+    }
+    EXPECT_TRUE(anna.sees(row.sentence));
+    if (!row.goes_on) {
+      EXPECT_EQ(anna.outcome(), SIGABRT);
+    }
+    EXPECT_FALSE(std::filesystem::exists("invoice-1001.pdf"));
   }
 }
 
@@ -357,9 +385,14 @@ TEST(ShopSeamsTest, AVt100ShowsTheSameCells) {
     console.session().wait_until([&] { return vt100.session().wait_until(same, 50); }, 2000);
     ASSERT_EQ(vt100.screen(), console.screen());
   }
-  ASSERT_TRUE(vt100.type_and_see("\x06" "2", "Order 1021 over EUR 17,00 is booked."));
+  ASSERT_TRUE(
+      vt100.type_and_see("\x06"
+                         "2",
+                         "Order 1021 over EUR 17,00 is booked."));
   ASSERT_TRUE(vt100.type_and_see(" ", kMenuTitle));
-  vt100.type("\x06" "9");
+  vt100.type(
+      "\x06"
+      "9");
   EXPECT_EQ(vt100.outcome(), 0);
   const ShopBooks books;
   EXPECT_EQ(ShopBooks::stock("BK-0815"), 1180);
@@ -368,19 +401,29 @@ TEST(ShopSeamsTest, AVt100ShowsTheSameCells) {
 TEST(ShopSeamsTest, UmlautsAreTypedShownAndStored) {
   const ShopFolder folder;
   ShopOperator josef("josef", "german_at");
-  ASSERT_TRUE(josef.sees("Was m\xF6" "chten Sie tun?"));
+  ASSERT_TRUE(
+      josef.sees("Was m\xF6"
+                 "chten Sie tun?"));
   ASSERT_TRUE(josef.type_and_see(press_f(2), "Kunden nach Namen"));
-  EXPECT_NE(josef.screen().find("B\xE4" "ckerei \xD6llinger"), std::string::npos);
+  EXPECT_NE(josef.screen().find("B\xE4"
+                                "ckerei \xD6llinger"),
+            std::string::npos);
   ASSERT_TRUE(josef.type_and_see("b\xC3\xA4", "Suche: B\xE4"));
   ASSERT_TRUE(josef.type_and_see(kPressEnter, "Katalog"));
-  EXPECT_NE(josef.screen().find("B\xE4" "ckerei \xD6llinger"), std::string::npos);
+  EXPECT_NE(josef.screen().find("B\xE4"
+                                "ckerei \xD6llinger"),
+            std::string::npos);
   josef.type(kPressEscape);
   ASSERT_TRUE(josef.no_longer_sees("Katalog"));
   ASSERT_TRUE(josef.type_and_see(press_f(2), "Neuer Kunde"));
-  josef.type("\xC3\x84\xC3\xA4\xC3\x96\xC3\xB6\xC3\x9C\xC3\xBC\xC3\x9F\tStra\xC3\x9F" "e 1\t1010\tWien");
+  josef.type(
+      "\xC3\x84\xC3\xA4\xC3\x96\xC3\xB6\xC3\x9C\xC3\xBC\xC3\x9F\tStra\xC3\x9F"
+      "e 1\t1010\tWien");
   const std::string name = "\xC4\xE4\xD6\xF6\xDC\xFC\xDF";
   ASSERT_TRUE(josef.sees(name));
-  ASSERT_TRUE(josef.sees("Stra\xDF" "e 1"));
+  ASSERT_TRUE(
+      josef.sees("Stra\xDF"
+                 "e 1"));
   ASSERT_TRUE(josef.type_and_see(kPressPageDown, "131"));
   josef.type(" ");
   ASSERT_TRUE(josef.sees_in_row(24, "Kunden"));
@@ -390,7 +433,9 @@ TEST(ShopSeamsTest, UmlautsAreTypedShownAndStored) {
   data_put_long(customers, "NUMBER", 131);
   ASSERT_EQ(data_read(customers, 1, false, LockWait::kWait), kDataDone);
   EXPECT_EQ(data_get_text(customers, "NAME"), name);
-  EXPECT_EQ(data_get_text(customers, "STREET"), "Stra\xDF" "e 1");
+  EXPECT_EQ(data_get_text(customers, "STREET"),
+            "Stra\xDF"
+            "e 1");
 }
 
 }  // namespace
