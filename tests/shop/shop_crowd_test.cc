@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
@@ -129,13 +130,24 @@ class Clerk {
     return -1;
   }
 
-  // A booking takes some milliseconds from the last key to the message.
+  // A booking takes a few milliseconds. Its most delicate ones begin when the set of changes stands
+  // in the journal, the first bytes of which are not zero then; the set may be another operator's.
   int die() {
-    sleep_us(below(2) == 0 ? below(3000) : below(40000));
+    if (dies_at_booking_) {
+      for (int waits = 0; waits < 500 && !journal_is_in_use(); ++waits)
+        sleep_us(10);
+    }
+    sleep_us(below(dies_at_booking_ ? 800 : 40'000));
     operator_.session().send(SIGKILL);
     EXPECT_EQ(operator_.outcome(), SIGKILL);
     dead_ = true;
     return -1;
+  }
+
+  static bool journal_is_in_use() {
+    std::ifstream journal("data/1/CHANGES.journal", std::ios::binary);
+    const int first = journal.get();
+    return first != 0 && first != EOF;
   }
 
   // Types the key that stores, answers questions about locks, and returns which of the marks is
@@ -187,14 +199,16 @@ class Clerk {
     step(press_f(5), {{4, "New order, page 1"}});
     std::array<int, kArticles> wanted{};
     std::string keys = kCustomers[below(std::size(kCustomers))] + kPressTab + kPressTab + kPressTab;
-    for (int lines = 1 + below(3); lines > 0; --lines) {
+    const int lines = 1 + below(3);
+    for (int i = 0; i < lines; ++i) {
       const int article = below(kArticles);
       const int pieces = 1 + below(5);
       wanted[static_cast<std::size_t>(article)] += pieces;
       keys.append(kCodes[article]).append(kPressTab);
       keys.append(std::to_string(pieces)).append(kPressTab);
     }
-    const int seen = store(keys + press_f(2), {{24, "is booked."}, kWarned});
+    step(keys, {{9 + lines, ","}});  // the last line has a price
+    const int seen = store(press_f(2), {{24, "is booked."}, kWarned});
     if (seen == 0) {
       note_order(number_after(24, "Order "), wanted);
       step(" ", {kAtMenu});
