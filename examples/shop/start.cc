@@ -5,8 +5,10 @@
 #include <marigold/texts.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "texts.h"
 
@@ -43,6 +45,26 @@ std::string data_directory() {
   return directory;
 }
 
+struct Explanation {
+  void (*report)(int number) = nullptr;  // the runtime's
+  const char* id = "";
+};
+
+Explanation explanation;
+
+// From 1000 on system errors are those of the operating system (marigold_system_errors(3)).
+std::string reason_of(int number) {
+  constexpr int kOperatingSystem = 1000;
+  return number > kOperatingSystem ? std::strerror(number - kOperatingSystem)
+                                   : text("FAULT_NUMBER", {std::to_string(number)});
+}
+
+void explain_and_report(int number) {
+  user_interface().fatal = explanation.report;
+  tell_below_the_screen(text(explanation.id, {reason_of(number)}));
+  explanation.report(number);
+}
+
 // The check wants the directory for itself for a moment. When other shops work there they have it
 // too, and the operator must not be asked about them.
 bool check_quietly() {
@@ -65,10 +87,12 @@ std::string missing_surroundings() {
     return "shop: " + definitions +
            " has no FILESHOP.DES. Start the shop in its folder, or set DEFINITION_DIRECTORY.";
   const std::string lists = setting("PRINT_DIRECTORY", "./print");
-  if (!is_there(lists, "DEFAULT.DAT") || !is_there(lists, "LISTEN.dat"))
-    return "shop: The lists are missing in " + lists +
-           ". Compile them (marigold lists compile lists/*.list -o " + lists +
-           ") and put DEFAULT.DAT beside them, or set PRINT_DIRECTORY.";
+  for (const char* name : {"DEFAULT.DAT", "LISTEN.dat", "LISTEN.idx", "BLOECKE.dat", "BLOECKE.idx"}) {
+    if (!is_there(lists, name))
+      return "shop: The lists are missing in " + lists +
+             ". Compile them (marigold lists compile lists/*.list -o " + lists +
+             ") and put DEFAULT.DAT beside them, or set PRINT_DIRECTORY.";
+  }
   return "";
 }
 
@@ -91,6 +115,12 @@ std::string wrong_version() {
         return text("START_CONVERT", {directory});
     }
   }
+}
+
+void explain_faults(const char* id) {
+  explanation.id = id;
+  if (explanation.report == nullptr)
+    explanation.report = std::exchange(user_interface().fatal, explain_and_report);
 }
 
 }  // namespace shop
