@@ -213,9 +213,9 @@ bool form_edit_record(Form& form);
 
 // Lets the user fill in a new record, which begins with what is in the buffer. In the set of changes
 // that writes the record `put_key`, if given, puts its primary key, for example the next number of
-// a range, and returns "", or the reason why there is none, which is shown. Never
-// replaces a record with the same key: the user is told so, and the form comes back with what was typed.
-// Returns whether the record was written; it is in the buffer then.
+// a range, and returns "", or the reason why there is none, which is shown. A record with the same
+// key is never replaced: the user is told so, and the form comes back with what was typed. Returns
+// whether the record was written; it is in the buffer then.
 bool form_add_record(Form& form, const std::function<std::string()>& put_key = nullptr);
 
 // Carries out a set of changes as changes_run does, and tells the user why if nothing is changed.
