@@ -6,13 +6,13 @@
 #include <cstdint>
 #include <map>
 
-#include "texts.h"
+#include "shop.h"
 
 namespace shop {
-
-using namespace marigold;
-
 namespace {
+
+// Why nothing is booked, in the language of the operator; empty: it can be booked.
+using Refusal = std::string;
 
 // Pieces by codes, in the order in which articles are locked.
 using Pieces = std::map<std::string, double>;
@@ -21,61 +21,48 @@ void add_to(DataFile& file, const char* field, double amount) {
   data_put_double(file, field, money(data_get_double(file, field) + amount));
 }
 
-Outcome lock_article(const std::string& code) {
+// Reads the record of the primary key in the buffer with a lock. When somebody else has the record,
+// the runtime asks the operator, and the set is prepared again.
+bool lock_record(DataFile& file) {
+  return data_read(file, kPrimary, true, LockWait::kAsk) == kDataDone;
+}
+
+Refusal lock_article(const std::string& code) {
   data_put_text(articles(), "CODE", code);
-  Outcome outcome = lock_record(articles());
-  if (outcome.done() || outcome.may_try_again) return outcome;
-  return {.refused = "REFUSED_ARTICLE", .values = {code}};
+  return lock_record(articles()) ? "" : text("REFUSED_ARTICLE", {code});
 }
 
-void note_article(Order& order, const std::string& code) {
-  for (OrderLine& line : order.lines) {
-    if (line.code != code) continue;
-    line.text = data_get_text(articles(), "TEXT");
-    line.price = data_get_double(articles(), "PRICE");
-  }
-}
-
-Outcome take_stock(const Pieces& pieces, Order& order) {
+Refusal take_stock(const Pieces& pieces) {
   for (const auto& [code, wanted] : pieces) {
-    if (Outcome outcome = lock_article(code); !outcome.done()) return outcome;
-    if (data_get_text(articles(), "SOLD") != "Y")
-      return {.refused = "REFUSED_NOT_SOLD", .values = {code}};
+    if (Refusal refusal = lock_article(code); !refusal.empty()) return refusal;
+    if (data_get_text(articles(), "SOLD") != "Y") return text("REFUSED_NOT_SOLD", {code});
     const double stock = data_get_double(articles(), "STOCK");
-    if (stock < wanted)
-      return {.refused = "REFUSED_STOCK", .values = {code, std::to_string(std::lround(stock))}};
-    note_article(order, code);
+    if (stock < wanted) return text("REFUSED_STOCK", {code, std::to_string(std::lround(stock))});
     add_to(articles(), "STOCK", -wanted);
     changes_write(articles());
   }
-  return {};
+  return "";
 }
 
-Outcome give_stock_back(const Pieces& pieces) {
+Refusal give_stock_back(const Pieces& pieces) {
   for (const auto& [code, ordered] : pieces) {
-    if (Outcome outcome = lock_article(code); !outcome.done()) return outcome;
+    if (Refusal refusal = lock_article(code); !refusal.empty()) return refusal;
     add_to(articles(), "STOCK", ordered);
     changes_write(articles());
   }
-  return {};
+  return "";
 }
 
-Outcome lock_customer(int number) {
+Refusal charge_customer(int number, double amount) {
   data_put_long(customers(), "NUMBER", number);
-  Outcome outcome = lock_record(customers());
-  if (outcome.done() || outcome.may_try_again) return outcome;
-  return {.refused = "REFUSED_CUSTOMER", .values = {std::to_string(number)}};
-}
-
-Outcome charge_customer(int number, double amount) {
-  if (Outcome outcome = lock_customer(number); !outcome.done()) return outcome;
+  if (!lock_record(customers())) return text("REFUSED_CUSTOMER", {std::to_string(number)});
   add_to(customers(), "BALANCE", amount);
   const double credit = data_get_double(customers(), "CREDIT");
   const double balance = data_get_double(customers(), "BALANCE");
   if (amount > 0 && balance > credit)
-    return {.refused = "REFUSED_CREDIT", .values = {money_text(balance), money_text(credit)}};
+    return text("REFUSED_CREDIT", {money_text(balance), money_text(credit)});
   changes_write(customers());
-  return {};
+  return "";
 }
 
 void write_head(const Order& order) {
@@ -118,12 +105,12 @@ Pieces pieces_of_order(int number) {
 }
 
 // Locks an order that is not cancelled.
-Outcome lock_order(int number) {
+Refusal lock_order(int number) {
   data_put_long(orders(), "NUMBER", number);
-  if (Outcome outcome = lock_record(orders()); !outcome.done()) return outcome;
+  if (!lock_record(orders())) return text("FORM.GONE");
   if (data_get_text(orders(), "STATE") == "C")
-    return {.refused = "REFUSED_CANCELLED", .values = {std::to_string(number)}};
-  return {};
+    return text("REFUSED_CANCELLED", {std::to_string(number)});
+  return "";
 }
 
 void write_payment(const Payment& payment) {
@@ -153,27 +140,37 @@ double Order::total() const {
   return money(sum);
 }
 
-Outcome book_order(Order& order) {
+std::string take_number(const char* range, int& number) {
+  data_put_text(numbers(), "RANGE", range);
+  if (!lock_record(numbers())) return text("REFUSED_NUMBERS", {range});
+  number = data_get_long(numbers(), "NEXT");
+  data_put_long(numbers(), "NEXT", number + 1);
+  changes_write(numbers());
+  return "";
+}
+
+bool book_order(Order& order) {
   Pieces pieces;
   for (const OrderLine& line : order.lines) {
     if (!line.code.empty()) pieces[line.code] += line.pieces;
   }
-  return carry_out([&]() -> Outcome {
-    if (Outcome outcome = take_stock(pieces, order); !outcome.done()) return outcome;
-    if (Outcome outcome = charge_customer(order.customer, order.total()); !outcome.done())
-      return outcome;
-    if (Outcome outcome = take_number("ORDER", order.number); !outcome.done()) return outcome;
+  return form_change_records([&]() -> Refusal {
+    if (Refusal refusal = take_stock(pieces); !refusal.empty()) return refusal;
+    if (Refusal refusal = charge_customer(order.customer, order.total()); !refusal.empty())
+      return refusal;
+    if (Refusal refusal = take_number("ORDER", order.number); !refusal.empty()) return refusal;
     write_head(order);
     write_lines(order);
-    return {};
+    return "";
   });
 }
 
-Outcome cancel_order(int number) {
-  return carry_out([number]() -> Outcome {
-    if (Outcome outcome = give_stock_back(pieces_of_order(number)); !outcome.done()) return outcome;
-    if (Outcome outcome = lock_order(number); !outcome.done()) return outcome;
-    if (data_get_double(orders(), "PAID") != 0) return {.refused = "REFUSED_PAID"};
+bool cancel_order(int number) {
+  return form_change_records([number]() -> Refusal {
+    if (Refusal refusal = give_stock_back(pieces_of_order(number)); !refusal.empty())
+      return refusal;
+    if (Refusal refusal = lock_order(number); !refusal.empty()) return refusal;
+    if (data_get_double(orders(), "PAID") != 0) return text("REFUSED_PAID");
     data_put_text(orders(), "STATE", "C");
     changes_write(orders());
     return charge_customer(data_get_long(orders(), "CUSTOMER"),
@@ -181,22 +178,21 @@ Outcome cancel_order(int number) {
   });
 }
 
-Outcome book_payment(Payment& payment) {
-  return carry_out([&payment]() -> Outcome {
-    if (Outcome outcome = lock_order(payment.order); !outcome.done()) return outcome;
+bool book_payment(Payment& payment) {
+  return form_change_records([&payment]() -> Refusal {
+    if (Refusal refusal = lock_order(payment.order); !refusal.empty()) return refusal;
     const double open =
         money(data_get_double(orders(), "TOTAL") - data_get_double(orders(), "PAID"));
-    if (money(payment.amount) > open)
-      return {.refused = "REFUSED_TOO_MUCH", .values = {money_text(open)}};
+    if (money(payment.amount) > open) return text("REFUSED_TOO_MUCH", {money_text(open)});
     add_to(orders(), "PAID", payment.amount);
     changes_write(orders());
-    if (Outcome outcome =
+    if (Refusal refusal =
             charge_customer(data_get_long(orders(), "CUSTOMER"), -money(payment.amount));
-        !outcome.done())
-      return outcome;
-    if (Outcome outcome = take_number("PAYMENT", payment.number); !outcome.done()) return outcome;
+        !refusal.empty())
+      return refusal;
+    if (Refusal refusal = take_number("PAYMENT", payment.number); !refusal.empty()) return refusal;
     write_payment(payment);
-    return {};
+    return "";
   });
 }
 

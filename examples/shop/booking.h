@@ -1,19 +1,20 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What the shop books: orders with their stock, cancellations, payments, counted stock. Each is a
-// set of changes (changes.h) and knows nothing of the screen.
+// What the shop books: orders with their stock, cancellations, payments. Each is a set of changes,
+// done whole or not at all; the operator learns why if nothing is booked.
+//
+// Records are locked in one order, so that no two operators wait for each other: articles in the
+// order of their codes, then the order, the customer, and the number range.
 #pragma once
 
 #include <string>
 #include <vector>
-
-#include "changes.h"
 
 namespace shop {
 
 struct OrderLine {
   std::string code;  // empty: no line
   double pieces = 0;
-  // Those of the article when the order is booked; from book_order.
+  // Of the article, as the operator has seen them.
   std::string text;
   double price = 0;
 };
@@ -35,10 +36,10 @@ double amount_of(const OrderLine& line);
 // Writes the order and its lines under a new number, takes the stock and adds the total to the
 // customer's balance. Refused if an article lacks stock or is not sold any more, and beyond the
 // customer's credit.
-Outcome book_order(Order& order);
+bool book_order(Order& order);
 
 // Gives the stock back and takes the total off the balance. Refused for an order with payments.
-Outcome cancel_order(int number);
+bool cancel_order(int number);
 
 struct Payment {
   int number = 0;  // from book_payment
@@ -49,6 +50,10 @@ struct Payment {
 };
 
 // Refused if more is paid than is open.
-Outcome book_payment(Payment& payment);
+bool book_payment(Payment& payment);
+
+// Takes the next number of a range ("ORDER") as a part of the set of changes that is being prepared,
+// so that no number is used twice and none is lost. Returns "", or why there is none.
+std::string take_number(const char* range, int& number);
 
 }  // namespace shop

@@ -1,18 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include <marigold/forms.h>
-
 #include <string>
 
-#include "browser.h"
-#include "edit.h"
-#include "files.h"
+#include "booking.h"
 #include "screens.h"
-#include "texts.h"
+#include "shop.h"
 
 namespace shop {
 
-using namespace marigold;
 using enum FormFieldKind;
 
 namespace {
@@ -32,6 +27,12 @@ const char* check_email(Form& form, const FormField& field) {
                     address.find('.', at) != std::string::npos &&
                     address.find(' ') == std::string::npos;
   return good ? nullptr : "CHECK_EMAIL";
+}
+
+// Years from 70 on are those of the last century.
+int order_of_day(int date) {
+  const int sorted = date_to_sort_layout(date);
+  return sorted < 700000 ? sorted + 1000000 : sorted;
 }
 
 const char* check_since(Form& form, const FormField& field) {
@@ -71,22 +72,20 @@ const FormField kFields[] = {
      .mask = "-#####0,00", .compute = compute_left}};
 // clang-format on
 
-Form customer_form(const char* title) {
-  Form form = mask(title, {3, 8, 19, 64, false}, kFields, "_CUSTOMER_");
-  form.file = &customers();
-  return form;
-}
+constexpr WindowPlace kPlace = {3, 8, 19, 64, false};
 
 bool add_customer() {
   data_clear_record(customers());
   data_put_long(customers(), "SINCE", date_today());
-  Form form = customer_form("CUSTOMER_NEW");
-  return add_record(form, [] {
-    int number = 0;
-    Outcome outcome = take_number("CUSTOMER", number);
+  Form form = mask("CUSTOMER_NEW", kPlace, kFields, "_CUSTOMER_", &customers());
+  int number = 0;
+  const bool added = form_add_record(form, [&number] {
+    std::string refused = take_number("CUSTOMER", number);
     data_put_long(customers(), "NUMBER", number);
-    return outcome;
+    return refused;
   });
+  if (added) tell("CUSTOMER_ADDED", {std::to_string(number)});
+  return added;
 }
 
 bool has_orders(int number) {
@@ -99,54 +98,52 @@ bool has_orders(int number) {
 // An order locks its customer, so none can be booked between the look for orders and the deletion.
 void delete_customer() {
   const int number = data_get_long(customers(), "NUMBER");
-  if (number == 0) return;
-  if (!confirm("ASK_DELETE", {data_get_text(customers(), "NAME")})) return;
-  const Outcome outcome = carry_out([number]() -> Outcome {
+  if (number == 0 || !confirm("ASK_DELETE", {data_get_text(customers(), "NAME")})) return;
+  form_change_records([number] {
     data_put_long(customers(), "NUMBER", number);
-    if (Outcome locked = lock_record(customers()); !locked.done()) return locked;
-    if (has_orders(number)) return {.refused = "REFUSED_HAS_ORDERS"};
+    if (data_read(customers(), kPrimary, true, LockWait::kAsk) != kDataDone)
+      return text("FORM.GONE");
+    if (has_orders(number)) return text("REFUSED_HAS_ORDERS");
     changes_delete(customers());
-    return {};
+    return std::string();
   });
-  if (!outcome.done()) tell_refused(outcome);
 }
 
-constexpr BrowserOrder kOrders[] = {{kCustomerByName, "CUSTOMERS_BY_NAME"},
-                                    {kPrimary, "CUSTOMERS_BY_NUMBER"},
-                                    {kCustomerByTown, "CUSTOMERS_BY_TOWN"}};
+constexpr RecordOrder kOrders[] = {{kCustomerByName, "CUSTOMERS_BY_NAME"},
+                                   {kPrimary, "CUSTOMERS_BY_NUMBER"},
+                                   {kCustomerByTown, "CUSTOMERS_BY_TOWN"}};
 constexpr RecordColumn kColumns[] = {{.title = "NUMBER", .field = "NUMBER"},
                                      {.title = "NAME", .field = "NAME"},
                                      {.title = "TOWN", .field = "TOWN", .width = 20},
                                      {.title = "BALANCE", .field = "BALANCE"}};
 
-BrowserLayout customer_list(const char* keys) {
+RecordListLayout customer_list(const char* keys) {
   return {.file = &customers(),
           .orders = kOrders,
+          .row = 3,
+          .rows = 15,
           .columns = kColumns,
-          .keys = keys,
-          .help_key = "_CUSTOMERS_"};
+          .help_key = "_CUSTOMERS_",
+          .keys = keys};
 }
 
 }  // namespace
 
 void maintain_customers() {
-  StatusRow status("CUSTOMERS", &customers());
-  Browser browser(customer_list("CUSTOMERS_KEYS"));
-  for (int code = browser.run(); !leaves(code); code = browser.run()) {
-    Form form = customer_form("CUSTOMER");
-    if (code == kKeyEnter && edit_record(form)) browser.go_to_record();
-    if (code == kKeyF2 && add_customer()) {
-      tell("CUSTOMER_ADDED", {std::to_string(data_get_long(customers(), "NUMBER"))});
-      browser.go_to_record();
-    }
+  StatusRow status("CUSTOMERS", customers());
+  RecordList list(customer_list("CUSTOMERS_KEYS"));
+  for (int code = list.run(); code != kKeyEscape; code = list.run()) {
+    Form form = mask("CUSTOMER", kPlace, kFields, "_CUSTOMER_", &customers());
+    if (code == kKeyEnter && form_edit_record(form)) list.go_to_record();
+    if (code == kKeyF2 && add_customer()) list.go_to_record();
     if (code == kKeyDelete) delete_customer();
     status.show();
   }
 }
 
 bool choose_customer(int& number) {
-  Browser browser(customer_list("CHOOSE_KEYS"));
-  if (!browser.choose()) return false;
+  RecordList list(customer_list("CHOOSE_KEYS"));
+  if (!list.choose()) return false;
   number = data_get_long(customers(), "NUMBER");
   return true;
 }

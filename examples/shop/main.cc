@@ -7,44 +7,42 @@
 // Exit status 0; 1 with a sentence on standard error if the shop cannot begin or its keyboard has
 // gone; a system error of the runtime ends it by abort.
 #include <marigold/application.h>
-#include <marigold/menus.h>
 
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <initializer_list>
+#include <iterator>
 #include <string>
+#include <system_error>
 
-#include "browser.h"
-#include "files.h"
 #include "screens.h"
-#include "start.h"
-#include "texts.h"
+#include "shop.h"
 
+namespace shop {
 namespace {
 
-using namespace marigold;
-using namespace shop;
+// ---- The menu
 
-enum Choice : int {
-  kCustomers = 1,
-  kArticles,
-  kOrders,
-  kNewOrder,
-  kPayment,
-  kTurnover,
-  kOpenAmounts,
-  kEnd
+// The work of the entries, by their numbers from 1; the number after the last one ends the shop.
+constexpr void (*kWork[])() = {
+    maintain_customers,       maintain_articles, maintain_orders,    enter_order,
+    [] { enter_payment(0); }, print_turnover,    print_open_amounts,
 };
+constexpr int kEnd = std::size(kWork) + 1;
 
 constexpr MenuEntry kListEntries[] = {
-    {.text = "MENU_TURNOVER", .number = kTurnover, .help_key = "_TURNOVER_"},
-    {.text = "MENU_OPEN_AMOUNTS", .number = kOpenAmounts, .help_key = "_OPEN_"}};
+    {.text = "MENU_TURNOVER", .number = 6, .help_key = "_TURNOVER_"},
+    {.text = "MENU_OPEN_AMOUNTS", .number = 7, .help_key = "_OPEN_"}};
 constexpr Menu kLists{.entries = kListEntries};
 
 constexpr MenuEntry kEntries[] = {
-    {.text = "MENU_CUSTOMERS", .number = kCustomers, .key = kKeyF2, .help_key = "_CUSTOMERS_"},
-    {.text = "MENU_ARTICLES", .number = kArticles, .key = kKeyF3, .help_key = "_ARTICLES_"},
-    {.text = "MENU_ORDERS", .number = kOrders, .key = kKeyF1 + 3, .help_key = "_ORDERS_"},
+    {.text = "MENU_CUSTOMERS", .number = 1, .key = kKeyF2, .help_key = "_CUSTOMERS_"},
+    {.text = "MENU_ARTICLES", .number = 2, .key = kKeyF3, .help_key = "_ARTICLES_"},
+    {.text = "MENU_ORDERS", .number = 3, .key = kKeyF4, .help_key = "_ORDERS_"},
     {},
-    {.text = "MENU_NEW_ORDER", .number = kNewOrder, .key = kKeyF5, .help_key = "_ORDER_"},
-    {.text = "MENU_PAYMENT", .number = kPayment, .key = kKeyF6, .help_key = "_PAYMENT_"},
+    {.text = "MENU_NEW_ORDER", .number = 4, .key = kKeyF5, .help_key = "_ORDER_"},
+    {.text = "MENU_PAYMENT", .number = 5, .key = kKeyF6, .help_key = "_PAYMENT_"},
     {},
     {.text = "MENU_LISTS", .submenu = &kLists},
     {},
@@ -52,61 +50,96 @@ constexpr MenuEntry kEntries[] = {
 constexpr Menu kMenu{
     .title = "MENU", .row = 5, .column = 18, .entries = kEntries, .help_key = "_MENU_"};
 
-void serve(int choice) {
-  switch (choice) {
-    case kCustomers:
-      return maintain_customers();
-    case kArticles:
-      return maintain_articles();
-    case kOrders:
-      return maintain_orders();
-    case kNewOrder:
-      return enter_order();
-    case kPayment:
-      return enter_payment(0);
-    case kTurnover:
-      return print_turnover();
-    case kOpenAmounts:
-      return print_open_amounts();
-    default:
-      return;
-  }
-}
-
 void run_menu() {
   int header = 0;
   create_header_w(header, text("TITLE").c_str(), 1);
-  const StatusRow status("MENU_STATUS", &orders());
+  const StatusRow status("MENU_STATUS", orders());
   for (int choice = menu_run(kMenu); choice != kEnd; choice = menu_run(kMenu, choice)) {
     if (choice == 0 && (key_is_lost() || confirm("ASK_END"))) break;
-    serve(choice);
+    if (choice != 0) kWork[choice - 1]();
   }
   p_destroy_kopfzeile(header);
 }
 
-// Returns why the shop cannot go on, or "" after a normal end.
-std::string run_shop() {
-  if (std::string fault = wrong_version(); !fault.empty()) return fault;
-  if (!open_files()) return text("START_FILE_IN_USE");
+// ---- What must be right before the shop begins. Each fault is a sentence that says what to do.
+
+constexpr int kDataClass = 1;     // PATH in the definitions
+constexpr int kCriticalPath = 1;  // PATH 1 in PATHVER.DES
+
+std::string setting(const char* name, const char* when_empty) {
+  const char* value = std::getenv(name);
+  return value != nullptr && *value != '\0' ? value : when_empty;
+}
+
+bool are_there(const std::string& directory, std::initializer_list<const char*> names) {
+  return std::ranges::all_of(names, [&directory](const char* name) {
+    std::error_code ignored;
+    return std::filesystem::exists(std::filesystem::path(directory) / name, ignored);
+  });
+}
+
+bool has_texts() {
+  const int handle = txt_open(nullptr, "textdb");
+  const bool found = txt_fetch(handle, "SHOP.TITLE") != nullptr;
+  txt_close(handle);
+  return found;
+}
+
+// Looks for everything that the shop needs beside it, before the terminal is touched.
+std::string missing_surroundings() {
+  if (!has_texts())
+    return "shop: No text database with the texts of the shop was found for " +
+           setting("LANGUAGE_IDENTIFIER", "english_us.8859") +
+           ". Start the shop in its folder, or set LANGUAGE_SEARCHPATH.";
+  const std::string definitions = setting("DEFINITION_DIRECTORY", "./definitions");
+  if (!are_there(definitions, {"FILESHOP.DES"}))
+    return "shop: " + definitions +
+           " has no FILESHOP.DES. Start the shop in its folder, or set DEFINITION_DIRECTORY.";
+  const std::string lists = setting("PRINT_DIRECTORY", "./print");
+  if (!are_there(lists, {"DEFAULT.DAT", "LISTEN.dat", "LISTEN.idx", "BLOECKE.dat", "BLOECKE.idx"}))
+    return "shop: The lists are missing in " + lists +
+           ". Compile them (marigold lists compile lists/*.list -o " + lists +
+           ") and put DEFAULT.DAT beside them, or set PRINT_DIRECTORY.";
+  return "";
+}
+
+// In multi-user operation the directory stays locked against conversions until the end.
+std::string open_files() {
+  const std::string directory = data_directory(kDataClass);
+  critical_path_set(kCriticalPath, directory);
+  if (!critical_path_check_shared()) {
+    const bool is_new = critical_path_state(kCriticalPath) == CriticalPathState::kNew;
+    return text(is_new ? "START_NEW" : "START_CONVERT", {directory});
+  }
+  for (DataFile* file : {&customers(), &articles(), &orders(), &lines(), &payments(), &numbers()}) {
+    if (data_check_version(*file) != kDataDone) return text("START_CONVERT", {directory});
+    if (data_open(*file, LockWait::kAsk) == kDataLocked) return text("START_FILE_IN_USE");
+  }
+  return "";
+}
+
+// Returns why the shop cannot begin or go on, or "" after a normal end.
+std::string run() {
+  runtime_explain_faults("FAULT_DEFINITIONS");
+  definition_set_load("SHOP");
+  runtime_explain_faults("FAULT_FILES");
+  if (std::string fault = open_files(); !fault.empty()) return fault;
   run_menu();
   return key_is_lost() ? text("INPUT_ENDED") : "";
 }
 
 }  // namespace
+}  // namespace shop
 
 int main() {
-  if (const std::string fault = missing_surroundings(); !fault.empty()) {
-    tell_below_the_screen(fault);
-    return 1;
+  std::string fault = shop::missing_surroundings();
+  if (fault.empty()) {
+    marigold::runtime_start("shop");
+    marigold::textdb_setup("SHOP");
+    fault = shop::run();
+    marigold::runtime_end();
   }
-  runtime_start("shop");
-  textdb_setup("SHOP");
-  explain_faults("FAULT_DEFINITIONS");
-  definition_set_load("SHOP");
-  explain_faults("FAULT_FILES");
-  const std::string fault = run_shop();
-  runtime_end();
   if (fault.empty()) return 0;
-  tell_below_the_screen(fault);
+  marigold::runtime_tell(fault);
   return 1;
 }

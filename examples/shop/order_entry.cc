@@ -1,21 +1,18 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The mask of a new order: its head, and as many pages of lines as it needs.
-#include <marigold/forms.h>
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "booking.h"
-#include "browser.h"
-#include "files.h"
 #include "screens.h"
-#include "texts.h"
+#include "shop.h"
 
 namespace shop {
 
-using namespace marigold;
 using enum FormFieldKind;
 
 namespace {
@@ -23,6 +20,14 @@ namespace {
 constexpr int kRows = 10;   // lines on a page
 constexpr int kPages = 20;  // 200 lines have positions of three digits
 constexpr int kFirstRow = 7;
+constexpr int kFirstCode = 10;  // index of the field: the first one below the head
+
+// An article as the operator has seen it. The price seen is the price booked, also when somebody
+// changes the article before the order is complete.
+struct SeenArticle {
+  std::string text;
+  double price = 0;
+};
 
 // Names of the fields of a row for the functions of the form.
 std::string name_in_row(const char* name, int row) {
@@ -53,12 +58,22 @@ class OrderMask {
   }
 
  private:
-  // The line of the order in a row of the mask.
-  OrderLine& line(int row) {
-    return order_.lines[static_cast<std::size_t>(page_) * kRows + static_cast<std::size_t>(row)];
+  // Index of the line in a row of the mask.
+  [[nodiscard]] std::size_t index(int row) const {
+    return static_cast<std::size_t>(page_ * kRows + row);
   }
 
   static OrderMask& of(Form& form) { return *static_cast<OrderMask*>(form.context); }
+
+  // Returns null for a code that no article has.
+  const SeenArticle* article(const std::string& code) {
+    const auto seen = seen_.find(code);
+    if (seen != seen_.end()) return &seen->second;
+    if (code.empty() || !find_article(code)) return nullptr;
+    SeenArticle& found = seen_[code];
+    found = {data_get_text(articles(), "TEXT"), data_get_double(articles(), "PRICE")};
+    return &found;
+  }
 
   // ---- What the form calls
 
@@ -108,27 +123,23 @@ class OrderMask {
     return !has_code && has_pieces ? "CHECK_NO_ARTICLE" : nullptr;
   }
 
-  // The article of the row is in the file's buffer if there is one.
-  static bool has_article(Form& form, int row) {
-    const std::string code = form_text(form, name_in_row("CODE", row));
-    return !code.empty() && find_article(code);
+  static const SeenArticle* article_in_row(Form& form, int row) {
+    return of(form).article(form_text(form, name_in_row("CODE", row)));
   }
 
   static double amount_in_row(Form& form, int row) {
-    if (!has_article(form, row)) return 0;
-    const double pieces = form_number(form, name_in_row("PIECES", row));
-    return money(pieces * data_get_double(articles(), "PRICE"));
+    const SeenArticle* seen = article_in_row(form, row);
+    return seen == nullptr ? 0 : money(form_number(form, name_in_row("PIECES", row)) * seen->price);
   }
 
   // Texts, so that rows without an article stay empty.
   static void compute_text(Form& form, const FormField& field) {
-    const bool found = has_article(form, row_of(field));
-    form_put_text(form, field.name, found ? data_get_text(articles(), "TEXT") : "");
+    const SeenArticle* seen = article_in_row(form, row_of(field));
+    form_put_text(form, field.name, seen == nullptr ? "" : seen->text);
   }
   static void compute_price(Form& form, const FormField& field) {
-    const double price =
-        has_article(form, row_of(field)) ? data_get_double(articles(), "PRICE") : 0;
-    form_put_text(form, field.name, price == 0 ? "" : edit_number("####0,00", price));
+    const SeenArticle* seen = article_in_row(form, row_of(field));
+    form_put_text(form, field.name, seen == nullptr ? "" : edit_number("####0,00", seen->price));
   }
   static void compute_amount(Form& form, const FormField& field) {
     const double amount = amount_in_row(form, row_of(field));
@@ -177,13 +188,14 @@ class OrderMask {
     std::array<std::string, 5>& names = names_[static_cast<std::size_t>(row)];
     names = {name_in_row("CODE", row), name_in_row("TEXT", row), name_in_row("PIECES", row),
              name_in_row("PRICE", row), name_in_row("AMOUNT", row)};
+    OrderLine& line = order_.lines[index(row)];
     const int at = kFirstRow + row;
     fields.insert(fields.end(), {
-        {.row = at, .column = 2, .width = 8, .variable = &line(row).code, .name = names[0].c_str(),
+        {.row = at, .column = 2, .width = 8, .variable = &line.code, .name = names[0].c_str(),
          .help_key = "_ORDER_CODE_", .check = check_code, .changed = article_changed,
          .choose = ask_article},
         {.row = at, .column = 12, .width = 36, .name = names[1].c_str(), .compute = compute_text},
-        {.row = at, .column = 51, .kind = kNumber, .variable = &line(row).pieces,
+        {.row = at, .column = 51, .kind = kNumber, .variable = &line.pieces,
          .name = names[2].c_str(),
          .mask = "#####", .least = 0, .help_key = "_PIECES_", .check = check_pieces},
         {.row = at, .column = 58, .width = 8, .name = names[3].c_str(), .compute = compute_price},
@@ -199,23 +211,25 @@ class OrderMask {
     for (int row = 0; row < kRows; ++row)
       add_row(fields, row);
     const std::string title = text("ORDER_NEW", {std::to_string(page_ + 1)});
-    Form form{.title = title.c_str(),
-              .row = 3,
-              .column = 1,
-              .height = 21,
-              .width = kScreenColumns,
-              .fields = fields,
-              .context = this,
-              .key = serve_key,
-              .accept_key = kKeyF2,
-              .status = "ORDER_KEYS",
-              .help_key = "_ORDER_"};
-    return form_run(form);
+    Form form = mask(title.c_str(), {3, 1, 21, kScreenColumns, false}, fields, "_ORDER_");
+    form.context = this;
+    form.key = serve_key;
+    form.accept_key = kKeyF2;
+    form.status = "ORDER_KEYS";
+    form.start = start_;
+    const int code = form_run(form);
+    start_ = form.left_at;
+    for (OrderLine& line : order_.lines) {
+      const SeenArticle* seen = article(line.code);
+      if (seen == nullptr) continue;
+      line.text = seen->text;
+      line.price = seen->price;
+    }
+    return code;
   }
 
   [[nodiscard]] bool is_empty() const {
-    return std::ranges::all_of(order_.lines,
-                               [](const OrderLine& entered) { return entered.code.empty(); });
+    return std::ranges::all_of(order_.lines, &std::string::empty, &OrderLine::code);
   }
 
   // The form has asked about what was typed on its page since it was shown. The order has lines of
@@ -226,20 +240,15 @@ class OrderMask {
 
   void turn_to(int page) {
     page_ = page;
-    const std::size_t needed = (static_cast<std::size_t>(page) + 1) * kRows;
-    if (order_.lines.size() < needed) order_.lines.resize(needed);
+    start_ = kFirstCode;
+    order_.lines.resize(std::max(order_.lines.size(), index(kRows)));
   }
 
   double total_of_other_pages() const {
-    double sum = 0;
-    for (std::size_t i = 0; i < order_.lines.size(); ++i) {
-      const OrderLine& entered = order_.lines[i];
-      if (i / kRows == static_cast<std::size_t>(page_) || entered.code.empty() ||
-          !find_article(entered.code))
-        continue;
-      sum += money(entered.pieces * data_get_double(articles(), "PRICE"));
-    }
-    return sum;
+    double sum = order_.total();
+    for (int row = 0; row < kRows; ++row)
+      sum -= amount_of(order_.lines[index(row)]);
+    return money(sum);
   }
 
   // Returns whether the order is booked. Otherwise it stays in the mask as it is.
@@ -248,16 +257,15 @@ class OrderMask {
       tell("ORDER_EMPTY");
       return false;
     }
-    const Outcome outcome = book_order(order_);
-    if (outcome.done())
-      tell("ORDER_BOOKED", {std::to_string(order_.number), money_text(order_.total())});
-    else
-      tell_refused(outcome);
-    return outcome.done();
+    if (!book_order(order_)) return false;
+    tell("ORDER_BOOKED", {std::to_string(order_.number), money_text(order_.total())});
+    return true;
   }
 
   Order order_;
   int page_ = 0;
+  int start_ = 0;                            // the field in which the operator begins
+  std::map<std::string, SeenArticle> seen_;  // by codes
   std::array<std::array<std::string, 5>, kRows> names_;
 };
 

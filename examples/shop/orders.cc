@@ -3,15 +3,10 @@
 #include <string>
 
 #include "booking.h"
-#include "browser.h"
-#include "files.h"
 #include "screens.h"
-#include "texts.h"
+#include "shop.h"
 
 namespace shop {
-
-using namespace marigold;
-
 namespace {
 
 std::string name_column(const DataFile& file, void* /*context*/) {
@@ -30,8 +25,8 @@ std::string amount_column(const DataFile& file, void* /*context*/) {
   return edit_number("######0,00", money(amount));
 }
 
-constexpr BrowserOrder kOrders[] = {{kPrimary, "ORDERS_BY_NUMBER"},
-                                    {kOrderByCustomer, "ORDERS_BY_CUSTOMER"}};
+constexpr RecordOrder kOrders[] = {{kPrimary, "ORDERS_BY_NUMBER"},
+                                   {kOrderByCustomer, "ORDERS_BY_CUSTOMER"}};
 constexpr RecordColumn kColumns[] = {{.title = "NUMBER", .field = "NUMBER"},
                                      {.title = "PLACED", .field = "PLACED"},
                                      {.title = "CUST_NO", .field = "CUSTOMER"},
@@ -55,73 +50,57 @@ void look_at_lines() {
                       data_get_text(orders(), "REMARK")});
   data_clear_record(lines());
   data_put_long(lines(), "NUMBER", number);
-  const BrowserOrder by_position[] = {{kPrimary, title.c_str()}};
-  Browser browser({.file = &lines(),
-                   .orders = by_position,
-                   .columns = kLineColumns,
-                   .keys = "LINES_KEYS",
-                   .help_key = "_LINES_",
+  RecordList list({.file = &lines(),
                    .fixed_parts = 1,
+                   .title = title.c_str(),
                    .row = 6,
-                   .rows = 12});
-  while (!leaves(browser.run())) {
+                   .rows = 12,
+                   .columns = kLineColumns,
+                   .help_key = "_LINES_",
+                   .keys = "LINES_KEYS"});
+  while (list.run() != kKeyEscape) {
   }
 }
 
-void cancel() {
-  const int number = data_get_long(orders(), "NUMBER");
+RecordListLayout order_list(const char* keys) {
+  return {.file = &orders(),
+          .orders = kOrders,
+          .row = 3,
+          .rows = 15,
+          .columns = kColumns,
+          .help_key = "_ORDERS_",
+          .keys = keys};
+}
+
+void cancel(int number) {
   if (!confirm("ASK_CANCEL", {std::to_string(number)})) return;
-  const Outcome outcome = cancel_order(number);
-  if (!outcome.done())
-    tell_refused(outcome);
-  else
-    tell("ORDER_CANCELLED", {std::to_string(number)});
+  if (cancel_order(number)) tell("ORDER_CANCELLED", {std::to_string(number)});
 }
 
-void serve(int code) {
-  const int number = data_get_long(orders(), "NUMBER");
-  switch (code) {
-    case kKeyEnter:
-      return look_at_lines();
-    case kKeyF5:
-      return print_order(number, OrderPaper::kInvoice);
-    case kKeyF6:
-      return print_order(number, OrderPaper::kDeliveryNote);
-    case kKeyF7:
-      return enter_payment(number);
-    case kKeyF8:
-      return cancel();
-    default:
-      return;
-  }
+void serve(int code, int number) {
+  if (code == kKeyEnter) look_at_lines();
+  if (code == kKeyF5) print_order(number, OrderPaper::kInvoice);
+  if (code == kKeyF6) print_order(number, OrderPaper::kDeliveryNote);
+  if (code == kKeyF7) enter_payment(number);
+  if (code == kKeyF8) cancel(number);
 }
 
 }  // namespace
 
 void maintain_orders() {
-  StatusRow status("ORDERS", &orders());
-  Browser browser({.file = &orders(),
-                   .orders = kOrders,
-                   .columns = kColumns,
-                   .keys = "ORDERS_KEYS",
-                   .help_key = "_ORDERS_"});
-  for (int code = browser.run(); !leaves(code); code = browser.run()) {
-    const bool is_order = data_get_long(orders(), "NUMBER") != 0;
-    if (code == kKeyF2)
-      enter_order();
-    else if (is_order)
-      serve(code);
+  StatusRow status("ORDERS", orders());
+  RecordList list(order_list("ORDERS_KEYS"));
+  for (int code = list.run(); code != kKeyEscape; code = list.run()) {
+    const int number = data_get_long(orders(), "NUMBER");
+    if (code == kKeyF2) enter_order();
+    if (number != 0) serve(code, number);
     status.show();
   }
 }
 
 bool choose_order(int& number) {
-  Browser browser({.file = &orders(),
-                   .orders = kOrders,
-                   .columns = kColumns,
-                   .keys = "CHOOSE_KEYS",
-                   .help_key = "_ORDERS_"});
-  if (!browser.choose()) return false;
+  RecordList list(order_list("CHOOSE_KEYS"));
+  if (!list.choose()) return false;
   number = data_get_long(orders(), "NUMBER");
   return true;
 }

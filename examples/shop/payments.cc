@@ -1,19 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include <marigold/forms.h>
-
 #include <string>
 
 #include "booking.h"
-#include "browser.h"
-#include "edit.h"
-#include "files.h"
 #include "screens.h"
-#include "texts.h"
+#include "shop.h"
 
 namespace shop {
 
-using namespace marigold;
 using enum FormFieldKind;
 
 namespace {
@@ -87,11 +81,9 @@ void enter_payment(int order) {
        .name = "KIND", .required = true, .choices = kKinds}};
   // clang-format on
   Form form = mask("PAYMENT", {7, 10, 11, 60, false}, fields, "_PAYMENT_");
-  while (form_run(form) == kKeyEnter) {
-    const Outcome outcome = book_payment(payment);
-    if (outcome.done())
+  for (; form_run(form) == kKeyEnter; form.start = form.left_at) {
+    if (book_payment(payment))
       return tell("PAYMENT_BOOKED", {std::to_string(payment.number), money_text(payment.amount)});
-    tell_refused(outcome);
   }
 }
 

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include <marigold/forms.h>
 #include <marigold/lists.h>
 #include <marigold/pdf.h>
 #include <marigold/progress.h>
@@ -9,15 +8,10 @@
 #include <cstdlib>
 
 #include "booking.h"
-#include "edit.h"
-#include "files.h"
 #include "screens.h"
-#include "texts.h"
+#include "shop.h"
 
 namespace shop {
-
-using namespace marigold;
-
 namespace {
 
 enum class Destination { kNone, kScreen, kPrinter, kFile };
@@ -137,7 +131,7 @@ bool print_papers(int number) {
   const DataRecord customer(customers());
   const DataRecord line(lines());
   list_set("NUMBER", number);
-  list_set("PLACED", day_text(data_get_long(orders(), "PLACED")));
+  list_set("PLACED", date_text(data_get_long(orders(), "PLACED")).view());
   const std::string remark = data_get_text(orders(), "REMARK");
   if (!remark.empty()) list_set("REMARK", remark);
   if (data_get_text(orders(), "STATE") == "C") list_set("CANCELLED", 1);

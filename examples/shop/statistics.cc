@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 
-#include <marigold/forms.h>
 #include <marigold/lists.h>
 #include <marigold/progress.h>
 
@@ -8,14 +7,11 @@
 #include <string>
 
 #include "booking.h"
-#include "edit.h"
-#include "files.h"
 #include "screens.h"
-#include "texts.h"
+#include "shop.h"
 
 namespace shop {
 
-using namespace marigold;
 using enum FormFieldKind;
 
 namespace {
@@ -69,7 +65,7 @@ void print_month(const std::string& name, const Month& month, const char* block)
 }
 
 bool print_year(const Year& year, int number) {
-  list_set("YEAR", day_text(number).substr(6));
+  list_set("YEAR", edit_number("00", number));
   list_print("HEAD");
   Month sum;
   for (std::size_t i = 0; i < year.size(); ++i) {
@@ -106,8 +102,8 @@ void print_turnover() {
   const int number = static_cast<int>(wanted);
   Year year{};
   if (!add_up(year, number)) return tell("INTERRUPTED");
-  print("LIST_TURNOVER", text("FILE_TURNOVER", {day_text(10100 + number).substr(6)}),
-        [&year, number] { return print_year(year, 10100 + number); });
+  print("LIST_TURNOVER", text("FILE_TURNOVER", {edit_number("00", wanted)}),
+        [&year, number] { return print_year(year, number); });
 }
 
 }  // namespace shop

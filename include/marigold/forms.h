@@ -153,6 +153,8 @@ struct Form {
   // entered; and, from form_run, of the field that the user has left last.
   int start = 0;
   int left_at = 0;
+  // The form begins with what the user has typed before, so Escape asks in any case.
+  bool unsaved = false;
 };
 
 // ---- Running a form

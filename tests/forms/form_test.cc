@@ -420,12 +420,14 @@ TEST_F(FormTest, ANewRecordReplacesNone) {
     data_put_long(file, "SNR", next++);
     return std::string(next == 1 ? "No number is left." : "");
   };
-  recording().type("new" + kPageDown + "?" + kPageDown + "?" + kEnd + "er" + kPageDown);
+  recording().type("new" + kPageDown + "?" + kPageDown + "?" + kEscape + kEnter + kEnd + "er" +
+                   kPageDown);
   data_put_long(file, "SINCE", 141126);
   EXPECT_TRUE(form_add_record(form, take_number));
   EXPECT_TRUE(recording().keys.empty());
   EXPECT_TRUE(was_shown("No number is left."));
   EXPECT_TRUE(was_shown("There is a record with this key already."));
+  EXPECT_TRUE(was_shown("Your changes would be lost."));
   EXPECT_EQ(values(), "2|newer|0|   2,500|t|141126|930|yes|");
   EXPECT_EQ(read(file, 1), kDataDone);
   EXPECT_EQ(data_get_text(file, "NAME"), "one");

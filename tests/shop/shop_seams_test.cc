@@ -235,7 +235,7 @@ TEST(ShopSeamsTest, AFullDiskLeavesANewCustomerInTheMask) {
   anna.type("\tAm Hof 3\t1010\tWien");
   limit_files(anna, 0);
   ASSERT_NO_FATAL_FAILURE(store_in_vain(anna, kPressPageDown, "New customer"));
-  ASSERT_TRUE(anna.type_and_see(kPressEscape, "Drop what you have entered?"));
+  ASSERT_TRUE(anna.type_and_see(kPressEscape, "Your changes would be lost."));
   ASSERT_TRUE(anna.type_and_see("n" + kPressEnter, "New customer"));
   EXPECT_TRUE(anna.sees("Am Hof 3"));
   limit_files(anna, RLIM_INFINITY);
@@ -243,6 +243,7 @@ TEST(ShopSeamsTest, AFullDiskLeavesANewCustomerInTheMask) {
 }
 
 // The count was right when it was made, and is wrong after a sale.
+// Nobody sells what is being counted, also while the disk refuses the count.
 TEST(ShopSeamsTest, ACountThatTheDiskRefusedOverwritesNoSale) {
   const ShopFolder folder;
   ShopOperator josef("josef");
@@ -251,11 +252,12 @@ TEST(ShopSeamsTest, ACountThatTheDiskRefusedOverwritesNoSale) {
   go_to(anna, {"counting", {{press_f(3), "Articles by code"}, {press_f(6), "Count the stock"}}});
   limit_files(anna, 0);
   ASSERT_NO_FATAL_FAILURE(store_in_vain(anna, "1201" + kPressPageDown, "Count the stock"));
-  ASSERT_TRUE(josef.type_and_see(press_f(2), "is booked."));
+  ASSERT_TRUE(josef.type_and_see(press_f(2), "ARTICLE record lock active"));
   limit_files(anna, RLIM_INFINITY);
-  ASSERT_TRUE(anna.type_and_see(kPressPageDown, "somebody else has changed"));
+  ASSERT_TRUE(anna.type_and_see(kPressPageDown, "Enter change"));
+  ASSERT_TRUE(josef.type_and_see(kPressEnter, "is booked."));
   const ShopBooks books;
-  EXPECT_EQ(ShopBooks::stock("BK-0815"), 1180);
+  EXPECT_EQ(ShopBooks::stock("BK-0815"), 1181);
 }
 
 // ---- What lies beside the shop
@@ -282,8 +284,7 @@ TEST(ShopSeamsTest, SaysWhatToDoAboutFilesAndDefinitions) {
       {"truncate -s 0 data/1/ORDERS.idx", "Damage is found by"},
       {"head -c 70000 /dev/urandom >data/1/NUMBERS.dat", "Damage is found by"},
       {"sed -i 's/LEN 96/LEN 100/' definitions/FILESHOP.DES", "do the definitions fit them?", true},
-      {"sed -i 's/VERSION 2/VERSION 3/' definitions/FILESHOP.DES", "do the definitions fit them?",
-       true},
+      {"sed -i 's/VERSION 2/VERSION 3/' definitions/FILESHOP.DES", kConvert, false, false},
       {"sed -i 's/TYPE ISAM/TIPE ISAM/' definitions/FILESHOP.DES", "data scan SHOP"},
       {"sed -i 's/KEY 3 SEGMENT 2 IS NAME/KEY 3 SEGMENT 2 IS PHONE/' definitions/FILESHOP.DES",
        "do the definitions fit them?", true},

@@ -125,6 +125,37 @@ TEST(ShopTest, TwoOperatorsMeetAtAnArticle) {
   ShopBooks::expect_whole();
 }
 
+TEST(ShopTest, ThePriceThatWasSeenIsThePriceThatIsBooked) {
+  const ShopFolder folder;
+  ShopOperator anna("anna");
+  ShopOperator josef("josef");
+  ASSERT_TRUE(anna.sees("What would you like"));
+  ASSERT_TRUE(josef.sees("What would you like"));
+  ASSERT_TRUE(anna.type_and_see(press_f(5), "New order"));
+  ASSERT_TRUE(anna.type_and_see("102" + kTabs3 + "bk-0815\t10\t", "8,50"));
+  ASSERT_TRUE(josef.type_and_see(press_f(3), "Articles by code"));
+  ASSERT_TRUE(josef.type_and_see(kPressEnter, "PgDn store"));
+  ASSERT_TRUE(josef.type_and_see(kTabs3 + "9,99" + kPressPageDown, "Enter change"));
+  ASSERT_TRUE(josef.sees_in_row(6, "9,99"));
+  // The same article once more, on the next page and back.
+  ASSERT_TRUE(anna.type_and_see("bk-0815\t2" + press_f(8), "New order, page 2"));
+  ASSERT_TRUE(anna.type_and_see("fu-0200\t1\t" + press_f(7), "New order, page 1"));
+  EXPECT_EQ(anna.row(11),
+            "| BK-0815   Bleistift HB                               2      0,85       1,70  |");
+  ASSERT_TRUE(anna.type_and_see(press_f(2), "Order 1021 over EUR"));
+  const ShopBooks books;
+  DataFile& lines = data_file("ORDLINE");
+  for (const auto& [position, code, price] :
+       {std::tuple{1, "BK-0815", 0.85}, {2, "BK-0815", 0.85}, {3, "FU-0200", 39.5}}) {
+    data_put_long(lines, "NUMBER", 1021);
+    data_put_long(lines, "POSITION", position);
+    ASSERT_EQ(data_read(lines, 1, false, LockWait::kWait), kDataDone);
+    EXPECT_EQ(data_get_text(lines, "CODE"), code);
+    EXPECT_EQ(data_get_double(lines, "PRICE"), price);
+  }
+  ShopBooks::expect_whole();
+}
+
 TEST(ShopTest, PaymentsAndCancellationsKeepTheBooks) {
   const ShopFolder folder;
   ShopOperator anna("anna");

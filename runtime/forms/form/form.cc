@@ -273,7 +273,8 @@ class FormRun {
   }
 
   std::optional<int> leave(int code) {
-    const bool changed = items_.changed() || (current_ >= 0 && line_.text != begun_);
+    const bool changed =
+        form_.unsaved || items_.changed() || (current_ >= 0 && line_.text != begun_);
     if (changed && !key_is_lost()) {
       const std::string question = form_message(kFormChanged);
       const std::array<const char*, 2> answers = {systxt_continue.c_str(), systxt_quit.c_str()};

@@ -78,6 +78,13 @@ std::string merge(const Form& form, const Record& before, const Record& wanted) 
   return "";
 }
 
+// Prepares the form for a user who did not succeed.
+void come_back(Form& form, const Record& wanted) {
+  form.file->record = wanted;
+  form.start = form.left_at;
+  form.unsaved = true;
+}
+
 int run_and_tell(const std::function<std::string()>& prepare) {
   std::string reason;
   const int result = changes_run([&] {
@@ -106,7 +113,7 @@ bool form_edit_record(Form& form) {
   require_fixed_key(form);
   DataFile& file = *form.file;
   const Record before = file.record;
-  for (; form_run(form) == kKeyEnter; form.start = form.left_at) {
+  while (form_run(form) == kKeyEnter) {
     const Record wanted = file.record;
     if (wanted == before) return false;
     const int result = run_and_tell([&] {
@@ -117,7 +124,7 @@ bool form_edit_record(Form& form) {
       return reason;
     });
     if (result == kDataDone || result == kRefused) return result == kDataDone;
-    file.record = wanted;
+    come_back(form, wanted);
   }
   file.record = before;
   return false;
@@ -125,7 +132,7 @@ bool form_edit_record(Form& form) {
 
 bool form_add_record(Form& form, const std::function<std::string()>& put_key) {
   DataFile& file = *form.file;
-  for (; form_run(form) == kKeyEnter; form.start = form.left_at) {
+  while (form_run(form) == kKeyEnter) {
     const Record wanted = file.record;
     const auto prepare = [&] {
       file.record = wanted;
@@ -138,7 +145,7 @@ bool form_add_record(Form& form, const std::function<std::string()>& put_key) {
       return reason;
     };
     if (form_change_records(prepare)) return true;
-    file.record = wanted;
+    come_back(form, wanted);
   }
   return false;
 }

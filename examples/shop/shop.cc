@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "shop.h"
+
+#include <marigold/texts.h>
+
+#include <array>
+#include <cstdlib>
+
+namespace shop {
+
+bool find_customer(int number) {
+  data_put_long(customers(), "NUMBER", number);
+  return data_read(customers(), kPrimary, false, LockWait::kWait) == kDataDone;
+}
+
+bool find_article(const std::string& code) {
+  data_put_text(articles(), "CODE", code);
+  return data_read(articles(), kPrimary, false, LockWait::kWait) == kDataDone;
+}
+
+bool find_order(int number) {
+  data_put_long(orders(), "NUMBER", number);
+  return data_read(orders(), kPrimary, false, LockWait::kWait) == kDataDone;
+}
+
+std::string customer_name(int number) {
+  return find_customer(number) ? data_get_text(customers(), "NAME") : "";
+}
+
+std::string text(const char* id, Values values) {
+  return textdb_filled(id, values);
+}
+
+std::string money_text(double amount) {
+  const std::string edited = edit_number("-###.###.##0,00", amount);
+  return edited.substr(edited.find_first_not_of(' '));
+}
+
+void tell(const char* id, Values values) {
+  user_interface().message(text(id, values).c_str(), "");
+}
+
+void warn(const char* id, Values values) {
+  user_interface().warning(text(id, values).c_str());
+}
+
+bool confirm(const char* question, Values values) {
+  const std::string no = text("NO");
+  const std::string yes = text("YES");
+  const std::array<const char*, 2> answers{no.c_str(), yes.c_str()};
+  return user_interface().choose(text(question, values).c_str(), answers, "") == 1;
+}
+
+std::string operator_name() {
+  for (const char* name : {"SHOP_OPERATOR", "LOGNAME", "USER", "USERNAME"}) {
+    const char* value = std::getenv(name);
+    if (value != nullptr && *value != '\0') return value;
+  }
+  return "?";
+}
+
+void StatusRow::show() {
+  const std::string name = operator_name();
+  status_line_show(window_, {.operator_name = name.c_str(), .file = task_, .counted = &counted_});
+}
+
+Form mask(const char* title, WindowPlace place, std::span<const FormField> fields,
+          const char* help_key, DataFile* file) {
+  return {.title = title,
+          .row = place.row,
+          .column = place.column,
+          .height = place.height,
+          .width = place.width,
+          .fields = fields,
+          .file = file,
+          .status = "FORM_KEYS",
+          .help_key = help_key};
+}
+
+}  // namespace shop
