@@ -78,7 +78,7 @@ bool store_count(double counted) {
   if (changes_commit(LockWait::kAsk) == kDataDone) return true;
   changes_drop();
   data_put_double(articles(), "STOCK", before);
-  warn("FORM.NOT_STORED");
+  textdb_warn("FORM.NOT_STORED");
   return false;
 }
 
@@ -116,6 +116,15 @@ constexpr RecordColumn kColumns[] = {{.title = "CODE", .field = "CODE"},
                                      {.title = "STOCK", .field = "STOCK"},
                                      {.title = "", .width = 11, .text = low_mark}};
 
+}  // namespace
+
+std::string in_capitals(std::string code) {
+  std::ranges::transform(code, code.begin(), [](char letter) {
+    return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
+  });
+  return code;
+}
+
 RecordListLayout article_list(const char* keys) {
   return {.file = &articles(),
           .orders = kOrders,
@@ -124,15 +133,6 @@ RecordListLayout article_list(const char* keys) {
           .columns = kColumns,
           .help_key = "_ARTICLES_",
           .keys = keys};
-}
-
-}  // namespace
-
-std::string in_capitals(std::string code) {
-  std::ranges::transform(code, code.begin(), [](char letter) {
-    return letter >= 'a' && letter <= 'z' ? static_cast<char>(letter - 'a' + 'A') : letter;
-  });
-  return code;
 }
 
 void maintain_articles() {
@@ -146,13 +146,6 @@ void maintain_articles() {
     if (code == kKeyF6 && is_article) count_stock();
     status.show();
   }
-}
-
-bool choose_article(std::string& code) {
-  RecordList list(article_list("CHOOSE_KEYS"));
-  if (!list.choose()) return false;
-  code = data_get_text(articles(), "CODE");
-  return true;
 }
 
 }  // namespace shop

@@ -27,27 +27,16 @@ bool lock_record(DataFile& file) {
   return data_read(file, kPrimary, true, LockWait::kAsk) == kDataDone;
 }
 
-Refusal lock_article(const std::string& code) {
-  data_put_text(articles(), "CODE", code);
-  return lock_record(articles()) ? "" : text("REFUSED_ARTICLE", {code});
-}
-
-Refusal take_stock(const Pieces& pieces) {
-  for (const auto& [code, wanted] : pieces) {
-    if (Refusal refusal = lock_article(code); !refusal.empty()) return refusal;
-    if (data_get_text(articles(), "SOLD") != "Y") return text("REFUSED_NOT_SOLD", {code});
+// Takes pieces from the stock, or gives them back.
+Refusal change_stock(const Pieces& pieces, bool takes) {
+  for (const auto& [code, count] : pieces) {
+    data_put_text(articles(), "CODE", code);
+    if (!lock_record(articles())) return text("REFUSED_ARTICLE", {code});
     const double stock = data_get_double(articles(), "STOCK");
-    if (stock < wanted) return text("REFUSED_STOCK", {code, std::to_string(std::lround(stock))});
-    add_to(articles(), "STOCK", -wanted);
-    changes_write(articles());
-  }
-  return "";
-}
-
-Refusal give_stock_back(const Pieces& pieces) {
-  for (const auto& [code, ordered] : pieces) {
-    if (Refusal refusal = lock_article(code); !refusal.empty()) return refusal;
-    add_to(articles(), "STOCK", ordered);
+    if (takes && data_get_text(articles(), "SOLD") != "Y") return text("REFUSED_NOT_SOLD", {code});
+    if (takes && stock < count)
+      return text("REFUSED_STOCK", {code, std::to_string(std::lround(stock))});
+    add_to(articles(), "STOCK", takes ? -count : count);
     changes_write(articles());
   }
   return "";
@@ -155,7 +144,7 @@ bool book_order(Order& order) {
     if (!line.code.empty()) pieces[line.code] += line.pieces;
   }
   return form_change_records([&]() -> Refusal {
-    if (Refusal refusal = take_stock(pieces); !refusal.empty()) return refusal;
+    if (Refusal refusal = change_stock(pieces, true); !refusal.empty()) return refusal;
     if (Refusal refusal = charge_customer(order.customer, order.total()); !refusal.empty())
       return refusal;
     if (Refusal refusal = take_number("ORDER", order.number); !refusal.empty()) return refusal;
@@ -167,7 +156,7 @@ bool book_order(Order& order) {
 
 bool cancel_order(int number) {
   return form_change_records([number]() -> Refusal {
-    if (Refusal refusal = give_stock_back(pieces_of_order(number)); !refusal.empty())
+    if (Refusal refusal = change_stock(pieces_of_order(number), false); !refusal.empty())
       return refusal;
     if (Refusal refusal = lock_order(number); !refusal.empty()) return refusal;
     if (data_get_double(orders(), "PAID") != 0) return text("REFUSED_PAID");

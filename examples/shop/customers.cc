@@ -84,7 +84,7 @@ bool add_customer() {
     data_put_long(customers(), "NUMBER", number);
     return refused;
   });
-  if (added) tell("CUSTOMER_ADDED", {std::to_string(number)});
+  if (added) textdb_tell("CUSTOMER_ADDED", {std::to_string(number)});
   return added;
 }
 
@@ -98,7 +98,7 @@ bool has_orders(int number) {
 // An order locks its customer, so none can be booked between the look for orders and the deletion.
 void delete_customer() {
   const int number = data_get_long(customers(), "NUMBER");
-  if (number == 0 || !confirm("ASK_DELETE", {data_get_text(customers(), "NAME")})) return;
+  if (number == 0 || !textdb_confirm("ASK_DELETE", {data_get_text(customers(), "NAME")})) return;
   form_change_records([number] {
     data_put_long(customers(), "NUMBER", number);
     if (data_read(customers(), kPrimary, true, LockWait::kAsk) != kDataDone)
@@ -117,6 +117,8 @@ constexpr RecordColumn kColumns[] = {{.title = "NUMBER", .field = "NUMBER"},
                                      {.title = "TOWN", .field = "TOWN", .width = 20},
                                      {.title = "BALANCE", .field = "BALANCE"}};
 
+}  // namespace
+
 RecordListLayout customer_list(const char* keys) {
   return {.file = &customers(),
           .orders = kOrders,
@@ -126,8 +128,6 @@ RecordListLayout customer_list(const char* keys) {
           .help_key = "_CUSTOMERS_",
           .keys = keys};
 }
-
-}  // namespace
 
 void maintain_customers() {
   StatusRow status("CUSTOMERS", customers());
@@ -139,13 +139,6 @@ void maintain_customers() {
     if (code == kKeyDelete) delete_customer();
     status.show();
   }
-}
-
-bool choose_customer(int& number) {
-  RecordList list(customer_list("CHOOSE_KEYS"));
-  if (!list.choose()) return false;
-  number = data_get_long(customers(), "NUMBER");
-  return true;
 }
 
 }  // namespace shop

@@ -55,7 +55,7 @@ void run_menu() {
   create_header_w(header, text("TITLE").c_str(), 1);
   const StatusRow status("MENU_STATUS", orders());
   for (int choice = menu_run(kMenu); choice != kEnd; choice = menu_run(kMenu, choice)) {
-    if (choice == 0 && (key_is_lost() || confirm("ASK_END"))) break;
+    if (choice == 0 && (key_is_lost() || textdb_confirm("ASK_END"))) break;
     if (choice != 0) kWork[choice - 1]();
   }
   p_destroy_kopfzeile(header);

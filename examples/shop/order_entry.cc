@@ -88,8 +88,8 @@ class OrderMask {
   }
 
   static void ask_customer(Form& form, const FormField& field) {
-    int number = 0;
-    if (choose_customer(number)) form_put_number(form, field.name, number);
+    if (RecordList(customer_list(kChooseKeys)).choose())
+      form_put_number(form, field.name, data_get_long(customers(), "NUMBER"));
   }
 
   static const char* check_code(Form& form, const FormField& field) {
@@ -110,9 +110,8 @@ class OrderMask {
   }
 
   static void ask_article(Form& form, const FormField& field) {
-    std::string code;
-    if (!choose_article(code)) return;
-    form_put_text(form, field.name, code);
+    if (!RecordList(article_list(kChooseKeys)).choose()) return;
+    form_put_text(form, field.name, data_get_text(articles(), "CODE"));
     article_changed(form, field);
   }
 
@@ -137,13 +136,12 @@ class OrderMask {
     const SeenArticle* seen = article_in_row(form, row_of(field));
     form_put_text(form, field.name, seen == nullptr ? "" : seen->text);
   }
-  static void compute_price(Form& form, const FormField& field) {
-    const SeenArticle* seen = article_in_row(form, row_of(field));
-    form_put_text(form, field.name, seen == nullptr ? "" : edit_number("####0,00", seen->price));
-  }
   static void compute_amount(Form& form, const FormField& field) {
+    const SeenArticle* seen = article_in_row(form, row_of(field));
     const double amount = amount_in_row(form, row_of(field));
-    form_put_text(form, field.name, amount == 0 ? "" : edit_number("######0,00", amount));
+    std::string shown = seen == nullptr ? "" : edit_number("####0,00", seen->price);
+    if (amount != 0) shown += ' ' + edit_number("######0,00", amount);
+    form_put_text(form, field.name, shown);
   }
 
   // The sum of the rows shown and of the other pages.
@@ -185,9 +183,9 @@ class OrderMask {
   }
 
   void add_row(std::vector<FormField>& fields, int row) {
-    std::array<std::string, 5>& names = names_[static_cast<std::size_t>(row)];
+    std::array<std::string, 4>& names = names_[static_cast<std::size_t>(row)];
     names = {name_in_row("CODE", row), name_in_row("TEXT", row), name_in_row("PIECES", row),
-             name_in_row("PRICE", row), name_in_row("AMOUNT", row)};
+             name_in_row("AMOUNT", row)};
     OrderLine& line = order_.lines[index(row)];
     const int at = kFirstRow + row;
     fields.insert(fields.end(), {
@@ -198,8 +196,7 @@ class OrderMask {
         {.row = at, .column = 51, .kind = kNumber, .variable = &line.pieces,
          .name = names[2].c_str(),
          .mask = "#####", .least = 0, .help_key = "_PIECES_", .check = check_pieces},
-        {.row = at, .column = 58, .width = 8, .name = names[3].c_str(), .compute = compute_price},
-        {.row = at, .column = 67, .width = 10, .name = names[4].c_str(),
+        {.row = at, .column = 58, .width = 19, .name = names[3].c_str(),
          .compute = compute_amount}});
   }
   // clang-format on
@@ -235,7 +232,7 @@ class OrderMask {
   // The form has asked about what was typed on its page since it was shown. The order has lines of
   // before if the page was left, or the booking was refused.
   [[nodiscard]] bool may_be_dropped() const {
-    return is_empty() || key_is_lost() || confirm("ASK_DROP_ORDER");
+    return is_empty() || key_is_lost() || textdb_confirm("ASK_DROP_ORDER");
   }
 
   void turn_to(int page) {
@@ -254,11 +251,11 @@ class OrderMask {
   // Returns whether the order is booked. Otherwise it stays in the mask as it is.
   bool book() {
     if (is_empty()) {
-      tell("ORDER_EMPTY");
+      textdb_tell("ORDER_EMPTY");
       return false;
     }
     if (!book_order(order_)) return false;
-    tell("ORDER_BOOKED", {std::to_string(order_.number), money_text(order_.total())});
+    textdb_tell("ORDER_BOOKED", {std::to_string(order_.number), money_text(order_.total())});
     return true;
   }
 
@@ -266,7 +263,7 @@ class OrderMask {
   int page_ = 0;
   int start_ = 0;                            // the field in which the operator begins
   std::map<std::string, SeenArticle> seen_;  // by codes
-  std::array<std::array<std::string, 5>, kRows> names_;
+  std::array<std::array<std::string, 4>, kRows> names_;
 };
 
 }  // namespace

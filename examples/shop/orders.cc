@@ -62,19 +62,9 @@ void look_at_lines() {
   }
 }
 
-RecordListLayout order_list(const char* keys) {
-  return {.file = &orders(),
-          .orders = kOrders,
-          .row = 3,
-          .rows = 15,
-          .columns = kColumns,
-          .help_key = "_ORDERS_",
-          .keys = keys};
-}
-
 void cancel(int number) {
-  if (!confirm("ASK_CANCEL", {std::to_string(number)})) return;
-  if (cancel_order(number)) tell("ORDER_CANCELLED", {std::to_string(number)});
+  if (!textdb_confirm("ASK_CANCEL", {std::to_string(number)})) return;
+  if (cancel_order(number)) textdb_tell("ORDER_CANCELLED", {std::to_string(number)});
 }
 
 void serve(int code, int number) {
@@ -87,6 +77,16 @@ void serve(int code, int number) {
 
 }  // namespace
 
+RecordListLayout order_list(const char* keys) {
+  return {.file = &orders(),
+          .orders = kOrders,
+          .row = 3,
+          .rows = 15,
+          .columns = kColumns,
+          .help_key = "_ORDERS_",
+          .keys = keys};
+}
+
 void maintain_orders() {
   StatusRow status("ORDERS", orders());
   RecordList list(order_list("ORDERS_KEYS"));
@@ -96,13 +96,6 @@ void maintain_orders() {
     if (number != 0) serve(code, number);
     status.show();
   }
-}
-
-bool choose_order(int& number) {
-  RecordList list(order_list("CHOOSE_KEYS"));
-  if (!list.choose()) return false;
-  number = data_get_long(orders(), "NUMBER");
-  return true;
 }
 
 }  // namespace shop

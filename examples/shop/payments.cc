@@ -33,9 +33,8 @@ void order_changed(Form& form, const FormField& /*field*/) {
 }
 
 void ask_order(Form& form, const FormField& field) {
-  int number = 0;
-  if (!choose_order(number)) return;
-  form_put_number(form, field.name, number);
+  if (!RecordList(order_list(kChooseKeys)).choose()) return;
+  form_put_number(form, field.name, data_get_long(orders(), "NUMBER"));
   order_changed(form, field);
 }
 
@@ -60,7 +59,7 @@ void enter_payment(int order) {
   Payment payment{.order = order, .paid_on = date_today()};
   if (order != 0) {
     payment.amount = open_amount(order);
-    if (payment.amount == 0) return tell("ORDER_PAID", {std::to_string(order)});
+    if (payment.amount == 0) return textdb_tell("ORDER_PAID", {std::to_string(order)});
   }
   // clang-format off
   const FormField fields[] = {
@@ -83,7 +82,8 @@ void enter_payment(int order) {
   Form form = mask("PAYMENT", {7, 10, 11, 60, false}, fields, "_PAYMENT_");
   for (; form_run(form) == kKeyEnter; form.start = form.left_at) {
     if (book_payment(payment))
-      return tell("PAYMENT_BOOKED", {std::to_string(payment.number), money_text(payment.amount)});
+      return textdb_tell("PAYMENT_BOOKED",
+                         {std::to_string(payment.number), money_text(payment.amount)});
   }
 }
 

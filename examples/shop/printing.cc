@@ -14,7 +14,7 @@
 namespace shop {
 namespace {
 
-enum class Destination { kNone, kScreen, kPrinter, kFile };
+enum Destination : int { kNowhere, kScreen, kPrinter, kFile };
 
 // The printer's name becomes a part of a command line, so it comes from those who install the shop
 // and not from the operator.
@@ -23,85 +23,51 @@ std::string printer_name() {
   return name != nullptr && *name != '\0' ? name : "#laser";
 }
 
-Destination ask_destination() {
+int ask_destination() {
   const std::array<std::string, 3> names{text("TO_SCREEN"), text("TO_PRINTER"), text("TO_FILE")};
   const std::string title = text("PRINT_WHERE");
   const SelectionEntry entries[] = {{names[0]}, {names[1]}, {names[2]}};
-  return static_cast<Destination>(selection_field(
-      {.row = 9, .column = 30, .title = title, .entries = entries, .help_key = "_PRINT_"}));
+  return selection_field(
+      {.row = 9, .column = 30, .title = title, .entries = entries, .help_key = "_PRINT_"});
 }
 
-bool ask_file_name(std::string& name) {
+void warn_of_width(const BeyondPage& place) {
+  textdb_tell("PRINT_TOO_WIDE", {std::to_string(place.page), std::to_string(place.line)});
+}
+
+// Asks for the name of the file. Returns null if the operator leaves the mask, or if the file cannot
+// be made.
+const OutputDevice* open_file(std::string& name) {
   const FormField fields[] = {// clang-format off
       {.label = "FILE_NAME", .row = 2, .column = 14, .width = 40, .variable = &name,
        .name = "FILE", .most = 200, .required = true}};
   // clang-format on
   Form form = mask("PRINT_FILE", {10, 10, 5, 60, false}, fields, "_PRINT_");
-  return form_run(form) == kKeyEnter;
+  if (form_run(form) != kKeyEnter) return nullptr;
+  std::string reason;
+  const OutputDevice* device = name.ends_with(".pdf") ? pdf_sink_open(name, warn_of_width, reason)
+                                                      : text_sink_open(name, reason);
+  if (device == nullptr) textdb_warn("NOT_PRINTED", {reason});
+  return device;
 }
 
-void warn_of_width(const BeyondPage& place) {
-  tell("PRINT_TOO_WIDE", {std::to_string(place.page), std::to_string(place.line)});
+// Returns whether the list is complete.
+bool print_list(const std::string& list, const std::function<bool()>& blocks) {
+  const bool open = list_open(list) == kListDone;
+  if (!open) textdb_warn("NO_LIST", {list});
+  if (!open || !blocks()) print_file_fail(text(open ? "PRINT_STOPPED" : "NO_LIST", {list}));
+  bool complete = false;
+  list_close(&complete);
+  return complete;
 }
 
-// Where a list goes, from the question to the operator to the words about its end.
-class Output {
- public:
-  explicit Output(const std::string& file_name) : name_(file_name) {}
-  Output(const Output&) = delete;
-  Output& operator=(const Output&) = delete;
-  ~Output() {
-    list_to_screen(false);
-    list_to_viewer_printer("");
-    list_to_device(nullptr);
-  }
-
-  // False if nothing is to be printed.
-  bool open() {
-    destination_ = ask_destination();
-    if (destination_ == Destination::kScreen) {
-      list_to_screen(true);
-      list_to_viewer_printer(printer_name());
-      return true;
-    }
-    if (destination_ == Destination::kPrinter) {
-      if (open_printer(printer_name()) == 0) return true;
-      warn("NO_PRINTER", {printer_name()});
-      return false;
-    }
-    return destination_ == Destination::kFile && open_file();
-  }
-
-  // After list_close.
-  void tell_end(bool complete) {
-    const int status = destination_ == Destination::kPrinter ? close_printer() : 0;
-    if (destination_ == Destination::kFile)
-      complete ? tell("PRINTED_FILE", {name_}) : warn("NOT_PRINTED", {print_file_problem()});
-    if (destination_ != Destination::kPrinter) return;
-    if (complete && status == 0)
-      tell("PRINTED", {printer_name()});
-    else
-      warn("NOT_PRINTED", {text("PRINTER_FAILED", {printer_name(), std::to_string(status)})});
-  }
-
- private:
-  bool open_file() {
-    if (!ask_file_name(name_)) return false;
-    std::string reason;
-    const OutputDevice* device = name_.ends_with(".pdf")
-                                     ? pdf_sink_open(name_, warn_of_width, reason)
-                                     : text_sink_open(name_, reason);
-    if (device == nullptr) {
-      warn("NOT_PRINTED", {reason});
-      return false;
-    }
-    list_to_device(device);
-    return true;
-  }
-
-  std::string name_;
-  Destination destination_ = Destination::kNone;
-};
+void tell_end(int destination, const std::string& file_name, bool complete, int status) {
+  if (destination == kFile && complete) textdb_tell("PRINTED_FILE", {file_name});
+  if (destination == kFile && !complete) textdb_warn("NOT_PRINTED", {print_file_problem()});
+  if (destination != kPrinter) return;
+  if (complete && status == 0) return textdb_tell("PRINTED", {printer_name()});
+  textdb_warn("NOT_PRINTED", {text("PRINTER_FAILED", {printer_name(), std::to_string(status)})});
+}
 
 // ---- The papers of an order
 
@@ -179,17 +145,19 @@ bool print_customers() {
 
 }  // namespace
 
-void print(const char* list_id, const std::string& file_name, const std::function<bool()>& blocks) {
-  Output output(file_name);
-  if (!output.open()) return;
-  const bool open = list_open(text(list_id)) == kListDone;
-  if (!open) print_file_fail(text("NO_LIST", {text(list_id)}));
-  if (open && !blocks()) print_file_fail(text("PRINT_STOPPED"));
-  bool complete = false;
-  list_close(&complete);
-  if (open) return output.tell_end(complete);
-  close_printer();
-  warn("NO_LIST", {text(list_id)});
+void print(const char* list_id, std::string file_name, const std::function<bool()>& blocks) {
+  const int destination = ask_destination();
+  if (destination == kNowhere) return;
+  const OutputDevice* device = destination == kFile ? open_file(file_name) : nullptr;
+  if (destination == kFile && device == nullptr) return;
+  if (destination == kPrinter && open_printer(printer_name()) != 0)
+    return textdb_warn("NO_PRINTER", {printer_name()});
+  list_to_screen(destination == kScreen);
+  list_to_viewer_printer(destination == kScreen ? printer_name() : "");
+  list_to_device(device);
+  const bool complete = print_list(text(list_id), blocks);
+  list_to_device(nullptr);
+  tell_end(destination, file_name, complete, close_printer());
 }
 
 void print_order(int number, OrderPaper paper) {

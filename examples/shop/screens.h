@@ -2,10 +2,14 @@
 // What the menu leads to. Each function returns when the operator goes back.
 #pragma once
 
+#include <marigold/record_lists.h>
+
 #include <functional>
 #include <string>
 
 namespace shop {
+
+using marigold::RecordListLayout;
 
 // Lists in which operators look for records, change them and add new ones: customers.cc,
 // articles.cc, orders.cc.
@@ -13,10 +17,11 @@ void maintain_customers();
 void maintain_articles();
 void maintain_orders();
 
-// Let the operator choose from these lists. False if the operator leaves the list.
-bool choose_customer(int& number);
-bool choose_article(std::string& code);
-bool choose_order(int& number);
+// The lists, also for choosing a record in a mask: the row above the status line names their keys.
+inline constexpr const char* kChooseKeys = "CHOOSE_KEYS";
+RecordListLayout customer_list(const char* keys);
+RecordListLayout article_list(const char* keys);
+RecordListLayout order_list(const char* keys);
 
 // Codes of articles are written in capitals.
 std::string in_capitals(std::string code);
@@ -41,6 +46,6 @@ void print_turnover();
 // language has lists of its own (lists/*.list). `blocks` prints the blocks and returns false if the
 // list is not to be kept, for example because the operator has interrupted it. The operator learns
 // how it ended.
-void print(const char* list_id, const std::string& file_name, const std::function<bool()>& blocks);
+void print(const char* list_id, std::string file_name, const std::function<bool()>& blocks);
 
 }  // namespace shop

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "shop.h"
 
-#include <marigold/texts.h>
-
-#include <array>
 #include <cstdlib>
 
 namespace shop {
@@ -27,28 +24,9 @@ std::string customer_name(int number) {
   return find_customer(number) ? data_get_text(customers(), "NAME") : "";
 }
 
-std::string text(const char* id, Values values) {
-  return textdb_filled(id, values);
-}
-
 std::string money_text(double amount) {
   const std::string edited = edit_number("-###.###.##0,00", amount);
   return edited.substr(edited.find_first_not_of(' '));
-}
-
-void tell(const char* id, Values values) {
-  user_interface().message(text(id, values).c_str(), "");
-}
-
-void warn(const char* id, Values values) {
-  user_interface().warning(text(id, values).c_str());
-}
-
-bool confirm(const char* question, Values values) {
-  const std::string no = text("NO");
-  const std::string yes = text("YES");
-  const std::array<const char*, 2> answers{no.c_str(), yes.c_str()};
-  return user_interface().choose(text(question, values).c_str(), answers, "") == 1;
 }
 
 std::string operator_name() {

@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What all parts of the shop use: its data files (definitions/FILESHOP.DES), texts by their ids, short
-// conversations with the operator, the status line.
+// What all parts of the shop use: its data files (definitions/FILESHOP.DES), texts by their ids, the
+// status line.
 #pragma once
 
 #include <marigold/forms.h>
 #include <marigold/menus.h>
 #include <marigold/record_lists.h>
+#include <marigold/texts.h>
 
-#include <initializer_list>
 #include <span>
 #include <string>
-#include <string_view>
 
 namespace shop {
 
@@ -52,21 +51,14 @@ bool find_order(int number);
 // The name of a customer, or an empty text.
 std::string customer_name(int number);
 
-// ---- Texts. In each of them "%s" takes the next of the values.
+// ---- Texts
 
-using Values = std::initializer_list<std::string_view>;
-
-std::string text(const char* id, Values values = {});
+inline std::string text(const char* id, TextValues values = {}) {
+  return textdb_filled(id, values);
+}
 
 // An amount of money as "1.234,50".
 std::string money_text(double amount);
-
-// Shows a line, or a longer text in a box, and waits for a key.
-void tell(const char* id, Values values = {});
-void warn(const char* id, Values values = {});
-
-// Asks a question of at most 40 characters, to be answered by yes or no. Escape is no.
-bool confirm(const char* question, Values values = {});
 
 // ---- The screen
 

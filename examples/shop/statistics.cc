@@ -101,7 +101,7 @@ void print_turnover() {
   if (!ask_year(wanted)) return;
   const int number = static_cast<int>(wanted);
   Year year{};
-  if (!add_up(year, number)) return tell("INTERRUPTED");
+  if (!add_up(year, number)) return textdb_tell("INTERRUPTED");
   print("LIST_TURNOVER", text("FILE_TURNOVER", {edit_number("00", wanted)}),
         [&year, number] { return print_year(year, number); });
 }

@@ -44,7 +44,15 @@ std::string& textdb_module_text(std::string& output, const char* key);
 
 // Returns the text under the module prefix, or else under the bare id, or else the id itself; each
 // "%s" of the text takes the next of the values. A "%s" without a value stays.
-std::string textdb_filled(const char* id, std::initializer_list<std::string_view> values = {});
+using TextValues = std::initializer_list<std::string_view>;
+std::string textdb_filled(const char* id, TextValues values = {});
+
+// Show the user such a text, through the user interface (core.h): a line, a longer text, and a
+// question to be answered by the texts "NO" and "YES" (built in: "No", "Yes"). textdb_confirm
+// returns whether the answer was yes; Escape is no, and so is a question that nobody can answer.
+void textdb_tell(const char* id, TextValues values = {});
+void textdb_warn(const char* id, TextValues values = {});
+bool textdb_confirm(const char* id, TextValues values = {});
 
 // ---- Any text database. At most ten are open at once. All users of one name and language share a
 // database.

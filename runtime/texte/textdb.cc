@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "marigold/texts.h"
 
+#include <array>
+
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/texte/screen_text.h"
@@ -48,7 +50,7 @@ std::string& textdb_module_text(std::string& output, const char* key) {
   return text_or_key(output, id.c_str(), key);
 }
 
-std::string textdb_filled(const char* id, std::initializer_list<std::string_view> values) {
+std::string textdb_filled(const char* id, TextValues values) {
   constexpr std::string_view kPlace = "%s";
   std::string text = screen_text(id);
   std::size_t place = 0;
@@ -59,6 +61,21 @@ std::string textdb_filled(const char* id, std::initializer_list<std::string_view
     place += value.size();
   }
   return text;
+}
+
+void textdb_tell(const char* id, TextValues values) {
+  user_interface().message(textdb_filled(id, values).c_str(), "");
+}
+
+void textdb_warn(const char* id, TextValues values) {
+  user_interface().warning(textdb_filled(id, values).c_str());
+}
+
+bool textdb_confirm(const char* id, TextValues values) {
+  const std::string no = screen_text_or("NO", "No");
+  const std::string yes = screen_text_or("YES", "Yes");
+  const std::array<const char*, 2> answers{no.c_str(), yes.c_str()};
+  return user_interface().choose(textdb_filled(id, values).c_str(), answers, "") == 1;
 }
 
 }  // namespace marigold

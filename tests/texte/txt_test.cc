@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "runtime/core/user_interface.h"
 #include "runtime/texte/txt.h"
 
 #include <cstdio>
@@ -147,7 +148,8 @@ TEST_F(TxtTest, AStoreThatIsCutOrWrittenWhileItIsOpenIsNoMoreThanDamaged) {
 
 // The program's text database, as far as runs of the command do not show it.
 TEST_F(TxtTest, TextsOfAModuleFallBackToTheirKeys) {
-  write_textdb("textdb", {{"menu.KEY", "of the menu"}, {".KEY", "of none"}});
+  write_textdb("textdb",
+               {{"menu.KEY", "of the menu"}, {"menu.YES", "of yes"}, {".KEY", "of none"}});
   settings_read();
   std::string text;
   textdb_setup("menu");
@@ -159,6 +161,22 @@ TEST_F(TxtTest, TextsOfAModuleFallBackToTheirKeys) {
                                      {"%s", "%s"},
                                      {"%s, %s, %s", "%s, 2, %s"}})
     EXPECT_EQ(textdb_filled(id, {"%s", "2"}), expected);
+  // The module has a word for yes, but none for no.
+  user_interface().choose = [](const char* question, std::span<const char* const> answers,
+                               const char* /*help_key*/) {
+    EXPECT_STREQ(question, "Delete Auer?");
+    EXPECT_EQ(answers[0], "No"s);
+    EXPECT_EQ(answers[1], "of yes"s);
+    return question[0] == 'D' ? 1 : 0;
+  };
+  EXPECT_TRUE(textdb_confirm("Delete %s?", {"Auer"}));
+  user_interface_start();
+  EXPECT_EQ(errors_of([] {
+              textdb_tell("KEY");
+              textdb_warn("%s is gone", {"Auer"});
+              EXPECT_FALSE(textdb_confirm("Delete %s?", {"Auer"}));
+            }),
+            "of the menu\nAuer is gone\nDelete Auer?\n");
   textdb_setup("");
   EXPECT_EQ(textdb_module_text(text, "KEY"), "of none");
 }
