@@ -4,7 +4,6 @@
 #include <marigold/pdf.h>
 #include <marigold/progress.h>
 
-#include <array>
 #include <cstdlib>
 
 #include "booking.h"
@@ -14,59 +13,18 @@
 namespace shop {
 namespace {
 
-enum Destination : int { kNowhere, kScreen, kPrinter, kFile };
-
-// The printer's name becomes a part of a command line, so it comes from those who install the shop
-// and not from the operator.
 std::string printer_name() {
   const char* name = std::getenv("SHOP_PRINTER");
   return name != nullptr && *name != '\0' ? name : "#laser";
-}
-
-int ask_destination() {
-  const std::array<std::string, 3> names{text("TO_SCREEN"), text("TO_PRINTER"), text("TO_FILE")};
-  const std::string title = text("PRINT_WHERE");
-  const SelectionEntry entries[] = {{names[0]}, {names[1]}, {names[2]}};
-  return selection_field(
-      {.row = 9, .column = 30, .title = title, .entries = entries, .help_key = "_PRINT_"});
 }
 
 void warn_of_width(const BeyondPage& place) {
   textdb_tell("PRINT_TOO_WIDE", {std::to_string(place.page), std::to_string(place.line)});
 }
 
-// Asks for the name of the file. Returns null if the operator leaves the mask, or if the file cannot
-// be made.
-const OutputDevice* open_file(std::string& name) {
-  const FormField fields[] = {// clang-format off
-      {.label = "FILE_NAME", .row = 2, .column = 14, .width = 40, .variable = &name,
-       .name = "FILE", .most = 200, .required = true}};
-  // clang-format on
-  Form form = mask("PRINT_FILE", {10, 10, 5, 60, false}, fields, "_PRINT_");
-  if (form_run(form) != kKeyEnter) return nullptr;
-  std::string reason;
-  const OutputDevice* device = name.ends_with(".pdf") ? pdf_sink_open(name, warn_of_width, reason)
-                                                      : text_sink_open(name, reason);
-  if (device == nullptr) textdb_warn("NOT_PRINTED", {reason});
-  return device;
-}
-
-// Returns whether the list is complete.
-bool print_list(const std::string& list, const std::function<bool()>& blocks) {
-  const bool open = list_open(list) == kListDone;
-  if (!open) textdb_warn("NO_LIST", {list});
-  if (!open || !blocks()) print_file_fail(text(open ? "PRINT_STOPPED" : "NO_LIST", {list}));
-  bool complete = false;
-  list_close(&complete);
-  return complete;
-}
-
-void tell_end(int destination, const std::string& file_name, bool complete, int status) {
-  if (destination == kFile && complete) textdb_tell("PRINTED_FILE", {file_name});
-  if (destination == kFile && !complete) textdb_warn("NOT_PRINTED", {print_file_problem()});
-  if (destination != kPrinter) return;
-  if (complete && status == 0) return textdb_tell("PRINTED", {printer_name()});
-  textdb_warn("NOT_PRINTED", {text("PRINTER_FAILED", {printer_name(), std::to_string(status)})});
+const OutputDevice* open_file(const std::string& name, std::string& reason) {
+  return name.ends_with(".pdf") ? pdf_sink_open(name, warn_of_width, reason)
+                                : text_sink_open(name, reason);
 }
 
 // ---- The papers of an order
@@ -145,19 +103,13 @@ bool print_customers() {
 
 }  // namespace
 
-void print(const char* list_id, std::string file_name, const std::function<bool()>& blocks) {
-  const int destination = ask_destination();
-  if (destination == kNowhere) return;
-  const OutputDevice* device = destination == kFile ? open_file(file_name) : nullptr;
-  if (destination == kFile && device == nullptr) return;
-  if (destination == kPrinter && open_printer(printer_name()) != 0)
-    return textdb_warn("NO_PRINTER", {printer_name()});
-  list_to_screen(destination == kScreen);
-  list_to_viewer_printer(destination == kScreen ? printer_name() : "");
-  list_to_device(device);
-  const bool complete = print_list(text(list_id), blocks);
-  list_to_device(nullptr);
-  tell_end(destination, file_name, complete, close_printer());
+void print(const char* list_id, const std::string& file_name, const std::function<bool()>& blocks) {
+  list_to_choice(text(list_id),
+                 {.printer = printer_name(),
+                  .file_name = file_name,
+                  .open_file = open_file,
+                  .help_key = "_PRINT_"},
+                 blocks);
 }
 
 void print_order(int number, OrderPaper paper) {

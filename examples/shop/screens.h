@@ -46,6 +46,6 @@ void print_turnover();
 // language has lists of its own (lists/*.list). `blocks` prints the blocks and returns false if the
 // list is not to be kept, for example because the operator has interrupted it. The operator learns
 // how it ended.
-void print(const char* list_id, std::string file_name, const std::function<bool()>& blocks);
+void print(const char* list_id, const std::string& file_name, const std::function<bool()>& blocks);
 
 }  // namespace shop

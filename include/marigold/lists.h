@@ -19,6 +19,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -64,6 +65,26 @@ int list_open(std::string_view name, const ListOptions& options = {});
 // sent to it. A print command that has taken everything may still fail: close_printer returns its
 // status.
 std::string list_close(bool* complete = nullptr);
+
+// ---- A list where the user wants it
+
+struct ListPlaces {
+  // The printer (open_printer), also that of F4 in the viewer. Its name becomes a part of a command
+  // line, so it comes from those who install the program and not from the user.
+  std::string printer;
+  std::string file_name;  // that the user is offered
+  // Opens the print file as text_sink_open does; a program with PDF looks at the name's end.
+  const OutputDevice* (*open_file)(const std::string& path, std::string& reason) = text_sink_open;
+  const char* help_key = "";
+};
+
+// Asks the user whether the list goes to the screen, to the printer or into a file, prints it there
+// and tells how it ended. `blocks` prints the blocks, and returns false if the list is not to be
+// kept, for example because the user has interrupted it; a file is not written then. Returns whether
+// the list is complete. Needs windows. The texts have ids that begin with "PRINT."
+// (marigold_lists(3) lists them).
+bool list_to_choice(std::string_view list, const ListPlaces& places,
+                    const std::function<bool()>& blocks);
 
 // ---- Printing
 

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/texte/screen_text.h"
 
-#include "marigold/texts.h"
-
 namespace marigold::inner {
 namespace {
 
@@ -23,6 +21,18 @@ std::string screen_text(const char* id) {
 std::string screen_text_or(const char* id, const char* built_in) {
   std::string text;
   return find(id, text) ? text : built_in;
+}
+
+std::string with_values(std::string text, TextValues values) {
+  constexpr std::string_view kPlace = "%s";
+  std::size_t place = 0;
+  for (const std::string_view value : values) {
+    place = text.find(kPlace, place);
+    if (place == std::string::npos) break;
+    text.replace(place, kPlace.size(), value);
+    place += value.size();
+  }
+  return text;
 }
 
 std::vector<std::string> screen_text_lines(const char* id) {

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "marigold/texts.h"  // IWYU pragma: export
+
 namespace marigold::inner {
 
 // Returns the text of the id under the module prefix, else of the bare id, else the id itself. An
@@ -14,6 +16,9 @@ std::string screen_text(const char* id);
 
 // Returns the text of the id, or the built-in one for a database without it.
 std::string screen_text_or(const char* id, const char* built_in);
+
+// Returns the text with the next of the values for each "%s"; one without a value stays.
+std::string with_values(std::string text, TextValues values);
 
 // Returns the lines of a longer text: the text of the id, or those of the id and "+", of "+1",
 // "+2" and so on after it. Empty if there is no text.

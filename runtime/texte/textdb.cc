@@ -51,16 +51,7 @@ std::string& textdb_module_text(std::string& output, const char* key) {
 }
 
 std::string textdb_filled(const char* id, TextValues values) {
-  constexpr std::string_view kPlace = "%s";
-  std::string text = screen_text(id);
-  std::size_t place = 0;
-  for (const std::string_view value : values) {
-    place = text.find(kPlace, place);
-    if (place == std::string::npos) break;
-    text.replace(place, kPlace.size(), value);
-    place += value.size();
-  }
-  return text;
+  return with_values(screen_text(id), values);
 }
 
 void textdb_tell(const char* id, TextValues values) {

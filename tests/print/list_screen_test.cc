@@ -152,6 +152,69 @@ TEST_F(ListScreenTest, AListForTheScreenIsShownWhenItIsClosed) {
   EXPECT_EQ(told, "VIDEO.TMP: Is a directory \n");
 }
 
+TEST_F(ListScreenTest, TheUserChoosesWhereAListGoes) {
+  search_here();
+  place_child("dr", [](const std::string&) { keep_input("out"); });
+  user_interface().warning = [](const char* text) { told.append(text).append("\n"); };
+  const std::string down = "\xE0P";
+  const auto print_one = [] {
+    list_print("B");
+    return true;
+  };
+  const auto stop = [] {
+    list_print("B");
+    return false;
+  };
+  const struct {
+    std::string keys;
+    const char* list;
+    std::function<bool()> blocks;
+    bool complete;
+    std::string told;
+    std::string printer = "laser";
+    const char* file = "";      // that is there afterwards
+    std::string contents = "";  // of it
+  } cases[] = {
+      {"\x1B", "L", print_one, false, ""},
+      {down + "\r", "L", print_one, true, "Printed on laser. \n", "laser", "out",
+       "b\r\n\r\n\r\n\r\n"},
+      {down + "\r", "L", stop, false, "Not everything is printed: it was stopped\n"},
+      {down + "\r", "L", print_one, false,
+       "Not everything is printed: the print command of broken ended with status 3.\n", "broken"},
+      {down + "\r", "L", print_one, false,
+       "No print command for the printer #none was found. Print into a file, or ask whoever looks "
+       "after the computer.\n",
+       "#none"},
+      {down + down + "\r\x1B", "L", print_one, false, ""},
+      {down + down + "\r" + "\xE0O" + "2\r", "L", print_one, true, "list2 is written. \n", "laser",
+       "list2", "b\n\f"},
+      {down + down + "\r\r", "L", stop, false, "Nothing is printed: it was stopped\n"},
+      {down + down +
+           "\r\xE0G"
+           "none/\r",
+       "L", print_one, false, "Nothing is printed: none/list: No such file or directory\n"},
+      {down + down + "\r\r", "X", print_one, false, "The list X is missing or damaged.\n"},
+      {"\r", "X", print_one, false, "The list X is missing or damaged.\n"},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.keys + row.told);
+    told.clear();
+    for (const char* name : {"out", "list", "list2"})
+      std::filesystem::remove(name);
+    if (row.printer == "broken") place_child("dr", [](const std::string&) { std::_Exit(3); });
+    recording().type(row.keys);
+    EXPECT_EQ(list_to_choice(row.list, {.printer = row.printer, .file_name = "list"}, row.blocks),
+              row.complete);
+    EXPECT_TRUE(recording().keys.empty());
+    EXPECT_EQ(wi_active(), window);
+    EXPECT_TRUE(told.ends_with(row.told)) << told;  // the engine may have said more before
+    for (const std::string name : {"list", "list2"})
+      EXPECT_EQ(std::filesystem::exists(name), name == row.file) << name;
+    EXPECT_EQ(read_file(row.file), row.contents);
+    EXPECT_FALSE(printer_is_open());
+  }
+}
+
 TEST_F(ListScreenTest, TheEndOfTheProgramEndsItsListAndShowsNone) {
   list_open("L", {.show_progress = true});
   list_print("B");
