@@ -5,13 +5,9 @@
 #include <vector>
 
 #include "booking.h"
-#include "screens.h"
 #include "shop.h"
 
 namespace shop {
-
-using enum FormFieldKind;
-
 namespace {
 
 const char* check_code(Form& form, const FormField& field) {
@@ -126,17 +122,12 @@ std::string in_capitals(std::string code) {
 }
 
 RecordListLayout article_list(const char* keys) {
-  return {.file = &articles(),
-          .orders = kOrders,
-          .row = 3,
-          .rows = 15,
-          .columns = kColumns,
-          .help_key = "_ARTICLES_",
-          .keys = keys};
+  return full_list(articles(), kOrders, kColumns, "_ARTICLES_", keys);
 }
 
 void maintain_articles() {
-  StatusRow status("ARTICLES", articles());
+  int status = 0;
+  show_status(status, "ARTICLES", articles());
   RecordList list(article_list("ARTICLES_KEYS"));
   for (int code = list.run(); code != kKeyEscape; code = list.run()) {
     const bool is_article = !data_get_text(articles(), "CODE").empty();
@@ -144,8 +135,9 @@ void maintain_articles() {
     if (code == kKeyEnter) form_edit_record(form);
     if (code == kKeyF2 && add_article()) list.go_to_record();
     if (code == kKeyF6 && is_article) count_stock();
-    status.show();
+    show_status(status, "ARTICLES", articles());
   }
+  p_destroy_w(status);
 }
 
 }  // namespace shop

@@ -3,13 +3,9 @@
 #include <string>
 
 #include "booking.h"
-#include "screens.h"
 #include "shop.h"
 
 namespace shop {
-
-using enum FormFieldKind;
-
 namespace {
 
 const char* check_postcode(Form& form, const FormField& field) {
@@ -21,12 +17,10 @@ const char* check_postcode(Form& form, const FormField& field) {
 
 const char* check_email(Form& form, const FormField& field) {
   const std::string address = form_text(form, field.field);
-  if (address.empty()) return nullptr;
-  const std::size_t at = address.find('@');
-  const bool good = at != std::string::npos && at > 0 &&
-                    address.find('.', at) != std::string::npos &&
-                    address.find(' ') == std::string::npos;
-  return good ? nullptr : "CHECK_EMAIL";
+  const std::size_t at = address.find('@', 1);
+  const bool good =
+      address.find('.', at) != std::string::npos && address.find(' ') == std::string::npos;
+  return address.empty() || good ? nullptr : "CHECK_EMAIL";
 }
 
 // Years from 70 on are those of the last century.
@@ -120,25 +114,21 @@ constexpr RecordColumn kColumns[] = {{.title = "NUMBER", .field = "NUMBER"},
 }  // namespace
 
 RecordListLayout customer_list(const char* keys) {
-  return {.file = &customers(),
-          .orders = kOrders,
-          .row = 3,
-          .rows = 15,
-          .columns = kColumns,
-          .help_key = "_CUSTOMERS_",
-          .keys = keys};
+  return full_list(customers(), kOrders, kColumns, "_CUSTOMERS_", keys);
 }
 
 void maintain_customers() {
-  StatusRow status("CUSTOMERS", customers());
+  int status = 0;
+  show_status(status, "CUSTOMERS", customers());
   RecordList list(customer_list("CUSTOMERS_KEYS"));
   for (int code = list.run(); code != kKeyEscape; code = list.run()) {
     Form form = mask("CUSTOMER", kPlace, kFields, "_CUSTOMER_", &customers());
     if (code == kKeyEnter && form_edit_record(form)) list.go_to_record();
     if (code == kKeyF2 && add_customer()) list.go_to_record();
     if (code == kKeyDelete) delete_customer();
-    status.show();
+    show_status(status, "CUSTOMERS", customers());
   }
+  p_destroy_w(status);
 }
 
 }  // namespace shop

@@ -8,15 +8,9 @@
 // gone; a system error of the runtime ends it by abort.
 #include <marigold/application.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <filesystem>
-#include <initializer_list>
 #include <iterator>
 #include <string>
-#include <system_error>
 
-#include "screens.h"
 #include "shop.h"
 
 namespace shop {
@@ -53,11 +47,13 @@ constexpr Menu kMenu{
 void run_menu() {
   int header = 0;
   create_header_w(header, text("TITLE").c_str(), 1);
-  const StatusRow status("MENU_STATUS", orders());
+  int status = 0;
+  show_status(status, "MENU_STATUS", orders());
   for (int choice = menu_run(kMenu); choice != kEnd; choice = menu_run(kMenu, choice)) {
     if (choice == 0 && (key_is_lost() || textdb_confirm("ASK_END"))) break;
     if (choice != 0) kWork[choice - 1]();
   }
+  p_destroy_w(status);
   p_destroy_kopfzeile(header);
 }
 
@@ -65,43 +61,6 @@ void run_menu() {
 
 constexpr int kDataClass = 1;     // PATH in the definitions
 constexpr int kCriticalPath = 1;  // PATH 1 in PATHVER.DES
-
-std::string setting(const char* name, const char* when_empty) {
-  const char* value = std::getenv(name);
-  return value != nullptr && *value != '\0' ? value : when_empty;
-}
-
-bool are_there(const std::string& directory, std::initializer_list<const char*> names) {
-  return std::ranges::all_of(names, [&directory](const char* name) {
-    std::error_code ignored;
-    return std::filesystem::exists(std::filesystem::path(directory) / name, ignored);
-  });
-}
-
-bool has_texts() {
-  const int handle = txt_open(nullptr, "textdb");
-  const bool found = txt_fetch(handle, "SHOP.TITLE") != nullptr;
-  txt_close(handle);
-  return found;
-}
-
-// Looks for everything that the shop needs beside it, before the terminal is touched.
-std::string missing_surroundings() {
-  if (!has_texts())
-    return "shop: No text database with the texts of the shop was found for " +
-           setting("LANGUAGE_IDENTIFIER", "english_us.8859") +
-           ". Start the shop in its folder, or set LANGUAGE_SEARCHPATH.";
-  const std::string definitions = setting("DEFINITION_DIRECTORY", "./definitions");
-  if (!are_there(definitions, {"FILESHOP.DES"}))
-    return "shop: " + definitions +
-           " has no FILESHOP.DES. Start the shop in its folder, or set DEFINITION_DIRECTORY.";
-  const std::string lists = setting("PRINT_DIRECTORY", "./print");
-  if (!are_there(lists, {"DEFAULT.DAT", "LISTEN.dat", "LISTEN.idx", "BLOECKE.dat", "BLOECKE.idx"}))
-    return "shop: The lists are missing in " + lists +
-           ". Compile them (marigold lists compile lists/*.list -o " + lists +
-           ") and put DEFAULT.DAT beside them, or set PRINT_DIRECTORY.";
-  return "";
-}
 
 // In multi-user operation the directory stays locked against conversions until the end.
 std::string open_files() {
@@ -132,7 +91,8 @@ std::string run() {
 }  // namespace shop
 
 int main() {
-  std::string fault = shop::missing_surroundings();
+  std::string fault = marigold::runtime_missing(
+      {.program = "shop", .text_id = "SHOP.TITLE", .definition_set = "SHOP", .lists = true});
   if (fault.empty()) {
     marigold::runtime_start("shop");
     marigold::textdb_setup("SHOP");

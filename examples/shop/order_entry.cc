@@ -2,32 +2,21 @@
 // The mask of a new order: its head, and as many pages of lines as it needs.
 
 #include <algorithm>
-#include <array>
+#include <deque>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "booking.h"
-#include "screens.h"
 #include "shop.h"
 
 namespace shop {
-
-using enum FormFieldKind;
-
 namespace {
 
 constexpr int kRows = 10;   // lines on a page
 constexpr int kPages = 20;  // 200 lines have positions of three digits
 constexpr int kFirstRow = 7;
 constexpr int kFirstCode = 10;  // index of the field: the first one below the head
-
-// An article as the operator has seen it. The price seen is the price booked, also when somebody
-// changes the article before the order is complete.
-struct SeenArticle {
-  std::string text;
-  double price = 0;
-};
 
 // Names of the fields of a row for the functions of the form.
 std::string name_in_row(const char* name, int row) {
@@ -66,12 +55,13 @@ class OrderMask {
   static OrderMask& of(Form& form) { return *static_cast<OrderMask*>(form.context); }
 
   // Returns null for a code that no article has.
-  const SeenArticle* article(const std::string& code) {
+  const OrderLine* article(const std::string& code) {
     const auto seen = seen_.find(code);
     if (seen != seen_.end()) return &seen->second;
     if (code.empty() || !find_article(code)) return nullptr;
-    SeenArticle& found = seen_[code];
-    found = {data_get_text(articles(), "TEXT"), data_get_double(articles(), "PRICE")};
+    OrderLine& found = seen_[code];
+    found.text = data_get_text(articles(), "TEXT");
+    found.price = data_get_double(articles(), "PRICE");
     return &found;
   }
 
@@ -122,22 +112,22 @@ class OrderMask {
     return !has_code && has_pieces ? "CHECK_NO_ARTICLE" : nullptr;
   }
 
-  static const SeenArticle* article_in_row(Form& form, int row) {
+  static const OrderLine* article_in_row(Form& form, int row) {
     return of(form).article(form_text(form, name_in_row("CODE", row)));
   }
 
   static double amount_in_row(Form& form, int row) {
-    const SeenArticle* seen = article_in_row(form, row);
+    const OrderLine* seen = article_in_row(form, row);
     return seen == nullptr ? 0 : money(form_number(form, name_in_row("PIECES", row)) * seen->price);
   }
 
   // Texts, so that rows without an article stay empty.
   static void compute_text(Form& form, const FormField& field) {
-    const SeenArticle* seen = article_in_row(form, row_of(field));
+    const OrderLine* seen = article_in_row(form, row_of(field));
     form_put_text(form, field.name, seen == nullptr ? "" : seen->text);
   }
   static void compute_amount(Form& form, const FormField& field) {
-    const SeenArticle* seen = article_in_row(form, row_of(field));
+    const OrderLine* seen = article_in_row(form, row_of(field));
     const double amount = amount_in_row(form, row_of(field));
     std::string shown = seen == nullptr ? "" : edit_number("####0,00", seen->price);
     if (amount != 0) shown += ' ' + edit_number("######0,00", amount);
@@ -182,21 +172,22 @@ class OrderMask {
          .kind = kNumber, .name = "TOTAL", .mask = "######0,00", .compute = compute_total}};
   }
 
+  const char* keep_name(const char* name, int row) {
+    return names_.emplace_back(name_in_row(name, row)).c_str();
+  }
+
   void add_row(std::vector<FormField>& fields, int row) {
-    std::array<std::string, 4>& names = names_[static_cast<std::size_t>(row)];
-    names = {name_in_row("CODE", row), name_in_row("TEXT", row), name_in_row("PIECES", row),
-             name_in_row("AMOUNT", row)};
     OrderLine& line = order_.lines[index(row)];
     const int at = kFirstRow + row;
     fields.insert(fields.end(), {
-        {.row = at, .column = 2, .width = 8, .variable = &line.code, .name = names[0].c_str(),
+        {.row = at, .column = 2, .width = 8, .variable = &line.code, .name = keep_name("CODE", row),
          .help_key = "_ORDER_CODE_", .check = check_code, .changed = article_changed,
          .choose = ask_article},
-        {.row = at, .column = 12, .width = 36, .name = names[1].c_str(), .compute = compute_text},
+        {.row = at, .column = 12, .width = 36, .name = keep_name("TEXT", row), .compute = compute_text},
         {.row = at, .column = 51, .kind = kNumber, .variable = &line.pieces,
-         .name = names[2].c_str(),
+         .name = keep_name("PIECES", row),
          .mask = "#####", .least = 0, .help_key = "_PIECES_", .check = check_pieces},
-        {.row = at, .column = 58, .width = 19, .name = names[3].c_str(),
+        {.row = at, .column = 58, .width = 19, .name = keep_name("AMOUNT", row),
          .compute = compute_amount}});
   }
   // clang-format on
@@ -204,6 +195,7 @@ class OrderMask {
   // Shows the mask and returns the key with which the operator leaves the page.
   int show() {
     std::vector<FormField> fields;
+    names_.clear();
     add_head(fields);
     for (int row = 0; row < kRows; ++row)
       add_row(fields, row);
@@ -217,7 +209,7 @@ class OrderMask {
     const int code = form_run(form);
     start_ = form.left_at;
     for (OrderLine& line : order_.lines) {
-      const SeenArticle* seen = article(line.code);
+      const OrderLine* seen = article(line.code);
       if (seen == nullptr) continue;
       line.text = seen->text;
       line.price = seen->price;
@@ -261,9 +253,11 @@ class OrderMask {
 
   Order order_;
   int page_ = 0;
-  int start_ = 0;                            // the field in which the operator begins
-  std::map<std::string, SeenArticle> seen_;  // by codes
-  std::array<std::array<std::string, 4>, kRows> names_;
+  int start_ = 0;  // the field in which the operator begins
+  // Articles as the operator has seen them, by codes: text and price. The price seen is the price
+  // booked, also when somebody changes the article before the order is complete.
+  std::map<std::string, OrderLine> seen_;
+  std::deque<std::string> names_;  // of the fields on the screen
 };
 
 }  // namespace

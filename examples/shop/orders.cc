@@ -3,7 +3,6 @@
 #include <string>
 
 #include "booking.h"
-#include "screens.h"
 #include "shop.h"
 
 namespace shop {
@@ -69,8 +68,8 @@ void cancel(int number) {
 
 void serve(int code, int number) {
   if (code == kKeyEnter) look_at_lines();
-  if (code == kKeyF5) print_order(number, OrderPaper::kInvoice);
-  if (code == kKeyF6) print_order(number, OrderPaper::kDeliveryNote);
+  if (code == kKeyF5) print_order(number, "LIST_INVOICE", "FILE_INVOICE");
+  if (code == kKeyF6) print_order(number, "LIST_DELIVERY", "FILE_DELIVERY");
   if (code == kKeyF7) enter_payment(number);
   if (code == kKeyF8) cancel(number);
 }
@@ -78,24 +77,20 @@ void serve(int code, int number) {
 }  // namespace
 
 RecordListLayout order_list(const char* keys) {
-  return {.file = &orders(),
-          .orders = kOrders,
-          .row = 3,
-          .rows = 15,
-          .columns = kColumns,
-          .help_key = "_ORDERS_",
-          .keys = keys};
+  return full_list(orders(), kOrders, kColumns, "_ORDERS_", keys);
 }
 
 void maintain_orders() {
-  StatusRow status("ORDERS", orders());
+  int status = 0;
+  show_status(status, "ORDERS", orders());
   RecordList list(order_list("ORDERS_KEYS"));
   for (int code = list.run(); code != kKeyEscape; code = list.run()) {
     const int number = data_get_long(orders(), "NUMBER");
     if (code == kKeyF2) enter_order();
     if (number != 0) serve(code, number);
-    status.show();
+    show_status(status, "ORDERS", orders());
   }
+  p_destroy_w(status);
 }
 
 }  // namespace shop

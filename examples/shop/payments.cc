@@ -3,13 +3,9 @@
 #include <string>
 
 #include "booking.h"
-#include "screens.h"
 #include "shop.h"
 
 namespace shop {
-
-using enum FormFieldKind;
-
 namespace {
 
 const char* check_order(Form& form, const FormField& field) {

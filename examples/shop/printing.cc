@@ -7,7 +7,6 @@
 #include <cstdlib>
 
 #include "booking.h"
-#include "screens.h"
 #include "shop.h"
 
 namespace shop {
@@ -112,11 +111,9 @@ void print(const char* list_id, const std::string& file_name, const std::functio
                  blocks);
 }
 
-void print_order(int number, OrderPaper paper) {
+void print_order(int number, const char* list_id, const char* file_id) {
   if (!find_order(number)) return;
-  const bool invoice = paper == OrderPaper::kInvoice;
-  print(invoice ? "LIST_INVOICE" : "LIST_DELIVERY",
-        text(invoice ? "FILE_INVOICE" : "FILE_DELIVERY", {std::to_string(number)}),
+  print(list_id, text(file_id, {std::to_string(number)}),
         [number] { return print_papers(number); });
 }
 

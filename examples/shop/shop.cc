@@ -37,9 +37,21 @@ std::string operator_name() {
   return "?";
 }
 
-void StatusRow::show() {
+void show_status(int& window, const char* task, const DataFile& counted) {
   const std::string name = operator_name();
-  status_line_show(window_, {.operator_name = name.c_str(), .file = task_, .counted = &counted_});
+  status_line_show(window, {.operator_name = name.c_str(), .file = task, .counted = &counted});
+}
+
+RecordListLayout full_list(DataFile& file, std::span<const RecordOrder> orders,
+                           std::span<const RecordColumn> columns, const char* help_key,
+                           const char* keys) {
+  return {.file = &file,
+          .orders = orders,
+          .row = 3,
+          .rows = 15,
+          .columns = columns,
+          .help_key = help_key,
+          .keys = keys};
 }
 
 Form mask(const char* title, WindowPlace place, std::span<const FormField> fields,

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // What all parts of the shop use: its data files (definitions/FILESHOP.DES), texts by their ids, the
-// status line.
+// screen, and each other.
 #pragma once
 
 #include <marigold/forms.h>
@@ -8,12 +8,14 @@
 #include <marigold/record_lists.h>
 #include <marigold/texts.h>
 
+#include <functional>
 #include <span>
 #include <string>
 
 namespace shop {
 
 using namespace marigold;  // the runtime; this header is the application's own
+using enum FormFieldKind;
 
 // ---- Data files
 
@@ -62,34 +64,58 @@ std::string money_text(double amount);
 
 // ---- The screen
 
-inline constexpr int kKeyF2 = kKeyF1 + 1;
-inline constexpr int kKeyF3 = kKeyF1 + 2;
-inline constexpr int kKeyF4 = kKeyF1 + 3;
-inline constexpr int kKeyF5 = kKeyF1 + 4;
-inline constexpr int kKeyF6 = kKeyF1 + 5;
-inline constexpr int kKeyF7 = kKeyF1 + 6;
-
 // Who works here, for the status line and for the orders.
 std::string operator_name();
 
-// The last row of the screen while it lives: who works with which file.
-class StatusRow {
- public:
-  StatusRow(const char* task, const DataFile& counted) : task_(task), counted_(counted) { show(); }
-  StatusRow(const StatusRow&) = delete;
-  StatusRow& operator=(const StatusRow&) = delete;
-  ~StatusRow() { p_destroy_w(window_); }
+// Shows in the last row of the screen who works with which file. The caller removes the window.
+void show_status(int& window, const char* task, const DataFile& counted);
 
-  void show();
-
- private:
-  const char* task_;
-  const DataFile& counted_;
-  int window_ = 0;
-};
+// A list below the header of the screen. The row above the status line names its keys.
+RecordListLayout full_list(DataFile& file, std::span<const RecordOrder> orders,
+                           std::span<const RecordColumn> columns, const char* help_key,
+                           const char* keys);
 
 // A form with the keys of the shop in its last row: "Page Down stores" and so on.
 Form mask(const char* title, WindowPlace place, std::span<const FormField> fields,
           const char* help_key, DataFile* file = nullptr);
+
+// ---- What the menu leads to. Each function returns when the operator goes back.
+
+// Lists in which operators look for records, change them and add new ones: customers.cc,
+// articles.cc, orders.cc.
+void maintain_customers();
+void maintain_articles();
+void maintain_orders();
+
+// The lists, also for choosing a record in a mask: the row above the status line names their keys.
+inline constexpr const char* kChooseKeys = "CHOOSE_KEYS";
+RecordListLayout customer_list(const char* keys);
+RecordListLayout article_list(const char* keys);
+RecordListLayout order_list(const char* keys);
+
+// Codes of articles are written in capitals.
+std::string in_capitals(std::string code);
+
+// The mask of a new order, until the order is booked or dropped (order_entry.cc).
+void enter_order();
+
+// The mask of a payment, for this order or, with 0, for one that the operator names (payments.cc).
+void enter_payment(int order);
+
+// ---- Everything that is printed on the screen, on the printer or into a file (printing.cc,
+// statistics.cc)
+
+// A paper of an order: the invoice or the delivery note.
+void print_order(int number, const char* list_id, const char* file_id);
+
+// What customers have still to pay; orders and payments of a year by months.
+void print_open_amounts();
+void print_turnover();
+
+// Asks the operator where to print and prints a list there. The list's name is a text, so that each
+// language has lists of its own (lists/*.list). `blocks` prints the blocks and returns false if the
+// list is not to be kept, for example because the operator has interrupted it. The operator learns
+// how it ended.
+void print(const char* list_id, const std::string& file_name, const std::function<bool()>& blocks);
 
 }  // namespace shop

@@ -7,13 +7,9 @@
 #include <string>
 
 #include "booking.h"
-#include "screens.h"
 #include "shop.h"
 
 namespace shop {
-
-using enum FormFieldKind;
-
 namespace {
 
 struct Month {

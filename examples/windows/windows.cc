@@ -139,13 +139,13 @@ class Garden {
     if (code == kKeyTab && !windows_.empty()) raise(0);
     if (code == kKeyPageUp) scroll(true);
     if (code == kKeyPageDown) scroll(false);
-    if (code == kKeyF1 + 1) choose();
-    if (code == kKeyF1 + 2) fill_in();
-    if (code == kKeyF1 + 3)
+    if (code == kKeyF2) choose();
+    if (code == kKeyF3) fill_in();
+    if (code == kKeyF4)
       user_interface().warning(
           "Frost is expected tonight. Cover what is tender, and water nothing.");
-    if (code == kKeyF1 + 4) hide();
-    if (code == kKeyF1 + 5) show_hidden();
+    if (code == kKeyF5) hide();
+    if (code == kKeyF6) show_hidden();
   }
 
   std::vector<int> windows_;  // the shown ones, the topmost last

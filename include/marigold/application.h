@@ -11,6 +11,18 @@ namespace marigold {
 
 #pragma GCC visibility push(default)
 
+// What an application needs beside it.
+struct Surroundings {
+  const char* program = "";         // its name, before the sentence
+  const char* text_id = "";         // a whole id of its text database; "": it has no texts
+  const char* definition_set = "";  // "SHOP" for FILESHOP.DES; "": none
+  bool lists = false;               // compiled lists, and the runtime defaults
+};
+
+// Looks for them, before runtime_start touches the terminal. Returns "", or a sentence in English
+// that says what is missing and what to do (runtime_tell).
+std::string runtime_missing(const Surroundings& needed);
+
 // Starts everything, in this order: the standard streams, the user interface on standard error, the
 // report of system errors, the settings from the environment, the system message catalogue, the
 // terminal, the windows with the user interface's functions and the keys that they serve, and the

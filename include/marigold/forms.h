@@ -144,8 +144,7 @@ struct Form {
   // form's. `current` is the field in which the user is, or null. Without this function these keys
   // do nothing.
   FormNext (*key)(Form& form, const FormField* current, int code) = nullptr;
-  // A function key that accepts the form from any field, as Page Down does: kKeyF1 + 1 for F2. 0:
-  // none.
+  // A function key that accepts the form from any field, as Page Down does. 0: none.
   int accept_key = 0;
   const char* status = "";    // id of a line shown in the last row of the screen
   const char* help_key = "";  // for fields without one

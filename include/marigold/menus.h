@@ -3,7 +3,7 @@
 //
 //   const MenuEntry lists[] = {{.text = "&Prices", .number = 21}, {.text = "&Stock", .number = 22}};
 //   const Menu list_menu{.entries = lists};
-//   const MenuEntry entries[] = {{.text = "&Customers", .number = 1, .key = kKeyF1 + 1},
+//   const MenuEntry entries[] = {{.text = "&Customers", .number = 1, .key = kKeyF2},
 //                                {},
 //                                {.text = "&Lists", .submenu = &list_menu}};
 //   const Menu menu{.title = "SHOP", .row = 4, .column = 8, .entries = entries};

@@ -59,7 +59,7 @@ struct RecordListLayout {
   // The orders among which `order_key` changes, in place of `key` and `title`; the list begins with
   // the first one. The current record and the marks stay. Not together with `fixed_parts`.
   std::span<const RecordOrder> orders = {};
-  int order_key = kKeyF1 + 2;
+  int order_key = kKeyF3;
   // The list shows only records that have the values of the record in the buffer, at the time the
   // list is made, in so many first parts of the key: the lines of one order.
   int fixed_parts = 0;

@@ -57,7 +57,13 @@ enum KeyCode : int {
   kKeyDown = 11,
   kKeyInsert = 12,
   kKeyEnter = 13,
-  kKeyF1 = 14,  // up to F8
+  kKeyF1 = 14,
+  kKeyF2 = 15,
+  kKeyF3 = 16,
+  kKeyF4 = 17,
+  kKeyF5 = 18,
+  kKeyF6 = 19,
+  kKeyF7 = 20,
   kKeyF8 = 21,
   kKeyStatistics = 22,  // Ctrl-Y
   kKeyEscape = 23,      // also: no key, and bytes without a meaning

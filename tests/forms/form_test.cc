@@ -279,7 +279,7 @@ FormNext program_key(Form& form, const FormField* current, int code) {
   *static_cast<std::string*>(form.context) +=
       std::to_string(code - kKeyF1 + 1) + current->field + " " + form_text(form, "NAME") + ";";
   if (code == kKeyF9) return FormNext::kAccept;
-  if (code == kKeyF1 + 5) form_put_text(form, "NAME", "put");
+  if (code == kKeyF6) form_put_text(form, "NAME", "put");
   return code == kKeyF8 ? FormNext::kLeave : FormNext::kStay;
 }
 
@@ -287,7 +287,7 @@ TEST_F(FormTest, TheProgramServesFunctionKeysAndChangesAreNotLostUnasked) {
   std::string served;
   form.context = &served;
   form.key = program_key;
-  form.accept_key = kKeyF1 + 1;
+  form.accept_key = kKeyF2;
   form.help_key = "_FORM_";
   fields[1].help_key = "_NAME_";
   const std::string same = "5|Huber|6|   2,500|t|141126|930|yes|";

@@ -29,10 +29,10 @@ struct MenuTest : DataTest {
                                   {.text = "&Deeper", .submenu = &deep_menu}};
   Menu list_menu{.title = "Lists", .entries = lists, .help_key = "_LISTS_"};
   std::vector<MenuEntry> entries = {
-      {.text = "&Customers", .number = 1, .key = kKeyF1 + 1, .help_key = "_CUST_"},
+      {.text = "&Customers", .number = 1, .key = kKeyF2, .help_key = "_CUST_"},
       {.text = "A&rticles", .number = 2},
       {},
-      {.text = "&Gone", .number = 3, .key = kKeyF1 + 2, .enabled = false},
+      {.text = "&Gone", .number = 3, .key = kKeyF3, .enabled = false},
       {.text = "&Lists", .submenu = &list_menu}};
   Menu menu{.title = "Shop", .row = 4, .column = 8, .entries = entries, .help_key = "_SHOP_"};
 };

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "runtime/core/user_interface.h"
 #include "runtime/texte/txt.h"
 
 #include <cstdio>
@@ -7,6 +6,7 @@
 
 #include "marigold/texts.h"
 #include "runtime/core/settings.h"
+#include "runtime/core/user_interface.h"
 #include "tests/support/process.h"
 #include "tests/support/support.h"
 

@@ -98,5 +98,36 @@ TEST(RuntimeTest, ASentenceStandsBeforeTheReportOfASystemError) {
     EXPECT_EXIT(fail(advice, number), aborted, written);
 }
 
+TEST(RuntimeTest, TellsWhatIsMissingBesideTheProgram) {
+  const WorkDirectory directory;
+  for (const char* name : {"locale/default", "definitions", "print"})
+    std::filesystem::create_directories(name);
+  write_textdb("locale/default/textdb", {{"SHOP.TITLE", "A shop"}});
+  write_file("definitions/FILESHOP.DES", "END.");
+  for (const char* name :
+       {"DEFAULT.DAT", "LISTEN.dat", "LISTEN.idx", "BLOECKE.dat", "BLOECKE.idx", "ILISTEN.dat"})
+    write_file(std::string("print/") + name, "");
+  const Surroundings all = {
+      .program = "shop", .text_id = "SHOP.TITLE", .definition_set = "SHOP", .lists = true};
+  EXPECT_EQ(runtime_missing(all), "");
+  const struct {
+    const char* variable;
+    const char* directory;
+    const char* sentence;
+  } cases[] = {{"LANGUAGE_SEARCHPATH", "none/%N", "shop: No text database with the texts"},
+               {"DEFINITION_DIRECTORY", "none", "shop: none has no FILESHOP.DES."},
+               {"PRINT_DIRECTORY", "none", "shop: The lists are missing in none."}};
+  for (const auto& [variable, value, sentence] : cases) {
+    setenv(variable, value, 1);
+    const std::string missing = runtime_missing(all);
+    EXPECT_TRUE(missing.starts_with(sentence)) << missing;
+    EXPECT_NE(missing.find(std::string(", or set ") + variable), std::string::npos) << missing;
+    EXPECT_EQ(runtime_missing({.program = "shop"}), "");
+    unsetenv(variable);
+  }
+  std::filesystem::remove("print/BLOECKE.idx");
+  EXPECT_NE(runtime_missing(all), "");
+}
+
 }  // namespace
 }  // namespace marigold::inner::test

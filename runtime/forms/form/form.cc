@@ -23,8 +23,6 @@ using namespace inner;
 
 namespace {
 
-constexpr int kChoiceKey = kKeyF1 + 3;  // F4
-
 bool is_function_key(int code) {
   return (code >= kKeyF1 && code <= kKeyF8) || code == kKeyF9 || code == kKeyPageUp;
 }
@@ -246,7 +244,7 @@ class FormRun {
       help_show(help_key());
     } else if (code == kKeyPageDown || (form_.accept_key != 0 && code == form_.accept_key)) {
       if (leave_field() && accept()) return kKeyEnter;
-    } else if (code == kChoiceKey && current_ >= 0 && can_choose()) {
+    } else if (code == kKeyF4 && current_ >= 0 && can_choose()) {
       choose();
     } else if (is_function_key(code)) {
       return follow_program(code);

@@ -21,8 +21,6 @@
 namespace marigold::inner {
 namespace {
 
-constexpr int kKeyF4 = kKeyF1 + 3;
-
 // Home, End and the page keys do nothing, as on every other screen with these keys: + - * and /
 // turn pages.
 struct Move {

@@ -41,8 +41,8 @@ constexpr Key kSingleKeys[] = {
 
 // Bytes after kKeyPrefixFunction, without F10: the runtime has no code for F10.
 constexpr Key kFunctionKeys[] = {
-    {';', kKeyF1},     {'<', kKeyF1 + 1}, {'=', kKeyF1 + 2}, {'>', kKeyF1 + 3}, {'?', kKeyF1 + 4},
-    {'@', kKeyF1 + 5}, {'A', kKeyF1 + 6}, {'B', kKeyF8},     {'C', kKeyF9},
+    {';', kKeyF1}, {'<', kKeyF2}, {'=', kKeyF3}, {'>', kKeyF4}, {'?', kKeyF5},
+    {'@', kKeyF6}, {'A', kKeyF7}, {'B', kKeyF8}, {'C', kKeyF9},
 };
 
 // Bytes after kKeyPrefixCursor.
@@ -54,10 +54,10 @@ constexpr Key kCursorKeys[] = {
 // Bytes after Ctrl-F, for terminals without function and cursor keys: digits are function keys,
 // letters act as in vi (h j k l move, x deletes, i inserts, b and f turn pages).
 constexpr Key kPlainTerminalKeys[] = {
-    {'0', kKeyEnter},  {'1', kKeyF1},     {'2', kKeyF1 + 1},   {'3', kKeyF1 + 2}, {'4', kKeyF1 + 3},
-    {'5', kKeyF1 + 4}, {'6', kKeyF1 + 5}, {'7', kKeyF1 + 6},   {'8', kKeyF8},     {'9', kKeyF9},
-    {'?', kKeyHelp},   {'b', kKeyPageUp}, {'f', kKeyPageDown}, {'h', kKeyLeft},   {'i', kKeyInsert},
-    {'j', kKeyDown},   {'k', kKeyUp},     {'l', kKeyRight},    {'x', kKeyDelete},
+    {'0', kKeyEnter}, {'1', kKeyF1},     {'2', kKeyF2},       {'3', kKeyF3},     {'4', kKeyF4},
+    {'5', kKeyF5},    {'6', kKeyF6},     {'7', kKeyF7},       {'8', kKeyF8},     {'9', kKeyF9},
+    {'?', kKeyHelp},  {'b', kKeyPageUp}, {'f', kKeyPageDown}, {'h', kKeyLeft},   {'i', kKeyInsert},
+    {'j', kKeyDown},  {'k', kKeyUp},     {'l', kKeyRight},    {'x', kKeyDelete},
 };
 
 constexpr std::uint8_t kPlainTerminalPrefix = 0x06;  // Ctrl-F
