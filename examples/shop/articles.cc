@@ -98,7 +98,8 @@ void count_stock() {
   const std::string code = data_get_text(articles(), "CODE");
   const int read = data_read(articles(), kPrimary, true, LockWait::kAsk);
   if (read != kDataDone) return;
-  double counted = data_get_double(articles(), "STOCK");
+  const double stock = data_get_double(articles(), "STOCK");
+  double counted = stock;
   // clang-format off
   const FormField fields[] = {
       {.label = "CODE", .row = 2, .column = 19, .field = "CODE", .read_only = true},
@@ -113,6 +114,9 @@ void count_stock() {
     const Outcome outcome = carry_out([&]() -> Outcome {
       data_put_text(articles(), "CODE", code);
       if (Outcome locked = lock_record(articles()); !locked.done()) return locked;
+      // After a store that the disk has refused, the lock was gone for a moment.
+      if (data_get_double(articles(), "STOCK") != stock)
+        return {.refused = "REFUSED_CHANGED", .values = {text("STOCK")}};
       data_put_double(articles(), "STOCK", counted);
       changes_write(articles());
       return {};

@@ -64,6 +64,15 @@ void put_all(const Form& form, const std::vector<Value>& values) {
   }
 }
 
+// Returns whether the operator has accepted the form. Asks before values are dropped that were
+// refused, because the form knows them only as what it began with.
+bool fill_in(Form& form, bool refused) {
+  while (form_run(form) != kKeyEnter) {
+    if (!refused || key_is_lost() || confirm("ASK_DROP")) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 Form mask(const char* title, WindowPlace place, std::span<const FormField> fields,
@@ -81,7 +90,7 @@ Form mask(const char* title, WindowPlace place, std::span<const FormField> field
 bool edit_record(Form& form) {
   DataFile& file = *form.file;
   const std::vector<Value> before = values_of(form);
-  while (form_run(form) == kKeyEnter) {
+  for (bool refused = false; fill_in(form, refused); refused = true) {
     const std::vector<Value> wanted = values_of(form);
     if (wanted == before) return false;
     const Outcome outcome = carry_out([&]() -> Outcome {
@@ -99,7 +108,7 @@ bool edit_record(Form& form) {
 }
 
 bool add_record(Form& form, const std::function<Outcome()>& take_key) {
-  while (form_run(form) == kKeyEnter) {
+  for (bool refused = false; fill_in(form, refused); refused = true) {
     const std::vector<Value> wanted = values_of(form);
     const Outcome outcome = carry_out([&]() -> Outcome {
       if (Outcome taken = take_key(); !taken.done()) return taken;

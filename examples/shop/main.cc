@@ -101,7 +101,9 @@ int main() {
   }
   runtime_start("shop");
   textdb_setup("SHOP");
+  explain_faults("FAULT_DEFINITIONS");
   definition_set_load("SHOP");
+  explain_faults("FAULT_FILES");
   const std::string fault = run_shop();
   runtime_end();
   if (fault.empty()) return 0;

@@ -2,6 +2,7 @@
 // The mask of a new order: its head, and as many pages of lines as it needs.
 #include <marigold/forms.h>
 
+#include <algorithm>
 #include <array>
 #include <string>
 #include <vector>
@@ -212,9 +213,15 @@ class OrderMask {
     return form_run(form);
   }
 
-  // The form has asked about its own page; the operator may have forgotten the others.
-  bool may_be_dropped() const {
-    return total_of_other_pages() == 0 || key_is_lost() || confirm("ASK_DROP_ORDER");
+  [[nodiscard]] bool is_empty() const {
+    return std::ranges::all_of(order_.lines,
+                               [](const OrderLine& entered) { return entered.code.empty(); });
+  }
+
+  // The form has asked about what was typed on its page since it was shown. The order has lines of
+  // before if the page was left, or the booking was refused.
+  [[nodiscard]] bool may_be_dropped() const {
+    return is_empty() || key_is_lost() || confirm("ASK_DROP_ORDER");
   }
 
   void turn_to(int page) {
@@ -237,10 +244,7 @@ class OrderMask {
 
   // Returns whether the order is booked. Otherwise it stays in the mask as it is.
   bool book() {
-    bool empty = true;
-    for (const OrderLine& entered : order_.lines)
-      empty = empty && entered.code.empty();
-    if (empty) {
+    if (is_empty()) {
       tell("ORDER_EMPTY");
       return false;
     }

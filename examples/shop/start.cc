@@ -4,9 +4,12 @@
 #include <marigold/data.h>
 #include <marigold/texts.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "texts.h"
 
@@ -18,6 +21,8 @@ namespace {
 
 constexpr int kDataClass = 1;     // PATH in the definitions
 constexpr int kCriticalPath = 1;  // PATH 1 in PATHVER.DES
+constexpr const char* kListFiles[] = {"DEFAULT.DAT", "LISTEN.dat", "LISTEN.idx", "BLOECKE.dat",
+                                      "BLOECKE.idx"};
 
 std::string setting(const char* name, const char* when_empty) {
   const char* value = std::getenv(name);
@@ -43,6 +48,26 @@ std::string data_directory() {
   return directory;
 }
 
+struct Explanation {
+  void (*report)(int number) = nullptr;  // the runtime's
+  const char* id = "";
+};
+
+Explanation explanation;
+
+// From 1000 on system errors are those of the operating system (marigold_system_errors(3)).
+std::string reason_of(int number) {
+  constexpr int kOperatingSystem = 1000;
+  return number > kOperatingSystem ? std::strerror(number - kOperatingSystem)
+                                   : text("FAULT_NUMBER", {std::to_string(number)});
+}
+
+void explain_and_report(int number) {
+  user_interface().fatal = explanation.report;
+  tell_below_the_screen(text(explanation.id, {reason_of(number)}));
+  explanation.report(number);
+}
+
 // The check wants the directory for itself for a moment. When other shops work there they have it
 // too, and the operator must not be asked about them.
 bool check_quietly() {
@@ -65,7 +90,7 @@ std::string missing_surroundings() {
     return "shop: " + definitions +
            " has no FILESHOP.DES. Start the shop in its folder, or set DEFINITION_DIRECTORY.";
   const std::string lists = setting("PRINT_DIRECTORY", "./print");
-  if (!is_there(lists, "DEFAULT.DAT") || !is_there(lists, "LISTEN.dat"))
+  if (!std::ranges::all_of(kListFiles, [&](const char* name) { return is_there(lists, name); }))
     return "shop: The lists are missing in " + lists +
            ". Compile them (marigold lists compile lists/*.list -o " + lists +
            ") and put DEFAULT.DAT beside them, or set PRINT_DIRECTORY.";
@@ -91,6 +116,12 @@ std::string wrong_version() {
         return text("START_CONVERT", {directory});
     }
   }
+}
+
+void explain_faults(const char* id) {
+  explanation.id = id;
+  if (explanation.report == nullptr)
+    explanation.report = std::exchange(user_interface().fatal, explain_and_report);
 }
 
 }  // namespace shop

@@ -16,4 +16,8 @@ std::string missing_surroundings();
 // sentence in the language of the operator, or "". After the definitions are loaded.
 std::string wrong_version();
 
+// A system error of the runtime ends the process. From now on this text comes before its report:
+// its "%s" takes the system's reason.
+void explain_faults(const char* id);
+
 }  // namespace shop

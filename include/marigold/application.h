@@ -2,6 +2,8 @@
 // The runtime of a full application with windows: one call at its start and one at its end.
 #pragma once
 
+#include <string>
+
 #include "marigold/texts.h"    // IWYU pragma: export
 #include "marigold/windows.h"  // IWYU pragma: export
 
@@ -23,6 +25,16 @@ void runtime_start(const char* program);
 // and the program status file (with a normal end). A part that is not open is passed over, so a
 // second call does nothing.
 void runtime_end();
+
+// Gives the terminal back and writes a sentence of the language to standard error, where it stays
+// below the screen: why the application cannot begin, or go on. In the characters of the terminal,
+// with control characters made visible.
+void runtime_tell(const std::string& sentence);
+
+// A system error ends the process with a report for those who maintain the application. From now on
+// the text of this id (textdb_filled, texts.h) stands before the report and advises the operator;
+// its "%s" takes the reason. Null, as after runtime_start, for no text. The id outlives its use.
+void runtime_explain_faults(const char* id);
 
 #pragma GCC visibility pop
 

@@ -23,6 +23,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -68,6 +69,11 @@ enum class LockWait {
 };
 
 // ---- Operations
+
+// Returns kDataDone if the records of the file have the version of its definition, or if the file is
+// missing; otherwise the system error with which data_open would end the process: 40 for newer
+// records, 105 for older ones.
+int data_check_version(const DataFile& file);
 
 // Opens a file. Makes a missing one, with its version record, unless its definition is read-only.
 // Returns 0 (the record is cleared), 1 if the file is open already (nothing happens), or 4. System
@@ -147,6 +153,21 @@ int changes_commit(LockWait wait);
 // Drops the set. Does nothing without a set.
 void changes_drop();
 
+// Carries out a set without keeping a lock while the user is asked about somebody else's. Begins a
+// set and calls `prepare`, which reads records with a lock by data_read and LockWait::kAsk, and adds
+// its changes. If `prepare` returns 0 the set is committed, else it is dropped.
+//
+// When another process has locked a record, data_read and the commit wait for up to a second and
+// then give up: `prepare` returns kDataLocked when a read does. The set is dropped then, all
+// record locks are given back, and the user is asked; "try again" leads to a further call of
+// `prepare`, which therefore finds everything out by itself. Programs that lock records in the same
+// order in all their sets never wait for each other.
+//
+// Returns 0; kDataLocked when the user does not want to try again; what `prepare` has returned
+// instead of 0; or the result of changes_commit. After a result other than 0 nothing is changed. The
+// process has no record locks afterwards, also none that it had before.
+int changes_run(const std::function<int()>& prepare);
+
 // ---- Fields, in the record buffer of an open file.
 //
 // Elements have the numbers from 1 to the field's repeat count. Texts are ISO 8859-1; zero bytes
@@ -175,6 +196,10 @@ void data_put_text(DataFile& file, std::string_view field, std::string_view valu
 // exist only in multi-user operation (IS_MULTIUSER); otherwise taking a lock does not touch the
 // disk. A process holds a class once, however often it takes the class. A class outside 0 to 30 is
 // system error 64.
+
+// Returns the data directory of a class, without a slash at its end: the setting DATA_DIRECTORY with
+// the class's number for each "%p".
+std::string data_directory(int path_class);
 
 // Takes the class for this process alone and gives a shared lock back first. Returns 0. Returns 4
 // when other processes have the class and the user decides not to wait (LockWait::kAsk); the
@@ -224,6 +249,12 @@ void critical_path_set(int number, std::string_view directory);
 // Returns false if any of them is not ready, and closes all then; the states stay, so that the
 // caller can report them.
 bool critical_path_check();
+
+// Checks as critical_path_check does, and takes each class shared from the beginning: for programs
+// that several operators start. critical_path_check takes each class for itself for a moment, and so
+// asks the user about all others that work there. While a conversion is at work this one waits,
+// and shows that to the user.
+bool critical_path_check_shared();
 
 CriticalPathState critical_path_state(int number);
 

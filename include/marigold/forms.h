@@ -24,6 +24,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <span>
 #include <string>
@@ -148,6 +149,10 @@ struct Form {
   int accept_key = 0;
   const char* status = "";    // id of a line shown in the last row of the screen
   const char* help_key = "";  // for fields without one
+  // Index in `fields` of the field in which the user begins, or else the next one that can be
+  // entered; and, from form_run, of the field that the user has left last.
+  int start = 0;
+  int left_at = 0;
 };
 
 // ---- Running a form
@@ -193,6 +198,30 @@ int form_run(Form& form);
 // its number, else it prints the present values into the window of an earlier call. The caller
 // removes the window (p_destroy_w).
 void form_show(Form& form, int& window);
+
+// ---- Records that several users change
+//
+// No lock is kept while the user types. The forms' data file is keyed and open.
+
+// Lets the user change the record in the buffer of the form's file. What the user has changed is
+// then put into the record as it is at that time, in a set of changes of its own, so that changes of
+// other users meanwhile stay. If somebody else has changed the same field, or has deleted the
+// record, the user is told so and nothing is changed. When the record is locked, or the system
+// refuses, the form comes back with what was typed. Returns whether the record was written; it is
+// in the buffer then. The user cannot enter fields of the primary key: system error 3.
+bool form_edit_record(Form& form);
+
+// Lets the user fill in a new record, which begins with what is in the buffer. In the set of changes
+// that writes the record `put_key`, if given, puts its primary key, for example the next number of
+// a range, and returns "", or the reason why there is none, which is shown. A record with the same
+// key is never replaced: the user is told so, and the form comes back with what was typed. Returns
+// whether the record was written; it is in the buffer then.
+bool form_add_record(Form& form, const std::function<std::string()>& put_key = nullptr);
+
+// Carries out a set of changes as changes_run does, and tells the user why if nothing is changed.
+// `prepare` returns "", or the reason in the words of the user, also when a read returns
+// kDataLocked. Returns whether the set was carried out.
+bool form_change_records(const std::function<std::string()>& prepare);
 
 // ---- The values of a form, for its functions while it runs
 //

@@ -22,6 +22,7 @@
 // LIST.INTERRUPTED ("Interrupted") and LIST.SEARCHING ("Searching").
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <span>
 #include <string>
@@ -45,10 +46,20 @@ struct RecordColumn {
   std::string (*text)(const DataFile& file, void* context) = nullptr;
 };
 
+// An order in which the user can see the records.
+struct RecordOrder {
+  int key = 1;             // of the file
+  const char* title = "";  // of the list in this order
+};
+
 // Everything belongs to the caller and outlives the list.
 struct RecordListLayout {
   DataFile* file = nullptr;  // open, and keyed
   int key = 1;
+  // The orders among which `order_key` changes, in place of `key` and `title`; the list begins with
+  // the first one. The current record and the marks stay. Not together with `fixed_parts`.
+  std::span<const RecordOrder> orders = {};
+  int order_key = kKeyF1 + 2;
   // The list shows only records that have the values of the record in the buffer, at the time the
   // list is made, in so many first parts of the key: the lines of one order.
   int fixed_parts = 0;
@@ -63,6 +74,9 @@ struct RecordListLayout {
   bool (*accepts)(const DataFile& file, void* context) = nullptr;
   void* context = nullptr;
   const char* help_key = "";
+  // A line that names the program's keys, and its row on the screen: above the status line.
+  const char* keys = "";
+  int keys_row = kScreenRows - 1;
 };
 
 // A list on the screen, for as long as it lives. System errors: 2 for a file that is not keyed, 101
@@ -83,6 +97,10 @@ class RecordList {
   // the program may use the file as it likes.
   int run();
 
+  // Lets the user choose a record: true after Enter, with the record in the file's buffer, and false
+  // after Escape. Other keys do nothing.
+  bool choose();
+
   // Goes to the record with the primary key in the file's buffer. Returns false if there is none in
   // the list; the list then stays where it is.
   bool go_to_record();
@@ -95,6 +113,8 @@ class RecordList {
 
  private:
   class Rows;
+  RecordListLayout layout_;
+  std::size_t order_ = 0;
   std::unique_ptr<Rows> rows_;
 };
 

@@ -5,6 +5,7 @@
 // thread; nothing throws.
 #pragma once
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -40,6 +41,10 @@ std::string& textdb_text(std::string& output, const char* key);
 // Puts the text under the module prefix and the key, or else the bare key, into the output, and
 // returns the output.
 std::string& textdb_module_text(std::string& output, const char* key);
+
+// Returns the text under the module prefix, or else under the bare id, or else the id itself; each
+// "%s" of the text takes the next of the values. A "%s" without a value stays.
+std::string textdb_filled(const char* id, std::initializer_list<std::string_view> values = {});
 
 // ---- Any text database. At most ten are open at once. All users of one name and language share a
 // database.

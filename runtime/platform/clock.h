@@ -19,10 +19,12 @@ struct LocalTime {
 // Returns the present moment in the time zone of the process, or zeros if the clock cannot be read.
 LocalTime clock_local_time();
 
-// Called instead of waiting if set, for tests. Null in every other program.
+// Called instead of waiting if set, for tests. Null in every other program. A wait of less than a
+// second has 0 seconds.
 extern void (*clock_sleep_hook)(int seconds);
 
-// Waits for this time, also if signals arrive meanwhile.
+// Wait for this time, also if signals arrive meanwhile.
 void clock_sleep(int seconds);
+void clock_sleep_milliseconds(int milliseconds);
 
 }  // namespace marigold::inner

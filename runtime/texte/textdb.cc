@@ -3,6 +3,7 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
+#include "runtime/texte/screen_text.h"
 #include "runtime/texte/sysmsg.h"
 #include "runtime/texte/txt.h"
 
@@ -45,6 +46,19 @@ std::string& textdb_text(std::string& output, const char* key) {
 std::string& textdb_module_text(std::string& output, const char* key) {
   const std::string id = state.module_prefix + key;
   return text_or_key(output, id.c_str(), key);
+}
+
+std::string textdb_filled(const char* id, std::initializer_list<std::string_view> values) {
+  constexpr std::string_view kPlace = "%s";
+  std::string text = screen_text(id);
+  std::size_t place = 0;
+  for (const std::string_view value : values) {
+    place = text.find(kPlace, place);
+    if (place == std::string::npos) break;
+    text.replace(place, kPlace.size(), value);
+    place += value.size();
+  }
+  return text;
 }
 
 }  // namespace marigold

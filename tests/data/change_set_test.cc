@@ -156,6 +156,67 @@ TEST_P(ChangeSetTest, ALockedRecordKeepsTheWholeSetBack) {
   }
 }
 
+// A set that takes from one book what it adds to the other. It meets a lock as it reads, or, if it
+// does not read with a lock, as it is committed.
+int move_ten(bool locks) {
+  for (const auto& [book, amount] : {std::pair{"CUSTOMER", -10}, {"LINES", 10}}) {
+    DataFile& file = data_file(book);
+    fill(file, 1);
+    if (data_read(file, 1, locks, LockWait::kAsk) == kDataLocked) return kDataLocked;
+    data_put_long(file, "SINCE", data_get_long(file, "SINCE") + amount);
+    changes_write(file);
+  }
+  return kDataDone;
+}
+
+TEST_F(DataTest, NoLockIsKeptWhileTheUserIsAsked) {
+  static OtherProcess* holder;
+  static bool again;
+  static int questions;
+  int pauses = 0;
+  static int* pauses_seen;
+  pauses_seen = &pauses;
+  clock_sleep_hook = [](int) { ++*pauses_seen; };
+  const Books books("LINES");
+  for (const auto& [locks, answer] : {std::pair{true, true}, {true, false}, {false, true}}) {
+    books.prepare();
+    OtherProcess other([] { return read(open_book("LINES"), 1, true) == kDataDone; });
+    ASSERT_TRUE(other.ready());
+    holder = &other;
+    again = answer;
+    questions = pauses = 0;
+    user_interface().ask_for_lock = [](const char* text, const char* help_key) {
+      EXPECT_STREQ(text, "LINES record lock active       ");
+      EXPECT_STREQ(help_key, "__lock_");
+      // Somebody else changes what the first attempt has read.
+      EXPECT_TRUE(elsewhere([] {
+        DataFile& book = open_book("CUSTOMER");
+        EXPECT_EQ(read(book, 1, true, LockWait::kTell), kDataDone);
+        data_put_long(book, "SINCE", 50);
+        return data_write(book) == kDataDone;
+      }));
+      ++questions;
+      holder->kill_it();
+      return again;
+    };
+    EXPECT_EQ(changes_run([&locks = locks] { return move_ten(locks); }),
+              answer ? kDataDone : kDataLocked);
+    EXPECT_EQ(books.text(), answer ? "1:40 4:7 | 1:110 " : "1:50 4:7 | 1:100 ");
+    EXPECT_EQ(questions, 1);
+    EXPECT_EQ(pauses, 10);
+    EXPECT_TRUE(others_can_lock("CUSTOMER", 1, answer ? 40 : 50));
+    EXPECT_TRUE(others_can_lock("LINES", 1, answer ? 110 : 100));
+  }
+  // A lock that goes by itself leads to no question, and a set that is refused changes nothing.
+  OtherProcess other([] { return read(open_book("LINES"), 1, true) == kDataDone; });
+  holder = &other;
+  clock_sleep_hook = [](int) { holder->kill_it(); };
+  EXPECT_EQ(changes_run([] { return move_ten(true); }), kDataDone);
+  EXPECT_EQ(changes_run([] { return move_ten(true), 77; }), 77);
+  EXPECT_EQ(questions, 1);
+  EXPECT_EQ(books.text(), "1:30 4:7 | 1:120 ");
+}
+
 TEST_F(DataTest, WhatASetCannotHoldEndsTheProgram) {
   for (const auto& [misuse, report] :
        {std::pair<void (*)(), const char*>{

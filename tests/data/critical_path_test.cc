@@ -52,6 +52,20 @@ TEST_F(DataTest, CriticalPathsAreReadyTogetherOrNotAtAll) {
   EXPECT_TRUE(can_be_taken_elsewhere(4));  // closed again
   EXPECT_TRUE(can_be_taken_elsewhere(6));
 
+  // Another operator has the class shared: nothing is asked, and both go on.
+  {
+    const OtherProcess operator_beside([] { return path_lock_shared(4) == kDataDone; });
+    ASSERT_TRUE(operator_beside.ready());
+    for (int number = 2; number <= kCriticalPaths; ++number)
+      critical_path_set(number, "");
+    EXPECT_EQ(errors_of([] { EXPECT_TRUE(critical_path_check_shared()); }), "");
+    EXPECT_EQ(critical_path_state(1), kReady);
+    version_write_path(4, 1);
+    EXPECT_FALSE(critical_path_check_shared());
+    EXPECT_EQ(critical_path_state(1), kConversionNeeded);
+  }
+  EXPECT_TRUE(can_be_taken_elsewhere(4));
+
   const OtherProcess other([] { return path_lock_shared(8) == kDataDone; });
   for (int number = 1; number < kCriticalPaths; ++number)
     critical_path_set(number, "");

@@ -321,9 +321,15 @@ TEST_P(BothKinds, RecordsOfAnotherVersionEndTheProgram) {
   data_close(file);
   for (const auto& [version, number] : {std::pair{2.0, "105"}, {4.0, "40"}}) {
     version_write_file(file, version);
+    EXPECT_EQ(data_check_version(file), std::stoi(number));
     EXPECT_EXIT(open(GetParam()), aborted,
                 std::string(GetParam()) + ": its records have version " + version_text(version) +
                     ", the definition has version 3\nerror\n +" + number);
+  }
+  for (const double harmless : {3.0, -1.0}) {  // or no record at all
+    harmless < 0 ? static_cast<void>(std::filesystem::remove(version_file_record(data_path(file))))
+                 : version_write_file(file, harmless);
+    EXPECT_EQ(data_check_version(file), kDataDone);
   }
 }
 

@@ -2,6 +2,7 @@
 // Forms: tests type keys and look at the record, the variables and the screens afterwards.
 #include "marigold/forms.h"
 
+#include "runtime/platform/clock.h"
 #include "runtime/texte/texte.h"
 #include "tests/data/support.h"
 #include "tests/support/watched_session.h"
@@ -324,6 +325,112 @@ TEST_F(FormTest, TheProgramServesFunctionKeysAndChangesAreNotLostUnasked) {
   for (const char* shown : {"Your changes would be lost.               continue  quit ",
                             "No help available: _NAME_", "No help available: _FORM_"})
     EXPECT_TRUE(was_shown(shown)) << shown;
+}
+
+// What somebody else does to record 5 while the user types.
+struct Meanwhile {
+  std::string name;  // "": deletes the record
+  int zone;
+};
+
+FormNext change_elsewhere(Form& form, const FormField* /*current*/, int /*code*/) {
+  const auto& change = *static_cast<const Meanwhile*>(form.context);
+  EXPECT_TRUE(elsewhere(
+      [](const std::string& name, int zone) {
+        DataFile& other = data_file("CUSTOMER");
+        data_open(other, LockWait::kTell);
+        if (read(other, 5, true, LockWait::kTell) != kDataDone) return false;
+        data_put_text(other, "NAME", name);
+        data_put_integer(other, "ZONE", static_cast<std::int16_t>(zone), 2);
+        return (name.empty() ? data_delete(other) : data_write(other)) == kDataDone;
+      },
+      change.name, change.zone));
+  return FormNext::kStay;
+}
+
+TEST_F(FormTest, ChangesOfOthersStayWhenARecordIsEdited) {
+  form.key = change_elsewhere;
+  const std::string add_x = kEnd + "x" + kPageDown;
+  const struct {
+    Meanwhile meanwhile;
+    std::string keys;
+    bool written;
+    std::string values;  // stored afterwards
+    const char* told = "beneath";
+  } cases[] = {
+      {{"Huber", 8}, add_x, true, "5|Huberx|8|   2,500|t|141126|930|yes|"},
+      {{"Huberx", 6}, add_x, true, "5|Huberx|6|   2,500|t|141126|930|yes|"},
+      {{"Maier", 8},
+       add_x,
+       false,
+       "5|Maier|8|   2,500|t|141126|930|yes|",
+       "Name: somebody else has changed the same field"},
+      {{"", 6}, add_x, false, "not found", "Somebody else has deleted this record."},
+      {{"Maier", 8}, kPageDown, false, "5|Maier|8|   2,500|t|141126|930|yes|"},
+  };
+  for (const auto& [meanwhile, keys, written, expected, told] : cases) {
+    SCOPED_TRACE(meanwhile.name + "/" + expected);
+    start_values();
+    ASSERT_EQ(data_write(file), kDataDone);
+    screens.clear();
+    Meanwhile change = meanwhile;
+    form.context = &change;
+    const bool warned = told != std::string("beneath");
+    recording().type(function_key(3) + keys + (warned ? "?" : ""));
+    EXPECT_EQ(form_edit_record(form), written);
+    EXPECT_TRUE(recording().keys.empty());
+    EXPECT_TRUE(was_shown(told)) << screens.back();
+    EXPECT_EQ(read(file, 5) == kDataDone ? values() : "not found", expected);
+  }
+  // A form in which the user could make another record of this one.
+  fields[0].read_only = false;
+  EXPECT_EXIT(form_edit_record(form), aborted,
+              "Customer: field SNR: it is a part of the primary key.*\nsystem error 3");
+}
+
+// The form comes back with what was typed, in the field where the user was.
+TEST_F(FormTest, ALockedRecordKeepsWhatWasTyped) {
+  start_values();
+  ASSERT_EQ(data_write(file), kDataDone);
+  OtherProcess holder([] {
+    data_open("CUSTOMER", LockWait::kTell);
+    return read(data_file("CUSTOMER"), 5, true) == kDataDone;
+  });
+  static OtherProcess* held;
+  held = &holder;
+  clock_sleep_hook = [](int) {};
+  user_interface().ask_for_lock = [](const char* /*text*/, const char* /*help_key*/) {
+    held->kill_it();
+    return false;
+  };
+  recording().type(kDown + "8" + kPageDown + "?" + "2" + kPageDown);
+  EXPECT_TRUE(form_edit_record(form));
+  EXPECT_TRUE(was_shown("Nothing is changed: somebody else is working"));
+  EXPECT_EQ(read(file, 5), kDataDone);
+  EXPECT_EQ(values(), "5|Huber|2|   2,500|t|141126|930|yes|");
+}
+
+TEST_F(FormTest, ANewRecordReplacesNone) {
+  ASSERT_EQ(write(file, 1, "one"), kDataDone);
+  data_clear_record(file);
+  data_put_text(file, "KIND", "t");
+  // The number is known when the record is stored; the one tried first is taken.
+  int next = 0;
+  const auto take_number = [&] {
+    data_put_long(file, "SNR", next++);
+    return std::string(next == 1 ? "No number is left." : "");
+  };
+  recording().type("new" + kPageDown + "?" + kPageDown + "?" + kEnd + "er" + kPageDown);
+  data_put_long(file, "SINCE", 141126);
+  EXPECT_TRUE(form_add_record(form, take_number));
+  EXPECT_TRUE(recording().keys.empty());
+  EXPECT_TRUE(was_shown("No number is left."));
+  EXPECT_TRUE(was_shown("There is a record with this key already."));
+  EXPECT_EQ(values(), "2|newer|0|   2,500|t|141126|930|yes|");
+  EXPECT_EQ(read(file, 1), kDataDone);
+  EXPECT_EQ(data_get_text(file, "NAME"), "one");
+  EXPECT_EQ(read(file, 2), kDataDone);
+  EXPECT_EQ(data_get_text(file, "NAME"), "newer");
 }
 
 TEST_F(FormTest, AChoiceNeedsNoWidthForItsVariable) {

@@ -268,6 +268,34 @@ TEST_F(RecordListTest, MarksStayWithTheirRecords) {
   EXPECT_EQ(list.marked(), 0);
 }
 
+TEST_F(RecordListTest, AnotherOrderKeepsTheRecordAndTheMarks) {
+  for (int i = 1; i <= 4; ++i)
+    add(i, "n" + std::to_string(9 - i));
+  constexpr RecordOrder kOrders[] = {{2, "By name"}, {1, "By number"}};
+  RecordListLayout described = layout(1);
+  described.orders = kOrders;
+  described.keys = "Enter chooses";
+  {
+    RecordList list(described);
+    EXPECT_EQ(after(list, kEscape), 4);
+    EXPECT_EQ(shown(), (std::vector{4, 3, 2, 1}));
+    EXPECT_EQ(recording().text(2, 2, 7), "By name");
+    EXPECT_EQ(recording().text(kScreenRows - 1, 1, 15), " Enter chooses ");
+    EXPECT_EQ(after(list, kInsert + function_key(3) + kEscape), 3);
+    EXPECT_EQ(shown(), (std::vector{1, 2, 3, 4}));
+    EXPECT_EQ(recording().text(2, 2, 9), "By number");
+    EXPECT_EQ(recording().text(kTop + 3, 2, 1), "*");
+    EXPECT_EQ(current_row(), 2);
+    recording().type(function_key(2) + kDown + kEnter);
+    EXPECT_TRUE(list.choose());
+    EXPECT_EQ(data_get_long(file, "SNR"), 4);
+    recording().type(function_key(3) + kEscape);
+    EXPECT_FALSE(list.choose());
+    EXPECT_EQ(shown(), (std::vector{4, 3, 2, 1}));
+  }
+  EXPECT_EQ(recording().text(kScreenRows - 1, 1, 15), std::string(15, ' '));
+}
+
 // Enter means the record that the user sees.
 TEST_F(RecordListTest, ARecordThatIsGoneIsNotChosen) {
   for (int i = 1; i <= 3; ++i)

@@ -51,8 +51,10 @@ class ShopFolder {
 // the screen.
 class ShopOperator {
  public:
-  explicit ShopOperator(const std::string& name, const std::string& language = "english_us")
-      : session_(begin(name, language), 80, 24) {}
+  // `before` is called in the shop's process before the shop begins.
+  explicit ShopOperator(const std::string& name, const std::string& language = "english_us",
+                        void (*before)() = nullptr)
+      : session_(begin(name, language, before), 80, 24) {}
 
   void type(std::string_view keys) { session_.type(keys); }
   // Types and waits for what follows.
@@ -100,16 +102,19 @@ class ShopOperator {
 
   static inline std::string name_;
   static inline std::string language_;
+  static inline void (*before_)() = nullptr;
 
   using Program = void (*)();
   // The session starts a program without arguments: they go by way of these names to the fork.
-  static Program begin(const std::string& name, const std::string& language) {
+  static Program begin(const std::string& name, const std::string& language, void (*before)()) {
     name_ = name;
     language_ = language;
+    before_ = before;
     return [] {
       setenv("SHOP_OPERATOR", name_.c_str(), 1);
       setenv("LANGUAGE_IDENTIFIER", language_.c_str(), 1);
       setenv("IS_MULTIUSER", "TRUE", 1);
+      if (before_ != nullptr) before_();
       execl(SHOP, SHOP, nullptr);
     };
   }
@@ -186,6 +191,17 @@ class ShopBooks {
     }
     expect_equal(sums("ORDERS", "CUSTOMER", open_amount), sums("CUSTOMER", "NUMBER", by("BALANCE")),
                  "balances");
+  }
+
+  // Expects that no other process has locked a record of the files that operators change. In
+  // multi-user operation.
+  static void expect_unlocked() {
+    for (const char* name : {"ARTICLE", "ORDERS", "CUSTOMER", "NUMBERS"}) {
+      DataFile& file = data_file(name);
+      for (int read = data_read_first(file, 1); read == kDataDone; read = data_read_next(file, 1))
+        EXPECT_EQ(data_read(file, 1, true, LockWait::kTell), kDataDone) << name;
+      data_release(file);
+    }
   }
 };
 

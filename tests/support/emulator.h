@@ -24,9 +24,13 @@ class Emulator {
     vterm_screen_reset(screen(), 1);
   }
   void feed(std::string_view bytes) {
-    vterm_input_write(terminal_.get(), bytes.data(), bytes.size());
+    const std::string characters = code_page_437_ ? as_utf8(bytes) : std::string(bytes);
+    vterm_input_write(terminal_.get(), characters.data(), characters.size());
   }
   void resize(int columns, int rows) { vterm_set_size(terminal_.get(), rows, columns); }
+  // From now on bytes from 128 on are letters and frames of code page 437, as for a VT100 of the
+  // platform.
+  void take_code_page_437() { code_page_437_ = true; }
   bool cursor_visible() const { return cursor_visible_; }
   bool alternate_screen() const { return alternate_screen_; }
   CursorPosition cursor() const {
@@ -78,6 +82,25 @@ class Emulator {
   }
 
  private:
+  static std::string as_utf8(std::string_view bytes) {
+    std::string text;
+    for (const char byte : bytes) {
+      const auto value = static_cast<std::uint8_t>(byte);
+      const char16_t character = value < 0x80 ? value : code_page_437_character(value);
+      const auto add = [&text](int bits) { text += static_cast<char>(bits); };
+      if (character < 0x80) {
+        add(character);
+      } else if (character < 0x800) {
+        add(0xC0 | character >> 6);
+        add(0x80 | (character & 0x3F));
+      } else {
+        add(0xE0 | character >> 12);
+        add(0x80 | (character >> 6 & 0x3F));
+        add(0x80 | (character & 0x3F));
+      }
+    }
+    return text;
+  }
   static int note_property(VTermProp property, VTermValue* value, void* user) {
     auto* self = static_cast<Emulator*>(user);
     if (property == VTERM_PROP_CURSORVISIBLE) self->cursor_visible_ = value->boolean != 0;
@@ -93,6 +116,7 @@ class Emulator {
   VTermScreenCallbacks callbacks_{};
   bool cursor_visible_ = true;
   bool alternate_screen_ = false;
+  bool code_page_437_ = false;
 };
 
 }  // namespace marigold::inner::test

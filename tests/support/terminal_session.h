@@ -90,6 +90,8 @@ class TerminalSession {
   void send(int signal) {
     if (program_ > 0) kill(program_, signal);
   }
+  // The program's process, until outcome() has returned its end.
+  [[nodiscard]] pid_t process() const { return program_; }
   void hang_up() {
     if (master_ != -1) close(master_);
     master_ = -1;
@@ -99,8 +101,8 @@ class TerminalSession {
     emulator.resize(columns, rows);
     ioctl(master_, TIOCSWINSZ, &size);
   }
-  bool wait_until(const auto& holds) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  bool wait_until(const auto& holds, int milliseconds = 20'000) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     while (!holds()) {
       if (std::chrono::steady_clock::now() > end) return false;
       read_output(10);

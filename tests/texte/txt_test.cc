@@ -153,6 +153,12 @@ TEST_F(TxtTest, TextsOfAModuleFallBackToTheirKeys) {
   textdb_setup("menu");
   EXPECT_EQ(textdb_module_text(text, "KEY"), "of the menu");
   EXPECT_EQ(textdb_module_text(text, "OTHER"), "OTHER");
+  EXPECT_EQ(textdb_filled("KEY"), "of the menu");
+  for (const auto& [id, expected] : {std::pair{"%s of %s", "%s of 2"},
+                                     {"no place", "no place"},
+                                     {"%s", "%s"},
+                                     {"%s, %s, %s", "%s, 2, %s"}})
+    EXPECT_EQ(textdb_filled(id, {"%s", "2"}), expected);
   textdb_setup("");
   EXPECT_EQ(textdb_module_text(text, "KEY"), "of none");
 }

@@ -190,6 +190,11 @@ TEST_F(FieldsTest, NoStatusLineStandsBesideTheAnswers) {
   EXPECT_TRUE(was_shown("Print?                                    go on  abort "));
   EXPECT_EQ(screens.back().find('s'), std::string::npos);
   EXPECT_EQ(screen_text_now(), screens_before);
+  recording().type(kEnter);
+  EXPECT_TRUE(user_interface().ask_for_lock("A file lock", "__lock_"));
+  EXPECT_TRUE(was_shown("A file lock                               try again  back "));
+  EXPECT_EQ(screens.back().find('s'), std::string::npos);
+  EXPECT_EQ(screen_text_now(), screens_before);
 }
 
 TEST_F(FieldsTest, TextsAreEdited) {

@@ -11,6 +11,7 @@
 #include "runtime/data/access/field_access.h"
 #include "runtime/data/definition/definition_set.h"
 #include "runtime/wi/terminal/terminal.h"
+#include "tests/support/process.h"
 #include "tests/support/recording_console.h"
 #include "tests/support/support.h"
 
@@ -68,6 +69,33 @@ TEST(RuntimeTest, KeyStatisticsCountOverTheKeyDatabase) {
   unsetenv("DEFINITION_DIRECTORY");
   definition_start();
   user_interface_start();
+}
+
+TEST(RuntimeTest, ASentenceStandsBeforeTheReportOfASystemError) {
+  const WorkDirectory directory;
+  recording_reset();
+  terminal_reset(&recording_console());
+  const auto fail = [](const char* advice, int number) {
+    setenv("LC_ALL", "de_AT.UTF-8", 1);
+    runtime_start("test");
+    runtime_explain_faults(advice);
+    user_interface().fatal(number);
+  };
+  const struct {
+    const char* advice;
+    int number;
+    const char* written;
+  } cases[] = {{"Pr\xFC"
+                "fen Sie die Platte (%s).",
+                1028,
+                "Pr\xC3\xBC"
+                "fen Sie die Platte \\(No space left on device\\)\\.\n.*error"},
+               {"Pr\xFC"
+                "fen Sie %s.",
+                23, "fen Sie [^0-9]+\\.\n.*error\n +23"},
+               {nullptr, 23, "8859'\nerror\n +23"}};
+  for (const auto& [advice, number, written] : cases)
+    EXPECT_EXIT(fail(advice, number), aborted, written);
 }
 
 }  // namespace

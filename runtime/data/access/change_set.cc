@@ -266,6 +266,12 @@ int try_commit(const DataFile*& locked_file) {
   return failed < kFirstBeyondSystem ? kSystemErrorOffset + failed : failed;
 }
 
+void release_all() {
+  for (DataFile* file : data_files()) {
+    if (file->open) data_release(*file);
+  }
+}
+
 }  // namespace
 
 void changes_begin() {
@@ -299,6 +305,19 @@ int changes_commit(LockWait wait) {
 
 void changes_drop() {
   state = State{};
+}
+
+int changes_run(const std::function<int()>& prepare) {
+  PostponedQuestion question;
+  for (;;) {
+    changes_begin();
+    int result = prepare();
+    if (question.came_up()) result = kDataLocked;
+    if (result == kDataDone) result = changes_commit(LockWait::kAsk);
+    changes_drop();
+    release_all();
+    if (!question.came_up() || !question.ask()) return result;
+  }
 }
 
 }  // namespace marigold

@@ -132,17 +132,17 @@ void check_marker_has_room(const DataFile& file) {
 void check_version(const DataFile& file, const Operations& operations) {
   const std::optional<double> found = version_read_record(version_file_record(data_path(file)));
   const auto wanted = static_cast<double>(file.definition.version);
-  if (found == wanted) return;
   if (!found) {
     if (!file.read_only && operations.is_empty(file))
       static_cast<void>(
           version_write_record(version_file_record(data_path(file)), wanted));  // or next open
     return;
   }
-  refuse(file,
-         "its records have version " + version_text(*found) + ", the definition has version " +
-             version_text(wanted),
-         *found > wanted ? kErrorFileVersionNewer : kIsBadFile);
+  if (const int error = data_check_version(file))
+    refuse(file,
+           "its records have version " + version_text(*found) + ", the definition has version " +
+               version_text(wanted),
+           error);
 }
 
 // Returns the result of a read, and clears the record if the read found none.
@@ -176,6 +176,13 @@ int read_by(DataFile& file, ByKey Operations::*operation, int key) {
 }
 
 }  // namespace
+
+int data_check_version(const DataFile& file) {
+  const std::optional<double> found = version_read_record(version_file_record(data_path(file)));
+  const auto wanted = static_cast<double>(file.definition.version);
+  if (!found || *found == wanted) return kDataDone;
+  return *found > wanted ? kErrorFileVersionNewer : kIsBadFile;
+}
 
 int data_open(DataFile& file, LockWait wait, bool exclusive) {
   if (file.open) return kDataAlreadyOpen;

@@ -7,7 +7,9 @@
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/path.h"
 
-namespace marigold::inner {
+namespace marigold {
+
+using namespace inner;
 
 std::string data_directory(int path_class) {
   constexpr std::string_view kClass = "%p";
@@ -18,6 +20,10 @@ std::string data_directory(int path_class) {
     directory.replace(at, kClass.size(), number);
   return std::string(path_without_end(directory));
 }
+
+}  // namespace marigold
+
+namespace marigold::inner {
 
 std::string data_path(const FileDefinition& file) {
   return path_join(data_directory(file.path_class), file.name.view());

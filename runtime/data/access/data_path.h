@@ -8,10 +8,6 @@
 
 namespace marigold::inner {
 
-// Returns the data directory of a path class, without a slash at its end: DATA_DIRECTORY with the
-// class's number for each "%p".
-std::string data_directory(int path_class);
-
 // Returns the path of a file without a suffix such as ".dat": the file's name, in the case of its
 // definition, in the data directory of its class. A handle with an explicit path has that path.
 std::string data_path(const FileDefinition& file);

@@ -69,11 +69,13 @@ CriticalPathState compare_versions(int number, int path_class) {
   return version != 0 ? CriticalPathState::kConversionNeeded : CriticalPathState::kNew;
 }
 
-CriticalPathState check(int number, Entry& entry) {
+using Take = int (*)(int path_class);
+
+CriticalPathState check(int number, Entry& entry, Take take) {
   if (in_use_by_another(entry)) return CriticalPathState::kInUse;
   const int path_class = class_of(entry.directory);
   if (path_class == kNoClass) return CriticalPathState::kUnknown;
-  if (path_lock_exclusive(path_class) != kDataDone) return CriticalPathState::kInUse;
+  if (take(path_class) != kDataDone) return CriticalPathState::kInUse;
   const CriticalPathState found = compare_versions(number, path_class);
   if (found == CriticalPathState::kReady) {
     path_lock_shared(path_class);
@@ -87,6 +89,19 @@ CriticalPathState check(int number, Entry& entry) {
 void close(Entry& entry) {
   if (is_open(entry)) path_lock_release(entry.path_class);
   entry.path_class = kNoClass;
+}
+
+bool check_all(Take take) {
+  critical_path_close();
+  bool ready = true;
+  for (int number = 1; number <= kCriticalPaths; ++number) {
+    Entry& entry = *entry_at(number);
+    if (entry.directory.empty()) continue;
+    entry.state = check(number, entry, take);
+    ready = ready && entry.state == CriticalPathState::kReady;
+  }
+  if (!ready) std::ranges::for_each(state.entries, close);
+  return ready;
 }
 
 }  // namespace
@@ -104,16 +119,12 @@ void critical_path_set(int number, std::string_view directory) {
 }
 
 bool critical_path_check() {
-  critical_path_close();
-  bool ready = true;
-  for (int number = 1; number <= kCriticalPaths; ++number) {
-    Entry& entry = *entry_at(number);
-    if (entry.directory.empty()) continue;
-    entry.state = check(number, entry);
-    ready = ready && entry.state == CriticalPathState::kReady;
-  }
-  if (!ready) std::ranges::for_each(state.entries, close);
-  return ready;
+  return check_all(path_lock_exclusive);
+}
+
+// A conversion takes the class for itself, so a shared lock keeps the version as it is.
+bool critical_path_check_shared() {
+  return check_all(path_lock_shared);
 }
 
 CriticalPathState critical_path_state(int number) {

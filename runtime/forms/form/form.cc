@@ -60,18 +60,20 @@ class FormRun {
         screen_(items_),
         window_(form.row, form.column, form.height, form.width, false) {
     if (*form.status != '\0' && wi_has_free_window()) status_.emplace(form.status);
-    current_ = next_from(-1, 1);
+    current_ = next_from(form.start - 1, 1);
     screen_.draw(window_.number());
     window_.show();
     begin_entry();
   }
 
   int run() {
-    for (;;) {
-      const int code = take_key();
-      if (const std::optional<int> end = follow(code)) return *end;
+    std::optional<int> end = follow(take_key());
+    while (!end) {
       p_active_w(window_.number());
+      end = follow(take_key());
     }
+    form_.left_at = std::max(current_, 0);
+    return *end;
   }
 
  private:
@@ -388,9 +390,7 @@ class FormRun {
   bool report(const FormItem& in, const std::string& fault) {
     show_values();
     show_current();
-    std::string text = screen_text(in.field->label);
-    text.erase(text.find_last_not_of(" :.") + 1);
-    text.append(text.empty() ? "" : ": ").append(fault);
+    const std::string text = form_fault(*in.field, fault);
     if (text.size() <= kScreenColumns) {
       message_line(text.c_str(), help_key());
     } else {

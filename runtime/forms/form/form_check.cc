@@ -97,4 +97,10 @@ std::string form_check(Form& form, const FormItem& item, bool whole_form) {
   return id == nullptr ? "" : screen_text(id);
 }
 
+std::string form_fault(const FormField& field, const std::string& message) {
+  std::string label = screen_text(field.label);
+  label.erase(label.find_last_not_of(" :.") + 1);
+  return label.empty() ? message : label + ": " + message;
+}
+
 }  // namespace marigold::inner

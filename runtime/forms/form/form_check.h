@@ -12,4 +12,7 @@ namespace marigold::inner {
 // it may still be empty though it is required.
 std::string form_check(Form& form, const FormItem& item, bool whole_form);
 
+// Returns the message with the label of its field before it.
+std::string form_fault(const FormField& field, const std::string& message);
+
 }  // namespace marigold::inner

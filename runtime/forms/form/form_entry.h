@@ -21,6 +21,21 @@ inline constexpr FormText kFormChoice = {"FORM.CHOICE", "this is none of the cho
 inline constexpr FormText kFormLeast = {"FORM.LEAST", "at least"};
 inline constexpr FormText kFormMost = {"FORM.MOST", "at most"};
 inline constexpr FormText kFormChanged = {"FORM.CHANGED", "Your changes would be lost."};
+// Of records that others change, too.
+inline constexpr FormText kFormOther = {"FORM.OTHER",
+                                        "somebody else has changed the same field meanwhile. "
+                                        "Nothing is changed; look at the record again."};
+inline constexpr FormText kFormGone = {
+    "FORM.GONE", "Somebody else has deleted this record. Nothing is changed."};
+inline constexpr FormText kFormTaken = {
+    "FORM.TAKEN", "There is a record with this key already. Nothing is changed."};
+inline constexpr FormText kFormLocked = {"FORM.LOCKED",
+                                         "Nothing is changed: somebody else is working with this "
+                                         "record. Please try again in a moment."};
+inline constexpr FormText kFormNotStored = {
+    "FORM.NOT_STORED",
+    "Nothing is changed, and nothing is lost. When the reason shown before is gone (a full disk "
+    "has room again), store once more."};
 
 std::string form_message(const FormText& text);
 

@@ -42,6 +42,22 @@ char other_case(char letter) {
   return is_letter ? static_cast<char>(code ^ 0x20) : letter;
 }
 
+std::unique_ptr<OwnWindow> shown_keys(const RecordListLayout& layout) {
+  if (*layout.keys == '\0') return nullptr;
+  auto line = std::make_unique<OwnWindow>(layout.keys_row, 1, 1, kScreenColumns, true);
+  p_printstr(line->number(), 1, 2, screen_text(layout.keys).c_str());
+  line->show();
+  return line;
+}
+
+// The layout of the list in one of its orders.
+RecordListLayout in_order(RecordListLayout layout, std::size_t order) {
+  if (layout.orders.empty()) return layout;
+  layout.key = layout.orders[order].key;
+  layout.title = layout.orders[order].title;
+  return layout;
+}
+
 }  // namespace
 
 class RecordList::Rows {
@@ -54,6 +70,7 @@ class RecordList::Rows {
         title_(screen_text(layout.title)),
         width_(std::max(width_of(columns_), static_cast<int>(title_.size()))),
         first_row_(title_.empty() ? 2 : 3),
+        keys_(shown_keys(layout_)),
         window_(layout.row, layout.column, layout.rows + first_row_ + 2, width_ + 2, false) {
     move_to(walk_.first());
   }
@@ -86,6 +103,7 @@ class RecordList::Rows {
   }
 
   [[nodiscard]] const std::set<std::string>& marks() const { return marks_; }
+  void mark_all(const std::set<std::string>& keys) { marks_ = keys; }
   void unmark_all() { marks_.clear(); }
   void put_key(const std::string& key) { walk_.set_primary_key(key); }
   [[nodiscard]] DataFile& file() const { return file_; }
@@ -327,6 +345,7 @@ class RecordList::Rows {
   std::string title_;
   int width_;
   int first_row_;  // of the records, in the window
+  std::unique_ptr<OwnWindow> keys_;
   OwnWindow window_;
   std::deque<Row> rows_;  // as the window shows them
   int at_ = 0;            // the current one
@@ -335,11 +354,30 @@ class RecordList::Rows {
   std::set<std::string> marks_;  // primary keys
 };
 
-RecordList::RecordList(const RecordListLayout& layout) : rows_(std::make_unique<Rows>(layout)) {}
+RecordList::RecordList(const RecordListLayout& layout)
+    : layout_(layout), rows_(std::make_unique<Rows>(in_order(layout, 0))) {}
 RecordList::~RecordList() = default;
 
 int RecordList::run() {
-  return rows_->run();
+  for (;;) {
+    const int code = rows_->run();
+    if (layout_.orders.size() < 2 || code != layout_.order_key) return code;
+    order_ = (order_ + 1) % layout_.orders.size();
+    const std::set<std::string> marks = rows_->marks();
+    const std::vector<char> record = layout_.file->record;
+    rows_.reset();  // gives its windows back before the next one takes them
+    rows_ = std::make_unique<Rows>(in_order(layout_, order_));
+    rows_->mark_all(marks);
+    layout_.file->record = record;
+    rows_->go_to_record();
+  }
+}
+
+bool RecordList::choose() {
+  int code = run();
+  while (code != kKeyEnter && code != kKeyEscape)
+    code = run();
+  return code == kKeyEnter;
 }
 
 bool RecordList::go_to_record() {

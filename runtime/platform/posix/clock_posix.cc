@@ -8,6 +8,12 @@
 
 namespace marigold::inner {
 
+namespace {
+
+constexpr int kSecond = 1000;  // milliseconds
+
+}  // namespace
+
 void (*clock_sleep_hook)(int seconds) = nullptr;
 
 LocalTime clock_local_time() {
@@ -24,8 +30,12 @@ LocalTime clock_local_time() {
 }
 
 void clock_sleep(int seconds) {
-  if (clock_sleep_hook != nullptr) return clock_sleep_hook(seconds);
-  timespec left{.tv_sec = seconds, .tv_nsec = 0};
+  clock_sleep_milliseconds(seconds * kSecond);
+}
+
+void clock_sleep_milliseconds(int milliseconds) {
+  if (clock_sleep_hook != nullptr) return clock_sleep_hook(milliseconds / kSecond);
+  timespec left{.tv_sec = milliseconds / kSecond, .tv_nsec = milliseconds % kSecond * 1'000'000L};
   while (nanosleep(&left, &left) != 0 && errno == EINTR) {
   }
 }

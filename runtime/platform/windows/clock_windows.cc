@@ -5,6 +5,12 @@
 
 namespace marigold::inner {
 
+namespace {
+
+constexpr int kSecond = 1000;  // milliseconds
+
+}  // namespace
+
 void (*clock_sleep_hook)(int seconds) = nullptr;
 
 LocalTime clock_local_time() {
@@ -20,9 +26,12 @@ LocalTime clock_local_time() {
 }
 
 void clock_sleep(int seconds) {
-  constexpr DWORD kMilliseconds = 1000;
-  if (clock_sleep_hook != nullptr) return clock_sleep_hook(seconds);
-  Sleep(static_cast<DWORD>(seconds) * kMilliseconds);
+  clock_sleep_milliseconds(seconds * kSecond);
+}
+
+void clock_sleep_milliseconds(int milliseconds) {
+  if (clock_sleep_hook != nullptr) return clock_sleep_hook(milliseconds / kSecond);
+  Sleep(static_cast<DWORD>(milliseconds));
 }
 
 }  // namespace marigold::inner

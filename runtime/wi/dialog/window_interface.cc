@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/wi/dialog/window_interface.h"
 
+#include <algorithm>
 #include <numeric>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -36,8 +38,7 @@ struct State {
 State state;
 
 // A text in the left half of the last row, in reverse. With the width of the screen the rest of the
-// row is blank, so that a status line does not stand beside the answers. The questions about locks
-// have windows of the left half alone, which programs know.
+// row is blank, so that a status line does not stand beside the answers.
 class LastRow : public OwnWindow {
  public:
   explicit LastRow(std::string_view text, int width = kQuestionColumns)
@@ -71,8 +72,33 @@ int choose_in_window(const char* question, std::span<const char* const> answers,
   return number > 0 ? number - 1 : 0;
 }
 
+// Blanks the right half of the last row if a window of the program stands there. The questions about
+// locks have windows of the left half alone, which programs know.
+class BlankBesideQuestion {
+ public:
+  BlankBesideQuestion() {
+    if (is_needed()) window_.emplace(kScreenRows, kQuestionColumns + 1, 1, kQuestionColumns, true);
+    if (window_) window_->show();
+  }
+
+ private:
+  // Without numbers for the question and its answers the row stays as it is.
+  static bool is_needed() {
+    constexpr int kNeeded = 3;
+    const auto& windows = window_state().windows;
+    const auto free = std::ranges::count(windows, false, &Window::used) - 1;  // 0 is no number
+    return free >= kNeeded && std::ranges::any_of(shown_windows(), [&windows](int number) {
+             const Rectangle& at = windows[static_cast<std::size_t>(number)].at;
+             return at.top + at.height == kScreenRows && at.left + at.width > kQuestionColumns;
+           });
+  }
+
+  std::optional<OwnWindow> window_;
+};
+
 // Escape means "back", though the first answer is "try again".
 bool ask_in_window(const char* text, const char* help_key) {
+  const BlankBesideQuestion blank;
   const LastRow row(text);
   const SelectionEntry entries[] = {{.text = systxt_tryagain.view()}, {.text = systxt_back.view()}};
   return selection_field({.row = kScreenRows,
