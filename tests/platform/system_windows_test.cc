@@ -7,6 +7,7 @@
 #include <sddl.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "runtime/platform/mapped_file.h"
 #include "runtime/platform/named_file.h"
@@ -88,6 +89,23 @@ TEST(MappedFileTest, NobodyCutsWhatAnotherHasMapped) {
   other.unmap();
   EXPECT_EQ(one.truncate(5'000), 0);
   EXPECT_EQ(file_size("file"), 5'000);
+}
+
+// Another process gives space back between this one's look at the length and its view.
+TEST(MappedFileTest, AFileThatIsCutMeanwhileIsMappedAsItIs) {
+  const WorkDirectory directory;
+  static bool is_cut = false;
+  static MappedFile other;
+  MappedFile file;
+  EXPECT_EQ(other.create("file") + other.reserve(200'000), 0);
+  ASSERT_EQ(file.open("file", FileAccess::kReadWrite), 0);
+  file_fault_hook = [](FileCall call) {
+    return call == FileCall::kMap && !std::exchange(is_cut, true) ? other.truncate(70'000) : 0;
+  };
+  EXPECT_EQ(file.map(5'000), 0);
+  file_fault_hook = nullptr;
+  EXPECT_EQ(file.mapped(), 70'000U);
+  other.close();
 }
 
 TEST(MappedFileTest, NoFileOfANetworkDriveIsMapped) {

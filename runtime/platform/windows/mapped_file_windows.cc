@@ -18,6 +18,8 @@ void (*file_synced_hook)(const MappedFile& file, std::uint64_t offset,
 
 namespace {
 
+constexpr int kMapTries = 5;
+
 int injected_fault(FileCall call) {
   return file_fault_hook == nullptr ? 0 : system_result(file_fault_hook(call));
 }
@@ -110,13 +112,19 @@ int MappedFile::truncate(std::uint64_t bytes) {
 
 int MappedFile::map(std::uint64_t bytes) {
   if (bytes <= mapped_) return 0;
-  if (const int fault = injected_fault(FileCall::kMap)) return fault;
-  // A view reaches to the end of the file: a longer one would make the file longer.
   std::uint64_t present = 0;
-  if (const int failed = size(present)) return failed;
-  if (present < bytes) return system_result(ENODATA);
   void* view = nullptr;
-  if (const int failed = map_whole(handle_, writable_, present, view)) return failed;
+  int failed = 0;
+  // The open file has the rights. What is denied is a view of a file that another process has cut
+  // since it was measured.
+  for (int i = 0; i == 0 || (failed == EACCES && i < kMapTries); ++i) {
+    // A view reaches to the end of the file: a longer one would make the file longer.
+    if (const int not_measured = size(present)) return not_measured;
+    if (present < bytes) return system_result(ENODATA);
+    failed = injected_fault(FileCall::kMap);
+    if (failed == 0) failed = map_whole(handle_, writable_, present, view);
+  }
+  if (failed != 0) return failed;
   unmap();
   memory_ = static_cast<std::byte*>(view);
   mapped_ = present;
