@@ -42,7 +42,8 @@ MarkedText take_mark(const std::string& marked) {
 }
 
 std::string key_text(int key) {
-  if (key >= kKeyF1 && key <= kKeyF8) return std::string("F").append(std::to_string(key - kKeyF1 + 1));
+  if (key >= kKeyF1 && key <= kKeyF8)
+    return std::string("F").append(std::to_string(key - kKeyF1 + 1));
   return key == kKeyF9 ? "F9" : "";
 }
 
