@@ -180,11 +180,11 @@ class OrderMask {
     OrderLine& line = order_.lines[index(row)];
     const int at = kFirstRow + row;
     fields.insert(fields.end(), {
-        {.row = at, .column = 2, .width = 8, .variable = &line.code, .name = keep_name("CODE", row),
-         .help_key = "_ORDER_CODE_", .check = check_code, .changed = article_changed,
-         .choose = ask_article},
+        {.heading = "CODE", .row = at, .column = 2, .width = 8, .variable = &line.code,
+         .name = keep_name("CODE", row), .help_key = "_ORDER_CODE_", .check = check_code,
+         .changed = article_changed, .choose = ask_article},
         {.row = at, .column = 12, .width = 36, .name = keep_name("TEXT", row), .compute = compute_text},
-        {.row = at, .column = 51, .kind = kNumber, .variable = &line.pieces,
+        {.heading = "PIECES", .row = at, .column = 51, .kind = kNumber, .variable = &line.pieces,
          .name = keep_name("PIECES", row),
          .mask = "#####", .least = 0, .help_key = "_PIECES_", .check = check_pieces},
         {.row = at, .column = 58, .width = 19, .name = keep_name("AMOUNT", row),

@@ -72,6 +72,8 @@ struct Form;
 
 struct FormField {
   const char* label = "";  // id
+  // Names a field without a label in messages: the id of the heading above a column of fields.
+  const char* heading = "";
   // Places inside the form's frame. Row and column of the label: 0 for the row of the field and for
   // column 2.
   int label_row = 0;

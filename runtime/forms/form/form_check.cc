@@ -98,7 +98,7 @@ std::string form_check(Form& form, const FormItem& item, bool whole_form) {
 }
 
 std::string form_fault(const FormField& field, const std::string& message) {
-  std::string label = screen_text(field.label);
+  std::string label = screen_text(*field.label != '\0' ? field.label : field.heading);
   label.erase(label.find_last_not_of(" :.") + 1);
   return label.empty() ? message : label + ": " + message;
 }
