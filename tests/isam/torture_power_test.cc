@@ -360,8 +360,7 @@ TEST_F(TortureTest, TheLaterOfTwoRecordsWithOneUniqueValueIsSetAside) {
       let_survive(image, data, record);
     EXPECT_EQ(read_after_loss(index, image), found);
     ASSERT_EQ(ISCLOSE(file), 0);
-    for (const char* name : {"file.idx", "file.dat"})
-      std::filesystem::remove(name);
+    remove_pair("file");
   }
 }
 
