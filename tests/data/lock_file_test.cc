@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/data/access/lock_file.h"
 
-#include <csignal>
-
 #include "runtime/core/settings.h"
 #include "runtime/core/status_file.h"
 #include "runtime/platform/clock.h"

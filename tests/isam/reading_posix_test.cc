@@ -3,7 +3,6 @@
 
 #include <cerrno>
 
-#include "runtime/isam/file.h"
 #include "tests/isam/support.h"
 
 namespace marigold::inner::test {

@@ -3,7 +3,6 @@
 
 #include <cerrno>
 #include <cstddef>
-#include <cstring>
 #include <random>
 
 #include "runtime/isam/file.h"

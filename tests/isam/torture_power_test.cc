@@ -2,7 +2,6 @@
 // Power losses, played: of the sectors stored since the last sync any may have reached the disk, in
 // any form that they had, and any may not.
 
-#include <cstring>
 #include <random>
 #include <set>
 #include <sstream>
