@@ -137,7 +137,6 @@ TEST_P(ChangeSetTest, ASetIsDoneByItsCommitAlone) {
 
 // A locked record, and a locked number without a record.
 TEST_P(ChangeSetTest, ALockedRecordKeepsTheWholeSetBack) {
-  static OtherProcess* holder = nullptr;
   for (const int number : {1, 3}) {
     const Books books = fresh();
     OtherProcess other(
@@ -152,8 +151,7 @@ TEST_P(ChangeSetTest, ALockedRecordKeepsTheWholeSetBack) {
     EXPECT_EQ(books.text(), kBefore);
     EXPECT_TRUE(others_can_lock("CUSTOMER", 1, 100));
     // The set waits with its program.
-    holder = &other;
-    clock_sleep_hook = [](int) { holder->kill_it(); };
+    other.kill_at_next_sleep(1);
     EXPECT_EQ(changes_commit(LockWait::kWait), 0);
     EXPECT_EQ(books.text(), kAfter);
   }
@@ -176,10 +174,8 @@ TEST_F(DataTest, NoLockIsKeptWhileTheUserIsAsked) {
   static OtherProcess* holder;
   static bool again;
   static int questions;
-  int pauses = 0;
-  static int* pauses_seen;
-  pauses_seen = &pauses;
-  clock_sleep_hook = [](int) { ++*pauses_seen; };
+  static int pauses;
+  clock_sleep_hook = [](int) { ++pauses; };
   const Books books("LINES");
   for (const auto& [locks, answer] : {std::pair{true, true}, {true, false}, {false, true}}) {
     books.prepare();
@@ -212,8 +208,7 @@ TEST_F(DataTest, NoLockIsKeptWhileTheUserIsAsked) {
   }
   // A lock that goes by itself leads to no question, and a set that is refused changes nothing.
   OtherProcess other([] { return read(open_book("LINES"), 1, true) == kDataDone; });
-  holder = &other;
-  clock_sleep_hook = [](int) { holder->kill_it(); };
+  other.kill_at_next_sleep(0);
   EXPECT_EQ(changes_run([] { return move_ten(true); }), kDataDone);
   EXPECT_EQ(changes_run([] { return move_ten(true), 77; }), 77);
   EXPECT_EQ(questions, 1);

@@ -156,7 +156,11 @@ struct ConversionTest : DataTest {
     EXPECT_EQ(data_get_integer(item, "EARLY"), 5);  // new in version 2
     EXPECT_EQ(data_get_integer(item, "AGAIN"), 7);  // version 2 lacks it, so it is new in version 3
   }
-  // Checks that everything is converted and no other file exists.
+  // Checks that a run succeeds, everything is converted then, and no other file exists.
+  static void expect_run_converts() {
+    ASSERT_EQ(run(), kConversionDone);
+    expect_converted();
+  }
   static void expect_converted() {
     DataFile& item = data_file("ITEM");
     ASSERT_EQ(data_open(item, LockWait::kTell), kDataDone);
@@ -272,8 +276,7 @@ TEST_F(ConversionTest, KilledAtAnyStepTheNextRunGoesOn) {
     for (int again = 1; again <= 3 && std::filesystem::exists("data/5/ITEM.converting.ver");
          ++again)
       is_killed_at(again);
-    ASSERT_EQ(run(), kConversionDone);
-    expect_converted();
+    expect_run_converts();
     if (HasFailure()) return;
   }
 }
@@ -332,8 +335,7 @@ TEST_F(ConversionTest, AFailingDiskLeavesTheOldFilesOrIsGotOver) {
       if (report.files.empty() && result == kConversionFailed &&
           report.problems[0].find("run the conversion again") == std::string::npos)
         expect_old();
-      ASSERT_EQ(run(), kConversionDone);
-      expect_converted();
+      expect_run_converts();
       if (HasFailure()) return;
     }
   }
@@ -447,8 +449,7 @@ TEST_F(ConversionTest, WhoeverUsesTheDataIsNoticed) {
     EXPECT_EQ(report.problems, (std::vector{"data/5/"s + name + ": in use by another process"}));
   }
   expect_old();
-  EXPECT_EQ(run(), kConversionDone);
-  expect_converted();
+  expect_run_converts();
 }
 
 TEST_F(ConversionTest, TheHeadingHasTheValuesInItsPlaces) {

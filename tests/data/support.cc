@@ -81,6 +81,17 @@ void OtherProcess::wait_for_answer() {
   ready_ = answer == "y";
 }
 
+void OtherProcess::kill_at_next_sleep(int seconds) {
+  static OtherProcess* victim;
+  static int expected;
+  victim = this;
+  expected = seconds;
+  clock_sleep_hook = [](int slept) {
+    EXPECT_EQ(slept, expected);
+    victim->kill_it();
+  };
+}
+
 std::string holders() {
   std::vector<LockHolder> found;
   EXPECT_EQ(lock_file_holders(4, found), 0);

@@ -134,6 +134,12 @@ void remove_pair(const std::string& base) {
     std::filesystem::remove(base + suffix);
 }
 
+void leave_without_indexes() {
+  std::string index = read_file("file.idx");
+  index[offsetof(isam::IndexHeader, state)] = isam::kStateRebuild;
+  write_file("file.idx", index);
+}
+
 void die_at(long step) {
   static long steps_left;
   steps_left = step;

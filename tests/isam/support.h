@@ -78,6 +78,8 @@ Contents saved(const char* path);
 
 void copy_pair(const std::string& from, const std::string& to);
 void remove_pair(const std::string& base);
+// Leaves "file" like an interrupted ISADDINDEX: the first opening makes the indexes.
+void leave_without_indexes();
 // Makes copies pass for the files themselves, which hold their own numbers while they are in use.
 void pass_for_own(const std::string& base);
 
