@@ -451,16 +451,6 @@ TEST(IsamKeyTest, DescriptionsAreChecked) {
     EXPECT_EQ(isam::validate_key({0, count, {{good[1]}}}, 300), kIsBadKey) << count;
 }
 
-TEST(IsamKeyTest, NumbersInRecordsAreTheSameOnEveryMachine) {
-  char bytes[4];
-  isst_int2(-2, bytes);
-  EXPECT_EQ(std::string(bytes, 2), "\xFF\xFE");
-  EXPECT_EQ(isld_int2(bytes), -2);
-  isst_int4(0x01020384, bytes);
-  EXPECT_EQ(std::string(bytes, 4), "\x01\x02\x03\x84");
-  EXPECT_EQ(isld_int4(bytes), 0x01020384);
-}
-
 }  // namespace
 // A process that may read an index can lock it for as long as it likes.
 TEST(IsamLockTest, TheRegisterIsNotWaitedForWithoutEnd) {
