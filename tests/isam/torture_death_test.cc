@@ -22,8 +22,8 @@ Report* report = nullptr;
 long steps_left = 0;
 bool leaves_copy = false;
 
-// Lets this child report, and die at a step. At some steps a copy of it lives on with everything that the copy
-// has inherited.
+// Lets this child report, and die at a step. At some steps a copy of it lives on with everything
+// that the copy has inherited.
 void report_and_die_at(long step) {
   static const Shared<Report> shared("report");
   report = &*shared;
