@@ -35,6 +35,11 @@ void put(DataFile& book, int number, int amount) {
   data_put_long(book, "SINCE", amount);
 }
 
+void book_amount(DataFile& book, int number, int amount) {
+  put(book, number, amount);
+  EXPECT_EQ(data_write(book), 0);
+}
+
 int amount_of(DataFile& book, int number, bool lock = false) {
   return read(book, number, lock) == kDataDone ? data_get_long(book, "SINCE") : -1;
 }
@@ -53,10 +58,8 @@ struct Books {
 
   void prepare() const {
     for (const auto& [book, number, amount] :
-         {std::tuple{&first, 1, 100}, {&first, 4, 7}, {&second, 1, 100}}) {
-      put(*book, number, amount);
-      EXPECT_EQ(data_write(*book), 0);
-    }
+         {std::tuple{&first, 1, 100}, {&first, 4, 7}, {&second, 1, 100}})
+      book_amount(*book, number, amount);
   }
   // A change of either file, a new record that is changed once more, and a deletion.
   void collect() const {
@@ -134,7 +137,6 @@ TEST_P(ChangeSetTest, ASetIsDoneByItsCommitAlone) {
 
 // A locked record, and a locked number without a record.
 TEST_P(ChangeSetTest, ALockedRecordKeepsTheWholeSetBack) {
-  static OtherProcess* holder = nullptr;
   for (const int number : {1, 3}) {
     const Books books = fresh();
     OtherProcess other(
@@ -149,8 +151,7 @@ TEST_P(ChangeSetTest, ALockedRecordKeepsTheWholeSetBack) {
     EXPECT_EQ(books.text(), kBefore);
     EXPECT_TRUE(others_can_lock("CUSTOMER", 1, 100));
     // The set waits with its program.
-    holder = &other;
-    clock_sleep_hook = [](int) { holder->kill_it(); };
+    other.kill_at_next_sleep(1);
     EXPECT_EQ(changes_commit(LockWait::kWait), 0);
     EXPECT_EQ(books.text(), kAfter);
   }
@@ -173,10 +174,8 @@ TEST_F(DataTest, NoLockIsKeptWhileTheUserIsAsked) {
   static OtherProcess* holder;
   static bool again;
   static int questions;
-  int pauses = 0;
-  static int* pauses_seen;
-  pauses_seen = &pauses;
-  clock_sleep_hook = [](int) { ++*pauses_seen; };
+  static int pauses;
+  clock_sleep_hook = [](int) { ++pauses; };
   const Books books("LINES");
   for (const auto& [locks, answer] : {std::pair{true, true}, {true, false}, {false, true}}) {
     books.prepare();
@@ -209,8 +208,7 @@ TEST_F(DataTest, NoLockIsKeptWhileTheUserIsAsked) {
   }
   // A lock that goes by itself leads to no question, and a set that is refused changes nothing.
   OtherProcess other([] { return read(open_book("LINES"), 1, true) == kDataDone; });
-  holder = &other;
-  clock_sleep_hook = [](int) { holder->kill_it(); };
+  other.kill_at_next_sleep(0);
   EXPECT_EQ(changes_run([] { return move_ten(true); }), kDataDone);
   EXPECT_EQ(changes_run([] { return move_ten(true), 77; }), 77);
   EXPECT_EQ(questions, 1);
@@ -238,15 +236,6 @@ TEST_F(DataTest, WhatASetCannotHoldEndsTheProgram) {
 }
 
 // ---- Deaths
-
-long steps_left = 0;
-
-void die_at(long step) {
-  steps_left = step;
-  isam::change_step_hook = [] {
-    if (--steps_left == 0) die_now();
-  };
-}
 
 // Another process that dies at a step: while it commits the set, or finishes one. False when it has
 // died.
@@ -280,13 +269,11 @@ TEST_P(ChangeSetTest, ADeathAtAnyStepLeavesAllOrNothing) {
     std::string after = kAfter;
     std::string before = kBefore;
     if (way == 1) {
-      put(again.second, 1, amount_of(again.second, 1, true) + 1);
-      EXPECT_EQ(data_write(again.second), 0);
+      book_amount(again.second, 1, amount_of(again.second, 1, true) + 1);
       after = "1:90 | 1:111 3:6 ";
       before = "1:100 4:7 | 1:101 ";
     } else if (way == 2) {
-      put(again.second, 1, 55);
-      EXPECT_EQ(data_write(again.second), 0);
+      book_amount(again.second, 1, 55);
       after = "1:90 | 1:55 3:6 ";
       before = "1:100 4:7 | 1:55 ";
     } else if (way == 3) {
@@ -460,8 +447,7 @@ TEST_P(ChangeSetTest, APowerLossAtAnyStepLeavesAllOrNothing) {
   };
   lose_often(kAfter);
   // The set does not come back over newer records.
-  put(books.first, 1, 80);
-  EXPECT_EQ(data_write(books.first), 0);
+  book_amount(books.first, 1, 80);
   EXPECT_EQ(ISFLUSH(books.first.engine.descriptor), 0);
   lose_often("1:80 | 1:110 3:6 ");
   file_synced_hook = nullptr;
@@ -481,8 +467,12 @@ struct Bank {
   std::atomic<bool> ends = false;
 };
 
+DataFile& book_of(const Books& books, int account) {
+  return account < kAccounts / 2 ? books.first : books.second;
+}
+
 DataFile& lock_account(const Books& books, int account) {
-  DataFile& book = account < kAccounts / 2 ? books.first : books.second;
+  DataFile& book = book_of(books, account);
   EXPECT_EQ(read(book, account, true), 0);
   return book;
 }
@@ -529,11 +519,8 @@ void book_singly(const std::string& name, unsigned seed) {
 
 TEST_P(ChangeSetTest, NothingIsLostAmongProcessesThatDie) {
   const Books books(name);
-  for (int account = 0; account < kAccounts; ++account) {
-    DataFile& book = account < kAccounts / 2 ? books.first : books.second;
-    put(book, account, kAmount);
-    ASSERT_EQ(data_write(book), 0);
-  }
+  for (int account = 0; account < kAccounts; ++account)
+    book_amount(book_of(books, account), account, kAmount);
   data_close_all();
   const Shared<Bank> bank("bank");
   std::mt19937 random(9);
@@ -558,7 +545,7 @@ TEST_P(ChangeSetTest, NothingIsLostAmongProcessesThatDie) {
   const Books after(name);
   int sum = 0;
   for (int account = 0; account < kAccounts; ++account)
-    sum += amount_of(account < kAccounts / 2 ? after.first : after.second, account);
+    sum += amount_of(book_of(after, account), account);
   EXPECT_EQ(sum, kAccounts * kAmount + bank->booked);
   EXPECT_GT(bank->commits, deaths / 2);
   std::printf("[ killed ] %d times among %d sets and %d single bookings\n", deaths,

@@ -2,9 +2,9 @@
 #include "runtime/data/conversion/conversion.h"
 
 #include <cerrno>
-#include <csignal>
 #include <limits>
 #include <set>
+#include <sstream>
 
 #include "runtime/core/settings.h"
 #include "runtime/data/access/lock_file.h"
@@ -18,48 +18,42 @@
 
 namespace marigold::inner::test {
 
-// A field, a type and a preset a line.
+// Fields are "NAME TYPE" or "NAME TYPE=PRESETS", with semicolons between them; each gets a line.
 static std::string define(const std::string& name, int version, const std::string& type,
                           const std::string& fields, const std::string& keys) {
+  std::string lines;
+  std::istringstream all(fields);
+  for (std::string field; std::getline(all >> std::ws, field, ';');) {
+    const std::size_t space = field.find(' ');
+    const std::size_t sign = std::min(field.find('='), field.size());
+    const std::string presets = sign == field.size() ? "NIL" : field.substr(sign + 1);
+    lines += "FIELD " + field.substr(0, space) + " TYPE" + field.substr(space, sign - space) +
+             " PREVAL " + presets + "\n";
+  }
   return "BEGINFILE NAME " + name + " VERSION " + std::to_string(version) + " PATH 5 LEN 90 TYPE " +
-         type + " BEGINFIELD\n" + fields + "ENDFIELD " + keys + " ENDFILE\n";
+         type + " BEGINFIELD\n" + lines + "ENDFIELD " + keys + " ENDFILE\n";
 }
 
 const std::string kItemKeys = "BEGINKEY KEY 1 SEGMENT 1 IS NUMBER KEY 2 SEGMENT 1 IS TEXT ENDKEY";
 const std::string kItem1 =
     define("ITEM", 1, "ISAM",
-           "FIELD NUMBER TYPE INT PREVAL NIL FIELD TEXT TYPE STRING 10 PREVAL NIL\n"
-           "FIELD WIDE TYPE LONGINT PREVAL NIL FIELD NARROW TYPE LONGINT PREVAL NIL\n"
-           "FIELD WHOLE TYPE REAL PREVAL NIL FIELD LETTER TYPE CHAR PREVAL NIL\n"
-           "FIELD DAY TYPE DATE PREVAL NIL FIELD AT TYPE TIME PREVAL NIL\n"
-           "FIELD LIST TYPE INT TIMES 3 PREVAL NIL,NIL,NIL\n"
-           "FIELD AGAIN TYPE INT PREVAL NIL FIELD GONE TYPE STRING 4 PREVAL NIL\n",
+           "NUMBER INT; TEXT STRING 10; WIDE LONGINT; NARROW LONGINT; WHOLE REAL; LETTER CHAR; "
+           "DAY DATE; AT TIME; LIST INT TIMES 3=NIL,NIL,NIL; AGAIN INT; GONE STRING 4",
            kItemKeys);
-// Version 2 shortens WORD and removes AGAIN.
+// Version 2 shortens TEXT and removes AGAIN.
 const std::string kItem2 =
     define("ITEM", 2, "ISAM",
-           "FIELD LIST TYPE LONGINT TIMES 2 PREVAL 8,9 FIELD NUMBER TYPE LONGINT PREVAL NIL\n"
-           "FIELD TEXT TYPE STRING 4 PREVAL NIL FIELD WIDE TYPE REAL PREVAL NIL\n"
-           "FIELD NARROW TYPE INT PREVAL NIL FIELD WHOLE TYPE LONGINT PREVAL NIL\n"
-           "FIELD LETTER TYPE STRING 3 PREVAL NIL FIELD DAY TYPE LONGINT PREVAL NIL\n"
-           "FIELD AT TYPE TIME PREVAL NIL FIELD EARLY TYPE INT PREVAL 5\n",
+           "LIST LONGINT TIMES 2=8,9; NUMBER LONGINT; TEXT STRING 4; WIDE REAL; NARROW INT; "
+           "WHOLE LONGINT; LETTER STRING 3; DAY LONGINT; AT TIME; EARLY INT=5",
            kItemKeys);
 const std::string kItem3 =
     define("ITEM", 3, "ISAM",
-           "FIELD TEXT TYPE STRING 12 PREVAL 'new' FIELD NUMBER TYPE REAL PREVAL NIL\n"
-           "FIELD WIDE TYPE REAL PREVAL NIL FIELD NARROW TYPE INT PREVAL NIL\n"
-           "FIELD WHOLE TYPE INT PREVAL NIL FIELD LETTER TYPE CHAR PREVAL NIL\n"
-           "FIELD DAY TYPE DATE PREVAL NIL FIELD AT TYPE TIME PREVAL NIL\n"
-           "FIELD LIST TYPE LONGINT TIMES 4 PREVAL 1,2,3,4 FIELD EARLY TYPE INT PREVAL 6\n"
-           "FIELD AGAIN TYPE INT PREVAL 7\n",
+           "TEXT STRING 12='new'; NUMBER REAL; WIDE REAL; NARROW INT; WHOLE INT; LETTER CHAR; "
+           "DAY DATE; AT TIME; LIST LONGINT TIMES 4=1,2,3,4; EARLY INT=6; AGAIN INT=7",
            kItemKeys);
-const std::string kBox1 =
-    define("BOX", 1, "RANDOM",
-           "FIELD SNR TYPE LONGINT PREVAL 0 FIELD NAME TYPE STRING 8 PREVAL NIL\n", "");
-const std::string kBox2 = define("BOX", 2, "RANDOM",
-                                 "FIELD SNR TYPE LONGINT PREVAL 0 FIELD SIZE TYPE INT PREVAL 3\n"
-                                 "FIELD NAME TYPE STRING 5 PREVAL NIL\n",
-                                 "");
+const std::string kBox1 = define("BOX", 1, "RANDOM", "SNR LONGINT=0; NAME STRING 8", "");
+const std::string kBox2 =
+    define("BOX", 2, "RANDOM", "SNR LONGINT=0; SIZE INT=3; NAME STRING 5", "");
 const std::string kTable = "ITEM 1 2 0\nITEM 2 3 0 # last\nBOX 1 2 1\nEND.\n";
 
 constexpr int kItems = 6;
@@ -162,7 +156,11 @@ struct ConversionTest : DataTest {
     EXPECT_EQ(data_get_integer(item, "EARLY"), 5);  // new in version 2
     EXPECT_EQ(data_get_integer(item, "AGAIN"), 7);  // version 2 lacks it, so it is new in version 3
   }
-  // Checks that everything is converted and no other file exists.
+  // Checks that a run succeeds, everything is converted then, and no other file exists.
+  static void expect_run_converts() {
+    ASSERT_EQ(run(), kConversionDone);
+    expect_converted();
+  }
   static void expect_converted() {
     DataFile& item = data_file("ITEM");
     ASSERT_EQ(data_open(item, LockWait::kTell), kDataDone);
@@ -278,8 +276,7 @@ TEST_F(ConversionTest, KilledAtAnyStepTheNextRunGoesOn) {
     for (int again = 1; again <= 3 && std::filesystem::exists("data/5/ITEM.converting.ver");
          ++again)
       is_killed_at(again);
-    ASSERT_EQ(run(), kConversionDone);
-    expect_converted();
+    expect_run_converts();
     if (HasFailure()) return;
   }
 }
@@ -338,8 +335,7 @@ TEST_F(ConversionTest, AFailingDiskLeavesTheOldFilesOrIsGotOver) {
       if (report.files.empty() && result == kConversionFailed &&
           report.problems[0].find("run the conversion again") == std::string::npos)
         expect_old();
-      ASSERT_EQ(run(), kConversionDone);
-      expect_converted();
+      expect_run_converts();
       if (HasFailure()) return;
     }
   }
@@ -366,26 +362,19 @@ TEST_F(ConversionTest, WhatCannotBeConvertedIsSaidBeforeAnythingChanges) {
       {older.c_str(), kItem1 + "END.",
        "definitions/FILEITEM_2.DES: the definition of ITEM version 2: the set has VERSION 1"},
       {older.c_str(), kItem2,
-       "definitions/FILEITEM_2.DES:8: seq: unexpected EOF: expected END., found the end of the text"},
+       "definitions/FILEITEM_2.DES:13: seq: unexpected EOF: expected END., found the end of the text"},
       {"data/5/ITEM.ver", "4\n",
        "ITEM: convert: file version newer than expected (version 4, the definition has 3)"},
       {"data/5/PATHCONV.ver", "5\n",
        "data/5/PATHCONV.ver: convert: path version newer than expected (version 5, required is 4)"},
       {"data/5/ITEM.ver", "",
        "data/5/ITEM: no version record; write the version of its records into data/5/ITEM.ver"},
-      {older.c_str(),
-       define("ITEM", 2, "ISAM",
-              "FIELD NUMBER TYPE INT PREVAL NIL FIELD TEXT TYPE DATE PREVAL NIL\n", kItemKeys) +
-           "END.",
+      {older.c_str(), define("ITEM", 2, "ISAM", "NUMBER INT; TEXT DATE", kItemKeys) + "END.",
        "ITEM version 1 to 2: TEXT: STRING 10 cannot become DATE"},
-      {set.c_str(),
-       kItem3 + define("BOX", 2, "KETT", "FIELD SNR TYPE LONGINT PREVAL 0\n", "") + "END.",
+      {set.c_str(), kItem3 + define("BOX", 2, "KETT", "SNR LONGINT=0", "") + "END.",
        "BOX version 1: chained files cannot be converted"},
       {"definitions/FILEITEM_1.DES",
-       define("ITEM", 1, "ISAM",
-              "FIELD NUMBER TYPE LONGINT PREVAL NIL FIELD TEXT TYPE STRING 10 PREVAL NIL\n",
-              kItemKeys) +
-           "END.",
+       define("ITEM", 1, "ISAM", "NUMBER LONGINT; TEXT STRING 10", kItemKeys) + "END.",
        "data/5/ITEM: not as version 1: key 1 differs from its definition"},
   };
   for (const auto& [path, text, problem] : rows) {
@@ -429,8 +418,7 @@ TEST_F(ConversionTest, RecordsThatDoNotFitStopItAndAreNamed) {
   expect_old();
   // A primary key that no longer distinguishes the records.
   const std::string keys = "BEGINKEY KEY 1 SEGMENT 1 IS TEXT ENDKEY";
-  write_file("definitions/FILEDATA.DES",
-             define("ITEM", 2, "ISAM", "FIELD TEXT TYPE STRING 2 PREVAL NIL\n", keys) + "END.");
+  write_file("definitions/FILEDATA.DES", define("ITEM", 2, "ISAM", "TEXT STRING 2", keys) + "END.");
   EXPECT_EQ(run(report), kConversionRefused);
   ASSERT_EQ(report.problems.size(), 20 + 1);
   EXPECT_EQ(report.problems[0], "data/5/ITEM: NUMBER 3: another record gets the same primary key");
@@ -461,8 +449,7 @@ TEST_F(ConversionTest, WhoeverUsesTheDataIsNoticed) {
     EXPECT_EQ(report.problems, (std::vector{"data/5/"s + name + ": in use by another process"}));
   }
   expect_old();
-  EXPECT_EQ(run(), kConversionDone);
-  expect_converted();
+  expect_run_converts();
 }
 
 TEST_F(ConversionTest, TheHeadingHasTheValuesInItsPlaces) {

@@ -218,8 +218,7 @@ TEST_P(BothKinds, ManyProcessesMakeAndFillOneFile) {
   std::vector<Process> children;
   for (int child = 0; child < kProcesses; ++child)
     children.push_back(start_child(fill_many, GetParam(), 1000 * child));
-  for (Process& child : children)
-    EXPECT_EQ(child.wait(), 0);
+  expect_done(children);
   ASSERT_EQ(open(GetParam()), 0);
   int count = 0;
   for (int result = data_read_first(file, 1); result == 0; result = data_read_next(file, 1))

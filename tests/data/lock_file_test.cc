@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/data/access/lock_file.h"
 
-#include <csignal>
-
 #include "runtime/core/settings.h"
 #include "runtime/core/status_file.h"
 #include "runtime/platform/clock.h"
@@ -65,18 +63,12 @@ TEST_F(DataTest, AClassIsHeldBySeveralOrByOne) {
 }
 
 TEST_F(DataTest, SharedLocksAreWaitedFor) {
-  static OtherProcess* holder;
-  clock_sleep_hook = [](int seconds) {
-    EXPECT_EQ(seconds, 1);
-    holder->kill_it();
-  };
   OtherProcess other([] { return path_lock_exclusive(4) == 0; });
   ASSERT_TRUE(other.ready());
-  holder = &other;
+  other.kill_at_next_sleep(1);
   EXPECT_EQ(holders(), "x");
   EXPECT_EQ(errors_of([] { EXPECT_EQ(path_lock_shared(4), 0); }),
             "LOCK.$$$ file lock active         \n");
-  holder = nullptr;
   EXPECT_EQ(read_file("data/4/lock.$$$").size(), 64U);
   write_file("data/4/lock.$$$", std::string(64, '?'));  // the lock counts, not the record
   std::vector<LockHolder> found;

@@ -5,29 +5,13 @@
 #include "runtime/core/user_interface.h"
 #include "runtime/data/access/change_journal.h"
 #include "runtime/data/access/lock_file.h"
+#include "runtime/data/definition/definition_set.h"
 #include "runtime/isam/change_step.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/process.h"
 #include "runtime/texte/syserr.h"
 
 namespace marigold::inner::test {
-namespace {
-
-void add_field(FileDefinition& file, const char* name, FieldType type, int size,
-               std::vector<std::optional<Preset>> presets = {}, int times = 1) {
-  FieldDefinition field;
-  field.name.assign_cut(name);
-  field.offset = file.used_length;
-  field.type = type;
-  field.size = size;
-  field.times = times;
-  field.presets = std::move(presets);
-  file.used_length += size * times;
-  file.fields.push_back(field);
-}
-
-}  // namespace
-
 void begin_process() {
   definition_start();
   path_lock_start();
@@ -40,22 +24,14 @@ void begin_process() {
 }
 
 FileDefinition customer() {
-  FileDefinition file;
-  file.name.assign_cut("CUSTOMER");
-  file.record_length = 42;
-  file.version = 3;
-  file.path_class = 4;
-  add_field(file, "SNR", FieldType::kLongint, 4);
-  add_field(file, "NAME", FieldType::kString, 10);
-  add_field(file, "ZONE", FieldType::kInt, 2, {Preset(7), std::nullopt, Preset(-1)}, 3);
-  add_field(file, "RATE", FieldType::kReal, 8, {Preset(2.5)});
-  add_field(file, "KIND", FieldType::kChar, 1, {Preset("x")});
-  add_field(file, "SINCE", FieldType::kDate, 4);
-  file.keys.key_count = 2;
-  file.keys.keys[0] = {1, {{{0, 4, FieldType::kLongint}}}};
-  file.keys.keys[1] = {1, {{{4, 10, FieldType::kString}}}};
-  file.index_fields();
-  return file;
+  DefinitionScan scan = scan_definitions(
+      "BEGINFILE NAME CUSTOMER VERSION 3 PATH 4 LEN 42 TYPE ISAM BEGINFIELD "
+      "FIELD SNR TYPE LONGINT PREVAL NIL FIELD NAME TYPE STRING 10 PREVAL NIL "
+      "FIELD ZONE TYPE INT TIMES 3 PREVAL 7,NIL,-1 FIELD RATE TYPE REAL PREVAL 2.5 "
+      "FIELD KIND TYPE CHAR PREVAL 'x' FIELD SINCE TYPE DATE PREVAL NIL ENDFIELD "
+      "BEGINKEY KEY 1 SEGMENT 1 IS SNR KEY 2 SEGMENT 1 IS NAME ENDKEY ENDFILE END.",
+      AfterScanError::kStop);
+  return std::move(*scan.files.at(0).definition);
 }
 
 FileDefinition stock() {
@@ -103,6 +79,17 @@ void OtherProcess::wait_for_answer() {
     answer = read_file("answer");
   }
   ready_ = answer == "y";
+}
+
+void OtherProcess::kill_at_next_sleep(int seconds) {
+  static OtherProcess* victim;
+  static int expected;
+  victim = this;
+  expected = seconds;
+  clock_sleep_hook = [](int slept) {
+    EXPECT_EQ(slept, expected);
+    victim->kill_it();
+  };
 }
 
 std::string holders() {

@@ -51,6 +51,8 @@ class OtherProcess {
     wait_for_answer();
   }
   void kill_it() { child_.kill(); }
+  // Kills it when this process sleeps next, which must be for so many whole seconds.
+  void kill_at_next_sleep(int seconds);
   // Whether the body has returned true.
   [[nodiscard]] bool ready() const { return ready_; }
 

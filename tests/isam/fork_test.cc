@@ -39,8 +39,7 @@ TEST_F(ForkTest, AChildKeepsNoLockOfAParentThatDiesInAChange) {
   child = &*number;
   const auto die_in_a_change = [] {
     const int file = ISOPEN("file", kSharedMode);
-    std::string record(kWideRecord, '\0');
-    EXPECT_EQ(ISREAD(file, record.data(), kIsFirst | kIsLock), 0);
+    read_first(file, kIsLock);
     isam::change_step_hook = [] {
       static int steps = 20;
       if (--steps > 0) return;
@@ -57,11 +56,9 @@ TEST_F(ForkTest, AChildKeepsNoLockOfAParentThatDiesInAChange) {
   const auto go_on = [] {
     end_within(5);
     const int file = ISOPEN("file", kExclusiveMode);
-    std::string record(kWideRecord, '\0');
-    EXPECT_EQ(error_of(ISREAD(file, record.data(), kIsFirst | kIsLock)), 0);
+    read_first(file, kIsLock);
     EXPECT_EQ(error_of(ISWRITE(file, wide_record(2000, 1).data())), 0);
-    EXPECT_EQ(verify(file), "");
-    EXPECT_EQ(error_of(ISCLOSE(file)), 0);
+    expect_sound_and_close(file);
   };
   EXPECT_EQ(run_child(go_on), 0);
   kill(*child, SIGKILL);
@@ -76,8 +73,7 @@ TEST_F(ForkTest, ClosingGivesTheLocksBackWhoeverHasTheDescriptor) {
 
 TEST_F(ForkTest, AnInheritedDescriptorIsNotOpen) {
   const int file = ISOPEN("file", kSharedMode);
-  std::string record(kWideRecord, '\0');
-  ASSERT_EQ(ISREAD(file, record.data(), kIsFirst | kIsLock), 0);
+  std::string record = read_first(file, kIsLock);
   const auto in_the_child = [&] {
     IsamInfo info;
     std::vector<std::string> findings;

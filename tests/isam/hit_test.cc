@@ -41,9 +41,7 @@ struct HitTest : TortureTest {
   static void expect_elsewhere(const Contents& expected) {
     const auto look = [&] {
       alarm(10);  // limits the wait
-      Contents found;
-      EXPECT_EQ(examine("file", found), "");
-      EXPECT_TRUE(found == expected);
+      expect_holds("file", expected);
     };
     EXPECT_EQ(run_forked(look), 0);
   }
@@ -378,8 +376,7 @@ void write_on_a_full_disk() {
   refused = 0;
   write_some(3'000);
   EXPECT_EQ(refused, 0);
-  EXPECT_EQ(verify(file), "");
-  EXPECT_EQ(error_of(ISCLOSE(file)), 0);
+  expect_sound_and_close(file);
   HitTest::expect_elsewhere(contents);
 }
 

@@ -3,7 +3,6 @@
 
 #include <cerrno>
 
-#include "runtime/isam/file.h"
 #include "tests/isam/support.h"
 
 namespace marigold::inner::test {
@@ -19,16 +18,12 @@ TEST_F(ReadingTest, AReaderIsToldOfAWriterThatDied) {
   build_wide("file", {});
   const Shared<Stage> stage("stage");
   Process writer = start_child([] {
-    static long steps_left = 0;
     const Shared<Stage> common("stage");
     const int file = ISOPEN("file", kSharedMode);
     EXPECT_EQ(write(file, 3), 0);
     common->reach(1);
     common->wait_for(2);
-    steps_left = 15;
-    isam::change_step_hook = [] {
-      if (--steps_left == 0) die_now();
-    };
+    die_at(15);
     write(file, 4);
   });
   stage->wait_for(1);
@@ -56,9 +51,7 @@ TEST_F(ReadingTest, AReaderIsToldOfAWriterThatDied) {
   stage->reach(3);
   stage->wait_for(4);
   restrict_to_reading(false);
-  Contents found;
-  EXPECT_EQ(examine("file", found), "");
-  EXPECT_EQ(found, (Contents{{3, wide_record(3, 1)}}));
+  expect_holds("file", {{3, wide_record(3, 1)}});
   stage->reach(5);
   EXPECT_EQ(reader.wait(), 0);
 }

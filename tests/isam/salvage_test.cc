@@ -3,7 +3,6 @@
 
 #include <cerrno>
 #include <cstddef>
-#include <cstring>
 #include <random>
 
 #include "runtime/isam/file.h"
@@ -44,12 +43,6 @@ Contents build_with_gaps(std::int32_t numbers) {
   }
   EXPECT_EQ(ISCLOSE(file), 0);
   return contents;
-}
-
-void expect_holds(const std::string& base, const Contents& contents) {
-  Contents found;
-  EXPECT_EQ(examine(base, found), "");
-  EXPECT_TRUE(found == contents) << found.size() << " of " << contents.size();
 }
 
 // ---- Compacting
@@ -119,42 +112,6 @@ TEST_F(TortureTest, CompactingRefusesWhatItWouldLoseAndStopsWhenAsked) {
   EXPECT_EQ(files_here(), 4U);
 }
 
-int steps_left = 0;  // steps to the death
-
-// The next steps of this process end with its death.
-void die_after(int steps) {
-  steps_left = steps;
-  isam::change_step_hook = [] {
-    if (--steps_left == 0) die_now();
-  };
-}
-
-// After a death at each step, the file opens with all its records, and the next process can compact
-// it.
-TEST_F(TortureTest, CompactingSurvivesDeathAtEveryStep) {
-  const Contents contents = build_with_gaps(30);
-  const auto compact = [](int dies_after) {
-    die_after(dies_after);
-    IsCompactReport report;
-    EXPECT_EQ(error_of(iscompact("file", report)), 0);
-  };
-  int step = 0;
-  for (int status = kKilled; status == kKilled && !HasFailure();) {
-    SCOPED_TRACE(++step);
-    copy_pair("good", "file");
-    status = run_child(compact, step);
-    EXPECT_TRUE(status == 0 || status == kKilled) << status;
-    copy_pair("file", "copy");
-    expect_holds("file", contents);
-    copy_pair("copy", "file");
-    compact(0);
-    expect_holds("file", contents);
-  }
-  isam::change_step_hook = nullptr;
-  EXPECT_GT(step, 10);
-  std::printf("[ killed ] while compacting, at %d steps\n", step - 1);
-}
-
 // The n-th call fails, for every n until a run meets no fault.
 TEST_F(TortureTest, CompactingThatFailsLeavesTheFileAsItWas) {
   const Contents contents = build_with_gaps(30);
@@ -209,78 +166,53 @@ TEST_F(TortureTest, RecordsComeBackWithoutAHeader) {
     damage("file.dat", live[record] + at, 1,
            static_cast<char>(~read_file("file.dat")[live[record] + at]));
   };
+  const std::function<void()> zeros = [&] { all('\0'); };
+  const std::function<void()> other_bytes = [&] { all('\x7F'); };
+  const auto tear_three = [&] {
+    for (const auto& [record, at] : {std::pair{2U, 0U}, {4, 8}, {6, 100}})
+      tear(record, at);
+  };
+  enum class Index { kKept, kJunk, kMissing };
   struct Row {
     const char* what;
-    std::function<void()> damage;
-    std::int64_t lost;
-    bool checked;
-    bool kept;
-    bool undecided;
+    std::function<void()> damage;  // to the headers
+    Index index = Index::kKept;
+    bool undecided = false;
+    std::int64_t lost = 0;
+    std::function<void()> damage_records = [] {};
   };
   const Row rows[] = {
-      {"zeros", [&] { all('\0'); }, 0, true, false, false},
-      {"other bytes", [&] { all('\x7F'); }, 0, true, false, false},
-      {"first copy", [&] { damage("file.dat", 0, 1024); }, 0, true, false, false},
-      {"second copy", [&] { damage("file.dat", 2048, 1024); }, 0, true, false, false},
-      {"no index",
-       [&] {
-         damage("file.dat", 2048, 9);
-         std::filesystem::remove("file.idx");
-       },
-       0, true, false, false},
-      {"a number",
-       [&] {
-         damage_headers_but_number();
-         write_file("file.idx", "junk");
-       },
-       0, true, false, false},
-      {"no number",
-       [&] {
-         all('\0');
-         write_file("file.idx", "junk");
-       },
-       0, false, true, true},
-      {"no number, no index",
-       [&] {
-         all('\x7F');
-         std::filesystem::remove("file.idx");
-       },
-       0, false, true, true},
-      {"torn",
-       [&] {
-         all('\0');
-         tear(2, 0);
-         tear(4, 8);
-         tear(6, 100);
-       },
-       3, true, true, false},
-      {"wiped",
-       [&] {
-         damage_headers_but_number();
-         std::filesystem::remove("file.idx");
-         damage("file.dat", live[3], kWideSlot, '\0');
-       },
-       1, true, true, false},
-      {"cut",
-       [&] {
-         all('\0');
-         std::filesystem::resize_file("file.dat", live[2] + 9);
-       },
-       count - 2, true, true, false},
+      {"zeros", zeros},
+      {"other bytes", other_bytes},
+      {"first copy", [] { damage("file.dat", 0, 1024); }},
+      {"second copy", [] { damage("file.dat", 2048, 1024); }},
+      {"no index", [] { damage("file.dat", 2048, 9); }, Index::kMissing},
+      {"a number", damage_headers_but_number, Index::kJunk},
+      {"no number", zeros, Index::kJunk, true},
+      {"no number, no index", other_bytes, Index::kMissing, true},
+      {"torn", zeros, Index::kKept, false, 3, tear_three},
+      {"wiped", damage_headers_but_number, Index::kMissing, false, 1,
+       [&] { damage("file.dat", live[3], kWideSlot, '\0'); }},
+      {"cut", zeros, Index::kKept, false, count - 2,
+       [&] { std::filesystem::resize_file("file.dat", live[2] + 9); }},
   };
   for (const Row& row : rows) {
     SCOPED_TRACE(row.what);
     copy_pair("good", "file");
     row.damage();
+    row.damage_records();
+    if (row.index == Index::kJunk) write_file("file.idx", "junk");
+    if (row.index == Index::kMissing) std::filesystem::remove("file.idx");
     const std::string before = read_file("file.dat");
     IsRecoverReport report;
     ASSERT_EQ(error_of(isrecover("file", kWideRecord, kWideKeys, report)), 0);
     EXPECT_EQ(report.lost, row.lost);
     EXPECT_EQ(report.records, count - row.lost);
-    EXPECT_EQ(report.checked, row.checked);
+    EXPECT_EQ(report.checked, !row.undecided);
     EXPECT_EQ(report.undecided > 0, row.undecided);
-    EXPECT_EQ(report.kept, row.kept ? "file.damaged.dat" : "");
-    EXPECT_TRUE(!row.kept || read_file(report.kept) == before);
+    const bool kept = row.lost > 0 || row.undecided;
+    EXPECT_EQ(report.kept, kept ? "file.damaged.dat" : "");
+    EXPECT_TRUE(!kept || read_file(report.kept) == before);
     Contents found;
     EXPECT_EQ(examine("file", found), "");
     EXPECT_EQ(static_cast<std::int64_t>(found.size()), count - row.lost);
@@ -303,47 +235,31 @@ TEST_F(TortureTest, DeletedRecordsStayDeletedWhereThatIsKnown) {
   Contents after = before;
   const auto delete_two = [] {
     const int file = ISOPEN("good", kSharedMode);
-    std::string record(kWideRecord, '\0');
-    for (int count = 0; count < 2; ++count) {
-      EXPECT_EQ(ISREAD(file, record.data(), kIsFirst), 0);
-      EXPECT_EQ(ISDELETE(file, record.data()), 0);
-    }
+    for (int count = 0; count < 2; ++count)
+      EXPECT_EQ(ISDELETE(file, read_first(file).data()), 0);
   };
   EXPECT_EQ(run_child(delete_two), 0);
   after.erase(after.begin(), std::next(after.begin(), 2));
-  const auto restarted = [] {
-    damage("file.idx", offsetof(isam::IndexHeader, boot), sizeof(BootIdentity), '\1');
-  };
   struct Row {
     const char* what;
-    std::function<void()> damage;
+    bool has_number;
+    bool restarted;
     const Contents& found;
-    bool undecided;
   };
-  const Row rows[] = {
-      {"killed", [] { damage("file.dat", 0, isam::kDataStart); }, after, false},
-      {"restarted",
-       [&] {
-         damage_headers_but_number();
-         restarted();
-       },
-       before, true},
-      {"no epoch",
-       [&] {
-         damage("file.dat", 0, isam::kDataStart);
-         restarted();
-       },
-       after, true},
-  };
-  for (const Row& row : rows) {
+  for (const Row& row : {Row{"killed", false, false, after},
+                         {"restarted", true, true, before},
+                         {"no epoch", false, true, after}}) {
     SCOPED_TRACE(row.what);
     copy_pair("good", "file");
-    row.damage();
+    damage_headers_but_number();
+    if (!row.has_number) damage("file.dat", 0, isam::kDataStart);
+    if (row.restarted)
+      damage("file.idx", offsetof(isam::IndexHeader, boot), sizeof(BootIdentity), '\1');
     IsRecoverReport report;
     ASSERT_EQ(error_of(isrecover("file", kWideRecord, kWideKeys, report)), 0);
     EXPECT_EQ(report.lost, 0);
-    EXPECT_EQ(report.undecided > 0, row.undecided) << report.undecided;
-    EXPECT_EQ(report.kept.empty(), !row.undecided);
+    EXPECT_EQ(report.undecided > 0, row.restarted) << report.undecided;
+    EXPECT_EQ(report.kept.empty(), !row.restarted);
     expect_holds("file", row.found);
   }
 }
@@ -411,27 +327,39 @@ TEST_F(TortureTest, RecoveredRecordsAreThoseThatWereWritten) {
   }
 }
 
-// After a death at each step, all records are there, or come back with another recovery.
-TEST_F(TortureTest, RecoveringSurvivesDeathAtEveryStep) {
+// After a death at each step, a file that was compacted opens with all its records; one that was
+// recovered has them, or gets them by another recovery. The next process can do either.
+TEST_F(TortureTest, CompactingAndRecoveringSurviveDeathAtEveryStep) {
   const Contents contents = build_with_gaps(30);
-  const auto recover = [](int dies_after) {
-    die_after(dies_after);
-    IsRecoverReport report;
-    EXPECT_EQ(error_of(isrecover("file", kWideRecord, kWideKeys, report)), 0);
-    EXPECT_EQ(report.lost, 0);
+  const auto make_again = [](int dies_at, bool recovers) {
+    die_at(dies_at);
+    IsCompactReport compacted;
+    IsRecoverReport recovered;
+    EXPECT_EQ(error_of(recovers ? isrecover("file", kWideRecord, kWideKeys, recovered)
+                                : iscompact("file", compacted)),
+              0);
+    EXPECT_EQ(recovered.lost, 0);
   };
-  int step = 0;
-  for (int status = kKilled; status == kKilled && !HasFailure();) {
-    SCOPED_TRACE(++step);
-    copy_pair("good", "file");
-    damage("file.dat", 0, isam::kDataStart);
-    status = run_child(recover, step);
-    EXPECT_TRUE(status == 0 || status == kKilled) << status;
-    recover(0);
-    expect_holds("file", contents);
+  for (const bool recovers : {false, true}) {
+    int step = 0;
+    for (int status = kKilled; status == kKilled && !HasFailure();) {
+      SCOPED_TRACE((recovers ? "recovering " : "compacting ") + std::to_string(++step));
+      copy_pair("good", "file");
+      if (recovers) damage("file.dat", 0, isam::kDataStart);
+      status = run_child(make_again, step, recovers);
+      EXPECT_TRUE(status == 0 || status == kKilled) << status;
+      if (!recovers) {
+        copy_pair("file", "copy");
+        expect_holds("file", contents);
+        copy_pair("copy", "file");
+      }
+      make_again(0, recovers);
+      expect_holds("file", contents);
+    }
+    isam::change_step_hook = nullptr;
+    EXPECT_GT(step, 10);
+    std::printf("[ killed ] while made again, at %d steps\n", step - 1);
   }
-  isam::change_step_hook = nullptr;
-  EXPECT_GT(step, 10);
 }
 
 // ---- Replacing files
@@ -484,8 +412,7 @@ TEST_F(TortureTest, NoFileIsReplacedWhileItIsMapped) {
     isam::change_step_hook = nullptr;
     EXPECT_NE(number_of("good.idx"), before);
     expect_holds("good", contents);
-    std::filesystem::remove("good.dat");
-    std::filesystem::remove("good.idx");
+    remove_pair("good");
   }
 }
 

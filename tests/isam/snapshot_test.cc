@@ -25,8 +25,7 @@ struct SnapshotTest : TortureTest {
     EXPECT_EQ(issnapshot_write(file, "copy", "file"), 0) << iserrno;
     Contents found;
     EXPECT_EQ(examine("copy", found), "");
-    std::filesystem::remove("copy.idx");
-    std::filesystem::remove("copy.dat");
+    remove_pair("copy");
     return found;
   }
   // Changes everything, flushes, and does it again, so that all free slots are used.
@@ -64,13 +63,9 @@ TEST_F(SnapshotTest, HoldsTheMomentWhileEverythingChanges) {
     for (unsigned round = 0; round < 6; ++round)
       churn(file, contents, 30 + round);
     EXPECT_EQ(std::filesystem::file_size("file.dat"), size);  // the kept slots are used again
-    EXPECT_EQ(verify(file), "");
-    EXPECT_EQ(ISCLOSE(file), 0);
-    Contents found;
-    EXPECT_EQ(examine("file", found), "");
-    EXPECT_EQ(found, contents);
-    std::filesystem::remove("file.idx");
-    std::filesystem::remove("file.dat");
+    expect_sound_and_close(file);
+    expect_holds("file", contents);
+    remove_pair("file");
   }
 }
 
@@ -104,10 +99,8 @@ TEST_F(SnapshotTest, SnapshotsOfSeveralFilesAreOfOneMoment) {
   }
   *stop = true;
   EXPECT_EQ(counting.wait(), 0);
-  for (const int file : files) {
-    EXPECT_EQ(verify(file), "");
-    EXPECT_EQ(ISCLOSE(file), 0);
-  }
+  for (const int file : files)
+    expect_sound_and_close(file);
 }
 
 TEST_F(SnapshotTest, AReaderThatDiesKeepsNothing) {
@@ -130,8 +123,7 @@ TEST_F(SnapshotTest, AReaderThatDiesKeepsNothing) {
   for (unsigned round = 0; round < 6; ++round)
     churn(file, contents, 30 + round);
   EXPECT_EQ(std::filesystem::file_size("file.dat"), size);
-  EXPECT_EQ(verify(file), "");
-  EXPECT_EQ(ISCLOSE(file), 0);
+  expect_sound_and_close(file);
 }
 
 TEST_F(SnapshotTest, ADamagedRecordIsNoCopy) {

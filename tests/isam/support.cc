@@ -6,6 +6,7 @@
 #include <cstring>
 #include <random>
 
+#include "runtime/isam/change_step.h"
 #include "runtime/isam/layout.h"
 #include "runtime/platform/mapped_file.h"
 
@@ -54,6 +55,25 @@ std::string examine(const std::string& base, Contents& contents) {
   if (iserrno != kIsEndOfFile) result += "read: " + std::to_string(iserrno) + "\n";
   if (ISCLOSE(file) != 0) result += "close: " + std::to_string(iserrno) + "\n";
   return result;
+}
+
+void expect_holds(const std::string& base, const Contents& contents, Place at) {
+  const testing::ScopedTrace trace(at.file_name(), static_cast<int>(at.line()), base);
+  Contents found;
+  EXPECT_EQ(examine(base, found), "");
+  EXPECT_TRUE(found == contents) << found.size() << " of " << contents.size();
+}
+
+void expect_sound_and_close(int file, Place at) {
+  const testing::ScopedTrace trace(at.file_name(), static_cast<int>(at.line()), file);
+  EXPECT_EQ(verify(file), "");
+  EXPECT_EQ(error_of(ISCLOSE(file)), 0);
+}
+
+std::string read_first(int file, int lock) {
+  std::string record(kWideRecord, '\0');
+  EXPECT_EQ(error_of(ISREAD(file, record.data(), kIsFirst | lock)), 0);
+  return record;
 }
 
 std::vector<Operation> random_operations(unsigned seed, int count, std::int32_t numbers) {
@@ -107,6 +127,25 @@ Contents saved(const char* path) {
 void copy_pair(const std::string& from, const std::string& to) {
   for (const char* suffix : {".dat", ".idx"})
     write_file(to + suffix, read_file(from + suffix));
+}
+
+void remove_pair(const std::string& base) {
+  for (const char* suffix : {".dat", ".idx"})
+    std::filesystem::remove(base + suffix);
+}
+
+void leave_without_indexes() {
+  std::string index = read_file("file.idx");
+  index[offsetof(isam::IndexHeader, state)] = isam::kStateRebuild;
+  write_file("file.idx", index);
+}
+
+void die_at(long step) {
+  static long steps_left;
+  steps_left = step;
+  isam::change_step_hook = [] {
+    if (--steps_left == 0) die_now();
+  };
 }
 
 void pass_for_own(const std::string& base) {

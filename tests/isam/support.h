@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <source_location>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,14 @@ std::string examine(const std::string& base, Contents& contents);
 // Verifies an open file and returns a line for each finding.
 std::string verify(int file);
 
+// Expect a file to be sound, and to hold these records; an open one is closed.
+using Place = std::source_location;
+void expect_holds(const std::string& base, const Contents& contents, Place at = Place::current());
+void expect_sound_and_close(int file, Place at = Place::current());
+
+// Reads the first record, and locks it if wanted.
+std::string read_first(int file, int lock = 0);
+
 // Returns the error of a call with this result; 0 for none.
 inline int error_of(std::int64_t result) {
   return result < 0 ? iserrno : 0;
@@ -68,8 +77,14 @@ void save(const char* path, const Contents& contents);
 Contents saved(const char* path);
 
 void copy_pair(const std::string& from, const std::string& to);
+void remove_pair(const std::string& base);
+// Leaves "file" like an interrupted ISADDINDEX: the first opening makes the indexes.
+void leave_without_indexes();
 // Makes copies pass for the files themselves, which hold their own numbers while they are in use.
 void pass_for_own(const std::string& base);
+
+// Lets this process die at a step of the engine from now on; at none for 0.
+void die_at(long step);
 
 // Plays another run of the machine, or another machine, as long as the object lives; nests.
 class OtherRun {

@@ -22,9 +22,9 @@ Report* report = nullptr;
 long steps_left = 0;
 bool leaves_copy = false;
 
-// Lets this child die at a step. At some steps a copy of it lives on with everything that the copy
-// has inherited.
-void die_at(long step) {
+// Lets this child report, and die at a step. At some steps a copy of it lives on with everything
+// that the copy has inherited.
+void report_and_die_at(long step) {
   static const Shared<Report> shared("report");
   report = &*shared;
   steps_left = step;
@@ -71,7 +71,7 @@ struct DeathTest : TortureTest {
     if (status != kKilled || step % 4 != 1) return status;
     const auto open_and_close = [](long dies_at, int number) {
       const OtherRun run(number);
-      die_at(dies_at);
+      report_and_die_at(dies_at);
       leaves_copy = false;
       ISCLOSE(ISOPEN("file", kSharedMode));
     };
@@ -114,7 +114,7 @@ TEST_F(DeathTest, KilledAtEveryStepNothingIsHalfDone) {
   const Contents start = some_contents(numbers, 5);
   build_wide("start", start);
   const auto work = [](long step, unsigned seed, const std::string& succeeds) {
-    die_at(step);
+    report_and_die_at(step);
     const int file = ISOPEN("file", kSharedMode);
     perform_and_report(file, random_operations(seed, 6, numbers), succeeds, 4);
     EXPECT_EQ(ISCLOSE(file), 0);
@@ -167,14 +167,12 @@ TEST_F(DeathTest, KilledAroundARunNothingIsLost) {
   build_wide("start", start);
   const auto dies = [](long step, Life life, unsigned seed, const std::string& succeeds) {
     const OtherRun run(1);
-    die_at(step);
+    report_and_die_at(step);
     live(life, seed, succeeds);
   };
   const auto use_and_leave = [] {  // in the run before
     const int file = ISOPEN("file", kSharedMode);
-    std::string record(kWideRecord, '\0');
-    EXPECT_EQ(ISREAD(file, record.data(), kIsFirst), 0);
-    EXPECT_EQ(ISREPLACE(file, record.data()), 0);
+    EXPECT_EQ(ISREPLACE(file, read_first(file).data()), 0);
   };
   for (int round = 0; (round < kLives || kills < amount(0, 30'000)) && !HasFailure(); ++round) {
     const Life life = static_cast<Life>(round % kLives);
@@ -185,8 +183,7 @@ TEST_F(DeathTest, KilledAroundARunNothingIsLost) {
     int status = kKilled;
     for (long step = 1; status != 0 && !HasFailure(); step += amount(7, 1)) {
       SCOPED_TRACE("round " + std::to_string(round) + " step " + std::to_string(step));
-      for (const char* name : {"file.idx", "file.dat"})
-        std::filesystem::remove(name);
+      remove_pair("file");
       if (life != kBuild) copy_pair("start", "file");
       EXPECT_EQ(life == kRestart ? run_child(use_and_leave) : 0, 0);
       const OtherRun run(1);
@@ -214,7 +211,7 @@ TEST_F(DeathTest, KilledAtEveryStepARebuildLosesNothing) {
   }
   ASSERT_EQ(ISCLOSE(start), 0);
   const auto make_keys = [](long step, int round) {
-    die_at(step);
+    report_and_die_at(step);
     isam::sort_run_bytes = (step + round / 2) % 2 == 0 ? 0 : 3000;
     if (round % 2 == 0) {
       IsRebuildReport rebuilt;
@@ -232,9 +229,7 @@ TEST_F(DeathTest, KilledAtEveryStepARebuildLosesNothing) {
       SCOPED_TRACE(++step);
       copy_pair("start", "file");
       status = kill_at(step, make_keys, round);
-      Contents found;
-      EXPECT_EQ(examine("file", found), "");
-      EXPECT_TRUE(found == contents);
+      expect_holds("file", contents);
     }
     EXPECT_EQ(status, 0);
     EXPECT_GT(step, 10);
@@ -261,7 +256,7 @@ TEST_F(DeathTest, APageGivenUpAndTakenAgainIsWholeWhenTheChangeIsUndone) {
   }
   ASSERT_EQ(ISCLOSE(start), 0);
   const auto move = [](long step) {
-    die_at(step);
+    report_and_die_at(step);
     const int file = ISOPEN("file", kSharedMode);
     EXPECT_EQ(ISREPLACE(file, record(159, "1005").data()), 0);
     EXPECT_EQ(ISCLOSE(file), 0);
@@ -271,9 +266,7 @@ TEST_F(DeathTest, APageGivenUpAndTakenAgainIsWholeWhenTheChangeIsUndone) {
     SCOPED_TRACE(step);
     copy_pair("start", "file");
     status = kill_at(step, move);
-    const int file = ISOPEN("file", kSharedMode);
-    EXPECT_EQ(verify(file), "");
-    EXPECT_EQ(ISCLOSE(file), 0);
+    expect_sound_and_close(ISOPEN("file", kSharedMode));
   }
   EXPECT_EQ(status, 0);
 }
@@ -285,13 +278,12 @@ TEST_F(DeathTest, AReaderWithLocksKeepsNobodyFromWriting) {
   const auto go_on_beside_the_reader = [] {
     const auto die_in_a_change = [] {
       const int file = ISOPEN("file", kSharedMode);
-      die_at(20);
+      report_and_die_at(20);
       ISWRITE(file, wide_record(2000, 1).data());
     };
     end_within(5);
     const int file = ISOPEN("file", kSharedMode);  // has seat 0; the dead one has 1
-    std::string record(kWideRecord, '\0');
-    EXPECT_EQ(ISREAD(file, record.data(), kIsFirst | kIsLock), 0);
+    const std::string record = read_first(file, kIsLock);
     EXPECT_EQ(ISRELEASE(file), 0);
     EXPECT_EQ(run_child(die_in_a_change), kKilled);
     RecordFile reader;
@@ -300,8 +292,7 @@ TEST_F(DeathTest, AReaderWithLocksKeepsNobodyFromWriting) {
     EXPECT_EQ(reader.lock(isam::kRecordLocks, isam::kRecordLockBytes, false), 0);
     EXPECT_EQ(error_of(ISWRITE(file, wide_record(1000, 1).data())), 0);
     EXPECT_EQ(error_of(ISDELETE(file, record.data())), 0);
-    EXPECT_EQ(verify(file), "");
-    EXPECT_EQ(error_of(ISCLOSE(file)), 0);
+    expect_sound_and_close(file);
   };
   EXPECT_EQ(run_child(go_on_beside_the_reader), 0);
 }

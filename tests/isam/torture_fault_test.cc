@@ -56,16 +56,32 @@ int call_armed(Call call) {
   return error_of(result);
 }
 
+// Lets the n-th call of a row fail, for every n until a run meets no fault.
+template <typename Run>
+void fail_each_call(const Fault& row, int step, Run run) {
+  file_fault_hook = [](FileCall call) { return is_due(call) ? system_number(fault.error) : 0; };
+  int failed = -1;
+  for (int n = 1; failed < 0 || (fault.countdown <= 0 && !testing::Test::HasFailure()); n += step) {
+    fault = row;
+    fault.countdown = n;
+    SCOPED_TRACE("error " + std::to_string(row.error) + " at call " + std::to_string(n) +
+                 (row.for_long ? " and later" : ""));
+    run();
+    ++failed;
+  }
+  file_fault_hook = nullptr;
+  EXPECT_GT(failed, 0);
+  std::printf("[ failed ] error %d at %d calls%s\n", row.error, failed,
+              row.for_long ? " and later" : "");
+}
+
 // Only calls through `attempt` or `close` meet the fault.
 class FaultRun {
  public:
   void run(const Contents& start) {
     expected_ = start;
     copy_pair("start", "file");
-    // Leaves the file like an interrupted ISADDINDEX: the first opening rebuilds the indexes.
-    std::string index = read_file("file.idx");
-    index[offsetof(isam::IndexHeader, state)] = isam::kStateRebuild;
-    write_file("file.idx", index);
+    leave_without_indexes();
     build(kExclusiveMode);
     build(kSharedMode);
     open(kExclusiveMode);
@@ -113,9 +129,7 @@ class FaultRun {
   }
 
   static void look(const std::string& base, const Contents& expected, int keys) {
-    Contents found;
-    EXPECT_EQ(examine(base, found), "");
-    EXPECT_TRUE(found == expected);
+    expect_holds(base, expected);
     const int file = ISOPEN(base.c_str(), kIsInput);
     IsamInfo info;
     EXPECT_EQ(isinfo(file, info), 0);
@@ -132,8 +146,7 @@ class FaultRun {
     };
     EXPECT_EQ(attempt(call), 0);
     EXPECT_EQ(ISCLOSE(built), 0);
-    std::filesystem::remove("new.idx");
-    std::filesystem::remove("new.dat");
+    remove_pair("new");
   }
 
   void open(int mode) {
@@ -192,28 +205,14 @@ constexpr Fault kFaults[] = {{FileCall::kOpen, EMFILE},
                              {FileCall::kLock, 1000 + EHOSTUNREACH},
                              {std::nullopt, kIsNoMemory},
                              {std::nullopt, kIsNoMemory, 0, true}};
-// The n-th call fails, for every n until a run meets no fault. Each run starts a process, which
-// takes long under Wine, so not every n there.
+// Each run starts a process, which takes long under Wine, so not every call there.
 TEST_F(TortureTest, AFailedCallLeavesTheFileAsItWas) {
-  const int step = amount(is_slow_system() ? 5 : 1, 1);
   const Contents start = some_contents(40, 3);
   build_wide("start", start);
-  file_fault_hook = [](FileCall call) { return is_due(call) ? system_number(fault.error) : 0; };
   for (const Fault& row : kFaults) {
-    int n = 1;
-    int failed = -1;
-    do {
-      fault = row;
-      fault.countdown = n;
-      FaultRun().run(start);
-      n += step;
-      ++failed;
-    } while (fault.countdown <= 0 && !HasFailure());
-    const char* long_too = row.for_long ? " and later" : "";
-    ASSERT_FALSE(HasFailure()) << "error " << row.error << " at call " << n - step << long_too;
-    std::printf("[ failed ] error %d at %d calls%s\n", row.error, failed, long_too);
+    fail_each_call(row, amount(is_slow_system() ? 5 : 1, 1), [&] { FaultRun().run(start); });
+    ASSERT_FALSE(HasFailure());
   }
-  file_fault_hook = nullptr;
 }
 
 // Rebuilds the indexes of a file while a call fails; the disk may be too full for the runs of the
@@ -235,14 +234,11 @@ void rebuild_with_fault(const Contents& contents) {
     EXPECT_EQ(error, 0);
   }
   const bool for_long = std::exchange(fault.for_long, false);
-  Contents found;
-  EXPECT_EQ(examine("file", found), "");
-  EXPECT_TRUE(found == contents);
+  expect_holds("file", contents);
   EXPECT_EQ(error_of(isrebuild("file", report)), 0);
   EXPECT_EQ(report.records, static_cast<std::int64_t>(contents.size()));
   EXPECT_EQ(report.lost, 0);
-  EXPECT_EQ(examine("file", found), "");
-  EXPECT_TRUE(found == contents);
+  expect_holds("file", contents);
   fault.for_long = for_long;
   isam::sort_run_bytes = 0;
 }
@@ -258,21 +254,11 @@ TEST_F(TortureTest, AFailedRebuildLeavesTheFileAsItWas) {
   ASSERT_EQ(ISCLOSE(file), 0);
   IsRebuildReport report;
   ASSERT_EQ(isrebuild("start", report), 0);  // with no space to spare
-  file_fault_hook = [](FileCall call) { return is_due(call) ? system_number(fault.error) : 0; };
   // Without memory the C++ library ends a process that reads a directory.
   for (const Fault& row : kFaults) {
-    if (!row.call) continue;
-    int n = 0;
-    do {
-      fault = row;
-      fault.countdown = ++n;
-      rebuild_with_fault(contents);
-    } while (fault.countdown <= 0 && !HasFailure());
-    ASSERT_FALSE(HasFailure()) << "error " << row.error << " at call " << n;
-    EXPECT_GT(n, 1);
-    std::printf("[ failed ] error %d at each of %d calls\n", row.error, n - 1);
+    if (row.call) fail_each_call(row, 1, [&] { rebuild_with_fault(contents); });
+    ASSERT_FALSE(HasFailure());
   }
-  file_fault_hook = nullptr;
 }
 
 // ---- Damaged files
@@ -293,8 +279,7 @@ struct Moments {
 Moments make_moments(std::int32_t numbers, bool in_use) {
   const auto read_pair = [] { return Pair{read_file(kNames[0]), read_file(kNames[1])}; };
   Moments moments{{}, some_contents(numbers, 9), {}};
-  for (const char* name : kNames)
-    std::filesystem::remove(name);
+  remove_pair("file");
   build_wide("file", moments.last);
   for (const auto& [number, record] : moments.last)
     moments.written.insert(record);
@@ -506,8 +491,7 @@ TEST(LargeFileTest, TheLongestRecordsAreFoundAgain) {
     ASSERT_EQ(ISREAD(file, record.data(), kIsEqual), 0) << number << " " << iserrno;
     ASSERT_EQ(record, large_record(number));
   }
-  EXPECT_EQ(verify(file), "");
-  EXPECT_EQ(ISCLOSE(file), 0);
+  expect_sound_and_close(file);
 }
 
 }  // namespace

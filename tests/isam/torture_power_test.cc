@@ -2,7 +2,6 @@
 // Power losses, played: of the sectors stored since the last sync any may have reached the disk, in
 // any form that they had, and any may not.
 
-#include <cstring>
 #include <random>
 #include <set>
 #include <sstream>
@@ -148,11 +147,21 @@ void close_and_keep(int file) {
   power->older = power->now;
 }
 
-void print_losses(const Power& state) {
-  std::printf(
-      "[ power  ] lost %d times, %d of them in a rebuild after a loss, %d with a half restored\n",
-      state.losses.all, state.losses.again, state.losses.restored);
-}
+struct PowerTest : TortureTest {
+  PowerTest() {
+    file_synced_hook = note_sync;
+    power = &state;
+  }
+  ~PowerTest() override {
+    isam::change_step_hook = nullptr;
+    file_synced_hook = nullptr;
+    power = nullptr;
+    std::printf(
+        "[ power  ] lost %d times, %d of them in a rebuild after a loss, %d with a half restored\n",
+        state.losses.all, state.losses.again, state.losses.restored);
+  }
+  Power state;
+};
 
 // Writes, replaces (in one operation, or by deleting and writing again) or deletes. A program that
 // only replaces a record always finds it.
@@ -274,18 +283,11 @@ void exchange_and_lose_power(Power& state, int losses) {
   }
 }
 
-TEST_F(TortureTest, RecordsThatExchangeUniqueValuesSurviveAPowerLoss) {
-  Power state;
+TEST_F(PowerTest, RecordsThatExchangeUniqueValuesSurviveAPowerLoss) {
   state.rarity = 400;
-  file_synced_hook = note_sync;
-  power = &state;
   close_and_keep(build_valued());
   isam::change_step_hook = sometimes_lose_power;
   exchange_and_lose_power(state, amount(400, 50'000));
-  isam::change_step_hook = nullptr;
-  file_synced_hook = nullptr;
-  power = nullptr;
-  print_losses(state);
 }
 
 // Puts the slot that holds this record into an image of the data file.
@@ -360,17 +362,13 @@ TEST_F(TortureTest, TheLaterOfTwoRecordsWithOneUniqueValueIsSetAside) {
       let_survive(image, data, record);
     EXPECT_EQ(read_after_loss(index, image), found);
     ASSERT_EQ(ISCLOSE(file), 0);
-    for (const char* name : {"file.idx", "file.dat"})
-      std::filesystem::remove(name);
+    remove_pair("file");
   }
 }
 
 // A record that was set aside is gone: the next power loss does not bring it back, though the
 // record that it collided with has another value then.
-TEST_F(TortureTest, ARecordSetAsideStaysAwayAfterTheNextPowerLoss) {
-  Power state;
-  power = &state;
-  file_synced_hook = note_sync;
+TEST_F(PowerTest, ARecordSetAsideStaysAwayAfterTheNextPowerLoss) {
   int file = build_valued();
   std::set<std::int32_t> there;
   perform_all(file, "1=5", there);
@@ -394,10 +392,7 @@ TEST_F(TortureTest, ARecordSetAsideStaysAwayAfterTheNextPowerLoss) {
   EXPECT_EQ(read_after_loss(index, next), "1=9");
 }
 
-TEST_F(TortureTest, FlushedRecordsSurviveAPowerLoss) {
-  Power state;
-  file_synced_hook = note_sync;
-  power = &state;
+TEST_F(PowerTest, FlushedRecordsSurviveAPowerLoss) {
   build_wide("file", {});
   close_and_keep(ISOPEN("file", kSharedMode));
   const int losses = amount(400, 50'000);
@@ -418,10 +413,6 @@ TEST_F(TortureTest, FlushedRecordsSurviveAPowerLoss) {
     close_and_keep(file);
     lose_power("after closing");
   }
-  isam::change_step_hook = nullptr;
-  file_synced_hook = nullptr;
-  power = nullptr;
-  print_losses(state);
 }
 
 }  // namespace

@@ -76,8 +76,7 @@ TEST_F(TortureTest, ManyProcessesLoseNothing) {
     children.push_back(
         start_child([](unsigned own) { work(own, amount(2, 60), *Shared<Tally>("tally")); }, seed));
   }
-  for (Process& child : children)
-    EXPECT_EQ(child.wait(), 0);
+  expect_done(children);
   EXPECT_EQ(tally->wrong, 0);
   Contents found;
   EXPECT_EQ(examine("file", found), "");
@@ -123,8 +122,7 @@ TEST_F(TortureTest, OneOfSeveralProcessesBuildsAFile) {
   std::vector<Process> children;
   for (std::int32_t own = 0; own < kBuilders; ++own)
     children.push_back(start_child(body, own, files));
-  for (Process& child : children)
-    EXPECT_EQ(child.wait(), 0);
+  expect_done(children);
   for (int i = 0; i < files; ++i) {
     Contents found;
     EXPECT_EQ(examine("new" + std::to_string(i), found), "");

@@ -2,7 +2,6 @@
 #include "runtime/platform/named_file.h"
 
 #include <cerrno>
-#include <chrono>
 
 #include "runtime/platform/new_file.h"
 #include "tests/support/support.h"

@@ -180,6 +180,12 @@ void place_child(const std::string& path, Body) {
   place_child_command(path, Registered<Body>::entry.name());
 }
 
+// Waits for children, which must end with 0.
+inline void expect_done(std::vector<Process>& children) {
+  for (Process& child : children)
+    EXPECT_EQ(child.wait(), 0);
+}
+
 // ---- Memory
 
 // Maps a file of the current directory, which is made with zeros; `made` says so.

@@ -42,6 +42,15 @@ void write_file(const std::string& path, const std::string& content) {
   std::ofstream(path, std::ios::binary) << content;
 }
 
+void expect_runs(const std::string& program, std::initializer_list<Finished> rows) {
+  for (const Finished& expected : rows) {
+    const Finished run = run_shell(kWithoutShell + program + " " + expected.command_line);
+    EXPECT_EQ(run.out, expected.out) << run.command_line;
+    EXPECT_EQ(run.err, expected.err) << run.command_line;
+    EXPECT_EQ(run.status, expected.status) << run.command_line;
+  }
+}
+
 std::string read_file(const std::string& path) {
   std::ostringstream content;
   content << std::ifstream(path, std::ios::binary).rdbuf();

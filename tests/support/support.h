@@ -61,6 +61,8 @@ struct Finished {
 };
 // Under Wine it is the shell of the system below, which runs placed programs under Wine again.
 Finished run_shell(const std::string& command_line);
+// What stands before a command line that is one program.
+extern const char* const kWithoutShell;
 
 // Makes a program callable as ./NAME in the current directory, for both functions below and above.
 void place_program(const std::string& path, const std::string& name);

@@ -177,14 +177,6 @@ Finished run_shell(const std::string& command_line) {
   return {command_line, read_file(".out"), read_file(".err"), std::stoi(status)};
 }
 
-void expect_runs(const std::string& program, std::initializer_list<Finished> rows) {
-  for (const Finished& expected : rows) {
-    const std::string line = program + " " + expected.command_line;
-    const Finished run = run_shell(line);
-    EXPECT_EQ(run.out, expected.out) << line;
-    EXPECT_EQ(run.err, expected.err) << line;
-    EXPECT_EQ(run.status, expected.status) << line;
-  }
-}
+const char* const kWithoutShell = "";
 
 }  // namespace marigold::inner::test
