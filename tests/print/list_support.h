@@ -107,10 +107,13 @@ struct PrintTest : testing::Test {
     write_file(std::string(files.store), block_store_of(code));
   }
   // Returns the output of the blocks, in this order, from opening to closing; without the markers
-  // that every list begins with.
-  static std::string print(const std::vector<std::string>& blocks) {
+  // that every list begins with. An empty header or footer: none.
+  static std::string print(const std::vector<std::string>& blocks, const char* header = "",
+                           const char* footer = "") {
     printed.clear();
     list_open("L");
+    if (*header != '\0') list_set_header(header);
+    if (*footer != '\0') list_set_footer(footer);
     for (const std::string& block : blocks)
       list_print(block);
     list_close();
