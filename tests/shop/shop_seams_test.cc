@@ -291,6 +291,7 @@ TEST(ShopSeamsTest, SaysWhatToDoAboutFilesAndDefinitions) {
       {"chmod -R a-w data", "may you write them"},
       {"chmod a-r data/1/CUSTOMER.dat", "may you write them"},
       {"rm -r locale", "set LANGUAGE_SEARCHPATH", false, false},
+      {"rm definitions/FILESHOP.DES", "has no FILESHOP.DES", false, false},
       {"cp ../other/textdb.* locale/default", "set LANGUAGE_SEARCHPATH", false, false},
       {"rm print/BLOECKE.dat", "lists are missing", false, false},
       {"rm print/LISTEN.dat", "lists are missing", false, false},
