@@ -30,7 +30,7 @@ TEST_F(ViewerPosixTest, AFullDiskIsShownAndNotPrinted) {
               "Cursor-Steuerung  +-=Bl{ttern  */=Seite  F1=Ende           ");
   }
   setenv("COMFAXUSEVT100", "1", 1);  // the console of these tests has no bell
-  terminal_reset(&console);
+  terminal_reset(&watched_console());
   testing::internal::CaptureStdout();
   recording().type(typed("^4^1"));
   viewer_run({.name = "Kunden", .print = print});
