@@ -20,23 +20,7 @@ std::string repeated(const std::string& text, int times) {
   return all;
 }
 
-struct PrintCommandTest : testing::Test {
-  PrintCommandTest() {
-    search_here();
-    unsetenv("FAXROOT");
-  }
-  ~PrintCommandTest() override {
-    close_fax();
-    close_printer();
-  }
-  static int write(std::string_view bytes) {
-    int error_flag = 7;
-    write_printer(bytes, error_flag);
-    return error_flag;
-  }
-
-  const WorkDirectory directory;
-};
+using PrintCommandTest = CommandTest;
 
 TEST_F(PrintCommandTest, NamesAreCommandLines) {
   const std::string long_name(300, 'x');
