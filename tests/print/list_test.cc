@@ -538,10 +538,10 @@ TEST_F(ListTest, OpeningWaitsForAnInstallation) {
 TEST_F(ListTest, OwnFilesComeFirstAndOptionsGoBeforeRecords) {
   write_list({.page_length = 3, .last_line = 9, .output = "out  "}, {{"B", {words("plain")}}});
   EXPECT_EQ(print({"B"}), "plain\n\n\n====\n");
-  write_list(kShortPage, {{"B", {words("own")}}}, kOwnListFiles);
+  write_list(kShortPage, {{"B", {words("own")}, {.repeat = 4}}}, kOwnListFiles);
   list_open("L", {.first_line = 2, .last_line = 3, .page_length = 4});
   EXPECT_EQ(list_lines_left(), 3);
-  EXPECT_EQ(list_repeat("B") + list_repeat("NONE"), 0);
+  EXPECT_EQ(list_repeat("B") + list_repeat("NONE"), 4);
   printed.clear();
   list_print("B");
   EXPECT_EQ(list_close(), "");
