@@ -153,7 +153,7 @@ TEST_F(FormTest, AllFieldsAreVisibleFromTheStart) {
                             "\xB3 Zone           6 ", "\xB3 Rate         2,50     Twice    5,00 ",
                             "\xB3 Kind      Trade  ", "\xB3 Since     14.11.26    Call  09:30 ",
                             "\xB3 Post      YES", "\xB3 Remark          "})
-    EXPECT_TRUE(was_shown(shown)) << shown << screens.back();
+    EXPECT_TRUE(was_shown(shown)) << shown << screen_text(screens.back());
 }
 
 TEST_F(FormTest, KeysEditAndMove) {
@@ -245,7 +245,7 @@ TEST_F(FormTest, AFieldThatFailsIsNamedAndEnteredAgain) {
     SCOPED_TRACE(message);
     screens.clear();
     EXPECT_EQ(type(keys + "?" + then + kPageDown), kKeyEnter);
-    EXPECT_TRUE(was_shown("\n"s + message)) << screens.back();
+    EXPECT_TRUE(was_shown("\n"s + message)) << screen_text(screens.back());
     EXPECT_EQ(values(), expected);
     start_values();
   }
@@ -379,7 +379,7 @@ TEST_F(FormTest, ChangesOfOthersStayWhenARecordIsEdited) {
     recording().type(function_key(3) + keys + (warned ? "?" : ""));
     EXPECT_EQ(form_edit_record(form), written);
     EXPECT_TRUE(recording().keys.empty());
-    EXPECT_TRUE(was_shown(told)) << screens.back();
+    EXPECT_TRUE(was_shown(told)) << screen_text(screens.back());
     EXPECT_EQ(read(file, 5) == kDataDone ? values() : "not found", expected);
   }
   // A form in which the user could make another record of this one.

@@ -82,7 +82,7 @@ TEST_F(MenuTest, KeysChoose) {
 std::string seen(int first, int last) {
   std::string rows;
   for (int row = first; row <= last; ++row) {
-    std::string text = screens.back().substr(static_cast<std::size_t>(row - 1) * 81, 80);
+    std::string text = screens.back().text(row);
     text.resize(text.find_last_not_of(' ') + 1);
     rows += text + "\n";
   }

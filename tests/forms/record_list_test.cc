@@ -41,18 +41,9 @@ const Console& console_with_turns() {
 struct RecordListTest : DataTest {
   RecordListTest() {
     before_key = nullptr;
-    recording_reset();
-    terminal_reset(&console_with_turns());
-    errors_of([] { terminal_start(); });
-    wi_start();
-    window_interface_start();
     data_open(file, LockWait::kTell);
   }
-  ~RecordListTest() override {
-    data_close_all();
-    window_interface_end();
-    open_subsystems().window_system = false;
-  }
+  ~RecordListTest() override { data_close_all(); }
 
   void add(int number, const std::string& name) {
     data_clear_record(file);
@@ -96,6 +87,7 @@ struct RecordListTest : DataTest {
   }
 
   DataFile& file = data_file("CUSTOMER");
+  const WatchedSession session{console_with_turns()};
 };
 
 // The records in the order of a key, as a list must show them, and its current one.

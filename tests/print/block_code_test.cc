@@ -3,80 +3,50 @@
 
 #include <limits>
 
+#include "tests/print/instructions.h"
 #include "tests/support/support.h"
 
 namespace marigold::inner::test {
 
-using Code = BlockCode;
+using enum BlockCode;
 using Kind = BlockValue::Kind;
 
-static BlockValue whole(std::int32_t value) {
-  return {.integer = value};
-}
-
-static Instruction instruction(Code code, const std::array<BlockValue, 4>& values = {}) {
-  Instruction result;
-  result.code = code;
-  result.values = values;
-  return result;
-}
-
-static Instruction field(Code code) {
-  Instruction result = instruction(code);
-  result.text = "BETRAG";
-  result.generation = -2;
-  result.width = 12;
-  result.alignment = Alignment::kMask;
-  result.mask = "-##0,00";
-  result.total = 4;
-  return result;
-}
-
-static Instruction masked(Code code, std::string_view mask) {
-  Instruction result = instruction(code);
-  result.mask = mask;
-  return result;
-}
-
-static Instruction text(std::string_view words) {
-  Instruction result = instruction(Code::kText);
-  result.text = words;
-  return result;
+static Instruction field(BlockCode code) {
+  return {.code = code,
+          .text = "BETRAG",
+          .generation = -2,
+          .width = 12,
+          .alignment = Alignment::kMask,
+          .mask = "-##0,00",
+          .total = 4};
 }
 
 static Instruction jump(std::uint32_t target, bool negated = false) {
-  Instruction result = instruction(Code::kJump);
-  result.text = "N";
-  result.generation = 7;
-  result.negated = negated;
-  result.target = target;
-  return result;
+  return {.code = kJump, .text = "N", .generation = 7, .negated = negated, .target = target};
 }
 
 // Returns every instruction, each kind of value, and jumps to an instruction and to the end.
 static BlockInstructions every_instruction() {
-  const BlockValue number = {.kind = Kind::kNumber, .number = -2.5};
+  const BlockValue real = {.kind = Kind::kNumber, .number = -2.5};
   const BlockValue variable = {.kind = Kind::kVariable, .variable = "SPALTE", .generation = 3};
-  BlockInstructions block = {
-      jump(2),
-      instruction(Code::kPitch, {whole(12)}),
-      instruction(Code::kColumnPitch, {variable}),
-      instruction(Code::kPlace, {whole(1), number, whole(3), variable}),
-      text("Gr\xFC\xDF"
-           "e\x05NL\x05"),
-      text(""),
-      field(Code::kField),
-      field(Code::kRecordField),
-      instruction(Code::kBoldOn),
-      instruction(Code::kBoldOff),
-      instruction(Code::kShortDate),
-      instruction(Code::kLongDate),
-      masked(Code::kPage, "##0"),
-      instruction(Code::kEject),
-      instruction(static_cast<Code>(99)),
-  };
+  BlockInstructions block = {jump(2),
+                             only(kPitch, 12),
+                             {.code = kColumnPitch, .values = {variable}},
+                             {.code = kPlace, .values = {number(1), real, number(3), variable}},
+                             words("Gr\xFC\xDF"
+                                   "e\x05NL\x05"),
+                             words(""),
+                             field(kField),
+                             field(kRecordField),
+                             only(kBoldOn),
+                             only(kBoldOff),
+                             only(kShortDate),
+                             only(kLongDate),
+                             masked(kPage, "##0"),
+                             only(kEject),
+                             only(static_cast<BlockCode>(99))};
   for (int code = 11; code <= 20; ++code)
-    block.push_back(masked(static_cast<Code>(code), code == 15 ? "" : "0,0"));
+    block.push_back(masked(static_cast<BlockCode>(code), code == 15 ? "" : "0,0"));
   block.push_back(jump(static_cast<std::uint32_t>(block.size()) + 1, true));
   return block;
 }
@@ -94,14 +64,14 @@ TEST(BlockCodeTest, EveryInstructionComesBack) {
   // A text of the greatest length still has its count.
   const std::string longest(kLongestBlockText, 'x');
   std::string bytes;
-  encode_block({text(longest)}, bytes);
+  encode_block({words(longest)}, bytes);
   ASSERT_TRUE(decode_block(bytes, 0, again, reason)) << reason;
   EXPECT_EQ(again.at(0).text, longest);
 }
 
 TEST(BlockCodeTest, BytesAreThoseOfTheFormat) {
   std::string bytes;
-  encode_block({jump(2, true), instruction(Code::kPitch, {whole(-2)}), text("ab")}, bytes);
+  encode_block({jump(2, true), only(kPitch, -2), words("ab")}, bytes);
   EXPECT_EQ(bytes,
             "\x17\x01\x01\x00N\x07\x00\x00\x00\x13\x00\x00\x00"  // 13 bytes, and 6 after them
             "\x01\x00\xFE\xFF\xFF\xFF"

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <string>
 
+#include "marigold/output.h"
 #include "runtime/platform/path.h"
 #include "runtime/platform/stream.h"
 #include "tests/support/process.h"
@@ -25,5 +26,25 @@ inline void keep_input(const std::string& file) {
 inline void search_here() {
   setenv("PATH", (std::string("/usr/bin") + path_list_separator() + ".").c_str(), 1);
 }
+
+// A directory for commands, which nothing is open to at the end.
+struct CommandTest : testing::Test {
+  CommandTest() {
+    search_here();
+    unsetenv("FAXROOT");
+  }
+  ~CommandTest() override {
+    close_fax();
+    close_printer();
+  }
+  // Returns the error flag.
+  static int write(std::string_view bytes) {
+    int error_flag = 7;
+    write_printer(bytes, error_flag);
+    return error_flag;
+  }
+
+  const WorkDirectory directory;
+};
 
 }  // namespace marigold::inner::test

@@ -10,35 +10,15 @@
 #include "runtime/core/user_interface.h"
 #include "runtime/data/access/data_file.h"
 #include "runtime/data/access/field_access.h"
-#include "runtime/print/files/block_code.h"
 #include "runtime/print/files/block_store.h"
 #include "runtime/print/files/list_files.h"
 #include "runtime/print/files/list_records.h"
 #include "runtime/print/output/meta_marker.h"
 #include "runtime/print/output/print_defaults.h"
+#include "tests/print/instructions.h"
 #include "tests/support/support.h"
 
 namespace marigold::inner::test {
-
-// ---- Instructions
-
-inline BlockValue number(std::int32_t value) {
-  return {.integer = value};
-}
-// Lines and columns; modes: 1 absolute, 2 current, 3 relative to the current one.
-inline Instruction place(int line_mode, int line, int column_mode = 1, int column = 1) {
-  return {.code = BlockCode::kPlace,
-          .values = {number(line_mode), number(line), number(column_mode), number(column)}};
-}
-inline Instruction words(std::string_view text) {
-  return {.code = BlockCode::kText, .text = text};
-}
-inline Instruction only(BlockCode code, int value = 0) {
-  return {.code = code, .values = {number(value)}};
-}
-inline Instruction next_line() {
-  return place(3, 1);
-}
 
 // ---- Printed output: text as it is, "<" for a backspace, markers by their names, line ends, and a
 // line of "=" at the end of a page.
@@ -127,10 +107,13 @@ struct PrintTest : testing::Test {
     write_file(std::string(files.store), block_store_of(code));
   }
   // Returns the output of the blocks, in this order, from opening to closing; without the markers
-  // that every list begins with.
-  static std::string print(const std::vector<std::string>& blocks) {
+  // that every list begins with. An empty header or footer: none.
+  static std::string print(const std::vector<std::string>& blocks, const char* header = "",
+                           const char* footer = "") {
     printed.clear();
     list_open("L");
+    if (*header != '\0') list_set_header(header);
+    if (*footer != '\0') list_set_footer(footer);
     for (const std::string& block : blocks)
       list_print(block);
     list_close();

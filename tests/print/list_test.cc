@@ -68,45 +68,38 @@ TEST_F(ListTest, PagesAreEjectedBetweenHeadersAndFooters) {
   const TestBlock head = {"HEAD", {place(1, 1), {.code = kPage}, words(" head")}};
   const TestBlock foot = {"FOOT", {place(1, 1), words("foot")}, {.footer_lines = 1}};
   const struct {
-    bool header, footer;
+    const char* header;
+    const char* footer;
     std::vector<std::string> blocks;
     std::string expected;
-  } cases[] = {{false,
-                false,
+  } cases[] = {{"",
+                "",
                 {"LINE", "LINE", "LINE", "LINE", "LINE"},  // a full page, and no other
                 "line\nline\nline\nline\nline\n\n====\n"},
-               {true,
-                false,
+               {"HEAD",
+                "",
                 {"LINE", "LINE", "LINE", "LINE", "LINE"},
                 "1 head\nline\nline\nline\nline\n\n====\n2 head\nline\n\n\n\n\n====\n"},
-               {true,
-                true,
+               {"HEAD",
+                "FOOT",
                 {"LINE", "LINE", "LINE", "LINE"},
                 "1 head\nline\nline\nline\nfoot\n\n====\n2 head\nline\n\n\nfoot\n\n====\n"},
-               {false,
-                false,
+               {"",
+                "",
                 {"LINE", "LINE", "LINE", "TWO", "LINE"},  // does not fit
                 "line\nline\nline\n\n\n\n====\n1\n2\nline\n\n\n\n====\n"},
-               {true,
-                true,
+               {"HEAD",
+                "FOOT",
                 {"LINE", "LINE", "TWO"},
                 "1 head\nline\nline\n\nfoot\n\n====\n2 head\n1\n2\n\nfoot\n\n====\n"},
-               {true,
-                true,
+               {"HEAD",
+                "FOOT",
                 {"LINE", "<<NP>>", "LINE"},
                 "1 head\nline\n\n\nfoot\n\n====\n2 head\nline\n\n\nfoot\n\n====\n"},
-               {true, true, {}, ""}};
+               {"HEAD", "FOOT", {}, ""}};
   write_list(kShortPage, {line, two, head, foot});
-  for (const auto& [header, footer, blocks, expected] : cases) {
-    printed.clear();
-    list_open("L");
-    if (header) list_set_header("HEAD");
-    if (footer) list_set_footer("FOOT");
-    for (const std::string& block : blocks)
-      list_print(block);
-    list_close();
-    EXPECT_EQ(printed, "[10Z]"s + expected) << &blocks - &cases[0].blocks;
-  }
+  for (const auto& [header, footer, blocks, expected] : cases)
+    EXPECT_EQ(print(blocks, header, footer), expected) << &blocks - &cases[0].blocks;
   list_open("L");
   EXPECT_EQ(list_lines_left(), 5);
   list_print("LINE");
@@ -124,13 +117,8 @@ TEST_F(ListTest, HeadersAndFootersLookTheSameInWhateverTheyInterrupt) {
              {{"HEAD", {place(1, 1), words("h"), place(2, 0, 1, 3), words("i")}},
               {"FOOT", {place(1, 1), words("f")}, {.footer_lines = 1}},
               {"B", across}});
-  list_open("L");
-  list_set_header("HEAD");
-  list_set_footer("FOOT");
-  list_print("B");
-  list_close();
-  EXPECT_EQ(printed,
-            "[10Z]h i\n[FETTEIN][16Z]a\n[FETTAUS][10Z]f\n====\n"
+  EXPECT_EQ(print({"B"}, "HEAD", "FOOT"),
+            "h i\n[FETTEIN][16Z]a\n[FETTAUS][10Z]f\n====\n"
             "h i\n[FETTEIN][16Z]b\n[FETTAUS][10Z]f\n====\n");
 }
 
@@ -165,16 +153,8 @@ TEST_F(ListTest, EjectsInBlocksWaitForWhatFollows) {
        {"FULL", {here, words("1"), next_line(), words("2"), next_line(), words("3"), next_line()}},
        {"NUMBER", {here, page}},
        {"FAR", {place(3, 50), words("t")}}});
-  for (const auto& [blocks, expected] : cases) {
-    printed.clear();
-    list_open("L");
-    list_set_header("HEAD");
-    list_set_footer("FOOT");
-    for (const std::string& block : blocks)
-      list_print(block);
-    list_close();
-    EXPECT_EQ(printed, "[10Z]"s + expected) << &blocks - &cases[0].blocks;
-  }
+  for (const auto& [blocks, expected] : cases)
+    EXPECT_EQ(print(blocks, "HEAD", "FOOT"), expected) << &blocks - &cases[0].blocks;
 }
 
 // No block keeps the engine from coming to an end.
@@ -187,11 +167,7 @@ TEST_F(ListTest, PlacesBeyondThePageEndOnTheNextOne) {
   write_list(kShortPage, {head, foot, beyond, tall});
   EXPECT_EQ(print({"BEYOND"}), "\n\n\n\n\n\n====\nx\ny\n\n\n\n\n====\nz\n\n\n\n\n\n====\n");
   EXPECT_EQ(print({"TALL"}), "x\n\n\n\n\n\n====\n");
-  list_open("L");
-  list_set_header("HEAD");
-  list_set_footer("FOOT");
-  list_print("TALL");
-  list_close();
+  print({"TALL"}, "HEAD", "FOOT");
   EXPECT_NE(printed.find("header"), std::string::npos);
   EXPECT_NE(printed.find("foot"), std::string::npos);
 }
@@ -562,10 +538,10 @@ TEST_F(ListTest, OpeningWaitsForAnInstallation) {
 TEST_F(ListTest, OwnFilesComeFirstAndOptionsGoBeforeRecords) {
   write_list({.page_length = 3, .last_line = 9, .output = "out  "}, {{"B", {words("plain")}}});
   EXPECT_EQ(print({"B"}), "plain\n\n\n====\n");
-  write_list(kShortPage, {{"B", {words("own")}}}, kOwnListFiles);
+  write_list(kShortPage, {{"B", {words("own")}, {.repeat = 4}}}, kOwnListFiles);
   list_open("L", {.first_line = 2, .last_line = 3, .page_length = 4});
   EXPECT_EQ(list_lines_left(), 3);
-  EXPECT_EQ(list_repeat("B") + list_repeat("NONE"), 0);
+  EXPECT_EQ(list_repeat("B") + list_repeat("NONE"), 4);
   printed.clear();
   list_print("B");
   EXPECT_EQ(list_close(), "");

@@ -4,35 +4,18 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "marigold/output.h"
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
-#include "tests/support/support.h"
+#include "tests/print/command_support.h"
 
 namespace marigold::inner::test {
 namespace {
 
-struct PrintCommandPosixTest : testing::Test {
-  PrintCommandPosixTest() {
-    // The commands lie in the test's own directory.
-    setenv("PATH", "/usr/bin:/bin:.", 1);
-    unsetenv("FAXROOT");
-  }
-  ~PrintCommandPosixTest() override {
-    close_fax();
-    close_printer();
-  }
+struct PrintCommandPosixTest : CommandTest {
   static void write_command(const std::string& path, const std::string& script) {
     write_file(path, "#!/bin/sh\n" + script);
     std::filesystem::permissions(path, std::filesystem::perms::owner_all);
   }
-  static int write(std::string_view bytes) {
-    int error_flag = 7;
-    write_printer(bytes, error_flag);
-    return error_flag;
-  }
-
-  const WorkDirectory directory;
 };
 
 TEST_F(PrintCommandPosixTest, CommandsThatEndEarlyOrAreNotThereHarmNobody) {

@@ -20,23 +20,7 @@ std::string repeated(const std::string& text, int times) {
   return all;
 }
 
-struct PrintCommandTest : testing::Test {
-  PrintCommandTest() {
-    search_here();
-    unsetenv("FAXROOT");
-  }
-  ~PrintCommandTest() override {
-    close_fax();
-    close_printer();
-  }
-  static int write(std::string_view bytes) {
-    int error_flag = 7;
-    write_printer(bytes, error_flag);
-    return error_flag;
-  }
-
-  const WorkDirectory directory;
-};
+using PrintCommandTest = CommandTest;
 
 TEST_F(PrintCommandTest, NamesAreCommandLines) {
   const std::string long_name(300, 'x');
@@ -133,27 +117,6 @@ TEST_F(PrintCommandTest, TheFaxStandsInFrontOfThePrinter) {
 
 using ListOutputTest = PrintTest;
 
-TEST_F(ListOutputTest, ThePrinterGetsItsOwnControlStrings) {
-  search_here();
-  place_child("dr", [](const std::string& file) { keep_input(file); });
-  print_defaults_set(
-      {.pitch_10 = "<10>", .pitch_17 = "<17>", .bold_on = "<b>", .bold_off = "</b>"});
-  list_to_device(nullptr);
-  using enum BlockCode;
-  write_list(
-      {.page_length = 2, .last_line = 2, .output = "name"},
-      {{"B",
-        {only(kPitch, 17), words("a"), only(kBoldOn), words("b"), only(kBoldOff), words("c")}}});
-  bool complete = false;
-  ASSERT_EQ(open_printer("out"), 0);
-  list_open("L");
-  list_print("B");
-  EXPECT_EQ(list_close(&complete), "name");
-  EXPECT_TRUE(complete);
-  EXPECT_EQ(close_printer(), 0);
-  EXPECT_EQ(read_file("out"), "<10><17>a<b>b</b><17>c\r\n\r\n");
-}
-
 TEST_F(ListOutputTest, AListThatGoesNowhereIsAnError) {
   search_here();
   write_list({.page_length = 2, .last_line = 2}, {{"B", {words("b")}}});
@@ -180,25 +143,32 @@ TEST_F(ListOutputTest, AListThatGoesNowhereIsAnError) {
   EXPECT_EQ(close_printer(), 0);
 }
 
-TEST_F(ListOutputTest, TheFirstListReadsTheDefaults) {
+TEST_F(ListOutputTest, TheFirstListReadsTheControlStringsOfThePrinter) {
   search_here();
   place_child("dr", [](const std::string& file) { keep_input(file); });
-  write_list({.page_length = 2, .last_line = 2},
-             {{"B", {only(BlockCode::kBoldOn), words("b"), {.code = BlockCode::kLongDate}}}});
+  using enum BlockCode;
+  write_list({.page_length = 2, .last_line = 2, .output = "name"},
+             {{"B",
+               {only(kPitch, 17), words("a"), only(kBoldOn), words("b"), only(kLongDate),
+                only(kBoldOff), words("c")}}});
   list_to_device(nullptr);
   print_defaults_reset();
   ASSERT_EQ(open_printer("out"), 0);
   EXPECT_DEATH(list_open("L"), "DEFAULT.DAT: No such file or directory\n.*error 60\n");
   EXPECT_DEATH(channel_open("", 4, kVisibleDevice), "error 60\n");
-  write_file("DEFAULT.DAT", "pitch_10 = <10>\nbold_on = <b>\ntoday = 24.12.2025\n");
+  write_file("DEFAULT.DAT",
+             "pitch_10 = <10>\npitch_17 = <17>\nbold_on = <b>\nbold_off = </b>\n"
+             "today = 24.12.2025\n");
   for (int list = 0; list < 2; ++list) {
     list_open("L");
     list_print("B");
-    list_close();
+    bool complete = false;
+    EXPECT_EQ(list_close(&complete), "name");
+    EXPECT_TRUE(complete);
     std::filesystem::remove("DEFAULT.DAT");  // it is read once
   }
   close_printer();
-  EXPECT_EQ(read_file("out"), repeated("<10><b>b24.12.2025\r\n\r\n", 2));
+  EXPECT_EQ(read_file("out"), repeated("<10><17>a<b>b24.12.2025</b><17>c\r\n\r\n", 2));
   print_defaults_reset();
   write_file("DEFAULT.DAT", "# " + std::string(65536, 'x') + "\n");
   EXPECT_DEATH(print_defaults_load(), "DEFAULT.DAT: File too large\n.*error 60\n");

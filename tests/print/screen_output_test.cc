@@ -106,26 +106,6 @@ TEST_F(ScreenOutputTest, EndMarksFillTheWidth) {
   }
 }
 
-TEST_F(ScreenOutputTest, LongOutputIsWhole) {
-  std::string printed;
-  std::string shown;
-  for (int line = 0; line < 3000; ++line) {
-    const std::string text = "line " + std::to_string(line);
-    screen_output_bytes(text);
-    screen_output_text(text);
-    screen_output_end_line();
-    printed += text;
-    shown += record(text);
-  }
-  const std::string large(200000, '#');
-  screen_output_bytes(large);
-  screen_output_end();
-  EXPECT_EQ(read_file("DRUCK.TMP"), printed + large);
-  EXPECT_EQ(read_file("VIDEO.TMP").substr(0, shown.size()), shown);
-  EXPECT_EQ(screen_output_remove(), 0);
-  EXPECT_TRUE(std::filesystem::is_empty("."));
-}
-
 TEST_F(ScreenOutputTest, FilesThatCannotBeMadeAreTold) {
   screen_output_remove();
   std::filesystem::create_directories("VIDEO.TMP");

@@ -30,7 +30,7 @@ TEST_F(ViewerPosixTest, AFullDiskIsShownAndNotPrinted) {
               "Cursor-Steuerung  +-=Bl{ttern  */=Seite  F1=Ende           ");
   }
   setenv("COMFAXUSEVT100", "1", 1);  // the console of these tests has no bell
-  terminal_reset(&console);
+  terminal_reset(&watched_console());
   testing::internal::CaptureStdout();
   recording().type(typed("^4^1"));
   viewer_run({.name = "Kunden", .print = print});
@@ -52,14 +52,10 @@ void run_program() {
 }
 
 struct ViewerTerminalTest : testing::Test {
-  bool shows(int row, const std::string& text) {
-    return session.wait_until(
-        [&] { return session.emulator.row_text(row).find(text) != std::string::npos; });
-  }
   void choose_the_screen() {
-    ASSERT_TRUE(shows(13, "Bildschirm"));
+    ASSERT_TRUE(session.shows_in_row(13, "Bildschirm"));
     session.type("b\r");
-    ASSERT_TRUE(shows(1, "1-1:1-1"));
+    ASSERT_TRUE(session.shows_in_row(1, "1-1:1-1"));
   }
 
   WorkDirectory directory;
@@ -69,11 +65,11 @@ struct ViewerTerminalTest : testing::Test {
 TEST_F(ViewerTerminalTest, AListIsChosenShownAndLeft) {
   choose_the_screen();
   session.type("*+\x1b[B");
-  EXPECT_TRUE(shows(1, "2-21:81-1"));
-  EXPECT_TRUE(shows(3, "line 81"));
-  EXPECT_TRUE(shows(22, "line 100"));
+  EXPECT_TRUE(session.shows_in_row(1, "2-21:81-1"));
+  EXPECT_TRUE(session.shows_in_row(3, "line 81"));
+  EXPECT_TRUE(session.shows_in_row(22, "line 100"));
   session.type("sLINE 8900\r");
-  EXPECT_TRUE(shows(3, "line 8900"));
+  EXPECT_TRUE(session.shows_in_row(3, "line 8900"));
   session.type("\x1bOP");
   EXPECT_EQ(session.outcome(), 0);
   EXPECT_TRUE(session.restored());

@@ -6,18 +6,11 @@
 #include <algorithm>
 #include <span>
 #include <string>
-#include <vector>
 
 #include "marigold/windows.h"
-#include "runtime/core/settings.h"
-#include "runtime/core/user_interface.h"
 #include "runtime/print/output/screen_output.h"
 #include "runtime/print/viewer/viewer.h"
-#include "runtime/wi/dialog/window_interface.h"
-#include "runtime/wi/terminal/terminal.h"
-#include "runtime/wi/window/window_table.h"
-#include "tests/support/recording_console.h"
-#include "tests/support/support.h"
+#include "tests/support/watched_session.h"
 
 namespace marigold::inner::test {
 
@@ -30,24 +23,6 @@ inline std::string typed(std::string keys) {
 
 inline std::string repeated(const std::string& text, int times) {
   return times == 0 ? "" : text + repeated(text, times - 1);
-}
-
-// The screens at each wait for a key, the last one at the end.
-inline std::vector<Recording> screens;
-
-inline Console watched_console() {
-  Console console = recording_console();
-  console.read_key = [] {
-    screens.push_back(recording());
-    return recording_console().read_key();
-  };
-  return console;
-}
-
-inline bool was_shown(std::string_view text, int row = kScreenRows) {
-  return std::ranges::any_of(screens, [&](const Recording& screen) {
-    return screen.text(row).find(text) != std::string::npos;
-  });
 }
 
 struct Printer {
@@ -83,25 +58,10 @@ inline void make_list(int lines, std::size_t length) {
 
 struct ViewerTest : testing::Test {
   ViewerTest() {
-    screens.clear();
     printer = {};
-    recording_reset();
-    settings_read();
-    terminal_reset(&console);
-    errors_of([] { terminal_start(); });
-    wi_start();
     wi_set_live(true);
-    user_interface_start();
-    window_interface_start();
-    create_w(window, 2, 1, 5, 60, false);
-    p_printstr(window, 1, 1, "beneath");
-    p_active_w(window);
   }
-  ~ViewerTest() override {
-    screen_output_remove();
-    window_interface_end();
-    open_subsystems().window_system = false;
-  }
+  ~ViewerTest() override { screen_output_remove(); }
 
   // Returns the screen before the F1 that ends the viewer, which must restore everything.
   const Recording& view(const std::string& keys, int page_length = 30,
@@ -114,14 +74,13 @@ struct ViewerTest : testing::Test {
     EXPECT_TRUE(recording().keys.empty());
     EXPECT_FALSE(recording().keyboard_lost);
     EXPECT_EQ(recording().cells, before);
-    EXPECT_EQ(wi_active(), window);
+    EXPECT_EQ(wi_active(), session.window);
     EXPECT_TRUE(wi_live());
     return screens.at(screens.size() - 2);  // F1 is two bytes
   }
 
   WorkDirectory directory;
-  Console console = watched_console();
-  int window = 0;
+  WatchedSession session;
 };
 
 }  // namespace marigold::inner::test

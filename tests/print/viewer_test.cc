@@ -82,8 +82,8 @@ TEST_F(ViewerTest, KeysMove) {
               "Cursor-Steuerung  +-=Bl{ttern  */=Seite  F1=Ende  F4=Druck   ");
   }
   EXPECT_TRUE(was_shown("vorige Druckseite", 8));
-  EXPECT_TRUE(was_shown("Zeile: 45"));
-  EXPECT_TRUE(was_shown("Keine Zeile: x"));
+  EXPECT_TRUE(was_shown("Zeile: 45", kScreenRows));
+  EXPECT_TRUE(was_shown("Keine Zeile: x", kScreenRows));
 }
 
 TEST_F(ViewerTest, AShortListIsShownWhole) {
@@ -144,17 +144,17 @@ TEST_F(ViewerTest, HighlightsAndHitsTakeNoColumns) {
       seen += look(screen.cell(3, column).colour);
     EXPECT_EQ(seen, looks);
   }
-  EXPECT_TRUE(was_shown("Nicht gefunden: nowhere"));
+  EXPECT_TRUE(was_shown("Nicht gefunden: nowhere", kScreenRows));
 }
 
 TEST_F(ViewerTest, ASearchIsBrokenOffByAKey) {
   make_list(9000, 20);
   EXPECT_EQ(view("snowhere\rx+").text(1, 72, 9), "1-20:20-1");
-  EXPECT_TRUE(was_shown("Suche abgebrochen"));
+  EXPECT_TRUE(was_shown("Suche abgebrochen", kScreenRows));
   make_list(5000, 20);
   screens.clear();
   EXPECT_EQ(view("snowhere\r\x12+").text(1, 72, 9), "1-20:20-1");  // Ctrl-R repaints the screen
-  EXPECT_TRUE(was_shown("Nicht gefunden: nowhere"));
+  EXPECT_TRUE(was_shown("Nicht gefunden: nowhere", kScreenRows));
 }
 
 TEST_F(ViewerTest, ControlCharactersOfAListAreVisible) {
@@ -184,7 +184,7 @@ TEST_F(ViewerTest, ThePrinterGetsTheBytes) {
 
   printer = {};
   view("^4\r", 60, [](std::span<const char>) { return 1; });
-  EXPECT_TRUE(was_shown("Drucker nicht bereit !"));
+  EXPECT_TRUE(was_shown("Drucker nicht bereit !", kScreenRows));
   // Whatever becomes of the names, the viewer prints and removes the list's files.
   printer = {};
   for (const char* file : {"DRUCK.TMP", "VIDEO.TMP"}) {
@@ -205,7 +205,7 @@ TEST_F(ViewerTest, WithoutAKeyboardOrAFileItEnds) {
   screen_output_remove();
   recording().type("\r");
   viewer_run({.name = "Kunden"});
-  EXPECT_TRUE(was_shown("VIDEO.TMP: No such file or directory"));
+  EXPECT_TRUE(was_shown("VIDEO.TMP: No such file or directory", kScreenRows));
 }
 
 }  // namespace

@@ -411,14 +411,9 @@ TEST(ShopCrowdTest, StockIsWhatWasThereAndBookedAndGivenBack) {
     const std::array<double, kArticles> now = stocks();
     for (std::size_t i = 0; i < kArticles; ++i)
       EXPECT_EQ(now[i], at_first[i] - static_cast<double>(crowd->taken[i])) << kCodes[i];
-    DataFile& numbers = data_file("NUMBERS");
-    data_put_text(numbers, "RANGE", "ORDER");
-    ASSERT_EQ(data_read(numbers, 1, false, LockWait::kWait), kDataDone);
-    EXPECT_EQ(data_get_long(numbers, "NEXT"), kFirstOrder + crowd->orders);
-    DataFile& customers = data_file("CUSTOMER");
-    data_put_long(customers, "NUMBER", std::stoi(kPhoned));
-    ASSERT_EQ(data_read(customers, 1, false, LockWait::kWait), kDataDone);
-    const int phone = std::atoi(data_get_text(customers, "PHONE").c_str());
+    EXPECT_EQ(ShopBooks::next_order(), kFirstOrder + crowd->orders);
+    const DataFile& phoned = ShopBooks::customer(std::stoi(kPhoned));
+    const int phone = std::atoi(data_get_text(phoned, "PHONE").c_str());
     EXPECT_TRUE(crowd->edits == 0 || crowd->phones.at(static_cast<std::size_t>(phone))) << phone;
   }
 }

@@ -22,6 +22,7 @@ namespace marigold::inner::test {
 inline const std::string kPressEscape = "\x1b";
 inline const std::string kPressEnter = "\r";
 inline const std::string kPressTab = "\t";
+inline const std::string kPressTabs3 = "\t\t\t";
 inline const std::string kPressBackspace = "\x7f";
 inline const std::string kPressDown = "\x1b[B";
 inline const std::string kPressEnd = "\x1b[F";
@@ -71,6 +72,14 @@ class ShopOperator {
   }
   testing::AssertionResult no_longer_sees(const std::string& text) {
     return seen([&] { return screen().find(text) == std::string::npos; }, "no " + text);
+  }
+
+  // Prints the order of the list's current row into a text file, from the list.
+  void print_as_text(const std::string& order) {
+    ASSERT_TRUE(type_and_see(press_f(5), "Print where?"));
+    ASSERT_TRUE(type_and_see(kPressDown + kPressDown + kPressEnter, "invoice-" + order + ".pdf"));
+    type(kPressEnd + kPressBackspace + kPressBackspace + kPressBackspace + "txt");
+    ASSERT_TRUE(type_and_see(kPressEnter, "invoice-" + order + ".txt is written."));
   }
 
   // A row of the screen, from 1, in ISO 8859-1 without blanks at its end; lines of frames are "|",
@@ -168,10 +177,23 @@ class ShopBooks {
   ~ShopBooks() { data_close_all(); }
 
   static double stock(const std::string& code) {
-    DataFile& articles = data_file("ARTICLE");
-    data_put_text(articles, "CODE", code);
-    EXPECT_EQ(data_read(articles, 1, false, LockWait::kWait), kDataDone) << code;
-    return data_get_double(articles, "STOCK");
+    data_put_text(data_file("ARTICLE"), "CODE", code);
+    return data_get_double(record("ARTICLE"), "STOCK");
+  }
+  static DataFile& customer(int number) {
+    data_put_long(data_file("CUSTOMER"), "NUMBER", number);
+    return record("CUSTOMER");
+  }
+  // The number that the next order gets.
+  static int next_order() {
+    data_put_text(data_file("NUMBERS"), "RANGE", "ORDER");
+    return data_get_long(record("NUMBERS"), "NEXT");
+  }
+  // Reads the record with the key in the buffer, which must be there.
+  static DataFile& record(const char* name) {
+    DataFile& file = data_file(name);
+    EXPECT_EQ(data_read(file, 1, false, LockWait::kWait), kDataDone) << name;
+    return file;
   }
 
   // Expects that every order is whole: its total is that of its lines, what is paid that of its

@@ -19,6 +19,7 @@
 #include <string>
 
 #include "tests/support/emulator.h"
+#include "tests/support/support.h"
 
 namespace marigold::inner::test {
 
@@ -109,6 +110,9 @@ class TerminalSession {
     }
     return true;
   }
+  bool shows_in_row(int row, const std::string& text) {
+    return wait_until([&] { return emulator.row_text(row).find(text) != std::string::npos; });
+  }
   bool shows_only(const std::string& row) {
     return wait_until([&] { return emulator.row_text(1) == row && emulator.row_text(2).empty(); });
   }
@@ -157,6 +161,14 @@ class TerminalSession {
   pid_t shell_ = -1;
   pid_t program_ = -1;
   std::string modes_before_;
+};
+
+// A session of 80 by 24 in a directory of its own.
+struct OwnDirectory {
+  const WorkDirectory directory;
+};
+struct ApplicationSession : OwnDirectory, TerminalSession {
+  explicit ApplicationSession(void (*program)()) : TerminalSession(program, 80, 24) {}
 };
 
 }  // namespace marigold::inner::test

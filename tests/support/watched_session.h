@@ -3,6 +3,7 @@
 // keys and look at what the user saw.
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,21 +43,25 @@ inline std::string function_key(int number) {
   return {'\0', static_cast<char>(';' + number - 1)};
 }
 
-// The screens, row by row, at each wait for a key.
-inline std::vector<std::string> screens;
+// The screens at each wait for a key.
+inline std::vector<Recording> screens;
 
-inline std::string screen_text_now() {
+// A screen row by row, a line feed after each.
+inline std::string screen_text(const Recording& screen) {
   std::string rows;
   for (int row = 1; row <= kScreenRows; ++row)
-    rows += recording().text(row) + "\n";
+    rows += screen.text(row) + "\n";
   return rows;
+}
+inline std::string screen_text_now() {
+  return screen_text(recording());
 }
 
 inline const Console& watched_console() {
   static const Console kConsole = [] {
     Console console = recording_console();
     console.read_key = [] {
-      screens.push_back(screen_text_now());
+      screens.push_back(recording());
       return recording_console().read_key();
     };
     return console;
@@ -64,20 +69,20 @@ inline const Console& watched_console() {
   return kConsole;
 }
 
-inline bool was_shown(std::string_view text) {
-  for (const std::string& shown : screens) {
-    if (shown.find(text) != std::string::npos) return true;
-  }
-  return false;
+// Whether a screen had this text, in a row (0: in any, with the line feeds).
+inline bool was_shown(std::string_view text, int row = 0) {
+  return std::ranges::any_of(screens, [&](const Recording& screen) {
+    return (row == 0 ? screen_text(screen) : screen.text(row)).find(text) != std::string::npos;
+  });
 }
 
 // A window that says "beneath", over a fresh screen.
 struct WatchedSession {
-  WatchedSession() {
+  explicit WatchedSession(const Console& console = watched_console()) {
     screens.clear();
     recording_reset();
     settings_read();
-    terminal_reset(&watched_console());
+    terminal_reset(&console);
     errors_of([] { terminal_start(); });
     wi_start();
     user_interface_start();

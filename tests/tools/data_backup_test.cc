@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <set>
 
-#include "runtime/core/settings.h"
 #include "runtime/isam/isam.h"
 #include "runtime/platform/library_path.h"
 #include "runtime/platform/named_file.h"
@@ -253,8 +252,7 @@ TEST_F(DataBackupTest, AClassIsOfOneMoment) {
 
 struct Boxes {
   Boxes() {
-    settings_read();
-    definition_set_load("BOX");
+    DataToolTest::know_the_files();
     definition_set_load("CRATE");
     data_open("BOX", LockWait::kWait);
     data_open("CRATE", LockWait::kWait);
@@ -380,10 +378,7 @@ TEST_F(DataBackupTest, WithoutAWholeCopyThereIsNone) {
 }
 
 TEST_F(DataBackupTest, StoppedOrKilledItIsWholeOrNotThere) {
-  std::string lines = "NUMBER\n";
-  for (int i = 10; i < 20'000; ++i)
-    lines += std::to_string(i) + "\n";
-  write_file("many.csv", lines);
+  write_file("many.csv", box_numbers(10, 19'999));
   load("BOX", "many.csv");
   // A program under Wine cannot handle the signals of the system below.
   const Words signals = is_slow_system() ? Words{"KILL"} : Words{"TERM", "KILL"};

@@ -3,9 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "runtime/core/settings.h"
 #include "runtime/data/access/backup_record.h"
-#include "runtime/data/definition/definition_set.h"
 #include "runtime/isam/isam.h"
 #include "tests/tools/data_support.h"
 
@@ -18,10 +16,7 @@ const std::string kBox = "./data/1/BOX: ";
 struct DataCareTest : DataToolTest {
   // Numbers 1 to 400; the file is 4,096 bytes and 400 slots of 56 bytes.
   DataCareTest() {
-    std::string lines = "NUMBER\n";
-    for (int i = 1; i <= 400; ++i)
-      lines += std::to_string(i) + "\n";
-    write_file("lines.csv", lines);
+    write_file("lines.csv", box_numbers(1, 400));
     write_file("slots.csv", "SNR,T\n1,x\n2,y\n");
     expect({{"load BOX lines.csv", kBox + "400 records loaded\n"},
             {"load SLOTS slots.csv", "./data/2/SLOTS: 2 records loaded\n"}});
@@ -129,9 +124,7 @@ TEST_F(DataCareTest, ACheckIsOneDocument) {
 }
 
 TEST_F(DataCareTest, InfoShowsTheLastBackup) {
-  settings_read();
-  definition_start();
-  definition_set_load("BOX");
+  know_the_files();
   const DataFile& file = data_file("BOX");
   EXPECT_FALSE(backup_record_read(file));
   const auto shown = [] { return run_shell("./marigold data info BOX | grep backup").out; };

@@ -29,7 +29,7 @@ const std::string kFields =
     "          2  NAME, SIZE\n";
 
 void load_three() {
-  write_file("three.csv", "NUMBER\n1\n2\n3\n");
+  write_file("three.csv", box_numbers(1, 3));
   EXPECT_EQ(run_shell("./marigold data load BOX three.csv").status, 0);
 }
 

@@ -8,10 +8,9 @@
 
 #include <csignal>
 
-#include "runtime/core/settings.h"
+#include "runtime/data/access/backup_record.h"
 #include "runtime/data/access/data_file.h"
 #include "runtime/data/access/field_access.h"
-#include "runtime/data/definition/definition_set.h"
 #include "runtime/platform/process.h"
 #include "tests/support/process.h"
 #include "tests/tools/data_seams_support.h"
@@ -88,9 +87,7 @@ TEST_F(DataSeamsPosixTest, AMissingFileIsHeldWhileItsLinesAreRead) {
 // A load replaces the file while a program is between opening and locking: the program's writes
 // must reach the file that has the name.
 TEST_F(DataSeamsPosixTest, AProgramLocksTheFileThatHasTheName) {
-  settings_read();
-  definition_start();
-  definition_set_load("BOX");
+  know_the_files();
   for (const char* name : {"BOX", "SLOTS"}) {
     const bool keyed = name == "BOX"s;
     const std::string lines = keyed ? "three.csv" : "slots.csv";
@@ -134,10 +131,7 @@ TEST_F(DataSeamsPosixTest, ARebuildReplacesWhatIsNoIndex) {
 // A failed load on a full disk removes the records that it has written and returns their space.
 TEST_F(DataSeamsPosixTest, AFailedLoadGivesTheSpaceBack) {
   load_three();
-  std::string big = "NUMBER\n";
-  for (int i = 10; i < 20000; ++i)
-    big += std::to_string(i) + "\n";
-  write_file("big.csv", big);
+  write_file("big.csv", box_numbers(10, 19999));
   run_shell("(ulimit -f 800; ./marigold data load BOX big.csv) 2>&1 | cat");
   expect({{"check BOX", kLoaded + "3 records, no damage\n"}});
   EXPECT_EQ(std::filesystem::file_size("data/1/BOX.dat"), 4096U + 3 * 56U);
@@ -176,6 +170,36 @@ TEST_F(DataSeamsPosixTest, BytesFromFilesDoNothingToATerminal) {
     EXPECT_NE(shown.find("[2J"), std::string::npos) << shown;
   }
   EXPECT_NE(run_shell("./marigold data dump BOX").out.find('\x1B'), std::string::npos);
+}
+
+TEST_F(DataSeamsPosixTest, ALinkIsNotCompacted) {
+  load_three();
+  run_shell("mv data/1/BOX.dat elsewhere; ln -s ../../elsewhere data/1/BOX.dat");
+  expect({{"compact BOX", "", kLoaded + "is a link; name the file that it leads to with --path\n",
+           2}});
+}
+
+TEST_F(DataSeamsPosixTest, TheRecordOfABackupHasTheModeOfTheData) {
+  load_three();
+  know_the_files();
+  constexpr std::filesystem::perms kMode{0640};
+  std::filesystem::permissions("data/1/BOX.dat", kMode);
+  EXPECT_EQ(backup_record_write(data_file("BOX"), {.time = "2028-02-29T23:59:59Z", .place = "/b"}),
+            0);
+  EXPECT_EQ(std::filesystem::status("data/1/BOX.backup").permissions(), kMode);
+}
+
+// A restore must not wait at them.
+TEST_F(DataSeamsPosixTest, PipesInABackupAreRefused) {
+  load_three();
+  EXPECT_EQ(run_shell("./marigold data backup out").status, 0);
+  for (const auto& [pipe, status] : {std::pair{"1/BOX.dat", 1}, {"MANIFEST", 2}}) {
+    run_shell("rm -rf bad; cp -r out bad; rm bad/"s + pipe + "; mkfifo bad/" + pipe);
+    const Finished done = run_shell("timeout 60 ./marigold data restore bad");
+    EXPECT_EQ(done.status, status) << pipe << done.err;
+    EXPECT_NE(done.err.find(pipe + ": "s), std::string::npos) << done.err;
+    EXPECT_EQ(numbers(), "1 2 3 ");
+  }
 }
 
 }  // namespace marigold::inner::test

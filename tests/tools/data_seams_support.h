@@ -10,8 +10,8 @@ inline const std::string kLoaded = "./data/1/BOX: ";
 
 struct DataSeamsTest : DataToolTest {
   DataSeamsTest() {
-    write_file("three.csv", "NUMBER\n1\n2\n3\n");
-    write_file("four.csv", "NUMBER\n4\n");
+    write_file("three.csv", box_numbers(1, 3));
+    write_file("four.csv", box_numbers(4, 4));
     write_file("slots.csv", "SNR,T\n1,x\n");
   }
   static void load_three() { expect({{"load BOX three.csv", kLoaded + "3 records loaded\n"}}); }

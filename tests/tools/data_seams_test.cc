@@ -7,7 +7,6 @@
 #include "runtime/data/access/data_file.h"
 #include "runtime/data/access/field_access.h"
 #include "runtime/data/access/lock_file.h"
-#include "runtime/data/definition/definition_set.h"
 #include "runtime/isam/isam.h"
 #include "runtime/platform/process.h"
 #include "tests/tools/data_seams_support.h"
@@ -88,10 +87,7 @@ TEST_F(DataSeamsTest, AClassGetsItsVersionWhenTheFilesOfAllSetsHaveTheirs) {
 }
 
 TEST_F(DataSeamsTest, WhatARebuildLosesIsToldAndKept) {
-  std::string lines = "NUMBER\n";
-  for (int i = 1; i <= 40; ++i)
-    lines += std::to_string(i) + "\n";
-  write_file("forty.csv", lines);
+  write_file("forty.csv", box_numbers(1, 40));
   expect({{"load BOX forty.csv", kLoaded + "40 records loaded\n"}});
   // The header has 4,096 bytes; 12 slots of 56 bytes and a part of one follow.
   run_shell("cp data/1/BOX.dat whole; truncate -s 4800 data/1/BOX.dat; cp data/1/BOX.dat cut");
@@ -113,9 +109,7 @@ TEST_F(DataSeamsTest, WhatARebuildLosesIsToldAndKept) {
 // A killed program leaves the placeholder of a lock on a record that was never written.
 TEST_F(DataSeamsTest, PlaceholdersAreNoRecords) {
   load_three();
-  settings_read();
-  definition_start();
-  definition_set_load("BOX");
+  know_the_files();
   DataFile& file = data_file("BOX");
   ASSERT_EQ(data_open(file, LockWait::kTell), kDataDone);
   data_put_long(file, "NUMBER", 9);

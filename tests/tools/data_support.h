@@ -2,6 +2,8 @@
 // Shared by the tests of "marigold data".
 #pragma once
 
+#include "runtime/core/settings.h"
+#include "runtime/data/definition/definition_set.h"
 #include "runtime/platform/process.h"
 #include "tests/support/support.h"
 
@@ -32,6 +34,12 @@ struct DataToolTest : testing::Test {
         "BEGINFILE NAME CHAIN VERSION 1 PATH 2 LEN 8 TYPE KETT BEGINFIELD\n"
         "FIELD A TYPE CHAR PREVAL NIL ENDFIELD ENDFILE END.\n");
   }
+  // Defines the files in this process, too.
+  static void know_the_files() {
+    settings_read();
+    definition_start();
+    definition_set_load("BOX");
+  }
   static void expect(std::initializer_list<Finished> runs) { expect_runs("./marigold data", runs); }
 
   WorkDirectory directory;
@@ -40,6 +48,14 @@ struct DataToolTest : testing::Test {
 // The end of a message about a file that this process holds, where the system names holders.
 inline std::string this_process() {
   return names_lock_holders() ? " (process " + std::to_string(process_number()) + ")" : "";
+}
+
+// Lines to load into BOX, of these numbers.
+inline std::string box_numbers(int first, int last) {
+  std::string lines = "NUMBER\n";
+  for (int number = first; number <= last; ++number)
+    lines += std::to_string(number) + "\n";
+  return lines;
 }
 
 inline const std::string kBoxHeader = "NUMBER,NAME[1],NAME[2],KIND,RATE,DAY,AT,SIZE\n";

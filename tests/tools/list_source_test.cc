@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "tools/list_language/source.h"
 
+#include "tests/print/instructions.h"
 #include "tests/support/support.h"
 
 namespace marigold::inner::test {
@@ -29,196 +30,126 @@ std::string code_of(const std::string& lines, const std::string& head = "body B"
 
 // ---- Expected instructions, written one by one
 
-struct Expected {
-  BlockInstructions instructions = {};
+using enum Alignment;
+using enum BlockCode;
 
-  Expected& add(const Instruction& instruction) {
-    instructions.push_back(instruction);
-    return *this;
-  }
-  Expected& simple(BlockCode code) { return add({.code = code}); }
-  Expected& value(BlockCode code, std::int32_t value) {
-    return add({.code = code, .values = {BlockValue{.integer = value}}});
-  }
-  Expected& place(int line_mode, int line, int column_mode, int column) {
-    return add({.code = BlockCode::kPlace,
-                .values = {BlockValue{.integer = line_mode},
-                           {.integer = line},
-                           {.integer = column_mode},
-                           {.integer = column}}});
-  }
-  Expected& pitch(int pitch) {
-    return value(BlockCode::kPitch, pitch).value(BlockCode::kColumnPitch, pitch);
-  }
-  Expected& first() { return place(2, 0, 1, 1); }
-  Expected& next() { return place(3, 1, 1, 1); }
-  Expected& text(std::string_view text) { return add({.code = BlockCode::kText, .text = text}); }
-  Expected& mask(BlockCode code, std::string_view mask) {
-    return add({.code = code, .mask = mask});
-  }
-  Expected& jump(std::string_view name, bool negated, std::uint32_t target, int generation = 0) {
-    return add({.code = BlockCode::kJump,
-                .text = name,
-                .generation = generation,
-                .negated = negated,
-                .target = target});
-  }
-  Expected& field(std::string_view name, int generation, int width, Alignment alignment,
-                  std::string_view mask = "", int total = 0, BlockCode code = BlockCode::kField) {
-    return add({.code = code,
-                .text = name,
-                .generation = generation,
-                .width = width,
-                .alignment = alignment,
-                .mask = mask,
-                .total = total});
-  }
-  [[nodiscard]] std::string bytes() const {
-    std::string result;
-    encode_block(instructions, result);
-    return result;
-  }
-};
+const Instruction kHere = place(2, 0);
+const Instruction kNext = next_line();
+const Instruction kBold = only(kBoldOn);
+const Instruction kPlain = only(kBoldOff);
 
-constexpr Alignment kLeft = Alignment::kLeft;
-constexpr Alignment kRight = Alignment::kRight;
-constexpr Alignment kMask = Alignment::kMask;
+Instruction pitch(int pitch) {
+  return only(kPitch, pitch);
+}
+Instruction columns(int pitch) {
+  return only(kColumnPitch, pitch);
+}
+Instruction jump(std::string_view name, bool negated, std::uint32_t target, int generation = 0) {
+  return {
+      .code = kJump, .text = name, .generation = generation, .negated = negated, .target = target};
+}
+Instruction field(std::string_view name, int generation, int width, Alignment alignment,
+                  std::string_view mask = "", int total = 0, BlockCode code = kField) {
+  return {.code = code,
+          .text = name,
+          .generation = generation,
+          .width = width,
+          .alignment = alignment,
+          .mask = mask,
+          .total = total};
+}
+std::string bytes_of(const BlockInstructions& block) {
+  std::string bytes;
+  encode_block(block, bytes);
+  return bytes;
+}
 
 TEST(ListSourceTest, LinesBecomeInstructions) {
   struct Row {
-    std::string head;
     std::string lines;
-    Expected expected;
+    BlockInstructions expected;
+    std::string head = "body B";
   };
   const Row rows[] = {
       // Lines of each kind of block; empty ones in between, not after the last.
-      {"body B", "|a\n\n|b\n\n", Expected().first().text("a").next().next().text("b").next()},
-      {"body B", "|\n", Expected().first().next()},
-      {"header B", "|a\n\n|b",
-       Expected().place(1, 1, 1, 1).text("a").place(1, 2, 1, 1).place(1, 3, 1, 1).text("b")},
-      {"footer B", "|a", Expected().place(1, 1, 1, 1).text("a")},
-      {"body B raw", "|a\n|b{here}", Expected().text("a").text("b").place(2, 0, 2, 0)},
-      {"body B", "", Expected()},
+      {"|a\n\n|b\n\n", {kHere, words("a"), kNext, kNext, words("b"), kNext}},
+      {"|\n", {kHere, kNext}},
+      {"|a\n\n|b",
+       {place(1, 1, 1, 1), words("a"), place(1, 2, 1, 1), place(1, 3, 1, 1), words("b")},
+       "header B"},
+      {"|a", {place(1, 1, 1, 1), words("a")}, "footer B"},
+      {"|a\n|b{here}", {words("a"), words("b"), place(2, 0, 2, 0)}, "body B raw"},
+      {"", {}},
       // Margins.
-      {"body B", "b|a",
-       Expected().first().simple(BlockCode::kBoldOn).text("a").simple(BlockCode::kBoldOff).next()},
-      {"body B", "12|a\n12|b\n|c\n17|d",
-       Expected()
-           .first()
-           .pitch(12)
-           .text("a")
-           .next()
-           .text("b")
-           .next()
-           .pitch(10)
-           .text("c")
-           .next()
-           .pitch(17)
-           .text("d")
-           .next()
-           .pitch(10)},
-      {"body B", "?N[2]|a\n|b",
-       Expected().first().jump("N", true, 4, 2).text("a").next().text("b").next()},
-      {"body B", " b 12 ?!'n o' |a",
-       Expected()
-           .first()
-           .pitch(12)
-           .jump("n o", false, 8)
-           .simple(BlockCode::kBoldOn)
-           .text("a")
-           .simple(BlockCode::kBoldOff)
-           .next()
-           .pitch(10)},
+      {"b|a", {kHere, kBold, words("a"), kPlain, kNext}},
+      {"12|a\n12|b\n|c\n17|d",
+       {kHere, pitch(12), columns(12), words("a"), kNext, words("b"), kNext, pitch(10), columns(10),
+        words("c"), kNext, pitch(17), columns(17), words("d"), kNext, pitch(10), columns(10)}},
+      {"?N[2]|a\n|b", {kHere, jump("N", true, 4, 2), words("a"), kNext, words("b"), kNext}},
+      {" b 12 ?!'n o' |a",
+       {kHere, pitch(12), columns(12), jump("n o", false, 8), kBold, words("a"), kPlain, kNext,
+        pitch(10), columns(10)}},
       // Conditions over lines and within one.
-      {"body B", "if N\n|a\n|b\nend\n|c",
-       Expected().first().jump("N", true, 6).text("a").next().text("b").next().text("c").next()},
-      {"body B", "if not N\n|a\nif M\n|b\nend\nend",
-       Expected().first().jump("N", false, 7).text("a").next().jump("M", true, 7).text("b").next()},
-      {"header B", "?N|a\n|b",
-       Expected().jump("N", true, 3).place(1, 1, 1, 1).text("a").place(1, 2, 1, 1).text("b")},
-      {"body B", "|x{if N}a{end}b",
-       Expected().first().text("x").jump("N", true, 4).text("a").text("b").next()},
+      {"if N\n|a\n|b\nend\n|c",
+       {kHere, jump("N", true, 6), words("a"), kNext, words("b"), kNext, words("c"), kNext}},
+      {"if not N\n|a\nif M\n|b\nend\nend",
+       {kHere, jump("N", false, 7), words("a"), kNext, jump("M", true, 7), words("b"), kNext}},
+      {"?N|a\n|b",
+       {jump("N", true, 3), place(1, 1, 1, 1), words("a"), place(1, 2, 1, 1), words("b")},
+       "header B"},
+      {"|x{if N}a{end}b", {kHere, words("x"), jump("N", true, 4), words("a"), words("b"), kNext}},
       // A pitch that depends on a condition is set again.
-      {"body B", "if N\n12|a\nend\n|b",
-       Expected().first().jump("N", true, 6).pitch(12).text("a").next().pitch(10).text("b").next()},
+      {"if N\n12|a\nend\n|b",
+       {kHere, jump("N", true, 6), pitch(12), columns(12), words("a"), kNext, pitch(10),
+        columns(10), words("b"), kNext}},
       // Bold print pauses for moves.
-      {"body B", "|{b}a{column 40}b{/b}c",
-       Expected()
-           .first()
-           .simple(BlockCode::kBoldOn)
-           .text("a")
-           .simple(BlockCode::kBoldOff)
-           .place(2, 0, 1, 40)
-           .simple(BlockCode::kBoldOn)
-           .text("b")
-           .simple(BlockCode::kBoldOff)
-           .text("c")
-           .next()},
+      {"|{b}a{column 40}b{/b}c",
+       {kHere, kBold, words("a"), kPlain, place(2, 0, 1, 40), kBold, words("b"), kPlain, words("c"),
+        kNext}},
       // Texts.
-      {"body B raw", "|{{a}} {#1B41}{@NL}\xC3\xA4{\"\\\"\\x00\\\\\"}{\"\"}b",
-       Expected()
-           .text("{a} \x1B"
-                 "A\x05NL\x05\xE4")
-           .text(std::string_view("\"\0\\", 3))
-           .text("")
-           .text("b")},
+      {"|{{a}} {#1B41}{@NL}\xC3\xA4{\"\\\"\\x00\\\\\"}{\"\"}b",
+       {words("{a} \x1B"
+              "A\x05NL\x05\xE4"),
+        words(std::string_view("\"\0\\", 3)), words(""), words("b")},
+       "body B raw"},
       // Fields: the braces as width, a width, a mask.
-      {"body B raw",
-       "|{N}{N    }{   N}{N 7}{N 7 right}{N[-2] #0,00}{N 0,00 total 2}{'n'}{N width -1 mask}",
-       Expected()
-           .field("N", 0, 0, kLeft)
-           .field("N", 0, 7, kLeft)
-           .field("N", 0, 6, kRight)
-           .field("N", 0, 7, kLeft)
-           .field("N", 0, 7, kRight)
-           .field("N", -2, 5, kMask, "#0,00")
-           .field("N", 0, 4, kMask, "0,00", 2)
-           .field("n", 0, 0, kLeft)
-           .field("N", 0, -1, kMask)},
-      {"body B raw", "|{.F}{.F[2] 9 '# }'}{  .F #0}{.F left #0}",
-       Expected()
-           .field("F", 1, 0, kLeft, "", 0, BlockCode::kRecordField)
-           .field("F", 2, 9, kMask, "# }", 0, BlockCode::kRecordField)
-           .field("F", 1, 9, kRight, "#0", 0, BlockCode::kRecordField)
-           .field("F", 1, 2, kLeft, "#0", 0, BlockCode::kRecordField)},
+      {"|{N}{N    }{   N}{N 7}{N 7 right}{N[-2] #0,00}{N 0,00 total 2}{'n'}{N width -1 mask}",
+       {field("N", 0, 0, kLeft), field("N", 0, 7, kLeft), field("N", 0, 6, kRight),
+        field("N", 0, 7, kLeft), field("N", 0, 7, kRight), field("N", -2, 5, kMask, "#0,00"),
+        field("N", 0, 4, kMask, "0,00", 2), field("n", 0, 0, kLeft), field("N", 0, -1, kMask)},
+       "body B raw"},
+      {"|{.F}{.F[2] 9 '# }'}{  .F #0}{.F left #0}",
+       {field("F", 1, 0, kLeft, "", 0, kRecordField),
+        field("F", 2, 9, kMask, "# }", 0, kRecordField),
+        field("F", 1, 9, kRight, "#0", 0, kRecordField),
+        field("F", 1, 2, kLeft, "#0", 0, kRecordField)},
+       "body B raw"},
       // Numbers, dates, other items.
-      {"body B raw", "|{page}{page ##0}{register 9 '0'}{date}{longdate}{eject}{b}{b}{/b}{code 99}",
-       Expected()
-           .mask(BlockCode::kPage, "")
-           .mask(BlockCode::kPage, "##0")
-           .mask(BlockCode::kLastRegister, "0")
-           .simple(BlockCode::kShortDate)
-           .simple(BlockCode::kLongDate)
-           .simple(BlockCode::kEject)
-           .simple(BlockCode::kBoldOn)
-           .simple(BlockCode::kBoldOn)
-           .simple(BlockCode::kBoldOff)
-           .simple(static_cast<BlockCode>(99))},
-      {"body B raw",
-       "|{pitch 12}{columns -3}{line 5}{line +1 column 1}{column +-2}{line =4 column mode 7 8}",
-       Expected()
-           .value(BlockCode::kPitch, 12)
-           .value(BlockCode::kColumnPitch, -3)
-           .place(1, 5, 2, 0)
-           .place(3, 1, 1, 1)
-           .place(2, 0, 3, -2)
-           .place(2, 4, 7, 8)},
-      {"body B raw", "|{pitch 2.5}{pitch $V[3]}",
-       Expected()
-           .add({.code = BlockCode::kPitch,
-                 .values = {BlockValue{.kind = BlockValue::Kind::kNumber, .number = 2.5}}})
-           .add({.code = BlockCode::kPitch,
-                 .values = {BlockValue{
-                     .kind = BlockValue::Kind::kVariable, .variable = "V", .generation = 3}}})},
-      {"body B raw", "|{jump N A}{jump not M B}x{at A}y\n|{at B}",
-       Expected().jump("N", false, 3).jump("M", true, 4).text("x").text("y")},
+      {"|{page}{page ##0}{register 9 '0'}{date}{longdate}{eject}{b}{b}{/b}{code 99}",
+       {masked(kPage, ""), masked(kPage, "##0"), masked(kLastRegister, "0"), only(kShortDate),
+        only(kLongDate), only(kEject), kBold, kBold, kPlain, only(static_cast<BlockCode>(99))},
+       "body B raw"},
+      {"|{pitch 12}{columns -3}{line 5}{line +1 column 1}{column +-2}{line =4 column mode 7 8}",
+       {only(kPitch, 12), only(kColumnPitch, -3), place(1, 5, 2, 0), place(3, 1, 1, 1),
+        place(2, 0, 3, -2), place(2, 4, 7, 8)},
+       "body B raw"},
+      {"|{pitch 2.5}{pitch $V[3]}",
+       {{.code = kPitch, .values = {BlockValue{.kind = BlockValue::Kind::kNumber, .number = 2.5}}},
+        {.code = kPitch,
+         .values = {BlockValue{
+             .kind = BlockValue::Kind::kVariable, .variable = "V", .generation = 3}}}},
+       "body B raw"},
+      {"|{jump N A}{jump not M B}x{at A}y\n|{at B}",
+       {jump("N", false, 3), jump("M", true, 4), words("x"), words("y")},
+       "body B raw"},
   };
   for (const Row& row : rows)
-    EXPECT_EQ(code_of(row.lines, row.head), row.expected.bytes()) << row.head << "\n" << row.lines;
+    EXPECT_EQ(code_of(row.lines, row.head), bytes_of(row.expected)) << row.head << "\n"
+                                                                    << row.lines;
   // In a list of another pitch no block relies on the pitch after the block before it.
-  EXPECT_EQ(
-      code_of("|a\n10|b", "body B", "list L CPI 12"),
-      Expected().first().pitch(12).text("a").next().pitch(10).text("b").next().pitch(12).bytes());
+  EXPECT_EQ(code_of("|a\n10|b", "body B", "list L CPI 12"),
+            bytes_of({kHere, pitch(12), columns(12), words("a"), kNext, pitch(10), columns(10),
+                      words("b"), kNext, pitch(12), columns(12)}));
 }
 
 TEST(ListSourceTest, RecordsTakeTheirValuesFromTheSource) {

@@ -104,13 +104,8 @@ void run_vt100_application() {
   run_application();
 }
 
-struct OwnDirectory {
-  const WorkDirectory directory;
-};
-
-struct Application : OwnDirectory, TerminalSession {
-  explicit Application(void (*program)() = run_vt100_application)
-      : TerminalSession(program, 80, 24) {}
+struct Application : ApplicationSession {
+  explicit Application(void (*program)() = run_vt100_application) : ApplicationSession(program) {}
   bool shows(const std::string& text) {
     return wait_until([&] { return emulator.row_text(1) == text; });
   }

@@ -99,12 +99,8 @@ void run_at_19200_baud() {
   run_vt100_application();
 }
 
-struct OwnDirectory {
-  const WorkDirectory directory;
-};
-
-struct Application : OwnDirectory, TerminalSession {
-  explicit Application(void (*program)()) : TerminalSession(program, 80, 24) {}
+struct Application : ApplicationSession {
+  using ApplicationSession::ApplicationSession;
   [[nodiscard]] bool is_filled(char character, int rows = kScreenRows) const {
     for (int row = 1; row <= rows; ++row)
       if (emulator.row_text(row) != std::string(80, character)) return false;

@@ -15,32 +15,22 @@ void run_sample_on_vt100() {
   run_sample();
 }
 
-struct Sample : TerminalSession {
-  explicit Sample(void (*program)() = run_sample) : TerminalSession(program, 80, 24) {}
-  bool shows(int row, const std::string& text) {
-    return wait_until([&] { return emulator.row_text(row).find(text) != std::string::npos; });
-  }
-};
-
 TEST(RuntimePosixTest, AnApplicationStartsShowsAndEnds) {
-  const WorkDirectory directory;
-  Sample console;
-  EXPECT_TRUE(console.shows(1, "Marigold: windows"));
+  ApplicationSession console(run_sample);
+  EXPECT_TRUE(console.shows_in_row(1, "Marigold: windows"));
   EXPECT_TRUE(console.emulator.alternate_screen());
   console.type("\x1bOQ");
-  EXPECT_TRUE(console.shows(7, "What shall grow?"));
+  EXPECT_TRUE(console.shows_in_row(7, "What shall grow?"));
   console.type("\r");
-  EXPECT_TRUE(console.shows(24, "Planted: Calendula"));
+  EXPECT_TRUE(console.shows_in_row(24, "Planted: Calendula"));
   console.type(" \x1bOP");
   EXPECT_EQ(console.outcome(), 0);
   EXPECT_TRUE(console.restored());
   EXPECT_NE(read_file("pstatus.tmp").find("EXIT     =OK"), std::string::npos);
-  Sample vt100(run_sample_on_vt100);
-  EXPECT_TRUE(vt100.shows(11, "Window 3"));
+  TerminalSession vt100(run_sample_on_vt100, 80, 24);
+  EXPECT_TRUE(vt100.shows_in_row(11, "Window 3"));
   EXPECT_NE(vt100.emulator.cell(11, 30).attrs.reverse, 0);
-  vt100.type(
-      "\x06"
-      "1");
+  vt100.type("\x06"s + "1");
   EXPECT_EQ(vt100.outcome(), 0);
   const Finished without = run_shell(WINDOWS_PATH " </dev/null");
   EXPECT_EQ(without.status, 1);
