@@ -16,12 +16,6 @@ TEST(RuntimeStringTest, LengthIsMeasuredUpTo249Characters) {
   user_interface_start();
 }
 
-// The default of a function of user_interface.h that nothing calls yet.
-TEST(UserInterfaceTest, TheSafeAnswerIsTaken) {
-  const auto ask = [] { EXPECT_EQ(user_interface().choose("asked", {}, "_HELP_"), 0); };
-  EXPECT_EQ(errors_of(ask), "asked\n");
-}
-
 TEST(RuntimeStringTest, NationalLettersHaveCapitals) {
   std::string text = "az{`\xE0\xF6\xF8\xFE\xDF\xF7\xFF_1";
   for (char& character : text)

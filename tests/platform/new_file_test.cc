@@ -11,7 +11,6 @@
 #include <cerrno>
 
 #include "runtime/platform/named_file.h"
-#include "runtime/platform/spill_file.h"
 #include "tests/support/posix/fork.h"
 #include "tests/support/support.h"
 
@@ -137,13 +136,6 @@ TEST(NewFileTest, AGroupThatCannotBeGivenGetsNoRights) {
   };
   EXPECT_EQ(run_forked(put_as_another), 0);
   EXPECT_EQ(run_shell("stat -c '%u %g %a' file").out, "1235 1235 600\n");
-}
-
-TEST(SpillFileTest, ItHasNoName) {
-  const WorkDirectory directory;
-  SpillFile file;
-  ASSERT_EQ(file.make("data"), 0);
-  EXPECT_TRUE(std::filesystem::is_empty("."));
 }
 
 }  // namespace marigold::inner::test

@@ -5,10 +5,10 @@
 
 #include <atomic>
 #include <cerrno>
-#include <filesystem>
 #include <vector>
 
 #include "runtime/platform/worker.h"
+#include "tests/support/process.h"
 #include "tests/support/support.h"
 
 namespace marigold::inner::test {
@@ -20,6 +20,7 @@ TEST(SpillFileTest, ItIsGoneWithTheObject) {
     SpillFile file;
     EXPECT_FALSE(file.is_made());
     ASSERT_EQ(file.make("data"), 0);
+    EXPECT_NE(std::filesystem::is_empty("."), is_slow_system()) << "it has a name on Windows alone";
   }
   EXPECT_TRUE(std::filesystem::is_empty("."));
   SpillFile file;

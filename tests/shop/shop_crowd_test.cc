@@ -20,8 +20,6 @@ constexpr int kMostOrders = 20000;
 constexpr const char* kCodes[] = {"BK-0820", "FU-0200", "KL-0040", "KU-0100"};
 constexpr int kArticles = std::size(kCodes);
 constexpr const char* kCustomers[] = {"101", "103", "104", "119"};
-const std::string kPhoned = "119";  // the customer whose telephone number changes
-constexpr int kPhones = 1000;
 
 // What the operators were told by the shop. An order's pieces are noted before its number is passed
 // on by `orders`.
@@ -29,13 +27,11 @@ struct Crowd {
   std::array<std::atomic<long>, kArticles> taken;  // booked, less what came back or was counted
   std::array<std::atomic<long>, kArticles> counted;
   std::array<std::array<std::atomic<int>, kArticles>, kMostOrders> pieces;
-  std::array<std::atomic<bool>, kPhones> phones;
   std::atomic<int> newest;  // number of the newest order
   std::atomic<int> orders;
   std::atomic<int> cancellations;
   std::atomic<int> payments;
   std::atomic<int> counts;
-  std::atomic<int> edits;
   std::atomic<int> refused;
   std::atomic<int> questions;
   std::atomic<int> killed;
@@ -72,15 +68,13 @@ class Clerk {
 
   // One piece of work, from the menu back to the menu.
   void work(bool may_count = true) {
-    const int kind = below(may_count ? 12 : 10);
+    const int kind = below(may_count ? 11 : 9);
     if (kind < 5 || crowd_.newest < kFirstOrder)
       order();
     else if (kind < 7)
       cancel(some_order());
     else if (kind < 9)
       pay(some_order());
-    else if (kind == 9)
-      change_phone();
     else
       count();
   }
@@ -262,27 +256,6 @@ class Clerk {
     }
   }
 
-  void change_phone() {
-    step(press_f(2), {{4, "Customers by name"}});
-    step("wein", {{21, "Search: Wein"}});
-    step(kPressEnter, {{24, "PgDn store"}});
-    const int phone = 100 + below(kPhones - 100);
-    std::string keys;
-    for (int i = 0; i < 4; ++i)
-      keys += kPressTab;
-    keys += kPressEnd;
-    for (int i = 0; i < 16; ++i)
-      keys += kPressBackspace;
-    // Noted before it is stored: nobody sees the moment.
-    crowd_.phones[static_cast<std::size_t>(phone)] = true;
-    const int seen = store(keys + std::to_string(phone) + kPressPageDown, {kAtList, kWarned});
-    ++crowd_.edits;
-    if (seen == 1 && step(kPressEnter, {kAtList, {24, "PgDn store"}}) == 1 &&
-        step(kPressEscape, {kAtList, kWouldBeLost, {24, "Drop what"}}) > 0)
-      step("qy" + kPressEnter, {kAtList});
-    leave_list();
-  }
-
   // Nobody sells what is being counted, for up to a second and a half.
   void count() {
     const auto article = static_cast<std::size_t>(below(kArticles));
@@ -366,11 +339,10 @@ std::array<double, kArticles> stocks_at_first() {
 
 void report(const char* what, const Crowd& crowd) {
   std::printf(
-      "[ %s ] %d orders, %d cancellations, %d payments, %d counts, %d edits, %d refused, "
+      "[ %s ] %d orders, %d cancellations, %d payments, %d counts, %d refused, "
       "%d questions, %d kills\n",
       what, crowd.orders.load(), crowd.cancellations.load(), crowd.payments.load(),
-      crowd.counts.load(), crowd.edits.load(), crowd.refused.load(), crowd.questions.load(),
-      crowd.killed.load());
+      crowd.counts.load(), crowd.refused.load(), crowd.questions.load(), crowd.killed.load());
 }
 
 // Works at the menu of the shop until the crowd ends, or for some seconds; 0: no limit.
@@ -412,9 +384,6 @@ TEST(ShopCrowdTest, StockIsWhatWasThereAndBookedAndGivenBack) {
     for (std::size_t i = 0; i < kArticles; ++i)
       EXPECT_EQ(now[i], at_first[i] - static_cast<double>(crowd->taken[i])) << kCodes[i];
     EXPECT_EQ(ShopBooks::next_order(), kFirstOrder + crowd->orders);
-    const DataFile& phoned = ShopBooks::customer(std::stoi(kPhoned));
-    const int phone = std::atoi(data_get_text(phoned, "PHONE").c_str());
-    EXPECT_TRUE(crowd->edits == 0 || crowd->phones.at(static_cast<std::size_t>(phone))) << phone;
   }
 }
 

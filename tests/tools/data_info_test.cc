@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // marigold data info, check, rebuild and locks as operators run them, and their search for a file.
 
-#include <fstream>
-
 #include "runtime/core/settings.h"
 #include "runtime/data/access/lock_file.h"
 #include "runtime/isam/isam.h"
@@ -152,24 +150,6 @@ TEST_F(DataInfoTest, ShowsWhoHoldsAClass) {
           {"locks 4 --json",
            "{\"process\":" + process + ",\"host\":\"" + host + "\",\"mode\":\"exclusive\"}\n"}});
   path_lock_start();
-}
-
-TEST_F(DataInfoTest, TheSampleIsSoundAndComesOutAsItWentIn) {
-  const std::string sample = SAMPLE_DATA;
-  place_program(BOOK, "book");
-  setenv("DEFINITION_DIRECTORY", (sample + "/definitions").c_str(), 1);
-  expect({{"scan SHOP", sample + "/definitions/FILESHOP.DES: 4 files, 25 fields, 5 keys\n"},
-          {"load CUSTOMER " + sample + "/customers.csv", "./data/1/CUSTOMER: 24 records loaded\n"},
-          {"load ARTICLE " + sample + "/articles.csv", "./data/1/ARTICLE: 14 records loaded\n"},
-          {"load ORDERS " + sample + "/orders.jsonl", "./data/2/ORDERS: 6 records loaded\n"},
-          {"dump CUSTOMER", read_file(sample + "/customers.csv")},
-          {"dump ARTICLE", read_file(sample + "/articles.csv")},
-          {"dump ORDERS --json", read_file(sample + "/orders.jsonl")}});
-  // Two processes add to the same customer's balance, a hundred times each.
-  EXPECT_EQ(run_shell("./book 10060 0.5 100 & ./book 10060 -1 100 & wait").status, 0);
-  const Finished run = run_shell("./marigold data dump CUSTOMER --from 10060 --to 10060 | tail -1");
-  EXPECT_TRUE(run.out.ends_with(",2,930\n")) << run.out;
-  expect_runs("./book", {{"7 1", "", "There is no customer 7\n", 1}});
 }
 
 }  // namespace

@@ -49,12 +49,10 @@ TEST(RuntimeTest, KeyStatisticsCountOverTheKeyDatabase) {
   data_close(file);
 
   recording().type("x\r");
-  bool shown = false;
+  static bool shown = false;
   Console watching = recording_console();
-  static bool* seen = nullptr;
-  seen = &shown;
   watching.read_key = [] {
-    *seen = recording().text(7, 22, 31) == "Eingabefelder:      2  (     3)" &&
+    shown = recording().text(7, 22, 31) == "Eingabefelder:      2  (     3)" &&
             recording().text(9, 22, 31) == "Tasten       :      3  (     4)";
     return recording_console().read_key();
   };

@@ -134,18 +134,4 @@ TEST(ScreenUpdateTest, ChangesStaySmall) {
   }
 }
 
-TEST(ScreenUpdateTest, NeighbouringChangesAreJoined) {
-  // Two changes in row 1, the first in column 1: the second's column, the character in between, the
-  // bytes.
-  const std::tuple<int, std::uint8_t, const char*> rows[] = {
-      {6, 'x', "#xxxx#\r"}, {8, 'x', "#\x1b[6C#\r"}, {4, 196, "#\x1b[2C#\r"}};
-  for (const auto& [column, between, expected] : rows) {
-    Display display;
-    display.wanted.fill({between, kColourPlain});
-    display.update();
-    at(display.wanted, 1, 1).character = at(display.wanted, 1, column).character = '#';
-    EXPECT_EQ(display.update(), expected);
-  }
-}
-
 }  // namespace marigold::inner::test

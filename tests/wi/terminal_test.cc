@@ -200,14 +200,6 @@ TEST_F(TerminalTest, TheTerminalIsGivenBackOnceAndPaintedAgain) {
   }
 }
 
-TEST(TerminalTablesTest, AttributesHaveABitForEachOfTheirIndex) {
-  std::array<std::uint8_t, 16> attributes{};
-  attribute_table_start(attributes);
-  for (unsigned index = 0; index < 16; ++index)
-    EXPECT_EQ(attributes[index],
-              (index & 1) * 2 + (index & 2) * 32 + (index & 4) * 8 + (index & 8) * 2);
-}
-
 // No step makes the window larger than the buffer.
 TEST(ConsoleSizeTest, ShrinkingBeginsWithTheWindow) {
   const struct {
