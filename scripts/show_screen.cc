@@ -73,15 +73,17 @@ std::string without_dates(const std::string& text) {
   return std::regex_replace(text, date, "DD.MM.YY");
 }
 
+void append_cell(const VTermScreenCell& cell, std::string& text) {
+  append_utf8(cell.chars[0] == 0 ? ' ' : cell.chars[0], text);
+}
+
 // Returns the rows that are not empty, in UTF-8, without the blanks at their ends.
 std::string rows(const Emulator& emulator) {
   std::string lines;
   for (int row = 1; row <= kScreenRows; ++row) {
     std::string line;
-    for (int column = 1; column <= kScreenColumns; ++column) {
-      const VTermScreenCell cell = emulator.cell(row, column);
-      append_utf8(cell.chars[0] == 0 ? ' ' : cell.chars[0], line);
-    }
+    for (int column = 1; column <= kScreenColumns; ++column)
+      append_cell(emulator.cell(row, column), line);
     line.erase(line.find_last_not_of(' ') + 1);
     if (!line.empty()) lines += line + "\n";
   }
@@ -94,7 +96,7 @@ std::string cells(const Emulator& emulator) {
     std::string attributes;
     for (int column = 1; column <= kScreenColumns; ++column) {
       const VTermScreenCell cell = emulator.cell(row, column);
-      append_utf8(cell.chars[0] == 0 ? ' ' : cell.chars[0], lines);
+      append_cell(cell, lines);
       attributes += static_cast<char>('0' + cell.attrs.bold + 2 * cell.attrs.reverse);
     }
     lines.append("\n").append(attributes).append("\n");

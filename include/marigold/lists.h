@@ -78,11 +78,11 @@ struct ListPlaces {
   const char* help_key = "";
 };
 
-// Asks the user whether the list goes to the screen, to the printer or into a file, prints it there
-// and tells how it ended. `blocks` prints the blocks, and returns false if the list is not to be
-// kept, for example because the user has interrupted it; a file is not written then. Returns whether
-// the list is complete. Needs windows. The texts have ids that begin with "PRINT."
-// (marigold_lists(3) lists them).
+// Asks the user whether the list goes to the screen, to the printer or into a file, and before it
+// replaces a file, prints it there and tells how it ended. `blocks` prints the blocks, and returns
+// false if the list is not to be kept, for example because the user has interrupted it; a file is
+// not written then. Returns whether the list is complete. Needs windows. The texts have ids that
+// begin with "PRINT." (marigold_lists(3) lists them).
 bool list_to_choice(std::string_view list, const ListPlaces& places,
                     const std::function<bool()>& blocks);
 

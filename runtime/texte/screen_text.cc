@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/texte/screen_text.h"
 
+#include <array>
+
+#include "runtime/core/user_interface.h"
+
 namespace marigold::inner {
 namespace {
 
@@ -33,6 +37,13 @@ std::string with_values(std::string text, TextValues values) {
     place += value.size();
   }
   return text;
+}
+
+bool screen_confirm(const std::string& question) {
+  const std::string no = screen_text_or("NO", "No");
+  const std::string yes = screen_text_or("YES", "Yes");
+  const std::array<const char*, 2> answers{no.c_str(), yes.c_str()};
+  return user_interface().choose(question.c_str(), answers, "") == 1;
 }
 
 std::vector<std::string> screen_text_lines(const char* id) {

@@ -20,6 +20,9 @@ std::string screen_text_or(const char* id, const char* built_in);
 // Returns the text with the next of the values for each "%s"; one without a value stays.
 std::string with_values(std::string text, TextValues values);
 
+// Asks the user a question to be answered by the texts "NO" and "YES". Returns whether it was yes.
+bool screen_confirm(const std::string& question);
+
 // Returns the lines of a longer text: the text of the id, or those of the id and "+", of "+1",
 // "+2" and so on after it. Empty if there is no text.
 std::vector<std::string> screen_text_lines(const char* id);

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "marigold/texts.h"
 
-#include <array>
-
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/texte/screen_text.h"
@@ -63,10 +61,7 @@ void textdb_warn(const char* id, TextValues values) {
 }
 
 bool textdb_confirm(const char* id, TextValues values) {
-  const std::string no = screen_text_or("NO", "No");
-  const std::string yes = screen_text_or("YES", "Yes");
-  const std::array<const char*, 2> answers{no.c_str(), yes.c_str()};
-  return user_interface().choose(textdb_filled(id, values).c_str(), answers, "") == 1;
+  return screen_confirm(textdb_filled(id, values));
 }
 
 }  // namespace marigold

@@ -156,7 +156,13 @@ TEST_F(ListScreenTest, TheUserChoosesWhereAListGoes) {
   search_here();
   place_child("dr", [](const std::string&) { keep_input("out"); });
   user_interface().warning = [](const char* text) { told.append(text).append("\n"); };
+  static int no_then_yes = 0;
+  user_interface().choose = [](const char* question, auto, auto) {
+    told.append(question);
+    return no_then_yes++;
+  };
   const std::string down = "\xE0P";
+  const std::string other = "\xE0O\b\b\b\bkept";
   const auto print_one = [] {
     list_print("B");
     return true;
@@ -189,13 +195,16 @@ TEST_F(ListScreenTest, TheUserChoosesWhereAListGoes) {
       {down + down + "\r" + "\xE0O" + "2\r", "L", print_one, true, "list2 is written. \n", "laser",
        "list2", "b\n\f"},
       {down + down + "\r\r", "L", stop, false, "Nothing is printed: it was stopped\n"},
-      {down + down +
-           "\r\xE0G"
-           "none/\r",
-       "L", print_one, false, "Nothing is printed: none/list: No such file or directory\n"},
+      {down + down + "\r\xE0G" + "none/\r", "L", print_one, false,
+       "Nothing is printed: none/list: No such file or directory\n"},
       {down + down + "\r\r", "X", print_one, false, "The list X is missing or damaged.\n"},
       {"\r", "X", print_one, false, "The list X is missing or damaged.\n"},
+      {down + down + "\r" + other + "\r\x1B", "L", print_one, false, "Replace it?", "laser", "kept",
+       "own"},
+      {down + down + "\r" + other + "\r", "L", print_one, true, "Replace it?kept is written. \n",
+       "laser", "kept", "b\n\f"},
   };
+  write_file("kept", "own");
   for (const auto& row : cases) {
     SCOPED_TRACE(row.keys + row.told);
     told.clear();

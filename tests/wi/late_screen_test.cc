@@ -91,6 +91,14 @@ void run_vt100_application() {
   run_application();
 }
 
+void run_at_19200_baud() {
+  termios modes{};
+  tcgetattr(STDIN_FILENO, &modes);
+  cfsetospeed(&modes, B19200);
+  tcsetattr(STDIN_FILENO, TCSANOW, &modes);
+  run_vt100_application();
+}
+
 struct Application : ApplicationSession {
   using ApplicationSession::ApplicationSession;
   [[nodiscard]] bool is_filled(char character, int rows = kScreenRows) const {
@@ -194,6 +202,20 @@ TEST_F(LateScreenTest, ABusyLineGetsTheLastScreenAlone) {
     session.type("d");
     EXPECT_TRUE(session.fills('d'));
   }
+}
+
+TEST_F(LateScreenTest, ASlowLineThatReportsNothingIsEstimated) {
+  Application session(run_at_19200_baud);
+  ASSERT_TRUE(session.fills('-'));
+  const auto start = std::chrono::steady_clock::now();
+  const long before = session.received();
+  for (const char* const key : {"a", "b", "c", "d", "e", "f"}) {
+    session.type(key);
+    session.pass(100);
+  }
+  EXPECT_TRUE(session.fills('f'));
+  const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
+  EXPECT_LT(session.received() - before, passed.count() * 1920 + 300);
 }
 
 // A VT100 whose line and keyboard a test sets.

@@ -7,6 +7,7 @@
 #include "marigold/lists.h"
 #include "marigold/texts.h"
 #include "runtime/core/user_interface.h"
+#include "runtime/platform/named_file.h"
 #include "runtime/texte/screen_text.h"
 #include "runtime/wi/window/window_text.h"
 
@@ -66,9 +67,18 @@ void warn_not_printed(const std::string& reason) {
   warn(words("PRINT.FAILED", "Nothing is printed: %s", {reason}));
 }
 
+// The print file replaces what has its name, so users who have typed the name of another file can
+// still change it.
+bool is_free_or_replaced(const std::string& name) {
+  return !file_exists(name.c_str()) ||
+         screen_confirm(words("PRINT.REPLACE", "This file exists. Replace it?"));
+}
+
 // Null if the user leaves, or the file cannot be made.
 const OutputDevice* open_file(const ListPlaces& places, std::string& name) {
-  if (!ask_file_name(name, places.help_key)) return nullptr;
+  do {
+    if (!ask_file_name(name, places.help_key)) return nullptr;
+  } while (!is_free_or_replaced(name));
   std::string reason;
   const OutputDevice* device = places.open_file(name, reason);
   if (device == nullptr) warn_not_printed(reason);
