@@ -29,7 +29,7 @@
 #include "runtime/data/access/change_journal.h"
 #define MARIGOLD_BENCH_SETS 1
 #endif
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 
 namespace marigold::inner::bench {
 namespace {

@@ -28,7 +28,7 @@
 #include <string>
 #include <vector>
 
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 
 namespace marigold::inner::bench {
 namespace {

@@ -2,7 +2,7 @@
 // The three keys of the records of isam_workload.h, as descriptions for the engine.
 #pragma once
 
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 
 namespace marigold::inner::bench {
 

@@ -23,7 +23,7 @@
 #include "bench/in_child.h"
 #include "bench/isam_keys.h"
 #include "bench/isam_workload.h"
-#include "runtime/isam/layout.h"
+#include "runtime/isam/local/layout.h"
 
 namespace marigold::inner::bench {
 namespace {

@@ -13,7 +13,7 @@
 
 #include "fuzz/fuzz_input.h"
 #include "runtime/data/access/change_journal.h"
-#include "runtime/isam/checksum.h"
+#include "runtime/isam/common/checksum.h"
 #include "runtime/platform/path.h"
 
 namespace marigold::inner::fuzz {

@@ -7,7 +7,7 @@
 #include <set>
 
 #include "runtime/data/access/change_journal.h"
-#include "runtime/isam/change_step.h"
+#include "runtime/isam/common/change_step.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/mapped_file.h"
 #include "tests/data/support.h"

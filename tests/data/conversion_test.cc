@@ -11,7 +11,7 @@
 #include "runtime/data/access/version.h"
 #include "runtime/data/conversion/conversion_step.h"
 #include "runtime/data/definition/definition_set.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/mapped_file.h"
 #include "tests/data/support.h"

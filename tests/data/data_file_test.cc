@@ -10,7 +10,7 @@
 #include "runtime/data/access/isam_access.h"
 #include "runtime/data/access/restore_journal.h"
 #include "runtime/data/access/version.h"
-#include "runtime/isam/file.h"
+#include "runtime/isam/local/file.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/mapped_file.h"
 #include "tests/data/support.h"

@@ -6,7 +6,7 @@
 #include "runtime/data/access/change_journal.h"
 #include "runtime/data/access/lock_file.h"
 #include "runtime/data/definition/definition_set.h"
-#include "runtime/isam/change_step.h"
+#include "runtime/isam/common/change_step.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/process.h"
 #include "runtime/texte/syserr.h"

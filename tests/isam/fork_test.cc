@@ -7,7 +7,7 @@
 #include <atomic>
 #include <csignal>
 
-#include "runtime/isam/file.h"
+#include "runtime/isam/local/file.h"
 #include "tests/isam/support.h"
 #include "tests/support/posix/fork.h"
 

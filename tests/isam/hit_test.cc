@@ -15,7 +15,7 @@
 #include <cstring>
 #include <fstream>
 
-#include "runtime/isam/file.h"
+#include "runtime/isam/local/file.h"
 #include "tests/isam/support.h"
 #include "tests/support/posix/fork.h"
 

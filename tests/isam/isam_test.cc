@@ -2,7 +2,7 @@
 // Promises of the operations beyond finding records: keys and numbers, modes, errors, locks between
 // processes, files that are full or damaged. model_test.cc tests which record a read finds.
 
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 
 #include <algorithm>
 #include <cctype>
@@ -14,11 +14,11 @@
 #include <sstream>
 #include <string_view>
 
-#include "runtime/isam/checksums.h"
-#include "runtime/isam/fatal.h"
-#include "runtime/isam/file.h"
-#include "runtime/isam/key.h"
-#include "runtime/isam/layout.h"
+#include "runtime/isam/common/fatal.h"
+#include "runtime/isam/common/key.h"
+#include "runtime/isam/local/checksums.h"
+#include "runtime/isam/local/file.h"
+#include "runtime/isam/local/layout.h"
 #include "tests/isam/support.h"
 
 namespace marigold::inner::test {

@@ -7,9 +7,9 @@
 #include <cstddef>
 #include <cstring>
 
-#include "runtime/isam/checksums.h"
-#include "runtime/isam/file.h"
-#include "runtime/isam/layout.h"
+#include "runtime/isam/local/checksums.h"
+#include "runtime/isam/local/file.h"
+#include "runtime/isam/local/layout.h"
 #include "runtime/platform/mapped_file.h"
 #include "tests/isam/support.h"
 

@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-#include "runtime/isam/file.h"
+#include "runtime/isam/local/file.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/system_error.h"
 #include "runtime/platform/windows/remote_file_windows.h"

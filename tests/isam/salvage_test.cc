@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <random>
 
-#include "runtime/isam/file.h"
+#include "runtime/isam/local/file.h"
 #include "runtime/platform/mapped_file.h"
 #include "runtime/platform/stop_signals.h"
 #include "tests/isam/support.h"

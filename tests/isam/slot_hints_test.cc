@@ -3,11 +3,11 @@
 // would notice a useless table. A table that is about to grow has lost one guess in twenty to other
 // entries of the same bucket.
 
-#include "runtime/isam/slot_hints.h"
+#include "runtime/isam/local/slot_hints.h"
 
 #include <gtest/gtest.h>
 
-#include "runtime/isam/checksum.h"
+#include "runtime/isam/common/checksum.h"
 
 namespace marigold::inner::isam {
 namespace {

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <cerrno>
 
-#include "runtime/isam/layout.h"
+#include "runtime/isam/local/layout.h"
 #include "tests/isam/support.h"
 
 namespace marigold::inner::test {

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <random>
 
-#include "runtime/isam/change_step.h"
-#include "runtime/isam/layout.h"
+#include "runtime/isam/common/change_step.h"
+#include "runtime/isam/local/layout.h"
 #include "runtime/platform/mapped_file.h"
 
 namespace marigold::inner::test {

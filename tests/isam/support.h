@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "tests/support/process.h"
 #include "tests/support/support.h"
 

@@ -5,8 +5,8 @@
 #include <atomic>
 #include <random>
 
-#include "runtime/isam/entry_sort.h"
-#include "runtime/isam/file.h"
+#include "runtime/isam/local/entry_sort.h"
+#include "runtime/isam/local/file.h"
 #include "runtime/platform/record_file.h"
 #include "tests/isam/support.h"
 

@@ -16,8 +16,8 @@
 #include <set>
 #include <utility>
 
-#include "runtime/isam/entry_sort.h"
-#include "runtime/isam/layout.h"
+#include "runtime/isam/local/entry_sort.h"
+#include "runtime/isam/local/layout.h"
 #include "runtime/platform/mapped_file.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/system_error.h"

@@ -7,8 +7,8 @@
 #include <sstream>
 #include <utility>
 
-#include "runtime/isam/entry_sort.h"
-#include "runtime/isam/file.h"
+#include "runtime/isam/local/entry_sort.h"
+#include "runtime/isam/local/file.h"
 #include "runtime/platform/mapped_file.h"
 #include "tests/isam/support.h"
 

@@ -4,7 +4,7 @@
 #include <fstream>
 
 #include "runtime/data/definition/definition_set.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/record_file.h"
 #include "runtime/print/engine/variables.h"

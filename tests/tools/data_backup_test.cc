@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <set>
 
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/library_path.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/path.h"

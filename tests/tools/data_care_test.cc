@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "runtime/data/access/backup_record.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "tests/tools/data_support.h"
 
 namespace marigold::inner::test {

@@ -3,7 +3,7 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/data/access/lock_file.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/process.h"
 #include "tests/tools/data_support.h"
 

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <random>
 
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "tests/tools/data_support.h"
 
 namespace marigold::inner::test {

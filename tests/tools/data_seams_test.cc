@@ -7,7 +7,7 @@
 #include "runtime/data/access/data_file.h"
 #include "runtime/data/access/field_access.h"
 #include "runtime/data/access/lock_file.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/process.h"
 #include "tests/tools/data_seams_support.h"
 

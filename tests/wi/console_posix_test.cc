@@ -8,7 +8,7 @@
 #include "runtime/core/user_interface.h"
 #include "runtime/data/access/data_fatal.h"
 #include "runtime/data/definition/definition_set.h"
-#include "runtime/isam/fatal.h"
+#include "runtime/isam/common/fatal.h"
 #include "runtime/wi/terminal/terminal.h"
 #include "tests/support/support.h"
 #include "tests/support/terminal_session.h"

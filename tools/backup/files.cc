@@ -5,7 +5,7 @@
 #include <map>
 
 #include "runtime/core/settings.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/named_file.h"
 #include "tools/backup/manifest.h"
 

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "runtime/core/terminal_text.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/stream.h"
 
 namespace marigold::inner {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/stop_signals.h"
 #include "tools/common/progress.h"
 #include "tools/data/commands.h"

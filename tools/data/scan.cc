@@ -4,7 +4,7 @@
 #include "runtime/core/new_files.h"
 #include "runtime/core/settings.h"
 #include "runtime/data/definition/definition_set.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/texte/syserr.h"
 #include "tools/common/json_text.h"

@@ -14,7 +14,7 @@
 #include "runtime/data/access/lock_file.h"
 #include "runtime/data/access/restore_journal.h"
 #include "runtime/data/access/version.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/library_path.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/path.h"

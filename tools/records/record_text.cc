@@ -10,7 +10,7 @@
 #include <span>
 
 #include "runtime/data/access/field_access.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "tools/common/json_text.h"
 
 namespace marigold::inner {

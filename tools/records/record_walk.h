@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/record_file.h"
 #include "tools/records/data_target.h"
 #include "tools/records/record_text.h"

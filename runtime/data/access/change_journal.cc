@@ -7,8 +7,8 @@
 #include <cstring>
 #include <span>
 
-#include "runtime/isam/change_step.h"
-#include "runtime/isam/checksum.h"
+#include "runtime/isam/common/change_step.h"
+#include "runtime/isam/common/checksum.h"
 #include "runtime/platform/mapped_file.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/path.h"

@@ -14,7 +14,7 @@
 #include "runtime/data/access/data_result.h"
 #include "runtime/data/access/record_change.h"
 #include "runtime/data/access/version.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/library_path.h"
 #include "runtime/platform/mapped_file.h"
 #include "runtime/platform/named_file.h"

@@ -7,7 +7,7 @@
 #include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/data/access/data_fatal.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 
 namespace marigold {
 

@@ -21,7 +21,7 @@
 
 #include "runtime/data/access/data_handle.h"
 #include "runtime/data/access/data_result.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 
 namespace marigold::inner {
 

@@ -12,7 +12,7 @@
 #include "runtime/core/current_operation.h"
 #include "runtime/data/access/data_fatal.h"
 #include "runtime/data/access/data_path.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/mapped_file.h"
 
 namespace marigold::inner {

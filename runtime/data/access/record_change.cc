@@ -5,7 +5,7 @@
 
 #include "runtime/data/access/change_turns.h"
 #include "runtime/data/access/data_path.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/path.h"
 #include "runtime/platform/system_error.h"
 

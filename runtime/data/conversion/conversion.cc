@@ -13,7 +13,7 @@
 #include "runtime/data/conversion/conversion_copy.h"
 #include "runtime/data/conversion/conversion_step.h"
 #include "runtime/data/conversion/file_swap.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/stop_signals.h"
 #include "runtime/texte/sysmsg.h"

@@ -10,7 +10,7 @@
 #include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/data/access/field_access.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/texte/screen_text.h"
 #include "runtime/texte/sysmsg.h"
 

@@ -3,7 +3,7 @@
 
 #include "marigold/menus.h"
 #include "runtime/data/access/data_handle.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/texte/screen_text.h"
 #include "runtime/wi/window/window_text.h"
 

@@ -9,7 +9,7 @@
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/field_access.h"
 #include "runtime/data/access/lock_decision.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/named_file.h"
 
 namespace marigold::inner {

@@ -9,7 +9,7 @@
 
 #include "runtime/data/access/field_access.h"
 #include "runtime/data/access/isam_access.h"
-#include "runtime/isam/isam.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/path.h"
