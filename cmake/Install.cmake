@@ -3,7 +3,7 @@
 # that build them. Each component is a Debian package. For Windows there is the static form alone, and
 # InstallWindows.cmake adds the rest of the zip.
 
-set(MARIGOLD_ROOMS platform core texte isam_common isam_local isam_engine data_definition data_access data_conversion wi_console
+set(MARIGOLD_ROOMS platform core texte isam_common isam_local isam_cluster isam_engine data_definition data_access data_conversion wi_console
   wi_terminal wi_window wi_dialog forms_progress forms_record_list forms_form forms_menu print_files print_output print_sinks print_viewer print_engine application)
 set(room_objects)
 foreach(room IN LISTS MARIGOLD_ROOMS)

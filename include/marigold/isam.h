@@ -29,6 +29,19 @@
 //     loss the file opens again with at least that; its indexes are then rebuilt from the data
 //     file. A record that was durable and was only replaced since then (deleted and written again)
 //     is there in its old form or in a newer one.
+//
+// Files of a database cluster: a base name that is an address,
+// postgresql://HOSTS/DATABASE/SCHEMA/FILE, names a file that lies on a PostgreSQL server
+// (docs/cluster.md). All operations are the same, except that such files need no isrebuild,
+// isrecover and iscompact, and have no snapshots (102). Guarantees when an operation has returned:
+//   - ISWRITE, ISDELETE, ISREPLACE, ISADDINDEX with 0: as above, also if the connection is lost
+//     meanwhile. The operation then connects again, to the host that takes changes, and finds out
+//     whether the change was done before the loss; it is done once and never twice.
+//   - ISFLUSH, ISCLOSE with 0: on the server's disk, and on that of its synchronous standby.
+// Locks that were held come back with the connection. A lock that somebody else has taken meanwhile,
+// or whose record has changed, fails the next operation on the file, and all others until ISRELEASE
+// or ISCLOSE, with 121. A server that comes back without changes that had been done, but not been
+// flushed, fails all operations until ISCLOSE with 122.
 #pragma once
 
 #include <array>
@@ -65,12 +78,17 @@ inline constexpr int kIsFileLocked = 113;    // EFLOCKED: in use in a way that e
 inline constexpr int kIsNameTooLong = 114;   // EFNAME: more than 1024 characters
 inline constexpr int kIsNoLock = 115;        // ENOLOK: a lock could not be set up
 inline constexpr int kIsNoMemory = 116;      // EBADMEM: memory could not be allocated
+// For files of a database cluster; isreason() has the server and its words.
+inline constexpr int kIsServer = 120;       // ESERVER: the server cannot be reached, or refuses
+inline constexpr int kIsLockLost = 121;     // ELOCKLOST: see "Files of a database cluster"
+inline constexpr int kIsChangesLost = 122;  // ELOST: the same
 // clang-format on
 
-// Name of one of the engine's own error numbers (100 to 119), "" for any other.
+// Name of one of the engine's own error numbers (from 100), "" for any other.
 const char* iserror_name(int number);
 
-// Reason of the last failure, if its number alone says too little: a constant text, else "".
+// Reason of the last failure, if its number alone says too little, else "". The text is valid until
+// the next operation.
 const char* isreason();
 
 // ---- Key descriptions

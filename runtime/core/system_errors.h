@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The numbers of system errors that end a process (raise_fatal). The platform's programs and
 // manuals use these numbers, and the catalogue has a text for each. Numbers from 100 on are the
-// keyed-file engine's (runtime/isam/common/isam.h), from 1000 on the operating system's, increased by
+// keyed-file engine's (include/marigold/isam.h), from 1000 on the operating system's, increased by
 // 1000.
 #pragma once
 

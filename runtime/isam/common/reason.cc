@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtime/isam/common/reason.h"
 
+#include <utility>
+
 #include "runtime/isam/common/isam.h"
 
 namespace marigold {
@@ -12,21 +14,21 @@ int iserrno = 0;
 namespace marigold::inner::isam {
 namespace {
 
-const char* reason_noted = "";
+std::string reason_noted;
 
 }  // namespace
 
-int refuse(int number, const char* reason) {
-  reason_noted = reason;
+int refuse(int number, std::string reason) {
+  reason_noted = std::move(reason);
   return number;
 }
 
 void forget_reason() {
-  reason_noted = "";
+  reason_noted.clear();
 }
 
 const char* noted_reason() {
-  return reason_noted;
+  return reason_noted.c_str();
 }
 
 }  // namespace marigold::inner::isam

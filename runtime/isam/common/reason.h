@@ -2,10 +2,12 @@
 // Reasons of failures whose number alone says too little.
 #pragma once
 
+#include <string>
+
 namespace marigold::inner::isam {
 
-// Notes the reason and returns the number. The text is a constant.
-int refuse(int number, const char* reason);
+// Notes the reason and returns the number.
+int refuse(int number, std::string reason);
 
 inline constexpr const char* kHalfDone =
     "a program died during a change; a program that may write the file must open it first";

@@ -4,15 +4,14 @@
 #include "runtime/isam/common/isam.h"
 
 #include <algorithm>
-#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "runtime/isam/common/engine.h"
-#include "runtime/isam/common/fatal.h"
+#include "runtime/isam/cluster/cluster_engine.h"
+#include "runtime/isam/common/cluster_address.h"
 #include "runtime/isam/common/key.h"
-#include "runtime/isam/common/reason.h"
+#include "runtime/isam/engine/descriptors.h"
 #include "runtime/isam/local/local_engine.h"
 #include "runtime/isam/local/rebuild.h"
 #include "runtime/platform/system_error.h"
@@ -27,77 +26,16 @@ namespace {
 constexpr std::size_t kLongestName = 1024;
 constexpr int kReadModes = 0xFF;
 
-struct Descriptor {
-  OpenIsamPointer file;  // null: free
-  const IsamEngine* engine = nullptr;
-  bool retired = false;
-};
-
 struct State {
   std::vector<Descriptor> descriptors = std::vector<Descriptor>(kIsMostOpen);
 };
 
 State state;
 
-int fail(int number) {
-  iserrno = number;
-  return -1;
-}
-
-int finish(int result) {
-  return result == 0 ? 0 : fail(result);
-}
-
-// Runs an operation and keeps its only exception (no memory) inside the engine.
-template <typename Body>
-int operation(const char* name, Body body) {
-  const OperationScope scope(name);
-  forget_reason();
-  try {
-    return body();
-  } catch (const std::bad_alloc&) {
-    return fail(kIsNoMemory);
-  }
-}
-
-// The descriptor of an open file, also of one that has retired.
-Descriptor* held_descriptor_at(int number) {
-  const auto index = static_cast<std::size_t>(number);  // a number below 0 becomes one above all
-  if (index >= state.descriptors.size()) return nullptr;
-  Descriptor& descriptor = state.descriptors[index];
-  return descriptor.file != nullptr && descriptor.file->is_ours() ? &descriptor : nullptr;
-}
-
-OpenIsam* file_at(int number) {
-  const Descriptor* const descriptor = held_descriptor_at(number);
-  return descriptor == nullptr || descriptor->retired ? nullptr : descriptor->file.get();
-}
-
-// Run an operation on an open file; the last two need a file that is open for reading, or writing.
-template <typename Body>
-int with_file(const char* name, int number, Body body) {
-  return operation(name, [&] {
-    OpenIsam* const file = file_at(number);
-    return finish(file == nullptr ? kIsNotOpen : body(*file));
-  });
-}
-
-template <typename Body>
-int with_readable(const char* name, int number, Body body) {
-  return with_file(name, number,
-                   [&](OpenIsam& file) { return file.mode().reads ? body(file) : kIsNotOpen; });
-}
-
-template <typename Body>
-int with_writable(const char* name, int number, Body body) {
-  return with_file(name, number,
-                   [&](OpenIsam& file) { return file.mode().writes ? body(file) : kIsNotOpen; });
-}
-
 // ---- Opening
 
-const IsamEngine& engine_of(const std::string& /*base*/) {
-  return kLocalEngine;
+const IsamEngine& engine_of(const std::string& base) {
+  return is_cluster_address(base) ? kClusterEngine : kLocalEngine;
 }
 
 // Frees the descriptors that a forked process has inherited, to make room for its own. The files
@@ -117,13 +55,13 @@ auto free_descriptor() {
 template <typename Body>
 int open_by(const char* base, Body body) {
   const std::string name(base);
-  if (name.size() > kLongestName) return fail(kIsNameTooLong);
+  if (name.size() > kLongestName) return finish(kIsNameTooLong);
   forget_inherited();
   const auto free = free_descriptor();
-  if (free == state.descriptors.end()) return fail(kIsTooMany);
+  if (free == state.descriptors.end()) return finish(kIsTooMany);
   const IsamEngine& engine = engine_of(name);
   OpenIsamPointer opened;
-  if (const int failed = body(engine, name, opened)) return fail(failed);
+  if (const int failed = body(engine, name, opened)) return finish(failed);
   *free = Descriptor{.file = std::move(opened), .engine = &engine};
   return static_cast<int>(free - state.descriptors.begin());
 }
@@ -132,7 +70,7 @@ int build(const char* base, const char* like, int record_length, const KeyDescri
           int mode) {
   return operation("ISBUILD", [&]() -> int {
     OpenMode asked;
-    if (const int failed = parse_mode(mode, asked)) return fail(failed);
+    if (const int failed = parse_mode(mode, asked)) return finish(failed);
     return open_by(
         base,
         [&](const IsamEngine& engine, const std::string& name, OpenIsamPointer& built) -> int {
@@ -146,6 +84,18 @@ int build(const char* base, const char* like, int record_length, const KeyDescri
 
 }  // namespace
 
+Descriptor* inner::isam::held_descriptor_at(int number) {
+  const auto index = static_cast<std::size_t>(number);  // a number below 0 becomes one above all
+  if (index >= state.descriptors.size()) return nullptr;
+  Descriptor& descriptor = state.descriptors[index];
+  return descriptor.file != nullptr && descriptor.file->is_ours() ? &descriptor : nullptr;
+}
+
+OpenIsam* inner::isam::file_at(int number) {
+  const Descriptor* const descriptor = held_descriptor_at(number);
+  return descriptor == nullptr || descriptor->retired ? nullptr : descriptor->file.get();
+}
+
 int ISBUILD(const char* base, int record_length, const KeyDescription& primary, int mode) {
   return build(base, "", record_length, primary, mode);
 }
@@ -158,7 +108,7 @@ int isbuild_like(const char* base, const char* like, int record_length,
 int ISOPEN(const char* base, int mode) {
   return operation("ISOPEN", [&]() -> int {
     OpenMode asked;
-    if (const int failed = parse_mode(mode, asked)) return fail(failed);
+    if (const int failed = parse_mode(mode, asked)) return finish(failed);
     return open_by(base, [&](const IsamEngine& engine, const std::string& name,
                              OpenIsamPointer& opened) { return engine.open(name, asked, opened); });
   });
@@ -183,7 +133,7 @@ int inner::isretire(int number) {
 int ISCLOSE(int number) {
   return operation("ISCLOSE", [&] {
     Descriptor* descriptor = held_descriptor_at(number);
-    if (descriptor == nullptr) return fail(kIsNotOpen);
+    if (descriptor == nullptr) return finish(kIsNotOpen);
     return finish(std::exchange(*descriptor, Descriptor{}).file->close());
   });
 }
@@ -308,11 +258,11 @@ int issnapshot(std::span<const int> numbers) {
     std::vector<OpenIsam*> files;
     for (const int number : numbers) {
       OpenIsam* const file = file_at(number);
-      if (file == nullptr) return fail(kIsNotOpen);
+      if (file == nullptr) return finish(kIsNotOpen);
       const bool is_alike =
           held_descriptor_at(number)->engine == held_descriptor_at(numbers.front())->engine;
       if (file->has_snapshot() || !is_alike || std::ranges::find(files, file) != files.end())
-        return fail(kIsBadArgument);
+        return finish(kIsBadArgument);
       files.push_back(file);
     }
     if (files.empty()) return 0;
@@ -337,7 +287,7 @@ int issnapshot_read(int number, char* record) {
 
 std::int64_t issnapshot_count(int number) {
   const OpenIsam* const file = file_at(number);
-  return file == nullptr || !file->has_snapshot() ? fail(kIsNotOpen) : file->snapshot_count();
+  return file == nullptr || !file->has_snapshot() ? finish(kIsNotOpen) : file->snapshot_count();
 }
 
 int issnapshot_write(int number, const char* base, const char* like, const IsWatch& watch) {
@@ -363,7 +313,7 @@ template <typename Body>
 int with_unopened(const char* name, const char* base, Body body) {
   return operation(name, [&]() -> int {
     const std::string path(base);
-    if (path.size() > kLongestName) return fail(kIsNameTooLong);
+    if (path.size() > kLongestName) return finish(kIsNameTooLong);
     forget_inherited();
     return finish(body(engine_of(path), path));
   });
@@ -381,10 +331,11 @@ int isrebuild(const char* base, IsRebuildReport& report, const IsWatch& watch) {
 int isrecover(const char* base, int record_length, std::span<const KeyDescription> keys,
               IsRecoverReport& report, const IsWatch& watch) {
   report = {};
-  if (record_length < 1 || record_length > kIsLongestRecord) return fail(kIsBadArgument);
-  if (keys.empty() || keys.size() > kIsMostKeys || keys.front().flags != 0) return fail(kIsBadKey);
+  if (record_length < 1 || record_length > kIsLongestRecord) return finish(kIsBadArgument);
+  if (keys.empty() || keys.size() > kIsMostKeys || keys.front().flags != 0)
+    return finish(kIsBadKey);
   for (const KeyDescription& key : keys) {
-    if (const int failed = validate_key(key, record_length)) return fail(failed);
+    if (const int failed = validate_key(key, record_length)) return finish(failed);
   }
   return with_unopened("ISRECOVE", base, [&](const IsamEngine& engine, const std::string& path) {
     return engine.recover(path, record_length, keys, report, watch);
@@ -407,9 +358,10 @@ const char* isreason() {
 
 const char* iserror_name(int number) {
   static constexpr const char* kNames[] = {
-      "EDUPL",   "ENOTOPEN", "EBADARG",  "EBADKEY",  "ETOOMANY", "EBADFILE", "ENOTEXCL",
-      "ELOCKED", "EKEXISTS", "EPRIMKEY", "EENDFILE", "ENOREC",   "ENOCURR",  "EFLOCKED",
-      "EFNAME",  "ENOLOK",   "EBADMEM",  "EBADCOLL", "EUSER",    "EVIRTUAL"};
+      "EDUPL",    "ENOTOPEN", "EBADARG",  "EBADKEY",   "ETOOMANY", "EBADFILE",
+      "ENOTEXCL", "ELOCKED",  "EKEXISTS", "EPRIMKEY",  "EENDFILE", "ENOREC",
+      "ENOCURR",  "EFLOCKED", "EFNAME",   "ENOLOK",    "EBADMEM",  "EBADCOLL",
+      "EUSER",    "EVIRTUAL", "ESERVER",  "ELOCKLOST", "ELOST"};
   const int index = number - kIsDuplicate;
   return index >= 0 && index < static_cast<int>(std::size(kNames)) ? kNames[index] : "";
 }
