@@ -19,6 +19,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 struct pg_conn;
 
@@ -82,9 +83,10 @@ class DatabaseServer {
   [[nodiscard]] bool is_running() const { return process_ != 0; }
 
   // Makes and starts a server that follows this one. A second synchronous one takes the place of
-  // the first. The settings of this server apply to it, but it waits for no standby of its own.
+  // the first; while it does not run, commits wait. The settings of this server apply to it, but it
+  // waits for no standby of its own.
   std::unique_ptr<DatabaseServer> make_standby(const StandbyOptions& options = {});
-  // Makes a standby a server that takes changes.
+  // Lets a standby take changes.
   void promote();
 
   // Runs statements in a session of their own; see SqlSession.
@@ -122,13 +124,15 @@ class DatabaseServer {
   explicit DatabaseServer(const Follow& primary);
   void make_directory();
   void start_guard();
-  void wait_for_end();
+  void mount_disk(int size);
+  void write_settings(const std::string& settings) const;
+  void run(const std::vector<std::string>& words) const;
+  void end_by(int signal);
   void reload();
   [[noreturn]] void give_up(const std::string& reason) const;
   [[nodiscard]] std::string data() const;
 
   std::string directory_;
-  std::string settings_;
   pid_t owner_ = 0;      // this process; a forked copy of the object does nothing
   pid_t process_ = 0;    // the postmaster; 0: not running
   pid_t guard_ = 0;      // the shell that cleans up

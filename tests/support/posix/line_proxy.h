@@ -2,11 +2,12 @@
 // The line between a client and a database server, for tests and benchmarks: counts what passes,
 // cuts, holds back, delays.
 //
-// A proxy listens on a unix socket in a new directory, under the name that libpq expects there, and
-// has a connection to the server for each one of a client. A thread of this process does the work;
-// it sleeps while nothing passes. All operations may be called at any time from any thread, and
-// hold for bytes that the proxy reads after the return. An end of one side reaches the other one
-// after the bytes before it. A client of a server that does not run is cut at once.
+// A proxy listens on a unix socket, under the name that libpq expects, in a new directory beside the
+// server's socket, so that it goes with the server. It has a connection to the server for each one
+// of a client. A thread of this process does the work; it sleeps while nothing passes. All
+// operations may be called at any time from any thread, and hold for bytes that reach the proxy
+// after the return. An end of one side reaches the other one after the bytes before it. A client of
+// a server that does not run is cut at once.
 #pragma once
 
 #include <chrono>
@@ -43,7 +44,6 @@ class LineProxy {
   [[nodiscard]] std::string address(std::string_view database = "postgres") const;
 
   [[nodiscard]] LineCounts counts() const;
-  void reset_counts();
 
   // Arms one cut: both sides of a connection are closed when n bytes from one side have passed since
   // then, and not one more; with 0 when the first byte comes, which does not pass. So the server has
