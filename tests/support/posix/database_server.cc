@@ -194,18 +194,6 @@ Words server_command(const std::string& program, const Words& words) {
   return command;
 }
 
-std::string percent_encoded(std::string_view text) {
-  std::string encoded;
-  for (const char byte : text) {
-    const auto value = static_cast<unsigned char>(byte);
-    std::array<char, 4> code{byte};
-    if (std::isalnum(value) == 0 && std::strchr("-._", byte) == nullptr)
-      std::snprintf(code.data(), code.size(), "%%%02X", value);
-    encoded += code.data();
-  }
-  return encoded;
-}
-
 // A free one below those that the system gives to connections, which would take it while the server
 // is down.
 int free_port() {
@@ -475,6 +463,18 @@ void DatabaseServer::promote() {
 }
 
 // ---- Questions and settings
+
+std::string percent_encoded(std::string_view text) {
+  std::string encoded;
+  for (const char byte : text) {
+    const auto value = static_cast<unsigned char>(byte);
+    std::array<char, 4> code{byte};
+    if (std::isalnum(value) == 0 && std::strchr("-._", byte) == nullptr)
+      std::snprintf(code.data(), code.size(), "%%%02X", value);
+    encoded += code.data();
+  }
+  return encoded;
+}
 
 std::string DatabaseServer::sql(const std::string& statements, const std::string& database) const {
   return SqlSession(address(database))(statements);

@@ -25,6 +25,9 @@ struct pg_conn;
 
 namespace marigold::inner::test {
 
+// Returns a text as a part of an address.
+std::string percent_encoded(std::string_view text);
+
 // A session of its own, for statements beside the code under test.
 class SqlSession {
  public:
