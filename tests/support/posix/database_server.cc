@@ -278,7 +278,7 @@ SqlSession::SqlSession(const std::string& address) : connection_(PQconnectdb(add
 
 using Result = std::unique_ptr<PGresult, void (*)(PGresult*)>;
 
-std::string SqlSession::operator()(const std::string& statements) {
+std::string SqlSession::run(const std::string& statements) {
   const Result result(PQexec(connection_.get(), statements.c_str()), PQclear);
   const ExecStatusType status = PQresultStatus(result.get());
   if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK && status != PGRES_EMPTY_QUERY)
@@ -477,7 +477,7 @@ std::string percent_encoded(std::string_view text) {
 }
 
 std::string DatabaseServer::sql(const std::string& statements, const std::string& database) const {
-  return SqlSession(address(database))(statements);
+  return SqlSession(address(database)).run(statements);
 }
 
 std::string DatabaseServer::make_database() {

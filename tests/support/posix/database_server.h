@@ -33,7 +33,7 @@ class SqlSession {
  public:
   explicit SqlSession(const std::string& address);
   // Returns the first value of the last result, "" for none or NULL. Aborts on an error.
-  std::string operator()(const std::string& statements);
+  std::string run(const std::string& statements);
   // Returns the five letters of SQLSTATE, "00000" without an error, "08006" if the connection is
   // lost.
   std::string state_of(const std::string& statements);
