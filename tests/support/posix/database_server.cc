@@ -39,26 +39,30 @@ namespace {
 
 constexpr int kDefaultPort = 5432;  // of libpq
 
-// Ends what the server and the programs that make it have left, once the pipe on standard input
-// ends. Each of them has the name of the directory, $2 in $1, on its command line or in its title.
-// A killed server leaves a System V segment, whose number is in the last field of line 7.
+// Makes a directory in $1 and prints its path. Once the pipe on standard input ends, ends what the
+// server and the programs that make it have left; each of them has the name of the directory on its
+// command line or in its title. A killed server leaves a System V segment, whose number is in the
+// last field of line 7.
 constexpr const char* kGuard = R"(
-trap '' HUP INT TERM
+trap '' HUP INT TERM PIPE
+directory=$(mktemp -d "$1/marigold-pg-XXXXXX") || exit
+echo "$directory"
+exec >"$directory/log" 2>&1
 read -r _
 found=yes
 while [ $found ]; do
   found=
   for process in /proc/[0-9]*; do
     read -r name 2>/dev/null <"$process/comm" || continue
-    case $name in postgres | initdb | pg_basebackup) ;; *) continue ;; esac
-    grep -qaF "$2" "$process/cmdline" 2>/dev/null || continue
+    case $name in setpriv | initdb | pg_basebackup | postgres) ;; *) continue ;; esac
+    grep -qaF "${directory##*/}" "$process/cmdline" 2>/dev/null || continue
     kill -KILL "${process#/proc/}" 2>/dev/null && found=yes
   done
   [ ! $found ] || sleep 0.01
 done
-segment=$(sed -n '7s/.* //p' "$1/$2/data/postmaster.pid" 2>/dev/null) && [ "$segment" ] && ipcrm -m "$segment"
-umount "$1/$2/data"
-rm -rf "$1/$2"
+segment=$(sed -n '7s/.* //p' "$directory/data/postmaster.pid" 2>/dev/null) && [ "$segment" ] && ipcrm -m "$segment"
+umount -l "$directory/data"  # a process that ends may still hold it
+rm -rf "$directory"
 )";
 
 [[noreturn]] void fail(const std::string& reason) {
@@ -136,9 +140,9 @@ Account server_account() {
   fail("there is neither a user postgres nor a user nobody to run a server as");
 }
 
-// Starts a program in a session of its own, which a terminal's signals do not reach, in `directory`,
-// with its output appended to the log there.
-pid_t spawn(const Words& words, const std::string& directory, int input) {
+// Starts a program in `directory`, in a session of its own, which a terminal's signals do not reach.
+// Without descriptors, it reads nothing and writes to the log there.
+pid_t spawn(const Words& words, const std::string& directory, int input = -1, int output = -1) {
   std::vector<char*> arguments;
   for (const std::string& word : words)
     arguments.push_back(const_cast<char*>(word.c_str()));
@@ -156,11 +160,14 @@ pid_t spawn(const Words& words, const std::string& directory, int input) {
   posix_spawnattr_setflags(&attributes,
                            POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   posix_spawn_file_actions_addchdir_np(&actions, directory.c_str());
-  if (input >= 0)
-    posix_spawn_file_actions_adddup2(&actions, input, 0);
-  else
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 1, "log", O_WRONLY | O_APPEND | O_CREAT, 0600);
+  const auto redirect = [&actions](int from, int to, const char* path, int flags) {
+    if (from >= 0)
+      posix_spawn_file_actions_adddup2(&actions, from, to);
+    else
+      posix_spawn_file_actions_addopen(&actions, to, path, flags, 0600);
+  };
+  redirect(input, 0, "/dev/null", O_RDONLY);
+  redirect(output, 1, "log", O_WRONLY | O_APPEND | O_CREAT);
   posix_spawn_file_actions_adddup2(&actions, 1, 2);
   pid_t process = 0;
   errno =
@@ -348,23 +355,29 @@ void DatabaseServer::make_directory() {
   if (!is_installed()) fail(kMissing);
   clear_environment();
   owner_ = getpid();
-  const char* const parent = std::getenv("TMPDIR");
-  // The path of a socket has at most 107 bytes.
-  directory_ = parent != nullptr && std::strlen(parent) <= 40 ? parent : "/tmp";
-  directory_ += "/marigold-pg-XXXXXX";
   const Account account = server_account();
-  if (mkdtemp(directory_.data()) == nullptr) fail_call(directory_);
   start_guard();
   if (chown(directory_.c_str(), account.user, account.group) != 0) fail_call(directory_);
 }
 
+// The guard makes the directory, or a process killed in between would leave one.
 void DatabaseServer::start_guard() {
-  std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) fail_call("pipe2");
-  const fs::path path = directory_;
-  guard_ = spawn({"sh", "-c", kGuard, "sh", path.parent_path(), path.filename()}, "/", ends[0]);
-  guard_pipe_ = ends[1];
-  close(ends[0]);
+  const char* const parent = std::getenv("TMPDIR");
+  // The path of a socket has at most 107 bytes.
+  const bool fits = parent != nullptr && std::strlen(parent) <= 40;
+  std::array<int, 2> input{};
+  std::array<int, 2> output{};
+  if (pipe2(input.data(), O_CLOEXEC) != 0 || pipe2(output.data(), O_CLOEXEC) != 0)
+    fail_call("pipe2");
+  guard_ = spawn({"sh", "-c", kGuard, "sh", fits ? parent : "/tmp"}, "/", input[0], output[1]);
+  guard_pipe_ = input[1];
+  close(input[0]);
+  close(output[1]);
+  const std::unique_ptr<FILE, int (*)(FILE*)> line(fdopen(output[0], "r"), std::fclose);
+  std::array<char, 4096> path{};
+  if (line == nullptr || std::fgets(path.data(), path.size(), line.get()) == nullptr)
+    fail("the directory of a server cannot be made");
+  directory_.assign(path.data(), std::strcspn(path.data(), "\n"));
 }
 
 void DatabaseServer::mount_disk(int size) {
@@ -391,11 +404,11 @@ void DatabaseServer::write_settings(const std::string& settings) const {
 }
 
 void DatabaseServer::run(const Words& words) const {
-  if (ended(spawn(words, directory_, -1), 0) != 0) give_up(words.back() + ": failed");
+  if (ended(spawn(words, directory_), 0) != 0) give_up(words.back() + ": failed");
 }
 
 void DatabaseServer::start() {
-  process_ = spawn(server_command("postgres", {"-D", data()}), directory_, -1);
+  process_ = spawn(server_command("postgres", {"-D", data()}), directory_);
   // The first line of the file is the number of the process, the eighth its state. A crash leaves
   // the file of another process.
   const bool is_up = wait_until([this] {

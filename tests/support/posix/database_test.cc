@@ -3,6 +3,7 @@
 // disk would pass without one.
 #include <gtest/gtest.h>
 #include <libpq-fe.h>
+#include <sys/shm.h>
 
 #include <atomic>
 #include <chrono>
@@ -111,7 +112,7 @@ TEST_F(DatabaseServerTest, AKilledProgramLeavesNothing) {
   for (const bool running : {true, false}) {
     const auto child = [](bool is_running) {
       DatabaseServer server;
-      // The number of the process is the first line of the file.
+      // The number of the process is the first word, that of a segment of memory the seventh.
       write_file("left",
                  server.socket() + "\n" + server.sql("SELECT pg_read_file('postmaster.pid')"));
       if (!is_running) server.kill();
@@ -120,11 +121,18 @@ TEST_F(DatabaseServerTest, AKilledProgramLeavesNothing) {
     ASSERT_EQ(run_child(child, running), kKilled);
     std::istringstream left(read_file("left"));
     std::string socket;
+    std::string skipped;
     pid_t postmaster = 0;
+    int segment = 0;
     left >> socket >> postmaster;
+    for (int word = 0; word < 5; ++word)
+      left >> skipped;
+    left >> segment;
     const std::filesystem::path directory = std::filesystem::path(socket).parent_path();
     EXPECT_TRUE(comes_true([&] { return !std::filesystem::exists(directory); })) << directory;
     EXPECT_FALSE(is_alive(postmaster));
+    shmid_ds state{};
+    EXPECT_NE(shmctl(segment, IPC_STAT, &state), 0);
   }
 }
 
