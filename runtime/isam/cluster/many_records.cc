@@ -40,6 +40,13 @@ void prepare(const SetChange& change, Prepared& prepared, Step& step) {
   if (!change.deletes) step.parameters.emplace_back(change.record, table.record_length());
 }
 
+int fault_of(std::span<const Prepared> prepared) {
+  for (const Prepared& change : prepared) {
+    if (const int fault = change.table->fault()) return fault;
+  }
+  return 0;
+}
+
 // The sequences of records that this process has locked; -1: not known after a loss.
 void note_changes(std::span<const Prepared> prepared, std::span<const Rows> rows,
                   bool done_before) {
@@ -76,7 +83,12 @@ int change_set(std::span<const SetChange> changes, std::size_t& locked) {
     const Number operation(schema.operation());
     steps.back() = {&schema.note, {session.bytes(), operation.bytes()}};
     bool done_before = false;
-    const int failed = schema.change(steps, rows, nullptr, 0, done_before);
+    const int failed = schema.change_by(
+        [&](Connection& connection) {
+          const int fault = fault_of(prepared);
+          return fault != 0 ? fault : connection.run(steps, rows);
+        },
+        nullptr, 0, done_before);
     if (failed == 0) {
       schema.acknowledge();
       note_changes(prepared, rows, done_before);

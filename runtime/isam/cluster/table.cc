@@ -272,14 +272,13 @@ void Table::note_change(std::int64_t lock, std::int64_t sequence) {
 }
 
 int Table::fault() {
-  if (!schema_.changes_lost().empty()) return refuse(kIsChangesLost, schema_.changes_lost());
   return fault_ == 0 ? 0 : refuse(fault_, fault_reason_);
 }
 
-void Table::lose(const Connection& connection, const std::string& what) {
-  if (fault_ != 0) return;
-  fault_ = kIsLockLost;
-  fault_reason_ = connection.place() + ": the connection was lost for a while, and " + what;
+void Table::lose(int number, const std::string& reason) {
+  if (users == 0 || fault_ == kIsChangesLost) return;
+  fault_ = number;
+  fault_reason_ = reason;
 }
 
 int Table::restore_lock(Connection& connection, std::int64_t lock, HeldLock& held_lock,
@@ -298,19 +297,21 @@ int Table::restore_lock(Connection& connection, std::int64_t lock, HeldLock& hel
 int Table::restore(Connection& connection) {
   ++changes;
   if (users == 0 || retired) return 0;
+  const std::string before = connection.place() + ": the connection was lost for a while, and ";
   const Number alone(exclusive ? 1 : 0);
   const Step step{&schema_.lock_file, {name_, alone.bytes()}};
   Rows rows;
   if (const int failed = connection.run({&step, 1}, {&rows, 1})) return failed;
   const bool same = rows.count() == 1 && rows.number(0, kNumber) == number_;
-  if (!same || rows.number(0, kGotLock) == 0)
-    lose(connection, same ? "another process has taken the file for itself"
-                          : "another file has taken the place of " + name_);
+  if (!same) lose(kIsLockLost, before + "another file has taken the place of " + name_);
+  if (same && rows.number(0, kGotLock) == 0)
+    lose(kIsLockLost, before + "another process has taken the file for itself");
   for (auto& [lock, held_lock] : held) {
     bool good = false;
     if (const int failed = restore_lock(connection, lock, held_lock, good)) return failed;
     if (!good)
-      lose(connection, "another process has locked or changed a record that was locked here");
+      lose(kIsLockLost,
+           before + "another process has locked or changed a record that was locked here");
   }
   return 0;
 }

@@ -93,6 +93,8 @@ class Table {
   // 0, or why no operation is possible, with its reason noted.
   int fault();
   void forget_fault() { fault_ = 0; }
+  // No operation is possible from now on, if this process has the file open.
+  void lose(int number, const std::string& reason);
 
   // After a new connection: takes the lock of the file, and those of its records.
   int restore(Connection& connection);
@@ -111,7 +113,6 @@ class Table {
   void make_statements();
   void make_changes();
   int restore_lock(Connection& connection, std::int64_t lock, HeldLock& held_lock, bool& good);
-  void lose(const Connection& connection, const std::string& what);
 
   Schema& schema_;
   std::string name_;
