@@ -3,9 +3,13 @@
 // refuses or comes back, other forms of addresses. A small server shared by all tests runs behind a
 // line that counts and cuts.
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <functional>
 #include <memory>
 #include <numeric>
@@ -89,6 +93,143 @@ TEST_F(ClusterTest, AConnectionCanBeCutAtEveryByte) {
     std::printf("[ cut    ] at %d of %llu bytes\n", cuts, static_cast<unsigned long long>(bytes));
   }
   expect_sound_and_close(file);
+}
+
+TEST_F(ClusterTest, AWalkReadsAheadWhereNobodyCanSeeIt) {
+  const int built = build();
+  int next = 0;
+  const auto give = [&](char* to) {
+    record(next).copy(to, 8);
+    return next++ < 3000;
+  };
+  EXPECT_EQ(error_of(isload(built, give, {})), 0) << isreason();
+  ASSERT_EQ(ISCLOSE(built), 0);
+  const auto walk = [&](const std::string& options, int mode) {
+    const int file = ISOPEN((at("file") + options).c_str(), mode);
+    std::string bytes = record(0);
+    int records = 0;
+    const std::uint64_t count = trips([&] {
+      for (int read = kIsFirst; ISREAD(file, bytes.data(), read) == 0; read = kIsNext)
+        EXPECT_EQ(isld_int4(bytes.data()), records++);
+      for (; ISREAD(file, bytes.data(), kIsPrevious) == 0;)
+        EXPECT_EQ(isld_int4(bytes.data()), --records);
+    });
+    EXPECT_EQ(records, 0);
+    EXPECT_EQ(ISCLOSE(file), 0);
+    return count;
+  };
+  EXPECT_EQ(walk("", kSharedMode), 6002U);
+  EXPECT_LT(walk("", kExclusiveMode), 25U);
+  EXPECT_LT(walk("", kIsInput | kIsReadOnly | kIsManualLock), 25U);
+  EXPECT_LT(walk("?read_ahead=200", kSharedMode), 100U);
+  // A program sees its own changes.
+  const int file = ISOPEN(at("file").c_str(), kExclusiveMode);
+  play(file, "e100=100a n=101a n=102a n=103a d104 n=105a w-1x p=103a");
+  EXPECT_EQ(ISCLOSE(file), 0);
+}
+
+TEST_F(ClusterTest, SetsAreDoneTogetherOrNotAtAll) {
+  const int file = build(kSharedMode);
+  const int second = ISBUILD(at("second").c_str(), 8, kPrimary, kSharedMode);
+  play(file, "w1x");
+  play(second, "w7x E7=7x");
+  const std::string one = record(1, 'b');
+  const std::string two = record(2, 'b');
+  const std::string seven = record(7, 'b');
+  const IsSetChange changes[] = {
+      {file, true, one.data()}, {file, false, two.data()}, {second, false, seven.data()}};
+  std::size_t locked = 9;
+  const auto elsewhere = [] {
+    const int own = ISOPEN(at("second").c_str(), kSharedMode);
+    const std::string bytes = record(5);
+    const std::string held = record(7);
+    const IsSetChange set[] = {{own, false, bytes.data()}, {own, true, held.data()}};
+    std::size_t index = 9;
+    EXPECT_EQ(error_of(isset(set, index)), kIsLocked);
+    EXPECT_EQ(index, 1U);
+    play(own, "e5=111 e7=7x");
+  };
+  EXPECT_EQ(run_child(elsewhere), 0);
+  EXPECT_EQ(trips([&] { EXPECT_EQ(error_of(isset(changes, locked)), 0) << isreason(); }), 1U);
+  play(file, "f=2b n=110");
+  play(second, "e7=7b r");
+  // Whatever byte is the last to pass.
+  for (std::uint64_t bytes = 0; bytes < 900; bytes += static_cast<unsigned>(amount(150, 7))) {
+    play(file, "w1x d2");
+    line->cut_after(bytes % 2 == 0 ? From::kClient : From::kServer, bytes);
+    EXPECT_EQ(error_of(isset(changes, locked)), 0) << isreason();
+    line->disarm();
+    play(file, "f=2b n=110");
+  }
+  EXPECT_EQ(ISCLOSE(second), 0);
+  expect_sound_and_close(file);
+}
+
+TEST_F(ClusterTest, FilesChangeTheirNamesTogether) {
+  using Kind = IsExchange::Kind;
+  const int file = build(kSharedMode);
+  play(file, "w1x");
+  const int fresh = ISBUILD(at("fresh").c_str(), 8, kPrimary, kExclusiveMode);
+  play(fresh, "w2y");
+  const IsExchange steps[] = {{Kind::kRename, at("file"), at("old")},
+                              {Kind::kRename, at("fresh"), at("file")},
+                              {Kind::kWriteText, at("file.ver"), {}, "3\n"},
+                              {Kind::kRemove, at("none")}};
+  const auto expect_locked = [] {
+    const IsExchange step{IsExchange::Kind::kRemove, at("file")};
+    EXPECT_EQ(error_of(isexchange({&step, 1})), kIsFileLocked);
+    std::vector<IsHolder> holders;
+    EXPECT_EQ(isholders(at("file"), holders), 0);
+    EXPECT_EQ(holders.size(), 1U);
+    EXPECT_FALSE(holders.at(0).exclusive);
+    EXPECT_EQ(holders.at(0).host, host_name());
+  };
+  EXPECT_EQ(run_child(expect_locked), 0);
+  EXPECT_EQ(ISCLOSE(file), 0);
+  EXPECT_EQ(error_of(isexchange(steps)), 0) << isreason();
+  EXPECT_EQ(ISCLOSE(fresh), 0);
+  std::vector<std::string> names;
+  EXPECT_EQ(islist(address("schema"), names), 0);
+  EXPECT_EQ(names, (std::vector<std::string>{"file", "old"}));
+  std::string text;
+  EXPECT_EQ(istext_read(at("file.ver"), text), 0);
+  EXPECT_EQ(text, "3\n");
+  EXPECT_EQ(error_of(istext_read(at("no.ver"), text)), ENOENT);
+  for (const auto& [name, found] : {std::pair{"file", "f=2y n=110"}, {"old", "f=1x n=110"}}) {
+    const int renamed = ISOPEN(at(name).c_str(), kExclusiveMode);
+    play(renamed, found);
+    EXPECT_EQ(ISCLOSE(renamed), 0);
+  }
+}
+
+TEST_F(ClusterTest, AForkedChildHasAConnectionOfItsOwn) {
+  const int file = build(kSharedMode);
+  play(file, "w1x E1=1x");
+  const pid_t child = fork();
+  if (child == 0) {
+    play(file, "e1=101 w2=101");
+    EXPECT_EQ(error_of(ISCLOSE(file)), kIsNotOpen);
+    const int own = ISOPEN(at("file").c_str(), kSharedMode);
+    play(own, "e1=1x E1=107 w2y");
+    EXPECT_EQ(ISCLOSE(own), 0);
+    _exit(HasFailure() ? 1 : 0);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  play(file, "e2=2y d1");
+  // A copy that lives on keeps no lock of its parent.
+  const pid_t copy = fork();
+  if (copy == 0) {
+    pause();
+    _exit(0);
+  }
+  play(file, "E2=2y");
+  line->cut_all();
+  play_elsewhere("E2=2y");
+  kill(copy, SIGKILL);
+  waitpid(copy, &status, 0);
+  static_cast<void>(ISCLOSE(file));
 }
 
 // ---- Messages

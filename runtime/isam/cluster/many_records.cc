@@ -85,8 +85,9 @@ int change_set(std::span<const SetChange> changes, std::size_t& locked) {
     bool done_before = false;
     const int failed = schema.change_by(
         [&](Connection& connection) {
-          const int fault = fault_of(prepared);
-          return fault != 0 ? fault : connection.run(steps, rows);
+          if (const int fault = fault_of(prepared)) return fault;
+          const int result = connection.run(steps, rows);
+          return result == kDivided ? kIsLocked : result;
         },
         nullptr, 0, done_before);
     if (failed == 0) {
@@ -95,7 +96,7 @@ int change_set(std::span<const SetChange> changes, std::size_t& locked) {
       return 0;
     }
     locked = std::min(schema.session().connection().failed_step(), changes.size() - 1);
-    if (failed != kDivided && failed != kIsLocked) return failed;
+    if (failed != kIsLocked) return failed;
     // A change without a lock holds its record for a moment.
     if (round == kPatience) return kIsLocked;
   }
@@ -168,8 +169,8 @@ int load(OpenIsam& file, const std::function<bool(char* record)>& next,
   // The records come only once, so a lost connection ends the load.
   int failed = connection.command("BEGIN");
   if (failed == 0)
-    failed = connection.copy_in_begin("COPY " + table.quoted_table() +
-                                      " FROM STDIN WITH (FORMAT binary)");
+    failed = connection.copy_in_begin("COPY " + table.quoted_table() + " (" + table.columns() +
+                                      ")" + " FROM STDIN WITH (FORMAT binary)");
   if (failed == 0) {
     failed = copy_records(table, connection, next, watch, sequence);
     if (failed != kLost) {

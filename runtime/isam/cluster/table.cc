@@ -20,15 +20,6 @@ std::string column(std::size_t key) {
   return "k" + std::to_string(key + 1);
 }
 
-// "k1, k2, k3" with something before and after each name.
-std::string columns(std::size_t first, std::size_t count, const std::string& before = "",
-                    const std::string& after = "") {
-  std::string text;
-  for (std::size_t key = first; key < count; ++key)
-    text.append(key == first ? "" : ", ").append(before).append(column(key)).append(after);
-  return text;
-}
-
 std::string key_parameters(std::size_t count) {
   std::string text;
   for (std::size_t key = 0; key < count; ++key)
@@ -153,6 +144,13 @@ std::string Table::quoted_sequence() const {
   return schema_.quoted("f" + std::to_string(number_) + "_seq");
 }
 
+std::string Table::columns() const {
+  std::string text;
+  for (std::size_t key = 0; key < keys_.size(); ++key)
+    text += column(key) + ", ";
+  return text + "seq, lock, record";
+}
+
 int Table::take_shape(const Rows& rows) {
   if (rows.is_null(0, kFormat) || rows.number(0, kFormat) != kClusterFormat)
     return refuse(
@@ -223,7 +221,7 @@ void Table::make_changes() {
   const std::string record = parameter(n + 2, "bytea");
   const std::string next = "nextval(" + Connection::quoted_text(quoted_sequence()) + ")";
   const std::string values = key_parameters(n) + ", " + next + ", " + lock + ", " + record;
-  const std::string names = columns(0, n) + ", seq, lock, record";
+  const std::string names = columns();
   std::string assignments = "seq = " + next + ", record = " + record;
   for (std::size_t key = 1; key < n; ++key)
     assignments += ", " + column(key) + " = " + parameter(key + 1, "bytea");

@@ -72,6 +72,8 @@ class Table {
   // Quoted names of the table, and of the sequence that numbers its records.
   [[nodiscard]] std::string quoted_table() const;
   [[nodiscard]] std::string quoted_sequence() const;
+  // "k1, k2, seq, lock, record"
+  [[nodiscard]] std::string columns() const;
 
   // Returns the key bytes of a record.
   static std::string key_of(const TableKey& key, const char* record);
