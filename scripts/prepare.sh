@@ -8,11 +8,16 @@
 packages_for_commands='g++:g++ cmake:cmake ninja:ninja-build zstd:zstd'
 # Looks for perl as a package: perl-base, which every system has, brings the command without its
 # modules.
-other_packages='perl libgdbm-dev libgdbm-compat-dev libgettextpo-dev libcli11-dev libcsv-dev libhpdf-dev libarchive-dev nettle-dev nlohmann-json3-dev'
+other_packages='perl libgdbm-dev libgdbm-compat-dev libgettextpo-dev libcli11-dev libcsv-dev libhpdf-dev libarchive-dev nettle-dev nlohmann-json3-dev libpq-dev'
 check_packages='git clang libclang-rt-14-dev clang-format clang-tidy shellcheck mandoc'
 test_packages='libgtest-dev libvterm-dev make pkg-config dpkg-dev file'
 # The compiler for Windows, Wine, and what the sources of Debian's libraries are unpacked with.
 windows_packages='g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine64 googletest ca-certificates xz-utils'
+
+# Programs of PostgreSQL's server, of any version and from anywhere.
+has_database_server() {
+  [ -x "$(pg_config --bindir 2>/dev/null)/initdb" ] || ls /usr/lib/postgresql/*/bin/initdb >/dev/null 2>&1
+}
 
 missing_packages() {
   for pair in $packages_for_commands; do
@@ -25,6 +30,10 @@ missing_packages() {
   esac
   [ "$wanted" != windows ] || wanted_packages="$wanted_packages $windows_packages"
   [ "$wanted" != checks ] || wanted_packages="$wanted_packages $check_packages"
+  case $wanted in
+    programs | shop) ;;
+    *) has_database_server || echo postgresql ;;
+  esac
   for package in $wanted_packages; do
     [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || echo "$package"
   done
@@ -40,6 +49,20 @@ quietly() {
   echo "$(basename "$0"): failed: $*" >&2
   exit "$status"
 }
+
+# Installs packages, as root. A database server that is installed for the first time would make a
+# database cluster for the whole machine and start it; the tests make servers of their own, so a file
+# of settings forbids that meanwhile.
+# shellcheck disable=SC2016  # a script for another shell
+install_packages='
+  settings=/etc/postgresql-common/createcluster.d
+  case " $* " in *" postgresql "*)
+    trap "exit 1" HUP INT TERM
+    trap "rm -f $settings/marigold.conf; rmdir $settings 2>/dev/null" EXIT
+    mkdir -p $settings && echo "create_main_cluster = false" >$settings/marigold.conf || exit
+  esac
+  apt-get install --yes --no-install-recommends "$@"
+'
 
 install_missing() {
   missing=$(missing_packages | tr '\n' ' ')
@@ -58,8 +81,7 @@ install_missing() {
   # shellcheck disable=SC2086  # words are meant to be split
   quietly "$install_log" $as_root apt-get update
   # shellcheck disable=SC2086
-  quietly "$install_log" $as_root env DEBIAN_FRONTEND=noninteractive \
-    apt-get install --yes --no-install-recommends $missing
+  quietly "$install_log" $as_root env DEBIAN_FRONTEND=noninteractive sh -c "$install_packages" sh $missing
   rm -f "$install_log"
 }
 
