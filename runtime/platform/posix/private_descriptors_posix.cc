@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "runtime/platform/private_descriptors.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <vector>
+
+namespace marigold::inner {
+namespace {
+
+struct State {
+  std::vector<int> descriptors;
+  bool watches_forks = false;
+};
+State state;
+
+// Runs in a child before fork returns, so it makes only system calls that are allowed in a signal
+// handler.
+void close_all() {
+  for (const int descriptor : state.descriptors)
+    close(descriptor);
+}
+
+}  // namespace
+
+void private_descriptor_add(int descriptor) {
+  // Without this handler a forked child would keep the connection unnoticed, so a failure ends the
+  // process.
+  if (!state.watches_forks && pthread_atfork(nullptr, nullptr, close_all) != 0) std::abort();
+  state.watches_forks = true;
+  state.descriptors.push_back(descriptor);
+}
+
+void private_descriptor_remove(int descriptor) {
+  std::erase(state.descriptors, descriptor);
+}
+
+}  // namespace marigold::inner
