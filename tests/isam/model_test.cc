@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The engine against sorted lists in memory: random operations over several keys, every read mode,
+// An engine against sorted lists in memory: random operations over several keys, every read mode,
 // and a verification of the whole file again and again.
 
 #include <algorithm>
@@ -35,8 +35,8 @@ using Spots = std::array<Spot, kKeys.size()>;
 
 class Model {
  public:
-  explicit Model(unsigned seed) : random_(seed) {
-    file_ = ISBUILD("model", kWideRecord, kKeys[0], kExclusiveMode);
+  explicit Model(unsigned seed) : random_(seed), base_(at("model" + std::to_string(seed))) {
+    file_ = ISBUILD(base_.c_str(), kWideRecord, kKeys[0], kExclusiveMode);
     EXPECT_EQ(ISADDINDEX(file_, kKeys[1]), 0);
     EXPECT_EQ(ISADDINDEX(file_, kKeys[2]), 0);
   }
@@ -45,7 +45,7 @@ class Model {
   void reopen(int lock_mode) {
     check();
     ASSERT_EQ(ISCLOSE(file_), 0);
-    file_ = ISOPEN("model", kIsInputOutput | lock_mode);
+    file_ = ISOPEN(base_.c_str(), kIsInputOutput | lock_mode);
     ASSERT_GE(file_, 0) << iserrno;
     key_ = 0;
     position_ = kBeforeAll;
@@ -181,6 +181,7 @@ class Model {
   }
 
   std::mt19937 random_;
+  std::string base_;
   int file_ = -1;
   std::size_t key_ = 0;
   std::array<Order, kKeys.size()> orders_;

@@ -2,15 +2,90 @@
 #include "tests/isam/support.h"
 
 #include <array>
+#include <cctype>
 #include <cstddef>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <random>
+#include <sstream>
+#include <string_view>
 
 #include "runtime/isam/common/change_step.h"
+#include "runtime/isam/common/cluster_address.h"
 #include "runtime/isam/local/layout.h"
 #include "runtime/platform/mapped_file.h"
 
 namespace marigold::inner::test {
+
+namespace {
+
+constexpr const char* kCluster = "MARIGOLD_TEST_CLUSTER";
+
+}  // namespace
+
+std::string at(const std::string& name) {
+  const char* const directory = std::getenv(kCluster);
+  return directory == nullptr ? name : cluster_join(directory, name);
+}
+
+void test_in_cluster(const std::string& directory) {
+  if (directory.empty())
+    unsetenv(kCluster);
+  else
+    setenv(kCluster, directory.c_str(), 1);
+}
+
+int build(int mode) {
+  return ISBUILD(at("file").c_str(), 8, kPrimary, mode);
+}
+
+std::string record(std::int32_t number, char letter) {
+  std::string bytes(8, letter);
+  isst_int4(number, bytes.data());
+  return bytes;
+}
+
+namespace {
+
+int step(int file, char what, std::string& bytes) {
+  constexpr std::string_view kReads = "flnpceg";  // by their modes; a capital letter locks
+  const int lock = std::isupper(static_cast<unsigned char>(what)) != 0 ? kIsLock : 0;
+  const auto small = static_cast<char>(std::tolower(static_cast<unsigned char>(what)));
+  if (what == 'w') return ISWRITE(file, bytes.data());
+  if (what == 'd') return ISDELETE(file, bytes.data());
+  if (what == 'k') return ISSTART(file, kLetter, 0, bytes.data(), kIsEqual);
+  if (what == 'r') return ISRELEASE(file);
+  return ISREAD(file, bytes.data(), static_cast<int>(kReads.find(small)) | lock);
+}
+
+}  // namespace
+
+void play(int file, const std::string& steps) {
+  std::istringstream words(steps);
+  std::string played;
+  for (std::string word; words >> word;) {
+    word = word.substr(0, word.find('='));
+    std::int32_t number = 0;
+    char letter = 'a';
+    std::sscanf(word.c_str() + 1, "%d%c", &number, &letter);
+    std::string bytes = record(number, letter);
+    const bool reads = std::string_view("wdkr").find(word[0]) == std::string_view::npos;
+    const int error = error_of(step(file, word[0], bytes));
+    played += (played.empty() ? "" : " ") + word;
+    if (error != 0 || reads) played += '=';
+    if (error != 0) played += std::to_string(error);
+    if (error == 0 && reads) played += std::to_string(isld_int4(bytes.data())) + bytes[4];
+  }
+  EXPECT_EQ(played, steps);
+}
+
+void play_elsewhere(const std::string& steps) {
+  const auto body = [](const std::string& played) {
+    play(ISOPEN(at("file").c_str(), kSharedMode), played);
+  };
+  EXPECT_EQ(run_child(body, steps), 0);
+}
 
 std::string wide_record(std::int32_t number, std::uint32_t version) {
   std::mt19937 random(static_cast<unsigned>(number) * 7919U + version);
@@ -26,7 +101,7 @@ std::string wide_record(std::int32_t number, std::uint32_t version) {
 }
 
 void build_wide(const std::string& base, const Contents& contents) {
-  const int file = ISBUILD(base.c_str(), kWideRecord, kWidePrimary, kExclusiveMode);
+  const int file = ISBUILD(at(base).c_str(), kWideRecord, kWidePrimary, kExclusiveMode);
   ASSERT_GE(file, 0) << iserrno;
   ASSERT_EQ(ISADDINDEX(file, kWideText), 0) << iserrno;
   ASSERT_EQ(ISADDINDEX(file, kWideBoth), 0) << iserrno;
@@ -46,7 +121,7 @@ std::string verify(int file) {
 
 std::string examine(const std::string& base, Contents& contents) {
   contents.clear();
-  const int file = ISOPEN(base.c_str(), kSharedMode);
+  const int file = ISOPEN(at(base).c_str(), kSharedMode);
   if (file < 0) return "open: " + std::to_string(iserrno) + "\n";
   std::string result = verify(file);
   std::string record(kWideRecord, '\0');

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Shared parts of the engine's tests: a file of three keys with entries so long that every tree
+// Shared parts of the engines' tests: a file of three keys with entries so long that every tree
 // soon has several levels, a list in memory of the records that it must hold, and operations on
 // both. The torture tests are short by default; with --long they run for minutes and
 // report how much they did.
@@ -20,6 +20,28 @@ namespace marigold::inner::test {
 
 inline constexpr int kExclusiveMode = kIsInputOutput | kIsExclusive;
 inline constexpr int kSharedMode = kIsInputOutput | kIsManualLock;
+
+// Returns the base name of a file of the test: in the current directory, or in the database that
+// test_in_cluster has said.
+std::string at(const std::string& name);
+void test_in_cluster(const std::string& directory);  // this process and its children; "": no more
+
+// ---- A small file for steps that a test spells out: a primary key, and a letter at 4 that can be a
+// key.
+
+inline constexpr KeyDescription kPrimary{0, 1, {{{0, 4, kIsInt4}}}};
+inline constexpr KeyDescription kLetter{1, 1, {{{4, 1, kIsCharacters}}}};
+
+std::string record(std::int32_t number, char letter = 'a');
+// Builds "file".
+int build(int mode = kExclusiveMode);
+// Plays steps like "w20x" (write record 20 with the letter x) and "n=20x" (read the next one, which
+// is that record). After the sign stands the record that a read finds, or the number of the error.
+void play(int file, const std::string& steps);
+// Plays steps in another process, which then ends.
+void play_elsewhere(const std::string& steps);
+
+// ---- A wide file
 
 // number: int4 at 0, the primary key; text: 200 characters at 4, with duplicates; filler up to the
 // end.
