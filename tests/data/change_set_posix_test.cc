@@ -2,6 +2,7 @@
 // Sets of changes of users who may not write everywhere.
 
 #include "tests/data/support.h"
+#include "tests/isam/support.h"
 
 namespace marigold::inner::test {
 namespace {
@@ -45,6 +46,23 @@ TEST_F(RestrictedTest, ASetNeedsADirectoryForItsJournal) {
                   "/data/4/CHANGES.journal: Permission denied\n");
     return read(data_file("CUSTOMER"), 1) == 0 &&
            data_get_text(data_file("CUSTOMER"), "NAME") == "old";
+  }));
+}
+
+// The engine's reason stands before the number of an error that ends a process.
+TEST_F(RestrictedTest, AFatalErrorHasItsReason) {
+  EXPECT_FALSE(elsewhere([] {
+    data_open("CUSTOMER", LockWait::kTell);
+    die_at(5);
+    return write(data_file("CUSTOMER"), 2) == kDataDone;
+  }));
+  restrict(perms(0444));
+  EXPECT_TRUE(elsewhere([] {
+    become_a_reader();
+    data_file("CUSTOMER").read_only = true;
+    EXPECT_EXIT(data_open("CUSTOMER", LockWait::kTell), aborted,
+                "^\nstr: data/4/CUSTOMER\na program died during a change; .*\nerror\n *1013\n$");
+    return true;
   }));
 }
 

@@ -3,7 +3,10 @@
 // processes.
 #pragma once
 
+#include <set>
+
 #include "runtime/data/access/data_file.h"
+#include "runtime/data/access/data_path.h"
 #include "runtime/data/access/field_access.h"
 #include "tests/support/process.h"
 #include "tests/support/support.h"
@@ -21,7 +24,22 @@ FileDefinition stock();
 // Begins a process: both files are defined, nothing is open, fatal errors are reported.
 void begin_process();
 
-// A process that has begun, with its data in data/N.
+// Makes a place for data and sets DATA_DIRECTORY to it: the empty directory "data/%p", or, in the
+// program of a cluster, new schemas of the shared server.
+void begin_data();
+extern std::string (*new_data_place)();
+bool in_cluster();
+
+// Files of a directory, or of a schema, which has names without suffixes and no version records.
+std::set<std::string> data_files_in(int path_class);
+void remove_data_file(const std::string& path);
+
+// Version records by their paths. A missing one reads as "".
+std::string read_record(const std::string& path);
+void write_record(const std::string& path, const std::string& text);
+void remove_record(const std::string& path);
+
+// A process that has begun, with its data in a new place.
 struct DataTest : testing::Test {
   DataTest();
   ~DataTest() override;
@@ -68,6 +86,10 @@ template <typename Body, typename... Values>
 bool elsewhere(Body body, const Values&... values) {
   return OtherProcess(body, values...).ready();
 }
+
+// Lets this process die after so many steps of the engine; in a cluster, where most of the work is
+// done by another process, at some moment.
+void die_later(long steps);
 
 // Lets this process die as soon as the journal of a directory, such as "data/4", has a whole set.
 void die_when_recorded(const std::string& directory);

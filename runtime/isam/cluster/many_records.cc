@@ -70,20 +70,24 @@ int change_set(std::span<const SetChange> changes, std::size_t& locked) {
   const Number session(schema.session().number());
   steps[changes.size()] = {&sync, {}};
   std::vector<Rows> rows(steps.size());
+  const auto attempt = [&](Connection& connection) {
+    const int result = connection.run(steps, rows);
+    return result == kDivided ? kIsLocked : result;
+  };
   constexpr int kPatience = 60;
   for (int round = 0;; ++round) {
     if (round > 0) wait_a_little(round);
     const Number operation(schema.operation());
     steps.back() = {&schema.note, {session.bytes(), operation.bytes()}};
     bool done_before = false;
-    const int failed = schema.change(steps, rows, nullptr, 0, done_before);
+    const int failed = schema.change_by(attempt, nullptr, 0, done_before);
     if (failed == 0) {
       schema.acknowledge();
       note_changes(prepared, rows, done_before);
       return 0;
     }
     locked = std::min(schema.session().connection().failed_step(), changes.size() - 1);
-    if (failed != kDivided && failed != kIsLocked) return failed;
+    if (failed != kIsLocked) return failed;
     // A change without a lock holds its record for a moment.
     if (round == kPatience) return kIsLocked;
   }
