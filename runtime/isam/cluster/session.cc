@@ -39,7 +39,7 @@ constexpr const char* kKept = "interval '1 day'";
 
 // ---- Sessions
 
-int Session::find(const ClusterAddress& address, Session*& session) {
+int Session::find(const ClusterAddress& address, Schema*& schema) {
   if (state == nullptr) state = new State;
   auto& own = state->sessions[address.server];
   // The session of the parent process stays there; its object is of no use here, and must not say
@@ -47,10 +47,11 @@ int Session::find(const ClusterAddress& address, Session*& session) {
   if (own != nullptr && !own->is_ours()) static_cast<void>(own.release());
   if (own == nullptr) {
     auto made = std::make_unique<Session>(address, random_number());
+    static_cast<void>(made->schema(address).session());
     if (const int failed = made->connect_first()) return failed;
     own = std::move(made);
   }
-  session = own.get();
+  schema = &own->schema(address);
   return 0;
 }
 

@@ -31,9 +31,9 @@ inline constexpr int kClusterFormat = 1;
 
 class Session {
  public:
-  // Returns the session of this process at the server of the address, connected; a forked child gets
-  // its own.
-  static int find(const ClusterAddress& address, Session*& session);
+  // Gives the schema of the address, in the session of this process at its server, connected; a
+  // forked child gets its own.
+  static int find(const ClusterAddress& address, Schema*& schema);
 
   Session(const ClusterAddress& address, std::int64_t number);
   Session(const Session&) = delete;
@@ -97,7 +97,11 @@ class Schema {
   Schema& operator=(const Schema&) = delete;
   ~Schema();
 
-  [[nodiscard]] Session& session() { return session_; }
+  // The session, whose reasons of failures then name this schema.
+  [[nodiscard]] Session& session() {
+    session_.connection().speak_of(name_);
+    return session_;
+  }
   // Returns "SCHEMA"."NAME".
   [[nodiscard]] std::string quoted(std::string_view name) const;
 
