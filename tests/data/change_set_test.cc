@@ -177,8 +177,7 @@ TEST_F(DataTest, NoLockIsKeptWhileTheUserIsAsked) {
   static bool again;
   static int questions;
   static int pauses;
-  // A server may take a while to see that a process is dead.
-  clock_sleep_hook = [](int) { ++pauses, sleep_us(in_cluster() ? 20'000 : 0); };
+  clock_sleep_hook = [](int) { ++pauses; };
   const Books books("LINES");
   for (const auto& [locks, answer] : {std::pair{true, true}, {true, false}, {false, true}}) {
     books.prepare();
@@ -535,7 +534,7 @@ TEST_P(ChangeSetTest, NothingIsLostAmongProcessesThatDie) {
   std::array<Process, 2> movers{spawn(), spawn()};
   Process booker = start_child([](const std::string& of, unsigned seed) { book_singly(of, seed); },
                                name, static_cast<unsigned>(random()));
-  const int deaths = amount(is_slow_system() ? 10 : 60, 3000);
+  const int deaths = amount(is_slow_system() || in_cluster() ? 10 : 60, 3000);
   for (int count = 0; count < deaths && !HasFailure(); ++count) {
     Process& mover = movers[static_cast<std::size_t>(count % 2)];
     EXPECT_EQ(mover.wait(), kKilled);

@@ -2,7 +2,10 @@
 // Data in schemas of a database cluster: the place for the cases that are the same for directories,
 // and cases of clusters alone.
 
-#include <thread>
+#include <signal.h>
+
+#include <iterator>
+#include <sstream>
 
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/random_file.h"
@@ -19,6 +22,19 @@ std::string new_schemas() {
   static const std::string database = shared_server().address(shared_server().make_database());
   static int count = 0;
   return database + "/test_" + std::to_string(++count) + "_%p";
+}
+
+void forget_sessions_of_the_dead() {
+  static SqlSession session(shared_server().address());
+  const std::string select =
+      "SELECT string_agg(substr(application_name, 10), ' ') FROM pg_stat_activity "
+      "WHERE application_name LIKE 'marigold %'";
+  const auto is_dead = [](const std::string& process) { return kill(std::stoi(process), 0) != 0; };
+  for (bool found = true; found; sleep_us(500)) {
+    std::istringstream processes(session.run(select));
+    using Word = std::istream_iterator<std::string>;
+    found = std::any_of(Word(processes), Word(), is_dead);
+  }
 }
 
 struct Server : testing::Environment {
@@ -38,6 +54,7 @@ struct Server : testing::Environment {
 
 const bool placed = [] {
   new_data_place = new_schemas;
+  forget_the_dead = forget_sessions_of_the_dead;
   testing::AddGlobalTestEnvironment(new Server);
   return true;
 }();
@@ -112,7 +129,7 @@ TEST_F(DataTest, ASetOfTwoPlacesIsRefused) {
     EXPECT_EQ(errors_of([] { EXPECT_EQ(changes_commit(LockWait::kTell), 102); }),
               is_file ? "nothing is changed: some files of the set lie in a directory and some "
                         "in a database\n"
-                      : "nothing is changed: the files of the set lie in different databases\n");
+                      : "nothing is changed: the files of a set lie in different databases\n");
     for (DataFile* file : {&customers, &elsewhere})
       EXPECT_EQ(read(*file, 1), 3);
     data_close(elsewhere);

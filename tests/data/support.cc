@@ -23,6 +23,8 @@ std::string (*new_data_place)() = [] {
   return "data/%p"s;
 };
 
+void (*forget_the_dead)() = [] {};
+
 void begin_data() {
   setenv("DATA_DIRECTORY", new_data_place().c_str(), 1);
   settings_read();

@@ -29,6 +29,8 @@ void begin_process();
 void begin_data();
 extern std::string (*new_data_place)();
 bool in_cluster();
+// Waits until a server has noticed the end of all dead processes.
+extern void (*forget_the_dead)();
 
 // Files of a directory, or of a schema, which has names without suffixes and no version records.
 std::set<std::string> data_files_in(int path_class);
@@ -68,7 +70,14 @@ class OtherProcess {
     child_ = start_child(Staying<Body>(), values...);
     wait_for_answer();
   }
-  void kill_it() { child_.kill(); }
+  OtherProcess(const OtherProcess&) = delete;
+  OtherProcess& operator=(const OtherProcess&) = delete;
+  ~OtherProcess() { kill_it(); }
+  // Returns when its locks are free.
+  void kill_it() {
+    child_.kill();
+    forget_the_dead();
+  }
   // Kills it when this process sleeps next, which must be for so many whole seconds.
   void kill_at_next_sleep(int seconds);
   // Whether the body has returned true.
