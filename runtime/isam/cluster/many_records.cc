@@ -40,6 +40,13 @@ void prepare(const SetChange& change, Prepared& prepared, Step& step) {
   if (!change.deletes) step.parameters.emplace_back(change.record, table.record_length());
 }
 
+int fault_of(std::span<const Prepared> prepared) {
+  for (const Prepared& change : prepared) {
+    if (const int fault = change.table->fault()) return fault;
+  }
+  return 0;
+}
+
 // The sequences of records that this process has locked; -1: not known after a loss.
 void note_changes(std::span<const Prepared> prepared, std::span<const Rows> rows,
                   bool done_before) {
@@ -70,17 +77,19 @@ int change_set(std::span<const SetChange> changes, std::size_t& locked) {
   const Number session(schema.session().number());
   steps[changes.size()] = {&sync, {}};
   std::vector<Rows> rows(steps.size());
-  const auto attempt = [&](Connection& connection) {
-    const int result = connection.run(steps, rows);
-    return result == kDivided ? kIsLocked : result;
-  };
   constexpr int kPatience = 60;
   for (int round = 0;; ++round) {
     if (round > 0) wait_a_little(round);
     const Number operation(schema.operation());
     steps.back() = {&schema.note, {session.bytes(), operation.bytes()}};
     bool done_before = false;
-    const int failed = schema.change_by(attempt, nullptr, 0, done_before);
+    const int failed = schema.change_by(
+        [&](Connection& connection) {
+          if (const int fault = fault_of(prepared)) return fault;
+          const int result = connection.run(steps, rows);
+          return result == kDivided ? kIsLocked : result;
+        },
+        nullptr, 0, done_before);
     if (failed == 0) {
       schema.acknowledge();
       note_changes(prepared, rows, done_before);
@@ -160,8 +169,8 @@ int load(OpenIsam& file, const std::function<bool(char* record)>& next,
   // The records come only once, so a lost connection ends the load.
   int failed = connection.command("BEGIN");
   if (failed == 0)
-    failed = connection.copy_in_begin("COPY " + table.quoted_table() +
-                                      " FROM STDIN WITH (FORMAT binary)");
+    failed = connection.copy_in_begin("COPY " + table.quoted_table() + " (" + table.columns() +
+                                      ")" + " FROM STDIN WITH (FORMAT binary)");
   if (failed == 0) {
     failed = copy_records(table, connection, next, watch, sequence);
     if (failed != kLost) {

@@ -72,6 +72,8 @@ class Table {
   // Quoted names of the table, and of the sequence that numbers its records.
   [[nodiscard]] std::string quoted_table() const;
   [[nodiscard]] std::string quoted_sequence() const;
+  // "k1, k2, seq, lock, record"
+  [[nodiscard]] std::string columns() const;
 
   // Returns the key bytes of a record.
   static std::string key_of(const TableKey& key, const char* record);
@@ -93,6 +95,8 @@ class Table {
   // 0, or why no operation is possible, with its reason noted.
   int fault();
   void forget_fault() { fault_ = 0; }
+  // No operation is possible from now on, if this process has the file open.
+  void lose(int number, const std::string& reason);
 
   // After a new connection: takes the lock of the file, and those of its records.
   int restore(Connection& connection);
@@ -111,7 +115,6 @@ class Table {
   void make_statements();
   void make_changes();
   int restore_lock(Connection& connection, std::int64_t lock, HeldLock& held_lock, bool& good);
-  void lose(const Connection& connection, const std::string& what);
 
   Schema& schema_;
   std::string name_;
