@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The record of a data file's last backup: PATH.backup beside the data file, with the moment of the
 // backup and the place of the backup file. The record is a note for operators; no decision depends
-// on it. The maker of a backup writes the record when the backup is whole.
+// on it. The maker of a backup writes the record when the backup is whole. A file of a cluster has none
+// (ENOTSUP): its server makes the backups.
 // docs/formats/backup-record.md draws the format.
 #pragma once
 

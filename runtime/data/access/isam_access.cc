@@ -147,27 +147,32 @@ int open_or_make(const DataFile& file, const std::string& base, int mode, bool& 
   }
 }
 
-void get_info(int descriptor, const std::string& base, IsamInfo& info) {
-  if (isinfo(descriptor, info) != 0) fatal(base.c_str());
+void get_shape(int descriptor, const std::string& base, IsamInfo& shape) {
+  if (isshape(descriptor, shape) != 0) fatal(base.c_str());
+}
+
+// Asks for the number of records only if the file lacks keys.
+bool is_half_made(const DataFile& file, int descriptor, const IsamInfo& shape) {
+  return isam_is_half_made(file.definition, shape) && iscount(descriptor) == 0;
 }
 
 int open_for(const DataFile& file, const std::string& base, int mode, bool& created) {
   int descriptor = open_or_make(file, base, mode, created);
   if (descriptor < 0) return descriptor;
   IsamInfo info;
-  get_info(descriptor, base, info);
-  if (!file.read_only && isam_is_half_made(file.definition, info)) {
+  get_shape(descriptor, base, info);
+  if (!file.read_only && is_half_made(file, descriptor, info)) {
     ISCLOSE(descriptor);
     iserrno = isam_finish_making(file.definition, base);
     if (iserrno != 0 && iserrno != kIsFileLocked) fatal(base.c_str());
     descriptor = iserrno == 0 ? ISOPEN(base.c_str(), mode) : -1;
     if (descriptor < 0) return descriptor;
-    get_info(descriptor, base, info);
+    get_shape(descriptor, base, info);
   }
   std::string reason;
   if (isam_fits(file.definition, info, reason)) return descriptor;
   ISCLOSE(descriptor);
-  user_interface().warning((base + ": " + reason).c_str());
+  user_interface().warning((data_path_shown(base) + ": " + reason).c_str());
   data_fatal(base.c_str(), kIsBadFile);
 }
 

@@ -9,7 +9,7 @@
 // error 64.
 //
 // While a process holds a class, a record in the lock file names the process; see
-// docs/formats/lock-file.md.
+// docs/formats/lock-file.md. In a cluster the server names the processes.
 #pragma once
 
 #include <string>
@@ -29,8 +29,8 @@ struct LockHolder {
 };
 
 // Gives the present holders of a class, this process included, also without multi-user operation. A
-// class without a lock file has no holder. Returns 0, or the system's error number. On a network
-// file system the list has only the holders whose locks the file system passes on.
+// class without a lock file has no holder. Returns 0, or the number of the system or the engine. On a
+// network file system the list has only the holders whose locks the file system passes on.
 int lock_file_holders(int path_class, std::vector<LockHolder>& holders);
 
 }  // namespace marigold::inner
