@@ -116,6 +116,7 @@ class Connection {
   static std::string quoted_name(std::string_view name);
   static std::string quoted_text(std::string_view text);
 
+  [[nodiscard]] const std::string& server() const { return server_; }
   [[nodiscard]] const std::string& place() const { return place_; }
   // Notes "PLACE: REASON" and returns the number.
   [[nodiscard]] int refuse(int number, std::string_view reason) const;
