@@ -119,6 +119,7 @@ class Connection {
   // Names a schema in the reasons of failures from now on.
   void speak_of(const std::string& schema) { schema_ = &schema; }
   [[nodiscard]] std::string place() const;
+  [[nodiscard]] const std::string& server() const { return server_; }
   // Notes "PLACE: REASON" and returns the number.
   [[nodiscard]] int refuse(int number, std::string_view reason) const;
 
