@@ -65,9 +65,9 @@ int IncomingTable::flush() {
 }
 
 int IncomingTable::close() {
+  // After a failure the destructor closes the file; the reason is that of the failure.
   const int failed = flush();
-  const int not_closed = file_.close();
-  return failed != 0 ? failed : not_closed;
+  return failed != 0 ? failed : file_.close();
 }
 
 void IncomingTable::append_steps(bool replace, std::vector<IsExchange>& steps) const {

@@ -119,6 +119,14 @@ void append_row(Table& table, const char* record, std::int64_t sequence, std::st
   append_field({record, table.record_length()}, to);
 }
 
+// Names of the columns in the order of append_row.
+std::string columns_of(const Table& table) {
+  std::string names;
+  for (std::size_t key = 1; key <= table.keys().size(); ++key)
+    names += "k" + std::to_string(key) + ", ";
+  return names + "seq, lock, record";
+}
+
 // Sends all records. EINTR when `watch` stops it.
 int copy_records(Table& table, Connection& connection,
                  const std::function<bool(char* record)>& next,
@@ -156,8 +164,8 @@ int load(OpenIsam& file, const std::function<bool(char* record)>& next,
   // The records come only once, so a lost connection ends the load.
   int failed = connection.command("BEGIN");
   if (failed == 0)
-    failed = connection.copy_in_begin("COPY " + table.quoted_table() +
-                                      " FROM STDIN WITH (FORMAT binary)");
+    failed = connection.copy_in_begin("COPY " + table.quoted_table() + " (" + columns_of(table) +
+                                      ") FROM STDIN WITH (FORMAT binary)");
   if (failed == 0) {
     failed = copy_records(table, connection, next, watch, sequence);
     if (failed != kLost) {

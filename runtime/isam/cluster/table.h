@@ -69,6 +69,7 @@ class Table {
   [[nodiscard]] std::int64_t id() const { return id_; }
   [[nodiscard]] std::size_t record_length() const { return record_length_; }
   [[nodiscard]] std::vector<TableKey>& keys() { return keys_; }
+  [[nodiscard]] const std::vector<TableKey>& keys() const { return keys_; }
   // Quoted names of the table, and of the sequence that numbers its records.
   [[nodiscard]] std::string quoted_table() const;
   [[nodiscard]] std::string quoted_sequence() const;
