@@ -55,10 +55,7 @@ int lock_table(Table& table, bool exclusive) {
 int find_schema(const std::string& base, ClusterAddress& address, Schema*& schema) {
   const std::string reason = cluster_parse(base, address);
   if (!reason.empty()) return refuse(kIsBadArgument, reason);
-  Session* session = nullptr;
-  if (const int failed = Session::find(address, session)) return failed;
-  schema = &session->schema(address);
-  return 0;
+  return Session::find(address, schema);
 }
 
 // Gives the file to its caller, who has it locked.

@@ -226,8 +226,12 @@ std::string Connection::words() const {
   return one_line(library_->PQerrorMessage(connection_));
 }
 
+std::string Connection::place() const {
+  return place_ + (schema_ == nullptr ? "" : ", schema " + *schema_);
+}
+
 int Connection::refuse(int number, std::string_view reason) const {
-  return isam::refuse(number, place_ + ": " + std::string(reason));
+  return isam::refuse(number, place() + ": " + std::string(reason));
 }
 
 // ---- Statements

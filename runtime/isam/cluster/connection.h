@@ -77,7 +77,7 @@ class Rows {
 
 class Connection {
  public:
-  // `place` begins the reasons of failures.
+  // `place`, hosts and database, begins the reasons of failures.
   Connection(std::string server, std::string place)
       : server_(std::move(server)), place_(std::move(place)) {}
   Connection(const Connection&) = delete;
@@ -117,7 +117,9 @@ class Connection {
   static std::string quoted_text(std::string_view text);
 
   [[nodiscard]] const std::string& server() const { return server_; }
-  [[nodiscard]] const std::string& place() const { return place_; }
+  // Names a schema in the reasons of failures from now on.
+  void speak_of(const std::string& schema) { schema_ = &schema; }
+  [[nodiscard]] std::string place() const;
   // Notes "PLACE: REASON" and returns the number.
   [[nodiscard]] int refuse(int number, std::string_view reason) const;
 
@@ -132,6 +134,7 @@ class Connection {
 
   std::string server_;
   std::string place_;
+  const std::string* schema_ = nullptr;
   const ClientLibrary* library_ = nullptr;
   PGconn* connection_ = nullptr;
   std::uint64_t number_ = 0;  // differs for every connection of the process

@@ -40,6 +40,13 @@ void prepare(const SetChange& change, Prepared& prepared, Step& step) {
   if (!change.deletes) step.parameters.emplace_back(change.record, table.record_length());
 }
 
+int fault_of(std::span<const Prepared> prepared) {
+  for (const Prepared& change : prepared) {
+    if (const int fault = change.table->fault()) return fault;
+  }
+  return 0;
+}
+
 // The sequences of records that this process has locked; -1: not known after a loss.
 void note_changes(std::span<const Prepared> prepared, std::span<const Rows> rows,
                   bool done_before) {
@@ -76,14 +83,20 @@ int change_set(std::span<const SetChange> changes, std::size_t& locked) {
     const Number operation(schema.operation());
     steps.back() = {&schema.note, {session.bytes(), operation.bytes()}};
     bool done_before = false;
-    const int failed = schema.change(steps, rows, nullptr, 0, done_before);
+    const int failed = schema.change_by(
+        [&](Connection& connection) {
+          if (const int fault = fault_of(prepared)) return fault;
+          const int result = connection.run(steps, rows);
+          return result == kDivided ? kIsLocked : result;
+        },
+        nullptr, 0, done_before);
     if (failed == 0) {
       schema.acknowledge();
       note_changes(prepared, rows, done_before);
       return 0;
     }
     locked = std::min(schema.session().connection().failed_step(), changes.size() - 1);
-    if (failed != kDivided && failed != kIsLocked) return failed;
+    if (failed != kIsLocked) return failed;
     // A change without a lock holds its record for a moment.
     if (round == kPatience) return kIsLocked;
   }
@@ -119,14 +132,6 @@ void append_row(Table& table, const char* record, std::int64_t sequence, std::st
   append_field({record, table.record_length()}, to);
 }
 
-// Names of the columns in the order of append_row.
-std::string columns_of(const Table& table) {
-  std::string names;
-  for (std::size_t key = 1; key <= table.keys().size(); ++key)
-    names += "k" + std::to_string(key) + ", ";
-  return names + "seq, lock, record";
-}
-
 // Sends all records. EINTR when `watch` stops it.
 int copy_records(Table& table, Connection& connection,
                  const std::function<bool(char* record)>& next,
@@ -150,7 +155,6 @@ int copy_records(Table& table, Connection& connection,
 int load(OpenIsam& file, const std::function<bool(char* record)>& next,
          const std::function<bool(std::uint64_t records)>& watch) {
   Table& table = static_cast<ClusterFile&>(file).table();
-  if (const int fault = table.fault()) return fault;
   if (!table.exclusive) return kIsNotExclusive;
   Schema& schema = table.schema();
   Connection& connection = schema.session().connection();
@@ -158,14 +162,14 @@ int load(OpenIsam& file, const std::function<bool(char* record)>& next,
   Statement last{.text = "SELECT last_value FROM " + table.quoted_sequence(), .once = true};
   const Step step{&last, {}};
   Rows rows;
-  if (const int failed = schema.session().ask({&step, 1}, {&rows, 1})) return failed;
+  if (const int failed = table.ask({&step, 1}, {&rows, 1})) return failed;
   std::int64_t sequence = rows.number(0, 0);
   ++table.changes;
   // The records come only once, so a lost connection ends the load.
   int failed = connection.command("BEGIN");
   if (failed == 0)
-    failed = connection.copy_in_begin("COPY " + table.quoted_table() + " (" + columns_of(table) +
-                                      ") FROM STDIN WITH (FORMAT binary)");
+    failed = connection.copy_in_begin("COPY " + table.quoted_table() + " (" + table.columns() +
+                                      ")" + " FROM STDIN WITH (FORMAT binary)");
   if (failed == 0) {
     failed = copy_records(table, connection, next, watch, sequence);
     if (failed != kLost) {

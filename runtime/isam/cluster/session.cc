@@ -20,7 +20,7 @@ using Clock = std::chrono::steady_clock;
 // Connections last until the process ends: the server notices the end, and nothing has to be done
 // for it. So the state has no destructor.
 struct State {
-  std::map<std::string, std::unique_ptr<Session>> sessions;  // by the address of the server
+  std::map<std::string, std::unique_ptr<Session>> sessions;  // by server and settings
 };
 
 State* state = nullptr;
@@ -32,6 +32,9 @@ std::int64_t random_number() {
   return static_cast<std::int64_t>(bits);
 }
 
+constexpr const char* kLostChanges =
+    "the server has come back without changes that had been done, but not flushed";
+
 // Rows of sessions that ended this long ago are removed.
 constexpr const char* kKept = "interval '1 day'";
 
@@ -39,18 +42,20 @@ constexpr const char* kKept = "interval '1 day'";
 
 // ---- Sessions
 
-int Session::find(const ClusterAddress& address, Session*& session) {
+int Session::find(const ClusterAddress& address, Schema*& schema) {
   if (state == nullptr) state = new State;
-  auto& own = state->sessions[address.server];
+  const std::string settings = std::to_string(address.reconnect) + (address.each ? "each" : "");
+  auto& own = state->sessions[address.server + " " + settings];
   // The session of the parent process stays there; its object is of no use here, and must not say
   // good-bye to the server.
   if (own != nullptr && !own->is_ours()) static_cast<void>(own.release());
   if (own == nullptr) {
     auto made = std::make_unique<Session>(address, random_number());
+    static_cast<void>(made->schema(address).session());
     if (const int failed = made->connect_first()) return failed;
     own = std::move(made);
   }
-  session = own.get();
+  schema = &own->schema(address);
   return 0;
 }
 
@@ -222,7 +227,7 @@ int Schema::make() {
 int Schema::write_row(Connection& connection) {
   const Number session(session_.number());
   const Number process(process_number());
-  const Number operation(last_operation_);
+  const Number operation(last_acknowledged_);
   const std::string host = host_name();
   const Step step{&insert_row_, {session.bytes(), process.bytes(), host, operation.bytes()}};
   Rows rows;
@@ -240,8 +245,8 @@ int Schema::begin_changes() {
 }
 
 int Schema::fault_of(Table* table) const {
-  if (!changes_lost_.empty()) return refuse(kIsChangesLost, changes_lost_);
-  return table == nullptr ? 0 : table->fault();
+  if (table != nullptr) return table->fault();
+  return lost_changes_ ? session_.connection().refuse(kIsChangesLost, kLostChanges) : 0;
 }
 
 std::string Schema::note_text(std::int64_t operation) const {
@@ -250,11 +255,10 @@ std::string Schema::note_text(std::int64_t operation) const {
 }
 
 int Schema::flush() {
-  const Number session(session_.number());
-  const Step step{&flush_, {session.bytes()}};
+  const Number number(session_.number());
+  const Step step{&flush_, {number.bytes()}};
   Rows rows;
-  const int failed = changes_begun_ ? session_.ask({&step, 1}, {&rows, 1}) : 0;
-  return failed == 0 && !changes_lost_.empty() ? refuse(kIsChangesLost, changes_lost_) : failed;
+  return changes_begun_ ? session().ask({&step, 1}, {&rows, 1}) : 0;
 }
 
 // Compares the session's row with what this process knows to be done.
@@ -265,9 +269,9 @@ int Schema::read_row(Connection& connection) {
   if (const int failed = connection.run({&step, 1}, {&rows, 1})) return failed;
   const std::int64_t last = rows.count() == 0 ? 0 : rows.number(0, 0);
   if (last < last_acknowledged_) {
-    changes_lost_ =
-        connection.place() +
-        ": the server has come back without changes that had been done, but not flushed";
+    lost_changes_ = true;
+    for (const auto& [name, table] : tables_)
+      table->lose(kIsChangesLost, connection.place() + ": " + kLostChanges);
     last_acknowledged_ = last;
   }
   if (pending_.operation != 0 && last == pending_.operation) {

@@ -31,9 +31,9 @@ inline constexpr int kClusterFormat = 1;
 
 class Session {
  public:
-  // Returns the session of this process at the server of the address, connected; a forked child gets
-  // its own.
-  static int find(const ClusterAddress& address, Session*& session);
+  // Gives the schema of the address, in the session of this process at its server, connected; a
+  // forked child gets its own.
+  static int find(const ClusterAddress& address, Schema*& schema);
 
   Session(const ClusterAddress& address, std::int64_t number);
   Session(const Session&) = delete;
@@ -97,7 +97,11 @@ class Schema {
   Schema& operator=(const Schema&) = delete;
   ~Schema();
 
-  [[nodiscard]] Session& session() { return session_; }
+  // The session, whose reasons of failures then name this schema.
+  [[nodiscard]] Session& session() {
+    session_.connection().speak_of(name_);
+    return session_;
+  }
   // Returns "SCHEMA"."NAME".
   [[nodiscard]] std::string quoted(std::string_view name) const;
 
@@ -119,6 +123,7 @@ class Schema {
   template <typename Attempt>
   int change_by(Attempt attempt, Table* table, std::int64_t lock, bool& done_before) {
     pending_ = {.operation = ++last_operation_, .lock = lock, .table = table};
+    lost_changes_ = false;
     const int failed = session_.repeat([&](Connection& connection) {
       if (pending_.done) return 0;
       if (const int fault = fault_of(table)) return fault;
@@ -142,9 +147,6 @@ class Schema {
   int restore(Connection& connection);
 
   [[nodiscard]] std::map<std::string, std::shared_ptr<Table>>& tables() { return tables_; }
-  // Reason of kIsChangesLost; "": the server has all changes.
-  [[nodiscard]] const std::string& changes_lost() const { return changes_lost_; }
-  void forget_lost_changes() { changes_lost_.clear(); }
 
   Statement find_file;
   Statement lock_file;  // $2: 1 for the file alone
@@ -164,7 +166,7 @@ class Schema {
   std::int64_t last_operation_ = 0;     // given to a change
   std::int64_t last_acknowledged_ = 0;  // known to be done
   PendingChange pending_;
-  std::string changes_lost_;
+  bool lost_changes_ = false;  // since the change under way began
   Statement insert_row_;
   Statement select_row_;
   Statement flush_;

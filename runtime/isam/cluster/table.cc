@@ -20,15 +20,6 @@ std::string column(std::size_t key) {
   return "k" + std::to_string(key + 1);
 }
 
-// "k1, k2, k3" with something before and after each name.
-std::string columns(std::size_t first, std::size_t count, const std::string& before = "",
-                    const std::string& after = "") {
-  std::string text;
-  for (std::size_t key = first; key < count; ++key)
-    text.append(key == first ? "" : ", ").append(before).append(column(key)).append(after);
-  return text;
-}
-
 std::string key_parameters(std::size_t count) {
   std::string text;
   for (std::size_t key = 0; key < count; ++key)
@@ -153,6 +144,13 @@ std::string Table::quoted_sequence() const {
   return schema_.quoted("f" + std::to_string(number_) + "_seq");
 }
 
+std::string Table::columns() const {
+  std::string text;
+  for (std::size_t key = 0; key < keys_.size(); ++key)
+    text += column(key) + ", ";
+  return text + "seq, lock, record";
+}
+
 int Table::take_shape(const Rows& rows) {
   if (rows.is_null(0, kFormat) || rows.number(0, kFormat) != kClusterFormat)
     return refuse(
@@ -223,7 +221,7 @@ void Table::make_changes() {
   const std::string record = parameter(n + 2, "bytea");
   const std::string next = "nextval(" + Connection::quoted_text(quoted_sequence()) + ")";
   const std::string values = key_parameters(n) + ", " + next + ", " + lock + ", " + record;
-  const std::string names = columns(0, n) + ", seq, lock, record";
+  const std::string names = columns();
   std::string assignments = "seq = " + next + ", record = " + record;
   for (std::size_t key = 1; key < n; ++key)
     assignments += ", " + column(key) + " = " + parameter(key + 1, "bytea");
@@ -271,15 +269,20 @@ void Table::note_change(std::int64_t lock, std::int64_t sequence) {
   if (const auto found = held.find(lock); found != held.end()) found->second.sequence = sequence;
 }
 
+int Table::ask(std::span<const Step> steps, std::span<Rows> rows) {
+  if (const int before = fault()) return before;
+  const int failed = schema_.session().ask(steps, rows);
+  return failed != 0 ? failed : fault();
+}
+
 int Table::fault() {
-  if (!schema_.changes_lost().empty()) return refuse(kIsChangesLost, schema_.changes_lost());
   return fault_ == 0 ? 0 : refuse(fault_, fault_reason_);
 }
 
-void Table::lose(const Connection& connection, const std::string& what) {
-  if (fault_ != 0) return;
-  fault_ = kIsLockLost;
-  fault_reason_ = connection.place() + ": the connection was lost for a while, and " + what;
+void Table::lose(int number, const std::string& reason) {
+  if (users == 0 || fault_ == kIsChangesLost) return;
+  fault_ = number;
+  fault_reason_ = reason;
 }
 
 int Table::restore_lock(Connection& connection, std::int64_t lock, HeldLock& held_lock,
@@ -298,19 +301,21 @@ int Table::restore_lock(Connection& connection, std::int64_t lock, HeldLock& hel
 int Table::restore(Connection& connection) {
   ++changes;
   if (users == 0 || retired) return 0;
+  const std::string before = connection.place() + ": the connection was lost for a while, and ";
   const Number alone(exclusive ? 1 : 0);
   const Step step{&schema_.lock_file, {name_, alone.bytes()}};
   Rows rows;
   if (const int failed = connection.run({&step, 1}, {&rows, 1})) return failed;
   const bool same = rows.count() == 1 && rows.number(0, kNumber) == number_;
-  if (!same || rows.number(0, kGotLock) == 0)
-    lose(connection, same ? "another process has taken the file for itself"
-                          : "another file has taken the place of " + name_);
+  if (!same) lose(kIsLockLost, before + "another file has taken the place of " + name_);
+  if (same && rows.number(0, kGotLock) == 0)
+    lose(kIsLockLost, before + "another process has taken the file for itself");
   for (auto& [lock, held_lock] : held) {
     bool good = false;
     if (const int failed = restore_lock(connection, lock, held_lock, good)) return failed;
     if (!good)
-      lose(connection, "another process has locked or changed a record that was locked here");
+      lose(kIsLockLost,
+           before + "another process has locked or changed a record that was locked here");
   }
   return 0;
 }

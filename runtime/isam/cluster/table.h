@@ -69,10 +69,11 @@ class Table {
   [[nodiscard]] std::int64_t id() const { return id_; }
   [[nodiscard]] std::size_t record_length() const { return record_length_; }
   [[nodiscard]] std::vector<TableKey>& keys() { return keys_; }
-  [[nodiscard]] const std::vector<TableKey>& keys() const { return keys_; }
   // Quoted names of the table, and of the sequence that numbers its records.
   [[nodiscard]] std::string quoted_table() const;
   [[nodiscard]] std::string quoted_sequence() const;
+  // "k1, k2, seq, lock, record"
+  [[nodiscard]] std::string columns() const;
 
   // Returns the key bytes of a record.
   static std::string key_of(const TableKey& key, const char* record);
@@ -91,9 +92,15 @@ class Table {
   // Notes that this process has changed a record; sequence 0: deleted.
   void note_change(std::int64_t lock, std::int64_t sequence);
 
+  // Runs steps that only read or lock, in one round trip, unless there is a fault; also one that is
+  // found while a lost connection comes back.
+  int ask(std::span<const Step> steps, std::span<Rows> rows);
+
   // 0, or why no operation is possible, with its reason noted.
   int fault();
   void forget_fault() { fault_ = 0; }
+  // No operation is possible from now on, if this process has the file open.
+  void lose(int number, const std::string& reason);
 
   // After a new connection: takes the lock of the file, and those of its records.
   int restore(Connection& connection);
@@ -112,7 +119,6 @@ class Table {
   void make_statements();
   void make_changes();
   int restore_lock(Connection& connection, std::int64_t lock, HeldLock& held_lock, bool& good);
-  void lose(const Connection& connection, const std::string& what);
 
   Schema& schema_;
   std::string name_;

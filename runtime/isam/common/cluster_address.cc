@@ -174,8 +174,7 @@ std::string cluster_parse(std::string_view address, ClusterAddress& parsed) {
   parsed.server = std::string(servers) + std::string(path.substr(0, schema)) + options;
   std::string hosts;
   decode(servers.substr(std::max(scheme_length(servers), servers.rfind('@') + 1)), hosts);
-  parsed.place = (hosts.empty() ? "the local server" : hosts) + ", database " + database +
-                 ", schema " + parsed.schema;
+  parsed.place = (hosts.empty() ? "the local server" : hosts) + ", database " + database;
   return reason;
 }
 

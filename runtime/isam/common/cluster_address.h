@@ -37,8 +37,7 @@ struct ClusterAddress {
   int reconnect = 30;  // seconds
   bool each = false;   // durability
   int read_ahead = 0;  // records
-  // "HOSTS, database DATABASE, schema SCHEMA"
-  std::string place;
+  std::string place;   // "HOSTS, database DATABASE"
 };
 
 // Takes an address of a file apart. Returns "" or the reason why it is none.

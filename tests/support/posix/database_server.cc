@@ -16,9 +16,9 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
-#include <charconv>
 #include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -39,10 +39,10 @@ namespace {
 
 constexpr int kDefaultPort = 5432;  // of libpq
 
-// Makes a directory in $1 and prints its path. Once the pipe on standard input ends, ends what the
-// server and the programs that make it have left; each of them has the name of the directory on its
-// command line or in its title. A killed server leaves a System V segment, whose number is in the
-// last field of line 7.
+// Makes a directory in $1 and prints its path. Once the pipe on standard input ends or has a line,
+// ends what the server and the programs that make it have left; each of them has the name of the
+// directory on its command line or in its title. A killed server leaves a System V segment, whose
+// number is in the last field of line 7.
 constexpr const char* kGuard = R"(
 trap '' HUP INT TERM PIPE
 directory=$(mktemp -d "$1/marigold-pg-XXXXXX") || exit
@@ -306,7 +306,7 @@ pid_t SqlSession::backend() const {
 
 // ---- Start and end
 
-struct DatabaseServer::Follow {
+struct DatabaseServer::Standby {
   const DatabaseServer& primary;
   std::string slot;  // "" for none
 };
@@ -325,19 +325,19 @@ DatabaseServer::DatabaseServer(const ServerOptions& options)
   start();
 }
 
-DatabaseServer::DatabaseServer(const Follow& follow)
-    : port_(follow.primary.tcp_ ? free_port() : kDefaultPort), tcp_(follow.primary.tcp_) {
+DatabaseServer::DatabaseServer(const Standby& standby)
+    : port_(standby.primary.tcp_ ? free_port() : kDefaultPort), tcp_(standby.primary.tcp_) {
   make_directory();
   Words words = {"-D",       data(),
-                 "-h",       follow.primary.directory_,
-                 "-p",       std::to_string(follow.primary.port_),
+                 "-h",       standby.primary.directory_,
+                 "-p",       std::to_string(standby.primary.port_),
                  "-U",       user_name(),
                  "-R",       "--checkpoint=fast",
                  "--no-sync"};
-  if (!follow.slot.empty()) words.insert(words.end(), {"-C", "-S", follow.slot});
+  if (!standby.slot.empty()) words.insert(words.end(), {"-C", "-S", standby.slot});
   run(server_command("pg_basebackup", words));
   // The primary may have been a standby with a slot itself.
-  write_lines(data() + "/postgresql.auto.conf", "primary_slot_name = '" + follow.slot + "'\n",
+  write_lines(data() + "/postgresql.auto.conf", "primary_slot_name = '" + standby.slot + "'\n",
               std::ios::app);
   // Those of the primary stand before them.
   write_settings("synchronous_standby_names = ''\n");
@@ -347,6 +347,8 @@ DatabaseServer::DatabaseServer(const Follow& follow)
 DatabaseServer::~DatabaseServer() {
   if (owner_ != getpid()) return;  // of a process that was forked, without an exec
   if (is_running()) stop_immediately();
+  // A forked process may have a copy of the pipe, whose end would come late.
+  if (write(guard_pipe_, "\n", 1) != 1) fail_call("the guard of a server");
   close(guard_pipe_);
   ended(guard_, 0);
 }
@@ -460,7 +462,7 @@ void DatabaseServer::give_up(const std::string& reason) const {
 
 std::unique_ptr<DatabaseServer> DatabaseServer::make_standby(const StandbyOptions& options) {
   const std::string slot = options.slot ? "standby_" + std::to_string(++standbys_) : "";
-  std::unique_ptr<DatabaseServer> standby(new DatabaseServer(Follow{*this, slot}));
+  std::unique_ptr<DatabaseServer> standby(new DatabaseServer(Standby{*this, slot}));
   const std::string name = fs::path(standby->directory_).filename();
   if (options.synchronous) configure("synchronous_standby_names = '\"" + name + "\"'\n");
   const std::string question =
@@ -494,7 +496,7 @@ std::string DatabaseServer::sql(const std::string& statements, const std::string
 }
 
 std::string DatabaseServer::make_database() {
-  const std::string name = "test_" + std::to_string(++databases_);
+  std::string name = "test_" + std::to_string(++databases_);
   sql("CREATE DATABASE " + name);
   return name;
 }

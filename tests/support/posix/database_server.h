@@ -7,11 +7,11 @@
 // without one; any other user runs it as himself.
 //
 // The server survives neither its object nor its process: a shell that waits for the end of a pipe
-// ends it and removes the directory, also after the process was killed. So a process that was
-// forked and holds a copy of the pipe delays that. Nothing here needs GoogleTest; a benchmark
-// compiles database_server.cc itself and links libpq. A server that does not do what is asked
-// (start, stop, take a statement) ends the process by abort() with the end of the server's log, for
-// every test after that would fail as well.
+// ends it and removes the directory, also after the process was killed; a forked process that lives
+// on, with a copy of the pipe, delays that. Nothing here needs GoogleTest: a benchmark compiles
+// database_server.cc itself and links libpq. A server that does not do what is asked (start, stop,
+// take a statement) ends the process by abort() with the end of the server's log, for every test
+// after that would fail as well.
 #pragma once
 
 #include <sys/types.h>
@@ -123,8 +123,8 @@ class DatabaseServer {
   void free_disk();
 
  private:
-  struct Follow;  // what a standby follows
-  explicit DatabaseServer(const Follow& primary);
+  struct Standby;  // what a standby follows, and how
+  explicit DatabaseServer(const Standby& standby);
   void make_directory();
   void start_guard();
   void mount_disk(int size);
