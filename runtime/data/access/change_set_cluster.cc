@@ -23,9 +23,6 @@ int commit_in_cluster(std::span<const RecordChange> changes, const DataFile*& lo
     case kIsLocked:
       locked_file = changes[locked].file;
       break;
-    case kIsBadArgument:
-      reason = "the files of the set lie in different databases";
-      break;
     case kIsServer:
       user_interface().warning("the set of changes is done as a whole, or nothing of it");
       [[fallthrough]];

@@ -45,13 +45,13 @@ class ClusterFile : public NewDataFile {
   std::size_t bytes_ = 0;  // of the block
 };
 
-// The server gives the new table its owner and rights.
-int ClusterFile::create(const std::string& base, const std::string& /*old_base*/) {
+int ClusterFile::create(const std::string& base, const std::string& old_base) {
   if (const int failed = conversion_step("create")) return failed;
   const KeyDescription primary =
       definition_.type == FileType::kIsam ? isam_key(definition_, 1) : random_key();
-  descriptor_ = ISBUILD(cluster_table(base, definition_.type).c_str(), definition_.record_length,
-                        primary, kIsInputOutput | kIsExclusive);
+  descriptor_ = isbuild_like(cluster_table(base, definition_.type).c_str(),
+                             cluster_table(old_base, definition_.type).c_str(),
+                             definition_.record_length, primary, kIsInputOutput | kIsExclusive);
   return descriptor_ < 0 ? iserrno : 0;
 }
 
