@@ -149,7 +149,8 @@ void changes_delete(DataFile& file);
 // 0 nothing is changed, and the set stays for a further try, or for changes_drop. A disk that fails
 // once the set is recorded ends the process with a system error; the set is then finished as after
 // a death. So does a server that is lost meanwhile; the set is then done, or nothing is changed.
-// 102: files of directories and of a database, or of two databases. System errors: 101 no set has begun, or one of its files has been closed.
+// 102: files of directories and of a database, or of two databases. System errors: 101 no set has
+// begun, or one of its files has been closed.
 int changes_commit(LockWait wait);
 
 // Drops the set. Does nothing without a set.

@@ -7,13 +7,14 @@
 #include <iterator>
 #include <sstream>
 
+#include "runtime/core/settings.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/random_file.h"
 #include "runtime/data/access/restore_journal.h"
 #include "runtime/data/access/version.h"
-#include "runtime/isam/common/cluster.h"
 #include "tests/data/support.h"
 #include "tests/support/posix/database_server.h"
+#include "tests/support/posix/line_proxy.h"
 
 namespace marigold::inner::test {
 namespace {
@@ -134,6 +135,58 @@ TEST_F(DataTest, ASetOfTwoPlacesIsRefused) {
       EXPECT_EQ(read(*file, 1), 3);
     data_close(elsewhere);
   }
+}
+
+// What a program pays on a long line.
+TEST_F(DataTest, OperationsTakeFewRoundTrips) {
+  const LineProxy line(shared_server().socket());
+  setenv("DATA_DIRECTORY", (line.address(shared_server().make_database()) + "/class_%p").c_str(),
+         1);
+  settings_read();
+  static DataFile& keyed = data_file("CUSTOMER");
+  static DataFile& numbered = data_file("STOCK");
+  for (DataFile* file : {&keyed, &numbered}) {
+    ASSERT_EQ(data_open(*file, LockWait::kTell), 0);
+    for (const int number : {1, 2})
+      EXPECT_EQ(write(*file, number), 0);
+    data_close(*file);
+  }
+  struct Row {
+    const char* what;
+    void (*does)();
+    std::uint64_t trips;
+  };
+  for (const Row& row : std::initializer_list<Row>{
+           {"close and open", [] { data_close(keyed), data_open(keyed, LockWait::kTell); }, 4},
+           {"the same", [] { data_close(numbered), data_open(numbered, LockWait::kTell); }, 4},
+           {"read", [] { read(keyed, 1); }, 1},
+           {"read and next", [] { read(keyed, 1), data_read_next(keyed, 1); }, 2},
+           {"lock", [] { read(keyed, 1, true); }, 1},
+           {"write over", [] { write(keyed, 1); }, 2},
+           {"write",
+            [] {
+              static int number = 2;
+              write(keyed, ++number);
+            },
+            1},
+           {"delete", [] { fill(keyed, 3), data_delete(keyed); }, 1},
+           {"set", [] { changes_begin(), changes_write(keyed), changes_commit(LockWait::kTell); },
+            1},
+           {"read number", [] { read(numbered, 1); }, 1},
+           {"read and next number", [] { read(numbered, 1), data_read_next(numbered, 1); }, 2},
+           {"lock number", [] { read(numbered, 1, true); }, 1},
+           {"write number", [] { write(numbered, 1); }, 1},
+           {"append", [] { write(numbered, 0); }, 2},
+           {"delete number", [] { fill(numbered, 1), data_delete(numbered); }, 2},
+           {"version", [] { version_read_path(4); }, 1}}) {
+    std::uint64_t before = 0;
+    for (int round = 0; round < 2; ++round) {  // the first one may have a statement planned
+      before = line.counts().round_trips;
+      row.does();
+    }
+    EXPECT_LE(line.counts().round_trips - before, row.trips) << row.what;
+  }
+  data_close_all();
 }
 
 // ---- Failures end with the server's words

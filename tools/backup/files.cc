@@ -59,6 +59,11 @@ bool find_backup_groups(const BackupSelection& selection, std::vector<BackupGrou
     DataTarget target;
     if (!find_data_file({.file = name, .set = selection.set, .path = ""}, target, problems))
       return false;
+    if (target.in_cluster()) {
+      problems.push_back(only_in_directories(
+          target, "pg_dump makes a backup of all files of a schema, of one moment"));
+      return false;
+    }
     if (!fits_in_backup(target.definition->name.view())) {
       problems.push_back(name + ": a file of this name cannot be in a backup");
       return false;

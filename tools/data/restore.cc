@@ -170,6 +170,10 @@ bool Restore::select_file(const BackupFile& entry, Problems& problems) {
                       problems) ||
       !check_definition(*file, problems))
     return false;
+  if (file->target.in_cluster())
+    return fail(problems, only_in_directories(file->target,
+                                              "restore it into a directory, and copy it from there "
+                                              "(marigold data copy)"));
   if (FileSwap::of(file->target.base, entry.type)->has_leftovers())
     return fail(problems, file->target.base +
                               ": left by an interrupted conversion; run it again to finish it");

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A set of changes on its way into the files. change_set.cc commits sets in directories, and chooses.
+// A set of changes on its way into the files. change_set.cc commits sets in directories, and
+// chooses.
 #pragma once
 
 #include <span>
@@ -17,8 +18,8 @@ struct RecordChange {
 
 // Carries out a set whose files all lie in one database, by a transaction of its server: needs no
 // journal, marks and turns. Returns 0; kIsLocked with the file of the locked record; or another
-// number with its reason: nothing is changed then. A server that is lost on the way ends the process,
-// because nobody can tell then whether it has done the set.
+// number with its reason: nothing is changed then. A server that is lost on the way ends the
+// process, because nobody can tell then whether it has done the set.
 int commit_in_cluster(std::span<const RecordChange> changes, const DataFile*& locked_file,
                       std::string& reason);
 

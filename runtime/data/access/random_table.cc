@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Random files of a cluster: a keyed file whose primary key is the record's number. A deleted record
-// stays there with its deletion marker, so that its number is not given out again; a number that
-// programs jumped over has no record.
+// Random files of a cluster: a keyed file whose primary key is the record's number. A deleted
+// record stays there with its deletion marker, so that its number is not given out again; a number
+// that programs jumped over has no record.
 
 #include <algorithm>
 #include <cerrno>
@@ -62,8 +62,8 @@ class TableStore : public RandomStore {
   std::vector<char> spare_;  // a record
 };
 
-// A new file is made in the wanted mode, so that it is never closed in between: another process would
-// take the exclusive lock of its maker for that of a user.
+// A new file is made in the wanted mode, so that it is never closed in between: another process
+// would take the exclusive lock of its maker for that of a user.
 int TableStore::open(const RandomOpening& opening, bool& created) {
   constexpr int kPatience = 200;
   const std::string base = random_table(opening.path, opening.owner);

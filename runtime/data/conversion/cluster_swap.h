@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Puts the converted data files of a schema in the place of the old ones: all of a class in one step
-// of the server, with their version records and that of the class, or none. A run that is killed
-// before that leaves new files without any use, and the next run removes them.
+// Puts the converted data files of a schema in the place of the old ones: all of a class in one
+// step of the server, with their version records and that of the class, or none. A run that is
+// killed before that leaves new files without any use, and the next run removes them.
 //
 // In the names of random files ".random" follows the names of file_swap.h.
 #pragma once
@@ -41,10 +41,10 @@ struct ClusterReplacement {
   double to;
 };
 
-// Puts the new files, which are whole and closed, in place, and writes the version of the class unless
-// `class_record` is "". Keeps the old files if `keep`, else removes them; this process has them open
-// exclusively, or nobody. 0, or the engine's number: everything is as before then, unless the server
-// was lost on the way.
+// Puts the new files, which are whole and closed, in place, and writes the version of the class
+// unless `class_record` is "". Keeps the old files if `keep`, else removes them; this process has
+// them open exclusively, or nobody. 0, or the engine's number: everything is as before then,
+// unless the server was lost on the way.
 int cluster_replace(std::span<const ClusterReplacement> files, bool keep,
                     const std::string& class_record, double class_version);
 

@@ -116,10 +116,10 @@ class Connection {
   static std::string quoted_name(std::string_view name);
   static std::string quoted_text(std::string_view text);
 
+  [[nodiscard]] const std::string& server() const { return server_; }
   // Names a schema in the reasons of failures from now on.
   void speak_of(const std::string& schema) { schema_ = &schema; }
   [[nodiscard]] std::string place() const;
-  [[nodiscard]] const std::string& server() const { return server_; }
   // Notes "PLACE: REASON" and returns the number.
   [[nodiscard]] int refuse(int number, std::string_view reason) const;
 

@@ -36,7 +36,7 @@ class Snapshot {
   [[nodiscard]] bool is_open() const { return file_ != nullptr; }
   [[nodiscard]] std::uint64_t record_count() const { return record_count_; }
   [[nodiscard]] std::uint64_t slot_count() const { return slot_count_; }
-  // Slots read so far, in the order of the slots.
+  // Slots read so far.
   [[nodiscard]] std::uint64_t at() const { return at_; }
 
   // Gives the next record in the order of the slots, or in that of order_by_writing: `slot` points to
