@@ -496,18 +496,21 @@ TEST_F(ClusterTest, ChangesThatTheServerLosesAreNeverSilent) {
   const int file = build(kSharedMode);
   play(file, "w1x w2y");
   ASSERT_EQ(ISFLUSH(file), 0);
-  play(file, "w3z");
-  server.kill();
-  server.start();
-  play(file, "e1=122 w4a=122");
+  // The server may have written the change already.
+  for (int round = 0; round < 10 && error_of(iscount(file)) == 0; ++round) {
+    EXPECT_EQ(error_of(ISWRITE(file, record(3 + round).data())), 0);
+    server.kill();
+    server.start();
+  }
+  play(file, "e1=122 w99a=122");
   EXPECT_NE(std::string(isreason()).find("without changes that had been done"), std::string::npos);
   EXPECT_EQ(error_of(ISCLOSE(file)), kIsChangesLost);
   const int again = ISOPEN(at("file").c_str(), kSharedMode);
-  play(again, "f=1x n=2y n=110 w3z");
+  play(again, "f=1x n=2y w99z");
   ASSERT_EQ(ISFLUSH(again), 0);
   server.kill();
   server.start();
-  play(again, "e3=3z");
+  play(again, "e99=99z");
   EXPECT_EQ(ISCLOSE(again), 0);
   test_in_cluster(server.address() + "/schema?reconnect=1");
   const int patient = ISOPEN(at("file").c_str(), kSharedMode);

@@ -225,12 +225,11 @@ bool ClusterFile::take_ahead(const Search& search, char* record) {
 // look at the record as it is under the lock; a single statement would see the record as it was
 // before.
 int ClusterFile::run_locking(const Search& search, Look& look, Rows& rows) {
-  Session& session = table_->schema().session();
   const bool by_primary = search.key == 0 && search.mode == kIsEqual;
   const std::int64_t own = by_primary ? table_->lock_of(look.edge.key) : 0;
   // The server counts locks, and this process has the lock already.
   if (by_primary && !mode().automatic && table_->held.contains(own))
-    return session.ask({&look.plain, 1}, {&rows, 1});
+    return table_->ask({&look.plain, 1}, {&rows, 1});
   const Number own_number(own);
   if (by_primary)
     look.locking = {&table_->lock_primary,
@@ -240,8 +239,7 @@ int ClusterFile::run_locking(const Search& search, Look& look, Rows& rows) {
     if (round > 0) wait_a_little(round);
     const Step steps[] = {look.locking, look.plain};
     std::array<Rows, 2> both;
-    if (const int failed = session.ask(steps, both)) return failed;
-    if (const int fault = table_->fault()) return fault;
+    if (const int failed = table_->ask(steps, both)) return failed;
     const Rows& got = both[0];
     rows = std::move(both[1]);
     const std::int64_t outcome =
@@ -285,8 +283,7 @@ int ClusterFile::find(const Search& search, bool lock, char* record, KeyPosition
   Look look(*this, search, position, size);
   Rows rows;
   int failed = lock ? run_locking(search, look, rows)
-                    : table_->schema().session().ask({&look.plain, 1}, {&rows, 1});
-  if (failed == 0) failed = table_->fault();
+                    : table_->ask({&look.plain, 1}, {&rows, 1});
   if (failed != 0 && failed != kIsLocked) return failed;
   const bool found = rows.count() > 0 &&
                      (search.mode != kIsEqual ||
@@ -371,7 +368,6 @@ int ClusterFile::remove(const char* record) {
 }
 
 int ClusterFile::add_key(const KeyDescription& key) {
-  if (const int fault = table_->fault()) return fault;
   if (!table_->exclusive) return kIsNotExclusive;
   if (find_key(key) < table_->keys().size()) return kIsKeyExists;
   if (table_->keys().size() == kIsMostKeys) return kIsBadKey;
@@ -383,7 +379,8 @@ int ClusterFile::add_key(const KeyDescription& key) {
 
 int ClusterFile::flush() {
   if (const int fault = table_->fault()) return fault;
-  return table_->schema().flush();
+  const int failed = table_->schema().flush();
+  return failed != 0 ? failed : table_->fault();
 }
 
 // ---- Locks
@@ -446,10 +443,9 @@ int ClusterFile::close() {
 // ---- Properties
 
 int ClusterFile::count(std::int64_t& records) {
-  if (const int fault = table_->fault()) return fault;
   const Step step{&table_->count, {}};
   Rows rows;
-  const int failed = table_->schema().session().ask({&step, 1}, {&rows, 1});
+  const int failed = table_->ask({&step, 1}, {&rows, 1});
   if (failed == 0) records = rows.number(0, 0);
   return failed;
 }
@@ -463,7 +459,6 @@ int ClusterFile::changes(std::uint64_t& number) {
 }
 
 int ClusterFile::info(IsamInfo& info) {
-  if (const int fault = table_->fault()) return fault;
   return table_info(*table_, info);
 }
 
@@ -479,7 +474,6 @@ int ClusterFile::fill(double& fill) {
 }
 
 int ClusterFile::check(std::vector<std::string>& findings, const IsWatch& watch) {
-  if (const int fault = table_->fault()) return fault;
   return table_check(*table_, findings, watch);
 }
 

@@ -155,7 +155,6 @@ int copy_records(Table& table, Connection& connection,
 int load(OpenIsam& file, const std::function<bool(char* record)>& next,
          const std::function<bool(std::uint64_t records)>& watch) {
   Table& table = static_cast<ClusterFile&>(file).table();
-  if (const int fault = table.fault()) return fault;
   if (!table.exclusive) return kIsNotExclusive;
   Schema& schema = table.schema();
   Connection& connection = schema.session().connection();
@@ -163,7 +162,7 @@ int load(OpenIsam& file, const std::function<bool(char* record)>& next,
   Statement last{.text = "SELECT last_value FROM " + table.quoted_sequence(), .once = true};
   const Step step{&last, {}};
   Rows rows;
-  if (const int failed = schema.session().ask({&step, 1}, {&rows, 1})) return failed;
+  if (const int failed = table.ask({&step, 1}, {&rows, 1})) return failed;
   std::int64_t sequence = rows.number(0, 0);
   ++table.changes;
   // The records come only once, so a lost connection ends the load.

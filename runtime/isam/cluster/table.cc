@@ -269,6 +269,12 @@ void Table::note_change(std::int64_t lock, std::int64_t sequence) {
   if (const auto found = held.find(lock); found != held.end()) found->second.sequence = sequence;
 }
 
+int Table::ask(std::span<const Step> steps, std::span<Rows> rows) {
+  if (const int before = fault()) return before;
+  const int failed = schema_.session().ask(steps, rows);
+  return failed != 0 ? failed : fault();
+}
+
 int Table::fault() {
   return fault_ == 0 ? 0 : refuse(fault_, fault_reason_);
 }

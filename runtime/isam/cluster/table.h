@@ -92,6 +92,10 @@ class Table {
   // Notes that this process has changed a record; sequence 0: deleted.
   void note_change(std::int64_t lock, std::int64_t sequence);
 
+  // Runs steps that only read or lock, in one round trip, unless there is a fault; also one that is
+  // found while a lost connection comes back.
+  int ask(std::span<const Step> steps, std::span<Rows> rows);
+
   // 0, or why no operation is possible, with its reason noted.
   int fault();
   void forget_fault() { fault_ = 0; }

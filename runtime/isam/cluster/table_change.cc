@@ -111,8 +111,7 @@ int table_lock(Table& table, const std::string& key, std::int64_t lock, std::int
   for (int round = 0; round < kPatience; ++round) {
     if (round > 0) wait_a_little(round);
     std::array<Rows, 2> rows;
-    if (const int failed = table.schema().session().ask(steps, rows)) return failed;
-    if (const int fault = table.fault()) return fault;
+    if (const int failed = table.ask(steps, rows)) return failed;
     const std::int64_t outcome = rows[0].number(0, 0);
     sequence = rows[1].count() == 0 ? 0 : rows[1].number(0, 0);
     if (outcome != kBusy) return outcome == kGot ? 0 : kIsLocked;
@@ -178,7 +177,7 @@ int table_info(Table& table, IsamInfo& info) {
                   .once = true};
   const Step step{&sizes, {}};
   Rows rows;
-  if (const int failed = table.schema().session().ask({&step, 1}, {&rows, 1})) return failed;
+  if (const int failed = table.ask({&step, 1}, {&rows, 1})) return failed;
   info = table_shape(table);
   info.record_count = rows.number(0, 0);
   info.data_bytes = static_cast<std::uint64_t>(rows.number(0, 1));
@@ -223,7 +222,7 @@ int table_check(Table& table, std::vector<std::string>& findings, const IsWatch&
   for (;;) {
     const Step step{&walk, {from}};
     Rows rows;
-    if (const int failed = table.schema().session().ask({&step, 1}, {&rows, 1})) return failed;
+    if (const int failed = table.ask({&step, 1}, {&rows, 1})) return failed;
     for (int row = 0; row < rows.count(); ++row)
       verify_row(table, rows, row, findings);
     done += static_cast<std::uint64_t>(rows.count());
