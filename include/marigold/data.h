@@ -129,7 +129,8 @@ void data_release(DataFile& file);
 // A process has one set at a time. Reads without a lock may find a part of a set while its program
 // carries it out; a read with a lock finds no record of a set before the set is done. After a death
 // the next program that locks or changes a record of these files, or opens one of them, finishes
-// the set first. The files lie in any number of data directories, on local disks.
+// the set first. The files lie in any number of data directories, on local disks; or all of them in
+// one database of a cluster.
 
 // Begins an empty set, and drops one that was begun before.
 void changes_begin();
@@ -147,7 +148,9 @@ void changes_delete(DataFile& file);
 // the reason, when the system refuses, for example 1028 for a full disk. After a result other than
 // 0 nothing is changed, and the set stays for a further try, or for changes_drop. A disk that fails
 // once the set is recorded ends the process with a system error; the set is then finished as after
-// a death. System errors: 101 no set has begun, or one of its files has been closed.
+// a death. So does a server that is lost meanwhile; the set is then done, or nothing is changed.
+// 102: files of directories and of a database, or of two databases. System errors: 101 no set has
+// begun, or one of its files has been closed.
 int changes_commit(LockWait wait);
 
 // Drops the set. Does nothing without a set.

@@ -2,6 +2,7 @@
 // Sets of changes of users who may not write everywhere.
 
 #include "tests/data/support.h"
+#include "tests/isam/support.h"
 
 namespace marigold::inner::test {
 namespace {
@@ -46,6 +47,27 @@ TEST_F(RestrictedTest, ASetNeedsADirectoryForItsJournal) {
     return read(data_file("CUSTOMER"), 1) == 0 &&
            data_get_text(data_file("CUSTOMER"), "NAME") == "old";
   }));
+}
+
+// The engine's reason stands before the number of an error that ends a process.
+TEST_F(RestrictedTest, AFatalErrorHasItsReason) {
+  EXPECT_FALSE(elsewhere([] {
+    data_open("CUSTOMER", LockWait::kTell);
+    die_at(15);
+    return write(data_file("CUSTOMER"), 2) == kDataDone;
+  }));
+  restrict(perms(0444));
+  const std::string errors = errors_of([] {
+    EXPECT_FALSE(elsewhere([] {
+      become_a_reader();
+      data_file("CUSTOMER").read_only = true;
+      return data_open("CUSTOMER", LockWait::kTell) == kDataDone;
+    }));
+  });
+  EXPECT_TRUE(
+      errors.starts_with("\nstr: data/4/CUSTOMER\na program died during a change; a program "
+                         "that may write the file must open it first\nerror\n      1013\n"))
+      << errors;
 }
 
 // A program that only reads goes on beside a set that it cannot finish; any other ends.

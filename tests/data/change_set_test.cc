@@ -90,7 +90,7 @@ struct ChangeSetTest : DataTest, testing::WithParamInterface<const char*> {
   // Returns the open books as they are before a set.
   Books fresh() const {
     data_close_all();
-    std::filesystem::remove_all("data");
+    begin_data();
     Books books(name);
     books.prepare();
     return books;
@@ -125,7 +125,9 @@ TEST_P(ChangeSetTest, ASetIsDoneByItsCommitAlone) {
   EXPECT_EQ(books.text(), kBefore);
   EXPECT_EQ(changes_commit(LockWait::kTell), 0);
   EXPECT_EQ(books.text(), kAfter);
-  EXPECT_GE(read_file(deciding(name) + "/CHANGES.journal").find_first_not_of('\0'), 64U);
+  if (!in_cluster()) {
+    EXPECT_GE(read_file(deciding(name) + "/CHANGES.journal").find_first_not_of('\0'), 64U);
+  }
   // The program's own lock stays, the others are given back.
   EXPECT_FALSE(others_can_lock("CUSTOMER", 1, 90));
   EXPECT_TRUE(others_can_lock(name, 1, 110));
@@ -484,7 +486,7 @@ void transfer(const std::string& name, unsigned seed, long lives) {
   const Shared<Bank> bank("bank");
   const Books books(name);
   std::mt19937 random(seed);
-  die_at(lives);
+  die_later(lives);
   while (!bank->ends) {
     const int account = static_cast<int>(random() % (kAccounts - 1));
     const int other = account + 1 + static_cast<int>(random() % (kAccounts - account - 1));
@@ -532,7 +534,7 @@ TEST_P(ChangeSetTest, NothingIsLostAmongProcessesThatDie) {
   std::array<Process, 2> movers{spawn(), spawn()};
   Process booker = start_child([](const std::string& of, unsigned seed) { book_singly(of, seed); },
                                name, static_cast<unsigned>(random()));
-  const int deaths = amount(is_slow_system() ? 10 : 60, 3000);
+  const int deaths = amount(is_slow_system() || in_cluster() ? 10 : 60, 3000);
   for (int count = 0; count < deaths && !HasFailure(); ++count) {
     Process& mover = movers[static_cast<std::size_t>(count % 2)];
     EXPECT_EQ(mover.wait(), kKilled);
@@ -547,7 +549,7 @@ TEST_P(ChangeSetTest, NothingIsLostAmongProcessesThatDie) {
   for (int account = 0; account < kAccounts; ++account)
     sum += amount_of(book_of(after, account), account);
   EXPECT_EQ(sum, kAccounts * kAmount + bank->booked);
-  EXPECT_GT(bank->commits, deaths / 2);
+  EXPECT_GT(bank->commits, in_cluster() ? 0 : deaths / 2);
   std::printf("[ killed ] %d times among %d sets and %d single bookings\n", deaths,
               bank->commits.load(), bank->booked.load());
 }

@@ -32,21 +32,21 @@ TEST_F(DataTest, CriticalPathsAreReadyTogetherOrNotAtAll) {
   // By the numbers of the entries: the first one is in the directory of class 4.
   write_file("definitions/PATHVER.DES", "PATH 1 2\nPATH 2 3 PATH 3 1 PATH 5 7\nEND.");
   for (const auto& [path_class, version] : {std::pair{4, 2}, {5, 3}, {6, 2}, {8, 7}}) {
-    std::filesystem::create_directories(data_directory(path_class));
+    data_make_directory(path_class);
     version_write_path(path_class, version);
   }
-  critical_path_set(1, "data/4");
-  critical_path_set(2, "./data/5/");
+  critical_path_set(1, data_directory(4));
+  critical_path_set(2, (in_cluster() ? "" : "./") + data_directory(5) + "/");
   ASSERT_TRUE(critical_path_check());
   EXPECT_EQ(states(), (std::vector{kReady, kReady, kUnchecked, kUnchecked, kUnchecked}));
   EXPECT_FALSE(can_be_taken_elsewhere(4));  // held shared
   EXPECT_TRUE(elsewhere([] { return path_lock_shared(5) == kDataDone; }));
 
-  critical_path_set(2, "data/4");
-  critical_path_set(3, "data/6");
-  critical_path_set(4, "data/7");
+  critical_path_set(2, data_directory(4));
+  critical_path_set(3, data_directory(6));
+  critical_path_set(4, data_directory(7));
   critical_path_set(5, "data/elsewhere");
-  critical_path_set(6, "data/8");
+  critical_path_set(6, data_directory(8));
   EXPECT_FALSE(critical_path_check());
   EXPECT_EQ(states(), (std::vector{kReady, kInUse, kConversionNeeded, kNew, kUnknown}));
   EXPECT_TRUE(can_be_taken_elsewhere(4));  // closed again
@@ -69,7 +69,7 @@ TEST_F(DataTest, CriticalPathsAreReadyTogetherOrNotAtAll) {
   const OtherProcess other([] { return path_lock_shared(8) == kDataDone; });
   for (int number = 1; number < kCriticalPaths; ++number)
     critical_path_set(number, "");
-  critical_path_set(5, "data/8");
+  critical_path_set(5, data_directory(8));
   EXPECT_FALSE(critical_path_check());
   EXPECT_EQ(critical_path_state(5), kInUse);
   critical_path_start();

@@ -46,21 +46,24 @@ struct BothKinds : DataTest, testing::WithParamInterface<const char*> {
 INSTANTIATE_TEST_SUITE_P(Kinds, BothKinds, testing::Values("CUSTOMER", "STOCK"));
 
 TEST_P(BothKinds, AMissingFileIsMadeWithItsVersion) {
-  const std::string path =
-      file.definition.type == FileType::kIsam ? "data/4/CUSTOMER" : "data/12/STOCK";
+  const std::string record = version_file_record(data_path(file));
   EXPECT_EQ(open(GetParam()), kDataDone);
-  EXPECT_EQ(read_file(path + ".ver"), "3\n");
-  EXPECT_TRUE(
-      std::filesystem::exists(file.definition.type == FileType::kIsam ? path + ".idx" : path));
+  EXPECT_EQ(read_record(record), "3\n");
+  const bool keyed = file.definition.type == FileType::kIsam;
+  EXPECT_TRUE(data_files_in(file.definition.path_class)
+                  .contains(GetParam() + (keyed == in_cluster() ? ""s
+                                          : keyed               ? ".idx"
+                                                                : ".random")))
+      << *data_files_in(file.definition.path_class).begin();
   EXPECT_EQ(data_get_double(file, "RATE"), 2.5);  // presets from the start
   EXPECT_EQ(open(GetParam()), kDataAlreadyOpen);
   EXPECT_EQ(write(file, 8, "eight"), 0);
   data_close(file);
   data_close(file);
   EXPECT_TRUE(file.record.empty());
-  std::filesystem::remove(path + ".ver");
+  remove_record(record);
   EXPECT_EQ(open(GetParam()), kDataDone);
-  EXPECT_FALSE(std::filesystem::exists(path + ".ver"));  // made only with the file
+  EXPECT_EQ(version_read_file(file), -3);  // made only with the file
   EXPECT_EQ(read(file, 8), 0);
   EXPECT_EQ(data_get_text(file, "NAME"), "eight");
 }
@@ -261,9 +264,9 @@ TEST_F(DataTest, ASecondaryKeyFindsOnlyItsValue) {
 
 TEST_F(DataTest, AFileWhoseMakerDiedIsFinished) {
   const FileDefinition half = customer();
-  std::filesystem::create_directories("data/4");
-  ISCLOSE(ISBUILD("data/4/CUSTOMER", 42, isam_key(half, 1), kIsInputOutput | kIsExclusive));
   DataFile& file = data_file("CUSTOMER");
+  data_make_directory(4);
+  ISCLOSE(ISBUILD(data_path(file).c_str(), 42, isam_key(half, 1), kIsInputOutput | kIsExclusive));
   ASSERT_EQ(open("CUSTOMER"), 0);
   IsamInfo info;
   ASSERT_EQ(isinfo(file.engine.descriptor, info), 0);
@@ -273,6 +276,7 @@ TEST_F(DataTest, AFileWhoseMakerDiedIsFinished) {
   fill(file, 0, "one");
   EXPECT_EQ(data_read(file, 2, false, LockWait::kTell), 0);
   data_delete(file);
+  if (in_cluster()) return;
   ASSERT_EQ(isinfo(file.engine.descriptor, info), 0);
   EXPECT_EQ(info.deleted_count, 1);
   EXPECT_EQ(info.data_bytes, std::filesystem::file_size("data/4/CUSTOMER.dat"));
@@ -308,7 +312,7 @@ TEST_P(BothKinds, AFirstOpenThatIsKilledAnywhereIsFinished) {
 TEST_P(BothKinds, AFileWithoutRecordsGetsTheVersionThatItLacks) {
   ASSERT_EQ(open(GetParam()), kDataDone);
   data_close(file);
-  std::filesystem::remove(version_file_record(data_path(file)));
+  remove_record(version_file_record(data_path(file)));
   ASSERT_EQ(open(GetParam()), kDataDone);
   EXPECT_EQ(version_read_file(file), 3);
   data_close(file);
@@ -326,7 +330,7 @@ TEST_P(BothKinds, RecordsOfAnotherVersionEndTheProgram) {
                     ", the definition has version 3\nerror\n +" + number);
   }
   for (const double harmless : {3.0, -1.0}) {  // or no record at all
-    harmless < 0 ? static_cast<void>(std::filesystem::remove(version_file_record(data_path(file))))
+    harmless < 0 ? remove_record(version_file_record(data_path(file)))
                  : version_write_file(file, harmless);
     EXPECT_EQ(data_check_version(file), kDataDone);
   }

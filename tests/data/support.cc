@@ -1,17 +1,82 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "tests/data/support.h"
 
+#include <thread>
+
 #include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/data/access/change_journal.h"
 #include "runtime/data/access/lock_file.h"
 #include "runtime/data/definition/definition_set.h"
 #include "runtime/isam/common/change_step.h"
+#include "runtime/isam/common/cluster.h"
+#include "runtime/isam/common/cluster_address.h"
 #include "runtime/platform/clock.h"
 #include "runtime/platform/process.h"
 #include "runtime/texte/syserr.h"
+#include "tests/isam/support.h"
 
 namespace marigold::inner::test {
+
+std::string (*new_data_place)() = [] {
+  std::filesystem::remove_all("data");
+  return "data/%p"s;
+};
+
+void (*forget_the_dead)() = [] {};
+
+void begin_data() {
+  setenv("DATA_DIRECTORY", new_data_place().c_str(), 1);
+  settings_read();
+}
+
+bool in_cluster() {
+  return is_cluster_address(data_directory(0));
+}
+
+std::set<std::string> data_files_in(int path_class) {
+  std::set<std::string> found;
+  if (in_cluster()) {
+    std::vector<std::string> names;
+    EXPECT_EQ(islist(data_directory(path_class), names), 0);
+    found.insert(names.begin(), names.end());
+    return found;
+  }
+  for (const auto& entry : std::filesystem::directory_iterator(data_directory(path_class)))
+    found.insert(entry.path().filename().string());
+  return found;
+}
+
+std::string read_record(const std::string& path) {
+  std::string text;
+  return !in_cluster() ? read_file(path) : istext_read(path, text) == 0 ? text : "";
+}
+
+void write_record(const std::string& path, const std::string& text) {
+  if (in_cluster()) {
+    EXPECT_EQ(istext_write(path, text), 0);
+  } else {
+    std::filesystem::create_directories(data_path_directory(path));
+    write_file(path, text);
+  }
+}
+
+static void remove(IsExchange::Kind kind, const std::string& path) {
+  const IsExchange step{.kind = kind, .from = path};
+  EXPECT_TRUE(in_cluster() ? isexchange({&step, 1}) == 0 : std::filesystem::remove(path)) << path;
+}
+
+void remove_data_file(const std::string& path) {
+  if (in_cluster()) {
+    EXPECT_TRUE(data_files_in(5).contains(cluster_file_name(path))) << path;
+  }
+  remove(IsExchange::Kind::kRemove, path);
+}
+
+void remove_record(const std::string& path) {
+  remove(IsExchange::Kind::kRemoveText, path);
+}
+
 void begin_process() {
   definition_start();
   path_lock_start();
@@ -45,7 +110,7 @@ FileDefinition stock() {
 }
 
 DataTest::DataTest() {
-  setenv("DATA_DIRECTORY", "data/%p", 1);
+  begin_data();
   setenv("IS_MULTIUSER", "TRUE", 1);
   begin_process();
 }
@@ -55,6 +120,14 @@ DataTest::~DataTest() {
   path_lock_start();
   user_interface_start();
   clock_sleep_hook = nullptr;
+}
+
+void die_later(long steps) {
+  if (!in_cluster()) return die_at(steps);
+  std::thread([steps] {
+    sleep_us(50 * steps);
+    die_now();
+  }).detach();
 }
 
 void die_when_recorded(const std::string& directory) {

@@ -3,7 +3,10 @@
 // processes.
 #pragma once
 
+#include <set>
+
 #include "runtime/data/access/data_file.h"
+#include "runtime/data/access/data_path.h"
 #include "runtime/data/access/field_access.h"
 #include "tests/support/process.h"
 #include "tests/support/support.h"
@@ -21,7 +24,24 @@ FileDefinition stock();
 // Begins a process: both files are defined, nothing is open, fatal errors are reported.
 void begin_process();
 
-// A process that has begun, with its data in data/N.
+// Makes a place for data and sets DATA_DIRECTORY to it: the empty directory "data/%p", or, in the
+// program of a cluster, new schemas of the shared server.
+void begin_data();
+extern std::string (*new_data_place)();
+bool in_cluster();
+// Waits until a server has noticed the end of all dead processes.
+extern void (*forget_the_dead)();
+
+// Files of a directory, or of a schema, which has names without suffixes and no version records.
+std::set<std::string> data_files_in(int path_class);
+void remove_data_file(const std::string& path);
+
+// Version records by their paths. A missing one reads as "".
+std::string read_record(const std::string& path);
+void write_record(const std::string& path, const std::string& text);
+void remove_record(const std::string& path);
+
+// A process that has begun, with its data in a new place.
 struct DataTest : testing::Test {
   DataTest();
   ~DataTest() override;
@@ -50,7 +70,14 @@ class OtherProcess {
     child_ = start_child(Staying<Body>(), values...);
     wait_for_answer();
   }
-  void kill_it() { child_.kill(); }
+  OtherProcess(const OtherProcess&) = delete;
+  OtherProcess& operator=(const OtherProcess&) = delete;
+  ~OtherProcess() { kill_it(); }
+  // Returns when its locks are free.
+  void kill_it() {
+    child_.kill();
+    forget_the_dead();
+  }
   // Kills it when this process sleeps next, which must be for so many whole seconds.
   void kill_at_next_sleep(int seconds);
   // Whether the body has returned true.
@@ -68,6 +95,10 @@ template <typename Body, typename... Values>
 bool elsewhere(Body body, const Values&... values) {
   return OtherProcess(body, values...).ready();
 }
+
+// Lets this process die after so many steps of the engine; in a cluster, where most of the work is
+// done by another process, at some moment.
+void die_later(long steps);
 
 // Lets this process die as soon as the journal of a directory, such as "data/4", has a whole set.
 void die_when_recorded(const std::string& directory);

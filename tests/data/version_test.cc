@@ -17,9 +17,10 @@ TEST(VersionTest, NumbersAreWrittenWithoutWhatSaysNothing) {
 TEST_F(DataTest, AVersionRecordStandsBesideItsFile) {
   const DataFile& file = data_file("CUSTOMER");
   EXPECT_EQ(version_read_file(file), -3);  // none
-  std::filesystem::create_directories("data/4");
+  const std::string record = version_file_record(data_path(file));
+  write_record(record, "12.25\n");
   version_write_file(file, 12.5);
-  EXPECT_EQ(read_file("data/4/CUSTOMER.ver"), "12.5\n");
+  EXPECT_EQ(read_record(record), "12.5\n");
   EXPECT_EQ(version_read_file(file), 12.5);
   const std::pair<double, std::vector<const char*>> rows[] = {
       {2, {"# old: 1\n\t 2 # now\n"}},
@@ -28,10 +29,11 @@ TEST_F(DataTest, AVersionRecordStandsBesideItsFile) {
       {-3, {"", "x3", "3x", "#", "-1", "nan", "1e999"}}};
   for (const auto& [expected, contents] : rows) {
     for (const char* content : contents) {
-      write_file("data/4/CUSTOMER.ver", content);
+      write_record(record, content);
       EXPECT_EQ(version_read_file(file), expected) << content;
     }
   }
+  if (in_cluster()) return;
   std::filesystem::remove("data/4/CUSTOMER.ver");
   std::filesystem::create_directories("data/4/CUSTOMER.ver/in the way");
   EXPECT_EXIT(version_write_file(file, 4), aborted, "^error\n        12\n");
@@ -65,10 +67,11 @@ TEST_F(DataTest, TablesSayWhichVersionFollows) {
 
 TEST_F(DataTest, ADirectoryHasAVersionRecord) {
   EXPECT_EQ(version_read_path(7), 0);
-  std::filesystem::create_directories("data/7");
+  data_make_directory(7);
   version_write_path(7, 2.25);
-  EXPECT_EQ(read_file("data/7/PATHCONV.ver"), "2.25\n");
+  EXPECT_EQ(read_record(version_path_record(7)), "2.25\n");
   EXPECT_EQ(version_read_path(7), 2.25);
+  if (in_cluster()) return;
   EXPECT_EXIT(version_write_path(8, 1), aborted, "^error\n        41\n");
 }
 

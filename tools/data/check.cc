@@ -86,7 +86,7 @@ void look_beside(const DataTarget& target, Checked& checked) {
   const std::string journal = path_beside(target.base, kRestoreJournal);
   if (file_exists(journal.c_str()))
     checked.findings.push_back("beside " + journal + " of an interrupted restore; run it again");
-  if (FileSwap(target.base, target.definition->type).has_leftovers())
+  if (FileSwap::of(target.base, target.definition->type)->has_leftovers())
     checked.findings.push_back("left by an interrupted conversion; run it again to finish it");
   checked.looked_at.push_back("left_behind");
 }

@@ -170,7 +170,7 @@ bool Restore::select_file(const BackupFile& entry, Problems& problems) {
                       problems) ||
       !check_definition(*file, problems))
     return false;
-  if (FileSwap(file->target.base, entry.type).has_leftovers())
+  if (FileSwap::of(file->target.base, entry.type)->has_leftovers())
     return fail(problems, file->target.base +
                               ": left by an interrupted conversion; run it again to finish it");
   classes_.insert(entry.path_class);

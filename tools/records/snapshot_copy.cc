@@ -39,7 +39,7 @@ bool SnapshotFile::open_keyed(std::string& problem) {
 }
 
 bool SnapshotFile::open(std::string& problem) {
-  if (FileSwap(target_.base, target_.definition->type).is_half_in_place())
+  if (FileSwap::of(target_.base, target_.definition->type)->is_half_in_place())
     return fail(problem, target_.base + ": left by an interrupted conversion; run it again");
   if (is_keyed()) {
     if (!open_keyed(problem)) return false;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <string_view>
 
@@ -43,6 +44,7 @@ std::string backup_record_path(const DataFile& file) {
 }
 
 std::optional<BackupRecord> backup_record_read(const DataFile& file) {
+  if (data_in_cluster(file)) return {};
   constexpr std::size_t kLongest = 8192;  // bytes: a path and the time
   std::string text;
   if (file_read(backup_record_path(file).c_str(), text, kLongest) != 0) return {};
@@ -54,6 +56,7 @@ std::optional<BackupRecord> backup_record_read(const DataFile& file) {
 }
 
 int backup_record_write(const DataFile& file, const BackupRecord& record) {
+  if (data_in_cluster(file)) return ENOTSUP;
   const std::string line = record.time + " " + record.place.substr(0, record.place.find('\n'));
   const std::string like =
       data_path(file) + (file.definition.type == FileType::kIsam ? ".dat" : "");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The set of changes of this process, and its commit. change_turns.h describes how a set stays
-// whole.
+// whole in directories.
 
 #include <algorithm>
 #include <cerrno>
@@ -11,13 +11,14 @@
 #include "runtime/core/current_operation.h"
 #include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
+#include "runtime/data/access/change_set.h"
 #include "runtime/data/access/change_turns.h"
 #include "runtime/data/access/data_fatal.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/lock_decision.h"
 #include "runtime/data/access/record_change.h"
 #include "runtime/isam/common/change_step.h"
-#include "runtime/isam/common/isam.h"
+#include "runtime/isam/common/cluster.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/path.h"
 #include "runtime/platform/system_error.h"
@@ -28,15 +29,9 @@ using namespace inner;
 
 namespace {
 
-struct Change {
-  const DataFile* file;
-  bool deletes;
-  std::string record;
-};
-
 struct State {
   bool begun = false;
-  std::vector<Change> changes;
+  std::vector<RecordChange> changes;
 };
 
 State state;
@@ -57,7 +52,7 @@ void add(DataFile& file, const char* operation, bool deletes) {
   set_current_operation(operation);
   require_keyed(file);
   if (!state.begun || !file.open || file.read_only) data_fatal("", kIsNotOpen);
-  Change change{.file = &file, .deletes = deletes, .record = {}};
+  RecordChange change{.file = &file, .deletes = deletes, .record = {}};
   change.record.assign(file.record.begin(), file.record.end());
   change.record.back() = '\0';  // a live record
   state.changes.push_back(std::move(change));
@@ -69,7 +64,7 @@ void add(DataFile& file, const char* operation, bool deletes) {
 // this object has taken.
 class Commit {
  public:
-  explicit Commit(const std::vector<Change>& changes) : changes_(changes) {}
+  explicit Commit(const std::vector<RecordChange>& changes) : changes_(changes) {}
   Commit(const Commit&) = delete;
   Commit& operator=(const Commit&) = delete;
   ~Commit() { release(); }
@@ -103,18 +98,18 @@ class Commit {
     return number;
   }
 
-  const std::vector<Change>& changes_;
+  const std::vector<RecordChange>& changes_;
   std::vector<const DataFile*> files_;  // each once
   ChangeTurns turns_;
-  std::vector<Part> parts_;           // in the order of their directories
-  std::vector<const Change*> taken_;  // whose records this object has locked
+  std::vector<Part> parts_;                 // in the order of their directories
+  std::vector<const RecordChange*> taken_;  // whose records this object has locked
   std::vector<const DataFile*> marked_;
   const DataFile* locked_file_ = nullptr;
   std::string reason_;
 };
 
 void Commit::find_files() {
-  for (const Change& change : changes_) {
+  for (const RecordChange& change : changes_) {
     if (std::ranges::find(files_, change.file) == files_.end()) files_.push_back(change.file);
   }
   locked_file_ = files_.front();
@@ -130,7 +125,7 @@ int Commit::take_turns() {
 
 // Needs no order: only the holder of the turns takes several locks, and none of them waits.
 int Commit::lock_records() {
-  for (const Change& change : changes_) {
+  for (const RecordChange& change : changes_) {
     bool taken = false;
     if (islock(number_of(*change.file), change.record.data(), taken) != 0) {
       locked_file_ = change.file;
@@ -144,8 +139,9 @@ int Commit::lock_records() {
 
 int Commit::reserve() {
   for (const DataFile* file : files_) {
-    const auto records = std::ranges::count_if(
-        changes_, [&](const Change& change) { return change.file == file && !change.deletes; });
+    const auto records = std::ranges::count_if(changes_, [&](const RecordChange& change) {
+      return change.file == file && !change.deletes;
+    });
     if (isreserve(number_of(*file), static_cast<std::uint64_t>(records)) != 0)
       return fail(data_path(*file), iserrno);
   }
@@ -175,7 +171,7 @@ int Commit::fill_parts() {
   for (const auto& journal : turns_.journals())
     parts_.push_back({.journal = journal.get(), .contents = part});
   for (std::uint32_t i = 0; i < changes_.size(); ++i) {
-    const Change& change = changes_[i];
+    const RecordChange& change = changes_[i];
     const std::string path = change_base(*change.file);
     const auto own = std::ranges::find_if(
         parts_, [&](const Part& one) { return one.journal->directory() == path_directory(path); });
@@ -208,7 +204,7 @@ int Commit::abandon(int failed) {
 }
 
 int Commit::change_files() {
-  for (const Change& change : changes_) {
+  for (const RecordChange& change : changes_) {
     const int failed = record_change(number_of(*change.file), change.deletes, change.record.data());
     if (failed != 0) return fail(data_path(*change.file), failed);
   }
@@ -230,7 +226,7 @@ int Commit::end() {
 void Commit::release() {
   for (const DataFile* file : std::exchange(marked_, {}))
     ismark(number_of(*file), false);
-  for (const Change* change : std::exchange(taken_, {}))
+  for (const RecordChange* change : std::exchange(taken_, {}))
     isunlock(number_of(*change->file), change->record.data());
 }
 
@@ -255,14 +251,35 @@ int Commit::run() {
   data_fatal("", failed);
 }
 
-// Returns a result of the interface.
-int try_commit(const DataFile*& locked_file) {
+int commit_in_directories(const DataFile*& locked_file, std::string& reason) {
   Commit commit(state.changes);
   const int failed = commit.run();
   locked_file = &commit.locked_file();
+  reason = commit.reason();
+  return failed;
+}
+
+// Neither a journal nor a transaction could hold a set of both kinds.
+int commit_where_they_lie(const DataFile*& locked_file, std::string& reason) {
+  const auto of_cluster = [](const RecordChange& change) {
+    return iscluster(number_of(*change.file));
+  };
+  if (std::ranges::none_of(state.changes, of_cluster))
+    return commit_in_directories(locked_file, reason);
+  if (std::ranges::all_of(state.changes, of_cluster))
+    return commit_in_cluster(state.changes, locked_file, reason);
+  reason = "some files of the set lie in a directory and some in a database";
+  return kIsBadArgument;
+}
+
+// Returns a result of the interface.
+int try_commit(const DataFile*& locked_file) {
+  std::string reason;
+  locked_file = state.changes.front().file;
+  const int failed = commit_where_they_lie(locked_file, reason);
   if (failed == 0) return kDataDone;
   if (failed == kIsLocked) return kDataLocked;
-  user_interface().warning(("nothing is changed: " + commit.reason()).c_str());
+  user_interface().warning(("nothing is changed: " + reason).c_str());
   return failed < kFirstBeyondSystem ? kSystemErrorOffset + failed : failed;
 }
 
@@ -289,8 +306,8 @@ void changes_delete(DataFile& file) {
 
 int changes_commit(LockWait wait) {
   set_current_operation("changes_commit");
-  const bool all_open =
-      std::ranges::all_of(state.changes, [](const Change& change) { return change.file->open; });
+  const bool all_open = std::ranges::all_of(
+      state.changes, [](const RecordChange& change) { return change.file->open; });
   if (!state.begun || !all_open) data_fatal("", kIsNotOpen);
   int result = kDataDone;
   if (!state.changes.empty()) {

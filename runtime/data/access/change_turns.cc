@@ -14,7 +14,8 @@
 #include "runtime/data/access/data_result.h"
 #include "runtime/data/access/record_change.h"
 #include "runtime/data/access/version.h"
-#include "runtime/isam/common/isam.h"
+#include "runtime/isam/common/cluster.h"
+#include "runtime/isam/common/cluster_address.h"
 #include "runtime/platform/library_path.h"
 #include "runtime/platform/mapped_file.h"
 #include "runtime/platform/named_file.h"
@@ -41,7 +42,9 @@ int refuse(std::string& reason, const ChangeJournal& journal, const std::string&
   return kIsBadFile;
 }
 
+// Leaves out schemas of clusters, which have no journals.
 std::vector<std::string> in_order(std::vector<std::string> directories) {
+  std::erase_if(directories, is_cluster_address);
   for (std::string& directory : directories)
     directory = change_directory(directory);
   std::ranges::sort(directories);
@@ -321,6 +324,7 @@ std::string change_directory(const std::string& directory) {
 }
 
 bool changes_unfinished(const std::string& directory) {
+  if (is_cluster_address(directory)) return false;
   ChangeJournal journal(directory);
   const int failed = journal.open(false);
   bool empty = false;
@@ -340,7 +344,7 @@ int changes_finish(const std::string& directory, std::string& reason) {
 namespace {
 
 std::string directory_of(const DataFile& file) {
-  return std::string(path_directory(data_path(file)));
+  return data_path_directory(data_path(file));
 }
 
 [[noreturn]] void give_up(const std::string& reason, int number) {
@@ -361,6 +365,7 @@ int ask_guard(const std::string& directory) {
 }  // namespace
 
 void changes_guard(const DataFile& file) {
+  if (iscluster(file.engine.descriptor)) return;
   isguard(file.engine.descriptor,
           [directory = change_directory(directory_of(file))] { return ask_guard(directory); });
 }

@@ -13,6 +13,9 @@
 // The holder of a turn waits for no record: it gives up at a locked one, and finishing meets no
 // lock that another process keeps. So a process may hold record locks while it waits for a turn.
 //
+// A schema of a database cluster has no journal, turn or mark: its server does a set whole. The
+// operations here leave it out.
+//
 // Results: 0, kIsLocked (another process keeps a turn, a file or a record), or another number for
 // data_fatal with its reason. The module prints nothing, except through changes_make_good.
 #pragma once

@@ -125,6 +125,12 @@ void check_marker_has_room(const DataFile& file) {
          kErrorRecordLength);
 }
 
+// Returns 0, or the system error for records of another version.
+int version_error(const std::optional<double>& found, double wanted) {
+  if (!found || *found == wanted) return kDataDone;
+  return *found > wanted ? kErrorFileVersionNewer : kIsBadFile;
+}
+
 // Refuses a file whose records have another version than the definition: a program would misread
 // the records and write ones that the conversion mangles. A file without records and without a
 // version record is one whose maker was killed between making the file and writing the version; it
@@ -138,7 +144,7 @@ void check_version(const DataFile& file, const Operations& operations) {
           version_write_record(version_file_record(data_path(file)), wanted));  // or next open
     return;
   }
-  if (const int error = data_check_version(file))
+  if (const int error = version_error(found, wanted))
     refuse(file,
            "its records have version " + version_text(*found) + ", the definition has version " +
                version_text(wanted),
@@ -178,10 +184,8 @@ int read_by(DataFile& file, ByKey Operations::*operation, int key) {
 }  // namespace
 
 int data_check_version(const DataFile& file) {
-  const std::optional<double> found = version_read_record(version_file_record(data_path(file)));
-  const auto wanted = static_cast<double>(file.definition.version);
-  if (!found || *found == wanted) return kDataDone;
-  return *found > wanted ? kErrorFileVersionNewer : kIsBadFile;
+  return version_error(version_read_record(version_file_record(data_path(file))),
+                       static_cast<double>(file.definition.version));
 }
 
 int data_open(DataFile& file, LockWait wait, bool exclusive) {

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The paths of data files. Each path class has a data directory of its own.
+// The paths of data files. Each path class has a data directory of its own: a directory of the
+// system, or an address of a schema in a database cluster (cluster_address.h). The path of a file in
+// a cluster is the file's address.
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "runtime/data/access/data_handle.h"
 
@@ -13,10 +16,25 @@ namespace marigold::inner {
 std::string data_path(const FileDefinition& file);
 std::string data_path(const DataFile& file);
 
-// Makes the data directory of a class if it is missing. Returns 0, or the system's error number.
+// Whether the path is an address in a cluster.
+bool data_in_cluster(const DataFile& file);
+
+// Makes the data directory of a class if it is missing. Does nothing for one in a cluster, which the
+// first file makes. Returns 0, or the system's error number.
 int data_make_directory(int path_class);
 // Makes the data directory of a file that is about to be made. Does nothing for an explicit path,
 // because the application is responsible for its directory.
 int data_make_directory(const DataFile& file);
+
+// ---- Paths of either kind; names are ISO 8859-1, as in definitions
+
+// Returns the path of a name in a data directory.
+std::string data_path_in(const std::string& directory, std::string_view name);
+// Returns the data directory of a path.
+std::string data_path_directory(const std::string& path);
+// Returns the path of the name with this added: "data/4/STOCK.ver".
+std::string data_path_with(const std::string& path, std::string_view suffix);
+// Returns a path as messages show it: without the password that an address should not have.
+std::string data_path_shown(std::string_view path);
 
 }  // namespace marigold::inner

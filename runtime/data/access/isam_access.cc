@@ -134,41 +134,53 @@ int build(const DataFile& file, const std::string& base, bool& created) {
   return failed;
 }
 
+// Rounds in which a process waits for others that make or finish the same file.
+constexpr int kPatience = 200;
+
 // Opens the file, or makes and opens it. If several processes find the file missing at once, one
-// makes it and the others try again to open it.
+// makes it and the others try again to open it. 113 from the build: another process has opened the
+// new file already.
 int open_or_make(const DataFile& file, const std::string& base, int mode, bool& created) {
-  constexpr int kPatience = 200;
   for (int round = 0;; ++round) {
     const int descriptor = ISOPEN(base.c_str(), mode);
     if (descriptor >= 0 || iserrno != ENOENT || file.read_only) return descriptor;
     const int failed = build(file, base, created);
-    if (failed != 0 && (failed != EEXIST || round == kPatience)) data_fatal("make_isam", failed);
+    const bool overtaken = failed == EEXIST || failed == kIsFileLocked;
+    if (failed != 0 && (!overtaken || round == kPatience)) data_fatal("make_isam", failed);
     if (failed != 0) wait_a_little(round);
   }
 }
 
-void get_info(int descriptor, const std::string& base, IsamInfo& info) {
-  if (isinfo(descriptor, info) != 0) fatal(base.c_str());
+// Asks for the number of records only if the file lacks keys.
+bool is_half_made(const DataFile& file, int descriptor, const IsamInfo& shape) {
+  return !file.read_only && isam_is_half_made(file.definition, shape) && iscount(descriptor) == 0;
+}
+
+void require_fit(const DataFile& file, const std::string& base, int descriptor,
+                 const IsamInfo& shape) {
+  std::string reason;
+  if (isam_fits(file.definition, shape, reason)) return;
+  ISCLOSE(descriptor);
+  user_interface().warning((data_path_shown(base) + ": " + reason).c_str());
+  data_fatal(base.c_str(), kIsBadFile);
 }
 
 int open_for(const DataFile& file, const std::string& base, int mode, bool& created) {
-  int descriptor = open_or_make(file, base, mode, created);
-  if (descriptor < 0) return descriptor;
-  IsamInfo info;
-  get_info(descriptor, base, info);
-  if (!file.read_only && isam_is_half_made(file.definition, info)) {
+  for (int round = 0;; ++round) {
+    const int descriptor = open_or_make(file, base, mode, created);
+    if (descriptor < 0) return descriptor;
+    IsamInfo shape;
+    if (isshape(descriptor, shape) != 0) fatal(base.c_str());
+    if (!is_half_made(file, descriptor, shape)) {
+      require_fit(file, base, descriptor, shape);
+      return descriptor;
+    }
     ISCLOSE(descriptor);
     iserrno = isam_finish_making(file.definition, base);
     if (iserrno != 0 && iserrno != kIsFileLocked) fatal(base.c_str());
-    descriptor = iserrno == 0 ? ISOPEN(base.c_str(), mode) : -1;
-    if (descriptor < 0) return descriptor;
-    get_info(descriptor, base, info);
+    if (iserrno == kIsFileLocked && round == kPatience) return -1;
+    if (iserrno == kIsFileLocked) wait_a_little(round);  // for others that have just found it, too
   }
-  std::string reason;
-  if (isam_fits(file.definition, info, reason)) return descriptor;
-  ISCLOSE(descriptor);
-  user_interface().warning((base + ": " + reason).c_str());
-  data_fatal(base.c_str(), kIsBadFile);
 }
 
 // ---- Reading

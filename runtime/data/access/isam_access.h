@@ -32,7 +32,7 @@ KeyDescription isam_key(const FileDefinition& file, int key);
 bool isam_fits(const FileDefinition& file, const IsamInfo& info, std::string& reason);
 
 // Whether a process was killed while it made the file: the file has no record and lacks some of the
-// keys.
+// keys. A shape (isshape) may lack the number of records, which is then to be asked for.
 bool isam_is_half_made(const FileDefinition& file, const IsamInfo& info);
 
 // Adds the keys that a half made file lacks. Returns 0, or the error number (113: another process

@@ -18,7 +18,8 @@
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/lock_decision.h"
 #include "runtime/data/access/random_file.h"
-#include "runtime/platform/path.h"
+#include "runtime/isam/common/cluster.h"
+#include "runtime/isam/common/cluster_address.h"
 #include "runtime/platform/process.h"
 
 namespace marigold {
@@ -55,7 +56,7 @@ Entry& entry_of(int path_class) {
 }
 
 std::string lock_path(int path_class) {
-  return path_join(data_directory(path_class), "lock.$$$");
+  return data_path_in(data_directory(path_class), "lock.$$$");
 }
 
 // ---- Holders
@@ -89,8 +90,10 @@ LockHolder parse_holder(std::string_view record) {
 }
 
 // Writes the record of this process into the first place whose byte no process has locked. The
-// record is information only: a failure leaves the lock as it is.
-void write_holder(RecordFile& file, bool exclusive) {
+// record is information only: a failure leaves the lock as it is. A cluster knows the holders.
+void write_holder(RecordFile* bytes, bool exclusive) {
+  if (bytes == nullptr) return;
+  RecordFile& file = *bytes;
   for (std::uint64_t place = 0; place < kMostHolders; ++place) {
     const int failed = file.lock(kRandomUserLocks + place, 1, true);
     if (failed == EAGAIN) continue;
@@ -111,7 +114,7 @@ FileDefinition lock_definition(int path_class) {
 
 // Forgets a handle that this process inherited by a fork: the parent still holds that lock.
 void forget_inherited(Entry& entry) {
-  if (entry.handle != nullptr && random_bytes(entry.handle->file) == nullptr) entry = Entry{};
+  if (entry.handle != nullptr && !random_is_open(entry.handle->file)) entry = Entry{};
 }
 
 void release(int path_class) {
@@ -120,7 +123,7 @@ void release(int path_class) {
   if (entry.handle == nullptr) return;
   random_close(entry.handle->file);
   entry = Entry{};
-  status_path_event(path_class, false, data_directory(path_class).c_str());
+  status_path_event(path_class, false, data_path_shown(data_directory(path_class)).c_str());
 }
 
 // Takes the class. Without a LockWait the first result is final.
@@ -139,9 +142,9 @@ int take(int path_class, bool exclusive, std::optional<LockWait> wait) {
         random_open(handle->file, lock_path(path_class), created, exclusive, RandomOwner::kRuntime);
   } while (wait && lock_try_again(handle->file, result, *wait, LockPhase::kOpening));
   if (result != kDataDone) return result;
-  write_holder(*random_bytes(handle->file), exclusive);
+  write_holder(random_bytes(handle->file), exclusive);
   entry = {.handle = std::move(handle), .exclusive = exclusive};
-  status_path_event(path_class, true, data_directory(path_class).c_str());
+  status_path_event(path_class, true, data_path_shown(data_directory(path_class)).c_str());
   return kDataDone;
 }
 
@@ -198,10 +201,21 @@ void add_nameless(int path_class, std::vector<LockHolder>& holders) {
   }
 }
 
+int holders_in_cluster(const std::string& path, std::vector<LockHolder>& holders) {
+  std::vector<IsHolder> found;
+  if (isholders(path, found) != 0) return iserrno == ENOENT ? 0 : iserrno;
+  for (const IsHolder& holder : found)
+    holders.push_back(
+        {.process = holder.process, .host = holder.host, .exclusive = holder.exclusive});
+  return 0;
+}
+
 }  // namespace
 
 int inner::lock_file_holders(int path_class, std::vector<LockHolder>& holders) {
   holders.clear();
+  if (is_cluster_address(lock_path(path_class)))
+    return holders_in_cluster(lock_path(path_class), holders);
   RecordFile file;
   if (const int failed = file.open(lock_path(path_class).c_str(), false))
     return failed == ENOENT ? 0 : failed;

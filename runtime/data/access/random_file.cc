@@ -2,36 +2,20 @@
 #include "runtime/data/access/random_file.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdint>
-#include <limits>
 #include <memory>
 #include <utility>
 #include <vector>
 
 #include "runtime/core/current_operation.h"
 #include "runtime/data/access/data_fatal.h"
-#include "runtime/data/access/data_path.h"
-#include "runtime/isam/common/isam.h"
-#include "runtime/platform/mapped_file.h"
+#include "runtime/data/access/random_store.h"
+#include "runtime/isam/common/cluster_address.h"
 
 namespace marigold::inner {
 namespace {
 
-// ---- Bytes that processes lock, far beyond the data
-
-constexpr std::uint64_t kAppendLock = kRandomFileLock + 1;
-constexpr std::uint64_t kRecordLocks =
-    kRandomFileLock + (std::uint64_t{1} << 33);  // plus the number
-constexpr std::uint64_t kAllRecords = std::uint64_t{1} << 32;
-
-constexpr char kLive = 0;
-constexpr char kDeleted = 1;
-
-using RecordNumber = std::int64_t;  // 1 to 2^31 - 1
-
 struct OpenFile {
-  RecordFile bytes;
+  std::unique_ptr<RandomStore> store;
   std::string path;
   RecordNumber position = 0;  // the record read last; 0: before the first one
   bool behind_last = false;   // the last read went past the last record
@@ -48,7 +32,7 @@ OpenFile* file_at(const DataFile& file) {
   const auto descriptor = static_cast<std::size_t>(file.engine.descriptor);
   const bool known = file.engine.descriptor >= 0 && descriptor < state.files.size();
   OpenFile* const open = known ? state.files[descriptor].get() : nullptr;
-  return open != nullptr && open->bytes.is_open() ? open : nullptr;  // closed in a forked child
+  return open != nullptr && open->store->is_open() ? open : nullptr;  // closed in a forked child
 }
 
 // Begins an operation on an open file.
@@ -58,40 +42,36 @@ OpenFile& begin(const DataFile& file, const char* operation) {
   if (open == nullptr ||
       file.record.size() != static_cast<std::size_t>(file.definition.record_length))
     data_fatal("", kIsNotOpen);
+  state.scratch.resize(file.record.size());
   return *open;
 }
 
-void require(const OpenFile& open, int failed) {
+// 0 or 4.
+int result_of(const OpenFile& open, int failed) {
+  if (failed == kIsLocked) return kDataLocked;
   if (failed != 0) data_fatal(open.path.c_str(), failed);
-}
-
-std::uint64_t offset_of(const DataFile& file, RecordNumber number) {
-  return static_cast<std::uint64_t>(number - 1) *
-         static_cast<std::uint64_t>(file.definition.record_length);
+  return kDataDone;
 }
 
 RecordNumber number_in(const DataFile& file) {
   return isld_int4(file.record.data());
 }
 
-RecordNumber count(const DataFile& file, const OpenFile& open) {
-  std::uint64_t size = 0;
-  require(open, open.bytes.size(size));
-  return static_cast<RecordNumber>(size /
-                                   static_cast<std::uint64_t>(file.definition.record_length));
+RecordNumber last_number(const OpenFile& open) {
+  RecordNumber number = 0;
+  result_of(open, open.store->last(number));
+  return number;
 }
 
-// Reads the record of this number into the scratch buffer. Returns false without such a record.
-bool fetch(const DataFile& file, const OpenFile& open, RecordNumber number) {
-  if (number < 1) return false;
-  state.scratch.resize(file.record.size());
-  std::size_t length = 0;
-  require(open, open.bytes.read(offset_of(file, number), state.scratch, length));
-  return length == state.scratch.size() && state.scratch.back() == kLive &&
-         isld_int4(state.scratch.data()) == number;
+// Reads the record of this number into the scratch buffer. Returns 0, 3 or 4.
+int fetch(const OpenFile& open, RecordNumber number, bool lock) {
+  bool found = false;
+  if (number < 1) return kDataNotFound;
+  const int result = result_of(open, open.store->fetch(number, lock, state.scratch, found));
+  return result == kDataDone && !found ? kDataNotFound : result;
 }
 
-// Puts the fetched record into the handle's buffer and stands on it.
+// Puts the record read into the handle's buffer and stands on it.
 int deliver(DataFile& file, OpenFile& open, RecordNumber number) {
   file.record = state.scratch;
   open.position = number;
@@ -101,78 +81,15 @@ int deliver(DataFile& file, OpenFile& open, RecordNumber number) {
 
 // Delivers the first record from `number` on in steps of 1 or -1.
 int walk(DataFile& file, OpenFile& open, RecordNumber number, int step) {
-  const RecordNumber last = count(file, open);
-  if (step < 0) number = std::min(number, last);
-  for (; number >= 1 && number <= last; number += step) {
-    if (fetch(file, open, number)) return deliver(file, open, number);
-  }
-  return kDataNotFound;
+  result_of(open, open.store->walk(number, step, state.scratch));
+  return number == 0 ? kDataNotFound : deliver(file, open, number);
 }
 
 // Stands after the last record: the previous record is the last one, the next record is one that is
 // added later.
-void stand_behind_last(const DataFile& file, OpenFile& open) {
-  open.position = count(file, open);
+void stand_behind_last(OpenFile& open) {
+  open.position = last_number(open);
   open.behind_last = true;
-}
-
-// Returns 0, or 4 if another process has locked the number. A number below 1 has no lock.
-int check_not_locked(const OpenFile& open, RecordNumber number) {
-  bool locked = false;
-  if (number >= 1)
-    require(open, open.bytes.locked_exclusively_by_other(
-                      kRecordLocks + static_cast<std::uint64_t>(number), locked));
-  return locked ? kDataLocked : kDataDone;
-}
-
-// 0 or 4.
-int take_lock(OpenFile& open, std::uint64_t byte, bool exclusive) {
-  const int failed = open.bytes.lock(byte, 1, exclusive);
-  if (failed == EAGAIN) return kDataLocked;
-  require(open, failed);
-  return kDataDone;
-}
-
-// Locks the end of the file. A process that has this lock is appending and soon done, or is dead. A
-// process that only reads the file can also hold the lock for any time: 4 after some ten seconds.
-int lock_end(OpenFile& open) {
-  constexpr int kMostRounds = 10'000;
-  int result = kDataLocked;
-  for (int round = 0; result == kDataLocked && round < kMostRounds; ++round) {
-    if (round > 0) wait_a_little(round);
-    result = take_lock(open, kAppendLock, true);
-  }
-  return result;
-}
-
-// 0 or 4.
-int append_record(DataFile& file, OpenFile& open) {
-  if (const int result = lock_end(open)) return result;
-  const RecordNumber number = count(file, open) + 1;
-  if (number > std::numeric_limits<std::int32_t>::max()) require(open, EFBIG);
-  isst_int4(static_cast<std::int32_t>(number), file.record.data());
-  const int failed = open.bytes.write(offset_of(file, number), file.record);
-  require(open, open.bytes.unlock(kAppendLock, 1));
-  require(open, failed);
-  return kDataDone;
-}
-
-int open_there(OpenFile& open, bool writable, RandomOwner owner) {
-  const char* path = open.path.c_str();
-  return owner == RandomOwner::kRuntime ? open.bytes.open_own(path, writable)
-                                        : open.bytes.open(path, writable);
-}
-
-// Opens the file, or makes it. Another process may make the file at the same moment.
-int open_bytes(const DataFile& file, OpenFile& open, bool& created, bool writable,
-               RandomOwner owner) {
-  const int failed = open_there(open, writable, owner);
-  if (failed != ENOENT) return failed;
-  if (const int no_directory = data_make_directory(file)) return no_directory;
-  const int not_made = open.bytes.create(open.path.c_str());
-  if (not_made != 0 && not_made != EEXIST) return not_made;
-  created = created || not_made == 0;
-  return open_there(open, writable, owner);
 }
 
 }  // namespace
@@ -182,12 +99,11 @@ int random_open(DataFile& file, const std::string& path, bool& created, bool exc
   set_current_operation("random_open");
   auto open = std::make_unique<OpenFile>();
   open->path = path;
-  // A program that replaces the file holds the old one open until the new one is in place. The lock
-  // taken here is then a lock of a file without a name, so this process opens the new file.
-  do {
-    require(*open, open_bytes(file, *open, created, exclusive || !file.read_only, owner));
-    if (const int result = take_lock(*open, kRandomFileLock, exclusive)) return result;
-  } while (!open->bytes.is_still_at(path.c_str()));
+  const RandomOpening opening{.file = file, .path = path, .exclusive = exclusive, .owner = owner};
+  const int failed = is_cluster_address(path) ? random_open_table(opening, open->store, created)
+                                              : random_open_bytes(opening, open->store, created);
+  if (failed == kIsFileLocked) return kDataLocked;
+  result_of(*open, failed);
   const auto place = std::find(state.files.begin(), state.files.end(), nullptr);
   file.engine = EngineState{};
   file.engine.descriptor = static_cast<int>(place - state.files.begin());
@@ -199,52 +115,44 @@ int random_open(DataFile& file, const std::string& path, bool& created, bool exc
   return kDataDone;
 }
 
+bool random_is_open(const DataFile& file) {
+  return file_at(file) != nullptr;
+}
+
 bool random_is_empty(const DataFile& file) {
   const OpenFile* open = file_at(file);
-  std::uint64_t size = 0;
-  return open != nullptr && open->bytes.size(size) == 0 && size == 0;
+  bool empty = false;
+  return open != nullptr && open->store->is_empty(empty) == 0 && empty;
 }
 
 int random_read(DataFile& file, bool lock) {
   OpenFile& open = begin(file, "random_read");
   const RecordNumber number = number_in(file);
-  if (number < 1) return kDataNotFound;
-  if (lock) {
-    const int result = take_lock(open, kRecordLocks + static_cast<std::uint64_t>(number), true);
-    if (result != kDataDone) return result;
-  }
-  return fetch(file, open, number) ? deliver(file, open, number) : kDataNotFound;
+  const int result = fetch(open, number, lock);
+  return result == kDataDone ? deliver(file, open, number) : result;
 }
 
 int random_exists(DataFile& file) {
-  const OpenFile& open = begin(file, "random_exists");
-  return fetch(file, open, number_in(file)) ? kDataDone : kDataNotFound;
+  return fetch(begin(file, "random_exists"), number_in(file), false);
 }
 
 int random_write(DataFile& file) {
-  OpenFile& open = begin(file, "random_write");
+  const OpenFile& open = begin(file, "random_write");
   const RecordNumber number = number_in(file);
-  file.record.back() = kLive;
-  if (const int result = check_not_locked(open, number)) return result;
-  if (number < 1) return append_record(file, open);
-  require(open, open.bytes.write(offset_of(file, number), file.record));
-  return kDataDone;
+  file.record.back() = kLiveRecord;
+  return result_of(
+      open, number < 1 ? open.store->append(file.record) : open.store->write(number, file.record));
 }
 
 int random_delete(DataFile& file) {
-  OpenFile& open = begin(file, "random_delete");
-  const RecordNumber number = number_in(file);
-  if (const int result = check_not_locked(open, number)) return result;
-  if (!fetch(file, open, number)) return kDataDone;
-  const std::uint64_t marker = offset_of(file, number + 1) - 1;
-  require(open, open.bytes.write(marker, std::span(&kDeleted, 1)));
-  return kDataDone;
+  const OpenFile& open = begin(file, "random_delete");
+  return result_of(open, open.store->remove(number_in(file), state.scratch));
 }
 
 int random_read_from(DataFile& file) {
   OpenFile& open = begin(file, "random_readgen");
   const int result = walk(file, open, std::max<RecordNumber>(number_in(file), 1), 1);
-  if (result == kDataNotFound) stand_behind_last(file, open);
+  if (result == kDataNotFound) stand_behind_last(open);
   return result;
 }
 
@@ -254,13 +162,13 @@ int random_read_first(DataFile& file) {
 
 int random_read_last(DataFile& file) {
   OpenFile& open = begin(file, "random_readlast");
-  return walk(file, open, count(file, open), -1);
+  return walk(file, open, last_number(open), -1);
 }
 
 int random_read_next(DataFile& file) {
   OpenFile& open = begin(file, "random_readnext");
   const int result = walk(file, open, open.position + 1, 1);
-  if (result == kDataNotFound) stand_behind_last(file, open);
+  if (result == kDataNotFound) stand_behind_last(open);
   return result;
 }
 
@@ -273,20 +181,23 @@ int random_read_previous(DataFile& file) {
 }
 
 void random_release(DataFile& file) {
-  OpenFile& open = begin(file, "random_release");
-  require(open, open.bytes.unlock(kRecordLocks, kAllRecords));
+  const OpenFile& open = begin(file, "random_release");
+  result_of(open, open.store->release());
 }
 
 void random_close(DataFile& file) {
   set_current_operation("random_close");
-  if (file_at(file) == nullptr) data_fatal("", kIsNotOpen);
+  OpenFile* const open = file_at(file);
+  if (open == nullptr) data_fatal("", kIsNotOpen);
   const auto descriptor = std::exchange(file.engine, EngineState{}).descriptor;
-  state.files[static_cast<std::size_t>(descriptor)].reset();
+  const std::unique_ptr<OpenFile> closed =
+      std::exchange(state.files[static_cast<std::size_t>(descriptor)], nullptr);
+  result_of(*closed, closed->store->close());
 }
 
 RecordFile* random_bytes(const DataFile& file) {
-  OpenFile* open = file_at(file);
-  return open == nullptr ? nullptr : &open->bytes;
+  const OpenFile* open = file_at(file);
+  return open == nullptr ? nullptr : open->store->bytes();
 }
 
 }  // namespace marigold::inner

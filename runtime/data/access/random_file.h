@@ -11,6 +11,9 @@
 // Locks are bytes far beyond the data: one for the whole file, one for each record, one for
 // appending. docs/formats/random-file.md gives their offsets.
 //
+// In a cluster, a random file is a keyed file of the name with ".random" added, whose primary key is
+// the number; the locks are those of the engine.
+//
 // The SNR in the buffer of the handle selects the record. Results are those of keyed files. A
 // failure of the system ends the process with 1000 + its error number.
 #pragma once
@@ -20,6 +23,7 @@
 
 #include "runtime/data/access/data_handle.h"
 #include "runtime/data/access/data_result.h"
+#include "runtime/isam/common/isam.h"
 #include "runtime/platform/record_file.h"
 
 namespace marigold::inner {
@@ -41,7 +45,10 @@ enum class RandomOwner { kProgram, kRuntime };
 int random_open(DataFile& file, const std::string& path, bool& created, bool exclusive,
                 RandomOwner owner = RandomOwner::kProgram);
 
-// Whether the open file has a size of 0 bytes.
+// Whether the file is open; not in a forked child of the process that has opened it.
+bool random_is_open(const DataFile& file);
+
+// Whether nothing was ever written into the open file.
 bool random_is_empty(const DataFile& file);
 
 // Reads the record with the buffer's number. With `lock` it locks that number for this process,
@@ -74,7 +81,17 @@ void random_release(DataFile& file);
 void random_close(DataFile& file);
 
 // Returns the bytes of an open file, for a user that keeps more than records in the file; null if
-// the file is not open.
+// the file is not open, or lies in a cluster.
 RecordFile* random_bytes(const DataFile& file);
+
+// ---- The keyed file of a random file in a cluster. All its records have a number from 1 on; the
+// ones with the deletion marker 1 are deleted.
+
+// Returns its address. The runtime's own files have their plain names.
+std::string random_table(const std::string& path, RandomOwner owner = RandomOwner::kProgram);
+// Returns its only key.
+KeyDescription random_key();
+// Compares an open file with the definition: 0, 105 with a reason, or another number of the engine.
+int random_check(int descriptor, int record_length, std::string& reason);
 
 }  // namespace marigold::inner

@@ -4,7 +4,9 @@
 #include <string_view>
 
 #include "runtime/data/access/change_turns.h"
+#include "runtime/data/access/data_fatal.h"
 #include "runtime/data/access/data_path.h"
+#include "runtime/isam/common/cluster_address.h"
 #include "runtime/isam/common/isam.h"
 #include "runtime/platform/path.h"
 #include "runtime/platform/system_error.h"
@@ -38,6 +40,7 @@ int record_delete(int number, const char* record) {
 
 std::string change_base(const DataFile& file) {
   const std::string path = data_path(file);
+  if (is_cluster_address(path)) return path;
   return path_join(change_directory(std::string(path_directory(path))), path_name(path));
 }
 
@@ -52,6 +55,8 @@ std::string change_error_text(int number) {
     default:
       break;
   }
+  const std::string reason = engine_reason(number);
+  if (number >= kIsServer && !reason.empty()) return reason;
   const std::string_view name = iserror_name(number);
   return name.empty() ? system_error_text(number) : std::string(name);
 }

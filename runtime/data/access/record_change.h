@@ -18,10 +18,11 @@ inline int record_change(int number, bool deletes, const char* record) {
   return deletes ? record_delete(number, record) : record_write(number, record, rewrites);
 }
 
-// Returns the path of a file without a suffix, with the directory's full path.
+// Returns the path of a file without a suffix, with the directory's full path; an address as it is.
 std::string change_base(const DataFile& file);
 
-// Returns the text of a number of the engine or the system.
+// Returns the text of a number of the engine or the system; for a failure of a server that has just
+// happened, the server's words.
 std::string change_error_text(int number);
 
 }  // namespace marigold::inner

@@ -5,6 +5,7 @@
 #include <sstream>
 #include <string_view>
 
+#include "runtime/isam/common/cluster_address.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/path.h"
 
@@ -63,6 +64,7 @@ bool read_restore_journal(const std::string& path, RestoreJournal& journal) {
 }
 
 bool is_half_restored(const std::string& base) {
+  if (is_cluster_address(base)) return false;
   const std::string path = path_beside(base, kRestoreJournal);
   if (!file_exists(path.c_str())) return false;
   RestoreJournal journal;

@@ -38,7 +38,8 @@ inline constexpr const char* kHalfRestored =
     "a restore of it was interrupted; run marigold data restore again";
 
 // Whether a restore of the file with this path (without a suffix such as ".dat") is unfinished. Ask
-// while the file is open: no restore of the file begins then.
+// while the file is open: no restore of the file begins then. False for an address: a cluster's own
+// tools restore its files.
 bool is_half_restored(const std::string& base);
 
 }  // namespace marigold::inner

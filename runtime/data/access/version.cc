@@ -3,14 +3,18 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 
 #include "runtime/core/system_errors.h"
 #include "runtime/core/user_interface.h"
+#include "runtime/data/access/data_fatal.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/definition/version_table.h"
+#include "runtime/isam/common/cluster.h"
+#include "runtime/isam/common/cluster_address.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/new_file.h"
 
@@ -31,23 +35,48 @@ std::string version_text(double version) {
   return text;
 }
 
+namespace {
+
+// Returns false if there is no such record. A server that cannot be asked ends the process: a
+// program must not take the records of a file for those of its definition unread.
+bool read_record(const std::string& path, std::string& text) {
+  if (!is_cluster_address(path)) return file_read(path.c_str(), text) == 0;
+  if (istext_read(path, text) == 0) return true;
+  if (iserrno != ENOENT) data_fatal(path.c_str(), iserrno);
+  return false;
+}
+
+// Raises the system error for a record that could not be written.
+[[noreturn]] void unwritten(const std::string& path, int failed, int number) {
+  const std::string reason = engine_reason(failed);
+  if (!reason.empty()) user_interface().warning((data_path_shown(path) + ": " + reason).c_str());
+  raise_fatal(number);
+}
+
+}  // namespace
+
 std::string version_file_record(const std::string& base) {
-  return base + ".ver";
+  return data_path_with(base, ".ver");
 }
 
 std::string version_path_record(int path_class) {
-  return data_directory(path_class) + "/PATHCONV.ver";
+  return data_path_in(data_directory(path_class), "PATHCONV.ver");
+}
+
+std::string version_record_text(double version) {
+  return version_text(version) + "\n";
 }
 
 std::optional<double> version_read_record(const std::string& path) {
   std::string text;
-  if (file_read(path.c_str(), text) != 0) return std::nullopt;
+  if (!read_record(path, text)) return std::nullopt;
   return scan_version_record(text);
 }
 
 int version_write_record(const std::string& path, double version, const std::string& like) {
-  return file_put(path.c_str(), version_text(version) + "\n",
-                  like.empty() ? nullptr : like.c_str());
+  const std::string text = version_record_text(version);
+  if (is_cluster_address(path)) return istext_write(path, text) == 0 ? 0 : iserrno;
+  return file_put(path.c_str(), text, like.empty() ? nullptr : like.c_str());
 }
 
 double version_read_file(const DataFile& file) {
@@ -56,8 +85,9 @@ double version_read_file(const DataFile& file) {
 }
 
 void version_write_file(const DataFile& file, double version) {
-  if (version_write_record(version_file_record(data_path(file)), version) != 0)
-    raise_fatal(kErrorFileVersion);
+  const std::string record = version_file_record(data_path(file));
+  if (const int failed = version_write_record(record, version))
+    unwritten(record, failed, kErrorFileVersion);
 }
 
 double version_look_up_file(std::string_view file_name, double old_version, bool& flag) {
@@ -79,8 +109,9 @@ double version_read_path(int path_class) {
 }
 
 void version_write_path(int path_class, double version) {
-  if (version_write_record(version_path_record(path_class), version) != 0)
-    raise_fatal(kErrorPathVersion);
+  const std::string record = version_path_record(path_class);
+  if (const int failed = version_write_record(record, version))
+    unwritten(record, failed, kErrorPathVersion);
 }
 
 }  // namespace marigold::inner

@@ -3,10 +3,10 @@
 //
 // Each data file has a record beside it, PATH.ver, with the version of the definition under which
 // its records were written. Each data directory has a record PATHCONV.ver with the version of its
-// last conversion. Tables in the definitions directory give the wanted versions (version_table.h).
-// A record that holds no version counts as missing. A table that cannot be read counts as missing,
-// and a damaged table from its first error on, because a look-up has no way to fail. The conversion
-// run (conversion.h) is more careful.
+// last conversion. In a cluster the records are texts with these names. Tables in the definitions
+// directory give the wanted versions (version_table.h). A record that holds no version counts as
+// missing. A table that cannot be read counts as missing, and a damaged table from its first error
+// on, because a look-up has no way to fail. The conversion run (conversion.h) is more careful.
 #pragma once
 
 #include <optional>
@@ -29,8 +29,8 @@ double version_read_file(const DataFile& file);
 void version_write_file(const DataFile& file, double version);
 
 // Returns the version that follows an old version of a file, from the first entry of FILEVER.DES
-// for the two, and gives the entry's flag. The application defines the meaning of the flag. Without
-// an entry it returns the old version itself, and the flag is false.
+// for the two, and gives the entry's flag. The application defines the meaning of the flag.
+// Without an entry it returns the old version itself, and the flag is false.
 double version_look_up_file(std::string_view file_name, double old_version, bool& flag);
 
 // Returns the version that the first entry of PATHVER.DES gives a path class; -1 without an entry.
@@ -49,12 +49,16 @@ void version_write_path(int path_class, double version);
 std::string version_file_record(const std::string& base);
 std::string version_path_record(int path_class);
 
-// Returns the version in a record; none if the record is missing or holds no version.
+// Returns the version in a record; none if the record is missing or holds no version. A server
+// that cannot be asked ends the process.
 std::optional<double> version_read_record(const std::string& path);
+
+// Returns the contents of a record.
+std::string version_record_text(double version);
 
 // Writes a record in one step: any reader finds the old or the new record, also after a crash. The
 // record gets the owner and permissions of the file at `like`, or of the old record. Returns 0, or
-// the system's error number; the old record then stays as it was.
+// the number of the system or the engine; the old record then stays as it was.
 int version_write_record(const std::string& path, double version, const std::string& like = "");
 
 }  // namespace marigold::inner

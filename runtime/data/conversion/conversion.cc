@@ -10,11 +10,12 @@
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/lock_file.h"
 #include "runtime/data/access/version.h"
+#include "runtime/data/conversion/cluster_swap.h"
 #include "runtime/data/conversion/conversion_copy.h"
 #include "runtime/data/conversion/conversion_step.h"
-#include "runtime/data/conversion/file_swap.h"
+#include "runtime/data/conversion/directory_swap.h"
+#include "runtime/isam/common/cluster_address.h"
 #include "runtime/isam/common/isam.h"
-#include "runtime/platform/new_file.h"
 #include "runtime/platform/stop_signals.h"
 #include "runtime/texte/sysmsg.h"
 
@@ -25,13 +26,16 @@ namespace {
 // stays open until then, and the engine opens 30 files.
 constexpr std::size_t kFilesAtOnce = 24;
 
+using Conversions = std::span<const FileConversion* const>;
+
 // A file in conversion. The old file is open, so that no other process changes records that have
 // been copied.
 struct Job {
-  Job(const FileConversion& wanted, FileType type) : conversion(&wanted), swap(wanted.base, type) {}
+  explicit Job(const FileConversion& wanted)
+      : conversion(&wanted), swap(FileSwap::of(wanted.base, wanted.file->type)) {}
 
   const FileConversion* conversion;
-  FileSwap swap;
+  std::unique_ptr<FileSwap> swap;
   OldFile old_file;
   CopyResult result;
 };
@@ -48,17 +52,21 @@ class ClassRun {
   int recover(int path_class, std::span<const FileDefinition* const> files);
   int take_turns(int path_class);
   int work(const ClassConversion& plan);
-  int convert(std::span<const FileConversion* const> conversions);
+  int convert(Conversions conversions);
+  int convert_in_cluster(const ClassConversion& plan, Conversions conversions);
+  int build_all(Conversions conversions);
   int build(Job& job);
   int open_old(Job& job);
   int record_version(const FileConversion& conversion);
   int put_in_place(Job& job);
+  void report_converted(Job& job);
+  void discard_from(std::size_t first);
   bool must_wait(const ClassConversion& plan);
   int write_path_record(const ClassConversion& plan);
   int finish(const ClassConversion& plan);
 
   int problem(int result, const std::string& about, const std::string& reason) {
-    report_.problems.push_back(about + ": " + reason);
+    report_.problems.push_back(data_path_shown(about) + ": " + reason);
     return result;
   }
   int failed(const std::string& about, int number) {
@@ -69,6 +77,7 @@ class ClassRun {
   const ConversionOptions& options_;
   ConversionReport& report_;
   ChangeTurns turns_;  // of the class, until the run ends
+  std::vector<std::unique_ptr<Job>> jobs_;
 };
 
 std::string holders_text(int path_class) {
@@ -107,9 +116,9 @@ int ClassRun::run(int path_class, std::span<const FileDefinition* const> files,
 int ClassRun::recover(int path_class, std::span<const FileDefinition* const> files) {
   for (const FileDefinition* file : files) {
     if (file->path_class != path_class) continue;
-    FileSwap swap(data_path(*file), file->type);
-    if (!swap.has_leftovers()) continue;
-    if (const int error = swap.recover()) return failed(swap.failed_path(), error);
+    const auto swap = FileSwap::of(data_path(*file), file->type);
+    if (!swap->has_leftovers()) continue;
+    if (const int error = swap->recover()) return failed(swap->failed_path(), error);
   }
   return kConversionDone;
 }
@@ -131,6 +140,8 @@ int ClassRun::work(const ClassConversion& plan) {
     const int result = conversion.unrecorded ? record_version(conversion) : kConversionDone;
     if (result != kConversionDone) return result;
   }
+  if (is_cluster_address(data_directory(plan.path_class)))
+    return convert_in_cluster(plan, conversions);
   for (std::size_t first = 0; first < conversions.size(); first += kFilesAtOnce) {
     const std::size_t count = std::min(kFilesAtOnce, conversions.size() - first);
     if (const int result = convert(std::span(conversions).subspan(first, count))) return result;
@@ -150,28 +161,67 @@ int ClassRun::record_version(const FileConversion& conversion) {
   if (error != 0 || old_file.count() > 0)
     return problem(kConversionRefused, conversion.base,
                    "no version record; write the version of its records into " +
-                       version_file_record(data_path(file)));
+                       data_path_shown(version_file_record(data_path(file))));
   const int unwritten = version_write_record(version_file_record(data_path(file)), file.version);
   return unwritten == 0 ? kConversionDone : failed(version_file_record(data_path(file)), unwritten);
 }
 
-// Builds all new files and then puts them in place; if building one fails, puts none in place.
-int ClassRun::convert(std::span<const FileConversion* const> conversions) {
-  std::vector<std::unique_ptr<Job>> jobs;
+// Builds the new files.
+int ClassRun::build_all(Conversions conversions) {
   int result = kConversionDone;
+  jobs_.clear();
   for (const FileConversion* conversion : conversions) {
-    jobs.push_back(std::make_unique<Job>(*conversion, conversion->file->type));
-    const int built = build(*jobs.back());
+    jobs_.push_back(std::make_unique<Job>(*conversion));
+    const int built = build(*jobs_.back());
     result = std::max(result, built);
     // The user wants a report of all misfits at once, so the run builds the other files as well.
     if (built != kConversionDone && built != kConversionRefused) break;
   }
-  std::size_t placed = 0;
-  for (; result == kConversionDone && placed < jobs.size(); ++placed)
-    result = put_in_place(*jobs[placed]);
-  for (; placed < jobs.size(); ++placed)
-    jobs[placed]->swap.discard();
   return result;
+}
+
+void ClassRun::discard_from(std::size_t first) {
+  for (std::size_t i = first; i < jobs_.size(); ++i)
+    jobs_[i]->swap->discard();
+}
+
+// Builds all new files and then puts them in place; if building one fails, puts none in place.
+int ClassRun::convert(Conversions conversions) {
+  int result = build_all(conversions);
+  std::size_t placed = 0;
+  for (; result == kConversionDone && placed < jobs_.size(); ++placed)
+    result = put_in_place(*jobs_[placed]);
+  discard_from(placed);
+  return result;
+}
+
+// Puts all files of the class in place at once, with the version of the class. An open file of a
+// cluster takes nothing of the system, so there is no limit for their number.
+int ClassRun::convert_in_cluster(const ClassConversion& plan, Conversions conversions) {
+  if (isopenlimit(kIsMostOpen + static_cast<int>(conversions.size())) != 0)
+    return failed(data_directory(plan.path_class), iserrno);
+  int result = build_all(conversions);
+  const bool recorded = result == kConversionDone && plan.needs_record() && !must_wait(plan);
+  std::vector<ClusterReplacement> files;
+  for (const auto& job : jobs_) {
+    const FileConversion& conversion = *job->conversion;
+    files.push_back({.swap = job->swap.get(),
+                     .type = conversion.file->type,
+                     .from = conversion.versions.front(),
+                     .to = conversion.versions.back()});
+  }
+  const std::string record = recorded ? version_path_record(plan.path_class) : "";
+  const int error = result == kConversionDone
+                        ? cluster_replace(files, options_.keep_old, record, plan.wanted)
+                        : 0;
+  if (error != 0) result = failed(data_directory(plan.path_class), error);
+  if (result != kConversionDone) {
+    discard_from(0);
+    return result;
+  }
+  for (const auto& job : jobs_)
+    report_converted(*job);
+  return kConversionDone;
 }
 
 int ClassRun::open_old(Job& job) {
@@ -200,11 +250,13 @@ int ClassRun::build(Job& job) {
     if (passed < all) tell(passed);
     return !stop_signals_pending();
   };
-  NewFile new_file;
-  int error = new_file.create(*conversion.file, job.swap.new_base(), conversion.base);
-  if (error == 0) error = copy_records(job.old_file, new_file, conversion.steps, watch, job.result);
-  if (error == 0 && job.result.misfits == 0) error = new_file.close();
-  if (error != 0) return failed(error == kIsBadFile ? conversion.base : job.swap.new_base(), error);
+  const std::string new_base = job.swap->new_base();
+  const auto new_file = NewDataFile::of(*conversion.file, new_base);
+  int error = new_file->create(new_base, conversion.base);
+  if (error == 0)
+    error = copy_records(job.old_file, *new_file, conversion.steps, watch, job.result);
+  if (error == 0 && job.result.misfits == 0) error = new_file->close();
+  if (error != 0) return failed(error == kIsBadFile ? conversion.base : new_base, error);
   for (const std::string& text : job.result.misfit_texts)
     problem(kConversionRefused, conversion.base, text);
   const std::uint64_t more = job.result.misfits - job.result.misfit_texts.size();
@@ -217,28 +269,33 @@ int ClassRun::build(Job& job) {
 }
 
 int ClassRun::put_in_place(Job& job) {
-  const double from = job.conversion->versions.front();
-  const double to = job.conversion->versions.back();
-  if (const int error = job.swap.put_in_place(from, to)) {
-    const bool half = job.swap.is_half_in_place();
+  const FileConversion& conversion = *job.conversion;
+  DirectorySwap swap(conversion.base, conversion.file->type);
+  if (const int error =
+          swap.put_in_place(conversion.versions.front(), conversion.versions.back())) {
+    const bool half = swap.is_half_in_place();
     return problem(
-        kConversionFailed, job.swap.failed_path(),
+        kConversionFailed, swap.failed_path(),
         error_number_text(error) + (half ? "; run the conversion again to finish it" : ""));
   }
+  report_converted(job);
+  return kConversionDone;
+}
+
+void ClassRun::report_converted(Job& job) {
   job.old_file.close();
   report_.files.push_back({.base = job.conversion->base,
-                           .from = from,
-                           .to = to,
+                           .from = job.conversion->versions.front(),
+                           .to = job.conversion->versions.back(),
                            .records = job.result.records,
                            .cut = job.result.cut});
-  return kConversionDone;
 }
 
 // Whether the file exists and its version is not its definition's, or is not known.
 bool is_behind(const FileDefinition& file) {
-  const FileSwap swap(data_path(file), file.type);
-  return swap.file_is_there() &&
-         version_read_record(swap.record_in_force()) != static_cast<double>(file.version);
+  const auto swap = FileSwap::of(data_path(file), file.type);
+  return swap->file_is_there() &&
+         version_read_record(swap->record_in_force()) != static_cast<double>(file.version);
 }
 
 // The class gets its version once all of its files have theirs.
@@ -248,7 +305,8 @@ bool ClassRun::must_wait(const ClassConversion& plan) {
     if (file->path_class != plan.path_class || !is_behind(*file)) continue;
     const double version = version_read_file(DataFile(*file));
     report_.waiting.push_back(
-        version_path_record(plan.path_class) + ": not written, as " + data_path(*file) + " has " +
+        data_path_shown(version_path_record(plan.path_class)) + ": not written, as " +
+        data_path_shown(data_path(*file)) + " has " +
         (version < 0 ? "no version record" : "version " + version_text(version)) +
         " and not version " + version_text(file->version));
     waits = true;
@@ -259,7 +317,7 @@ bool ClassRun::must_wait(const ClassConversion& plan) {
 int ClassRun::write_path_record(const ClassConversion& plan) {
   if (!plan.needs_record() || must_wait(plan)) return kConversionDone;
   const std::string path = version_path_record(plan.path_class);
-  int error = file_make_directory(data_directory(plan.path_class).c_str());
+  int error = data_make_directory(plan.path_class);
   if (error == 0) error = conversion_step("record of the class");
   if (error == 0) error = version_write_record(path, plan.wanted);
   return error == 0 ? kConversionDone : failed(path, error);
@@ -267,7 +325,7 @@ int ClassRun::write_path_record(const ClassConversion& plan) {
 
 int ClassRun::finish(const ClassConversion& plan) {
   for (const FileConversion& conversion : plan.files) {
-    FileSwap swap(conversion.base, conversion.file->type);
+    DirectorySwap swap(conversion.base, conversion.file->type);
     if (!swap.has_leftovers()) continue;
     if (const int error = swap.finish(options_.keep_old)) return failed(swap.failed_path(), error);
   }

@@ -5,18 +5,15 @@
 #include <cerrno>
 #include <utility>
 
+#include "runtime/data/access/data_fatal.h"
 #include "runtime/data/access/isam_access.h"
-#include "runtime/data/access/random_file.h"
-#include "runtime/data/conversion/conversion_step.h"
-#include "runtime/platform/named_file.h"
+#include "runtime/data/access/random_store.h"
+#include "runtime/isam/common/cluster_address.h"
 #include "runtime/platform/system_error.h"
 
 namespace marigold::inner {
 namespace {
 
-constexpr char kLive = 0;
-constexpr char kDeleted = 1;
-constexpr std::size_t kBlockBytes = 65536;
 constexpr std::uint64_t kWatchedEvery = 1024;  // records
 constexpr std::size_t kShownMisfits = 20;
 
@@ -68,8 +65,7 @@ void note_misfit(CopyResult& result, std::string text) {
 }
 
 // Converts and writes one live record.
-int copy_record(NewFile& to, RecordWay& way, const std::vector<char>& old,
-                const FileDefinition& definition, CopyResult& result) {
+int copy_record(NewDataFile& to, RecordWay& way, const std::vector<char>& old, CopyResult& result) {
   bool cut = false;
   std::string reason;
   if (!way.go(old, cut, reason)) {
@@ -78,11 +74,7 @@ int copy_record(NewFile& to, RecordWay& way, const std::vector<char>& old,
   }
   ++result.records;
   if (cut) ++result.cut;
-  const int failed = to.write(way.record());
-  if (failed != kIsDuplicate) return failed;
-  note_misfit(result,
-              record_text(definition, old.data()) + ": another record gets the same primary key");
-  return 0;
+  return to.write(way.record(), old);
 }
 
 }  // namespace
@@ -91,6 +83,8 @@ std::string error_number_text(int number) {
   if (number == EINTR) return "stopped by a signal";
   if (number == kIsFileLocked) return "in use by another process";
   if (number == kIsBadFile) return "damaged, or no data file (EBADFILE)";
+  const std::string reason = engine_reason(number);
+  if (number >= kIsServer && !reason.empty()) return reason;
   const std::string of_engine = iserror_name(number);
   return of_engine.empty() ? system_error_text(number) : of_engine;
 }
@@ -100,7 +94,8 @@ std::string error_number_text(int number) {
 int OldFile::open(const FileDefinition& definition, const std::string& base, std::string& reason) {
   definition_ = &definition;
   passed_ = 0;
-  return is_keyed(definition) ? open_keyed(base, reason) : open_numbered(base, reason);
+  if (is_keyed(definition)) return open_keyed(base, reason);
+  return is_cluster_address(base) ? open_table(base, reason) : open_numbered(base, reason);
 }
 
 int OldFile::open_keyed(const std::string& base, std::string& reason) {
@@ -133,6 +128,16 @@ int OldFile::open_numbered(const std::string& path, std::string& reason) {
   return kIsBadFile;
 }
 
+int OldFile::open_table(const std::string& path, std::string& reason) {
+  descriptor_ = ISOPEN(random_table(path).c_str(), kIsInputOutput | kIsExclusive);
+  if (descriptor_ < 0) return iserrno;
+  if (const int failed = random_check(descriptor_, definition_->record_length, reason))
+    return failed;
+  const std::int64_t records = iscount(descriptor_);
+  count_ = static_cast<std::uint64_t>(records);
+  return records < 0 ? iserrno : 0;
+}
+
 void OldFile::close() {
   if (descriptor_ >= 0) ISCLOSE(descriptor_);  // nothing was written
   descriptor_ = -1;
@@ -145,10 +150,10 @@ void OldFile::retire() {
 
 int OldFile::next(std::vector<char>& record, bool& live) {
   record.resize(static_cast<std::size_t>(definition_->record_length));
-  if (is_keyed(*definition_)) {
+  if (descriptor_ >= 0) {
     const int mode = passed_++ == 0 ? kIsFirst : kIsNext;
     const int failed = isam_error(ISREAD(descriptor_, record.data(), mode));
-    live = failed == 0 && record.back() == kLive;
+    live = failed == 0 && record.back() == kLiveRecord;
     return failed == kIsNoRecord ? kIsEndOfFile : failed;
   }
   if (passed_ == count_) return kIsEndOfFile;
@@ -156,81 +161,26 @@ int OldFile::next(std::vector<char>& record, bool& live) {
   const int failed = bytes_.read(passed_ * record.size(), record, length);
   if (failed == 0 && length != record.size()) return EIO;
   ++passed_;
-  live = failed == 0 && record.back() == kLive &&
+  live = failed == 0 && record.back() == kLiveRecord &&
          static_cast<std::uint64_t>(isld_int4(record.data())) == passed_;
   return failed;
 }
 
-// ---- New files
-
-NewFile::~NewFile() {
-  if (descriptor_ >= 0) ISCLOSE(descriptor_);
-}
-
-int NewFile::create(const FileDefinition& definition, const std::string& base,
-                    const std::string& old_base) {
-  definition_ = &definition;
-  if (const int failed = conversion_step("create")) return failed;
-  if (is_keyed(definition)) {
-    descriptor_ = isbuild_like(base.c_str(), old_base.c_str(), definition.record_length,
-                               isam_key(definition, 1), kIsInputOutput | kIsExclusive);
-    return descriptor_ < 0 ? iserrno : 0;
-  }
-  const int failed = bytes_.create(base.c_str(), NewFileAccess::kOwnerOnly);
-  return failed == 0 ? bytes_.take_access(old_base.c_str()) : failed;
-}
-
-int NewFile::write(const std::vector<char>& record) {
-  if (const int failed = conversion_step("write")) return failed;
-  if (is_keyed(*definition_)) return isam_error(ISWRITE(descriptor_, record.data()));
-  block_.insert(block_.end(), record.begin(), record.end());
-  return block_.size() < kBlockBytes ? 0 : flush();
-}
-
-int NewFile::write_deleted() {
-  if (is_keyed(*definition_)) return 0;
-  std::vector<char> record(static_cast<std::size_t>(definition_->record_length - 1), '\0');
-  record.push_back(kDeleted);
-  return write(record);
-}
-
-int NewFile::flush() {
-  const int failed = bytes_.write(written_, block_);
-  written_ += block_.size();
-  block_.clear();
-  return failed;
-}
-
-int NewFile::close() {
-  if (const int failed = conversion_step("close")) return failed;
-  if (is_keyed(*definition_)) return close_keyed();
-  int failed = flush();
-  if (failed == 0) failed = bytes_.sync();
-  bytes_.close();
-  return failed;
-}
-
-// Adds the other keys to all records at once, which is faster than record by record.
-int NewFile::close_keyed() {
-  int failed = 0;
-  for (int key = 2; failed == 0 && key <= definition_->keys.key_count; ++key)
-    failed = isam_error(ISADDINDEX(descriptor_, isam_key(*definition_, key)));
-  const int not_closed = isam_error(ISCLOSE(std::exchange(descriptor_, -1)));
-  return failed != 0 ? failed : not_closed;
-}
-
-int copy_records(OldFile& from, NewFile& to, std::span<const RecordMapping> steps,
+int copy_records(OldFile& from, NewDataFile& to, std::span<const RecordMapping> steps,
                  const CopyWatch& watch, CopyResult& result) {
   RecordWay way(steps);
+  to.on_duplicate = [&](const std::vector<char>& old) {
+    note_misfit(result, record_text(steps.front().from(), old.data()) +
+                            ": another record gets the same primary key");
+  };
   std::vector<char> record;
   for (std::uint64_t passed = 0;; ++passed) {
     if (passed % kWatchedEvery == 0 && !watch(passed)) return EINTR;
     bool live = false;
     int failed = from.next(record, live);
-    if (failed == kIsEndOfFile) return 0;
+    if (failed == kIsEndOfFile) return to.flush();
     if (failed == 0)
-      failed =
-          live ? copy_record(to, way, record, steps.front().from(), result) : to.write_deleted();
+      failed = live ? copy_record(to, way, record, result) : to.write_deleted(record);
     if (failed != 0) return failed;
   }
 }

@@ -3,7 +3,7 @@
 // way.
 //
 // Errors are numbers of the engine (from 100) or of the system; error_number_text returns a text
-// for the user.
+// for the user: for a failure of a server that has just happened, the server's words.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "runtime/data/conversion/new_data_file.h"
 #include "runtime/data/conversion/record_mapping.h"
 #include "runtime/data/definition/definition.h"
 #include "runtime/platform/record_file.h"
@@ -46,43 +47,13 @@ class OldFile {
  private:
   int open_keyed(const std::string& base, std::string& reason);
   int open_numbered(const std::string& path, std::string& reason);
+  int open_table(const std::string& path, std::string& reason);
 
   const FileDefinition* definition_ = nullptr;
   int descriptor_ = -1;
   RecordFile bytes_;
   std::uint64_t count_ = 0;
   std::uint64_t passed_ = 0;
-};
-
-// A new file under a name that programs do not use. close() makes the file durable; a file that was
-// not closed has no use.
-class NewFile {
- public:
-  NewFile() = default;
-  NewFile(const NewFile&) = delete;
-  NewFile& operator=(const NewFile&) = delete;
-  ~NewFile();
-
-  // Makes the file, which must not exist yet, with the access rights of the old one.
-  int create(const FileDefinition& definition, const std::string& base,
-             const std::string& old_base);
-  // Write each place of a numbered file in turn, also the deleted ones, and each live record of a
-  // keyed file. Return 100 if another record has the same primary key.
-  int write(const std::vector<char>& record);
-  int write_deleted();
-  // Adds the other keys, and waits until the file is durable.
-  int close();
-
- private:
-  int close_keyed();
-  int flush();
-
-  const FileDefinition* definition_ = nullptr;
-  std::string base_;
-  int descriptor_ = -1;
-  RecordFile bytes_;
-  std::vector<char> block_;  // bytes of a numbered file, not written yet
-  std::uint64_t written_ = 0;
 };
 
 struct CopyResult {
@@ -97,7 +68,7 @@ using CopyWatch = std::function<bool(std::uint64_t passed)>;
 
 // Copies all live records through the mappings, at least one. Returns 0 also if some records do not
 // fit: the copy then continues only to find all misfits, and the new file has no use.
-int copy_records(OldFile& from, NewFile& to, std::span<const RecordMapping> steps,
+int copy_records(OldFile& from, NewDataFile& to, std::span<const RecordMapping> steps,
                  const CopyWatch& watch, CopyResult& result);
 
 }  // namespace marigold::inner

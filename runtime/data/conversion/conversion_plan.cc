@@ -8,8 +8,11 @@
 #include "runtime/core/system_errors.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/version.h"
+#include "runtime/data/conversion/conversion_copy.h"
 #include "runtime/data/conversion/file_swap.h"
 #include "runtime/data/definition/definition_set.h"
+#include "runtime/isam/common/cluster.h"
+#include "runtime/isam/common/cluster_address.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/system_error.h"
 #include "runtime/texte/syserr.h"
@@ -160,9 +163,9 @@ FileConversion plan_file(const FileDefinition& file, const FileVersionTable& tab
   FileConversion conversion;
   conversion.file = &file;
   conversion.base = data_path(file);
-  const FileSwap swap(conversion.base, file.type);
-  conversion.leftovers = swap.has_leftovers();
-  const std::optional<double> version = version_read_record(swap.record_in_force());
+  const auto swap = FileSwap::of(conversion.base, file.type);
+  conversion.leftovers = swap->has_leftovers();
+  const std::optional<double> version = version_read_record(swap->record_in_force());
   conversion.unrecorded = !version;
   conversion.versions.push_back(version.value_or(file.version));
   if (find_way(file, table, conversion.versions, problems) &&
@@ -170,6 +173,14 @@ FileConversion plan_file(const FileDefinition& file, const FileVersionTable& tab
       (conversion.older.empty() || fit_each_other(conversion, problems)))
     map_steps(conversion, problems);
   return conversion;
+}
+
+// Whether the server of a class in a cluster answers.
+bool can_be_read(const std::string& directory, Problems& problems) {
+  std::vector<std::string> files;
+  if (!is_cluster_address(directory) || islist(directory, files) == 0) return true;
+  problems.push_back(data_path_shown(directory) + ": " + error_number_text(iserrno));
+  return false;
 }
 
 }  // namespace
@@ -200,19 +211,21 @@ ClassConversion plan_class(int path_class, std::span<const FileDefinition* const
                            const VersionTables& tables, Problems& problems) {
   ClassConversion plan;
   plan.path_class = path_class;
+  if (!can_be_read(data_directory(path_class), problems)) return plan;
   plan.version = version_read_path(path_class);
   plan.wanted = find_path_version(tables.paths, path_class);
   if (plan.wanted >= 0 && plan.version > plan.wanted)
-    problems.push_back(version_path_record(path_class) + ": " + error_text(kErrorPathVersionNewer) +
-                       " (version " + version_text(plan.version) + ", required is " +
-                       version_text(plan.wanted) + ")");
+    problems.push_back(data_path_shown(version_path_record(path_class)) + ": " +
+                       error_text(kErrorPathVersionNewer) + " (version " +
+                       version_text(plan.version) + ", required is " + version_text(plan.wanted) +
+                       ")");
   for (const FileDefinition* file : files) {
     if (file->path_class != path_class) continue;
     // The form of a chained file is not known here: only its version record shows that it exists.
     const bool chained = file->type == FileType::kChained;
     const bool there = chained
                            ? version_read_record(version_file_record(data_path(*file))).has_value()
-                           : FileSwap(data_path(*file), file->type).file_is_there();
+                           : FileSwap::of(data_path(*file), file->type)->file_is_there();
     if (there) plan.files.push_back(plan_file(*file, tables.files, problems));
   }
   return plan;

@@ -10,6 +10,7 @@
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/lock_file.h"
 #include "runtime/data/access/version.h"
+#include "runtime/isam/common/cluster_address.h"
 #include "runtime/platform/library_path.h"
 #include "runtime/platform/path.h"
 
@@ -38,8 +39,9 @@ Entry* entry_at(int number) {
   return known ? &state.entries[static_cast<std::size_t>(number - 1)] : nullptr;
 }
 
-// Returns one form for all spellings of a directory.
+// Returns one form for all spellings of a directory. Addresses are compared as they are written.
 std::string normal(std::string_view directory) {
+  if (is_cluster_address(directory)) return std::string(path_without_end(directory));
   const std::string text = path_of_library(library_path(directory).lexically_normal());
   return std::string(path_without_end(text));
 }

@@ -1,26 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Puts a converted data file in the place of the old one, in steps. Each step can be the last: if a
-// run is killed, the next run completes the work or starts again. A program never makes a file
-// again that is only missing for a moment.
+// The names that a conversion uses beside a data file, and the work of an interrupted run.
 //
 // The names beside BASE are all too long for the name of a defined file:
-//   BASE.converting     the new file (with .dat and .idx; a random file without), until it is put
-//                       in place
-//   BASE.converting.ver the version record of the new file, written once the new file is whole and
-//                       durable: from then on the files may be put in place
-//   BASE.unconverted    the old file under a second name, and its version record, until the whole
-//                       class is done
+//   BASE.converting     the new file, until it is put in place
 //   BASE.version-N      the old file and its version record, kept for good; N is the version
-// The .dat file is put in place first. While BASE.converting.dat exists, programs may use the old
-// file, and the new one does not count. Once it has been moved, the two files of the pair do not
-// belong together, and the engine refuses them until the .idx file has been moved too.
+// directory_swap.h and cluster_swap.h put new files in place, and have the names of the files.
 //
-// Results: 0, or the system's error number, with the path at fault in failed_path(). The caller
-// holds the file, or its class, exclusively.
+// Results: 0, or the number of the system or the engine, with the path at fault in failed_path().
+// The caller of anything that changes files holds the file, or its class, exclusively.
 #pragma once
 
+#include <memory>
 #include <string>
-#include <vector>
 
 #include "runtime/data/definition/definition.h"
 
@@ -28,45 +19,35 @@ namespace marigold::inner {
 
 class FileSwap {
  public:
-  FileSwap(std::string base, FileType type);
+  static std::unique_ptr<FileSwap> of(const std::string& base, FileType type);
+  FileSwap(const FileSwap&) = delete;
+  FileSwap& operator=(const FileSwap&) = delete;
+  virtual ~FileSwap() = default;
 
   [[nodiscard]] const std::string& base() const { return base_; }
-  [[nodiscard]] std::string new_base() const { return base_ + ".converting"; }
-  [[nodiscard]] std::string old_base() const { return base_ + ".unconverted"; }
+  [[nodiscard]] std::string new_base() const;
   [[nodiscard]] std::string kept_base(double version) const;
   [[nodiscard]] const std::string& failed_path() const { return failed_path_; }
 
   // Whether any of the data files exists.
-  [[nodiscard]] bool file_is_there() const;
+  [[nodiscard]] virtual bool file_is_there() const = 0;
   // Whether an earlier run has left files to recover or finish.
-  [[nodiscard]] bool has_leftovers() const;
+  [[nodiscard]] virtual bool has_leftovers() const = 0;
   // Whether the next recover would finish putting the new file in place.
-  [[nodiscard]] bool is_half_in_place() const;
+  [[nodiscard]] virtual bool is_half_in_place() const = 0;
 
   // Returns the path of the version record that describes the file after the next recover.
-  [[nodiscard]] std::string record_in_force() const;
+  [[nodiscard]] virtual std::string record_in_force() const = 0;
 
   // Finishes putting a file in place that an earlier run has begun, or discards the new file.
-  int recover();
+  virtual int recover() = 0;
   // Removes the new file. Call it only before any of its files is put in place.
-  int discard();
-  // Keeps the old file under its second name and replaces it by the new one, which is whole and
-  // closed. After a failure the old file is as before and the new one is gone, unless
-  // is_half_in_place() reports that the next run will finish the replacement.
-  int put_in_place(double old_version, double new_version);
-  // Removes the old file, or keeps it for good. Call it when the class is done.
-  int finish(bool keep);
+  virtual int discard() = 0;
 
- private:
-  int replace(const std::string& from, const std::string& to);
-  int remove(const std::string& path);
-  int link_old(double version);
-  int remove_old();
-  int announce(double version);
-  int bring_in();
+ protected:
+  explicit FileSwap(std::string base) : base_(std::move(base)) {}
 
   std::string base_;
-  std::vector<std::string> suffixes_;  // of the data files, in the order of replacement
   std::string failed_path_;
 };
 

@@ -461,6 +461,11 @@ int ClusterFile::info(IsamInfo& info) {
   return table_info(*table_, info);
 }
 
+int ClusterFile::shape(IsamInfo& shape) {
+  shape = table_shape(*table_);
+  return table_->fault();
+}
+
 // Pages of the server are filled as it likes.
 int ClusterFile::fill(double& fill) {
   fill = 1;

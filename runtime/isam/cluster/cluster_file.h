@@ -63,6 +63,7 @@ class ClusterFile final : public OpenIsam {
   int count(std::int64_t& records) override;
   int changes(std::uint64_t& number) override;
   int info(IsamInfo& info) override;
+  int shape(IsamInfo& shape) override;
   int fill(double& fill) override;
   int check(std::vector<std::string>& findings, const IsWatch& watch) override;
   int glance(std::vector<std::string>& findings) override;

@@ -164,6 +164,13 @@ int table_close(Table& table) {
 
 // ---- Properties
 
+IsamInfo table_shape(Table& table) {
+  IsamInfo shape{.record_length = static_cast<int>(table.record_length()),
+                 .key_count = static_cast<int>(table.keys().size())};
+  std::ranges::transform(table.keys(), shape.keys.begin(), &TableKey::description);
+  return shape;
+}
+
 int table_info(Table& table, IsamInfo& info) {
   const std::string name = Connection::quoted_text(table.quoted_table());
   Statement sizes{.text = "SELECT count(*), pg_table_size(" + name + "), pg_indexes_size(" + name +
@@ -172,12 +179,10 @@ int table_info(Table& table, IsamInfo& info) {
   const Step step{&sizes, {}};
   Rows rows;
   if (const int failed = table.ask({&step, 1}, {&rows, 1})) return failed;
-  info = {.record_length = static_cast<int>(table.record_length()),
-          .record_count = rows.number(0, 0),
-          .key_count = static_cast<int>(table.keys().size()),
-          .data_bytes = static_cast<std::uint64_t>(rows.number(0, 1)),
-          .index_bytes = static_cast<std::uint64_t>(rows.number(0, 2))};
-  std::ranges::transform(table.keys(), info.keys.begin(), &TableKey::description);
+  info = table_shape(table);
+  info.record_count = rows.number(0, 0);
+  info.data_bytes = static_cast<std::uint64_t>(rows.number(0, 1));
+  info.index_bytes = static_cast<std::uint64_t>(rows.number(0, 2));
   return 0;
 }
 

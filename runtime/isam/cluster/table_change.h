@@ -25,6 +25,8 @@ int table_release(Table& table);
 // The same, and then the lock of the file.
 int table_close(Table& table);
 
+// Record length and keys alone.
+IsamInfo table_shape(Table& table);
 int table_info(Table& table, IsamInfo& info);
 int table_check(Table& table, std::vector<std::string>& findings, const IsWatch& watch);
 

@@ -27,6 +27,10 @@ int isreturn(int number, const IsPosition& position);
 // Gives a number that differs after every change of the file by any process.
 int ischanges(int number, std::uint64_t& changes);
 
+// Gives the record length and the keys of a file, for which isinfo may have to count records. The
+// other values are as isinfo gives them, or 0.
+int isshape(int number, IsamInfo& shape);
+
 // Selects a key and stays at the current record. 103: the file has no such key; 112: there is no
 // current record.
 int isselect(int number, const KeyDescription& key);

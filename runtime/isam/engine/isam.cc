@@ -235,6 +235,10 @@ int isinfo(int descriptor, IsamInfo& info) {
   return with_file("ISINFO", descriptor, [&](OpenIsam& file) { return file.info(info); });
 }
 
+int inner::isshape(int number, IsamInfo& shape) {
+  return with_file("ISSHAPE", number, [&](OpenIsam& file) { return file.shape(shape); });
+}
+
 int isfill(int descriptor, double& fill) {
   return with_file("ISFILL", descriptor, [&](OpenIsam& file) { return file.fill(fill); });
 }

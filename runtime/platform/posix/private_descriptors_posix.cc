@@ -17,10 +17,12 @@ struct State {
 State state;
 
 // Runs in a child before fork returns, so it makes only system calls that are allowed in a signal
-// handler.
+// handler. Their numbers may soon be those of the child's own files, which a child of the child
+// keeps.
 void close_all() {
   for (const int descriptor : state.descriptors)
     close(descriptor);
+  state.descriptors.clear();
 }
 
 }  // namespace
