@@ -12,11 +12,11 @@ namespace marigold::inner::isam {
 extern const IsamEngine kClusterEngine;
 
 // The operations of cluster.h.
-int text_read(const std::string& address, std::string& text);
-int text_write(const std::string& address, const std::string& text);
+int text_read(const std::string& base, std::string& text);
+int text_write(const std::string& base, const std::string& text);
 int list_files(const std::string& directory, std::vector<std::string>& files);
 int exchange(std::span<const IsExchange> steps);
-int holders_of(const std::string& address, std::vector<IsHolder>& holders);
+int holders_of(const std::string& base, std::vector<IsHolder>& holders);
 int table_name(OpenIsam& file, std::string& name);
 int run_sql(OpenIsam& file, const std::string& text);
 struct SetChange {

@@ -42,11 +42,11 @@ class ClusterFile final : public OpenIsam {
   int close() override;
   int retire() override;
 
-  int start(const KeyDescription& key, int length, const char* record, int mode) override;
+  int start(const KeyDescription& description, int length, const char* record, int mode) override;
   int read(char* record, int mode, bool lock) override;
-  int select(const KeyDescription& key) override;
+  int select(const KeyDescription& description) override;
   int keep_position(IsPosition& position) override;
-  int return_to(const IsPosition& position) override;
+  int return_to(const IsPosition& kept) override;
 
   int write(const char* record) override;
   int remove(const char* record) override;
@@ -90,7 +90,7 @@ class ClusterFile final : public OpenIsam {
 
   [[nodiscard]] TableKey& key_at(std::size_t key) { return table_->keys()[key]; }
   [[nodiscard]] std::size_t find_key(const KeyDescription& description);
-  Search search_for(std::size_t key, const char* record, int mode, int length);
+  Search search_for(std::size_t number, const char* record, int mode, int length);
 
   int find(const Search& search, bool lock, char* record, KeyPosition& position);
   int run_locking(const Search& search, Look& look, Rows& rows);

@@ -130,6 +130,7 @@ int give_back(Schema& schema, std::span<const std::int64_t> locks) {
     const auto part = locks.first(std::min(locks.size(), kAtOnce));
     const std::vector<Number> numbers(part.begin(), part.end());
     std::vector<Step> steps;
+    steps.reserve(numbers.size());
     for (const Number& number : numbers)
       steps.push_back({&schema.unlock, {number.bytes()}});
     std::vector<Rows> rows(steps.size());

@@ -59,7 +59,7 @@ class LocalFile final : public OpenIsam {
   int read(char* record, int mode, bool lock) override;
   int select(const KeyDescription& key) override;
   int keep_position(IsPosition& position) override;
-  int return_to(const IsPosition& position) override;
+  int return_to(const IsPosition& kept) override;
 
   int write(const char* record) override {
     return change([&](File& file) { return write_record(file, record); });
