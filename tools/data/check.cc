@@ -23,9 +23,6 @@
 namespace marigold::inner {
 namespace {
 
-constexpr const char* kLeftByConversion =
-    "left by an interrupted conversion; run it again to finish it";
-
 struct Checked {
   Checked(const std::string& base, bool is_quick) : quick(is_quick), progress(base) {}
 
@@ -121,7 +118,7 @@ void look_beside(const DataTarget& target, Checked& checked) {
     checked.findings.push_back("left by a run that was killed: " + left);
   const std::string journal = path_beside(target.base, kRestoreJournal);
   if (file_exists(journal.c_str()))
-    checked.findings.push_back("beside " + journal + " of an interrupted restore; run it again");
+    checked.findings.push_back("beside " + journal + " of an interrupted restore or copy; run it again");
   if (FileSwap::of(target.base, target.definition->type)->has_leftovers())
     checked.findings.push_back(kLeftByConversion);
   checked.looked_at.push_back("left_behind");

@@ -24,7 +24,7 @@ struct DataFileOptions {
 
 struct DataTarget {
   std::string set_path;
-  std::unique_ptr<const FileDefinition> definition;
+  std::shared_ptr<const FileDefinition> definition;
   std::string base;       // its path without ".dat" and the like, or its address in a cluster
   bool in_class = false;  // in the data directory of its path class
 
@@ -68,6 +68,9 @@ bool finish_changes(const DataTarget& target, std::string& problem);
 
 inline constexpr const char* kChangesBegan =
     ": a program has begun to change it in sets meanwhile; try again";
+
+inline constexpr const char* kLeftByConversion =
+    "left by an interrupted conversion; run it again to finish it";
 
 // Ends the name of a file of a cluster until the file is whole.
 inline constexpr const char* kIncoming = ".incoming";
