@@ -353,18 +353,21 @@ void build_counters() {
   ASSERT_EQ(ISCLOSE(file), 0) << isreason();
 }
 
-// Locks a counter and increments it. False when somebody else has it.
+// Locks a counter and increments it. False when somebody else has it, or has got it while the
+// connection was lost: nothing is changed then.
 bool increment(int file, std::int32_t number, Tally& tally, std::size_t worker) {
   std::string bytes = counter(number, 0);
   const int locked = error_of(ISREAD(file, bytes.data(), kIsEqual | kIsLock));
   if (locked == kIsLocked) return false;
-  EXPECT_EQ(locked, 0) << isreason();
   const std::int32_t value = isld_int4(bytes.data() + 8);
   ++tally.begun[worker];
-  EXPECT_EQ(error_of(ISREPLACE(file, counter(number, value + 1).data())), 0) << isreason();
-  ++tally.done[worker];
-  EXPECT_EQ(error_of(ISRELEASE(file)), 0) << isreason();
-  return !testing::Test::HasFailure();
+  const int failed =
+      locked != 0 ? locked : error_of(ISREPLACE(file, counter(number, value + 1).data()));
+  EXPECT_TRUE(failed == 0 || failed == kIsLockLost) << failed << isreason();
+  if (failed == 0) ++tally.done[worker];
+  const int released = error_of(ISRELEASE(file));
+  EXPECT_TRUE(released == 0 || released == kIsLockLost) << released << isreason();
+  return failed == 0 && !testing::Test::HasFailure();
 }
 
 // A worker: so many increments, or until the others say that it is enough.
