@@ -74,7 +74,7 @@ int change_set(std::span<const SetChange> changes, std::size_t& locked) {
   for (std::size_t i = 0; i < changes.size(); ++i)
     prepare(changes[i], prepared[i], steps[i]);
   const Number session(schema.session().number());
-  steps[changes.size()] = {&schema.sync_commit, {}};
+  steps[changes.size()] = {&schema.sync, {}};
   std::vector<Rows> rows(steps.size());
   constexpr int kPatience = 60;
   for (int round = 0;; ++round) {

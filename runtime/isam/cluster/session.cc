@@ -179,7 +179,6 @@ Schema::Schema(Session& session, std::string name) : session_(session), name_(st
   select_row_.text = "SELECT operation, sequence FROM " + rows + " WHERE session = $1::bigint";
   note.text =
       "UPDATE " + rows + " SET operation = $2::bigint, sequence = 0 WHERE session = $1::bigint";
-  sync_commit.text = "SELECT set_config('synchronous_commit', 'on', true)";
   // A commit that waits for the disk, and for a synchronous standby, takes all before it along.
   flush_.text = "UPDATE " + rows +
                 " SET operation = operation WHERE session = $1::bigint AND "
