@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <utility>
+#include <vector>
 
 #include "runtime/isam/cluster/cluster_file.h"
 #include "runtime/isam/cluster/directory.h"
@@ -102,8 +103,25 @@ int build(const std::string& base, const std::string& like, int record_length,
   return take(table, mode, address, built);
 }
 
-int begin_snapshots(std::span<OpenIsam* const> /*files*/) {
-  return refuse(kIsBadArgument, "files of a database cluster have no snapshots");
+int begin_snapshots(std::span<OpenIsam* const> files) {
+  const auto table_of_file = [](OpenIsam* file) -> Table& {
+    return static_cast<ClusterFile*>(file)->table();
+  };
+  Session& session = table_of_file(files.front()).schema().session();
+  const auto moment = std::make_shared<Moment>(session.connection());
+  std::vector<std::unique_ptr<TableSnapshot>> snapshots;
+  int failed = moment->begin();
+  for (std::size_t i = 0; failed == 0 && i < files.size(); ++i) {
+    Table& table = table_of_file(files[i]);
+    if (&table.schema().session() != &session)
+      return refuse(kIsBadArgument, "the files of a snapshot lie in different databases");
+    snapshots.push_back(std::make_unique<TableSnapshot>(moment, table));
+    failed = table.fault();
+    if (failed == 0) failed = snapshots.back()->begin();
+  }
+  for (std::size_t i = 0; failed == 0 && i < files.size(); ++i)
+    static_cast<ClusterFile*>(files[i])->begin(std::move(snapshots[i]));
+  return failed;
 }
 
 int rebuild(const std::string& /*base*/, IsRebuildReport& /*report*/, const IsWatch& /*watch*/) {
@@ -194,6 +212,20 @@ int exchange(std::span<const IsExchange> steps) {
     named.push_back({.kind = step.kind, .from = from.file, .to = to.file, .text = step.text});
   }
   return exchange_names(*schema, named);
+}
+
+int table_name(OpenIsam& file, std::string& name) {
+  name = static_cast<ClusterFile&>(file).table().quoted_table();
+  return 0;
+}
+
+int run_sql(OpenIsam& file, const std::string& text) {
+  Table& table = static_cast<ClusterFile&>(file).table();
+  if (const int fault = table.fault()) return fault;
+  return table.schema().session().repeat([&](Connection& connection) {
+    const int result = connection.command(text);
+    return result == kNoTable || result == kDivided ? connection.refuse(kIsServer, text) : result;
+  });
 }
 
 int holders_of(const std::string& base, std::vector<IsHolder>& holders) {

@@ -116,6 +116,7 @@ class Connection {
   static std::string quoted_name(std::string_view name);
   static std::string quoted_text(std::string_view text);
 
+  [[nodiscard]] const std::string& server() const { return server_; }
   // Names a schema in the reasons of failures from now on.
   void speak_of(const std::string& schema) { schema_ = &schema; }
   [[nodiscard]] std::string place() const;

@@ -139,10 +139,13 @@ class Exchange {
                      .once = true};
     const Step step{&select, {}};
     Rows rows;
-    const int failed = connection_.run({&step, 1}, {&rows, 1});
-    for (int row = 0; failed == 0 && row < rows.count(); ++row)
+    if (const int failed = connection_.run({&step, 1}, {&rows, 1})) return failed;
+    for (int row = 0; row < rows.count(); ++row)
       entries_[std::string(rows.bytes(row, 0))] = {rows.number(row, 1), rows.number(row, 2)};
-    return failed;
+    const bool is_taken = std::ranges::any_of(steps, [&](const NamedExchange& one) {
+      return one.kind == IsExchange::Kind::kRenameNew && entries_.contains(one.to);
+    });
+    return is_taken ? EEXIST : 0;
   }
 
   // Fails with a division by zero when another process has the file open.
@@ -179,6 +182,7 @@ class Exchange {
     const std::string from = name_literal(step.from);
     switch (step.kind) {
       case IsExchange::Kind::kRename:
+      case IsExchange::Kind::kRenameNew:
         return rename(step.from, step.to);
       case IsExchange::Kind::kRemove:
         return remove(step.from);
@@ -228,9 +232,10 @@ int exchange_names(Schema& schema, const std::vector<NamedExchange>& steps) {
   if (failed != 0) return failed;
   schema.acknowledge();
   for (const NamedExchange& step : steps) {
-    if (step.kind == IsExchange::Kind::kRename || step.kind == IsExchange::Kind::kRemove)
-      retire(schema, step.from);
-    if (step.kind == IsExchange::Kind::kRename) retire(schema, step.to);
+    const bool renames =
+        step.kind == IsExchange::Kind::kRename || step.kind == IsExchange::Kind::kRenameNew;
+    if (renames || step.kind == IsExchange::Kind::kRemove) retire(schema, step.from);
+    if (renames) retire(schema, step.to);
   }
   return 0;
 }
