@@ -46,8 +46,8 @@ void definition_set_load(std::string_view set_name);
 // return.
 DataFile& data_file(std::string_view name);
 
-// Sets the path of a closed file, without ".dat" and the like. "" sets the default: the file's name
-// in the data directory of its path class.
+// Sets the path of a closed file, without ".dat" and the like, or its address in a cluster. "" sets
+// the default: the file's name in the data directory of its path class.
 void data_set_path(DataFile& file, std::string_view path);
 
 bool data_is_open(const DataFile& file);
@@ -201,7 +201,8 @@ void data_put_text(DataFile& file, std::string_view field, std::string_view valu
 // system error 64.
 
 // Returns the data directory of a class, without a slash at its end: the setting DATA_DIRECTORY with
-// the class's number for each "%p".
+// the class's number for each "%p". An address, postgresql://HOSTS/DATABASE/SCHEMA, puts the class
+// into a schema of a PostgreSQL cluster; programs work with both alike.
 std::string data_directory(int path_class);
 
 // Takes the class for this process alone and gives a shared lock back first. Returns 0. Returns 4
@@ -223,7 +224,7 @@ void path_lock_release(int path_class);
 void path_lock_release_all();
 
 // ---- The critical paths of an application: the data directories whose contents must have the
-// right version before the application works with them.
+// right version before the application works with them. Addresses are compared as they are written.
 //
 // Table of up to 5 entries with numbers from 1; each entry names a data directory. The check keeps
 // the class of each directory locked shared (in multi-user operation), so that no conversion can

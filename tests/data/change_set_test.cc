@@ -534,7 +534,7 @@ TEST_P(ChangeSetTest, NothingIsLostAmongProcessesThatDie) {
   std::array<Process, 2> movers{spawn(), spawn()};
   Process booker = start_child([](const std::string& of, unsigned seed) { book_singly(of, seed); },
                                name, static_cast<unsigned>(random()));
-  const int deaths = amount(is_slow_system() || in_cluster() ? 10 : 60, 3000);
+  const int deaths = amount(is_slow_system() ? 10 : 60, 3000);
   for (int count = 0; count < deaths && !HasFailure(); ++count) {
     Process& mover = movers[static_cast<std::size_t>(count % 2)];
     EXPECT_EQ(mover.wait(), kKilled);

@@ -125,7 +125,7 @@ DataTest::~DataTest() {
 void die_later(long steps) {
   if (!in_cluster()) return die_at(steps);
   std::thread([steps] {
-    sleep_us(50 * steps);
+    sleep_us(100 * steps);
     die_now();
   }).detach();
 }

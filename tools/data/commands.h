@@ -97,6 +97,14 @@ struct DataCopy {
 };
 int data_copy(const DataCopy& options);
 
+struct DataSql {
+  DataFileOptions file;
+  std::string code_set;
+  int first_year = 1901;  // of the two-digit years
+  bool create = false;    // the view; else print it
+};
+int data_sql(const DataSql& options);
+
 struct DataBackup {
   BackupSelection selection;
   std::string to;       // a new directory, or empty

@@ -264,6 +264,31 @@ void register_copy(Command data) {
   command.action([options] { return data_copy(*options); });
 }
 
+void register_sql(Command data) {
+  Command command = data.command(
+      "sql", "Print a view that shows a file of a cluster as typed columns to SQL");
+  const auto options = std::make_shared<DataSql>();
+  add_file(command, options->file);
+  add_place(command, options->file);
+  command
+      .option("--code-set", "NAME", options->code_set,
+              "The code set of the texts in the file (default 8859)")
+      .initial("8859");
+  command
+      .option("--first-year", "YEAR", options->first_year,
+              "Dates have two digits for the year, which is one of the hundred years from here on")
+      .range(1, 9900)
+      .initial("1901");
+  command.flag("--create", options->create, "Make the view, or replace it, in the file's schema");
+  command.footer(
+      "A field of several elements has the columns NAME_1, NAME_2. A number that is no date or time\n"
+      "is NULL. The view has to be dropped before the file is converted or replaced.\n"
+      "Exit status 0: done; 2: not done.\n"
+      "Example:\n"
+      "  marigold data sql CUSTOMER --create\n");
+  command.action([options] { return data_sql(*options); });
+}
+
 void register_restore(Command data) {
   Command command = data.command("restore", "Restore data files from a backup");
   const auto options = std::make_shared<DataRestore>();
@@ -295,6 +320,7 @@ void data_register(Command tool) {
   register_locks(data);
   register_convert(data);
   register_copy(data);
+  register_sql(data);
   register_backup(data);
   register_restore(data);
 }

@@ -69,13 +69,12 @@ int change_set(std::span<const SetChange> changes, std::size_t& locked) {
       return refuse(kIsBadArgument, "the files of a set lie in different databases");
     if (const int fault = table.fault()) return fault;
   }
-  static Statement sync{.text = "SELECT set_config('synchronous_commit', 'on', true)"};
   std::vector<Prepared> prepared(changes.size());
   std::vector<Step> steps(changes.size() + 2);
   for (std::size_t i = 0; i < changes.size(); ++i)
     prepare(changes[i], prepared[i], steps[i]);
   const Number session(schema.session().number());
-  steps[changes.size()] = {&sync, {}};
+  steps[changes.size()] = {&schema.sync, {}};
   std::vector<Rows> rows(steps.size());
   constexpr int kPatience = 60;
   for (int round = 0;; ++round) {

@@ -137,6 +137,8 @@ class Schema {
   // Note an operation in a transaction: as SQL, and as a statement.
   [[nodiscard]] std::string note_text(std::int64_t operation) const;
   Statement note;  // $1 the session, $2 the operation
+  // Lets the commit of its transaction wait until the server's disk has it.
+  Statement sync{.text = "SELECT set_config('synchronous_commit', 'on', true)"};
   void acknowledge() { last_acknowledged_ = last_operation_; }
   // The number that the next change writes.
   [[nodiscard]] std::int64_t operation() const { return last_operation_ + 1; }
