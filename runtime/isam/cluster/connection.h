@@ -92,7 +92,7 @@ class Connection {
   [[nodiscard]] bool is_open() const;
   // Whether this process has made the object.
   [[nodiscard]] bool is_ours() const;
-  // Whether the server that could not be connected to is only starting.
+  // Whether the server that could not be connected to is only starting, or ending.
   [[nodiscard]] bool is_starting() const { return starting_; }
 
   // Runs the steps as one transaction in one round trip; `rows` gets a result for each.
