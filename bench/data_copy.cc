@@ -3,12 +3,12 @@
 //
 //   data_copy [N=200000] [ROUNDS=3]
 //
-// N records of the sample's customer file, written in random order, go from a directory to a schema,
-// to another schema, and back, in turns; and a CSV file with the same records is loaded into a schema.
-// Beside them the server itself copies the table with its indexes (INSERT ... SELECT in the order of
-// writing, one transaction). Prints CSV: operation,n,seconds,records_per_s,ratio with the least times
-// of the rounds, ratio being the time over that of the server. A wrong result ends the program with
-// status 1.
+// N records of the sample's customer file, written in random order, go from a directory to a
+// schema, to another schema, and back, in turns; and a CSV file with the same records is loaded
+// into a schema. Beside them the server itself copies the table with its indexes (INSERT ... SELECT
+// in the order of writing, one transaction). Prints CSV: operation,n,seconds,records_per_s,ratio
+// with the least times of the rounds, ratio being the time over that of the server. A wrong result
+// ends the program with status 1.
 
 #include <algorithm>
 #include <chrono>

@@ -59,7 +59,8 @@ struct DataClusterTest : DataToolTest {
 };
 
 TEST_F(DataClusterTest, RecordsGoInAndComeOutAsInADirectory) {
-  write_file("in.csv", "NUMBER,NAME[1],RATE,SIZE\n3,b,2.5,7\n5,a,-0.0,-32768\n9,a,1e300,1\n3,c,1,1\n");
+  write_file("in.csv",
+             "NUMBER,NAME[1],RATE,SIZE\n3,b,2.5,7\n5,a,-0.0,-32768\n9,a,1e300,1\n3,c,1,1\n");
   write_file("more.csv", "NUMBER,NAME[1]\n5,c\n4,a\n");
   write_file("slots.csv", "SNR,T\n3,x\n,y\n1000005,z\n");
   const std::string twice = "in.csv:5: an earlier line has NUMBER=3\nmarigold: 1 line rejected";
@@ -79,10 +80,12 @@ TEST_F(DataClusterTest, RecordsGoInAndComeOutAsInADirectory) {
           {"check BOX", box + ": 4 records, no damage\n"},
           {"load SLOTS slots.csv", "",
            "slots.csv:4: SNR=1000005 lies far beyond the end of the file, which would become as "
-           "long; --force takes it\nmarigold: 1 line rejected, nothing loaded\n", 1},
+           "long; --force takes it\nmarigold: 1 line rejected, nothing loaded\n",
+           1},
           {"load SLOTS slots.csv --force", slots + ": 3 records loaded\n"},
           {"dump SLOTS --to 4", "SNR,T\n3,x\n4,y\n"},
-          {"check --quick SLOTS", slots + ": no damage seen, quick look without records and indexes\n"},
+          {"check --quick SLOTS",
+           slots + ": no damage seen, quick look without records and indexes\n"},
           {"convert BOX"}});
   const std::string info = run_shell("./marigold data info BOX --json").out;
   for (const char* part : {"\"records\":4,", "\"version_written\":2.0,", "\"holders\":[]"})
@@ -96,10 +99,12 @@ TEST_F(DataClusterTest, RecordsGoInAndComeOutAsInADirectory) {
 TEST_F(DataClusterTest, CommandsOfDirectoriesSayWhatToUseInstead) {
   write_file("in.csv", box_numbers(1, 3));
   expect({{"load BOX in.csv", box + ": 3 records loaded\n"}});
-  for (const auto& [command, instead] :
-       {std::pair{"rebuild BOX", "REINDEX"}, {"recover BOX", "pg_restore"},
-        {"compact BOX", "VACUUM"}, {"dump BOX --snapshot", "marigold data copy"},
-        {"backup BOX to", "pg_dump"}, {"backup --class 2 to", "pg_dump"}}) {
+  for (const auto& [command, instead] : {std::pair{"rebuild BOX", "REINDEX"},
+                                         {"recover BOX", "pg_restore"},
+                                         {"compact BOX", "VACUUM"},
+                                         {"dump BOX --snapshot", "marigold data copy"},
+                                         {"backup BOX to", "pg_dump"},
+                                         {"backup --class 2 to", "pg_dump"}}) {
     const Finished run = run_shell("./marigold data "s + command);
     EXPECT_EQ(run.status, 2) << command;
     EXPECT_NE(run.err.find("lies in a database cluster"), std::string::npos) << run.err;
@@ -109,7 +114,8 @@ TEST_F(DataClusterTest, CommandsOfDirectoriesSayWhatToUseInstead) {
   expect({{"copy '" + far + "' near/%p BOX", "near/1/BOX: 3 records copied\n"},
           {"sql BOX", "",
            "near/1/BOX: lies in a directory; SQL reads files of a database cluster, to which "
-           "\"marigold data copy\" copies it\n", 2}});
+           "\"marigold data copy\" copies it\n",
+           2}});
 }
 
 TEST_F(DataClusterTest, AFileInUseIsLeftToItsUser) {
@@ -183,8 +189,7 @@ TEST_F(DataClusterTest, AViewHasTheValuesOfTheRecords) {
     return sql("SELECT string_agg(concat_ws(',', " + columns + "), ' ' ORDER BY \"NUMBER\") FROM " +
                view);
   };
-  EXPECT_EQ(rows("\"NUMBER\", \"SIZE\""),
-            "-2147483648,-32768 -1,32767 0,0 1,0 2,0 2147483647,0");
+  EXPECT_EQ(rows("\"NUMBER\", \"SIZE\""), "-2147483648,-32768 -1,32767 0,0 1,0 2,0 2147483647,0");
   EXPECT_EQ(rows("\"RATE\""), "-0 Infinity NaN 5e-324 -1.7976931348623157e+308 0.1");
   // 1900 and 2000 are written alike, so the year 00 is none; 1996 was a leap year.
   EXPECT_EQ(rows("coalesce(\"DAY\"::text, '-')"), "- 1996-02-29 - 1999-12-31 - -");
@@ -204,8 +209,9 @@ TEST_F(DataClusterTest, AViewHasTheValuesOfTheRecords) {
   EXPECT_EQ(run_shell("./marigold data sql BOX --code-set utf8").status, 2);
   // A view of other columns gives way to the new one.
   sql("DROP VIEW " + view + "; CREATE VIEW " + view + " AS SELECT 1 AS other");
-  expect({{"sql BOX --create", made,
-           box + ": the columns have changed, and the rights on the view are to be granted again\n"}});
+  expect(
+      {{"sql BOX --create", made,
+        box + ": the columns have changed, and the rights on the view are to be granted again\n"}});
 }
 
 // A load that is killed leaves nothing but an empty file, and what it has begun is no obstacle.
@@ -224,7 +230,8 @@ TEST_F(DataClusterTest, AKilledLoadLoadsNothing) {
           {"load BOX in.csv --path '" + box + ".incoming'", box + ".incoming: 3 records loaded\n"},
           {"check BOX --quick",
            box + ": left by a copy or a load that was killed, or still runs: " + box +
-               ".incoming\n" + box + ": quick look without records and indexes\n", "", 1}});
+               ".incoming\n" + box + ": quick look without records and indexes\n",
+           "", 1}});
 }
 
 }  // namespace

@@ -88,10 +88,10 @@ TEST_F(DataCopyTest, NumbersOfRandomFilesKeepTheirRecords) {
   EXPECT_EQ(read_file("back/SLOTS"), bytes);
   write_file("more.csv", "T\nw\n");
   setenv("DATA_DIRECTORY", far.c_str(), 1);
-  expect({{"load SLOTS more.csv", far_slots + ": 1 record loaded\n"},
-          {"dump SLOTS", "SNR,T\n1,x\n2,y\n6,w\n"},
-          {"load SLOTS slots.csv --replace",
-           far_slots + ": 3 records loaded, 2 of them replaced\n"}});
+  expect(
+      {{"load SLOTS more.csv", far_slots + ": 1 record loaded\n"},
+       {"dump SLOTS", "SNR,T\n1,x\n2,y\n6,w\n"},
+       {"load SLOTS slots.csv --replace", far_slots + ": 3 records loaded, 2 of them replaced\n"}});
   bytes[3] = 9;  // the number in record 1
   write_file("data/2/SLOTS", bytes);
   expect({{copy("data/%p other SLOTS"), "",
@@ -103,19 +103,18 @@ TEST_F(DataCopyTest, WhatIsThereStaysUnlessItIsToBeReplaced) {
           {copy("data/%p " + there + "BOX"), "",
            far_box + ": exists already; --replace replaces it\n", 2}});
   shuffle();
-  expect({{copy("data/%p " + there + "--class 1 --replace"), far_box + ": 4 records copied\n"},
-          {copy("data/%p " + there + "BOX SLOTS"), "",
-           "marigold: BOX and SLOTS are of different path classes; copy each class by itself\n", 2},
-          {copy("data/%p data/1/ BOX"), "",
-           "data/1: the files would be copied onto themselves\n", 2},
-          {copy(there + there + "BOX --replace"), "",
-           in_place(far, 1, "") + ": the files would be copied onto themselves\n", 2},
-          {copy("data/%p " + there + "--class 7"), "",
-           "marigold: no file of class 7 is defined\n", 2},
-          {copy("none " + there + "BOX"), "", "none/BOX: No such file or directory\n", 2},
-          {copy("none " + there + "--class 1"), "",
-           "none: none of the files of class 1 has any data\n", 2},
-          {copy("data/%p " + there), "", "marigold: copy needs names of files, or --class\n", 2}});
+  expect(
+      {{copy("data/%p " + there + "--class 1 --replace"), far_box + ": 4 records copied\n"},
+       {copy("data/%p " + there + "BOX SLOTS"), "",
+        "marigold: BOX and SLOTS are of different path classes; copy each class by itself\n", 2},
+       {copy("data/%p data/1/ BOX"), "", "data/1: the files would be copied onto themselves\n", 2},
+       {copy(there + there + "BOX --replace"), "",
+        in_place(far, 1, "") + ": the files would be copied onto themselves\n", 2},
+       {copy("data/%p " + there + "--class 7"), "", "marigold: no file of class 7 is defined\n", 2},
+       {copy("none " + there + "BOX"), "", "none/BOX: No such file or directory\n", 2},
+       {copy("none " + there + "--class 1"), "",
+        "none: none of the files of class 1 has any data\n", 2},
+       {copy("data/%p " + there), "", "marigold: copy needs names of files, or --class\n", 2}});
   write_file("data/1/BOX.ver", "1\n");
   const Finished old = run_shell("./marigold data copy data/%p other BOX");
   EXPECT_EQ(old.status, 2);
@@ -135,7 +134,8 @@ TEST_F(DataCopyTest, AKilledCopyLeavesTheOldFileOrTheNewOne) {
     run_shell("./marigold data copy data/%p " + there + "BOX --replace & sleep " +
               std::to_string(milliseconds / 1000.0) + "; kill -9 $!; wait");
     forget_the_killed();
-    const Finished check = run_shell("DATA_DIRECTORY='" + far + "' ./marigold data check --quick BOX");
+    const Finished check =
+        run_shell("DATA_DIRECTORY='" + far + "' ./marigold data check --quick BOX");
     const std::string found = numbers(far, 1);
     before = before || found == "1 2 3 ";
     after = found.size() > 10000;

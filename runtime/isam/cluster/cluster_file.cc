@@ -282,8 +282,7 @@ int ClusterFile::find(const Search& search, bool lock, char* record, KeyPosition
   const std::size_t size = ahead_of(search, lock);
   Look look(*this, search, position, size);
   Rows rows;
-  int failed = lock ? run_locking(search, look, rows)
-                    : table_->ask({&look.plain, 1}, {&rows, 1});
+  int failed = lock ? run_locking(search, look, rows) : table_->ask({&look.plain, 1}, {&rows, 1});
   if (failed != 0 && failed != kIsLocked) return failed;
   const bool found = rows.count() > 0 &&
                      (search.mode != kIsEqual ||

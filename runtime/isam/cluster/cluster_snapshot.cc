@@ -24,8 +24,9 @@ int Moment::judge(int result) {
 int Moment::begin() {
   const int failed = connection_.open("marigold " + std::to_string(process_number()));
   return failed != 0 ? judge(failed)
-                     : command("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY; "
-                               "SET LOCAL enable_seqscan = on; SET LOCAL enable_sort = on");
+                     : command(
+                           "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY; "
+                           "SET LOCAL enable_seqscan = on; SET LOCAL enable_sort = on");
 }
 
 int Moment::run(const Step& step, Rows& rows) {
