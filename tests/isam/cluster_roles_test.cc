@@ -29,17 +29,18 @@ TEST(ClusterRolesTest, EachMayDoItsPartAndNoMore) {
   const std::string server = shared_server().address(database);
   SqlSession sql(server);
   const auto run_script = [&] {
-    const std::string command =
-        "psql -X -q -v schema=shop -v roles=r -f '" CLUSTER_ROLES "' '" + server + "'";
+    const std::string command = "psql -X -q -v schema=shop -f '" CLUSTER_ROLES "' '" + server + "'";
     return std::system(command.c_str());
   };
   ASSERT_EQ(run_script(), 0);
+  const std::string user = database + "_user_";
   for (const char* const role : {"readers", "programs", "makers"})
-    sql.run("CREATE USER u_" + std::string(role) + " IN ROLE r_" + role);
-  sql.run("CREATE USER u_others; ALTER USER u_makers SET role = r_makers");
+    sql.run("CREATE USER " + user + role + " IN ROLE " + database + "_" + role);
+  sql.run("CREATE USER " + user + "others");
+  sql.run("ALTER USER " + user + "makers SET role = " + database + "_makers");
 
   const auto base = [&](const std::string& role, const std::string& file) {
-    return cluster_join(server + "/shop?user=u_" + role, file);
+    return cluster_join(server + "/shop?user=" + user + role, file);
   };
   const auto outcome = [](int file) {
     if (file >= 0) {
@@ -80,11 +81,10 @@ TEST(ClusterRolesTest, EachMayDoItsPartAndNoMore) {
       const std::string fresh = base(role, "new" + std::to_string(round));
       EXPECT_EQ(outcome(ISBUILD(fresh.c_str(), 8, kPrimary, kSharedMode)), makes);
     }
-    EXPECT_EQ(sql.state_of("SET ROLE r_programs; DROP TABLE shop.f1"), "42501");
-    EXPECT_EQ(sql.state_of("RESET ROLE; SET ROLE r_programs; DELETE FROM shop.marigold_files"),
-              "42501");
-    EXPECT_EQ(sql.state_of("RESET ROLE; SET ROLE r_makers; DROP TABLE shop.marigold_files"),
-              "42501");
+    for (const auto& [role, statement] : {std::pair{"programs", "DROP TABLE shop.f1"},
+                                          {"programs", "DELETE FROM shop.marigold_files"},
+                                          {"makers", "DROP TABLE shop.marigold_files"}})
+      EXPECT_EQ(sql.state_of("SET ROLE " + database + "_" + role + "; " + statement), "42501");
     sql.run("RESET ROLE");
     EXPECT_EQ(run_script(), 0);
   }
