@@ -33,7 +33,7 @@
 // Files of a database cluster: a base name that is an address,
 // postgresql://HOSTS/DATABASE/SCHEMA/FILE, names a file that lies on a PostgreSQL server
 // (docs/cluster.md). All operations are the same, except that such files need no isrebuild,
-// isrecover and iscompact, and have no snapshots (102). Guarantees when an operation has returned:
+// isrecover and iscompact, and that their snapshots are not written as pairs of files (102). Guarantees when an operation has returned:
 //   - ISWRITE, ISDELETE, ISREPLACE, ISADDINDEX with 0: as above, also if the connection is lost
 //     meanwhile. The operation then connects again, to the host that takes changes, and finds out
 //     whether the change was done before the loss; it is done once and never twice.
@@ -246,11 +246,13 @@ void is_watch_rebuilds(IsRebuildWatch watch);
 // has ended
 
 // Begins a snapshot of each of these files, all of the same moment. A descriptor has one at a time
-// (102), and the process must be allowed to write the file (13). On a failure none has begun.
+// (102), and the process must be allowed to write the file (13), or to read it in a cluster. On a
+// failure none has begun. 102: the files lie in different databases.
 int issnapshot(std::span<const int> numbers);
 
-// Reads the snapshot's next record, in the order of the slots in the data file. 110 after the last
-// one; 105 when a record of the moment is damaged or missing, which makes the copy unusable.
+// Reads the snapshot's next record, in the order in which the records were written; a copy with its
+// records written in this order has the same order of equal keys. 110 after the last one; 105 when a
+// record of the moment is damaged or missing, which makes the copy unusable.
 int issnapshot_read(int number, char* record);
 // Returns the number of records in the snapshot, or -1.
 std::int64_t issnapshot_count(int number);

@@ -352,7 +352,7 @@ TEST_P(BothKinds, AFileThatIsHalfRestoredEndsTheProgram) {
   }
   write_file(journal,
              head + name + (file.definition.type == FileType::kIsam ? ".dat" : "") + "\nend\n");
-  EXPECT_EXIT(open(GetParam()), aborted, name + ": a restore of it was interrupted; run mari");
+  EXPECT_EXIT(open(GetParam()), aborted, name + ": a restore or a copy of it was interrupted");
 }
 
 using File = DataFile;

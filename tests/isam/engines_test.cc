@@ -3,6 +3,7 @@
 // processes. model_test.cc tests which record a read finds.
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 
 #include "tests/isam/support.h"
@@ -68,6 +69,29 @@ TEST_F(EnginesTest, KeysAreAddedOverTheRecordsOfAFileOfOnesOwn) {
   EXPECT_EQ(error_of(ISADDINDEX(shared, kLetter)), kIsNotExclusive);
   play(shared, "f=3x");
   EXPECT_EQ(ISCLOSE(shared), 0);
+}
+
+// Flushes between the changes, since slots are used again then.
+TEST_F(EnginesTest, ASnapshotHasTheRecordsOfItsMomentInTheOrderOfWriting) {
+  const int file = build(kSharedMode);
+  for (const char* steps : {"w5a w3b w4c w1d", "d3", "w3e d4", "w6f w4g"}) {
+    play(file, steps);
+    ASSERT_EQ(ISFLUSH(file), 0);
+  }
+  ASSERT_EQ(ISREPLACE(file, record(5, 'h').data()), 0);
+  ASSERT_EQ(issnapshot(std::array{file}), 0) << isreason();
+  play_elsewhere("d1 w7x d3");
+  EXPECT_EQ(issnapshot_count(file), 5);
+  std::string found;
+  std::string bytes = record(0);
+  while (issnapshot_read(file, bytes.data()) == 0)
+    found += std::to_string(isld_int4(bytes.data())) + bytes[4] + " ";
+  EXPECT_EQ(iserrno, kIsEndOfFile);
+  EXPECT_EQ(found, "1d 3e 6f 4g 5h ");
+  EXPECT_EQ(issnapshot_end(file), 0);
+  EXPECT_EQ(error_of(issnapshot_read(file, bytes.data())), kIsNotOpen);
+  play(file, "f=4g l=7x");
+  EXPECT_EQ(ISCLOSE(file), 0);
 }
 
 // A node loses its first child, takes a record that belongs into the gap, and merges with its left

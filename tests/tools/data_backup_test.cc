@@ -211,7 +211,7 @@ TEST_F(DataBackupTest, FilesInUseAreNotReplaced) {
   EXPECT_EQ(ISCLOSE(alone), 0);
   EXPECT_EQ(left(), "");
   write_file("data/1/RESTORE.journal", "half a");
-  EXPECT_NE(run("check BOX").out.find("of an interrupted restore"), std::string::npos);
+  EXPECT_NE(run("check BOX").out.find("of an interrupted restore or copy"), std::string::npos);
   EXPECT_EQ(run("load --replace BOX three.csv").err.find("a restore of it"), std::string::npos);
   const std::string journal = std::filesystem::current_path().string() + "/data/1/RESTORE.journal";
   write_file(journal, "run\n" + journal + "\nnew BOX.idx\nend\n");
@@ -426,7 +426,7 @@ int come_first(const char* step) {
 
 // Swaps two directories, each with a replaced, a new and a removed file.
 void swap_files(Problems& problems) {
-  RestoreSwap swap;
+  RestoreSwap swap("restore");
   for (const std::string directory : {"a/", "b/"}) {
     write_file(directory + ".staged1", "new");
     write_file(directory + ".staged2", "new");
@@ -469,7 +469,7 @@ TEST_F(DataBackupTest, ARestoreIsWholeOrNotAtAll) {
     swap_files(problems);
     restore_step_hook = nullptr;
     done = problems.empty();
-    const bool restored = done || problems[0].find("the files are restored") != std::string::npos;
+    const bool restored = done || problems[0].find("the new files are in place") != std::string::npos;
     EXPECT_TRUE(!restored || recover_restore("b", problems));
     EXPECT_EQ(contents(), restored ? after : before) << step;
   }

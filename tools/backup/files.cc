@@ -26,20 +26,6 @@ bool names_in_set(const std::string& path, int path_class, std::vector<std::stri
   return true;
 }
 
-bool all_names(const BackupSelection& selection, std::vector<std::string>& names,
-               Problems& problems) {
-  settings_read();
-  std::vector<std::string> sets;
-  if (!selection.set.empty()) {
-    sets.push_back(definition_path_of(selection.set));
-  } else if (!find_definition_sets(sets, problems)) {
-    return false;
-  }
-  return std::ranges::all_of(sets, [&](const std::string& set) {
-    return names_in_set(set, selection.path_class, names, problems);
-  });
-}
-
 bool has_data(const DataTarget& target) {
   if (target.definition->type != FileType::kIsam) return file_exists(target.base.c_str());
   return file_exists((target.base + ".dat").c_str()) || file_exists((target.base + ".idx").c_str());
@@ -47,11 +33,26 @@ bool has_data(const DataTarget& target) {
 
 }  // namespace
 
+bool find_file_names(const std::string& set, int path_class, std::vector<std::string>& names,
+                     Problems& problems) {
+  settings_read();
+  std::vector<std::string> sets;
+  if (!set.empty()) {
+    sets.push_back(definition_path_of(set));
+  } else if (!find_definition_sets(sets, problems)) {
+    return false;
+  }
+  return std::ranges::all_of(sets, [&](const std::string& path) {
+    return names_in_set(path, path_class, names, problems);
+  });
+}
+
 bool find_backup_groups(const BackupSelection& selection, std::vector<BackupGroup>& groups,
                         std::vector<std::string>& absent, Problems& problems) {
   std::vector<std::string> names = selection.names;
   const bool named = !names.empty();
-  if (!named && !all_names(selection, names, problems)) return false;
+  if (!named && !find_file_names(selection.set, selection.path_class, names, problems))
+    return false;
   std::ranges::sort(names);
   names.erase(std::unique(names.begin(), names.end()), names.end());
   std::map<int, BackupGroup> by_class;
@@ -59,6 +60,11 @@ bool find_backup_groups(const BackupSelection& selection, std::vector<BackupGrou
     DataTarget target;
     if (!find_data_file({.file = name, .set = selection.set, .path = ""}, target, problems))
       return false;
+    if (target.in_cluster()) {
+      problems.push_back(only_in_directories(
+          target, "pg_dump makes a backup of all files of a schema, of one moment"));
+      return false;
+    }
     if (!fits_in_backup(target.definition->name.view())) {
       problems.push_back(name + ": a file of this name cannot be in a backup");
       return false;

@@ -22,6 +22,11 @@ struct BackupGroup {
   std::vector<DataTarget> targets;
 };
 
+// Gives the names of all files that can have data: of a set, or of all sets for ""; of a class, or of
+// all classes for -1. Returns false and the problems.
+bool find_file_names(const std::string& set, int path_class, std::vector<std::string>& names,
+                     Problems& problems);
+
 // Finds the definitions and orders them by class and name. For a class, or for all files, takes
 // only those with data; `absent` gets the names of the others. Returns false and the problems, also
 // for more keyed files of a class than the engine can open at once.

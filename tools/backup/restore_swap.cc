@@ -198,20 +198,22 @@ bool RestoreSwap::run(Problems& problems) {
     problems.push_back(file_error(failed_path_, failed));
     if (const int not_undone = undo())
       problems.push_back(file_error(failed_path_, not_undone) +
-                         ": not all old files could be put back; run the restore again");
+                         ": not all old files could be put back; run the " + work_ + " again");
     return false;
   }
   if (failed == 0) failed = forget_old();
   if (failed == 0) return true;
   problems.push_back(file_error(failed_path_, failed) +
-                     ": the files are restored, but old ones are left beside them; the next "
-                     "restore removes them");
+                     ": the new files are in place, but old ones are left beside them; the next " +
+                     work_ + " removes them");
   return false;
 }
 
 // ---- After a killed run
 
 namespace {
+
+constexpr const char* kAnotherRuns = ": another restore or copy is running";
 
 bool is_alive(const std::string& journal) {
   RecordFile file;
@@ -259,12 +261,12 @@ bool recover_restore(const std::string& directory, Problems& problems) {
   if (!file_exists(found.c_str())) return true;
   RestoreJournal journal;
   if (!read_restore_journal(found, journal)) {
-    if (is_alive(found)) return fail(problems, found + ": another restore is running");
+    if (is_alive(found)) return fail(problems, found + kAnotherRuns);
     const int failed = remove_journals({found});
     return failed == 0 || fail(problems, file_error(found, failed));
   }
   if (is_alive(journal.counting))
-    return fail(problems, journal.counting + ": another restore is running");
+    return fail(problems, journal.counting + kAnotherRuns);
   RestoreJournal counting;
   std::vector<std::string> journals;
   int failed = 0;

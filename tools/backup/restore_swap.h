@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Installs the files of a backup in place of the existing ones: all of them, or none.
+// Installs new files, those of a backup or copies, in place of the existing ones: all of them, or
+// none.
 //
 // Before the first file is replaced, each old file gets a second name, PATH.unrestored, and keeps
 // it until all are replaced. A journal in each of their directories, RESTORE.journal, names the
@@ -22,7 +23,8 @@ extern int (*restore_step_hook)(const char* step);
 
 class RestoreSwap {
  public:
-  RestoreSwap() = default;
+  // `work`, "restore" or "copy", is what the user is to run again after a failure.
+  explicit RestoreSwap(const char* work) : work_(work) {}
   RestoreSwap(const RestoreSwap&) = delete;
   RestoreSwap& operator=(const RestoreSwap&) = delete;
   // Removes the new files that were not installed.
@@ -51,6 +53,7 @@ class RestoreSwap {
   int forget_old();
   int undo();
 
+  const char* work_;
   std::vector<Replacement> replacements_;
   std::vector<std::string> journals_;  // the decisive one first
   FileWriter counting_;                // open, so that others notice this run

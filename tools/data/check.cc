@@ -8,7 +8,10 @@
 
 #include "runtime/core/new_files.h"
 #include "runtime/data/access/isam_access.h"
-#include "runtime/data/conversion/file_swap.h"
+#include "runtime/data/access/data_path.h"
+#include "runtime/data/conversion/cluster_swap.h"
+#include "runtime/isam/common/cluster.h"
+#include "runtime/isam/common/cluster_address.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/path.h"
 #include "tools/backup/restore_swap.h"
@@ -39,7 +42,7 @@ int open_for_check(OpenKeyedFile& file, const std::string& base, bool quick) {
 }
 
 // Verifies records and trees.
-int walk_keyed(OpenKeyedFile& file, const IsamInfo& info, Checked& checked) {
+int walk_keyed(OpenKeyedFile& file, int record_length, Checked& checked) {
   std::vector<std::string> findings;
   const auto watch = [&checked](std::uint64_t done, std::uint64_t all) {
     checked.progress.at(done, all);
@@ -47,7 +50,7 @@ int walk_keyed(OpenKeyedFile& file, const IsamInfo& info, Checked& checked) {
   if (ischeck(file.number(), findings, watch) != 0) return iserrno;
   checked.findings.insert(checked.findings.end(), findings.begin(), findings.end());
   checked.looked_at.insert(checked.looked_at.end(), {"records", "indexes"});
-  return count_records(file.number(), info, checked.records);
+  return count_records(file.number(), record_length, checked.records);
 }
 
 int look_into_keyed(const DataTarget& target, Checked& checked) {
@@ -63,7 +66,19 @@ int look_into_keyed(const DataTarget& target, Checked& checked) {
   if (info.made_anew != std::string_view())
     checked.findings.push_back("its indexes were rebuilt: " + std::string(info.made_anew));
   checked.looked_at = {"headers", "pairing", "sizes", "version", "definition"};
-  return checked.quick ? 0 : walk_keyed(file, info, checked);
+  return checked.quick ? 0 : walk_keyed(file, info.record_length, checked);
+}
+
+// Checks a file of a cluster. Whether its parts fit together is the server's concern.
+int check_table(const DataTarget& target, Checked& checked) {
+  OpenKeyedFile file;
+  if (const int failed = file.open(target.table(), kIsInput | kIsReadOnly | kIsManualLock))
+    return failed;
+  std::string reason;
+  if (!check_version(target, reason) || !fits_definition(target, file.number(), reason))
+    checked.findings.push_back(reason);
+  checked.looked_at = {"version", "definition"};
+  return checked.quick ? 0 : walk_keyed(file, target.definition->record_length, checked);
 }
 
 // Returns 0, or the number of the reason why the file cannot be checked.
@@ -79,15 +94,33 @@ int check_keyed(const DataTarget& target, Checked& checked) {
   return 0;
 }
 
+// Finds what killed runs have left in the schema.
+int look_into_schema(const DataTarget& target, Checked& checked) {
+  std::vector<std::string> files;
+  if (islist(cluster_directory(target.base), files) != 0) return iserrno;
+  const auto has = [&](const std::string& base) {
+    return std::ranges::binary_search(
+        files, cluster_file_name(cluster_table(base, target.definition->type)));
+  };
+  const std::string incoming = data_path_with(target.base, kIncoming);
+  if (has(incoming))
+    checked.findings.push_back("left by a copy or a load that was killed, or still runs: " +
+                               incoming);
+  if (has(FileSwap::of(target.base, target.definition->type)->new_base()))
+    checked.findings.push_back(kLeftByConversion);
+  checked.looked_at.push_back("left_behind");
+  return 0;
+}
+
 // Finds files beside the data file that need the operator's attention.
 void look_beside(const DataTarget& target, Checked& checked) {
   for (const std::string& left : abandoned_of(target.base))
     checked.findings.push_back("left by a run that was killed: " + left);
   const std::string journal = path_beside(target.base, kRestoreJournal);
   if (file_exists(journal.c_str()))
-    checked.findings.push_back("beside " + journal + " of an interrupted restore; run it again");
+    checked.findings.push_back("beside " + journal + " of an interrupted restore or copy; run it again");
   if (FileSwap::of(target.base, target.definition->type)->has_leftovers())
-    checked.findings.push_back("left by an interrupted conversion; run it again to finish it");
+    checked.findings.push_back(kLeftByConversion);
   checked.looked_at.push_back("left_behind");
 }
 
@@ -181,17 +214,28 @@ void note_unusable(const std::string& name, const Problems& problems, Outcome& o
       Json::object({{"file", name}, {"problems", problems}, {"status", int{kExitUnusable}}}));
 }
 
+// Returns 0, or the number of the reason why the file cannot be checked.
+int look_at(DataTarget& target, Checked& checked) {
+  int failed = 0;
+  if (target.in_cluster()) {
+    failed = check_table(target, checked);
+    if (failed == 0) failed = look_into_schema(target, checked);
+  } else {
+    failed = target.is_keyed() ? check_keyed(target, checked) : check_numbered(target, checked);
+    if (failed == 0) look_beside(target, checked);
+  }
+  checked.progress.hide();
+  return failed;
+}
+
 void check_file(const DataFileOptions& options, bool quick, Outcome& outcome) {
   DataTarget target;
   Problems problems;
   if (!find_data_file(options, target, problems))
     return note_unusable(options.file, problems, outcome);
   Checked checked(target.base, quick);
-  const bool keyed = target.definition->type == FileType::kIsam;
-  const int failed = keyed ? check_keyed(target, checked) : check_numbered(target, checked);
-  checked.progress.hide();
-  if (failed != 0) return note_unusable(options.file, {data_error(target.base, failed)}, outcome);
-  look_beside(target, checked);
+  if (const int failed = look_at(target, checked))
+    return note_unusable(options.file, {data_error(target.base, failed)}, outcome);
   outcome.clean = outcome.clean && checked.findings.empty();
   outcome.text += as_text(target.base, checked);
   Json object = Json::object({{"file", options.file}});

@@ -86,6 +86,25 @@ struct DataConvert {
 };
 int data_convert(const DataConvert& options);
 
+struct DataCopy {
+  std::string from;  // values of DATA_DIRECTORY
+  std::string to;
+  std::vector<std::string> files;  // names, all of one path class; none: all files of path_class
+  int path_class = -1;
+  std::string set;       // as in DataFileOptions
+  bool replace = false;  // also files that the destination has already
+  bool json = false;
+};
+int data_copy(const DataCopy& options);
+
+struct DataSql {
+  DataFileOptions file;
+  std::string code_set;
+  int first_year = 1901;  // of the two-digit years
+  bool create = false;    // the view; else print it
+};
+int data_sql(const DataSql& options);
+
 struct DataBackup {
   BackupSelection selection;
   std::string to;       // a new directory, or empty

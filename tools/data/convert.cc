@@ -217,6 +217,8 @@ int convert(const std::vector<const FileDefinition*>& files, const OtherFiles& o
 int data_convert(const DataConvert& options) {
   settings_read();
   definition_start();
+  std::string reason;
+  if (!check_data_directory(data_directory(0), reason)) return report_unusable({reason});
   Problems problems;
   for (const std::string& set : options.sets)
     load_set(set, problems);

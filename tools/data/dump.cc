@@ -94,6 +94,9 @@ int data_dump(const DataDump& options) {
   DataTarget target;
   Problems problems;
   if (!find_data_file(options.file, target, problems)) return report_unusable(problems);
+  if (options.snapshot && target.in_cluster())
+    return report_unusable({only_in_directories(
+        target, "\"marigold data copy\" copies the records of one moment into a directory")});
   if (!finish_changes(target, problem)) return report_unusable({problem});
   RecordText text(*target.definition, code_set);
   const WalkRange range{.key = options.key, .from = options.from, .to = options.to};

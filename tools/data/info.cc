@@ -23,7 +23,8 @@ namespace {
 struct Found {
   bool exists = false;
   bool in_use = false;  // by a process that has it open exclusively
-  std::string problem;  // the reason why nothing is known, or a misfit
+  bool unreachable = false;  // in a cluster
+  std::string problem;       // the reason why nothing is known, or a misfit
   std::int64_t records = -1;
   std::int64_t deleted = 0;
   std::uint64_t deleted_bytes = 0;
@@ -31,8 +32,7 @@ struct Found {
   std::uint64_t index_bytes = 0;
   double fill = 0;  // of the pages of its trees, 0 to 1
   std::vector<int> depths;
-  bool has_version = false;
-  double version = 0;
+  std::optional<double> version;  // written
   std::optional<BackupRecord> backup;
   std::vector<LockHolder> holders;
 };
@@ -51,18 +51,21 @@ std::string fields_of_key(const FileDefinition& file, int key) {
 void note(Found& found, int failed) {
   found.exists = failed != ENOENT;
   found.in_use = failed == kIsFileLocked;
+  found.unreachable = failed == kIsServer;
   if (failed != ENOENT && failed != kIsFileLocked) found.problem = data_error(failed);
 }
 
+// A keyed file, or a random file of a cluster, where deleted records keep their numbers.
 void look_at_keyed(const DataTarget& target, Found& found) {
   OpenKeyedFile file;
   IsamInfo info;
-  int failed = file.open(target.base, kIsInput | kIsReadOnly | kIsManualLock);
+  int failed = file.open(target.table(), kIsInput | kIsReadOnly | kIsManualLock);
   if (failed == 0) failed = file.info(info);
-  if (failed == 0) failed = count_records(file.number(), info, found.records);
+  if (failed == 0) failed = count_records(file.number(), info.record_length, found.records);
   if (failed == 0 && isfill(file.number(), found.fill) != 0) failed = iserrno;
-  const bool half = failed == ENOENT && (file_exists((target.base + ".dat").c_str()) ||
-                                         file_exists((target.base + ".idx").c_str()));
+  const bool half = failed == ENOENT && !target.in_cluster() &&
+                    (file_exists((target.base + ".dat").c_str()) ||
+                     file_exists((target.base + ".idx").c_str()));
   if (failed != 0) note(found, failed);
   if (half) {
     found.exists = true;
@@ -73,12 +76,12 @@ void look_at_keyed(const DataTarget& target, Found& found) {
     return;
   }
   found.exists = true;
-  found.deleted = info.deleted_count;
+  found.deleted = target.is_keyed() ? info.deleted_count : info.record_count - found.records;
   found.deleted_bytes = info.deleted_bytes;
   found.depths.assign(info.depths.begin(), info.depths.begin() + info.key_count);
   found.data_bytes = info.data_bytes;
   found.index_bytes = info.index_bytes;
-  isam_fits(*target.definition, info, found.problem);
+  fits_definition(target, file.number(), found.problem);
 }
 
 void look_at_numbered(DataTarget& target, Found& found) {
@@ -104,13 +107,14 @@ void look_at_numbered(DataTarget& target, Found& found) {
 
 Found look_at(DataTarget& target) {
   Found found;
-  if (is_keyed(*target.definition)) {
+  if (target.is_keyed() || target.in_cluster()) {
     look_at_keyed(target, found);
   } else {
     look_at_numbered(target, found);
   }
-  found.has_version = file_readable((target.base + ".ver").c_str());
-  if (found.has_version) found.version = version_read_file(target.handle());
+  if (found.unreachable) return found;
+  std::string reason;
+  if (!read_version(target, found.version, reason) && found.problem.empty()) found.problem = reason;
   found.backup = backup_record_read(target.handle());
   // A class whose lock file cannot be read has no known holder.
   lock_file_holders(target.definition->path_class, found.holders);
@@ -141,7 +145,8 @@ std::string definition_text(const DataTarget& target) {
   const FileDefinition& file = *target.definition;
   std::string text =
       line("file", std::string(file.name.view()) + ", defined in " + target.set_path);
-  text += line("path", target.base + (is_keyed(file) ? ".dat, .idx" : ""));
+  const bool is_pair = target.is_keyed() && !target.in_cluster();
+  text += line("path", target.base + (is_pair ? ".dat, .idx" : ""));
   text += line("record", std::to_string(file.record_length) + " bytes, " +
                              std::to_string(file.used_length) + " of them in fields");
   std::string name = "fields";
@@ -166,20 +171,22 @@ std::string pages_text(const Found& found) {
          " % full on average; levels of the keys' trees: " + depths;
 }
 
-std::string state_text(const FileDefinition& file, const Found& found) {
+// The server has its own ways to keep its pages and the space of deleted records.
+std::string state_text(const DataTarget& target, const Found& found) {
   if (!found.exists) return line("records", "the file does not exist");
   if (found.in_use) return line("records", "another process has the file open exclusively");
   if (found.records < 0) return line("records", "not known: " + found.problem);
   std::string text = line("records", std::to_string(found.records));
-  text +=
-      line("deleted",
-           std::to_string(found.deleted) +
-               (found.deleted > 0 ? ", " + std::to_string(found.deleted_bytes) + " bytes" : ""));
-  text +=
-      line("size",
-           std::to_string(found.data_bytes) + " bytes" +
-               (is_keyed(file) ? " and " + std::to_string(found.index_bytes) + " of indexes" : ""));
-  if (is_keyed(file)) text += line("pages", pages_text(found));
+  const bool in_cluster = target.in_cluster();
+  const std::string deleted_bytes = ", " + std::to_string(found.deleted_bytes) + " bytes";
+  if (!in_cluster || !target.is_keyed())
+    text += line("deleted", std::to_string(found.deleted) +
+                                (found.deleted > 0 && !in_cluster ? deleted_bytes : ""));
+  const bool has_indexes = in_cluster || target.is_keyed();
+  text += line("size", std::to_string(found.data_bytes) + " bytes" +
+                           (has_indexes ? " and " + std::to_string(found.index_bytes) + " of indexes"
+                                        : ""));
+  if (!in_cluster && target.is_keyed()) text += line("pages", pages_text(found));
   if (!found.problem.empty()) text += line("misfit", found.problem);
   return text;
 }
@@ -192,11 +199,11 @@ std::string backup_text(const Found& found) {
 
 std::string as_text(const DataTarget& target, const Found& found) {
   const FileDefinition& file = *target.definition;
-  std::string text = definition_text(target) + state_text(file, found);
+  std::string text = definition_text(target) + state_text(target, found);
   text +=
       line("version", std::to_string(file.version) + " defined, " +
-                          (found.has_version ? version_text(found.version) : "none") + " written");
-  if (found.exists) text += line("backup", backup_text(found));
+                          (found.version ? version_text(*found.version) : "none") + " written");
+  if (found.exists && !target.in_cluster()) text += line("backup", backup_text(found));
   std::string name = "class " + std::to_string(file.path_class);
   for (const LockHolder& holder : found.holders) {
     text += line(name, describe_holder(holder));
@@ -245,19 +252,20 @@ std::string as_json(const DataTarget& target, const Found& found) {
                               {"in_use", found.in_use}});
   if (found.records >= 0) {
     object.set("records", found.records);
-    object.set("deleted", found.deleted);
-    object.set("deleted_bytes", found.deleted_bytes);
+    const bool in_cluster = target.in_cluster();
+    if (!in_cluster || !target.is_keyed()) object.set("deleted", found.deleted);
+    if (!in_cluster) object.set("deleted_bytes", found.deleted_bytes);
     object.set("data_bytes", found.data_bytes);
-    if (is_keyed(file)) {
+    if (in_cluster || target.is_keyed()) object.set("index_bytes", found.index_bytes);
+    if (!in_cluster && target.is_keyed()) {
       constexpr double kDigits = 1000;
-      object.set("index_bytes", found.index_bytes);
       object.set("fill", std::round(found.fill * kDigits) / kDigits);
       object.set("depths", found.depths);
     }
   }
   if (!found.problem.empty()) object.set("problem", found.problem);
   object.set("version", file.version);
-  object.set("version_written", found.has_version ? Json(found.version) : Json());
+  object.set("version_written", found.version ? Json(*found.version) : Json());
   object.set("last_backup", found.backup ? Json(found.backup->time) : Json());
   if (found.backup) object.set("backup_place", found.backup->place);
   object.set("class", file.path_class);
@@ -275,6 +283,7 @@ int data_info(const DataInfo& options) {
   Problems problems;
   if (!find_data_file(options.file, target, problems)) return report_unusable(problems);
   const Found found = look_at(target);
+  if (found.unreachable) return report_unusable({target.base + ": " + found.problem});
   const int status = found.problem.empty() ? kExitClean : kExitFindings;
   return write_output(options.json ? as_json(target, found) : as_text(target, found), status);
 }

@@ -16,31 +16,17 @@
 #include "runtime/data/access/version.h"
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/stop_signals.h"
+#include "tools/data/load_parts.h"
 #include "tools/records/record_walk.h"
 
 namespace marigold::inner {
 namespace {
-
-// Greatest gap of numbers that a load may leave after the end of a random file.
-constexpr std::int64_t kFarBeyond = 1'000'000;
-
-// The load checks for signals once in so many records.
-constexpr std::int64_t kSeldom = 256;
-
-bool fail(std::string& problem, const std::string& path, int number) {
-  problem = data_error(path, number);
-  return false;
-}
 
 bool holds_version(const DataTarget& target, std::string& problem) {
   std::string reason;
   if (check_version(target, reason)) return true;
   problem = target.base + ": " + reason;
   return false;
-}
-
-bool asked_to_stop(std::int64_t records) {
-  return records % kSeldom == 0 && stop_signals_pending();
 }
 
 // The files that replace the old ones, with their version record. The version record is installed
@@ -54,7 +40,7 @@ class FreshFiles {
   bool begin(std::string& problem) {
     if (!files_.make(".ver", version_, problem)) return false;
     const int failed = version_.write(version_text(target_.definition->version) + "\n");
-    return failed == 0 || fail(problem, target_.base, failed);
+    return failed == 0 || fail_load(problem, target_.base, failed);
   }
   bool put_in_place(std::string& problem) {
     return files_.finish(".ver", version_, problem) && files_.put_in_place(problem);
@@ -66,49 +52,7 @@ class FreshFiles {
   FileWriter version_;
 };
 
-// Makes a missing data directory, as programs do; the directory of an explicit path is its owner's
-// task.
-bool make_directory(const DataTarget& target, std::string& problem) {
-  const int failed = data_make_directory(target.handle());
-  return failed == 0 || fail(problem, target.base, failed);
-}
-
 // ---- A keyed file without records
-
-// The pair that the new one replaces. The sink holds the pair from the first line to the last, and
-// makes an empty one if it is missing, so that no other process makes or fills it meanwhile. A pair
-// that was made is removed again unless it is replaced.
-class HeldPair {
- public:
-  HeldPair(const DataTarget& target, OpenKeyedFile file)
-      : target_(target), file_(std::move(file)) {}
-  ~HeldPair() {
-    if (!made_) return;
-    file_.retire();
-    for (const char* suffix : {".dat", ".idx"})
-      file_remove((target_.base + suffix).c_str());
-  }
-  HeldPair(const HeldPair&) = delete;
-  HeldPair& operator=(const HeldPair&) = delete;
-
-  bool make_if_missing(std::string& problem) {
-    if (file_.is_open()) return true;
-    if (!make_directory(target_, problem)) return false;
-    const int failed = file_.build(*target_.definition, target_.base);
-    made_ = file_.is_open();  // also when a key is missing
-    if (failed != EEXIST) return failed == 0 || fail(problem, target_.base, failed);
-    problem = half_pair_text(target_);
-    return false;
-  }
-  // Comes before the new pair takes the names, and keeps the locks.
-  void retire() { file_.retire(); }
-  void replaced() { made_ = false; }
-
- private:
-  const DataTarget& target_;
-  OpenKeyedFile file_;
-  bool made_ = false;
-};
 
 class FreshKeyed : public LoadSink {
  public:
@@ -120,12 +64,12 @@ class FreshKeyed : public LoadSink {
     files_.add(".dat");
     files_.add(".idx");
     const int failed = file_.build_like(*target_.definition, files_.path(), target_.base);
-    return failed == 0 || fail(problem, target_.base, failed);
+    return failed == 0 || fail_load(problem, target_.base, failed);
   }
 
   Added add(char* record, std::string& problem) override {
     if (asked_to_stop(loaded)) {
-      fail(problem, target_.base, EINTR);
+      fail_load(problem, target_.base, EINTR);
       return Added::kFailed;
     }
     if (ISWRITE(file_.number(), record) == 0) {
@@ -133,150 +77,26 @@ class FreshKeyed : public LoadSink {
       return Added::kTaken;
     }
     if (iserrno == kIsDuplicate) return Added::kComesTwice;
-    fail(problem, target_.base, iserrno);
+    fail_load(problem, target_.base, iserrno);
     return Added::kFailed;
   }
 
   bool commit(std::string& problem) override {
     const int failed = file_.close();
-    if (failed != 0) return fail(problem, target_.base, failed);
+    if (failed != 0) return fail_load(problem, target_.base, failed);
     old_pair_.retire();
     if (!files_.put_in_place(problem)) return false;
-    old_pair_.replaced();
+    old_pair_.keep();
     return true;
   }
 
  private:
   StopSignalsHold hold_;
   const DataTarget& target_;
-  HeldPair old_pair_;
+  HeldFile old_pair_;
   FreshFiles files_;
   OpenKeyedFile file_;
 };
-
-// ---- A keyed file with records
-
-class GrownKeyed : public LoadSink {
- public:
-  GrownKeyed(const DataTarget& target, OpenKeyedFile file, bool replace)
-      : target_(target),
-        replace_(replace),
-        length_(static_cast<std::size_t>(target.definition->record_length)),
-        key_(isam_key(*target.definition, 1)),
-        file_(std::move(file)),
-        scratch_(length_) {}
-
-  Added add(char* record, std::string& problem) override;
-  bool commit(std::string& problem) override;
-
- private:
-  [[nodiscard]] std::string key_of(const char* record) const;
-  // Returns 0, and whether the file has a record with this primary key, which goes into the scratch
-  // record.
-  int look(const char* record, bool& exists);
-  int write(std::size_t number);
-  int take_back(std::size_t number);
-  bool take_all_back(std::size_t written, std::string& problem);
-  void give_back_space();
-  [[nodiscard]] const char* record_at(std::size_t number) const {
-    return records_.data() + number * length_;
-  }
-
-  StopSignalsHold hold_;
-  const DataTarget& target_;
-  bool replace_;
-  std::size_t length_;
-  KeyDescription key_;
-  OpenKeyedFile file_;
-  std::vector<char> scratch_;
-  std::vector<char> records_;
-  std::vector<bool> replaces_;            // by number of the new record
-  std::unordered_set<std::string> keys_;  // primary keys of all new records
-  std::vector<char> old_records_;         // replaced ones, in their order
-};
-
-std::string GrownKeyed::key_of(const char* record) const {
-  std::string key;
-  for (const KeyPart& part : std::span(key_.parts).first(static_cast<std::size_t>(key_.part_count)))
-    key.append(record + part.start, static_cast<std::size_t>(part.length));
-  return key;
-}
-
-int GrownKeyed::look(const char* record, bool& exists) {
-  std::memcpy(scratch_.data(), record, length_);
-  exists = ISREAD(file_.number(), scratch_.data(), kIsEqual) == 0;
-  return exists || iserrno == kIsNoRecord ? 0 : iserrno;
-}
-
-LoadSink::Added GrownKeyed::add(char* record, std::string& problem) {
-  bool exists = false;
-  const int failed = asked_to_stop(loaded) ? EINTR : look(record, exists);
-  if (failed != 0) {
-    fail(problem, target_.base, failed);
-    return Added::kFailed;
-  }
-  // A placeholder is no record.
-  const bool live = exists && scratch_.back() == kLiveMarker;
-  if (live && !replace_) return Added::kExists;
-  if (!keys_.insert(key_of(record)).second) return Added::kComesTwice;
-  records_.insert(records_.end(), record, record + length_);
-  replaces_.push_back(exists);
-  ++loaded;
-  replaced += live ? 1 : 0;
-  return Added::kTaken;
-}
-
-int GrownKeyed::write(std::size_t number) {
-  const char* record = record_at(number);
-  if (!replaces_[number]) return ISWRITE(file_.number(), record) == 0 ? 0 : iserrno;
-  bool exists = false;
-  if (const int failed = look(record, exists)) return failed;
-  if (ISREPLACE(file_.number(), record) != 0) return iserrno;
-  old_records_.insert(old_records_.end(), scratch_.begin(), scratch_.end());
-  return 0;
-}
-
-int GrownKeyed::take_back(std::size_t number) {
-  if (!replaces_[number]) return ISDELETE(file_.number(), record_at(number)) == 0 ? 0 : iserrno;
-  const char* old_record = old_records_.data() + old_records_.size() - length_;
-  if (ISREPLACE(file_.number(), old_record) != 0) return iserrno;
-  old_records_.resize(old_records_.size() - length_);
-  return 0;
-}
-
-bool GrownKeyed::take_all_back(std::size_t written, std::string& problem) {
-  while (written > 0) {
-    if (const int failed = take_back(written - 1)) {
-      problem +=
-          "; " + counted(written, "record") + " could not be taken back: " + data_error(failed);
-      return false;
-    }
-    --written;
-  }
-  return true;
-}
-
-bool GrownKeyed::commit(std::string& problem) {
-  std::size_t written = 0;
-  int failed = 0;
-  while (failed == 0 && written < replaces_.size()) {
-    failed = asked_to_stop(static_cast<std::int64_t>(written)) ? EINTR : write(written);
-    if (failed == 0) ++written;
-  }
-  if (failed == 0 && ISFLUSH(file_.number()) != 0) failed = iserrno;
-  if (failed == 0) failed = stop_signals_pending() ? EINTR : 0;
-  if (failed == 0) return true;
-  fail(problem, target_.base, failed);
-  if (take_all_back(written, problem)) give_back_space();
-  return false;
-}
-
-// Returns the space of records that were taken back, since the disk may be full. If another process
-// has opened the file meanwhile, it uses that space again.
-void GrownKeyed::give_back_space() {
-  IsRebuildReport ignored;
-  if (file_.close() == 0) static_cast<void>(isrebuild(target_.base.c_str(), ignored));
-}
 
 // ---- Random files
 
@@ -303,7 +123,7 @@ class Numbered : public LoadSink {
   DataTarget& target_;
   LoadRules rules_;
   std::uint64_t length_;
-  // The file that the copy replaces, or the empty one made for a missing file. See HeldPair.
+  // The file that the copy replaces, or the empty one made for a missing file. See HeldFile.
   OpenNumberedFile old_;
   RecordFile held_;
   bool made_ = false;
@@ -342,8 +162,8 @@ int Numbered::hold_place() {
 bool Numbered::begin(std::string& problem) {
   int failed = old_.open(target_, true);
   const bool exists = failed != ENOENT;
-  if (!exists) failed = make_directory(target_, problem) ? hold_place() : ENOENT;
-  if (failed != 0) return problem.empty() ? fail(problem, target_.base, failed) : false;
+  if (!exists) failed = make_data_directory(target_, problem) ? hold_place() : ENOENT;
+  if (failed != 0) return problem.empty() ? fail_load(problem, target_.base, failed) : false;
   if (exists && !holds_version(target_, problem)) return false;
   if (!files_.begin(problem)) return false;
   files_.add("");
@@ -352,13 +172,13 @@ bool Numbered::begin(std::string& problem) {
   if (failed == 0) failed = copy_.lock(kRandomFileLock, 1, true);
   if (failed == 0) failed = copy_.take_access(target_.base.c_str());
   if (failed == 0 && exists) failed = copy_old();
-  return failed == 0 || fail(problem, target_.base, failed);
+  return failed == 0 || fail_load(problem, target_.base, failed);
 }
 
 bool Numbered::commit(std::string& problem) {
   const int failed = copy_.sync();
   copy_.close();
-  if (failed != 0) return fail(problem, target_.base, failed);
+  if (failed != 0) return fail_load(problem, target_.base, failed);
   if (!files_.put_in_place(problem)) return false;
   made_ = false;
   return true;
@@ -393,7 +213,7 @@ LoadSink::Added Numbered::add(char* record, std::string& problem) {
   Added added = Added::kFailed;
   const int failed = asked_to_stop(loaded) ? EINTR : add(record, added);
   if (failed == 0) return added;
-  fail(problem, target_.base, failed);
+  fail_load(problem, target_.base, failed);
   return Added::kFailed;
 }
 
@@ -408,6 +228,7 @@ std::unique_ptr<LoadSink> open_numbered(DataTarget& target, const LoadRules& rul
 
 std::unique_ptr<LoadSink> make_keyed(const DataTarget& target, OpenKeyedFile old_pair,
                                      std::string& problem) {
+  if (target.in_cluster()) return open_new_table(target, std::move(old_pair), problem);
   auto fresh = std::make_unique<FreshKeyed>(target, std::move(old_pair));
   if (!fresh->begin(problem)) return nullptr;
   return fresh;
@@ -438,14 +259,15 @@ std::unique_ptr<LoadSink> open_keyed(DataTarget& target, const LoadRules& rules,
     return nullptr;
   }
   if (info.record_count == 0) return make_keyed(target, std::move(file), problem);
-  return std::make_unique<GrownKeyed>(target, std::move(file), rules.replace);
+  return std::make_unique<GrownFile>(target, std::move(file), rules.replace);
 }
 
 }  // namespace
 
 std::unique_ptr<LoadSink> open_load_sink(DataTarget& target, const LoadRules& rules,
                                          std::string& problem) {
-  if (target.definition->type == FileType::kIsam) return open_keyed(target, rules, problem);
+  if (target.is_keyed()) return open_keyed(target, rules, problem);
+  if (target.in_cluster()) return open_numbered_table(target, rules, problem);
   return open_numbered(target, rules, problem);
 }
 

@@ -236,6 +236,59 @@ void register_backup(Command data) {
   command.action([options, words] { return run_backup(*options, *words); });
 }
 
+void register_copy(Command data) {
+  Command command = data.command(
+      "copy", "Copy data files between directories and database clusters");
+  const auto options = std::make_shared<DataCopy>();
+  command.word("FROM", options->from, "The data directory, with %p for the number of the class")
+      .required();
+  command
+      .word("TO", options->to,
+            "Where to: a directory, or postgresql://HOSTS/DATABASE/SCHEMA, with %p as well")
+      .required();
+  CommandOption names =
+      command.word("FILE", options->files,
+                   "Names of files in their definition sets, all of one path class");
+  add_class(command, options->path_class,
+            "All files of this path class that have data, and the version of the class")
+      .excludes(names);
+  add_set(command, options->set);
+  command.flag("--replace", options->replace, "Replace files that TO has already");
+  command.flag("--json", options->json, "Write a JSON object for each file, one a line");
+  command.footer(
+      "The records are of one moment, and programs may go on using FROM. The files appear in TO\n"
+      "all together when they are whole. Records with equal keys keep their order.\n"
+      "Exit status 0: done; 2: nothing is copied.\n"
+      "Example:\n"
+      "  marigold data copy --class 1 data/%p postgresql://db1,db2/shop/class_%p\n");
+  command.action([options] { return data_copy(*options); });
+}
+
+void register_sql(Command data) {
+  Command command = data.command(
+      "sql", "Print a view that shows a file of a cluster as typed columns to SQL");
+  const auto options = std::make_shared<DataSql>();
+  add_file(command, options->file);
+  add_place(command, options->file);
+  command
+      .option("--code-set", "NAME", options->code_set,
+              "The code set of the texts in the file (default 8859)")
+      .initial("8859");
+  command
+      .option("--first-year", "YEAR", options->first_year,
+              "Dates have two digits for the year, which is one of the hundred years from here on")
+      .range(1, 9900)
+      .initial("1901");
+  command.flag("--create", options->create, "Make the view, or replace it, in the file's schema");
+  command.footer(
+      "A field of several elements has the columns NAME_1, NAME_2. A number that is no date or time\n"
+      "is NULL. The view has to be dropped before the file is converted or replaced.\n"
+      "Exit status 0: done; 2: not done.\n"
+      "Example:\n"
+      "  marigold data sql CUSTOMER --create\n");
+  command.action([options] { return data_sql(*options); });
+}
+
 void register_restore(Command data) {
   Command command = data.command("restore", "Restore data files from a backup");
   const auto options = std::make_shared<DataRestore>();
@@ -266,6 +319,8 @@ void data_register(Command tool) {
   register_load(data);
   register_locks(data);
   register_convert(data);
+  register_copy(data);
+  register_sql(data);
   register_backup(data);
   register_restore(data);
 }

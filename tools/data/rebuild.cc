@@ -9,6 +9,8 @@ int data_rebuild(const DataRebuild& options) {
   DataTarget target;
   Problems problems;
   if (!find_data_file(options.file, target, problems)) return report_unusable(problems);
+  if (target.in_cluster())
+    return report_unusable({only_in_directories(target, "its server rebuilds indexes (REINDEX)")});
   if (target.definition->type != FileType::kIsam)
     return report_unusable({target.base + ": a random file has no indexes"});
   if (!take_class(target, problems)) return report_unusable(problems);

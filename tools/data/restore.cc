@@ -170,9 +170,12 @@ bool Restore::select_file(const BackupFile& entry, Problems& problems) {
                       problems) ||
       !check_definition(*file, problems))
     return false;
+  if (file->target.in_cluster())
+    return fail(problems, only_in_directories(file->target,
+                                              "restore it into a directory, and copy it from there "
+                                              "(marigold data copy)"));
   if (FileSwap::of(file->target.base, entry.type)->has_leftovers())
-    return fail(problems, file->target.base +
-                              ": left by an interrupted conversion; run it again to finish it");
+    return fail(problems, file->target.base + ": " + kLeftByConversion);
   classes_.insert(entry.path_class);
   files_.push_back(std::move(file));
   return true;
@@ -268,7 +271,7 @@ bool Restore::replace(Problems& problems) {
     for (const std::string& left : new_files_abandoned(place))
       static_cast<void>(file_remove(left.c_str()));  // may stay: it is in no one's way
   }
-  RestoreSwap swap;
+  RestoreSwap swap("restore");
   {
     StagingSink sink(options_.from, source_.manifest(), places_, swap);
     if (!source_.read(sink, problems)) return false;

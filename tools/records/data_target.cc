@@ -12,9 +12,12 @@
 #include "runtime/core/settings.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/lock_file.h"
+#include "runtime/data/access/random_file.h"
 #include "runtime/data/access/restore_journal.h"
 #include "runtime/data/access/version.h"
-#include "runtime/isam/common/isam.h"
+#include "runtime/data/definition/version_table.h"
+#include "runtime/isam/common/cluster.h"
+#include "runtime/isam/common/cluster_address.h"
 #include "runtime/platform/library_path.h"
 #include "runtime/platform/named_file.h"
 #include "runtime/platform/path.h"
@@ -109,6 +112,7 @@ bool check_found(const DataFileOptions& options, const Search& search, Problems&
 
 // A user who names one of the two files means the pair.
 std::string without_suffix(const std::string& path, FileType type) {
+  if (is_cluster_address(path)) return path;
   const fs::path whole = library_path(path);
   const bool of_pair = whole.extension() == ".dat" || whole.extension() == ".idx";
   return type == FileType::kIsam && of_pair ? path_of_library(fs::path(whole).replace_extension())
@@ -148,6 +152,22 @@ bool scan_set(const std::string& path, DefinitionScan& scan, Problems& problems)
   return false;
 }
 
+bool check_data_directory(const std::string& directory, std::string& reason) {
+  if (!is_cluster_address(directory)) return true;
+  ClusterAddress parsed;
+  reason = cluster_parse(cluster_join(directory, "*"), parsed);
+  if (!reason.empty()) reason.insert(0, cluster_shown(directory) + ": ");
+  return reason.empty();
+}
+
+bool DataTarget::in_cluster() const {
+  return is_cluster_address(base);
+}
+
+std::string DataTarget::table() const {
+  return in_cluster() && !is_keyed() ? random_table(base) : base;
+}
+
 DataFile DataTarget::handle() const {
   DataFile file(*definition);
   if (!in_class) file.explicit_path = base;
@@ -164,8 +184,17 @@ bool find_data_file(const DataFileOptions& options, DataTarget& target, Problems
   target.in_class = options.path.empty();
   target.base = target.in_class ? data_path(*target.definition)
                                 : without_suffix(options.path, target.definition->type);
+  std::string reason;
+  if (!check_data_directory(data_path_directory(target.base), reason)) {
+    problems.push_back(reason);
+    return false;
+  }
   working_on(target.base);
   return true;
+}
+
+std::string only_in_directories(const DataTarget& target, const std::string& instead) {
+  return target.base + ": lies in a database cluster; " + instead;
 }
 
 std::string half_pair_text(const DataTarget& target) {
@@ -177,13 +206,30 @@ std::string half_pair_text(const DataTarget& target) {
   return data + ": is missing, and " + index + " holds no records; restore both from a backup";
 }
 
+bool read_version(const DataTarget& target, std::optional<double>& version, std::string& reason) {
+  const std::string record = version_file_record(target.base);
+  if (!target.in_cluster()) {
+    version = version_read_record(record);
+    return true;
+  }
+  // The access layer would end the process.
+  std::string text;
+  if (istext_read(record, text) == 0) {
+    version = scan_version_record(text);
+  } else if (iserrno != ENOENT) {
+    reason = data_error(iserrno);
+  }
+  return reason.empty();
+}
+
 bool check_version(const DataTarget& target, std::string& reason) {
   if (is_half_restored(target.base)) {
     reason = kHalfRestored;
     return false;
   }
   const FileDefinition& definition = *target.definition;
-  const std::optional<double> found = version_read_record(version_file_record(target.base));
+  std::optional<double> found;
+  if (!read_version(target, found, reason)) return false;
   const auto wanted = static_cast<double>(definition.version);
   if (!found || *found == wanted) return true;
   reason = "its records have version " + version_text(*found) + ", " + target.set_path +
@@ -198,10 +244,12 @@ namespace {
 // A copy of the file elsewhere needs no lock of the class.
 bool lies_in_its_class(const DataTarget& target) {
   if (target.in_class) return true;
+  const std::string of_class = data_directory(target.definition->path_class);
+  if (target.in_cluster()) return cluster_directory(target.base) == of_class;
   std::error_code unknown;
   const fs::path directory = library_path(target.base).parent_path();
   return fs::equivalent(directory.empty() ? "." : directory,
-                        library_path(data_directory(target.definition->path_class)), unknown);
+                        library_path(of_class), unknown);
 }
 
 }  // namespace
@@ -219,7 +267,7 @@ bool take_change_turns(const std::vector<const DataTarget*>& targets, ChangeTurn
   std::vector<std::string> directories;
   directories.reserve(targets.size());
   for (const DataTarget* target : targets)
-    directories.emplace_back(path_directory(target->base));
+    directories.push_back(data_path_directory(target->base));
   std::string reason;
   if (turns.take(std::move(directories), ChangeTurns::Missing::kLeave, "", reason) == 0)
     return true;
@@ -228,8 +276,7 @@ bool take_change_turns(const std::vector<const DataTarget*>& targets, ChangeTurn
 }
 
 bool finish_changes(const DataTarget& target, std::string& problem) {
-  if (target.definition->type != FileType::kIsam) return true;
-  if (!changes_unfinished(std::string(path_directory(target.base)))) return true;
+  if (!target.is_keyed() || !changes_unfinished(data_path_directory(target.base))) return true;
   ChangeTurns turns;
   return take_change_turns({&target}, turns, problem);
 }
@@ -254,6 +301,8 @@ std::string text_of(int number) {
       return "cannot be locked";
     case kIsNoMemory:
       return "not enough memory";
+    case kIsServer:
+      return "the server cannot be reached, or refuses";
     case system_result(ELOOP):
       return "is a link; name the file that it leads to with --path";
     default:
@@ -268,12 +317,33 @@ std::string text_of(int number) {
 std::string data_error(int number) {
   const std::string reason = number == iserrno ? isreason() : "";
   if (reason.empty()) return text_of(number);
-  return number == kIsBadFile ? reason : text_of(number) + ": " + reason;
+  const bool says_all = number == kIsBadFile || (number >= kIsServer && number <= kIsChangesLost);
+  return says_all ? reason : text_of(number) + ": " + reason;
 }
 
+namespace {
+
+// Returns " (process 4711 on pult3, process 4712 on pult4)" of the users of a file of a cluster.
+std::string users_text(const std::string& address) {
+  std::string text;
+  for (const std::string& table : {address, random_table(address)}) {
+    std::vector<IsHolder> holders;
+    if (isholders(table, holders) != 0) continue;
+    for (const IsHolder& holder : holders)
+      text.append(text.empty() ? " (process " : ", process ")
+          .append(std::to_string(holder.process))
+          .append(" on ")
+          .append(holder.host);
+  }
+  return text.empty() ? text : text + ")";
+}
+
+}  // namespace
+
 std::string data_error(const std::string& path, int number) {
-  std::string text = path + ": " + data_error(number);
+  std::string text = data_path_shown(path) + ": " + data_error(number);
   if (number != kIsFileLocked) return text;
+  if (is_cluster_address(path)) return text + users_text(path);
   std::string numbers;
   for (const char* suffix : {"", ".idx", ".dat"}) {
     for (const LockingProcess& process : processes_locking((path + suffix).c_str()))

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,10 +24,14 @@ struct DataFileOptions {
 
 struct DataTarget {
   std::string set_path;
-  std::unique_ptr<const FileDefinition> definition;
-  std::string base;       // its path without ".dat" and the like
+  std::shared_ptr<const FileDefinition> definition;
+  std::string base;       // its path without ".dat" and the like, or its address in a cluster
   bool in_class = false;  // in the data directory of its path class
 
+  [[nodiscard]] bool is_keyed() const { return definition->type == FileType::kIsam; }
+  [[nodiscard]] bool in_cluster() const;
+  // Returns the base name for the engine. In a cluster random files are keyed files, too.
+  [[nodiscard]] std::string table() const;
   // Returns a handle for the file.
   [[nodiscard]] DataFile handle() const;
 };
@@ -40,6 +45,9 @@ bool find_definition_sets(std::vector<std::string>& paths, Problems& problems);
 
 // Scans the file of a set. Returns false and the problem if the file cannot be read or has errors.
 bool scan_set(const std::string& path, DefinitionScan& scan, Problems& problems);
+
+// Whether a data directory can be one: refuses an address that is none, or has a password in it.
+bool check_data_directory(const std::string& directory, std::string& reason);
 
 // Finds the definition. Without a set, searches all sets of find_definition_sets. Returns false and
 // the problems: no set defines the file, or several do, or a set cannot be read, or the file is of
@@ -61,11 +69,24 @@ bool finish_changes(const DataTarget& target, std::string& problem);
 inline constexpr const char* kChangesBegan =
     ": a program has begun to change it in sets meanwhile; try again";
 
+inline constexpr const char* kLeftByConversion =
+    "left by an interrupted conversion; run it again to finish it";
+
+// Ends the name of a file of a cluster until the file is whole.
+inline constexpr const char* kIncoming = ".incoming";
+
+// Returns the problem of a command that is of no use for files of a cluster, and says what to use.
+std::string only_in_directories(const DataTarget& target, const std::string& instead);
+
 // Returns the meaning of a result of the engine or the system for the owner of a file.
 std::string data_error(int number);
 
 // Returns advice for a pair of which one file is missing.
 std::string half_pair_text(const DataTarget& target);
+
+// Gives the version in the file's version record, none without a record. Returns false and the
+// reason if a server cannot be asked.
+bool read_version(const DataTarget& target, std::optional<double>& version, std::string& reason);
 
 // Whether the records were written under the version of the definition, and no restore of the file
 // was interrupted. True for a file without a version record. Otherwise gives the reason, which

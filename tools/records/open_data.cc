@@ -19,7 +19,9 @@ int OpenKeyedFile::build(const FileDefinition& file, const std::string& base) {
 
 int OpenKeyedFile::build_like(const FileDefinition& file, const std::string& base,
                               const std::string& like) {
-  number_ = isbuild_like(base.c_str(), like.c_str(), file.record_length, isam_key(file, 1),
+  const KeyDescription primary =
+      file.type == FileType::kIsam ? isam_key(file, 1) : random_key();
+  number_ = isbuild_like(base.c_str(), like.c_str(), file.record_length, primary,
                          kIsInputOutput | kIsExclusive);
   if (!is_open()) return iserrno;
   for (int key = 2; key <= file.keys.key_count; ++key) {
@@ -43,9 +45,21 @@ int OpenKeyedFile::info(IsamInfo& info) const {
   return isinfo(number_, info) == 0 ? 0 : iserrno;
 }
 
-int count_records(int number, const IsamInfo& info, std::int64_t& records) {
+bool fits_definition(const DataTarget& target, int number, std::string& reason) {
+  if (!target.is_keyed()) {
+    const int failed = random_check(number, target.definition->record_length, reason);
+    if (failed != 0 && reason.empty()) reason = data_error(failed);
+    return failed == 0;
+  }
+  IsamInfo shape;
+  if (isshape(number, shape) == 0) return isam_fits(*target.definition, shape, reason);
+  reason = data_error(iserrno);
+  return false;
+}
+
+int count_records(int number, int record_length, std::int64_t& records) {
   records = 0;
-  std::vector<char> record(static_cast<std::size_t>(info.record_length));
+  std::vector<char> record(static_cast<std::size_t>(record_length));
   for (int mode = kIsFirst; ISREAD(number, record.data(), mode) == 0; mode = kIsNext)
     records += record.back() == kLiveMarker ? 1 : 0;
   return iserrno == kIsEndOfFile || iserrno == kIsNoRecord ? 0 : iserrno;
@@ -53,12 +67,10 @@ int count_records(int number, const IsamInfo& info, std::int64_t& records) {
 
 std::string misfit_of(const DataTarget& target) {
   OpenKeyedFile file;
-  IsamInfo info;
-  int failed = file.open(target.base, kIsInput | kIsReadOnly | kIsManualLock);
-  if (failed == 0) failed = file.info(info);
+  const int failed = file.open(target.base, kIsInput | kIsReadOnly | kIsManualLock);
   if (failed != 0) return data_error(target.base, failed);
   std::string reason;
-  if (check_version(target, reason) && isam_fits(*target.definition, info, reason)) return "";
+  if (check_version(target, reason) && fits_definition(target, file.number(), reason)) return "";
   return target.base + ": " + reason;
 }
 

@@ -6,8 +6,11 @@
 #include <limits>
 #include <span>
 #include <sstream>
+#include <utility>
+#include <vector>
 
 #include "runtime/data/access/isam_access.h"
+#include "runtime/data/access/random_file.h"
 #include "tools/common/csv_rows.h"
 #include "tools/common/input_file.h"
 #include "tools/common/report.h"
@@ -38,7 +41,7 @@ std::string blank_record(const FileDefinition& file) {
   return std::string(static_cast<std::size_t>(file.record_length), '\0');
 }
 
-// ---- Keyed files
+// ---- Keyed files, and random files of a cluster
 
 template <typename Value>
 int compare(Value a, Value b) {
@@ -62,8 +65,11 @@ int compare_part(const KeyPart& part, const char* a, const char* b) {
 
 class KeyedWalk : public RecordWalk {
  public:
-  KeyedWalk(const FileDefinition& file, int key)
-      : key_(isam_key(file, key)), from_(blank_record(file)), to_(blank_record(file)) {}
+  KeyedWalk(const FileDefinition& file, const KeyDescription& key, std::vector<Column> columns)
+      : key_(key),
+        columns_(std::move(columns)),
+        from_(blank_record(file)),
+        to_(blank_record(file)) {}
 
   int open(const std::string& base) {
     return file_.open(base, kIsInput | kIsReadOnly | kIsManualLock);
@@ -71,10 +77,8 @@ class KeyedWalk : public RecordWalk {
   [[nodiscard]] const OpenKeyedFile& file() const { return file_; }
 
   bool limit(RecordText& text, const WalkRange& range, std::string& reason) {
-    const KeyDefinition& key = text.file().keys.keys[static_cast<std::size_t>(range.key - 1)];
-    const std::vector<Column> columns = key_columns(text.file(), key);
-    return put_values(text, columns, range.from, from_, from_parts_, reason) &&
-           put_values(text, columns, range.to, to_, to_parts_, reason);
+    return put_values(text, columns_, range.from, from_, from_parts_, reason) &&
+           put_values(text, columns_, range.to, to_, to_parts_, reason);
   }
 
   int begin() {
@@ -99,6 +103,7 @@ class KeyedWalk : public RecordWalk {
   }
 
   KeyDescription key_;
+  std::vector<Column> columns_;  // of the key
   OpenKeyedFile file_;
   std::string from_;
   std::string to_;
@@ -204,20 +209,28 @@ std::unique_ptr<RecordWalk> walk_numbered(DataTarget& target, RecordText& text,
   return walk;
 }
 
+std::unique_ptr<KeyedWalk> new_walk(const FileDefinition& file, RecordText& text, int key,
+                                    std::string& problem) {
+  if (file.type != FileType::kIsam)
+    return std::make_unique<KeyedWalk>(file, random_key(), std::vector{text.columns().front()});
+  if (key >= 1 && key <= file.keys.key_count)
+    return std::make_unique<KeyedWalk>(
+        file, isam_key(file, key),
+        key_columns(file, file.keys.keys[static_cast<std::size_t>(key - 1)]));
+  problem = std::string(file.name.view()) + ": there is no key " + std::to_string(key);
+  return nullptr;
+}
+
 std::unique_ptr<RecordWalk> walk_keyed(const DataTarget& target, RecordText& text,
                                        const WalkRange& range, std::string& problem) {
-  const FileDefinition& definition = *target.definition;
-  if (range.key < 1 || range.key > definition.keys.key_count)
-    return fail(problem, std::string(definition.name.view()) + ": there is no key " +
-                             std::to_string(range.key));
-  auto walk = std::make_unique<KeyedWalk>(definition, range.key);
+  auto walk = new_walk(*target.definition, text, range.key, problem);
+  if (walk == nullptr) return nullptr;
   std::string reason;
   if (!walk->limit(text, range, reason)) return fail(problem, reason);
-  IsamInfo info;
-  int failed = walk->open(target.base);
-  if (failed == 0) failed = walk->file().info(info);
+  int failed = walk->open(target.table());
   if (failed != 0) return fail(problem, data_error(target.base, failed));
-  if (!isam_fits(definition, info, reason)) return fail(problem, target.base + ": " + reason);
+  if (!fits_definition(target, walk->file().number(), reason))
+    return fail(problem, target.base + ": " + reason);
   failed = walk->begin();
   if (failed != 0) return fail(problem, data_error(target.base, failed));
   return walk;
@@ -227,8 +240,8 @@ std::unique_ptr<RecordWalk> walk_keyed(const DataTarget& target, RecordText& tex
 
 std::unique_ptr<RecordWalk> walk_records(DataTarget& target, RecordText& text,
                                          const WalkRange& range, std::string& problem) {
-  return target.definition->type == FileType::kIsam ? walk_keyed(target, text, range, problem)
-                                                    : walk_numbered(target, text, range, problem);
+  return target.is_keyed() || target.in_cluster() ? walk_keyed(target, text, range, problem)
+                                                  : walk_numbered(target, text, range, problem);
 }
 
 }  // namespace marigold::inner

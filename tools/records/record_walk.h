@@ -24,7 +24,8 @@ class OpenKeyedFile {
   OpenKeyedFile(OpenKeyedFile&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
   OpenKeyedFile& operator=(OpenKeyedFile&&) = delete;
 
-  // Results: 0, or the error number of the engine or the system.
+  // Results: 0, or the error number of the engine or the system. The base name of a random file of a
+  // cluster is DataTarget::table().
   int open(const std::string& base, int mode);
   int build(const FileDefinition& file, const std::string& base);
   // Builds a pair that will replace `like`; see isbuild_like.
@@ -41,15 +42,18 @@ class OpenKeyedFile {
   int number_ = -1;
 };
 
+// Whether an open file is as it is defined; a random file of a cluster as well.
+bool fits_definition(const DataTarget& target, int number, std::string& reason);
+
 // Counts the live records of a keyed file. The others are placeholders that a killed program has
 // left for its locks. Returns 0, or the engine's error number.
-int count_records(int number, const IsamInfo& info, std::int64_t& records);
+int count_records(int number, int record_length, std::int64_t& records);
 
 // Returns a line that names a keyed file and its difference from its definition; "" without one.
 // For a file that was just rebuilt: the rebuild uses the file's own description.
 std::string misfit_of(const DataTarget& target);
 
-// A random file, which the destructor closes; see random_file.h.
+// A random file of a directory, which the destructor closes; see random_file.h.
 class OpenNumberedFile {
  public:
   OpenNumberedFile() = default;

@@ -7,45 +7,11 @@
 #include "runtime/platform/new_file.h"
 #include "runtime/platform/path.h"
 #include "runtime/platform/stop_signals.h"
+#include "tools/records/scratch_directory.h"
 #include "tools/records/snapshot_copy.h"
 
 namespace marigold::inner {
 namespace {
-
-class Scratch {
- public:
-  Scratch() = default;
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-  ~Scratch() { remove(); }
-
-  bool make(std::string& problem) {
-    const int failed = file_make_private_directory(path_);
-    if (failed != 0) problem = file_error(path_, failed);
-    made_ = failed == 0;
-    return made_;
-  }
-  [[nodiscard]] std::string base() const { return path_join(path_, "copy"); }
-  [[nodiscard]] const std::string& path() const { return path_; }
-
-  // Ends the process if a signal has asked for it.
-  void end_if_stopped() {
-    if (!stop_signals_pending()) return;
-    remove();
-    stop_signals_release();  // the signal takes effect here
-    stop_signals_hold();
-  }
-
- private:
-  void remove() {
-    if (made_) file_remove_tree(path_.c_str());
-    made_ = false;
-  }
-
-  StopSignalsHold hold_;
-  std::string path_;
-  bool made_ = false;
-};
 
 // Some systems keep a directory in which a file is open, so it goes after the walk.
 class SnapshotWalk : public RecordWalk {
@@ -65,13 +31,13 @@ class SnapshotWalk : public RecordWalk {
   std::unique_ptr<RecordWalk> walk_;
 };
 
-bool make_copy(DataTarget& target, Scratch& scratch, std::string& problem) {
+bool make_copy(DataTarget& target, ScratchDirectory& scratch, std::string& problem) {
   Progress progress(target.base);
   std::vector<std::unique_ptr<SnapshotFile>> files;
   files.push_back(std::make_unique<SnapshotFile>(target));
   SnapshotFile& file = *files.front();
   std::string moment;
-  const auto copy = [&scratch](const DataTarget&) { return scratch.base(); };
+  const auto copy = [&scratch](const DataTarget&) { return scratch.path_of("copy"); };
   if (!file.open(problem) ||
       take_moment(files, copy, progress, moment, problem) != MomentOutcome::kTaken)
     return false;
@@ -79,16 +45,16 @@ bool make_copy(DataTarget& target, Scratch& scratch, std::string& problem) {
     progress.at(done, all);
     scratch.end_if_stopped();
   };
-  return !file.is_keyed() || file.write_keyed(scratch.base(), watch, problem);
+  return !file.is_keyed() || file.write_keyed(scratch.path_of("copy"), watch, problem);
 }
 
 }  // namespace
 
 std::unique_ptr<RecordWalk> walk_snapshot(DataTarget& target, RecordText& text,
                                           const WalkRange& range, std::string& problem) {
-  Scratch scratch;
+  ScratchDirectory scratch;
   if (!scratch.make(problem) || !make_copy(target, scratch, problem)) return nullptr;
-  const std::string base = std::exchange(target.base, scratch.base());
+  const std::string base = std::exchange(target.base, scratch.path_of("copy"));
   auto walk = walk_records(target, text, range, problem);
   target.base = base;
   if (!walk) return nullptr;

@@ -12,18 +12,22 @@ namespace marigold {
 using namespace inner;
 
 std::string data_directory(int path_class) {
-  constexpr std::string_view kClass = "%p";
-  const std::string number = std::to_string(path_class);
-  std::string directory(settings().data_directory.view());
-  for (std::size_t at = directory.find(kClass); at != std::string::npos;
-       at = directory.find(kClass, at + number.size()))
-    directory.replace(at, kClass.size(), number);
-  return std::string(path_without_end(directory));
+  return data_directory_by(settings().data_directory.view(), path_class);
 }
 
 }  // namespace marigold
 
 namespace marigold::inner {
+
+std::string data_directory_by(std::string_view pattern, int path_class) {
+  constexpr std::string_view kClass = "%p";
+  const std::string number = std::to_string(path_class);
+  std::string directory(pattern);
+  for (std::size_t at = directory.find(kClass); at != std::string::npos;
+       at = directory.find(kClass, at + number.size()))
+    directory.replace(at, kClass.size(), number);
+  return std::string(path_without_end(directory));
+}
 
 std::string data_path(const FileDefinition& file) {
   return data_path_in(data_directory(file.path_class), file.name.view());

@@ -28,6 +28,10 @@ int data_make_directory(const DataFile& file);
 
 // ---- Paths of either kind; names are ISO 8859-1, as in definitions
 
+// Returns the data directory of a class by a value of DATA_DIRECTORY, in which "%p" stands for the
+// number of the class.
+std::string data_directory_by(std::string_view pattern, int path_class);
+
 // Returns the path of a name in a data directory.
 std::string data_path_in(const std::string& directory, std::string_view name);
 // Returns the data directory of a path.

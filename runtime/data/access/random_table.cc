@@ -21,6 +21,12 @@ namespace {
 
 constexpr RecordNumber kLastNumber = std::numeric_limits<std::int32_t>::max();
 
+struct State {
+  int open = 0;  // random files and lock files
+};
+
+State state;
+
 int number_of(int result) {
   return result < 0 ? iserrno : 0;
 }
@@ -41,7 +47,10 @@ class TableStore final : public RandomStore {
   [[nodiscard]] bool is_open() const override {
     return descriptor_ >= 0 && process_ == process_number();
   }
-  int close() override { return number_of(ISCLOSE(std::exchange(descriptor_, -1))); }
+  int close() override {
+    --state.open;
+    return number_of(ISCLOSE(std::exchange(descriptor_, -1)));
+  }
   int is_empty(bool& empty) override;
   int last(RecordNumber& number) override;
   int fetch(RecordNumber number, bool lock, std::span<char> record, bool& found) override;
@@ -71,6 +80,8 @@ int TableStore::open(const RandomOpening& opening, bool& created) {
   const int access = opening.file.read_only ? kIsReadOnly : kIsInputOutput;
   const int length = opening.file.definition.record_length;
   spare_.resize(static_cast<std::size_t>(length));
+  // Programs may have as many keyed files open as ever beside their random files.
+  if (isopenlimit(kIsMostOpen + state.open + 1) != 0) return iserrno;
   for (int round = 0; round < kPatience; ++round) {
     if (round > 0) wait_a_little(round);
     descriptor_ = ISOPEN(base.c_str(), access | lock);
@@ -80,6 +91,7 @@ int TableStore::open(const RandomOpening& opening, bool& created) {
     if (descriptor_ >= 0 || iserrno != EEXIST) break;
   }
   if (descriptor_ < 0) return iserrno;
+  ++state.open;
   std::string reason;
   const int failed = random_check(descriptor_, length, reason);
   if (failed == 0) return 0;

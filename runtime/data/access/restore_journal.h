@@ -35,7 +35,7 @@ std::string restore_journal_text(const RestoreJournal& journal, const std::strin
 bool read_restore_journal(const std::string& path, RestoreJournal& journal);
 
 inline constexpr const char* kHalfRestored =
-    "a restore of it was interrupted; run marigold data restore again";
+    "a restore or a copy of it was interrupted; run that command again";
 
 // Whether a restore of the file with this path (without a suffix such as ".dat") is unfinished. Ask
 // while the file is open: no restore of the file begins then. False for an address: a cluster's own

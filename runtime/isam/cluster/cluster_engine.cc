@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <utility>
+#include <vector>
 
 #include "runtime/isam/cluster/cluster_file.h"
 #include "runtime/isam/cluster/directory.h"
@@ -50,11 +51,15 @@ int lock_table(Table& table, bool exclusive) {
   }
 }
 
-// Finds the schema of an address, with its session connected.
-int find_schema(const std::string& base, ClusterAddress& address, Schema*& schema) {
+// Runs `body(address, schema)` with the schema of an address, whose session is connected.
+template <typename Body>
+int with_schema(const std::string& base, Body body) {
+  ClusterAddress address;
   const std::string reason = cluster_parse(base, address);
   if (!reason.empty()) return refuse(kIsBadArgument, reason);
-  return Session::find(address, schema);
+  Schema* schema = nullptr;
+  const int failed = Session::find(address, schema);
+  return failed != 0 || schema == nullptr ? failed : body(address, *schema);
 }
 
 // Gives the file to its caller, who has it locked.
@@ -76,34 +81,48 @@ std::shared_ptr<Table>& table_of(Schema& schema, const std::string& name) {
 }
 
 int open(const std::string& base, const OpenMode& mode, OpenIsamPointer& opened) {
-  ClusterAddress address;
-  Schema* schema = nullptr;
-  if (const int failed = find_schema(base, address, schema)) return failed;
-  const std::shared_ptr<Table>& table = table_of(*schema, address.file);
-  if (table->users > 0 && (table->exclusive || mode.exclusive)) return kIsFileLocked;
-  const int failed = table->users > 0 ? table->fault() : lock_table(*table, mode.exclusive);
-  return failed == 0 ? take(table, mode, address, opened) : failed;
+  return with_schema(base, [&](const ClusterAddress& address, Schema& schema) -> int {
+    const std::shared_ptr<Table>& table = table_of(schema, address.file);
+    if (table->users > 0 && (table->exclusive || mode.exclusive)) return kIsFileLocked;
+    const int failed = table->users > 0 ? table->fault() : lock_table(*table, mode.exclusive);
+    return failed == 0 ? take(table, mode, address, opened) : failed;
+  });
 }
 
 // ---- Building
 
 int build(const std::string& base, const std::string& like, int record_length,
           const KeyDescription& primary, const OpenMode& mode, OpenIsamPointer& built) {
-  ClusterAddress address;
-  Schema* schema = nullptr;
-  if (const int failed = find_schema(base, address, schema)) return failed;
-  if (const int failed = schema->make()) return failed;
-  const std::shared_ptr<Table>& table = table_of(*schema, address.file);
-  if (table->users > 0) return EEXIST;
-  const std::string like_name = like.empty() ? "" : cluster_file_name(like);
-  if (const int failed = make_table(*schema, address.file, like_name, record_length, primary))
-    return failed;
-  if (const int failed = lock_table(*table, mode.exclusive)) return failed;
-  return take(table, mode, address, built);
+  return with_schema(base, [&](const ClusterAddress& address, Schema& schema) -> int {
+    if (const int failed = schema.make()) return failed;
+    const std::shared_ptr<Table>& table = table_of(schema, address.file);
+    if (table->users > 0) return EEXIST;
+    const std::string like_name = like.empty() ? "" : cluster_file_name(like);
+    table->exclusive = mode.exclusive;
+    const int failed = make_table(*table, like_name, record_length, primary);
+    return failed == 0 ? take(table, mode, address, built) : failed;
+  });
 }
 
-int begin_snapshots(std::span<OpenIsam* const> /*files*/) {
-  return refuse(kIsBadArgument, "files of a database cluster have no snapshots");
+int begin_snapshots(std::span<OpenIsam* const> files) {
+  const auto table_of_file = [](OpenIsam* file) -> Table& {
+    return static_cast<ClusterFile*>(file)->table();
+  };
+  Session& session = table_of_file(files.front()).schema().session();
+  const auto moment = std::make_shared<Moment>(session.connection());
+  std::vector<std::unique_ptr<TableSnapshot>> snapshots;
+  int failed = moment->begin();
+  for (std::size_t i = 0; failed == 0 && i < files.size(); ++i) {
+    Table& table = table_of_file(files[i]);
+    if (&table.schema().session() != &session)
+      return refuse(kIsBadArgument, "the files of a snapshot lie in different databases");
+    snapshots.push_back(std::make_unique<TableSnapshot>(moment, table));
+    failed = table.fault();
+    if (failed == 0) failed = snapshots.back()->begin();
+  }
+  for (std::size_t i = 0; failed == 0 && i < files.size(); ++i)
+    static_cast<ClusterFile*>(files[i])->begin(std::move(snapshots[i]));
+  return failed;
 }
 
 int rebuild(const std::string& /*base*/, IsRebuildReport& /*report*/, const IsWatch& /*watch*/) {
@@ -132,22 +151,21 @@ constinit const IsamEngine kClusterEngine{.build = build,
 // ---- Short texts
 
 int text_read(const std::string& base, std::string& text) {
-  ClusterAddress address;
-  Schema* schema = nullptr;
-  if (const int failed = find_schema(base, address, schema)) return failed;
-  Statement select{.text = "SELECT text FROM " + schema->quoted("marigold_texts") +
-                           " WHERE name = convert_from($1::bytea, 'UTF8')",
-                   .once = true};
-  const Step step{&select, {address.file}};
-  Rows rows;
-  const int failed = schema->session().repeat([&](Connection& connection) {
-    const int result = connection.run({&step, 1}, {&rows, 1});
-    return result == kNoTable ? ENOENT : result;
+  return with_schema(base, [&](const ClusterAddress& address, Schema& schema) -> int {
+    Statement select{.text = "SELECT text FROM " + schema.quoted("marigold_texts") +
+                             " WHERE name = convert_from($1::bytea, 'UTF8')",
+                     .once = true};
+    const Step step{&select, {address.file}};
+    Rows rows;
+    const int failed = schema.session().repeat([&](Connection& connection) {
+      const int result = connection.run({&step, 1}, {&rows, 1});
+      return result == kNoTable ? ENOENT : result;
+    });
+    if (failed != 0) return failed;
+    if (rows.count() == 0) return ENOENT;
+    text = rows.bytes(0, 0);
+    return 0;
   });
-  if (failed != 0) return failed;
-  if (rows.count() == 0) return ENOENT;
-  text = rows.bytes(0, 0);
-  return 0;
 }
 
 int text_write(const std::string& base, const std::string& text) {
@@ -159,49 +177,64 @@ int text_write(const std::string& base, const std::string& text) {
 
 int list_files(const std::string& directory, std::vector<std::string>& files) {
   files.clear();
-  ClusterAddress address;
-  Schema* schema = nullptr;
-  if (const int failed = find_schema(cluster_join(directory, "*"), address, schema)) return failed;
-  Statement select{.text = "SELECT convert_to(name, 'UTF8') FROM " +
-                           schema->quoted("marigold_files") + " ORDER BY name COLLATE \"C\"",
-                   .once = true};
-  const Step step{&select, {}};
-  Rows rows;
-  const int failed = schema->session().repeat([&](Connection& connection) {
-    const int result = connection.run({&step, 1}, {&rows, 1});
-    return result == kNoTable ? 0 : result;
+  return with_schema(cluster_join(directory, "*"), [&](const ClusterAddress&, Schema& schema) {
+    Statement select{.text = "SELECT convert_to(name, 'UTF8') FROM " +
+                             schema.quoted("marigold_files") + " ORDER BY name COLLATE \"C\"",
+                     .once = true};
+    const Step step{&select, {}};
+    Rows rows;
+    const int failed = schema.session().repeat([&](Connection& connection) {
+      const int result = connection.run({&step, 1}, {&rows, 1});
+      return result == kNoTable ? 0 : result;
+    });
+    for (int row = 0; failed == 0 && row < rows.count(); ++row)
+      files.emplace_back(rows.bytes(row, 0));
+    return failed;
   });
-  for (int row = 0; failed == 0 && row < rows.count(); ++row)
-    files.emplace_back(rows.bytes(row, 0));
-  return failed;
 }
 
 int exchange(std::span<const IsExchange> steps) {
   if (steps.empty()) return 0;
-  ClusterAddress address;
-  Schema* schema = nullptr;
-  if (const int failed = find_schema(steps.front().from, address, schema)) return failed;
-  std::vector<NamedExchange> named;
-  for (const IsExchange& step : steps) {
-    ClusterAddress from;
-    ClusterAddress to;
-    std::string reason = cluster_parse(step.from, from);
-    if (reason.empty() && !step.to.empty()) reason = cluster_parse(step.to, to);
-    if (!reason.empty()) return refuse(kIsBadArgument, reason);
-    if (from.server != address.server || from.schema != address.schema ||
-        (!step.to.empty() && (to.server != address.server || to.schema != address.schema)))
-      return refuse(kIsBadArgument, "the files lie in different schemas");
-    named.push_back({.kind = step.kind, .from = from.file, .to = to.file, .text = step.text});
-  }
-  return exchange_names(*schema, named);
+  return with_schema(steps.front().from, [&](const ClusterAddress& address, Schema& schema) -> int {
+    std::vector<NamedExchange> named;
+    for (const IsExchange& step : steps) {
+      ClusterAddress from;
+      ClusterAddress to = address;
+      std::string reason = cluster_parse(step.from, from);
+      if (reason.empty() && !step.to.empty()) reason = cluster_parse(step.to, to);
+      if (!reason.empty()) return refuse(kIsBadArgument, reason);
+      for (const ClusterAddress* each : {&from, &to}) {
+        if (each->server != address.server || each->schema != address.schema)
+          return refuse(kIsBadArgument, "the files lie in different schemas");
+      }
+      named.push_back({.kind = step.kind,
+                       .from = from.file,
+                       .to = step.to.empty() ? "" : to.file,
+                       .text = step.text});
+    }
+    return exchange_names(schema, named);
+  });
+}
+
+int table_name(OpenIsam& file, std::string& name) {
+  name = static_cast<ClusterFile&>(file).table().quoted_table();
+  return 0;
+}
+
+int run_sql(OpenIsam& file, const std::string& text) {
+  Table& table = static_cast<ClusterFile&>(file).table();
+  if (const int fault = table.fault()) return fault;
+  return table.schema().session().repeat([&](Connection& connection) {
+    const int result = connection.command(text);
+    return result == kNoTable || result == kDivided ? connection.refuse(kIsServer, text) : result;
+  });
 }
 
 int holders_of(const std::string& base, std::vector<IsHolder>& holders) {
   holders.clear();
-  ClusterAddress address;
-  Schema* schema = nullptr;
-  if (const int failed = find_schema(base, address, schema)) return failed;
-  return file_holders(*schema, address.file, holders);
+  return with_schema(base, [&](const ClusterAddress& address, Schema& schema) {
+    return file_holders(schema, address.file, holders);
+  });
 }
 
 }  // namespace marigold::inner::isam

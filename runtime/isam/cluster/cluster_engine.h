@@ -17,6 +17,8 @@ int text_write(const std::string& base, const std::string& text);
 int list_files(const std::string& directory, std::vector<std::string>& files);
 int exchange(std::span<const IsExchange> steps);
 int holders_of(const std::string& base, std::vector<IsHolder>& holders);
+int table_name(OpenIsam& file, std::string& name);
+int run_sql(OpenIsam& file, const std::string& text);
 struct SetChange {
   OpenIsam* file;
   bool deletes;

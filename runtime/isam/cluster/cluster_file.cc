@@ -429,10 +429,16 @@ int ClusterFile::retire() {
   return flush();
 }
 
+int ClusterFile::snapshot_write(const std::string& /*base*/, const std::string& /*like*/,
+                                const IsWatch& /*watch*/) {
+  return refuse(kIsBadArgument, "a file of a database cluster is no pair of files");
+}
+
 int ClusterFile::close() {
   Table& table = *table_;
   int failed = mode().writes && !table.retired ? flush() : table.fault();
   ahead_ = {};
+  snapshot_ = nullptr;
   if (--table.users > 0) return failed;
   const int not_given_back = table_close(table);
   table.forget_fault();

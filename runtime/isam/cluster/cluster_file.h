@@ -4,8 +4,10 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "runtime/isam/cluster/cluster_snapshot.h"
 #include "runtime/isam/cluster/table.h"
 #include "runtime/isam/common/engine.h"
 
@@ -68,14 +70,13 @@ class ClusterFile final : public OpenIsam {
   int check(std::vector<std::string>& findings, const IsWatch& watch) override;
   int glance(std::vector<std::string>& findings) override;
 
-  [[nodiscard]] bool has_snapshot() const override { return false; }
-  int snapshot_read(char* /*record*/) override { return kIsNotOpen; }
-  [[nodiscard]] std::int64_t snapshot_count() const override { return 0; }
-  int snapshot_write(const std::string& /*base*/, const std::string& /*like*/,
-                     const IsWatch& /*watch*/) override {
-    return kIsNotOpen;
-  }
-  void snapshot_end() override {}
+  void begin(std::unique_ptr<TableSnapshot> snapshot) { snapshot_ = std::move(snapshot); }
+  [[nodiscard]] bool has_snapshot() const override { return snapshot_ != nullptr; }
+  int snapshot_read(char* record) override { return snapshot_->next(record); }
+  [[nodiscard]] std::int64_t snapshot_count() const override { return snapshot_->count(); }
+  int snapshot_write(const std::string& base, const std::string& like,
+                     const IsWatch& watch) override;
+  void snapshot_end() override { snapshot_ = nullptr; }
 
  private:
   // What a read looks for.
@@ -119,6 +120,7 @@ class ClusterFile final : public OpenIsam {
     std::int64_t changes = 0;  // of the table
   };
   Ahead ahead_;
+  std::unique_ptr<TableSnapshot> snapshot_;  // null: none has begun
 };
 
 }  // namespace marigold::inner::isam

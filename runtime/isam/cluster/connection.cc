@@ -189,8 +189,11 @@ int Connection::open(const std::string& application) {
   connection_ = library_->PQconnectdbParams(parameters.names(), parameters.values(), 0);
   if (connection_ == nullptr) return kIsNoMemory;
   if (library_->PQstatus(connection_) != CONNECTION_OK) {
-    starting_ = library_->PQpingParams(parameters.names(), parameters.values(), 0) == PQPING_REJECT;
+    const PGPing answer = library_->PQpingParams(parameters.names(), parameters.values(), 0);
     reason = words();
+    // A server that was there to refuse, and is not there any more, was ending.
+    starting_ = answer == PQPING_REJECT ||
+                (answer == PQPING_NO_RESPONSE && reason.find("FATAL") != std::string::npos);
     close();
     return refuse(kIsServer, reason);
   }

@@ -92,7 +92,7 @@ class Connection {
   [[nodiscard]] bool is_open() const;
   // Whether this process has made the object.
   [[nodiscard]] bool is_ours() const;
-  // Whether the server that could not be connected to is only starting.
+  // Whether the server that could not be connected to is only starting, or ending.
   [[nodiscard]] bool is_starting() const { return starting_; }
 
   // Runs the steps as one transaction in one round trip; `rows` gets a result for each.
@@ -116,6 +116,7 @@ class Connection {
   static std::string quoted_name(std::string_view name);
   static std::string quoted_text(std::string_view text);
 
+  [[nodiscard]] const std::string& server() const { return server_; }
   // Names a schema in the reasons of failures from now on.
   void speak_of(const std::string& schema) { schema_ = &schema; }
   [[nodiscard]] std::string place() const;

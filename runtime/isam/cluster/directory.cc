@@ -65,29 +65,40 @@ int next_number(Schema& schema, std::int64_t& number) {
 
 }  // namespace
 
-int make_table(Schema& schema, const std::string& name, const std::string& like, int record_length,
+int make_table(Table& file, const std::string& like, int record_length,
                const KeyDescription& primary) {
+  Schema& schema = file.schema();
   std::int64_t number = 0;
   if (const int failed = next_number(schema, number)) return failed;
+  const std::string id = std::to_string(new_id());
   const std::string table = schema.quoted("f" + std::to_string(number));
   const std::string sequence = schema.quoted("f" + std::to_string(number) + "_seq");
   const std::string text =
       "INSERT INTO " + schema.quoted("marigold_files") +
-      " (name, number, id, record_length, keys) VALUES (" + name_literal(name) + ", " +
-      std::to_string(number) + ", " + std::to_string(new_id()) + ", " +
-      std::to_string(record_length) + ", " + bytes_literal(pack_keys({&primary, 1})) +
-      "); CREATE SEQUENCE " + sequence + "; CREATE TABLE " + table +
+      " (name, number, id, record_length, keys) VALUES (" + name_literal(file.name()) + ", " +
+      std::to_string(number) + ", " + id + ", " + std::to_string(record_length) + ", " +
+      bytes_literal(pack_keys({&primary, 1})) + "); CREATE SEQUENCE " + sequence +
+      "; CREATE TABLE " + table +
       " (k1 bytea NOT NULL, seq bigint NOT NULL, lock bigint NOT NULL, record bytea NOT NULL); "
       "CREATE UNIQUE INDEX ON " +
-      table + " (k1 ASC)";
-  const Step find{&schema.find_file, {name}};
+      table + " (k1 ASC); SELECT pg_try_advisory_lock" + (file.exclusive ? "" : "_shared") + "((" +
+      id + ")::bigint)";
+  const Number alone(file.exclusive ? 1 : 0);
+  const Step find{&schema.find_file, {file.name()}};
+  const Step lock{&schema.lock_file, {file.name(), alone.bytes()}};
   const int failed = schema.session().repeat([&](Connection& connection) {
     Rows rows;
     if (const int result = connection.run({&find, 1}, {&rows, 1})) return result;
-    // Made by the attempt before, whose connection was lost.
-    if (rows.count() > 0) return rows.number(0, kNumber) == number ? 0 : EEXIST;
-    const int result = connection.command(text);
-    return result == kIsDuplicate ? EEXIST : result;
+    if (rows.count() == 0) {
+      const int result = connection.command(text);
+      if (result != 0) return result == kIsDuplicate ? EEXIST : result;
+      const int found = connection.run({&find, 1}, {&rows, 1});
+      return found != 0 ? found : file.take_shape(rows);
+    }
+    if (rows.number(0, kNumber) != number) return EEXIST;
+    // Made by the attempt before, whose connection was lost, and its lock with it.
+    if (const int result = connection.run({&lock, 1}, {&rows, 1})) return result;
+    return rows.number(0, kGotLock) != 0 ? file.take_shape(rows) : kIsFileLocked;
   });
   return failed != 0 || like.empty() ? failed : take_rights(schema, like, table, sequence);
 }
@@ -139,10 +150,13 @@ class Exchange {
                      .once = true};
     const Step step{&select, {}};
     Rows rows;
-    const int failed = connection_.run({&step, 1}, {&rows, 1});
-    for (int row = 0; failed == 0 && row < rows.count(); ++row)
+    if (const int failed = connection_.run({&step, 1}, {&rows, 1})) return failed;
+    for (int row = 0; row < rows.count(); ++row)
       entries_[std::string(rows.bytes(row, 0))] = {rows.number(row, 1), rows.number(row, 2)};
-    return failed;
+    const bool is_taken = std::ranges::any_of(steps, [&](const NamedExchange& one) {
+      return one.kind == IsExchange::Kind::kRenameNew && entries_.contains(one.to);
+    });
+    return is_taken ? EEXIST : 0;
   }
 
   // Fails with a division by zero when another process has the file open.
@@ -179,6 +193,7 @@ class Exchange {
     const std::string from = name_literal(step.from);
     switch (step.kind) {
       case IsExchange::Kind::kRename:
+      case IsExchange::Kind::kRenameNew:
         return rename(step.from, step.to);
       case IsExchange::Kind::kRemove:
         return remove(step.from);
@@ -228,9 +243,10 @@ int exchange_names(Schema& schema, const std::vector<NamedExchange>& steps) {
   if (failed != 0) return failed;
   schema.acknowledge();
   for (const NamedExchange& step : steps) {
-    if (step.kind == IsExchange::Kind::kRename || step.kind == IsExchange::Kind::kRemove)
-      retire(schema, step.from);
-    if (step.kind == IsExchange::Kind::kRename) retire(schema, step.to);
+    const bool renames =
+        step.kind == IsExchange::Kind::kRename || step.kind == IsExchange::Kind::kRenameNew;
+    if (renames || step.kind == IsExchange::Kind::kRemove) retire(schema, step.from);
+    if (renames) retire(schema, step.to);
   }
   return 0;
 }

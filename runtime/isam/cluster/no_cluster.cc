@@ -66,6 +66,14 @@ int holders_of(const std::string& /*address*/, std::vector<IsHolder>& /*holders*
   return refuse_all();
 }
 
+int table_name(OpenIsam& /*file*/, std::string& /*name*/) {
+  return refuse_all();
+}
+
+int run_sql(OpenIsam& /*file*/, const std::string& /*text*/) {
+  return refuse_all();
+}
+
 int change_set(std::span<const SetChange> /*changes*/, std::size_t& /*locked*/) {
   return refuse_all();
 }

@@ -115,13 +115,14 @@ int Session::connect() {
   return failed == 0 ? restore() : failed;
 }
 
-// A server that is starting is waited for; any other reason is for the user to remove.
+// A server that is starting, or restarted, is waited for; any other reason is for the user to
+// remove.
 int Session::connect_first() {
   const auto begin = Clock::now();
-  for (;;) {
+  for (bool waits = false;;) {
     const int failed = connect();
     if (failed == 0) return 0;
-    const bool waits = failed == kLost || connection_.is_starting();
+    waits = waits || failed == kLost || connection_.is_starting();
     if (!waits || Clock::now() - begin > std::chrono::seconds(patience_))
       return failed == kLost ? connection_.refuse(kIsServer, "the server ends each connection")
                              : failed;

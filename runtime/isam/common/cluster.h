@@ -35,6 +35,7 @@ int islist(const std::string& directory, std::vector<std::string>& files);
 struct IsExchange {
   enum class Kind {
     kRename,      // the file `from` gets the name `to`; a file of that name is removed
+    kRenameNew,   // the same, and 17 if there is a file of that name
     kRemove,      // the file `from` is removed, if there is one
     kRenameText,  // the same for texts
     kRemoveText,
@@ -46,9 +47,17 @@ struct IsExchange {
   std::string text = {};
 };
 
-// Does all steps or none, durably. All addresses lie in one schema. 113 when another process has one
+// Does all steps or none, durably. All addresses lie in one schema. 17: see kRenameNew. 113 when another process has one
 // of the files open; this process may have them open exclusively, and can only close them then.
 int isexchange(std::span<const IsExchange> steps);
+
+// ---- SQL
+
+// Gives the name of an open file's table, quoted, with its schema.
+int istable(int number, std::string& name);
+// Runs statements in the database of an open file, as one transaction. After a lost connection they
+// run again, whether or not they were done. 120: the server refuses one.
+int issql(int number, const std::string& statements);
 
 // ---- Users of a file
 

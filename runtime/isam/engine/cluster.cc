@@ -33,6 +33,18 @@ int isexchange(std::span<const IsExchange> steps) {
   return operation("ISEXCHAN", [&] { return finish(exchange(steps)); });
 }
 
+int istable(int number, std::string& name) {
+  return with_file("ISTABLE", number, [&](OpenIsam& file) {
+    return iscluster(number) ? table_name(file, name) : kIsBadArgument;
+  });
+}
+
+int issql(int number, const std::string& statements) {
+  return with_file("ISSQL", number, [&](OpenIsam& file) {
+    return iscluster(number) ? run_sql(file, statements) : kIsBadArgument;
+  });
+}
+
 int isholders(const std::string& address, std::vector<IsHolder>& holders) {
   return operation("ISHOLDER", [&] { return finish(holders_of(address, holders)); });
 }

@@ -357,7 +357,9 @@ int begin_snapshots(std::span<OpenIsam* const> opened) {
 
 int LocalFile::snapshot_read(char* record) {
   const std::byte* slot = nullptr;
-  if (const int failed = finish(snapshot_->next(slot))) return failed;
+  int failed = snapshot_->is_ordered() ? 0 : finish(snapshot_->order_by_writing());
+  if (failed == 0) failed = finish(snapshot_->next(slot));
+  if (failed != 0) return failed;
   std::memcpy(record, slot + sizeof(SlotHeader), file_->record_length);
   return 0;
 }

@@ -84,7 +84,10 @@ Snapshot::Snapshot(Snapshot&& other) noexcept
       at_(other.at_),
       delivered_(other.delivered_),
       images_(std::move(other.images_)),
-      next_image_(other.next_image_) {}
+      found_(std::move(other.found_)),
+      next_image_(other.next_image_),
+      order_(std::move(other.order_)),
+      ordered_(other.ordered_) {}
 
 int Snapshot::begin(std::span<Snapshot> snapshots, std::span<const std::shared_ptr<File>> files) {
   const std::vector<File*> order = in_common_order(files);
@@ -139,7 +142,10 @@ void Snapshot::rewind() {
   at_ = 0;
   delivered_ = 0;
   images_.clear();
+  found_.clear();
   next_image_ = 0;
+  order_.clear();
+  ordered_ = false;
 }
 
 int Snapshot::take_slot(std::uint64_t number) {
@@ -152,15 +158,17 @@ int Snapshot::take_slot(std::uint64_t number) {
   if (header->state == kSlotGone && !later) return 0;
   if (header->state == kSlotLive && deleted != 0) return refuse(kIsBadFile, "a record is damaged");
   images_.insert(images_.end(), slot, slot + sizeof(SlotHeader) + file_->record_length);
+  found_.push_back(static_cast<SlotNumber>(number));
   return 0;
 }
 
 // Collects the records of the next slots, at most `most`; `end` is the last slot.
 int Snapshot::collect(std::uint64_t most, std::uint64_t& end) {
   images_.clear();
-  end = std::min(at_ + most, slot_count_);
-  for (std::uint64_t number = at_ + 1; number <= end; ++number) {
-    if (const int failed = take_slot(number)) return failed;
+  found_.clear();
+  end = std::min(at_ + most, slots_to_read());
+  for (std::uint64_t at = at_; at < end; ++at) {
+    if (const int failed = take_slot(order_.empty() ? at + 1 : order_[at])) return failed;
   }
   return 0;
 }
@@ -187,7 +195,7 @@ int Snapshot::fill() {
 
 int Snapshot::next(const std::byte*& slot) {
   while (next_image_ == images_.size()) {
-    if (at_ == slot_count_) {
+    if (at_ == slots_to_read()) {
       if (delivered_ == record_count_) return kIsEndOfFile;
       return refuse(kIsBadFile, "records are damaged or missing");
     }
@@ -196,6 +204,26 @@ int Snapshot::next(const std::byte*& slot) {
   slot = images_.data() + next_image_;
   next_image_ += sizeof(SlotHeader) + file_->record_length;
   ++delivered_;
+  return 0;
+}
+
+// A file from which nothing was deleted has its slots in the order of writing.
+int Snapshot::order_by_writing() {
+  rewind();
+  std::vector<std::pair<std::uint64_t, SlotNumber>> written;
+  const std::size_t image_size = sizeof(SlotHeader) + file_->record_length;
+  const std::byte* slot = nullptr;
+  int failed = 0;
+  while ((failed = next(slot)) == 0)
+    written.emplace_back(record_sequence(slot), found_[next_image_ / image_size - 1]);
+  if (failed != kIsEndOfFile) return failed;
+  rewind();
+  ordered_ = true;
+  if (std::ranges::is_sorted(written)) return 0;
+  std::ranges::sort(written);
+  order_.reserve(written.size());
+  for (const auto& [sequence, number] : written)
+    order_.push_back(number);
   return 0;
 }
 

@@ -39,16 +39,23 @@ class Snapshot {
   // Slots read so far.
   [[nodiscard]] std::uint64_t at() const { return at_; }
 
-  // Gives the next record in the order of the slots: `slot` points to an image of its slot, valid
-  // until the next call. 110 after the last one; 105 when a record of the moment is damaged or
-  // missing.
+  // Gives the next record in the order of the slots, or in that of order_by_writing: `slot` points to
+  // an image of its slot, valid until the next call. 110 after the last one; 105 when a record of the
+  // moment is damaged or missing.
   int next(const std::byte*& slot);
-  // Starts over with the first record.
+  // Starts over with the first record, in the order of the slots.
   void rewind();
+  // Starts over with the record that was written first. Reads all slots to find the order, and keeps
+  // four bytes for each record of a file whose slots have another one.
+  int order_by_writing();
+  [[nodiscard]] bool is_ordered() const { return ordered_; }
 
  private:
   int note(std::shared_ptr<File> noted);
   int fill();
+  [[nodiscard]] std::uint64_t slots_to_read() const {
+    return order_.empty() ? slot_count_ : order_.size();
+  }
   int collect(std::uint64_t most, std::uint64_t& end);
   int take_slot(std::uint64_t number);
 
@@ -60,7 +67,10 @@ class Snapshot {
   std::uint64_t at_ = 0;
   std::uint64_t delivered_ = 0;
   std::vector<std::byte> images_;  // of slots found and not delivered yet
+  std::vector<SlotNumber> found_;  // their numbers
   std::size_t next_image_ = 0;
+  std::vector<SlotNumber> order_;  // of the slots to read; empty: their own
+  bool ordered_ = false;
 };
 
 // Writes the snapshot as a closed pair of files of its own, which must not exist (17).
