@@ -10,7 +10,7 @@ _marigold() {
     'texts dump') words='-h --help -o --output --code-set' ;;
     'texts check') words='-h --help --code-set --use-fuzzy --json -v --verbose' ;;
     'texts template') words='-h --help -o --output --system' ;;
-    'data') words='scan info check rebuild recover compact dump load locks convert backup restore -h --help' ;;
+    'data') words='scan info check rebuild recover compact dump load locks convert copy sql backup restore -h --help' ;;
     'data scan') words='-h --help --json' ;;
     'data info') words='-h --help --set --path --json' ;;
     'data check') words='-h --help --set --path --quick --json' ;;
@@ -21,6 +21,8 @@ _marigold() {
     'data load') words='-h --help --set --path --code-set --csv --json --replace --force --keep-going' ;;
     'data locks') words='-h --help --json' ;;
     'data convert') words='-h --help --class --dry-run --keep-backup' ;;
+    'data copy') words='-h --help --class --set --replace --json' ;;
+    'data sql') words='-h --help --set --path --code-set --first-year --create' ;;
     'data backup') words='-h --help --class --set --archive' ;;
     'data restore') words='-h --help --class --set --dry-run' ;;
     'lists') words='compile check show print -h --help' ;;

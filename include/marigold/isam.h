@@ -33,7 +33,8 @@
 // Files of a database cluster: a base name that is an address,
 // postgresql://HOSTS/DATABASE/SCHEMA/FILE, names a file that lies on a PostgreSQL server
 // (docs/cluster.md). All operations are the same, except that such files need no isrebuild,
-// isrecover and iscompact, and that their snapshots are not written as pairs of files (102). Guarantees when an operation has returned:
+// isrecover and iscompact, and that their snapshots are not written as pairs of files (102).
+// Guarantees when an operation has returned:
 //   - ISWRITE, ISDELETE, ISREPLACE, ISADDINDEX with 0: as above, also if the connection is lost
 //     meanwhile. The operation then connects again, to the host that takes changes, and finds out
 //     whether the change was done before the loss; it is done once and never twice.

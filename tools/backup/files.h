@@ -22,8 +22,8 @@ struct BackupGroup {
   std::vector<DataTarget> targets;
 };
 
-// Gives the names of all files that can have data: of a set, or of all sets for ""; of a class, or of
-// all classes for -1. Returns false and the problems.
+// Gives the names of all files that can have data: of a set, or of all sets for ""; of a class, or
+// of all classes for -1. Returns false and the problems.
 bool find_file_names(const std::string& set, int path_class, std::vector<std::string>& names,
                      Problems& problems);
 

@@ -265,8 +265,7 @@ bool recover_restore(const std::string& directory, Problems& problems) {
     const int failed = remove_journals({found});
     return failed == 0 || fail(problems, file_error(found, failed));
   }
-  if (is_alive(journal.counting))
-    return fail(problems, journal.counting + kAnotherRuns);
+  if (is_alive(journal.counting)) return fail(problems, journal.counting + kAnotherRuns);
   RestoreJournal counting;
   std::vector<std::string> journals;
   int failed = 0;

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "runtime/core/new_files.h"
-#include "runtime/data/access/isam_access.h"
 #include "runtime/data/access/data_path.h"
+#include "runtime/data/access/isam_access.h"
 #include "runtime/data/conversion/cluster_swap.h"
 #include "runtime/isam/common/cluster.h"
 #include "runtime/isam/common/cluster_address.h"
@@ -118,7 +118,8 @@ void look_beside(const DataTarget& target, Checked& checked) {
     checked.findings.push_back("left by a run that was killed: " + left);
   const std::string journal = path_beside(target.base, kRestoreJournal);
   if (file_exists(journal.c_str()))
-    checked.findings.push_back("beside " + journal + " of an interrupted restore or copy; run it again");
+    checked.findings.push_back("beside " + journal +
+                               " of an interrupted restore or copy; run it again");
   if (FileSwap::of(target.base, target.definition->type)->has_leftovers())
     checked.findings.push_back(kLeftByConversion);
   checked.looked_at.push_back("left_behind");

@@ -26,7 +26,8 @@ int data_compact(const DataCompact& options) {
   Problems problems;
   if (!find_data_file(options.file, target, problems)) return report_unusable(problems);
   if (target.in_cluster())
-    return report_unusable({only_in_directories(target, "its server gives space back (VACUUM FULL)")});
+    return report_unusable(
+        {only_in_directories(target, "its server gives space back (VACUUM FULL)")});
   // A random file stays as it is: without the deleted records at its end, new records would get
   // their numbers, by which other files may still refer to the old ones.
   if (target.definition->type != FileType::kIsam)

@@ -150,9 +150,9 @@ bool Copy::leave_out_missing(Problems& problems) {
     targets_.erase(targets_.begin() + static_cast<std::ptrdiff_t>(i));
   }
   std::ranges::reverse(absent_);
-  return !sources_.empty() || fail(problems, from_.directory + ": none of the files of class " +
-                                                 std::to_string(options_.path_class) +
-                                                 " has any data");
+  return !sources_.empty() ||
+         fail(problems, from_.directory + ": none of the files of class " +
+                            std::to_string(options_.path_class) + " has any data");
 }
 
 // The version of the class goes with the class, not with single files.

@@ -87,7 +87,7 @@ class DirectoryPlace : public CopyPlace {
   ChangeTurns turns_;  // a set of changes must not come back over the copies
   std::vector<std::unique_ptr<HeldPlace>> held_;
   std::unique_ptr<NewDataFile> file_;
-  std::string base_;          // of the file that is being made
+  std::string base_;  // of the file that is being made
   const DataTarget* target_ = nullptr;
   bool duplicate_ = false;
   std::vector<char> record_;
@@ -97,9 +97,7 @@ class DirectoryPlace : public CopyPlace {
 };
 
 bool DirectoryPlace::is_taken(const DataTarget& file) {
-  const auto exists = [&](const char* suffix) {
-    return file_exists((file.base + suffix).c_str());
-  };
+  const auto exists = [&](const char* suffix) { return file_exists((file.base + suffix).c_str()); };
   return file.is_keyed() ? exists(".dat") || exists(".idx") : exists("");
 }
 
@@ -192,8 +190,7 @@ bool DirectoryPlace::put_in_place(const std::optional<double>& class_version, Pr
     const auto version = static_cast<double>(file.definition->version);
     if (!stage_record(version_file_record(file.base), version, problems)) return false;
   }
-  const std::string record =
-      data_path_in(data_path_directory(files_.front().base), kClassRecord);
+  const std::string record = data_path_in(data_path_directory(files_.front().base), kClassRecord);
   if (class_version && !stage_record(record, *class_version, problems)) return false;
   return swap_.run(problems);
 }

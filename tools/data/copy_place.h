@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The destination of copied data files: a data directory, or a schema of a cluster. The new files get
-// their records under names which programs do not use, and are put in place all together or not at
-// all, with their version records. Without that the destructor removes them.
+// The destination of copied data files: a data directory, or a schema of a cluster. The new files
+// get their records under names which programs do not use, and are put in place all together or not
+// at all, with their version records. Without that the destructor removes them.
 #pragma once
 
 #include <memory>

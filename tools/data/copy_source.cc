@@ -73,8 +73,7 @@ int PlacedRecords::read_more() {
   ahead_.resize(std::max<std::size_t>(kAhead / length_, 1) * length_);
   used_ = 0;
   std::size_t count = 0;
-  const int failed =
-      file_.read(static_cast<std::uint64_t>(number_) * length_, ahead_, count);
+  const int failed = file_.read(static_cast<std::uint64_t>(number_) * length_, ahead_, count);
   ahead_.resize(failed == 0 ? count : 0);
   return failed;
 }
@@ -86,10 +85,11 @@ bool PlacedRecords::take(char* record, bool& holds_one, std::string& reason) con
   const char marker = record[length_ - 1];
   holds_one = marker == kDeletedMarker || stored != 0;
   if (marker == kDeletedMarker) isst_int4(static_cast<std::int32_t>(number_), record);
-  const bool sound = marker == kDeletedMarker ||
-                     (marker == kLiveMarker && (stored == number_ || stored == 0));
+  const bool sound =
+      marker == kDeletedMarker || (marker == kLiveMarker && (stored == number_ || stored == 0));
   if (!sound)
-    reason = "record " + std::to_string(number_) + " is damaged; \"marigold data check\" reports how";
+    reason =
+        "record " + std::to_string(number_) + " is damaged; \"marigold data check\" reports how";
   return sound;
 }
 

@@ -11,9 +11,9 @@
 
 namespace marigold::inner {
 
-// The records of one file. Those of a keyed file come in the order in which they were written, without
-// placeholders. Those of a random file are all places that were ever written, each with its number,
-// also the deleted ones, in any order.
+// The records of one file. Those of a keyed file come in the order in which they were written,
+// without placeholders. Those of a random file are all places that were ever written, each with its
+// number, also the deleted ones, in any order.
 class CopiedRecords {
  public:
   CopiedRecords() = default;
@@ -34,9 +34,9 @@ class CopySource {
   virtual std::unique_ptr<CopiedRecords> records(std::size_t file) = 0;
 };
 
-// Opens the files, all of which lie in the same data directory, and takes the moment. Returns null and
-// the problem; the targets outlive the result. Programs may go on using the files, except that a
-// random file of a directory must not change for as long as two readings take.
+// Opens the files, all of which lie in the same data directory, and takes the moment. Returns null
+// and the problem; the targets outlive the result. Programs may go on using the files, except that
+// a random file of a directory must not change for as long as two readings take.
 std::unique_ptr<CopySource> open_copy_source(std::vector<DataTarget>& files, std::string& problem);
 
 }  // namespace marigold::inner

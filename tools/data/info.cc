@@ -22,7 +22,7 @@ namespace {
 // Facts about the file of a definition.
 struct Found {
   bool exists = false;
-  bool in_use = false;  // by a process that has it open exclusively
+  bool in_use = false;       // by a process that has it open exclusively
   bool unreachable = false;  // in a cluster
   std::string problem;       // the reason why nothing is known, or a misfit
   std::int64_t records = -1;
@@ -63,9 +63,9 @@ void look_at_keyed(const DataTarget& target, Found& found) {
   if (failed == 0) failed = file.info(info);
   if (failed == 0) failed = count_records(file.number(), info.record_length, found.records);
   if (failed == 0 && isfill(file.number(), found.fill) != 0) failed = iserrno;
-  const bool half = failed == ENOENT && !target.in_cluster() &&
-                    (file_exists((target.base + ".dat").c_str()) ||
-                     file_exists((target.base + ".idx").c_str()));
+  const bool half =
+      failed == ENOENT && !target.in_cluster() &&
+      (file_exists((target.base + ".dat").c_str()) || file_exists((target.base + ".idx").c_str()));
   if (failed != 0) note(found, failed);
   if (half) {
     found.exists = true;
@@ -183,9 +183,9 @@ std::string state_text(const DataTarget& target, const Found& found) {
     text += line("deleted", std::to_string(found.deleted) +
                                 (found.deleted > 0 && !in_cluster ? deleted_bytes : ""));
   const bool has_indexes = in_cluster || target.is_keyed();
-  text += line("size", std::to_string(found.data_bytes) + " bytes" +
-                           (has_indexes ? " and " + std::to_string(found.index_bytes) + " of indexes"
-                                        : ""));
+  text += line(
+      "size", std::to_string(found.data_bytes) + " bytes" +
+                  (has_indexes ? " and " + std::to_string(found.index_bytes) + " of indexes" : ""));
   if (!in_cluster && target.is_keyed()) text += line("pages", pages_text(found));
   if (!found.problem.empty()) text += line("misfit", found.problem);
   return text;
@@ -200,9 +200,8 @@ std::string backup_text(const Found& found) {
 std::string as_text(const DataTarget& target, const Found& found) {
   const FileDefinition& file = *target.definition;
   std::string text = definition_text(target) + state_text(target, found);
-  text +=
-      line("version", std::to_string(file.version) + " defined, " +
-                          (found.version ? version_text(*found.version) : "none") + " written");
+  text += line("version", std::to_string(file.version) + " defined, " +
+                              (found.version ? version_text(*found.version) : "none") + " written");
   if (found.exists && !target.in_cluster()) text += line("backup", backup_text(found));
   std::string name = "class " + std::to_string(file.path_class);
   for (const LockHolder& holder : found.holders) {

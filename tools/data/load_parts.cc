@@ -57,7 +57,8 @@ bool HeldFile::make_if_missing(std::string& problem) {
   const int failed = file_.build(*target_.definition, target_.table());
   made_ = file_.is_open();  // also when a key is missing
   if (failed != EEXIST) return failed == 0 || fail_load(problem, target_.base, failed);
-  problem = target_.in_cluster() ? data_error(target_.base, kIsFileLocked) : half_pair_text(target_);
+  problem =
+      target_.in_cluster() ? data_error(target_.base, kIsFileLocked) : half_pair_text(target_);
   return false;
 }
 
@@ -167,7 +168,8 @@ bool GrownFile::commit_one_by_one(std::string& problem) {
 // has opened the file meanwhile, it uses that space again.
 void GrownFile::give_back_space() {
   IsRebuildReport ignored;
-  if (!target_.in_cluster() && held_.file().close() == 0) static_cast<void>(isrebuild(target_.base.c_str(), ignored));
+  if (!target_.in_cluster() && held_.file().close() == 0)
+    static_cast<void>(isrebuild(target_.base.c_str(), ignored));
 }
 
 }  // namespace marigold::inner

@@ -93,7 +93,7 @@ class GrownFile : public LoadSink {
 // Greatest gap of numbers that a load may leave after the end of a random file.
 inline constexpr std::int64_t kFarBeyond = 1'000'000;
 
-// Open a file of a cluster; see open_load_sink. `file` is the open file, or closed for a missing one.
+// Open a file of a cluster; see open_load_sink. `file` is open, or closed for a missing one.
 std::unique_ptr<LoadSink> open_new_table(const DataTarget& target, OpenKeyedFile file,
                                          std::string& problem);
 std::unique_ptr<LoadSink> open_numbered_table(const DataTarget& target, const LoadRules& rules,

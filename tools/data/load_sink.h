@@ -44,8 +44,8 @@ class LoadSink {
 //                                  one write fails, those before it are taken back
 //   random file                    a copy is made beside it, changed and installed
 //
-// In a cluster, a new keyed file is put in place by the server; a random file is like a keyed one with
-// records, and is made if it is missing.
+// In a cluster, a new keyed file is put in place by the server; a random file is like a keyed one
+// with records, and is made if it is missing.
 struct LoadRules {
   bool replace = false;     // records that exist are replaced, not refused
   bool far_beyond = false;  // numbers of a random file may lie far beyond its end

@@ -237,8 +237,8 @@ void register_backup(Command data) {
 }
 
 void register_copy(Command data) {
-  Command command = data.command(
-      "copy", "Copy data files between directories and database clusters");
+  Command command =
+      data.command("copy", "Copy data files between directories and database clusters");
   const auto options = std::make_shared<DataCopy>();
   command.word("FROM", options->from, "The data directory, with %p for the number of the class")
       .required();
@@ -246,9 +246,8 @@ void register_copy(Command data) {
       .word("TO", options->to,
             "Where to: a directory, or postgresql://HOSTS/DATABASE/SCHEMA, with %p as well")
       .required();
-  CommandOption names =
-      command.word("FILE", options->files,
-                   "Names of files in their definition sets, all of one path class");
+  CommandOption names = command.word(
+      "FILE", options->files, "Names of files in their definition sets, all of one path class");
   add_class(command, options->path_class,
             "All files of this path class that have data, and the version of the class")
       .excludes(names);
@@ -265,8 +264,8 @@ void register_copy(Command data) {
 }
 
 void register_sql(Command data) {
-  Command command = data.command(
-      "sql", "Print a view that shows a file of a cluster as typed columns to SQL");
+  Command command =
+      data.command("sql", "Print a view that shows a file of a cluster as typed columns to SQL");
   const auto options = std::make_shared<DataSql>();
   add_file(command, options->file);
   add_place(command, options->file);

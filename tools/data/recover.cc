@@ -52,7 +52,8 @@ int data_recover(const DataRecover& options) {
   Problems problems;
   if (!find_data_file(options.file, target, problems)) return report_unusable(problems);
   if (target.in_cluster())
-    return report_unusable({only_in_directories(target, "pg_restore brings back what pg_dump has kept")});
+    return report_unusable(
+        {only_in_directories(target, "pg_restore brings back what pg_dump has kept")});
   const FileDefinition& definition = *target.definition;
   if (definition.type != FileType::kIsam)
     return report_unusable({target.base + ": a random file has no header"});

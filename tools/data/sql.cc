@@ -14,8 +14,9 @@ int create(const DataTarget& target, const OpenKeyedFile& file, const ViewText& 
     const std::string problem = data_error(target.base, iserrno);
     if (issql(file.number(), "DROP VIEW " + view.name + "; CREATE VIEW " + as) != 0)
       return report_unusable({problem});
-    report(target.base + ": the columns have changed, and the rights on the view are to be granted "
-                         "again");
+    report(target.base +
+           ": the columns have changed, and the rights on the view are to be granted "
+           "again");
   }
   return write_output(target.base + ": view " + view.name + "\n", kExitClean);
 }

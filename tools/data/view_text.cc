@@ -34,8 +34,8 @@ std::string integer(int offset, int bytes) {
   for (int i = 0; i < bytes; ++i)
     offsets.push_back(offset + i);
   const std::string sign = bytes == 2 ? "32768" : "2147483648";
-  return "((" + unsigned_number(offsets) + " # " + sign + ") - " + sign + ")::" +
-         (bytes == 2 ? "smallint" : "integer");
+  return "((" + unsigned_number(offsets) + " # " + sign + ") - " + sign +
+         ")::" + (bytes == 2 ? "smallint" : "integer");
 }
 
 // Bits of a double, which is little-endian.
@@ -47,8 +47,8 @@ std::string double_bits(int offset) {
 }
 
 std::string text_bytes(int offset, int bytes) {
-  const std::string whole = "substring(record from " + std::to_string(offset + 1) + " for " +
-                            std::to_string(bytes) + ")";
+  const std::string whole =
+      "substring(record from " + std::to_string(offset + 1) + " for " + std::to_string(bytes) + ")";
   return "substring(" + whole + " for position('\\x00'::bytea in " + whole +
          " || '\\x00'::bytea) - 1)";
 }
@@ -75,10 +75,9 @@ std::string double_value(const std::string& bits) {
   const std::string mantissa = "(" + bits + " & 4503599627370495)";
   const std::string sign = "CASE WHEN " + bits + " < 0 THEN -1::float8 ELSE 1::float8 END";
   return "CASE " + exponent + " WHEN 2047 THEN CASE WHEN " + mantissa +
-         " <> 0 THEN 'NaN'::float8 ELSE " + sign + " * 'Infinity'::float8 END WHEN 0 THEN (" + sign +
-         ") * " + mantissa + "::float8 * power(2::float8, -1074) ELSE (" + sign + ") * (" +
-         mantissa + " + 4503599627370496)::float8 * power(2::float8, " + exponent +
-         " - 1075) END";
+         " <> 0 THEN 'NaN'::float8 ELSE " + sign + " * 'Infinity'::float8 END WHEN 0 THEN (" +
+         sign + ") * " + mantissa + "::float8 * power(2::float8, -1074) ELSE (" + sign + ") * (" +
+         mantissa + " + 4503599627370496)::float8 * power(2::float8, " + exponent + " - 1075) END";
 }
 
 // A day beyond the end of its month would be one of the next month.
@@ -125,8 +124,9 @@ class TextValue {
   [[nodiscard]] std::string operator()(const std::string& bytes) const {
     // The name of the character set would give the text its own order.
     const std::string text = "convert_from(" + bytes + ", 'LATIN1') COLLATE \"default\"";
-    return from_.empty() ? text
-                         : "translate(" + text + ", " + sql_text(from_) + ", " + sql_text(to_) + ")";
+    return from_.empty()
+               ? text
+               : "translate(" + text + ", " + sql_text(from_) + ", " + sql_text(to_) + ")";
   }
 
  private:

@@ -248,8 +248,7 @@ bool lies_in_its_class(const DataTarget& target) {
   if (target.in_cluster()) return cluster_directory(target.base) == of_class;
   std::error_code unknown;
   const fs::path directory = library_path(target.base).parent_path();
-  return fs::equivalent(directory.empty() ? "." : directory,
-                        library_path(of_class), unknown);
+  return fs::equivalent(directory.empty() ? "." : directory, library_path(of_class), unknown);
 }
 
 }  // namespace

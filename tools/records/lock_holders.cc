@@ -21,8 +21,7 @@ Json holder_as_json(const LockHolder& holder) {
 }
 
 std::string locked_class_text(int path_class) {
-  std::string text =
-      data_path_shown(data_directory(path_class)) + ": the directory is locked";
+  std::string text = data_path_shown(data_directory(path_class)) + ": the directory is locked";
   std::vector<LockHolder> holders;
   if (lock_file_holders(path_class, holders) != 0) return text;
   const char* before = ": ";

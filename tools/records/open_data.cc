@@ -19,8 +19,7 @@ int OpenKeyedFile::build(const FileDefinition& file, const std::string& base) {
 
 int OpenKeyedFile::build_like(const FileDefinition& file, const std::string& base,
                               const std::string& like) {
-  const KeyDescription primary =
-      file.type == FileType::kIsam ? isam_key(file, 1) : random_key();
+  const KeyDescription primary = file.type == FileType::kIsam ? isam_key(file, 1) : random_key();
   number_ = isbuild_like(base.c_str(), like.c_str(), file.record_length, primary,
                          kIsInputOutput | kIsExclusive);
   if (!is_open()) return iserrno;

@@ -47,8 +47,9 @@ struct IsExchange {
   std::string text = {};
 };
 
-// Does all steps or none, durably. All addresses lie in one schema. 17: see kRenameNew. 113 when another process has one
-// of the files open; this process may have them open exclusively, and can only close them then.
+// Does all steps or none, durably. All addresses lie in one schema. 17: see kRenameNew. 113 when
+// another process has one of the files open; this process may have them open exclusively, and can
+// only close them then.
 int isexchange(std::span<const IsExchange> steps);
 
 // ---- SQL
