@@ -31,6 +31,8 @@ set(CPACK_PROJECT_SOURCE ${PROJECT_SOURCE_DIR})
 
 set(CPACK_DEBIAN_MARIGOLD_PACKAGE_NAME marigold)
 set(CPACK_DEBIAN_MARIGOLD_PACKAGE_SECTION misc)
+# The client library of files on a database cluster, and psql for the script that makes its roles.
+set(CPACK_DEBIAN_MARIGOLD_PACKAGE_SUGGESTS "libpq5, postgresql-client")
 set(CPACK_DEBIAN_MARIGOLD_DESCRIPTION "scrivel writes texts of the language's text database, formatted with its
 arguments. marigold builds and checks text databases, looks after data files
 and prints lists.")
@@ -38,6 +40,8 @@ and prints lists.")
 set(CPACK_DEBIAN_LIBMARIGOLD1_PACKAGE_NAME libmarigold1)
 set(CPACK_DEBIAN_LIBMARIGOLD1_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_LIBMARIGOLD1_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/triggers)
+# Loaded when a program opens its first file on a database cluster.
+set(CPACK_DEBIAN_LIBMARIGOLD1_PACKAGE_SUGGESTS libpq5)
 set(CPACK_DEBIAN_LIBMARIGOLD1_DESCRIPTION "Text databases, keyed data files shared by many processes, text windows on any
 terminal, and printed lists.")
 
