@@ -23,12 +23,12 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/database/database_server.h"
+#include "bench/database/line_proxy.h"
 #include "bench/in_child.h"
 #include "runtime/isam/common/cluster.h"
 #include "runtime/isam/common/cluster_address.h"
 #include "runtime/isam/common/isam.h"
-#include "tests/support/posix/database_server.h"
-#include "tests/support/posix/line_proxy.h"
 
 namespace marigold::inner::bench {
 namespace {

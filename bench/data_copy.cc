@@ -23,7 +23,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/posix/database_server.h"
+#include "bench/database/database_server.h"
 
 namespace marigold::inner::bench {
 namespace {

@@ -7,14 +7,14 @@
 #include <iterator>
 #include <sstream>
 
+#include "bench/database/database_server.h"
+#include "bench/database/line_proxy.h"
 #include "runtime/core/settings.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/random_file.h"
 #include "runtime/data/access/restore_journal.h"
 #include "runtime/data/access/version.h"
 #include "tests/data/support.h"
-#include "tests/support/posix/database_server.h"
-#include "tests/support/posix/line_proxy.h"
 
 namespace marigold::inner::test {
 namespace {

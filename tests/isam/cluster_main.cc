@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Gives each test of this program a database of its own, on a server that all of them share.
 
+#include "bench/database/database_server.h"
 #include "tests/isam/support.h"
-#include "tests/support/posix/database_server.h"
 
 namespace marigold::inner::test {
 namespace {

@@ -4,9 +4,9 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "bench/database/database_server.h"
 #include "runtime/isam/common/cluster_address.h"
 #include "tests/isam/support.h"
-#include "tests/support/posix/database_server.h"
 
 namespace marigold::inner::test {
 namespace {

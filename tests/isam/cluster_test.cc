@@ -16,12 +16,12 @@
 #include <optional>
 #include <random>
 
+#include "bench/database/database_server.h"
+#include "bench/database/line_proxy.h"
 #include "runtime/isam/common/cluster.h"
 #include "runtime/isam/common/cluster_address.h"
 #include "runtime/platform/process.h"
 #include "tests/isam/support.h"
-#include "tests/support/posix/database_server.h"
-#include "tests/support/posix/line_proxy.h"
 
 namespace marigold::inner::test {
 namespace {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // marigold data on files of a cluster.
 
+#include "bench/database/database_server.h"
 #include "runtime/isam/common/cluster_address.h"
 #include "runtime/isam/common/isam.h"
-#include "tests/support/posix/database_server.h"
 #include "tests/support/process.h"
 #include "tests/tools/data_copy_support.h"
 

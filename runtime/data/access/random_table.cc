@@ -35,11 +35,11 @@ void put_number(RecordNumber number, std::span<char> record) {
   isst_int4(static_cast<std::int32_t>(number), record.data());
 }
 
-class TableStore : public RandomStore {
+class TableStore final : public RandomStore {
  public:
   TableStore() : process_(process_number()) {}
   ~TableStore() override {
-    if (is_open()) close();
+    if (TableStore::is_open()) TableStore::close();
   }
 
   int open(const RandomOpening& opening, bool& created);

@@ -39,7 +39,7 @@ int record_delete(int number, const char* record) {
 }
 
 std::string change_base(const DataFile& file) {
-  const std::string path = data_path(file);
+  std::string path = data_path(file);
   if (is_cluster_address(path)) return path;
   return path_join(change_directory(std::string(path_directory(path))), path_name(path));
 }
@@ -55,7 +55,7 @@ std::string change_error_text(int number) {
     default:
       break;
   }
-  const std::string reason = engine_reason(number);
+  std::string reason = engine_reason(number);
   if (number >= kIsServer && !reason.empty()) return reason;
   const std::string_view name = iserror_name(number);
   return name.empty() ? system_error_text(number) : std::string(name);

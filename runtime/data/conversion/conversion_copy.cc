@@ -83,7 +83,7 @@ std::string error_number_text(int number) {
   if (number == EINTR) return "stopped by a signal";
   if (number == kIsFileLocked) return "in use by another process";
   if (number == kIsBadFile) return "damaged, or no data file (EBADFILE)";
-  const std::string reason = engine_reason(number);
+  std::string reason = engine_reason(number);
   if (number >= kIsServer && !reason.empty()) return reason;
   const std::string of_engine = iserror_name(number);
   return of_engine.empty() ? system_error_text(number) : of_engine;

@@ -5,9 +5,9 @@
 //
 // How a change is done once and never twice: each session has a row in the table of sessions of
 // each schema. A change writes its number into that row, in its own transaction, so the row tells
-// whether the change was done. Each session also holds a lock of its own on the server. Only when the
-// new connection has got that lock is the old one gone, with everything that it was still doing, and
-// the row final.
+// whether the change was done. Each session also holds a lock of its own on the server. The old
+// connection is gone, with everything that it was still doing, once the new one has got that lock;
+// only then is the row final.
 //
 // Results: 0, or the number for iserrno.
 #pragma once

@@ -13,8 +13,8 @@
 #include <sstream>
 #include <thread>
 
-#include "tests/support/posix/database_server.h"
-#include "tests/support/posix/line_proxy.h"
+#include "bench/database/database_server.h"
+#include "bench/database/line_proxy.h"
 #include "tests/support/process.h"
 #include "tests/support/support.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "tests/support/posix/line_proxy.h"
+#include "bench/database/line_proxy.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -24,7 +24,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/posix/database_server.h"
+#include "bench/database/database_server.h"
 
 namespace marigold::inner::test {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "tests/support/posix/database_server.h"
+#include "bench/database/database_server.h"
 
 #include <fcntl.h>
 #include <libpq-fe.h>
