@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Each role that docs/cluster_roles.sql makes may do what docs/cluster.md says of it, and no more.
 
-#include <cerrno>
+#include <algorithm>
 #include <cstdlib>
 
 #include "bench/database/database_server.h"
@@ -34,8 +34,10 @@ TEST(ClusterRolesTest, EachMayDoItsPartAndNoMore) {
   };
   ASSERT_EQ(run_script(), 0);
   const std::string user = database + "_user_";
-  for (const char* const role : {"readers", "programs", "makers"})
-    sql.run("CREATE USER " + user + role + " IN ROLE " + database + "_" + role);
+  for (const char* const role : {"readers", "programs", "makers"}) {
+    std::string statement = "CREATE USER " + user + role;
+    sql.run(statement.append(" IN ROLE ").append(database).append("_").append(role));
+  }
   sql.run("CREATE USER " + user + "others");
   sql.run("ALTER USER " + user + "makers SET role = " + database + "_makers");
 
