@@ -212,10 +212,12 @@ TEST_F(DataBackupTest, FilesInUseAreNotReplaced) {
   EXPECT_EQ(left(), "");
   write_file("data/1/RESTORE.journal", "half a");
   EXPECT_NE(run("check BOX").out.find("of an interrupted restore or copy"), std::string::npos);
-  EXPECT_EQ(run("load --replace BOX three.csv").err.find("a restore or a copy of it"), std::string::npos);
+  EXPECT_EQ(run("load --replace BOX three.csv").err.find("a restore or a copy of it"),
+            std::string::npos);
   const std::string journal = std::filesystem::current_path().string() + "/data/1/RESTORE.journal";
   write_file(journal, "run\n" + journal + "\nnew BOX.idx\nend\n");
-  EXPECT_NE(run("load --replace BOX three.csv").err.find("a restore or a copy of it"), std::string::npos);
+  EXPECT_NE(run("load --replace BOX three.csv").err.find("a restore or a copy of it"),
+            std::string::npos);
   write_file(journal, "half a");
   EXPECT_EQ(run("restore out BOX").status + run("check BOX").status, 0);
 }
