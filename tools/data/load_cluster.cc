@@ -29,7 +29,7 @@ class NewTable : public LoadSink {
     return failed == 0 || fail_load(problem, incoming_.base(), failed);
   }
 
-  // The server reports two records of one key only when it gets a whole block.
+  // The server finds two records of one key only when all are there.
   Added add(char* record, std::string& problem) override {
     if (!keys_.insert(key_bytes(key_, record)).second) return Added::kComesTwice;
     const int failed = asked_to_stop(loaded) ? EINTR : incoming_.write(record);

@@ -40,7 +40,8 @@ int IncomingTable::begin() {
   if (const int failed = remove_file(base_)) return failed;
   const int failed = file_.build_like(*target_.definition, base_, target_.table());
   made_ = file_.is_open();
-  return failed == EEXIST ? kIsFileLocked : failed;
+  if (failed != 0) return failed == EEXIST ? kIsFileLocked : failed;
+  return isindexes(file_.number(), false) == 0 ? 0 : iserrno;
 }
 
 int IncomingTable::write(const char* record) {
@@ -66,8 +67,8 @@ int IncomingTable::flush() {
 
 int IncomingTable::close() {
   // After a failure the destructor closes the file; the reason is that of the failure.
-  const int failed = flush();
-  return failed != 0 ? failed : file_.close();
+  if (const int failed = flush()) return failed;
+  return isindexes(file_.number(), true) == 0 ? file_.close() : iserrno;
 }
 
 void IncomingTable::append_steps(bool replace, std::vector<IsExchange>& steps) const {

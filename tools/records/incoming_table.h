@@ -25,8 +25,9 @@ class IncomingTable {
   // Makes the file with all keys, and the rights of the one that it may replace. Removes what a killed
   // run has left; 113 while another run works.
   int begin();
-  // Records are written in blocks, in their order. 100: an earlier record has the primary key.
+  // Records are written in blocks, in their order.
   int write(const char* record);
+  // Makes the indexes. 100: two records have the same primary key.
   int close();
 
   // Appends the steps of isexchange that put the file in place, which is closed. Without `replace`

@@ -9,6 +9,7 @@
 #include "runtime/isam/cluster/cluster_file.h"
 #include "runtime/isam/cluster/directory.h"
 #include "runtime/isam/cluster/key_expression.h"
+#include "runtime/isam/cluster/table_change.h"
 #include "runtime/isam/common/cluster_address.h"
 #include "runtime/isam/common/reason.h"
 #include "runtime/platform/mapped_file.h"
@@ -214,6 +215,12 @@ int exchange(std::span<const IsExchange> steps) {
     }
     return exchange_names(schema, named);
   });
+}
+
+int set_indexes(OpenIsam& file, bool wanted) {
+  Table& table = static_cast<ClusterFile&>(file).table();
+  if (const int fault = table.fault()) return fault;
+  return table.exclusive ? table_set_indexes(table, wanted) : kIsNotExclusive;
 }
 
 int table_name(OpenIsam& file, std::string& name) {

@@ -17,6 +17,7 @@ int text_write(const std::string& base, const std::string& text);
 int list_files(const std::string& directory, std::vector<std::string>& files);
 int exchange(std::span<const IsExchange> steps);
 int holders_of(const std::string& base, std::vector<IsHolder>& holders);
+int set_indexes(OpenIsam& file, bool wanted);
 int table_name(OpenIsam& file, std::string& name);
 int run_sql(OpenIsam& file, const std::string& text);
 struct SetChange {

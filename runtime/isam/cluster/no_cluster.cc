@@ -66,6 +66,10 @@ int holders_of(const std::string& /*address*/, std::vector<IsHolder>& /*holders*
   return refuse_all();
 }
 
+int set_indexes(OpenIsam& /*file*/, bool /*wanted*/) {
+  return refuse_all();
+}
+
 int table_name(OpenIsam& /*file*/, std::string& /*name*/) {
   return refuse_all();
 }

@@ -73,6 +73,36 @@ int table_remove(Table& table, const char* record) {
   return is_locked(rows) ? kIsLocked : kIsNoRecord;
 }
 
+namespace {
+
+// Equal keys are in the order of writing.
+std::string make_index(Table& table, std::size_t key, bool unique) {
+  return std::string("CREATE ") + (unique ? "UNIQUE " : "") + "INDEX ON " + table.quoted_table() +
+         " (k" + std::to_string(key) + (unique ? " ASC)" : " ASC, seq ASC)") + "; ";
+}
+
+}  // namespace
+
+int table_set_indexes(Table& table, bool wanted) {
+  Statement find{.text = "SELECT indexrelid::regclass::text FROM pg_index WHERE indrelid = " +
+                         Connection::quoted_text(table.quoted_table()) + "::regclass",
+                 .once = true};
+  std::string make;
+  for (std::size_t key = 1; key <= table.keys().size(); ++key)
+    make += make_index(table, key, !table.keys()[key - 1].duplicates);
+  const Step step{&find, {}};
+  return table.schema().session().repeat([&](Connection& connection) {
+    Rows rows;
+    if (const int failed = connection.run({&step, 1}, {&rows, 1})) return failed;
+    std::string remove;
+    for (int row = 0; row < rows.count(); ++row)
+      remove.append("DROP INDEX ").append(rows.bytes(row, 0)).append("; ");
+    // After a lost connection the work may be done already.
+    if (wanted == !remove.empty()) return 0;
+    return connection.command(wanted ? make : remove);
+  });
+}
+
 int table_add_key(Table& table, const KeyDescription& key) {
   Schema& schema = table.schema();
   std::vector<KeyDescription> keys;
@@ -81,15 +111,13 @@ int table_add_key(Table& table, const KeyDescription& key) {
   keys.push_back(key);
   const std::string of = table.quoted_table();
   const std::string name = "k" + std::to_string(keys.size());
-  const bool unique = key.flags == 0;
   // The new column is filled while the server writes the table once more, so that no old forms of
   // the records stay behind.
   const std::string text =
       "ALTER TABLE " + of + " ADD COLUMN " + name + " bytea; ALTER TABLE " + of + " ALTER COLUMN " +
       name + " TYPE bytea USING " + key_expression(key) + ", ALTER COLUMN " + name +
-      " SET NOT NULL; CREATE " + (unique ? "UNIQUE " : "") + "INDEX ON " + of + " (" + name +
-      (unique ? " ASC" : " ASC, seq ASC") + "); UPDATE " + schema.quoted("marigold_files") +
-      " SET keys = " + bytes_literal(pack_keys(keys)) +
+      " SET NOT NULL; " + make_index(table, keys.size(), key.flags == 0) + "UPDATE " +
+      schema.quoted("marigold_files") + " SET keys = " + bytes_literal(pack_keys(keys)) +
       " WHERE number = " + std::to_string(table.number());
   const Step find{&schema.find_file, {table.name()}};
   return schema.session().repeat([&](Connection& connection) {

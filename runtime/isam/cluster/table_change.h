@@ -16,6 +16,7 @@ int table_change(Table& table, Statement& statement, const char* record, bool in
 int table_remove(Table& table, const char* record);
 // A table that is open exclusively.
 int table_add_key(Table& table, const KeyDescription& key);
+int table_set_indexes(Table& table, bool wanted);
 
 // Locks a primary key, whether it has a record or not, and gives the sequence of its record, 0 for
 // none.

@@ -92,4 +92,8 @@ int isset(std::span<const IsSetChange> changes, std::size_t& locked);
 int isload(int number, const std::function<bool(char* record)>& next,
            const std::function<bool(std::uint64_t records)>& watch);
 
+// Removes the indexes of a file that is open exclusively (106), or makes them. Without them only
+// isload may follow, which is then much faster, and reports no 100; that comes when they are made.
+int isindexes(int number, bool wanted);
+
 }  // namespace marigold::inner

@@ -62,6 +62,12 @@ int isset(std::span<const IsSetChange> changes, std::size_t& locked) {
   });
 }
 
+int isindexes(int number, bool wanted) {
+  return with_writable("ISINDEX", number, [&](OpenIsam& file) {
+    return iscluster(number) ? set_indexes(file, wanted) : kIsBadArgument;
+  });
+}
+
 int isload(int number, const std::function<bool(char* record)>& next,
            const std::function<bool(std::uint64_t records)>& watch) {
   return with_writable("ISLOAD", number, [&](OpenIsam& file) {
