@@ -63,6 +63,10 @@ bool is_same(const Place& a, const Place& b) {
          one.server == other.server && one.schema == other.schema;
 }
 
+int class_of(const DataTarget& file) {
+  return static_cast<unsigned char>(file.definition->path_class);
+}
+
 class Copy {
  public:
   explicit Copy(const DataCopy& options)
@@ -103,8 +107,7 @@ bool Copy::select(Problems& problems) {
     if (!find_data_file({.file = name, .set = options_.set, .path = name}, sources_.emplace_back(),
                         problems))
       return false;
-    const int path_class = sources_.back().definition->path_class;
-    if (path_class != sources_.front().definition->path_class)
+    if (class_of(sources_.back()) != class_of(sources_.front()))
       return fail(problems, "marigold: " + names.front() + " and " + name +
                                 " are of different path classes; copy each class by itself");
   }
@@ -114,7 +117,7 @@ bool Copy::select(Problems& problems) {
 }
 
 bool Copy::find_places(Problems& problems) {
-  const int path_class = sources_.front().definition->path_class;
+  const int path_class = class_of(sources_.front());
   if (!from_.resolve(path_class, problems) || !to_.resolve(path_class, problems)) return false;
   if (is_same(from_, to_))
     return fail(problems, from_.directory + ": the files would be copied onto themselves");

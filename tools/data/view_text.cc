@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "tools/data/view_text.h"
 
+#include <numeric>
 #include <vector>
 
 #include "tools/records/record_text.h"
@@ -30,9 +31,8 @@ std::string unsigned_number(const std::vector<int>& offsets) {
 
 // Integers are big-endian: "record # 2^n - 2^n" puts the sign bit right.
 std::string integer(int offset, int bytes) {
-  std::vector<int> offsets;
-  for (int i = 0; i < bytes; ++i)
-    offsets.push_back(offset + i);
+  std::vector<int> offsets(static_cast<std::size_t>(bytes));
+  std::iota(offsets.begin(), offsets.end(), offset);
   const std::string sign = bytes == 2 ? "32768" : "2147483648";
   return "((" + unsigned_number(offsets) + " # " + sign + ") - " + sign +
          ")::" + (bytes == 2 ? "smallint" : "integer");
@@ -40,9 +40,8 @@ std::string integer(int offset, int bytes) {
 
 // Bits of a double, which is little-endian.
 std::string double_bits(int offset) {
-  std::vector<int> offsets;
-  for (int i = 7; i >= 0; --i)
-    offsets.push_back(offset + i);
+  std::vector<int> offsets(sizeof(double));
+  std::iota(offsets.rbegin(), offsets.rend(), offset);
   return unsigned_number(offsets);
 }
 
