@@ -2,6 +2,7 @@
 // marigold data on files of a cluster.
 
 #include "bench/database/database_server.h"
+#include "runtime/data/access/lock_file.h"
 #include "runtime/isam/common/cluster_address.h"
 #include "runtime/isam/common/isam.h"
 #include "tests/support/process.h"
@@ -134,6 +135,12 @@ TEST_F(DataClusterTest, AFileInUseIsLeftToItsUser) {
         << run.err;
   }
   EXPECT_EQ(ISCLOSE(file), 0);
+  setenv("IS_MULTIUSER", "TRUE", 1);
+  settings_read();
+  ASSERT_EQ(path_lock_try_shared(1), 0);
+  const std::string process = "process " + std::to_string(process_number());
+  EXPECT_TRUE(run_shell("./marigold data locks 1").out.starts_with(process + " on "));
+  path_lock_start();
 }
 
 // Neither messages nor the listing of processes at the server give a password away.

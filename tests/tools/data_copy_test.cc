@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // marigold data copy. In the program of a cluster the place of the copies is a cluster.
 
-#include "tests/tools/data_copy_support.h"
-
 #include "runtime/isam/common/isam.h"
+#include "tests/tools/data_copy_support.h"
 
 namespace marigold::inner::test {
 
@@ -11,26 +10,6 @@ std::string (*new_far_place)() = [] { return "far/%p"s; };
 void (*forget_the_killed)() = [] {};
 
 namespace {
-
-struct DataCopyTest : DataToolTest {
-  DataCopyTest() {
-    write_file("three.csv", "NUMBER,NAME[1],SIZE\n1,a,7\n2,b,7\n3,a,7\n");
-    write_file("slots.csv", "SNR,T\n1,x\n2,y\n5,z\n");
-    expect({{"load BOX three.csv", "./data/1/BOX: 3 records loaded\n"},
-            {"load SLOTS slots.csv", "./data/2/SLOTS: 3 records loaded\n"}});
-  }
-  // Returns the numbers of BOX there, in the order of a key.
-  static std::string numbers(const std::string& place, int key) {
-    return run_shell("DATA_DIRECTORY='" + place + "' ./marigold data dump BOX --key " +
-                     std::to_string(key) + " | cut -d, -f1 | tail -n +2 | tr '\\n' ' '")
-        .out;
-  }
-  static std::string copy(const std::string& words) { return "copy " + words; }
-
-  const std::string far = new_far_place();
-  const std::string there = "'" + far + "' ";
-  const std::string far_box = in_place(far, 1, "BOX");
-};
 
 // Changes BOX as programs do. What is written later is read later among equal keys, wherever in the
 // file it is.
@@ -60,13 +39,13 @@ void shuffle() {
 TEST_F(DataCopyTest, RecordsAndTheirOrderGoThereAndBack) {
   shuffle();
   write_file("data/1/PATHCONV.ver", "2.5\n");
-  expect({{copy("data/%p " + there + "--class 1"), far_box + ": 4 records copied\n"},
-          {copy(there + "back/%p/ --class 1"), "back/1/BOX: 4 records copied\n"},
-          {copy("back/%p elsewhere BOX"), "elsewhere/BOX: 4 records copied\n"}});
+  expect({{"copy data/%p " + there + "--class 1", far_box + ": 4 records copied\n"},
+          {"copy " + there + "back/%p/ --class 1", "back/1/BOX: 4 records copied\n"},
+          {"copy back/%p elsewhere BOX", "elsewhere/BOX: 4 records copied\n"}});
   for (const std::string& place : {"./data/%p"s, far, "back/%p"s, "elsewhere"s}) {
     EXPECT_EQ(numbers(place, 1), "1 3 8 9 ") << place;
     EXPECT_EQ(numbers(place, 2), "3 1 9 8 ") << place;
-    EXPECT_EQ(run_shell("DATA_DIRECTORY='" + place + "' ./marigold data check BOX").out,
+    EXPECT_EQ(run_in(place, "check BOX").out,
               in_place(place, 1, "BOX") + ": 4 records, no damage\n");
   }
   EXPECT_EQ(read_file("back/1/PATHCONV.ver"), "2.5\n");
@@ -81,8 +60,8 @@ TEST_F(DataCopyTest, NumbersOfRandomFilesKeepTheirRecords) {
   bytes.back() = 1;
   write_file("data/2/SLOTS", bytes);
   const std::string far_slots = in_place(far, 2, "SLOTS");
-  expect({{copy("data/%p " + there + "SLOTS"), far_slots + ": 2 records copied\n"},
-          {copy("--json " + there + "back --class 2"),
+  expect({{"copy data/%p " + there + "SLOTS", far_slots + ": 2 records copied\n"},
+          {"copy --json " + there + "back --class 2",
            "{\"file\":\"SLOTS\",\"from\":\"" + far_slots +
                "\",\"to\":\"back/SLOTS\",\"records\":2}\n"}});
   EXPECT_EQ(read_file("back/SLOTS"), bytes);
@@ -94,60 +73,33 @@ TEST_F(DataCopyTest, NumbersOfRandomFilesKeepTheirRecords) {
        {"load SLOTS slots.csv --replace", far_slots + ": 3 records loaded, 2 of them replaced\n"}});
   bytes[3] = 9;  // the number in record 1
   write_file("data/2/SLOTS", bytes);
-  expect({{copy("data/%p other SLOTS"), "",
+  expect({{"copy data/%p other SLOTS", "",
            "data/2/SLOTS: record 1 is damaged; \"marigold data check\" reports how\n", 2}});
 }
 
 TEST_F(DataCopyTest, WhatIsThereStaysUnlessItIsToBeReplaced) {
-  expect({{copy("data/%p " + there + "BOX"), far_box + ": 3 records copied\n"},
-          {copy("data/%p " + there + "BOX"), "",
+  expect({{"copy data/%p " + there + "BOX", far_box + ": 3 records copied\n"},
+          {"copy data/%p " + there + "BOX", "",
            far_box + ": exists already; --replace replaces it\n", 2}});
   shuffle();
   expect(
-      {{copy("data/%p " + there + "--class 1 --replace"), far_box + ": 4 records copied\n"},
-       {copy("data/%p " + there + "BOX SLOTS"), "",
+      {{"copy data/%p " + there + "--class 1 --replace", far_box + ": 4 records copied\n"},
+       {"copy data/%p " + there + "BOX SLOTS", "",
         "marigold: BOX and SLOTS are of different path classes; copy each class by itself\n", 2},
-       {copy("data/%p data/1/ BOX"), "", "data/1: the files would be copied onto themselves\n", 2},
-       {copy(there + there + "BOX --replace"), "",
+       {"copy data/%p data/1/ BOX", "", "data/1: the files would be copied onto themselves\n", 2},
+       {"copy " + there + there + "BOX --replace", "",
         in_place(far, 1, "") + ": the files would be copied onto themselves\n", 2},
-       {copy("data/%p " + there + "--class 7"), "", "marigold: no file of class 7 is defined\n", 2},
-       {copy("none " + there + "BOX"), "", "none/BOX: No such file or directory\n", 2},
-       {copy("none " + there + "--class 1"), "",
-        "none: none of the files of class 1 has any data\n", 2},
-       {copy("data/%p " + there), "", "marigold: copy needs names of files, or --class\n", 2}});
+       {"copy data/%p " + there + "--class 7", "", "marigold: no file of class 7 is defined\n", 2},
+       {"copy none " + there + "BOX", "", "none/BOX: No such file or directory\n", 2},
+       {"copy none " + there + "--class 1", "", "none: none of the files of class 1 has any data\n",
+        2},
+       {"copy data/%p " + there, "", "marigold: copy needs names of files, or --class\n", 2}});
   write_file("data/1/BOX.ver", "1\n");
   const Finished old = run_shell("./marigold data copy data/%p other BOX");
   EXPECT_EQ(old.status, 2);
   EXPECT_NE(old.err.find("its records have version 1"), std::string::npos) << old.err;
   EXPECT_EQ(numbers(far, 2), "3 1 9 8 ");
 }
-
-#ifndef _WIN32
-// Whenever the process dies, the old file or the new one is there, and the next run needs no help.
-TEST_F(DataCopyTest, AKilledCopyLeavesTheOldFileOrTheNewOne) {
-  expect({{copy("data/%p " + there + "BOX"), far_box + ": 3 records copied\n"}});
-  write_file("many.csv", box_numbers(10, 6000));
-  expect({{"load BOX many.csv", "./data/1/BOX: 5991 records loaded\n"}});
-  bool before = false;
-  bool after = false;
-  for (int milliseconds = 5; !after; milliseconds += milliseconds / 2) {
-    run_shell("./marigold data copy data/%p " + there + "BOX --replace & sleep " +
-              std::to_string(milliseconds / 1000.0) + "; kill -9 $!; wait");
-    forget_the_killed();
-    const Finished check =
-        run_shell("DATA_DIRECTORY='" + far + "' ./marigold data check --quick BOX");
-    const std::string found = numbers(far, 1);
-    before = before || found == "1 2 3 ";
-    after = found.size() > 10000;
-    EXPECT_TRUE(after || found == "1 2 3 " || check.status != 0) << found << check.out << check.err;
-  }
-  EXPECT_TRUE(before);
-  const std::string copied = far_box + ": 5994 records copied\n";
-  expect({{copy("data/%p " + there + "BOX --replace"), copied}});
-  EXPECT_EQ(run_shell("DATA_DIRECTORY='" + far + "' ./marigold data check BOX").out,
-            far_box + ": 5994 records, no damage\n");
-}
-#endif
 
 }  // namespace
 }  // namespace marigold::inner::test

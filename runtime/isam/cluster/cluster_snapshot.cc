@@ -40,7 +40,7 @@ int Moment::command(const std::string& text) {
 TableSnapshot::TableSnapshot(std::shared_ptr<Moment> moment, const Table& table)
     : moment_(std::move(moment)),
       table_(table.quoted_table()),
-      cursor_(Connection::quoted_name("f" + std::to_string(table.number()))),
+      cursor_(moment_->new_cursor()),
       record_length_(table.record_length()),
       fetch_{.text = "FETCH " +
                      std::to_string(std::max<std::size_t>(kAnswer / table.record_length(), 1)) +

@@ -24,11 +24,14 @@ class Moment {
   int begin();
   int run(const Step& step, Rows& rows);
   int command(const std::string& text);
+  // Returns a new name, quoted.
+  std::string new_cursor() { return Connection::quoted_name("c" + std::to_string(++cursors_)); }
 
  private:
   int judge(int result);
 
   Connection connection_;
+  int cursors_ = 0;
 };
 
 class TableSnapshot {
