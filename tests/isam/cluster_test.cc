@@ -567,6 +567,16 @@ TEST_F(ClusterTest, ClientsWaitForAServerThatIsStartedAgain) {
   });
 }
 
+TEST_F(ClusterTest, AServerThatTakesNoChangesIsNotAskedWithoutEnd) {
+  DatabaseServer primary({.settings = "max_connections = 30\n"});
+  test_in_cluster(primary.address() + "/schema");
+  ASSERT_EQ(ISCLOSE(build()), 0);
+  const auto standby = primary.make_standby();
+  expect_refused(
+      cluster_join(standby->address() + "/schema?target_session_attrs=any&reconnect=1", "file"),
+      kIsServer, "in a read-only transaction");
+}
+
 TEST_F(ClusterTest, ClientsGoOnWithTheStandby) {
   const int failovers = amount(1, 20);
   auto primary =

@@ -99,7 +99,9 @@ TEST_F(DataClusterTest, RecordsGoInAndComeOutAsInADirectory) {
 
 TEST_F(DataClusterTest, CommandsOfDirectoriesSayWhatToUseInstead) {
   write_file("in.csv", box_numbers(1, 3));
+  setenv("IS_MULTIUSER", "TRUE", 1);  // the program holds the lock of the class until it ends
   expect({{"load BOX in.csv", box + ": 3 records loaded\n"}});
+  unsetenv("IS_MULTIUSER");
   for (const auto& [command, instead] : {std::pair{"rebuild BOX", "REINDEX"},
                                          {"recover BOX", "pg_restore"},
                                          {"compact BOX", "VACUUM"},

@@ -35,9 +35,12 @@ constexpr std::pair<const char*, const char*> kDefaults[] = {{"target_session_at
 // has been stopped in the middle of a transaction.
 constexpr const char* kSettings =
     "SET synchronous_commit = off; SET default_transaction_isolation = 'read committed'; "
-    "SET plan_cache_mode = force_generic_plan; SET enable_seqscan = off; "
-    "SET enable_bitmapscan = off; SET enable_sort = off; SET jit = off; SET lock_timeout = '10s'; "
-    "SET client_min_messages = error; SET standard_conforming_strings = on; SET client_encoding = 'UTF8'; SET search_path = pg_catalog";
+    "SET plan_cache_mode = force_generic_plan; SET enable_seqscan = off; SET enable_sort = off; "
+    "SET enable_bitmapscan = off; SET jit = off; SET lock_timeout = '10s'; "
+    // The server, too, must notice that a client's machine is gone: it has the client's locks.
+    "SET tcp_keepalives_idle = 10; SET tcp_keepalives_interval = 5; SET tcp_keepalives_count = 3; "
+    "SET client_min_messages = error; SET standard_conforming_strings = on; "
+    "SET client_encoding = 'UTF8'; SET search_path = pg_catalog";
 
 void ignore_notice(void* /*unused*/, const char* /*message*/) {}
 
@@ -269,13 +272,15 @@ int Connection::judge(PGresult* result) {
   const char* const code = library_->PQresultErrorField(result, PG_DIAG_SQLSTATE);
   if (code == nullptr) return lose();  // the library's own: the connection is gone
   const int number = number_of(code);
-  if (number == kLost) return lose();
-  if (number == kIsDuplicate || number == kIsLocked || number < 0) return number;
+  if (number == kIsDuplicate || number == kIsLocked || (number < 0 && number != kLost))
+    return number;
   const char* const text = library_->PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
   const char* const detail = library_->PQresultErrorField(result, PG_DIAG_MESSAGE_DETAIL);
   std::string reason = one_line(text == nullptr ? code : text);
   if (detail != nullptr) reason.append(" (").append(one_line(detail)).append(")");
-  return refuse(number, reason);
+  if (number != kLost) return refuse(number, reason);
+  static_cast<void>(refuse(kIsServer, reason));  // if there is no other connection to be had
+  return lose();
 }
 
 int Connection::take(PGresult* result, Rows& rows) {

@@ -182,7 +182,8 @@ int load(OpenIsam& file, const std::function<bool(char* record)>& next,
   else if (failed != kLost && connection.command("ROLLBACK") != 0)
     failed = kLost;
   if (failed != kLost && failed != kAgain) return failed;
-  const int recovered = schema.session().recover(failed);
+  Session::Clock::time_point first_loss{};
+  const int recovered = schema.session().recover(failed, first_loss);
   return recovered != 0 ? recovered
                         : connection.refuse(kIsServer, "the connection was lost during a load");
 }

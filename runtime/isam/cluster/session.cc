@@ -2,7 +2,6 @@
 #include "runtime/isam/cluster/session.h"
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
 #include "runtime/isam/cluster/table.h"
@@ -14,8 +13,6 @@
 
 namespace marigold::inner::isam {
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 // Connections last until the process ends: the server notices the end, and nothing has to be done
 // for it. So the state has no destructor.
@@ -64,11 +61,7 @@ Session::Session(const ClusterAddress& address, std::int64_t number)
       number_(number),
       patience_(address.reconnect),
       each_(address.each),
-      take_own_lock_{.text = "SELECT pg_try_advisory_lock($1::bigint)"},
-      end_old_{.text =
-                   "SELECT pg_terminate_backend(pid) FROM pg_locks WHERE locktype = 'advisory' "
-                   "AND granted AND objsubid = 1 AND "
-                   "((classid::bigint << 32) | objid::bigint) = $1::bigint"} {}
+      take_own_lock_{.text = "SELECT pg_try_advisory_lock($1::bigint)"} {}
 
 Session::~Session() = default;
 
@@ -86,7 +79,11 @@ int Session::ask(std::span<const Step> steps, std::span<Rows> rows) {
 int Session::fence() {
   const Number number(number_);
   const Step take{&take_own_lock_, {number.bytes()}};
-  const Step end{&end_old_, {number.bytes()}};
+  // A user may end connections of the same user, whatever role the session has taken.
+  const std::string end =
+      "SET LOCAL ROLE NONE; SELECT pg_terminate_backend(pid) FROM pg_locks WHERE locktype = "
+      "'advisory' AND granted AND objsubid = 1 AND ((classid::bigint << 32) | objid::bigint) = " +
+      std::to_string(number_);
   for (int round = 0;; ++round) {
     Rows rows;
     if (const int failed = connection_.run({&take, 1}, {&rows, 1})) return failed;
@@ -94,8 +91,7 @@ int Session::fence() {
     constexpr int kMostRounds = 250;
     if (round == kMostRounds)
       return connection_.refuse(kIsServer, "the server does not end the connection before");
-    // A user may end connections of the same user.
-    if (const int failed = connection_.run({&end, 1}, {&rows, 1}); failed == kLost) return failed;
+    if (connection_.command(end) == kLost) return kLost;
     clock_sleep_milliseconds(round < 10 ? 2 : 20);
   }
 }
@@ -146,15 +142,22 @@ int Session::reconnect() {
   }
 }
 
-int Session::recover(int result) {
-  if (result == kLost) return reconnect();
+int Session::recover(int result, Clock::time_point& first_loss) {
   if (result == kAgain) {
     clock_sleep_milliseconds(1);
     return 0;
   }
-  return connection_.refuse(kIsServer, result == kNoTable
-                                           ? "a table of the runtime is missing in the schema"
-                                           : "an unexpected division by zero");
+  if (result != kLost)
+    return connection_.refuse(kIsServer, result == kNoTable
+                                             ? "a table of the runtime is missing in the schema"
+                                             : "an unexpected division by zero");
+  const Clock::time_point now = Clock::now();
+  if (first_loss == Clock::time_point{}) first_loss = now;
+  // Connections that are to be had, but lost each time: to a server that takes no changes, too.
+  if (now - first_loss > std::chrono::seconds(patience_))
+    return connection_.refuse(kIsServer, "the connection was lost again and again for " +
+                                             std::to_string(patience_) + " s; " + noted_reason());
+  return reconnect();
 }
 
 // ---- Schemas

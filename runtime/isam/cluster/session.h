@@ -12,6 +12,7 @@
 // Results: 0, or the number for iserrno.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -31,6 +32,8 @@ inline constexpr int kClusterFormat = 1;
 
 class Session {
  public:
+  using Clock = std::chrono::steady_clock;
+
   // Gives the schema of the address, in the session of this process at its server, connected; a
   // forked child gets its own.
   static int find(const ClusterAddress& address, Schema*& schema);
@@ -47,10 +50,10 @@ class Session {
   // kLost or kAgain. Each attempt can be the second one, so it only reads, or finds out what is done.
   template <typename Attempt>
   int repeat(Attempt attempt) {
-    for (;;) {
+    for (Clock::time_point first_loss{};;) {
       const int result = attempt(connection_);
       if (result >= 0) return result;
-      if (const int failed = recover(result)) return failed;
+      if (const int failed = recover(result, first_loss)) return failed;
     }
   }
   // Runs steps that only read or lock, in one round trip.
@@ -62,8 +65,8 @@ class Session {
   [[nodiscard]] bool syncs_each() const { return each_; }
 
   // Ends an attempt whose connection was lost, or whose transaction the server has undone: 0 when
-  // another attempt can be made.
-  int recover(int result);
+  // another attempt can be made. `first_loss`: of the same operation.
+  int recover(int result, Clock::time_point& first_loss);
 
  private:
   int connect();
@@ -78,7 +81,6 @@ class Session {
   bool each_;
   std::map<std::string, std::unique_ptr<Schema>> schemas_;
   Statement take_own_lock_;
-  Statement end_old_;
 };
 
 // A change under way, for the case that the connection is lost meanwhile.

@@ -11,8 +11,8 @@ namespace marigold::inner {
 namespace {
 
 struct State {
-  std::vector<int> descriptors;
-  bool watches_forks = false;
+  // Never freed: connections can end after the destructors of this file.
+  std::vector<int>* descriptors = nullptr;
 };
 State state;
 
@@ -20,23 +20,25 @@ State state;
 // handler. Their numbers may soon be those of the child's own files, which a child of the child
 // keeps.
 void close_all() {
-  for (const int descriptor : state.descriptors)
+  for (const int descriptor : *state.descriptors)
     close(descriptor);
-  state.descriptors.clear();
+  state.descriptors->clear();
 }
 
 }  // namespace
 
 void private_descriptor_add(int descriptor) {
-  // Without this handler a forked child would keep the connection unnoticed, so a failure ends the
-  // process.
-  if (!state.watches_forks && pthread_atfork(nullptr, nullptr, close_all) != 0) std::abort();
-  state.watches_forks = true;
-  state.descriptors.push_back(descriptor);
+  if (state.descriptors == nullptr) {
+    state.descriptors = new std::vector<int>;
+    // Without this handler a forked child would keep the connection unnoticed, so a failure ends
+    // the process.
+    if (pthread_atfork(nullptr, nullptr, close_all) != 0) std::abort();
+  }
+  state.descriptors->push_back(descriptor);
 }
 
 void private_descriptor_remove(int descriptor) {
-  std::erase(state.descriptors, descriptor);
+  if (state.descriptors != nullptr) std::erase(*state.descriptors, descriptor);
 }
 
 }  // namespace marigold::inner
