@@ -106,6 +106,16 @@ std::string one_line(std::string_view message) {
   return line;
 }
 
+// Whether a refusal with these words is one of a moment: by a server that was there to refuse and is
+// gone now, so it was ending; or by a standby that will soon take the place of the other one. A host
+// that does not exist, or a password that is wrong, is for the user.
+bool is_on_the_way(std::string_view reason, bool gone) {
+  const auto has = [&](std::string_view words) {
+    return reason.find(words) != std::string_view::npos;
+  };
+  return (gone && has("FATAL")) || has("session is read-only") || has("in hot standby mode");
+}
+
 struct StateNumber {
   std::string_view code;  // or the first two characters of a class
   int number;
@@ -194,9 +204,7 @@ int Connection::open(const std::string& application) {
   if (library_->PQstatus(connection_) != CONNECTION_OK) {
     const PGPing answer = library_->PQpingParams(parameters.names(), parameters.values(), 0);
     reason = words();
-    // A server that was there to refuse, and is not there any more, was ending.
-    starting_ = answer == PQPING_REJECT ||
-                (answer == PQPING_NO_RESPONSE && reason.find("FATAL") != std::string::npos);
+    starting_ = answer == PQPING_REJECT || is_on_the_way(reason, answer == PQPING_NO_RESPONSE);
     close();
     return refuse(kIsServer, reason);
   }
