@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -298,6 +299,23 @@ TEST_F(ClusterTest, RefusalsOfTheServerAreToldInItsWords) {
       "REVOKE ALL ON SCHEMA schema FROM guest; REVOKE ALL ON ALL TABLES IN SCHEMA schema FROM guest; DROP ROLE guest");
 }
 
+// The result of a change comes before its commit, which can fail.
+TEST_F(ClusterTest, AChangeIsDoneWhenItIsCommitted) {
+  const int file = build(kSharedMode);
+  play(file, "w1x");
+  SqlSession(shared_server().address(database))
+      .run(
+          "CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS "
+          "$$BEGIN RAISE 'not at this hour'; END$$; CREATE CONSTRAINT TRIGGER late AFTER INSERT OR "
+          "UPDATE OR DELETE ON schema.f1 DEFERRABLE INITIALLY DEFERRED FOR EACH ROW EXECUTE "
+          "FUNCTION refuse()");
+  play(file, "w2y=120 d1=120 e2=111 e1=1x");
+  EXPECT_EQ(error_of(ISREPLACE(file, record(1, 'b').data())), kIsServer);
+  EXPECT_NE(std::string(isreason()).find("not at this hour"), std::string::npos);
+  play(file, "e1=1x");
+  EXPECT_EQ(ISCLOSE(file), 0);
+}
+
 TEST_F(ClusterTest, NamesAreNeverSql) {
   for (const char* const name : {"a'b", "a\"b", "x'); DROP TABLE y; --",
                                  "K\xC3\xBC"
@@ -448,6 +466,8 @@ void count_during(const std::function<void()>& event) {
       sleep_us(1000);
     EXPECT_GE(Tally::sum(tally->done), before + 40);
   };
+  for (int i = 0; i < 30'000 && std::count(tally->begun.begin(), tally->begun.end(), 0) > 0; ++i)
+    sleep_us(1000);
   wait_for_more();
   event();
   wait_for_more();

@@ -20,7 +20,6 @@ struct ClientLibrary {
   decltype(&::PQexitPipelineMode) PQexitPipelineMode;
   decltype(&::PQfinish) PQfinish;
   decltype(&::PQfreemem) PQfreemem;
-  decltype(&::PQgetCopyData) PQgetCopyData;
   decltype(&::PQgetResult) PQgetResult;
   decltype(&::PQgetisnull) PQgetisnull;
   decltype(&::PQgetlength) PQgetlength;

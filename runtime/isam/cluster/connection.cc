@@ -229,7 +229,6 @@ void Connection::close() {
   if (connection == nullptr || !is_ours()) return;
   if (const int socket = library_->PQsocket(connection); socket >= 0)
     private_descriptor_remove(socket);
-  library_->PQfreemem(std::exchange(copied_, nullptr));
   library_->PQfinish(connection);
 }
 
@@ -304,6 +303,40 @@ int Connection::take(PGresult* result, Rows& rows) {
   }
 }
 
+// Takes what follows a result, up to the null pointer after it. The commit comes after the result of
+// its statement, so a server that ends meanwhile sends the result first, and then that it has not
+// committed.
+int Connection::end_results() {
+  int failed = 0;
+  while (connection_ != nullptr) {
+    PGresult* const more = library_->PQgetResult(connection_);
+    if (more == nullptr) break;
+    Rows unused;
+    const int result = take(more, unused);
+    if (failed == 0) failed = result;
+  }
+  return failed;
+}
+
+// Takes the end of a pipeline, which comes after the commit and its failure.
+int Connection::end_pipeline() {
+  int failed = 0;
+  for (int pauses = 0; connection_ != nullptr && pauses < 3;) {
+    PGresult* const end = library_->PQgetResult(connection_);
+    if (end == nullptr) {
+      ++pauses;
+    } else if (library_->PQresultStatus(end) == PGRES_PIPELINE_SYNC) {
+      library_->PQclear(end);
+      return library_->PQexitPipelineMode(connection_) != 0 ? failed : lose();
+    } else {
+      Rows unused;
+      const int result = take(end, unused);
+      if (failed == 0) failed = result;
+    }
+  }
+  return lose();
+}
+
 int Connection::run(std::span<const Step> steps, std::span<Rows> rows) {
   if (!is_open()) return kLost;
   const auto is_known = [&](const Step& step) { return step.statement->connection == number_; };
@@ -318,17 +351,12 @@ int Connection::run(std::span<const Step> steps, std::span<Rows> rows) {
   }
   int failed = 0;
   Rows unused;
-  // Each result is followed by a null pointer.
   const auto next = [&](Rows& to) {
     PGresult* const result = library_->PQgetResult(connection_);
     if (result == nullptr) return lose();
     const int taken = take(result, to);
-    while (connection_ != nullptr) {
-      PGresult* const more = library_->PQgetResult(connection_);
-      if (more == nullptr) break;
-      library_->PQclear(more);
-    }
-    return taken;
+    const int ended = end_results();
+    return taken != 0 ? taken : ended;
   };
   for (std::size_t i = 0; i < steps.size() && connection_ != nullptr; ++i) {
     int result = prepared[i] != nullptr ? next(unused) : 0;
@@ -342,10 +370,8 @@ int Connection::run(std::span<const Step> steps, std::span<Rows> rows) {
   }
   if (connection_ == nullptr) return kLost;
   if (!pipeline) return failed;
-  PGresult* const end = library_->PQgetResult(connection_);
-  const bool synced = end != nullptr && library_->PQresultStatus(end) == PGRES_PIPELINE_SYNC;
-  library_->PQclear(end);
-  return synced && library_->PQexitPipelineMode(connection_) != 0 ? failed : lose();
+  const int ended = end_pipeline();
+  return failed != 0 && connection_ != nullptr ? failed : ended;
 }
 
 int Connection::command(const std::string& text, Rows& rows) {
@@ -380,28 +406,8 @@ int Connection::copy_in(std::string_view bytes) {
 int Connection::copy_in_end(bool keep) {
   if (library_->PQputCopyEnd(connection_, keep ? nullptr : "stopped") != 1) return lose();
   const int failed = check_copy(library_->PQgetResult(connection_), PGRES_COMMAND_OK);
-  while (connection_ != nullptr) {
-    PGresult* const more = library_->PQgetResult(connection_);
-    if (more == nullptr) break;
-    library_->PQclear(more);
-  }
-  return failed;
-}
-
-int Connection::copy_out_begin(const std::string& text) {
-  if (!is_open()) return kLost;
-  return check_copy(library_->PQexec(connection_, text.c_str()), PGRES_COPY_OUT);
-}
-
-int Connection::copy_out(std::string_view& bytes) {
-  library_->PQfreemem(std::exchange(copied_, nullptr));
-  const int length = library_->PQgetCopyData(connection_, &copied_, 0);
-  bytes = length > 0 ? std::string_view(copied_, static_cast<std::size_t>(length)) : "";
-  if (length > 0) return 0;
-  if (length == -2) return lose();
-  int failed = check_copy(library_->PQgetResult(connection_), PGRES_COMMAND_OK);
-  if (connection_ != nullptr) library_->PQclear(library_->PQgetResult(connection_));
-  return failed;
+  const int ended = end_results();
+  return failed != 0 ? failed : ended;
 }
 
 std::string Connection::quoted_name(std::string_view name) {

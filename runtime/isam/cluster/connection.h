@@ -104,13 +104,10 @@ class Connection {
   int command(const std::string& text, Rows& rows);
   int command(const std::string& text);
 
-  // Sends rows to COPY ... FROM STDIN, and rows from COPY ... TO STDOUT.
+  // Sends rows to COPY ... FROM STDIN.
   int copy_in_begin(const std::string& text);
   int copy_in(std::string_view bytes);
   int copy_in_end(bool keep);
-  int copy_out_begin(const std::string& text);
-  // Empty at the end.
-  int copy_out(std::string_view& bytes);
 
   // Returns a text quoted for SQL.
   static std::string quoted_name(std::string_view name);
@@ -125,8 +122,9 @@ class Connection {
 
  private:
   int send(const Step& step, bool sync);
-  int collect(std::span<Rows> rows, std::size_t& at, bool pipeline);
   int take(PGresult* result, Rows& rows);
+  int end_results();
+  int end_pipeline();
   int judge(PGresult* result);
   int check_copy(PGresult* result, ExecStatusType wanted);
   int lose();
@@ -141,7 +139,6 @@ class Connection {
   std::size_t failed_step_ = 0;
   long process_ = 0;
   bool starting_ = false;
-  char* copied_ = nullptr;  // row of COPY TO
 };
 
 }  // namespace marigold::inner::isam
