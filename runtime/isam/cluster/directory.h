@@ -12,10 +12,10 @@
 
 namespace marigold::inner::isam {
 
-// Makes the table and the directory entry of the new file for which `table` stands, and locks it as
+// Makes the table and the directory entry of the new file for which `file` stands, and locks it as
 // its `exclusive` says before others can see it. 17: there is such a file. `like`: name of the file
 // whose rights the new one gets, "" for none.
-int make_table(Table& table, const std::string& like, int record_length,
+int make_table(Table& file, const std::string& like, int record_length,
                const KeyDescription& primary);
 
 // Gives the lock of a file back that was taken as the table's `exclusive` says.
