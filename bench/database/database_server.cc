@@ -340,7 +340,9 @@ DatabaseServer::DatabaseServer(const Standby& standby)
   write_lines(data() + "/postgresql.auto.conf", "primary_slot_name = '" + standby.slot + "'\n",
               std::ios::app);
   // Those of the primary stand before them.
-  write_settings("synchronous_standby_names = ''\n");
+  // A statement here, such as the one that promotes, is not ended for the sake of what comes from the
+  // primary.
+  write_settings("synchronous_standby_names = ''\nmax_standby_streaming_delay = -1\n");
   start();
 }
 
