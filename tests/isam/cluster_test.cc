@@ -211,6 +211,15 @@ TEST_F(ClusterTest, FilesChangeTheirNamesTogether) {
                                 {Kind::kRename, at("none"), at("fresh")}};
   EXPECT_EQ(error_of(isexchange(missing)), ENOENT);
   EXPECT_NE(std::string(isreason()).find("there is no file none"), std::string::npos);
+  {
+    SqlSession query(shared_server().address(database));
+    query.run("ALTER DATABASE " + database + " SET lock_timeout = '50ms'");
+    query.run("BEGIN; SELECT count(*) FROM schema.f1");
+    line->cut_all();  // settings come with a connection
+    EXPECT_EQ(error_of(isexchange({missing, 1})), kIsServer);
+    EXPECT_NE(std::string(isreason()).find("other sessions of the server are using a table"),
+              std::string::npos);
+  }
   EXPECT_EQ(error_of(isexchange(steps)), 0) << isreason();
   EXPECT_EQ(ISCLOSE(fresh), 0);
   std::vector<std::string> names;

@@ -31,11 +31,12 @@ constexpr std::pair<const char*, const char*> kDefaults[] = {{"target_session_at
 // statistics of the table or not. A statement that no index serves then counts as very expensive,
 // and the server would compile it to machine code first, which takes longer than all else. A row
 // is locked for the moment of a change only; whoever waits for one for longer meets a program that
-// has been stopped in the middle of a transaction.
+// has been stopped in the middle of a transaction. The operator may set another time for that.
 constexpr const char* kSettings =
     "SET synchronous_commit = off; SET default_transaction_isolation = 'read committed'; "
     "SET plan_cache_mode = force_generic_plan; SET enable_seqscan = off; SET enable_sort = off; "
-    "SET enable_bitmapscan = off; SET jit = off; SET lock_timeout = '10s'; "
+    "SET enable_bitmapscan = off; SET jit = off; "
+    "SELECT set_config('lock_timeout', '10s', false) WHERE current_setting('lock_timeout') = '0'; "
     // The server, too, must notice that a client's machine is gone: it has the client's locks.
     "SET tcp_keepalives_idle = 10; SET tcp_keepalives_interval = 5; SET tcp_keepalives_count = 3; "
     "SET client_min_messages = error; SET standard_conforming_strings = on; "
@@ -376,7 +377,11 @@ int Connection::run(std::span<const Step> steps, std::span<Rows> rows) {
 int Connection::command(const std::string& text, Rows& rows) {
   if (!is_open()) return kLost;
   PGresult* const result = library_->PQexec(connection_, text.c_str());
-  return result == nullptr ? lose() : take(result, rows);
+  const int failed = result == nullptr ? lose() : take(result, rows);
+  // Commands make, change and remove tables; they meet programs of others, such as a long query.
+  return failed == kIsLocked
+             ? refuse(kIsServer, "other sessions of the server are using a table")
+             : failed;
 }
 
 int Connection::command(const std::string& text) {
