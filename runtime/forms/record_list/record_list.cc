@@ -82,8 +82,8 @@ class RecordList::Rows {
   ~Rows() { is_read_ahead(file_, 0); }
 
   int run() {
+    if (changes_of_file() != changes_) read_rows();
     for (;;) {
-      if (changes_of_file() != changes_) read_rows();
       draw();
       const std::string seen = is_empty() ? "" : current().primary_key;
       std::uint8_t character = 0;

@@ -212,11 +212,12 @@ int ClusterFile::return_to(const IsPosition& kept) {
 
 // ---- Reading
 
-// Size of the answer to ask for: a program that goes on in one direction gets more and more.
+// Size of the answer to ask for: a program that goes on in one direction gets more and more. One that
+// has said so will go on.
 std::size_t ClusterFile::ahead_of(const Search& search, bool lock) {
   const bool is_step = search.mode == kIsNext || search.mode == kIsPrevious;
   if (!is_step || lock) return 0;
-  std::size_t size = ahead_.mode == search.mode ? ahead_.size + 1 : 0;
+  std::size_t size = ahead_.mode == search.mode ? ahead_.size + 1 : walk_ahead_ > 0 ? 1 : 0;
   size = std::min(size, kAhead.size() - 1);
   const auto fits = [&] {
     return kAhead[size] <= std::max(read_ahead_, walk_ahead_) &&
