@@ -5,11 +5,14 @@
 //   cluster [RECORDS=50000] [PARTS...]     parts: operations walks processes latency; all by default
 //
 // Prints a line for each operation: microseconds by the engine and by hand, and the median of the
-// ratios of blocks in turns. `processes`: operations a second of 1, 2, 4 and 8 clients. `latency`:
-// round trips of each operation on a line that takes 0.5 and 5 ms. A wrong result ends the program
-// with status 1.
+// ratios of blocks in turns, all on one processor. `processes`: operations a second of 1, 2, 4 and 8
+// clients. `latency`: round trips of each operation on a line that takes 0.5 and 5 ms. A wrong
+// result ends the program with status 1.
 
 #include <libpq-fe.h>
+#include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -25,7 +28,6 @@
 
 #include "bench/database/database_server.h"
 #include "bench/database/line_proxy.h"
-#include "bench/in_child.h"
 #include "runtime/isam/common/cluster.h"
 #include "runtime/isam/common/cluster_address.h"
 #include "runtime/isam/common/isam.h"
@@ -92,7 +94,7 @@ class Hand {
              " FROM done WHERE session = " + session +
              "::bigint) SELECT ok, (SELECT seq FROM done), NOT ok AND EXISTS (SELECT FROM bench.f1 WHERE k1 = $1::bytea) FROM may";
     };
-    const std::string rows = "SELECT seq, lock, record FROM bench.f1 WHERE ";
+    const std::string rows = "SELECT seq, record, lock FROM bench.f1 WHERE ";
     prepare("get", rows + "k1 = $1::bytea LIMIT 1");
     prepare("get2", rows + "k2 = $1::bytea ORDER BY seq ASC LIMIT 1");
     prepare("next", rows + "k1 >= $1::bytea ORDER BY k1 ASC LIMIT 1");
@@ -153,7 +155,7 @@ class Hand {
   std::int64_t copy_all() {
     PGresult* const begun = PQexec(
         connection_.get(),
-        "COPY (SELECT seq, lock, record FROM bench.f1 ORDER BY k1 ASC) TO STDOUT WITH (FORMAT binary)");
+        "COPY (SELECT seq, record FROM bench.f1 ORDER BY k1 ASC) TO STDOUT WITH (FORMAT binary)");
     check(PQresultStatus(begun) == PGRES_COPY_OUT, "copy");
     PQclear(begun);
     std::int64_t rows = 0;
@@ -197,8 +199,8 @@ class Hand {
     const auto status = PQresultStatus(result);
     check(status == PGRES_TUPLES_OK || status == PGRES_COMMAND_OK,
           PQerrorMessage(connection_.get()));
-    if (PQntuples(result) > 0 && PQnfields(result) == 3 && PQgetlength(result, 0, 2) == kRecord)
-      std::copy_n(PQgetvalue(result, 0, 2), kRecord, record_.begin());
+    if (PQntuples(result) > 0 && PQnfields(result) == 3 && PQgetlength(result, 0, 1) == kRecord)
+      std::copy_n(PQgetvalue(result, 0, 1), kRecord, record_.begin());
     PQclear(result);
     check(PQgetResult(connection_.get()) == nullptr, "a result is left");
   }
@@ -382,44 +384,52 @@ void measure_walks(const std::string& directory, const std::string& server) {
       [&](int) { copied = hand.copy_all(); }, static_cast<int>(rows));
 }
 
-// Each process reads and replaces records of its own, for a time.
+// Reads or replaces records of its own, for a time. Returns the calls.
+std::int64_t work(const std::string& directory, int process, bool writes, Clock::duration time) {
+  const int file = ISOPEN(cluster_join(directory, "file").c_str(), kSharedMode);
+  check(file >= 0, "open");
+  std::int64_t calls = 0;
+  for (const auto begin = Clock::now(); Clock::now() - begin < time; ++calls) {
+    std::string record = record_of(static_cast<std::int32_t>(2 * (calls % 1000 * 8 + process)),
+                                   static_cast<unsigned>(calls));
+    const int result =
+        writes ? ISREPLACE(file, record.data()) : ISREAD(file, record.data(), kIsEqual);
+    check(result == 0, "call");
+  }
+  return calls;
+}
+
+void measure_processes(const std::string& directory, int processes, bool writes) {
+  constexpr std::chrono::seconds kTime(2);
+  int ends[2];
+  check(pipe(ends) == 0, "pipe");
+  std::fflush(stdout);
+  std::vector<pid_t> children;
+  for (int process = 0; process < processes; ++process) {
+    children.push_back(fork());
+    if (children.back() != 0) continue;
+    const std::int64_t calls = work(directory, process, writes, kTime);
+    check(write(ends[1], &calls, sizeof calls) == sizeof calls, "write");
+    _exit(0);
+  }
+  close(ends[1]);
+  std::int64_t sum = 0;
+  for (const pid_t child : children) {
+    std::int64_t calls = 0;
+    check(child > 0 && ::read(ends[0], &calls, sizeof calls) == sizeof calls, "a process failed");
+    sum += calls;
+  }
+  for (const pid_t child : children)
+    waitpid(child, nullptr, 0);
+  close(ends[0]);
+  std::printf("%d processes, %-7s %8.0f /s\n", processes, writes ? "replace" : "get",
+              static_cast<double>(sum) / static_cast<double>(kTime.count()));
+}
+
 void measure_processes(const std::string& directory) {
-  constexpr auto kTime = std::chrono::seconds(2);
   for (const int processes : {1, 2, 4, 8}) {
-    for (const bool writes : {false, true}) {
-      int ends[2];
-      check(pipe(ends) == 0, "pipe");
-      std::fflush(stdout);
-      for (int process = 0; process < processes; ++process) {
-        if (fork() != 0) continue;
-        const int file = ISOPEN(cluster_join(directory, "file").c_str(), kSharedMode);
-        check(file >= 0, "open");
-        std::int64_t calls = 0;
-        const auto begin = Clock::now();
-        for (; Clock::now() - begin < kTime; ++calls) {
-          std::string record =
-              record_of(static_cast<std::int32_t>(2 * (calls % 1000 * 8 + process)),
-                        static_cast<unsigned>(calls));
-          check((writes ? ISREPLACE(file, record.data()) : ISREAD(file, record.data(), kIsEqual)) ==
-                    0,
-                "call");
-        }
-        check(write(ends[1], &calls, sizeof calls) == sizeof calls, "write");
-        _exit(0);
-      }
-      std::int64_t sum = 0;
-      for (int process = 0; process < processes; ++process) {
-        std::int64_t calls = 0;
-        check(::read(ends[0], &calls, sizeof calls) == sizeof calls, "a process failed");
-        sum += calls;
-      }
-      while (wait(nullptr) > 0) {
-      }
-      close(ends[0]);
-      close(ends[1]);
-      std::printf("%d processes, %-7s %8.0f /s\n", processes, writes ? "replace" : "get",
-                  static_cast<double>(sum) / 2);
-    }
+    for (const bool writes : {false, true})
+      measure_processes(directory, processes, writes);
   }
 }
 
@@ -468,20 +478,46 @@ void measure_latency(test::DatabaseServer& server) {
   check(ISCLOSE(file) == 0, "close");
 }
 
+// One processor for the client and the server's process. Two of them meet on one or on two
+// processors by chance, and a round trip takes 15 or 45 us by that.
+void stay_on_one_processor() {
+  cpu_set_t one;
+  CPU_ZERO(&one);
+  CPU_SET(0, &one);
+  check(sched_setaffinity(0, sizeof one, &one) == 0, "processor");
+}
+
+const test::ServerOptions kServer{
+    .settings =
+        "fsync = on\nshared_buffers = 256MB\nmax_wal_size = 4GB\ncheckpoint_timeout = 1h\n"
+        "autovacuum = off\n"};
+
+// Makes a server with the file, and measures.
+void with_server(int records,
+                 const std::function<void(test::DatabaseServer&, const std::string&)>& measure) {
+  test::DatabaseServer server(kServer);
+  const std::string directory = server.address() + "/bench";
+  build(directory, records);
+  server.sql("VACUUM ANALYZE bench.f1");
+  measure(server, directory);
+}
+
 int run(int records, const std::vector<std::string>& parts) {
   const auto wants = [&](const char* part) {
     return parts.empty() || std::ranges::find(parts, part) != parts.end();
   };
-  test::DatabaseServer server(
-      {.settings =
-           "fsync = on\nshared_buffers = 256MB\nmax_wal_size = 4GB\ncheckpoint_timeout = 1h\nautovacuum = off\n"});
-  const std::string directory = server.address() + "/bench";
-  build(directory, records);
-  server.sql("VACUUM ANALYZE bench.f1");
-  if (wants("operations")) measure_operations(directory, server.address(), records);
-  if (wants("walks")) measure_walks(directory, server.address());
-  if (wants("latency")) measure_latency(server);
-  if (wants("processes")) measure_processes(directory);
+  if (wants("processes")) {
+    with_server(records, [](test::DatabaseServer&, const std::string& directory) {
+      measure_processes(directory);
+    });
+  }
+  if (!wants("operations") && !wants("walks") && !wants("latency")) return 0;
+  stay_on_one_processor();
+  with_server(records, [&](test::DatabaseServer& server, const std::string& directory) {
+    if (wants("operations")) measure_operations(directory, server.address(), records);
+    if (wants("walks")) measure_walks(directory, server.address());
+    if (wants("latency")) measure_latency(server);
+  });
   return 0;
 }
 

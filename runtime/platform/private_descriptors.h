@@ -10,4 +10,8 @@ void private_descriptor_add(int descriptor);
 // Before the descriptor is closed, because the system gives its number to another file then.
 void private_descriptor_remove(int descriptor);
 
+// Differs between a process that has added a descriptor and a child that it has forked later: a
+// question that costs no call of the system.
+unsigned private_descriptor_owner();
+
 }  // namespace marigold::inner

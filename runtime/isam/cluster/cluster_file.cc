@@ -16,8 +16,8 @@ namespace {
 
 constexpr std::int64_t kGreatest = std::numeric_limits<std::int64_t>::max();
 
-// Columns of the rows of a search.
-enum { kSequence, kLock, kRecord };
+// Columns of the rows of a search; those of many records have no lock.
+enum { kSequence, kRecord, kLock };
 
 // Bytes that an answer of a walk may have.
 constexpr std::size_t kMostAhead = std::size_t{1} << 20;
@@ -38,6 +38,7 @@ bool begin_alike(std::string_view a, std::string_view b, std::size_t length) {
   return a.substr(0, length) == b.substr(0, length);
 }
 
+// The record's length has been checked.
 void copy_record(const Rows& rows, int row, char* record) {
   const std::string_view bytes = rows.bytes(row, kRecord);
   std::memcpy(record, bytes.data(), bytes.size());
@@ -56,7 +57,6 @@ struct ClusterFile::Look {
   Number before;  // the automatic lock to give back
   Step plain;
   Step locking;
-  bool is_forward = true;
 };
 
 ClusterFile::Look::Look(ClusterFile& file, const Search& search, const KeyPosition& position,
@@ -64,7 +64,6 @@ ClusterFile::Look::Look(ClusterFile& file, const Search& search, const KeyPositi
     : before(file.automatic_lock_) {
   TableKey& key = file.key_at(search.key);
   const bool is_back = search.mode == kIsLast || search.mode == kIsPrevious;
-  is_forward = !is_back;
   const bool is_exact = search.mode == kIsEqual && search.length == key.length;
   switch (search.mode) {
     case kIsFirst:
@@ -140,12 +139,27 @@ ClusterFile::Search ClusterFile::search_for(std::size_t number, const char* reco
   return search;
 }
 
-void ClusterFile::stand_at(const Search& search, const Rows& rows, int row, KeyPosition& position) {
-  position.place.key = Table::key_of(key_at(search.key), rows.bytes(row, kRecord).data());
+// Whoever has the right can write anything into a table, and a record of another length would not
+// fit the caller's buffer.
+int ClusterFile::check_length(std::string_view record) {
+  if (record.size() == table_->record_length()) return 0;
+  return table_->schema().session().connection().refuse(
+      kIsBadFile, "a record of " + table_->name() + " has a wrong length");
+}
+
+// Stands at the record of a row.
+int ClusterFile::stand_at(const Search& search, const Rows& rows, int row, KeyPosition& position) {
+  const std::string_view bytes = rows.bytes(row, kRecord);
+  if (const int failed = check_length(bytes)) return failed;
+  const TableKey& key = key_at(search.key);
+  position.place.key.resize(key.length);
+  key_from_record(key.description, bytes.data(),
+                  reinterpret_cast<std::byte*>(position.place.key.data()));
   position.place.sequence = rows.number(row, kSequence);
   position.next_from_place = false;
   position.previous_to_place = false;
   position.at_record = true;
+  return 0;
 }
 
 void ClusterFile::stand_after_miss(const Search& search, KeyPosition& position) {
@@ -210,15 +224,10 @@ std::size_t ClusterFile::ahead_of(const Search& search, bool lock) {
   return size;
 }
 
-// Whether the record is one that was read ahead; delivers it then.
-bool ClusterFile::take_ahead(const Search& search, char* record) {
-  const bool use = ahead_.mode == search.mode && ahead_.next < ahead_.rows.count() &&
-                   ahead_.changes == table_->changes;
-  if (!use) return false;
-  stand_at(search, ahead_.rows, ahead_.next, position_);
-  copy_record(ahead_.rows, ahead_.next, record);
-  ++ahead_.next;
-  return true;
+// Whether the record is one that was read ahead.
+bool ClusterFile::is_ahead(const Search& search) const {
+  return ahead_.mode == search.mode && ahead_.next < ahead_.rows.count() &&
+         ahead_.changes == table_->changes;
 }
 
 // Reads a record and locks it. The search runs twice, in one round trip: the lock first, and then a
@@ -247,8 +256,13 @@ int ClusterFile::run_locking(const Search& search, Look& look, Rows& rows) {
     const std::int64_t lock = by_primary || got.count() == 0 ? own : got.number(0, 0);
     const bool same = rows.count() > 0 && outcome != kNoRecordFree && rows.number(0, kLock) == lock;
     if (outcome == kGot && same) {
-      note_lock(lock, rows);
-      return 0;
+      const int damaged = check_length(rows.bytes(0, kRecord));
+      if (damaged == 0) {
+        note_lock(lock, rows);
+        return 0;
+      }
+      const int failed = give_back(lock);
+      return failed != 0 ? failed : damaged;
     }
     if (outcome == kHeldByOther && (same || by_primary)) return kIsLocked;
     if (outcome == kNoRecordFree && rows.count() == 0) return 0;
@@ -282,12 +296,16 @@ int ClusterFile::find(const Search& search, bool lock, char* record, KeyPosition
   const std::size_t size = ahead_of(search, lock);
   Look look(*this, search, position, size);
   Rows rows;
-  int failed = lock ? run_locking(search, look, rows) : table_->ask({&look.plain, 1}, {&rows, 1});
+  const int failed =
+      lock ? run_locking(search, look, rows) : table_->ask({&look.plain, 1}, {&rows, 1});
   if (failed != 0 && failed != kIsLocked) return failed;
-  const bool found = rows.count() > 0 &&
-                     (search.mode != kIsEqual ||
-                      begin_alike(Table::key_of(key_at(search.key), rows.bytes(0, kRecord).data()),
-                                  search.place.key, search.length));
+  KeyPosition there;
+  bool found = rows.count() > 0;
+  if (found) {
+    if (const int damaged = stand_at(search, rows, 0, there)) return damaged;
+    found =
+        search.mode != kIsEqual || begin_alike(there.place.key, search.place.key, search.length);
+  }
   if (!found) {
     stand_after_miss(search, position);
     if (failed != 0) return failed;
@@ -295,11 +313,8 @@ int ClusterFile::find(const Search& search, bool lock, char* record, KeyPosition
            : search.mode < kIsCurrent ? kIsEndOfFile
                                       : kIsNoRecord;
   }
-  stand_at(search, rows, 0, position);
+  position = std::move(there);
   if (failed != 0) return failed;
-  if (rows.bytes(0, kRecord).size() != table_->record_length())
-    return refuse(kIsBadFile, table_->schema().session().connection().place() +
-                                  ": a record has a wrong length");
   if (record != nullptr) copy_record(rows, 0, record);
   ahead_ = {.rows = std::move(rows),
             .next = 1,
@@ -312,8 +327,11 @@ int ClusterFile::find(const Search& search, bool lock, char* record, KeyPosition
 int ClusterFile::read(char* record, int mode, bool lock) {
   if (const int fault = table_->fault()) return fault;
   const Search search = search_for(key_, record, mode, 0);
-  if (!lock && take_ahead(search, record)) return 0;
-  return find(search, lock, record, position_);
+  if (lock || !is_ahead(search)) return find(search, lock, record, position_);
+  const int row = ahead_.next++;
+  const int failed = stand_at(search, ahead_.rows, row, position_);
+  if (failed == 0) copy_record(ahead_.rows, row, record);
+  return failed;
 }
 
 int ClusterFile::start(const KeyDescription& description, int length, const char* record,

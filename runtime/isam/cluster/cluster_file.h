@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -97,11 +98,12 @@ class ClusterFile final : public OpenIsam {
   void note_lock(std::int64_t lock, const Rows& rows);
   void forget_automatic_lock();
   int give_back(std::int64_t lock);
-  void stand_at(const Search& search, const Rows& rows, int row, KeyPosition& position);
+  int check_length(std::string_view record);
+  int stand_at(const Search& search, const Rows& rows, int row, KeyPosition& position);
   void stand_after_miss(const Search& search, KeyPosition& position);
 
   [[nodiscard]] std::size_t ahead_of(const Search& search, bool lock);
-  bool take_ahead(const Search& search, char* record);
+  [[nodiscard]] bool is_ahead(const Search& search) const;
 
   int change(Statement& statement, const char* record, bool inserts);
 

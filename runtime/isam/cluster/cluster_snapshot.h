@@ -24,6 +24,8 @@ class Moment {
   int begin();
   int run(const Step& step, Rows& rows);
   int command(const std::string& text);
+  // Returns 105, with words.
+  int refuse_record(const std::string& table);
   // Returns a new name, quoted.
   std::string new_cursor() { return Connection::quoted_name("c" + std::to_string(++cursors_)); }
 

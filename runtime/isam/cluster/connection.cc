@@ -7,7 +7,6 @@
 #include "runtime/isam/common/isam.h"
 #include "runtime/isam/common/reason.h"
 #include "runtime/platform/private_descriptors.h"
-#include "runtime/platform/process.h"
 
 namespace marigold::inner::isam {
 namespace {
@@ -198,7 +197,7 @@ int Connection::open(const std::string& application) {
   if (library_ == nullptr) return refuse(kIsServer, reason);
   const Parameters parameters(*library_, server_, application);
   if (!parameters.reason().empty()) return refuse(kIsServer, one_line(parameters.reason()));
-  process_ = process_number();
+  owner_ = private_descriptor_owner();
   connection_ = library_->PQconnectdbParams(parameters.names(), parameters.values(), 0);
   if (connection_ == nullptr) return kIsNoMemory;
   if (library_->PQstatus(connection_) != CONNECTION_OK) {
@@ -216,7 +215,7 @@ int Connection::open(const std::string& application) {
 }
 
 bool Connection::is_ours() const {
-  return process_ == process_number();
+  return owner_ == private_descriptor_owner();
 }
 
 bool Connection::is_open() const {

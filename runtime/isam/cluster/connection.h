@@ -137,7 +137,7 @@ class Connection {
   PGconn* connection_ = nullptr;
   std::uint64_t number_ = 0;  // differs for every connection of the process
   std::size_t failed_step_ = 0;
-  long process_ = 0;
+  unsigned owner_ = 0;  // see private_descriptors.h
   bool starting_ = false;
 };
 

@@ -120,6 +120,10 @@ struct Entry {
   std::int64_t id = 0;
 };
 
+bool is_rename(const NamedExchange& step) {
+  return step.kind == IsExchange::Kind::kRename || step.kind == IsExchange::Kind::kRenameNew;
+}
+
 // What a transaction of exchanges knows and does.
 class Exchange {
  public:
@@ -128,7 +132,9 @@ class Exchange {
   int run(const std::vector<NamedExchange>& steps, std::int64_t operation) {
     int failed = connection_.command("BEGIN");
     if (failed == 0) failed = find(steps);
-    if (failed == 0) failed = connection_.command(text_of(steps) + schema_.note_text(operation));
+    std::string text;
+    if (failed == 0) failed = add_steps(steps, text);
+    if (failed == 0) failed = connection_.command(text + schema_.note_text(operation));
     // The commit is the only step whose outcome can be in doubt.
     if (failed == 0) return connection_.command("SET LOCAL synchronous_commit = on; COMMIT");
     const int not_undone = connection_.command("ROLLBACK");
@@ -176,9 +182,10 @@ class Exchange {
     return text;
   }
 
+  // The name `from` has an entry.
   std::string rename(const std::string& from, const std::string& to) {
+    if (from == to) return "";
     const auto found = entries_.find(from);
-    if (found == entries_.end()) return "";
     std::string text = remove(to) + lock(found->second) + "UPDATE " +
                        schema_.quoted("marigold_files") + " SET name = " + name_literal(to) +
                        " WHERE number = " + std::to_string(found->second.number) + "; ";
@@ -197,10 +204,6 @@ class Exchange {
         return rename(step.from, step.to);
       case IsExchange::Kind::kRemove:
         return remove(step.from);
-      case IsExchange::Kind::kRenameText:
-        return "DELETE FROM " + texts + " WHERE name = " + name_literal(step.to) +
-               " AND EXISTS (SELECT FROM " + texts + " WHERE name = " + from + "); UPDATE " +
-               texts + " SET name = " + name_literal(step.to) + " WHERE name = " + from + "; ";
       case IsExchange::Kind::kRemoveText:
         return "DELETE FROM " + texts + " WHERE name = " + from + "; ";
       case IsExchange::Kind::kWriteText:
@@ -210,11 +213,13 @@ class Exchange {
     return "";
   }
 
-  std::string text_of(const std::vector<NamedExchange>& steps) {
-    std::string text;
-    for (const NamedExchange& step : steps)
+  int add_steps(const std::vector<NamedExchange>& steps, std::string& text) {
+    for (const NamedExchange& step : steps) {
+      if (is_rename(step) && !entries_.contains(step.from))
+        return connection_.refuse(ENOENT, "there is no file " + step.from);
       text += text_of(step);
-    return text;
+    }
+    return 0;
   }
 
   Schema& schema_;
@@ -243,10 +248,8 @@ int exchange_names(Schema& schema, const std::vector<NamedExchange>& steps) {
   if (failed != 0) return failed;
   schema.acknowledge();
   for (const NamedExchange& step : steps) {
-    const bool renames =
-        step.kind == IsExchange::Kind::kRename || step.kind == IsExchange::Kind::kRenameNew;
-    if (renames || step.kind == IsExchange::Kind::kRemove) retire(schema, step.from);
-    if (renames) retire(schema, step.to);
+    if (is_rename(step) || step.kind == IsExchange::Kind::kRemove) retire(schema, step.from);
+    if (is_rename(step)) retire(schema, step.to);
   }
   return 0;
 }

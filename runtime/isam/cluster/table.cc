@@ -53,7 +53,7 @@ Search search_current(const TableKey& key, std::size_t number) {
 }
 
 std::string rows_of(const std::string& table, const Search& search, int limit,
-                    const char* wanted = "seq, lock, record") {
+                    const char* wanted = "seq, record, lock") {
   return std::string("SELECT ") + wanted + " FROM " + table + " WHERE " + search.where +
          (search.order.empty() ? "" : " ORDER BY " + search.order) + " LIMIT " +
          std::to_string(limit);
@@ -189,8 +189,10 @@ void Table::make_statements() {
     const Search forward = search(key, number, true);
     const Search backward = search(key, number, false);
     for (std::size_t size = 0; size < kAhead.size(); ++size) {
-      key.forward[size] = {.text = rows_of(table, forward, kAhead[size])};
-      key.backward[size] = {.text = rows_of(table, backward, kAhead[size])};
+      // Nobody locks what was read ahead, and a walk of many records is long enough.
+      const char* const wanted = size == 0 ? "seq, record, lock" : "seq, record";
+      key.forward[size] = {.text = rows_of(table, forward, kAhead[size], wanted)};
+      key.backward[size] = {.text = rows_of(table, backward, kAhead[size], wanted)};
     }
     key.equal = {.text = rows_of(table, search_equal(key, number), 1)};
     key.current = {.text = rows_of(table, search_current(key, number), 1)};

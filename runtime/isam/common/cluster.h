@@ -37,9 +37,8 @@ struct IsExchange {
     kRename,      // the file `from` gets the name `to`; a file of that name is removed
     kRenameNew,   // the same, and 17 if there is a file of that name
     kRemove,      // the file `from` is removed, if there is one
-    kRenameText,  // the same for texts
-    kRemoveText,
-    kWriteText,  // the text `from` becomes `text`
+    kRemoveText,  // the same for a text
+    kWriteText,   // the text `from` becomes `text`
   };
   Kind kind;
   std::string from;  // an address
@@ -47,9 +46,9 @@ struct IsExchange {
   std::string text = {};
 };
 
-// Does all steps or none, durably. All addresses lie in one schema. 17: see kRenameNew. 113 when
-// another process has one of the files open; this process may have them open exclusively, and can
-// only close them then.
+// Does all steps or none, durably. All addresses lie in one schema. 2: there is no file `from` to
+// rename. 17: see kRenameNew. 113 when another process has one of the files open; this process may
+// have them open exclusively, and can only close them then.
 int isexchange(std::span<const IsExchange> steps);
 
 // ---- SQL

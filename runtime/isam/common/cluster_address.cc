@@ -67,6 +67,12 @@ bool parse_number(std::string_view text, int& number) {
   return error == std::errc() && end == text.data() + text.size() && number >= 0;
 }
 
+// Whether an option of libpq is a secret; it decodes the names of options.
+bool is_secret(std::string_view name) {
+  std::string decoded;
+  return decode(name, decoded) && (decoded == "password" || decoded == "sslpassword");
+}
+
 // Takes an option of the engine. Returns whether it is one; `reason` for a wrong value.
 bool take_option(std::string_view name, std::string_view value, ClusterAddress& parsed,
                  std::string& reason) {
@@ -94,7 +100,7 @@ std::string take_options(std::string_view options, ClusterAddress& parsed, std::
     options.remove_prefix(option.size());
     const std::string_view name = option.substr(0, option.find('='));
     const std::string_view value = option.substr(std::min(name.size() + 1, option.size()));
-    if (name == "password") reason = "a password has no place in an address; put it into ~/.pgpass";
+    if (is_secret(name)) reason = "a password has no place in an address; put it into ~/.pgpass";
     if (take_option(name, value, parsed, reason)) continue;
     left.append(left.empty() ? "?" : "&").append(option);
   }
@@ -136,17 +142,17 @@ std::string cluster_file_name(std::string_view address) {
 
 std::string cluster_shown(std::string_view address) {
   std::string shown(address);
-  const std::string_view user = user_of(address.substr(0, cut(address).path));
-  if (const std::size_t colon = user.find(':'); colon != std::string_view::npos) {
-    const std::size_t begin = scheme_length(address) + colon + 1;
-    shown.replace(begin, user.size() - colon - 1, "***");
-  }
+  // Whatever a mistake makes of the rest, a password stands between these two.
+  const std::size_t colon = address.find(':', scheme_length(address));
+  const std::size_t end = address.rfind('@');
+  if (end != std::string_view::npos && colon < end)
+    shown.replace(colon + 1, end - colon - 1, "***");
   for (std::size_t at = cut(shown).options; at < shown.size(); at = shown.find('&', at + 1)) {
-    constexpr std::string_view kPassword = "password=";
-    if (std::string_view(shown).substr(at + 1).starts_with(kPassword)) {
-      const std::size_t begin = at + 1 + kPassword.size();
-      shown.replace(begin, std::min(shown.find('&', begin), shown.size()) - begin, "***");
-    }
+    const std::size_t name = at + 1;
+    const std::size_t value = shown.find('=', name) + 1;
+    if (value == 0) break;
+    if (is_secret(std::string_view(shown).substr(name, value - 1 - name)))
+      shown.replace(value, std::min(shown.find('&', value), shown.size()) - value, "***");
   }
   return shown;
 }

@@ -13,6 +13,7 @@ namespace {
 struct State {
   // Never freed: connections can end after the destructors of this file.
   std::vector<int>* descriptors = nullptr;
+  unsigned owner = 0;  // counts the forks on the way to this process
 };
 State state;
 
@@ -23,6 +24,7 @@ void close_all() {
   for (const int descriptor : *state.descriptors)
     close(descriptor);
   state.descriptors->clear();
+  ++state.owner;
 }
 
 }  // namespace
@@ -39,6 +41,10 @@ void private_descriptor_add(int descriptor) {
 
 void private_descriptor_remove(int descriptor) {
   if (state.descriptors != nullptr) std::erase(*state.descriptors, descriptor);
+}
+
+unsigned private_descriptor_owner() {
+  return state.owner;
 }
 
 }  // namespace marigold::inner
