@@ -69,6 +69,9 @@ TEST_F(DataClusterTest, RecordsGoInAndComeOutAsInADirectory) {
   EXPECT_EQ(run_shell("./marigold data dump BOX").status, 2);
   EXPECT_NE(run_shell("./marigold data check BOX").out.find("its records have version 7"),
             std::string::npos);
+  for (const char* column : {"texts RENAME text", "sessions RENAME host"})
+    sql("ALTER TABLE " + schema(far, 1) + ".marigold_" + column + " TO unknown");
+  expect_unread_version_and_holders();
 }
 
 TEST_F(DataClusterTest, CommandsOfDirectoriesSayWhatToUseInstead) {
