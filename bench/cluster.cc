@@ -365,23 +365,29 @@ void measure_walks(const std::string& directory, const std::string& server) {
   Hand hand(server);
   std::string buffer(kRecord, '\0');
   std::int64_t rows = 0;
-  const auto walk = [&](int mode) {
+  const auto walk = [&](int mode, int ahead) {
     const int file = ISOPEN(cluster_join(directory, "file").c_str(), mode);
-    check(file >= 0, "open");
+    check(file >= 0 && isahead(file, ahead) == 0, "open");
     rows = 0;
     for (int read = kIsFirst; ISREAD(file, buffer.data(), read) == 0; read = kIsNext)
       ++rows;
     check(iserrno == kIsEndOfFile && ISCLOSE(file) == 0, "walk");
   };
   std::int64_t copied = hand.copy_all();
-  walk(kExclusiveMode);
+  walk(kExclusiveMode, 0);
   check(rows == copied, "rows");
-  compare(
-      "walk, exclusive; COPY", 7, 1, [&](int) { walk(kExclusiveMode); },
-      [&](int) { copied = hand.copy_all(); }, static_cast<int>(rows));
-  compare(
-      "walk, read-only; COPY", 7, 1, [&](int) { walk(kIsInput | kIsReadOnly | kIsManualLock); },
-      [&](int) { copied = hand.copy_all(); }, static_cast<int>(rows));
+  struct Row {
+    const char* name;
+    int mode;
+    int ahead;
+  };
+  for (const Row& row : {Row{"walk, exclusive; COPY", kExclusiveMode, 0},
+                         {"walk, read-only; COPY", kIsInput | kIsReadOnly | kIsManualLock, 0},
+                         {"walk, of a list; COPY", kSharedMode, 1024}}) {
+    compare(
+        row.name, 7, 1, [&](int) { walk(row.mode, row.ahead); },
+        [&](int) { copied = hand.copy_all(); }, static_cast<int>(rows));
+  }
 }
 
 // Reads or replaces records of its own, for a time. Returns the calls.

@@ -124,7 +124,7 @@ TEST_F(DataTest, OperationsTakeFewRoundTrips) {
   static DataFile& numbered = data_file("STOCK");
   for (DataFile* file : {&keyed, &numbered}) {
     ASSERT_EQ(data_open(*file, LockWait::kTell), 0);
-    for (const int number : {1, 2})
+    for (int number = 1; number <= 100; ++number)
       EXPECT_EQ(write(*file, number), 0);
     data_close(*file);
   }
@@ -142,11 +142,11 @@ TEST_F(DataTest, OperationsTakeFewRoundTrips) {
            {"write over", [] { write(keyed, 1); }, 2},
            {"write",
             [] {
-              static int number = 2;
+              static int number = 100;
               write(keyed, ++number);
             },
             1},
-           {"delete", [] { fill(keyed, 3), data_delete(keyed); }, 1},
+           {"delete", [] { fill(keyed, 101), data_delete(keyed); }, 1},
            {"set", [] { changes_begin(), changes_write(keyed), changes_commit(LockWait::kTell); },
             1},
            {"read number", [] { read(numbered, 1); }, 1},
@@ -155,7 +155,17 @@ TEST_F(DataTest, OperationsTakeFewRoundTrips) {
            {"write number", [] { write(numbered, 1); }, 1},
            {"append", [] { write(numbered, 0); }, 2},
            {"delete number", [] { fill(numbered, 1), data_delete(numbered); }, 2},
-           {"version", [] { version_read_path(4); }, 1}}) {
+           {"version", [] { version_read_path(4); }, 1},
+           {"a walk for a list",
+            [] {
+              open_subsystems().print_engine = true;
+              int records = 1;
+              for (data_read_first(keyed, 1); data_read_next(keyed, 1) == 0;)
+                ++records;
+              EXPECT_GT(records, 100);
+              open_subsystems().print_engine = false;
+            },
+            7}}) {
     std::uint64_t before = 0;
     for (int round = 0; round < 2; ++round) {  // the first one may have a statement planned
       before = line.counts().round_trips;

@@ -128,6 +128,23 @@ TEST_F(ClusterTest, AWalkReadsAheadWhereNobodyCanSeeIt) {
   const int file = ISOPEN(at("file").c_str(), kExclusiveMode);
   play(file, "e100=100a n=101a n=102a n=103a d104 n=105a w-1x p=103a");
   EXPECT_EQ(ISCLOSE(file), 0);
+  // Those of others when it has asked for less, or after a second.
+  const int shared = ISOPEN(at("file").c_str(), kSharedMode);
+  const int other = ISOPEN((at("file") + "?reconnect=29").c_str(), kSharedMode);
+  EXPECT_EQ(isahead(shared, 1000), 0);
+  play(shared, "e200=200a n=201a n=202a");
+  play(other, "d203 d205");
+  EXPECT_EQ(trips([&] { play(shared, "n=203a"); }), 0U);
+  EXPECT_EQ(isahead(shared, 0), 0);
+  play(shared, "n=204a n=206a");
+  EXPECT_EQ(isahead(shared, 1000), 0);
+  play(shared, "n=207a n=208a n=209a");
+  play(other, "d210 d211");
+  play(shared, "n=210a");
+  sleep_us(1'100'000);
+  play(shared, "n=212a");
+  EXPECT_EQ(ISCLOSE(other), 0);
+  EXPECT_EQ(ISCLOSE(shared), 0);
 }
 
 TEST_F(ClusterTest, SetsAreDoneTogetherOrNotAtAll) {

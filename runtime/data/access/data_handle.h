@@ -19,6 +19,8 @@ struct EngineState {
   int descriptor = -1;
   int selected_key = -1;     // from 1; -1 after opening
   bool behind_last = false;  // the last read looked for a next record and found none
+  int walk_ahead = 0;        // records, as is_read_ahead
+  int told_ahead = 0;        // the same, as the engine has been told
 };
 
 }  // namespace marigold::inner

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "runtime/core/current_operation.h"
+#include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/data/access/change_turns.h"
 #include "runtime/data/access/data_fatal.h"
@@ -53,6 +54,16 @@ int read(DataFile& file, int mode) {
 
 int write(const DataFile& file) {
   return ISWRITE(file.engine.descriptor, file.record.data()) == 0 ? 0 : iserrno;
+}
+
+// Records that a walk reads at once while a list is printed. What is printed is old anyway; the
+// engine reads a record again that has waited for a second.
+constexpr int kAheadForLists = 1024;
+
+void tell_ahead(DataFile& file) {
+  const int wanted = open_subsystems().print_engine ? kAheadForLists : file.engine.walk_ahead;
+  if (std::exchange(file.engine.told_ahead, wanted) == wanted) return;
+  if (isahead(file.engine.descriptor, wanted) != 0) fatal();
 }
 
 // Moves to a record that another process has locked, without delivering the record.
@@ -408,11 +419,13 @@ int is_readlast(DataFile& file, int key) {
 
 int is_readnext(DataFile& file, int key) {
   begin(file, "is_readnext");
+  tell_ahead(file);
   return read_positioned(file, key, {kIsNext, kIsNext});
 }
 
 int is_readprev(DataFile& file, int key) {
   begin(file, "is_readprev");
+  tell_ahead(file);
   return read_positioned(file, key, {kIsPrevious, kIsPrevious});
 }
 
@@ -450,6 +463,10 @@ std::uint64_t is_changes(const DataFile& file) {
   std::uint64_t changes = 0;
   if (ischanges(file.engine.descriptor, changes) != 0) fatal();
   return changes;
+}
+
+void is_read_ahead(DataFile& file, int records) {
+  file.engine.walk_ahead = records;
 }
 
 int is_change_key(DataFile& file, int key) {

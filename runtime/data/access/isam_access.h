@@ -99,6 +99,10 @@ int is_return_to_place(DataFile& file, const IsamPlace& place);
 // Returns a number that differs after every change of the file by any process.
 std::uint64_t is_changes(const DataFile& file);
 
+// Lets is_readnext and is_readprev fetch up to so many records at once from a cluster, as isahead
+// (isam.h) does; 0 after opening. While a list is printed they do so of themselves.
+void is_read_ahead(DataFile& file, int records);
+
 // Selects another key and stays at the record read last: 0, or 3 when the record has been deleted.
 int is_change_key(DataFile& file, int key);
 

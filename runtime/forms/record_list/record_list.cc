@@ -72,8 +72,14 @@ class RecordList::Rows {
         first_row_(title_.empty() ? 2 : 3),
         keys_(shown_keys(layout_)),
         window_(layout.row, layout.column, layout.rows + first_row_ + 2, width_ + 2, false) {
+    // A page in a few round trips to a cluster. Each page is read from a place on, so that nothing
+    // old comes into it.
+    is_read_ahead(file_, kAhead);
     move_to(walk_.first());
   }
+  Rows(const Rows&) = delete;
+  Rows& operator=(const Rows&) = delete;
+  ~Rows() { is_read_ahead(file_, 0); }
 
   int run() {
     for (;;) {
@@ -109,6 +115,8 @@ class RecordList::Rows {
   [[nodiscard]] DataFile& file() const { return file_; }
 
  private:
+  static constexpr int kAhead = 128;  // records
+
   [[nodiscard]] bool is_empty() const { return rows_.empty(); }
   [[nodiscard]] Row& current() { return rows_[static_cast<std::size_t>(at_)]; }
 

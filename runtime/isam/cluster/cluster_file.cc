@@ -19,6 +19,9 @@ constexpr std::int64_t kGreatest = std::numeric_limits<std::int64_t>::max();
 // Columns of the rows of a search; those of many records have no lock.
 enum { kSequence, kRecord, kLock };
 
+// Age at which a record that was read ahead is read again.
+constexpr std::chrono::seconds kOldest(1);
+
 // Bytes that an answer of a walk may have.
 constexpr std::size_t kMostAhead = std::size_t{1} << 20;
 
@@ -216,7 +219,7 @@ std::size_t ClusterFile::ahead_of(const Search& search, bool lock) {
   std::size_t size = ahead_.mode == search.mode ? ahead_.size + 1 : 0;
   size = std::min(size, kAhead.size() - 1);
   const auto fits = [&] {
-    return kAhead[size] <= read_ahead_ &&
+    return kAhead[size] <= std::max(read_ahead_, walk_ahead_) &&
            static_cast<std::size_t>(kAhead[size]) * table_->record_length() <= kMostAhead;
   };
   while (size > 0 && !fits())
@@ -227,7 +230,13 @@ std::size_t ClusterFile::ahead_of(const Search& search, bool lock) {
 // Whether the record is one that was read ahead.
 bool ClusterFile::is_ahead(const Search& search) const {
   return ahead_.mode == search.mode && ahead_.next < ahead_.rows.count() &&
-         ahead_.changes == table_->changes;
+         ahead_.changes == table_->changes && (is_steady() || Clock::now() - ahead_.read < kOldest);
+}
+
+int ClusterFile::ahead(int records) {
+  walk_ahead_ = records;
+  ahead_ = {};
+  return 0;
 }
 
 // Reads a record and locks it. The search runs twice, in one round trip: the lock first, and then a
@@ -320,7 +329,8 @@ int ClusterFile::find(const Search& search, bool lock, char* record, KeyPosition
             .next = 1,
             .mode = search.mode,
             .size = size,
-            .changes = table_->changes};
+            .changes = table_->changes,
+            .read = size == 0 || is_steady() ? Clock::time_point{} : Clock::now()};
   return 0;
 }
 

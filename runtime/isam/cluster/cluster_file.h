@@ -2,6 +2,7 @@
 // An open file of a cluster: its position, and the operations on its records.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -65,6 +66,7 @@ class ClusterFile final : public OpenIsam {
 
   int count(std::int64_t& records) override;
   int changes(std::uint64_t& number) override;
+  int ahead(int records) override;
   int info(IsamInfo& info) override;
   int shape(IsamInfo& shape) override;
   int fill(double& fill) override;
@@ -104,6 +106,7 @@ class ClusterFile final : public OpenIsam {
 
   [[nodiscard]] std::size_t ahead_of(const Search& search, bool lock);
   [[nodiscard]] bool is_ahead(const Search& search) const;
+  [[nodiscard]] bool is_steady() const { return mode().exclusive || mode().read_only; }
 
   int change(Statement& statement, const char* record, bool inserts);
 
@@ -111,8 +114,10 @@ class ClusterFile final : public OpenIsam {
   std::size_t key_ = 0;
   KeyPosition position_;
   std::int64_t automatic_lock_ = 0;  // 0 for none
-  int read_ahead_;                   // records, at most
+  int read_ahead_;                   // records, at most, as the file was opened
+  int walk_ahead_ = 0;               // the same, as a program that walks has asked for
 
+  using Clock = std::chrono::steady_clock;
   // The answer to the last step of a walk, with the records that it has read ahead.
   struct Ahead {
     Rows rows;
@@ -120,6 +125,7 @@ class ClusterFile final : public OpenIsam {
     int mode = kIsFirst;       // kIsNext or kIsPrevious while the program walks
     std::size_t size = 0;      // as in kAhead
     std::int64_t changes = 0;  // of the table
+    Clock::time_point read;    // while others can change the file
   };
   Ahead ahead_;
   std::unique_ptr<TableSnapshot> snapshot_;  // null: none has begun

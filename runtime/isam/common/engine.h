@@ -68,6 +68,7 @@ class OpenIsam {
 
   virtual int count(std::int64_t& records) = 0;
   virtual int changes(std::uint64_t& number) = 0;
+  virtual int ahead(int /*records*/) { return 0; }
   virtual int info(IsamInfo& info) = 0;
   virtual int shape(IsamInfo& shape) { return info(shape); }
   virtual int fill(double& fill) = 0;

@@ -27,6 +27,12 @@ int isreturn(int number, const IsPosition& position);
 // Gives a number that differs after every change of the file by any process.
 int ischanges(int number, std::uint64_t& changes);
 
+// Lets reads of next and previous records fetch up to so many at once, of a file in a cluster, where
+// each read costs a round trip. A record that was fetched with others is up to a second old, unless
+// this process has changed the file since. 0, as after opening: only as the address says. Reads with
+// a lock, and by other modes, are never old.
+int isahead(int number, int records);
+
 // Gives the record length and the keys of a file, for which isinfo may have to count records. The
 // other values are as isinfo gives them, or 0.
 int isshape(int number, IsamInfo& shape);

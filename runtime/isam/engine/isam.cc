@@ -231,6 +231,10 @@ int inner::ischanges(int number, std::uint64_t& changes) {
   return with_file("ISCHANGE", number, [&](OpenIsam& file) { return file.changes(changes); });
 }
 
+int inner::isahead(int number, int records) {
+  return with_file("ISAHEAD", number, [&](OpenIsam& file) { return file.ahead(records); });
+}
+
 int isinfo(int descriptor, IsamInfo& info) {
   return with_file("ISINFO", descriptor, [&](OpenIsam& file) { return file.info(info); });
 }
