@@ -1,14 +1,19 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Speed of marigold data copy and load with a database cluster: a private server of this machine.
+// Speed of marigold data copy, load and dump with a database cluster: a private server of this
+// machine.
 //
 //   data_copy [N=200000] [ROUNDS=3]
 //
 // N records of the sample's customer file, written in random order, go from a directory to a
 // schema, to another schema, and back, in turns; and a CSV file with the same records is loaded
 // into a schema. Beside them the server itself copies the table in the order of writing and makes
-// its indexes, in one transaction. Prints CSV: operation,n,seconds,records_per_s,ratio
-// with the least times of the rounds, ratio being the time over that of the server. A wrong result
-// ends the program with status 1.
+// its indexes, in one transaction. Then both places are dumped as CSV, and a program without the
+// tool only fetches the same records by COPY: what a dump of a cluster costs beside a dump and the
+// fetching. Prints CSV: operation,n,seconds,records_per_s,ratio with the least times of the rounds,
+// ratio being the time over that of the server; for the last three, over the time of the last two
+// together. A wrong result ends the program with status 1.
+
+#include <libpq-fe.h>
 
 #include <algorithm>
 #include <chrono>
@@ -18,6 +23,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <numeric>
 #include <random>
 #include <string>
@@ -30,6 +36,7 @@ namespace {
 
 using test::DatabaseServer;
 using test::SqlSession;
+using std::string_literals::operator""s;
 
 [[noreturn]] void die(const std::string& what) {
   std::fprintf(stderr, "data_copy: %s\n", what.c_str());
@@ -63,14 +70,33 @@ void write_customers(int count) {
         << ",0664 " << random() % 10'000'000 << ',' << random() % 100'000 << ".5\n";
 }
 
-// The table of the file in the schema "there", copied by the server.
+// The table of the file in the schema "there".
+std::string table_there(SqlSession& session) {
+  return "there.f" + session.run("SELECT number FROM there.marigold_files WHERE name = 'CUSTOMER'");
+}
+
 void copy_by_server(SqlSession& session) {
-  const std::string table =
-      "there.f" + session.run("SELECT number FROM there.marigold_files WHERE name = 'CUSTOMER'");
+  const std::string table = table_there(session);
   session.run("DROP TABLE IF EXISTS by_server; CREATE TABLE by_server (LIKE " + table +
               "); INSERT INTO by_server SELECT * FROM " + table +
               " ORDER BY seq; CREATE UNIQUE INDEX ON by_server (k1); CREATE INDEX ON by_server "
               "(k2, seq); CREATE INDEX ON by_server (k3, seq)");
+}
+
+// Fetches all records in the order of a dump, with a connection of its own as a dump has.
+void fetch(const std::string& database, const std::string& table, int count) {
+  const std::unique_ptr<PGconn, void (*)(PGconn*)> session(PQconnectdb(database.c_str()), PQfinish);
+  const std::string copy =
+      "COPY (SELECT seq, record FROM " + table + " ORDER BY k1) TO STDOUT WITH (FORMAT binary)";
+  PGresult* const begun = PQexec(session.get(), copy.c_str());
+  if (PQresultStatus(begun) != PGRES_COPY_OUT) die(PQerrorMessage(session.get()));
+  PQclear(begun);
+  constexpr int kHeader = 19;  // bytes, which may come without a record; the end has two
+  int rows = 0;
+  char* row = nullptr;
+  for (int length = 0; (length = PQgetCopyData(session.get(), &row, 0)) > 0; PQfreemem(row))
+    rows += length > kHeader ? 1 : 0;
+  if (rows != count) die("COPY has fetched " + std::to_string(rows) + " records");
 }
 
 int run(int argc, char** argv) {
@@ -91,6 +117,7 @@ int run(int argc, char** argv) {
   const std::string there = "'" + database + "/there' ";
   const std::string other = "'" + database + "/other' ";
   const std::string loaded = "'" + database + "/loaded'";
+  const std::string dumped = "'" + database + "/there/CUSTOMER'";
   const std::string replace = " CUSTOMER --replace";
   const std::pair<const char*, std::function<void()>> operations[] = {
       {"directory to cluster", [&] { run_tool("copy here " + there + replace); }},
@@ -98,23 +125,31 @@ int run(int argc, char** argv) {
       {"cluster to cluster", [&] { run_tool("copy " + there + other + replace); }},
       {"cluster to directory", [&] { run_tool("copy " + other + "back" + replace); }},
       {"directory to directory", [&] { run_tool("copy back again" + replace); }},
-      {"load into cluster", [&] {
+      {"load into cluster",
+       [&] {
          session.run("DROP SCHEMA IF EXISTS loaded CASCADE");
          run_tool("load CUSTOMER customers.csv --path " + loaded.substr(0, loaded.size() - 1) +
                   "/CUSTOMER'");
-       }}};
+       }},
+      {"dump from cluster", [&] { run_tool("dump CUSTOMER --path " + dumped); }},
+      {"dump from directory", [&] { run_tool("dump CUSTOMER"); }},
+      {"COPY by the server's client", [&] { fetch(database, table_there(session), count); }}};
   std::vector<double> least(std::size(operations), HUGE_VAL);
   for (int round = 0; round < rounds; ++round) {
     for (std::size_t i = 0; i < std::size(operations); ++i)
       least[i] = std::min(least[i], seconds_of(operations[i].second));
   }
   std::puts("operation,n,seconds,records_per_s,ratio");
-  for (std::size_t i = 0; i < std::size(operations); ++i)
+  constexpr std::size_t kDumps = 3;
+  const std::size_t copies = least.size() - kDumps;
+  for (std::size_t i = 0; i < least.size(); ++i)
     std::printf("%s,%d,%.3f,%.0f,%.2f\n", operations[i].first, count, least[i], count / least[i],
-                least[i] / least[1]);
+                least[i] / (i < copies ? least[1] : least[copies + 1] + least[copies + 2]));
   run_tool("dump CUSTOMER --key 2 -o here.csv");
-  run_tool("dump CUSTOMER --key 2 --path again/CUSTOMER -o again.csv");
-  if (std::system("cmp -s here.csv again.csv") != 0) die("the copies differ");
+  for (const std::string& copy : {"again/CUSTOMER"s, dumped}) {
+    run_tool("dump CUSTOMER --key 2 -o copy.csv --path " + copy);
+    if (std::system("cmp -s here.csv copy.csv") != 0) die("the copies differ");
+  }
   std::filesystem::current_path("/");
   std::filesystem::remove_all(directory);
   return 0;

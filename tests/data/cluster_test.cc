@@ -2,11 +2,7 @@
 // Data in schemas of a database cluster: the place for the cases that are the same for directories,
 // and cases of clusters alone.
 
-#include <signal.h>
-
-#include <iterator>
-#include <sstream>
-
+#include "tests/support/posix/cluster.h"
 #include "bench/database/database_server.h"
 #include "bench/database/line_proxy.h"
 #include "runtime/core/settings.h"
@@ -18,31 +14,6 @@
 
 namespace marigold::inner::test {
 namespace {
-
-std::string new_schemas() {
-  static const std::string database = shared_server().address(shared_server().make_database());
-  static int count = 0;
-  return database + "/test_" + std::to_string(++count) + "_%p";
-}
-
-void forget_sessions_of_the_dead() {
-  static SqlSession session(shared_server().address());
-  const std::string select =
-      "SELECT string_agg(substr(application_name, 10), ' ') FROM pg_stat_activity "
-      "WHERE application_name LIKE 'marigold %'";
-  const auto is_dead = [](const std::string& process) { return kill(std::stoi(process), 0) != 0; };
-  for (bool found = true; found; sleep_us(500)) {
-    std::istringstream processes(session.run(select));
-    using Word = std::istream_iterator<std::string>;
-    found = std::any_of(Word(processes), Word(), is_dead);
-  }
-}
-
-struct Server : testing::Environment {
-  void SetUp() override {
-    if (!DatabaseServer::is_installed()) GTEST_SKIP() << DatabaseServer::kMissing;
-  }
-};
 
 // Leaves out the cases about the files of a directory. Runs before GoogleTest reads the variable.
 [[gnu::constructor(101)]] void choose_cases() {
@@ -56,7 +27,6 @@ struct Server : testing::Environment {
 const bool placed = [] {
   new_data_place = new_schemas;
   forget_the_dead = forget_sessions_of_the_dead;
-  testing::AddGlobalTestEnvironment(new Server);
   return true;
 }();
 

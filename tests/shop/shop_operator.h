@@ -33,15 +33,33 @@ inline std::string press_f(int number) {
   return kKeys[number - 1];
 }
 
-// Makes a folder with the sample data the current one, for as long as it lives.
+// Runs a command of the tool in the folder of the shop.
+inline void marigold(const std::string& words) {
+  const Finished run = run_shell(MARIGOLD_DIRECTORY "/marigold " + words);
+  EXPECT_EQ(run.status, 0) << words << "\n" << run.err;
+}
+
+// In the program of a cluster: gives a new place for data there, and waits until the server has
+// noticed the end of killed operators.
+inline std::string (*new_shop_place)() = nullptr;
+inline void (*forget_the_dead)() = [] {};
+
+// Makes a folder with the sample data the current one, for as long as it lives. Commands of the
+// shell may change it before the data is moved into a cluster.
 class ShopFolder {
  public:
-  ShopFolder() {
+  explicit ShopFolder(const std::string& changes = "true") {
     const std::string built = std::filesystem::path(SHOP).parent_path().string();
     const Finished made =
         run_shell("PATH=" MARIGOLD_DIRECTORY ":$PATH " MAKE_SHOP " '" + built + "' ./shop");
     EXPECT_EQ(made.status, 0) << made.err;
     std::filesystem::current_path("shop");
+    EXPECT_EQ(run_shell(changes).status, 0) << changes;
+    if (new_shop_place == nullptr) return;
+    const std::string place = new_shop_place();
+    marigold("data copy --class 1 data/%p '" + place + "'");
+    setenv("DATA_DIRECTORY", place.c_str(), 1);
+    run_shell("rm -r data");
   }
 
  private:
@@ -65,7 +83,7 @@ class ShopOperator {
   }
 
   testing::AssertionResult sees(const std::string& text) {
-    return seen([&] { return screen().find(text) != std::string::npos; }, text);
+    return seen([&] { return whole_text().find(text) != std::string::npos; }, text);
   }
   testing::AssertionResult sees_in_row(int row_number, const std::string& text) {
     return seen([&] { return row(row_number).find(text) != std::string::npos; }, text);
@@ -94,6 +112,13 @@ class ShopOperator {
     std::string rows;
     for (int number = 1; number <= 24; ++number)
       rows += row(number) + '\n';
+    return rows;
+  }
+  // The rows without their ends: a sentence goes on in the next row.
+  std::string whole_text() const {
+    std::string rows;
+    for (int number = 1; number <= 24; ++number)
+      rows.append(row(number)).resize(static_cast<std::size_t>(80 * number), ' ');
     return rows;
   }
 
@@ -215,9 +240,10 @@ class ShopBooks {
                  "balances");
   }
 
-  // Expects that no other process has locked a record of the files that operators change. In
-  // multi-user operation.
+  // Expects that no other process that lives has locked a record of the files that operators change.
+  // In multi-user operation.
   static void expect_unlocked() {
+    forget_the_dead();
     for (const char* name : {"ARTICLE", "ORDERS", "CUSTOMER", "NUMBERS"}) {
       DataFile& file = data_file(name);
       for (int read = data_read_first(file, 1); read == kDataDone; read = data_read_next(file, 1))
@@ -226,5 +252,12 @@ class ShopBooks {
     }
   }
 };
+
+inline void expect_unlocked_and_whole() {
+  setenv("IS_MULTIUSER", "TRUE", 1);
+  const ShopBooks books;
+  ShopBooks::expect_unlocked();
+  ShopBooks::expect_whole();
+}
 
 }  // namespace marigold::inner::test

@@ -38,13 +38,6 @@ void go_to(ShopOperator& shop, const Place& place) {
     ASSERT_TRUE(shop.type_and_see(keys, text)) << place.name;
 }
 
-void expect_unlocked_and_whole() {
-  setenv("IS_MULTIUSER", "TRUE", 1);
-  const ShopBooks books;
-  ShopBooks::expect_unlocked();
-  ShopBooks::expect_whole();
-}
-
 // With its signal, as a shell passes it on, the shop is killed by it; without it the shop finds that
 // its keyboard has come to an end.
 void expect_end_after_hang_up(ShopOperator& shop, bool with_signal) {
@@ -311,9 +304,7 @@ TEST(ShopSeamsTest, SaysWhatToDoAboutFilesAndDefinitions) {
     const int outcome = anna.outcome();
     EXPECT_EQ(outcome, row.aborts ? SIGABRT : W_EXITCODE(1, 0)) << anna.screen();
     EXPECT_TRUE(anna.session().restored());
-    std::string screen;  // sentences go on in the next row
-    for (int number = 1; number <= 24; ++number)
-      screen += anna.row(number) + std::string(80 - anna.row(number).size(), ' ');
+    const std::string screen = anna.whole_text();
     EXPECT_NE(screen.find(row.sentence), std::string::npos) << anna.screen();
     EXPECT_NE(screen.find("shop: "), std::string::npos) << anna.screen();
     std::filesystem::current_path(shop);

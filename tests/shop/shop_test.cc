@@ -176,16 +176,9 @@ TEST(ShopTest, PaymentsAndCancellationsKeepTheBooks) {
   ShopBooks::expect_whole();
 }
 
-// Runs a command of the tool in the folder of the shop.
-void marigold(const std::string& words) {
-  const Finished run = run_shell(MARIGOLD_DIRECTORY "/marigold " + words);
-  EXPECT_EQ(run.status, 0) << words << "\n" << run.err;
-}
-
 TEST(ShopTest, ANewFieldComesWithTheConversion) {
-  const ShopFolder folder;
   // The files of the shop before customers had an address of the last column.
-  run_shell(
+  const ShopFolder folder(
       "mkdir old && cp definitions/FILECUSTOMER_1.DES old/FILEOLD.DES && rm data/1/CUSTOMER.* && "
       "echo 1 >data/1/PATHCONV.ver && cut -d, -f1-11 " SHOP_DATA "/customers.csv >customers.csv");
   setenv("DEFINITION_DIRECTORY", "old", 1);

@@ -5,42 +5,16 @@
 #include "runtime/data/access/lock_file.h"
 #include "runtime/isam/common/cluster_address.h"
 #include "runtime/isam/common/isam.h"
+#include "tests/support/posix/cluster.h"
 #include "tests/support/process.h"
 #include "tests/tools/data_copy_support.h"
 
 namespace marigold::inner::test {
 namespace {
 
-std::string database() {
-  static const std::string address = shared_server().address(shared_server().make_database());
-  return address;
-}
-
-std::string new_schemas() {
-  static int count = 0;
-  return database() + "/test_" + std::to_string(++count) + "_%p";
-}
-
-void wait_for_the_killed() {
-  static SqlSession session(database());
-  const std::string others =
-      "SELECT count(*) FROM pg_stat_activity WHERE datname = current_database() AND "
-      "application_name LIKE 'marigold %' AND application_name <> 'marigold " +
-      std::to_string(process_number()) + "'";
-  while (session.run(others) != "0")
-    sleep_us(500);
-}
-
-struct Server : testing::Environment {
-  void SetUp() override {
-    if (!DatabaseServer::is_installed()) GTEST_SKIP() << DatabaseServer::kMissing;
-  }
-};
-
 [[maybe_unused]] const bool placed = [] {
   new_far_place = new_schemas;
-  forget_the_killed = wait_for_the_killed;
-  testing::AddGlobalTestEnvironment(new Server);
+  forget_the_killed = forget_sessions_of_the_dead;
   return true;
 }();
 
@@ -56,7 +30,7 @@ struct DataClusterTest : DataToolTest {
   const std::string far = new_schemas();
   const std::string box = in_place(far, 1, "BOX");
   const std::string slots = in_place(far, 2, "SLOTS");
-  SqlSession session{database()};
+  SqlSession session{cluster_database()};
 };
 
 TEST_F(DataClusterTest, RecordsGoInAndComeOutAsInADirectory) {
@@ -95,6 +69,9 @@ TEST_F(DataClusterTest, RecordsGoInAndComeOutAsInADirectory) {
   EXPECT_EQ(run_shell("./marigold data dump BOX").status, 2);
   EXPECT_NE(run_shell("./marigold data check BOX").out.find("its records have version 7"),
             std::string::npos);
+  for (const char* column : {"texts RENAME text", "sessions RENAME host"})
+    sql("ALTER TABLE " + schema(far, 1) + ".marigold_" + column + " TO unknown");
+  expect_unread_version_and_holders();
 }
 
 TEST_F(DataClusterTest, CommandsOfDirectoriesSayWhatToUseInstead) {
@@ -165,7 +142,7 @@ TEST_F(DataClusterTest, APasswordIsNeverShown) {
 TEST_F(DataClusterTest, NamesMayHaveAnyCharacters) {
   write_file("in.csv", box_numbers(1, 3));
   const std::string odd = "a\"b'; DROP SCHEMA public; -- \xC3\xA4%";
-  const std::string place = cluster_join(database(), odd);
+  const std::string place = cluster_join(cluster_database(), odd);
   const std::string address = cluster_join(place, odd);
   expect({{"load BOX in.csv --path '" + address + "'", address + ": 3 records loaded\n"},
           {"check BOX --path '" + address + "'", address + ": 3 records, no damage\n"},

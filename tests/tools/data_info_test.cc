@@ -135,6 +135,23 @@ TEST_F(DataInfoTest, DamageIsFoundAndIndexesAreMadeAnew) {
             "records   not known: is damaged, or no keyed file\n");
 }
 
+TEST_F(DataInfoTest, WhatCannotBeReadIsNotMissing) {
+  load_three();
+  for (const char* path : {"data/1/BOX.ver", "data/1/lock.$$$"}) {
+    std::filesystem::remove(path);
+    std::filesystem::create_directory(path);
+  }
+  expect_unread_version_and_holders();
+  const Finished dump = run_shell("./marigold data dump BOX");
+  EXPECT_EQ(dump.status, 2);
+  EXPECT_EQ(dump.err.find("./data/1/BOX: its version record cannot be read: "), 0) << dump.err;
+  std::filesystem::remove("data/1/BOX.ver");
+  std::filesystem::create_directory("data/1/PATHCONV.ver");
+  const Finished copy = run_shell("./marigold data copy data/%p far/%p --class 1");
+  EXPECT_EQ(copy.status, 2);
+  EXPECT_EQ(copy.err.find("data/1/PATHCONV.ver: "), 0) << copy.err;
+}
+
 TEST_F(DataInfoTest, ShowsWhoHoldsAClass) {
   setenv("IS_MULTIUSER", "TRUE", 1);
   settings_read();

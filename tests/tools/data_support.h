@@ -41,6 +41,18 @@ struct DataToolTest : testing::Test {
     definition_set_load("BOX");
   }
   static void expect(std::initializer_list<Finished> runs) { expect_runs("./marigold data", runs); }
+  // For a file BOX of which both cannot be read.
+  static void expect_unread_version_and_holders() {
+    for (const auto& [option, version, holders] :
+         {std::tuple{"", "2 defined, written not known: ", "class 1   not known: "},
+          {" --json", "\"version_written\":null,\"version_problem\":\"",
+           "\"holders\":null,\"holders_problem\":\""}}) {
+      const Finished info = run_shell("./marigold data info BOX"s + option);
+      EXPECT_EQ(info.status, 1);
+      EXPECT_NE(info.out.find(version), std::string::npos) << info.out << info.err;
+      EXPECT_NE(info.out.find(holders), std::string::npos) << info.out;
+    }
+  }
 
   WorkDirectory directory;
 };

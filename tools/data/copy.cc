@@ -6,9 +6,7 @@
 
 #include "runtime/core/settings.h"
 #include "runtime/data/access/data_path.h"
-#include "runtime/data/access/version.h"
 #include "runtime/data/conversion/cluster_swap.h"
-#include "runtime/data/definition/version_table.h"
 #include "runtime/isam/common/cluster.h"
 #include "runtime/isam/common/cluster_address.h"
 #include "runtime/platform/library_path.h"
@@ -162,16 +160,9 @@ bool Copy::leave_out_missing(Problems& problems) {
 bool Copy::read_class_version(Problems& problems) {
   if (!options_.files.empty()) return true;
   const std::string record = data_path_in(from_.directory, kClassRecord);
-  if (!from_.in_cluster()) {
-    class_version_ = version_read_record(record);
-    return true;
-  }
-  std::string text;
-  if (istext_read(record, text) == 0) {
-    class_version_ = scan_version_record(text);
-    return true;
-  }
-  return iserrno == ENOENT || fail(problems, data_error(record, iserrno));
+  std::string reason;
+  return read_version(record, class_version_, reason) ||
+         fail(problems, data_path_shown(record) + ": " + reason);
 }
 
 // Gives the reason of a failure of the source; the caller knows that of the place.

@@ -33,8 +33,14 @@ struct Found {
   double fill = 0;  // of the pages of its trees, 0 to 1
   std::vector<int> depths;
   std::optional<double> version;  // written
+  std::string version_unread;     // the reason why that is not known
   std::optional<BackupRecord> backup;
   std::vector<LockHolder> holders;
+  std::string holders_unread;  // the reason why they are not known
+
+  [[nodiscard]] bool is_all_known() const {
+    return problem.empty() && version_unread.empty() && holders_unread.empty();
+  }
 };
 
 bool is_keyed(const FileDefinition& file) {
@@ -113,11 +119,10 @@ Found look_at(DataTarget& target) {
     look_at_numbered(target, found);
   }
   if (found.unreachable) return found;
-  std::string reason;
-  if (!read_version(target, found.version, reason) && found.problem.empty()) found.problem = reason;
+  read_version(version_file_record(target.base), found.version, found.version_unread);
   found.backup = backup_record_read(target.handle());
-  // A class whose lock file cannot be read has no known holder.
-  lock_file_holders(target.definition->path_class, found.holders);
+  if (const int failed = lock_file_holders(target.definition->path_class, found.holders))
+    found.holders_unread = data_error(failed);
   return found;
 }
 
@@ -197,18 +202,25 @@ std::string backup_text(const Found& found) {
   return found.backup->time + (place.empty() ? "" : " in " + place);
 }
 
+std::string written_text(const Found& found) {
+  if (!found.version_unread.empty()) return "written not known: " + found.version_unread;
+  return (found.version ? version_text(*found.version) : "none") + " written";
+}
+
 std::string as_text(const DataTarget& target, const Found& found) {
   const FileDefinition& file = *target.definition;
   std::string text = definition_text(target) + state_text(target, found);
-  text += line("version", std::to_string(file.version) + " defined, " +
-                              (found.version ? version_text(*found.version) : "none") + " written");
+  text += line("version", std::to_string(file.version) + " defined, " + written_text(found));
   if (found.exists && !target.in_cluster()) text += line("backup", backup_text(found));
   std::string name = "class " + std::to_string(file.path_class);
   for (const LockHolder& holder : found.holders) {
     text += line(name, describe_holder(holder));
     name.clear();
   }
-  if (found.holders.empty()) text += line(name, "not locked");
+  if (!found.holders_unread.empty())
+    text += line(name, "not known: " + found.holders_unread);
+  else if (found.holders.empty())
+    text += line(name, "not locked");
   return text;
 }
 
@@ -265,13 +277,15 @@ std::string as_json(const DataTarget& target, const Found& found) {
   if (!found.problem.empty()) object.set("problem", found.problem);
   object.set("version", file.version);
   object.set("version_written", found.version ? Json(*found.version) : Json());
+  if (!found.version_unread.empty()) object.set("version_problem", found.version_unread);
   object.set("last_backup", found.backup ? Json(found.backup->time) : Json());
   if (found.backup) object.set("backup_place", found.backup->place);
   object.set("class", file.path_class);
   Json holders = Json::array();
   for (const LockHolder& holder : found.holders)
     holders.push_back(holder_as_json(holder));
-  object.set("holders", holders);
+  object.set("holders", found.holders_unread.empty() ? holders : Json());
+  if (!found.holders_unread.empty()) object.set("holders_problem", found.holders_unread);
   return object.line();
 }
 
@@ -283,7 +297,7 @@ int data_info(const DataInfo& options) {
   if (!find_data_file(options.file, target, problems)) return report_unusable(problems);
   const Found found = look_at(target);
   if (found.unreachable) return report_unusable({target.base + ": " + found.problem});
-  const int status = found.problem.empty() ? kExitClean : kExitFindings;
+  const int status = found.is_all_known() ? kExitClean : kExitFindings;
   return write_output(options.json ? as_json(target, found) : as_text(target, found), status);
 }
 

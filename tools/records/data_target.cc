@@ -206,19 +206,17 @@ std::string half_pair_text(const DataTarget& target) {
   return data + ": is missing, and " + index + " holds no records; restore both from a backup";
 }
 
-bool read_version(const DataTarget& target, std::optional<double>& version, std::string& reason) {
-  const std::string record = version_file_record(target.base);
-  if (!target.in_cluster()) {
-    version = version_read_record(record);
-    return true;
-  }
-  // The access layer would end the process.
+bool read_version(const std::string& record, std::optional<double>& version, std::string& reason) {
+  // The access layer would take a record of a directory that cannot be read for a missing one, and
+  // end the process for one of a cluster.
   std::string text;
-  if (istext_read(record, text) == 0) {
-    version = scan_version_record(text);
-  } else if (iserrno != ENOENT) {
-    reason = data_error(iserrno);
-  }
+  int failed = 0;
+  if (!is_cluster_address(record))
+    failed = file_read(record.c_str(), text);
+  else if (istext_read(record, text) != 0)
+    failed = iserrno;
+  if (failed == 0) version = scan_version_record(text);
+  if (failed != 0 && failed != ENOENT) reason = data_error(failed);
   return reason.empty();
 }
 
@@ -229,7 +227,10 @@ bool check_version(const DataTarget& target, std::string& reason) {
   }
   const FileDefinition& definition = *target.definition;
   std::optional<double> found;
-  if (!read_version(target, found, reason)) return false;
+  if (!read_version(version_file_record(target.base), found, reason)) {
+    reason.insert(0, "its version record cannot be read: ");
+    return false;
+  }
   const auto wanted = static_cast<double>(definition.version);
   if (!found || *found == wanted) return true;
   reason = "its records have version " + version_text(*found) + ", " + target.set_path +

@@ -84,13 +84,13 @@ std::string data_error(int number);
 // Returns advice for a pair of which one file is missing.
 std::string half_pair_text(const DataTarget& target);
 
-// Gives the version in the file's version record, none without a record. Returns false and the
-// reason if a server cannot be asked.
-bool read_version(const DataTarget& target, std::optional<double>& version, std::string& reason);
+// Gives the version in the version record of a file or a class, none without a record. Returns false
+// and the reason if the record cannot be read.
+bool read_version(const std::string& record, std::optional<double>& version, std::string& reason);
 
 // Whether the records were written under the version of the definition, and no restore of the file
-// was interrupted. True for a file without a version record. Otherwise gives the reason, which
-// names both versions.
+// was interrupted. True for a file without a version record. Otherwise gives the reason: both
+// versions, or why the record cannot be read.
 bool check_version(const DataTarget& target, std::string& reason);
 
 // Returns "PATH: " and the text of data_error(number).
