@@ -249,6 +249,13 @@ int Connection::refuse(int number, std::string_view reason) const {
   return isam::refuse(number, place() + ": " + std::string(reason));
 }
 
+std::string Connection::last_words() const {
+  std::string words = noted_reason();
+  const std::string before = place() + ": ";
+  if (words.starts_with(before)) words.erase(0, before.size());
+  return words;
+}
+
 // ---- Statements
 
 int Connection::send(const Step& step, bool sync) {
@@ -379,9 +386,8 @@ int Connection::command(const std::string& text, Rows& rows) {
   PGresult* const result = library_->PQexec(connection_, text.c_str());
   const int failed = result == nullptr ? lose() : take(result, rows);
   // Commands make, change and remove tables; they meet programs of others, such as a long query.
-  return failed == kIsLocked
-             ? refuse(kIsServer, "other sessions of the server are using a table")
-             : failed;
+  return failed == kIsLocked ? refuse(kIsServer, "other sessions of the server are using a table")
+                             : failed;
 }
 
 int Connection::command(const std::string& text) {

@@ -119,6 +119,8 @@ class Connection {
   [[nodiscard]] std::string place() const;
   // Notes "PLACE: REASON" and returns the number.
   [[nodiscard]] int refuse(int number, std::string_view reason) const;
+  // Returns the reason that was noted last, without the place.
+  [[nodiscard]] std::string last_words() const;
 
  private:
   int send(const Step& step, bool sync);

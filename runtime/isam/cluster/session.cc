@@ -132,11 +132,10 @@ int Session::reconnect() {
     const int failed = connect();
     if (failed == 0) return 0;
     if (Clock::now() - begin > std::chrono::seconds(patience_)) {
-      const std::string reason = failed == kLost ? "" : std::string("; ") + noted_reason();
       return connection_.refuse(kIsServer,
-                                "the connection was lost, and there was none to be had "
-                                "for " +
-                                    std::to_string(patience_) + " s" + reason);
+                                "the connection was lost, and there was none to be had for " +
+                                    std::to_string(patience_) + " s" +
+                                    (failed == kLost ? "" : "; " + connection_.last_words()));
     }
     clock_sleep_milliseconds(std::min(20 * (round + 1), 500));
   }
@@ -156,7 +155,8 @@ int Session::recover(int result, Clock::time_point& first_loss) {
   // Connections that are to be had, but lost each time: to a server that takes no changes, too.
   if (now - first_loss > std::chrono::seconds(patience_))
     return connection_.refuse(kIsServer, "the connection was lost again and again for " +
-                                             std::to_string(patience_) + " s; " + noted_reason());
+                                             std::to_string(patience_) + " s; " +
+                                             connection_.last_words());
   return reconnect();
 }
 
