@@ -512,16 +512,16 @@ int run(int records, const std::vector<std::string>& parts) {
   const auto wants = [&](const char* part) {
     return parts.empty() || std::ranges::find(parts, part) != parts.end();
   };
-  if (wants("processes")) {
-    with_server(records, [](test::DatabaseServer&, const std::string& directory) {
-      measure_processes(directory);
+  if (wants("processes") || wants("walks")) {
+    with_server(records, [&](test::DatabaseServer& server, const std::string& directory) {
+      if (wants("walks")) measure_walks(directory, server.address());
+      if (wants("processes")) measure_processes(directory);
     });
   }
-  if (!wants("operations") && !wants("walks") && !wants("latency")) return 0;
+  if (!wants("operations") && !wants("latency")) return 0;
   stay_on_one_processor();
   with_server(records, [&](test::DatabaseServer& server, const std::string& directory) {
     if (wants("operations")) measure_operations(directory, server.address(), records);
-    if (wants("walks")) measure_walks(directory, server.address());
     if (wants("latency")) measure_latency(server);
   });
   return 0;

@@ -124,9 +124,17 @@ TEST_F(ClusterTest, AWalkReadsAheadWhereNobodyCanSeeIt) {
   EXPECT_LT(walk("", kExclusiveMode), 25U);
   EXPECT_LT(walk("", kIsInput | kIsReadOnly | kIsManualLock), 25U);
   EXPECT_LT(walk("?read_ahead=200", kSharedMode), 100U);
-  // A program sees its own changes.
+  // A program sees its own changes. One that changes what it reads does not fetch more than that.
   const int file = ISOPEN(at("file").c_str(), kExclusiveMode);
   play(file, "e100=100a n=101a n=102a n=103a d104 n=105a w-1x p=103a");
+  const std::uint64_t before = line->counts().server_bytes;
+  play(file, "f=-1x");
+  std::string bytes = record(0);
+  for (int i = 0; i < 500; ++i) {
+    EXPECT_EQ(ISREAD(file, bytes.data(), kIsNext), 0);
+    EXPECT_EQ(ISREPLACE(file, bytes.data()), 0);
+  }
+  EXPECT_LT(line->counts().server_bytes - before, 500U * 500U);
   EXPECT_EQ(ISCLOSE(file), 0);
   // Those of others when it has asked for less, or after a second.
   const int shared = ISOPEN(at("file").c_str(), kSharedMode);
@@ -143,8 +151,58 @@ TEST_F(ClusterTest, AWalkReadsAheadWhereNobodyCanSeeIt) {
   play(shared, "n=210a");
   sleep_us(1'100'000);
   play(shared, "n=212a");
+  // A lock that others have moves the position nevertheless.
+  play(other, "E300=300a");
+  play(shared, "n=213a E300=107 n=301a");
   EXPECT_EQ(ISCLOSE(other), 0);
   EXPECT_EQ(ISCLOSE(shared), 0);
+}
+
+// Rows of a long walk come in streams, here of about 1,000 rows, which other work of the connection
+// and its loss interrupt.
+TEST_F(ClusterTest, ALongWalkMissesNothing) {
+  constexpr int kRecords = 5000;
+  const int other = build(kSharedMode);
+  play(other, "w1x");
+  const int file = ISBUILD(at("large").c_str(), 4000, kPrimary, kExclusiveMode);
+  int next = 0;
+  const auto give = [&](char* to) {
+    std::fill_n(to, 4000, static_cast<char>(next));
+    record(next).copy(to, 4);
+    return next++ < kRecords;
+  };
+  ASSERT_EQ(error_of(isload(file, give, {})), 0) << isreason();
+  std::string bytes(4000, '\0');
+  std::mt19937 random(3);
+  for (const int mode : {kIsNext, kIsPrevious}) {
+    for (const bool disturbed : {false, true}) {
+      const int first = mode == kIsNext ? kIsFirst : kIsLast;
+      for (int i = 0; i < kRecords && !HasFailure(); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(error_of(ISREAD(file, bytes.data(), i == 0 ? first : mode)), 0) << isreason();
+        const int number = mode == kIsNext ? i : kRecords - 1 - i;
+        EXPECT_EQ(isld_int4(bytes.data()), number);
+        EXPECT_EQ(bytes.find_first_not_of(static_cast<char>(number), 4), std::string::npos);
+        if (!disturbed || random() % 200 != 0) continue;
+        switch (random() % 4) {
+          case 0:
+            line->cut_all();
+            break;
+          case 1:
+            for (const int to : {77, number}) {
+              record(to).copy(bytes.data(), 4);
+              EXPECT_EQ(ISREAD(file, bytes.data(), kIsEqual), 0);
+            }
+            break;
+          default:
+            play(other, "e1=1x");
+        }
+      }
+      EXPECT_EQ(error_of(ISREAD(file, bytes.data(), mode)), kIsEndOfFile);
+    }
+  }
+  EXPECT_EQ(ISCLOSE(other), 0);
+  expect_sound_and_close(file);
 }
 
 TEST_F(ClusterTest, SetsAreDoneTogetherOrNotAtAll) {

@@ -30,6 +30,7 @@ bool take_all(void* from, ClientLibrary& to) {
          take(from, "PQerrorMessage", to.PQerrorMessage) && take(from, "PQexec", to.PQexec) &&
          take(from, "PQexitPipelineMode", to.PQexitPipelineMode) &&
          take(from, "PQfinish", to.PQfinish) && take(from, "PQfreemem", to.PQfreemem) &&
+         take(from, "PQgetCopyData", to.PQgetCopyData) &&
          take(from, "PQgetResult", to.PQgetResult) && take(from, "PQgetisnull", to.PQgetisnull) &&
          take(from, "PQgetlength", to.PQgetlength) && take(from, "PQgetvalue", to.PQgetvalue) &&
          take(from, "PQntuples", to.PQntuples) && take(from, "PQpingParams", to.PQpingParams) &&

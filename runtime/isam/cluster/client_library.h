@@ -20,6 +20,7 @@ struct ClientLibrary {
   decltype(&::PQexitPipelineMode) PQexitPipelineMode;
   decltype(&::PQfinish) PQfinish;
   decltype(&::PQfreemem) PQfreemem;
+  decltype(&::PQgetCopyData) PQgetCopyData;
   decltype(&::PQgetResult) PQgetResult;
   decltype(&::PQgetisnull) PQgetisnull;
   decltype(&::PQgetlength) PQgetlength;

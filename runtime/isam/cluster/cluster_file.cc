@@ -22,9 +22,6 @@ enum { kSequence, kRecord, kLock };
 // Age at which a record that was read ahead is read again.
 constexpr std::chrono::seconds kOldest(1);
 
-// Bytes that an answer of a walk may have.
-constexpr std::size_t kMostAhead = std::size_t{1} << 20;
-
 // What is greater than everything at the place. Keys have a fixed length, so a longer one that
 // begins with the key stands behind all of them.
 KeyPlace behind(const TableKey& key, KeyPlace place) {
@@ -41,10 +38,8 @@ bool begin_alike(std::string_view a, std::string_view b, std::size_t length) {
   return a.substr(0, length) == b.substr(0, length);
 }
 
-// The record's length has been checked.
-void copy_record(const Rows& rows, int row, char* record) {
-  const std::string_view bytes = rows.bytes(row, kRecord);
-  std::memcpy(record, bytes.data(), bytes.size());
+bool is_back(int mode) {
+  return mode == kIsLast || mode == kIsPrevious;
 }
 
 }  // namespace
@@ -66,7 +61,6 @@ ClusterFile::Look::Look(ClusterFile& file, const Search& search, const KeyPositi
                         std::size_t size)
     : before(file.automatic_lock_) {
   TableKey& key = file.key_at(search.key);
-  const bool is_back = search.mode == kIsLast || search.mode == kIsPrevious;
   const bool is_exact = search.mode == kIsEqual && search.length == key.length;
   switch (search.mode) {
     case kIsFirst:
@@ -102,7 +96,7 @@ ClusterFile::Look::Look(ClusterFile& file, const Search& search, const KeyPositi
     use(key.current, key.lock_current, key.duplicates);
   } else if (is_exact) {
     use(key.equal, key.lock_equal, false);
-  } else if (is_back) {
+  } else if (is_back(search.mode)) {
     use(key.backward[size], key.lock_backward, key.duplicates);
   } else {
     use(key.forward[size], key.lock_forward, key.duplicates);
@@ -150,18 +144,19 @@ int ClusterFile::check_length(std::string_view record) {
       kIsBadFile, "a record of " + table_->name() + " has a wrong length");
 }
 
-// Stands at the record of a row.
-int ClusterFile::stand_at(const Search& search, const Rows& rows, int row, KeyPosition& position) {
-  const std::string_view bytes = rows.bytes(row, kRecord);
-  if (const int failed = check_length(bytes)) return failed;
+// Stands at a record, and delivers it unless `to` is null.
+int ClusterFile::stand_at(const Search& search, std::string_view record, std::int64_t sequence,
+                          KeyPosition& position, char* to) {
+  if (const int failed = check_length(record)) return failed;
   const TableKey& key = key_at(search.key);
   position.place.key.resize(key.length);
-  key_from_record(key.description, bytes.data(),
+  key_from_record(key.description, record.data(),
                   reinterpret_cast<std::byte*>(position.place.key.data()));
-  position.place.sequence = rows.number(row, kSequence);
+  position.place.sequence = sequence;
   position.next_from_place = false;
   position.previous_to_place = false;
   position.at_record = true;
+  if (to != nullptr) std::memcpy(to, record.data(), record.size());
   return 0;
 }
 
@@ -206,18 +201,18 @@ int ClusterFile::return_to(const IsPosition& kept) {
   position_.at_record = kept.at_record;
   position_.next_from_place = kept.before && !kept.at_record;
   position_.previous_to_place = !kept.before && !kept.at_record;
-  ahead_ = {};
+  forget_ahead();
   return 0;
 }
 
 // ---- Reading
 
-// Size of the answer to ask for: a program that goes on in one direction gets more and more. One that
-// has said so will go on.
+// Size of the answer to ask for: a program that goes on in one direction gets more and more, and one
+// that has said that it will begins with some.
 std::size_t ClusterFile::ahead_of(const Search& search, bool lock) {
   const bool is_step = search.mode == kIsNext || search.mode == kIsPrevious;
   if (!is_step || lock) return 0;
-  std::size_t size = ahead_.mode == search.mode ? ahead_.size + 1 : walk_ahead_ > 0 ? 1 : 0;
+  std::size_t size = goes_on(search) ? ahead_.size + 1 : walk_ahead_ > 0 ? 1 : 0;
   size = std::min(size, kAhead.size() - 1);
   const auto fits = [&] {
     return kAhead[size] <= std::max(read_ahead_, walk_ahead_) &&
@@ -228,15 +223,47 @@ std::size_t ClusterFile::ahead_of(const Search& search, bool lock) {
   return size;
 }
 
-// Whether the record is one that was read ahead.
-bool ClusterFile::is_ahead(const Search& search) const {
-  return ahead_.mode == search.mode && ahead_.next < ahead_.rows.count() &&
-         ahead_.changes == table_->changes && (is_steady() || Clock::now() - ahead_.read < kOldest);
+// Whether what was read ahead still holds for the next step.
+bool ClusterFile::goes_on(const Search& search) const {
+  return ahead_.mode == search.mode && ahead_.changes == table_->changes &&
+         (is_steady() || Clock::now() - ahead_.read < kOldest);
+}
+
+// Gives the next record of those that were read ahead. False if there is none.
+bool ClusterFile::take_ahead(const Search& search, std::int64_t& sequence,
+                             std::string_view& record) {
+  if (!goes_on(search)) return false;
+  if (ahead_.next < ahead_.rows.count()) {
+    sequence = ahead_.rows.number(ahead_.next, kSequence);
+    record = ahead_.rows.bytes(ahead_.next++, kRecord);
+    return true;
+  }
+  // A walk that has used up the longest answer is a long one.
+  if (ahead_.rows.count() < kAhead.back()) return false;
+  if (stream_.next(sequence, record)) return true;
+  return stream_.is_used_up() && begin_stream(search) && stream_.next(sequence, record);
+}
+
+bool ClusterFile::begin_stream(const Search& search) {
+  const TableKey& key = key_at(search.key);
+  const bool forward = !is_back(search.mode);
+  const KeyPlace from = forward ? behind(key, position_.place) : position_.place;
+  if (!is_steady()) ahead_.read = Clock::now();
+  const std::size_t limit = kMostAhead / table_->record_length();
+  return stream_.begin(
+      table_->schema().session().connection(),
+      table_->walk_query(search.key, forward, from.key, from.sequence, static_cast<int>(limit)),
+      limit);
+}
+
+void ClusterFile::forget_ahead() {
+  ahead_ = {};
+  stream_.forget();
 }
 
 int ClusterFile::ahead(int records) {
   walk_ahead_ = records;
-  ahead_ = {};
+  forget_ahead();
   return 0;
 }
 
@@ -303,6 +330,7 @@ void ClusterFile::note_lock(std::int64_t lock, const Rows& rows) {
 
 int ClusterFile::find(const Search& search, bool lock, char* record, KeyPosition& position) {
   if (search.mode == kIsCurrent && !position.at_record) return kIsNoCurrent;
+  stream_.forget();
   const std::size_t size = ahead_of(search, lock);
   Look look(*this, search, position, size);
   Rows rows;
@@ -312,7 +340,9 @@ int ClusterFile::find(const Search& search, bool lock, char* record, KeyPosition
   KeyPosition there;
   bool found = rows.count() > 0;
   if (found) {
-    if (const int damaged = stand_at(search, rows, 0, there)) return damaged;
+    const std::string_view bytes = rows.bytes(0, kRecord);
+    if (const int damaged = stand_at(search, bytes, rows.number(0, kSequence), there, nullptr))
+      return damaged;
     found =
         search.mode != kIsEqual || begin_alike(there.place.key, search.place.key, search.length);
   }
@@ -324,25 +354,28 @@ int ClusterFile::find(const Search& search, bool lock, char* record, KeyPosition
                                       : kIsNoRecord;
   }
   position = std::move(there);
-  if (failed != 0) return failed;
-  if (record != nullptr) copy_record(rows, 0, record);
+  if (failed != 0) {
+    ahead_ = {};
+    return failed;
+  }
+  if (record != nullptr)
+    std::memcpy(record, rows.bytes(0, kRecord).data(), table_->record_length());
   ahead_ = {.rows = std::move(rows),
             .next = 1,
             .mode = search.mode,
             .size = size,
             .changes = table_->changes,
-            .read = size == 0 || is_steady() ? Clock::time_point{} : Clock::now()};
+            .read = is_steady() ? Clock::time_point{} : Clock::now()};
   return 0;
 }
 
 int ClusterFile::read(char* record, int mode, bool lock) {
   if (const int fault = table_->fault()) return fault;
   const Search search = search_for(key_, record, mode, 0);
-  if (lock || !is_ahead(search)) return find(search, lock, record, position_);
-  const int row = ahead_.next++;
-  const int failed = stand_at(search, ahead_.rows, row, position_);
-  if (failed == 0) copy_record(ahead_.rows, row, record);
-  return failed;
+  std::int64_t sequence = 0;
+  std::string_view bytes;
+  if (lock || !take_ahead(search, sequence, bytes)) return find(search, lock, record, position_);
+  return stand_at(search, bytes, sequence, position_, record);
 }
 
 int ClusterFile::start(const KeyDescription& description, int length, const char* record,
@@ -353,7 +386,7 @@ int ClusterFile::start(const KeyDescription& description, int length, const char
   if (static_cast<std::size_t>(length) > key_at(number).length) return kIsBadArgument;
   KeyPosition position;
   const int failed = find(search_for(number, record, mode, length), false, nullptr, position);
-  ahead_ = {};
+  forget_ahead();
   if (failed != 0 && failed != kIsNoRecord && failed != kIsEndOfFile) return failed;
   key_ = number;
   position_ = position;
@@ -371,7 +404,7 @@ int ClusterFile::select(const KeyDescription& description) {
   key_ = number;
   position_.place.key = Table::key_of(key_at(number), record.data());
   position_.place.sequence = position.place.sequence;
-  ahead_ = {};
+  forget_ahead();
   return 0;
 }
 
@@ -401,7 +434,7 @@ int ClusterFile::add_key(const KeyDescription& key) {
   if (table_->keys().size() == kIsMostKeys) return kIsBadKey;
   if (const int failed = validate_key(key, static_cast<int>(table_->record_length())))
     return failed;
-  ahead_ = {};
+  forget_ahead();
   return table_add_key(*table_, key);
 }
 
@@ -466,7 +499,7 @@ int ClusterFile::snapshot_write(const std::string& /*base*/, const std::string& 
 int ClusterFile::close() {
   Table& table = *table_;
   int failed = mode().writes && !table.retired ? flush() : table.fault();
-  ahead_ = {};
+  forget_ahead();
   snapshot_ = nullptr;
   if (--table.users > 0) return failed;
   const int not_given_back = table_close(table);

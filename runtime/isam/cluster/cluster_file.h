@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "runtime/isam/cluster/cluster_snapshot.h"
+#include "runtime/isam/cluster/row_stream.h"
 #include "runtime/isam/cluster/table.h"
 #include "runtime/isam/common/engine.h"
 
@@ -101,11 +102,15 @@ class ClusterFile final : public OpenIsam {
   void forget_automatic_lock();
   int give_back(std::int64_t lock);
   int check_length(std::string_view record);
-  int stand_at(const Search& search, const Rows& rows, int row, KeyPosition& position);
+  int stand_at(const Search& search, std::string_view record, std::int64_t sequence,
+               KeyPosition& position, char* to);
   void stand_after_miss(const Search& search, KeyPosition& position);
 
   [[nodiscard]] std::size_t ahead_of(const Search& search, bool lock);
-  [[nodiscard]] bool is_ahead(const Search& search) const;
+  [[nodiscard]] bool goes_on(const Search& search) const;
+  bool take_ahead(const Search& search, std::int64_t& sequence, std::string_view& record);
+  bool begin_stream(const Search& search);
+  void forget_ahead();
   [[nodiscard]] bool is_steady() const { return mode().exclusive || mode().read_only; }
 
   int change(Statement& statement, const char* record, bool inserts);
@@ -128,6 +133,7 @@ class ClusterFile final : public OpenIsam {
     Clock::time_point read;    // while others can change the file
   };
   Ahead ahead_;
+  RowStream stream_;                         // what comes after `ahead_`
   std::unique_ptr<TableSnapshot> snapshot_;  // null: none has begun
 };
 

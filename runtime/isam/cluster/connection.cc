@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "runtime/isam/cluster/row_stream.h"
 #include "runtime/isam/common/isam.h"
 #include "runtime/isam/common/reason.h"
 #include "runtime/platform/private_descriptors.h"
@@ -224,6 +225,7 @@ bool Connection::is_open() const {
 }
 
 void Connection::close() {
+  end_copy_out();
   PGconn* const connection = std::exchange(connection_, nullptr);
   // The end of a connection is sent to the server, where the parent goes on using it.
   if (connection == nullptr || !is_ours()) return;
@@ -345,7 +347,7 @@ int Connection::end_pipeline() {
 }
 
 int Connection::run(std::span<const Step> steps, std::span<Rows> rows) {
-  if (!is_open()) return kLost;
+  if (const int failed = settle()) return failed;
   const auto is_known = [&](const Step& step) { return step.statement->connection == number_; };
   const bool pipeline = steps.size() > 1 || !is_known(steps.front());
   if (pipeline && library_->PQenterPipelineMode(connection_) == 0) return lose();
@@ -382,7 +384,7 @@ int Connection::run(std::span<const Step> steps, std::span<Rows> rows) {
 }
 
 int Connection::command(const std::string& text, Rows& rows) {
-  if (!is_open()) return kLost;
+  if (const int failed = settle()) return failed;
   PGresult* const result = library_->PQexec(connection_, text.c_str());
   const int failed = result == nullptr ? lose() : take(result, rows);
   // Commands make, change and remove tables; they meet programs of others, such as a long query.
@@ -404,7 +406,7 @@ int Connection::check_copy(PGresult* result, ExecStatusType wanted) {
 }
 
 int Connection::copy_in_begin(const std::string& text) {
-  if (!is_open()) return kLost;
+  if (const int failed = settle()) return failed;
   return check_copy(library_->PQexec(connection_, text.c_str()), PGRES_COPY_IN);
 }
 
@@ -418,6 +420,42 @@ int Connection::copy_in_end(bool keep) {
   const int failed = check_copy(library_->PQgetResult(connection_), PGRES_COMMAND_OK);
   const int ended = end_results();
   return failed != 0 ? failed : ended;
+}
+
+int Connection::copy_out_begin(const std::string& text, RowStream& reader) {
+  if (const int failed = settle()) return failed;
+  if (const int failed = check_copy(library_->PQexec(connection_, text.c_str()), PGRES_COPY_OUT))
+    return failed;
+  copies_out_ = true;
+  reader_ = &reader;
+  reader.connection_ = this;
+  return 0;
+}
+
+bool Connection::copy_out(std::string& message) {
+  if (!copies_out_ || !is_open()) return false;
+  char* bytes = nullptr;
+  const int length = library_->PQgetCopyData(connection_, &bytes, 0);
+  if (length >= 0) message.assign(bytes, static_cast<std::size_t>(length));
+  library_->PQfreemem(bytes);
+  if (length >= 0) return true;
+  end_copy_out();
+  static_cast<void>(end_results());
+  return false;
+}
+
+void Connection::end_copy_out() {
+  copies_out_ = false;
+  if (RowStream* const reader = std::exchange(reader_, nullptr)) reader->connection_ = nullptr;
+}
+
+// Makes the connection free for other work. kLost if it is not open.
+int Connection::settle() {
+  if (!is_open()) return kLost;
+  for (std::string message; copies_out_ && copy_out(message);) {
+    if (reader_ != nullptr) reader_->kept_.push_back(std::move(message));
+  }
+  return is_open() ? 0 : kLost;
 }
 
 std::string Connection::quoted_name(std::string_view name) {

@@ -75,6 +75,8 @@ class Rows {
   PGresult* result_ = nullptr;
 };
 
+class RowStream;
+
 class Connection {
  public:
   // `place`, hosts and database, begins the reasons of failures.
@@ -109,6 +111,12 @@ class Connection {
   int copy_in(std::string_view bytes);
   int copy_in_end(bool keep);
 
+  // Gets rows from COPY ... TO STDOUT. `reader` keeps those that are left when other work comes.
+  int copy_out_begin(const std::string& text, RowStream& reader);
+  // Gives the next message; false after the last one, and after a failure.
+  bool copy_out(std::string& message);
+  void forget_reader() { reader_ = nullptr; }
+
   // Returns a text quoted for SQL.
   static std::string quoted_name(std::string_view name);
   static std::string quoted_text(std::string_view text);
@@ -129,6 +137,8 @@ class Connection {
   int end_pipeline();
   int judge(PGresult* result);
   int check_copy(PGresult* result, ExecStatusType wanted);
+  int settle();
+  void end_copy_out();
   int lose();
   [[nodiscard]] std::string words() const;
 
@@ -141,6 +151,8 @@ class Connection {
   std::size_t failed_step_ = 0;
   unsigned owner_ = 0;  // see private_descriptors.h
   bool starting_ = false;
+  bool copies_out_ = false;
+  RowStream* reader_ = nullptr;  // of the rows that come; null: nobody wants them any more
 };
 
 }  // namespace marigold::inner::isam

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "runtime/isam/cluster/key_expression.h"
 #include "runtime/isam/common/isam.h"
 #include "runtime/isam/common/reason.h"
 
@@ -180,6 +181,18 @@ int Table::take_shape(const Rows& rows) {
   make_statements();
   make_changes();
   return 0;
+}
+
+std::string Table::walk_query(std::size_t key, bool forward, std::string_view from,
+                              std::int64_t sequence, int limit) const {
+  Search walk = search(keys_[key], key, forward);
+  const auto put = [&](const std::string& parameter, const std::string& value) {
+    if (const std::size_t at = walk.where.find(parameter); at != std::string::npos)
+      walk.where.replace(at, parameter.size(), value);
+  };
+  put("$1::bytea", bytes_literal(from));
+  put("$2::bigint", "'" + std::to_string(sequence) + "'::bigint");
+  return rows_of(quoted_table(), walk, limit, "seq, record");
 }
 
 void Table::make_statements() {

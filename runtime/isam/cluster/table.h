@@ -21,6 +21,9 @@ namespace marigold::inner::isam {
 // Sizes of the answers of a walk that reads ahead: one record, and then more and more.
 inline constexpr std::array<int, 4> kAhead = {1, 16, 128, 1024};
 
+// Bytes of records that an answer of a walk may have.
+inline constexpr std::size_t kMostAhead = std::size_t{1} << 22;
+
 // A key with the statements along it. Each returns rows of (sequence, lock, record).
 struct TableKey {
   KeyDescription description;
@@ -77,6 +80,10 @@ class Table {
 
   // Returns the key bytes of a record.
   static std::string key_of(const TableKey& key, const char* record);
+  // Returns a query of the records (sequence, record) from a place of a key on, or before it. The
+  // sequence counts only where duplicates are allowed.
+  [[nodiscard]] std::string walk_query(std::size_t key, bool forward, std::string_view from,
+                                       std::int64_t sequence, int limit) const;
   // The lock that stands for a primary key; see docs/formats/cluster.md.
   [[nodiscard]] std::int64_t lock_of(std::string_view primary) const;
 
