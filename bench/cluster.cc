@@ -5,9 +5,9 @@
 //   cluster [RECORDS=50000] [PARTS...]     parts: operations walks processes latency; all by default
 //
 // Prints a line for each operation: microseconds by the engine and by hand, and the median of the
-// ratios of blocks in turns, all on one processor. `processes`: operations a second of 1, 2, 4 and 8
-// clients. `latency`: round trips of each operation on a line that takes 0.5 and 5 ms. A wrong
-// result ends the program with status 1.
+// ratios of blocks in turns, those of operations on one processor. `processes`: operations a second
+// of 1, 2, 4 and 8 clients. `latency`: round trips of each operation on a line that takes 0.5 and
+// 5 ms. A wrong result ends the program with status 1.
 
 #include <libpq-fe.h>
 #include <sched.h>
