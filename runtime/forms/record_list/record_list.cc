@@ -295,6 +295,7 @@ class RecordList::Rows {
   bool show_help(int code) {
     if (layout_.help_key == nullptr || *layout_.help_key == '\0') return code == kKeyHelp;
     help_show(layout_.help_key);
+    if (changes_of_file() != changes_) read_rows();  // nobody knows how long that took
     return true;
   }
 
