@@ -272,8 +272,14 @@ TEST_F(ClusterTest, FilesChangeTheirNamesTogether) {
   {
     SqlSession query(shared_server().address(database));
     query.run("ALTER DATABASE " + database + " SET lock_timeout = '50ms'");
-    query.run("BEGIN; SELECT count(*) FROM schema.f1");
+    query.run("BEGIN; LOCK TABLE schema.f1");
     line->cut_all();  // settings come with a connection
+    const int again = ISOPEN(at("file").c_str(), kSharedMode);
+    play(again, "e1=120 E1=107 w2x=107");
+    query.run("ROLLBACK");
+    play(again, "e1=1x");
+    EXPECT_EQ(ISCLOSE(again), 0);
+    query.run("BEGIN; SELECT count(*) FROM schema.f1");
     EXPECT_EQ(error_of(isexchange({missing, 1})), kIsServer);
     EXPECT_NE(std::string(isreason()).find("other sessions of the server are using a table"),
               std::string::npos);

@@ -336,6 +336,8 @@ int ClusterFile::find(const Search& search, bool lock, char* record, KeyPosition
   Rows rows;
   const int failed =
       lock ? run_locking(search, look, rows) : table_->ask({&look.plain, 1}, {&rows, 1});
+  if (failed == kIsLocked && !lock)
+    return table_->schema().session().connection().refuse_table_in_use();
   if (failed != 0 && failed != kIsLocked) return failed;
   KeyPosition there;
   bool found = rows.count() > 0;

@@ -251,6 +251,10 @@ int Connection::refuse(int number, std::string_view reason) const {
   return isam::refuse(number, place() + ": " + std::string(reason));
 }
 
+int Connection::refuse_table_in_use() const {
+  return refuse(kIsServer, "other sessions of the server are using a table");
+}
+
 std::string Connection::last_words() const {
   std::string words = noted_reason();
   const std::string before = place() + ": ";
@@ -388,8 +392,7 @@ int Connection::command(const std::string& text, Rows& rows) {
   PGresult* const result = library_->PQexec(connection_, text.c_str());
   const int failed = result == nullptr ? lose() : take(result, rows);
   // Commands make, change and remove tables; they meet programs of others, such as a long query.
-  return failed == kIsLocked ? refuse(kIsServer, "other sessions of the server are using a table")
-                             : failed;
+  return failed == kIsLocked ? refuse_table_in_use() : failed;
 }
 
 int Connection::command(const std::string& text) {
@@ -407,7 +410,8 @@ int Connection::check_copy(PGresult* result, ExecStatusType wanted) {
 
 int Connection::copy_in_begin(const std::string& text) {
   if (const int failed = settle()) return failed;
-  return check_copy(library_->PQexec(connection_, text.c_str()), PGRES_COPY_IN);
+  const int failed = check_copy(library_->PQexec(connection_, text.c_str()), PGRES_COPY_IN);
+  return failed == kIsLocked ? refuse_table_in_use() : failed;
 }
 
 int Connection::copy_in(std::string_view bytes) {
