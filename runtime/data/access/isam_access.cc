@@ -9,12 +9,12 @@
 #include <vector>
 
 #include "runtime/core/current_operation.h"
-#include "runtime/core/settings.h"
 #include "runtime/core/user_interface.h"
 #include "runtime/data/access/change_turns.h"
 #include "runtime/data/access/data_fatal.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/record_change.h"
+#include "runtime/data/access/walk_ahead.h"
 #include "runtime/platform/mapped_file.h"
 
 namespace marigold::inner {
@@ -56,14 +56,9 @@ int write(const DataFile& file) {
   return ISWRITE(file.engine.descriptor, file.record.data()) == 0 ? 0 : iserrno;
 }
 
-// Records that a walk reads at once while a list is printed. What is printed is old anyway; the
-// engine reads a record again that has waited for a second.
-constexpr int kAheadForLists = 1024;
-
 void tell_ahead(DataFile& file) {
-  const int wanted = open_subsystems().print_engine ? kAheadForLists : file.engine.walk_ahead;
-  if (std::exchange(file.engine.told_ahead, wanted) == wanted) return;
-  if (isahead(file.engine.descriptor, wanted) != 0) fatal();
+  EngineState& engine = file.engine;
+  if (walk_ahead(engine.descriptor, engine.walk_ahead, engine.told_ahead) != 0) fatal();
 }
 
 // Moves to a record that another process has locked, without delivering the record.

@@ -13,6 +13,7 @@
 #include "runtime/data/access/data_fatal.h"
 #include "runtime/data/access/data_path.h"
 #include "runtime/data/access/random_store.h"
+#include "runtime/data/access/walk_ahead.h"
 #include "runtime/platform/mapped_file.h"
 #include "runtime/platform/process.h"
 
@@ -67,6 +68,7 @@ class TableStore final : public RandomStore {
   int descriptor_ = -1;
   long process_;             // which has opened the file
   RecordNumber at_ = 0;      // the engine's current record; 0: not known
+  int told_ahead_ = 0;       // see walk_ahead.h
   std::vector<char> spare_;  // a record
 };
 
@@ -144,7 +146,8 @@ int TableStore::begin_walk(RecordNumber number, int step, std::span<char> record
 }
 
 int TableStore::walk(RecordNumber& number, int step, std::span<char> record) {
-  int failed = begin_walk(number, step, record);
+  int failed = walk_ahead(descriptor_, 0, told_ahead_);
+  if (failed == 0) failed = begin_walk(number, step, record);
   while (failed == 0 && record.back() != kLiveRecord)
     failed = read(record, step > 0 ? kIsNext : kIsPrevious);
   number = failed == 0 ? at_ : 0;
