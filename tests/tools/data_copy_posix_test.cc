@@ -14,9 +14,11 @@ TEST_F(DataCopyTest, AKilledCopyLeavesTheOldFileOrTheNewOne) {
   expect({{"load BOX many.csv", "./data/1/BOX: 5991 records loaded\n"}});
   bool before = false;
   bool after = false;
-  for (int milliseconds = 5; !after; milliseconds += milliseconds / 2) {
-    run_shell("./marigold data copy data/%p " + there + "BOX --replace & sleep " +
-              std::to_string(milliseconds / 1000.0) + "; kill -9 $!; wait");
+  for (int milliseconds = 0; !after; milliseconds += milliseconds / 2 + 1) {
+    const std::string wait =
+        milliseconds == 0 ? "" : "sleep " + std::to_string(milliseconds / 1000.0) + "; ";
+    run_shell("./marigold data copy data/%p " + there + "BOX --replace & " + wait +
+              "kill -9 $!; wait");
     forget_the_killed();
     const Finished check = run_in(far, "check --quick BOX");
     const std::string found = numbers(far, 1);
