@@ -72,16 +72,12 @@ class RecordList::Rows {
         first_row_(title_.empty() ? 2 : 3),
         keys_(shown_keys(layout_)),
         window_(layout.row, layout.column, layout.rows + first_row_ + 2, width_ + 2, false) {
-    // A page in a few round trips to a cluster. Each page is read from a place on, so that nothing
-    // old comes into it.
-    is_read_ahead(file_, kAhead);
+    const ReadsAhead ahead(file_);
     move_to(walk_.first());
   }
-  Rows(const Rows&) = delete;
-  Rows& operator=(const Rows&) = delete;
-  ~Rows() { is_read_ahead(file_, 0); }
 
   int run() {
+    const ReadsAhead ahead(file_);
     if (changes_of_file() != changes_) read_rows();
     for (;;) {
       draw();
@@ -98,6 +94,7 @@ class RecordList::Rows {
   }
 
   bool go_to_record() {
+    const ReadsAhead ahead(file_);
     const bool found = walk_.find_primary();
     if (found) {
       forget_search();
@@ -115,7 +112,19 @@ class RecordList::Rows {
   [[nodiscard]] DataFile& file() const { return file_; }
 
  private:
-  static constexpr int kAhead = 128;  // records
+  // Reads a page in a few round trips to a cluster. Each page is read from a place on, so that
+  // nothing old comes into it; what the program reads between two keys of its own is not ahead.
+  class ReadsAhead {
+   public:
+    explicit ReadsAhead(DataFile& file) : file_(file) { is_read_ahead(file_, kRecords); }
+    ReadsAhead(const ReadsAhead&) = delete;
+    ReadsAhead& operator=(const ReadsAhead&) = delete;
+    ~ReadsAhead() { is_read_ahead(file_, 0); }
+
+   private:
+    static constexpr int kRecords = 128;
+    DataFile& file_;
+  };
 
   [[nodiscard]] bool is_empty() const { return rows_.empty(); }
   [[nodiscard]] Row& current() { return rows_[static_cast<std::size_t>(at_)]; }
