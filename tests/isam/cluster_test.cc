@@ -503,19 +503,26 @@ TEST_F(ClusterTest, AChangeIsDoneWhenItIsCommitted) {
 // Everybody with the right can write anything into a table.
 TEST_F(ClusterTest, ARecordOfAnotherLengthIsDamage) {
   const int built = build();
-  play(built, "w1x w2y w3z");
+  play(built, "w-1x w0x w1x w2y w3z");
   ASSERT_EQ(ISCLOSE(built), 0);
   SqlSession sql(shared_server().address(database));
   for (const char* const other : {"record || repeat('a', 100000)::bytea", "'\\x00'", "''"}) {
     sql.run(std::string("UPDATE schema.f1 SET record = ") + other + " WHERE k1 = '\\x80000002'");
     const int shared = ISOPEN(at("file").c_str(), kSharedMode);
-    play(shared, "e2=105 E2=105 f=1x n=105 l=3z p=105 e1=1x");
+    play(shared, "e2=105 E2=105 e1=1x n=105 l=3z p=105 e1=1x");
     const int second = ISOPEN(at("file").c_str(), kSharedMode);
     play(second, "E1=1x");
     EXPECT_EQ(ISCLOSE(second), 0);
     EXPECT_EQ(ISCLOSE(shared), 0);
+    // The server gives the automatic lock back before it is known that the record is damaged.
+    const int automatic = ISOPEN(at("file").c_str(), kIsInputOutput | kIsAutoLock);
+    play(automatic, "E1=1x E2=105");
+    play_elsewhere("E1=1x d1 w1x");
+    line->cut_all();
+    play(automatic, "e1=1x");
+    EXPECT_EQ(ISCLOSE(automatic), 0);
     const int alone = ISOPEN(at("file").c_str(), kExclusiveMode);
-    play(alone, "f=1x n=105");
+    play(alone, "f=-1x n=0x n=1x n=105 n=105");
     EXPECT_NE(std::string(isreason()).find("wrong length"), std::string::npos);
     EXPECT_EQ(ISCLOSE(alone), 0);
   }

@@ -113,7 +113,7 @@ class RecordList::Rows {
 
  private:
   // Reads a page in a few round trips to a cluster. Each page is read from a place on, so that
-  // nothing old comes into it; what the program reads between two keys of its own is not ahead.
+  // nothing old comes into it. What the program reads itself, between two runs, is not read ahead.
   class ReadsAhead {
    public:
     explicit ReadsAhead(DataFile& file) : file_(file) { is_read_ahead(file_, kRecords); }

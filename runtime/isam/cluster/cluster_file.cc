@@ -140,8 +140,7 @@ ClusterFile::Search ClusterFile::search_for(std::size_t number, const char* reco
 // fit the caller's buffer.
 int ClusterFile::check_length(std::string_view record) {
   if (record.size() == table_->record_length()) return 0;
-  return table_->schema().session().connection().refuse(
-      kIsBadFile, "a record of " + table_->name() + " has a wrong length");
+  return table_->schema().session().connection().refuse_record(table_->name());
 }
 
 // Stands at a record, and delivers it unless `to` is null.
@@ -226,7 +225,7 @@ std::size_t ClusterFile::ahead_of(const Search& search, bool lock) {
 // Whether what was read ahead still holds for the next step.
 bool ClusterFile::goes_on(const Search& search) const {
   return ahead_.mode == search.mode && ahead_.changes == table_->changes &&
-         (is_steady() || Clock::now() - ahead_.read < kOldest);
+         (is_steady() || Clock::now() - ahead_.asked < kOldest);
 }
 
 // Gives the next record of those that were read ahead. False if there is none.
@@ -248,7 +247,7 @@ bool ClusterFile::begin_stream(const Search& search) {
   const TableKey& key = key_at(search.key);
   const bool forward = !is_back(search.mode);
   const KeyPlace from = forward ? behind(key, position_.place) : position_.place;
-  if (!is_steady()) ahead_.read = Clock::now();
+  if (!is_steady()) ahead_.asked = Clock::now();
   const std::size_t limit = kMostAhead / table_->record_length();
   return stream_.begin(
       table_->schema().session().connection(),
@@ -298,17 +297,23 @@ int ClusterFile::run_locking(const Search& search, Look& look, Rows& rows) {
         note_lock(lock, rows);
         return 0;
       }
-      const int failed = give_back(lock);
+      const int failed = refuse_lock(lock);
       return failed != 0 ? failed : damaged;
     }
     if (outcome == kHeldByOther && (same || by_primary)) return kIsLocked;
     if (outcome == kNoRecordFree && rows.count() == 0) return 0;
     // Between the two looks another process has changed which record it is; or it is changing it.
     if (outcome != kGot) continue;
-    if (const int failed = give_back(lock)) return failed;
-    forget_automatic_lock();
+    if (const int failed = refuse_lock(lock)) return failed;
   }
   return kIsLocked;
+}
+
+// Gives a lock back that came with no record. The server has taken the automatic lock back for it,
+// unless they are the same: that one is then counted once less, as before.
+int ClusterFile::refuse_lock(std::int64_t lock) {
+  if (automatic_lock_ != lock) forget_automatic_lock();
+  return give_back(lock);
 }
 
 // The server has given the automatic lock back.
@@ -331,6 +336,7 @@ void ClusterFile::note_lock(std::int64_t lock, const Rows& rows) {
 int ClusterFile::find(const Search& search, bool lock, char* record, KeyPosition& position) {
   if (search.mode == kIsCurrent && !position.at_record) return kIsNoCurrent;
   stream_.forget();
+  const Clock::time_point asked = is_steady() ? Clock::time_point{} : Clock::now();
   const std::size_t size = ahead_of(search, lock);
   Look look(*this, search, position, size);
   Rows rows;
@@ -367,7 +373,7 @@ int ClusterFile::find(const Search& search, bool lock, char* record, KeyPosition
             .mode = search.mode,
             .size = size,
             .changes = table_->changes,
-            .read = is_steady() ? Clock::time_point{} : Clock::now()};
+            .asked = asked};
   return 0;
 }
 
@@ -377,7 +383,9 @@ int ClusterFile::read(char* record, int mode, bool lock) {
   std::int64_t sequence = 0;
   std::string_view bytes;
   if (lock || !take_ahead(search, sequence, bytes)) return find(search, lock, record, position_);
-  return stand_at(search, bytes, sequence, position_, record);
+  const int failed = stand_at(search, bytes, sequence, position_, record);
+  if (failed != 0) forget_ahead();  // the next step meets the damaged record again
+  return failed;
 }
 
 int ClusterFile::start(const KeyDescription& description, int length, const char* record,

@@ -101,6 +101,7 @@ class ClusterFile final : public OpenIsam {
   void note_lock(std::int64_t lock, const Rows& rows);
   void forget_automatic_lock();
   int give_back(std::int64_t lock);
+  int refuse_lock(std::int64_t lock);
   int check_length(std::string_view record);
   int stand_at(const Search& search, std::string_view record, std::int64_t sequence,
                KeyPosition& position, char* to);
@@ -130,7 +131,7 @@ class ClusterFile final : public OpenIsam {
     int mode = kIsFirst;       // kIsNext or kIsPrevious while the program walks
     std::size_t size = 0;      // as in kAhead
     std::int64_t changes = 0;  // of the table
-    Clock::time_point read;    // while others can change the file
+    Clock::time_point asked;   // while others can change the file
   };
   Ahead ahead_;
   RowStream stream_;                         // what comes after `ahead_`

@@ -37,10 +37,6 @@ int Moment::command(const std::string& text) {
   return judge(connection_.command(text));
 }
 
-int Moment::refuse_record(const std::string& table) {
-  return connection_.refuse(kIsBadFile, "a record of " + table + " has a wrong length");
-}
-
 TableSnapshot::TableSnapshot(std::shared_ptr<Moment> moment, const Table& table)
     : moment_(std::move(moment)),
       table_(table.quoted_table()),
@@ -67,7 +63,7 @@ int TableSnapshot::next(char* record) {
     if (rows_.count() == 0) return kIsEndOfFile;
   }
   const std::string_view bytes = rows_.bytes(next_++, 0);
-  if (bytes.size() != record_length_) return moment_->refuse_record(table_);
+  if (bytes.size() != record_length_) return moment_->connection().refuse_record(table_);
   std::memcpy(record, bytes.data(), bytes.size());
   return 0;
 }

@@ -24,8 +24,7 @@ class Moment {
   int begin();
   int run(const Step& step, Rows& rows);
   int command(const std::string& text);
-  // Returns 105, with words.
-  int refuse_record(const std::string& table);
+  [[nodiscard]] const Connection& connection() const { return connection_; }
   // Returns a new name, quoted.
   std::string new_cursor() { return Connection::quoted_name("c" + std::to_string(++cursors_)); }
 

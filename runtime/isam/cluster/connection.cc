@@ -251,6 +251,10 @@ int Connection::refuse(int number, std::string_view reason) const {
   return isam::refuse(number, place() + ": " + std::string(reason));
 }
 
+int Connection::refuse_record(const std::string& file) const {
+  return refuse(kIsBadFile, "a record of " + file + " has a wrong length");
+}
+
 int Connection::refuse_table_in_use() const {
   return refuse(kIsServer, "other sessions of the server are using a table");
 }

@@ -127,6 +127,8 @@ class Connection {
   [[nodiscard]] std::string place() const;
   // Notes "PLACE: REASON" and returns the number.
   [[nodiscard]] int refuse(int number, std::string_view reason) const;
+  // The same, 105, for a record of a file with a wrong length.
+  [[nodiscard]] int refuse_record(const std::string& file) const;
   // The same, 120, for a table that others have not left for long enough.
   [[nodiscard]] int refuse_table_in_use() const;
   // Returns the reason that was noted last, without the place.
